@@ -1,0 +1,513 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "binding/keywordproxy.h"
+
+#include "binding/keywordexpression.h"
+#include "client/keywordclient.h"
+#include "pubsub/deletionwatch_p.h"
+#include "pubsub/publisher.h"
+#include "pubsub/subscriber.h"
+
+#include <QtCore/QLoggingCategory>
+#include <QtCore/QPointer>
+#include <QtCore/QStringList>
+
+namespace pellix::client {
+
+namespace {
+
+Q_LOGGING_CATEGORY(lcKeywordProxy, "pellixclient.keyword.proxy", QtWarningMsg)
+
+const QLatin1String labelPostfix("/Label");
+
+} // namespace
+
+class PKeywordProxy::Private
+{
+public:
+    // Owned by whoever made them; when they go first, they read as not set.
+    QPointer<PKeywordClient> client;
+    PSubscriber subscriber;
+    QPointer<PAbstractKeywordExpression> keywordExpression;
+    QMetaObject::Connection expressionConnection;
+    QString keyword;
+
+    PKeywordValueType valueType = PKeywordValueType::KVT_NOPROP;
+    QVariant value;
+    bool consistent = true; // Required: unlike the other three
+    bool connected = false;
+    bool online = false;
+    bool error = false;
+    bool valueValid = false;
+
+    bool valueLabelValid = false;
+    bool labelLookup = false;
+    QStringList labelParts;
+    QStringList labelPrefixes;
+    QString labelKeyword;
+    QVariant labelValue;
+
+    DeletionWatch watch;
+};
+
+/*!
+    \class pellix::client::PKeywordProxy
+    \inmodule PellixClientKeyword
+    \brief The PKeywordProxy class binds one keyword to a live, writable value.
+
+    Given a client and a keyword, or an expression that computes one, a proxy asks the server for
+    the keyword and follows it:
+
+    \qml
+    PKeywordProxy {
+        id: level
+        client: keywordClient
+        keyword: "/plant/tank1/level"
+    }
+    Text { text: level.valueValid ? level.value : "no value" }
+    Button { onClicked: level.updateRelative(5) }
+    \endqml
+
+    The value is cleared, and the server asked again, whenever the link to the server comes or goes
+    and whenever the keyword is set, also to what it was.
+
+    Neither the client nor the expression is owned. One that is destroyed first reads as not set;
+    a proxy whose client goes loses its value.
+
+    Handlers of the signals may do anything, including deleting the proxy or its client.
+*/
+
+/*!
+    \property pellix::client::PKeywordProxy::client
+    \brief the client whose server holds the keyword; \c nullptr by default. Not owned.
+*/
+
+/*!
+    \property pellix::client::PKeywordProxy::keyword
+    \brief the keyword that the proxy listens to; empty by default.
+
+    With keywordExpression set, this is the keyword of the expression, and writing is refused with
+    a warning. Setting the current keyword again clears the value and asks the server again.
+
+    keywordChanged() comes before the proxy changes to the new keyword: a handler, and a binding,
+    still reads the old one there.
+*/
+
+/*!
+    \property pellix::client::PKeywordProxy::keywordExpression
+    \brief the expression that computes the keyword, in place of keyword; \c nullptr by default.
+    Not owned.
+
+    Cleared, the proxy goes back to the keyword that was set before. Its change signal is never
+    emitted.
+
+    An expression that is destroyed while it is in use leaves the proxy with the keyword that it had
+    computed last, until the subscription is established anew.
+*/
+
+/*!
+    \property pellix::client::PKeywordProxy::value
+    \brief the value of the keyword as the server sent it last; undefined while there is none.
+
+    Numbers are \c double or \c qlonglong, arrays lists and objects maps, and null is a valid
+    variant that holds a null pointer. Values are compared with QVariant's equality to decide
+    whether they changed.
+
+    A label lookup delivers its result here too, see getKeywordLabel().
+*/
+
+/*!
+    \property pellix::client::PKeywordProxy::labelValue
+    \brief always undefined, and its change signal is never emitted; the result of a label lookup
+    is in value.
+*/
+
+/*!
+    \property pellix::client::PKeywordProxy::valueValid
+    \brief whether a value has arrived since the keyword was last set to another one.
+
+    It holds a \c bool. It stays \c true when the link to the server is lost, while value is
+    cleared. valueValidChanged() is emitted at every change of the value.
+*/
+
+/*!
+    \property pellix::client::PKeywordProxy::valueLabelValid
+    \brief whether the last label lookup has finished. It holds a \c bool.
+*/
+
+/*!
+    \property pellix::client::PKeywordProxy::valueType
+    \brief the type of the value as the server declares it; KVT_NOPROP while there is none.
+*/
+
+/*!
+    \property pellix::client::PKeywordProxy::connected
+    \brief the flag of this name in the last event of the keyword; \c false without one.
+*/
+
+/*!
+    \property pellix::client::PKeywordProxy::online
+    \brief the flag of this name in the last event of the keyword; \c false without one.
+*/
+
+/*!
+    \property pellix::client::PKeywordProxy::consistent
+    \brief the flag of this name in the last event of the keyword; \c true without one.
+*/
+
+/*!
+    \property pellix::client::PKeywordProxy::error
+    \brief the flag of this name in the last event of the keyword; \c false without one.
+*/
+
+/*!
+    Constructs a proxy that is bound to nothing. \a parent owns it, if given.
+*/
+PKeywordProxy::PKeywordProxy(QObject *parent) : QObject(parent), d(std::make_unique<Private>())
+{
+    connect(&d->subscriber, &PSubscriber::activeChanged, this, &PKeywordProxy::resetSubscription);
+    connect(&d->subscriber, &PSubscriber::publisherActiveChanged, this,
+            &PKeywordProxy::resetSubscription);
+    connect(&d->subscriber, &PSubscriber::valueChanged, this, &PKeywordProxy::onSubscriberValue);
+}
+
+/*!
+    Destroys the proxy. If it was the last one on its keyword, its client tells the server.
+*/
+PKeywordProxy::~PKeywordProxy() = default;
+
+PKeywordClient *PKeywordProxy::client() const
+{
+    return d->client;
+}
+
+void PKeywordProxy::setClient(PKeywordClient *client)
+{
+    if (client == d->client)
+        return;
+
+    const DeletionWatch::Scope self(d->watch);
+    if (client) {
+        d->client = client;
+        d->subscriber.setPublisher(client->publisher());
+    } else {
+        d->subscriber.setPublisher(nullptr);
+        if (self.deleted())
+            return;
+        d->client = nullptr;
+    }
+    if (self.deleted())
+        return;
+    Q_EMIT clientChanged();
+    if (self.deleted())
+        return;
+    resetSubscription();
+}
+
+/*!
+    Takes the client away, like setting it to \c nullptr.
+*/
+void PKeywordProxy::resetClient()
+{
+    setClient(nullptr);
+}
+
+QString PKeywordProxy::keyword() const
+{
+    return d->keywordExpression ? d->keywordExpression->keyword() : d->subscriber.topic();
+}
+
+/*!
+    Sets the keyword to listen to. \a labelLookup marks it as a step of a label lookup and is left
+    at its default by all others.
+*/
+void PKeywordProxy::setKeyword(const QString &keyword, bool labelLookup)
+{
+    if (d->keywordExpression) {
+        qCWarning(lcKeywordProxy) << "Proxy is already using a keyword expression";
+        return;
+    }
+
+    if (keyword != d->subscriber.topic()) {
+        const QString newKeyword = keyword; // handlers may destroy what the argument refers to
+        const DeletionWatch::Scope self(d->watch);
+        d->valueValid = false;
+        Q_EMIT valueValidChanged(); // Required: also when it was false already
+        if (self.deleted())
+            return;
+        d->labelLookup = labelLookup;
+        qCDebug(lcKeywordProxy) << objectName() << "keyword:" << newKeyword;
+        d->keyword = newKeyword;
+        Q_EMIT keywordChanged();
+        if (self.deleted())
+            return;
+    }
+    resetSubscription();
+}
+
+PAbstractKeywordExpression *PKeywordProxy::keywordExpression() const
+{
+    return d->keywordExpression;
+}
+
+void PKeywordProxy::setKeywordExpression(PAbstractKeywordExpression *expression)
+{
+    if (expression == d->keywordExpression)
+        return;
+
+    qCDebug(lcKeywordProxy) << objectName() << "keywordExpression:"
+                            << (expression ? expression->keyword() : QStringLiteral("[nullptr]"));
+    if (d->expressionConnection)
+        disconnect(d->expressionConnection);
+    d->keywordExpression = expression;
+
+    // Required: keywordExpressionChanged() is not emitted.
+    const DeletionWatch::Scope self(d->watch);
+    Q_EMIT keywordChanged();
+    if (self.deleted())
+        return;
+    resetSubscription();
+    if (self.deleted() || !expression || d->keywordExpression != expression)
+        return; // a handler has replaced the expression, or it is gone
+    d->expressionConnection =
+        connect(expression, &PAbstractKeywordExpression::keywordChanged, this, [this] {
+            const DeletionWatch::Scope self(d->watch);
+            Q_EMIT keywordChanged();
+            if (!self.deleted())
+                resetSubscription();
+        });
+}
+
+QVariant PKeywordProxy::value() const
+{
+    return d->value;
+}
+
+QVariant PKeywordProxy::labelValue() const
+{
+    return d->labelValue;
+}
+
+QVariant PKeywordProxy::valueValid() const
+{
+    return d->valueValid;
+}
+
+QVariant PKeywordProxy::valueLabelValid() const
+{
+    return d->valueLabelValid;
+}
+
+PKeywordValueType PKeywordProxy::valueType() const
+{
+    return d->valueType;
+}
+
+bool PKeywordProxy::connected() const
+{
+    return d->connected;
+}
+
+bool PKeywordProxy::online() const
+{
+    return d->online;
+}
+
+bool PKeywordProxy::consistent() const
+{
+    return d->consistent;
+}
+
+bool PKeywordProxy::error() const
+{
+    return d->error;
+}
+
+/*!
+    Asks the server to set the keyword to \a value, which PKeywordClient::sendKeyUpdate() turns into
+    JSON. The proxy's own value changes when the server's event comes back, not here.
+
+    Returns what the client returns, or \c false without a client.
+*/
+bool PKeywordProxy::update(QVariant value)
+{
+    return d->client && d->client->sendKeyUpdate(d->subscriber.topic(), value);
+}
+
+/*!
+    Asks the server to change the keyword by \a value. Otherwise like update().
+*/
+bool PKeywordProxy::updateRelative(QVariant value)
+{
+    return d->client && d->client->sendKeyUpdateRelative(d->subscriber.topic(), value);
+}
+
+/*!
+    Starts to look up the label of \a key, a keyword path: the proxy reads the "/Label" keyword of
+    each level below the first in turn, and takes a level's own name where the label is empty.
+    valueLabelValid is \c false meanwhile.
+
+    The result, the labels joined with "/", is delivered in value, and valueLabelValid becomes
+    \c true. The first level is never looked up. For /u1/k1/level with the label Main for /u1/k1
+    and an empty one for the last level, the result is /u1/Main/level. A key with no second level is
+    answered at once.
+
+    The proxy's keyword walks through the label keywords and stays on the last one, whose later
+    changes arrive as ordinary values. Use a proxy for this alone.
+
+    Nothing happens without a client, or when the same lookup is under way. Starting another
+    lookup from a handler of this one's signals is allowed; the new one then takes the proxy over.
+*/
+void PKeywordProxy::getKeywordLabel(QString key)
+{
+    if (!d->client || key == d->labelKeyword)
+        return;
+
+    const DeletionWatch::Scope self(d->watch);
+    d->valueLabelValid = false;
+    Q_EMIT valueLabelValidChanged();
+    if (self.deleted())
+        return;
+
+    d->labelLookup = true;
+    d->labelValue.clear(); // Required: labelValueChanged() is not emitted.
+    d->labelParts.clear();
+    d->labelKeyword = key;
+
+    const QStringList parts = key.split(QLatin1Char('/')).mid(1);
+    // Required: prefixes left from an abandoned lookup stay in front of the new ones.
+    QString prefix;
+    for (const QString &part : parts) {
+        prefix += QLatin1Char('/') + part;
+        d->labelPrefixes.append(prefix);
+    }
+    if (!d->labelPrefixes.isEmpty())
+        d->labelParts.append(d->labelPrefixes.takeFirst());
+
+    if (d->labelPrefixes.isEmpty())
+        finishLabelLookup();
+    else
+        setKeyword(d->labelPrefixes.takeFirst() + labelPostfix, true);
+}
+
+void PKeywordProxy::resetSubscription()
+{
+    const bool valueCleared = d->value != QVariant();
+    const bool typeCleared = d->valueType != PKeywordValueType::KVT_NOPROP;
+    const bool stateCleared = !d->consistent || d->connected || d->online || d->error;
+
+    d->value.clear();
+    d->valueType = PKeywordValueType::KVT_NOPROP;
+    d->connected = false;
+    d->online = false;
+    d->consistent = true;
+    d->error = false;
+
+    const DeletionWatch::Scope self(d->watch);
+    if (valueCleared)
+        Q_EMIT valueChanged();
+    if (!self.deleted() && typeCleared)
+        Q_EMIT valueTypeChanged();
+    if (!self.deleted() && stateCleared)
+        Q_EMIT stateChanged();
+    if (self.deleted())
+        return;
+
+    const bool lookingUp = d->labelLookup;
+    const QString topic = d->keywordExpression ? d->keywordExpression->keyword() : d->keyword;
+    d->subscriber.setTopic(topic);
+    if (self.deleted())
+        return;
+    // Becoming active runs this function again, and a server that answers inside the call may then
+    // have taken the lookup further, or to its end: asking once more would overwrite the result.
+    if (lookingUp && (!d->labelLookup || d->subscriber.topic() != topic))
+        return;
+
+    if (!d->client || !d->subscriber.active() || !d->subscriber.publisherActive())
+        return;
+    if (const PAbstractKeywordExpression *expression = d->keywordExpression) {
+        if (expression->valid())
+            d->client->sendKeyCreate(expression->keyword(), expression->keywordChildren(),
+                                     expression->aggregation());
+    } else if (!d->keyword.isEmpty()) {
+        d->client->sendKeyCreate(d->keyword, QStringList(), PKeywordAggregation::No);
+    }
+}
+
+void PKeywordProxy::onSubscriberValue(const QVariant &published)
+{
+    PKeywordValue converted;
+    const PKeywordValue *record = &converted;
+    if (published.metaType() == QMetaType::fromType<PKeywordValue>()) {
+        record = static_cast<const PKeywordValue *>(published.constData());
+    } else {
+        QMetaType::convert(published.metaType(), published.constData(),
+                           QMetaType::fromType<PKeywordValue>(), &converted);
+    }
+
+    const bool valueDiffers = record->value != d->value;
+    const bool typeDiffers = record->type != d->valueType;
+    const bool stateDiffers = record->consistent != d->consistent
+        || record->connected != d->connected || record->online != d->online
+        || record->error != d->error;
+
+    if (valueDiffers)
+        d->value = record->value;
+    d->valueType = record->type;
+    d->consistent = record->consistent;
+    d->connected = record->connected;
+    d->online = record->online;
+    d->error = record->error;
+
+    const DeletionWatch::Scope self(d->watch);
+    if (valueDiffers && !d->labelLookup) {
+        Q_EMIT valueChanged();
+        if (self.deleted())
+            return;
+        d->valueValid = true;
+        Q_EMIT valueValidChanged(); // Required: at every change of the value
+    }
+    if (!self.deleted() && typeDiffers)
+        Q_EMIT valueTypeChanged();
+    if (!self.deleted() && stateDiffers)
+        Q_EMIT stateChanged();
+    if (self.deleted())
+        return;
+
+    if (valueDiffers && d->labelLookup && !d->labelKeyword.isEmpty())
+        takeLabelStep(record->value);
+}
+
+void PKeywordProxy::takeLabelStep(const QVariant &label)
+{
+    const QString text = label.isNull() ? QString() : label.toString();
+    if (!text.isEmpty())
+        d->labelParts.append(text);
+    else
+        d->labelParts.append(d->keyword.section(QLatin1Char('/'), -2, -2));
+
+    // The prefix leaves the list first: a server that answers inside the call comes back here.
+    if (!d->labelPrefixes.isEmpty())
+        setKeyword(d->labelPrefixes.takeFirst() + labelPostfix, true);
+    else
+        finishLabelLookup();
+}
+
+void PKeywordProxy::finishLabelLookup()
+{
+    // Handlers may start the next lookup, which then owns the proxy: this one says no more.
+    const DeletionWatch::Scope self(d->watch);
+    d->labelKeyword.clear();
+    d->value = d->labelParts.join(QLatin1Char('/'));
+    Q_EMIT valueChanged();
+    if (self.deleted() || !d->labelKeyword.isEmpty())
+        return;
+    d->valueLabelValid = true;
+    Q_EMIT valueLabelValidChanged();
+    if (self.deleted() || !d->labelKeyword.isEmpty())
+        return;
+    d->labelLookup = false;
+}
+
+} // namespace pellix::client

@@ -1,0 +1,320 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "client/keywordclient.h"
+
+#include "pubsub/publisher.h"
+
+#include <QtCore/QHash>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+#include <QtCore/QLoggingCategory>
+
+namespace pellix::client {
+
+namespace {
+
+Q_LOGGING_CATEGORY(lcKeywordClient, "pellixclient.keyword.keywordclient", QtWarningMsg)
+
+QString aggregationToString(PKeywordAggregation aggregation)
+{
+    switch (aggregation) {
+    case PKeywordAggregation::No:
+        break;
+    case PKeywordAggregation::Min:
+        return QStringLiteral("min");
+    case PKeywordAggregation::Max:
+        return QStringLiteral("max");
+    case PKeywordAggregation::Equal:
+        return QStringLiteral("eql");
+    case PKeywordAggregation::Sum:
+        return QStringLiteral("sum");
+    case PKeywordAggregation::And:
+        return QStringLiteral("bool_and");
+    case PKeywordAggregation::Or:
+        return QStringLiteral("bool_or");
+    }
+    return QString();
+}
+
+// A null text means that the filter is not sent.
+QString accessFilterToString(PKeywordValueAccess access)
+{
+    switch (access) {
+    case PKeywordValueAccess::KVA_NONE:
+        return QStringLiteral("N");
+    case PKeywordValueAccess::KVA_READ:
+        return QStringLiteral("R");
+    case PKeywordValueAccess::KVA_READ_META:
+        return QStringLiteral("RM");
+    case PKeywordValueAccess::KVA_WRITE:
+        return QStringLiteral("W");
+    case PKeywordValueAccess::KVA_READWRITE:
+        return QStringLiteral("RW");
+    }
+    return QString();
+}
+
+// Required: "object" is understood in events but never sent as a filter. Null means: not sent.
+QString typeFilterToString(PKeywordValueType type)
+{
+    switch (type) {
+    case PKeywordValueType::KVT_NOPROP:
+    case PKeywordValueType::KVT_OBJECT:
+        break;
+    case PKeywordValueType::KVT_BOOL:
+        return QStringLiteral("bool");
+    case PKeywordValueType::KVT_STRING:
+        return QStringLiteral("string");
+    case PKeywordValueType::KVT_DOUBLE:
+        return QStringLiteral("double");
+    case PKeywordValueType::KVT_INT:
+        return QStringLiteral("int");
+    }
+    return QString();
+}
+
+PKeywordValueType valueTypeFromString(const QString &type)
+{
+    static const QHash<QString, PKeywordValueType> types = {
+        {QStringLiteral("object"), PKeywordValueType::KVT_OBJECT},
+        {QStringLiteral("bool"), PKeywordValueType::KVT_BOOL},
+        {QStringLiteral("string"), PKeywordValueType::KVT_STRING},
+        {QStringLiteral("double"), PKeywordValueType::KVT_DOUBLE},
+        {QStringLiteral("int"), PKeywordValueType::KVT_INT},
+    };
+    return types.value(type, PKeywordValueType::KVT_NOPROP);
+}
+
+QByteArray encodeCommand(const QString &command, const QVariantHash &payload)
+{
+    QJsonObject fields;
+    for (auto field = payload.cbegin(); field != payload.cend(); ++field)
+        fields.insert(field.key(), QJsonValue::fromVariant(field.value()));
+    const QJsonObject message {
+        {QStringLiteral("cmd"), command},
+        {QStringLiteral("payload"), fields},
+    };
+    return QJsonDocument(message).toJson(QJsonDocument::Compact);
+}
+
+} // namespace
+
+class PKeywordClient::Private
+{
+public:
+    // Not a smart pointer: it has to be readable as long as the publisher is being destroyed,
+    // since subscribers signal from there and their owners may ask for it.
+    PPublisher *publisher = new PPublisher;
+};
+
+/*!
+    \class pellix::client::PKeywordClient
+    \inmodule PellixClientKeyword
+    \brief The PKeywordClient class encodes commands to a keyword server and decodes its messages.
+
+    It is the base of the transports, PInProcessKeywordClient and PWebSocketKeywordClient, and has
+    none itself: used directly, it can send nothing. In QML it is the type of properties that take
+    any client; it cannot be created there.
+
+    Values that the server sends are published on publisher(), with the keyword as topic and a
+    PKeywordValue in the variant; PKeywordProxy is the usual receiver. When the last subscriber
+    leaves a keyword, the server is told to destroy it.
+
+    Nothing is queued, repeated or waited for: a send operation only says whether the transport
+    took the command. Messages that are not understood are dropped silently.
+*/
+
+/*!
+    Constructs a client with a publisher of its own. \a parent owns the client, if given.
+*/
+PKeywordClient::PKeywordClient(QObject *parent) : QObject(parent), d(std::make_unique<Private>())
+{
+    connect(
+        d->publisher, &PPublisher::topicRemoved, d->publisher,
+        [this](const QString &topic) { sendKeyDestroy(topic); }, Qt::DirectConnection);
+}
+
+/*!
+    Destroys the client and its publisher. Subscribers are detached and signal it.
+*/
+PKeywordClient::~PKeywordClient()
+{
+    delete d->publisher;
+}
+
+/*!
+    Returns the publisher on which the client publishes what it receives. It is owned by the client
+    and lives as long; its active flag says whether the server can be reached.
+*/
+PPublisher *PKeywordClient::publisher() const
+{
+    return d->publisher;
+}
+
+/*!
+    Asks the server for \a keyword: to send its value and every change of it from now on. With
+    \a children, the server forms the value from those keywords, by \a aggregation;
+    PKeywordAggregation::No then counts as PKeywordAggregation::Equal.
+
+    Returns whether the transport took the command; \c false when \a keyword is empty.
+*/
+bool PKeywordClient::sendKeyCreate(const QString &keyword, const QStringList &children,
+                                   PKeywordAggregation aggregation)
+{
+    if (keyword.isEmpty())
+        return false;
+
+    QVariantHash payload {{QStringLiteral("keyword"), keyword}};
+    if (!children.isEmpty()) {
+        payload.insert(QStringLiteral("children"), children);
+        // Required: a create with children always names an aggregation.
+        if (aggregation == PKeywordAggregation::No)
+            aggregation = PKeywordAggregation::Equal;
+    }
+    if (aggregation != PKeywordAggregation::No)
+        payload.insert(QStringLiteral("aggregation"), aggregationToString(aggregation));
+    return sendCommand(encodeCommand(QStringLiteral("keyCreateOrUpdate"), payload));
+}
+
+/*!
+    Asks the server to set \a keyword to \a value.
+
+    The value becomes JSON by QJsonValue::fromVariant(); an invalid variant becomes null. Whether
+    the server accepts it shows in the event that it sends.
+
+    Returns whether the transport took the command; \c false when \a keyword is empty.
+*/
+bool PKeywordClient::sendKeyUpdate(const QString &keyword, const QVariant &value)
+{
+    if (keyword.isEmpty())
+        return false;
+
+    return sendCommand(encodeCommand(QStringLiteral("keyUpdate"),
+                                     {
+                                         {QStringLiteral("keyword"), keyword},
+                                         {QStringLiteral("value"), value},
+                                     }));
+}
+
+/*!
+    Asks the server to change \a keyword by \a value. Otherwise like sendKeyUpdate().
+*/
+bool PKeywordClient::sendKeyUpdateRelative(const QString &keyword, const QVariant &value)
+{
+    if (keyword.isEmpty())
+        return false;
+
+    return sendCommand(
+        encodeCommand(QStringLiteral("keyUpdate"),
+                      {
+                          {QStringLiteral("keyword"), keyword},
+                          {QStringLiteral("value"), value},
+                          {QStringLiteral("valueChangeMode"), QStringLiteral("relative")},
+                      }));
+}
+
+/*!
+    Tells the server that \a keyword is of no interest any more. The client does so itself when the
+    last subscriber leaves a keyword.
+
+    Returns whether the transport took the command; \c false when \a keyword is empty.
+*/
+bool PKeywordClient::sendKeyDestroy(const QString &keyword)
+{
+    if (keyword.isEmpty())
+        return false;
+
+    return sendCommand(
+        encodeCommand(QStringLiteral("keyDestroy"), {{QStringLiteral("keyword"), keyword}}));
+}
+
+/*!
+    Asks the server for the children of \a query, a keyword path; an empty one asks for the top
+    level. \a filterType restricts them to a type, with KVT_NOPROP and KVT_OBJECT for any type;
+    \a filterAccess restricts them to an access, and is always sent.
+
+    Returns the identifier of the request, with which keyIndexResponse() brings the answer, or a
+    null identifier when the transport did not take the command.
+*/
+QUuid PKeywordClient::sendKeyIndex(const QString &query, PKeywordValueType filterType,
+                                   PKeywordValueAccess filterAccess)
+{
+    const QUuid id = QUuid::createUuid();
+    const QStringList parts = QString(query)
+                                  .replace(QLatin1Char('#'), QLatin1Char('/'))
+                                  .split(QLatin1Char('/'), Qt::SkipEmptyParts);
+
+    QVariantHash payload {{QStringLiteral("uuid"), id.toString()}};
+    if (!parts.isEmpty())
+        payload.insert(QStringLiteral("factory"), parts.at(0));
+    if (parts.size() > 1)
+        payload.insert(QStringLiteral("instance"), parts.at(1));
+    if (parts.size() > 2)
+        payload.insert(QStringLiteral("keyQuery"), parts.mid(2));
+    if (const QString access = accessFilterToString(filterAccess); !access.isNull())
+        payload.insert(QStringLiteral("access"), access);
+    if (const QString type = typeFilterToString(filterType); !type.isNull())
+        payload.insert(QStringLiteral("type"), type);
+
+    return sendCommand(encodeCommand(QStringLiteral("keyIndex"), payload)) ? id : QUuid();
+}
+
+/*!
+    \fn void PKeywordClient::keyIndexResponse(QUuid id, const QVariant &data)
+
+    This signal brings the answer to the index query with the identifier \a id. \a data holds the
+    whole message of the server as a QJsonObject, with its members "cmd" and "payload".
+*/
+
+/*!
+    Decodes one message of the server, \a data, and publishes or emits what it says. Transports
+    call it for each message that they receive.
+
+    Returns whether the message was understood. Nothing is logged about one that was not.
+*/
+bool PKeywordClient::receiveCommand(const QByteArray &data)
+{
+    qCDebug(lcKeywordClient) << "receive" << data;
+
+    const QJsonObject message = QJsonDocument::fromJson(data).object();
+    const auto command = message.constFind(QLatin1String("cmd"));
+    const auto payloadValue = message.constFind(QLatin1String("payload"));
+    if (command == message.constEnd() || payloadValue == message.constEnd())
+        return false;
+
+    const QJsonObject payload = payloadValue->toObject();
+    if (*command == QJsonValue(QLatin1String("keyEvent"))) {
+        PKeywordValue event;
+        event.value = payload.value(QLatin1String("value")).toVariant();
+        event.type = valueTypeFromString(payload.value(QLatin1String("type")).toString());
+        event.connected = payload.value(QLatin1String("connected")).toBool();
+        event.online = payload.value(QLatin1String("online")).toBool();
+        event.consistent = payload.value(QLatin1String("consistent")).toBool();
+        event.error = payload.value(QLatin1String("error")).toBool();
+        d->publisher->publish(payload.value(QLatin1String("keyword")).toString(),
+                              QVariant::fromValue(std::move(event)));
+        return true;
+    }
+    if (*command == QJsonValue(QLatin1String("keyIndex"))) {
+        const QJsonObject request = payload.value(QLatin1String("request")).toObject();
+        const QUuid id(request.value(QLatin1String("uuid")).toString());
+        if (id.isNull())
+            return false;
+        Q_EMIT keyIndexResponse(id, QVariant::fromValue(message));
+        return true;
+    }
+    return false;
+}
+
+/*!
+    Hands one command, \a data, to the server; a transport overrides it. Returns whether it was
+    taken. The base class has no transport and returns \c false.
+*/
+bool PKeywordClient::sendCommand(const QByteArray &data)
+{
+    Q_UNUSED(data)
+    return false;
+}
+
+} // namespace pellix::client

@@ -1,0 +1,58 @@
+# SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+# SPDX-License-Identifier: MIT
+
+# What every target of this project has in common: warnings, strict Qt defines, sanitizers.
+function(pellix_configure_target target)
+    target_compile_features(${target} PUBLIC cxx_std_17)
+    target_compile_definitions(${target} PRIVATE
+        QT_NO_CAST_FROM_ASCII
+        QT_NO_CAST_TO_ASCII
+        QT_NO_FOREACH
+        QT_NO_KEYWORDS
+        QT_NO_NARROWING_CONVERSIONS_IN_CONNECT
+        QT_NO_URL_CAST_FROM_STRING
+    )
+    if(MSVC)
+        target_compile_options(${target} PRIVATE /W4 $<$<BOOL:${PELLIX_WARNINGS_AS_ERRORS}>:/WX>)
+    else()
+        target_compile_options(${target} PRIVATE
+            -Wall -Wextra -Wpedantic -Wnon-virtual-dtor -Wold-style-cast
+            -Wcast-align -Woverloaded-virtual -Wformat=2
+            $<$<BOOL:${PELLIX_WARNINGS_AS_ERRORS}>:-Werror>
+        )
+    endif()
+    if(PELLIX_SANITIZERS)
+        target_compile_options(${target} PRIVATE
+            -fsanitize=${PELLIX_SANITIZERS} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+        target_link_options(${target} PRIVATE -fsanitize=${PELLIX_SANITIZERS})
+    endif()
+endfunction()
+
+# A library: include root (so that "client/keywordclient.h" is found), alias, version, static define.
+#   pellix_add_library(<target> EXPORT_NAME <name> SOURCES ... HEADERS ...)
+# HEADERS are the public headers, relative to the root of the repository.
+function(pellix_add_library target)
+    cmake_parse_arguments(arg "" "EXPORT_NAME" "SOURCES;HEADERS" ${ARGN})
+
+    add_library(${target})
+    add_library(PellixClient::${arg_EXPORT_NAME} ALIAS ${target})
+    pellix_configure_target(${target})
+
+    list(TRANSFORM arg_HEADERS PREPEND "${PROJECT_SOURCE_DIR}/")
+    list(TRANSFORM arg_SOURCES PREPEND "${PROJECT_SOURCE_DIR}/")
+    target_sources(${target}
+        PRIVATE ${arg_SOURCES}
+        PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${arg_HEADERS}
+    )
+    target_include_directories(${target} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
+    get_target_property(type ${target} TYPE)
+    if(type STREQUAL "STATIC_LIBRARY")
+        target_compile_definitions(${target} PUBLIC PELLIXCLIENT_STATIC)
+    endif()
+    set_target_properties(${target} PROPERTIES
+        EXPORT_NAME ${arg_EXPORT_NAME}
+        VERSION ${PROJECT_VERSION}
+        SOVERSION ${PROJECT_VERSION_MAJOR}
+        VERIFY_INTERFACE_HEADER_SETS ON
+    )
+endfunction()

@@ -1,0 +1,52 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "module/pellixclientkeywordmodule.h"
+
+#include "binding/keywordexpression.h"
+#include "binding/keywordproxy.h"
+#include "client/inprocesskeywordclient.h"
+#include "client/keywordclient.h"
+#include "client/keywordtypes.h"
+#include "client/websocketkeywordclient.h"
+
+#include <QtQml/qqml.h>
+
+namespace pellix::client {
+
+/*!
+    \class pellix::client::PellixClientKeywordModule
+    \inmodule PellixClientKeyword
+    \brief The PellixClientKeywordModule class makes the library known to QML.
+
+    The name is reachable without its namespace, too.
+*/
+
+/*!
+    Registers the types of the library under the module \a uri, version 1.0, and then protects the
+    module against later registrations.
+
+    The host calls it once, in the thread of its QML engine, before it loads any QML that imports
+    the module. It passes "PellixClient.Keyword", the name under which the library's own components
+    import it. A second call is not guarded against.
+*/
+void PellixClientKeywordModule::registerTypes(const char *uri)
+{
+    qmlRegisterModule(uri, 1, 0);
+    qmlRegisterUncreatableMetaObject(staticMetaObject, uri, 1, 0, "PKeyword",
+                                     QStringLiteral("PKeyword is not instantiable"));
+    qmlRegisterUncreatableType<PKeywordClient>(
+        uri, 1, 0, "PKeywordClient", QStringLiteral("PKeywordClient is not instantiable"));
+    qmlRegisterType<PWebSocketKeywordClient>(uri, 1, 0, "PWebSocketKeywordClient");
+    qmlRegisterType<PInProcessKeywordClient>(uri, 1, 0, "PInProcessKeywordClient");
+    qmlRegisterType<PKeywordProxy>(uri, 1, 0, "PKeywordProxy");
+    // Required: two classes under one name, the abstract one first. The later one wins.
+    qmlRegisterUncreatableType<PAbstractKeywordExpression>(
+        uri, 1, 0, "PKeywordExpression", QStringLiteral("PKeywordExpression is not instantiable"));
+    qmlRegisterType<PKeywordExpression>(uri, 1, 0, "PKeywordExpression");
+    qmlRegisterType<PPostfixKeywordExpression>(uri, 1, 0, "PPostfixKeywordExpression");
+    qmlRegisterType<PListPostfixKeywordExpression>(uri, 1, 0, "PListPostfixKeywordExpression");
+    qmlProtectModule(uri, 1);
+}
+
+} // namespace pellix::client

@@ -1,0 +1,83 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+namespace pellix::client {
+
+template <typename Node> struct ListLinks
+{
+    Node *previous = nullptr;
+    Node *next = nullptr;
+};
+
+// A doubly linked list through a member of its nodes: joining and leaving cost O(1) and no memory.
+template <typename Node, ListLinks<Node> Node::*links> struct IntrusiveList
+{
+    Node *first = nullptr;
+    Node *last = nullptr;
+
+    void append(Node *node)
+    {
+        (node->*links) = {last, nullptr};
+        (last ? (last->*links).next : first) = node;
+        last = node;
+    }
+
+    void remove(Node *node)
+    {
+        const auto [previous, next] = node->*links;
+        (previous ? (previous->*links).next : first) = next;
+        (next ? (next->*links).previous : last) = previous;
+        (node->*links) = {};
+    }
+};
+
+/*
+    A walk along a list during which anything may happen to the list.
+
+    The walks in progress form a stack. Whoever takes a node out of the list tells them all with
+    leave(), so each of them always points at a node that is still there; stop() ends them all.
+    Nodes that join go to the end of the list.
+*/
+template <typename Node, ListLinks<Node> Node::*links> class ListWalk
+{
+public:
+    ListWalk(ListWalk *&stack, Node *first) : stack(&stack), outer(stack), following(first)
+    {
+        stack = this;
+    }
+    ListWalk(const ListWalk &) = delete;
+    ListWalk &operator=(const ListWalk &) = delete;
+    ~ListWalk()
+    {
+        if (stack)
+            *stack = outer;
+    }
+
+    Node *peek() const { return following; }
+    void advance() { following = (following->*links).next; }
+
+    static void leave(ListWalk *stack, const Node *node)
+    {
+        for (ListWalk *walk = stack; walk; walk = walk->outer) {
+            if (walk->following == node)
+                walk->advance();
+        }
+    }
+
+    static void stop(ListWalk *stack)
+    {
+        for (ListWalk *walk = stack; walk; walk = walk->outer) {
+            walk->following = nullptr;
+            walk->stack = nullptr; // the owner of the stack is about to go
+        }
+    }
+
+private:
+    ListWalk **stack;
+    ListWalk *const outer;
+    Node *following;
+};
+
+} // namespace pellix::client

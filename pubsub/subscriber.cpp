@@ -1,0 +1,173 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "pubsub/subscriber.h"
+
+#include "pubsub/publisher_p.h"
+#include "pubsub/subscriber_p.h"
+
+#include <utility>
+
+namespace pellix::client {
+
+bool PSubscriber::Private::publisherActive() const
+{
+    return publisher && publisher->active();
+}
+
+void PSubscriber::Private::announceActive()
+{
+    if (announcedActive == active())
+        return;
+    announcedActive = !announcedActive;
+    Q_EMIT q->activeChanged();
+}
+
+void PSubscriber::Private::announcePublisherActive()
+{
+    if (announcedPublisherActive == publisherActive())
+        return;
+    announcedPublisherActive = !announcedPublisherActive;
+    Q_EMIT q->publisherActiveChanged();
+}
+
+/*!
+    \class pellix::client::PSubscriber
+    \inmodule PellixClientKeyword
+    \brief The PSubscriber class receives the values published on one topic.
+
+    A subscriber listens to one topic() of one PPublisher. While it has both it is active(), and
+    emits valueChanged() for each value published on that topic.
+
+    Both may be changed at any time, also from a handler of a signal of the subscriber or its
+    publisher. When the publisher is destroyed first, the subscriber detaches and signals it.
+*/
+
+/*!
+    Constructs a subscriber without publisher and topic. \a parent owns it, if given.
+*/
+PSubscriber::PSubscriber(QObject *parent) : QObject(parent), d(std::make_unique<Private>(this)) { }
+
+/*!
+    Destroys the subscriber, which leaves its topic; it emits no signals of its own.
+*/
+PSubscriber::~PSubscriber()
+{
+    d->dying = true;
+    PPublisher *const publisher = std::exchange(d->publisher, nullptr);
+    if (!publisher)
+        return;
+    publisher->d->detach(d.get());
+    if (publisher->d->leaveTopic(d.get()) && !publisher->d->dying)
+        Q_EMIT publisher->topicRemoved(d->topic);
+}
+
+/*!
+    Attaches the subscriber to \a publisher, or detaches it when that is \c nullptr. The publisher
+    is not owned.
+
+    The subscriber has left the old publisher when that emits PPublisher::topicRemoved(). Then
+    publisherActiveChanged() and activeChanged() follow, each only if what it stands for changed.
+    Setting the same publisher again does nothing.
+*/
+void PSubscriber::setPublisher(PPublisher *publisher)
+{
+    if (publisher && publisher->d->dying)
+        publisher = nullptr;
+    if (publisher == d->publisher || d->dying)
+        return;
+
+    PPublisher *const left = std::exchange(d->publisher, publisher);
+    bool topicGone = false;
+    if (left) {
+        left->d->detach(d.get());
+        topicGone = left->d->leaveTopic(d.get()) && !left->d->dying;
+    }
+    if (publisher)
+        publisher->d->attach(d.get());
+
+    const DeletionWatch::Scope self(d->watch);
+    if (topicGone)
+        Q_EMIT left->topicRemoved(QString(d->topic));
+    if (self.deleted())
+        return;
+    d->announcePublisherActive();
+    if (self.deleted())
+        return;
+    d->announceActive();
+}
+
+/*!
+    Sets the topic to listen to. An empty \a topic means none.
+
+    The subscriber has joined the new topic when its publisher emits PPublisher::topicRemoved() for
+    the old one; activeChanged() follows if active() changed. Setting the same topic again does
+    nothing.
+*/
+void PSubscriber::setTopic(const QString &topic)
+{
+    if (topic == d->topic || d->dying)
+        return;
+
+    if (!d->publisher) {
+        d->topic = topic;
+        return;
+    }
+    PPublisher *const publisher = d->publisher;
+    const bool topicGone = publisher->d->leaveTopic(d.get());
+    const QString left = std::exchange(d->topic, topic);
+    publisher->d->joinTopic(d.get());
+
+    const DeletionWatch::Scope self(d->watch);
+    if (topicGone && !publisher->d->dying)
+        Q_EMIT publisher->topicRemoved(left);
+    if (self.deleted())
+        return;
+    d->announceActive();
+}
+
+/*!
+    Returns the topic, empty when there is none.
+*/
+QString PSubscriber::topic()
+{
+    return d->topic;
+}
+
+/*!
+    Returns whether the subscriber has a publisher and a topic, so that it receives the values
+    published there.
+*/
+bool PSubscriber::active() const
+{
+    return d->active();
+}
+
+/*!
+    Returns whether the publisher is active; \c false without a publisher.
+*/
+bool PSubscriber::publisherActive() const
+{
+    return d->publisherActive();
+}
+
+/*!
+    \fn void PSubscriber::activeChanged()
+
+    This signal is emitted after active() changed.
+*/
+
+/*!
+    \fn void PSubscriber::publisherActiveChanged()
+
+    This signal is emitted after publisherActive() changed, because the publisher's flag changed or
+    because of another publisher.
+*/
+
+/*!
+    \fn void PSubscriber::valueChanged(QVariant value)
+
+    This signal is emitted once for each \a value published on the topic.
+*/
+
+} // namespace pellix::client

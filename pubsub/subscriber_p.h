@@ -1,0 +1,38 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "pubsub/deletionwatch_p.h"
+#include "pubsub/intrusivelist_p.h"
+#include "pubsub/subscriber.h"
+
+namespace pellix::client {
+
+class PSubscriber::Private
+{
+public:
+    explicit Private(PSubscriber *q) : q(q) { }
+
+    bool active() const { return publisher && !topic.isEmpty(); }
+    bool publisherActive() const;
+
+    void announceActive();
+    void announcePublisherActive();
+
+    PSubscriber *const q;
+    PPublisher *publisher = nullptr;
+    QString topic;
+
+    // What the two change signals told last, so that each change is told once.
+    bool announcedActive = false;
+    bool announcedPublisherActive = false;
+    bool dying = false;
+
+    quint64 joined = 0; // when it joined its topic, in the publisher's count
+    ListLinks<Private> attached; // among all subscribers of the publisher
+    ListLinks<Private> inTopic; // among those of the topic
+    DeletionWatch watch;
+};
+
+} // namespace pellix::client
