@@ -49,6 +49,7 @@ public:
     QVariant labelValue;
 
     DeletionWatch watch;
+    bool dying = false;
 };
 
 /*!
@@ -175,7 +176,14 @@ PKeywordProxy::PKeywordProxy(QObject *parent) : QObject(parent), d(std::make_uni
 /*!
     Destroys the proxy. If it was the last one on its keyword, its client tells the server.
 */
-PKeywordProxy::~PKeywordProxy() = default;
+PKeywordProxy::~PKeywordProxy()
+{
+    // Leaving the keyword tells the server, whose handlers may come back here: not to a proxy that
+    // is half gone.
+    d->dying = true;
+    disconnect(&d->subscriber, nullptr, this, nullptr);
+    d->subscriber.setPublisher(nullptr);
+}
 
 PKeywordClient *PKeywordProxy::client() const
 {
@@ -184,7 +192,7 @@ PKeywordClient *PKeywordProxy::client() const
 
 void PKeywordProxy::setClient(PKeywordClient *client)
 {
-    if (client == d->client)
+    if (client == d->client || d->dying)
         return;
 
     const DeletionWatch::Scope self(d->watch);
@@ -327,6 +335,10 @@ bool PKeywordProxy::error() const
 /*!
     Asks the server to set the keyword to \a value, which PKeywordClient::sendKeyUpdate() turns into
     JSON. The proxy's own value changes when the server's event comes back, not here.
+
+    Numbers, texts and booleans of JavaScript are sent as such, null and undefined as null. Arrays
+    and objects of JavaScript reach this function as a QJSValue, which Qt's conversion turns into
+    null: hand over a list or map that comes from C++ instead.
 
     Returns what the client returns, or \c false without a client.
 */
