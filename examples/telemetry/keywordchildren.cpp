@@ -14,7 +14,7 @@
 
 using namespace pellix::client;
 
-KeywordChildren::KeywordChildren(QObject *parent) : QObject(parent) {}
+KeywordChildren::KeywordChildren(QObject *parent) : QObject(parent) { }
 
 PKeywordClient *KeywordChildren::client() const
 {

@@ -19,7 +19,8 @@
 class KeywordChildren : public QObject
 {
     Q_OBJECT
-    Q_PROPERTY(pellix::client::PKeywordClient *client READ client WRITE setClient NOTIFY clientChanged)
+    Q_PROPERTY(
+        pellix::client::PKeywordClient *client READ client WRITE setClient NOTIFY clientChanged)
     Q_PROPERTY(QString keyword READ keyword WRITE setKeyword NOTIFY keywordChanged)
     Q_PROPERTY(QString pattern READ pattern WRITE setPattern NOTIFY patternChanged)
     Q_PROPERTY(QStringList keywords READ keywords NOTIFY keywordsChanged)

@@ -11,6 +11,7 @@
 #include "simulator/telemetryscene.h"
 
 #include <QtCore/QCommandLineParser>
+#include <QtCore/QLoggingCategory>
 #include <QtCore/QSaveFile>
 #include <QtCore/QTextStream>
 #include <QtCore/QTimer>
@@ -37,14 +38,14 @@ struct Options
 {
     QStringList urls;
     QString screenshot; // empty: run until the window is closed
-    std::chrono::milliseconds duration{};
+    std::chrono::milliseconds duration {};
 };
 
 // The server, its keywords and the client that is linked to it, all in this process.
 struct InProcess
 {
     KeywordServer server;
-    TelemetryScene scene{server};
+    TelemetryScene scene {server};
     PInProcessKeywordClient client;
 
     InProcess()
@@ -57,8 +58,8 @@ struct InProcess
 bool isWebSocketAddress(const QString &text)
 {
     const QUrl url(text, QUrl::StrictMode);
-    const bool webSocket
-        = url.scheme() == QLatin1String("ws") || url.scheme() == QLatin1String("wss");
+    const bool webSocket =
+        url.scheme() == QLatin1String("ws") || url.scheme() == QLatin1String("wss");
     return url.isValid() && webSocket && !url.host().isEmpty();
 }
 
@@ -72,18 +73,21 @@ std::optional<Options> parseOptions(const QGuiApplication &application)
 {
     const QCommandLineOption url(
         QStringLiteral("url"),
-        QGuiApplication::translate("main", "Watch the keyword server at this WebSocket <address>, "
-                                           "such as ws://host:port. Given again: the next choice."),
+        QGuiApplication::translate("main",
+                                   "Watch the keyword server at this WebSocket <address>, "
+                                   "such as ws://host:port. Given again: the next choice."),
         QStringLiteral("address"));
     const QCommandLineOption screenshot(
         QStringLiteral("screenshot"),
-        QGuiApplication::translate("main", "Save a picture of the window as the PNG <file> and print "
-                                           "the values shown, then exit."),
+        QGuiApplication::translate("main",
+                                   "Save a picture of the window as the PNG <file> and print "
+                                   "the values shown, then exit."),
         QStringLiteral("file"));
     const QCommandLineOption duration(
         QStringLiteral("duration"),
-        QGuiApplication::translate("main", "The time before the screenshot in <seconds>, 5 if not "
-                                           "given."),
+        QGuiApplication::translate("main",
+                                   "The time before the screenshot in <seconds>, 5 if not "
+                                   "given."),
         QStringLiteral("seconds"), QStringLiteral("5"));
 
     QCommandLineParser parser;
@@ -173,6 +177,10 @@ int main(int argc, char *argv[])
     if (!options)
         return EXIT_FAILURE;
 
+    // The transport tells each command at debug level. QT_LOGGING_RULES brings that back.
+    QLoggingCategory::setFilterRules(
+        QStringLiteral("pellixclient.keyword.websocketclient.debug=false"));
+
     // Opened at once, so that a bad name is reported before the duration and not after it.
     QSaveFile picture(options->screenshot);
     if (!options->screenshot.isEmpty() && !picture.open(QIODevice::WriteOnly)) {
@@ -206,8 +214,8 @@ int main(int argc, char *argv[])
     const std::unique_ptr<QObject> themeHolder = createThemeHolder(engine);
     if (!themeHolder)
         return EXIT_FAILURE;
-    engine.rootContext()->setContextProperty(
-        QStringLiteral("theme"), themeHolder->property("theme").value<QObject *>());
+    engine.rootContext()->setContextProperty(QStringLiteral("theme"),
+                                             themeHolder->property("theme").value<QObject *>());
     engine.setInitialProperties({{QStringLiteral("client"), QVariant::fromValue(client)}});
     engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Telemetry/qml/Main.qml")));
     if (engine.rootObjects().isEmpty())

@@ -8,7 +8,7 @@ import PellixClient.Control
 AbstractButton {
     id: root
 
-    implicitWidth: Math.max(Theme.dp(36), label.implicitWidth + Theme.dp(20))
+    implicitWidth: Math.max(Theme.dp(36), implicitContentWidth + Theme.dp(20))
     implicitHeight: Theme.dp(28)
     opacity: enabled ? 1 : 0.45
 
@@ -19,8 +19,6 @@ AbstractButton {
         border.color: root.visualFocus ? Theme.accent : Theme.groove
     }
     contentItem: PText {
-        id: label
-
         text: root.text
         horizontalAlignment: Text.AlignHCenter
     }

@@ -52,8 +52,8 @@ Card {
         }
         ToggleSwitch {
             text: qsTr("Reconnect automatically")
-            checked: root.webSocket !== null && root.webSocket.autoReconnect
-            onToggled: root.webSocket.autoReconnect = checked
+            on: root.webSocket !== null && root.webSocket.autoReconnect
+            onClicked: root.webSocket.autoReconnect = !on
             Layout.fillWidth: true
         }
         Item { Layout.fillHeight: true }

@@ -66,8 +66,17 @@ Card {
         Sparkline {
             value: load.number
             ceiling: 100
+            gridLines: 5
             Layout.fillWidth: true
             Layout.fillHeight: true
+
+            PText {
+                x: Theme.dp(2)
+                y: Theme.dp(2)
+                text: qsTr("100\u202f%, last minute")
+                color: Theme.textFaint
+                font.pixelSize: Theme.dp(10)
+            }
         }
         RowLayout {
             spacing: repeater.count > 8 ? Theme.dp(3) : Theme.dp(10)

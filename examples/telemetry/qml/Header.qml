@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 import QtQuick
+import QtQuick.Layouts
 import PellixClient.Control
 import PellixClient.Keyword 1.0
 
@@ -30,42 +31,43 @@ Item {
         keyword: "/machine/uptime"
     }
 
-    Column {
+    RowLayout {
         anchors {
-            left: parent.left
+            fill: parent
             leftMargin: Theme.dp(4)
-            right: pill.left
-            rightMargin: Theme.gap
-            verticalCenter: parent.verticalCenter
         }
-        spacing: Theme.dp(2)
+        spacing: Theme.padding
 
-        PText {
-            width: parent.width
-            text: name.known && name.text !== "" ? name.text : qsTr("Telemetry")
-            font.pixelSize: Theme.dp(19)
-            font.weight: Font.DemiBold
-        }
-        PText {
-            width: parent.width
-            text: qsTr("Host %1, up for %2")
+        ColumnLayout {
+            spacing: Theme.dp(2)
+
+            PText {
+                text: name.known && name.text !== "" ? name.text : qsTr("Telemetry")
+                font.pixelSize: Theme.dp(19)
+                font.weight: Font.DemiBold
+                Layout.fillWidth: true
+            }
+            PText {
+                text: qsTr("Host %1, up for %2")
                     .arg(host.known ? host.text : Format.none).arg(Format.duration(uptime.number))
-            color: Theme.textSecondary
-            font.pixelSize: Theme.dp(12)
+                color: Theme.textSecondary
+                font.pixelSize: Theme.dp(12)
+                Layout.fillWidth: true
+            }
         }
-    }
-    ConnectionPill {
-        id: pill
-
-        anchors {
-            right: parent.right
-            verticalCenter: parent.verticalCenter
+        StaleBanner {
+            visible: !root.connected
+            retrying: root.webSocket !== null && root.webSocket.autoReconnect
+            Layout.fillWidth: true
+            Layout.fillHeight: true
         }
-        connected: root.connected
-        text: {
-            if (!root.webSocket)
-                return qsTr("In-process server");
-            return root.connected ? qsTr("Connected") : qsTr("Not connected");
+        ConnectionPill {
+            connected: root.connected
+            text: {
+                if (!root.webSocket)
+                    return qsTr("In-process server");
+                return root.connected ? qsTr("Connected") : qsTr("Not connected");
+            }
         }
     }
 }

@@ -18,6 +18,8 @@ ApplicationWindow {
     readonly property PWebSocketKeywordClient webSocket: client as PWebSocketKeywordClient
     readonly property bool connected: webSocket ? webSocket.connected : true
 
+    readonly property real columnWidth: Math.floor((contentItem.width - 4 * Theme.gap) / 3)
+
     width: 1000
     height: 700
     minimumWidth: 800
@@ -39,31 +41,26 @@ ApplicationWindow {
             connected: root.connected
             Layout.fillWidth: true
         }
-        StaleBanner {
-            visible: !root.connected
-            retrying: root.webSocket !== null && root.webSocket.autoReconnect
-            Layout.fillWidth: true
-        }
         RowLayout {
             spacing: Theme.gap
-            Layout.preferredHeight: 200
+            Layout.minimumHeight: Theme.dp(166)
+            Layout.preferredHeight: Theme.dp(220)
 
             CpuCard {
                 client: root.client
-                Layout.fillWidth: true
                 Layout.fillHeight: true
-                Layout.preferredWidth: 640
+                Layout.preferredWidth: 2 * root.columnWidth + Theme.gap
             }
             MemoryCard {
                 client: root.client
-                Layout.fillWidth: true
                 Layout.fillHeight: true
-                Layout.preferredWidth: 320
+                Layout.preferredWidth: root.columnWidth
             }
         }
         RowLayout {
             spacing: Theme.gap
-            Layout.preferredHeight: 150
+            Layout.minimumHeight: Theme.dp(146)
+            Layout.preferredHeight: Theme.dp(164)
 
             RateCard {
                 title: qsTr("Disk")
@@ -74,9 +71,8 @@ ApplicationWindow {
                 outKeyword: "writeRate"
                 outLabel: qsTr("Write")
                 tone: Theme.violet
-                Layout.fillWidth: true
                 Layout.fillHeight: true
-                Layout.preferredWidth: 320
+                Layout.preferredWidth: root.columnWidth
             }
             RateCard {
                 title: qsTr("Network")
@@ -87,39 +83,36 @@ ApplicationWindow {
                 outKeyword: "sendRate"
                 outLabel: qsTr("Send")
                 tone: Theme.blue
-                Layout.fillWidth: true
                 Layout.fillHeight: true
-                Layout.preferredWidth: 320
+                Layout.preferredWidth: root.columnWidth
             }
             SystemCard {
                 client: root.client
-                Layout.fillWidth: true
                 Layout.fillHeight: true
-                Layout.preferredWidth: 320
+                Layout.preferredWidth: root.columnWidth
             }
         }
         RowLayout {
             spacing: Theme.gap
-            Layout.preferredHeight: 190
+            Layout.minimumHeight: Theme.dp(184)
+            Layout.preferredHeight: Theme.dp(212)
 
             SettingsCard {
                 client: root.client
-                Layout.fillWidth: true
                 Layout.fillHeight: true
-                Layout.preferredWidth: 320
+                Layout.preferredWidth: root.columnWidth
             }
             StatesCard {
                 client: root.client
-                Layout.fillWidth: true
+                connected: root.connected
                 Layout.fillHeight: true
-                Layout.preferredWidth: 320
+                Layout.preferredWidth: root.columnWidth
             }
             ConnectionCard {
                 webSocket: root.webSocket
                 connected: root.connected
-                Layout.fillWidth: true
                 Layout.fillHeight: true
-                Layout.preferredWidth: 320
+                Layout.preferredWidth: root.columnWidth
             }
         }
     }

@@ -21,13 +21,13 @@ Row {
         text: root.source.known ? root.text : Format.none
         color: Format.valueColor(root.source.condition)
         font.pixelSize: root.size
-        font.weight: Font.Light
+        font.weight: root.size >= Theme.dp(30) ? Font.Light : Font.Normal
     }
     PText {
         anchors.baseline: number.baseline
         visible: root.source.known
         text: root.unit
         color: Theme.textSecondary
-        font.pixelSize: Math.round(root.size * 0.45)
+        font.pixelSize: Math.max(Theme.dp(12), Math.round(root.size * 0.45))
     }
 }

@@ -7,8 +7,8 @@ import PellixClient.Control
 import PellixClient.Keyword 1.0
 
 /*
-    Writing: the slider and the switch send values, the two buttons send differences. What is shown
-    is always what the server answers.
+    Writing: the slider, the switch and the name send values, the two buttons send differences. What
+    is shown is always what the server answers.
 */
 Card {
     id: root
@@ -16,7 +16,7 @@ Card {
     required property PKeywordClient client
 
     title: qsTr("Settings")
-    sources: [rate, paused]
+    sources: [rate, paused, name]
 
     LiveValue {
         id: rate
@@ -27,6 +27,11 @@ Card {
         id: paused
         client: root.client
         keyword: "/machine/settings/paused"
+    }
+    LiveValue {
+        id: name
+        client: root.client
+        keyword: "/machine/settings/name"
     }
 
     ColumnLayout {
@@ -75,14 +80,22 @@ Card {
         }
         ToggleSwitch {
             text: qsTr("Paused")
+            on: paused.known && Boolean(paused.value)
             enabled: paused.known
             Layout.fillWidth: true
+            onClicked: paused.update(!on)
+        }
+        RowLayout {
+            spacing: Theme.gap
 
-            Binding on checked {
-                value: paused.known && Boolean(paused.value)
-                restoreMode: Binding.RestoreNone
+            PText {
+                text: qsTr("Name")
+                color: Theme.textSecondary
             }
-            onToggled: paused.update(checked)
+            NameField {
+                source: name
+                Layout.fillWidth: true
+            }
         }
         Item { Layout.fillHeight: true }
     }

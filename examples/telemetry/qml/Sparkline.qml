@@ -15,6 +15,8 @@ Canvas {
     // The value at the upper edge; 0 takes the largest one shown, but at least the floor.
     property real ceiling: 0
     property real floor: 1
+    // The base line, and above it one for each further quarter.
+    property int gridLines: 1
     property color tone: Theme.accent
 
     property var samples: []
@@ -63,10 +65,15 @@ Canvas {
         context.reset();
         context.lineWidth = 1;
         context.strokeStyle = Theme.groove;
-        context.beginPath();
-        context.moveTo(0, height - 0.5);
-        context.lineTo(width, height - 0.5);
-        context.stroke();
+        for (let i = 0; i < gridLines; ++i) {
+            const y = Math.round((height - 1) * (1 - i / 4)) + 0.5;
+            context.globalAlpha = i === 0 ? 1 : 0.55;
+            context.beginPath();
+            context.moveTo(0, y);
+            context.lineTo(width, y);
+            context.stroke();
+        }
+        context.globalAlpha = 1;
 
         const shade = context.createLinearGradient(0, 0, 0, height);
         shade.addColorStop(0, Qt.alpha(currentTone, 0.32));

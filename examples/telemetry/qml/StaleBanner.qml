@@ -26,5 +26,7 @@ Rectangle {
             ? qsTr("The server cannot be reached: no value is known. A new attempt is made every second.")
             : qsTr("The server cannot be reached: no value is known. Automatic reconnection is off.")
         color: Theme.error
+        font.pixelSize: Theme.dp(12)
+        wrapMode: Text.WordWrap
     }
 }

@@ -13,15 +13,36 @@ Card {
     id: root
 
     required property PKeywordClient client
+    required property bool connected
 
-    title: qsTr("States")
+    readonly property string labelledKeyword: "/machine/memory/used"
+    property string labels
+
+    title: qsTr("States and labels")
+    Component.onCompleted: lookUpLabels()
+    // The lookup goes step by step, and nothing is left of it when the link comes back.
+    onConnectedChanged: lookUpLabels()
+
+    function lookUpLabels() {
+        if (connected)
+            label.getKeywordLabel(labelledKeyword);
+    }
+
+    LiveValue {
+        id: label
+        client: root.client
+        onValueLabelValidChanged: {
+            if (valueLabelValid)
+                root.labels = value;
+        }
+    }
 
     ColumnLayout {
         anchors.fill: parent
-        spacing: Theme.dp(2)
+        spacing: Theme.dp(4)
 
         Repeater {
-            model: ["/machine/cpu/load", "/machine/memory/used", "/machine/host/name", "/machine/none"]
+            model: ["/machine/cpu/load", "/machine/memory/used", "/machine/none"]
 
             RowLayout {
                 id: row
@@ -39,7 +60,6 @@ Card {
                     text: row.modelData
                     elide: Text.ElideMiddle
                     color: Theme.textSecondary
-                    font.pixelSize: Theme.dp(12)
                     Layout.fillWidth: true
                 }
                 StateBadge {
@@ -47,6 +67,22 @@ Card {
                 }
             }
         }
-        Item { Layout.fillHeight: true }
+        Rectangle {
+            color: Theme.cardBorder
+            Layout.fillWidth: true
+            Layout.preferredHeight: 1
+        }
+        PText {
+            text: qsTr("Label of %1").arg(root.labelledKeyword)
+            elide: Text.ElideMiddle
+            color: Theme.textSecondary
+            font.pixelSize: Theme.dp(11)
+            Layout.fillWidth: true
+        }
+        PText {
+            text: root.connected && root.labels !== "" ? root.labels : Format.none
+            color: root.connected ? Theme.text : Theme.unknown
+            Layout.fillWidth: true
+        }
     }
 }

@@ -5,18 +5,23 @@ import QtQuick
 import QtQuick.Controls.Basic
 import PellixClient.Control
 
-/* A switch that reports the wish in toggled() and shows what the server says in checked. */
+/*
+    A switch that never moves by itself: it shows the state it is given, and a click is a wish that
+    the owner passes on.
+*/
 AbstractButton {
     id: root
 
+    required property bool on
+
     implicitHeight: Theme.dp(28)
-    implicitWidth: label.implicitWidth + Theme.dp(54)
-    checkable: true
+    implicitWidth: implicitContentWidth
+    Accessible.role: Accessible.CheckBox
+    Accessible.checkable: true
+    Accessible.checked: on
     opacity: enabled ? 1 : 0.45
 
     contentItem: PText {
-        id: label
-
         text: root.text
         color: Theme.textSecondary
         rightPadding: Theme.dp(54)
@@ -27,17 +32,17 @@ AbstractButton {
         width: Theme.dp(38)
         height: Theme.dp(20)
         radius: height / 2
-        color: root.checked ? Theme.accent : Theme.groove
+        color: root.on ? Theme.accent : Theme.groove
         border.width: root.visualFocus ? 2 : 0
         border.color: Theme.text
 
         Rectangle {
-            x: root.checked ? parent.width - width - Theme.dp(3) : Theme.dp(3)
+            x: root.on ? parent.width - width - Theme.dp(3) : Theme.dp(3)
             anchors.verticalCenter: parent.verticalCenter
             width: Theme.dp(14)
             height: width
             radius: width / 2
-            color: root.checked ? Theme.window : Theme.textSecondary
+            color: root.on ? Theme.window : Theme.textSecondary
 
             Behavior on x { NumberAnimation { duration: 120; easing.type: Easing.OutCubic } }
         }
