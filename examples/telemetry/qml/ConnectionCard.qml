@@ -52,8 +52,8 @@ Card {
         }
         ToggleSwitch {
             text: qsTr("Reconnect automatically")
-            on: root.webSocket !== null && root.webSocket.autoReconnect
-            onClicked: root.webSocket.autoReconnect = !on
+            switchedOn: root.webSocket !== null && root.webSocket.autoReconnect
+            onClicked: root.webSocket.autoReconnect = !switchedOn
             Layout.fillWidth: true
         }
         Item { Layout.fillHeight: true }

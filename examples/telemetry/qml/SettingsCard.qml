@@ -80,10 +80,10 @@ Card {
         }
         ToggleSwitch {
             text: qsTr("Paused")
-            on: paused.known && Boolean(paused.value)
+            switchedOn: paused.known && Boolean(paused.value)
             enabled: paused.known
             Layout.fillWidth: true
-            onClicked: paused.update(!on)
+            onClicked: paused.update(!switchedOn)
         }
         RowLayout {
             spacing: Theme.gap

@@ -12,13 +12,13 @@ import PellixClient.Control
 AbstractButton {
     id: root
 
-    required property bool on
+    required property bool switchedOn
 
     implicitHeight: Theme.dp(28)
     implicitWidth: implicitContentWidth
     Accessible.role: Accessible.CheckBox
     Accessible.checkable: true
-    Accessible.checked: on
+    Accessible.checked: switchedOn
     opacity: enabled ? 1 : 0.45
 
     contentItem: PText {
@@ -32,17 +32,17 @@ AbstractButton {
         width: Theme.dp(38)
         height: Theme.dp(20)
         radius: height / 2
-        color: root.on ? Theme.accent : Theme.groove
+        color: root.switchedOn ? Theme.accent : Theme.groove
         border.width: root.visualFocus ? 2 : 0
         border.color: Theme.text
 
         Rectangle {
-            x: root.on ? parent.width - width - Theme.dp(3) : Theme.dp(3)
+            x: root.switchedOn ? parent.width - width - Theme.dp(3) : Theme.dp(3)
             anchors.verticalCenter: parent.verticalCenter
             width: Theme.dp(14)
             height: width
             radius: width / 2
-            color: root.on ? Theme.window : Theme.textSecondary
+            color: root.switchedOn ? Theme.window : Theme.textSecondary
 
             Behavior on x { NumberAnimation { duration: 120; easing.type: Easing.OutCubic } }
         }
