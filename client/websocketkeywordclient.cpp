@@ -280,8 +280,8 @@ void PWebSocketKeywordClient::disconnect()
     Socket *const socket = d->socket.get();
     const Socket::InUse inUse(socket);
     socket->abort();
-    if (self.deleted())
-        return;
+    if (self.deleted() || socket->state() != QAbstractSocket::UnconnectedState)
+        return; // a handler has deleted the client, or opened the next connection already
     socket->close(QWebSocketProtocol::CloseCodeNormal);
 }
 

@@ -45,12 +45,12 @@ struct Options
 struct InProcess
 {
     KeywordServer server;
-    TelemetryScene scene {server};
+    TelemetryScene scene {&server};
     PInProcessKeywordClient client;
 
     InProcess()
     {
-        linkInProcess(server, client);
+        linkInProcess(&server, &client);
         scene.start();
     }
 };

@@ -153,9 +153,9 @@ void tst_Telemetry::inProcess_printsLiveValuesAndSavesThePicture()
 void tst_Telemetry::webSocket_showsTheServersValues()
 {
     KeywordServer server;
-    TelemetryScene scene(server);
+    TelemetryScene scene(&server);
     scene.start();
-    WebSocketKeywordServer transport(server);
+    WebSocketKeywordServer transport(&server);
     QVERIFY(transport.listen(QHostAddress::LocalHost, 0));
 
     const Run run = this->run({QStringLiteral("--url"), webSocketAddress(transport.port()),

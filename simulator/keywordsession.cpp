@@ -1,0 +1,54 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "simulator/keywordsession.h"
+
+#include "simulator/keywordserver_p.h"
+
+namespace pellix::simulator {
+
+class KeywordSession::Private
+{
+public:
+    QPointer<KeywordServer> server;
+};
+
+/*!
+    \class pellix::simulator::KeywordSession
+    \inmodule PellixClientKeyword
+    \brief The KeywordSession class is one client's link to a KeywordServer.
+
+    Whatever carries the messages hands each command to receive() and delivers each send(). Deleting
+    the session ends it: its subscriptions go, and the aggregates that nobody else uses. A session
+    whose server is gone takes commands without answering.
+*/
+
+KeywordSession::KeywordSession(KeywordServer *server, QObject *parent)
+    : QObject(parent), d(std::make_unique<Private>())
+{
+    d->server = server;
+}
+
+KeywordSession::~KeywordSession()
+{
+    if (d->server)
+        d->server->d->leave(this);
+}
+
+/*!
+    Takes one command, as JSON text. What is no valid command is ignored.
+*/
+void KeywordSession::receive(const QByteArray &command)
+{
+    if (d->server)
+        d->server->d->receive(this, command);
+}
+
+/*!
+    \fn void KeywordSession::send(const QByteArray &message)
+
+    This signal carries one message to the client, as JSON text. It is emitted inside receive() and
+    inside the changes of the server's keywords.
+*/
+
+} // namespace pellix::simulator

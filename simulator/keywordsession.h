@@ -1,0 +1,38 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "simulator/simulatorglobal.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QObject>
+
+#include <memory>
+
+namespace pellix::simulator {
+
+class KeywordServer;
+
+class PELLIXCLIENT_SIMULATOR_EXPORT KeywordSession : public QObject
+{
+    Q_OBJECT
+
+public:
+    ~KeywordSession() override;
+
+public Q_SLOTS:
+    void receive(const QByteArray &command);
+
+Q_SIGNALS:
+    void send(const QByteArray &message);
+
+private:
+    friend class KeywordServer;
+    explicit KeywordSession(KeywordServer *server, QObject *parent);
+
+    class Private;
+    const std::unique_ptr<Private> d;
+};
+
+} // namespace pellix::simulator
