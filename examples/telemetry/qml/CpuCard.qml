@@ -16,7 +16,7 @@ Card {
     required property PKeywordClient client
 
     title: qsTr("Processor")
-    sources: [load, busiest]
+    sources: [load, busiest, high]
 
     LiveValue {
         id: load
@@ -41,6 +41,17 @@ Card {
         keywordExpression: coreLoads
     }
 
+    LiveValue {
+        id: high
+        client: root.client
+        keyword: "/machine/cpu/high"
+    }
+    LiveValue {
+        id: highLimit
+        client: root.client
+        keyword: "/machine/settings/highLoad"
+    }
+
     RowLayout {
         anchors.fill: parent
         spacing: Theme.dp(20)
@@ -60,6 +71,12 @@ Card {
                 label: qsTr("Busiest core")
                 source: busiest
                 text: Format.fixed(busiest.number, 1) + "\u202f%"
+                Layout.fillWidth: true
+            }
+            TextRow {
+                label: qsTr("Over %1\u202f%").arg(Format.fixed(highLimit.number, 0))
+                source: high
+                text: high.value ? qsTr("yes") : qsTr("no")
                 Layout.fillWidth: true
             }
         }

@@ -26,6 +26,11 @@ Item {
         keyword: "/machine/host/name"
     }
     LiveValue {
+        id: system
+        client: root.client
+        keyword: "/machine/host/system"
+    }
+    LiveValue {
         id: uptime
         client: root.client
         keyword: "/machine/uptime"
@@ -48,8 +53,10 @@ Item {
                 Layout.fillWidth: true
             }
             PText {
-                text: qsTr("Host %1, up for %2")
-                    .arg(host.known ? host.text : Format.none).arg(Format.duration(uptime.number))
+                text: qsTr("%1, %2, up for %3")
+                    .arg(host.known ? host.text : Format.none)
+                    .arg(system.known ? system.text : Format.none)
+                    .arg(Format.duration(uptime.number))
                 color: Theme.textSecondary
                 font.pixelSize: Theme.dp(12)
                 Layout.fillWidth: true
