@@ -150,7 +150,7 @@ int takeScreenshot(QQuickWindow &window, QSaveFile &file)
     out << QGuiApplication::translate("main", "Saved %1").arg(file.fileName()) << Qt::endl;
 
     if (values.empty()) {
-        complain(QGuiApplication::translate("main", "not a single value arrived"));
+        complain(QGuiApplication::translate("main", "not a single value is known"));
         return EXIT_FAILURE;
     }
     return EXIT_SUCCESS;

@@ -74,7 +74,8 @@ Card {
                 Layout.fillWidth: true
             }
             TextRow {
-                label: qsTr("Over %1\u202f%").arg(Format.fixed(highLimit.number, 0))
+                label: highLimit.known ? qsTr("Over %1\u202f%").arg(Format.fixed(highLimit.number, 0))
+                                       : qsTr("High load")
                 source: high
                 text: high.value ? qsTr("yes") : qsTr("no")
                 Layout.fillWidth: true

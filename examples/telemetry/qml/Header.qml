@@ -53,10 +53,13 @@ Item {
                 Layout.fillWidth: true
             }
             PText {
-                text: qsTr("%1, %2, up for %3")
-                    .arg(host.known ? host.text : Format.none)
-                    .arg(system.known ? system.text : Format.none)
-                    .arg(Format.duration(uptime.number))
+                text: {
+                    if (!host.known)
+                        return qsTr("Unknown machine");
+                    return qsTr("Host %1, %2, up for %3").arg(host.text)
+                        .arg(system.known ? system.text : Format.none)
+                        .arg(Format.duration(uptime.number));
+                }
                 color: Theme.textSecondary
                 font.pixelSize: Theme.dp(12)
                 Layout.fillWidth: true
@@ -65,7 +68,7 @@ Item {
         StaleBanner {
             visible: !root.connected
             retrying: root.webSocket !== null && root.webSocket.autoReconnect
-            Layout.fillWidth: true
+            Layout.preferredWidth: Math.min(Theme.dp(530), root.width / 2)
             Layout.fillHeight: true
         }
         ConnectionPill {

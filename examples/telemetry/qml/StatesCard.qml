@@ -58,7 +58,7 @@ Card {
                 }
                 PText {
                     text: row.modelData
-                    elide: Text.ElideMiddle
+                    elide: Text.ElideLeft
                     color: Theme.textSecondary
                     Layout.fillWidth: true
                 }
