@@ -81,19 +81,21 @@ Card {
                 Layout.fillWidth: true
             }
         }
-        Sparkline {
-            value: load.number
-            ceiling: 100
-            gridLines: 5
-            Layout.fillWidth: true
-            Layout.fillHeight: true
+        ColumnLayout {
+            spacing: Theme.dp(6)
 
+            Sparkline {
+                value: load.number
+                ceiling: 100
+                gridLines: 5
+                Layout.fillWidth: true
+                Layout.fillHeight: true
+            }
             PText {
-                x: Theme.dp(2)
-                y: Theme.dp(2)
-                text: qsTr("100\u202f%, last minute")
+                text: qsTr("Last minute, 0 to 100\u202f%")
                 color: Theme.textFaint
-                font.pixelSize: Theme.dp(10)
+                font.pixelSize: Theme.dp(11)
+                Layout.alignment: Qt.AlignRight
             }
         }
         RowLayout {
