@@ -217,7 +217,7 @@ int main(int argc, char *argv[])
     engine.rootContext()->setContextProperty(QStringLiteral("theme"),
                                              themeHolder->property("theme").value<QObject *>());
     engine.setInitialProperties({{QStringLiteral("client"), QVariant::fromValue(client)}});
-    engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Telemetry/qml/Main.qml")));
+    engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Telemetry/Main.qml")));
     if (engine.rootObjects().isEmpty())
         return EXIT_FAILURE;
 
