@@ -1,0 +1,99 @@
+# SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+# SPDX-License-Identifier: MIT
+#
+# What the scripts of this folder share. Sourced, not run.
+
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+build_packages=(
+    cmake
+    g++
+    libgl1-mesa-dev
+    ninja-build
+    qt6-base-dev
+    qt6-declarative-dev
+    qt6-websockets-dev
+)
+run_packages=(
+    fonts-dejavu-core
+    qml6-module-qtqml
+    qml6-module-qtqml-models
+    qml6-module-qtqml-workerscript
+    qml6-module-qtquick
+    qml6-module-qtquick-controls
+    qml6-module-qtquick-layouts
+    qml6-module-qtquick-templates
+    qml6-module-qtquick-window
+    qml6-module-qttest
+)
+lint_packages=(
+    clang-format
+    clang-tidy
+    clazy
+)
+
+say() {
+    printf '== %s\n' "$*"
+}
+
+die() {
+    printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+    exit 1
+}
+
+# install_packages NAME...: installs those of the packages that are missing, and says which.
+install_packages() {
+    local missing=() package
+    for package in "$@"; do
+        [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)" = installed ] ||
+            missing+=("$package")
+    done
+    [ ${#missing[@]} -gt 0 ] || return 0
+
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null ||
+            die "packages are missing and there is no sudo to install them: ${missing[*]}"
+        as_root=(sudo)
+    fi
+    say "Installing ${missing[*]}"
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -q >/dev/null ||
+        die "apt-get update failed"
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y \
+        --no-install-recommends "${missing[@]}" >/dev/null ||
+        die "could not install: ${missing[*]}"
+}
+
+# install_prerequisites: everything that building and running needs. Other systems than Debian and
+# its descendants bring their own; there it is only checked that the tools are to be found.
+install_prerequisites() {
+    if command -v apt-get >/dev/null && command -v dpkg-query >/dev/null; then
+        install_packages "${build_packages[@]}" "${run_packages[@]}" "$@"
+    else
+        say "No apt-get here: Qt 6.4 with QML, Quick Controls and WebSockets has to be installed"
+    fi
+    local tool
+    for tool in cmake ninja c++; do
+        command -v "$tool" >/dev/null || die "$tool is needed and was not found"
+    done
+}
+
+# build PRESET [cmake options...]: configures and builds build/PRESET.
+build() {
+    local preset=$1
+    shift
+    if command -v ccache >/dev/null; then
+        export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
+    fi
+    say "Building (preset $preset)"
+    cd "$root"
+    cmake --preset "$preset" "$@" >"/tmp/pellix-configure-$$.log" 2>&1 || {
+        cat "/tmp/pellix-configure-$$.log" >&2
+        rm -f "/tmp/pellix-configure-$$.log"
+        die "configuring failed"
+    }
+    rm -f "/tmp/pellix-configure-$$.log"
+    cmake --build --preset "$preset" || die "the build failed"
+}

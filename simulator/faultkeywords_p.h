@@ -1,0 +1,14 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+namespace pellix::simulator {
+
+class KeywordServer;
+class WebSocketKeywordServer;
+
+// Declares the keywords below /simulator/faults, by which a client commands its server's faults.
+void declareFaultKeywords(KeywordServer *server, WebSocketKeywordServer *socketServer);
+
+} // namespace pellix::simulator

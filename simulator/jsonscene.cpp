@@ -1,0 +1,382 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "simulator/jsonscene.h"
+
+#include "simulator/animator_p.h"
+#include "simulator/keywordserver.h"
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QFile>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+#include <QtCore/QPointer>
+#include <QtCore/QTimer>
+
+#include <vector>
+
+namespace pellix::simulator {
+
+namespace {
+
+constexpr double defaultRate = 10.0; // Hz, of the animators
+constexpr int greatestCount = 1000000; // of generated keywords
+
+// Thrown nowhere: the first problem is kept, with where it is, and what follows is skipped.
+class Problem
+{
+public:
+    bool found() const { return !text.isEmpty(); }
+    QString message() const { return text; }
+
+    void report(const QString &where, const QString &what)
+    {
+        if (!found())
+            text = where + QLatin1String(": ") + what;
+    }
+
+private:
+    QString text;
+};
+
+void checkMembers(const QJsonObject &object, const QStringList &known, const QString &where,
+                  Problem &problem)
+{
+    for (auto member = object.constBegin(); member != object.constEnd(); ++member) {
+        if (!known.contains(member.key()))
+            problem.report(where, QStringLiteral("unknown member \"%1\"").arg(member.key()));
+    }
+}
+
+QString textOf(const QJsonObject &object, const char *name, const QString &otherwise,
+               const QString &where, Problem &problem)
+{
+    const QJsonValue value = object.value(QLatin1String(name));
+    if (value.isUndefined())
+        return otherwise;
+    if (!value.isString())
+        problem.report(where + QLatin1Char('.') + QLatin1String(name),
+                       QStringLiteral("must be a text"));
+    return value.toString();
+}
+
+double numberOf(const QJsonObject &object, const char *name, double otherwise, const QString &where,
+                Problem &problem)
+{
+    const QJsonValue value = object.value(QLatin1String(name));
+    if (value.isUndefined())
+        return otherwise;
+    if (!value.isDouble())
+        problem.report(where + QLatin1Char('.') + QLatin1String(name),
+                       QStringLiteral("must be a number"));
+    return value.toDouble();
+}
+
+QVariant initialValue(const QString &type)
+{
+    if (type == QLatin1String("bool"))
+        return false;
+    if (type == QLatin1String("int"))
+        return 0;
+    if (type == QLatin1String("double"))
+        return 0.0;
+    if (type == QLatin1String("object"))
+        return QVariantMap();
+    return QString(QLatin1String(""));
+}
+
+Animator animatorOf(const QJsonObject &object, const KeywordServer::Keyword &keyword,
+                    const QString &where, Problem &problem)
+{
+    checkMembers(object,
+                 {QStringLiteral("kind"), QStringLiteral("min"), QStringLiteral("max"),
+                  QStringLiteral("period"), QStringLiteral("step"), QStringLiteral("seed"),
+                  QStringLiteral("phase")},
+                 where, problem);
+    Animator animator;
+    animator.path = keyword.path;
+    animator.type = keyword.type;
+    const QString kind = textOf(object, "kind", QString(), where, problem);
+    if (kind == QLatin1String("ramp"))
+        animator.kind = Animator::Kind::Ramp;
+    else if (kind == QLatin1String("sine"))
+        animator.kind = Animator::Kind::Sine;
+    else if (kind == QLatin1String("randomWalk"))
+        animator.kind = Animator::Kind::RandomWalk;
+    else if (kind == QLatin1String("toggle"))
+        animator.kind = Animator::Kind::Toggle;
+    else
+        problem.report(where + QLatin1String(".kind"),
+                       QStringLiteral("must be \"ramp\", \"sine\", \"randomWalk\" or \"toggle\""));
+
+    const bool isNumber =
+        keyword.type == QLatin1String("int") || keyword.type == QLatin1String("double");
+    if (animator.kind == Animator::Kind::Toggle ? keyword.type != QLatin1String("bool") : !isNumber)
+        problem.report(where,
+                       QStringLiteral("a %1 does not fit the type \"%2\"").arg(kind, keyword.type));
+
+    animator.minimum = numberOf(object, "min", 0, where, problem);
+    animator.maximum = numberOf(object, "max", 100, where, problem);
+    animator.period = numberOf(object, "period", 10, where, problem);
+    animator.phase = numberOf(object, "phase", 0, where, problem);
+    animator.step =
+        numberOf(object, "step", (animator.maximum - animator.minimum) / 50, where, problem);
+    animator.random.seed(unsigned(numberOf(object, "seed", 1, where, problem)));
+    animator.position = keyword.value.isValid() ? keyword.value.toDouble()
+                                                : (animator.minimum + animator.maximum) / 2;
+    if (!(animator.period > 0))
+        problem.report(where + QLatin1String(".period"), QStringLiteral("must be greater than 0"));
+    if (!(animator.minimum <= animator.maximum))
+        problem.report(where + QLatin1String(".min"), QStringLiteral("must not be above max"));
+    return animator;
+}
+
+} // namespace
+
+class JsonScene::Private
+{
+public:
+    void readKeyword(const QJsonValue &value, const QString &where, Problem &problem);
+    void readGenerator(const QJsonObject &object, const QString &where, Problem &problem);
+    void declareAll();
+
+    QPointer<KeywordServer> server;
+    std::vector<KeywordServer::Keyword> keywords;
+    std::vector<std::pair<QString, QString>> labels;
+    std::vector<Animator> animators;
+    double rate = defaultRate;
+    QTimer timer;
+    QElapsedTimer elapsed;
+};
+
+void JsonScene::Private::readKeyword(const QJsonValue &value, const QString &where,
+                                     Problem &problem)
+{
+    if (!value.isObject()) {
+        problem.report(where, QStringLiteral("must be an object"));
+        return;
+    }
+    const QJsonObject object = value.toObject();
+    checkMembers(object,
+                 {QStringLiteral("path"), QStringLiteral("type"), QStringLiteral("access"),
+                  QStringLiteral("label"), QStringLiteral("value"), QStringLiteral("animator")},
+                 where, problem);
+    KeywordServer::Keyword keyword;
+    keyword.path = textOf(object, "path", QString(), where, problem);
+    keyword.type = textOf(object, "type", QString(), where, problem);
+    keyword.access = textOf(object, "access", QStringLiteral("R"), where, problem);
+    keyword.label = textOf(object, "label", QString(), where, problem);
+    if (keyword.path.isEmpty())
+        problem.report(where + QLatin1String(".path"), QStringLiteral("is missing or empty"));
+
+    if (keyword.type.isEmpty() && !object.contains(QLatin1String("value"))) {
+        // Only names a level.
+        labels.emplace_back(keyword.path, keyword.label);
+        return;
+    }
+    keyword.value = object.contains(QLatin1String("value"))
+        ? object.value(QLatin1String("value")).toVariant()
+        : initialValue(keyword.type);
+    KeywordServer trial;
+    if (!problem.found() && !trial.declare(keyword)) {
+        problem.report(where,
+                       QStringLiteral("type \"%1\", access \"%2\" and value do not fit "
+                                      "together, or one of them is not known")
+                           .arg(keyword.type, keyword.access));
+    }
+    const QJsonValue animator = object.value(QLatin1String("animator"));
+    if (animator.isObject()) {
+        animators.push_back(
+            animatorOf(animator.toObject(), keyword, where + QLatin1String(".animator"), problem));
+    } else if (!animator.isUndefined()) {
+        problem.report(where + QLatin1String(".animator"), QStringLiteral("must be an object"));
+    }
+    keywords.push_back(keyword);
+}
+
+// N keywords below a prefix, a hundred to a level, for load work.
+void JsonScene::Private::readGenerator(const QJsonObject &object, const QString &where,
+                                       Problem &problem)
+{
+    checkMembers(object,
+                 {QStringLiteral("count"), QStringLiteral("prefix"), QStringLiteral("type"),
+                  QStringLiteral("access"), QStringLiteral("animator")},
+                 where, problem);
+    const double count = numberOf(object, "count", 0, where, problem);
+    if (!(count >= 1 && count <= greatestCount)) {
+        problem.report(where + QLatin1String(".count"),
+                       QStringLiteral("must be a number from 1 to %1").arg(greatestCount));
+        return;
+    }
+    const QString prefix = textOf(object, "prefix", QStringLiteral("/load"), where, problem);
+    const QString type = textOf(object, "type", QStringLiteral("double"), where, problem);
+    const QJsonValue animator = object.value(QLatin1String("animator"));
+    for (int i = 0; i < int(count) && !problem.found(); ++i) {
+        KeywordServer::Keyword keyword;
+        keyword.path = QStringLiteral("%1/group%2/value%3").arg(prefix).arg(i / 100).arg(i % 100);
+        keyword.type = type;
+        keyword.access = textOf(object, "access", QStringLiteral("RW"), where, problem);
+        keyword.label = QStringLiteral("Value %1").arg(i);
+        keyword.value = initialValue(type);
+        if (KeywordServer trial; i == 0 && !trial.declare(keyword))
+            problem.report(where, QStringLiteral("type or access is not known"));
+        keywords.push_back(keyword);
+        if (animator.isObject()) {
+            animators.push_back(animatorOf(animator.toObject(), keyword,
+                                           where + QLatin1String(".animator"), problem));
+            animators.back().random.seed(unsigned(i + 1));
+            animators.back().phase += double(i) / count;
+        }
+    }
+}
+
+void JsonScene::Private::declareAll()
+{
+    for (const KeywordServer::Keyword &keyword : keywords)
+        server->declare(keyword);
+    for (const auto &[path, label] : labels)
+        server->setLabel(path, label);
+}
+
+/*!
+    \class pellix::simulator::JsonScene
+    \inmodule PellixClientKeyword
+    \brief The JsonScene class declares keywords from a JSON file and makes them move.
+
+    \code
+    {
+        "rate": 10,
+        "keywords": [
+            { "path": "/plant", "label": "Works" },
+            { "path": "/plant/tank1/level", "type": "double", "access": "RW", "label": "Level",
+              "value": 41.5,
+              "animator": { "kind": "sine", "min": 20, "max": 80, "period": 60 } }
+        ],
+        "generate": { "count": 10000, "prefix": "/load", "type": "double" }
+    }
+    \endcode
+
+    A keyword has a path, a type ("bool", "int", "double", "string" or "object"), an access ("N",
+    "R", "RM", "W" or "RW"; "R" by default), a label and a value. Without type and value it only
+    gives a label to a level. Animators are "ramp", "sine" and "randomWalk" for numbers, between
+    min and max, with a period in seconds or a step and a seed, and "toggle" for a bool. They move
+    at the rate of the scene, in Hz, and move on after a client has written. generate adds count
+    keywords below a prefix, a hundred to a level.
+*/
+
+/*!
+    Constructs a scene on \a server, which is not owned. \a parent owns the scene, if given.
+*/
+JsonScene::JsonScene(KeywordServer *server, QObject *parent)
+    : QObject(parent), d(std::make_unique<Private>())
+{
+    d->server = server;
+    connect(&d->timer, &QTimer::timeout, this, [this] {
+        if (!d->server)
+            return;
+        const double seconds = double(d->elapsed.nsecsElapsed()) / 1e9;
+        for (Animator &animator : d->animators)
+            d->server->setValue(animator.path, animator.valueAt(seconds));
+    });
+}
+
+JsonScene::~JsonScene() = default;
+
+/*!
+    Loads the scene in the file \a fileName and declares its keywords.
+
+    Returns \c false, declares nothing, and says in \a error which file, where in it and why, when
+    the file cannot be read or holds no valid scene.
+*/
+bool JsonScene::load(const QString &fileName, QString *error)
+{
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly)) {
+        if (error)
+            *error = fileName + QLatin1String(": ") + file.errorString();
+        return false;
+    }
+    return loadData(file.readAll(), fileName, error);
+}
+
+/*!
+    Loads the scene in \a json and declares its keywords. \a name stands for the file in \a error.
+    Otherwise like load().
+*/
+bool JsonScene::loadData(const QByteArray &json, const QString &name, QString *error)
+{
+    Problem problem;
+    QJsonParseError parseError;
+    const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
+    if (parseError.error != QJsonParseError::NoError) {
+        const int line = 1 + int(json.left(parseError.offset).count('\n'));
+        problem.report(QStringLiteral("line %1").arg(line), parseError.errorString());
+    } else if (!document.isObject()) {
+        problem.report(QStringLiteral("top level"), QStringLiteral("must be an object"));
+    }
+
+    Private read;
+    const QJsonObject scene = document.object();
+    checkMembers(scene,
+                 {QStringLiteral("rate"), QStringLiteral("keywords"), QStringLiteral("generate")},
+                 QStringLiteral("top level"), problem);
+    read.rate = numberOf(scene, "rate", defaultRate, QStringLiteral("top level"), problem);
+    if (!(read.rate > 0 && read.rate <= 1000))
+        problem.report(QStringLiteral("rate"), QStringLiteral("must be above 0 and at most 1000"));
+
+    const QJsonValue keywords = scene.value(QLatin1String("keywords"));
+    if (!keywords.isUndefined() && !keywords.isArray())
+        problem.report(QStringLiteral("keywords"), QStringLiteral("must be an array"));
+    const QJsonArray list = keywords.toArray();
+    for (int i = 0; i < list.size() && !problem.found(); ++i)
+        read.readKeyword(list.at(i), QStringLiteral("keywords[%1]").arg(i), problem);
+
+    const QJsonValue generate = scene.value(QLatin1String("generate"));
+    if (generate.isObject())
+        read.readGenerator(generate.toObject(), QStringLiteral("generate"), problem);
+    else if (!generate.isUndefined())
+        problem.report(QStringLiteral("generate"), QStringLiteral("must be an object"));
+
+    if (problem.found()) {
+        if (error)
+            *error = name + QLatin1String(": ") + problem.message();
+        return false;
+    }
+    d->keywords = std::move(read.keywords);
+    d->labels = std::move(read.labels);
+    d->animators = std::move(read.animators);
+    d->rate = read.rate;
+    if (d->server)
+        d->declareAll();
+    return true;
+}
+
+/*!
+    Starts the animators, from their beginning. Keywords that the server has forgotten are declared
+    again.
+*/
+void JsonScene::start()
+{
+    if (!d->server)
+        return;
+    for (const KeywordServer::Keyword &keyword : d->keywords) {
+        if (!d->server->contains(keyword.path)) {
+            d->declareAll();
+            break;
+        }
+    }
+    d->elapsed.start();
+    if (!d->animators.empty())
+        d->timer.start(qMax(1, qRound(1000.0 / d->rate)));
+}
+
+/*!
+    Stops the animators.
+*/
+void JsonScene::stop()
+{
+    d->timer.stop();
+}
+
+} // namespace pellix::simulator

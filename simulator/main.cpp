@@ -1,0 +1,195 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "simulator/faultkeywords_p.h"
+#include "simulator/jsonscene.h"
+#include "simulator/keywordserver.h"
+#include "simulator/telemetryscene.h"
+#include "simulator/websocketkeywordserver.h"
+
+#include <QtCore/QCommandLineParser>
+#include <QtCore/QCoreApplication>
+#include <QtCore/QFile>
+#include <QtCore/QSocketNotifier>
+#include <QtCore/QTextStream>
+
+#include <csignal>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+#ifdef Q_OS_UNIX
+#include <unistd.h>
+#endif
+
+using namespace pellix::simulator;
+
+namespace {
+
+int fail(const QString &message)
+{
+    QTextStream(stderr) << QCoreApplication::applicationName() << ": " << message << Qt::endl;
+    return EXIT_FAILURE;
+}
+
+#ifdef Q_OS_UNIX
+int signalPipe[2] = {-1, -1};
+
+void onSignal(int)
+{
+    const char byte = 0;
+    [[maybe_unused]] const auto written = ::write(signalPipe[1], &byte, 1);
+}
+
+// Ends the event loop on Ctrl-C and on a request to terminate.
+void quitOnSignals()
+{
+    if (::pipe(signalPipe) != 0)
+        return;
+    auto *const notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, qApp);
+    QObject::connect(notifier, &QSocketNotifier::activated, qApp, &QCoreApplication::quit);
+    std::signal(SIGINT, onSignal);
+    std::signal(SIGTERM, onSignal);
+}
+#else
+void quitOnSignals() { }
+#endif
+
+template <typename T> T readPem(const QString &fileName, QString *error);
+
+template <> QSslCertificate readPem(const QString &fileName, QString *error)
+{
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly)) {
+        *error = fileName + QLatin1String(": ") + file.errorString();
+        return QSslCertificate();
+    }
+    const QSslCertificate certificate(&file);
+    if (certificate.isNull())
+        *error = fileName + QLatin1String(": holds no PEM certificate");
+    return certificate;
+}
+
+template <> QSslKey readPem(const QString &fileName, QString *error)
+{
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly)) {
+        *error = fileName + QLatin1String(": ") + file.errorString();
+        return QSslKey();
+    }
+    const QByteArray pem = file.readAll();
+    for (const QSsl::KeyAlgorithm algorithm : {QSsl::Rsa, QSsl::Ec}) {
+        const QSslKey key(pem, algorithm);
+        if (!key.isNull())
+            return key;
+    }
+    *error = fileName + QLatin1String(": holds no PEM private key (RSA or EC)");
+    return QSslKey();
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("keyword-simulator"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(PELLIX_VERSION));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("A keyword server over WebSockets, to develop and test against."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption portOption(QStringLiteral("port"),
+                                        QStringLiteral("Listen on <port>; 0, the default, takes a "
+                                                       "free one."),
+                                        QStringLiteral("port"), QStringLiteral("0"));
+    const QCommandLineOption listenOption(QStringLiteral("listen"),
+                                          QStringLiteral("Listen on <address>; 127.0.0.1 by "
+                                                         "default."),
+                                          QStringLiteral("address"), QStringLiteral("127.0.0.1"));
+    const QCommandLineOption sceneOption(QStringLiteral("scene"),
+                                         QStringLiteral("Load the scene in <file>; may be given "
+                                                        "several times."),
+                                         QStringLiteral("file.json"));
+    const QCommandLineOption generateOption(QStringLiteral("generate"),
+                                            QStringLiteral("Declare <count> moving keywords below "
+                                                           "/load."),
+                                            QStringLiteral("count"));
+    const QCommandLineOption telemetryOption(QStringLiteral("telemetry"),
+                                             QStringLiteral("Show this machine below /machine."));
+    const QCommandLineOption certificateOption(QStringLiteral("tls-cert"),
+                                               QStringLiteral("Speak wss with the certificate in "
+                                                              "<file> (PEM)."),
+                                               QStringLiteral("file"));
+    const QCommandLineOption keyOption(QStringLiteral("tls-key"),
+                                       QStringLiteral("The certificate's private key (PEM)."),
+                                       QStringLiteral("file"));
+    const QCommandLineOption faultsOption(QStringLiteral("faults"),
+                                          QStringLiteral("Declare keywords below /simulator/faults "
+                                                         "that command faults."));
+    parser.addOptions({portOption, listenOption, sceneOption, generateOption, telemetryOption,
+                       certificateOption, keyOption, faultsOption});
+    parser.process(application);
+    if (!parser.positionalArguments().isEmpty())
+        return fail(QStringLiteral("unexpected argument: ")
+                    + parser.positionalArguments().constFirst());
+
+    bool isNumber = false;
+    const ushort port = parser.value(portOption).toUShort(&isNumber);
+    if (!isNumber)
+        return fail(QStringLiteral("--port: not a port number: ") + parser.value(portOption));
+    const QHostAddress address(parser.value(listenOption));
+    if (address.isNull())
+        return fail(QStringLiteral("--listen: not an IP address: ") + parser.value(listenOption));
+    if (parser.isSet(certificateOption) != parser.isSet(keyOption))
+        return fail(QStringLiteral("--tls-cert and --tls-key go together"));
+
+    KeywordServer server;
+    std::vector<std::unique_ptr<JsonScene>> scenes;
+    QString error;
+    for (const QString &fileName : parser.values(sceneOption)) {
+        scenes.push_back(std::make_unique<JsonScene>(&server));
+        if (!scenes.back()->load(fileName, &error))
+            return fail(error);
+    }
+    if (parser.isSet(generateOption)) {
+        scenes.push_back(std::make_unique<JsonScene>(&server));
+        const QByteArray json =
+            "{\"generate\": {\"count\": " + parser.value(generateOption).toUtf8()
+            + ", \"animator\": {\"kind\": \"sine\", \"period\": 60}}}";
+        if (!scenes.back()->loadData(json, QStringLiteral("--generate"), &error))
+            return fail(error);
+    }
+    TelemetryScene telemetry(&server);
+    WebSocketKeywordServer socketServer(&server);
+    const auto startScenes = [&] {
+        for (const auto &scene : scenes)
+            scene->start();
+        if (parser.isSet(telemetryOption))
+            telemetry.start();
+        if (parser.isSet(faultsOption))
+            declareFaultKeywords(&server, &socketServer);
+    };
+    QObject::connect(&socketServer, &WebSocketKeywordServer::restarted, &socketServer, startScenes);
+    startScenes();
+
+    if (parser.isSet(certificateOption)) {
+        const auto certificate = readPem<QSslCertificate>(parser.value(certificateOption), &error);
+        const auto key =
+            certificate.isNull() ? QSslKey() : readPem<QSslKey>(parser.value(keyOption), &error);
+        if (key.isNull())
+            return fail(error);
+        socketServer.setTls(certificate, key);
+    }
+    if (!socketServer.listen(address, port)) {
+        return fail(QStringLiteral("cannot listen on %1 port %2: %3")
+                        .arg(address.toString())
+                        .arg(port)
+                        .arg(socketServer.errorString()));
+    }
+    quitOnSignals();
+    QTextStream(stdout) << "listening on " << socketServer.url().toString() << ", "
+                        << server.keywordCount() << " keywords" << Qt::endl;
+    return QCoreApplication::exec();
+}

@@ -1,0 +1,57 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "client/keywordclient.h"
+#include "pubsub/publisher.h"
+
+#include <QtCore/QStringList>
+
+#include <functional>
+
+// The peer of most tests: keeps each command as text, takes messages, and answers if told to.
+class RecordingClient : public pellix::client::PKeywordClient
+{
+public:
+    explicit RecordingClient(QObject *parent = nullptr) : PKeywordClient(parent)
+    {
+        publisher()->setActive(true);
+    }
+
+    using PKeywordClient::receiveCommand;
+
+    bool receive(const QString &message) { return receiveCommand(message.toUtf8()); }
+
+    bool event(const QString &keyword, const QString &value,
+               const QString &type = QStringLiteral("string"))
+    {
+        return receive(QStringLiteral(R"({"cmd":"keyEvent","payload":{"keyword":"%1","value":%2,)"
+                                      R"("type":"%3","connected":true,"online":true,)"
+                                      R"("consistent":true,"error":false}})")
+                           .arg(keyword, value, type));
+    }
+
+    // The commands sent since the last call, one per line.
+    QString taken()
+    {
+        const QString text = sent.join(QLatin1Char('\n'));
+        sent.clear();
+        return text;
+    }
+
+    QStringList sent;
+    bool accepts = true;
+    std::function<void(const QByteArray &)> answer; // runs inside sendCommand
+
+protected:
+    bool sendCommand(const QByteArray &data) override
+    {
+        sent << QString::fromUtf8(data);
+        if (answer) {
+            const auto handler = answer; // may be replaced while it runs
+            handler(data);
+        }
+        return accepts;
+    }
+};
