@@ -95,8 +95,8 @@ void KeywordChildren::onKeyIndexResponse(const QUuid &id, const QVariant &data)
                                  .value(QStringLiteral("response"))
                                  .toArray();
     QStringList keywords;
-    for (const QJsonValue &item : items) {
-        QString keyword = item[QStringLiteral("name")].toString();
+    for (const auto &item : items) {
+        QString keyword = item.toObject().value(QStringLiteral("name")).toString();
         keyword.replace(QLatin1Char('#'), QLatin1Char('/'));
         const QString name = keyword.section(QLatin1Char('/'), -1);
         if (m_pattern.isEmpty() || pattern.match(name).hasMatch())

@@ -46,50 +46,26 @@ QString webSocketAddress(quint16 port)
     return QStringLiteral("ws://127.0.0.1:%1").arg(port);
 }
 
-} // namespace
-
-class tst_Telemetry : public QObject
+// A folder for the picture and what else a run of the program leaves behind.
+class Desk
 {
-    Q_OBJECT
-
-private Q_SLOTS:
-    void initTestCase();
-    void init();
-
-    void inProcess_printsLiveValuesAndSavesThePicture();
-    void webSocket_showsTheServersValues();
-    void unreachableServer_failsButStillSavesThePicture();
-    void badArguments_failWithAMessage();
-    void badArguments_failWithAMessage_data();
-    void help_namesEveryOption();
-
-private:
+public:
+    QString picture() const { return directory.filePath(QStringLiteral("picture.png")); }
     Run run(const QStringList &arguments) const;
-    QString picturePath() const { return m_directory->filePath(QStringLiteral("picture.png")); }
     void verifyPicture() const;
 
-    std::unique_ptr<QTemporaryDir> m_directory;
+private:
+    QTemporaryDir directory;
 };
 
-void tst_Telemetry::initTestCase()
-{
-    QVERIFY(QFileInfo(QStringLiteral(TELEMETRY_PROGRAM)).isExecutable());
-}
-
-void tst_Telemetry::init()
-{
-    m_directory = std::make_unique<QTemporaryDir>();
-    QVERIFY(m_directory->isValid());
-}
-
 // The event loop of the test goes on while the program runs: the server may live here.
-Run tst_Telemetry::run(const QStringList &arguments) const
+Run Desk::run(const QStringList &arguments) const
 {
     QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
     environment.insert(QStringLiteral("QT_QUICK_BACKEND"), QStringLiteral("software"));
-    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_directory->path());
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), directory.path());
     environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
     environment.remove(QStringLiteral("QT_LOGGING_RULES"));
     process.setProcessEnvironment(environment);
@@ -109,32 +85,54 @@ Run tst_Telemetry::run(const QStringList &arguments) const
     return run;
 }
 
-void tst_Telemetry::verifyPicture() const
+void Desk::verifyPicture() const
 {
-    QImage picture(picturePath());
-    QVERIFY(!picture.isNull());
-    QCOMPARE(picture.size(), QSize(1000, 700));
-    picture.convertTo(QImage::Format_RGB32);
+    QImage image(picture());
+    QVERIFY(!image.isNull());
+    QCOMPARE(image.size(), QSize(1000, 700));
+    image.convertTo(QImage::Format_RGB32);
     QSet<QRgb> colors;
-    for (int y = 0; y < picture.height(); ++y) {
-        const auto *line = reinterpret_cast<const QRgb *>(picture.constScanLine(y));
-        for (int x = 0; x < picture.width(); ++x)
+    for (int y = 0; y < image.height(); ++y) {
+        const auto *line = reinterpret_cast<const QRgb *>(image.constScanLine(y));
+        for (int x = 0; x < image.width(); ++x)
             colors.insert(line[x]);
     }
     // Text and bars, not a blank window.
     QVERIFY2(colors.size() > 100, qPrintable(QString::number(colors.size())));
 }
 
+} // namespace
+
+class tst_Telemetry : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void inProcess_printsLiveValuesAndSavesThePicture();
+    void webSocket_showsTheServersValues();
+    void unreachableServer_failsButStillSavesThePicture();
+    void badArguments_failWithAMessage();
+    void badArguments_failWithAMessage_data();
+    void help_namesEveryOption();
+};
+
+void tst_Telemetry::initTestCase()
+{
+    QVERIFY(QFileInfo(QStringLiteral(TELEMETRY_PROGRAM)).isExecutable());
+}
+
 void tst_Telemetry::inProcess_printsLiveValuesAndSavesThePicture()
 {
-    const Run run = this->run({QStringLiteral("--screenshot"), picturePath(),
-                               QStringLiteral("--duration"), QStringLiteral("2")});
+    const Desk desk;
+    const Run run = desk.run({QStringLiteral("--screenshot"), desk.picture(),
+                              QStringLiteral("--duration"), QStringLiteral("2")});
 
     QVERIFY(run.finished);
     QCOMPARE(run.errors, QString());
     QCOMPARE(run.exitCode, 0);
-    QVERIFY2(run.output.contains(picturePath()), qPrintable(run.output));
-    verifyPicture();
+    QVERIFY2(run.output.contains(desk.picture()), qPrintable(run.output));
+    desk.verifyPicture();
 
     const QMap<QString, QString> values = run.values();
     for (const QString &keyword :
@@ -158,15 +156,16 @@ void tst_Telemetry::webSocket_showsTheServersValues()
     WebSocketKeywordServer transport(&server);
     QVERIFY(transport.listen(QHostAddress::LocalHost, 0));
 
-    const Run run = this->run({QStringLiteral("--url"), webSocketAddress(transport.port()),
-                               QStringLiteral("--screenshot"), picturePath(),
-                               QStringLiteral("--duration"), QStringLiteral("2")});
+    const Desk desk;
+    const Run run = desk.run({QStringLiteral("--url"), webSocketAddress(transport.port()),
+                              QStringLiteral("--screenshot"), desk.picture(),
+                              QStringLiteral("--duration"), QStringLiteral("2")});
 
     QVERIFY(run.finished);
     QCOMPARE(run.errors, QString());
     QCOMPARE(run.exitCode, 0);
     QVERIFY2(run.values().contains(QStringLiteral("/machine/cpu/load")), qPrintable(run.output));
-    verifyPicture();
+    desk.verifyPicture();
 }
 
 void tst_Telemetry::unreachableServer_failsButStillSavesThePicture()
@@ -174,16 +173,17 @@ void tst_Telemetry::unreachableServer_failsButStillSavesThePicture()
     QTcpServer reserved; // a port that nobody else takes and that speaks no WebSocket
     QVERIFY(reserved.listen(QHostAddress::LocalHost, 0));
 
-    const Run run = this->run({QStringLiteral("--url"), webSocketAddress(reserved.serverPort()),
-                               QStringLiteral("--screenshot"), picturePath(),
-                               QStringLiteral("--duration"), QStringLiteral("1")});
+    const Desk desk;
+    const Run run = desk.run({QStringLiteral("--url"), webSocketAddress(reserved.serverPort()),
+                              QStringLiteral("--screenshot"), desk.picture(),
+                              QStringLiteral("--duration"), QStringLiteral("1")});
 
     QVERIFY(run.finished);
     QVERIFY(run.exitCode > 0);
     QVERIFY2(run.errors.contains(QLatin1String("not a single value is known")),
              qPrintable(run.errors));
     QVERIFY(run.values().isEmpty());
-    verifyPicture();
+    desk.verifyPicture();
 }
 
 void tst_Telemetry::badArguments_failWithAMessage_data()
@@ -234,7 +234,8 @@ void tst_Telemetry::badArguments_failWithAMessage()
     QFETCH(const QStringList, arguments);
     QFETCH(const QString, message);
 
-    const Run run = this->run(arguments);
+    const Desk desk;
+    const Run run = desk.run(arguments);
 
     QVERIFY(run.finished);
     QVERIFY(run.exitCode > 0);
@@ -244,7 +245,8 @@ void tst_Telemetry::badArguments_failWithAMessage()
 
 void tst_Telemetry::help_namesEveryOption()
 {
-    const Run run = this->run({QStringLiteral("--help")});
+    const Desk desk;
+    const Run run = desk.run({QStringLiteral("--help")});
 
     QVERIFY(run.finished);
     QCOMPARE(run.exitCode, 0);
