@@ -1,0 +1,34 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+import PellixClient.Keyword 1.0
+
+/*
+    One live keyword with its four state flags folded into one condition, the worst first:
+
+        LiveValue {
+            id: load
+            client: root.client
+            keyword: "/machine/cpu/load"
+        }
+
+    A keyword whose link is lost has no value: it is NotConnected, and its number is NaN.
+*/
+PKeywordProxy {
+    id: root
+
+    enum Condition { Good, Inconsistent, Offline, Error, NotConnected }
+
+    readonly property int condition: {
+        if (!root.connected)
+            return LiveValue.NotConnected;
+        if (root.error)
+            return LiveValue.Error;
+        if (!root.online)
+            return LiveValue.Offline;
+        return root.consistent ? LiveValue.Good : LiveValue.Inconsistent;
+    }
+    readonly property bool known: root.connected && root.value !== undefined && root.value !== null
+    readonly property real number: known ? Number(root.value) : NaN
+    readonly property string text: known ? String(root.value) : ""
+}

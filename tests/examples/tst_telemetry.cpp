@@ -1,0 +1,259 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "simulator/keywordserver.h"
+#include "simulator/telemetryscene.h"
+#include "simulator/websocketkeywordserver.h"
+
+#include <QtCore/QFileInfo>
+#include <QtCore/QMap>
+#include <QtCore/QProcess>
+#include <QtCore/QSet>
+#include <QtCore/QTemporaryDir>
+#include <QtGui/QImage>
+#include <QtNetwork/QTcpServer>
+#include <QtTest/QTest>
+
+#include <memory>
+
+using namespace pellix::simulator;
+
+namespace {
+
+struct Run
+{
+    bool finished = false;
+    int exitCode = -1;
+    QString output;
+    QString errors;
+
+    // The printed lines "keyword = value".
+    QMap<QString, QString> values() const
+    {
+        QMap<QString, QString> values;
+        const QStringList lines = output.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        for (const QString &line : lines) {
+            const qsizetype sign = line.indexOf(QLatin1String(" = "));
+            if (sign > 0)
+                values.insert(line.left(sign).trimmed(), line.mid(sign + 3));
+        }
+        return values;
+    }
+};
+
+QString webSocketAddress(quint16 port)
+{
+    return QStringLiteral("ws://127.0.0.1:%1").arg(port);
+}
+
+// A folder for the picture and what else a run of the program leaves behind.
+class Desk
+{
+public:
+    QString picture() const { return directory.filePath(QStringLiteral("picture.png")); }
+    Run run(const QStringList &arguments) const;
+    void verifyPicture() const;
+
+private:
+    QTemporaryDir directory;
+};
+
+// The event loop of the test goes on while the program runs: the server may live here.
+Run Desk::run(const QStringList &arguments) const
+{
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    environment.insert(QStringLiteral("QT_QUICK_BACKEND"), QStringLiteral("software"));
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), directory.path());
+    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
+    environment.remove(QStringLiteral("QT_LOGGING_RULES"));
+    process.setProcessEnvironment(environment);
+
+    Run run;
+    process.start(QStringLiteral(TELEMETRY_PROGRAM), arguments);
+    run.finished =
+        QTest::qWaitFor([&process] { return process.state() == QProcess::NotRunning; }, 60000);
+    if (!run.finished) {
+        process.kill();
+        process.waitForFinished();
+        return run;
+    }
+    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    run.output = QString::fromUtf8(process.readAllStandardOutput());
+    run.errors = QString::fromUtf8(process.readAllStandardError());
+    return run;
+}
+
+void Desk::verifyPicture() const
+{
+    QImage image(picture());
+    QVERIFY(!image.isNull());
+    QCOMPARE(image.size(), QSize(1000, 700));
+    image.convertTo(QImage::Format_RGB32);
+    QSet<QRgb> colors;
+    for (int y = 0; y < image.height(); ++y) {
+        const auto *line = reinterpret_cast<const QRgb *>(image.constScanLine(y));
+        for (int x = 0; x < image.width(); ++x)
+            colors.insert(line[x]);
+    }
+    // Text and bars, not a blank window.
+    QVERIFY2(colors.size() > 100, qPrintable(QString::number(colors.size())));
+}
+
+} // namespace
+
+class tst_Telemetry : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void inProcess_printsLiveValuesAndSavesThePicture();
+    void webSocket_showsTheServersValues();
+    void unreachableServer_failsButStillSavesThePicture();
+    void badArguments_failWithAMessage();
+    void badArguments_failWithAMessage_data();
+    void help_namesEveryOption();
+};
+
+void tst_Telemetry::initTestCase()
+{
+    QVERIFY(QFileInfo(QStringLiteral(TELEMETRY_PROGRAM)).isExecutable());
+}
+
+void tst_Telemetry::inProcess_printsLiveValuesAndSavesThePicture()
+{
+    const Desk desk;
+    const Run run = desk.run({QStringLiteral("--screenshot"), desk.picture(),
+                              QStringLiteral("--duration"), QStringLiteral("2")});
+
+    QVERIFY(run.finished);
+    QCOMPARE(run.errors, QString());
+    QCOMPARE(run.exitCode, 0);
+    QVERIFY2(run.output.contains(desk.picture()), qPrintable(run.output));
+    desk.verifyPicture();
+
+    const QMap<QString, QString> values = run.values();
+    for (const QString &keyword :
+         {QStringLiteral("/machine/cpu/load"), QStringLiteral("/machine/cpu/core0/load")}) {
+        bool isNumber = false;
+        const double load = values.value(keyword).toDouble(&isNumber);
+        QVERIFY2(isNumber && load >= 0 && load <= 100, qPrintable(run.output));
+    }
+    QVERIFY(values.value(QStringLiteral("/machine/memory/used")).toDouble() > 0);
+    QVERIFY(values.value(QStringLiteral("/machine/memory/used")).toDouble()
+            < values.value(QStringLiteral("/machine/memory/total")).toDouble());
+    QVERIFY(values.value(QStringLiteral("/machine/uptime")).toDouble() > 0);
+    QCOMPARE(values.value(QStringLiteral("/machine/settings/paused")), QStringLiteral("false"));
+}
+
+void tst_Telemetry::webSocket_showsTheServersValues()
+{
+    KeywordServer server;
+    TelemetryScene scene(&server);
+    scene.start();
+    WebSocketKeywordServer transport(&server);
+    QVERIFY(transport.listen(QHostAddress::LocalHost, 0));
+
+    const Desk desk;
+    const Run run = desk.run({QStringLiteral("--url"), webSocketAddress(transport.port()),
+                              QStringLiteral("--screenshot"), desk.picture(),
+                              QStringLiteral("--duration"), QStringLiteral("2")});
+
+    QVERIFY(run.finished);
+    QCOMPARE(run.errors, QString());
+    QCOMPARE(run.exitCode, 0);
+    QVERIFY2(run.values().contains(QStringLiteral("/machine/cpu/load")), qPrintable(run.output));
+    desk.verifyPicture();
+}
+
+void tst_Telemetry::unreachableServer_failsButStillSavesThePicture()
+{
+    QTcpServer reserved; // a port that nobody else takes and that speaks no WebSocket
+    QVERIFY(reserved.listen(QHostAddress::LocalHost, 0));
+
+    const Desk desk;
+    const Run run = desk.run({QStringLiteral("--url"), webSocketAddress(reserved.serverPort()),
+                              QStringLiteral("--screenshot"), desk.picture(),
+                              QStringLiteral("--duration"), QStringLiteral("1")});
+
+    QVERIFY(run.finished);
+    QVERIFY(run.exitCode > 0);
+    QVERIFY2(run.errors.contains(QLatin1String("not a single value is known")),
+             qPrintable(run.errors));
+    QVERIFY(run.values().isEmpty());
+    desk.verifyPicture();
+}
+
+void tst_Telemetry::badArguments_failWithAMessage_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("message");
+
+    const auto row = [](const char *name, const QStringList &arguments, const char *message) {
+        QTest::newRow(name) << arguments << QString::fromLatin1(message);
+    };
+    row("unknown option", {QStringLiteral("--nonsense")}, "nonsense");
+    row("stray argument", {QStringLiteral("stray")}, "unexpected argument 'stray'");
+    row("url of another scheme", {QStringLiteral("--url"), QStringLiteral("http://127.0.0.1:1")},
+        "'http://127.0.0.1:1' is no WebSocket address");
+    row("url without a scheme", {QStringLiteral("--url"), QStringLiteral("127.0.0.1:1")},
+        "'127.0.0.1:1' is no WebSocket address");
+    row("url without a host", {QStringLiteral("--url"), QStringLiteral("ws://")},
+        "'ws://' is no WebSocket address");
+    row("url with a bad port", {QStringLiteral("--url"), QStringLiteral("ws://127.0.0.1:port")},
+        "is no WebSocket address");
+    row("empty url", {QStringLiteral("--url"), QString()}, "'' is no WebSocket address");
+    row("one good and one bad url",
+        {QStringLiteral("--url"), QStringLiteral("ws://127.0.0.1:1"), QStringLiteral("--url"),
+         QStringLiteral("ftp://127.0.0.1")},
+        "'ftp://127.0.0.1' is no WebSocket address");
+    row("unwritable picture",
+        {QStringLiteral("--screenshot"), QStringLiteral("/nowhere/at/all/picture.png")},
+        "cannot write '/nowhere/at/all/picture.png'");
+    row("no file name", {QStringLiteral("--screenshot"), QString()}, "needs a file name");
+    row("duration alone", {QStringLiteral("--duration"), QStringLiteral("2")},
+        "goes with --screenshot");
+    row("duration in words",
+        {QStringLiteral("--screenshot"), QStringLiteral("x.png"), QStringLiteral("--duration"),
+         QStringLiteral("soon")},
+        "'soon' is no duration");
+    row("duration of zero",
+        {QStringLiteral("--screenshot"), QStringLiteral("x.png"), QStringLiteral("--duration"),
+         QStringLiteral("0")},
+        "'0' is no duration");
+    row("duration that is no number",
+        {QStringLiteral("--screenshot"), QStringLiteral("x.png"), QStringLiteral("--duration"),
+         QStringLiteral("nan")},
+        "'nan' is no duration");
+}
+
+void tst_Telemetry::badArguments_failWithAMessage()
+{
+    QFETCH(const QStringList, arguments);
+    QFETCH(const QString, message);
+
+    const Desk desk;
+    const Run run = desk.run(arguments);
+
+    QVERIFY(run.finished);
+    QVERIFY(run.exitCode > 0);
+    QVERIFY2(run.errors.contains(message), qPrintable(run.errors));
+    QCOMPARE(run.output, QString());
+}
+
+void tst_Telemetry::help_namesEveryOption()
+{
+    const Desk desk;
+    const Run run = desk.run({QStringLiteral("--help")});
+
+    QVERIFY(run.finished);
+    QCOMPARE(run.exitCode, 0);
+    for (const auto *option : {"--url", "--screenshot", "--duration"})
+        QVERIFY2(run.output.contains(QLatin1String(option)), option);
+}
+
+QTEST_GUILESS_MAIN(tst_Telemetry)
+
+#include "tst_telemetry.moc"
