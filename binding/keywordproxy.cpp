@@ -278,6 +278,7 @@ void PKeywordProxy::setKeywordExpression(PAbstractKeywordExpression *expression)
     resetSubscription();
     if (self.deleted() || !expression || d->keywordExpression != expression)
         return; // a handler has replaced the expression, or it is gone
+    disconnect(d->expressionConnection); // a handler may have set the same one again
     d->expressionConnection =
         connect(expression, &PAbstractKeywordExpression::keywordChanged, this, [this] {
             const DeletionWatch::Scope self(d->watch);
