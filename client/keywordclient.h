@@ -28,6 +28,8 @@ public:
 
     PPublisher *publisher() const;
 
+    // The types stand unqualified in the signatures on the meta-object: part of the interface.
+    // clazy:excludeall=fully-qualified-moc-types
     Q_INVOKABLE bool sendKeyCreate(const QString &keyword,
                                    const QStringList &children = QStringList(),
                                    PKeywordAggregation aggregation = PKeywordAggregation::No);

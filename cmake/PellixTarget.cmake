@@ -21,9 +21,6 @@ function(pellix_configure_target target)
             $<$<BOOL:${PELLIX_WARNINGS_AS_ERRORS}>:-Werror>
             # Qt's logging macros are such calls.
             $<$<CXX_COMPILER_ID:Clang,AppleClang>:-Wno-gnu-zero-variadic-macro-arguments>
-            # Scopes on the stack enter a list and leave it in their destructor (deletionwatch_p.h,
-            # intrusivelist_p.h); optimising, GCC 12 and later take that for a dangling pointer.
-            $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_GREATER_EQUAL:$<CXX_COMPILER_VERSION>,12>>:-Wno-dangling-pointer>
         )
     endif()
     if(PELLIX_SANITIZERS)

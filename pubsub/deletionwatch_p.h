@@ -3,6 +3,13 @@
 
 #pragma once
 
+// Objects of this file stand on the stack, enter a list, and leave it in their destructor. GCC 12
+// and later, optimising, take that for a pointer to a local that is left behind.
+#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 12
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdangling-pointer"
+#endif
+
 namespace pellix::client {
 
 /*
@@ -52,3 +59,7 @@ private:
 };
 
 } // namespace pellix::client
+
+#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 12
+#pragma GCC diagnostic pop
+#endif

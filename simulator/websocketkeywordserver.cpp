@@ -124,8 +124,14 @@ void WebSocketKeywordServer::Private::dropAll()
 {
     const QList<QWebSocket *> dropped = std::exchange(clients, {});
     for (const QPointer<QTcpSocket> &connection : std::as_const(connections)) {
-        if (connection)
-            connection->blockSignals(false);
+        if (!connection || !connection->signalsBlocked())
+            continue;
+        connection->blockSignals(false);
+        if (connection->state() == QAbstractSocket::UnconnectedState) {
+            // Its client left during the silence; the WebSocket on top has yet to be told.
+            Q_EMIT connection->stateChanged(QAbstractSocket::UnconnectedState);
+            Q_EMIT connection->disconnected();
+        }
     }
     for (QWebSocket *socket : dropped) {
         qDeleteAll(socket->findChildren<KeywordSession *>(Qt::FindDirectChildrenOnly));

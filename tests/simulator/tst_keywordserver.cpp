@@ -1,0 +1,653 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "simulator/keywordserver.h"
+#include "simulator/keywordsession.h"
+
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+#include <QtCore/QSet>
+#include <QtTest/QSignalSpy>
+#include <QtTest/QTest>
+
+#include <memory>
+
+using namespace pellix::simulator;
+
+namespace {
+
+QString q(const char *text)
+{
+    return QString::fromUtf8(text);
+}
+
+KeywordServer::Keyword keyword(const char *path, const char *type, const QVariant &value,
+                               const char *access = "RW", const char *label = "")
+{
+    KeywordServer::Keyword result;
+    result.path = q(path);
+    result.type = q(type);
+    result.access = q(access);
+    result.label = q(label);
+    result.value = value;
+    return result;
+}
+
+// A client: sends commands, and keeps events as "keyword=value flags" and index answers as names.
+class Peer : public QObject
+{
+public:
+    explicit Peer(KeywordServer *server) : session(server->openSession())
+    {
+        connect(session.get(), &KeywordSession::send, this, [this](const QByteArray &message) {
+            const QJsonObject object = QJsonDocument::fromJson(message).object();
+            const QJsonObject payload = object.value(q("payload")).toObject();
+            messages << message;
+            if (object.value(q("cmd")) == q("keyEvent")) {
+                QString flags;
+                for (const char *flag : {"connected", "online", "consistent", "error"}) {
+                    flags +=
+                        payload.value(q(flag)).toBool() ? QLatin1Char(flag[0]) : QLatin1Char('-');
+                }
+                const QByteArray value = QJsonDocument(QJsonArray {payload.value(q("value"))})
+                                             .toJson(QJsonDocument::Compact);
+                seen << q("%1=%2 %3")
+                            .arg(payload.value(q("keyword")).toString(),
+                                 QString::fromUtf8(value.mid(1, value.size() - 2)), flags);
+            } else {
+                QStringList names;
+                for (const QJsonValue &item : payload.value(q("response")).toArray())
+                    names << item.toObject().value(q("name")).toString();
+                seen << names.join(QLatin1Char(' '));
+            }
+        });
+    }
+
+    void command(const char *name, const char *payload)
+    {
+        session->receive(q(R"({"cmd":"%1","payload":%2})").arg(q(name), q(payload)).toUtf8());
+    }
+    void create(const char *path)
+    {
+        command("keyCreateOrUpdate", qPrintable(q(R"({"keyword":"%1"})").arg(q(path))));
+    }
+    void update(const char *path, const char *value, bool relative = false)
+    {
+        command("keyUpdate",
+                q(R"({"keyword":"%1","value":%2%3})")
+                    .arg(q(path), q(value),
+                         relative ? q(R"(,"valueChangeMode":"relative")") : QString())
+                    .toUtf8()
+                    .constData());
+    }
+    QString taken()
+    {
+        const QString text = seen.join(q(" | "));
+        seen.clear();
+        return text;
+    }
+
+    std::unique_ptr<KeywordSession> session;
+    QStringList seen;
+    QList<QByteArray> messages;
+};
+
+} // namespace
+
+class tst_KeywordServer : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup() { server.reset(); }
+
+    void declare_refusesWhatDoesNotFit_data();
+    void declare_refusesWhatDoesNotFit();
+    void create_answersAndFollows();
+    void create_unknownComesAliveWhenDeclared();
+    void create_echoesTheSpelling();
+    void changes_areSentOnlyWhenTheyAreChanges();
+    void destroy_endsTheSubscription();
+    void leaving_endsSubscriptionsAndAggregates();
+    void severalClients_areServedSideBySide();
+    void update_acceptsWhatFits_data();
+    void update_acceptsWhatFits();
+    void update_refusesWhatDoesNotFit_data();
+    void update_refusesWhatDoesNotFit();
+    void update_refusalDoesNotLast();
+    void update_asksTheWriteHandler();
+    void label_isReadAndFollowed();
+    void aggregate_isFormed_data();
+    void aggregate_isFormed();
+    void aggregate_followsItsChildren();
+    void aggregate_overAggregatesAndItself();
+    void aggregate_canBeChanged();
+    void index_listsOneLevel_data();
+    void index_listsOneLevel();
+    void index_filters_data();
+    void index_filters();
+    void index_echoesTheRequest();
+    void remove_tellsTheWatchers();
+    void clear_forgetsEverything();
+    void malformedCommands_areIgnored_data();
+    void malformedCommands_areIgnored();
+    void handlers_mayEndSessions();
+    void serverFirst_sessionsAnswerNothing();
+    void manyKeywords_costNothingPerChange();
+
+private:
+    std::unique_ptr<KeywordServer> server;
+};
+
+void tst_KeywordServer::init()
+{
+    QTest::failOnWarning(QRegularExpression(q(".*")));
+    server = std::make_unique<KeywordServer>();
+    QVERIFY(server->declare(keyword("/p/level", "double", 41.5, "RW", "Level")));
+    QVERIFY(server->declare(keyword("/p/count", "int", 3)));
+    QVERIFY(server->declare(keyword("/p/on", "bool", false)));
+    QVERIFY(server->declare(keyword("/p/name", "string", q("Works"))));
+    QVERIFY(server->declare(keyword("/p/read", "int", 9, "R")));
+    QVERIFY(server->declare(keyword("/p/data", "object", QVariantMap {{q("a"), 1}})));
+    QVERIFY(server->declare(keyword("/p/m/t1", "double", 10.0)));
+    QVERIFY(server->declare(keyword("/p/m/t2", "double", 30.0)));
+    QVERIFY(server->declare(keyword("/p/m/t3", "double", 20.0)));
+}
+
+void tst_KeywordServer::declare_refusesWhatDoesNotFit_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("type");
+    QTest::addColumn<QString>("access");
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<bool>("accepted");
+    QTest::newRow("good") << q("/x") << q("int") << q("R") << QVariant(1) << true;
+    QTest::newRow("no value") << q("/x") << q("int") << q("R") << QVariant() << true;
+    QTest::newRow("whole double") << q("/x") << q("int") << q("R") << QVariant(2.0) << true;
+    QTest::newRow("no path") << QString() << q("int") << q("R") << QVariant(1) << false;
+    QTest::newRow("separators") << q("/#/") << q("int") << q("R") << QVariant(1) << false;
+    QTest::newRow("type") << q("/x") << q("float") << q("R") << QVariant(1) << false;
+    QTest::newRow("access") << q("/x") << q("int") << q("X") << QVariant(1) << false;
+    QTest::newRow("value") << q("/x") << q("int") << q("R") << QVariant(q("1")) << false;
+    QTest::newRow("fraction") << q("/x") << q("int") << q("R") << QVariant(1.5) << false;
+}
+
+void tst_KeywordServer::declare_refusesWhatDoesNotFit()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, type);
+    QFETCH(QString, access);
+    QFETCH(QVariant, value);
+    QFETCH(bool, accepted);
+    KeywordServer fresh;
+    KeywordServer::Keyword declared;
+    declared.path = path;
+    declared.type = type;
+    declared.access = access;
+    declared.value = value;
+    QCOMPARE(fresh.declare(declared), accepted);
+    QCOMPARE(fresh.keywordCount(), accepted ? 1 : 0);
+}
+
+void tst_KeywordServer::create_answersAndFollows()
+{
+    Peer peer(server.get());
+    peer.create("/p/level");
+    QCOMPARE(peer.taken(), q("/p/level=41.5 coc-"));
+    QCOMPARE(peer.messages.constLast(),
+             QByteArray(R"({"cmd":"keyEvent","payload":{"connected":true,"consistent":true,)"
+                        R"("error":false,"keyword":"/p/level","online":true,"type":"double",)"
+                        R"("value":41.5}})"));
+    server->setValue(q("/p/level"), 50.0);
+    QCOMPARE(peer.taken(), q("/p/level=50 coc-"));
+    peer.create("/p/level"); // again: answered again, not followed twice
+    QCOMPARE(peer.taken(), q("/p/level=50 coc-"));
+    server->setState(q("/p/level"), true, false, true, true);
+    QCOMPARE(peer.taken(), q("/p/level=50 c-ce"));
+}
+
+void tst_KeywordServer::create_unknownComesAliveWhenDeclared()
+{
+    Peer peer(server.get());
+    peer.create("/p/later");
+    QCOMPARE(peer.taken(), q("/p/later=null --c-"));
+    server->declare(keyword("/p/later", "int", 5));
+    QCOMPARE(peer.taken(), q("/p/later=5 coc-"));
+}
+
+void tst_KeywordServer::create_echoesTheSpelling()
+{
+    Peer peer(server.get());
+    peer.create("p#level");
+    peer.create("//p/level/");
+    QCOMPARE(peer.taken(), q("p#level=41.5 coc- | //p/level/=41.5 coc-"));
+    server->setValue(q("p#level"), 1.0);
+    QCOMPARE(peer.taken(), q("p#level=1 coc- | //p/level/=1 coc-"));
+}
+
+void tst_KeywordServer::changes_areSentOnlyWhenTheyAreChanges()
+{
+    Peer peer(server.get());
+    peer.create("/p/count");
+    peer.taken();
+    QVERIFY(server->setValue(q("/p/count"), 3));
+    QVERIFY(server->setState(q("/p/count"), true, true, true, false));
+    QCOMPARE(peer.taken(), QString());
+    QVERIFY(!server->setValue(q("/p/count"), q("x")));
+    QVERIFY(!server->setValue(q("/p/none"), 1));
+    QVERIFY(!server->setState(q("/p/none"), true, true, true, true));
+    QCOMPARE(peer.taken(), QString());
+}
+
+void tst_KeywordServer::destroy_endsTheSubscription()
+{
+    Peer peer(server.get());
+    peer.create("/p/count");
+    peer.taken();
+    peer.command("keyDestroy", R"({"keyword":"/p/count"})");
+    peer.command("keyDestroy", R"({"keyword":"/p/count"})");
+    peer.command("keyDestroy", R"({"keyword":"/never"})");
+    server->setValue(q("/p/count"), 4);
+    QCOMPARE(peer.taken(), QString());
+    QCOMPARE(server->value(q("/p/count")).toInt(), 4); // only the interest is gone
+}
+
+void tst_KeywordServer::leaving_endsSubscriptionsAndAggregates()
+{
+    {
+        Peer peer(server.get());
+        peer.create("/p/count");
+        peer.command("keyCreateOrUpdate",
+                     R"({"keyword":"/agg","children":["/p/m/t1","/p/m/t2"],"aggregation":"max"})");
+        QCOMPARE(server->sessionCount(), 1);
+    }
+    QCOMPARE(server->sessionCount(), 0);
+    server->setValue(q("/p/count"), 4);
+    server->setValue(q("/p/m/t1"), 99.0);
+    Peer peer(server.get());
+    peer.create("/agg");
+    QCOMPARE(peer.taken(), q("/agg=null --c-"));
+}
+
+void tst_KeywordServer::severalClients_areServedSideBySide()
+{
+    Peer first(server.get()), second(server.get());
+    first.create("/p/count");
+    second.create("/p/count");
+    first.taken();
+    second.taken();
+    first.update("/p/count", "8");
+    QCOMPARE(first.taken(), q("/p/count=8 coc-"));
+    QCOMPARE(second.taken(), q("/p/count=8 coc-"));
+    first.session.reset();
+    server->setValue(q("/p/count"), 9);
+    QCOMPARE(second.taken(), q("/p/count=9 coc-"));
+}
+
+void tst_KeywordServer::update_acceptsWhatFits_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<bool>("relative");
+    QTest::addColumn<QString>("event");
+    QTest::newRow("double") << q("/p/level") << q("1.5") << false << q("1.5");
+    QTest::newRow("whole number for a double") << q("/p/level") << q("2") << false << q("2");
+    QTest::newRow("double, relative") << q("/p/level") << q("-1.5") << true << q("40");
+    QTest::newRow("int") << q("/p/count") << q("5") << false << q("5");
+    QTest::newRow("int, relative") << q("/p/count") << q("5") << true << q("8");
+    QTest::newRow("bool") << q("/p/on") << q("true") << false << q("true");
+    QTest::newRow("bool, toggled") << q("/p/on") << q("true") << true << q("true");
+    QTest::newRow("text") << q("/p/name") << q("\"x\"") << false << q("\"x\"");
+    QTest::newRow("object") << q("/p/data") << q("{\"b\":2}") << false << q("{\"b\":2}");
+    QTest::newRow("array") << q("/p/data") << q("[1]") << false << q("[1]");
+}
+
+void tst_KeywordServer::update_acceptsWhatFits()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, value);
+    QFETCH(bool, relative);
+    QFETCH(QString, event);
+    Peer peer(server.get());
+    peer.create(qPrintable(path));
+    peer.taken();
+    QSignalSpy written(server.get(), &KeywordServer::valueWritten);
+    peer.update(qPrintable(path), qPrintable(value), relative);
+    QCOMPARE(peer.taken(), q("%1=%2 coc-").arg(path, event));
+    QCOMPARE(written.count(), 1);
+    QCOMPARE(written.at(0).at(0).toString(), path);
+}
+
+void tst_KeywordServer::update_refusesWhatDoesNotFit_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<bool>("relative");
+    QTest::addColumn<QString>("event");
+    QTest::newRow("read-only") << q("/p/read") << q("1") << false << q("9 coce");
+    QTest::newRow("text for a double") << q("/p/level") << q("\"1\"") << false << q("41.5 coce");
+    QTest::newRow("bool for a double") << q("/p/level") << q("true") << false << q("41.5 coce");
+    QTest::newRow("null") << q("/p/level") << q("null") << false << q("41.5 coce");
+    QTest::newRow("fraction for an int") << q("/p/count") << q("1.5") << false << q("3 coce");
+    QTest::newRow("number for a bool") << q("/p/on") << q("1") << false << q("false coce");
+    QTest::newRow("number for a text") << q("/p/name") << q("1") << false << q("\"Works\" coce");
+    QTest::newRow("text, relative") << q("/p/name") << q("\"x\"") << true << q("\"Works\" coce");
+    QTest::newRow("text for an object")
+        << q("/p/data") << q("\"x\"") << false << q("{\"a\":1} coce");
+    QTest::newRow("unknown") << q("/p/none") << q("1") << false << q("null --ce");
+    QTest::newRow("a level") << q("/p/m") << q("1") << false << q("null --ce");
+    QTest::newRow("a label") << q("/p/level/Label") << q("\"x\"") << false << q("\"Level\" coce");
+}
+
+void tst_KeywordServer::update_refusesWhatDoesNotFit()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, value);
+    QFETCH(bool, relative);
+    QFETCH(QString, event);
+    Peer writer(server.get()), other(server.get());
+    other.create(qPrintable(path));
+    other.taken();
+    writer.update(qPrintable(path), qPrintable(value), relative);
+    QCOMPARE(writer.taken(), q("%1=%2").arg(path, event));
+    QCOMPARE(other.taken(), QString()); // only the writer is told
+}
+
+void tst_KeywordServer::update_refusalDoesNotLast()
+{
+    Peer peer(server.get());
+    peer.create("/p/count");
+    peer.taken();
+    peer.update("/p/count", "\"x\"");
+    QCOMPARE(peer.taken(), q("/p/count=3 coce"));
+    peer.update("/p/count", "3"); // good, though no change
+    QCOMPARE(peer.taken(), q("/p/count=3 coc-"));
+    peer.update("/p/count", "3");
+    QCOMPARE(peer.taken(), QString());
+}
+
+void tst_KeywordServer::update_asksTheWriteHandler()
+{
+    Peer peer(server.get());
+    peer.create("/p/count");
+    peer.taken();
+    QVariantList asked;
+    server->setWriteHandler(q("/p/count"), [&](const QVariant &value) {
+        asked << value;
+        return value.toInt() <= 10;
+    });
+    peer.update("/p/count", "4", true);
+    QCOMPARE(peer.taken(), q("/p/count=7 coc-"));
+    peer.update("/p/count", "4", true);
+    QCOMPARE(peer.taken(), q("/p/count=7 coce"));
+    QCOMPARE(asked, QVariantList({Q_INT64_C(7), Q_INT64_C(11)}));
+}
+
+void tst_KeywordServer::label_isReadAndFollowed()
+{
+    Peer peer(server.get());
+    peer.create("/p/level/Label");
+    peer.create("/p/count/Label");
+    peer.create("/p/m/Label");
+    peer.create("/none/Label");
+    QCOMPARE(peer.taken(),
+             q("/p/level/Label=\"Level\" coc- | /p/count/Label=\"\" coc- | "
+               "/p/m/Label=\"\" coc- | /none/Label=\"\" coc-"));
+    QVERIFY(server->setLabel(q("/p/m"), q("Motors")));
+    QCOMPARE(peer.taken(), q("/p/m/Label=\"Motors\" coc-"));
+    QVERIFY(server->setLabel(q("/p/m"), q("Motors")));
+    QCOMPARE(peer.taken(), QString());
+    QVERIFY(!server->setLabel(q("/none"), q("x")));
+}
+
+void tst_KeywordServer::aggregate_isFormed_data()
+{
+    QTest::addColumn<QString>("children");
+    QTest::addColumn<QString>("mode");
+    QTest::addColumn<QString>("event");
+    const QString numbers = q(R"("/p/m/t1","/p/m/t2","/p/m/t3")");
+    QTest::newRow("min") << numbers << q("min") << q("10 coc-");
+    QTest::newRow("max") << numbers << q("max") << q("30 coc-");
+    QTest::newRow("sum") << numbers << q("sum") << q("60 coc-");
+    QTest::newRow("equal, different") << numbers << q("eql") << q("null coc-");
+    QTest::newRow("equal, one") << q(R"("/p/m/t1")") << q("eql") << q("10 coc-");
+    QTest::newRow("missing child") << q(R"("/p/m/t1","/p/none")") << q("max") << q("10 ----");
+    QTest::newRow("all missing") << q(R"("/none")") << q("max") << q("null ----");
+    QTest::newRow("types differ") << q(R"("/p/m/t1","/p/count")") << q("sum") << q("13 co--");
+    QTest::newRow("no numbers") << q(R"("/p/name","/p/m/t1")") << q("sum") << q("null co--");
+    QTest::newRow("bool and") << q(R"("/p/on")") << q("bool_and") << q("false coc-");
+    QTest::newRow("bool or") << q(R"("/p/on","/p/on")") << q("bool_or") << q("false coc-");
+    QTest::newRow("bool of numbers") << q(R"("/p/count")") << q("bool_or") << q("null co--");
+    QTest::newRow("int stays int") << q(R"("/p/count","/p/read")") << q("sum") << q("12 coc-");
+    QTest::newRow("unknown mode") << numbers << q("median") << q("null coce");
+}
+
+void tst_KeywordServer::aggregate_isFormed()
+{
+    QFETCH(QString, children);
+    QFETCH(QString, mode);
+    QFETCH(QString, event);
+    Peer peer(server.get());
+    peer.command(
+        "keyCreateOrUpdate",
+        qPrintable(
+            q(R"({"keyword":"/agg","children":[%1],"aggregation":"%2"})").arg(children, mode)));
+    QCOMPARE(peer.taken(), q("/agg=") + event);
+}
+
+void tst_KeywordServer::aggregate_followsItsChildren()
+{
+    Peer peer(server.get());
+    peer.command(
+        "keyCreateOrUpdate",
+        R"({"keyword":"/agg","children":["/p/m/t1","/p/m/t2","/p/new"],"aggregation":"max"})");
+    QCOMPARE(peer.taken(), q("/agg=30 ----"));
+    server->setValue(q("/p/m/t1"), 50.0);
+    QCOMPARE(peer.taken(), q("/agg=50 ----"));
+    server->setValue(q("/p/m/t2"), 31.0); // changes nothing about the greatest
+    QCOMPARE(peer.taken(), QString());
+    server->declare(keyword("/p/new", "double", 5.0));
+    QCOMPARE(peer.taken(), q("/agg=50 coc-"));
+    server->setState(q("/p/m/t2"), true, false, true, false);
+    QCOMPARE(peer.taken(), q("/agg=50 c-c-"));
+    server->remove(q("/p/new"));
+    QCOMPARE(peer.taken(), q("/agg=50 ----"));
+    peer.update("/agg", "1");
+    QCOMPARE(peer.taken(), q("/agg=50 ---e")); // nobody writes an aggregate
+}
+
+void tst_KeywordServer::aggregate_overAggregatesAndItself()
+{
+    Peer peer(server.get());
+    peer.command("keyCreateOrUpdate",
+                 R"({"keyword":"/low","children":["/p/m/t1","/p/m/t2"],"aggregation":"max"})");
+    peer.command("keyCreateOrUpdate",
+                 R"({"keyword":"/high","children":["/low","/p/m/t3"],"aggregation":"sum"})");
+    QCOMPARE(peer.taken(), q("/low=30 coc- | /high=50 coc-"));
+    server->setValue(q("/p/m/t2"), 40.0);
+    QCOMPARE(peer.taken(), q("/low=40 coc- | /high=60 coc-"));
+    peer.command("keyCreateOrUpdate",
+                 R"({"keyword":"/me","children":["/me","/p/m/t1"],"aggregation":"sum"})");
+    QVERIFY(peer.taken().startsWith(q("/me=")));
+    server->setValue(q("/p/m/t1"), 11.0); // ends
+}
+
+void tst_KeywordServer::aggregate_canBeChanged()
+{
+    Peer first(server.get()), second(server.get());
+    first.command("keyCreateOrUpdate",
+                  R"({"keyword":"/agg","children":["/p/m/t1","/p/m/t2"],"aggregation":"max"})");
+    first.taken();
+    second.command("keyCreateOrUpdate",
+                   R"({"keyword":"/agg","children":["/p/m/t1","/p/m/t3"],"aggregation":"sum"})");
+    QVERIFY(first.taken().endsWith(q("/agg=30 coc-")));
+    server->setValue(q("/p/m/t3"), 1.0);
+    QCOMPARE(first.taken(), q("/agg=11 coc-"));
+    server->setValue(q("/p/m/t2"), 1.0); // no child any more
+    QCOMPARE(first.taken(), QString());
+}
+
+void tst_KeywordServer::index_listsOneLevel_data()
+{
+    QTest::addColumn<QString>("query");
+    QTest::addColumn<QString>("names");
+    QTest::newRow("top") << QString() << q("/p");
+    QTest::newRow("one level") << q(R"("factory":"p",)")
+                               << q("/p/count /p/data /p/level /p/m /p/name /p/on /p/read");
+    QTest::newRow("two levels") << q(R"("factory":"p","instance":"m",)")
+                                << q("/p/m/t1 /p/m/t2 /p/m/t3");
+    QTest::newRow("leaf") << q(R"("factory":"p","instance":"m","keyQuery":["t1"],)") << QString();
+    QTest::newRow("unknown") << q(R"("factory":"none",)") << QString();
+}
+
+void tst_KeywordServer::index_listsOneLevel()
+{
+    QFETCH(QString, query);
+    QFETCH(QString, names);
+    Peer watcher(server.get());
+    watcher.create("/watched/only"); // interest alone lists nothing
+    Peer peer(server.get());
+    peer.command("keyIndex", qPrintable(q(R"({%1"access":"N","uuid":"{x}"})").arg(query)));
+    QCOMPARE(peer.taken(), names);
+}
+
+void tst_KeywordServer::index_filters_data()
+{
+    QTest::addColumn<QString>("filter");
+    QTest::addColumn<QString>("names");
+    QTest::newRow("double") << q(R"("type":"double")") << q("/p/level /p/m");
+    QTest::newRow("int") << q(R"("type":"int")") << q("/p/count /p/m /p/read");
+    QTest::newRow("R") << q(R"("access":"R")")
+                       << q("/p/count /p/data /p/level /p/m /p/name /p/on /p/read");
+    QTest::newRow("W") << q(R"("access":"W")") << q("/p/count /p/data /p/level /p/m /p/name /p/on");
+    QTest::newRow("RW, int") << q(R"("access":"RW","type":"int")") << q("/p/count /p/m");
+}
+
+void tst_KeywordServer::index_filters()
+{
+    QFETCH(QString, filter);
+    QFETCH(QString, names);
+    Peer peer(server.get());
+    peer.command("keyIndex", qPrintable(q(R"({"factory":"p",%1})").arg(filter)));
+    QCOMPARE(peer.taken(), names);
+}
+
+void tst_KeywordServer::index_echoesTheRequest()
+{
+    Peer peer(server.get());
+    const QByteArray request =
+        R"({"access":"N","factory":"p","instance":"m","more":[1],"uuid":"u"})";
+    peer.session->receive(R"({"cmd":"keyIndex","payload":)" + request + "}");
+    QCOMPARE(peer.messages.constLast(),
+             QByteArray(R"({"cmd":"keyIndex","payload":{"request":)" + request
+                        + R"(,"response":[{"name":"/p/m/t1","type":"double"},)"
+                          R"({"name":"/p/m/t2","type":"double"},)"
+                          R"({"name":"/p/m/t3","type":"double"}]}})"));
+}
+
+void tst_KeywordServer::remove_tellsTheWatchers()
+{
+    Peer peer(server.get());
+    peer.create("/p/m/t1");
+    peer.taken();
+    QVERIFY(server->remove(q("/p/m/t1")));
+    QVERIFY(!server->remove(q("/p/m/t1")));
+    QCOMPARE(peer.taken(), q("/p/m/t1=null --c-"));
+    for (const char *rest : {"/p/m/t2", "/p/m/t3"})
+        server->remove(q(rest));
+    peer.command("keyIndex", R"({"factory":"p","type":"bool"})");
+    QCOMPARE(peer.taken(), q("/p/on")); // the empty level is gone, too
+}
+
+void tst_KeywordServer::clear_forgetsEverything()
+{
+    Peer peer(server.get());
+    peer.create("/p/count");
+    peer.taken();
+    server->clear();
+    QCOMPARE(server->keywordCount(), 0);
+    QCOMPARE(server->sessionCount(), 1);
+    server->declare(keyword("/p/count", "int", 1));
+    server->setValue(q("/p/count"), 2);
+    QCOMPARE(peer.taken(), QString()); // the subscription is forgotten
+    peer.create("/p/count");
+    QCOMPARE(peer.taken(), q("/p/count=2 coc-"));
+}
+
+void tst_KeywordServer::malformedCommands_areIgnored_data()
+{
+    QTest::addColumn<QByteArray>("command");
+    for (const char *command :
+         {"", "nonsense", "[]", "1", "{}", R"({"cmd":"keyCreateOrUpdate"})",
+          R"({"cmd":"keyCreateOrUpdate","payload":[]})",
+          R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":""}})",
+          R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"//"}})",
+          R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":5}})",
+          R"({"cmd":"keyDestroy","payload":{"keyword":5}})", R"({"cmd":"keyDestroy"})",
+          R"({"cmd":"unknown","payload":{}})", R"({"cmd":5,"payload":{}})",
+          R"({"cmd":"keyChangeProtocol","payload":{"newprotocol":"flatbuffers"}})"})
+        QTest::newRow(command) << QByteArray(command);
+}
+
+void tst_KeywordServer::malformedCommands_areIgnored()
+{
+    QFETCH(QByteArray, command);
+    Peer peer(server.get());
+    peer.session->receive(command);
+    QCOMPARE(peer.taken(), QString());
+    peer.create("/p/count");
+    QCOMPARE(peer.taken(), q("/p/count=3 coc-"));
+}
+
+void tst_KeywordServer::handlers_mayEndSessions()
+{
+    Peer first(server.get()), second(server.get()), third(server.get());
+    for (Peer *peer : {&first, &second, &third}) {
+        peer->create("/p/count");
+        peer->taken();
+    }
+    connect(first.session.get(), &KeywordSession::send, this, [&] { second.session.reset(); });
+    server->setValue(q("/p/count"), 5);
+    QCOMPARE(second.taken(), QString());
+    QCOMPARE(third.taken(), q("/p/count=5 coc-"));
+    connect(third.session.get(), &KeywordSession::send, this,
+            [&] { server->remove(q("/p/count")); });
+    server->setValue(q("/p/count"), 6);
+    QVERIFY(!server->contains(q("/p/count")));
+    disconnect(first.session.get(), nullptr, this, nullptr);
+    disconnect(third.session.get(), nullptr, this, nullptr);
+}
+
+void tst_KeywordServer::serverFirst_sessionsAnswerNothing()
+{
+    Peer peer(server.get());
+    peer.create("/p/count");
+    peer.taken();
+    server.reset();
+    peer.create("/p/count");
+    QCOMPARE(peer.taken(), QString());
+}
+
+// 100 000 keywords: changing one that nobody watches, and one that is watched, finds only its own.
+void tst_KeywordServer::manyKeywords_costNothingPerChange()
+{
+    KeywordServer many;
+    constexpr int count = 100000;
+    for (int i = 0; i < count; ++i)
+        QVERIFY(many.declare(keyword(qPrintable(q("/n/g%1/k%2").arg(i / 100).arg(i)), "int", 0)));
+    QCOMPARE(many.keywordCount(), count);
+    Peer peer(&many);
+    peer.create("/n/g0/k7");
+    peer.taken();
+    for (int i = 1; i <= 100000; ++i)
+        many.setValue(q("/n/g500/k50000"), i);
+    many.setValue(q("/n/g0/k7"), 1);
+    QCOMPARE(peer.taken(), q("/n/g0/k7=1 coc-"));
+    peer.command("keyIndex", R"({"factory":"n","instance":"g999"})");
+    QCOMPARE(peer.taken().count(QLatin1Char(' ')), 99);
+}
+
+QTEST_GUILESS_MAIN(tst_KeywordServer)
+#include "tst_keywordserver.moc"
