@@ -48,10 +48,11 @@ protected:
     bool sendCommand(const QByteArray &data) override
     {
         sent << QString::fromUtf8(data);
+        const bool result = accepts; // the answer may delete this client
         if (answer) {
             const auto handler = answer; // may be replaced while it runs
             handler(data);
         }
-        return accepts;
+        return result;
     }
 };
