@@ -238,7 +238,7 @@ void PKeywordProxy::setKeyword(const QString &keyword, bool labelLookup)
     }
 
     if (keyword != d->subscriber.topic()) {
-        const QString newKeyword = keyword; // handlers may destroy what the argument refers to
+        const auto newKeyword = QString(keyword); // handlers may destroy the argument
         const DeletionWatch::Scope self(d->watch);
         d->valueValid = false;
         Q_EMIT valueValidChanged(); // Required: also when it was false already
@@ -343,6 +343,7 @@ bool PKeywordProxy::error() const
 
     Returns what the client returns, or \c false without a client.
 */
+// NOLINTNEXTLINE(performance-unnecessary-value-param): part of the interface
 bool PKeywordProxy::update(QVariant value)
 {
     return d->client && d->client->sendKeyUpdate(d->subscriber.topic(), value);
@@ -351,6 +352,7 @@ bool PKeywordProxy::update(QVariant value)
 /*!
     Asks the server to change the keyword by \a value. Otherwise like update().
 */
+// NOLINTNEXTLINE(performance-unnecessary-value-param): part of the interface
 bool PKeywordProxy::updateRelative(QVariant value)
 {
     return d->client && d->client->sendKeyUpdateRelative(d->subscriber.topic(), value);
@@ -372,6 +374,7 @@ bool PKeywordProxy::updateRelative(QVariant value)
     Nothing happens without a client, or when the same lookup is under way. Starting another
     lookup from a handler of this one's signals is allowed; the new one then takes the proxy over.
 */
+// NOLINTNEXTLINE(performance-unnecessary-value-param): part of the interface
 void PKeywordProxy::getKeywordLabel(QString key)
 {
     if (!d->client || key == d->labelKeyword)

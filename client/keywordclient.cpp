@@ -293,7 +293,7 @@ bool PKeywordClient::receiveCommand(const QByteArray &data)
         event.consistent = payload.value(QLatin1String("consistent")).toBool();
         event.error = payload.value(QLatin1String("error")).toBool();
         d->publisher->publish(payload.value(QLatin1String("keyword")).toString(),
-                              QVariant::fromValue(std::move(event)));
+                              QVariant::fromValue(event));
         return true;
     }
     if (*command == QJsonValue(QLatin1String("keyIndex"))) {

@@ -50,7 +50,7 @@ bool PPublisher::Private::leaveTopic(Subscription *subscription)
     topic->remove(subscription);
     if (topic->first)
         return false;
-    topics.erase(topic);
+    topics.erase(decltype(topics)::const_iterator(topic));
     return true;
 }
 
@@ -98,6 +98,7 @@ PPublisher::~PPublisher()
     Nothing happens when nobody listens to \a topic, or when it is empty. Whether the publisher is
     active() plays no part. The cost depends on the subscribers of this topic alone.
 */
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the copy outlives whatever handlers do
 void PPublisher::publish(const QString &topic, QVariant value)
 {
     const auto found = d->topics.constFind(topic);

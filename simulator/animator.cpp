@@ -14,13 +14,12 @@ QVariant Animator::valueAt(double seconds)
     const double rounds = seconds / period + phase;
     const double part = rounds - std::floor(rounds);
 
-    double value = minimum;
+    double value = minimum + (maximum - minimum) * part;
     switch (kind) {
+    case Kind::Ramp:
+        break;
     case Kind::Toggle:
         return part >= 0.5;
-    case Kind::Ramp:
-        value = minimum + (maximum - minimum) * part;
-        break;
     case Kind::Sine:
         value = minimum + (maximum - minimum) * (0.5 + 0.5 * std::sin(2 * pi * part));
         break;

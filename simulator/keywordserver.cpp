@@ -337,7 +337,7 @@ void KeywordServer::Private::create(KeywordSession *session, const QJsonObject &
     const QJsonArray children = payload.value(QLatin1String("children")).toArray();
     if (!children.isEmpty() && !entry.keyword) {
         QStringList paths;
-        for (const QJsonValue &child : children)
+        for (const auto &child : children)
             paths.append(normalizedPath(child.toString()));
         setAggregation(path, payload.value(QLatin1String("aggregation")).toString(), paths);
     }
@@ -459,15 +459,16 @@ void KeywordServer::Private::index(KeywordSession *session, const QJsonObject &p
             path += QLatin1Char('/') + name;
     }
     const QJsonArray levels = payload.value(QLatin1String("keyQuery")).toArray();
-    for (const QJsonValue &level : levels)
+    for (const auto &level : levels)
         path += QLatin1Char('/') + level.toString();
 
     const QString type = payload.value(QLatin1String("type")).toString();
     const QString access = payload.value(QLatin1String("access")).toString();
     QJsonArray items;
     const Entry *const entry = find(path);
-    if (path.isEmpty() || entry) {
-        for (const auto &[name, child] : path.isEmpty() ? topLevel : entry->children) {
+    const auto *const children = path.isEmpty() ? &topLevel : entry ? &entry->children : nullptr;
+    if (children) {
+        for (const auto &[name, child] : *children) {
             const Entry *const below = find(child);
             const Keyword *const keyword = below && below->keyword ? &*below->keyword : nullptr;
             // A level that leads on is listed whatever the filter, or what is below is not found.

@@ -79,7 +79,7 @@ template <> QSslKey readPem(const QString &fileName, QString *error)
     }
     const QByteArray pem = file.readAll();
     for (const QSsl::KeyAlgorithm algorithm : {QSsl::Rsa, QSsl::Ec}) {
-        const QSslKey key(pem, algorithm);
+        QSslKey key(pem, algorithm);
         if (!key.isNull())
             return key;
     }

@@ -106,7 +106,7 @@ QByteArray WebSocketKeywordServer::Private::withFaults(const QByteArray &message
     if (duplicateIndexItems) {
         const QJsonArray once = payload.value(QLatin1String("response")).toArray();
         QJsonArray twice = once;
-        for (const QJsonValue &item : once)
+        for (const auto &item : once)
             twice.append(item);
         payload.insert(QLatin1String("response"), twice);
     }

@@ -65,7 +65,7 @@ public:
                 if (!request.endsWith("\r\n\r\n") || answered)
                     return;
                 answered = true;
-                const int start = request.indexOf("Sec-WebSocket-Key: ") + 19;
+                const auto start = request.indexOf("Sec-WebSocket-Key: ") + 19;
                 const QByteArray key = request.mid(start, request.indexOf('\r', start) - start);
                 const QByteArray accept = QCryptographicHash::hash(
                     key + "258EAFA5-E914-47DA-95CA-C5AB0DC85B11", QCryptographicHash::Sha1);

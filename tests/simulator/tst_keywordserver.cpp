@@ -12,6 +12,7 @@
 #include <QtTest/QTest>
 
 #include <memory>
+#include <utility>
 
 using namespace pellix::simulator;
 
@@ -57,7 +58,8 @@ public:
                                  QString::fromUtf8(value.mid(1, value.size() - 2)), flags);
             } else {
                 QStringList names;
-                for (const QJsonValue &item : payload.value(q("response")).toArray())
+                const QJsonArray items = payload.value(q("response")).toArray();
+                for (const auto &item : items)
                     names << item.toObject().value(q("name")).toString();
                 seen << names.join(QLatin1Char(' '));
             }
@@ -81,12 +83,7 @@ public:
                     .toUtf8()
                     .constData());
     }
-    QString taken()
-    {
-        const QString text = seen.join(q(" | "));
-        seen.clear();
-        return text;
-    }
+    QString taken() { return std::exchange(seen, {}).join(q(" | ")); }
 
     std::unique_ptr<KeywordSession> session;
     QStringList seen;

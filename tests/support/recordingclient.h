@@ -9,6 +9,7 @@
 #include <QtCore/QStringList>
 
 #include <functional>
+#include <utility>
 
 // The peer of most tests: keeps each command as text, takes messages, and answers if told to.
 class RecordingClient : public pellix::client::PKeywordClient
@@ -33,12 +34,7 @@ public:
     }
 
     // The commands sent since the last call, one per line.
-    QString taken()
-    {
-        const QString text = sent.join(QLatin1Char('\n'));
-        sent.clear();
-        return text;
-    }
+    QString taken() { return std::exchange(sent, {}).join(QLatin1Char('\n')); }
 
     QStringList sent;
     bool accepts = true;

@@ -5,9 +5,11 @@
 
 #include <QtCore/QMetaMethod>
 
+#include <utility>
+
 SignalLog::SignalLog(QObject *sender)
 {
-    const QMetaMethod slot = metaObject()->method(metaObject()->indexOfSlot("note()"));
+    const QMetaMethod slot = staticMetaObject.method(staticMetaObject.indexOfSlot("note()"));
     const QMetaObject *const meta = sender->metaObject();
     for (int i = QObject::staticMetaObject.methodCount(); i < meta->methodCount(); ++i) {
         if (meta->method(i).methodType() == QMetaMethod::Signal)
@@ -17,9 +19,7 @@ SignalLog::SignalLog(QObject *sender)
 
 QString SignalLog::taken()
 {
-    const QString text = names.join(QLatin1Char(' '));
-    names.clear();
-    return text;
+    return std::exchange(names, {}).join(QLatin1Char(' '));
 }
 
 void SignalLog::note()
