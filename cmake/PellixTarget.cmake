@@ -55,6 +55,7 @@ function(pellix_add_library target)
         EXPORT_NAME ${arg_EXPORT_NAME}
         VERSION ${PROJECT_VERSION}
         SOVERSION ${PROJECT_VERSION_MAJOR}
+        INSTALL_RPATH "$ORIGIN" # the libraries find each other wherever they are installed
         VERIFY_INTERFACE_HEADER_SETS ON
     )
 endfunction()
