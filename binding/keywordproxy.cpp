@@ -48,6 +48,7 @@ public:
     QString labelKeyword;
     QVariant labelValue;
 
+    quint32 resets = 0; // runs of resetSubscription()
     DeletionWatch watch;
     bool dying = false;
 };
@@ -431,13 +432,13 @@ void PKeywordProxy::resetSubscription()
         return;
 
     const bool lookingUp = d->labelLookup;
-    const QString topic = d->keywordExpression ? d->keywordExpression->keyword() : d->keyword;
-    d->subscriber.setTopic(topic);
+    const quint32 run = ++d->resets;
+    d->subscriber.setTopic(d->keywordExpression ? d->keywordExpression->keyword() : d->keyword);
     if (self.deleted())
         return;
-    // Becoming active runs this function again, and a server that answers inside the call may then
-    // have taken the lookup further, or to its end: asking once more would overwrite the result.
-    if (lookingUp && (!d->labelLookup || d->subscriber.topic() != topic))
+    // Becoming active has run this function again, which has asked the server. In a label lookup
+    // the answer to a second request would come after the result and overwrite it.
+    if (lookingUp && d->resets != run)
         return;
 
     if (!d->client || !d->subscriber.active() || !d->subscriber.publisherActive())

@@ -47,6 +47,7 @@ private Q_SLOTS:
 
     void lookup_walksThroughTheLevels();
     void lookup_signalsItsSteps();
+    void lookup_asksOncePerLevel();
     void lookup_takesNamesWhereLabelsAreEmpty_data();
     void lookup_takesNamesWhereLabelsAreEmpty();
     void lookup_waitsForADifferingValue();
@@ -102,6 +103,19 @@ void tst_LabelLookup::lookup_signalsItsSteps()
                "valueTypeChanged stateChanged"));
     client.event(q("/u1/k1/level/Label"), q("\"Level\""));
     QCOMPARE(log.taken(), q("valueTypeChanged stateChanged valueChanged valueLabelValidChanged"));
+}
+
+// Otherwise the second answer would come after the result, as an ordinary value.
+void tst_LabelLookup::lookup_asksOncePerLevel()
+{
+    RecordingClient client;
+    PKeywordProxy proxy;
+    proxy.setClient(&client);
+    proxy.getKeywordLabel(q("/u1/k1/level"));
+    QCOMPARE(client.taken(),
+             q(R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"/u1/k1/Label"}})"));
+    client.event(q("/u1/k1/Label"), q("\"Main\""));
+    QCOMPARE(client.taken().count(q("keyCreateOrUpdate")), 1);
 }
 
 void tst_LabelLookup::lookup_takesNamesWhereLabelsAreEmpty_data()

@@ -6,10 +6,12 @@
 #include "simulator/keywordserver.h"
 #include "simulator/websocketkeywordserver.h"
 
+#include <QtCore/QFile>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QLoggingCategory>
+#include <QtNetwork/QSslConfiguration>
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
@@ -96,6 +98,8 @@ private Q_SLOTS:
     void libraryClient_comesBackFromEachFault_data();
     void libraryClient_comesBackFromEachFault();
     void keywordServerFirst_clientsAreRefused();
+    void tls_servesThoseWhoTrustIt();
+    void tls_isRefusedByThoseWhoDoNot();
 
 private:
     std::unique_ptr<KeywordServer> keywords;
@@ -358,6 +362,74 @@ void tst_WebSocketKeywordServer::keywordServerFirst_clientsAreRefused()
     Peer late(*server);
     QTRY_COMPARE(late.socket.state(), QAbstractSocket::UnconnectedState);
     QVERIFY(peer.texts.isEmpty());
+}
+
+namespace {
+
+QSslCertificate testCertificate()
+{
+    return QSslCertificate::fromPath(q(TLS_FILES "/server.crt")).value(0);
+}
+
+QSslKey testKey()
+{
+    QFile file(q(TLS_FILES "/server.key"));
+    return file.open(QIODevice::ReadOnly) ? QSslKey(&file, QSsl::Ec) : QSslKey();
+}
+
+} // namespace
+
+void tst_WebSocketKeywordServer::tls_servesThoseWhoTrustIt()
+{
+    server->setTls(testCertificate(), testKey());
+    QVERIFY(server->listen());
+    QCOMPARE(server->url().scheme(), q("wss"));
+    // A client takes the default configuration of the time when it is made.
+    const QSslConfiguration before = QSslConfiguration::defaultConfiguration();
+    QSslConfiguration trusting = before;
+    trusting.setCaCertificates({testCertificate()});
+    QSslConfiguration::setDefaultConfiguration(trusting);
+    PWebSocketKeywordClient client;
+    PKeywordProxy proxy;
+    proxy.setClient(&client);
+    proxy.setKeyword(q("/p/a"));
+
+    client.setUrls({server->url().toString()});
+
+    QTRY_COMPARE(proxy.value().toInt(), 1);
+    proxy.update(7);
+    QTRY_COMPARE(proxy.value().toInt(), 7);
+    QSslConfiguration::setDefaultConfiguration(before);
+}
+
+void tst_WebSocketKeywordServer::tls_isRefusedByThoseWhoDoNot()
+{
+    server->setTls(testCertificate(), testKey());
+    QVERIFY(server->listen());
+    QStringList errors;
+    static QStringList *log = nullptr;
+    log = &errors;
+    QLoggingCategory::setFilterRules(q("pellixclient.keyword.websocketclient.debug=false"));
+    static QtMessageHandler previous = nullptr;
+    previous = qInstallMessageHandler(
+        [](QtMsgType type, const QMessageLogContext &context, const QString &text) {
+            if (QLatin1String(context.category)
+                == QLatin1String("pellixclient.keyword.websocketclient"))
+                *log << text;
+            else
+                previous(type, context, text);
+        });
+    PWebSocketKeywordClient client;
+    QSignalSpy connected(&client, &PWebSocketKeywordClient::connectedChanged);
+
+    client.setUrls({server->url().toString()});
+
+    QTRY_VERIFY(!errors.isEmpty());
+    QVERIFY(!client.connected());
+    QCOMPARE(connected.count(), 0);
+    client.setUrls({});
+    qInstallMessageHandler(previous);
+    QLoggingCategory::setFilterRules(q("pellixclient.keyword.websocketclient=false"));
 }
 
 QTEST_GUILESS_MAIN(tst_WebSocketKeywordServer)
