@@ -9,7 +9,11 @@
 #include "client/keywordclient.h"
 #include "client/keywordtypes.h"
 #include "client/websocketkeywordclient.h"
+#include "models/keywordpathmodel.h"
+#include "models/keywordqueryfilterproxymodel.h"
+#include "models/keywordquerymodel.h"
 
+#include <QtCore/QUrl>
 #include <QtQml/qqml.h>
 
 namespace pellix::client {
@@ -29,6 +33,13 @@ namespace pellix::client {
     The host calls it once, in the thread of its QML engine, before it loads any QML that imports
     the module. It passes "PellixClient.Keyword", the name under which the library's own components
     import it. A second call is not guarded against.
+
+    The components PKeywordPath and PKeywordPathList also need the host's own module
+    "PellixClient.Control" 1.0 with a text element \c PText, and an object \c theme in the QML
+    context whose function \c dp(n) turns design units into pixels.
+
+    The components are a resource of the library. Linked statically, the host has it registered
+    with \c {Q_INIT_RESOURCE(pellixclientkeyword)} at the begin of main(), outside any namespace.
 */
 void PellixClientKeywordModule::registerTypes(const char *uri)
 {
@@ -46,6 +57,12 @@ void PellixClientKeywordModule::registerTypes(const char *uri)
     qmlRegisterType<PKeywordExpression>(uri, 1, 0, "PKeywordExpression");
     qmlRegisterType<PPostfixKeywordExpression>(uri, 1, 0, "PPostfixKeywordExpression");
     qmlRegisterType<PListPostfixKeywordExpression>(uri, 1, 0, "PListPostfixKeywordExpression");
+    qmlRegisterType<PKeywordQueryModel>(uri, 1, 0, "PKeywordQueryModel");
+    qmlRegisterType<PKeywordQueryFilterProxyModel>(uri, 1, 0, "PKeywordQueryFilterProxyModel");
+    qmlRegisterType<PKeywordPathModel>(uri, 1, 0, "PKeywordPathModel");
+    qmlRegisterType(QUrl(QStringLiteral("qrc:/PKeywordPath.qml")), uri, 1, 0, "PKeywordPath");
+    qmlRegisterType(QUrl(QStringLiteral("qrc:/PKeywordPathList.qml")), uri, 1, 0,
+                    "PKeywordPathList");
     qmlProtectModule(uri, 1);
 }
 

@@ -5,6 +5,9 @@
 #include "binding/keywordproxy.h"
 #include "client/inprocesskeywordclient.h"
 #include "client/websocketkeywordclient.h"
+#include "models/keywordpathmodel.h"
+#include "models/keywordqueryfilterproxymodel.h"
+#include "models/keywordquerymodel.h"
 #include "module/pellixclientkeywordmodule.h"
 
 #include <QtQml/QQmlComponent>
@@ -72,6 +75,9 @@ void tst_PellixClientKeywordModule::types_areCreated_data()
     row("PKeywordExpression", PKeywordExpression::staticMetaObject);
     row("PPostfixKeywordExpression", PPostfixKeywordExpression::staticMetaObject);
     row("PListPostfixKeywordExpression", PListPostfixKeywordExpression::staticMetaObject);
+    row("PKeywordQueryModel", PKeywordQueryModel::staticMetaObject);
+    row("PKeywordQueryFilterProxyModel", PKeywordQueryFilterProxyModel::staticMetaObject);
+    row("PKeywordPathModel", PKeywordPathModel::staticMetaObject);
 }
 
 void tst_PellixClientKeywordModule::types_areCreated()

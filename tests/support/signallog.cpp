@@ -12,7 +12,9 @@ SignalLog::SignalLog(QObject *sender)
     const QMetaMethod slot = staticMetaObject.method(staticMetaObject.indexOfSlot("note()"));
     const QMetaObject *const meta = sender->metaObject();
     for (int i = QObject::staticMetaObject.methodCount(); i < meta->methodCount(); ++i) {
-        if (meta->method(i).methodType() == QMetaMethod::Signal)
+        // A signal with a default argument is listed twice.
+        const bool cloned = meta->method(i).attributes() & QMetaMethod::Cloned;
+        if (meta->method(i).methodType() == QMetaMethod::Signal && !cloned)
             connect(sender, meta->method(i), this, slot);
     }
 }

@@ -1,0 +1,488 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "models/keywordquerymodel.h"
+
+#include "binding/keywordproxy.h"
+#include "client/keywordclient.h"
+#include "models/keywordsyntax_p.h"
+#include "pubsub/deletionwatch_p.h"
+
+#include <QtCore/QHash>
+#include <QtCore/QLoggingCategory>
+#include <QtCore/QPointer>
+#include <QtCore/QSet>
+
+#include <utility>
+
+namespace pellix::client {
+
+namespace {
+
+Q_LOGGING_CATEGORY(lcQueryModel, "pellixclient.keyword.querymodel", QtWarningMsg)
+
+struct Entry
+{
+    QString keyword;
+    QString normalizedKeyword;
+    QString name;
+    QString type;
+};
+
+// The child as a response gives it.
+Entry entryOf(const QString &name, const QString &type)
+{
+    const QString path = QString(name).replace(QLatin1Char('#'), QLatin1Char('/'));
+    return {
+        name.startsWith(QLatin1Char('/')) ? name : QLatin1Char('/') + name,
+        keywordsyntax::cleaned(path),
+        path.mid(path.lastIndexOf(QLatin1Char('/')) + 1),
+        type,
+    };
+}
+
+} // namespace
+
+class PKeywordQueryModel::Private
+{
+public:
+    QPointer<PKeywordClient> keywordClient; // not owned; reads as not set when it is gone
+    QString keyword;
+    QStringList parts;
+    QMetaObject::Connection responseConnection;
+    QHash<QString, Entry> entries;
+    QStringList rowKeys;
+    QHash<QString, int> rows; // the place of each key in rowKeys
+    QUuid pendingRequest;
+    PKeywordValueType filterType = PKeywordValueType::KVT_NOPROP;
+    PKeywordValueAccess filterAccess = PKeywordValueAccess::KVA_NONE;
+    QHash<QString, PKeywordProxy *> labelProxies; // children of the model
+    DeletionWatch watch;
+};
+
+/*!
+    \class pellix::client::PKeywordQueryModel
+    \inmodule PellixClientKeyword
+    \brief The PKeywordQueryModel class lists the children of a keyword.
+
+    Given a client and a keyword, the model asks the server for the children and shows each as a row
+    of one column, in no particular order; PKeywordQueryFilterProxyModel sorts and filters them. For
+    each child it also watches CHILD/Label, and shows that text in place of the name once it has
+    come. QML reads these roles:
+
+    \table
+    \header \li Role \li Value
+    \row \li name \li the last level of the child's keyword, or its label
+    \row \li type \li its type, as the server names it
+    \row \li typeLetter \li getTypeLetter() of the type
+    \row \li typeColor \li getTypeColor() of the type
+    \row \li keyword \li its keyword, with separators as the server sent them
+    \row \li normalizedKeyword \li its keyword with "/" as the only separator
+    \row \li displayName \li the same as name
+    \endtable
+
+    A label that arrives signals a change of the role displayName alone.
+
+    Setting the keyword empties the model until the answer has come. A label of the earlier answer
+    that arrives in between shows as a row of its own, without a reset, and reading a row whose
+    child is gone makes it one; the next answer puts that right.
+
+    Calling setKeyword() from a handler of the model's reset is safe. While an answer is applied,
+    that query's own answer is then not taken any more: call it queued instead. A server that
+    answers inside the sending call is not heard either, since the identifier of the query is not
+    known yet.
+
+    The client is not owned; one that is destroyed reads as not set.
+*/
+
+/*!
+    \property pellix::client::PKeywordQueryModel::keywordClient
+    \brief the client that asks; \c nullptr by default. Setting another one asks again.
+*/
+
+/*!
+    \property pellix::client::PKeywordQueryModel::keyword
+    \brief the keyword whose children are listed, in clean form; empty by default.
+
+    Setting it always empties the model and asks again, also when it is the same.
+*/
+
+/*!
+    \property pellix::client::PKeywordQueryModel::normalizedKeyword
+    \brief the keyword with "/" as the only separator.
+*/
+
+/*!
+    \property pellix::client::PKeywordQueryModel::normalizedKeywordParts
+    \brief the levels of the keyword.
+*/
+
+/*!
+    \property pellix::client::PKeywordQueryModel::storedFilter
+    \brief always empty: kept for its name, it holds nothing and takes nothing.
+*/
+
+/*!
+    \property pellix::client::PKeywordQueryModel::loading
+    \brief whether an answer is awaited.
+*/
+
+/*!
+    \property pellix::client::PKeywordQueryModel::filterAccess
+    \brief the access that the children must grant; KVA_NONE by default. A change asks again.
+*/
+
+/*!
+    \property pellix::client::PKeywordQueryModel::filterType
+    \brief the type of the children to list; KVT_NOPROP, for any, by default. A change asks again.
+*/
+
+/*!
+    Constructs a model without rows. \a parent owns it, if given.
+*/
+PKeywordQueryModel::PKeywordQueryModel(QObject *parent)
+    : QAbstractItemModel(parent), d(std::make_unique<Private>())
+{ }
+
+PKeywordQueryModel::~PKeywordQueryModel() = default;
+
+PKeywordClient *PKeywordQueryModel::keywordClient() const
+{
+    return d->keywordClient;
+}
+
+void PKeywordQueryModel::setKeywordClient(PKeywordClient *client)
+{
+    if (client == d->keywordClient)
+        return;
+    if (d->responseConnection)
+        disconnect(d->responseConnection);
+    d->keywordClient = client;
+
+    const DeletionWatch::Scope self(d->watch);
+    Q_EMIT keywordClientChanged();
+    if (self.deleted() || d->keywordClient != client)
+        return; // a handler has set another one, which has been asked already
+    if (client) {
+        disconnect(d->responseConnection);
+        d->responseConnection = connect(client, &PKeywordClient::keyIndexResponse, this,
+                                        &PKeywordQueryModel::onResponse);
+    }
+    refresh();
+}
+
+QString PKeywordQueryModel::keyword() const
+{
+    return d->keyword;
+}
+
+void PKeywordQueryModel::setKeyword(const QString &keyword)
+{
+    const QString clean = getCleanKeyword(keyword);
+    qCDebug(lcQueryModel) << "SetKeyword" << clean;
+    const QStringList parts = splitKeyword(clean);
+
+    const DeletionWatch::Scope self(d->watch);
+    beginResetModel();
+    if (self.deleted())
+        return;
+    d->keyword = clean;
+    d->parts = parts;
+    d->entries.clear(); // Required: rowKeys and the label proxies stay until the next answer.
+    endResetModel();
+    if (self.deleted())
+        return;
+    Q_EMIT keywordChanged();
+    if (self.deleted())
+        return;
+    Q_EMIT storedFilterChanged();
+    if (self.deleted())
+        return;
+    refresh();
+}
+
+QString PKeywordQueryModel::normalizedKeyword() const
+{
+    return joinKeyword(d->parts);
+}
+
+QStringList PKeywordQueryModel::normalizedKeywordParts() const
+{
+    return d->parts;
+}
+
+QString PKeywordQueryModel::storedFilter() const
+{
+    return QString(QLatin1String(""));
+}
+
+void PKeywordQueryModel::setStoredFilter(const QString &filter)
+{
+    Q_UNUSED(filter) // Required: the property holds nothing.
+}
+
+bool PKeywordQueryModel::loading() const
+{
+    return !d->pendingRequest.isNull();
+}
+
+PKeywordValueAccess PKeywordQueryModel::filterAccess() const
+{
+    return d->filterAccess;
+}
+
+void PKeywordQueryModel::setFilterAccess(const PKeywordValueAccess &access)
+{
+    if (access == d->filterAccess)
+        return;
+    d->filterAccess = access;
+
+    const DeletionWatch::Scope self(d->watch);
+    Q_EMIT filterAccessChanged();
+    if (!self.deleted())
+        refresh();
+}
+
+PKeywordValueType PKeywordQueryModel::filterType() const
+{
+    return d->filterType;
+}
+
+void PKeywordQueryModel::setFilterType(const PKeywordValueType &type)
+{
+    if (type == d->filterType)
+        return;
+    d->filterType = type;
+
+    const DeletionWatch::Scope self(d->watch);
+    Q_EMIT filterTypeChanged();
+    if (!self.deleted())
+        refresh();
+}
+
+/*!
+    Returns the letter that stands for \a type: N for "double" and "int", T for "string", B for
+    "bool", O for "object", and > for anything else, such as a level that leads on.
+*/
+QString PKeywordQueryModel::getTypeLetter(const QString &type) const
+{
+    if (type == QLatin1String("double") || type == QLatin1String("int"))
+        return QStringLiteral("N");
+    if (type == QLatin1String("string"))
+        return QStringLiteral("T");
+    if (type == QLatin1String("bool"))
+        return QStringLiteral("B");
+    if (type == QLatin1String("object"))
+        return QStringLiteral("O");
+    return QStringLiteral(">");
+}
+
+/*!
+    Returns the colour that goes with getTypeLetter() of \a type.
+*/
+QColor PKeywordQueryModel::getTypeColor(const QString &type) const
+{
+    switch (getTypeLetter(type).at(0).unicode()) {
+    case 'N':
+        return QColor(QStringLiteral("#FF76608A"));
+    case 'T':
+        return QColor(QStringLiteral("#FF6D8764"));
+    case 'B':
+        return QColor(QStringLiteral("#FFF0A30A"));
+    case 'O':
+        return QColor(QStringLiteral("#FF825A2C"));
+    }
+    return QColor(QStringLiteral("#505050"));
+}
+
+/*!
+    Returns \a keyword with a leading "/" and doubled "/" made one, in a single pass.
+*/
+QString PKeywordQueryModel::getCleanKeyword(const QString &keyword) const
+{
+    return keywordsyntax::cleaned(keyword);
+}
+
+/*!
+    Returns the keyword \a distance levels above \a keyword, / when there are not as many.
+*/
+QString PKeywordQueryModel::getParentKeyword(const QString &keyword, int distance) const
+{
+    const QStringList parts = splitKeyword(keyword);
+    return joinKeyword(parts.mid(0, qMax(qsizetype(0), parts.size() - qMax(0, distance))));
+}
+
+/*!
+    Returns the levels of \a keyword. Unlike in a PKeywordPathModel, blanks alone are a level.
+*/
+QStringList PKeywordQueryModel::splitKeyword(const QString &keyword) const
+{
+    return keywordsyntax::split(keyword);
+}
+
+/*!
+    Returns the clean keyword of the levels in \a parts.
+*/
+QString PKeywordQueryModel::joinKeyword(const QStringList &parts) const
+{
+    return keywordsyntax::joined(parts);
+}
+
+QModelIndex PKeywordQueryModel::index(int row, int column, const QModelIndex &parent) const
+{
+    return hasIndex(row, column, parent) ? createIndex(row, column) : QModelIndex();
+}
+
+QModelIndex PKeywordQueryModel::parent(const QModelIndex &index) const
+{
+    Q_UNUSED(index)
+    return {};
+}
+
+int PKeywordQueryModel::rowCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : int(d->entries.size());
+}
+
+int PKeywordQueryModel::columnCount(const QModelIndex &parent) const
+{
+    Q_UNUSED(parent)
+    return 1;
+}
+
+QVariant PKeywordQueryModel::data(const QModelIndex &index, int role) const
+{
+    // A label of an earlier answer makes a row that has no key.
+    if (!index.isValid() || role < NameRole || role > DisplayNameRole
+        || index.row() >= d->rowKeys.size())
+        return {};
+    // Required: a key without an entry gets one.
+    const Entry &entry = d->entries[d->rowKeys.at(index.row())];
+    switch (role) {
+    case NameRole:
+    case DisplayNameRole:
+        return entry.name;
+    case TypeRole:
+        return entry.type;
+    case TypeLetterRole:
+        return getTypeLetter(entry.type);
+    case TypeColorRole:
+        return getTypeColor(entry.type);
+    case KeywordRole:
+        return entry.keyword;
+    case NormalizedKeywordRole:
+        return entry.normalizedKeyword;
+    }
+    return {};
+}
+
+Qt::ItemFlags PKeywordQueryModel::flags(const QModelIndex &index) const
+{
+    return QAbstractItemModel::flags(index);
+}
+
+QHash<int, QByteArray> PKeywordQueryModel::roleNames() const
+{
+    return {
+        {NameRole, "name"},
+        {TypeRole, "type"},
+        {TypeLetterRole, "typeLetter"},
+        {TypeColorRole, "typeColor"},
+        {KeywordRole, "keyword"},
+        {NormalizedKeywordRole, "normalizedKeyword"},
+        {DisplayNameRole, "displayName"},
+    };
+}
+
+void PKeywordQueryModel::refresh()
+{
+    qCDebug(lcQueryModel) << "Refresh" << d->keywordClient.data() << d->parts;
+    if (!d->keywordClient)
+        return;
+
+    const DeletionWatch::Scope self(d->watch);
+    const QUuid id = d->keywordClient->sendKeyIndex(d->keyword, d->filterType, d->filterAccess);
+    if (self.deleted())
+        return;
+    d->pendingRequest = id;
+    Q_EMIT loadingChanged(); // Required: also when it was loading already
+}
+
+void PKeywordQueryModel::onResponse(const QUuid &id, const QVariant &response)
+{
+    if (id != d->pendingRequest)
+        return;
+
+    if (!updateFromResponse(response))
+        return;
+    d->pendingRequest = QUuid();
+    Q_EMIT loadingChanged();
+}
+
+// Returns false when the model did not outlive it.
+bool PKeywordQueryModel::updateFromResponse(const QVariant &response)
+{
+    const DeletionWatch::Scope self(d->watch);
+
+    // In the order in which they were made: taking them off the parent's list is then quick.
+    const auto proxies = std::exchange(d->labelProxies, {});
+    const QSet<const QObject *> old(proxies.cbegin(), proxies.cend());
+    const QObjectList children = this->children();
+    for (QObject *child : children) {
+        if (!old.contains(child))
+            continue;
+        delete child;
+        if (self.deleted())
+            return false;
+    }
+
+    const QVariantMap payload = response.toMap().value(QStringLiteral("payload")).toMap();
+    const QVariantList items = payload.value(QStringLiteral("response")).toList();
+    QHash<QString, Entry> entries;
+    entries.reserve(items.size());
+    for (const QVariant &item : items) {
+        const QVariantMap fields = item.toMap();
+        const Entry entry = entryOf(fields.value(QStringLiteral("name")).toString(),
+                                    fields.value(QStringLiteral("type")).toString());
+        const QString keyword = entry.keyword;
+        entries.insert(keyword, entry);
+
+        // Required: of two children with one name both proxies live on; the later one is listed.
+        auto *const proxy = new PKeywordProxy(this);
+        proxy->setClient(d->keywordClient);
+        if (self.deleted())
+            return false;
+        proxy->setKeyword(keyword + QLatin1String("/Label"), false);
+        if (self.deleted())
+            return false;
+        d->labelProxies.insert(keyword, proxy);
+        connect(proxy, &PKeywordProxy::valueChanged, this,
+                [this, keyword, proxy] { onLabel(keyword, proxy->value().toString()); });
+    }
+
+    beginResetModel();
+    if (self.deleted())
+        return false;
+    d->entries = std::move(entries);
+    d->rowKeys = d->entries.keys();
+    d->rows.clear();
+    d->rows.reserve(d->rowKeys.size());
+    for (int row = 0; row < d->rowKeys.size(); ++row)
+        d->rows.insert(d->rowKeys.at(row), row);
+    endResetModel();
+    return !self.deleted();
+}
+
+void PKeywordQueryModel::onLabel(const QString &keyword, const QString &label)
+{
+    if (label.isEmpty())
+        return;
+    Entry &entry = d->entries[keyword]; // Required: made if it is missing, without a reset
+    if (entry.name == label)
+        return;
+    entry.name = label;
+    const QModelIndex changed = index(d->rows.value(keyword, -1), 0);
+    Q_EMIT dataChanged(changed, changed, {DisplayNameRole}); // Required: this role alone
+}
+
+} // namespace pellix::client

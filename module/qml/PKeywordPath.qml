@@ -1,0 +1,113 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+import QtQuick
+import PellixClient.Control 1.0
+import PellixClient.Keyword 1.0
+
+/*!
+    \qmltype PKeywordPath
+    \inherits Item
+    \brief Shows a keyword path level by level, and the keyword's value behind it.
+
+    \code
+    PKeywordPath {
+        keyword: "/plant/tank1/level"
+        keywordClient: client
+    }
+    \endcode
+
+    Each level shows its label, or its own text while it has none. The value is shown while the
+    keyword is connected and has no error. providerDisplayName replaces the text of the first level.
+*/
+Item {
+    id: root
+
+    property alias keyword: pathModel.keyword
+    property alias keywordClient: valueProxy.client
+    property alias providerDisplayName: pathModel.providerDisplayName
+
+    implicitWidth: row.implicitWidth
+    height: theme.dp(24)
+
+    PKeywordPathModel {
+        id: pathModel
+
+        onKeywordChanged: valueProxy.keyword = keyword
+    }
+
+    PKeywordProxy {
+        id: valueProxy
+
+        keyword: pathModel.keyword
+    }
+
+    Row {
+        id: row
+
+        spacing: theme.dp(2)
+
+        Repeater {
+            model: pathModel
+
+            Rectangle {
+                id: part
+
+                required property int index
+                required property string keyword
+                required property string partDisplay
+
+                width: partText.implicitWidth + theme.dp(8)
+                height: theme.dp(24)
+                color: index === 0 ? "black" : "#005691"
+
+                PKeywordProxy {
+                    id: labelProxy
+
+                    keyword: part.keyword + "/Label"
+                    client: valueProxy.client
+                }
+
+                PText {
+                    id: partText
+
+                    readonly property var label: labelProxy.value
+
+                    anchors.centerIn: parent
+                    height: theme.dp(16)
+                    color: "white"
+                    text: label !== undefined && label !== null && label !== ""
+                          ? label : part.partDisplay
+                }
+            }
+        }
+
+        Rectangle {
+            width: childrenRect.width
+            height: theme.dp(24)
+            visible: !valueProxy.error && valueProxy.connected
+            // Hidden then, these two are never seen; the rectangle keeps them all the same.
+            color: valueProxy.error ? "#9B2323" : !valueProxy.connected ? "#B67600" : "#557828"
+
+            PText {
+                anchors.verticalCenter: parent.verticalCenter
+                height: theme.dp(16)
+                color: "white"
+                text: {
+                    if (valueProxy.error)
+                        return " = ERROR "
+                    if (!valueProxy.connected)
+                        return " = UNKNOWN "
+                    const value = valueProxy.value
+                    // A server may declare a number and send something else.
+                    const isNumber = typeof value === "number"
+                    if (isNumber && valueProxy.valueType === PKeyword.KVT_DOUBLE)
+                        return " = " + value.toFixed(2) + " "
+                    if (isNumber && valueProxy.valueType === PKeyword.KVT_INT)
+                        return " = " + value.toFixed(0) + " "
+                    return " = " + value + " "
+                }
+            }
+        }
+    }
+}

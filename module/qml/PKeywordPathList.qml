@@ -1,0 +1,87 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+import QtQuick
+import QtQuick.Controls
+import PellixClient.Control 1.0
+import PellixClient.Keyword 1.0
+
+/*!
+    \qmltype PKeywordPathList
+    \inherits ScrollView
+    \brief Lists keyword paths with their values, to select and to remove.
+
+    \code
+    PKeywordPathList {
+        keywords: ["/plant/tank1/level", "/plant/name"]
+        keywordClient: client
+        isRemoveVisible: true
+        onKeywordSelected: (index, keyword) => show(keyword)
+        onKeywordRemove: (index, keyword) => forget(index)
+    }
+    \endcode
+
+    The list reports what is tapped and leaves keywords to its owner.
+*/
+ScrollView {
+    id: root
+
+    property var keywords
+    property var keywordClient
+    property string providerDisplayName: ""
+    property bool isRemoveVisible: false
+
+    signal keywordSelected(int index, string keyword)
+    signal keywordRemove(int index, string keyword)
+
+    ScrollBar.vertical.policy: ScrollBar.AlwaysOn
+
+    Column {
+        anchors.fill: parent
+        spacing: theme.dp(4)
+
+        Repeater {
+            model: root.keywords
+
+            Row {
+                id: entry
+
+                required property int index
+                required property string modelData
+
+                height: theme.dp(24)
+                spacing: theme.dp(2)
+
+                PKeywordPath {
+                    height: theme.dp(24)
+                    width: implicitWidth
+                    keyword: entry.modelData
+                    keywordClient: root.keywordClient
+                    providerDisplayName: root.providerDisplayName
+
+                    TapHandler {
+                        onTapped: root.keywordSelected(entry.index, entry.modelData)
+                    }
+                }
+
+                Rectangle {
+                    width: visible ? theme.dp(24) : 0
+                    height: width
+                    visible: root.isRemoveVisible
+                    color: "red"
+
+                    PText {
+                        anchors.centerIn: parent
+                        height: theme.dp(16)
+                        color: "white"
+                        text: "x"
+                    }
+
+                    TapHandler {
+                        onTapped: root.keywordRemove(entry.index, entry.modelData)
+                    }
+                }
+            }
+        }
+    }
+}
