@@ -31,6 +31,8 @@ public:
     PSubscriber subscriber;
     QPointer<PAbstractKeywordExpression> keywordExpression;
     QMetaObject::Connection expressionConnection;
+    bool expressionInUse =
+        false; // one was set; it may be gone by itself, and is cleared all the same
     QString keyword;
 
     PKeywordValueType valueType = PKeywordValueType::KVT_NOPROP;
@@ -105,7 +107,8 @@ public:
     emitted.
 
     An expression that is destroyed while it is in use leaves the proxy with the keyword that it had
-    computed last, until the subscription is established anew.
+    computed last, until this property is set (also to \c nullptr) or the subscription is
+    established anew.
 */
 
 /*!
@@ -201,9 +204,10 @@ void PKeywordProxy::setClient(PKeywordClient *client)
         d->client = client;
         d->subscriber.setPublisher(client->publisher());
     } else {
+        const PKeywordClient *const left = d->client;
         d->subscriber.setPublisher(nullptr);
-        if (self.deleted())
-            return;
+        if (self.deleted() || d->client != left)
+            return; // a handler has set another one, which stays
         d->client = nullptr;
     }
     if (self.deleted())
@@ -262,7 +266,7 @@ PAbstractKeywordExpression *PKeywordProxy::keywordExpression() const
 
 void PKeywordProxy::setKeywordExpression(PAbstractKeywordExpression *expression)
 {
-    if (expression == d->keywordExpression)
+    if (expression == d->keywordExpression && (expression || !d->expressionInUse))
         return;
 
     qCDebug(lcKeywordProxy) << objectName() << "keywordExpression:"
@@ -270,6 +274,7 @@ void PKeywordProxy::setKeywordExpression(PAbstractKeywordExpression *expression)
     if (d->expressionConnection)
         disconnect(d->expressionConnection);
     d->keywordExpression = expression;
+    d->expressionInUse = expression != nullptr;
 
     // Required: keywordExpressionChanged() is not emitted.
     const DeletionWatch::Scope self(d->watch);
@@ -477,13 +482,19 @@ void PKeywordProxy::onSubscriberValue(const QVariant &published)
     d->online = record->online;
     d->error = record->error;
 
+    // A handler may bind the proxy to another keyword or start a label lookup: what follows for
+    // this value must not be taken for what the new binding has received.
+    const bool lookingUp = d->labelLookup;
+    const quint32 run = d->resets;
     const DeletionWatch::Scope self(d->watch);
-    if (valueDiffers && !d->labelLookup) {
+    if (valueDiffers && !lookingUp) {
         Q_EMIT valueChanged();
         if (self.deleted())
             return;
-        d->valueValid = true;
-        Q_EMIT valueValidChanged(); // Required: at every change of the value
+        if (d->resets == run) {
+            d->valueValid = true;
+            Q_EMIT valueValidChanged(); // Required: at every change of the value
+        }
     }
     if (!self.deleted() && typeDiffers)
         Q_EMIT valueTypeChanged();
@@ -492,7 +503,7 @@ void PKeywordProxy::onSubscriberValue(const QVariant &published)
     if (self.deleted())
         return;
 
-    if (valueDiffers && d->labelLookup && !d->labelKeyword.isEmpty())
+    if (valueDiffers && lookingUp && d->resets == run && !d->labelKeyword.isEmpty())
         takeLabelStep(record->value);
 }
 

@@ -81,7 +81,8 @@ public:
     QStringList urls;
     std::unique_ptr<Socket, Socket::Disposal> socket {new Socket};
     bool autoReconnect = false;
-    int reconnectTimerId = 0;
+    int reconnectTimerId = 0; // stays as it was when the timer is stopped
+    bool timerRuns = false;
     bool pingOutstanding = false;
     QTimer keepAliveTimer;
     DeletionWatch watch;
@@ -254,8 +255,9 @@ void PWebSocketKeywordClient::setAutoReconnect(bool autoReconnect)
 
     const DeletionWatch::Scope self(d->watch);
     Q_EMIT autoReconnectChanged();
-    if (self.deleted() || d->autoReconnect != autoReconnect)
-        return; // a handler has set it back, and that call has dealt with the timer
+    if (self.deleted() || d->autoReconnect != autoReconnect || d->timerRuns == autoReconnect)
+        return; // a handler has set it again, and that call has dealt with the timer
+    d->timerRuns = autoReconnect;
     if (autoReconnect)
         d->reconnectTimerId = startTimer(reconnectInterval, Qt::CoarseTimer);
     else

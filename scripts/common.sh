@@ -32,6 +32,7 @@ lint_packages=(
     clang-format
     clang-tidy
     clazy
+    git
 )
 
 say() {
@@ -89,11 +90,11 @@ build() {
     fi
     say "Building (preset $preset)"
     cd "$root"
-    cmake --preset "$preset" "$@" >"/tmp/pellix-configure-$$.log" 2>&1 || {
-        cat "/tmp/pellix-configure-$$.log" >&2
-        rm -f "/tmp/pellix-configure-$$.log"
+    mkdir -p "build/$preset"
+    local log=build/$preset/configure.log
+    cmake --preset "$preset" "$@" >"$log" 2>&1 || {
+        cat "$log" >&2
         die "configuring failed"
     }
-    rm -f "/tmp/pellix-configure-$$.log"
     cmake --build --preset "$preset" || die "the build failed"
 }

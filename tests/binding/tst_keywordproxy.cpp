@@ -98,6 +98,7 @@ private Q_SLOTS:
     void update_goesToTheClient();
     void update_takesJavaScriptValues_data();
     void update_takesJavaScriptValues();
+    void handlers_mayBindAnew();
     void neverEmitted_staySilent();
     void logging_namesTheProxy();
 };
@@ -691,6 +692,37 @@ void tst_KeywordProxy::update_takesJavaScriptValues()
     QVERIFY2(!result.isError(), qPrintable(result.toString()));
     QCOMPARE(client.taken(),
              q(R"({"cmd":"keyUpdate","payload":{"keyword":"/a","value":%1}})").arg(json));
+}
+
+void tst_KeywordProxy::handlers_mayBindAnew()
+{
+    RecordingClient first, second;
+    PKeywordProxy proxy;
+    proxy.setKeyword(q("/a"));
+    proxy.setClient(&first);
+    publish(first, 1);
+
+    // Another client while the old one is taken away
+    {
+        QObject scope;
+        connect(&proxy, &PKeywordProxy::valueChanged, &scope, [&] {
+            if (!proxy.value().isValid())
+                proxy.setClient(&second);
+        });
+        proxy.setClient(nullptr);
+        QCOMPARE(proxy.client(), &second);
+    }
+    second.event(q("/a"), q("2"), q("int"));
+    QCOMPARE(proxy.value().toInt(), 2);
+    QVERIFY(proxy.update(3));
+
+    // Another keyword while a value arrives: no value of that one has
+    QObject scope;
+    connect(&proxy, &PKeywordProxy::valueChanged, &scope, [&] { proxy.setKeyword(q("/b")); });
+    second.event(q("/a"), q("4"), q("int"));
+    QCOMPARE(proxy.keyword(), q("/b"));
+    QVERIFY(!proxy.value().isValid());
+    QCOMPARE(proxy.valueValid(), QVariant(false));
 }
 
 void tst_KeywordProxy::neverEmitted_staySilent()

@@ -109,6 +109,7 @@ private Q_SLOTS:
     void sending_mayDeleteTheProxy();
     void clientFirst_readsAsNotSet();
     void expressionFirst_readsAsNotSet();
+    void expressionFirst_canStillBeCleared();
     void dyingProxy_toleratesItsHandlers();
     void dyingClient_refusesWhatItsHandlersAsk();
 };
@@ -239,6 +240,27 @@ void tst_KeywordProxyLifetime::expressionFirst_readsAsNotSet()
     QCOMPARE(proxy.keyword(), q("/a"));
     proxy.setKeyword(q("/b")); // no expression is in the way
     QCOMPARE(proxy.keyword(), q("/b"));
+}
+
+void tst_KeywordProxyLifetime::expressionFirst_canStillBeCleared()
+{
+    RecordingClient client;
+    auto expression = std::make_unique<PKeywordExpression>(q("/x"));
+    PKeywordProxy proxy;
+    proxy.setClient(&client);
+    proxy.setKeyword(q("/a"));
+    proxy.setKeywordExpression(expression.get());
+    expression.reset();
+    QSignalSpy spy(&proxy, &PKeywordProxy::keywordChanged);
+
+    proxy.setKeywordExpression(nullptr);
+
+    QCOMPARE(spy.count(), 1);
+    QCOMPARE(proxy.keyword(), q("/a"));
+    client.event(q("/a"), q("1"), q("int"));
+    QCOMPARE(proxy.value().toInt(), 1);
+    proxy.setKeywordExpression(nullptr);
+    QCOMPARE(spy.count(), 1);
 }
 
 void tst_KeywordProxyLifetime::dyingProxy_toleratesItsHandlers()

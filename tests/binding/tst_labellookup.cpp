@@ -64,6 +64,8 @@ private Q_SLOTS:
     void lookup_survivesTheLink();
     void synchronousServer_data();
     void synchronousServer();
+    void lookup_fromAHandlerOfAnOrdinaryValue_data();
+    void lookup_fromAHandlerOfAnOrdinaryValue();
     void nextLookup_fromAHandler_data();
     void nextLookup_fromAHandler();
 };
@@ -342,6 +344,47 @@ void tst_LabelLookup::synchronousServer()
     proxy.getKeywordLabel(key);
 
     QCOMPARE(proxy.value(), QVariant(result));
+    QCOMPARE(proxy.valueLabelValid(), QVariant(true));
+}
+
+void tst_LabelLookup::lookup_fromAHandlerOfAnOrdinaryValue_data()
+{
+    QTest::addColumn<QString>("handler");
+    for (const char *handler :
+         {"valueChanged", "valueValidChanged", "valueTypeChanged", "stateChanged"})
+        QTest::newRow(handler) << q(handler);
+}
+
+// The value that brought the handler about is no label of the lookup that it starts.
+void tst_LabelLookup::lookup_fromAHandlerOfAnOrdinaryValue()
+{
+    QFETCH(QString, handler);
+    RecordingClient client;
+    PKeywordProxy proxy;
+    proxy.setClient(&client);
+    proxy.setKeyword(q("/a"));
+    bool started = false;
+    QObject scope;
+    const auto start = [&] {
+        if (proxy.value() == QVariant(5) && !std::exchange(started, true))
+            proxy.getKeywordLabel(q("/u1/k1/level"));
+    };
+    if (handler == q("valueChanged"))
+        connect(&proxy, &PKeywordProxy::valueChanged, &scope, start);
+    else if (handler == q("valueValidChanged"))
+        connect(&proxy, &PKeywordProxy::valueValidChanged, &scope, start);
+    else if (handler == q("valueTypeChanged"))
+        connect(&proxy, &PKeywordProxy::valueTypeChanged, &scope, start);
+    else
+        connect(&proxy, &PKeywordProxy::stateChanged, &scope, start);
+
+    client.event(q("/a"), q("5"), q("int"));
+    QVERIFY(started);
+    QCOMPARE(proxy.keyword(), q("/u1/k1/Label"));
+    QCOMPARE(proxy.valueValid(), QVariant(false));
+    client.event(q("/u1/k1/Label"), q("\"Main\""));
+    client.event(q("/u1/k1/level/Label"), q("\"Level\""));
+    QCOMPARE(proxy.value(), QVariant(q("/u1/Main/Level")));
     QCOMPARE(proxy.valueLabelValid(), QVariant(true));
 }
 

@@ -5,6 +5,7 @@
 #include "pubsub/publisher.h"
 #include "pubsub/subscriber.h"
 
+#include <QtCore/QAbstractEventDispatcher>
 #include <QtCore/QCryptographicHash>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QEventLoop>
@@ -480,16 +481,41 @@ void tst_WebSocketKeywordClient::autoReconnect_startsOneTimer()
     PWebSocketKeywordClient client;
     QSignalSpy spy(&client, &PWebSocketKeywordClient::autoReconnectChanged);
 
+    const auto timers = [&client] {
+        return QAbstractEventDispatcher::instance()->registeredTimers(&client);
+    };
+    QCOMPARE(timers().size(), 0);
     client.setAutoReconnect(true);
     QVERIFY(client.autoReconnect());
     client.setAutoReconnect(true);
     QCOMPARE(spy.count(), 1);
+    QCOMPARE(timers().size(), 1);
+    QCOMPARE(timers().constFirst().interval, 1000);
+    QCOMPARE(timers().constFirst().timerType, Qt::CoarseTimer);
     client.setUrls({deadUrl()});
     QTRY_COMPARE(logTexts(QtWarningMsg).size(), 3); // at once, and two ticks
     client.setAutoReconnect(false);
     QCOMPARE(spy.count(), 2);
+    QCOMPARE(timers().size(), 0);
     client.setAutoReconnect(false);
     QCOMPARE(spy.count(), 2);
+
+    // Set back and forth from handlers, also when a timer has run before
+    int changes = 0;
+    QObject scope;
+    connect(&client, &PWebSocketKeywordClient::autoReconnectChanged, &scope, [&] {
+        if (++changes < 3)
+            client.setAutoReconnect(!client.autoReconnect());
+    });
+    client.setAutoReconnect(true); // then false, then true
+    QVERIFY(client.autoReconnect());
+    QCOMPARE(timers().size(), 1);
+    changes = 1;
+    client.setAutoReconnect(false); // then true
+    QVERIFY(client.autoReconnect());
+    QCOMPARE(timers().size(), 1);
+    client.setAutoReconnect(false);
+    QCOMPARE(timers().size(), 0);
 }
 
 void tst_WebSocketKeywordClient::autoReconnect_connectsAfterOneSecond()

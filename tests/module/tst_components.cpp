@@ -283,9 +283,9 @@ void tst_Components::path_hidesTheValue()
     QFETCH(QString, colourName);
     QQuickItem *const path = load(q("PKeywordPath { keyword: '/a'; keywordClient: testClient }"));
     QVERIFY(path);
-    QVERIFY(!boxesOf(path).last()->isVisible());
+    QVERIFY(!boxesOf(path).constLast()->isVisible());
     event("/a", "7", "int", connected, error);
-    QQuickItem *const value = boxesOf(path).last();
+    QQuickItem *const value = boxesOf(path).constLast();
     QCOMPARE(value->isVisible(), connected && !error);
     QCOMPARE(textOf(value)->property("text").toString(), text);
     QCOMPARE(colour(value), colourName);
@@ -382,7 +382,7 @@ void tst_Components::list_removeButtonsTakeNoRoomWhenHidden()
     QQuickItem *const list = load(q("PKeywordPathList { width: 400; height: 200; "
                                     "keywords: ['/a']; keywordClient: testClient }"));
     QVERIFY(list);
-    const auto button = [&] { return boxesOf(list).last(); };
+    const auto button = [&] { return boxesOf(list).constLast(); };
     QCOMPARE(textOf(button())->property("text").toString(), q("x"));
     QVERIFY(!button()->isVisible());
     QCOMPARE(button()->width(), 0.0);

@@ -406,16 +406,15 @@ void tst_WebSocketKeywordServer::tls_isRefusedByThoseWhoDoNot()
 {
     server->setTls(testCertificate(), testKey());
     QVERIFY(server->listen());
-    QStringList errors;
-    static QStringList *log = nullptr;
-    log = &errors;
+    static QStringList errors;
+    errors.clear();
     QLoggingCategory::setFilterRules(q("pellixclient.keyword.websocketclient.debug=false"));
     static QtMessageHandler previous = nullptr;
     previous = qInstallMessageHandler(
         [](QtMsgType type, const QMessageLogContext &context, const QString &text) {
             if (QLatin1String(context.category)
                 == QLatin1String("pellixclient.keyword.websocketclient"))
-                *log << text;
+                errors << text;
             else
                 previous(type, context, text);
         });
