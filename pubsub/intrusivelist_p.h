@@ -73,6 +73,8 @@ public:
         }
     }
 
+    ListWalk *next() const { return outer; }
+
     static void stop(ListWalk *stack)
     {
         for (ListWalk *walk = stack; walk; walk = walk->outer) {

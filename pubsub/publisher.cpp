@@ -14,8 +14,9 @@ namespace pellix::client {
       not served any more by the delivery that is under way. All others are.
     - A subscriber joins the topic (or leaves and joins again): it stands at the end of the list,
       with a higher number than the delivery started with, and gets the next value, not this one.
-    - The same topic is published again: the inner value goes out in full first, then the outer
-      delivery goes on. A subscriber late in the list so sees the newer value before the older.
+    - The same topic is published again: the value that is on its way goes out to all who have yet
+   to get it, and then the new one goes out in full. Everybody sees them in the order in which they
+      were published, and ends with the newest.
     - The publisher dies: every delivery ends there.
     - The active flag changes again while its change is notified: each subscriber compares the flag
       with what it told last, so it never tells the same state twice.
@@ -45,13 +46,37 @@ bool PPublisher::Private::leaveTopic(Subscription *subscription)
 {
     if (subscription->topic.isEmpty())
         return false;
-    Delivery::leave(deliveries, subscription);
+    TopicWalk::leave(deliveries, subscription);
     const auto topic = topics.find(subscription->topic);
     topic->remove(subscription);
     if (topic->first)
         return false;
     topics.erase(decltype(topics)::const_iterator(topic));
     return true;
+}
+
+void PPublisher::Private::Delivery::run()
+{
+    while (PSubscriber::Private *subscription = peek()) {
+        if (subscription->joined > lastToServe)
+            break; // it and all behind it joined during this delivery
+        advance();
+        Q_EMIT subscription->q->valueChanged(value);
+    }
+}
+
+// Publishes from inside a delivery, whose handlers may also end the publisher: this object with it.
+void PPublisher::Private::publishNested(const QString &topic, const QVariant &value)
+{
+    // Holds a place in the stack and an end: stop() clears it when the publisher goes.
+    const auto found = topics.constFind(topic);
+    Delivery delivery(deliveries, found->first, topic, value, joins);
+    for (TopicWalk *walk = delivery.next(); walk; walk = walk->next()) {
+        auto *const pending = static_cast<Delivery *>(walk);
+        if (pending->topic == delivery.topic)
+            pending->run();
+    }
+    delivery.run();
 }
 
 /*!
@@ -85,7 +110,7 @@ PPublisher::~PPublisher()
 {
     d->dying = true;
     d->active = false;
-    Private::Delivery::stop(d->deliveries);
+    Private::TopicWalk::stop(d->deliveries);
     Private::Notification::stop(d->notifications);
     while (PSubscriber::Private *subscription = d->subscriptions.first)
         subscription->q->setPublisher(nullptr);
@@ -105,14 +130,11 @@ void PPublisher::publish(const QString &topic, QVariant value)
     if (found == d->topics.cend())
         return;
 
-    const quint64 lastToServe = d->joins;
-    Private::Delivery delivery(d->deliveries, found->first);
-    while (PSubscriber::Private *subscription = delivery.peek()) {
-        if (subscription->joined > lastToServe)
-            break; // it and all behind it joined during this delivery
-        delivery.advance();
-        Q_EMIT subscription->q->valueChanged(value);
+    if (!d->deliveries) {
+        Private::Delivery(d->deliveries, found->first, topic, value, d->joins).run();
+        return;
     }
+    d->publishNested(topic, value);
 }
 
 /*!

@@ -17,12 +17,27 @@ public:
     using Attached = IntrusiveList<Subscription, &Subscription::attached>;
     using Topic = IntrusiveList<Subscription, &Subscription::inTopic>;
     using Notification = ListWalk<Subscription, &Subscription::attached>;
-    using Delivery = ListWalk<Subscription, &Subscription::inTopic>;
+    using TopicWalk = ListWalk<Subscription, &Subscription::inTopic>;
+
+    // One value on its way to the subscribers that the topic had when it was published.
+    struct Delivery : TopicWalk
+    {
+        Delivery(TopicWalk *&stack, Subscription *first, const QString &topic,
+                 const QVariant &value, quint64 lastToServe)
+            : TopicWalk(stack, first), topic(topic), value(value), lastToServe(lastToServe)
+        { }
+        void run();
+
+        const QString topic;
+        const QVariant value;
+        const quint64 lastToServe;
+    };
 
     void attach(Subscription *subscription);
     void detach(Subscription *subscription);
     void joinTopic(Subscription *subscription);
     bool leaveTopic(Subscription *subscription); // true when its topic is gone with it
+    void publishNested(const QString &topic, const QVariant &value);
 
     bool active = false;
     bool dying = false;
@@ -30,7 +45,7 @@ public:
     QHash<QString, Topic> topics;
     Attached subscriptions;
     Notification *notifications = nullptr;
-    Delivery *deliveries = nullptr;
+    TopicWalk *deliveries = nullptr; // all of them Delivery
 };
 
 } // namespace pellix::client

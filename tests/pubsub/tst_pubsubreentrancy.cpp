@@ -33,7 +33,8 @@ private Q_SLOTS:
     void delivery_reachesAllThatStillListen();
     void delivery_skipsThatWhichJoinedMeanwhile();
     void delivery_servesNobodyTwiceThatLeftAndJoinedAgain();
-    void delivery_nestedGoesOutInFull();
+    void delivery_nestedComesAfterTheOneUnderWay();
+    void delivery_nestedOnAnotherTopicGoesOutAtOnce();
     void delivery_survivesTheTopicBeingLeftAndJoinedByOthers();
     void notification_tellsEachStateOnce();
     void notification_survivesDeaths_data();
@@ -172,7 +173,20 @@ void tst_PubSubReentrancy::delivery_servesNobodyTwiceThatLeftAndJoinedAgain()
     QCOMPARE(served.join(QLatin1Char(' ')), QStringLiteral("0x 1x 2x 3x 4x"));
 }
 
-void tst_PubSubReentrancy::delivery_nestedGoesOutInFull()
+void tst_PubSubReentrancy::delivery_nestedOnAnotherTopicGoesOutAtOnce()
+{
+    subscribers[4]->setTopic(topicB);
+    onServed = [&](int i) {
+        if (i == 1)
+            publisher->publish(topicB, QStringLiteral("y"));
+    };
+
+    publisher->publish(topicA, QStringLiteral("x"));
+
+    QCOMPARE(served.join(QLatin1Char(' ')), QStringLiteral("0x 1x 4y 2x 3x"));
+}
+
+void tst_PubSubReentrancy::delivery_nestedComesAfterTheOneUnderWay()
 {
     onServed = [&](int i) {
         if (i == 1 && served.count() == 2)
@@ -183,7 +197,7 @@ void tst_PubSubReentrancy::delivery_nestedGoesOutInFull()
 
     publisher->publish(topicA, QStringLiteral("x"));
 
-    QCOMPARE(served.join(QLatin1Char(' ')), QStringLiteral("0x 1x 0y 1y 2y 3y 2x 3x"));
+    QCOMPARE(served.join(QLatin1Char(' ')), QStringLiteral("0x 1x 2x 3x 4x 0y 1y 2y 3y"));
 }
 
 void tst_PubSubReentrancy::delivery_survivesTheTopicBeingLeftAndJoinedByOthers()
