@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-#include "livereport.h"
+#include "examples/common/livereport.h"
 
 #include "binding/keywordproxy.h"
 

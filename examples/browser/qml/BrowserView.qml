@@ -1,0 +1,176 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+import QtQuick
+import QtQuick.Controls.Basic
+import QtQuick.Layouts
+import KeywordBrowser
+import PellixClient.Control
+
+/* The whole browser, to be put into a window. */
+Item {
+    id: root
+
+    required property Session session
+    required property Preferences preferences
+
+    property string keyword: "/" // what is listed
+    property string selected // what is shown in full
+    property alias filter: list.filter
+    property date now: new Date()
+
+    // Lists what is below a keyword.
+    function open(keyword: string) {
+        const target = list.normalized(keyword);
+        if (target === list.normalized(root.keyword))
+            return;
+        list.filter = "";
+        root.keyword = keyword.startsWith("/") ? keyword : "/" + keyword;
+        list.focusList();
+    }
+
+    // Lists the level above, and selects where it comes from.
+    function up() {
+        if (keyword === "/")
+            return;
+        const from = keyword;
+        list.filter = "";
+        keyword = list.parentOf(keyword);
+        selected = from;
+        list.focusList();
+    }
+
+    // Lists the level of a keyword and selects it.
+    function reveal(keyword: string) {
+        list.filter = "";
+        root.keyword = list.parentOf(keyword);
+        selected = keyword;
+    }
+
+    Timer {
+        interval: 250
+        repeat: true
+        running: true
+        onTriggered: root.now = new Date()
+    }
+
+    Shortcut {
+        sequences: [StandardKey.Find]
+        onActivated: list.focusSearch()
+    }
+    Shortcut {
+        sequences: [StandardKey.Refresh]
+        onActivated: list.refresh()
+    }
+    Shortcut {
+        sequences: ["Ctrl+L"]
+        onActivated: path.edit()
+    }
+    Shortcut {
+        sequences: ["Ctrl+D"]
+        onActivated: detail.togglePin()
+    }
+    Shortcut {
+        sequences: ["Alt+Up"]
+        onActivated: root.up()
+    }
+
+    ColumnLayout {
+        anchors.fill: parent
+        spacing: 0
+
+        AddressBar {
+            session: root.session
+            preferences: root.preferences
+            Layout.fillWidth: true
+        }
+        LostBanner {
+            objectName: "lostBanner"
+            visible: !root.session.connected
+            session: root.session
+            now: root.now
+            Layout.fillWidth: true
+        }
+
+        SplitView {
+            orientation: Qt.Vertical
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+
+            handle: DragHandle { }
+
+            SplitView {
+                orientation: Qt.Horizontal
+                SplitView.fillHeight: true
+                SplitView.minimumHeight: Theme.dp(330)
+
+                handle: DragHandle { }
+
+                Pane {
+                    SplitView.preferredWidth: Math.min(Theme.dp(380), root.width * 0.4)
+                    SplitView.minimumWidth: Theme.dp(280)
+
+                    ColumnLayout {
+                        anchors {
+                            fill: parent
+                            margins: 1
+                        }
+                        spacing: Theme.dp(6)
+
+                        PathBar {
+                            id: path
+
+                            client: root.session.client
+                            keyword: root.keyword
+                            Layout.fillWidth: true
+                            Layout.topMargin: Theme.dp(8)
+                            Layout.leftMargin: Theme.dp(10)
+                            Layout.rightMargin: Theme.dp(10)
+                            onOpened: keyword => root.open(keyword)
+                            onUpRequested: root.up()
+                        }
+                        ChildList {
+                            id: list
+
+                            focus: true
+                            session: root.session
+                            keyword: root.keyword
+                            selected: root.selected
+                            Layout.fillWidth: true
+                            Layout.fillHeight: true
+                            onSelectRequested: keyword => root.selected = keyword
+                            onOpenRequested: keyword => root.open(keyword)
+                            onUpRequested: root.up()
+                            onEntered: detail.focusWriting()
+                        }
+                    }
+                }
+                DetailPane {
+                    id: detail
+
+                    SplitView.fillWidth: true
+                    SplitView.minimumWidth: Theme.dp(440)
+                    session: root.session
+                    preferences: root.preferences
+                    keyword: root.selected
+                    now: root.now
+                }
+            }
+            PinnedPane {
+                SplitView.preferredHeight: Theme.dp(140)
+                SplitView.minimumHeight: Theme.dp(100)
+                session: root.session
+                preferences: root.preferences
+                onSelectRequested: keyword => root.reveal(keyword)
+            }
+        }
+
+        StatusLine {
+            session: root.session
+            now: root.now
+            Layout.fillWidth: true
+        }
+    }
+
+    Component.onCompleted: list.focusList()
+}

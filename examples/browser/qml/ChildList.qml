@@ -1,0 +1,328 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+import QtQuick
+import QtQuick.Controls.Basic
+import QtQuick.Layouts
+import KeywordBrowser
+import PellixClient.Control
+import PellixClient.Keyword 1.0
+
+/*
+    The children of one keyword, filtered and in order. An answer of the server rebuilds all rows: what
+    is selected stays selected, and the list stays where it is scrolled to.
+*/
+ColumnLayout {
+    id: root
+
+    required property Session session
+    property string keyword: "/"
+    property string selected
+    property alias filter: search.text
+    readonly property alias view: view
+    readonly property alias loading: query.loading
+    readonly property int total: query.keyword === "" ? 0 : counter.total
+
+    signal selectRequested(string keyword)
+    signal openRequested(string keyword)
+    signal upRequested()
+    signal entered() // Return on something that has a value
+
+    // Numbers of the roles that the models offer.
+    readonly property int keywordRole: 261
+    readonly property int normalizedKeywordRole: 262
+
+    // Where to scroll when the rows are there; negative: they are.
+    property real restoredY: -1
+
+    function refresh() {
+        if (restoredY < 0)
+            restoredY = view.contentY - view.originY;
+        query.keyword = keyword; // asks anew, also for the same keyword
+    }
+
+    function normalized(keyword: string): string {
+        return query.joinKeyword(query.splitKeyword(keyword));
+    }
+
+    function parentOf(keyword: string): string {
+        return query.getParentKeyword(keyword);
+    }
+
+    function rowOf(keyword: string): int {
+        if (keyword === "" || sorted.rowCount() === 0)
+            return -1;
+        const found = sorted.match(sorted.index(0, 0), normalizedKeywordRole, normalized(keyword),
+                                   1, Qt.MatchExactly | Qt.MatchCaseSensitive);
+        return found.length > 0 ? found[0].row : -1;
+    }
+
+    function selectRow(row: int) {
+        if (view.count === 0)
+            return;
+        row = Math.max(0, Math.min(view.count - 1, row));
+        view.currentIndex = row;
+        view.positionViewAtIndex(row, ListView.Contain);
+        selectRequested(sorted.data(sorted.index(row, 0), keywordRole));
+    }
+
+    function focusList() {
+        view.forceActiveFocus();
+    }
+
+    function focusSearch() {
+        search.forceActiveFocus();
+        search.selectAll();
+    }
+
+    // Brings the view back to what it showed, now that the rows are new or in another order.
+    function restore() {
+        const y = restoredY;
+        view.currentIndex = rowOf(selected);
+        if (query.loading || y < 0)
+            return;
+        restoredY = -1;
+        const lowest = Math.max(0, view.contentHeight - view.height);
+        view.contentY = view.originY + Math.min(y, lowest);
+    }
+
+    spacing: Theme.dp(6)
+
+    onKeywordChanged: {
+        restoredY = 0;
+        query.keyword = keyword;
+    }
+    onSelectedChanged: view.currentIndex = rowOf(selected)
+    Component.onCompleted: query.keyword = keyword
+
+    PKeywordQueryModel {
+        id: query
+
+        keywordClient: root.session.client
+        filterType: typeChoice.currentValue ?? PKeyword.KVT_NOPROP
+        filterAccess: accessChoice.currentValue ?? PKeyword.KVA_NONE
+        onLoadingChanged: {
+            if (loading) {
+                patience.restart();
+            } else {
+                patience.stop();
+                waiting.tooLong = false;
+                root.restore();
+            }
+        }
+    }
+    PKeywordQueryFilterProxyModel {
+        id: sorted
+
+        filter: search.text
+        sourceModel: query
+    }
+    QuietSorting {
+        id: sorting
+
+        model: sorted
+        onSettled: root.restore()
+    }
+    Connections {
+        id: counter
+
+        property int total: 0
+
+        target: query
+        function onModelReset() {
+            counter.total = query.rowCount();
+        }
+    }
+    Connections {
+        target: root.session
+
+        // What is listed may have changed meanwhile, and an answer may be lost with the link.
+        function onConnectedChanged() {
+            if (root.session.connected)
+                root.refresh();
+        }
+    }
+    Timer {
+        id: patience
+
+        interval: 5000
+        onTriggered: waiting.tooLong = true
+    }
+
+    RowLayout {
+        spacing: Theme.dp(6)
+        Layout.leftMargin: Theme.dp(10)
+        Layout.rightMargin: Theme.dp(10)
+
+        Field {
+            id: search
+
+            objectName: "searchField"
+            placeholderText: qsTr("Filter by words")
+            rightPadding: Theme.dp(28)
+            Layout.fillWidth: true
+            Keys.onEscapePressed: {
+                clear();
+                root.focusList();
+            }
+            Keys.onDownPressed: {
+                root.focusList();
+                root.selectRow(Math.max(0, view.currentIndex));
+            }
+            onAccepted: {
+                root.focusList();
+                root.selectRow(Math.max(0, view.currentIndex));
+            }
+
+            BusyIndicator {
+                objectName: "busy"
+                anchors {
+                    right: parent.right
+                    rightMargin: Theme.dp(4)
+                    verticalCenter: parent.verticalCenter
+                }
+                width: Theme.dp(22)
+                height: width
+                padding: Theme.dp(2)
+                running: query.loading && root.session.connected
+                visible: running
+                palette.dark: Theme.accent
+            }
+        }
+    }
+    RowLayout {
+        spacing: Theme.dp(6)
+        Layout.leftMargin: Theme.dp(10)
+        Layout.rightMargin: Theme.dp(10)
+
+        Choice {
+            id: typeChoice
+
+            objectName: "typeChoice"
+            Layout.fillWidth: true
+            Layout.preferredWidth: Theme.dp(100)
+            Accessible.name: qsTr("Type")
+            model: [
+                { text: qsTr("any type"), value: PKeyword.KVT_NOPROP },
+                { text: qsTr("bool"), value: PKeyword.KVT_BOOL },
+                { text: qsTr("int"), value: PKeyword.KVT_INT },
+                { text: qsTr("double"), value: PKeyword.KVT_DOUBLE },
+                { text: qsTr("string"), value: PKeyword.KVT_STRING }
+            ]
+        }
+        Choice {
+            id: accessChoice
+
+            objectName: "accessChoice"
+            Layout.fillWidth: true
+            Layout.preferredWidth: Theme.dp(100)
+            Accessible.name: qsTr("Access")
+            model: [
+                { text: qsTr("any access"), value: PKeyword.KVA_NONE },
+                { text: qsTr("readable"), value: PKeyword.KVA_READ },
+                { text: qsTr("readable meta"), value: PKeyword.KVA_READ_META },
+                { text: qsTr("writable"), value: PKeyword.KVA_WRITE },
+                { text: qsTr("read and write"), value: PKeyword.KVA_READWRITE }
+            ]
+        }
+        PText {
+            objectName: "countText"
+            text: view.count === root.total ? String(view.count)
+                                            : qsTr("%1 of %2").arg(view.count).arg(root.total)
+            color: Theme.textSecondary
+            font.pixelSize: Theme.dp(12)
+            horizontalAlignment: Text.AlignRight
+            Layout.minimumWidth: Theme.dp(40)
+        }
+    }
+
+    ListView {
+        id: view
+
+        objectName: "childView"
+        Layout.fillWidth: true
+        Layout.fillHeight: true
+        clip: true
+        activeFocusOnTab: true
+        keyNavigationEnabled: false // see below: a step selects
+        highlightFollowsCurrentItem: false
+        boundsBehavior: Flickable.StopAtBounds
+        reuseItems: true
+        model: sorted
+        Accessible.role: Accessible.List
+        Accessible.name: qsTr("Keywords below %1").arg(root.keyword)
+
+        ScrollBar.vertical: ScrollBar { }
+
+        delegate: ChildRow {
+            width: ListView.view.width
+            client: root.session.client
+            stale: !root.session.connected
+            selected: root.selected !== "" && keyword === root.selected
+            onSelectRequested: {
+                root.focusList();
+                root.selectRequested(keyword);
+            }
+            onOpenRequested: root.openRequested(keyword)
+        }
+
+        Rectangle {
+            anchors.fill: parent
+            visible: view.activeFocus
+            color: "transparent"
+            border.width: 1
+            border.color: Theme.accent
+        }
+
+        PText {
+            id: waiting
+
+            property bool tooLong: false
+
+            objectName: "emptyText"
+            anchors.centerIn: parent
+            width: parent.width - 2 * Theme.gap
+            visible: view.count === 0 && text !== ""
+            horizontalAlignment: Text.AlignHCenter
+            wrapMode: Text.WordWrap
+            color: Theme.textSecondary
+            text: {
+                if (!root.session.connected)
+                    return qsTr("Not connected");
+                if (query.loading)
+                    return tooLong ? qsTr("The server does not answer. F5 asks again.") : "";
+                return root.total > 0 ? qsTr("Nothing fits the filter")
+                                      : qsTr("There is nothing below");
+            }
+        }
+
+        readonly property int page: Math.max(1, Math.floor(height / Theme.dp(30)) - 1)
+
+        Keys.onPressed: event => {
+            switch (event.key) {
+            case Qt.Key_Up: root.selectRow(currentIndex - 1); break;
+            case Qt.Key_Down: root.selectRow(currentIndex + 1); break;
+            case Qt.Key_PageUp: root.selectRow(currentIndex - page); break;
+            case Qt.Key_PageDown: root.selectRow(currentIndex + page); break;
+            case Qt.Key_Home: root.selectRow(0); break;
+            case Qt.Key_End: root.selectRow(count - 1); break;
+            case Qt.Key_Left:
+            case Qt.Key_Backspace: root.upRequested(); break;
+            case Qt.Key_Right:
+                if (currentIndex >= 0)
+                    root.openRequested(root.selected);
+                break;
+            case Qt.Key_Return:
+            case Qt.Key_Enter:
+                if (currentItem && currentItem.group)
+                    root.openRequested(root.selected);
+                else if (currentIndex >= 0)
+                    root.entered();
+                break;
+            case Qt.Key_Slash: root.focusSearch(); break;
+            default: return;
+            }
+            event.accepted = true;
+        }
+    }
+}

@@ -1,0 +1,280 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+import QtQuick
+import QtQuick.Layouts
+import KeywordBrowser
+import PellixClient.Control
+import PellixClient.Keyword 1.0
+
+/* Everything about one keyword: its value, its state, its past, and writing it. */
+Pane {
+    id: root
+
+    required property Session session
+    required property Preferences preferences
+    required property date now
+    property string keyword
+
+    readonly property bool pinned: preferences.pinned.includes(keyword)
+    readonly property bool stale: history.known && !history.current
+
+    function focusWriting() {
+        writing.focusField();
+    }
+
+    function togglePin() {
+        if (keyword === "")
+            return;
+        if (pinned)
+            preferences.unpin(keyword);
+        else
+            preferences.pin(keyword);
+    }
+
+    PKeywordProxy {
+        id: live
+
+        objectName: "live"
+        client: root.session.client
+        keyword: root.keyword
+    }
+    PKeywordProxy {
+        id: label
+
+        property string text // stays when the link is lost
+
+        client: root.session.client
+        keyword: root.keyword === "" ? "" : root.keyword + "/Label"
+        onKeywordChanged: text = ""
+        onValueChanged: if (value) text = value
+    }
+    KeywordHistory {
+        id: history
+
+        objectName: "history"
+        client: root.session.client
+        keyword: root.keyword
+    }
+    KeywordWrite {
+        id: writer
+
+        client: root.session.client
+        keyword: root.keyword
+    }
+
+    PText {
+        anchors.centerIn: parent
+        visible: root.keyword === ""
+        text: qsTr("Select a keyword on the left")
+        color: Theme.textSecondary
+    }
+
+    ColumnLayout {
+        anchors {
+            fill: parent
+            margins: Theme.gap
+        }
+        visible: root.keyword !== ""
+        spacing: Theme.dp(6)
+
+        RowLayout {
+            spacing: Theme.gap
+
+            ColumnLayout {
+                spacing: 0
+
+                PText {
+                    objectName: "titleText"
+                    text: label.text !== "" ? label.text : root.keyword.slice(root.keyword.search(/[^\/#]*$/))
+                    font.pixelSize: Theme.dp(17)
+                    font.bold: true
+                    Layout.fillWidth: true
+                }
+                TextEdit {
+                    objectName: "keywordText"
+                    text: root.keyword
+                    readOnly: true
+                    selectByMouse: true
+                    color: Theme.textSecondary
+                    selectionColor: Theme.accent
+                    font.pixelSize: Theme.dp(12)
+                    wrapMode: TextEdit.WrapAnywhere
+                    textFormat: TextEdit.PlainText
+                    Layout.fillWidth: true
+                }
+            }
+            PushButton {
+                objectName: "pinButton"
+                text: root.pinned ? qsTr("Unpin") : qsTr("Pin")
+                tip: qsTr("Keep it in the list below (Ctrl+D)")
+                Layout.alignment: Qt.AlignTop
+                onClicked: root.togglePin()
+            }
+        }
+
+        RowLayout {
+            spacing: Theme.gap
+
+            PText {
+                objectName: "valueText"
+                text: Format.valueText(root.stale ? history.lastValue : live.value)
+                color: root.stale ? Theme.textFaint
+                                  : live.error ? Theme.error
+                                               : live.online && live.consistent ? Theme.text
+                                                                                : Theme.warning
+                font.pixelSize: Theme.dp(30)
+                font.strikeout: root.stale
+                fontSizeMode: Text.HorizontalFit
+                minimumPixelSize: Theme.dp(12)
+                Layout.fillWidth: true
+                Layout.preferredHeight: Theme.dp(42)
+            }
+            Rectangle {
+                objectName: "staleBadge"
+                visible: root.stale
+                implicitWidth: staleText.implicitWidth + Theme.dp(14)
+                implicitHeight: Theme.dp(22)
+                radius: height / 2
+                color: Theme.error
+
+                PText {
+                    id: staleText
+
+                    anchors.centerIn: parent
+                    text: qsTr("last known value")
+                    color: Theme.window
+                    font.pixelSize: Theme.dp(12)
+                    font.bold: true
+                }
+            }
+            PText {
+                objectName: "typeText"
+                text: Format.typeText(history.known ? history.valueType : live.valueType)
+                color: Theme.textSecondary
+            }
+        }
+
+        GridLayout {
+            columns: width >= Theme.dp(620) ? 4 : 2
+            columnSpacing: Theme.gap
+            rowSpacing: Theme.dp(2)
+
+            StateFlag {
+                objectName: "connectedFlag"
+                name: qsTr("Connected")
+                known: history.current
+                good: live.connected
+                goodText: qsTr("the server has its source")
+                badText: qsTr("the server has no source for it")
+                badColor: Theme.error
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+            }
+            StateFlag {
+                objectName: "onlineFlag"
+                name: qsTr("Online")
+                known: history.current
+                good: live.online
+                goodText: qsTr("its device answers")
+                badText: qsTr("its device does not answer")
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+            }
+            StateFlag {
+                objectName: "consistentFlag"
+                name: qsTr("Consistent")
+                known: history.current
+                good: live.consistent
+                goodText: qsTr("device and server agree")
+                badText: qsTr("device and server differ")
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+            }
+            StateFlag {
+                objectName: "errorFlag"
+                name: qsTr("Error")
+                known: history.current
+                good: !live.error
+                goodText: qsTr("none")
+                badText: qsTr("invalid, or a write was refused")
+                badColor: Theme.error
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+            }
+        }
+
+        RowLayout {
+            spacing: Theme.gap
+
+            PText {
+                objectName: "changeText"
+                text: {
+                    if (!history.known)
+                        return qsTr("no value yet");
+                    const time = Format.time(history.lastChange);
+                    const ago = Format.ago((root.now - history.lastChange) / 1000);
+                    return history.changeCount > 0 ? qsTr("last change %1, %2").arg(time).arg(ago)
+                                                   : qsTr("not changed since %1, %2").arg(time).arg(ago);
+                }
+                color: Theme.textSecondary
+                font.pixelSize: Theme.dp(12)
+                Layout.fillWidth: true
+            }
+            PText {
+                objectName: "changeRateText"
+                text: qsTr("%1 changes/s").arg(Format.rate(history.changesPerSecond))
+                color: Theme.textSecondary
+                font.pixelSize: Theme.dp(12)
+            }
+            Choice {
+                id: spanChoice
+
+                visible: plot.plottable
+                implicitHeight: Theme.dp(24)
+                currentIndex: 1
+                Accessible.name: qsTr("Time shown")
+                model: [
+                    { text: qsTr("10 s"), value: 10 },
+                    { text: qsTr("1 min"), value: 60 },
+                    { text: qsTr("10 min"), value: 600 },
+                    { text: qsTr("1 h"), value: 3600 }
+                ]
+            }
+        }
+
+        HistoryPlot {
+            id: plot
+
+            readonly property bool plottable: Format.isNumber(history.valueType) || steps
+
+            objectName: "plot"
+            visible: plottable
+            history: history
+            span: spanChoice.currentValue ?? 60
+            steps: history.valueType === PKeyword.KVT_BOOL
+            lineColor: root.stale ? Theme.unknown : Theme.accent
+            gridColor: Theme.groove
+            textColor: Theme.textSecondary
+            fontSize: Theme.dp(11)
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            Layout.minimumHeight: Theme.dp(70)
+            Accessible.role: Accessible.Graphic
+            Accessible.name: qsTr("History of %1").arg(root.keyword)
+        }
+        Item {
+            visible: !plot.plottable
+            Layout.fillHeight: true
+        }
+
+        WritePanel {
+            id: writing
+
+            writer: writer
+            valueType: history.known ? history.valueType : live.valueType
+            value: live.value
+            Layout.fillWidth: true
+        }
+    }
+}

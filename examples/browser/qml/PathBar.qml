@@ -1,0 +1,88 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+import QtQuick
+import QtQuick.Layouts
+import PellixClient.Control
+import PellixClient.Keyword 1.0
+
+/* Where in the tree the list is: shown as a path, and typed after a click on it. */
+RowLayout {
+    id: root
+
+    required property PKeywordClient client
+    required property string keyword
+
+    signal opened(string keyword)
+    signal upRequested()
+
+    function edit() {
+        field.text = keyword;
+        field.visible = true;
+        field.forceActiveFocus();
+        field.selectAll();
+    }
+
+    spacing: Theme.dp(6)
+
+    PushButton {
+        objectName: "upButton"
+        text: "\u2191"
+        tip: qsTr("One level up (Left)")
+        enabled: root.keyword !== "/"
+        onClicked: root.upRequested()
+    }
+    Item {
+        implicitHeight: Theme.dp(30)
+        Layout.fillWidth: true
+
+        Flickable {
+            id: flickable
+
+            anchors.fill: parent
+            visible: !field.visible
+            clip: true
+            contentWidth: path.implicitWidth
+            contentHeight: height
+            boundsBehavior: Flickable.StopAtBounds
+            // The end of a long path is what matters.
+            contentX: Math.max(0, contentWidth - width)
+
+            PKeywordPath {
+                id: path
+
+                objectName: "path"
+                y: (parent.height - height) / 2
+                keyword: root.keyword
+                keywordClient: root.client
+            }
+            TapHandler {
+                onTapped: root.edit()
+            }
+        }
+        PText {
+            anchors.fill: parent
+            visible: !field.visible && root.keyword === "/"
+            text: qsTr("All keywords")
+            color: Theme.textSecondary
+
+            TapHandler {
+                onTapped: root.edit()
+            }
+        }
+        Field {
+            id: field
+
+            objectName: "pathField"
+            anchors.fill: parent
+            visible: false
+            placeholderText: qsTr("path, such as /plant/tank1")
+            onAccepted: {
+                visible = false;
+                root.opened(text);
+            }
+            onActiveFocusChanged: if (!activeFocus) visible = false
+            Keys.onEscapePressed: visible = false
+        }
+    }
+}

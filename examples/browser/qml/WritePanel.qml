@@ -1,0 +1,200 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+import QtQuick
+import QtQuick.Layouts
+import KeywordBrowser
+import PellixClient.Control
+import PellixClient.Keyword 1.0
+
+/*
+    Writes the keyword, absolutely and, where that makes sense, relatively, with what suits its type.
+    Says what came back: the protocol acknowledges nothing, the next event is the answer.
+*/
+ColumnLayout {
+    id: root
+
+    required property KeywordWrite writer
+    required property int valueType
+    required property var value
+
+    readonly property bool isNumber: Format.isNumber(valueType)
+    readonly property bool isBool: valueType === PKeyword.KVT_BOOL
+    readonly property bool isText: valueType === PKeyword.KVT_STRING
+    readonly property string writtenKeyword: writer.keyword
+
+    function focusField() {
+        if (isBool)
+            falseButton.forceActiveFocus();
+        else if (isNumber || isText)
+            field.forceActiveFocus();
+        field.selectAll();
+    }
+
+    // The number in a text, or NaN.
+    function number(text: string): real {
+        const trimmed = text.trim().replace(",", ".");
+        const number = trimmed === "" ? NaN : Number(trimmed);
+        const whole = valueType !== PKeyword.KVT_INT || Number.isInteger(number);
+        return isFinite(number) && whole ? number : NaN;
+    }
+
+    function numberProblem(text: string): string {
+        if (!isNaN(number(text)))
+            return "";
+        return valueType === PKeyword.KVT_INT ? qsTr("a whole number is expected")
+                                              : qsTr("a number is expected");
+    }
+
+    function writeField() {
+        field.problem = isNumber ? numberProblem(field.text) : "";
+        if (field.problem === "")
+            writer.write(isNumber ? number(field.text) : field.text);
+    }
+
+    function writeStep(sign: int) {
+        step.problem = numberProblem(step.text);
+        if (step.problem === "")
+            writer.writeRelative(sign * number(step.text));
+    }
+
+    onWrittenKeywordChanged: {
+        field.clear();
+        field.problem = "";
+        step.problem = "";
+    }
+
+    spacing: Theme.dp(4)
+
+    RowLayout {
+        spacing: Theme.dp(6)
+
+        PText {
+            text: qsTr("Write")
+            color: Theme.textSecondary
+        }
+        PText {
+            visible: !root.isNumber && !root.isBool && !root.isText
+            text: root.valueType === PKeyword.KVT_OBJECT ? qsTr("an object is written by programs only")
+                                                         : qsTr("nothing: it has no value")
+            color: Theme.textFaint
+            Layout.fillWidth: true
+        }
+        PushButton {
+            id: falseButton
+
+            objectName: "falseButton"
+            visible: root.isBool
+            text: qsTr("false")
+            onClicked: root.writer.write(false)
+        }
+        PushButton {
+            objectName: "trueButton"
+            visible: root.isBool
+            text: qsTr("true")
+            onClicked: root.writer.write(true)
+        }
+        PushButton {
+            objectName: "toggleButton"
+            visible: root.isBool
+            enabled: typeof root.value === "boolean"
+            text: qsTr("toggle")
+            onClicked: root.writer.write(!root.value)
+        }
+        Field {
+            id: field
+
+            objectName: "valueField"
+            visible: root.isNumber || root.isText
+            placeholderText: root.isText ? qsTr("text") : qsTr("number")
+            Layout.fillWidth: true
+            Layout.maximumWidth: root.isText ? Number.POSITIVE_INFINITY : Theme.dp(160)
+            onTextEdited: problem = ""
+            onAccepted: root.writeField()
+        }
+        PushButton {
+            objectName: "setButton"
+            visible: field.visible
+            text: qsTr("Set")
+            onClicked: root.writeField()
+        }
+        Item {
+            visible: root.isNumber
+            implicitWidth: Theme.dp(10)
+        }
+        PText {
+            visible: root.isNumber
+            text: qsTr("relative")
+            color: Theme.textSecondary
+        }
+        PushButton {
+            objectName: "minusButton"
+            visible: root.isNumber
+            text: "\u2212"
+            tip: qsTr("Write relatively: less by this much")
+            onClicked: root.writeStep(-1)
+        }
+        Field {
+            id: step
+
+            objectName: "stepField"
+            visible: root.isNumber
+            text: "1"
+            placeholderText: qsTr("step")
+            horizontalAlignment: TextInput.AlignHCenter
+            Layout.preferredWidth: Theme.dp(70)
+            onTextEdited: problem = ""
+            onAccepted: root.writeStep(1)
+        }
+        PushButton {
+            objectName: "plusButton"
+            visible: root.isNumber
+            text: "+"
+            tip: qsTr("Write relatively: more by this much")
+            onClicked: root.writeStep(1)
+        }
+        Item {
+            visible: !root.isText
+            Layout.fillWidth: true
+        }
+    }
+    PText {
+        objectName: "outcomeText"
+        Layout.fillWidth: true
+        Layout.preferredHeight: Theme.dp(18)
+        font.pixelSize: Theme.dp(12)
+        color: {
+            switch (root.writer.outcome) {
+            case KeywordWrite.Taken: return Theme.accent;
+            case KeywordWrite.Different: return Theme.warning;
+            case KeywordWrite.Refused:
+            case KeywordWrite.NoAnswer:
+            case KeywordWrite.NotSent: return Theme.error;
+            default: return Theme.textSecondary;
+            }
+        }
+        text: {
+            const writer = root.writer;
+            const number = Number(writer.sent);
+            const sent = writer.relative ? (number < 0 ? "" : "+") + Format.numberText(number)
+                                         : Format.valueText(writer.sent);
+            const received = Format.valueText(writer.received);
+            switch (writer.outcome) {
+            case KeywordWrite.Waiting:
+                return qsTr("%1 sent, waiting for what comes back").arg(sent);
+            case KeywordWrite.Taken:
+                return qsTr("%1 sent, %2 came back after %3 ms").arg(sent).arg(received).arg(writer.latency);
+            case KeywordWrite.Different:
+                return qsTr("%1 sent, but %2 came back after %3 ms").arg(sent).arg(received).arg(writer.latency);
+            case KeywordWrite.Refused:
+                return qsTr("%1 sent, refused: %2 came back with an error after %3 ms").arg(sent).arg(received).arg(writer.latency);
+            case KeywordWrite.NoAnswer:
+                return qsTr("%1 sent, nothing came back").arg(sent);
+            case KeywordWrite.NotSent:
+                return qsTr("%1 not sent: there is no connection").arg(sent);
+            default:
+                return "";
+            }
+        }
+    }
+}

@@ -1,0 +1,110 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "client/keywordclient.h"
+
+#include <QtCore/QDateTime>
+#include <QtCore/QObject>
+#include <QtCore/QStringList>
+#include <QtCore/QTimer>
+#include <QtQml/qqmlregistration.h>
+
+#include <functional>
+#include <memory>
+
+// The connection of the browser: to the server in this process, or over a WebSocket to the first
+// of some addresses. Both can be changed at any time; whoever is bound to client then moves along.
+class Session : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(pellix::client::PKeywordClient *client READ client NOTIFY clientChanged)
+    Q_PROPERTY(QStringList addresses READ addresses WRITE setAddresses NOTIFY addressesChanged)
+    Q_PROPERTY(QString address READ address NOTIFY addressesChanged)
+    Q_PROPERTY(bool inProcess READ inProcess NOTIFY addressesChanged)
+    Q_PROPERTY(bool connected READ connected NOTIFY connectedChanged)
+    Q_PROPERTY(QDateTime lostAt READ lostAt NOTIFY connectedChanged)
+    Q_PROPERTY(
+        bool autoReconnect READ autoReconnect WRITE setAutoReconnect NOTIFY autoReconnectChanged)
+    Q_PROPERTY(double eventsPerSecond READ eventsPerSecond NOTIFY eventsPerSecondChanged)
+    QML_ELEMENT
+    QML_UNCREATABLE("The program creates the session")
+
+public:
+    // Offers what is to be had without an address: a client whose server lives in this process.
+    // It is created when it is needed first, and owned by the session.
+    using CreateInProcess = std::function<pellix::client::PKeywordClient *(Session *session)>;
+
+    explicit Session(CreateInProcess createInProcess, QObject *parent = nullptr);
+    ~Session() override;
+
+    pellix::client::PKeywordClient *client() const; // null until addresses are set
+
+    // Without addresses it is the server in this process. What is no WebSocket address is refused,
+    // see parseAddresses().
+    QStringList addresses() const;
+    void setAddresses(const QStringList &addresses);
+    QString address() const;
+    bool inProcess() const;
+
+    bool connected() const;
+    QDateTime lostAt() const; // invalid while connected, and before the first connection
+
+    bool autoReconnect() const;
+    void setAutoReconnect(bool autoReconnect);
+
+    double eventsPerSecond() const;
+
+    // The addresses in a text, separated by blanks or commas.
+    Q_INVOKABLE QStringList parseAddresses(const QString &text) const;
+    // What is wrong with them, in words, or an empty text.
+    Q_INVOKABLE QString problem(const QStringList &addresses) const;
+
+    Q_INVOKABLE void disconnectFromServer();
+
+    // To be called for each message that comes from the server.
+    void countEvent() { ++events; }
+
+Q_SIGNALS:
+    void clientChanged();
+    void addressesChanged();
+    void connectedChanged();
+    void autoReconnectChanged();
+    void eventsPerSecondChanged();
+
+private:
+    void adopt(pellix::client::PKeywordClient *client);
+    void onActiveChanged();
+    void measure();
+
+    const CreateInProcess createInProcess;
+    pellix::client::PKeywordClient *inProcessClient = nullptr;
+    pellix::client::PKeywordClient *current = nullptr;
+    QStringList list;
+    QDateTime lost;
+    bool wasConnected = false;
+    bool reconnecting = true;
+
+    QTimer rateTimer;
+    qint64 measuredAt = 0;
+    int events = 0;
+    double rate = 0;
+};
+
+// A client of any transport that tells the session about each message it receives.
+template <typename Client> class CountedClient : public Client
+{
+public:
+    explicit CountedClient(Session *session) : Client(session), session(session) { }
+
+protected:
+    bool receiveCommand(const QByteArray &data) override
+    {
+        session->countEvent();
+        return Client::receiveCommand(data);
+    }
+
+private:
+    Session *const session;
+};

@@ -1,0 +1,45 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QtCore/QCommandLineOption>
+#include <QtCore/QSaveFile>
+#include <QtCore/QString>
+
+#include <chrono>
+
+QT_BEGIN_NAMESPACE
+class QCommandLineParser;
+class QQuickWindow;
+QT_END_NAMESPACE
+
+// Says on standard error what is wrong, after the name of the program.
+void complain(const QString &message);
+
+// A picture of a window, taken after some time, that ends the program: the options --screenshot and
+// --duration of a command line.
+class Screenshot
+{
+public:
+    Screenshot();
+
+    void addOptions(QCommandLineParser &parser) const;
+
+    // Reads the options and opens the file, so that a bad name is reported before the duration and
+    // not after it. Returns false after a message about what is wrong.
+    bool prepare(const QCommandLineParser &parser);
+
+    // Takes the picture when the duration is over, prints each value that the window shows, and
+    // exits: with an error if the picture cannot be written, or if not a single value is known.
+    // Without the options it does nothing.
+    void schedule(QQuickWindow *window);
+
+private:
+    int take(QQuickWindow &window);
+
+    const QCommandLineOption fileOption;
+    const QCommandLineOption durationOption;
+    QSaveFile file;
+    std::chrono::milliseconds duration {};
+};
