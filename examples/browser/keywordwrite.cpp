@@ -26,12 +26,12 @@ bool isNumber(const QVariant &value)
     }
 }
 
-// An int that went out may come back as a double, and the other way round.
+// An int that went out may come back as a double, and the other way round; but a text is no number.
 bool isSame(const QVariant &sent, const QVariant &received)
 {
-    if (isNumber(sent) && isNumber(received))
-        return sent.toDouble() == received.toDouble();
-    return sent == received;
+    if (isNumber(sent) != isNumber(received))
+        return false;
+    return isNumber(sent) ? sent.toDouble() == received.toDouble() : sent == received;
 }
 
 } // namespace
@@ -40,7 +40,8 @@ KeywordWrite::KeywordWrite(QObject *parent) : QObject(parent)
 {
     patience.setSingleShot(true);
     patience.setInterval(longestWait);
-    connect(&patience, &QTimer::timeout, this, [this] { finish(NoAnswer); });
+    connect(&patience, &QTimer::timeout, this,
+            [this] { finish(!isRelative && isSame(sentValue, lastValue) ? Unchanged : NoAnswer); });
     connect(&subscriber, &PSubscriber::valueChanged, this, &KeywordWrite::onEvent);
 }
 
@@ -119,6 +120,7 @@ void KeywordWrite::reset()
 {
     patience.stop();
     result = Idle;
+    lastValue = {};
     sentValue = {};
     receivedValue = {};
     answerTime = 0;
@@ -143,9 +145,10 @@ bool KeywordWrite::begin(const QVariant &value, bool relative)
 
 void KeywordWrite::onEvent(const QVariant &published)
 {
+    const auto event = published.value<PKeywordValue>();
+    lastValue = event.value;
     if (result != Waiting)
         return;
-    const auto event = published.value<PKeywordValue>();
     receivedValue = event.value;
     if (event.error)
         finish(Refused);

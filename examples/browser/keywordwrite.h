@@ -36,6 +36,7 @@ public:
         Taken, // the event has the value that was sent; for a relative write, a value without error
         Different, // the event has another value than the one sent
         Refused, // the event has the error flag
+        Unchanged, // no event came, and the keyword has had that value already
         NoAnswer, // no event came within the time
         NotSent, // there is no link to send it over
     };
@@ -75,6 +76,7 @@ private:
     QElapsedTimer sinceWrite;
     Outcome result = Idle;
     bool isRelative = false;
+    QVariant lastValue; // of the last event
     QVariant sentValue;
     QVariant receivedValue;
     qint64 answerTime = 0;

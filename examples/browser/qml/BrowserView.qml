@@ -59,7 +59,7 @@ Item {
         onActivated: list.focusSearch()
     }
     Shortcut {
-        sequences: [StandardKey.Refresh]
+        sequences: ["F5", "Ctrl+R"]
         onActivated: list.refresh()
     }
     Shortcut {
@@ -148,6 +148,7 @@ Item {
                 DetailPane {
                     id: detail
 
+                    objectName: "detailPane"
                     SplitView.fillWidth: true
                     SplitView.minimumWidth: Theme.dp(440)
                     session: root.session

@@ -32,12 +32,17 @@ ColumnLayout {
     readonly property int keywordRole: 261
     readonly property int normalizedKeywordRole: 262
 
-    // Where to scroll when the rows are there; negative: they are.
+    // Where to scroll when the answer is there; negative: it is.
     property real restoredY: -1
+    property bool awaiting: false
 
     function refresh() {
-        if (restoredY < 0)
-            restoredY = view.contentY - view.originY;
+        ask(restoredY < 0 ? view.contentY - view.originY : restoredY);
+    }
+
+    function ask(y: real) {
+        restoredY = y;
+        awaiting = true;
         query.keyword = keyword; // asks anew, also for the same keyword
     }
 
@@ -79,21 +84,19 @@ ColumnLayout {
     function restore() {
         const y = restoredY;
         view.currentIndex = rowOf(selected);
-        if (query.loading || y < 0)
+        if (awaiting || y < 0)
             return;
         restoredY = -1;
+        view.forceLayout(); // the height of rows that are not laid out is not known
         const lowest = Math.max(0, view.contentHeight - view.height);
         view.contentY = view.originY + Math.min(y, lowest);
     }
 
     spacing: Theme.dp(6)
 
-    onKeywordChanged: {
-        restoredY = 0;
-        query.keyword = keyword;
-    }
+    onKeywordChanged: ask(0)
     onSelectedChanged: view.currentIndex = rowOf(selected)
-    Component.onCompleted: query.keyword = keyword
+    Component.onCompleted: ask(0)
 
     PKeywordQueryModel {
         id: query
@@ -107,6 +110,7 @@ ColumnLayout {
             } else {
                 patience.stop();
                 waiting.tooLong = false;
+                root.awaiting = false;
                 root.restore();
             }
         }

@@ -188,6 +188,8 @@ ColumnLayout {
                 return qsTr("%1 sent, but %2 came back after %3 ms").arg(sent).arg(received).arg(writer.latency);
             case KeywordWrite.Refused:
                 return qsTr("%1 sent, refused: %2 came back with an error after %3 ms").arg(sent).arg(received).arg(writer.latency);
+            case KeywordWrite.Unchanged:
+                return qsTr("%1 sent, which is what it was already").arg(sent);
             case KeywordWrite.NoAnswer:
                 return qsTr("%1 sent, nothing came back").arg(sent);
             case KeywordWrite.NotSent:

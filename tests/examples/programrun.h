@@ -1,0 +1,41 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QtCore/QMap>
+#include <QtCore/QSize>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtCore/QTemporaryDir>
+
+// What became of a run of the program under test.
+struct Run
+{
+    bool finished = false;
+    int exitCode = -1;
+    QString output;
+    QString errors;
+
+    // The printed lines "keyword = value".
+    QMap<QString, QString> values() const;
+};
+
+QString webSocketAddress(quint16 port);
+
+// A folder for the picture and what else a run of the program leaves behind.
+class Desk
+{
+public:
+    QString picture() const { return directory.filePath(QStringLiteral("picture.png")); }
+    QString file(const QString &name) const { return directory.filePath(name); }
+
+    // The event loop of the test goes on while the program runs: the server may live here.
+    Run run(const QStringList &arguments) const;
+
+    // Whether there is a picture of that size, with text and colours rather than a blank window.
+    bool hasPicture(const QSize &size) const;
+
+private:
+    QTemporaryDir directory;
+};
