@@ -18,6 +18,9 @@ Pane {
 
     readonly property bool pinned: preferences.pinned.includes(keyword)
     readonly property bool stale: history.known && !history.current
+    // The server has answered, and there is no value: a level of the tree, or nothing at all.
+    readonly property bool valueless: history.current && !history.known && !live.connected
+                                      && live.valueType === PKeyword.KVT_NOPROP
 
     function focusWriting() {
         writing.focusField();
@@ -113,7 +116,15 @@ Pane {
             }
         }
 
+        PText {
+            objectName: "valuelessText"
+            visible: root.valueless
+            text: qsTr("It has no value of its own. Right lists what is below.")
+            color: Theme.textSecondary
+            Layout.fillWidth: true
+        }
         RowLayout {
+            visible: !root.valueless
             spacing: Theme.gap
 
             PText {
@@ -156,6 +167,7 @@ Pane {
         }
 
         GridLayout {
+            visible: !root.valueless
             columns: width >= Theme.dp(620) ? 4 : 2
             columnSpacing: Theme.gap
             rowSpacing: Theme.dp(2)
@@ -205,6 +217,7 @@ Pane {
         }
 
         RowLayout {
+            visible: !root.valueless
             spacing: Theme.gap
 
             PText {
@@ -274,6 +287,7 @@ Pane {
             writer: writer
             valueType: history.known ? history.valueType : live.valueType
             value: live.value
+            visible: !root.valueless
             Layout.fillWidth: true
         }
     }

@@ -295,6 +295,19 @@ TestCase {
         compare(find("connectedFlag").meaning, "the server has no source for it");
     }
 
+    function test_detail_levelWithoutAValue() {
+        tryRows(["Bottling works", "other"]);
+        select("Bottling works");
+        tryCompare(find("valuelessText"), "visible", true);
+        for (const name of ["valueText", "connectedFlag", "changeText", "plot", "outcomeText"])
+            verify(!find(name).visible, name);
+        keyClick(Qt.Key_Right);
+        tryRows(plant);
+        select("Level");
+        tryCompare(find("valueText"), "visible", true);
+        verify(!find("valuelessText").visible && find("connectedFlag").visible);
+    }
+
     function test_detail_plotFitsTheType_data() {
         return [
             { tag: "double", name: "Level", visible: true, steps: false },
