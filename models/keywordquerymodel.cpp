@@ -437,7 +437,10 @@ bool PKeywordQueryModel::updateFromResponse(const QVariant &response)
     }
 
     const QVariantMap payload = response.toMap().value(QStringLiteral("payload")).toMap();
-    const QVariantList items = payload.value(QStringLiteral("response")).toList();
+    const QVariant list = payload.value(QStringLiteral("response"));
+    // QVariant would take a text for the list of its letters, and each would cost a label proxy.
+    const QVariantList items =
+        list.metaType().id() == QMetaType::QString ? QVariantList() : list.toList();
     QHash<QString, Entry> entries;
     entries.reserve(items.size());
     for (const QVariant &item : items) {

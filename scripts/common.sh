@@ -35,6 +35,14 @@ lint_packages=(
     git
 )
 
+# The packages for fuzzing. libFuzzer comes in a package of its own, named after clang's version,
+# on which clang depends in some releases and not in others.
+fuzz_packages() {
+    local version
+    version=$(apt-cache depends clang 2>/dev/null | sed -n 's/^ *Depends: clang-\([0-9]*\)$/\1/p')
+    printf "%s\n" clang ${version:+"libclang-rt-$version-dev"}
+}
+
 say() {
     printf '== %s\n' "$*"
 }

@@ -14,6 +14,9 @@
 #include <QtCore/QPointer>
 #include <QtCore/QTimer>
 
+#include <algorithm>
+#include <cmath>
+#include <limits>
 #include <vector>
 
 namespace pellix::simulator {
@@ -22,6 +25,9 @@ namespace {
 
 constexpr double defaultRate = 10.0; // Hz, of the animators
 constexpr int greatestCount = 1000000; // of generated keywords
+constexpr quint32 greatestSeed = std::numeric_limits<quint32>::max();
+constexpr double shortestPeriod = 0.001; // s
+constexpr double greatestNumber = 1e15; // that animators reach: any int of it is a double as well
 
 // Thrown nowhere: the first problem is kept, with where it is, and what follows is skipped.
 class Problem
@@ -122,11 +128,20 @@ Animator animatorOf(const QJsonObject &object, const KeywordServer::Keyword &key
     animator.phase = numberOf(object, "phase", 0, where, problem);
     animator.step =
         numberOf(object, "step", (animator.maximum - animator.minimum) / 50, where, problem);
-    animator.random.seed(unsigned(numberOf(object, "seed", 1, where, problem)));
+    const double seed = numberOf(object, "seed", 1, where, problem);
+    if (seed >= 0 && seed <= greatestSeed)
+        animator.random.seed(unsigned(seed));
+    else
+        problem.report(where + QLatin1String(".seed"),
+                       QStringLiteral("must be a number from 0 to %1").arg(greatestSeed));
     animator.position = keyword.value.isValid() ? keyword.value.toDouble()
                                                 : (animator.minimum + animator.maximum) / 2;
-    if (!(animator.period > 0))
-        problem.report(where + QLatin1String(".period"), QStringLiteral("must be greater than 0"));
+    if (!(animator.period >= shortestPeriod))
+        problem.report(where + QLatin1String(".period"),
+                       QStringLiteral("must be at least %1").arg(shortestPeriod));
+    if (std::max(std::abs(animator.minimum), std::abs(animator.maximum)) > greatestNumber)
+        problem.report(
+            where, QStringLiteral("min and max must not be beyond %1 or -%1").arg(greatestNumber));
     if (!(animator.minimum <= animator.maximum))
         problem.report(where + QLatin1String(".min"), QStringLiteral("must not be above max"));
     return animator;
@@ -212,6 +227,8 @@ void JsonScene::Private::readGenerator(const QJsonObject &object, const QString 
     const QString prefix = textOf(object, "prefix", QStringLiteral("/load"), where, problem);
     const QString type = textOf(object, "type", QStringLiteral("double"), where, problem);
     const QJsonValue animator = object.value(QLatin1String("animator"));
+    if (!animator.isUndefined() && !animator.isObject())
+        problem.report(where + QLatin1String(".animator"), QStringLiteral("must be an object"));
     for (int i = 0; i < int(count) && !problem.found(); ++i) {
         KeywordServer::Keyword keyword;
         keyword.path = QStringLiteral("%1/group%2/value%3").arg(prefix).arg(i / 100).arg(i % 100);

@@ -8,6 +8,7 @@
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
+#include <QtCore/QtNumeric>
 
 #include <algorithm>
 #include <cmath>
@@ -29,12 +30,15 @@ QString lastLevel(const QString &path)
     return path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
 }
 
+constexpr double intLimit = 9223372036854775808.0; // the first above the values of an int
+constexpr int greatestNesting = 100; // of aggregates over aggregates
+
 bool isWholeNumber(const QVariant &value)
 {
-    double ignored;
+    const double number = value.toDouble();
     return value.metaType().id() == QMetaType::LongLong || value.metaType().id() == QMetaType::Int
-        || (value.metaType().id() == QMetaType::Double
-            && std::modf(value.toDouble(), &ignored) == 0.0);
+        || (value.metaType().id() == QMetaType::Double && std::trunc(number) == number
+            && number >= -intLimit && number < intLimit);
 }
 
 bool isNumber(const QVariant &value)
@@ -68,6 +72,18 @@ QVariant asType(const QVariant &value, const QString &type)
     if (type == QLatin1String("double"))
         return value.toDouble();
     return value;
+}
+
+// Invalid when the type cannot hold it.
+QVariant sum(qlonglong a, qlonglong b)
+{
+    qlonglong result;
+    return qAddOverflow(a, b, &result) ? QVariant() : QVariant(result);
+}
+
+QVariant sum(double a, double b)
+{
+    return std::isfinite(a + b) ? QVariant(a + b) : QVariant();
 }
 
 bool isWritable(const QString &access)
@@ -133,9 +149,12 @@ void KeywordServer::Private::drop(const QString &path)
         if (!entry)
             return;
         const QString parent = parentPath(level);
+        Entry *const above = find(parent);
         if (!entry->keyword && entry->children.empty()) {
-            auto &siblings = parent.isEmpty() ? topLevel : ensure(parent).children;
-            siblings.erase(lastLevel(level));
+            if (parent.isEmpty())
+                topLevel.erase(lastLevel(level));
+            else if (above)
+                above->children.erase(lastLevel(level));
         }
         if (entry->keyword || entry->aggregation || !entry->watchers.isEmpty()
             || !entry->aggregates.isEmpty() || !entry->children.empty() || !entry->label.isEmpty())
@@ -154,7 +173,7 @@ KeywordServer::Private::Record KeywordServer::Private::record(const QString &pat
                 keyword.error, true};
     }
     if (entry && entry->aggregation)
-        return aggregate(*entry->aggregation);
+        return aggregateRecord(path, *entry->aggregation);
     if (path.endsWith(labelSuffix)) {
         const Entry *const labelled = find(parentPath(path));
         const QString label = labelled ? labelled->label : QString();
@@ -167,6 +186,29 @@ KeywordServer::Private::Record KeywordServer::Private::record(const QString &pat
                 true};
     }
     return {};
+}
+
+// Forms each aggregate below once, however often others name it, and none at any depth: a client
+// could have the server compute for ever, or run out of stack.
+KeywordServer::Private::Record KeywordServer::Private::aggregateRecord(const QString &path,
+                                                                       Aggregation &aggregation)
+{
+    const auto known = formed.constFind(path);
+    if (known != formed.constEnd())
+        return *known;
+    Record result;
+    if (nesting == greatestNesting) {
+        result.exists = result.error = true;
+        return result;
+    }
+    ++nesting;
+    result = aggregate(aggregation);
+    --nesting;
+    if (nesting == 0)
+        formed.clear();
+    else
+        formed.insert(path, result);
+    return result;
 }
 
 KeywordServer::Private::Record KeywordServer::Private::aggregate(Aggregation &aggregation)
@@ -233,6 +275,8 @@ KeywordServer::Private::Record KeywordServer::Private::aggregate(Aggregation &ag
                     : mode == QLatin1String("max")    ? std::max(number, next)
                                                       : number + next;
             }
+            if (result.type == QLatin1String("int") && !isWholeNumber(number))
+                result.type = QStringLiteral("double"); // too great a sum
             result.value = asType(number, result.type);
         }
     } else {
@@ -420,11 +464,10 @@ void KeywordServer::Private::update(KeywordSession *session, const QJsonObject &
         else if (target.type == QLatin1String("bool"))
             value = target.value.toBool() != given.toBool();
         else if (target.type == QLatin1String("int"))
-            value = target.value.toLongLong() + given.toLongLong();
+            value = sum(target.value.toLongLong(), given.toLongLong());
         else if (target.type == QLatin1String("double"))
-            value = target.value.toDouble() + given.toDouble();
-        else
-            accepted = false;
+            value = sum(target.value.toDouble(), given.toDouble());
+        accepted = value.isValid();
     }
     if (accepted && entry->writeHandler) {
         const WriteHandler handler = entry->writeHandler; // may replace itself

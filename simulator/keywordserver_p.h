@@ -78,6 +78,7 @@ public:
     };
 
     Record record(const QString &path);
+    Record aggregateRecord(const QString &path, Aggregation &aggregation);
     Record aggregate(Aggregation &aggregation);
     QByteArray event(const QString &keyword, const Record &record) const;
     void changed(const QString &path);
@@ -102,6 +103,8 @@ public:
     std::map<QString, QString> topLevel;
     QHash<KeywordSession *, QSet<QString>> sessions; // and the spellings that each watches
     QHash<KeywordSession *, QSet<QString>> refused; // paths whose last write was refused
+    QHash<QString, Record> formed; // aggregates, while one over them is being formed
+    int nesting = 0; // of those being formed
     int keywords = 0;
 };
 

@@ -11,6 +11,7 @@
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
+#include <limits>
 #include <memory>
 #include <utility>
 
@@ -113,6 +114,7 @@ private Q_SLOTS:
     void update_acceptsWhatFits();
     void update_refusesWhatDoesNotFit_data();
     void update_refusesWhatDoesNotFit();
+    void update_refusesASumBeyondNumbers();
     void update_refusalDoesNotLast();
     void update_asksTheWriteHandler();
     void label_isReadAndFollowed();
@@ -120,6 +122,8 @@ private Q_SLOTS:
     void aggregate_isFormed();
     void aggregate_followsItsChildren();
     void aggregate_overAggregatesAndItself();
+    void aggregate_overManyPathsIsQuick();
+    void aggregate_nestedTooDeepIsAnError();
     void aggregate_canBeChanged();
     void index_listsOneLevel_data();
     void index_listsOneLevel();
@@ -328,6 +332,14 @@ void tst_KeywordServer::update_refusesWhatDoesNotFit_data()
     QTest::newRow("bool for a double") << q("/p/level") << q("true") << false << q("41.5 coce");
     QTest::newRow("null") << q("/p/level") << q("null") << false << q("41.5 coce");
     QTest::newRow("fraction for an int") << q("/p/count") << q("1.5") << false << q("3 coce");
+    QTest::newRow("beyond an int")
+        << q("/p/count") << q("9223372036854775808") << false << q("3 coce");
+    QTest::newRow("far beyond an int") << q("/p/count") << q("-1e300") << false << q("3 coce");
+    QTest::newRow("beyond an int, relative")
+        << q("/p/count") << q("9223372036854775807") << true << q("3 coce");
+    QTest::newRow("fraction, relative") << q("/p/count") << q("0.5") << true << q("3 coce");
+    QTest::newRow("list for an int") << q("/p/count") << q("[1]") << false << q("3 coce");
+    QTest::newRow("object, relative") << q("/p/data") << q("{}") << true << q("{\"a\":1} coce");
     QTest::newRow("number for a bool") << q("/p/on") << q("1") << false << q("false coce");
     QTest::newRow("number for a text") << q("/p/name") << q("1") << false << q("\"Works\" coce");
     QTest::newRow("text, relative") << q("/p/name") << q("\"x\"") << true << q("\"Works\" coce");
@@ -350,6 +362,22 @@ void tst_KeywordServer::update_refusesWhatDoesNotFit()
     writer.update(qPrintable(path), qPrintable(value), relative);
     QCOMPARE(writer.taken(), q("%1=%2").arg(path, event));
     QCOMPARE(other.taken(), QString()); // only the writer is told
+}
+
+void tst_KeywordServer::update_refusesASumBeyondNumbers()
+{
+    Peer peer(server.get());
+    peer.update("/p/level", "1.5e308");
+    peer.update("/p/level", "1.5e308", true);
+    QCOMPARE(peer.taken(), q("/p/level=1.5e+308 coce"));
+    peer.update("/p/count", "9223372036854775806");
+    peer.update("/p/count", "1", true);
+    QCOMPARE(server->value(q("/p/count")), QVariant(std::numeric_limits<qlonglong>::max()));
+    peer.update("/p/count", "1", true);
+    QCOMPARE(peer.taken(), q("/p/count=9223372036854775807 coce"));
+    peer.command("keyCreateOrUpdate",
+                 R"({"keyword":"/agg","children":["/p/count","/p/count"],"aggregation":"sum"})");
+    QCOMPARE(peer.taken(), q("/agg=18446744073709552000 coc-"));
 }
 
 void tst_KeywordServer::update_refusalDoesNotLast()
@@ -471,6 +499,38 @@ void tst_KeywordServer::aggregate_overAggregatesAndItself()
     server->setValue(q("/p/m/t1"), 11.0); // ends
 }
 
+void tst_KeywordServer::aggregate_overManyPathsIsQuick()
+{
+    Peer peer(server.get());
+    const auto level = [](int i) { return i ? q("/agg/%1").arg(i) : q("/p/count"); };
+    // Each names the one below twice: 2 to the power of 60 ways lead down to the value.
+    for (int i = 1; i <= 60; ++i) {
+        peer.command("keyCreateOrUpdate",
+                     qPrintable(q(R"({"keyword":"%1","children":["%2","%2"],"aggregation":"max"})")
+                                    .arg(level(i), level(i - 1))));
+    }
+    QVERIFY(peer.taken().endsWith(q("/agg/60=3 coc-")));
+    server->setValue(q("/p/count"), 4);
+    QVERIFY(peer.taken().endsWith(q("/agg/60=4 coc-")));
+}
+
+void tst_KeywordServer::aggregate_nestedTooDeepIsAnError()
+{
+    Peer peer(server.get());
+    const auto level = [](int i) { return i ? q("/agg/%1").arg(i) : q("/p/count"); };
+    for (int i = 1; i <= 5000; ++i) {
+        peer.command("keyCreateOrUpdate",
+                     qPrintable(q(R"({"keyword":"%1","children":["%2"],"aggregation":"max"})")
+                                    .arg(level(i), level(i - 1))));
+    }
+    QCOMPARE(peer.seen.at(99), q("/agg/100=3 coc-"));
+    QVERIFY(peer.seen.at(100).endsWith(QLatin1Char('e')));
+    QVERIFY(peer.seen.last().endsWith(QLatin1Char('e')));
+    peer.taken();
+    server->setValue(q("/p/count"), 4);
+    QVERIFY(peer.taken().contains(q("/agg/100=4 coc-")));
+}
+
 void tst_KeywordServer::aggregate_canBeChanged()
 {
     Peer first(server.get()), second(server.get());
@@ -577,13 +637,36 @@ void tst_KeywordServer::malformedCommands_areIgnored_data()
 {
     QTest::addColumn<QByteArray>("command");
     for (const char *command :
-         {"", "nonsense", "[]", "1", "{}", R"({"cmd":"keyCreateOrUpdate"})",
+         {"",
+          "nonsense",
+          "[]",
+          "1",
+          "{}",
+          "null",
+          "{",
+          "\xff",
+          R"({"cmd":"keyCreateOrUpdate"})",
+          R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"/a"}}x)",
+          R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"/a")",
+          R"([{"cmd":"keyCreateOrUpdate","payload":{"keyword":"/a"}}])",
+          R"({"cmd":["keyCreateOrUpdate"],"payload":{"keyword":"/a"}})",
+          R"({"cmd":"keycreateorupdate","payload":{"keyword":"/a"}})",
+          R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":null}})",
+          R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":["/a"]}})",
+          R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"#/#"}})",
+          R"({"cmd":"keyCreateOrUpdate","payload":"/a"})",
+          R"({"cmd":"keyDestroy","payload":{"keyword":"/never/asked/for"}})",
+          R"({"cmd":"keyDestroy","payload":null})",
+          R"({"cmd":"keyEvent","payload":{"keyword":"/a"}})",
+          "{\"cmd\":\"keyCreateOrUpdate\",\"payload\":{\"keyword\":\"/\xff\"}}",
           R"({"cmd":"keyCreateOrUpdate","payload":[]})",
           R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":""}})",
           R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"//"}})",
           R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":5}})",
-          R"({"cmd":"keyDestroy","payload":{"keyword":5}})", R"({"cmd":"keyDestroy"})",
-          R"({"cmd":"unknown","payload":{}})", R"({"cmd":5,"payload":{}})",
+          R"({"cmd":"keyDestroy","payload":{"keyword":5}})",
+          R"({"cmd":"keyDestroy"})",
+          R"({"cmd":"unknown","payload":{}})",
+          R"({"cmd":5,"payload":{}})",
           R"({"cmd":"keyChangeProtocol","payload":{"newprotocol":"flatbuffers"}})"})
         QTest::newRow(command) << QByteArray(command);
 }

@@ -125,6 +125,38 @@ void tst_Scenes::json_badSceneIsRefusedWhole_data()
     row("generate no object", R"({"generate": 5})", "scene.json: generate: ");
     row("generate count", R"({"generate": {"count": 0}})", "scene.json: generate.count: ");
     row("generate too many", R"({"generate": {"count": 2000000}})", "scene.json: generate.count: ");
+    const auto animated = [&row](const char *name, const char *members, const char *where) {
+        const QByteArray json = R"({"keywords": [{"path": "/a", "type": "double", "animator": {)"
+            + QByteArray(members) + "}}]}";
+        row(name, json.constData(), where);
+    };
+    const char *const inAnimator = "scene.json: keywords[0].animator";
+    animated("period too short", R"("kind": "sine", "period": 1e-300)", inAnimator);
+    animated("period negative", R"("kind": "sine", "period": -1)", inAnimator);
+    animated("period a text", R"("kind": "sine", "period": "1")", inAnimator);
+    animated("seed negative", R"("kind": "randomWalk", "seed": -1)", inAnimator);
+    animated("seed too great", R"("kind": "randomWalk", "seed": 1e300)", inAnimator);
+    animated("range beyond numbers", R"("kind": "ramp", "min": -1e308, "max": 1e308)", inAnimator);
+    animated("no kind", "", inAnimator);
+    animated("kind a list", R"("kind": [])", inAnimator);
+    row("generate animator no object", R"({"generate": {"count": 1, "animator": 1}})",
+        "scene.json: generate.animator: ");
+    row("generate count a text", R"({"generate": {"count": "1"}})", "scene.json: generate.count: ");
+    row("generate count negative", R"({"generate": {"count": -1e300}})",
+        "scene.json: generate.count: ");
+    row("rate a text", R"({"rate": "1"})", "scene.json: top level.rate: ");
+    row("rate too great", R"({"rate": 1e300})", "scene.json: rate: ");
+    row("path of separators", R"({"keywords": [{"path": "/#/", "type": "int"}]})",
+        "scene.json: keywords[0]: ");
+    row("value null", R"({"keywords": [{"path": "/a", "type": "int", "value": null}]})",
+        "scene.json: keywords[0]: ");
+    row("value beyond int", R"({"keywords": [{"path": "/a", "type": "int", "value": 1e300}]})",
+        "scene.json: keywords[0]: ");
+    row("access null", R"({"keywords": [{"path": "/a", "type": "int", "access": null}]})",
+        "scene.json: keywords[0].access: ");
+    row("invalid UTF-8", "{\"keywords\": [{\"path\": \"/\xff\", \"type\": \"int\"}]}",
+        "scene.json: line 1: ");
+    row("nested too deep", QByteArray(2000, '[').constData(), "scene.json: line 1: ");
     row("generate type", R"({"generate": {"count": 1, "type": "x"}})", "scene.json: generate: ");
 }
 

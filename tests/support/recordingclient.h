@@ -20,6 +20,7 @@ public:
         publisher()->setActive(true);
     }
 
+    using PKeywordClient::event; // beside the one below
     using PKeywordClient::receiveCommand;
 
     bool receive(const QString &message) { return receiveCommand(message.toUtf8()); }
