@@ -144,9 +144,9 @@ TeardownScene::~TeardownScene()
 const char *TeardownScene::name(Part part)
 {
     static const char *const names[] = {
-        "client",       "publisher",       "subscriber", "client's subscriber",
-        "plain proxy",  "bound proxy",     "expression", "query model",
-        "filter model", "path model",      "view",       "engine",
+        "client",       "publisher",   "subscriber", "client's subscriber",
+        "plain proxy",  "bound proxy", "expression", "query model",
+        "filter model", "path model",  "view",       "engine",
     };
     static_assert(std::size(names) == PartCount);
     return names[part];
@@ -176,9 +176,8 @@ void TeardownScene::destroy(Part part)
 
 void TeardownScene::connectSocket(const QStringList &urls)
 {
-    on<PWebSocketKeywordClient>(Client, [&](PWebSocketKeywordClient *client) {
-        client->setUrls(urls);
-    });
+    on<PWebSocketKeywordClient>(Client,
+                                [&](PWebSocketKeywordClient *client) { client->setUrls(urls); });
     const QDeadlineTimer deadline(5000);
     while (objects[Client] && !get<PWebSocketKeywordClient>(Client)->connected()
            && !deadline.hasExpired())
@@ -315,9 +314,8 @@ void TeardownScene::play()
     on<PKeywordProxy>(PlainProxy,
                       [](PKeywordProxy *proxy) { proxy->setKeyword(q("/plant/tank2/level")); });
     settled();
-    on<PKeywordProxy>(PlainProxy, [](PKeywordProxy *proxy) {
-        proxy->getKeywordLabel(q("/plant/tank1/level"));
-    });
+    on<PKeywordProxy>(
+        PlainProxy, [](PKeywordProxy *proxy) { proxy->getKeywordLabel(q("/plant/tank1/level")); });
     settled();
     settled();
     on<PListPostfixKeywordExpression>(Expression, [](PListPostfixKeywordExpression *expression) {
@@ -343,10 +341,10 @@ void TeardownScene::play()
         model->setFilterType(PKeywordValueType::KVT_DOUBLE);
     });
     settled();
-    on<PKeywordPathModel>(PathModel,
-                          [](PKeywordPathModel *path) { path->setKeyword(q("/plant/tank2/level")); });
-    on<PKeywordPathModel>(PathModel,
-                          [](PKeywordPathModel *path) { path->setProviderDisplayName(q("Plant")); });
+    on<PKeywordPathModel>(
+        PathModel, [](PKeywordPathModel *path) { path->setKeyword(q("/plant/tank2/level")); });
+    on<PKeywordPathModel>(
+        PathModel, [](PKeywordPathModel *path) { path->setProviderDisplayName(q("Plant")); });
     settled();
 
     // Writing
@@ -357,22 +355,18 @@ void TeardownScene::play()
     // The link is lost, comes back, and is given up
     on<PPublisher>(Publisher, [](PPublisher *publisher) { publisher->setActive(false); });
     if (transport == Transport::InProcess) {
-        on<PKeywordClient>(Client, [](PKeywordClient *client) {
-            client->publisher()->setActive(false);
-        });
-        on<PKeywordClient>(Client, [](PKeywordClient *client) {
-            client->publisher()->setActive(true);
-        });
+        on<PKeywordClient>(Client,
+                           [](PKeywordClient *client) { client->publisher()->setActive(false); });
+        on<PKeywordClient>(Client,
+                           [](PKeywordClient *client) { client->publisher()->setActive(true); });
     } else {
-        on<PWebSocketKeywordClient>(Client, [](PWebSocketKeywordClient *client) {
-            client->setAutoReconnect(true);
-        });
+        on<PWebSocketKeywordClient>(
+            Client, [](PWebSocketKeywordClient *client) { client->setAutoReconnect(true); });
         const QString url = servers.sockets.url().toString();
         connectSocket({url, url}); // another list: drops the link and opens it again
         settled();
-        on<PWebSocketKeywordClient>(Client, [](PWebSocketKeywordClient *client) {
-            client->setAutoReconnect(false);
-        });
+        on<PWebSocketKeywordClient>(
+            Client, [](PWebSocketKeywordClient *client) { client->setAutoReconnect(false); });
         servers.sockets.closeClients();
     }
     settled();
