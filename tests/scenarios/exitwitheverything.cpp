@@ -59,8 +59,11 @@ int main(int argc, char **argv)
         return 0;
     }
     servers = new TeardownScene::Servers;
-    scene = live(servers, TeardownScene::Screen::With).release();
-    if (way == "left") {
+    scene =
+        live(servers,
+             way == "left unseen" ? TeardownScene::Screen::Without : TeardownScene::Screen::With)
+            .release();
+    if (way == "left" || way == "left unseen") {
         QTimer::singleShot(0, &app, &QCoreApplication::quit);
         return QCoreApplication::exec();
     }

@@ -27,7 +27,7 @@ using namespace pellix::simulator;
 
 namespace {
 
-constexpr int startsPerWay = 10; // of a program, in ten ways
+constexpr int startsPerWay = 10; // of a program, in each way
 constexpr int atOnce = 5;
 constexpr int toggles = 1000;
 
@@ -226,7 +226,7 @@ void tst_TeardownLife::process_endsWithEverythingAlive_data()
 {
     QTest::addColumn<QString>("way");
     QTest::addColumn<QString>("transport");
-    for (const char *way : {"stack", "static", "left", "exit", "handler"}) {
+    for (const char *way : {"stack", "static", "left unseen", "left", "exit", "handler"}) {
         for (const char *transport : {"inprocess", "websocket"}) {
             QTest::addRow("%s, %s", way, transport)
                 << QString::fromLatin1(way) << QString::fromLatin1(transport);
@@ -241,6 +241,13 @@ void tst_TeardownLife::process_endsWithEverythingAlive()
     QTemporaryDir runtime; // or Qt complains that there is none
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime.path());
+    // What a QML engine holds, the leak sanitizer cannot see to be in use: it lies in the engine's
+    // own heap. Where the engine is left alive, the other sanitizers judge alone.
+    if (way == QLatin1String("left") || way == QLatin1String("exit")
+        || way == QLatin1String("handler")) {
+        const QString name = QStringLiteral("ASAN_OPTIONS");
+        environment.insert(name, environment.value(name) + QLatin1String(":detect_leaks=0"));
+    }
 
     for (int done = 0; done < startsPerWay; done += atOnce) {
         std::vector<std::unique_ptr<QProcess>> programs;
