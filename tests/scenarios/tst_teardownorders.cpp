@@ -106,7 +106,7 @@ void tst_TeardownOrders::tearDown(Transport transport, Screen screen, const Orde
 void tst_TeardownOrders::permutations_data()
 {
     QTest::addColumn<Order>("order");
-    const auto rows = [](Order order) {
+    const auto rows = [](const Order &order) {
         // One row for each that begins the order; the others are permuted inside.
         for (int i = 0; i < order.size(); ++i) {
             Order row = order;
