@@ -84,6 +84,7 @@ public:
     int reconnectTimerId = 0; // stays as it was when the timer is stopped
     bool timerRuns = false;
     bool pingOutstanding = false;
+    bool attemptFailed = false; // and the socket has not said so by its state
     QTimer keepAliveTimer;
     DeletionWatch watch;
 };
@@ -159,7 +160,8 @@ PWebSocketKeywordClient::PWebSocketKeywordClient(QObject *parent)
     connect(publisher(), &PPublisher::activeChanged, this,
             &PWebSocketKeywordClient::connectedChanged);
 
-    const auto onError = [socket] {
+    const auto onError = [this, socket] {
+        d->attemptFailed = socket->state() == QAbstractSocket::ConnectingState;
         qCDebug(lcWebSocketClient) << "error:" << socket->errorString();
         qCWarning(lcWebSocketClient) << socket->errorString();
     };
@@ -176,6 +178,7 @@ PWebSocketKeywordClient::PWebSocketKeywordClient(QObject *parent)
             [this, socket](QAbstractSocket::SocketState state) {
                 const Socket::InUse inUse(socket);
                 qCDebug(lcWebSocketClient) << "state:" << state;
+                d->attemptFailed = false;
                 publisher()->setActive(state == QAbstractSocket::ConnectedState);
             });
     connect(socket, &QWebSocket::pong, this, [this] { d->pingOutstanding = false; });
@@ -324,7 +327,10 @@ void PWebSocketKeywordClient::reconnect()
         socket->abort();
         return;
     }
-    if (socket->state() != QAbstractSocket::UnconnectedState && socket->requestUrl() != target) {
+    // A server that refuses the handshake by an HTTP status may keep the connection open, as
+    // proxies do. QWebSocket reports the error and then stays in ConnectingState as long.
+    if (socket->state() != QAbstractSocket::UnconnectedState
+        && (socket->requestUrl() != target || d->attemptFailed)) {
         qCDebug(lcWebSocketClient) << "disconnect" << socket->requestUrl();
         socket->abort();
         if (self.deleted())

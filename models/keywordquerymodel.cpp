@@ -431,9 +431,12 @@ bool PKeywordQueryModel::updateFromResponse(const QVariant &response)
     for (QObject *child : children) {
         if (!old.contains(child))
             continue;
+        // The server is told, and a handler of that may delete the model, which would take its
+        // children along.
+        child->setParent(nullptr);
         delete child;
         if (self.deleted())
-            return false;
+            return false; // and the other children with it
     }
 
     const QVariantMap payload = response.toMap().value(QStringLiteral("payload")).toMap();

@@ -28,6 +28,12 @@ run_packages=(
     qml6-module-qtquick-window
     qml6-module-qttest
 )
+# Programs that tests start: certificates, a reverse proxy, and a WebSocket server that is not Qt's
+test_packages=(
+    nginx-light
+    nodejs
+    openssl
+)
 lint_packages=(
     clang-format
     clang-tidy

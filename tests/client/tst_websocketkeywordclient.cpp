@@ -175,6 +175,7 @@ private Q_SLOTS:
     void autoReconnect_connectsAfterOneSecond();
     void autoReconnect_takesANewAddressEachTime();
     void autoReconnect_comesBackAfterTheServerDid();
+    void autoReconnect_goesOnAfterARefusedHandshake();
     void withoutAutoReconnect_aLostConnectionStaysLost();
     void disconnect_withAutoReconnectComesBack();
     void disconnect_withoutAutoReconnectStays();
@@ -575,6 +576,43 @@ void tst_WebSocketKeywordClient::autoReconnect_comesBackAfterTheServerDid()
     QTRY_VERIFY(client.connected());
     QCOMPARE(active.count(), 3);
     QVERIFY(subscriber.publisherActive());
+}
+
+void tst_WebSocketKeywordClient::autoReconnect_goesOnAfterARefusedHandshake()
+{
+    // As a proxy whose server is away: the answer is an error, the connection stays open.
+    QTcpServer refusing;
+    QList<QTcpSocket *> refused;
+    connect(&refusing, &QTcpServer::newConnection, this, [&] {
+        QTcpSocket *const socket = refusing.nextPendingConnection();
+        refused << socket;
+        connect(socket, &QTcpSocket::readyRead, socket, [socket] {
+            if (socket->readAll().endsWith("\r\n\r\n"))
+                socket->write("HTTP/1.1 502 Bad Gateway\r\nContent-Length: 0\r\n"
+                              "Connection: keep-alive\r\n\r\n");
+        });
+    });
+    QVERIFY(refusing.listen(QHostAddress::LocalHost));
+    PWebSocketKeywordClient client;
+    QSignalSpy connected(&client, &PWebSocketKeywordClient::connectedChanged);
+    client.setAutoReconnect(true);
+
+    client.setUrls({QStringLiteral("ws://127.0.0.1:%1").arg(refusing.serverPort())});
+
+    QTRY_COMPARE(refused.size(), 3);
+    QTRY_COMPARE(logTexts(QtWarningMsg).size(), 3); // one for each
+    QVERIFY(logTexts(QtWarningMsg).constLast().contains(QStringLiteral("502")));
+    QTRY_COMPARE(refused.at(0)->state(), QAbstractSocket::UnconnectedState);
+    QTRY_COMPARE(refused.at(1)->state(), QAbstractSocket::UnconnectedState);
+    QCOMPARE(connected.count(), 0);
+
+    // The server is back
+    const quint16 port = refusing.serverPort();
+    refusing.close();
+    const Server server(port);
+    QVERIFY(server.listening);
+    QTRY_VERIFY(client.connected());
+    QTRY_COMPARE(server.sockets.size(), 1);
 }
 
 void tst_WebSocketKeywordClient::withoutAutoReconnect_aLostConnectionStaysLost()

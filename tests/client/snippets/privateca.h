@@ -1,0 +1,24 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+// Quoted in docs/private-ca.md as it stands between the two marks.
+
+//! [private-ca]
+#include <QtNetwork/QSslCertificate>
+#include <QtNetwork/QSslConfiguration>
+
+// Trusts the authorities in fileName (PEM), besides those of the system. Call it in main(), before
+// the first client is made.
+inline bool trustPrivateAuthority(const QString &fileName)
+{
+    const QList<QSslCertificate> authorities = QSslCertificate::fromPath(fileName);
+    if (authorities.isEmpty())
+        return false;
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    configuration.setCaCertificates(QSslConfiguration::systemCaCertificates() + authorities);
+    QSslConfiguration::setDefaultConfiguration(configuration);
+    return true;
+}
+//! [private-ca]

@@ -1,0 +1,257 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "binding/keywordproxy.h"
+#include "client/websocketkeywordclient.h"
+#include "simulator/keywordserver.h"
+#include "simulator/websocketkeywordserver.h"
+#include "tests/client/snippets/privateca.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QFile>
+#include <QtCore/QProcess>
+#include <QtCore/QStandardPaths>
+#include <QtCore/QTemporaryDir>
+#include <QtNetwork/QSslKey>
+#include <QtTest/QSignalSpy>
+#include <QtTest/QTest>
+
+#include <memory>
+
+using namespace pellix::client;
+using namespace pellix::simulator;
+
+namespace {
+
+QString q(const char *text)
+{
+    return QString::fromUtf8(text);
+}
+
+QStringList warnings; // of the client's category
+QtMessageHandler previousHandler = nullptr;
+
+void recordWarnings(QtMsgType type, const QMessageLogContext &context, const QString &text)
+{
+    if (QLatin1String(context.category) != QLatin1String("pellixclient.keyword.websocketclient"))
+        previousHandler(type, context, text);
+    else if (type == QtWarningMsg)
+        warnings << text;
+}
+
+QString contents(const QString &fileName)
+{
+    QFile file(fileName);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+// The block of a document that is fenced for a language.
+QString fenced(const QString &document, const QString &language)
+{
+    const QString begin = q("\n```") + language + q("\n");
+    return document.section(begin, 1, 1).section(q("\n```\n"), 0, 0) + q("\n");
+}
+
+qsizetype openFiles()
+{
+    return QDir(q("/proc/self/fd"))
+        .entryList(QDir::NoDotAndDotDot | QDir::System | QDir::Files)
+        .size();
+}
+
+} // namespace
+
+// wss:// with certificates that are made for the test by the commands of docs/private-ca.md, so
+// that none of them expires in the repository.
+class tst_Tls : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void document_quotesTheSnippet();
+    void trustedAuthority_connects();
+    void trustPrivateAuthority_refusesWhatIsNoCertificate();
+    void clientMadeBefore_keepsItsConfiguration();
+    void badCertificate_isRefusedAndTriedAgain_data();
+    void badCertificate_isRefusedAndTriedAgain();
+
+private:
+    void shell(const QString &commands);
+    void show(const char *certificate); // has the server use it, on the same port if it has one
+    QString path(const char *name) const { return directory.filePath(q(name)); }
+    QStringList urls() const { return {server->url().toString()}; }
+
+    QTemporaryDir directory;
+    QString document;
+    const QSslConfiguration before = QSslConfiguration::defaultConfiguration();
+    KeywordServer keywords;
+    std::unique_ptr<WebSocketKeywordServer> server;
+};
+
+void tst_Tls::shell(const QString &commands)
+{
+    QProcess process;
+    process.setWorkingDirectory(directory.path());
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(q("sh"), {q("-e"), q("-c"), commands});
+    QVERIFY(process.waitForFinished());
+    QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0,
+             process.readAll().constData());
+}
+
+void tst_Tls::initTestCase()
+{
+    QVERIFY2(!QStandardPaths::findExecutable(q("openssl")).isEmpty(),
+             "the openssl program is needed; scripts/test installs it");
+    document = contents(q(PRIVATE_CA_DOCUMENT));
+    QVERIFY(!document.isEmpty());
+    QVERIFY(directory.isValid());
+
+    const QString recipe = fenced(document, q("sh"));
+    QVERIFY(recipe.contains(q("-out ca.crt")) && recipe.contains(q("-out server.crt")));
+    shell(recipe);
+    // Variations of it: no longer valid, for another host, and of another authority.
+    shell(q("openssl x509 -req -in server.csr -CA ca.crt -CAkey ca.key -CAcreateserial -days -1"
+            " -extfile server.ext -out expired.crt\n"
+            "printf 'subjectAltName = DNS:elsewhere.example, IP:127.0.0.2\\n' >other.ext\n"
+            "openssl x509 -req -in server.csr -CA ca.crt -CAkey ca.key -CAcreateserial -days 9"
+            " -extfile other.ext -out otherhost.crt\n"
+            "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 9"
+            " -subj '/CN=Somebody' -keyout otherca.key -out otherca.crt\n"
+            "openssl x509 -req -in server.csr -CA otherca.crt -CAkey otherca.key -CAcreateserial"
+            " -days 9 -extfile server.ext -out otherauthority.crt\n"
+            "openssl req -x509 -key server.key -days 9 -subj '/CN=Keyword server'"
+            " -addext 'subjectAltName = IP:127.0.0.1' -out selfsigned.crt\n"));
+    keywords.declare({q("/p/a"), q("int"), q("RW"), QString(), 1});
+}
+
+void tst_Tls::init()
+{
+    QTest::failOnWarning(QRegularExpression(q(".*")));
+    warnings.clear();
+    previousHandler = qInstallMessageHandler(recordWarnings);
+    server = std::make_unique<WebSocketKeywordServer>(&keywords);
+}
+
+void tst_Tls::cleanup()
+{
+    server.reset();
+    qInstallMessageHandler(previousHandler);
+    QSslConfiguration::setDefaultConfiguration(before);
+}
+
+void tst_Tls::show(const char *certificate)
+{
+    const quint16 port = server->port();
+    QFile key(path("server.key"));
+    QVERIFY(key.open(QIODevice::ReadOnly));
+    const QSslCertificate shown = QSslCertificate::fromPath(path(certificate)).value(0);
+    QVERIFY(!shown.isNull());
+    server->setTls(shown, QSslKey(&key, QSsl::Ec));
+    QVERIFY2(server->listen(QHostAddress::LocalHost, port), qPrintable(server->errorString()));
+}
+
+void tst_Tls::document_quotesTheSnippet()
+{
+    const QString mark = q("//! [private-ca]\n");
+    const QString snippet = contents(q(PRIVATE_CA_SNIPPET)).section(mark, 1, 1);
+    QVERIFY(snippet.contains(q("trustPrivateAuthority")));
+    QCOMPARE(fenced(document, q("cpp")), snippet);
+}
+
+void tst_Tls::trustedAuthority_connects()
+{
+    show("server.crt");
+    QVERIFY(trustPrivateAuthority(path("ca.crt")));
+    PWebSocketKeywordClient client;
+    PKeywordProxy proxy;
+    proxy.setClient(&client);
+    proxy.setKeyword(q("/p/a"));
+
+    client.setUrls(urls());
+
+    QTRY_VERIFY(client.connected());
+    QTRY_COMPARE(proxy.value().toInt(), 1);
+    proxy.update(7);
+    QTRY_COMPARE(proxy.value().toInt(), 7);
+    proxy.update(1);
+    QTRY_COMPARE(proxy.value().toInt(), 1);
+    QCOMPARE(warnings, QStringList());
+}
+
+void tst_Tls::trustPrivateAuthority_refusesWhatIsNoCertificate()
+{
+    QVERIFY(!trustPrivateAuthority(path("no such file")));
+    QVERIFY(!trustPrivateAuthority(path("server.key")));
+    QCOMPARE(QSslConfiguration::defaultConfiguration(), before);
+}
+
+void tst_Tls::clientMadeBefore_keepsItsConfiguration()
+{
+    show("server.crt");
+    PWebSocketKeywordClient early;
+    QVERIFY(trustPrivateAuthority(path("ca.crt")));
+    PWebSocketKeywordClient late;
+
+    early.setUrls(urls());
+    late.setUrls(urls());
+
+    QTRY_VERIFY(late.connected());
+    QTRY_COMPARE(warnings.size(), 1);
+    QVERIFY(!early.connected());
+}
+
+void tst_Tls::badCertificate_isRefusedAndTriedAgain_data()
+{
+    QTest::addColumn<QByteArray>("certificate");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("unknown authority")
+        << QByteArray("otherauthority.crt") << q("issuer certificate");
+    QTest::newRow("self-signed") << QByteArray("selfsigned.crt") << q("self-signed");
+    QTest::newRow("expired") << QByteArray("expired.crt") << q("expired");
+    QTest::newRow("another host") << QByteArray("otherhost.crt") << q("host name");
+}
+
+void tst_Tls::badCertificate_isRefusedAndTriedAgain()
+{
+    QFETCH(QByteArray, certificate);
+    QFETCH(QString, reason);
+    show(certificate.constData());
+    QVERIFY(trustPrivateAuthority(path("ca.crt")));
+    PWebSocketKeywordClient client;
+    PKeywordProxy proxy;
+    proxy.setClient(&client);
+    proxy.setKeyword(q("/p/a"));
+    QSignalSpy connected(&client, &PWebSocketKeywordClient::connectedChanged);
+    client.setAutoReconnect(true);
+
+    client.setUrls(urls());
+
+    // Refused, time and again, each time with one warning that says why
+    QTRY_COMPARE(warnings.size(), 2);
+    const qsizetype filesEarly = openFiles();
+    const qsizetype childrenEarly = client.findChildren<QObject *>().size();
+    QTRY_COMPARE_WITH_TIMEOUT(warnings.size(), 6, 10000);
+    for (const QString &warning : std::as_const(warnings))
+        QVERIFY2(warning.contains(reason), qPrintable(warning));
+    QVERIFY(!client.connected());
+    QCOMPARE(connected.count(), 0);
+    QVERIFY(!proxy.value().isValid());
+    QCOMPARE(server->clientCount(), 0);
+
+    // Nothing piles up
+    QTRY_COMPARE(openFiles(), filesEarly);
+    QCOMPARE(client.findChildren<QObject *>().size(), childrenEarly);
+
+    // A valid certificate is all that it takes
+    show("server.crt");
+    QTRY_VERIFY(client.connected());
+    QTRY_COMPARE(proxy.value().toInt(), 1);
+}
+
+QTEST_GUILESS_MAIN(tst_Tls)
+#include "tst_tls.moc"

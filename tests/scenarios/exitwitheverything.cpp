@@ -1,0 +1,81 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+// Builds a live scene and ends the process with it, in the way named by the first argument.
+
+#include "module/pellixclientkeywordmodule.h"
+#include "tests/scenarios/teardownscene.h"
+
+#include <QtCore/QLoggingCategory>
+#include <QtCore/QTimer>
+#include <QtGui/QGuiApplication>
+
+#include <cstdlib>
+
+using namespace pellix::client;
+
+namespace {
+
+// Left alive, and still to be reached: no leak.
+TeardownScene::Servers *servers = nullptr;
+TeardownScene *scene = nullptr;
+
+// Destroyed by the exit of the process, after the application object.
+std::unique_ptr<TeardownScene::Servers> lateServers;
+std::unique_ptr<TeardownScene> lateScene;
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QLoggingCategory::setFilterRules(
+        QStringLiteral("pellixclient.keyword.websocketclient.debug=false"));
+    const QGuiApplication app(argc, argv);
+    PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
+
+    const QByteArray way = argc > 1 ? argv[1] : "";
+    const auto transport = argc > 2 && QByteArray(argv[2]) == "websocket"
+        ? TeardownScene::Transport::WebSocket
+        : TeardownScene::Transport::InProcess;
+    const auto live = [transport](TeardownScene::Servers *servers, TeardownScene::Screen screen) {
+        auto scene = std::make_unique<TeardownScene>(*servers, transport, screen);
+        scene->start();
+        scene->waitUntilLive();
+        if (!scene->isLive())
+            qFatal("the scene is not live");
+        return scene;
+    };
+
+    if (way == "stack") {
+        TeardownScene::Servers servers;
+        const auto scene = live(&servers, TeardownScene::Screen::With);
+        QTimer::singleShot(0, &app, &QCoreApplication::quit);
+        return QCoreApplication::exec();
+    }
+    if (way == "static") {
+        // Without a screen: Qt Quick does not outlive the application object.
+        lateServers = std::make_unique<TeardownScene::Servers>();
+        lateScene = live(lateServers.get(), TeardownScene::Screen::Without);
+        return 0;
+    }
+    servers = new TeardownScene::Servers;
+    scene =
+        live(servers,
+             way == "left unseen" ? TeardownScene::Screen::Without : TeardownScene::Screen::With)
+            .release();
+    if (way == "left" || way == "left unseen") {
+        QTimer::singleShot(0, &app, &QCoreApplication::quit);
+        return QCoreApplication::exec();
+    }
+    if (way == "exit") {
+        QTimer::singleShot(0, &app, [] { std::exit(0); });
+        return QCoreApplication::exec();
+    }
+    if (way == "handler") {
+        QObject::connect(&servers->keywords, &pellix::simulator::KeywordServer::valueWritten, &app,
+                         [] { std::exit(0); });
+        for (;;)
+            scene->play();
+    }
+    return 2;
+}
