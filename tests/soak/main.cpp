@@ -1,0 +1,96 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "tests/soak/floodrun.h"
+#include "tests/soak/restarts.h"
+
+#include <QtCore/QCommandLineParser>
+#include <QtCore/QLoggingCategory>
+#include <QtGui/QGuiApplication>
+
+#include <cstdio>
+
+namespace {
+
+int fail(const QString &text)
+{
+    std::fprintf(stderr, "soak: %s\n", qPrintable(text));
+    return 2;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QGuiApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("soak"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Runs the library for long against servers that come and go.\n"
+                       "Ends with 0 when all went well, 1 when not, and 2 when not understood."));
+    parser.addHelpOption();
+    const QCommandLineOption restartsOption(QStringLiteral("restarts"),
+                                            QStringLiteral("Recover from <count> restarts."),
+                                            QStringLiteral("count"));
+    const QCommandLineOption clientsOption(QStringLiteral("clients"),
+                                           QStringLiteral("With --restarts: by <count> clients at "
+                                                          "the same time; 28 by default."),
+                                           QStringLiteral("count"), QStringLiteral("28"));
+    const QCommandLineOption floodOption(QStringLiteral("flood"),
+                                         QStringLiteral("Take events as fast as a server can send "
+                                                        "them."));
+    const QCommandLineOption eventsOption(QStringLiteral("events"),
+                                          QStringLiteral("With --flood: <count> events, rounded up "
+                                                         "to full ten thousands; 1000000 by "
+                                                         "default."),
+                                          QStringLiteral("count"), QStringLiteral("1000000"));
+    const QCommandLineOption reportOption(QStringLiteral("report"),
+                                          QStringLiteral("Write the figures to <file> as JSON."),
+                                          QStringLiteral("file"));
+    parser.addOptions({restartsOption, clientsOption, floodOption, eventsOption, reportOption});
+    if (!parser.parse(QCoreApplication::arguments()))
+        return fail(parser.errorText());
+    if (parser.isSet(QStringLiteral("help")))
+        parser.showHelp();
+    if (!parser.positionalArguments().isEmpty())
+        return fail(QStringLiteral("unexpected argument: ")
+                    + parser.positionalArguments().constFirst());
+
+    QString error;
+    const auto count = [&](const QCommandLineOption &option, int most) {
+        bool isNumber = false;
+        const int number = parser.value(option).toInt(&isNumber);
+        if (!isNumber || number < 1 || number > most)
+            error = QStringLiteral("--%1: not a number from 1 to %2: %3")
+                        .arg(option.names().constFirst())
+                        .arg(most)
+                        .arg(parser.value(option));
+        return number;
+    };
+
+    // Lost connections are logged as warnings, and here they are lost on purpose.
+    QLoggingCategory::setFilterRules(QStringLiteral("pellixclient.keyword.websocketclient=false"));
+
+    Report report;
+    if (parser.isSet(reportOption) && !report.open(parser.value(reportOption), &error))
+        return fail(error);
+    bool passed = false;
+    if (parser.isSet(restartsOption)) {
+        const int restarts = count(restartsOption, 10000000);
+        const int clients = count(clientsOption, 200);
+        if (!error.isEmpty())
+            return fail(error);
+        passed = soakRestarts(restarts, clients, QStringLiteral(SIMULATOR_PROGRAM), &report);
+    } else if (parser.isSet(floodOption)) {
+        const int events = count(eventsOption, 1000000000);
+        if (!error.isEmpty())
+            return fail(error);
+        passed = soakFlood(events, &report);
+    } else {
+        return fail(QStringLiteral("nothing to do; see --help"));
+    }
+    if (!report.save(&error))
+        return fail(error);
+    return passed ? 0 : 1;
+}
