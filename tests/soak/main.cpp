@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "tests/soak/floodrun.h"
+#include "tests/soak/mixedload.h"
 #include "tests/soak/restarts.h"
 
 #include <QtCore/QCommandLineParser>
@@ -39,6 +40,9 @@ int main(int argc, char **argv)
                                            QStringLiteral("With --restarts: by <count> clients at "
                                                           "the same time; 28 by default."),
                                            QStringLiteral("count"), QStringLiteral("28"));
+    const QCommandLineOption minutesOption(QStringLiteral("minutes"),
+                                           QStringLiteral("Run a mixed load for <count> minutes."),
+                                           QStringLiteral("count"));
     const QCommandLineOption floodOption(QStringLiteral("flood"),
                                          QStringLiteral("Take events as fast as a server can send "
                                                         "them."));
@@ -50,7 +54,8 @@ int main(int argc, char **argv)
     const QCommandLineOption reportOption(QStringLiteral("report"),
                                           QStringLiteral("Write the figures to <file> as JSON."),
                                           QStringLiteral("file"));
-    parser.addOptions({restartsOption, clientsOption, floodOption, eventsOption, reportOption});
+    parser.addOptions(
+        {restartsOption, clientsOption, minutesOption, floodOption, eventsOption, reportOption});
     if (!parser.parse(QCoreApplication::arguments()))
         return fail(parser.errorText());
     if (parser.isSet(QStringLiteral("help")))
@@ -84,6 +89,11 @@ int main(int argc, char **argv)
         if (!error.isEmpty())
             return fail(error);
         passed = soakRestarts(restarts, clients, QStringLiteral(SIMULATOR_PROGRAM), &report);
+    } else if (parser.isSet(minutesOption)) {
+        const int minutes = count(minutesOption, 100000);
+        if (!error.isEmpty())
+            return fail(error);
+        passed = soakMixedLoad(minutes, &report);
     } else if (parser.isSet(floodOption)) {
         const int events = count(eventsOption, 1000000000);
         if (!error.isEmpty())
