@@ -195,8 +195,10 @@ PWebSocketKeywordClient::PWebSocketKeywordClient(QObject *parent)
             [this, socket](QAbstractSocket::SocketState state) {
                 const Socket::InUse inUse(socket);
                 qCDebug(lcWebSocketClient) << "state:" << state;
-                if (state == QAbstractSocket::ConnectedState)
+                if (state == QAbstractSocket::ConnectedState) {
                     limitReceiveBuffer(socket);
+                    d->pingOutstanding = false; // an earlier connection's, which nobody answers
+                }
                 publisher()->setActive(state == QAbstractSocket::ConnectedState);
             });
     connect(socket, &QWebSocket::pong, this, [this] { d->pingOutstanding = false; });

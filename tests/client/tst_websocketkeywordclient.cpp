@@ -182,6 +182,7 @@ private Q_SLOTS:
     void connected_followsThePublisher();
     void keepAlive_dropsASilentServer();
     void keepAlive_keepsAnAnsweringServer();
+    void keepAlive_expectsNoPongForAnEarlierConnectionsPing();
     void handlers_mayDeleteTheClient_data();
     void handlers_mayDeleteTheClient();
     void handlers_mayDeleteTheClientInANestedLoop();
@@ -703,6 +704,26 @@ void tst_WebSocketKeywordClient::keepAlive_keepsAnAnsweringServer()
 
     QVERIFY(client.connected());
     QCOMPARE(connected.count(), 1);
+}
+
+void tst_WebSocketKeywordClient::keepAlive_expectsNoPongForAnEarlierConnectionsPing()
+{
+    SilentServer silent, otherSilent;
+    Server server;
+    PWebSocketKeywordClient client, witness; // their ticks come in this order
+    client.setUrls({silent.url()});
+    witness.setUrls({otherSilent.url()});
+    QTRY_VERIFY(client.connected() && witness.connected());
+    silent.request.clear();
+    QTRY_VERIFY_WITH_TIMEOUT(!silent.request.isEmpty(), 10000); // the ping
+
+    client.setUrls({server.url()});
+    QTRY_VERIFY(client.connected());
+    QSignalSpy connected(&client, &PWebSocketKeywordClient::connectedChanged);
+    QTRY_VERIFY_WITH_TIMEOUT(!witness.connected(), 10000); // the next tick
+
+    QVERIFY(client.connected());
+    QCOMPARE(connected.count(), 0);
 }
 
 void tst_WebSocketKeywordClient::handlers_mayDeleteTheClient_data()
