@@ -64,6 +64,15 @@ int main(int argc, char **argv)
         return fail(QStringLiteral("unexpected argument: ")
                     + parser.positionalArguments().constFirst());
 
+    const int modes =
+        parser.isSet(restartsOption) + parser.isSet(minutesOption) + parser.isSet(floodOption);
+    if (modes != 1)
+        return fail(QStringLiteral("one of --restarts, --minutes and --flood is needed"));
+    if (parser.isSet(clientsOption) && !parser.isSet(restartsOption))
+        return fail(QStringLiteral("--clients goes with --restarts"));
+    if (parser.isSet(eventsOption) && !parser.isSet(floodOption))
+        return fail(QStringLiteral("--events goes with --flood"));
+
     QString error;
     const auto count = [&](const QCommandLineOption &option, int most) {
         bool isNumber = false;
@@ -79,29 +88,19 @@ int main(int argc, char **argv)
     // Lost connections are logged as warnings, and here they are lost on purpose.
     QLoggingCategory::setFilterRules(QStringLiteral("pellixclient.keyword.websocketclient=false"));
 
+    const int restarts = parser.isSet(restartsOption) ? count(restartsOption, 10000000) : 0;
+    const int minutes = parser.isSet(minutesOption) ? count(minutesOption, 100000) : 0;
+    const int clients = count(clientsOption, 200);
+    const int events = count(eventsOption, 1000000000);
     Report report;
-    if (parser.isSet(reportOption) && !report.open(parser.value(reportOption), &error))
+    if (!error.isEmpty()
+        || (parser.isSet(reportOption) && !report.open(parser.value(reportOption), &error)))
         return fail(error);
-    bool passed = false;
-    if (parser.isSet(restartsOption)) {
-        const int restarts = count(restartsOption, 10000000);
-        const int clients = count(clientsOption, 200);
-        if (!error.isEmpty())
-            return fail(error);
-        passed = soakRestarts(restarts, clients, QStringLiteral(SIMULATOR_PROGRAM), &report);
-    } else if (parser.isSet(minutesOption)) {
-        const int minutes = count(minutesOption, 100000);
-        if (!error.isEmpty())
-            return fail(error);
-        passed = soakMixedLoad(minutes, &report);
-    } else if (parser.isSet(floodOption)) {
-        const int events = count(eventsOption, 1000000000);
-        if (!error.isEmpty())
-            return fail(error);
-        passed = soakFlood(events, &report);
-    } else {
-        return fail(QStringLiteral("nothing to do; see --help"));
-    }
+
+    const bool passed = restarts
+        ? soakRestarts(restarts, clients, QStringLiteral(SIMULATOR_PROGRAM), &report)
+        : minutes ? soakMixedLoad(minutes, &report)
+                  : soakFlood(events, &report);
     if (!report.save(&error))
         return fail(error);
     return passed ? 0 : 1;

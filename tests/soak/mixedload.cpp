@@ -153,9 +153,10 @@ MixedLoad::MixedLoad(int minutes, Report *report)
 
     client.setAutoReconnect(true);
     client.setUrls({sockets.url().toString()});
-    // The end of a silence; the others need none.
     connect(&client, &PWebSocketKeywordClient::connectedChanged, this, [this] {
-        if (!client.connected())
+        if (client.connected())
+            query(); // an answer that was on its way is lost with the connection
+        else // the end of a silence; the other outages need none
             QTimer::singleShot(0, this, [this] { sockets.setSilent(false); });
     });
     for (int i = 0; i < keywordCount; ++i) {
@@ -257,13 +258,12 @@ void MixedLoad::bindAnother()
 
 void MixedLoad::query()
 {
-    const QString group = QStringLiteral("/soak/group%1").arg(random.bounded(10));
+    const QString group = QStringLiteral("/soak/group%1").arg(++queries % 10); // always another
     queryModel.setKeyword(group);
     filterModel.setFilter(QString::number(random.bounded(10)));
     pathModel.setKeyword(group);
     expression.setPostfix(QStringLiteral("k%1").arg(random.bounded(100)));
     expression.setValues({group, QStringLiteral("/soak/group1")});
-    ++queries;
 }
 
 void MixedLoad::loseConnection()
@@ -294,7 +294,9 @@ QString MixedLoad::unsettled() const
                      server.value(keyword).toString());
     }
     if (queryModel.loading() || queryModel.rowCount() != 100)
-        return QStringLiteral("the query model has %1 rows").arg(queryModel.rowCount());
+        return QStringLiteral("the query model has %1 rows%2")
+            .arg(queryModel.rowCount())
+            .arg(queryModel.loading() ? QStringLiteral(" and awaits more") : QString());
     return QString();
 }
 
