@@ -72,6 +72,22 @@ public:
     Q_INVOKABLE qreal dp(qreal units) const { return units; }
 };
 
+// All keywords in turn, though not in their order: after a few cycles everything has been done with
+// each of them, and whatever remembers keywords has grown as far as it should.
+class Turns
+{
+public:
+    int next()
+    {
+        constexpr int stride = 389; // has no divisor in common with keywordCount
+        keyword = (keyword + stride) % keywordCount;
+        return keyword;
+    }
+
+private:
+    int keyword = 0;
+};
+
 struct Sample
 {
     qint64 milliseconds;
@@ -97,7 +113,6 @@ private:
     QString unsettled() const;
     void sample();
     void stop(const QString &failure);
-    int any() { return random.bounded(keywordCount); }
 
     const qint64 duration;
     const qint64 warmUp;
@@ -122,6 +137,10 @@ private:
     QElapsedTimer elapsed;
     QElapsedTimer settling;
     qint64 nextProgress = 0;
+    Turns eventTurns;
+    Turns writeTurns;
+    Turns bindingTurns;
+    Turns labelTurns;
     int ticks = 0; // in this cycle
     int cycles = 0;
     std::vector<Sample> samples;
@@ -191,25 +210,25 @@ void MixedLoad::start()
 void MixedLoad::tick()
 {
     for (int i = 0; i < eventsPerTick; ++i)
-        server.setValue(KeywordHost::keyword(any()), int(random.bounded(1000000)));
+        server.setValue(KeywordHost::keyword(eventTurns.next()), int(random.bounded(1000000)));
     for (int i = 0; i < writesPerTick; ++i) {
         if (i % 2)
-            proxies[size_t(any())]->update(int(random.bounded(1000000)));
+            proxies[size_t(writeTurns.next())]->update(int(random.bounded(1000000)));
         else
-            proxies[size_t(any())]->updateRelative(1);
+            proxies[size_t(writeTurns.next())]->updateRelative(1);
         ++writes;
     }
     for (int i = 0; i < bindingsPerTick; ++i)
         bindAnother();
     if (ticks % ticksPerLabelLookup == 0) {
-        labelProxy.getKeywordLabel(KeywordHost::keyword(any()));
+        labelProxy.getKeywordLabel(KeywordHost::keyword(labelTurns.next()));
         ++labelLookups;
     }
     if (ticks % ticksPerQuery == 0)
         query();
     if (ticks % ticksPerPage == 0) {
         const bool shown = ticks / ticksPerPage % 2 == 0;
-        view.rootObject()->setProperty("visit", random.bounded(10));
+        view.rootObject()->setProperty("visit", int(pages % 10));
         view.rootObject()->setProperty("shown", shown);
         pages += shown;
     }
@@ -234,16 +253,16 @@ void MixedLoad::bindAnother()
     PKeywordProxy *const proxy = passing.back().get();
     switch (++bindings % 4) {
     case 0:
-        proxy->setKeyword(KeywordHost::keyword(any()));
+        proxy->setKeyword(KeywordHost::keyword(bindingTurns.next()));
         break;
     case 1:
-        proxy->setKeyword(QStringLiteral("/nowhere/k%1").arg(any()));
+        proxy->setKeyword(QStringLiteral("/nowhere/k%1").arg(bindingTurns.next()));
         break;
     case 2:
         proxy->setKeywordExpression(&expression);
         break;
     case 3:
-        proxy->setKeyword(KeywordHost::keyword(any()) + QLatin1String("/Label"));
+        proxy->setKeyword(KeywordHost::keyword(bindingTurns.next()) + QLatin1String("/Label"));
         break;
     }
     proxy->setClient(&client);
@@ -251,7 +270,7 @@ void MixedLoad::bindAnother()
         if (bindings % 3 == 0)
             passing.front()->setClient(nullptr);
         else if (bindings % 3 == 1 && !passing.front()->keywordExpression())
-            passing.front()->setKeyword(KeywordHost::keyword(any()));
+            passing.front()->setKeyword(KeywordHost::keyword(bindingTurns.next()));
         passing.pop_front();
     }
 }
@@ -260,9 +279,9 @@ void MixedLoad::query()
 {
     const QString group = QStringLiteral("/soak/group%1").arg(++queries % 10); // always another
     queryModel.setKeyword(group);
-    filterModel.setFilter(QString::number(random.bounded(10)));
+    filterModel.setFilter(QString::number(queries % 7));
     pathModel.setKeyword(group);
-    expression.setPostfix(QStringLiteral("k%1").arg(random.bounded(100)));
+    expression.setPostfix(QStringLiteral("k%1").arg(queries % 20));
     expression.setValues({group, QStringLiteral("/soak/group1")});
 }
 
