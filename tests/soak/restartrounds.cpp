@@ -101,9 +101,9 @@ void RestartRounds::onConnectedChanged()
     if (phase == Phase::Losing && !client.connected()) {
         // At once, before the client can be back: it must not be given the old values anew.
         host.setStage(stage + 1);
-        expect(Phase::Recovering, stage + 1);
+        expect(Phase::Down, stage + 1);
         QTimer::singleShot(0, this, &RestartRounds::onLost); // by then everybody is told
-    } else if (phase == Phase::Writing && !client.connected()) {
+    } else if ((phase == Phase::Recovering || phase == Phase::Writing) && !client.connected()) {
         fail(QStringLiteral("connection lost without a reason"));
     }
 }
@@ -146,6 +146,7 @@ void RestartRounds::restore()
 {
     if (phase == Phase::Over)
         return;
+    phase = Phase::Recovering;
     sinceRestored.start();
     host.serve(outageOf(round + 1), stage);
 }
@@ -179,6 +180,7 @@ void RestartRounds::onAllArrived()
         Q_EMIT finished();
         break;
     case Phase::Losing:
+    case Phase::Down:
     case Phase::Over:
         break;
     }
@@ -201,7 +203,8 @@ QString RestartRounds::whatIsWrong() const
 {
     QString text =
         client.connected() ? QStringLiteral("connected") : QStringLiteral("not connected");
-    static const char *const phases[] = {"binding", "losing", "recovering", "writing", "over"};
+    static const char *const phases[] = {"binding",    "losing",  "down",
+                                         "recovering", "writing", "over"};
     text += QStringLiteral(", %1, %2 of %3 keywords not as expected")
                 .arg(QLatin1String(phases[int(phase)]))
                 .arg(missing)

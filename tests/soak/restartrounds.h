@@ -57,7 +57,8 @@ private:
     enum class Phase {
         Binding,
         Losing, // the outage has begun; the client has yet to notice
-        Recovering,
+        Down,
+        Recovering, // there is a server again; from here on no connection may be lost
         Writing,
         Over,
     };
