@@ -170,6 +170,7 @@ private Q_SLOTS:
     void sendCommand_sendsOneTextMessagePerCommand();
     void sendCommand_withoutConnectionReturnsTrueAndLogs();
     void textMessages_reachTheVirtualReaderUnchanged();
+    void textMessages_mayBeMuchLargerThanTheReceiveBuffer();
     void binaryMessages_areIgnored();
     void autoReconnect_startsOneTimer();
     void autoReconnect_connectsAfterOneSecond();
@@ -461,6 +462,24 @@ void tst_WebSocketKeywordClient::textMessages_reachTheVirtualReaderUnchanged()
     QCOMPARE(client.messages.at(0), text.toUtf8());
     QCOMPARE(client.messages.at(1), QByteArray());
     QCOMPARE(client.messages.at(2), QByteArray("end"));
+}
+
+void tst_WebSocketKeywordClient::textMessages_mayBeMuchLargerThanTheReceiveBuffer()
+{
+    constexpr int length = 64 * 1024 * 1024;
+    Server server;
+    VirtualReader client;
+    client.setUrls({server.url()});
+    QTRY_VERIFY(client.connected());
+    QTRY_COMPARE(server.sockets.size(), 1);
+    server.last()->setOutgoingFrameSize(length); // in one piece
+
+    server.last()->sendTextMessage(QString(length, QLatin1Char('x')));
+    server.last()->sendTextMessage(QStringLiteral("end"));
+
+    QTRY_COMPARE_WITH_TIMEOUT(client.messages.size(), 2, 30000);
+    QVERIFY(client.messages.at(0) == QByteArray(length, 'x'));
+    QCOMPARE(client.messages.at(1), QByteArray("end"));
 }
 
 void tst_WebSocketKeywordClient::binaryMessages_areIgnored()

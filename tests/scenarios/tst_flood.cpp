@@ -54,7 +54,7 @@ void tst_Flood::millionEvents_areAllDeliveredWhileTheEventLoopTurns()
     QVERIFY2(figures.largestBatch < 10000, qPrintable(QString::number(figures.largestBatch)));
 #ifndef __SANITIZE_ADDRESS__ // which keeps what is freed for a while
     const qint64 growth = figures.residentHighest - figures.residentBefore;
-    QVERIFY2(growth < 16 * 1024 * 1024, qPrintable(QString::number(growth)));
+    QVERIFY2(growth < 16LL * 1024 * 1024, qPrintable(QString::number(growth)));
 #endif
 }
 

@@ -25,7 +25,7 @@ using namespace std::chrono_literals;
 namespace {
 
 // What a server keeps ready for the connection: enough that it never runs dry.
-constexpr qint64 sendBufferSize = 1024 * 1024;
+constexpr qint64 sendBufferSize = 1024LL * 1024;
 constexpr auto memoryInterval = 20ms;
 
 QString keywordName(int i)

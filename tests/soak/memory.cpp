@@ -24,7 +24,7 @@ Memory Memory::now()
 #endif
 #if defined(__GLIBC__) && (__GLIBC__ > 2 || __GLIBC_MINOR__ >= 33)
     const struct mallinfo2 info = ::mallinfo2();
-    memory.heap = qint64(info.uordblks + info.hblkhd);
+    memory.heap = qint64(info.uordblks) + qint64(info.hblkhd);
 #endif
     return memory;
 }

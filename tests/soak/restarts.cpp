@@ -82,7 +82,8 @@ bool soakRestarts(int restarts, int clientCount, const QString &simulator, Repor
         if (before.resident == 0)
             before = memory;
         report->line(elapsed.elapsed() / 1000, " s: ", recovered, " recoveries, ", failures.size(),
-                     " failures, ", memory.resident / 1024, " KiB resident");
+                     " failures, ", memory.resident / 1024, " KiB resident, ", memory.heap / 1024,
+                     " KiB allocated");
     });
     progress.start(progressInterval);
     QCoreApplication::exec();
@@ -120,6 +121,8 @@ bool soakRestarts(int restarts, int clientCount, const QString &simulator, Repor
         {QStringLiteral("failures"), QJsonArray::fromStringList(failures)},
         {QStringLiteral("residentKiBEarly"), before.resident / 1024},
         {QStringLiteral("residentKiBLate"), after.resident / 1024},
+        {QStringLiteral("allocatedKiBEarly"), before.heap / 1024},
+        {QStringLiteral("allocatedKiBLate"), after.heap / 1024},
     };
     return passed;
 }
