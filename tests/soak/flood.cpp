@@ -12,6 +12,7 @@
 #include <QtCore/QEventLoop>
 #include <QtCore/QThread>
 #include <QtCore/QTimer>
+#include <QtNetwork/QTcpSocket>
 #include <QtWebSockets/QWebSocket>
 #include <QtWebSockets/QWebSocketServer>
 
@@ -24,8 +25,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// What a server keeps ready for the connection: enough that it never runs dry.
-constexpr qint64 sendBufferSize = 1024LL * 1024;
+// What a server keeps ready for the connection, in its own memory and in the system's: enough that
+// it never runs dry, and not so much that a pong waits behind it for the seconds of the keep-alive.
+constexpr int sendBufferSize = 256 * 1024;
 constexpr auto memoryInterval = 20ms;
 
 QString keywordName(int i)
@@ -44,6 +46,10 @@ public:
         connect(&server, &QWebSocketServer::newConnection, this, [this] {
             socket = server.nextPendingConnection();
             socket->setParent(this);
+            const auto connections = findChildren<QTcpSocket *>(); // below one or the other
+            for (QTcpSocket *const connection : connections)
+                connection->setSocketOption(QAbstractSocket::SendBufferSizeSocketOption,
+                                            sendBufferSize);
             connect(socket, &QWebSocket::textMessageReceived, this, [this] {
                 if (++creates == this->options.keywords)
                     send();

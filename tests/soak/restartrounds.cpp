@@ -13,6 +13,9 @@ namespace {
 // How long an outage lasts at most once the client has noticed: beyond the first retry.
 constexpr auto longestDowntime = 1500ms;
 constexpr auto intruderPollInterval = 100ms;
+constexpr auto pulseInterval = 100ms;
+constexpr qint64 stall = 1000; // milliseconds; a ping takes several turns of the event loop
+constexpr qint64 stallMemory = 10000; // milliseconds: two ticks of the keep-alive
 
 // Slow ones (found by the keep-alive alone) and quick ones take turns.
 constexpr Outage sequence[outageCount] = {
@@ -39,6 +42,12 @@ RestartRounds::RestartRounds(const Options &options, QObject *parent)
     patience.setSingleShot(true);
     connect(&patience, &QTimer::timeout, this,
             [this] { fail(QStringLiteral("no recovery in time")); });
+    connect(&pulse, &QTimer::timeout, this, [this] {
+        if (sincePulse.restart() > stall)
+            sinceStall.start();
+    });
+    sincePulse.start();
+    pulse.start(pulseInterval);
 }
 
 RestartRounds::~RestartRounds()
@@ -104,8 +113,26 @@ void RestartRounds::onConnectedChanged()
         expect(Phase::Down, stage + 1);
         QTimer::singleShot(0, this, &RestartRounds::onLost); // by then everybody is told
     } else if ((phase == Phase::Recovering || phase == Phase::Writing) && !client.connected()) {
-        fail(QStringLiteral("connection lost without a reason"));
+        onUnexpectedLoss();
+    } else if (phase == Phase::Writing) {
+        QTimer::singleShot(0, this, &RestartRounds::writeAll); // what was on its way is lost
     }
+}
+
+void RestartRounds::onUnexpectedLoss()
+{
+    const bool stalled = sincePulse.elapsed() > stall
+        || (sinceStall.isValid() && sinceStall.elapsed() < stallMemory);
+    if (stalled)
+        Q_EMIT lostByStall();
+    else
+        fail(QStringLiteral("connection lost without a reason"));
+}
+
+void RestartRounds::writeAll()
+{
+    for (int i = 0; i < options.keywords && phase == Phase::Writing; ++i)
+        proxies[size_t(i)]->update(host.value(i, stage));
 }
 
 void RestartRounds::onLost()
@@ -167,8 +194,7 @@ void RestartRounds::onAllArrived()
     case Phase::Recovering:
         Q_EMIT recovered(outageOf(round), sinceRestored.elapsed());
         expect(Phase::Writing, stage + 1);
-        for (int i = 0; i < options.keywords; ++i)
-            proxies[size_t(i)]->update(host.value(i, stage));
+        writeAll();
         break;
     case Phase::Writing:
         if (++round < rounds) {

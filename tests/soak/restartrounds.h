@@ -27,6 +27,10 @@ class PKeywordProxy;
     - lose the value of every keyword,
     - come back by itself with the value that each keyword has by then, and
     - be alive: a write to every keyword has to come back as its new value.
+
+    A connection that is lost without an outage is a failure, too, unless this process itself stood
+    still, on a busy machine: then the keep-alive may take a server for dead that had no chance to
+    answer, as it lives in the same process. The client has to recover from that all the same.
 */
 class RestartRounds : public QObject
 {
@@ -50,6 +54,7 @@ public:
 Q_SIGNALS:
     // A recovery takes from the moment when there is a server again to the last fresh value.
     void recovered(Outage outage, qint64 milliseconds);
+    void lostByStall();
     void finished();
     void failed(const QString &what);
 
@@ -71,6 +76,8 @@ private:
     void expect(Phase phase, qint64 stage);
     void onAllArrived();
     void strike();
+    void onUnexpectedLoss();
+    void writeAll();
     void fail(const QString &what);
     QString whatIsWrong() const;
 
@@ -86,6 +93,9 @@ private:
     int round = 0;
     int rounds = 0;
     QTimer patience;
+    QTimer pulse; // shows when the event loop stands still
+    QElapsedTimer sincePulse;
+    QElapsedTimer sinceStall;
     QElapsedTimer sinceRestored;
     QRandomGenerator random;
 };

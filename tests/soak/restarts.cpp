@@ -41,6 +41,7 @@ bool soakRestarts(int restarts, int clientCount, const QString &simulator, Repor
 
     Figures figures[outageCount];
     int recovered = 0;
+    int stalls = 0;
     int running = clientCount;
     QStringList failures;
     QElapsedTimer elapsed;
@@ -62,6 +63,7 @@ bool soakRestarts(int restarts, int clientCount, const QString &simulator, Repor
                              figure.total += took;
                              figure.longest = std::max(figure.longest, took);
                          });
+        QObject::connect(rounds, &RestartRounds::lostByStall, rounds, [&stalls] { ++stalls; });
         const auto stop = [&running] {
             if (--running == 0)
                 QCoreApplication::quit();
@@ -104,6 +106,8 @@ bool soakRestarts(int restarts, int clientCount, const QString &simulator, Repor
                                   {QStringLiteral("longestMs"), figure.longest}});
     }
     report->line();
+    if (stalls > 0)
+        report->line(stalls, " connections lost besides, because this process stood still");
     const Memory after = Memory::now();
     const bool passed = failures.isEmpty() && recovered == restarts;
     report->line(passed ? "PASSED: " : "FAILED: ", recovered, " of ", restarts,
@@ -118,6 +122,7 @@ bool soakRestarts(int restarts, int clientCount, const QString &simulator, Repor
         {QStringLiteral("keywordsPerClient"), keywordCount},
         {QStringLiteral("seconds"), elapsed.elapsed() / 1000},
         {QStringLiteral("outages"), table},
+        {QStringLiteral("lostByStall"), stalls},
         {QStringLiteral("failures"), QJsonArray::fromStringList(failures)},
         {QStringLiteral("residentKiBEarly"), before.resident / 1024},
         {QStringLiteral("residentKiBLate"), after.resident / 1024},
