@@ -10,6 +10,7 @@
 #include <QtCore/QTimer>
 #include <QtCore/QTimerEvent>
 #include <QtCore/QUrl>
+#include <QtNetwork/QTcpSocket>
 #include <QtWebSockets/QWebSocket>
 
 #include <chrono>
@@ -25,10 +26,28 @@ Q_LOGGING_CATEGORY(lcWebSocketClient, "pellixclient.keyword.websocketclient", Qt
 
 constexpr auto keepAliveInterval = 5000ms;
 constexpr auto reconnectInterval = 1000ms;
+constexpr int receiveBufferSize = 128 * 1024;
 
 QUrl tolerantUrl(const QString &address)
 {
     return QUrl(address, QUrl::TolerantMode);
+}
+
+/*
+    What the system holds ready of a connection is handled in one go, before the event loop turns
+    again. Linux lets that grow to many megabytes (net.ipv4.tcp_rmem) when a server sends faster
+   than the client reads: seconds without a frame, and a pong that waits behind it all until the
+    keep-alive takes the server for dead. With a fixed size it is the server that has to wait.
+
+    Limiting what QWebSocket reads at a time is no way: a frame above that limit would never arrive.
+*/
+void limitReceiveBuffer(const QWebSocket *socket)
+{
+    // QWebSocket does not offer the option; the connection below it is its child.
+    const auto connections = socket->findChildren<QTcpSocket *>(Qt::FindDirectChildrenOnly);
+    for (QTcpSocket *const connection : connections)
+        connection->setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption,
+                                    receiveBufferSize);
 }
 
 /*
@@ -179,6 +198,10 @@ PWebSocketKeywordClient::PWebSocketKeywordClient(QObject *parent)
                 const Socket::InUse inUse(socket);
                 qCDebug(lcWebSocketClient) << "state:" << state;
                 d->attemptFailed = false;
+                if (state == QAbstractSocket::ConnectedState) {
+                    limitReceiveBuffer(socket);
+                    d->pingOutstanding = false; // an earlier connection's, which nobody answers
+                }
                 publisher()->setActive(state == QAbstractSocket::ConnectedState);
             });
     connect(socket, &QWebSocket::pong, this, [this] { d->pingOutstanding = false; });

@@ -95,7 +95,7 @@ install_prerequisites() {
     done
 }
 
-# build PRESET [cmake options...]: configures and builds build/PRESET.
+# build PRESET [cmake options...]: configures and builds build/PRESET, or only $build_target of it.
 build() {
     local preset=$1
     shift
@@ -110,5 +110,5 @@ build() {
         cat "$log" >&2
         die "configuring failed"
     }
-    cmake --build --preset "$preset" || die "the build failed"
+    cmake --build --preset "$preset" ${build_target:+--target "$build_target"} || die "the build failed"
 }

@@ -170,6 +170,7 @@ private Q_SLOTS:
     void sendCommand_sendsOneTextMessagePerCommand();
     void sendCommand_withoutConnectionReturnsTrueAndLogs();
     void textMessages_reachTheVirtualReaderUnchanged();
+    void textMessages_mayBeMuchLargerThanTheReceiveBuffer();
     void binaryMessages_areIgnored();
     void autoReconnect_startsOneTimer();
     void autoReconnect_connectsAfterOneSecond();
@@ -183,6 +184,7 @@ private Q_SLOTS:
     void connected_followsThePublisher();
     void keepAlive_dropsASilentServer();
     void keepAlive_keepsAnAnsweringServer();
+    void keepAlive_expectsNoPongForAnEarlierConnectionsPing();
     void handlers_mayDeleteTheClient_data();
     void handlers_mayDeleteTheClient();
     void handlers_mayDeleteTheClientInANestedLoop();
@@ -463,6 +465,24 @@ void tst_WebSocketKeywordClient::textMessages_reachTheVirtualReaderUnchanged()
     QCOMPARE(client.messages.at(2), QByteArray("end"));
 }
 
+void tst_WebSocketKeywordClient::textMessages_mayBeMuchLargerThanTheReceiveBuffer()
+{
+    constexpr int length = 64 * 1024 * 1024;
+    Server server;
+    VirtualReader client;
+    client.setUrls({server.url()});
+    QTRY_VERIFY(client.connected());
+    QTRY_COMPARE(server.sockets.size(), 1);
+    server.last()->setOutgoingFrameSize(length); // in one piece
+
+    server.last()->sendTextMessage(QString(length, QLatin1Char('x')));
+    server.last()->sendTextMessage(QStringLiteral("end"));
+
+    QTRY_COMPARE_WITH_TIMEOUT(client.messages.size(), 2, 30000);
+    QVERIFY(client.messages.at(0) == QByteArray(length, 'x'));
+    QCOMPARE(client.messages.at(1), QByteArray("end"));
+}
+
 void tst_WebSocketKeywordClient::binaryMessages_areIgnored()
 {
     Server server;
@@ -741,6 +761,26 @@ void tst_WebSocketKeywordClient::keepAlive_keepsAnAnsweringServer()
 
     QVERIFY(client.connected());
     QCOMPARE(connected.count(), 1);
+}
+
+void tst_WebSocketKeywordClient::keepAlive_expectsNoPongForAnEarlierConnectionsPing()
+{
+    SilentServer silent, otherSilent;
+    Server server;
+    PWebSocketKeywordClient client, witness; // their ticks come in this order
+    client.setUrls({silent.url()});
+    witness.setUrls({otherSilent.url()});
+    QTRY_VERIFY(client.connected() && witness.connected());
+    silent.request.clear();
+    QTRY_VERIFY_WITH_TIMEOUT(!silent.request.isEmpty(), 10000); // the ping
+
+    client.setUrls({server.url()});
+    QTRY_VERIFY(client.connected());
+    QSignalSpy connected(&client, &PWebSocketKeywordClient::connectedChanged);
+    QTRY_VERIFY_WITH_TIMEOUT(!witness.connected(), 10000); // the next tick
+
+    QVERIFY(client.connected());
+    QCOMPARE(connected.count(), 0);
 }
 
 void tst_WebSocketKeywordClient::handlers_mayDeleteTheClient_data()

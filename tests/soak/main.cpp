@@ -1,0 +1,107 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "tests/soak/floodrun.h"
+#include "tests/soak/mixedload.h"
+#include "tests/soak/restarts.h"
+
+#include <QtCore/QCommandLineParser>
+#include <QtCore/QLoggingCategory>
+#include <QtGui/QGuiApplication>
+
+#include <cstdio>
+
+namespace {
+
+int fail(const QString &text)
+{
+    std::fprintf(stderr, "soak: %s\n", qPrintable(text));
+    return 2;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("soak"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Runs the library for long against servers that come and go.\n"
+                       "Ends with 0 when all went well, 1 when not, and 2 when not understood."));
+    parser.addHelpOption();
+    const QCommandLineOption restartsOption(QStringLiteral("restarts"),
+                                            QStringLiteral("Recover from <count> restarts."),
+                                            QStringLiteral("count"));
+    const QCommandLineOption clientsOption(QStringLiteral("clients"),
+                                           QStringLiteral("With --restarts: by <count> clients at "
+                                                          "the same time; 28 by default."),
+                                           QStringLiteral("count"), QStringLiteral("28"));
+    const QCommandLineOption minutesOption(QStringLiteral("minutes"),
+                                           QStringLiteral("Run a mixed load for <count> minutes."),
+                                           QStringLiteral("count"));
+    const QCommandLineOption floodOption(QStringLiteral("flood"),
+                                         QStringLiteral("Take events as fast as a server can send "
+                                                        "them."));
+    const QCommandLineOption eventsOption(QStringLiteral("events"),
+                                          QStringLiteral("With --flood: <count> events, rounded up "
+                                                         "to full ten thousands; 1000000 by "
+                                                         "default."),
+                                          QStringLiteral("count"), QStringLiteral("1000000"));
+    const QCommandLineOption reportOption(QStringLiteral("report"),
+                                          QStringLiteral("Write the figures to <file> as JSON."),
+                                          QStringLiteral("file"));
+    parser.addOptions(
+        {restartsOption, clientsOption, minutesOption, floodOption, eventsOption, reportOption});
+    if (!parser.parse(QCoreApplication::arguments()))
+        return fail(parser.errorText());
+    if (parser.isSet(QStringLiteral("help")))
+        parser.showHelp();
+    if (!parser.positionalArguments().isEmpty())
+        return fail(QStringLiteral("unexpected argument: ")
+                    + parser.positionalArguments().constFirst());
+
+    const int modes =
+        parser.isSet(restartsOption) + parser.isSet(minutesOption) + parser.isSet(floodOption);
+    if (modes != 1)
+        return fail(QStringLiteral("one of --restarts, --minutes and --flood is needed"));
+    if (parser.isSet(clientsOption) && !parser.isSet(restartsOption))
+        return fail(QStringLiteral("--clients goes with --restarts"));
+    if (parser.isSet(eventsOption) && !parser.isSet(floodOption))
+        return fail(QStringLiteral("--events goes with --flood"));
+
+    QString error;
+    const auto count = [&](const QCommandLineOption &option, int most) {
+        bool isNumber = false;
+        const int number = parser.value(option).toInt(&isNumber);
+        if (!isNumber || number < 1 || number > most)
+            error = QStringLiteral("--%1: not a number from 1 to %2: %3")
+                        .arg(option.names().constFirst())
+                        .arg(most)
+                        .arg(parser.value(option));
+        return number;
+    };
+
+    // Lost connections are logged as warnings, and here they are lost on purpose.
+    QLoggingCategory::setFilterRules(QStringLiteral("pellixclient.keyword.websocketclient=false"));
+
+    const int restarts = parser.isSet(restartsOption) ? count(restartsOption, 10000000) : 0;
+    const int minutes = parser.isSet(minutesOption) ? count(minutesOption, 100000) : 0;
+    const int clients = count(clientsOption, 200);
+    const int events = count(eventsOption, 1000000000);
+    Report report;
+    if (!error.isEmpty()
+        || (parser.isSet(reportOption) && !report.open(parser.value(reportOption), &error)))
+        return fail(error);
+
+    const bool passed = restarts
+        ? soakRestarts(restarts, clients, QStringLiteral(SIMULATOR_PROGRAM), &report)
+        : minutes ? soakMixedLoad(minutes, &report)
+                  : soakFlood(events, &report);
+    if (!report.save(&error))
+        return fail(error);
+    return passed ? 0 : 1;
+}
