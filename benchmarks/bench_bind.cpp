@@ -1,11 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+#include "benchmarks/eventtext.h"
 #include "binding/keywordproxy.h"
 #include "client/inprocesskeywordclient.h"
 #include "client/keywordclient.h"
 
 #include <benchmark/benchmark.h>
+
+#include <malloc.h>
 
 #include <memory>
 #include <vector>
@@ -43,7 +46,7 @@ void bindAndDestroy(benchmark::State &state)
     const auto count = size_t(state.range(0));
     std::vector<QString> names;
     for (size_t i = 0; i < count; ++i)
-        names.push_back(QStringLiteral("/plant/line3/motor%1/speed").arg(i));
+        names.push_back(keywordName(int(i)));
     PKeywordClient client;
     for (auto _ : state) {
         std::vector<std::unique_ptr<PKeywordProxy>> proxies(count);
@@ -63,7 +66,7 @@ void bindAndDestroyWithCommands(benchmark::State &state)
     const auto count = size_t(state.range(0));
     std::vector<QString> names;
     for (size_t i = 0; i < count; ++i)
-        names.push_back(QStringLiteral("/plant/line3/motor%1/speed").arg(i));
+        names.push_back(keywordName(int(i)));
     PInProcessKeywordClient client;
     for (auto _ : state) {
         std::vector<std::unique_ptr<PKeywordProxy>> proxies(count);
@@ -76,5 +79,45 @@ void bindAndDestroyWithCommands(benchmark::State &state)
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 BENCHMARK(bindAndDestroyWithCommands)->Arg(1000)->Unit(benchmark::kMicrosecond);
+
+// What a bound keyword occupies, and what the floor does.
+size_t bytesInUse()
+{
+    const struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
+void memoryOfTwoObjectsWithThreeConnections(benchmark::State &state)
+{
+    const auto count = size_t(state.range(0));
+    for (auto _ : state) {
+        std::vector<std::unique_ptr<Pair>> pairs(count);
+        const size_t before = bytesInUse();
+        for (auto &pair : pairs)
+            pair = std::make_unique<Pair>();
+        state.counters["bytes"] = double(bytesInUse() - before) / double(count);
+    }
+}
+BENCHMARK(memoryOfTwoObjectsWithThreeConnections)->Arg(100000)->Iterations(1);
+
+void memoryOfBoundKeywords(benchmark::State &state)
+{
+    const auto count = size_t(state.range(0));
+    std::vector<QString> names;
+    for (size_t i = 0; i < count; ++i)
+        names.push_back(keywordName(int(i)));
+    for (auto _ : state) {
+        PKeywordClient client;
+        std::vector<std::unique_ptr<PKeywordProxy>> proxies(count);
+        const size_t before = bytesInUse();
+        for (size_t i = 0; i < count; ++i) {
+            proxies[i] = std::make_unique<PKeywordProxy>();
+            proxies[i]->setClient(&client);
+            proxies[i]->setKeyword(names[i]);
+        }
+        state.counters["bytes"] = double(bytesInUse() - before) / double(count);
+    }
+}
+BENCHMARK(memoryOfBoundKeywords)->Arg(100000)->Iterations(1);
 
 } // namespace

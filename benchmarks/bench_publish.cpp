@@ -37,6 +37,27 @@ void signalToFunctors(benchmark::State &state)
 }
 BENCHMARK(signalToFunctors)->Arg(1)->Arg(10)->Arg(1000);
 
+// What each subscriber of its own makes of that: as many signals, each of one object and connected
+// to one functor.
+void signalsToFunctors(benchmark::State &state)
+{
+    std::vector<std::unique_ptr<Emitter>> emitters;
+    int received = 0;
+    for (int i = 0; i < state.range(0); ++i) {
+        emitters.push_back(std::make_unique<Emitter>());
+        QObject::connect(emitters.back().get(), &Emitter::value, emitters.back().get(),
+                         [&](const QVariant &) { ++received; });
+    }
+    const QVariant value(1.5);
+    for (auto _ : state) {
+        for (const auto &emitter : emitters)
+            Q_EMIT emitter->value(value);
+    }
+    benchmark::DoNotOptimize(received);
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(signalsToFunctors)->Arg(1)->Arg(10)->Arg(1000);
+
 void publishToSubscribers(benchmark::State &state)
 {
     PPublisher publisher;

@@ -1,12 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+#include "benchmarks/eventtext.h"
 #include "binding/keywordproxy.h"
 #include "client/inprocesskeywordclient.h"
 
 #include <QtCore/QHash>
-#include <QtCore/QJsonDocument>
-#include <QtCore/QJsonObject>
 
 #include <benchmark/benchmark.h>
 
@@ -17,47 +16,13 @@ using namespace pellix::client;
 
 namespace {
 
-QByteArray event(const QString &keyword, double value)
-{
-    return QStringLiteral(
-               R"({"cmd":"keyEvent","payload":{"connected":true,"consistent":true,)"
-               R"("error":false,"keyword":"%1","online":true,"type":"double","value":%2}})")
-        .arg(keyword)
-        .arg(value, 0, 'f', 4)
-        .toUtf8();
-}
-
-QString keywordName(int i)
-{
-    return QStringLiteral("/plant/line3/motor%1/speed").arg(i);
-}
-
-// Texts for every keyword, twice with different values, so that each event is a change.
-std::vector<QByteArray> events(int keywords)
-{
-    std::vector<QByteArray> texts;
-    for (int i = 0; i < keywords; ++i)
-        texts.push_back(event(keywordName(i), 1234.5678 + i));
-    for (int i = 0; i < keywords; ++i)
-        texts.push_back(event(keywordName(i), 8765.4321 + i));
-    return texts;
-}
-
 // Floor: decode the text and read the seven fields.
 void decodeAndRead(benchmark::State &state)
 {
-    const std::vector<QByteArray> texts = events(int(state.range(0)));
+    const std::vector<QByteArray> texts = eventTexts(int(state.range(0)));
     size_t next = 0;
     for (auto _ : state) {
-        const QJsonObject message = QJsonDocument::fromJson(texts[next]).object();
-        const QJsonObject payload = message.value(QLatin1String("payload")).toObject();
-        benchmark::DoNotOptimize(payload.value(QLatin1String("keyword")).toString());
-        benchmark::DoNotOptimize(payload.value(QLatin1String("value")).toVariant());
-        benchmark::DoNotOptimize(payload.value(QLatin1String("type")).toString());
-        benchmark::DoNotOptimize(payload.value(QLatin1String("connected")).toBool());
-        benchmark::DoNotOptimize(payload.value(QLatin1String("online")).toBool());
-        benchmark::DoNotOptimize(payload.value(QLatin1String("consistent")).toBool());
-        benchmark::DoNotOptimize(payload.value(QLatin1String("error")).toBool());
+        decodeAndReadFields(texts[next]);
         next = next + 1 == texts.size() ? 0 : next + 1;
     }
 }
@@ -66,7 +31,7 @@ BENCHMARK(decodeAndRead)->Arg(1)->Arg(10)->Arg(1000)->Arg(100000);
 void receiveToValueChanged(benchmark::State &state)
 {
     const int keywords = int(state.range(0));
-    const std::vector<QByteArray> texts = events(keywords);
+    const std::vector<QByteArray> texts = eventTexts(keywords);
     PInProcessKeywordClient client;
     std::vector<std::unique_ptr<PKeywordProxy>> proxies;
     qint64 changes = 0;

@@ -8,6 +8,7 @@
 #include "pubsub/deletionwatch_p.h"
 #include "pubsub/publisher.h"
 #include "pubsub/subscriber.h"
+#include "pubsub/subscriberlistener_p.h"
 
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QPointer>
@@ -23,9 +24,17 @@ const QLatin1String labelPostfix("/Label");
 
 } // namespace
 
-class PKeywordProxy::Private
+class PKeywordProxy::Private final : public SubscriberListener
 {
 public:
+    explicit Private(PKeywordProxy *q) : q(q) { }
+
+    void onActiveChanged() override { q->resetSubscription(); }
+    void onPublisherActiveChanged() override { q->resetSubscription(); }
+    void onValue(const QVariant &value) override { q->onSubscriberValue(value); }
+
+    PKeywordProxy *const q;
+
     // Owned by whoever made them; when they go first, they read as not set.
     QPointer<PKeywordClient> client;
     PSubscriber subscriber;
@@ -169,12 +178,9 @@ public:
 /*!
     Constructs a proxy that is bound to nothing. \a parent owns it, if given.
 */
-PKeywordProxy::PKeywordProxy(QObject *parent) : QObject(parent), d(std::make_unique<Private>())
+PKeywordProxy::PKeywordProxy(QObject *parent) : QObject(parent), d(std::make_unique<Private>(this))
 {
-    connect(&d->subscriber, &PSubscriber::activeChanged, this, &PKeywordProxy::resetSubscription);
-    connect(&d->subscriber, &PSubscriber::publisherActiveChanged, this,
-            &PKeywordProxy::resetSubscription);
-    connect(&d->subscriber, &PSubscriber::valueChanged, this, &PKeywordProxy::onSubscriberValue);
+    SubscriberListener::listen(d->subscriber, d.get());
 }
 
 /*!
@@ -185,7 +191,7 @@ PKeywordProxy::~PKeywordProxy()
     // Leaving the keyword tells the server, whose handlers may come back here: not to a proxy that
     // is half gone.
     d->dying = true;
-    disconnect(&d->subscriber, nullptr, this, nullptr);
+    SubscriberListener::listen(d->subscriber, nullptr);
     d->subscriber.setPublisher(nullptr);
 }
 

@@ -61,7 +61,7 @@ void PPublisher::Private::Delivery::run()
         if (subscription->joined > lastToServe)
             break; // it and all behind it joined during this delivery
         advance();
-        Q_EMIT subscription->q->valueChanged(value);
+        subscription->deliver(value);
     }
 }
 

@@ -20,7 +20,10 @@ void PSubscriber::Private::announceActive()
     if (announcedActive == active())
         return;
     announcedActive = !announcedActive;
-    Q_EMIT q->activeChanged();
+    if (listener)
+        listener->onActiveChanged();
+    else
+        Q_EMIT q->activeChanged();
 }
 
 void PSubscriber::Private::announcePublisherActive()
@@ -28,7 +31,23 @@ void PSubscriber::Private::announcePublisherActive()
     if (announcedPublisherActive == publisherActive())
         return;
     announcedPublisherActive = !announcedPublisherActive;
-    Q_EMIT q->publisherActiveChanged();
+    if (listener)
+        listener->onPublisherActiveChanged();
+    else
+        Q_EMIT q->publisherActiveChanged();
+}
+
+void PSubscriber::Private::deliver(const QVariant &value)
+{
+    if (listener)
+        listener->onValue(value);
+    else
+        Q_EMIT q->valueChanged(value);
+}
+
+void SubscriberListener::listen(PSubscriber &subscriber, SubscriberListener *listener)
+{
+    subscriber.d->listener = listener;
 }
 
 /*!

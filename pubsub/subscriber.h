@@ -38,6 +38,7 @@ Q_SIGNALS:
 
 private:
     friend class PPublisher;
+    friend class SubscriberListener;
 
     class Private;
     const std::unique_ptr<Private> d;

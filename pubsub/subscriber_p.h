@@ -6,6 +6,7 @@
 #include "pubsub/deletionwatch_p.h"
 #include "pubsub/intrusivelist_p.h"
 #include "pubsub/subscriber.h"
+#include "pubsub/subscriberlistener_p.h"
 
 namespace pellix::client {
 
@@ -19,8 +20,10 @@ public:
 
     void announceActive();
     void announcePublisherActive();
+    void deliver(const QVariant &value);
 
     PSubscriber *const q;
+    SubscriberListener *listener = nullptr; // hears everything in place of the signals
     PPublisher *publisher = nullptr;
     QString topic;
 

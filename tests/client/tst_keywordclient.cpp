@@ -15,6 +15,8 @@
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
+#include <limits>
+
 using namespace pellix::client;
 
 Q_DECLARE_METATYPE(pellix::client::PKeywordValueType)
@@ -55,6 +57,7 @@ private Q_SLOTS:
     void sendKeyUpdate_buildsTheCommand_data();
     void sendKeyUpdate_buildsTheCommand();
     void sendKeyDestroy_buildsTheCommand();
+    void commands_areWrittenAsADocumentIs();
     void emptyKeyword_isRefused();
     void refusingTransport_isReported();
     void sendKeyIndex_buildsTheCommand_data();
@@ -225,6 +228,54 @@ void tst_KeywordClient::sendKeyDestroy_buildsTheCommand()
     RecordingClient client;
     QVERIFY(client.sendKeyDestroy(q("/a/b")));
     QCOMPARE(client.taken(), q(R"({"cmd":"keyDestroy","payload":{"keyword":"/a/b"}})"));
+}
+
+void tst_KeywordClient::commands_areWrittenAsADocumentIs()
+{
+    // Each of the first characters, what JSON escapes, and what is no valid text.
+    QStringList keywords;
+    for (char16_t code = 0; code < 0x180; ++code)
+        keywords << q("/a") + QChar(code) + q("b");
+    keywords << q("\"") << q("\\") << q("/\xC3\xA4/\xF0\x9F\x94\xA5") << QString(QChar(0xd83d))
+             << QString(QChar(0xde00)) + QChar(0xd83d) << QString(QChar(0xffff))
+             << QString(5000, QChar(u'x'));
+    const auto document = [](const QString &command, const QJsonObject &payload) {
+        return QString::fromUtf8(
+            QJsonDocument(QJsonObject {{q("cmd"), command}, {q("payload"), payload}})
+                .toJson(QJsonDocument::Compact));
+    };
+
+    RecordingClient client;
+    for (const QString &keyword : std::as_const(keywords)) {
+        const QJsonArray children {keyword, q("plain")};
+        client.sendKeyCreate(keyword, {keyword, q("plain")}, PKeywordAggregation::Sum);
+        QCOMPARE(client.taken(),
+                 document(q("keyCreateOrUpdate"),
+                          {{q("keyword"), keyword},
+                           {q("children"), children},
+                           {q("aggregation"), q("sum")}}));
+        client.sendKeyUpdateRelative(keyword, keyword);
+        QCOMPARE(client.taken(),
+                 document(q("keyUpdate"),
+                          {{q("keyword"), keyword},
+                           {q("value"), keyword},
+                           {q("valueChangeMode"), q("relative")}}));
+        client.sendKeyDestroy(keyword);
+        QCOMPARE(client.taken(), document(q("keyDestroy"), {{q("keyword"), keyword}}));
+    }
+    const QVariantList values {true,
+                               -0.0,
+                               1e300,
+                               std::numeric_limits<double>::quiet_NaN(),
+                               Q_INT64_C(9007199254740993),
+                               QVariant(),
+                               QVariantMap {{q("b"), 1}, {q("a"), QVariantList {1, q("]")}}}};
+    for (const QVariant &value : values) {
+        client.sendKeyUpdate(q("/a"), value);
+        QCOMPARE(client.taken(),
+                 document(q("keyUpdate"),
+                          {{q("keyword"), q("/a")}, {q("value"), QJsonValue::fromVariant(value)}}));
+    }
 }
 
 void tst_KeywordClient::emptyKeyword_isRefused()

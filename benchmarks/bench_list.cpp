@@ -1,0 +1,156 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "benchmarks/eventtext.h"
+#include "client/inprocesskeywordclient.h"
+#include "models/keywordqueryfilterproxymodel.h"
+#include "models/keywordquerymodel.h"
+
+#include <QtCore/QAbstractListModel>
+#include <QtCore/QSortFilterProxyModel>
+
+#include <memory>
+#include <vector>
+
+using namespace pellix::client;
+
+namespace {
+
+// A client whose server is this object: it answers when it is told to.
+class Listing
+{
+public:
+    explicit Listing(int count)
+    {
+        QObject::connect(&client, &PInProcessKeywordClient::sendToServer, &client,
+                         [this](const QByteArray &command) {
+                             if (command.startsWith(R"({"cmd":"keyIndex")")) {
+                                 uuid = QJsonDocument::fromJson(command)
+                                            .object()[QLatin1String("payload")]
+                                            .toObject()[QLatin1String("uuid")]
+                                            .toString()
+                                            .toUtf8();
+                             }
+                         });
+        for (int i = 0; i < count; ++i) {
+            children += i > 0 ? "," : "";
+            children += R"({"name":"/list/child)" + QByteArray::number(i) + R"(","type":"double"})";
+        }
+        for (int i = 0; i < 2 * count; ++i) {
+            // Other labels in the second half, and none in the order of the children.
+            labels.push_back(
+                QByteArray(R"({"cmd":"keyEvent","payload":{"connected":true,"consistent":true,)"
+                           R"("error":false,"keyword":"/list/child)")
+                + QByteArray::number(i % count)
+                + R"(/Label","online":true,"type":"string","value":"Label )"
+                + QByteArray::number(qint64(i) * 7919 % (2 * count)) + "\"}}");
+        }
+        model.setKeywordClient(&client);
+    }
+
+    void list()
+    {
+        model.setKeyword(QStringLiteral("/list"));
+        client.receiveFromServer(R"({"cmd":"keyIndex","payload":{"request":{"uuid":")" + uuid
+                                 + R"("},"response":[)" + children + "]}}");
+    }
+
+    PInProcessKeywordClient client;
+    PKeywordQueryModel model;
+    std::vector<QByteArray> labels;
+
+private:
+    QByteArray uuid;
+    QByteArray children;
+};
+
+// An answer with so many children, one label for each, and giving up those of the answer before.
+void listAndLabel(benchmark::State &state)
+{
+    const auto count = int(state.range(0));
+    Listing listing(count);
+    for (auto _ : state) {
+        listing.list();
+        for (int i = 0; i < count; ++i)
+            listing.client.receiveFromServer(listing.labels[size_t(i)]);
+    }
+    if (listing.model.rowCount() != count)
+        state.SkipWithError("rows are missing");
+}
+BENCHMARK(listAndLabel)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+// A new label for one child after another.
+void labelArrives(benchmark::State &state)
+{
+    const auto count = int(state.range(0));
+    Listing listing(count);
+    listing.list();
+    size_t next = 0;
+    for (auto _ : state) {
+        listing.client.receiveFromServer(listing.labels[next]);
+        next = next + 1 == listing.labels.size() ? 0 : next + 1;
+    }
+}
+BENCHMARK(labelArrives)->Arg(1000)->Arg(100000);
+
+void filterAndSort(benchmark::State &state)
+{
+    const auto count = int(state.range(0));
+    Listing listing(count);
+    listing.list();
+    for (int i = 0; i < count; ++i)
+        listing.client.receiveFromServer(listing.labels[size_t(i)]);
+    for (auto _ : state) {
+        PKeywordQueryFilterProxyModel sorted;
+        sorted.setFilter(QStringLiteral("label 7"));
+        sorted.setSourceModel(&listing.model);
+        benchmark::DoNotOptimize(sorted.rowCount());
+    }
+}
+BENCHMARK(filterAndSort)->Arg(1000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+// The rows of the same names in the plainest of models.
+class Names : public QAbstractListModel
+{
+public:
+    explicit Names(const PKeywordQueryModel &model)
+    {
+        for (int row = 0; row < model.rowCount(); ++row)
+            names.append(model.data(model.index(row, 0), PKeywordQueryModel::NameRole).toString());
+    }
+    int rowCount(const QModelIndex &parent = {}) const override
+    {
+        return parent.isValid() ? 0 : int(names.size());
+    }
+    QVariant data(const QModelIndex &index, int role) const override
+    {
+        return role == Qt::DisplayRole && index.isValid() ? names.at(index.row()) : QVariant();
+    }
+
+private:
+    QStringList names;
+};
+
+// Floor: Qt's own model with a fixed text and its plain comparison.
+void plainFilterAndSort(benchmark::State &state)
+{
+    const auto count = int(state.range(0));
+    Listing listing(count);
+    listing.list();
+    for (int i = 0; i < count; ++i)
+        listing.client.receiveFromServer(listing.labels[size_t(i)]);
+    Names names(listing.model);
+    for (auto _ : state) {
+        QSortFilterProxyModel sorted;
+        sorted.setDynamicSortFilter(true);
+        sorted.setSortCaseSensitivity(Qt::CaseInsensitive);
+        sorted.setFilterCaseSensitivity(Qt::CaseInsensitive);
+        sorted.sort(0, Qt::AscendingOrder);
+        sorted.setFilterFixedString(QStringLiteral("label 7"));
+        sorted.setSourceModel(&names);
+        benchmark::DoNotOptimize(sorted.rowCount());
+    }
+}
+BENCHMARK(plainFilterAndSort)->Arg(1000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+} // namespace

@@ -1,0 +1,32 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "benchmarks/otherprocess.h"
+#include "benchmarks/ratioreporter.h"
+#include "module/pellixclientkeywordmodule.h"
+
+#include <QtCore/QLoggingCategory>
+#include <QtGui/QGuiApplication>
+
+#include <benchmark/benchmark.h>
+
+int main(int argc, char *argv[])
+{
+    QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false"));
+    if (argc > 2 && qstrcmp(argv[1], "--role") == 0) {
+        const QCoreApplication application(argc, argv);
+        const QStringList arguments = QCoreApplication::arguments();
+        return serveRole(arguments.at(2), arguments.mid(3));
+    }
+
+    const QGuiApplication application(argc, argv);
+    PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    RatioReporter reporter;
+    if (benchmark::RunSpecifiedBenchmarks(&reporter) == 0 || reporter.failed())
+        return 1;
+    benchmark::Shutdown();
+    return 0;
+}

@@ -1,0 +1,176 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "benchmarks/otherprocess.h"
+
+#include "benchmarks/eventtext.h"
+#include "simulator/keywordserver.h"
+#include "simulator/websocketkeywordserver.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QEventLoop>
+#include <QtCore/QSocketNotifier>
+#include <QtCore/QTextStream>
+#include <QtCore/QTimer>
+#include <QtNetwork/QHostAddress>
+#include <QtWebSockets/QWebSocket>
+#include <QtWebSockets/QWebSocketServer>
+
+#include <unistd.h>
+
+#include <memory>
+
+#ifdef HAVE_REMOTEOBJECTS
+int serveRemoteObjects(int count);
+#endif
+
+using namespace pellix::simulator;
+
+namespace {
+
+constexpr int startTime = 30000; // milliseconds
+constexpr int longestWait = 120000; // milliseconds
+constexpr qint64 mostWaitingBytes = 1 << 20;
+
+void announce(quint16 port)
+{
+    QTextStream(stdout) << port << Qt::endl;
+}
+
+// Sends so many events to whoever asks for them by writing the keyword /go, as fast as they are
+// taken.
+int serveEvents(int keywords)
+{
+    QStringList texts;
+    for (const QByteArray &text : eventTexts(keywords))
+        texts.append(QString::fromUtf8(text));
+    QWebSocketServer server(QStringLiteral("events"), QWebSocketServer::NonSecureMode);
+    if (!server.listen(QHostAddress::LocalHost, 0))
+        return 1;
+    QObject::connect(&server, &QWebSocketServer::newConnection, &server, [&server, &texts] {
+        QWebSocket *const socket = server.nextPendingConnection();
+        socket->setParent(&server);
+        auto left = std::make_shared<qint64>(0);
+        const auto send = [socket, &texts, left] {
+            while (*left > 0 && socket->bytesToWrite() < mostWaitingBytes)
+                socket->sendTextMessage(texts.at(qsizetype(--*left % texts.size())));
+        };
+        QObject::connect(socket, &QWebSocket::bytesWritten, socket, send);
+        QObject::connect(socket, &QWebSocket::disconnected, socket, &QObject::deleteLater);
+        QObject::connect(
+            socket, &QWebSocket::textMessageReceived, socket, [send, left](const QString &message) {
+                const QJsonObject payload = QJsonDocument::fromJson(message.toUtf8())
+                                                .object()[QLatin1String("payload")]
+                                                .toObject();
+                if (payload[QLatin1String("keyword")].toString() != QLatin1String("/go"))
+                    return;
+                *left = payload[QLatin1String("value")].toInteger();
+                send();
+            });
+    });
+    announce(server.serverPort());
+    return QCoreApplication::exec();
+}
+
+int serveEcho()
+{
+    QWebSocketServer server(QStringLiteral("echo"), QWebSocketServer::NonSecureMode);
+    if (!server.listen(QHostAddress::LocalHost, 0))
+        return 1;
+    const QString answer = QString::fromUtf8(eventText(keywordName(0), 1));
+    QObject::connect(&server, &QWebSocketServer::newConnection, &server, [&server, answer] {
+        QWebSocket *const socket = server.nextPendingConnection();
+        socket->setParent(&server);
+        QObject::connect(socket, &QWebSocket::textMessageReceived, socket,
+                         [socket, answer](const QString &) { socket->sendTextMessage(answer); });
+    });
+    announce(server.serverPort());
+    return QCoreApplication::exec();
+}
+
+int serveKeywords(int keywords)
+{
+    KeywordServer server;
+    for (int i = 0; i < keywords; ++i) {
+        server.declare(
+            {keywordName(i), QStringLiteral("double"), QStringLiteral("RW"), QString(), 1.5 + i});
+    }
+    WebSocketKeywordServer transport(&server);
+    if (!transport.listen(QHostAddress::LocalHost, 0))
+        return 1;
+    announce(transport.port());
+    return QCoreApplication::exec();
+}
+
+} // namespace
+
+OtherProcess::OtherProcess(const QString &role, const QStringList &arguments)
+{
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process.start(QCoreApplication::applicationFilePath(),
+                  QStringList {QStringLiteral("--role"), role} + arguments);
+    QElapsedTimer timer;
+    timer.start();
+    while (!process.canReadLine() && timer.elapsed() < startTime) {
+        if (!process.waitForReadyRead(startTime))
+            return;
+    }
+    port = process.readLine().trimmed().toUShort();
+}
+
+OtherProcess::~OtherProcess()
+{
+    process.closeWriteChannel(); // asks it to end
+    if (!process.waitForFinished(5000)) {
+        process.kill();
+        process.waitForFinished();
+    }
+}
+
+QString OtherProcess::url() const
+{
+    return QStringLiteral("ws://127.0.0.1:%1").arg(port);
+}
+
+int serveRole(const QString &role, const QStringList &arguments)
+{
+    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
+    QObject::connect(&input, &QSocketNotifier::activated, &input, [] {
+        char byte = 0;
+        if (read(STDIN_FILENO, &byte, 1) <= 0)
+            QCoreApplication::quit();
+    });
+    const int count = arguments.value(0).toInt();
+    if (role == QLatin1String("events"))
+        return serveEvents(count);
+    if (role == QLatin1String("echo"))
+        return serveEcho();
+    if (role == QLatin1String("keywords"))
+        return serveKeywords(count);
+#ifdef HAVE_REMOTEOBJECTS
+    if (role == QLatin1String("remoteobjects"))
+        return serveRemoteObjects(count);
+#endif
+    QTextStream(stderr) << "benchmarks: no role '" << role << "'" << Qt::endl;
+    return 1;
+}
+
+bool waitFor(const std::function<bool()> &condition)
+{
+    QElapsedTimer timer;
+    timer.start();
+    QTimer wake; // for the limit, where nothing else happens
+    wake.start(1000);
+    while (!condition()) {
+        if (timer.elapsed() > longestWait)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+    return true;
+}
+
+bool smokeRun()
+{
+    return qEnvironmentVariableIsSet("PELLIX_BENCHMARK_SMOKE");
+}

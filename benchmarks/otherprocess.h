@@ -1,0 +1,34 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QtCore/QProcess>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+#include <functional>
+
+// This program in another process and another role, which serves on a port of 127.0.0.1.
+class OtherProcess
+{
+public:
+    explicit OtherProcess(const QString &role, const QStringList &arguments = {});
+    ~OtherProcess();
+
+    bool isRunning() const { return port != 0; }
+    QString url() const;
+    quint16 port = 0;
+
+private:
+    QProcess process;
+};
+
+// The server sides. Each prints its port and serves until its standard input is closed.
+int serveRole(const QString &role, const QStringList &arguments);
+
+// Runs the event loop until the condition holds. Returns false if it does not within two minutes.
+bool waitFor(const std::function<bool()> &condition);
+
+// Whether this run is to show that the benchmarks work, with few events; its figures mean nothing.
+bool smokeRun();

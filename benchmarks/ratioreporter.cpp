@@ -1,0 +1,162 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "benchmarks/ratioreporter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+namespace {
+
+struct Row
+{
+    const char *work;
+    const char *measured;
+    const char *floor;
+    const char *goal;
+    // What one measured figure stands for: so many items, each of which the table shows.
+    double items = 1;
+    double floorItems = 1;
+    bool rate = false; // more is better, and the ratio is that of the rates
+};
+
+// A goal stands for a ratio of the measured figure to its floor.
+constexpr Row rows[] = {
+    {"event to valueChanged", "receiveToValueChanged/10", "decodeAndRead/10", "<= 1.25"},
+    {"  among 1 000 keywords", "receiveToValueChanged/1000", "decodeAndRead/1000", ""},
+    {"  among 100 000 keywords", "receiveToValueChanged/100000", "decodeAndRead/100000", ""},
+    {"  a bare hash look-up among 100 000, beside one among 10", "hashLookup/100000",
+     "hashLookup/10", ""},
+    {"publish to 1 subscriber, one signal", "publishToSubscribers/1", "signalToFunctors/1",
+     "<= 1.5"},
+    {"publish to 10, one signal", "publishToSubscribers/10", "signalToFunctors/10", "<= 1.5", 10,
+     10},
+    {"publish to 1 000, one signal", "publishToSubscribers/1000", "signalToFunctors/1000", "<= 1.5",
+     1000, 1000},
+    {"publish to 10, ten signals", "publishToSubscribers/10", "signalsToFunctors/10", "", 10, 10},
+    {"publish to 1 000, a thousand signals", "publishToSubscribers/1000", "signalsToFunctors/1000",
+     "", 1000, 1000},
+    {"publish among 100 000 topics, beside 10", "publishAmongTopics/100000",
+     "publishAmongTopics/10", ""},
+    {"bind and destroy, 1 000", "bindAndDestroy/1000", "twoObjectsWithThreeConnections/1000",
+     "<= 2", 1000, 1000},
+    {"bind and destroy, 100 000", "bindAndDestroy/100000", "twoObjectsWithThreeConnections/100000",
+     "<= 2", 100000, 100000},
+    {"bind one of 100 000, beside one of 1 000", "bindAndDestroy/100000", "bindAndDestroy/1000",
+     "<= 1.2", 100000, 1000},
+    {"  the floor likewise", "twoObjectsWithThreeConnections/100000",
+     "twoObjectsWithThreeConnections/1000", "", 100000, 1000},
+    {"bytes of a bound keyword", "memoryOfBoundKeywords/100000",
+     "memoryOfTwoObjectsWithThreeConnections/100000", "<= 1.5"},
+    {"events over a WebSocket", "socketEventsToKeywords", "socketEventsDecoded", ">= 0.8", 1, 1,
+     true},
+    {"  beside Qt Remote Objects", "socketEventsToKeywords", "remoteObjectChanges", ">= 1.5", 1, 1,
+     true},
+    {"write to event, median", "writeRoundTrip", "echoRoundTrip", "<= 1.5"},
+    {"write to event, 99th percentile", "writeRoundTrip/p99", "echoRoundTrip/p99", ""},
+    {"list and label a child of 10 000, beside 1 000", "listAndLabel/10000", "listAndLabel/1000",
+     "<= 1.3", 10000, 1000},
+    {"list and label a child of 100 000, beside 1 000", "listAndLabel/100000", "listAndLabel/1000",
+     "<= 1.3", 100000, 1000},
+    {"  two objects likewise", "twoObjectsWithThreeConnections/100000",
+     "twoObjectsWithThreeConnections/1000", "", 100000, 1000},
+    {
+        "label of a child of 100 000, beside 1 000",
+        "labelArrives/100000",
+        "labelArrives/1000",
+        "",
+    },
+    {"filter and sort 100 000 rows", "filterAndSort/100000", "plainFilterAndSort/100000", "<= 1.5"},
+    {"create 1 000 PKeywordPath", "createPaths/1000", "createPlainPaths/1000", "<= 2", 1000, 1000},
+    {"a frame with 1 000 changing texts", "frameOfBoundTexts/1000", "frameOfPlainTexts/1000",
+     "<= 1.3"},
+    {"reconnect with 10 000 keywords", "subscribeStorm/10000", "bareStorm/10000", "<= 2"},
+};
+
+const char *unit(const Row &row)
+{
+    if (row.rate)
+        return "/s";
+    return std::string(row.measured).rfind("memory", 0) == 0 ? "B" : "ns";
+}
+
+void printFigure(double value, const char *unit)
+{
+    if (std::isnan(value))
+        std::printf("%14s   ", "-");
+    else
+        std::printf("%14.1f %-2s", value, unit);
+}
+
+} // namespace
+
+bool RatioReporter::ReportContext(const Context &context)
+{
+    PrintBasicContext(&GetErrorStream(), context);
+    return true;
+}
+
+void RatioReporter::ReportRuns(const std::vector<Run> &runs)
+{
+    for (const Run &run : runs) {
+        if (run.run_type != Run::RT_Iteration)
+            continue;
+        const std::string name = run.run_name.function_name
+            + (run.run_name.args.empty() ? std::string() : '/' + run.run_name.args);
+        if (run.error_occurred) {
+            anyFailed = true;
+            std::fprintf(stderr, "%s: %s\n", name.c_str(), run.error_message.c_str());
+            continue;
+        }
+        const auto counter = [&run](const char *counter) {
+            const auto found = run.counters.find(counter);
+            return found == run.counters.end() ? std::numeric_limits<double>::quiet_NaN()
+                                               : found->second.value;
+        };
+        double figure = run.real_accumulated_time / double(run.iterations) * 1e9;
+        if (run.counters.count("bytes"))
+            figure = counter("bytes");
+        else if (run.counters.count("per_second"))
+            figure = counter("per_second");
+        else if (run.counters.count("p50"))
+            figure = counter("p50");
+        figures[name].push_back(figure);
+        if (run.counters.count("p99"))
+            figures[name + "/p99"].push_back(counter("p99"));
+        std::fprintf(stderr, "%-52s %16.1f\n", name.c_str(), figure);
+    }
+}
+
+double RatioReporter::median(const std::string &name) const
+{
+    const auto found = figures.find(name);
+    if (found == figures.end())
+        return std::numeric_limits<double>::quiet_NaN();
+    std::vector<double> values = found->second;
+    std::sort(values.begin(), values.end());
+    const size_t middle = values.size() / 2;
+    return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+void RatioReporter::Finalize()
+{
+    std::printf("%-58s %17s %17s %9s  %s\n", "", "measured", "floor or peer", "ratio", "goal");
+    for (const Row &row : rows) {
+        const double measured = median(row.measured) / row.items;
+        const double floor = median(row.floor) / row.floorItems;
+        if (std::isnan(measured))
+            continue;
+        std::printf("%-58s ", row.work);
+        printFigure(measured, unit(row));
+        std::printf(" ");
+        printFigure(floor, unit(row));
+        if (std::isnan(floor))
+            std::printf(" %9s", "-");
+        else
+            std::printf(" %9.2f", measured / floor);
+        std::printf("  %s\n", row.goal);
+    }
+    std::fflush(stdout);
+}
