@@ -140,13 +140,14 @@ void frameOfBoundTexts(benchmark::State &state)
     const auto count = int(state.range(0));
     Page page(repeated(count, R"(
         Text {
+            id: item
             required property int index
             x: index % 40 * 20
             text: level.value === undefined ? "" : level.value.toFixed(2)
             PKeywordProxy {
                 id: level
                 client: hostClient
-                keyword: "/plant/line3/motor" + parent.index + "/speed"
+                keyword: "/plant/line3/motor" + item.index + "/speed"
             }
         })"));
     page.create();

@@ -19,6 +19,11 @@ int main(int argc, char *argv[])
         return serveRole(arguments.at(2), arguments.mid(3));
     }
 
+    // No picture of a display is measured, so none is needed.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    if (qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND"))
+        qputenv("QT_QUICK_BACKEND", "software");
     const QGuiApplication application(argc, argv);
     PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
     benchmark::Initialize(&argc, argv);

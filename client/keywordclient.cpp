@@ -3,6 +3,7 @@
 
 #include "client/keywordclient.h"
 
+#include "client/eventreader_p.h"
 #include "pubsub/publisher.h"
 
 #include <QtCore/QJsonArray>
@@ -74,28 +75,6 @@ QString typeFilterToString(PKeywordValueType type)
         return QStringLiteral("int");
     }
     return QString();
-}
-
-PKeywordValueType valueTypeFromString(const QString &type)
-{
-    struct Name
-    {
-        QLatin1String text;
-        PKeywordValueType type;
-    };
-    // Looked through from the front: for five short texts that is faster than a hash.
-    static constexpr Name names[] = {
-        {QLatin1String("double"), PKeywordValueType::KVT_DOUBLE},
-        {QLatin1String("int"), PKeywordValueType::KVT_INT},
-        {QLatin1String("bool"), PKeywordValueType::KVT_BOOL},
-        {QLatin1String("string"), PKeywordValueType::KVT_STRING},
-        {QLatin1String("object"), PKeywordValueType::KVT_OBJECT},
-    };
-    for (const Name &name : names) {
-        if (type == name.text)
-            return name.type;
-    }
-    return PKeywordValueType::KVT_NOPROP;
 }
 
 /*
@@ -338,6 +317,13 @@ bool PKeywordClient::receiveCommand(const QByteArray &data)
 {
     qCDebug(lcKeywordClient) << "receive" << data;
 
+    QString keyword;
+    PKeywordValue event;
+    if (readPlainEvent(data, &keyword, &event)) {
+        d->publisher->publish(keyword, QVariant::fromValue(event));
+        return true;
+    }
+
     const QJsonObject message = QJsonDocument::fromJson(data).object();
     const auto command = message.constFind(QLatin1String("cmd"));
     const auto payloadValue = message.constFind(QLatin1String("payload"));
@@ -347,8 +333,8 @@ bool PKeywordClient::receiveCommand(const QByteArray &data)
     const QString name = command->toString(); // empty unless it is a string
     const QJsonObject payload = payloadValue->toObject();
     if (name == QLatin1String("keyEvent")) {
-        QString keyword;
-        PKeywordValue event;
+        keyword = QString();
+        event = PKeywordValue(); // half a plain event may have been read
         // One walk over the members: looking each of them up costs twice as much.
         for (auto member = payload.constBegin(); member != payload.constEnd(); ++member) {
             const QString field = member.key();

@@ -15,6 +15,7 @@
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
+#include <cmath>
 #include <limits>
 
 using namespace pellix::client;
@@ -73,6 +74,8 @@ private Q_SLOTS:
     void keyEvent_mapsTypes();
     void keyEvent_convertsValues_data();
     void keyEvent_convertsValues();
+    void keyEvent_isReadAsADocumentIs_data();
+    void keyEvent_isReadAsADocumentIs();
     void keyEvent_topicIsTakenAsReceived();
     void message_isRejected_data();
     void message_isRejected();
@@ -517,6 +520,156 @@ void tst_KeywordClient::keyEvent_convertsValues()
     QCOMPARE(got, value);
     QCOMPARE(got.metaType(), value.metaType());
     QVERIFY(got.isValid());
+}
+
+void tst_KeywordClient::keyEvent_isReadAsADocumentIs_data()
+{
+    QTest::addColumn<QByteArray>("message");
+
+    const auto row = [](const QByteArray &message) {
+        QTest::newRow(message.left(100).constData()) << message;
+    };
+    // Values, and what looks like one.
+    for (const char *value : {"0",
+                              "-0",
+                              "1",
+                              "-1",
+                              "7.5",
+                              "-7.5",
+                              "0.1",
+                              "00",
+                              "01",
+                              "-01",
+                              "1.",
+                              ".5",
+                              "+1",
+                              "1.0",
+                              "-0.0",
+                              "0.0",
+                              "5.000",
+                              "1e3",
+                              "1E3",
+                              "1.5e-3",
+                              "1e400",
+                              "123456789012345",
+                              "1234567890123456",
+                              "9007199254740993",
+                              "9223372036854775807",
+                              "9223372036854775808",
+                              "0.123456789012345",
+                              "0.1234567890123456789",
+                              "1234567.1234567",
+                              "4.35",
+                              "1e",
+                              "-",
+                              "--1",
+                              "1-1",
+                              "0x10",
+                              "NaN",
+                              "Infinity",
+                              "true",
+                              "false",
+                              "null",
+                              "True",
+                              "tru",
+                              "truee",
+                              "\"\"",
+                              "\"a\"",
+                              "\"a b\"",
+                              "\"a\\nb\"",
+                              "\"\\u00e4\"",
+                              "\"\xC3\xA4\"",
+                              "\"\xFF\"",
+                              "\"\x7F\"",
+                              "\"\x01\"",
+                              "\"a",
+                              "[]",
+                              "[1,2]",
+                              "{}",
+                              "{\"a\":1}",
+                              ""}) {
+        row(QByteArray(R"({"cmd":"keyEvent","payload":{"keyword":"/a","type":"double","value":)")
+            + value + "}}");
+    }
+    // Members, their order, blanks between them.
+    for (
+        const char *message :
+        {R"({"cmd":"keyEvent","payload":{}})",
+         R"({"payload":{"keyword":"/a"},"cmd":"keyEvent"})",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a"},"more":1})",
+         R"({"cmd":"keyEvent","cmd":"other","payload":{"keyword":"/a"}})",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a"},"payload":{"keyword":"/b"}})",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a","keyword":"/b"}})",
+         R"({"cmd":"keyEvent","payload":{"value":1,"value":2,"keyword":"/a"}})",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a","unknown":1,"value":2}})",
+         R"({"cmd":"keyEvent","payload":{"keyword":1,"value":2}})",
+         R"({"cmd":"keyEvent","payload":{"keyword":"","value":2}})",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/\u0061","value":2}})",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a","connected":1,"online":"true"}})",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a","connected":true,"online":true,"consistent":true,"error":true}})",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a","connected":false,"online":false,"consistent":false,"error":false}})",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a","type":"Bool","value":true}})",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a","type":"bool","value":true}})",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a","type":"object","value":null}})",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a","type":"int","value":1}})",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a","type":"string","value":"x"}})",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a","type":1,"value":"x"}})",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a","value":1,}})",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a","value":1}},)",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a","value":1}}x)",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a","value":1}})"
+         "\n",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a","value":1})",
+         R"({"cmd":"keyEvent","payload":{"keyword":"/a" "value":1}})",
+         R"({"cmd":"keyEvent","payload":["keyword"]})",
+         R"({"cmd":"keyEvent","payload":null})",
+         R"({"cmd":"KeyEvent","payload":{"keyword":"/a"}})",
+         R"([{"cmd":"keyEvent","payload":{"keyword":"/a"}}])",
+         " \t{ \"cmd\" :\r\n\"keyEvent\" , \"payload\" : { \"keyword\" : \"/a\" , \"value\" : 1.5 "
+         "} } ",
+         "{\v\"cmd\":\"keyEvent\",\"payload\":{\"keyword\":\"/a\"}}"})
+        row(message);
+}
+
+// Most events are read without a document. What is published must not tell.
+void tst_KeywordClient::keyEvent_isReadAsADocumentIs()
+{
+    QFETCH(const QByteArray, message);
+
+    const QJsonObject document = QJsonDocument::fromJson(message).object();
+    const bool isEvent =
+        document.value(q("cmd")) == QJsonValue(q("keyEvent")) && document.contains(q("payload"));
+    const QJsonObject payload = document.value(q("payload")).toObject();
+    const QString keyword = payload.value(q("keyword")).toString();
+
+    RecordingClient client;
+    PSubscriber subscriber;
+    subscriber.setPublisher(client.publisher());
+    subscriber.setTopic(keyword.isEmpty() ? q("/a") : keyword);
+    QSignalSpy published(&subscriber, &PSubscriber::valueChanged);
+
+    QCOMPARE(client.receiveCommand(message), isEvent);
+    QCOMPARE(published.size(), isEvent && !keyword.isEmpty() ? 1 : 0);
+    if (published.isEmpty())
+        return;
+    const auto event = published.first().first().value<QVariant>().value<PKeywordValue>();
+    const QVariant expected = payload.value(q("value")).toVariant();
+    QCOMPARE(event.value, expected);
+    QCOMPARE(event.value.metaType(), expected.metaType());
+    QCOMPARE(event.value.isNull(), expected.isNull());
+    QCOMPARE(event.value.toString().isNull(), expected.toString().isNull());
+    if (expected.typeId() == QMetaType::Double)
+        QCOMPARE(std::signbit(event.value.toDouble()), std::signbit(expected.toDouble()));
+    const QMap<QString, PKeywordValueType> types {{q("object"), PKeywordValueType::KVT_OBJECT},
+                                                  {q("bool"), PKeywordValueType::KVT_BOOL},
+                                                  {q("string"), PKeywordValueType::KVT_STRING},
+                                                  {q("double"), PKeywordValueType::KVT_DOUBLE},
+                                                  {q("int"), PKeywordValueType::KVT_INT}};
+    QCOMPARE(event.type, types.value(payload.value(q("type")).toString(), noType));
+    QCOMPARE(event.connected, payload.value(q("connected")).toBool());
+    QCOMPARE(event.online, payload.value(q("online")).toBool());
+    QCOMPARE(event.consistent, payload.value(q("consistent")).toBool());
+    QCOMPARE(event.error, payload.value(q("error")).toBool());
 }
 
 void tst_KeywordClient::keyEvent_topicIsTakenAsReceived()
