@@ -34,6 +34,10 @@ test_packages=(
     nodejs
     openssl
 )
+benchmark_packages=(
+    libbenchmark-dev
+    qt6-remoteobjects-dev
+)
 lint_packages=(
     clang-format
     clang-tidy
