@@ -6,6 +6,7 @@
 #include "simulator/keywordserver.h"
 #include "simulator/websocketkeywordserver.h"
 
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
