@@ -9,6 +9,8 @@
 #include "pubsub/deletionwatch_p.h"
 
 #include <QtCore/QHash>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonObject>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QPointer>
 #include <QtCore/QSet>
@@ -28,6 +30,12 @@ struct Entry
     QString name;
     QString type;
 };
+
+// A number and a bool have a text, too.
+QString textOf(const QJsonValue &value)
+{
+    return value.isString() ? value.toString() : value.toVariant().toString();
+}
 
 // The child as a response gives it.
 Entry entryOf(const QString &name, const QString &type)
@@ -439,17 +447,18 @@ bool PKeywordQueryModel::updateFromResponse(const QVariant &response)
             return false; // and the other children with it
     }
 
-    const QVariantMap payload = response.toMap().value(QStringLiteral("payload")).toMap();
-    const QVariant list = payload.value(QStringLiteral("response"));
-    // QVariant would take a text for the list of its letters, and each would cost a label proxy.
-    const QVariantList items =
-        list.metaType().id() == QMetaType::QString ? QVariantList() : list.toList();
+    // Read as it is: turning it into maps and lists of variants costs more than all else done here.
+    const QJsonArray items = response.toJsonObject()
+                                 .value(QLatin1String("payload"))
+                                 .toObject()
+                                 .value(QLatin1String("response"))
+                                 .toArray();
     QHash<QString, Entry> entries;
     entries.reserve(items.size());
-    for (const QVariant &item : items) {
-        const QVariantMap fields = item.toMap();
-        const Entry entry = entryOf(fields.value(QStringLiteral("name")).toString(),
-                                    fields.value(QStringLiteral("type")).toString());
+    for (const QJsonValue item : items) {
+        const QJsonObject fields = item.toObject();
+        const Entry entry = entryOf(textOf(fields.value(QLatin1String("name"))),
+                                    textOf(fields.value(QLatin1String("type"))));
         const QString keyword = entry.keyword;
         entries.insert(keyword, entry);
 
