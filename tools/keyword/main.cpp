@@ -43,6 +43,7 @@ int main(int argc, char **argv)
             complain(QStringLiteral("standard output: ") + problem);
         command->finish(problem.isEmpty() ? ExitCode::Success : ExitCode::FileError);
     };
+    output.watchReader();
     onInterrupt([&command] { command->interrupt(); });
     QMetaObject::invokeMethod(command.get(), &Command::start, Qt::QueuedConnection);
     return QCoreApplication::exec();

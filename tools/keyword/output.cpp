@@ -7,6 +7,7 @@
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
+#include <QtCore/QSocketNotifier>
 
 #include <cerrno>
 #include <cmath>
@@ -118,6 +119,8 @@ Output::Output(Format format, TimeStamp time) : kind(format), time(time), color(
 #endif
 }
 
+Output::~Output() = default;
+
 void Output::line(const QByteArray &text)
 {
     buffer.resize(0); // keeps its memory, unlike clear()
@@ -203,10 +206,27 @@ void Output::write(const QByteArray &data)
     if (std::fwrite(data.constData(), 1, size_t(data.size()), stdout) == size_t(data.size())
         && std::fflush(stdout) == 0)
         return;
+    end(errno == EPIPE ? QString() : QString::fromLocal8Bit(std::strerror(errno)));
+}
+
+void Output::end(const QString &problem)
+{
     ended = true;
-    const bool readerGone = errno == EPIPE;
     if (onEnd)
-        onEnd(readerGone ? QString() : QString::fromLocal8Bit(std::strerror(errno)));
+        onEnd(problem);
+}
+
+void Output::watchReader()
+{
+#ifdef Q_OS_UNIX
+    // The writing end of a pipe without a reader shows an error, other than files and terminals.
+    reader = std::make_unique<QSocketNotifier>(STDOUT_FILENO, QSocketNotifier::Exception);
+    QObject::connect(reader.get(), &QSocketNotifier::activated, reader.get(), [this] {
+        reader->setEnabled(false);
+        if (!ended)
+            end({});
+    });
+#endif
 }
 
 bool isTerminal(int descriptor)

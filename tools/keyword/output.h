@@ -10,8 +10,13 @@
 #include <QtCore/QJsonValue>
 
 #include <functional>
+#include <memory>
 #include <utility>
 #include <vector>
+
+QT_BEGIN_NAMESPACE
+class QSocketNotifier;
+QT_END_NAMESPACE
 
 // A line of standard output for programs: field names and values, in a fixed order.
 using Row = std::vector<std::pair<const char *, QJsonValue>>;
@@ -28,6 +33,9 @@ class Output
 {
 public:
     Output(Format format, TimeStamp time);
+    ~Output();
+    Output(const Output &) = delete;
+    Output &operator=(const Output &) = delete;
 
     Format format() const { return kind; }
     bool isText() const { return kind == Format::Text; }
@@ -43,12 +51,16 @@ public:
     bool stamps() const { return time != TimeStamp::None; }
     void setTimeStamp(TimeStamp stamp) { time = stamp; }
 
+    // Notices that the reader has gone also while there is nothing to write.
+    void watchReader();
+
     // Called once when the reader has gone, or when writing failed for another reason, which is
     // then said.
     std::function<void(const QString &problem)> onEnd;
 
 private:
     void write(const QByteArray &data);
+    void end(const QString &problem);
 
     const Format kind;
     TimeStamp time;
@@ -59,6 +71,7 @@ private:
     qint64 stampedAt = -1; // milliseconds
     QByteArray lastStamp;
     QElapsedTimer sinceLine;
+    std::unique_ptr<QSocketNotifier> reader;
 };
 
 // Whether colours and progress may be shown there.
