@@ -90,8 +90,8 @@ const QList<OptionEntry> &optionTable()
         option("keyword k", "keyword", "Name the aggregate, rather than by its children."),
         option("interval", "seconds", "The time from one request to the next: 1 by default."),
         list("exclude", "pattern",
-             "Leave out keywords that match: * stands for any text, ? for one character. Neither "
-             "are they asked for."),
+             "Leave out keywords that match, and do not even ask for them: * stands for any text, "
+             "? for one character."),
         option("rotate", "size",
                "Go on in a new file when one has reached this size, in bytes or with K, M or G. "
                "The full one gets a number behind its name, 1 for the first."),
@@ -134,8 +134,7 @@ const QList<CommandEntry> &commandTable()
         command("label", "KEYWORD...", "Print the labels of keywords.",
                 "url timeout no-reconnect format raw recursive type access depth"),
         command("ping", "[KEYWORD]",
-                "Measure the round trip, from a request for what is below the keyword to its "
-                "answer.",
+                "Measure the round trip of a request for what is below a keyword.",
                 "url timeout no-reconnect format count interval"),
         fileCommand("record", "FILE [KEYWORD]...",
                     "Store each message received, of all keywords by default, until interrupted.",

@@ -23,7 +23,9 @@ void handleMessage(QtMsgType type, const QMessageLogContext &context, const QStr
     const bool isTransport =
         context.category && std::strcmp(context.category, transportCategory) == 0;
     if (type == QtWarningMsg && isTransport && transportHandler) {
-        transportHandler(message);
+        const bool isQuoted = message.size() > 1 && message.startsWith(QLatin1Char('"'))
+            && message.endsWith(QLatin1Char('"'));
+        transportHandler(isQuoted ? message.mid(1).chopped(1) : message);
         if (!isVerbose)
             return;
     }

@@ -73,12 +73,12 @@ void RecordCommand::beginWith(const QStringList &keywords)
     events.add(wanted);
 }
 
-// Both as it is written and as a path; and what is excluded takes its label along.
+// What is excluded takes its label along.
 bool RecordCommand::isExcluded(const QString &keyword) const
 {
-    QStringList names {keyword, pathOf(keyword)};
-    if (names.at(1).endsWith(QLatin1String("/Label")))
-        names.append(names.at(1).chopped(6));
+    QStringList names {pathOf(keyword)};
+    if (names.constFirst().endsWith(QLatin1String("/Label")))
+        names.append(names.constFirst().chopped(6));
     return std::any_of(
         settings.exclude.cbegin(), settings.exclude.cend(), [&](const QRegularExpression &pattern) {
             return std::any_of(names.cbegin(), names.cend(),

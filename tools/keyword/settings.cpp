@@ -84,7 +84,11 @@ std::optional<double> toSpeed(const QString &text)
 // Unlike QRegularExpression's own wildcards, "*" passes the separators of a keyword.
 QRegularExpression toPattern(const QString &wildcard)
 {
-    QString pattern = QRegularExpression::escape(wildcard);
+    QString path = wildcard;
+    path.replace(QLatin1Char('#'), QLatin1Char('/'));
+    if (!path.startsWith(QLatin1Char('/')) && !path.startsWith(QLatin1Char('*')))
+        path.prepend(QLatin1Char('/'));
+    QString pattern = QRegularExpression::escape(path);
     pattern.replace(QLatin1String("\\*"), QLatin1String(".*"));
     pattern.replace(QLatin1String("\\?"), QLatin1String("."));
     return QRegularExpression(QRegularExpression::anchoredPattern(pattern),

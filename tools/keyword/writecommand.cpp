@@ -133,6 +133,7 @@ void WriteCommand::next()
         return;
     }
     before.reset();
+    working = true;
     sent = false;
     answerId = {};
     answered();
@@ -159,7 +160,7 @@ void WriteCommand::send()
 
 void WriteCommand::onEvent(const PKeywordValue &event)
 {
-    if (isFinished() || current == writes.size())
+    if (isFinished() || !working)
         return;
     last = event.value;
     if (!before) {
@@ -193,7 +194,8 @@ void WriteCommand::onIndexResponse(const QUuid &id)
     if (isFinished() || id != answerId)
         return;
     if (settings.wait) {
-        end(ExitCode::Success, QStringLiteral("unchanged"));
+        if (working)
+            end(ExitCode::Success, QStringLiteral("unchanged"));
         return;
     }
     for (const Write &write : writes)
@@ -207,6 +209,8 @@ void WriteCommand::onTimeout()
         ClientCommand::onTimeout();
         return;
     }
+    if (!working)
+        return;
     const QString problem = before
         ? QStringLiteral("no event with the value in time; the last one had ") + shownValue(last)
         : QStringLiteral("no answer");
@@ -217,6 +221,7 @@ void WriteCommand::onTimeout()
 void WriteCommand::end(ExitCode code, const QString &outcome, const QString &problem)
 {
     const Write &write = writes.at(current);
+    working = false;
     if (!problem.isEmpty())
         complain(write.keyword + QLatin1String(": ") + problem);
     report(write, code == ExitCode::Success ? last : before ? last : QVariant(), outcome);

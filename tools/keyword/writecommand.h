@@ -56,6 +56,7 @@ private:
     std::optional<pellix::client::PKeywordValue> before;
     QVariant last;
     QVariant wanted;
+    bool working = false; // on the current one, rather than between two
     bool sent = false;
     QUuid answerId;
     ExitCode result = ExitCode::Success;

@@ -12,7 +12,7 @@ complete -c keyword -n __fish_use_subcommand -a ls -d 'List what is directly bel
 complete -c keyword -n __fish_use_subcommand -a tree -d 'List everything below a keyword'
 complete -c keyword -n __fish_use_subcommand -a aggregate -d 'Have the server form one value of several'
 complete -c keyword -n __fish_use_subcommand -a label -d 'Print the labels of keywords'
-complete -c keyword -n __fish_use_subcommand -a ping -d 'Measure the round trip'
+complete -c keyword -n __fish_use_subcommand -a ping -d 'Measure the round trip of a request for what is below a keyword'
 complete -c keyword -n __fish_use_subcommand -a record -d 'Store each message received'
 complete -c keyword -n __fish_use_subcommand -a replay -d 'Serve a recording to clients'
 complete -c keyword -n __fish_use_subcommand -a completion -d 'Print the completion file for a shell'
