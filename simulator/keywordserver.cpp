@@ -386,6 +386,7 @@ void KeywordServer::Private::create(KeywordSession *session, const QJsonObject &
         setAggregation(path, payload.value(QLatin1String("aggregation")).toString(), paths);
     }
     Q_EMIT session->send(event(keyword, record(path)));
+    Q_EMIT q->keywordRequested(path);
 }
 
 void KeywordServer::Private::setAggregation(const QString &path, const QString &mode,
@@ -748,6 +749,12 @@ int KeywordServer::sessionCount() const
 {
     return int(d->sessions.size());
 }
+
+/*!
+    \fn void KeywordServer::keywordRequested(const QString &path)
+
+    This signal is emitted after a client asked for \a path and was sent what there is of it.
+*/
 
 /*!
     \fn void KeywordServer::valueWritten(const QString &path, const QVariant &value)
