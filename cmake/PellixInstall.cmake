@@ -6,6 +6,7 @@ include(CMakePackageConfigHelpers)
 # The headers keep their places below a folder of their own, so that an installed library is
 # included exactly like one in the build tree: #include "client/keywordclient.h".
 set(PELLIX_INSTALL_INCLUDEDIR "${CMAKE_INSTALL_INCLUDEDIR}/pellixclient")
+set(PELLIX_INSTALL_DATADIR "${CMAKE_INSTALL_DATADIR}/pellixclient")
 set(PELLIX_INSTALL_CMAKEDIR "${CMAKE_INSTALL_LIBDIR}/cmake/PellixClient")
 set(PELLIX_INSTALL_PKGCONFIGDIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 
@@ -106,6 +107,7 @@ function(pellix_install_package)
         "${PROJECT_SOURCE_DIR}/cmake/PellixClientConfig.cmake.in"
         "${PROJECT_BINARY_DIR}/PellixClientConfig.cmake"
         INSTALL_DESTINATION "${PELLIX_INSTALL_CMAKEDIR}"
+        PATH_VARS PELLIX_INSTALL_DATADIR
     )
     write_basic_package_version_file(
         "${PROJECT_BINARY_DIR}/PellixClientConfigVersion.cmake"
