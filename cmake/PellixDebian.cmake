@@ -26,6 +26,7 @@ execute_process(
     COMMAND ${GZIP} -9nf "${PROJECT_BINARY_DIR}/debian/changelog"
     COMMAND_ERROR_IS_FATAL ANY
 )
+file(WRITE "${PROJECT_BINARY_DIR}/debian/triggers" "activate-noawait ldconfig\n")
 file(READ "${PROJECT_SOURCE_DIR}/LICENSE" license)
 string(REGEX REPLACE "^MIT License\n+Copyright[^\n]*\n+" "" license "${license}")
 string(STRIP "${license}" license)
@@ -57,6 +58,8 @@ set(CPACK_COMPONENTS_ALL runtime dev tools doc)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
 # Our own libraries are found in the packages that are being made.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
@@ -79,8 +82,7 @@ This package has the shared libraries.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${package_runtime})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS_POLICY >=)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/debian/triggers")
 # What its QML components import.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS
     "qml6-module-qtquick, qml6-module-qtquick-controls, qml6-module-qtquick-templates, qml6-module-qtqml-workerscript")
