@@ -61,14 +61,16 @@ set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
-# Our own libraries are found in the packages that are being made.
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
-    "$<TARGET_FILE_DIR:pellixclient-pubsub>" "$<TARGET_FILE_DIR:pellixclient-keyword>"
-    "$<TARGET_FILE_DIR:pellixclient-simulator>")
-file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/debian/shlibdirs.cmake"
-    CONTENT "set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS \"${CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS}\")\n")
-unset(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS)
-set(CPACK_PROJECT_CONFIG_FILE "${PROJECT_BINARY_DIR}/debian/shlibdirs.cmake")
+# Read by cpack itself. Our own libraries are found where they were built; and each package has a summary
+# of its own, in the first line of its description.
+file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/debian/cpack.cmake" CONTENT
+"set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
+    \"$<TARGET_FILE_DIR:pellixclient-pubsub>\"
+    \"$<TARGET_FILE_DIR:pellixclient-keyword>\"
+    \"$<TARGET_FILE_DIR:pellixclient-simulator>\")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY \"\")
+")
+set(CPACK_PROJECT_CONFIG_FILE "${PROJECT_BINARY_DIR}/debian/cpack.cmake")
 
 set(about
 "Keywords are named, typed values of a keyword server, at paths such as
