@@ -77,29 +77,30 @@ QMap<QString, Description> readDescriptions(const QString &fileName)
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly))
         return descriptions;
-    Description *current = nullptr;
-    QString method, result;
+    QString className, method, result;
     QStringList parameters;
     const QRegularExpression exportPattern(q("exports: \\[\"PellixClient.Keyword/(\\w+) 1.0\"\\]"));
     const QRegularExpression enumerator(q("^\"(\\w+)\": (-?\\d+),?$"));
+    const auto current = [&]() -> Description & { return descriptions[className]; };
     const QStringList lines = QString::fromUtf8(file.readAll()).split(q("\n"));
     for (const QString &line : lines) {
         const QString fact = line.trimmed();
         if (line.startsWith(q("        name: "))) {
-            current = &descriptions[value(line, "name")];
+            className = value(line, "name");
         } else if (fact.startsWith(q("name: "))) { // of a signal, a method or an enumeration
             method += value(line, "name");
         } else if (fact.startsWith(q("prototype: "))) {
-            current->prototype = value(fact, "prototype");
+            current().prototype = value(fact, "prototype");
         } else if (fact.startsWith(q("exports: "))) {
-            current->name = exportPattern.match(fact).captured(1);
+            current().name = exportPattern.match(fact).captured(1);
         } else if (fact == q("isCreatable: false")) {
-            current->creatable = false;
+            current().creatable = false;
         } else if (fact.startsWith(q("Property {"))) {
-            current->properties << q("%1 %2 %3 %4")
-                                       .arg(typeName(fact), value(fact, "name"),
-                                            fact.contains(q("isReadonly: true")) ? q("r") : q("rw"),
-                                            value(fact, "notify"));
+            current().properties << q("%1 %2 %3 %4")
+                                        .arg(typeName(fact), value(fact, "name"),
+                                             fact.contains(q("isReadonly: true")) ? q("r")
+                                                                                  : q("rw"),
+                                             value(fact, "notify"));
         } else if (fact == q("Signal {") || fact == q("Method {")) {
             method = fact.startsWith(q("Signal")) ? q("signal ") : q("method ");
             result = q("void");
@@ -110,11 +111,11 @@ QMap<QString, Description> readDescriptions(const QString &fileName)
             result = typeName(fact);
         } else if (line == q("        }")) {
             if (!result.isEmpty())
-                current->methods << q("%1(%2) %3").arg(method, parameters.join(q(", ")), result);
+                current().methods << q("%1(%2) %3").arg(method, parameters.join(q(", ")), result);
             method.clear();
             result.clear();
         } else if (const auto match = enumerator.match(fact); match.hasMatch()) {
-            current->enumerators.insert(match.captured(1), match.captured(2).toInt());
+            current().enumerators.insert(match.captured(1), match.captured(2).toInt());
         }
     }
     return descriptions;
