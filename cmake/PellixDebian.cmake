@@ -13,7 +13,7 @@ set(package_tools pellixclient-keyword-tools)
 set(package_doc libpellixclient-keyword-doc)
 
 # What each package has to have in /usr/share/doc.
-find_program(GZIP gzip REQUIRED)
+find_program(PELLIX_GZIP gzip REQUIRED)
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/debian/changelog" @ONLY CONTENT
 [[pellixclient-keyword (@PROJECT_VERSION@) unstable; urgency=medium
@@ -23,7 +23,7 @@ file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/debian/changelog" @ONLY CONTENT
  -- @PELLIX_PACKAGE_MAINTAINER@  @date@
 ]])
 execute_process(
-    COMMAND ${GZIP} -9nf "${PROJECT_BINARY_DIR}/debian/changelog"
+    COMMAND ${PELLIX_GZIP} -9nf "${PROJECT_BINARY_DIR}/debian/changelog"
     COMMAND_ERROR_IS_FATAL ANY
 )
 file(WRITE "${PROJECT_BINARY_DIR}/debian/triggers" "activate-noawait ldconfig\n")

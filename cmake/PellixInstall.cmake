@@ -82,13 +82,26 @@ Cflags: -I${includedir}@cflags@
     )
 endfunction()
 
-# pellix_install_program(<target>): into the tools, finding the libraries of the same installation.
-function(pellix_install_program target)
+# pellix_install_program(<target> <manual page>): into the tools, finding the libraries of the same
+# installation. A test checks that the page has all options.
+function(pellix_install_program target page)
     file(RELATIVE_PATH libraries
         "/prefix/${CMAKE_INSTALL_BINDIR}" "/prefix/${CMAKE_INSTALL_LIBDIR}")
     set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries}")
     install(TARGETS ${target}
         RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT ${PELLIX_TOOLS})
+
+    cmake_path(ABSOLUTE_PATH page OUTPUT_VARIABLE source)
+    set_property(TARGET ${target} PROPERTY PELLIX_MANUAL_PAGE "${source}")
+    find_program(PELLIX_GZIP gzip)
+    if(PELLIX_GZIP)
+        set(page "${CMAKE_CURRENT_BINARY_DIR}/${target}.1")
+        configure_file("${source}" "${page}" COPYONLY)
+        execute_process(COMMAND ${PELLIX_GZIP} -9nkf "${page}" COMMAND_ERROR_IS_FATAL ANY)
+        set(source "${page}.gz")
+    endif()
+    install(FILES "${source}"
+        DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT ${PELLIX_TOOLS})
 endfunction()
 
 # The libraries there are, and what find_package(PellixClient) reads.

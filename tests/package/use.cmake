@@ -44,9 +44,11 @@ function(use_cmake)
     run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/package/consumer -B ${WORK_DIR}/build ${common} ${ARGN})
     run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
     check_consumer(${WORK_DIR}/build/consumer)
+    run(${WORK_DIR}/build/resource)
+    expect("resource found")
 endfunction()
 
-# use_pkgconfig(<options of the compiler>): Qt Quick is what the consumer itself needs.
+# use_pkgconfig(): Qt Quick is what the consumer itself needs.
 function(use_pkgconfig)
     file(GLOB_RECURSE file "${prefix}/pellixclient-keyword.pc")
     cmake_path(GET file PARENT_PATH folder)
@@ -65,7 +67,7 @@ function(use_pkgconfig)
     check_consumer(${WORK_DIR}/plain/consumer)
 endfunction()
 
-# components(<expected> <components> [options...])
+# check_components(<expected> <components> [options...])
 function(check_components expected components)
     file(REMOVE_RECURSE ${WORK_DIR}/build)
     execute_process(
