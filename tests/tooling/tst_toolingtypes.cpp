@@ -413,7 +413,8 @@ void tst_ToolingTypes::qmllint_judges()
     QVERIFY(qmllint.waitForFinished());
     const QString output = QString::fromUtf8(qmllint.readAll());
     QCOMPARE(qmllint.exitStatus(), QProcess::NormalExit);
-    QVERIFY2((qmllint.exitCode() == 0) == complaint.isEmpty(), qPrintable(output));
+    // Later versions of qmllint succeed with warnings, too.
+    QVERIFY2(output.contains(q("Warning: ")) != complaint.isEmpty(), qPrintable(output));
     QVERIFY2(output.contains(complaint), qPrintable(output));
 }
 
