@@ -12,8 +12,10 @@ build_packages=(
     g++
     libgl1-mesa-dev
     ninja-build
+    pkgconf
     qt6-base-dev
     qt6-declarative-dev
+    qt6-declarative-dev-tools
     qt6-websockets-dev
 )
 run_packages=(
@@ -43,6 +45,8 @@ lint_packages=(
     clang-tidy
     clazy
     git
+    qt6-base-dev-tools
+    reuse
 )
 
 # The packages for fuzzing. libFuzzer comes in a package of its own, named after clang's version,

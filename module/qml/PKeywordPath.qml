@@ -1,9 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import PellixClient.Control 1.0
 import PellixClient.Keyword 1.0
+
+// Where qmllint is disabled: theme is in the context, where the host puts it and no tool sees it.
 
 /*!
     \qmltype PKeywordPath
@@ -28,7 +32,7 @@ Item {
     property alias providerDisplayName: pathModel.providerDisplayName
 
     implicitWidth: row.implicitWidth
-    height: theme.dp(24)
+    height: theme.dp(24) // qmllint disable unqualified
 
     PKeywordPathModel {
         id: pathModel
@@ -45,7 +49,7 @@ Item {
     Row {
         id: row
 
-        spacing: theme.dp(2)
+        spacing: theme.dp(2) // qmllint disable unqualified
 
         Repeater {
             model: pathModel
@@ -57,8 +61,8 @@ Item {
                 required property string keyword
                 required property string partDisplay
 
-                width: partText.implicitWidth + theme.dp(8)
-                height: theme.dp(24)
+                width: partText.implicitWidth + theme.dp(8) // qmllint disable unqualified
+                height: theme.dp(24) // qmllint disable unqualified
                 color: index === 0 ? "black" : "#005691"
 
                 PKeywordProxy {
@@ -74,7 +78,7 @@ Item {
                     readonly property var label: labelProxy.value
 
                     anchors.centerIn: parent
-                    height: theme.dp(16)
+                    height: theme.dp(16) // qmllint disable unqualified
                     color: "white"
                     text: label !== undefined && label !== null && label !== ""
                           ? label : part.partDisplay
@@ -84,14 +88,14 @@ Item {
 
         Rectangle {
             width: childrenRect.width
-            height: theme.dp(24)
+            height: theme.dp(24) // qmllint disable unqualified
             visible: !valueProxy.error && valueProxy.connected
             // Hidden then, these two are never seen; the rectangle keeps them all the same.
             color: valueProxy.error ? "#9B2323" : !valueProxy.connected ? "#B67600" : "#557828"
 
             PText {
                 anchors.verticalCenter: parent.verticalCenter
-                height: theme.dp(16)
+                height: theme.dp(16) // qmllint disable unqualified
                 color: "white"
                 text: {
                     if (valueProxy.error)

@@ -1,10 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtQuick.Controls
 import PellixClient.Control 1.0
 import PellixClient.Keyword 1.0
+
+// Where qmllint is disabled: theme is in the context, where the host puts it and no tool sees it.
 
 /*!
     \qmltype PKeywordPathList
@@ -38,7 +42,7 @@ ScrollView {
 
     Column {
         anchors.fill: parent
-        spacing: theme.dp(4)
+        spacing: theme.dp(4) // qmllint disable unqualified
 
         Repeater {
             model: root.keywords
@@ -49,11 +53,11 @@ ScrollView {
                 required property int index
                 required property string modelData
 
-                height: theme.dp(24)
-                spacing: theme.dp(2)
+                height: theme.dp(24) // qmllint disable unqualified
+                spacing: theme.dp(2) // qmllint disable unqualified
 
                 PKeywordPath {
-                    height: theme.dp(24)
+                    height: theme.dp(24) // qmllint disable unqualified
                     width: implicitWidth
                     keyword: entry.modelData
                     keywordClient: root.keywordClient
@@ -65,14 +69,14 @@ ScrollView {
                 }
 
                 Rectangle {
-                    width: visible ? theme.dp(24) : 0
+                    width: visible ? theme.dp(24) : 0 // qmllint disable unqualified
                     height: width
                     visible: root.isRemoveVisible
                     color: "red"
 
                     PText {
                         anchors.centerIn: parent
-                        height: theme.dp(16)
+                        height: theme.dp(16) // qmllint disable unqualified
                         color: "white"
                         text: "x"
                     }
