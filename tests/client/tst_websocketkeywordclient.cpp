@@ -44,7 +44,7 @@ public:
     }
 
     QString url() const { return QStringLiteral("ws://127.0.0.1:%1").arg(server.serverPort()); }
-    QWebSocket *last() const { return sockets.last(); }
+    QWebSocket *last() const { return sockets.last().data(); }
 
     QWebSocketServer server {QStringLiteral("test"), QWebSocketServer::NonSecureMode};
     bool listening = false;
