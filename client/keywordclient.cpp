@@ -333,26 +333,13 @@ bool PKeywordClient::receiveCommand(const QByteArray &data)
     const QString name = command->toString(); // empty unless it is a string
     const QJsonObject payload = payloadValue->toObject();
     if (name == QLatin1String("keyEvent")) {
-        keyword = QString();
-        event = PKeywordValue(); // half a plain event may have been read
-        // One walk over the members: looking each of them up costs twice as much.
-        for (auto member = payload.constBegin(); member != payload.constEnd(); ++member) {
-            const QString field = member.key();
-            if (field == QLatin1String("value"))
-                event.value = member->toVariant();
-            else if (field == QLatin1String("keyword"))
-                keyword = member->toString();
-            else if (field == QLatin1String("type"))
-                event.type = valueTypeFromString(member->toString());
-            else if (field == QLatin1String("connected"))
-                event.connected = member->toBool();
-            else if (field == QLatin1String("online"))
-                event.online = member->toBool();
-            else if (field == QLatin1String("consistent"))
-                event.consistent = member->toBool();
-            else if (field == QLatin1String("error"))
-                event.error = member->toBool();
-        }
+        keyword = payload.value(QLatin1String("keyword")).toString();
+        event.value = payload.value(QLatin1String("value")).toVariant();
+        event.type = valueTypeFromString(payload.value(QLatin1String("type")).toString());
+        event.connected = payload.value(QLatin1String("connected")).toBool();
+        event.online = payload.value(QLatin1String("online")).toBool();
+        event.consistent = payload.value(QLatin1String("consistent")).toBool();
+        event.error = payload.value(QLatin1String("error")).toBool();
         d->publisher->publish(keyword, QVariant::fromValue(event));
         return true;
     }

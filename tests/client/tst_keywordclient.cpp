@@ -627,6 +627,8 @@ void tst_KeywordClient::keyEvent_isReadAsADocumentIs_data()
          R"([{"cmd":"keyEvent","payload":{"keyword":"/a"}}])",
          " \t{ \"cmd\" :\r\n\"keyEvent\" , \"payload\" : { \"keyword\" : \"/a\" , \"value\" : 1.5 "
          "} } ",
+         "{\"cmd\":\"keyEvent\",\"payload\":{\"\xEF\xBB\xBF"
+         "keyword\":\"/a\",\"value\":1}}",
          "{\v\"cmd\":\"keyEvent\",\"payload\":{\"keyword\":\"/a\"}}"})
         row(message);
 }
