@@ -43,7 +43,7 @@ public:
                            R"("error":false,"keyword":"/list/child)")
                 + QByteArray::number(i % count)
                 + R"(/Label","online":true,"type":"string","value":"Label )"
-                + QByteArray::number(qint64(i) * 7919 % (2 * count)) + "\"}}");
+                + QByteArray::number(qint64(i) * 7919 % (2 * qint64(count))) + "\"}}");
         }
         model.setKeywordClient(&client);
     }

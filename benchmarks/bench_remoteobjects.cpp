@@ -111,6 +111,7 @@ void remoteObjectChanges(benchmark::State &state)
         return;
     }
     std::vector<std::unique_ptr<QRemoteObjectDynamicReplica>> replicas;
+    replicas.reserve(size_t(objectCount()));
     for (int i = 0; i < objectCount(); ++i)
         replicas.emplace_back(node.acquireDynamic(objectName(i)));
     const std::unique_ptr<QRemoteObjectDynamicReplica> go(

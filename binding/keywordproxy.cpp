@@ -219,6 +219,7 @@ void PKeywordProxy::setClient(PKeywordClient *client)
     if (self.deleted())
         return;
     Q_EMIT clientChanged();
+    // cppcheck-suppress identicalConditionAfterEarlyExit ; handlers run in between
     if (self.deleted())
         return;
     resetSubscription();
@@ -288,6 +289,7 @@ void PKeywordProxy::setKeywordExpression(PAbstractKeywordExpression *expression)
     if (self.deleted())
         return;
     resetSubscription();
+    // cppcheck-suppress identicalConditionAfterEarlyExit ; handlers run in between
     if (self.deleted() || !expression || d->keywordExpression != expression)
         return; // a handler has replaced the expression, or it is gone
     disconnect(d->expressionConnection); // a handler may have set the same one again
@@ -387,6 +389,7 @@ bool PKeywordProxy::updateRelative(QVariant value)
     lookup from a handler of this one's signals is allowed; the new one then takes the proxy over.
 */
 // NOLINTNEXTLINE(performance-unnecessary-value-param): part of the interface
+// cppcheck-suppress passedByValue ; part of the interface
 void PKeywordProxy::getKeywordLabel(QString key)
 {
     if (!d->client || key == d->labelKeyword)

@@ -40,6 +40,13 @@ function(pellix_add_library target)
     add_library(${target})
     add_library(PellixClient::${arg_EXPORT_NAME} ALIAS ${target})
     pellix_configure_target(${target})
+    if(PELLIX_COVERAGE)
+        # Without exceptions, which are not used: else lines of which only the clean-up after one
+        # has code, as in lists of initialisers, count as lines that never run.
+        target_compile_options(${target} PRIVATE
+            --coverage -fprofile-update=atomic -fno-exceptions)
+        target_link_options(${target} PRIVATE --coverage)
+    endif()
 
     list(TRANSFORM arg_HEADERS PREPEND "${PROJECT_SOURCE_DIR}/")
     list(TRANSFORM arg_SOURCES PREPEND "${PROJECT_SOURCE_DIR}/")

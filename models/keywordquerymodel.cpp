@@ -468,6 +468,7 @@ bool PKeywordQueryModel::updateFromResponse(const QVariant &response)
         if (self.deleted())
             return false;
         proxy->setKeyword(keyword + QLatin1String("/Label"), false);
+        // cppcheck-suppress identicalConditionAfterEarlyExit ; handlers run in between
         if (self.deleted())
             return false;
         d->labelProxies.insert(keyword, proxy);

@@ -111,6 +111,7 @@ void PSubscriber::setPublisher(PPublisher *publisher)
     if (self.deleted())
         return;
     d->announcePublisherActive();
+    // cppcheck-suppress identicalConditionAfterEarlyExit ; handlers run in between
     if (self.deleted())
         return;
     d->announceActive();

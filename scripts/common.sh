@@ -44,9 +44,13 @@ lint_packages=(
     clang-format
     clang-tidy
     clazy
+    cppcheck
     git
     qt6-base-dev-tools
     reuse
+)
+coverage_packages=(
+    gcovr
 )
 
 # The packages for fuzzing. libFuzzer comes in a package of its own, named after clang's version,
@@ -119,4 +123,20 @@ build() {
         die "configuring failed"
     }
     cmake --build --preset "$preset" ${build_target:+--target "$build_target"} || die "the build failed"
+}
+
+# install_node_packages PRESET: the WebSocket server that a test talks to, into the build directory.
+install_node_packages() {
+    local from=$root/tests/infrastructure into=$root/build/$1/tests/infrastructure
+    mkdir -p "$into"
+    if [ -d "$into/node_modules/ws" ] && cmp -s "$from/package-lock.json" "$into/package-lock.json"
+    then
+        return
+    fi
+    say "Installing the npm package ws"
+    cp "$from/package.json" "$from/package-lock.json" "$into"
+    (cd "$into" && npm ci --ignore-scripts --no-audit --no-fund --loglevel=error) || {
+        rm -rf "$into/node_modules"
+        say "It could not be had from the npm registry: tst_foreignserver is going to fail"
+    }
 }

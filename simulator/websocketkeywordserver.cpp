@@ -21,8 +21,6 @@
 
 namespace pellix::simulator {
 
-using namespace std::chrono_literals;
-
 class WebSocketKeywordServer::Private
 {
 public:
@@ -46,7 +44,7 @@ public:
     QString error;
 
     bool silent = false;
-    std::chrono::milliseconds answerDelay = 0ms;
+    std::chrono::milliseconds answerDelay {0};
     bool duplicateIndexItems = false;
     bool wrongRequestIds = false;
 };
@@ -88,7 +86,7 @@ void WebSocketKeywordServer::Private::deliver(QWebSocket *socket, const QByteArr
     if (silent)
         return;
     const QString text = QString::fromUtf8(withFaults(message));
-    if (answerDelay > 0ms)
+    if (answerDelay.count() > 0)
         QTimer::singleShot(answerDelay, socket, [socket, text] { socket->sendTextMessage(text); });
     else
         socket->sendTextMessage(text);

@@ -71,6 +71,12 @@ struct HistoryPlot::Axes
     {
         return area.bottom() - area.height() * (value - lowest) / (highest - lowest);
     }
+    // Counted, and not added up: a step may be too small to move a large value.
+    int steps() const
+    {
+        return static_cast<int>(std::min(20.0, std::round((highest - lowest) / step)));
+    }
+    double label(int i) const { return lowest + i * step; }
 };
 
 HistoryPlot::HistoryPlot(QQuickItem *parent) : QQuickPaintedItem(parent)
@@ -210,9 +216,10 @@ HistoryPlot::Axes HistoryPlot::axes(const QFontMetricsF &metrics) const
         labelWidth =
             std::max(metrics.horizontalAdvance(tr("true")), metrics.horizontalAdvance(tr("false")));
     } else {
-        for (double value = axes.lowest; value <= axes.highest + axes.step / 2; value += axes.step)
-            labelWidth =
-                std::max(labelWidth, metrics.horizontalAdvance(valueText(value, axes.step)));
+        for (int i = 0; i <= axes.steps(); ++i) {
+            labelWidth = std::max(labelWidth,
+                                  metrics.horizontalAdvance(valueText(axes.label(i), axes.step)));
+        }
     }
     const double left = std::ceil(labelWidth) + 8;
     axes.area = QRectF(left, lineHeight / 2 + 1, std::max(0.0, width() - left - 2),
@@ -236,13 +243,8 @@ void HistoryPlot::paintAxes(QPainter *painter, const Axes &axes, const QFontMetr
         horizontal(0, tr("false"));
         horizontal(1, tr("true"));
     } else {
-        // Counted, and not added up: a step may be too small to move a large value.
-        const int count =
-            static_cast<int>(std::min(20.0, std::round((axes.highest - axes.lowest) / axes.step)));
-        for (int i = 0; i <= count; ++i) {
-            const double value = axes.lowest + i * axes.step;
-            horizontal(value, valueText(value, axes.step));
-        }
+        for (int i = 0; i <= axes.steps(); ++i)
+            horizontal(axes.label(i), valueText(axes.label(i), axes.step));
     }
 
     const QString format =

@@ -3,6 +3,7 @@
 
 #include "binding/keywordexpression.h"
 #include "binding/keywordproxy.h"
+#include "pubsub/publisher.h"
 #include "tests/support/recordingclient.h"
 
 #include <QtCore/QMetaMethod>
@@ -107,6 +108,8 @@ private Q_SLOTS:
     void handlers_mayDeleteAnything();
     void sending_mayDeleteTheProxy_data();
     void sending_mayDeleteTheProxy();
+    void leavingATopic_mayDeleteTheProxy_data();
+    void leavingATopic_mayDeleteTheProxy();
     void clientFirst_readsAsNotSet();
     void expressionFirst_readsAsNotSet();
     void expressionFirst_canStillBeCleared();
@@ -195,6 +198,35 @@ void tst_KeywordProxyLifetime::sending_mayDeleteTheProxy()
     QVERIFY(!bench.proxy);
     if (bench.client)
         bench.client->answer = nullptr;
+}
+
+void tst_KeywordProxyLifetime::leavingATopic_mayDeleteTheProxy_data()
+{
+    QTest::addColumn<bool>("toAnother");
+    QTest::newRow("for another client") << true;
+    QTest::newRow("for none") << false;
+}
+
+void tst_KeywordProxyLifetime::leavingATopic_mayDeleteTheProxy()
+{
+    QFETCH(bool, toAnother);
+    RecordingClient client;
+    RecordingClient other;
+    QPointer<PKeywordProxy> proxy = new PKeywordProxy;
+    proxy->setKeyword(q("/a"));
+    proxy->setClient(&client);
+    QSignalSpy clientChanged(proxy, &PKeywordProxy::clientChanged);
+    QSignalSpy joined(other.publisher(), &PPublisher::topicAdded);
+    QSignalSpy left(other.publisher(), &PPublisher::topicRemoved);
+    QObject scope;
+    connect(client.publisher(), &PPublisher::topicRemoved, &scope, [&] { delete proxy; });
+
+    proxy->setClient(toAnother ? &other : nullptr);
+
+    QVERIFY(!proxy);
+    QCOMPARE(clientChanged.count(), 0);
+    QCOMPARE(joined.count(), toAnother ? 1 : 0);
+    QCOMPARE(left.count(), joined.count());
 }
 
 void tst_KeywordProxyLifetime::clientFirst_readsAsNotSet()

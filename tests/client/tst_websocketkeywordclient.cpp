@@ -44,7 +44,7 @@ public:
     }
 
     QString url() const { return QStringLiteral("ws://127.0.0.1:%1").arg(server.serverPort()); }
-    QWebSocket *last() const { return sockets.last(); }
+    QWebSocket *last() const { return sockets.last().data(); }
 
     QWebSocketServer server {QStringLiteral("test"), QWebSocketServer::NonSecureMode};
     bool listening = false;
@@ -788,7 +788,7 @@ void tst_WebSocketKeywordClient::handlers_mayDeleteTheClient_data()
     QTest::addColumn<QString>("moment");
     for (const char *moment :
          {"urlsChanged", "connecting", "connected", "value", "lost by server", "lost by disconnect",
-          "lost by setUrls", "autoReconnectChanged", "lost by keep-alive"})
+          "lost by setUrls", "moved by setUrls", "autoReconnectChanged", "lost by keep-alive"})
         QTest::newRow(moment) << QString::fromLatin1(moment);
 }
 
@@ -840,6 +840,10 @@ void tst_WebSocketKeywordClient::handlers_mayDeleteTheClient()
         connectTo(server.url());
         connect(client, &PWebSocketKeywordClient::connectedChanged, &scope, deleteClient);
         client->setUrls({});
+    } else if (moment == QLatin1String("moved by setUrls")) {
+        connectTo(server.url());
+        connect(client, &PWebSocketKeywordClient::connectedChanged, &scope, deleteClient);
+        client->setUrls({silent.url()});
     } else if (moment == QLatin1String("autoReconnectChanged")) {
         connect(client, &PWebSocketKeywordClient::autoReconnectChanged, &scope, deleteClient);
         client->setAutoReconnect(true);

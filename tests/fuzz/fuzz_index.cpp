@@ -216,7 +216,7 @@ void Models::check() const
     // "1a" lies between "10" and "2" as a text, so only names of one kind have one right order.
     const auto isNumber = [](const QString &name) {
         bool is = false;
-        name.toLongLong(&is);
+        static_cast<void>(name.toLongLong(&is));
         return is;
     };
     int numbers = 0;

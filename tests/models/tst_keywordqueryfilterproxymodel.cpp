@@ -57,6 +57,7 @@ private Q_SLOTS:
     void filter_readsDisplayNameAndOrderReadsName();
     void setFilter_sameAgainDoesNothing();
     void changes_areFollowed();
+    void source_withoutColumnsHasNoRows();
     void handlers_mayDeleteTheModel();
 };
 
@@ -190,6 +191,21 @@ void tst_KeywordQueryFilterProxyModel::changes_areFollowed()
     QCOMPARE(shown(model), QString());
     source.item(0)->setData(q("new"), 263);
     QCOMPARE(shown(model), q("b"));
+}
+
+void tst_KeywordQueryFilterProxyModel::source_withoutColumnsHasNoRows()
+{
+    QStandardItemModel source(3, 0);
+    PKeywordQueryFilterProxyModel model;
+    const QAbstractItemModelTester tester(&model);
+    model.setSourceModel(&source);
+    QCOMPARE(model.rowCount(), 0);
+
+    source.insertColumn(0);
+    source.setItem(0, new QStandardItem);
+    source.item(0)->setData(q("a"), 257);
+    model.invalidate();
+    QCOMPARE(model.rowCount(), 3);
 }
 
 void tst_KeywordQueryFilterProxyModel::handlers_mayDeleteTheModel()

@@ -5,6 +5,7 @@
 #include "pubsub/subscriber.h"
 
 #include <QtCore/QPointer>
+#include <QtCore/QScopedValueRollback>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
@@ -53,7 +54,8 @@ private:
     std::unique_ptr<PPublisher> publisher;
     std::vector<std::unique_ptr<PSubscriber>> subscribers;
     QStringList served;
-    std::function<void(int)> onServed;
+    using Handler = std::function<void(int)>;
+    Handler onServed;
 };
 
 // Five subscribers of topic /a, which note that they were served and then do what the test wants.
@@ -103,7 +105,7 @@ void tst_PubSubReentrancy::delivery_reachesAllThatStillListen()
     QFETCH(int, victim);
     QFETCH(int, deed);
     PPublisher other;
-    onServed = [&](int i) {
+    const QScopedValueRollback<Handler> rollback(onServed, [&](int i) {
         if (i != actor)
             return;
         switch (deed) {
@@ -130,7 +132,7 @@ void tst_PubSubReentrancy::delivery_reachesAllThatStillListen()
             publisher.reset();
             break;
         }
-    };
+    });
 
     publisher->publish(topicA, QStringLiteral("x"));
 
@@ -147,12 +149,12 @@ void tst_PubSubReentrancy::delivery_skipsThatWhichJoinedMeanwhile()
 {
     PSubscriber late;
     QSignalSpy spy(&late, &PSubscriber::valueChanged);
-    onServed = [&](int i) {
+    const QScopedValueRollback<Handler> rollback(onServed, [&](int i) {
         if (i == 0) {
             late.setPublisher(publisher.get());
             late.setTopic(topicA);
         }
-    };
+    });
 
     publisher->publish(topicA, QStringLiteral("x"));
     QCOMPARE(spy.count(), 0);
@@ -204,7 +206,7 @@ void tst_PubSubReentrancy::delivery_survivesTheTopicBeingLeftAndJoinedByOthers()
 {
     PSubscriber newcomer;
     QSignalSpy spy(&newcomer, &PSubscriber::valueChanged);
-    onServed = [&](int i) {
+    const QScopedValueRollback<Handler> rollback(onServed, [&](int i) {
         if (i != 2)
             return;
         for (auto &subscriber : subscribers)
@@ -216,7 +218,7 @@ void tst_PubSubReentrancy::delivery_survivesTheTopicBeingLeftAndJoinedByOthers()
             subscriber->setPublisher(publisher.get());
             subscriber->setTopic(QString::number(filler));
         }
-    };
+    });
 
     publisher->publish(topicA, QStringLiteral("x"));
 

@@ -65,7 +65,7 @@ public:
     static const char *name(Part part);
     static QList<Part> parts(Screen screen);
 
-    QObject *part(Part part) const { return objects[part]; }
+    QObject *part(Part part) const { return objects[part].data(); }
     void destroy(Part part);
 
     void start(); // ties the parts together and connects
