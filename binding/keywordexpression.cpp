@@ -173,6 +173,9 @@ PKeywordExpression::PKeywordExpression(const QString &value, QObject *parent)
     PKeywordExpression::setValue(value);
 }
 
+/*!
+    Destroys the expression. A proxy that uses it reads as having none from then on.
+*/
 PKeywordExpression::~PKeywordExpression() = default;
 
 QString PKeywordExpression::value() const
@@ -192,6 +195,9 @@ void PKeywordExpression::setValue(const QString &value)
         doUpdate();
 }
 
+/*!
+    \reimp
+*/
 std::tuple<QString, QStringList> PKeywordExpression::calculateKeyword() const
 {
     return {d->value, {}};
@@ -217,6 +223,9 @@ PPostfixKeywordExpression::PPostfixKeywordExpression(QObject *parent)
     : PKeywordExpression(parent), d(std::make_unique<Private>())
 { }
 
+/*!
+    Destroys the expression. A proxy that uses it reads as having none from then on.
+*/
 PPostfixKeywordExpression::~PPostfixKeywordExpression() = default;
 
 QString PPostfixKeywordExpression::postfix() const
@@ -236,6 +245,9 @@ void PPostfixKeywordExpression::setPostfix(const QString &postfix)
         doUpdate();
 }
 
+/*!
+    \reimp
+*/
 std::tuple<QString, QStringList> PPostfixKeywordExpression::calculateKeyword() const
 {
     const QString keyword = value();
@@ -283,6 +295,9 @@ PListPostfixKeywordExpression::PListPostfixKeywordExpression(QObject *parent)
     : PAbstractKeywordExpression(parent), d(std::make_unique<Private>())
 { }
 
+/*!
+    Destroys the expression. A proxy that uses it reads as having none from then on.
+*/
 PListPostfixKeywordExpression::~PListPostfixKeywordExpression() = default;
 
 QStringList PListPostfixKeywordExpression::values() const
@@ -336,6 +351,9 @@ void PListPostfixKeywordExpression::setAggregation(PKeywordAggregation aggregati
         doUpdate();
 }
 
+/*!
+    \reimp
+*/
 std::tuple<QString, QStringList> PListPostfixKeywordExpression::calculateKeyword() const
 {
     if (d->values.isEmpty())

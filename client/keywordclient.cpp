@@ -239,7 +239,8 @@ bool PKeywordClient::sendKeyUpdate(const QString &keyword, const QVariant &value
 }
 
 /*!
-    Asks the server to change \a keyword by \a value. Otherwise like sendKeyUpdate().
+    Asks the server to change \a keyword by \a value: to add a number, or to toggle where the
+    keyword is a bool. Otherwise like sendKeyUpdate(), also in what it returns.
 */
 bool PKeywordClient::sendKeyUpdateRelative(const QString &keyword, const QVariant &value)
 {

@@ -30,7 +30,8 @@ public:
     PKeywordQueryModel.
 
     Rows are sorted by name: as numbers where both are whole numbers, and else as text, without
-    regard to case. The source model has to offer the roles of PKeywordQueryModel.
+    regard to case. The source model has to offer the roles of PKeywordQueryModel. It is not owned.
+    \sa {Browsing}
 */
 
 /*!
@@ -50,6 +51,9 @@ PKeywordQueryFilterProxyModel::PKeywordQueryFilterProxyModel(QObject *parent)
     sort(0, Qt::AscendingOrder);
 }
 
+/*!
+    Destroys the model.
+*/
 PKeywordQueryFilterProxyModel::~PKeywordQueryFilterProxyModel() = default;
 
 QString PKeywordQueryFilterProxyModel::filter() const
@@ -78,6 +82,9 @@ void PKeywordQueryFilterProxyModel::setFilter(const QString &filter)
 #endif
 }
 
+/*!
+    \reimp
+*/
 bool PKeywordQueryFilterProxyModel::lessThan(const QModelIndex &left,
                                              const QModelIndex &right) const
 {
@@ -92,6 +99,9 @@ bool PKeywordQueryFilterProxyModel::lessThan(const QModelIndex &left,
     return QString::compare(leftName, rightName, Qt::CaseInsensitive) < 0;
 }
 
+/*!
+    \reimp
+*/
 bool PKeywordQueryFilterProxyModel::filterAcceptsRow(int sourceRow,
                                                      const QModelIndex &sourceParent) const
 {
