@@ -51,6 +51,7 @@ public:
 /*!
     \class pellix::client::PAbstractKeywordExpression
     \inmodule PellixClientKeyword
+    \ingroup PellixClientKeywordClasses
     \brief The PAbstractKeywordExpression class computes the keyword that a proxy binds to.
 
     An expression is given to PKeywordProxy::keywordExpression, which then follows keyword. The
@@ -149,6 +150,7 @@ void PAbstractKeywordExpression::doUpdate()
 /*!
     \class pellix::client::PKeywordExpression
     \inmodule PellixClientKeyword
+    \ingroup PellixClientKeywordClasses
     \brief The PKeywordExpression class is an expression whose keyword is its value.
 */
 
@@ -206,6 +208,7 @@ std::tuple<QString, QStringList> PKeywordExpression::calculateKeyword() const
 /*!
     \class pellix::client::PPostfixKeywordExpression
     \inmodule PellixClientKeyword
+    \ingroup PellixClientKeywordClasses
     \brief The PPostfixKeywordExpression class appends a postfix to its value.
 
     The keyword is value and postfix with "/" between them, or the one of the two that is set.
@@ -257,6 +260,7 @@ std::tuple<QString, QStringList> PPostfixKeywordExpression::calculateKeyword() c
 /*!
     \class pellix::client::PListPostfixKeywordExpression
     \inmodule PellixClientKeyword
+    \ingroup PellixClientKeywordClasses
     \brief The PListPostfixKeywordExpression class has the server aggregate several keywords.
 
     With two or more values, keyword is a path below "/store/aggregated/" made from a digest of the

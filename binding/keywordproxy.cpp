@@ -67,6 +67,7 @@ public:
 /*!
     \class pellix::client::PKeywordProxy
     \inmodule PellixClientKeyword
+    \ingroup PellixClientKeywordClasses
     \brief The PKeywordProxy class binds one keyword to a live, writable value.
 
     Given a client and a keyword, or an expression that computes one, a proxy asks the server for
@@ -403,7 +404,8 @@ bool PKeywordProxy::update(QVariant value)
 /*!
     \fn bool PKeywordProxy::updateRelative(QVariant value)
 
-    Asks the server to change the keyword by \a value. Otherwise like update().
+    Asks the server to change the keyword by \a value. Otherwise, also in what it returns,
+    like update().
 */
 // NOLINTNEXTLINE(performance-unnecessary-value-param): part of the interface
 bool PKeywordProxy::updateRelative(QVariant value)

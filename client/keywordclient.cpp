@@ -153,6 +153,7 @@ public:
 /*!
     \class pellix::client::PKeywordClient
     \inmodule PellixClientKeyword
+    \ingroup PellixClientKeywordClasses
     \brief The PKeywordClient class encodes commands to a keyword server and decodes its messages.
 
     It is the base of the transports, PInProcessKeywordClient and PWebSocketKeywordClient, and has

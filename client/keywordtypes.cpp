@@ -64,6 +64,7 @@ namespace pellix::client {
 /*!
     \class pellix::client::PKeywordValue
     \inmodule PellixClientKeyword
+    \ingroup PellixClientKeywordClasses
     \brief The PKeywordValue struct is the record of one keyword event.
 
     It travels inside a QVariant. The four flags are those of the server, as sent. Records have no

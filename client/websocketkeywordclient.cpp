@@ -111,6 +111,7 @@ public:
 /*!
     \class pellix::client::PWebSocketKeywordClient
     \inmodule PellixClientKeyword
+    \ingroup PellixClientKeywordClasses
     \brief The PWebSocketKeywordClient class talks to a keyword server over a WebSocket.
 
     Setting urls opens a connection to the first valid address of the list. With autoReconnect a

@@ -26,6 +26,7 @@ public:
 /*!
     \class pellix::client::PKeywordPathModel
     \inmodule PellixClientKeyword
+    \ingroup PellixClientKeywordClasses
     \brief The PKeywordPathModel class shows a keyword path level by level.
 
     Each level of keyword is a row of one column. "/" and "#" both separate levels. QML reads these

@@ -63,6 +63,7 @@ public:
 /*!
     \class pellix::client::PKeywordQueryModel
     \inmodule PellixClientKeyword
+    \ingroup PellixClientKeywordClasses
     \brief The PKeywordQueryModel class lists the children of a keyword.
 
     Given a client and a keyword, the model asks the server for the children and shows each as a row

@@ -82,6 +82,7 @@ void PPublisher::Private::publishNested(const QString &topic, const QVariant &va
 /*!
     \class pellix::client::PPublisher
     \inmodule PellixClientPubSub
+    \ingroup PellixClientPubSubClasses
     \brief The PPublisher class delivers values to the subscribers of a topic.
 
     Any number of PSubscriber objects attach to a publisher, each with one topic. A value published

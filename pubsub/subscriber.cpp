@@ -53,6 +53,7 @@ void SubscriberListener::listen(PSubscriber &subscriber, SubscriberListener *lis
 /*!
     \class pellix::client::PSubscriber
     \inmodule PellixClientPubSub
+    \ingroup PellixClientPubSubClasses
     \brief The PSubscriber class receives the values published on one topic.
 
     A subscriber listens to one topic() of one PPublisher. While it has both it is active(), and

@@ -543,6 +543,7 @@ void KeywordServer::Private::index(KeywordSession *session, const QJsonObject &p
 /*!
     \class pellix::simulator::KeywordServer
     \inmodule PellixClientSimulator
+    \ingroup PellixClientSimulatorClasses
     \brief The KeywordServer class is a keyword server without a transport, to develop and test
     against.
 
@@ -566,6 +567,7 @@ void KeywordServer::Private::index(KeywordSession *session, const QJsonObject &p
 /*!
     \class pellix::simulator::KeywordServer::Keyword
     \inmodule PellixClientSimulator
+    \ingroup PellixClientSimulatorClasses
     \brief The Keyword struct is what a program declares of one keyword.
 */
 

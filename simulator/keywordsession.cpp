@@ -16,6 +16,7 @@ public:
 /*!
     \class pellix::simulator::KeywordSession
     \inmodule PellixClientSimulator
+    \ingroup PellixClientSimulatorClasses
     \brief The KeywordSession class is one client's link to a KeywordServer.
 
     Whatever carries the messages hands each command to receive() and delivers each send(). Deleting

@@ -242,6 +242,7 @@ void TelemetryScene::Private::refresh()
 /*!
     \class pellix::simulator::TelemetryScene
     \inmodule PellixClientSimulator
+    \ingroup PellixClientSimulatorClasses
     \brief The TelemetryScene class declares keywords that show the machine it runs on.
 
     All are below /machine and read from the kernel's files, five times a second by default. Sizes

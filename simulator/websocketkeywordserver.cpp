@@ -150,6 +150,7 @@ void WebSocketKeywordServer::Private::dropAll()
 /*!
     \class pellix::simulator::WebSocketKeywordServer
     \inmodule PellixClientSimulator
+    \ingroup PellixClientSimulatorClasses
     \brief The WebSocketKeywordServer class serves a KeywordServer to WebSocket clients.
 
     Each client gets a session of its own, which ends with its connection. With a certificate the

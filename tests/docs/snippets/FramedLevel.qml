@@ -17,7 +17,7 @@ StateFrame {
 
     Text {
         objectName: "valueText"
-        text: level.value === undefined ? "–" : level.value
+        text: level.value ?? "–"
     }
 }
 //! [use]

@@ -44,7 +44,7 @@ ApplicationWindow {
         Text {
             objectName: "levelText"
             font.pixelSize: 40
-            text: level.value === undefined ? "–" : level.value.toFixed(1) + " %"
+            text: level.value?.toFixed(1) ?? "–"
         }
 
         Row {

@@ -10,7 +10,7 @@ Text {
 
     property alias client: level.client
 
-    text: level.value === undefined ? "no value" : level.value.toFixed(1) + " %"
+    text: level.value?.toFixed(1) ?? "no value"
     color: level.value > 80 ? "red" : "black"
 
     PKeywordProxy {
