@@ -65,7 +65,7 @@ void record(QtMsgType, const QMessageLogContext &context, const QString &)
 } // namespace
 
 // What the guides of the documentation quote does what they say.
-class TestGuides : public QObject
+class tst_Guides : public QObject
 {
     Q_OBJECT
 
@@ -104,7 +104,7 @@ private:
     std::unique_ptr<QQuickItem> item;
 };
 
-void TestGuides::init()
+void tst_Guides::init()
 {
     QTest::failOnWarning(QRegularExpression(q(".*")));
     server = std::make_unique<KeywordServer>();
@@ -115,7 +115,7 @@ void TestGuides::init()
     engine = std::make_unique<QQmlEngine>();
 }
 
-void TestGuides::cleanup()
+void tst_Guides::cleanup()
 {
     item.reset();
     engine.reset();
@@ -123,7 +123,7 @@ void TestGuides::cleanup()
     server.reset();
 }
 
-QQuickItem *TestGuides::load(const char *name, const QVariantMap &properties)
+QQuickItem *tst_Guides::load(const char *name, const QVariantMap &properties)
 {
     QQmlComponent component(engine.get(), QUrl::fromLocalFile(snippet(name)));
     item.reset(qobject_cast<QQuickItem *>(component.createWithInitialProperties(properties)));
@@ -132,7 +132,7 @@ QQuickItem *TestGuides::load(const char *name, const QVariantMap &properties)
     return item.get();
 }
 
-void TestGuides::firstScreen_showsTheLevelAndMovesTheSetpoint()
+void tst_Guides::firstScreen_showsTheLevelAndMovesTheSetpoint()
 {
     WebSocketKeywordServer socketServer(server.get());
     QVERIFY(socketServer.listen());
@@ -158,7 +158,7 @@ void TestGuides::firstScreen_showsTheLevelAndMovesTheSetpoint()
     QVERIFY(window.rootObjects().constFirst()->setProperty("address", QString()));
 }
 
-void TestGuides::firstScreen_runsAsAProgram()
+void tst_Guides::firstScreen_runsAsAProgram()
 {
     WebSocketKeywordServer socketServer(server.get());
     QVERIFY(socketServer.listen());
@@ -172,7 +172,7 @@ void TestGuides::firstScreen_runsAsAProgram()
     QVERIFY(program.state() == QProcess::NotRunning || program.waitForFinished());
 }
 
-void TestGuides::stateFrame_names_data()
+void tst_Guides::stateFrame_names_data()
 {
     QTest::addColumn<bool>("connected");
     QTest::addColumn<bool>("online");
@@ -186,7 +186,7 @@ void TestGuides::stateFrame_names_data()
     QTest::newRow("error before all") << false << false << false << true << q("error");
 }
 
-void TestGuides::stateFrame_names()
+void tst_Guides::stateFrame_names()
 {
     QFETCH(bool, connected);
     QFETCH(bool, online);
@@ -203,7 +203,7 @@ void TestGuides::stateFrame_names()
     QCOMPARE(textOf("valueText").toString(), q("Riverside works"));
 }
 
-void TestGuides::stateFrame_withoutALink_isNotConnected()
+void tst_Guides::stateFrame_withoutALink_isNotConnected()
 {
     QVERIFY(
         load("FramedLevel.qml",
@@ -214,7 +214,7 @@ void TestGuides::stateFrame_withoutALink_isNotConnected()
     QCOMPARE(textOf("valueText").toString(), q("–"));
 }
 
-void TestGuides::setpoint_isTakenRefusedOrNotAnswered()
+void tst_Guides::setpoint_isTakenRefusedOrNotAnswered()
 {
     const QString path = q("/plant/tank1/setpoint");
     QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
@@ -243,7 +243,7 @@ void TestGuides::setpoint_isTakenRefusedOrNotAnswered()
     QTRY_COMPARE(item->property("outcome").toString(), q("no answer"));
 }
 
-void TestGuides::setpoint_sliderFollowsTheServer()
+void tst_Guides::setpoint_sliderFollowsTheServer()
 {
     QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
     QTRY_COMPARE(part("slider")->property("value").toDouble(), 60.0);
@@ -251,7 +251,7 @@ void TestGuides::setpoint_sliderFollowsTheServer()
     QTRY_COMPARE(part("slider")->property("value").toDouble(), 33.0);
 }
 
-void TestGuides::expressions_followTheTank()
+void tst_Guides::expressions_followTheTank()
 {
     QVERIFY(load("Expressions.qml", {{q("client"), QVariant::fromValue(client.get())}}));
     QTRY_COMPARE(part("level")->property("value").toDouble(), 45.0);
@@ -260,7 +260,7 @@ void TestGuides::expressions_followTheTank()
     QCOMPARE(part("level")->property("keyword").toString(), q("/plant/tank2/level"));
 }
 
-void TestGuides::expressions_aggregateOnTheServer()
+void tst_Guides::expressions_aggregateOnTheServer()
 {
     QVERIFY(load("Expressions.qml", {{q("client"), QVariant::fromValue(client.get())}}));
     QTRY_COMPARE(part("highest")->property("value").toDouble(), 55.0);
@@ -273,7 +273,7 @@ void TestGuides::expressions_aggregateOnTheServer()
     QTRY_COMPARE(textOf("sameText").toString(), q("different"));
 }
 
-void TestGuides::browse_listsFiltersAndOpens()
+void tst_Guides::browse_listsFiltersAndOpens()
 {
     WebSocketKeywordServer socketServer(server.get());
     QVERIFY(socketServer.listen());
@@ -292,7 +292,7 @@ void TestGuides::browse_listsFiltersAndOpens()
     item.reset();
 }
 
-void TestGuides::browse_asksAgainWhenTheLinkIsBack()
+void tst_Guides::browse_asksAgainWhenTheLinkIsBack()
 {
     WebSocketKeywordServer socketServer(server.get());
     QVERIFY(socketServer.listen());
@@ -317,7 +317,7 @@ void TestGuides::browse_asksAgainWhenTheLinkIsBack()
     item.reset();
 }
 
-void TestGuides::logging_isSilencedByTheRule()
+void tst_Guides::logging_isSilencedByTheRule()
 {
     const auto logsOfAnAttempt = [] {
         logged.clear();
@@ -334,7 +334,7 @@ void TestGuides::logging_isSilencedByTheRule()
     QVERIFY(logsOfAnAttempt() > 0);
 }
 
-void TestGuides::logging_rulesEnableOneCategory()
+void tst_Guides::logging_rulesEnableOneCategory()
 {
     followOneKeyword();
     logged.clear();
@@ -348,14 +348,14 @@ void TestGuides::logging_rulesEnableOneCategory()
     QCOMPARE(logged.count("pellixclient.keyword.proxy"), logged.size());
 }
 
-void TestGuides::lifetimes_anyOrder_data()
+void tst_Guides::lifetimes_anyOrder_data()
 {
     QTest::addColumn<bool>("clientFirst");
     QTest::newRow("as members") << false;
     QTest::newRow("client first") << true;
 }
 
-void TestGuides::lifetimes_anyOrder()
+void tst_Guides::lifetimes_anyOrder()
 {
     QFETCH(bool, clientFirst);
     Plant plant;
@@ -369,7 +369,7 @@ void TestGuides::lifetimes_anyOrder()
     }
 }
 
-void TestGuides::protocol_commandsAreWhatTheClientSends()
+void tst_Guides::protocol_commandsAreWhatTheClientSends()
 {
     RecordingClient sender;
     const QString level = q("/plant/tank1/level");
@@ -405,7 +405,7 @@ void TestGuides::protocol_commandsAreWhatTheClientSends()
     QCOMPARE(sent.at(0).at(0).toByteArray(), file.readAll().trimmed());
 }
 
-void TestGuides::protocol_serverAnswersAsShown()
+void tst_Guides::protocol_serverAnswersAsShown()
 {
     const std::unique_ptr<KeywordSession> session(server->openSession());
     QSignalSpy answers(session.get(), &KeywordSession::send);
@@ -420,7 +420,7 @@ void TestGuides::protocol_serverAnswersAsShown()
     QCOMPARE(object(answers.takeFirst().at(0).toByteArray()), message("keyIndex-answer"));
 }
 
-void TestGuides::protocol_clientTakesTheMessagesOfTheServer()
+void tst_Guides::protocol_clientTakesTheMessagesOfTheServer()
 {
     RecordingClient receiver;
     PKeywordProxy proxy;
@@ -437,5 +437,5 @@ void TestGuides::protocol_clientTakesTheMessagesOfTheServer()
     QCOMPARE(responses.at(0).at(0).toUuid(), QUuid(q("{67c8770b-44f1-410a-ab9a-f9b5446f13ee}")));
 }
 
-QTEST_MAIN(TestGuides)
+QTEST_MAIN(tst_Guides)
 #include "tst_guides.moc"
