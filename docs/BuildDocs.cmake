@@ -3,6 +3,8 @@
 
 # Runs QDoc and qhelpgenerator, and fails on warnings and on what is not documented.
 
+cmake_policy(VERSION 3.25)
+
 set(html "${OUTPUT}/html")
 set(qch "${OUTPUT}/pellixclient.qch")
 file(REMOVE_RECURSE "${html}" "${qch}")
@@ -22,22 +24,46 @@ if(count GREATER 0 OR NOT result EQUAL 0)
     message(FATAL_ERROR "qdoc ended with ${result}, and said ${count} times that something is wrong.")
 endif()
 
-# QDoc says nothing of members without documentation. Accessors and change signals are documented by
-# their property.
+# QDoc says nothing of members without documentation: it takes them for internal, as it takes private
+# ones. The header tells the two apart. Accessors and change signals are documented by their property,
+# and what is overridden by its base class.
+execute_process(
+    COMMAND "${QDOC}" "${CONFIGURATION}" -showinternal -outputdir "${OUTPUT}/internal" ${INCLUDE_DIRS}
+    OUTPUT_QUIET ERROR_QUIET
+)
+set(kinds "class|enum|function|namespace|property|qmlclass|qmlmethod|qmlproperty|qmlsignal|struct|typedef|variable")
+file(STRINGS "${OUTPUT}/internal/pellixclient.index" entries REGEX "<(${kinds}) name=\"[^\"]")
+list(LENGTH entries count)
+if(count LESS 300)
+    message(FATAL_ERROR "The index lists ${count} entries only: it is not in the form that is read here.")
+endif()
 set(undocumented "")
-file(STRINGS "${html}/pellixclient.index" entries
-    REGEX "<(class|enum|function|namespace|property|qmlclass|qmlproperty|struct|typedef|variable) name=\"[^\"]")
 foreach(entry IN LISTS entries)
-    if(NOT entry MATCHES "documented=\"true\"" AND NOT entry MATCHES "associated-property="
-        AND NOT entry MATCHES "status=\"internal\"")
-        string(REGEX MATCH "fullname=\"[^\"]*" name "${entry}")
-        list(APPEND undocumented "${name}")
+    if(entry MATCHES "documented=\"true\"|associated-property=|override=\"true\"|_p\\.h\""
+        OR entry MATCHES "name=\"(QPrivateSignal|staticMetaObject|tr|qt_[A-Za-z_]*)\"|name=\"QMetaTypeId") # of Qt's macros
+        continue()
     endif()
+    string(REGEX REPLACE ".* (fullname|name)=\"([^\"]*)\".*" "\\2" name "${entry}")
+    if(entry MATCHES " filepath=\"([^\"]*\\.h)\" lineno=\"([0-9]+)\"")
+        set(header "${CMAKE_MATCH_1}")
+        set(line "${CMAKE_MATCH_2}")
+        execute_process(COMMAND "${CMAKE_COMMAND}" -E cat "${header}" OUTPUT_VARIABLE text)
+        string(REGEX REPLACE "[][;\\]" "" text "${text}")
+        string(REPLACE "\n" ";" lines "${text}")
+        list(SUBLIST lines 0 ${line} lines)
+        list(FILTER lines INCLUDE REGEX "^ *(public|protected|private|Q_SIGNALS)( Q_SLOTS)?:|^(class|struct) ")
+        list(POP_BACK lines section)
+        if(section MATCHES "private:|^class ")
+            continue()
+        endif()
+    endif()
+    list(APPEND undocumented "${name}")
 endforeach()
 if(undocumented)
     list(JOIN undocumented "\n" undocumented)
     message(FATAL_ERROR "Not documented:\n${undocumented}")
 endif()
+file(REMOVE_RECURSE "${OUTPUT}/internal")
 
 execute_process(
     COMMAND "${QHELPGENERATOR}" "${html}/pellixclient.qhp" -o "${qch}"
