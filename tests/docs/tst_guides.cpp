@@ -85,6 +85,7 @@ private Q_SLOTS:
     void expressions_aggregateOnTheServer();
     void browse_listsFiltersAndOpens();
     void browse_asksAgainWhenTheLinkIsBack();
+    void privateCa_isMadeAsOnThePlainPage();
     void logging_isSilencedByTheRule();
     void logging_rulesEnableOneCategory();
     void lifetimes_anyOrder_data();
@@ -315,6 +316,15 @@ void tst_Guides::browse_asksAgainWhenTheLinkIsBack()
     QTRY_COMPARE(part("list")->property("count").toInt(), 5);
     QVERIFY(!part("entries")->property("loading").toBool());
     item.reset();
+}
+
+void tst_Guides::privateCa_isMadeAsOnThePlainPage()
+{
+    QFile page(q(PRIVATE_CA_DOCUMENT));
+    QFile commands(snippet("make-certificates.sh"));
+    QVERIFY(page.open(QIODevice::ReadOnly) && commands.open(QIODevice::ReadOnly));
+    const QByteArray block = "```sh\n" + commands.readAll() + "```\n";
+    QVERIFY(page.readAll().contains(block));
 }
 
 void tst_Guides::logging_isSilencedByTheRule()
