@@ -26,11 +26,13 @@ public:
 /*!
     \class pellix::client::PKeywordQueryFilterProxyModel
     \inmodule PellixClientKeyword
+    \ingroup PellixClientKeywordClasses
     \brief The PKeywordQueryFilterProxyModel class sorts and filters the rows of a
     PKeywordQueryModel.
 
     Rows are sorted by name: as numbers where both are whole numbers, and else as text, without
-    regard to case. The source model has to offer the roles of PKeywordQueryModel.
+    regard to case. The source model has to offer the roles of PKeywordQueryModel. It is not owned.
+    \sa {Browsing}
 */
 
 /*!
@@ -50,6 +52,9 @@ PKeywordQueryFilterProxyModel::PKeywordQueryFilterProxyModel(QObject *parent)
     sort(0, Qt::AscendingOrder);
 }
 
+/*!
+    Destroys the model.
+*/
 PKeywordQueryFilterProxyModel::~PKeywordQueryFilterProxyModel() = default;
 
 QString PKeywordQueryFilterProxyModel::filter() const
@@ -78,6 +83,9 @@ void PKeywordQueryFilterProxyModel::setFilter(const QString &filter)
 #endif
 }
 
+/*!
+    \reimp
+*/
 bool PKeywordQueryFilterProxyModel::lessThan(const QModelIndex &left,
                                              const QModelIndex &right) const
 {
@@ -92,6 +100,9 @@ bool PKeywordQueryFilterProxyModel::lessThan(const QModelIndex &left,
     return QString::compare(leftName, rightName, Qt::CaseInsensitive) < 0;
 }
 
+/*!
+    \reimp
+*/
 bool PKeywordQueryFilterProxyModel::filterAcceptsRow(int sourceRow,
                                                      const QModelIndex &sourceParent) const
 {

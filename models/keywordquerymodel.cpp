@@ -71,6 +71,7 @@ public:
 /*!
     \class pellix::client::PKeywordQueryModel
     \inmodule PellixClientKeyword
+    \ingroup PellixClientKeywordClasses
     \brief The PKeywordQueryModel class lists the children of a keyword.
 
     Given a client and a keyword, the model asks the server for the children and shows each as a row
@@ -100,7 +101,25 @@ public:
     answers inside the sending call is not heard either, since the identifier of the query is not
     known yet.
 
+    A query whose connection is lost is not repeated: the model stays loading, with the rows it had,
+    until it is asked again by setting keyword, a filter or the client.
+
     The client is not owned; one that is destroyed reads as not set.
+    \sa {Browsing}
+*/
+
+/*!
+    \enum pellix::client::PKeywordQueryModel::Role
+
+    The roles of a row.
+
+    \value NameRole               \c name, the last level of the child's keyword, or its label
+    \value TypeRole               \c type, as the server names it; empty where a level only leads on
+    \value TypeLetterRole         \c typeLetter, getTypeLetter() of the type
+    \value TypeColorRole          \c typeColor, getTypeColor() of the type
+    \value KeywordRole            \c keyword, with separators as the server sent them
+    \value NormalizedKeywordRole  \c normalizedKeyword, with "/" as the only separator
+    \value DisplayNameRole        \c displayName, the same as name
 */
 
 /*!
@@ -128,11 +147,18 @@ public:
 /*!
     \property pellix::client::PKeywordQueryModel::storedFilter
     \brief always empty: kept for its name, it holds nothing and takes nothing.
+
+    storedFilterChanged() is emitted all the same, each time that keyword is set. Use
+    PKeywordQueryFilterProxyModel::filter to filter rows.
 */
 
 /*!
     \property pellix::client::PKeywordQueryModel::loading
-    \brief whether an answer is awaited.
+    \brief whether an answer is awaited; \c false by default.
+
+    loadingChanged() is emitted with each query, also when the model was loading already. When the
+    connection is lost before the answer has come, this stays \c true until the model is asked
+    again.
 */
 
 /*!
@@ -152,6 +178,9 @@ PKeywordQueryModel::PKeywordQueryModel(QObject *parent)
     : QAbstractItemModel(parent), d(std::make_unique<Private>())
 { }
 
+/*!
+    Destroys the model, and with it the proxies that watch the labels.
+*/
 PKeywordQueryModel::~PKeywordQueryModel() = default;
 
 PKeywordClient *PKeywordQueryModel::keywordClient() const

@@ -40,6 +40,11 @@ benchmark_packages=(
     libbenchmark-dev
     qt6-remoteobjects-dev
 )
+# QDoc, qhelpgenerator, and the database that a .qch is
+docs_packages=(
+    libqt6sql6-sqlite
+    qt6-documentation-tools
+)
 lint_packages=(
     clang-format
     clang-tidy

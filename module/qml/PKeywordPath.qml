@@ -11,6 +11,7 @@ import PellixClient.Keyword 1.0
 
 /*!
     \qmltype PKeywordPath
+    \inqmlmodule PellixClient.Keyword
     \inherits Item
     \brief Shows a keyword path level by level, and the keyword's value behind it.
 
@@ -27,8 +28,26 @@ import PellixClient.Keyword 1.0
 Item {
     id: root
 
+    /*!
+        \qmlproperty string PKeywordPath::keyword
+
+        The path to show, cleaned as by a PKeywordPathModel; empty by default. What is shown behind
+        it is the value of the cleaned keyword.
+    */
     property alias keyword: pathModel.keyword
+    /*!
+        \qmlproperty PKeywordClient PKeywordPath::keywordClient
+
+        The client that reaches the server, for the value and the labels; null by default. It is not
+        owned.
+    */
     property alias keywordClient: valueProxy.client
+    /*!
+        \qmlproperty string PKeywordPath::providerDisplayName
+
+        What stands for the first level while that has no label; empty, for the level's own text, by
+        default.
+    */
     property alias providerDisplayName: pathModel.providerDisplayName
 
     implicitWidth: row.implicitWidth

@@ -12,6 +12,7 @@ import PellixClient.Keyword 1.0
 
 /*!
     \qmltype PKeywordPathList
+    \inqmlmodule PellixClient.Keyword
     \inherits ScrollView
     \brief Lists keyword paths with their values, to select and to remove.
 
@@ -30,12 +31,21 @@ import PellixClient.Keyword 1.0
 ScrollView {
     id: root
 
+    /*! The keyword paths to list, an array or list of texts; undefined, for none, by default. */
     property var keywords
+    /*! The PKeywordClient that reaches the server; undefined by default. It is not owned. */
     property var keywordClient
+    /*! What stands for the first level of each path; empty, for its own text, by default. */
     property string providerDisplayName: ""
+    /*! Whether each path has a field to remove it; \c false by default. */
     property bool isRemoveVisible: false
 
+    /*! This signal reports a tap on the path at \a index, which is \a keyword. */
     signal keywordSelected(int index, string keyword)
+    /*!
+        This signal reports a tap on the field that removes the path at \a index, which is
+        \a keyword. The list itself removes nothing.
+    */
     signal keywordRemove(int index, string keyword)
 
     ScrollBar.vertical.policy: ScrollBar.AlwaysOn
