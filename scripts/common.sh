@@ -44,6 +44,7 @@ lint_packages=(
     clazy
     cppcheck
     git
+    python3
 )
 coverage_packages=(
     gcovr
