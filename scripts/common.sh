@@ -51,6 +51,7 @@ lint_packages=(
     clazy
     cppcheck
     git
+    python3
     qt6-base-dev-tools
     reuse
 )

@@ -9,10 +9,10 @@ using pellix::client::PKeywordAggregation;
 
 namespace {
 
-const auto pinnedKey = QStringLiteral("pinned");
-const auto aggregationKey = QStringLiteral("aggregation");
-const auto darkKey = QStringLiteral("dark");
-const auto windowSizeKey = QStringLiteral("windowSize");
+constexpr QLatin1String pinnedKey("pinned");
+constexpr QLatin1String aggregationKey("aggregation");
+constexpr QLatin1String darkKey("dark");
+constexpr QLatin1String windowSizeKey("windowSize");
 
 constexpr int defaultAggregation = static_cast<int>(PKeywordAggregation::Max);
 constexpr QSize defaultSize(1200, 800);

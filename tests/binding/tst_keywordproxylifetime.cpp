@@ -216,7 +216,6 @@ void tst_KeywordProxyLifetime::leavingATopic_mayDeleteTheProxy()
     proxy->setKeyword(q("/a"));
     proxy->setClient(&client);
     QSignalSpy clientChanged(proxy, &PKeywordProxy::clientChanged);
-    QSignalSpy joined(other.publisher(), &PPublisher::topicAdded);
     QSignalSpy left(other.publisher(), &PPublisher::topicRemoved);
     QObject scope;
     connect(client.publisher(), &PPublisher::topicRemoved, &scope, [&] { delete proxy; });
@@ -225,8 +224,7 @@ void tst_KeywordProxyLifetime::leavingATopic_mayDeleteTheProxy()
 
     QVERIFY(!proxy);
     QCOMPARE(clientChanged.count(), 0);
-    QCOMPARE(joined.count(), toAnother ? 1 : 0);
-    QCOMPARE(left.count(), joined.count());
+    QCOMPARE(left.count(), toAnother ? 1 : 0);
 }
 
 void tst_KeywordProxyLifetime::clientFirst_readsAsNotSet()

@@ -4,7 +4,6 @@
 #include "binding/keywordproxy.h"
 #include "models/keywordqueryfilterproxymodel.h"
 #include "models/keywordquerymodel.h"
-#include "pubsub/publisher.h"
 #include "tests/support/metaobject.h"
 #include "tests/support/recordingclient.h"
 #include "tests/support/signallog.h"
@@ -662,7 +661,7 @@ void tst_KeywordQueryModel::handlers_mayDeleteModelOrClient_data()
     QTest::addColumn<bool>("killModel");
     for (const char *signal : {"modelAboutToBeReset", "modelReset", "keywordChanged",
                                "storedFilterChanged", "loadingChanged", "keywordClientChanged",
-                               "filterTypeChanged", "dataChanged", "command", "topicAdded"}) {
+                               "filterTypeChanged", "dataChanged", "command"}) {
         // Long enough for the commands by which the labels of the first answer are given up
         const int times = qstrcmp(signal, "command") == 0 ? 20 : 4;
         for (int time = 1; time <= times; ++time) {
@@ -705,8 +704,6 @@ void tst_KeywordQueryModel::handlers_mayDeleteModelOrClient()
         connect(model, &PKeywordQueryModel::filterTypeChanged, &scope, act);
     else if (signal == "dataChanged")
         connect(model, &QAbstractItemModel::dataChanged, &scope, act);
-    else if (signal == "topicAdded")
-        connect(client->publisher(), &PPublisher::topicAdded, &scope, act);
     else if (killModel)
         client->answer = [&](const QByteArray &) { act(); };
 

@@ -116,8 +116,8 @@ private Q_SLOTS:
 
 private:
     QQuickItem *load(const QString &body);
-    void event(const char *keyword, const char *value, const char *type, bool connected = true,
-               bool error = false);
+    void sendEvent(const char *keyword, const char *value, const char *type, bool connected = true,
+                   bool error = false);
 
     std::unique_ptr<RecordingClient> client;
     std::unique_ptr<Theme> theme;
@@ -165,8 +165,8 @@ QQuickItem *tst_Components::load(const QString &body)
     return view->rootObject();
 }
 
-void tst_Components::event(const char *keyword, const char *value, const char *type, bool connected,
-                           bool error)
+void tst_Components::sendEvent(const char *keyword, const char *value, const char *type,
+                               bool connected, bool error)
 {
     client->receive(q(R"({"cmd":"keyEvent","payload":{"keyword":"%1","value":%2,"type":"%3",)"
                       R"("connected":%4,"error":%5}})")
@@ -190,7 +190,7 @@ void tst_Components::path_showsLevelsAndValue()
     QVERIFY(path);
     QCOMPARE(path->property("keyword").toString(), q("/a/b#c"));
     QCOMPARE(texts(path), q("a|b|c"));
-    event("/a/b#c", "7", "int");
+    sendEvent("/a/b#c", "7", "int");
     QCOMPARE(texts(path), q("a|b|c| = 7 "));
     const QList<QQuickItem *> boxes = boxesOf(path);
     QCOMPARE(boxes.size(), 4);
@@ -215,7 +215,7 @@ void tst_Components::path_scales()
     theme->scale = scale;
     QQuickItem *const path = load(q("PKeywordPath { keyword: '/a/b'; keywordClient: testClient }"));
     QVERIFY(path);
-    event("/a/b", "\"x\"", "string");
+    sendEvent("/a/b", "\"x\"", "string");
     QCOMPARE(path->height(), 24 * scale);
     const QList<QQuickItem *> boxes = boxesOf(path);
     QCOMPARE(boxes.size(), 3);
@@ -259,7 +259,7 @@ void tst_Components::path_showsValuesByType()
     QFETCH(QString, text);
     QQuickItem *const path = load(q("PKeywordPath { keyword: '/a'; keywordClient: testClient }"));
     QVERIFY(path);
-    event("/a", value.constData(), type.constData());
+    sendEvent("/a", value.constData(), type.constData());
     QCOMPARE(texts(path), q("a|") + text);
 }
 
@@ -284,7 +284,7 @@ void tst_Components::path_hidesTheValue()
     QQuickItem *const path = load(q("PKeywordPath { keyword: '/a'; keywordClient: testClient }"));
     QVERIFY(path);
     QVERIFY(!boxesOf(path).constLast()->isVisible());
-    event("/a", "7", "int", connected, error);
+    sendEvent("/a", "7", "int", connected, error);
     QQuickItem *const value = boxesOf(path).constLast();
     QCOMPARE(value->isVisible(), connected && !error);
     QCOMPARE(textOf(value)->property("text").toString(), text);
@@ -307,7 +307,7 @@ void tst_Components::path_showsLabels()
     QFETCH(QString, text);
     QQuickItem *const path = load(q("PKeywordPath { keyword: '/a/b'; keywordClient: testClient }"));
     QVERIFY(path);
-    event("/a/b/Label", label.constData(), "string");
+    sendEvent("/a/b/Label", label.constData(), "string");
     QCOMPARE(texts(path), text);
 }
 
@@ -315,10 +315,10 @@ void tst_Components::path_changes()
 {
     QQuickItem *const path = load(q("PKeywordPath { keyword: '/a/b'; keywordClient: testClient }"));
     QVERIFY(path);
-    event("/a/b", "7", "int");
+    sendEvent("/a/b", "7", "int");
     path->setProperty("keyword", q("/c"));
     QCOMPARE(texts(path), q("c"));
-    event("/c", "8", "int");
+    sendEvent("/c", "8", "int");
     QCOMPARE(texts(path), q("c| = 8 "));
     RecordingClient other;
     path->setProperty("keywordClient", QVariant::fromValue<PKeywordClient *>(&other));
@@ -336,7 +336,7 @@ void tst_Components::list_showsItsKeywords()
                "keywordClient: testClient; providerDisplayName: 'P' }"));
     QVERIFY(list);
     QCOMPARE(texts(list), q("P|P|c"));
-    event("/b/c", "1.5", "double");
+    sendEvent("/b/c", "1.5", "double");
     QCOMPARE(texts(list), q("P|P|c| = 1.50 "));
     QCOMPARE(list->property("isRemoveVisible"), QVariant(false));
     list->setProperty("keywords", QStringList({q("/x/y")}));
@@ -413,7 +413,7 @@ void tst_Components::binding_drivesAProperty()
         }
     })"));
     QVERIFY(root);
-    event("/a", "\"text\"", "string");
+    sendEvent("/a", "\"text\"", "string");
     QTRY_COMPARE(root->property("shown").toString(), q("text"));
     QObject *const binding = root->property("binding").value<QObject *>();
     QVERIFY(binding);
@@ -430,7 +430,7 @@ void tst_Components::components_outliveTheirClient()
     QQuickItem *const list = load(q("PKeywordPathList { width: 400; height: 200; "
                                     "keywords: ['/a', '/b']; keywordClient: testClient }"));
     QVERIFY(list);
-    event("/a", "7", "int");
+    sendEvent("/a", "7", "int");
     QCOMPARE(texts(list), q("a| = 7 |b"));
     client.reset();
     QTRY_COMPARE(texts(list), q("a|b"));

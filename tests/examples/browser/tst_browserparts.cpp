@@ -95,7 +95,7 @@ void tst_BrowserParts::ring_findsTheFirstSampleFromATimeOn()
     SampleRing ring(8);
     QCOMPARE(ring.lowerBound(0), std::size_t(0));
     for (int i = 0; i < 12; ++i) // wrapped: 4 to 11, at 40 to 110
-        ring.append({i * 10, 0});
+        ring.append({qint64(i) * 10, 0});
     QCOMPARE(ring.lowerBound(0), std::size_t(0));
     QCOMPARE(ring.lowerBound(40), std::size_t(0));
     QCOMPARE(ring.lowerBound(41), std::size_t(1));
@@ -207,7 +207,7 @@ void tst_BrowserParts::plot_isDrawnAtMostThirtyTimesASecond()
     plot.setVisible(false);
     redrawn.clear();
     plot.setVisible(true);
-    QTRY_VERIFY(redrawn.size() >= 1);
+    QTRY_VERIFY(!redrawn.isEmpty());
 }
 
 void tst_BrowserParts::plot_drawsStepsAtTheirHeight()
