@@ -67,6 +67,7 @@ public:
 /*!
     \class pellix::client::PKeywordProxy
     \inmodule PellixClientKeyword
+    \inheaderfile binding/keywordproxy.h
     \ingroup PellixClientKeywordClasses
     \brief The PKeywordProxy class binds one keyword to a live, writable value.
 

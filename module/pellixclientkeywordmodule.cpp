@@ -21,6 +21,7 @@ namespace pellix::client {
 /*!
     \class pellix::client::PellixClientKeywordModule
     \inmodule PellixClientKeyword
+    \inheaderfile module/pellixclientkeywordmodule.h
     \ingroup PellixClientKeywordClasses
     \brief The PellixClientKeywordModule class makes the library known to QML.
 

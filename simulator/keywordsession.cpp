@@ -16,6 +16,7 @@ public:
 /*!
     \class pellix::simulator::KeywordSession
     \inmodule PellixClientSimulator
+    \inheaderfile simulator/keywordsession.h
     \ingroup PellixClientSimulatorClasses
     \brief The KeywordSession class is one client's link to a KeywordServer.
 
