@@ -276,7 +276,7 @@ QString PKeywordProxy::keyword() const
 
 /*!
     Sets \a keyword as the one to listen to. \a labelLookup marks it as a step of a label lookup and
-   is left at its default by all others.
+    is left at its default by all others.
 */
 void PKeywordProxy::setKeyword(const QString &keyword, bool labelLookup)
 {

@@ -53,7 +53,7 @@ void KeywordSession::receive(const QByteArray &command)
     \fn void KeywordSession::send(const QByteArray &message)
 
     This signal carries one \a message to the client, as JSON text. It is emitted inside receive()
-   and inside the changes of the server's keywords.
+    and inside the changes of the server's keywords.
 */
 
 } // namespace pellix::simulator
