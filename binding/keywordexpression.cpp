@@ -51,6 +51,7 @@ public:
 /*!
     \class pellix::client::PAbstractKeywordExpression
     \inmodule PellixClientKeyword
+    \inheaderfile binding/keywordexpression.h
     \ingroup PellixClientKeywordClasses
     \brief The PAbstractKeywordExpression class computes the keyword that a proxy binds to.
 
@@ -150,6 +151,7 @@ void PAbstractKeywordExpression::doUpdate()
 /*!
     \class pellix::client::PKeywordExpression
     \inmodule PellixClientKeyword
+    \inheaderfile binding/keywordexpression.h
     \ingroup PellixClientKeywordClasses
     \brief The PKeywordExpression class is an expression whose keyword is its value.
 */
@@ -208,6 +210,7 @@ std::tuple<QString, QStringList> PKeywordExpression::calculateKeyword() const
 /*!
     \class pellix::client::PPostfixKeywordExpression
     \inmodule PellixClientKeyword
+    \inheaderfile binding/keywordexpression.h
     \ingroup PellixClientKeywordClasses
     \brief The PPostfixKeywordExpression class appends a postfix to its value.
 
@@ -260,6 +263,7 @@ std::tuple<QString, QStringList> PPostfixKeywordExpression::calculateKeyword() c
 /*!
     \class pellix::client::PListPostfixKeywordExpression
     \inmodule PellixClientKeyword
+    \inheaderfile binding/keywordexpression.h
     \ingroup PellixClientKeywordClasses
     \brief The PListPostfixKeywordExpression class has the server aggregate several keywords.
 

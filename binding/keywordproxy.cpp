@@ -67,6 +67,7 @@ public:
 /*!
     \class pellix::client::PKeywordProxy
     \inmodule PellixClientKeyword
+    \inheaderfile binding/keywordproxy.h
     \ingroup PellixClientKeywordClasses
     \brief The PKeywordProxy class binds one keyword to a live, writable value.
 
@@ -275,8 +276,8 @@ QString PKeywordProxy::keyword() const
 }
 
 /*!
-    Sets \a keyword as the one to listen to. \a labelLookup marks it as a step of a label lookup and is left
-    at its default by all others.
+    Sets \a keyword as the one to listen to. \a labelLookup marks it as a step of a label lookup and
+    is left at its default by all others.
 */
 void PKeywordProxy::setKeyword(const QString &keyword, bool labelLookup)
 {

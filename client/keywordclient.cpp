@@ -153,6 +153,7 @@ public:
 /*!
     \class pellix::client::PKeywordClient
     \inmodule PellixClientKeyword
+    \inheaderfile client/keywordclient.h
     \ingroup PellixClientKeywordClasses
     \brief The PKeywordClient class encodes commands to a keyword server and decodes its messages.
 

@@ -10,12 +10,14 @@ namespace pellix::client {
 /*!
     \namespace pellix
     \inmodule PellixClientKeyword
+    \inheaderfile client/keywordtypes.h
     \brief Contains everything of this library.
 */
 
 /*!
     \namespace pellix::client
     \inmodule PellixClientKeyword
+    \inheaderfile client/keywordtypes.h
     \brief Contains the classes and enumerations of the keyword client.
 
     QML reaches the enumerators of its three enumerations through the name \c PKeyword, as in
@@ -64,6 +66,7 @@ namespace pellix::client {
 /*!
     \class pellix::client::PKeywordValue
     \inmodule PellixClientKeyword
+    \inheaderfile client/keywordtypes.h
     \ingroup PellixClientKeywordClasses
     \brief The PKeywordValue struct is the record of one keyword event.
 

@@ -111,6 +111,7 @@ public:
 /*!
     \class pellix::client::PWebSocketKeywordClient
     \inmodule PellixClientKeyword
+    \inheaderfile client/websocketkeywordclient.h
     \ingroup PellixClientKeywordClasses
     \brief The PWebSocketKeywordClient class talks to a keyword server over a WebSocket.
 

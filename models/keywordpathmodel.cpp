@@ -26,6 +26,7 @@ public:
 /*!
     \class pellix::client::PKeywordPathModel
     \inmodule PellixClientKeyword
+    \inheaderfile models/keywordpathmodel.h
     \ingroup PellixClientKeywordClasses
     \brief The PKeywordPathModel class shows a keyword path level by level.
 

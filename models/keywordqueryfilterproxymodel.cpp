@@ -26,6 +26,7 @@ public:
 /*!
     \class pellix::client::PKeywordQueryFilterProxyModel
     \inmodule PellixClientKeyword
+    \inheaderfile models/keywordqueryfilterproxymodel.h
     \ingroup PellixClientKeywordClasses
     \brief The PKeywordQueryFilterProxyModel class sorts and filters the rows of a
     PKeywordQueryModel.

@@ -71,6 +71,7 @@ public:
 /*!
     \class pellix::client::PKeywordQueryModel
     \inmodule PellixClientKeyword
+    \inheaderfile models/keywordquerymodel.h
     \ingroup PellixClientKeywordClasses
     \brief The PKeywordQueryModel class lists the children of a keyword.
 

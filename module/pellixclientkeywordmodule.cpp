@@ -22,6 +22,7 @@ namespace pellix::client {
 /*!
     \class pellix::client::PellixClientKeywordModule
     \inmodule PellixClientKeyword
+    \inheaderfile module/pellixclientkeywordmodule.h
     \ingroup PellixClientKeywordClasses
     \brief The PellixClientKeywordModule class makes the library known to QML.
 

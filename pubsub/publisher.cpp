@@ -82,6 +82,7 @@ void PPublisher::Private::publishNested(const QString &topic, const QVariant &va
 /*!
     \class pellix::client::PPublisher
     \inmodule PellixClientPubSub
+    \inheaderfile pubsub/publisher.h
     \ingroup PellixClientPubSubClasses
     \brief The PPublisher class delivers values to the subscribers of a topic.
 

@@ -53,6 +53,7 @@ void SubscriberListener::listen(PSubscriber &subscriber, SubscriberListener *lis
 /*!
     \class pellix::client::PSubscriber
     \inmodule PellixClientPubSub
+    \inheaderfile pubsub/subscriber.h
     \ingroup PellixClientPubSubClasses
     \brief The PSubscriber class receives the values published on one topic.
 

@@ -259,6 +259,7 @@ void JsonScene::Private::declareAll()
 /*!
     \class pellix::simulator::JsonScene
     \inmodule PellixClientSimulator
+    \inheaderfile simulator/jsonscene.h
     \ingroup PellixClientSimulatorClasses
     \brief The JsonScene class declares keywords from a JSON file and makes them move.
 

@@ -538,12 +538,14 @@ void KeywordServer::Private::index(KeywordSession *session, const QJsonObject &p
 /*!
     \namespace pellix::simulator
     \inmodule PellixClientSimulator
+    \inheaderfile simulator/inprocesslink.h
     \brief Contains the keyword server to develop and test against.
 */
 
 /*!
     \class pellix::simulator::KeywordServer
     \inmodule PellixClientSimulator
+    \inheaderfile simulator/keywordserver.h
     \ingroup PellixClientSimulatorClasses
     \brief The KeywordServer class is a keyword server without a transport, to develop and test
     against.
@@ -568,6 +570,7 @@ void KeywordServer::Private::index(KeywordSession *session, const QJsonObject &p
 /*!
     \class pellix::simulator::KeywordServer::Keyword
     \inmodule PellixClientSimulator
+    \inheaderfile simulator/keywordserver.h
     \ingroup PellixClientSimulatorClasses
     \brief The Keyword struct is what a program declares of one keyword.
 */

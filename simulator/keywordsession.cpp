@@ -16,6 +16,7 @@ public:
 /*!
     \class pellix::simulator::KeywordSession
     \inmodule PellixClientSimulator
+    \inheaderfile simulator/keywordsession.h
     \ingroup PellixClientSimulatorClasses
     \brief The KeywordSession class is one client's link to a KeywordServer.
 
@@ -51,8 +52,8 @@ void KeywordSession::receive(const QByteArray &command)
 /*!
     \fn void KeywordSession::send(const QByteArray &message)
 
-    This signal carries one \a message to the client, as JSON text. It is emitted inside receive() and
-    inside the changes of the server's keywords.
+    This signal carries one \a message to the client, as JSON text. It is emitted inside receive()
+    and inside the changes of the server's keywords.
 */
 
 } // namespace pellix::simulator

@@ -242,6 +242,7 @@ void TelemetryScene::Private::refresh()
 /*!
     \class pellix::simulator::TelemetryScene
     \inmodule PellixClientSimulator
+    \inheaderfile simulator/telemetryscene.h
     \ingroup PellixClientSimulatorClasses
     \brief The TelemetryScene class declares keywords that show the machine it runs on.
 

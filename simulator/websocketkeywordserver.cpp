@@ -148,6 +148,7 @@ void WebSocketKeywordServer::Private::dropAll()
 /*!
     \class pellix::simulator::WebSocketKeywordServer
     \inmodule PellixClientSimulator
+    \inheaderfile simulator/websocketkeywordserver.h
     \ingroup PellixClientSimulatorClasses
     \brief The WebSocketKeywordServer class serves a KeywordServer to WebSocket clients.
 

@@ -83,6 +83,7 @@ private Q_SLOTS:
     void setpoint_sliderFollowsTheServer();
     void expressions_followTheTank();
     void expressions_aggregateOnTheServer();
+    void expressions_aQtObjectPropertyTakesAny();
     void browse_listsFiltersAndOpens();
     void browse_asksAgainWhenTheLinkIsBack();
     void privateCa_isMadeAsOnThePlainPage();
@@ -272,6 +273,33 @@ void tst_Guides::expressions_aggregateOnTheServer()
     QTRY_COMPARE(textOf("sameText").toString(), q("60"));
     QVERIFY(server->setValue(q("/plant/tank1/setpoint"), 10.0));
     QTRY_COMPARE(textOf("sameText").toString(), q("different"));
+}
+
+void tst_Guides::expressions_aQtObjectPropertyTakesAny()
+{
+    QQmlComponent component(engine.get());
+    component.setData(R"(
+        import QtQuick
+        import PellixClient.Keyword 1.0
+        Item {
+            id: root
+            property PKeywordClient client
+            property QtObject expression: PListPostfixKeywordExpression {
+                values: ["/plant/tank1", "/plant/tank2"]
+                postfix: "level"
+                aggregation: PKeyword.Min
+            }
+            PKeywordProxy {
+                objectName: "proxy"
+                client: root.client
+                keywordExpression: root.expression
+            }
+        })",
+                      QUrl());
+    item.reset(qobject_cast<QQuickItem *>(
+        component.createWithInitialProperties({{q("client"), QVariant::fromValue(client.get())}})));
+    QVERIFY2(item, qPrintable(component.errorString()));
+    QTRY_COMPARE(part("proxy")->property("value").toDouble(), 45.0);
 }
 
 void tst_Guides::browse_listsFiltersAndOpens()

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 //! [browse]
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtQuick.Controls.Basic
 import PellixClient.Keyword 1.0

@@ -18,15 +18,15 @@ Rectangle {
                                         : !proxy.consistent ? "inconsistent"
                                         : "good"
 
-    implicitWidth: inner.childrenRect.width + 16
+    implicitWidth: Math.max(inner.childrenRect.width, note.implicitWidth) + 16
     implicitHeight: inner.childrenRect.height + note.height + 16
     radius: 4
     border.width: 2
     border.color: ({
         "error": "firebrick",
         "not connected": "gray",
-        "offline": "darkorange",
-        "inconsistent": "gold",
+        "offline": "chocolate",
+        "inconsistent": "darkgoldenrod",
         "good": "seagreen"
     })[condition]
 
@@ -43,7 +43,7 @@ Rectangle {
 
         anchors.bottom: parent.bottom
         anchors.right: parent.right
-        anchors.margins: 4
+        anchors.margins: 6
         font.pixelSize: 10
         color: root.border.color
         text: root.condition

@@ -3,13 +3,11 @@
 
 #pragma once
 
-//! [includes]
 #include "binding/keywordexpression.h"
 #include "binding/keywordproxy.h"
 #include "client/inprocesskeywordclient.h"
 #include "simulator/inprocesslink.h"
 #include "simulator/keywordserver.h"
-//! [includes]
 
 #include <memory>
 
