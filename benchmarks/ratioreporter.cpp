@@ -115,7 +115,10 @@ void RatioReporter::ReportRuns(const std::vector<Run> &runs)
             return found == run.counters.end() ? std::numeric_limits<double>::quiet_NaN()
                                                : found->second.value;
         };
-        double figure = run.real_accumulated_time / double(run.iterations) * 1e9;
+        // The processor's time where it is only that: others may keep the machine busy.
+        const bool wallClock = !run.run_name.time_type.empty();
+        double figure = (wallClock ? run.real_accumulated_time : run.cpu_accumulated_time)
+            / double(run.iterations) * 1e9;
         if (run.counters.count("bytes"))
             figure = counter("bytes");
         else if (run.counters.count("per_second"))

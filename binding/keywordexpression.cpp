@@ -51,6 +51,8 @@ public:
 /*!
     \class pellix::client::PAbstractKeywordExpression
     \inmodule PellixClientKeyword
+    \inheaderfile binding/keywordexpression.h
+    \ingroup PellixClientKeywordClasses
     \brief The PAbstractKeywordExpression class computes the keyword that a proxy binds to.
 
     An expression is given to PKeywordProxy::keywordExpression, which then follows keyword. The
@@ -149,6 +151,8 @@ void PAbstractKeywordExpression::doUpdate()
 /*!
     \class pellix::client::PKeywordExpression
     \inmodule PellixClientKeyword
+    \inheaderfile binding/keywordexpression.h
+    \ingroup PellixClientKeywordClasses
     \brief The PKeywordExpression class is an expression whose keyword is its value.
 */
 
@@ -173,6 +177,9 @@ PKeywordExpression::PKeywordExpression(const QString &value, QObject *parent)
     PKeywordExpression::setValue(value);
 }
 
+/*!
+    Destroys the expression. A proxy that uses it reads as having none from then on.
+*/
 PKeywordExpression::~PKeywordExpression() = default;
 
 QString PKeywordExpression::value() const
@@ -192,6 +199,9 @@ void PKeywordExpression::setValue(const QString &value)
         doUpdate();
 }
 
+/*!
+    \reimp
+*/
 std::tuple<QString, QStringList> PKeywordExpression::calculateKeyword() const
 {
     return {d->value, {}};
@@ -200,6 +210,8 @@ std::tuple<QString, QStringList> PKeywordExpression::calculateKeyword() const
 /*!
     \class pellix::client::PPostfixKeywordExpression
     \inmodule PellixClientKeyword
+    \inheaderfile binding/keywordexpression.h
+    \ingroup PellixClientKeywordClasses
     \brief The PPostfixKeywordExpression class appends a postfix to its value.
 
     The keyword is value and postfix with "/" between them, or the one of the two that is set.
@@ -217,6 +229,9 @@ PPostfixKeywordExpression::PPostfixKeywordExpression(QObject *parent)
     : PKeywordExpression(parent), d(std::make_unique<Private>())
 { }
 
+/*!
+    Destroys the expression. A proxy that uses it reads as having none from then on.
+*/
 PPostfixKeywordExpression::~PPostfixKeywordExpression() = default;
 
 QString PPostfixKeywordExpression::postfix() const
@@ -236,6 +251,9 @@ void PPostfixKeywordExpression::setPostfix(const QString &postfix)
         doUpdate();
 }
 
+/*!
+    \reimp
+*/
 std::tuple<QString, QStringList> PPostfixKeywordExpression::calculateKeyword() const
 {
     const QString keyword = value();
@@ -245,6 +263,8 @@ std::tuple<QString, QStringList> PPostfixKeywordExpression::calculateKeyword() c
 /*!
     \class pellix::client::PListPostfixKeywordExpression
     \inmodule PellixClientKeyword
+    \inheaderfile binding/keywordexpression.h
+    \ingroup PellixClientKeywordClasses
     \brief The PListPostfixKeywordExpression class has the server aggregate several keywords.
 
     With two or more values, keyword is a path below "/store/aggregated/" made from a digest of the
@@ -283,6 +303,9 @@ PListPostfixKeywordExpression::PListPostfixKeywordExpression(QObject *parent)
     : PAbstractKeywordExpression(parent), d(std::make_unique<Private>())
 { }
 
+/*!
+    Destroys the expression. A proxy that uses it reads as having none from then on.
+*/
 PListPostfixKeywordExpression::~PListPostfixKeywordExpression() = default;
 
 QStringList PListPostfixKeywordExpression::values() const
@@ -336,6 +359,9 @@ void PListPostfixKeywordExpression::setAggregation(PKeywordAggregation aggregati
         doUpdate();
 }
 
+/*!
+    \reimp
+*/
 std::tuple<QString, QStringList> PListPostfixKeywordExpression::calculateKeyword() const
 {
     if (d->values.isEmpty())

@@ -67,19 +67,23 @@ public:
 /*!
     \class pellix::client::PKeywordProxy
     \inmodule PellixClientKeyword
+    \inheaderfile binding/keywordproxy.h
+    \ingroup PellixClientKeywordClasses
     \brief The PKeywordProxy class binds one keyword to a live, writable value.
 
     Given a client and a keyword, or an expression that computes one, a proxy asks the server for
     the keyword and follows it:
 
     \qml
-    PKeywordProxy {
-        id: level
-        client: keywordClient
-        keyword: "/plant/tank1/level"
+    Column {
+        PKeywordProxy {
+            id: setpoint
+            client: keywordClient
+            keyword: "/plant/tank1/setpoint"
+        }
+        Text { text: setpoint.value ?? "no value" }
+        Button { text: "+5"; onClicked: setpoint.updateRelative(5) }
     }
-    Text { text: level.valueValid ? level.value : "no value" }
-    Button { onClicked: level.updateRelative(5) }
     \endqml
 
     The value is cleared, and the server asked again, whenever the link to the server comes or goes
@@ -87,6 +91,10 @@ public:
 
     Neither the client nor the expression is owned. One that is destroyed first reads as not set;
     a proxy whose client goes loses its value.
+
+    An event of the keyword is taken over whole and signalled then: valueChanged() and
+    valueValidChanged() if the value differs, valueTypeChanged() if the type does, and
+    stateChanged() if one of the four flags does. valueValid alone changes after valueChanged().
 
     Handlers of the signals may do anything, including deleting the proxy or its client.
 */
@@ -157,22 +165,51 @@ public:
 
 /*!
     \property pellix::client::PKeywordProxy::connected
-    \brief the flag of this name in the last event of the keyword; \c false without one.
+    \brief whether the server has a source for the keyword, as its last event says; \c false
+    without one.
+
+    It says nothing of the link between client and server, which is
+    PWebSocketKeywordClient::connected.
+    \sa {The four state flags}
 */
 
 /*!
     \property pellix::client::PKeywordProxy::online
-    \brief the flag of this name in the last event of the keyword; \c false without one.
+    \brief whether the source delivers, as the keyword's last event says; \c false without one.
+    \sa {The four state flags}
 */
 
 /*!
     \property pellix::client::PKeywordProxy::consistent
-    \brief the flag of this name in the last event of the keyword; \c true without one.
+    \brief whether the value agrees with all that it is formed from, as the keyword's last event
+    says; \c true without one, unlike the other flags.
+    \sa {The four state flags}
 */
 
 /*!
     \property pellix::client::PKeywordProxy::error
-    \brief the flag of this name in the last event of the keyword; \c false without one.
+    \brief whether the keyword is in error, or the last write to it was refused, as its last event
+    says; \c false without one.
+    \sa {The four state flags}, {Setpoint and readback}
+*/
+
+/*!
+    \fn void PKeywordProxy::keywordExpressionChanged()
+
+    This signal is never emitted: keywordChanged() is, when the expression is replaced.
+*/
+
+/*!
+    \fn void PKeywordProxy::labelValueChanged()
+
+    This signal is never emitted: the result of a label lookup is in value.
+*/
+
+/*!
+    \fn void PKeywordProxy::stateChanged()
+
+    This signal is emitted once when at least one of connected, online, consistent and error
+    changed.
 */
 
 /*!
@@ -239,8 +276,8 @@ QString PKeywordProxy::keyword() const
 }
 
 /*!
-    Sets the keyword to listen to. \a labelLookup marks it as a step of a label lookup and is left
-    at its default by all others.
+    Sets \a keyword as the one to listen to. \a labelLookup marks it as a step of a label lookup and
+    is left at its default by all others.
 */
 void PKeywordProxy::setKeyword(const QString &keyword, bool labelLookup)
 {
@@ -348,6 +385,8 @@ bool PKeywordProxy::error() const
 }
 
 /*!
+    \fn bool PKeywordProxy::update(QVariant value)
+
     Asks the server to set the keyword to \a value, which PKeywordClient::sendKeyUpdate() turns into
     JSON. The proxy's own value changes when the server's event comes back, not here.
 
@@ -355,7 +394,9 @@ bool PKeywordProxy::error() const
     and objects of JavaScript reach this function as a QJSValue, which Qt's conversion turns into
     null: hand over a list or map that comes from C++ instead.
 
-    Returns what the client returns, or \c false without a client.
+    Returns what the client returns, or \c false without a client. That is not the server's answer:
+    with a PWebSocketKeywordClient it is \c true also while there is no connection and the command
+    is lost. \c false comes only from a missing client or an empty keyword.
 */
 // NOLINTNEXTLINE(performance-unnecessary-value-param): part of the interface
 bool PKeywordProxy::update(QVariant value)
@@ -364,7 +405,10 @@ bool PKeywordProxy::update(QVariant value)
 }
 
 /*!
-    Asks the server to change the keyword by \a value. Otherwise like update().
+    \fn bool PKeywordProxy::updateRelative(QVariant value)
+
+    Asks the server to change the keyword by \a value. Otherwise, also in what it returns,
+    like update().
 */
 // NOLINTNEXTLINE(performance-unnecessary-value-param): part of the interface
 bool PKeywordProxy::updateRelative(QVariant value)
@@ -373,6 +417,8 @@ bool PKeywordProxy::updateRelative(QVariant value)
 }
 
 /*!
+    \fn void PKeywordProxy::getKeywordLabel(QString key)
+
     Starts to look up the label of \a key, a keyword path: the proxy reads the "/Label" keyword of
     each level below the first in turn, and takes a level's own name where the label is empty.
     valueLabelValid is \c false meanwhile.

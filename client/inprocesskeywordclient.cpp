@@ -23,6 +23,8 @@ class PInProcessKeywordClient::Private
 /*!
     \class pellix::client::PInProcessKeywordClient
     \inmodule PellixClientKeyword
+    \inheaderfile client/inprocesskeywordclient.h
+    \ingroup PellixClientKeywordClasses
     \brief The PInProcessKeywordClient class talks to a keyword server in the same process.
 
     Every command leaves through sendToServer(), every message of the server enters through

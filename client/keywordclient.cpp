@@ -153,6 +153,8 @@ public:
 /*!
     \class pellix::client::PKeywordClient
     \inmodule PellixClientKeyword
+    \inheaderfile client/keywordclient.h
+    \ingroup PellixClientKeywordClasses
     \brief The PKeywordClient class encodes commands to a keyword server and decodes its messages.
 
     It is the base of the transports, PInProcessKeywordClient and PWebSocketKeywordClient, and has
@@ -239,7 +241,8 @@ bool PKeywordClient::sendKeyUpdate(const QString &keyword, const QVariant &value
 }
 
 /*!
-    Asks the server to change \a keyword by \a value. Otherwise like sendKeyUpdate().
+    Asks the server to change \a keyword by \a value: to add a number, or to toggle where the
+    keyword is a bool. Otherwise like sendKeyUpdate(), also in what it returns.
 */
 bool PKeywordClient::sendKeyUpdateRelative(const QString &keyword, const QVariant &value)
 {

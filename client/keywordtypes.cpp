@@ -8,8 +8,16 @@
 namespace pellix::client {
 
 /*!
+    \namespace pellix
+    \inmodule PellixClientKeyword
+    \inheaderfile client/keywordtypes.h
+    \brief Contains everything of this library.
+*/
+
+/*!
     \namespace pellix::client
     \inmodule PellixClientKeyword
+    \inheaderfile client/keywordtypes.h
     \brief Contains the classes and enumerations of the keyword client.
 
     QML reaches the enumerators of its three enumerations through the name \c PKeyword, as in
@@ -58,10 +66,44 @@ namespace pellix::client {
 /*!
     \class pellix::client::PKeywordValue
     \inmodule PellixClientKeyword
+    \inheaderfile client/keywordtypes.h
+    \ingroup PellixClientKeywordClasses
     \brief The PKeywordValue struct is the record of one keyword event.
 
     It travels inside a QVariant. The four flags are those of the server, as sent. Records have no
     equality: two variants that hold records never compare equal.
+    \sa {The four state flags}
+*/
+
+/*!
+    \variable pellix::client::PKeywordValue::value
+    \brief the value: a \c double or \c qlonglong, a \c bool, a text, a list or a map. Null is a
+    valid variant that holds a null pointer; an event without a value leaves it invalid.
+*/
+
+/*!
+    \variable pellix::client::PKeywordValue::type
+    \brief the type that the server declares. Nothing checks the value against it.
+*/
+
+/*!
+    \variable pellix::client::PKeywordValue::connected
+    \brief whether the server has a source for the keyword.
+*/
+
+/*!
+    \variable pellix::client::PKeywordValue::online
+    \brief whether the source delivers.
+*/
+
+/*!
+    \variable pellix::client::PKeywordValue::consistent
+    \brief whether the value agrees with all that it is formed from.
+*/
+
+/*!
+    \variable pellix::client::PKeywordValue::error
+    \brief whether the keyword is in error, or a write to it was refused.
 */
 
 /*!

@@ -111,6 +111,8 @@ public:
 /*!
     \class pellix::client::PWebSocketKeywordClient
     \inmodule PellixClientKeyword
+    \inheaderfile client/websocketkeywordclient.h
+    \ingroup PellixClientKeywordClasses
     \brief The PWebSocketKeywordClient class talks to a keyword server over a WebSocket.
 
     Setting urls opens a connection to the first valid address of the list. With autoReconnect a
@@ -120,7 +122,8 @@ public:
     the next is due is taken for dead, and the connection dropped: 5 to 10 seconds after it fell
     silent.
 
-    Commands sent while there is no connection are dropped. Bound keywords need none: proxies ask
+    Commands sent while there is no connection are dropped, although the sending function returns
+    \c true. Bound keywords need none: proxies ask
     for theirs again as soon as the server is reached.
 
     What happens is logged in the category "pellixclient.keyword.websocketclient", in which debug
@@ -164,7 +167,7 @@ public:
 /*!
     \fn void PWebSocketKeywordClient::urlChanged()
 
-    This signal is never emitted.
+    This signal is never emitted; follow urlsChanged() instead.
 */
 
 /*!

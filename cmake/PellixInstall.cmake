@@ -5,35 +5,144 @@ include(CMakePackageConfigHelpers)
 
 # The headers keep their places below a folder of their own, so that an installed library is
 # included exactly like one in the build tree: #include "client/keywordclient.h".
-set(pellix_include_dir "${CMAKE_INSTALL_INCLUDEDIR}/pellixclient")
-set(pellix_config_dir "${CMAKE_INSTALL_LIBDIR}/cmake/PellixClient")
+set(PELLIX_INSTALL_INCLUDEDIR "${CMAKE_INSTALL_INCLUDEDIR}/pellixclient")
+set(PELLIX_INSTALL_DATADIR "${CMAKE_INSTALL_DATADIR}/pellixclient")
+set(PELLIX_INSTALL_CMAKEDIR "${CMAKE_INSTALL_LIBDIR}/cmake/PellixClient")
+set(PELLIX_INSTALL_PKGCONFIGDIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 
-foreach(target IN ITEMS pellixclient-pubsub pellixclient-keyword)
-    target_include_directories(${target} INTERFACE "$<INSTALL_INTERFACE:${pellix_include_dir}>")
+# The parts of an installation, for cmake --install --component and for the packages.
+set(PELLIX_RUNTIME runtime)
+set(PELLIX_DEVELOPMENT dev)
+set(PELLIX_TOOLS tools)
+set(PELLIX_DOCUMENTATION doc)
+
+# The library with its headers, its exported target and its pkg-config file. The libraries find each
+# other wherever they are installed.
+function(pellix_install_library target)
+    get_target_property(name ${target} EXPORT_NAME)
+    set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")
+    target_include_directories(${target} INTERFACE "$<INSTALL_INTERFACE:${PELLIX_INSTALL_INCLUDEDIR}>")
     install(TARGETS ${target}
-        EXPORT PellixClientTargets
-        RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
-        LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
-        ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
-        FILE_SET HEADERS DESTINATION "${pellix_include_dir}"
+        EXPORT PellixClient${name}Targets
+        RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT ${PELLIX_RUNTIME}
+        LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT ${PELLIX_RUNTIME}
+            NAMELINK_COMPONENT ${PELLIX_DEVELOPMENT}
+        ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT ${PELLIX_DEVELOPMENT}
+        FILE_SET HEADERS DESTINATION "${PELLIX_INSTALL_INCLUDEDIR}" COMPONENT ${PELLIX_DEVELOPMENT}
     )
-endforeach()
+    install(EXPORT PellixClient${name}Targets
+        NAMESPACE PellixClient::
+        DESTINATION "${PELLIX_INSTALL_CMAKEDIR}"
+        COMPONENT ${PELLIX_DEVELOPMENT}
+    )
+    pellix_install_pkgconfig(${target})
+endfunction()
 
-install(EXPORT PellixClientTargets
-    NAMESPACE PellixClient::
-    DESTINATION "${pellix_config_dir}"
-)
-configure_package_config_file(
-    "${PROJECT_SOURCE_DIR}/cmake/PellixClientConfig.cmake.in"
-    "${PROJECT_BINARY_DIR}/PellixClientConfig.cmake"
-    INSTALL_DESTINATION "${pellix_config_dir}"
-)
-write_basic_package_version_file(
-    "${PROJECT_BINARY_DIR}/PellixClientConfigVersion.cmake"
-    COMPATIBILITY SameMajorVersion
-)
-install(FILES
-    "${PROJECT_BINARY_DIR}/PellixClientConfig.cmake"
-    "${PROJECT_BINARY_DIR}/PellixClientConfigVersion.cmake"
-    DESTINATION "${pellix_config_dir}"
-)
+# A pkg-config file from what the target links; its prefix is found from where the file is.
+function(pellix_install_pkgconfig target)
+    get_target_property(type ${target} TYPE)
+    get_target_property(public ${target} INTERFACE_LINK_LIBRARIES)
+    get_target_property(private ${target} LINK_LIBRARIES)
+    set(requires "")
+    set(cflags "")
+    set(libraries ${public})
+    if(type STREQUAL "STATIC_LIBRARY") # its users link what it needs itself
+        set(libraries ${private})
+        set(cflags " -DPELLIXCLIENT_STATIC")
+    endif()
+    foreach(library IN LISTS libraries)
+        if(library MATCHES "^Qt6::([A-Za-z0-9]+)$")
+            list(APPEND requires "Qt6${CMAKE_MATCH_1} >= 6.4")
+        elseif(library MATCHES "^PellixClient::([A-Za-z0-9]+)$")
+            string(TOLOWER "pellixclient-${CMAKE_MATCH_1}" name)
+            list(APPEND requires "${name} = ${PROJECT_VERSION}")
+        endif()
+    endforeach()
+    list(JOIN requires ", " requires)
+
+    cmake_path(SET here NORMALIZE "/prefix/${PELLIX_INSTALL_PKGCONFIGDIR}")
+    cmake_path(RELATIVE_PATH here BASE_DIRECTORY /prefix)
+    file(RELATIVE_PATH up "/prefix/${here}" "/prefix")
+    string(REGEX REPLACE "/$" "" up "${up}")
+    file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/${target}.pc" @ONLY CONTENT
+[[prefix=${pcfiledir}/@up@
+libdir=${prefix}/@CMAKE_INSTALL_LIBDIR@
+includedir=${prefix}/@PELLIX_INSTALL_INCLUDEDIR@
+
+Name: @target@
+Description: @PROJECT_DESCRIPTION@
+Version: @PROJECT_VERSION@
+Requires: @requires@
+Libs: -L${libdir} -l@target@
+Cflags: -I${includedir}@cflags@
+]])
+    install(FILES "${PROJECT_BINARY_DIR}/${target}.pc"
+        DESTINATION "${PELLIX_INSTALL_PKGCONFIGDIR}"
+        COMPONENT ${PELLIX_DEVELOPMENT}
+    )
+endfunction()
+
+# pellix_install_program(<target> <manual page>): into the tools, finding the libraries of the same
+# installation. A test checks that the page has all options.
+function(pellix_install_program target page)
+    file(RELATIVE_PATH libraries
+        "/prefix/${CMAKE_INSTALL_BINDIR}" "/prefix/${CMAKE_INSTALL_LIBDIR}")
+    set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries}")
+    install(TARGETS ${target}
+        RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT ${PELLIX_TOOLS})
+
+    cmake_path(ABSOLUTE_PATH page OUTPUT_VARIABLE source)
+    set_property(TARGET ${target} PROPERTY PELLIX_MANUAL_PAGE "${source}")
+    find_program(PELLIX_GZIP gzip)
+    if(PELLIX_GZIP)
+        set(page "${CMAKE_CURRENT_BINARY_DIR}/${target}.1")
+        configure_file("${source}" "${page}" COPYONLY)
+        execute_process(COMMAND ${PELLIX_GZIP} -9nkf "${page}" COMMAND_ERROR_IS_FATAL ANY)
+        set(source "${page}.gz")
+    endif()
+    install(FILES "${source}"
+        DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT ${PELLIX_TOOLS})
+endfunction()
+
+# The libraries there are, and what find_package(PellixClient) reads.
+function(pellix_install_package)
+    foreach(target IN ITEMS pellixclient-pubsub pellixclient-keyword pellixclient-simulator)
+        if(TARGET ${target})
+            pellix_install_library(${target})
+        endif()
+    endforeach()
+
+    set(PELLIX_LINKED_STATICALLY OFF)
+    if(NOT BUILD_SHARED_LIBS)
+        set(PELLIX_LINKED_STATICALLY ON)
+    endif()
+    configure_package_config_file(
+        "${PROJECT_SOURCE_DIR}/cmake/PellixClientConfig.cmake.in"
+        "${PROJECT_BINARY_DIR}/PellixClientConfig.cmake"
+        INSTALL_DESTINATION "${PELLIX_INSTALL_CMAKEDIR}"
+        PATH_VARS PELLIX_INSTALL_DATADIR
+    )
+    write_basic_package_version_file(
+        "${PROJECT_BINARY_DIR}/PellixClientConfigVersion.cmake"
+        COMPATIBILITY SameMajorVersion
+    )
+    install(FILES
+        "${PROJECT_BINARY_DIR}/PellixClientConfig.cmake"
+        "${PROJECT_BINARY_DIR}/PellixClientConfigVersion.cmake"
+        DESTINATION "${PELLIX_INSTALL_CMAKEDIR}"
+        COMPONENT ${PELLIX_DEVELOPMENT}
+    )
+    install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
+        DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+        COMPONENT ${PELLIX_DOCUMENTATION}
+    )
+    install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs"
+        DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+        COMPONENT ${PELLIX_DOCUMENTATION}
+        FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN *.svg
+    )
+    install(FILES "${PROJECT_SOURCE_DIR}/examples/README.md"
+        DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples"
+        COMPONENT ${PELLIX_DOCUMENTATION}
+    )
+endfunction()

@@ -32,7 +32,8 @@ endfunction()
 
 # A library: include root (so that "client/keywordclient.h" is found), alias, version, static define.
 #   pellix_add_library(<target> EXPORT_NAME <name> SOURCES ... HEADERS ...)
-# HEADERS are the public headers, relative to the root of the repository.
+# HEADERS are the public headers, relative to the root of the repository. EXPORT_NAME is also the
+# component by which find_package() finds the library.
 function(pellix_add_library target)
     cmake_parse_arguments(arg "" "EXPORT_NAME" "SOURCES;HEADERS" ${ARGN})
 
@@ -62,7 +63,6 @@ function(pellix_add_library target)
         EXPORT_NAME ${arg_EXPORT_NAME}
         VERSION ${PROJECT_VERSION}
         SOVERSION ${PROJECT_VERSION_MAJOR}
-        INSTALL_RPATH "$ORIGIN" # the libraries find each other wherever they are installed
         VERIFY_INTERFACE_HEADER_SETS ON
     )
 endfunction()

@@ -26,6 +26,8 @@ public:
 /*!
     \class pellix::client::PKeywordPathModel
     \inmodule PellixClientKeyword
+    \inheaderfile models/keywordpathmodel.h
+    \ingroup PellixClientKeywordClasses
     \brief The PKeywordPathModel class shows a keyword path level by level.
 
     Each level of keyword is a row of one column. "/" and "#" both separate levels. QML reads these
@@ -40,6 +42,18 @@ public:
     \endtable
 
     Every effective change of keyword resets the model.
+    \sa {Browsing}
+*/
+
+/*!
+    \enum pellix::client::PKeywordPathModel::Role
+
+    The roles of a row.
+
+    \value PartRole         \c part, the text of the level
+    \value PartDisplayRole  \c partDisplay, the same, or providerDisplayName in the first row
+    \value IndexRole        \c index, the row, an \c int
+    \value KeywordRole      \c keyword, the keyword up to and including this level
 */
 
 /*!
@@ -69,6 +83,9 @@ PKeywordPathModel::PKeywordPathModel(QObject *parent)
     : QAbstractItemModel(parent), d(std::make_unique<Private>())
 { }
 
+/*!
+    Destroys the model.
+*/
 PKeywordPathModel::~PKeywordPathModel() = default;
 
 QString PKeywordPathModel::keyword() const

@@ -26,12 +26,15 @@ public:
 /*!
     \class pellix::client::PKeywordQueryFilterProxyModel
     \inmodule PellixClientKeyword
+    \inheaderfile models/keywordqueryfilterproxymodel.h
+    \ingroup PellixClientKeywordClasses
     \brief The PKeywordQueryFilterProxyModel class sorts and filters the rows of a
     PKeywordQueryModel.
 
     Rows are sorted by name: as numbers where both are whole numbers, and else as text, without
     regard to case. The source model has to offer the roles of PKeywordQueryModel, and a column: in
-    rows without one, Qt looks for children of the rejected row without an end.
+    rows without one, Qt looks for children of the rejected row without an end. It is not owned.
+    \sa {Browsing}
 */
 
 /*!
@@ -51,6 +54,9 @@ PKeywordQueryFilterProxyModel::PKeywordQueryFilterProxyModel(QObject *parent)
     sort(0, Qt::AscendingOrder);
 }
 
+/*!
+    Destroys the model.
+*/
 PKeywordQueryFilterProxyModel::~PKeywordQueryFilterProxyModel() = default;
 
 QString PKeywordQueryFilterProxyModel::filter() const
@@ -79,6 +85,9 @@ void PKeywordQueryFilterProxyModel::setFilter(const QString &filter)
 #endif
 }
 
+/*!
+    \reimp
+*/
 bool PKeywordQueryFilterProxyModel::lessThan(const QModelIndex &left,
                                              const QModelIndex &right) const
 {
@@ -93,6 +102,9 @@ bool PKeywordQueryFilterProxyModel::lessThan(const QModelIndex &left,
     return QString::compare(leftName, rightName, Qt::CaseInsensitive) < 0;
 }
 
+/*!
+    \reimp
+*/
 bool PKeywordQueryFilterProxyModel::filterAcceptsRow(int sourceRow,
                                                      const QModelIndex &sourceParent) const
 {

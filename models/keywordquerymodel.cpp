@@ -9,6 +9,8 @@
 #include "pubsub/deletionwatch_p.h"
 
 #include <QtCore/QHash>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonObject>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QPointer>
 #include <QtCore/QSet>
@@ -28,6 +30,12 @@ struct Entry
     QString name;
     QString type;
 };
+
+// A number and a bool have a text, too.
+QString textOf(const QJsonValue &value)
+{
+    return value.isString() ? value.toString() : value.toVariant().toString();
+}
 
 // The child as a response gives it.
 Entry entryOf(const QString &name, const QString &type)
@@ -63,6 +71,8 @@ public:
 /*!
     \class pellix::client::PKeywordQueryModel
     \inmodule PellixClientKeyword
+    \inheaderfile models/keywordquerymodel.h
+    \ingroup PellixClientKeywordClasses
     \brief The PKeywordQueryModel class lists the children of a keyword.
 
     Given a client and a keyword, the model asks the server for the children and shows each as a row
@@ -92,7 +102,25 @@ public:
     answers inside the sending call is not heard either, since the identifier of the query is not
     known yet.
 
+    A query whose connection is lost is not repeated: the model stays loading, with the rows it had,
+    until it is asked again by setting keyword, a filter or the client.
+
     The client is not owned; one that is destroyed reads as not set.
+    \sa {Browsing}
+*/
+
+/*!
+    \enum pellix::client::PKeywordQueryModel::Role
+
+    The roles of a row.
+
+    \value NameRole               \c name, the last level of the child's keyword, or its label
+    \value TypeRole               \c type, as the server names it; empty where a level only leads on
+    \value TypeLetterRole         \c typeLetter, getTypeLetter() of the type
+    \value TypeColorRole          \c typeColor, getTypeColor() of the type
+    \value KeywordRole            \c keyword, with separators as the server sent them
+    \value NormalizedKeywordRole  \c normalizedKeyword, with "/" as the only separator
+    \value DisplayNameRole        \c displayName, the same as name
 */
 
 /*!
@@ -120,11 +148,18 @@ public:
 /*!
     \property pellix::client::PKeywordQueryModel::storedFilter
     \brief always empty: kept for its name, it holds nothing and takes nothing.
+
+    storedFilterChanged() is emitted all the same, each time that keyword is set. Use
+    PKeywordQueryFilterProxyModel::filter to filter rows.
 */
 
 /*!
     \property pellix::client::PKeywordQueryModel::loading
-    \brief whether an answer is awaited.
+    \brief whether an answer is awaited; \c false by default.
+
+    loadingChanged() is emitted with each query, also when the model was loading already. When the
+    connection is lost before the answer has come, this stays \c true until the model is asked
+    again.
 */
 
 /*!
@@ -144,6 +179,9 @@ PKeywordQueryModel::PKeywordQueryModel(QObject *parent)
     : QAbstractItemModel(parent), d(std::make_unique<Private>())
 { }
 
+/*!
+    Destroys the model, and with it the proxies that watch the labels.
+*/
 PKeywordQueryModel::~PKeywordQueryModel() = default;
 
 PKeywordClient *PKeywordQueryModel::keywordClient() const
@@ -439,17 +477,18 @@ bool PKeywordQueryModel::updateFromResponse(const QVariant &response)
             return false; // and the other children with it
     }
 
-    const QVariantMap payload = response.toMap().value(QStringLiteral("payload")).toMap();
-    const QVariant list = payload.value(QStringLiteral("response"));
-    // QVariant would take a text for the list of its letters, and each would cost a label proxy.
-    const QVariantList items =
-        list.metaType().id() == QMetaType::QString ? QVariantList() : list.toList();
+    // Read as it is: turning it into maps and lists of variants costs more than all else done here.
+    const QJsonArray items = response.toJsonObject()
+                                 .value(QLatin1String("payload"))
+                                 .toObject()
+                                 .value(QLatin1String("response"))
+                                 .toArray();
     QHash<QString, Entry> entries;
     entries.reserve(items.size());
-    for (const QVariant &item : items) {
-        const QVariantMap fields = item.toMap();
-        const Entry entry = entryOf(fields.value(QStringLiteral("name")).toString(),
-                                    fields.value(QStringLiteral("type")).toString());
+    for (const QJsonValue item : items) {
+        const QJsonObject fields = item.toObject();
+        const Entry entry = entryOf(textOf(fields.value(QLatin1String("name"))),
+                                    textOf(fields.value(QLatin1String("type"))));
         const QString keyword = entry.keyword;
         entries.insert(keyword, entry);
 

@@ -12,6 +12,7 @@
 #include "models/keywordpathmodel.h"
 #include "models/keywordqueryfilterproxymodel.h"
 #include "models/keywordquerymodel.h"
+#include "module/keywordresource.h"
 
 #include <QtCore/QUrl>
 #include <QtQml/qqml.h>
@@ -21,6 +22,8 @@ namespace pellix::client {
 /*!
     \class pellix::client::PellixClientKeywordModule
     \inmodule PellixClientKeyword
+    \inheaderfile module/pellixclientkeywordmodule.h
+    \ingroup PellixClientKeywordClasses
     \brief The PellixClientKeywordModule class makes the library known to QML.
 
     The name is reachable without its namespace, too.
@@ -38,11 +41,15 @@ namespace pellix::client {
     "PellixClient.Control" 1.0 with a text element \c PText, and an object \c theme in the QML
     context whose function \c dp(n) turns design units into pixels.
 
-    The components are a resource of the library. Linked statically, the host has it registered
-    with \c {Q_INIT_RESOURCE(pellixclientkeyword)} at the begin of main(), outside any namespace.
+    The components are a resource of the library, also when it is linked statically.
+
+    \sa initKeywordResource()
 */
 void PellixClientKeywordModule::registerTypes(const char *uri)
 {
+#ifdef PELLIXCLIENT_STATIC
+    initKeywordResource(); // the linker leaves out what nothing refers to
+#endif
     qmlRegisterModule(uri, 1, 0);
     qmlRegisterUncreatableMetaObject(staticMetaObject, uri, 1, 0, "PKeyword",
                                      QStringLiteral("PKeyword is not instantiable"));

@@ -81,7 +81,9 @@ void PPublisher::Private::publishNested(const QString &topic, const QVariant &va
 
 /*!
     \class pellix::client::PPublisher
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientPubSub
+    \inheaderfile pubsub/publisher.h
+    \ingroup PellixClientPubSubClasses
     \brief The PPublisher class delivers values to the subscribers of a topic.
 
     Any number of PSubscriber objects attach to a publisher, each with one topic. A value published
@@ -117,6 +119,8 @@ PPublisher::~PPublisher()
 }
 
 /*!
+    \fn void PPublisher::publish(const QString &topic, QVariant value)
+
     Delivers \a value to every subscriber whose topic equals \a topic (case-sensitive), by having
     each emit PSubscriber::valueChanged().
 

@@ -52,7 +52,9 @@ void SubscriberListener::listen(PSubscriber &subscriber, SubscriberListener *lis
 
 /*!
     \class pellix::client::PSubscriber
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientPubSub
+    \inheaderfile pubsub/subscriber.h
+    \ingroup PellixClientPubSubClasses
     \brief The PSubscriber class receives the values published on one topic.
 
     A subscriber listens to one topic() of one PPublisher. While it has both it is active(), and

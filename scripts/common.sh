@@ -12,8 +12,10 @@ build_packages=(
     g++
     libgl1-mesa-dev
     ninja-build
+    pkgconf
     qt6-base-dev
     qt6-declarative-dev
+    qt6-declarative-dev-tools
     qt6-websockets-dev
 )
 run_packages=(
@@ -38,6 +40,11 @@ benchmark_packages=(
     libbenchmark-dev
     qt6-remoteobjects-dev
 )
+# QDoc, qhelpgenerator, and the database that a .qch is
+docs_packages=(
+    libqt6sql6-sqlite
+    qt6-documentation-tools
+)
 lint_packages=(
     clang-format
     clang-tidy
@@ -45,6 +52,8 @@ lint_packages=(
     cppcheck
     git
     python3
+    qt6-base-dev-tools
+    reuse
 )
 coverage_packages=(
     gcovr

@@ -258,7 +258,9 @@ void JsonScene::Private::declareAll()
 
 /*!
     \class pellix::simulator::JsonScene
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientSimulator
+    \inheaderfile simulator/jsonscene.h
+    \ingroup PellixClientSimulatorClasses
     \brief The JsonScene class declares keywords from a JSON file and makes them move.
 
     \code
@@ -298,6 +300,9 @@ JsonScene::JsonScene(KeywordServer *server, QObject *parent)
     });
 }
 
+/*!
+    Destroys the scene. Its keywords stay, at rest.
+*/
 JsonScene::~JsonScene() = default;
 
 /*!
@@ -319,7 +324,7 @@ bool JsonScene::load(const QString &fileName, QString *error)
 
 /*!
     Loads the scene in \a json and declares its keywords. \a name stands for the file in \a error.
-    Otherwise like load().
+    Otherwise like load(), also in what it returns.
 */
 bool JsonScene::loadData(const QByteArray &json, const QString &name, QString *error)
 {

@@ -386,6 +386,7 @@ void KeywordServer::Private::create(KeywordSession *session, const QJsonObject &
         setAggregation(path, payload.value(QLatin1String("aggregation")).toString(), paths);
     }
     Q_EMIT session->send(event(keyword, record(path)));
+    Q_EMIT q->keywordRequested(path);
 }
 
 void KeywordServer::Private::setAggregation(const QString &path, const QString &mode,
@@ -535,8 +536,17 @@ void KeywordServer::Private::index(KeywordSession *session, const QJsonObject &p
 }
 
 /*!
+    \namespace pellix::simulator
+    \inmodule PellixClientSimulator
+    \inheaderfile simulator/inprocesslink.h
+    \brief Contains the keyword server to develop and test against.
+*/
+
+/*!
     \class pellix::simulator::KeywordServer
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientSimulator
+    \inheaderfile simulator/keywordserver.h
+    \ingroup PellixClientSimulatorClasses
     \brief The KeywordServer class is a keyword server without a transport, to develop and test
     against.
 
@@ -554,8 +564,73 @@ void KeywordServer::Private::index(KeywordSession *session, const QJsonObject &p
     or when its write handler says so. Relative writes add to numbers and toggle a bool.
 
     All of it lives in one thread. Sessions are owned by whoever opened them.
+    \sa {Testing your QML without a server}, {The wire protocol}
 */
 
+/*!
+    \class pellix::simulator::KeywordServer::Keyword
+    \inmodule PellixClientSimulator
+    \inheaderfile simulator/keywordserver.h
+    \ingroup PellixClientSimulatorClasses
+    \brief The Keyword struct is what a program declares of one keyword.
+*/
+
+/*!
+    \variable pellix::simulator::KeywordServer::Keyword::path
+    \brief where the keyword stands, such as "/plant/tank1/level"; "#" counts as "/".
+*/
+
+/*!
+    \variable pellix::simulator::KeywordServer::Keyword::type
+    \brief the type of its values: "bool", "int", "double", "string" or "object".
+*/
+
+/*!
+    \variable pellix::simulator::KeywordServer::Keyword::access
+    \brief what clients may do with it: "N" for nothing, "R" to read, "RM" to read what describes
+    it, "W" to write, "RW" for both. The default is "R". Reading is never refused; the access counts
+    for writes and for the filter of index queries.
+*/
+
+/*!
+    \variable pellix::simulator::KeywordServer::Keyword::label
+    \brief what KEYWORD/Label answers; empty, for none, by default.
+*/
+
+/*!
+    \variable pellix::simulator::KeywordServer::Keyword::value
+    \brief the first value, which has to fit the type. By default none, which clients see as null.
+*/
+
+/*!
+    \variable pellix::simulator::KeywordServer::Keyword::connected
+    \brief the flag of this name in events; \c true by default.
+*/
+
+/*!
+    \variable pellix::simulator::KeywordServer::Keyword::online
+    \brief the flag of this name in events; \c true by default.
+*/
+
+/*!
+    \variable pellix::simulator::KeywordServer::Keyword::consistent
+    \brief the flag of this name in events; \c true by default.
+*/
+
+/*!
+    \variable pellix::simulator::KeywordServer::Keyword::error
+    \brief the flag of this name in events; \c false by default.
+*/
+
+/*!
+    \typedef pellix::simulator::KeywordServer::WriteHandler
+
+    A function that gets the whole new value and returns whether the write is accepted.
+*/
+
+/*!
+    Constructs a server without keywords. \a parent owns it, if given.
+*/
 KeywordServer::KeywordServer(QObject *parent) : QObject(parent), d(std::make_unique<Private>(this))
 { }
 
@@ -748,6 +823,12 @@ int KeywordServer::sessionCount() const
 {
     return int(d->sessions.size());
 }
+
+/*!
+    \fn void KeywordServer::keywordRequested(const QString &path)
+
+    This signal is emitted after a client asked for \a path and was sent what there is of it.
+*/
 
 /*!
     \fn void KeywordServer::valueWritten(const QString &path, const QVariant &value)

@@ -54,6 +54,7 @@ public:
     int sessionCount() const;
 
 Q_SIGNALS:
+    void keywordRequested(const QString &path);
     void valueWritten(const QString &path, const QVariant &value);
 
 private:

@@ -15,7 +15,9 @@ public:
 
 /*!
     \class pellix::simulator::KeywordSession
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientSimulator
+    \inheaderfile simulator/keywordsession.h
+    \ingroup PellixClientSimulatorClasses
     \brief The KeywordSession class is one client's link to a KeywordServer.
 
     Whatever carries the messages hands each command to receive() and delivers each send(). Deleting
@@ -29,6 +31,9 @@ KeywordSession::KeywordSession(KeywordServer *server, QObject *parent)
     d->server = server;
 }
 
+/*!
+    Ends the session.
+*/
 KeywordSession::~KeywordSession()
 {
     if (d->server)
@@ -36,7 +41,7 @@ KeywordSession::~KeywordSession()
 }
 
 /*!
-    Takes one command, as JSON text. What is no valid command is ignored.
+    Takes one \a command, as JSON text. What is no valid command is ignored.
 */
 void KeywordSession::receive(const QByteArray &command)
 {
@@ -47,8 +52,8 @@ void KeywordSession::receive(const QByteArray &command)
 /*!
     \fn void KeywordSession::send(const QByteArray &message)
 
-    This signal carries one message to the client, as JSON text. It is emitted inside receive() and
-    inside the changes of the server's keywords.
+    This signal carries one \a message to the client, as JSON text. It is emitted inside receive()
+    and inside the changes of the server's keywords.
 */
 
 } // namespace pellix::simulator

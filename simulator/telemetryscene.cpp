@@ -241,7 +241,9 @@ void TelemetryScene::Private::refresh()
 
 /*!
     \class pellix::simulator::TelemetryScene
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientSimulator
+    \inheaderfile simulator/telemetryscene.h
+    \ingroup PellixClientSimulatorClasses
     \brief The TelemetryScene class declares keywords that show the machine it runs on.
 
     All are below /machine and read from the kernel's files, five times a second by default. Sizes
@@ -272,6 +274,9 @@ TelemetryScene::TelemetryScene(KeywordServer *server, QObject *parent)
     });
 }
 
+/*!
+    Destroys the scene. Its keywords stay as they are.
+*/
 TelemetryScene::~TelemetryScene() = default;
 
 /*!

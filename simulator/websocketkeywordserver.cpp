@@ -147,7 +147,9 @@ void WebSocketKeywordServer::Private::dropAll()
 
 /*!
     \class pellix::simulator::WebSocketKeywordServer
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientSimulator
+    \inheaderfile simulator/websocketkeywordserver.h
+    \ingroup PellixClientSimulatorClasses
     \brief The WebSocketKeywordServer class serves a KeywordServer to WebSocket clients.
 
     Each client gets a session of its own, which ends with its connection. With a certificate the
@@ -367,5 +369,17 @@ bool WebSocketKeywordServer::restart()
     Q_EMIT restarted();
     return listening;
 }
+
+/*!
+    \fn void WebSocketKeywordServer::clientCountChanged()
+
+    This signal is emitted after a client has connected or its connection has ended.
+*/
+
+/*!
+    \fn void WebSocketKeywordServer::restarted()
+
+    This signal is emitted by restart(), once the server is empty and listens again.
+*/
 
 } // namespace pellix::simulator

@@ -6,6 +6,7 @@ import PellixClient.Keyword 1.0
 
 /*!
     \qmltype PKeywordBinding
+    \inqmlmodule PellixClient.Keyword
     \inherits Binding
     \brief Drives a property of any object from a keyword.
 
@@ -31,12 +32,16 @@ import PellixClient.Keyword 1.0
 Binding {
     id: root
 
+    /*! The proxy that follows the keyword; the binding makes and owns one. */
     property PKeywordProxy proxy: PKeywordProxy { }
+    /*! Shows the client of the proxy. Set proxy.client instead of assigning it. */
     property PKeywordClient client: proxy.client
+    /*! Shows the keyword of the proxy before the current one. Set proxy.keyword instead. */
     property string keyword: proxy.keyword
 
     value: proxy.value
 
+    /*! Asks the server to set the keyword to \a value, like PKeywordProxy::update(). */
     function update(value) {
         proxy.update(value)
     }

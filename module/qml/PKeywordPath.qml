@@ -1,12 +1,17 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import PellixClient.Control 1.0
 import PellixClient.Keyword 1.0
 
+// Where qmllint is disabled: theme is in the context, where the host puts it and no tool sees it.
+
 /*!
     \qmltype PKeywordPath
+    \inqmlmodule PellixClient.Keyword
     \inherits Item
     \brief Shows a keyword path level by level, and the keyword's value behind it.
 
@@ -23,12 +28,30 @@ import PellixClient.Keyword 1.0
 Item {
     id: root
 
+    /*!
+        \qmlproperty string PKeywordPath::keyword
+
+        The path to show, cleaned as by a PKeywordPathModel; empty by default. What is shown behind
+        it is the value of the cleaned keyword.
+    */
     property alias keyword: pathModel.keyword
+    /*!
+        \qmlproperty PKeywordClient PKeywordPath::keywordClient
+
+        The client that reaches the server, for the value and the labels; null by default. It is not
+        owned.
+    */
     property alias keywordClient: valueProxy.client
+    /*!
+        \qmlproperty string PKeywordPath::providerDisplayName
+
+        What stands for the first level while that has no label; empty, for the level's own text, by
+        default.
+    */
     property alias providerDisplayName: pathModel.providerDisplayName
 
     implicitWidth: row.implicitWidth
-    height: theme.dp(24)
+    height: theme.dp(24) // qmllint disable unqualified
 
     PKeywordPathModel {
         id: pathModel
@@ -45,7 +68,7 @@ Item {
     Row {
         id: row
 
-        spacing: theme.dp(2)
+        spacing: theme.dp(2) // qmllint disable unqualified
 
         Repeater {
             model: pathModel
@@ -57,8 +80,8 @@ Item {
                 required property string keyword
                 required property string partDisplay
 
-                width: partText.implicitWidth + theme.dp(8)
-                height: theme.dp(24)
+                width: partText.implicitWidth + theme.dp(8) // qmllint disable unqualified
+                height: theme.dp(24) // qmllint disable unqualified
                 color: index === 0 ? "black" : "#005691"
 
                 PKeywordProxy {
@@ -74,7 +97,7 @@ Item {
                     readonly property var label: labelProxy.value
 
                     anchors.centerIn: parent
-                    height: theme.dp(16)
+                    height: theme.dp(16) // qmllint disable unqualified
                     color: "white"
                     text: label !== undefined && label !== null && label !== ""
                           ? label : part.partDisplay
@@ -84,14 +107,14 @@ Item {
 
         Rectangle {
             width: childrenRect.width
-            height: theme.dp(24)
+            height: theme.dp(24) // qmllint disable unqualified
             visible: !valueProxy.error && valueProxy.connected
             // Hidden then, these two are never seen; the rectangle keeps them all the same.
             color: valueProxy.error ? "#9B2323" : !valueProxy.connected ? "#B67600" : "#557828"
 
             PText {
                 anchors.verticalCenter: parent.verticalCenter
-                height: theme.dp(16)
+                height: theme.dp(16) // qmllint disable unqualified
                 color: "white"
                 text: {
                     if (valueProxy.error)

@@ -1,13 +1,18 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtQuick.Controls
 import PellixClient.Control 1.0
 import PellixClient.Keyword 1.0
 
+// Where qmllint is disabled: theme is in the context, where the host puts it and no tool sees it.
+
 /*!
     \qmltype PKeywordPathList
+    \inqmlmodule PellixClient.Keyword
     \inherits ScrollView
     \brief Lists keyword paths with their values, to select and to remove.
 
@@ -26,19 +31,28 @@ import PellixClient.Keyword 1.0
 ScrollView {
     id: root
 
+    /*! The keyword paths to list, an array or list of texts; undefined, for none, by default. */
     property var keywords
+    /*! The PKeywordClient that reaches the server; undefined by default. It is not owned. */
     property var keywordClient
+    /*! What stands for the first level of each path; empty, for its own text, by default. */
     property string providerDisplayName: ""
+    /*! Whether each path has a field to remove it; \c false by default. */
     property bool isRemoveVisible: false
 
+    /*! This signal reports a tap on the path at \a index, which is \a keyword. */
     signal keywordSelected(int index, string keyword)
+    /*!
+        This signal reports a tap on the field that removes the path at \a index, which is
+        \a keyword. The list itself removes nothing.
+    */
     signal keywordRemove(int index, string keyword)
 
     ScrollBar.vertical.policy: ScrollBar.AlwaysOn
 
     Column {
         anchors.fill: parent
-        spacing: theme.dp(4)
+        spacing: theme.dp(4) // qmllint disable unqualified
 
         Repeater {
             model: root.keywords
@@ -49,11 +63,11 @@ ScrollView {
                 required property int index
                 required property string modelData
 
-                height: theme.dp(24)
-                spacing: theme.dp(2)
+                height: theme.dp(24) // qmllint disable unqualified
+                spacing: theme.dp(2) // qmllint disable unqualified
 
                 PKeywordPath {
-                    height: theme.dp(24)
+                    height: theme.dp(24) // qmllint disable unqualified
                     width: implicitWidth
                     keyword: entry.modelData
                     keywordClient: root.keywordClient
@@ -65,14 +79,14 @@ ScrollView {
                 }
 
                 Rectangle {
-                    width: visible ? theme.dp(24) : 0
+                    width: visible ? theme.dp(24) : 0 // qmllint disable unqualified
                     height: width
                     visible: root.isRemoveVisible
                     color: "red"
 
                     PText {
                         anchors.centerIn: parent
-                        height: theme.dp(16)
+                        height: theme.dp(16) // qmllint disable unqualified
                         color: "white"
                         text: "x"
                     }

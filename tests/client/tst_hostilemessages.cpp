@@ -74,7 +74,7 @@ QString shown(const QVariant &value)
         QString result;
         for (const QChar c : text) {
             const bool isPlain = c.unicode() >= 0x20 && c.unicode() < 0x7f;
-            result += isPlain ? QString(c) : q("<%1>").arg(c.unicode(), 0, 16);
+            result += isPlain ? QString(c) : q("<%1>").arg(uint(c.unicode()), 0, 16);
         }
         return result.size() > 100 ? q("%1 letters").arg(text.size()) : result;
     };

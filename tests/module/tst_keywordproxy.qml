@@ -1,6 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtTest
 import PellixClient.Keyword 1.0
@@ -9,19 +11,22 @@ TestCase {
     id: root
     name: "KeywordProxy"
 
+    // The test program puts it into the context, where qmllint does not see it.
+    readonly property PKeywordClient server: keywordClient // qmllint disable unqualified
+
     PKeywordProxy {
         id: level
-        client: keywordClient
+        client: root.server
         keyword: "/plant/level"
     }
     PKeywordProxy {
         id: on
-        client: keywordClient
+        client: root.server
         keyword: "/plant/on"
     }
     PKeywordProxy {
         id: serial
-        client: keywordClient
+        client: root.server
         keywordExpression: PPostfixKeywordExpression {
             id: serialExpression
             value: "/plant"
@@ -30,7 +35,7 @@ TestCase {
     }
     PKeywordProxy {
         id: label
-        client: keywordClient
+        client: root.server
     }
     Text {
         id: text
@@ -39,7 +44,7 @@ TestCase {
     Component {
         id: shortLived
         PKeywordProxy {
-            client: keywordClient
+            client: root.server
             keyword: "/plant/level"
         }
     }
@@ -84,11 +89,11 @@ TestCase {
         compare(level.value, undefined)
         compare(text.text, "-")
         verify(!level.update(1))
-        level.client = keywordClient
+        level.client = root.server
         tryCompare(text, "text", "41.5")
         level.client = undefined // resets
         compare(level.client, null)
-        level.client = keywordClient
+        level.client = root.server
         tryCompare(text, "text", "41.5")
     }
 

@@ -1,27 +1,119 @@
 # SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 # SPDX-License-Identifier: MIT
 
-# Configures, builds and runs the consumer project; fails where one of them does.
+# Configures, builds and runs the consumer project against the library, by one WAY:
+#   installed     find_package() on an installed tree that has been moved
+#   components    which components find_package() finds, and what it says about the others
+#   pkgconfig     pkg-config and the compiler alone, on an installed tree that has been moved
+#   subdirectory  add_subdirectory()
+#   fetchcontent  FetchContent, from a folder
+#   static        find_package() and pkg-config on an installed tree of static libraries
+
 function(run)
     execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
     if(NOT result EQUAL 0)
-        message(FATAL_ERROR "${ARGN}\n${output}")
+        list(JOIN ARGN " " command)
+        message(FATAL_ERROR "${command}\n${output}")
     endif()
     set(output "${output}" PARENT_SCOPE)
 endfunction()
 
+function(expect pattern)
+    if(NOT output MATCHES "${pattern}")
+        message(FATAL_ERROR "this does not have \"${pattern}\":\n${output}")
+    endif()
+endfunction()
+
+set(common -G ${GENERATOR} -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER})
+set(prefix "${WORK_DIR}/moved")
+
+# Installs below a prefix that is moved afterwards, so that nothing can depend on where it was.
+function(install_and_move build_dir)
+    run(${CMAKE_COMMAND} --install ${build_dir} --prefix ${WORK_DIR}/prefix)
+    file(RENAME ${WORK_DIR}/prefix ${prefix})
+endfunction()
+
+function(check_consumer program)
+    run(${program} ${SOURCE_DIR}/tests/support/qml)
+    expect("sent keyDestroy, received 42")
+    expect("qrc:/PKeywordPath.qml loads")
+endfunction()
+
+# use_cmake([options...])
+function(use_cmake)
+    run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/package/consumer -B ${WORK_DIR}/build ${common} ${ARGN})
+    run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
+    check_consumer(${WORK_DIR}/build/consumer)
+    run(${WORK_DIR}/build/resource)
+    expect("resource found")
+endfunction()
+
+# use_pkgconfig(): Qt Quick is what the consumer itself needs.
+function(use_pkgconfig)
+    file(GLOB_RECURSE file "${prefix}/pellixclient-keyword.pc")
+    cmake_path(GET file PARENT_PATH folder)
+    set(ENV{PKG_CONFIG_PATH} "${folder}")
+    foreach(package IN ITEMS pellixclient-pubsub pellixclient-keyword pellixclient-simulator)
+        run(pkg-config --validate ${package})
+    endforeach()
+    run(pkg-config --cflags --libs pellixclient-keyword Qt6Quick)
+    separate_arguments(flags UNIX_COMMAND "${output}")
+    run(pkg-config --variable=libdir pellixclient-keyword)
+    string(STRIP "${output}" libdir)
+    cmake_path(NORMAL_PATH libdir)
+    file(MAKE_DIRECTORY ${WORK_DIR}/plain)
+    run(${COMPILER} -std=c++17 -fPIC ${SOURCE_DIR}/tests/package/consumer/main.cpp
+        -o ${WORK_DIR}/plain/consumer ${flags} -Wl,-rpath,${libdir})
+    check_consumer(${WORK_DIR}/plain/consumer)
+endfunction()
+
+# check_components(<expected> <components> [options...])
+function(check_components expected components)
+    file(REMOVE_RECURSE ${WORK_DIR}/build)
+    execute_process(
+        COMMAND ${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/package/components -B ${WORK_DIR}/build
+            ${common} -D CMAKE_PREFIX_PATH=${prefix} -D COMPONENTS=${components} ${ARGN}
+        OUTPUT_VARIABLE output
+        ERROR_VARIABLE output
+    )
+    string(REGEX REPLACE "[ \n]+" " " output "${output}")
+    expect("${expected}")
+    if(output MATCHES "is not described")
+        message(FATAL_ERROR "${output}")
+    endif()
+endfunction()
+
 file(REMOVE_RECURSE ${WORK_DIR})
-set(options "")
 if(WAY STREQUAL "installed")
-    run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/prefix)
-    list(APPEND options -D CMAKE_PREFIX_PATH=${WORK_DIR}/prefix)
+    install_and_move(${BUILD_DIR})
+    use_cmake(-D CMAKE_PREFIX_PATH=${prefix})
+elseif(WAY STREQUAL "components")
+    install_and_move(${BUILD_DIR})
+    check_components("targets: PubSub Keyword;" "")
+    check_components("targets: PubSub;" PubSub)
+    check_components("targets: PubSub Keyword;" Keyword)
+    check_components("targets: PubSub Keyword Simulator;" Simulator)
+    check_components("has no component Keywords. The components are PubSub, Keyword and Simulator" Keywords)
+    check_components("targets: PubSub Keyword; not found: Gauges;" Keyword -D OPTIONAL=Gauges)
+    check_components("compatible with requested version \"9\"" Keyword -D VERSION=9)
+    file(GLOB_RECURSE simulator "${prefix}/*PellixClientSimulatorTargets.cmake")
+    file(REMOVE ${simulator})
+    check_components("Its component Simulator is not installed" Simulator)
+    check_components("targets: PubSub Keyword; not found: Simulator;" Keyword -D OPTIONAL=Simulator)
+elseif(WAY STREQUAL "pkgconfig")
+    install_and_move(${BUILD_DIR})
+    use_pkgconfig()
+elseif(WAY STREQUAL "subdirectory")
+    use_cmake(-D PELLIX_SUBDIRECTORY=${SOURCE_DIR})
+elseif(WAY STREQUAL "fetchcontent")
+    use_cmake(-D PELLIX_FETCH=${SOURCE_DIR})
+elseif(WAY STREQUAL "static")
+    run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/library ${common}
+        -D BUILD_SHARED_LIBS=OFF -D PELLIX_BUILD_TESTS=OFF -D PELLIX_BUILD_EXAMPLES=OFF)
+    run(${CMAKE_COMMAND} --build ${WORK_DIR}/library)
+    install_and_move(${WORK_DIR}/library)
+    use_cmake(-D CMAKE_PREFIX_PATH=${prefix})
+    use_pkgconfig()
 else()
-    list(APPEND options -D PELLIX_SOURCE_DIR=${SOURCE_DIR})
-endif()
-run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/package/consumer -B ${WORK_DIR}/build -G ${GENERATOR}
-    -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER} ${options})
-run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
-run(${WORK_DIR}/build/consumer)
-if(NOT output MATCHES "sent keyDestroy, received 42")
-    message(FATAL_ERROR "the consumer said: ${output}")
+    message(FATAL_ERROR "there is no way \"${WAY}\"")
 endif()

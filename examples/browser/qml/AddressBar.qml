@@ -14,7 +14,7 @@ Pane {
     required property Preferences preferences
 
     function reset() {
-        field.text = session.addresses.join(" ");
+        field.text = Array.from(session.addresses).join(" ");
     }
 
     function apply() {

@@ -44,7 +44,8 @@ ItemDelegate {
             color: Theme.accent
         }
     }
-    contentItem: Item {
+    // Its parts have ids; that it is made at once is fine.
+    contentItem: Item { // qmllint disable deferred-property-id
         TypeBadge {
             id: badge
 

@@ -16,7 +16,7 @@ Pane {
     required property date now
     property string keyword
 
-    readonly property bool pinned: preferences.pinned.includes(keyword)
+    readonly property bool pinned: Array.from(preferences.pinned).includes(keyword)
     readonly property bool stale: history.known && !history.current
     // The server has answered, and there is no value: a level of the tree, or nothing at all.
     readonly property bool valueless: history.current && !history.known && !live.connected

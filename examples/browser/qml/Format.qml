@@ -7,7 +7,10 @@ import QtQuick
 import PellixClient.Control
 import PellixClient.Keyword 1.0
 
-/* Values, types and times as people read them. */
+/*
+    Values, types and times as people read them. Where a number or a date comes in as var, qmllint 6.4
+    crashes on its real type.
+*/
 QtObject {
     readonly property string none: "\u2014"
 
@@ -27,7 +30,7 @@ QtObject {
     }
 
     // With all digits that mean something, and none that only show how a computer stores a number.
-    function numberText(value: real): string {
+    function numberText(value: var): string {
         return String(Number(value.toPrecision(12)));
     }
 
@@ -48,7 +51,7 @@ QtObject {
         return valueText(value).replace(/\s+/g, " ");
     }
 
-    function time(date: date): string {
+    function time(date: var): string {
         return isNaN(date.getTime()) ? none : Qt.formatTime(date, "HH:mm:ss.zzz");
     }
 

@@ -31,8 +31,8 @@ ColumnLayout {
         field.selectAll();
     }
 
-    // The number in a text, or NaN.
-    function number(text: string): real {
+    // The number in a text, or NaN. It is var since qmllint 6.4 crashes on the calls below otherwise.
+    function number(text: var): real {
         const trimmed = text.trim().replace(",", ".");
         const number = trimmed === "" ? NaN : Number(trimmed);
         const whole = valueType !== PKeyword.KVT_INT || Number.isInteger(number);
@@ -108,7 +108,7 @@ ColumnLayout {
             visible: root.isNumber || root.isText
             placeholderText: root.isText ? qsTr("text") : qsTr("number")
             Layout.fillWidth: true
-            Layout.maximumWidth: root.isText ? Number.POSITIVE_INFINITY : Theme.dp(160)
+            Layout.maximumWidth: root.isText ? Infinity : Theme.dp(160)
             onTextEdited: problem = ""
             onAccepted: root.writeField()
         }

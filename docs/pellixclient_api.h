@@ -1,0 +1,24 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+// What QDoc reads as the public interface.
+
+#pragma once
+
+#include "binding/keywordexpression.h"
+#include "binding/keywordproxy.h"
+#include "client/inprocesskeywordclient.h"
+#include "client/keywordclient.h"
+#include "client/websocketkeywordclient.h"
+#include "models/keywordpathmodel.h"
+#include "models/keywordqueryfilterproxymodel.h"
+#include "models/keywordquerymodel.h"
+#include "module/pellixclientkeywordmodule.h"
+#include "pubsub/publisher.h"
+#include "pubsub/subscriber.h"
+#include "simulator/inprocesslink.h"
+#include "simulator/jsonscene.h"
+#include "simulator/keywordserver.h"
+#include "simulator/keywordsession.h"
+#include "simulator/telemetryscene.h"
+#include "simulator/websocketkeywordserver.h"

@@ -1,0 +1,479 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "client/websocketkeywordclient.h"
+#include "models/keywordquerymodel.h"
+#include "module/pellixclientkeywordmodule.h"
+#include "simulator/jsonscene.h"
+#include "simulator/keywordsession.h"
+#include "simulator/websocketkeywordserver.h"
+#include "snippets/lifetimes.h"
+#include "snippets/logging.h"
+#include "tests/support/recordingclient.h"
+
+#include <QtCore/QFile>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+#include <QtCore/QProcess>
+#include <QtCore/QRegularExpression>
+#include <QtQml/QQmlApplicationEngine>
+#include <QtQml/QQmlComponent>
+#include <QtQml/QQmlContext>
+#include <QtQuick/QQuickItem>
+#include <QtTest/QSignalSpy>
+#include <QtTest/QTest>
+
+using namespace pellix::client;
+using namespace pellix::simulator;
+
+namespace {
+
+QString q(const char *text)
+{
+    return QString::fromUtf8(text);
+}
+
+QString snippet(const char *name)
+{
+    return q(SNIPPETS "/") + q(name);
+}
+
+QJsonObject message(const char *name)
+{
+    QFile file(snippet("protocol/") + q(name) + q(".json"));
+    return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object()
+                                          : QJsonObject();
+}
+
+QByteArray text(const QJsonObject &object)
+{
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+QJsonObject object(const QByteArray &json)
+{
+    return QJsonDocument::fromJson(json).object();
+}
+
+QList<QByteArray> logged;
+
+void record(QtMsgType, const QMessageLogContext &context, const QString &)
+{
+    logged.append(context.category);
+}
+
+} // namespace
+
+// What the guides of the documentation quote does what they say.
+class tst_Guides : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { PellixClientKeywordModule::registerTypes("PellixClient.Keyword"); }
+    void init();
+    void cleanup();
+
+    void firstScreen_showsTheLevelAndMovesTheSetpoint();
+    void firstScreen_runsAsAProgram();
+    void stateFrame_names_data();
+    void stateFrame_names();
+    void stateFrame_withoutALink_isNotConnected();
+    void setpoint_isTakenRefusedOrNotAnswered();
+    void setpoint_sliderFollowsTheServer();
+    void expressions_followTheTank();
+    void expressions_aggregateOnTheServer();
+    void expressions_aQtObjectPropertyTakesAny();
+    void browse_listsFiltersAndOpens();
+    void browse_asksAgainWhenTheLinkIsBack();
+    void privateCa_isMadeAsOnThePlainPage();
+    void logging_isSilencedByTheRule();
+    void logging_rulesEnableOneCategory();
+    void lifetimes_anyOrder_data();
+    void lifetimes_anyOrder();
+    void protocol_commandsAreWhatTheClientSends();
+    void protocol_serverAnswersAsShown();
+    void protocol_clientTakesTheMessagesOfTheServer();
+
+private:
+    QQuickItem *load(const char *name, const QVariantMap &properties);
+    QObject *part(const char *name) const { return item->findChild<QObject *>(q(name)); }
+    QVariant textOf(const char *name) const { return part(name)->property("text"); }
+
+    std::unique_ptr<KeywordServer> server;
+    std::unique_ptr<PInProcessKeywordClient> client;
+    std::unique_ptr<QQmlEngine> engine;
+    std::unique_ptr<QQuickItem> item;
+};
+
+void tst_Guides::init()
+{
+    QTest::failOnWarning(QRegularExpression(q(".*")));
+    server = std::make_unique<KeywordServer>();
+    JsonScene scene(server.get());
+    QVERIFY(scene.load(q(PLANT_SCENE)));
+    client = std::make_unique<PInProcessKeywordClient>();
+    linkInProcess(server.get(), client.get());
+    engine = std::make_unique<QQmlEngine>();
+}
+
+void tst_Guides::cleanup()
+{
+    item.reset();
+    engine.reset();
+    client.reset();
+    server.reset();
+}
+
+QQuickItem *tst_Guides::load(const char *name, const QVariantMap &properties)
+{
+    QQmlComponent component(engine.get(), QUrl::fromLocalFile(snippet(name)));
+    item.reset(qobject_cast<QQuickItem *>(component.createWithInitialProperties(properties)));
+    if (!item)
+        qWarning() << component.errors();
+    return item.get();
+}
+
+void tst_Guides::firstScreen_showsTheLevelAndMovesTheSetpoint()
+{
+    WebSocketKeywordServer socketServer(server.get());
+    QVERIFY(socketServer.listen());
+    QQmlApplicationEngine window;
+    window.setInitialProperties({{q("address"), socketServer.url().toString()}});
+    window.load(QUrl::fromLocalFile(snippet("firstscreen/Main.qml")));
+    QCOMPARE(window.rootObjects().size(), 1);
+    const auto part = [&](const char *name) {
+        return window.rootObjects().constFirst()->findChild<QObject *>(q(name));
+    };
+
+    QTRY_COMPARE(part("levelText")->property("text").toString(), q("45.0"));
+    QTRY_COMPARE(part("setpointText")->property("text").toString(), q("setpoint 60"));
+    QVERIFY(!part("linkText")->property("visible").toBool());
+
+    QVERIFY(QMetaObject::invokeMethod(part("more"), "clicked"));
+    QTRY_COMPARE(part("setpointText")->property("text").toString(), q("setpoint 65"));
+
+    QTest::ignoreMessage(QtWarningMsg, "\"The remote host closed the connection\"");
+    socketServer.close();
+    QTRY_VERIFY(part("linkText")->property("visible").toBool());
+    QCOMPARE(part("levelText")->property("text").toString(), q("–"));
+    QVERIFY(window.rootObjects().constFirst()->setProperty("address", QString()));
+}
+
+void tst_Guides::firstScreen_runsAsAProgram()
+{
+    WebSocketKeywordServer socketServer(server.get());
+    QVERIFY(socketServer.listen());
+    QProcess program;
+    program.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    program.start(q(FIRST_SCREEN), {socketServer.url().toString()});
+    QTRY_COMPARE_WITH_TIMEOUT(socketServer.clientCount(), 1, 20000);
+    QSignalSpy gone(&socketServer, &WebSocketKeywordServer::clientCountChanged);
+    program.terminate();
+    QTRY_COMPARE(socketServer.clientCount(), 0);
+    QVERIFY(program.state() == QProcess::NotRunning || program.waitForFinished());
+}
+
+void tst_Guides::stateFrame_names_data()
+{
+    QTest::addColumn<bool>("connected");
+    QTest::addColumn<bool>("online");
+    QTest::addColumn<bool>("consistent");
+    QTest::addColumn<bool>("error");
+    QTest::addColumn<QString>("condition");
+    QTest::newRow("good") << true << true << true << false << q("good");
+    QTest::newRow("inconsistent") << true << true << false << false << q("inconsistent");
+    QTest::newRow("offline") << true << false << false << false << q("offline");
+    QTest::newRow("not connected") << false << false << false << false << q("not connected");
+    QTest::newRow("error before all") << false << false << false << true << q("error");
+}
+
+void tst_Guides::stateFrame_names()
+{
+    QFETCH(bool, connected);
+    QFETCH(bool, online);
+    QFETCH(bool, consistent);
+    QFETCH(bool, error);
+    QFETCH(QString, condition);
+
+    const QString name = q("/plant/name");
+    QVERIFY(load("FramedLevel.qml",
+                 {{q("client"), QVariant::fromValue(client.get())}, {q("keyword"), name}}));
+    QTRY_COMPARE(item->property("condition").toString(), q("good"));
+    QVERIFY(server->setState(name, connected, online, consistent, error));
+    QTRY_COMPARE(item->property("condition").toString(), condition);
+    QCOMPARE(textOf("valueText").toString(), q("Riverside works"));
+}
+
+void tst_Guides::stateFrame_withoutALink_isNotConnected()
+{
+    QVERIFY(
+        load("FramedLevel.qml",
+             {{q("client"), QVariant::fromValue(client.get())}, {q("keyword"), q("/plant/name")}}));
+    QTRY_COMPARE(item->property("condition").toString(), q("good"));
+    client->publisher()->setActive(false);
+    QCOMPARE(item->property("condition").toString(), q("not connected"));
+    QCOMPARE(textOf("valueText").toString(), q("–"));
+}
+
+void tst_Guides::setpoint_isTakenRefusedOrNotAnswered()
+{
+    const QString path = q("/plant/tank1/setpoint");
+    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
+    QTRY_COMPARE(textOf("levelText").toString(), q("level 45"));
+
+    const auto send = [this](double value) {
+        return QMetaObject::invokeMethod(item.get(), "send", Q_ARG(QVariant, value));
+    };
+    QVERIFY(send(70));
+    QCOMPARE(item->property("outcome").toString(), q("sent"));
+    QTRY_COMPARE(item->property("outcome").toString(), q("taken"));
+    QCOMPARE(server->value(path).toDouble(), 70.0);
+
+    server->setWriteHandler(path, [](const QVariant &value) { return value.toDouble() <= 80; });
+    QVERIFY(send(90));
+    QTRY_COMPARE(item->property("outcome").toString(), q("refused"));
+    QCOMPARE(server->value(path).toDouble(), 70.0);
+
+    QVERIFY(send(75));
+    QTRY_COMPARE(item->property("outcome").toString(), q("taken"));
+
+    // Nobody answers any more.
+    client->disconnect(SIGNAL(sendToServer(QByteArray)));
+    QVERIFY(send(20));
+    QTRY_COMPARE(item->property("outcome").toString(), q("no answer"));
+}
+
+void tst_Guides::setpoint_sliderFollowsTheServer()
+{
+    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QTRY_COMPARE(part("slider")->property("value").toDouble(), 60.0);
+    QVERIFY(server->setValue(q("/plant/tank1/setpoint"), 33.0));
+    QTRY_COMPARE(part("slider")->property("value").toDouble(), 33.0);
+}
+
+void tst_Guides::expressions_followTheTank()
+{
+    QVERIFY(load("Expressions.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QTRY_COMPARE(part("level")->property("value").toDouble(), 45.0);
+    QVERIFY(item->setProperty("tank", 2));
+    QTRY_COMPARE(part("level")->property("value").toDouble(), 50.0);
+    QCOMPARE(part("level")->property("keyword").toString(), q("/plant/tank2/level"));
+}
+
+void tst_Guides::expressions_aggregateOnTheServer()
+{
+    QVERIFY(load("Expressions.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QTRY_COMPARE(part("highest")->property("value").toDouble(), 55.0);
+    QVERIFY(part("highest")->property("keyword").toString().startsWith(q("/store/aggregated/")));
+    QVERIFY(server->setValue(q("/plant/tank1/level"), 77.5));
+    QTRY_COMPARE(part("highest")->property("value").toDouble(), 77.5);
+
+    QTRY_COMPARE(textOf("sameText").toString(), q("60"));
+    QVERIFY(server->setValue(q("/plant/tank1/setpoint"), 10.0));
+    QTRY_COMPARE(textOf("sameText").toString(), q("different"));
+}
+
+void tst_Guides::expressions_aQtObjectPropertyTakesAny()
+{
+    QQmlComponent component(engine.get());
+    component.setData(R"(
+        import QtQuick
+        import PellixClient.Keyword 1.0
+        Item {
+            id: root
+            property PKeywordClient client
+            property QtObject expression: PListPostfixKeywordExpression {
+                values: ["/plant/tank1", "/plant/tank2"]
+                postfix: "level"
+                aggregation: PKeyword.Min
+            }
+            PKeywordProxy {
+                objectName: "proxy"
+                client: root.client
+                keywordExpression: root.expression
+            }
+        })",
+                      QUrl());
+    item.reset(qobject_cast<QQuickItem *>(
+        component.createWithInitialProperties({{q("client"), QVariant::fromValue(client.get())}})));
+    QVERIFY2(item, qPrintable(component.errorString()));
+    QTRY_COMPARE(part("proxy")->property("value").toDouble(), 45.0);
+}
+
+void tst_Guides::browse_listsFiltersAndOpens()
+{
+    WebSocketKeywordServer socketServer(server.get());
+    QVERIFY(socketServer.listen());
+    PWebSocketKeywordClient webClient;
+    webClient.setUrls({socketServer.url().toString()});
+    QVERIFY(load("Browse.qml",
+                 {{q("client"), QVariant::fromValue(&webClient)}, {q("path"), q("/plant/tank1")}}));
+    QTRY_COMPARE(part("list")->property("count").toInt(), 5);
+    QVERIFY(part("words")->setProperty("text", q("set LEVEL")));
+    QTRY_COMPARE(part("list")->property("count").toInt(), 1);
+    QCOMPARE(part("levels")->property("normalizedKeyword").toString(), q("/plant/tank1"));
+
+    QVERIFY(part("words")->setProperty("text", QString()));
+    QVERIFY(item->setProperty("path", q("/plant/line1/motor1")));
+    QTRY_COMPARE(part("list")->property("count").toInt(), 4);
+    item.reset();
+}
+
+void tst_Guides::browse_asksAgainWhenTheLinkIsBack()
+{
+    WebSocketKeywordServer socketServer(server.get());
+    QVERIFY(socketServer.listen());
+    PWebSocketKeywordClient webClient;
+    webClient.setUrls({socketServer.url().toString()});
+    QTRY_VERIFY(webClient.connected());
+    socketServer.setAnswerDelay(std::chrono::hours(1));
+    QVERIFY(load("Browse.qml",
+                 {{q("client"), QVariant::fromValue(&webClient)}, {q("path"), q("/plant/tank1")}}));
+    QVERIFY(part("entries")->property("loading").toBool());
+
+    // The query goes with its connection.
+    QTest::ignoreMessage(QtWarningMsg, "QIODevice::write (QTcpSocket): device not open");
+    webClient.disconnect();
+    QVERIFY(!webClient.connected());
+    QVERIFY(part("entries")->property("loading").toBool());
+
+    socketServer.setAnswerDelay(std::chrono::milliseconds(0));
+    webClient.setAutoReconnect(true);
+    QTRY_COMPARE(part("list")->property("count").toInt(), 5);
+    QVERIFY(!part("entries")->property("loading").toBool());
+    item.reset();
+}
+
+void tst_Guides::privateCa_isMadeAsOnThePlainPage()
+{
+    QFile page(q(PRIVATE_CA_DOCUMENT));
+    QFile commands(snippet("make-certificates.sh"));
+    QVERIFY(page.open(QIODevice::ReadOnly) && commands.open(QIODevice::ReadOnly));
+    const QByteArray block = "```sh\n" + commands.readAll() + "```\n";
+    QVERIFY(page.readAll().contains(block));
+}
+
+void tst_Guides::logging_isSilencedByTheRule()
+{
+    const auto logsOfAnAttempt = [] {
+        logged.clear();
+        const auto previous = qInstallMessageHandler(record);
+        PWebSocketKeywordClient webClient;
+        webClient.setUrls({q("ws://127.0.0.1:1")});
+        qInstallMessageHandler(previous);
+        return logged.count("pellixclient.keyword.websocketclient");
+    };
+    QVERIFY(logsOfAnAttempt() > 0);
+    silenceTransport();
+    QCOMPARE(logsOfAnAttempt(), 0);
+    QLoggingCategory::setFilterRules(QString());
+    QVERIFY(logsOfAnAttempt() > 0);
+}
+
+void tst_Guides::logging_rulesEnableOneCategory()
+{
+    followOneKeyword();
+    logged.clear();
+    const auto previous = qInstallMessageHandler(record);
+    PKeywordProxy proxy;
+    proxy.setClient(client.get());
+    proxy.setKeyword(q("/plant/name"));
+    qInstallMessageHandler(previous);
+    QLoggingCategory::setFilterRules(QString());
+    QVERIFY(!logged.isEmpty());
+    QCOMPARE(logged.count("pellixclient.keyword.proxy"), logged.size());
+}
+
+void tst_Guides::lifetimes_anyOrder_data()
+{
+    QTest::addColumn<bool>("clientFirst");
+    QTest::newRow("as members") << false;
+    QTest::newRow("client first") << true;
+}
+
+void tst_Guides::lifetimes_anyOrder()
+{
+    QFETCH(bool, clientFirst);
+    Plant plant;
+    plant.server.declare({q("/plant/name"), q("string"), q("R"), QString(), q("Works")});
+    QTRY_COMPARE(plant.name.value().toString(), q("Works"));
+    if (clientFirst) {
+        plant.client.reset();
+        QVERIFY(!plant.name.client());
+        QVERIFY(!plant.name.value().isValid());
+        QVERIFY(!plant.name.update(q("other")));
+    }
+}
+
+void tst_Guides::protocol_commandsAreWhatTheClientSends()
+{
+    RecordingClient sender;
+    const QString level = q("/plant/tank1/level");
+    const QString setpoint = q("/plant/tank1/setpoint");
+
+    QVERIFY(sender.sendKeyCreate(level));
+    QCOMPARE(sender.taken().toUtf8(), text(message("keyCreateOrUpdate")));
+    QVERIFY(sender.sendKeyCreate(q("/store/aggregated/f1db8c"), {level, q("/plant/tank2/level")},
+                                 PKeywordAggregation::Max));
+    QCOMPARE(sender.taken().toUtf8(), text(message("keyCreateOrUpdate-aggregate")));
+    QVERIFY(sender.sendKeyUpdate(setpoint, 60));
+    QCOMPARE(sender.taken().toUtf8(), text(message("keyUpdate")));
+    QVERIFY(sender.sendKeyUpdateRelative(setpoint, -5));
+    QCOMPARE(sender.taken().toUtf8(), text(message("keyUpdate-relative")));
+    QVERIFY(sender.sendKeyDestroy(level));
+    QCOMPARE(sender.taken().toUtf8(), text(message("keyDestroy")));
+
+    const QUuid id = sender.sendKeyIndex(q("/plant/line1/motor1"), PKeywordValueType::KVT_DOUBLE,
+                                         PKeywordValueAccess::KVA_READ);
+    QJsonObject expected = message("keyIndex");
+    QJsonObject payload = expected.value(q("payload")).toObject();
+    QVERIFY(!QUuid(payload.value(q("uuid")).toString()).isNull());
+    payload.insert(q("uuid"), id.toString());
+    expected.insert(q("payload"), payload);
+    QCOMPARE(sender.taken().toUtf8(), text(expected));
+
+    PInProcessKeywordClient inProcess;
+    QSignalSpy sent(&inProcess, &PInProcessKeywordClient::sendToServer);
+    inProcess.afterSignalsConnected();
+    QCOMPARE(sent.size(), 1);
+    QFile file(snippet("protocol/keyChangeProtocol.json"));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(sent.at(0).at(0).toByteArray(), file.readAll().trimmed());
+}
+
+void tst_Guides::protocol_serverAnswersAsShown()
+{
+    const std::unique_ptr<KeywordSession> session(server->openSession());
+    QSignalSpy answers(session.get(), &KeywordSession::send);
+    QJsonObject create = message("keyCreateOrUpdate");
+    create.insert(q("payload"), QJsonObject {{q("keyword"), q("/plant/tank1/setpoint")}});
+    session->receive(text(create));
+    QCOMPARE(answers.size(), 1);
+    QCOMPARE(object(answers.takeFirst().at(0).toByteArray()), message("keyEvent"));
+
+    session->receive(text(message("keyIndex")));
+    QCOMPARE(answers.size(), 1);
+    QCOMPARE(object(answers.takeFirst().at(0).toByteArray()), message("keyIndex-answer"));
+}
+
+void tst_Guides::protocol_clientTakesTheMessagesOfTheServer()
+{
+    RecordingClient receiver;
+    PKeywordProxy proxy;
+    proxy.setClient(&receiver);
+    proxy.setKeyword(q("/plant/tank1/setpoint"));
+    QVERIFY(receiver.receive(QString::fromUtf8(text(message("keyEvent")))));
+    QCOMPARE(proxy.value().toDouble(), 60.0);
+    QCOMPARE(proxy.valueType(), PKeywordValueType::KVT_DOUBLE);
+    QVERIFY(proxy.connected() && proxy.online() && proxy.consistent() && !proxy.error());
+
+    QSignalSpy responses(&receiver, &PKeywordClient::keyIndexResponse);
+    QVERIFY(receiver.receive(QString::fromUtf8(text(message("keyIndex-answer")))));
+    QCOMPARE(responses.size(), 1);
+    QCOMPARE(responses.at(0).at(0).toUuid(), QUuid(q("{67c8770b-44f1-410a-ab9a-f9b5446f13ee}")));
+}
+
+QTEST_MAIN(tst_Guides)
+#include "tst_guides.moc"

@@ -1,0 +1,18 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "module/keywordresource.h"
+
+#include <QtCore/QFile>
+
+#include <cstdio>
+
+// Reads a component's file without registering any type.
+int main()
+{
+    pellix::client::initKeywordResource();
+    pellix::client::initKeywordResource(); // does nothing
+    std::printf("resource %s\n",
+                QFile::exists(QStringLiteral(":/PKeywordPath.qml")) ? "found" : "missing");
+    return 0;
+}

@@ -1,0 +1,69 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "simulator/keywordserver.h"
+#include "simulator/websocketkeywordserver.h"
+
+#include <QtCore/QProcess>
+#include <QtCore/QStringList>
+#include <QtCore/QTemporaryDir>
+
+// Arguments of the program, split at blanks.
+QStringList words(const char *line);
+
+// One run of the program. The event loop goes on while it is waited for: the server may live here.
+class Tool
+{
+public:
+    explicit Tool(const QStringList &arguments, const QString &url = {});
+    ~Tool();
+
+    bool finish(int milliseconds = 30000); // false if it does not end by itself
+    bool printed(int lines); // waits until there are so many
+    bool complained(const QString &text); // waits for it on standard error
+    void sendSignal(int number);
+
+    int exitCode() const;
+    QString output();
+    QStringList lines();
+    QString errors();
+    qint64 processId() const { return process.processId(); }
+
+private:
+    void read();
+
+    QProcess process;
+    QByteArray out;
+    QByteArray err;
+};
+
+// What became of a run to the end.
+struct Run
+{
+    int exitCode = -1;
+    QString output;
+    QString errors;
+
+    QStringList lines() const;
+};
+
+// A server in this process, with some keywords, and the program to talk to it.
+class Bench
+{
+public:
+    Bench();
+
+    void declare(const char *path, const char *type, const QVariant &value,
+                 const char *access = "RW", const char *label = "");
+    QString url() const;
+    Run run(const QStringList &arguments) const;
+    QString file(const char *name) const;
+
+    pellix::simulator::KeywordServer server;
+    pellix::simulator::WebSocketKeywordServer socketServer {&server};
+
+private:
+    QTemporaryDir directory;
+};

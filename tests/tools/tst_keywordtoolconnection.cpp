@@ -1,0 +1,290 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "tests/tools/toolbench.h"
+
+#include <QtNetwork/QTcpServer>
+#include <QtTest/QTest>
+
+#include <csignal>
+
+namespace {
+
+QString q(const char *text)
+{
+    return QString::fromUtf8(text);
+}
+
+// An address where nobody listens.
+QString deadAddress()
+{
+    QTcpServer server;
+    server.listen(QHostAddress::LocalHost);
+    return QStringLiteral("ws://127.0.0.1:%1").arg(server.serverPort());
+}
+
+} // namespace
+
+// Reaching the server, losing it, and ending.
+class tst_KeywordToolConnection : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { QTest::failOnWarning(QRegularExpression(q(".*"))); }
+
+    void unreachable_hasItsExitCode_data();
+    void unreachable_hasItsExitCode();
+    void silence_timesOut_data();
+    void silence_timesOut();
+    void urls_theNextOneIsTried();
+    void urls_comeFromTheEnvironment();
+    void lostConnection_comesBackAndIsSaid();
+    void lostConnection_endsWithoutReconnecting();
+    void firstAttempts_areSaidToFail();
+    void interrupt_endsAnEndlessCommandWell_data();
+    void interrupt_endsAnEndlessCommandWell();
+    void interrupt_endsAnUnfinishedCommandWithItsCode();
+    void pingAnswersTheInterrupt();
+    void readerGone_endsQuietly_data();
+    void readerGone_endsQuietly();
+    void logging_isQuietUnlessWanted();
+};
+
+void tst_KeywordToolConnection::unreachable_hasItsExitCode_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("get") << words("get /a");
+    QTest::newRow("watch") << words("watch /a --no-reconnect");
+    QTest::newRow("watch, with a limit") << words("watch /a");
+    QTest::newRow("set") << words("set /a 1");
+    QTest::newRow("set --wait") << words("set -w /a 1");
+    QTest::newRow("add") << words("add /a 1");
+    QTest::newRow("ls") << words("ls");
+    QTest::newRow("tree") << words("tree");
+    QTest::newRow("aggregate") << words("aggregate min /a /b");
+    QTest::newRow("label") << words("label /a");
+    QTest::newRow("ping") << words("ping");
+}
+
+void tst_KeywordToolConnection::unreachable_hasItsExitCode()
+{
+    QFETCH(QStringList, arguments);
+    const QString address = deadAddress();
+    Tool tool(arguments + words("--timeout 0.3 --url") + QStringList {address});
+
+    QVERIFY(tool.finish());
+
+    QCOMPARE(tool.exitCode(), 3);
+    QCOMPARE(tool.output(), QString());
+    const QString last = tool.errors().trimmed().section(QLatin1Char('\n'), -1);
+    QCOMPARE(last, q("keyword: not connected to %1: Connection refused").arg(address));
+}
+
+void tst_KeywordToolConnection::silence_timesOut_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("errors");
+    const QString noAnswer = q("keyword: no answer within 0.3 s\n");
+    QTest::newRow("get") << words("get /a /b")
+                         << q("keyword: /a: no answer\n"
+                              "keyword: /b: no answer\n");
+    QTest::newRow("get below") << words("get -r /a") << noAnswer;
+    QTest::newRow("watch") << words("watch /a") << noAnswer;
+    QTest::newRow("ls") << words("ls") << noAnswer;
+    QTest::newRow("tree") << words("tree") << noAnswer;
+    QTest::newRow("aggregate") << words("aggregate min /a /b") << noAnswer;
+    QTest::newRow("label") << words("label /a") << q("keyword: /a: no answer\n");
+    QTest::newRow("ping") << words("ping -n 2 --interval 0.01")
+                          << q("keyword: no answer to request 1\n"
+                               "keyword: no answer to request 2\n");
+}
+
+void tst_KeywordToolConnection::silence_timesOut()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, errors);
+    Bench bench;
+    bench.socketServer.setAnswerDelay(std::chrono::minutes(1));
+
+    const Run run = bench.run(arguments + words("--timeout 0.3"));
+
+    QCOMPARE(run.errors, errors);
+    QCOMPARE(run.exitCode, 5);
+}
+
+void tst_KeywordToolConnection::urls_theNextOneIsTried()
+{
+    const Bench bench;
+    Tool tool({q("get"), q("--raw"), q("/plant/shift"), q("--url"), deadAddress(), q("-u"),
+               deadAddress(), q("--url=") + bench.url()});
+
+    QVERIFY(tool.finish());
+
+    QCOMPARE(tool.errors(), QString());
+    QCOMPARE(tool.output(), q("2\n"));
+    QCOMPARE(tool.exitCode(), 0);
+
+    Tool none({q("get"), q("/a"), q("--no-reconnect"), q("--url"), deadAddress(), q("--url"),
+               deadAddress()});
+    QVERIFY(none.finish());
+    QCOMPARE(none.exitCode(), 3);
+}
+
+void tst_KeywordToolConnection::urls_comeFromTheEnvironment()
+{
+    const Bench bench;
+    Tool tool(words("get --raw /plant/shift"), deadAddress() + q(" ") + bench.url());
+    QVERIFY(tool.finish());
+    QCOMPARE(tool.output(), q("2\n"));
+
+    Tool overridden(words("get --raw --no-reconnect /plant/shift --url")
+                        + QStringList {deadAddress()},
+                    bench.url());
+    QVERIFY(overridden.finish());
+    QCOMPARE(overridden.exitCode(), 3);
+}
+
+void tst_KeywordToolConnection::lostConnection_comesBackAndIsSaid()
+{
+    Bench bench;
+    Tool tool(words("watch --raw /plant/shift"), bench.url());
+    QVERIFY(tool.printed(1));
+
+    bench.socketServer.abortClients();
+    QVERIFY(tool.complained(q("connected again")));
+    QVERIFY(tool.printed(2));
+    bench.server.setValue(q("/plant/shift"), 3);
+    QVERIFY(tool.printed(3));
+
+    QCOMPARE(tool.output(), q("2\n2\n3\n"));
+    const QStringList said = tool.errors().split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QCOMPARE(said.size(), 2);
+    QVERIFY2(said.at(0).startsWith(q("keyword: lost the connection to ") + bench.url())
+                 && said.at(0).endsWith(q("; trying again")),
+             qPrintable(said.at(0)));
+    QCOMPARE(said.at(1), q("keyword: connected again to ") + bench.url());
+}
+
+void tst_KeywordToolConnection::lostConnection_endsWithoutReconnecting()
+{
+    Bench bench;
+    Tool tool(words("watch --no-reconnect --raw /plant/shift"), bench.url());
+    QVERIFY(tool.printed(1));
+
+    bench.socketServer.closeClients();
+
+    QVERIFY(tool.finish());
+    QCOMPARE(tool.exitCode(), 3);
+    QVERIFY2(!tool.errors().contains(q("trying again")), qPrintable(tool.errors()));
+}
+
+void tst_KeywordToolConnection::firstAttempts_areSaidToFail()
+{
+    Bench bench;
+    const quint16 port = bench.socketServer.port();
+    const QString address = bench.url();
+    bench.socketServer.close();
+    Tool tool(words("watch --raw /plant/shift"), address);
+
+    QVERIFY(tool.complained(q("Connection refused; trying again")));
+    QVERIFY(bench.socketServer.listen(QHostAddress::LocalHost, port));
+    QVERIFY(tool.printed(1));
+
+    QCOMPARE(tool.output(), q("2\n"));
+    QCOMPARE(tool.errors(),
+             q("keyword: not connected to %1: Connection refused; trying again\n"
+               "keyword: connected to %1\n")
+                 .arg(address));
+}
+
+void tst_KeywordToolConnection::interrupt_endsAnEndlessCommandWell_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("watch, Ctrl-C") << SIGINT << words("watch --raw /plant/shift");
+    QTest::newRow("watch, termination") << SIGTERM << words("watch --raw /plant/shift");
+    QTest::newRow("aggregate") << SIGINT
+                               << words("aggregate --watch --raw max /plant/shift /plant/shift");
+}
+
+void tst_KeywordToolConnection::interrupt_endsAnEndlessCommandWell()
+{
+    QFETCH(int, signal);
+    QFETCH(QStringList, arguments);
+    const Bench bench;
+    Tool tool(arguments, bench.url());
+    QVERIFY(tool.printed(1));
+
+    tool.sendSignal(signal);
+
+    QVERIFY(tool.finish());
+    QCOMPARE(tool.exitCode(), 0);
+    QCOMPARE(tool.errors(), QString());
+    QCOMPARE(tool.output(), q("2\n"));
+}
+
+void tst_KeywordToolConnection::interrupt_endsAnUnfinishedCommandWithItsCode()
+{
+    Bench bench;
+    bench.socketServer.setAnswerDelay(std::chrono::minutes(1));
+    Tool tool(words("tree --timeout 60"), bench.url());
+    QTRY_COMPARE(bench.socketServer.clientCount(), 1);
+
+    tool.sendSignal(SIGINT);
+
+    QVERIFY(tool.finish());
+    QCOMPARE(tool.exitCode(), 130);
+    QCOMPARE(tool.errors(), QString());
+}
+
+void tst_KeywordToolConnection::pingAnswersTheInterrupt()
+{
+    const Bench bench;
+    Tool tool(words("ping --count 1000 --interval 60"), bench.url());
+    QVERIFY(tool.printed(1));
+
+    tool.sendSignal(SIGINT);
+
+    QVERIFY(tool.finish());
+    QCOMPARE(tool.exitCode(), 0);
+    QVERIFY2(tool.lines().value(1).startsWith(q("1 sent, 1 answered, min/avg/max ")),
+             qPrintable(tool.output()));
+}
+
+void tst_KeywordToolConnection::readerGone_endsQuietly_data()
+{
+    QTest::addColumn<bool>("writes");
+    QTest::newRow("at the next line") << true;
+    QTest::newRow("without a next line") << false;
+}
+
+void tst_KeywordToolConnection::readerGone_endsQuietly()
+{
+    QFETCH(bool, writes);
+    Bench bench;
+    QProcess shell;
+    shell.start(q("sh"),
+                {q("-c"),
+                 q("{ " PROGRAM " watch --raw --url %1 /plant/shift; echo $? >&2; } | head -n 1")
+                     .arg(bench.url())});
+    QTRY_VERIFY(shell.bytesAvailable() > 0);
+    if (writes)
+        bench.server.setValue(q("/plant/shift"), 3);
+
+    QVERIFY(QTest::qWaitFor([&] { return shell.state() == QProcess::NotRunning; }, 30000));
+    QCOMPARE(QString::fromUtf8(shell.readAllStandardOutput()), q("2\n"));
+    QCOMPARE(QString::fromUtf8(shell.readAllStandardError()), q("0\n"));
+}
+
+void tst_KeywordToolConnection::logging_isQuietUnlessWanted()
+{
+    const Bench bench;
+    QCOMPARE(bench.run(words("get /plant/shift")).errors, QString());
+    const Run verbose = bench.run(words("get --verbose /plant/shift"));
+    QVERIFY2(verbose.errors.contains(q("keyCreateOrUpdate")), qPrintable(verbose.errors));
+    QCOMPARE(verbose.output, q("/plant/shift  2  int     ok\n"));
+}
+
+QTEST_GUILESS_MAIN(tst_KeywordToolConnection)
+#include "tst_keywordtoolconnection.moc"

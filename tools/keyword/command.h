@@ -1,0 +1,67 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "tools/keyword/connection.h"
+#include "tools/keyword/exitcode.h"
+#include "tools/keyword/output.h"
+#include "tools/keyword/settings.h"
+
+#include <memory>
+#include <optional>
+
+// One command at work. It is started once, in the event loop, and ends it with its exit code.
+class Command : public QObject
+{
+    Q_OBJECT
+
+public:
+    Command(const Settings &settings, Output *output) : settings(settings), output(output) { }
+
+    virtual void start() = 0;
+    virtual void interrupt() { finish(ExitCode::Interrupted); }
+    void finish(ExitCode code);
+    bool isFinished() const { return finished; }
+
+protected:
+    const Settings settings;
+    Output *const output;
+
+private:
+    bool finished = false;
+};
+
+// A command that talks to a server, with patience for it to answer.
+class ClientCommand : public Command
+{
+    Q_OBJECT
+
+public:
+    ClientCommand(const Settings &settings, Output *output);
+    void start() override;
+    void interrupt() override;
+
+protected:
+    // Whether it goes on until interrupted: then it waits for ever unless told otherwise.
+    virtual bool isEndless() const { return false; }
+    virtual void begin() = 0; // at the first connection
+    virtual void onTimeout(); // nothing came, though there is a connection
+
+    pellix::client::PKeywordClient *client() { return connection.client(); }
+    bool isOpen() const { return connection.isOpen(); }
+    void answered() { lastAnswer.start(); } // patience begins anew
+
+    Connection connection;
+
+private:
+    void checkPatience();
+
+    std::optional<std::chrono::milliseconds> limit;
+    QElapsedTimer lastAnswer;
+    QTimer patience;
+    bool begun = false;
+};
+
+// The command that the settings name.
+std::unique_ptr<Command> createCommand(const Settings &settings, Output *output);

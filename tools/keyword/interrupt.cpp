@@ -1,0 +1,42 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "tools/keyword/interrupt.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QSocketNotifier>
+
+#include <csignal>
+
+#ifdef Q_OS_UNIX
+#include <unistd.h>
+
+namespace {
+
+int signalPipe[2] = {-1, -1};
+
+void onSignal(int number)
+{
+    std::signal(number, SIG_DFL);
+    const char byte = 0;
+    [[maybe_unused]] const auto written = ::write(signalPipe[1], &byte, 1);
+}
+
+} // namespace
+
+void onInterrupt(std::function<void()> handler)
+{
+    if (::pipe(signalPipe) != 0)
+        return;
+    auto *const notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, qApp);
+    QObject::connect(notifier, &QSocketNotifier::activated, qApp,
+                     [notifier, handler = std::move(handler)] {
+                         notifier->setEnabled(false);
+                         handler();
+                     });
+    std::signal(SIGINT, onSignal);
+    std::signal(SIGTERM, onSignal);
+}
+#else
+void onInterrupt(std::function<void()>) { }
+#endif

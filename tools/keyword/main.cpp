@@ -1,0 +1,50 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "tools/keyword/command.h"
+#include "tools/keyword/completion.h"
+#include "tools/keyword/diagnostics.h"
+#include "tools/keyword/interrupt.h"
+
+#include <QtCore/QCoreApplication>
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("keyword"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(PELLIX_VERSION));
+
+    const ParsedLine line = parseCommandLine(QCoreApplication::arguments());
+    if (!line.problem.isEmpty()) {
+        complain(line.problem);
+        complain(QStringLiteral("try \"keyword help\""));
+        return int(ExitCode::BadUsage);
+    }
+    const Settings settings = line.settings.value_or(Settings());
+    Output output(settings.format, settings.time.value_or(TimeStamp::None));
+    ExitCode end = ExitCode::Success;
+    output.onEnd = [&end](const QString &problem) {
+        if (!problem.isEmpty()) {
+            complain(QStringLiteral("standard output: ") + problem);
+            end = ExitCode::FileError;
+        }
+    };
+    if (!line.settings || settings.command == QLatin1String("completion")) {
+        const QString text =
+            line.settings ? completionFile(settings.arguments.constFirst()) : line.text;
+        output.line(text.chopped(1).toUtf8());
+        return int(end);
+    }
+
+    diagnostics::install(settings.verbose);
+    const std::unique_ptr<Command> command = createCommand(settings, &output);
+    output.onEnd = [&command](const QString &problem) {
+        if (!problem.isEmpty())
+            complain(QStringLiteral("standard output: ") + problem);
+        command->finish(problem.isEmpty() ? ExitCode::Success : ExitCode::FileError);
+    };
+    output.watchReader();
+    onInterrupt([&command] { command->interrupt(); });
+    QMetaObject::invokeMethod(command.get(), &Command::start, Qt::QueuedConnection);
+    return QCoreApplication::exec();
+}

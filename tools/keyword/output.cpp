@@ -1,0 +1,246 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "tools/keyword/output.h"
+
+#include <QtCore/QDateTime>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+#include <QtCore/QSocketNotifier>
+
+#include <cerrno>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+
+#ifdef Q_OS_WIN
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace {
+
+void appendText(QByteArray &line, const QString &text)
+{
+    static const char hex[] = "0123456789abcdef";
+    line += '"';
+    const QByteArray utf8 = text.toUtf8();
+    for (const char character : utf8) {
+        const auto code = static_cast<unsigned char>(character);
+        if (character == '"' || character == '\\') {
+            line += '\\';
+            line += character;
+        } else if (character == '\n') {
+            line += "\\n";
+        } else if (code < 0x20 || code == 0x7f) {
+            line += "\\u00";
+            line += hex[code >> 4];
+            line += hex[code & 15];
+        } else {
+            line += character;
+        }
+    }
+    line += '"';
+}
+
+QByteArray numberText(double number)
+{
+    if (std::trunc(number) == number && std::abs(number) < 1e15)
+        return QByteArray::number(qint64(number));
+    return QByteArray::number(number, 'g', QLocale::FloatingPointShortest);
+}
+
+void appendCsv(QByteArray &line, const QJsonValue &value)
+{
+    QByteArray text = plainText(value);
+    const bool special =
+        text.contains(',') || text.contains('"') || text.contains('\n') || text.contains('\r');
+    line += special ? '"' + text.replace('"', "\"\"") + '"' : text;
+}
+
+bool wantsColor()
+{
+    return isTerminal(1) && qEnvironmentVariableIsEmpty("NO_COLOR") && qgetenv("TERM") != "dumb";
+}
+
+} // namespace
+
+QByteArray plainText(const QJsonValue &value)
+{
+    switch (value.type()) {
+    case QJsonValue::String:
+        return value.toString().toUtf8();
+    case QJsonValue::Null:
+    case QJsonValue::Undefined:
+        return {};
+    default: {
+        QByteArray text;
+        appendJson(text, value);
+        return text;
+    }
+    }
+}
+
+void appendJson(QByteArray &line, const QJsonValue &value)
+{
+    switch (value.type()) {
+    case QJsonValue::Bool:
+        line += value.toBool() ? "true" : "false";
+        break;
+    case QJsonValue::Double: {
+        const qint64 whole = value.toInteger();
+        // Whole numbers above 2^53 come through as they are.
+        line += whole != 0 ? QByteArray::number(whole) : numberText(value.toDouble());
+        break;
+    }
+    case QJsonValue::String:
+        appendText(line, value.toString());
+        break;
+    case QJsonValue::Array:
+        line += QJsonDocument(value.toArray()).toJson(QJsonDocument::Compact);
+        break;
+    case QJsonValue::Object:
+        line += QJsonDocument(value.toObject()).toJson(QJsonDocument::Compact);
+        break;
+    case QJsonValue::Null:
+    case QJsonValue::Undefined:
+        line += "null";
+        break;
+    }
+}
+
+Output::Output(Format format, TimeStamp time) : kind(format), time(time), color(wantsColor())
+{
+#ifdef Q_OS_UNIX
+    std::signal(SIGPIPE, SIG_IGN); // a reader that goes is noticed when writing
+#endif
+}
+
+Output::~Output() = default;
+
+void Output::line(const QByteArray &text)
+{
+    buffer.resize(0); // keeps its memory, unlike clear()
+    buffer += text;
+    buffer += '\n';
+    write(buffer);
+}
+
+void Output::row(const Row &row)
+{
+    buffer.resize(0);
+    if (kind == Format::Json) {
+        char separator = '{';
+        for (const auto &[name, value] : row) {
+            buffer += separator;
+            buffer += '"';
+            buffer += name;
+            buffer += "\":";
+            appendJson(buffer, value);
+            separator = ',';
+        }
+        buffer += "}\n";
+        write(buffer);
+        return;
+    }
+    if (!headerPrinted) {
+        QByteArray columns;
+        for (const auto &column : row)
+            columns += (columns.isEmpty() ? "" : ",") + QByteArray(column.first);
+        header(columns);
+        buffer.resize(0);
+    }
+    bool first = true;
+    for (const auto &column : row) {
+        if (!first)
+            buffer += ',';
+        first = false;
+        appendCsv(buffer, column.second);
+    }
+    buffer += '\n';
+    write(buffer);
+}
+
+void Output::header(const QByteArray &columns)
+{
+    headerPrinted = true;
+    write(columns + '\n');
+}
+
+QByteArray Output::stamp()
+{
+    if (time == TimeStamp::None)
+        return {};
+    if (time == TimeStamp::Delta) {
+        const qint64 passed = sinceLine.isValid() ? sinceLine.nsecsElapsed() : 0;
+        sinceLine.start();
+        return QByteArray::number(double(passed) / 1e9, 'f', 6);
+    }
+    // Many events share a millisecond.
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    if (now != stampedAt) {
+        stampedAt = now;
+        const QDateTime moment = QDateTime::fromMSecsSinceEpoch(now, Qt::UTC);
+        lastStamp = time == TimeStamp::Utc
+            ? moment.toString(Qt::ISODateWithMs).toLatin1()
+            : moment.toLocalTime().toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz")).toLatin1();
+    }
+    return lastStamp;
+}
+
+QJsonValue Output::stampValue()
+{
+    const QByteArray text = stamp();
+    return time == TimeStamp::Delta ? QJsonValue(text.toDouble())
+                                    : QJsonValue(QString::fromLatin1(text));
+}
+
+void Output::write(const QByteArray &data)
+{
+    if (ended)
+        return;
+    errno = 0;
+    if (std::fwrite(data.constData(), 1, size_t(data.size()), stdout) == size_t(data.size())
+        && std::fflush(stdout) == 0)
+        return;
+    end(errno == EPIPE ? QString() : QString::fromLocal8Bit(std::strerror(errno)));
+}
+
+void Output::end(const QString &problem)
+{
+    ended = true;
+    if (onEnd)
+        onEnd(problem);
+}
+
+void Output::watchReader()
+{
+#ifdef Q_OS_UNIX
+    // The writing end of a pipe without a reader shows an error, other than files and terminals.
+    reader = std::make_unique<QSocketNotifier>(STDOUT_FILENO, QSocketNotifier::Exception);
+    QObject::connect(reader.get(), &QSocketNotifier::activated, reader.get(), [this] {
+        reader->setEnabled(false);
+        if (!ended)
+            end({});
+    });
+#endif
+}
+
+bool isTerminal(int descriptor)
+{
+#ifdef Q_OS_WIN
+    return ::_isatty(descriptor) != 0;
+#else
+    return ::isatty(descriptor) == 1;
+#endif
+}
+
+void complain(const QString &message)
+{
+    const QByteArray line = "keyword: " + message.toLocal8Bit() + '\n';
+    std::fwrite(line.constData(), 1, size_t(line.size()), stderr);
+    std::fflush(stderr);
+}

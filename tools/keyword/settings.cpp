@@ -1,0 +1,371 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "tools/keyword/settings.h"
+
+#include "tools/keyword/commandtable.h"
+#include "tools/keyword/help.h"
+
+#include <QtCore/QCommandLineParser>
+#include <QtCore/QCoreApplication>
+#include <QtCore/QUrl>
+
+#include <cmath>
+
+using namespace pellix::client;
+
+namespace {
+
+// The parser takes what begins with a dash for an option. Negative numbers pass it under a mark.
+const QChar numberMark(0xE000);
+
+QString hidden(const QString &argument)
+{
+    static const QRegularExpression negativeNumber(QStringLiteral("^-\\.?[0-9]"));
+    return negativeNumber.match(argument).hasMatch() ? numberMark + argument : argument;
+}
+
+QString shown(const QString &argument)
+{
+    return argument.startsWith(numberMark) ? argument.mid(1) : argument;
+}
+
+bool isWebSocketAddress(const QString &text)
+{
+    const QUrl url(text, QUrl::StrictMode);
+    return url.isValid() && !url.host().isEmpty()
+        && (url.scheme() == QLatin1String("ws") || url.scheme() == QLatin1String("wss"));
+}
+
+std::optional<std::chrono::milliseconds> toDuration(const QString &seconds)
+{
+    bool isNumber = false;
+    const double number = seconds.toDouble(&isNumber);
+    if (!isNumber || !(number > 0 && number <= 1e6))
+        return std::nullopt;
+    return std::chrono::milliseconds(qMax(qint64(1), qRound64(number * 1000)));
+}
+
+std::optional<int> toCount(const QString &text)
+{
+    bool isNumber = false;
+    const int number = text.toInt(&isNumber);
+    return isNumber && number > 0 ? std::optional<int>(number) : std::nullopt;
+}
+
+std::optional<qint64> toSize(const QString &text)
+{
+    static const QRegularExpression size(QStringLiteral("^([0-9]{1,12})([KMG]?)$"),
+                                         QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch match = size.match(text);
+    if (!match.hasMatch())
+        return std::nullopt;
+    const QString unit = match.captured(2).toUpper();
+    const int shift = unit.isEmpty() ? 0
+        : unit == QLatin1String("K") ? 10
+        : unit == QLatin1String("M") ? 20
+                                     : 30;
+    const qint64 bytes = match.captured(1).toLongLong() << shift;
+    return bytes > 0 && (bytes >> shift) == match.captured(1).toLongLong()
+        ? std::optional<qint64>(bytes)
+        : std::nullopt;
+}
+
+std::optional<double> toSpeed(const QString &text)
+{
+    if (text == QLatin1String("max"))
+        return 0;
+    bool isNumber = false;
+    const double speed = text.toDouble(&isNumber);
+    return isNumber && speed > 0 && std::isfinite(speed) ? std::optional<double>(speed)
+                                                         : std::nullopt;
+}
+
+// Unlike QRegularExpression's own wildcards, "*" passes the separators of a keyword.
+QRegularExpression toPattern(const QString &wildcard)
+{
+    QString path = wildcard;
+    path.replace(QLatin1Char('#'), QLatin1Char('/'));
+    if (!path.startsWith(QLatin1Char('/')) && !path.startsWith(QLatin1Char('*')))
+        path.prepend(QLatin1Char('/'));
+    QString pattern = QRegularExpression::escape(path);
+    pattern.replace(QLatin1String("\\*"), QLatin1String(".*"));
+    pattern.replace(QLatin1String("\\?"), QLatin1String("."));
+    return QRegularExpression(QRegularExpression::anchoredPattern(pattern),
+                              QRegularExpression::DotMatchesEverythingOption);
+}
+
+// Reads the options into settings; whatever is wrong ends in problem.
+class Reader
+{
+public:
+    Reader(const QCommandLineParser &parser, Settings *settings)
+        : parser(parser), settings(settings)
+    { }
+
+    QString read()
+    {
+        readConnection();
+        readOutput();
+        readSelection();
+        readWriting();
+        readRecording();
+        readReplay();
+        return problem;
+    }
+
+private:
+    bool isSet(const char *name) const { return parser.isSet(QString::fromLatin1(name)); }
+    QString value(const char *name) const { return shown(parser.value(QString::fromLatin1(name))); }
+
+    void complain(const char *name, const QString &expected)
+    {
+        if (problem.isEmpty())
+            problem = QStringLiteral("--%1: %2, not '%3'")
+                          .arg(QLatin1String(name), expected, value(name));
+    }
+
+    template <typename Convert, typename Target>
+    void take(const char *name, const Convert &convert, Target *target, const QString &expected)
+    {
+        if (!isSet(name))
+            return;
+        if (const auto converted = convert(value(name)))
+            *target = *converted;
+        else
+            complain(name, expected);
+    }
+
+    // The position among the choices of the table, which the enumerations below repeat.
+    template <typename Enum, typename Target>
+    void choose(const char *name, std::initializer_list<Enum> meanings, Target *target)
+    {
+        if (!isSet(name))
+            return;
+        const QStringList choices = findOption(QString::fromLatin1(name))->choices;
+        const qsizetype chosen = choices.indexOf(value(name));
+        if (chosen >= 0)
+            *target = *(meanings.begin() + chosen);
+        else
+            complain(name, choices.join(QLatin1String(", ")) + QStringLiteral(" are known"));
+    }
+
+    void readConnection()
+    {
+        settings->urls = parser.values(QStringLiteral("url"));
+        if (settings->urls.isEmpty()) {
+            settings->urls =
+                qEnvironmentVariable("KEYWORD_URL").split(QLatin1Char(' '), Qt::SkipEmptyParts);
+        }
+        for (const QString &url : std::as_const(settings->urls)) {
+            if (!isWebSocketAddress(url) && problem.isEmpty())
+                problem = QStringLiteral("'%1' is no address of a server: ws://host:port is "
+                                         "expected")
+                              .arg(url);
+        }
+        std::chrono::milliseconds timeout {0};
+        take("timeout", toDuration, &timeout, QStringLiteral("a number of seconds is expected"));
+        if (timeout.count() > 0)
+            settings->timeout = timeout;
+        settings->reconnect = !isSet("no-reconnect");
+        settings->verbose = isSet("verbose");
+    }
+
+    void readOutput()
+    {
+        choose("format", {Format::Text, Format::Json, Format::Csv}, &settings->format);
+        choose("time", {TimeStamp::None, TimeStamp::Local, TimeStamp::Utc, TimeStamp::Delta},
+               &settings->time);
+        settings->raw = isSet("raw");
+        if (settings->raw && settings->format != Format::Text && problem.isEmpty())
+            problem = QStringLiteral("--raw goes with text only");
+    }
+
+    void readSelection()
+    {
+        const QString expected = QStringLiteral("a number above 0 is expected");
+        take("count", toCount, &settings->count, expected);
+        take("depth", toCount, &settings->depth, expected);
+        settings->recursive = isSet("recursive");
+        choose("type",
+               {PKeywordValueType::KVT_BOOL, PKeywordValueType::KVT_INT,
+                PKeywordValueType::KVT_DOUBLE, PKeywordValueType::KVT_STRING},
+               &settings->type);
+        choose("access",
+               {PKeywordValueAccess::KVA_NONE, PKeywordValueAccess::KVA_READ,
+                PKeywordValueAccess::KVA_READ_META, PKeywordValueAccess::KVA_WRITE,
+                PKeywordValueAccess::KVA_READWRITE},
+               &settings->access);
+        settings->watch = isSet("watch");
+        settings->keyword = value("keyword");
+        take("interval", toDuration, &settings->interval,
+             QStringLiteral("a number of seconds is expected"));
+    }
+
+    void readWriting()
+    {
+        settings->wait = isSet("wait");
+        const QStringList types = findOption(QStringLiteral("as"))->choices;
+        take(
+            "as",
+            [&](const QString &type) {
+                return types.contains(type) ? std::optional<QString>(type) : std::nullopt;
+            },
+            &settings->as, types.join(QLatin1String(", ")) + QStringLiteral(" are known"));
+    }
+
+    void readRecording()
+    {
+        const QStringList patterns = parser.values(QStringLiteral("exclude"));
+        for (const QString &pattern : patterns)
+            settings->exclude.append(toPattern(shown(pattern)));
+        take("rotate", toSize, &settings->rotate,
+             QStringLiteral("a size such as 500K or 10M is expected"));
+        settings->force = isSet("force");
+    }
+
+    void readReplay()
+    {
+        take("speed", toSpeed, &settings->speed,
+             QStringLiteral("a number above 0 or max is expected"));
+        settings->loop = isSet("loop");
+        settings->hold = isSet("hold");
+        settings->stay = isSet("stay");
+        take(
+            "listen",
+            [](const QString &text) {
+                const QHostAddress address(text);
+                return address.isNull() ? std::nullopt : std::optional<QHostAddress>(address);
+            },
+            &settings->listenAddress, QStringLiteral("an IP address is expected"));
+        take(
+            "port",
+            [](const QString &text) {
+                bool isNumber = false;
+                const ushort port = text.toUShort(&isNumber);
+                return isNumber ? std::optional<quint16>(port) : std::nullopt;
+            },
+            &settings->port, QStringLiteral("a port number is expected"));
+        settings->helpAll = isSet("all");
+    }
+
+    const QCommandLineParser &parser;
+    Settings *const settings;
+    QString problem;
+};
+
+// An option that the command does not know, or an empty text.
+QString strayOption(const QCommandLineParser &parser, const CommandEntry &command)
+{
+    static const QStringList everywhere = {QStringLiteral("help"), QStringLiteral("version"),
+                                           QStringLiteral("verbose")};
+    const QStringList given = parser.optionNames();
+    for (const QString &name : given) {
+        const QString &option = findOption(name)->name();
+        if (!command.options.contains(option) && !everywhere.contains(option))
+            return option;
+    }
+    return {};
+}
+
+QString argumentProblem(const Settings &settings)
+{
+    const QString &command = settings.command;
+    const qsizetype count = settings.arguments.size();
+    const bool writes = command == QLatin1String("set") || command == QLatin1String("add");
+    const bool watches = command == QLatin1String("get") || command == QLatin1String("watch")
+        || command == QLatin1String("label");
+
+    if (watches && count == 0 && !settings.recursive)
+        return QStringLiteral("no keyword given");
+    if (writes && (count == 0 || count % 2 != 0))
+        return QStringLiteral("keywords and values go in pairs");
+    if (command == QLatin1String("aggregate")) {
+        if (count == 0 || !findCommand(command)->choices.contains(settings.arguments.at(0)))
+            return QStringLiteral("the mode comes first: %1")
+                .arg(findCommand(command)->choices.join(QLatin1String(", ")));
+        if (count < 3)
+            return QStringLiteral("at least two keywords are needed");
+        if (settings.count && !settings.watch)
+            return QStringLiteral("--count goes with --watch");
+    }
+    if (command == QLatin1String("ping") && count > 1)
+        return QStringLiteral("one keyword at the most");
+    if ((command == QLatin1String("record") || command == QLatin1String("replay")) && count == 0)
+        return QStringLiteral("no file given");
+    if (command == QLatin1String("completion")
+        && (count != 1 || !findCommand(command)->choices.contains(settings.arguments.at(0))))
+        return QStringLiteral("the shell is expected: bash, zsh or fish");
+    if (settings.loop && settings.stay)
+        return QStringLiteral("--loop has no end at which to --stay");
+
+    const bool talks = findCommand(command)->options.contains(QLatin1String("url"));
+    if (talks && settings.urls.isEmpty())
+        return QStringLiteral("no server given: use --url, or set KEYWORD_URL");
+    const bool namesKeywords = command != QLatin1String("replay") && talks;
+    for (qsizetype i = 0; namesKeywords && i < count; i += writes ? 2 : 1) {
+        if (settings.arguments.at(i).isEmpty())
+            return QStringLiteral("a keyword is empty");
+    }
+    return {};
+}
+
+} // namespace
+
+ParsedLine parseCommandLine(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    for (const OptionEntry &entry : optionTable()) {
+        QCommandLineOption option(entry.names);
+        option.setValueName(entry.valueName);
+        parser.addOption(option);
+    }
+    QStringList line;
+    for (const QString &argument : arguments)
+        line.append(hidden(argument));
+    if (!parser.parse(line))
+        return {{}, {}, parser.errorText()};
+
+    if (parser.isSet(QStringLiteral("version"))) {
+        return {{},
+                QCoreApplication::applicationName() + QLatin1Char(' ')
+                    + QCoreApplication::applicationVersion() + QLatin1Char('\n'),
+                {}};
+    }
+    QStringList positional;
+    for (const QString &argument : parser.positionalArguments())
+        positional.append(shown(argument));
+    if (positional.isEmpty()) {
+        if (parser.isSet(QStringLiteral("help")))
+            return {{}, overviewHelp(), {}};
+        return {{}, {}, QStringLiteral("no command given")};
+    }
+
+    Settings settings;
+    settings.command = positional.takeFirst();
+    settings.arguments = positional;
+    const CommandEntry *const command = findCommand(settings.command);
+    if (!command)
+        return {{}, {}, QStringLiteral("'%1' is no command").arg(settings.command)};
+    if (parser.isSet(QStringLiteral("help")))
+        return {{}, commandHelp(*command), {}};
+    const QString stray = strayOption(parser, *command);
+    if (!stray.isEmpty())
+        return {{}, {}, QStringLiteral("%1 knows no option --%2").arg(command->name, stray)};
+    QString problem = Reader(parser, &settings).read();
+    if (problem.isEmpty())
+        problem = argumentProblem(settings);
+    if (!problem.isEmpty())
+        return {{}, {}, problem};
+
+    if (command->name != QLatin1String("help"))
+        return {settings, {}, {}};
+    if (settings.helpAll)
+        return {{}, completeHelp(), {}};
+    if (settings.arguments.isEmpty())
+        return {{}, overviewHelp(), {}};
+    const CommandEntry *const topic = findCommand(settings.arguments.constFirst());
+    if (!topic)
+        return {{}, {}, QStringLiteral("'%1' is no command").arg(settings.arguments.constFirst())};
+    return {{}, commandHelp(*topic), {}};
+}

@@ -1,0 +1,78 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "client/keywordtypes.h"
+
+#include <QtCore/QRegularExpression>
+#include <QtCore/QStringList>
+#include <QtNetwork/QHostAddress>
+
+#include <chrono>
+#include <optional>
+
+enum class Format {
+    Text,
+    Json,
+    Csv
+};
+
+enum class TimeStamp {
+    None,
+    Local,
+    Utc,
+    Delta
+};
+
+// One command line, understood and checked.
+struct Settings
+{
+    QString command;
+    QStringList arguments;
+
+    QStringList urls;
+    std::optional<std::chrono::milliseconds> timeout;
+    bool reconnect = true;
+    bool verbose = false;
+
+    Format format = Format::Text;
+    std::optional<TimeStamp> time;
+    bool raw = false;
+
+    std::optional<int> count;
+    bool recursive = false;
+    pellix::client::PKeywordValueType type = pellix::client::PKeywordValueType::KVT_NOPROP;
+    pellix::client::PKeywordValueAccess access = pellix::client::PKeywordValueAccess::KVA_NONE;
+    std::optional<int> depth;
+
+    bool wait = false;
+    QString as;
+    bool watch = false;
+    QString keyword;
+    std::chrono::milliseconds interval {1000};
+
+    QList<QRegularExpression> exclude;
+    qint64 rotate = 0; // bytes; 0: never
+    bool force = false;
+
+    double speed = 1; // 0: does not wait
+    bool loop = false;
+    bool hold = false;
+    bool stay = false;
+    QHostAddress listenAddress {QHostAddress::LocalHost};
+    quint16 port = 0;
+
+    bool helpAll = false;
+};
+
+// What a command line asks for: to run the settings, or just to print a text and end, or nothing
+// because of a problem.
+struct ParsedLine
+{
+    std::optional<Settings> settings;
+    QString text;
+    QString problem;
+};
+
+ParsedLine parseCommandLine(const QStringList &arguments);
