@@ -32,7 +32,8 @@ public:
     PKeywordQueryModel.
 
     Rows are sorted by name: as numbers where both are whole numbers, and else as text, without
-    regard to case. The source model has to offer the roles of PKeywordQueryModel. It is not owned.
+    regard to case. The source model has to offer the roles of PKeywordQueryModel, and a column: in
+    rows without one, Qt looks for children of the rejected row without an end. It is not owned.
     \sa {Browsing}
 */
 

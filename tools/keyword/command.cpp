@@ -62,7 +62,7 @@ void ClientCommand::checkPatience()
     if (isFinished())
         return;
     const std::chrono::milliseconds left = *limit - std::chrono::milliseconds(lastAnswer.elapsed());
-    if (left > 0ms) {
+    if (left.count() > 0) {
         patience.start(left);
         return;
     }
