@@ -235,7 +235,10 @@ void tst_KeywordToolReading::get_stampsEachLine()
     const Run run = bench.run(arguments);
 
     const QRegularExpression expected(pattern);
-    QVERIFY2(expected.match(run.output).hasMatch(), qPrintable(run.output));
+    // Each row has its own expression: none to be static.
+    const bool matches =
+        expected.match(run.output).hasMatch(); // clazy:exclude=use-static-qregularexpression
+    QVERIFY2(matches, qPrintable(run.output));
     QCOMPARE(run.exitCode, 0);
 }
 
