@@ -66,7 +66,7 @@ QVariant valueOf(const QString &text, const QString &type)
         return objectOf(text);
     if (type.isEmpty()) {
         for (const auto &convert : {boolOf, intOf, doubleOf, objectOf}) {
-            const QVariant value = convert(text);
+            QVariant value = convert(text);
             if (value.isValid())
                 return value;
         }
