@@ -15,6 +15,16 @@ namespace pellix::client {
 Q_LOGGING_CATEGORY(lcQueryFilterProxyModel, "pellixclient.keyword.queryfilterproxymodel",
                    QtWarningMsg)
 
+namespace {
+
+// Most names are none, and trying each is a quarter of a comparison.
+bool mayBeNumber(const QString &name)
+{
+    return !name.isEmpty() && !name.front().isLetter();
+}
+
+} // namespace
+
 class PKeywordQueryFilterProxyModel::Private
 {
 public:
@@ -93,12 +103,14 @@ bool PKeywordQueryFilterProxyModel::lessThan(const QModelIndex &left,
 {
     const QString leftName = left.data(PKeywordQueryModel::NameRole).toString();
     const QString rightName = right.data(PKeywordQueryModel::NameRole).toString();
-    bool leftIsNumber = false;
-    bool rightIsNumber = false;
-    const qlonglong leftNumber = leftName.toLongLong(&leftIsNumber);
-    const qlonglong rightNumber = rightName.toLongLong(&rightIsNumber);
-    if (leftIsNumber && rightIsNumber)
-        return leftNumber < rightNumber;
+    if (mayBeNumber(leftName) && mayBeNumber(rightName)) {
+        bool leftIsNumber = false;
+        bool rightIsNumber = false;
+        const qlonglong leftNumber = leftName.toLongLong(&leftIsNumber);
+        const qlonglong rightNumber = rightName.toLongLong(&rightIsNumber);
+        if (leftIsNumber && rightIsNumber)
+            return leftNumber < rightNumber;
+    }
     return QString::compare(leftName, rightName, Qt::CaseInsensitive) < 0;
 }
 
