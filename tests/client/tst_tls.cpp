@@ -243,9 +243,9 @@ void tst_Tls::badCertificate_isRefusedAndTriedAgain()
     QVERIFY(!proxy.value().isValid());
     QCOMPARE(server->clientCount(), 0);
 
-    // Nothing piles up
-    QTRY_COMPARE(openFiles(), filesEarly);
-    QCOMPARE(client.findChildren<QObject *>().size(), childrenEarly);
+    // Nothing piles up over four more attempts. An end of one may still have been open early on.
+    QTRY_VERIFY(openFiles() <= filesEarly);
+    QTRY_VERIFY(client.findChildren<QObject *>().size() <= childrenEarly);
 
     // A valid certificate is all that it takes
     show("server.crt");
