@@ -215,7 +215,7 @@ void tst_TeardownLife::loader_isToggled()
             QTRY_COMPARE(servers.keywords.sessionCount(), 0);
             QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
             if (round == toggles)
-                QTRY_COMPARE(openFiles(), filesBefore);
+                QTRY_VERIFY(openFiles() <= filesBefore);
             filesBefore = openFiles();
         }
     }
