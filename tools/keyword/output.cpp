@@ -183,10 +183,10 @@ QByteArray Output::stamp()
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
     if (now != stampedAt) {
         stampedAt = now;
-        const QDateTime moment = QDateTime::fromMSecsSinceEpoch(now, Qt::UTC);
+        const QDateTime moment = QDateTime::fromMSecsSinceEpoch(now);
         lastStamp = time == TimeStamp::Utc
-            ? moment.toString(Qt::ISODateWithMs).toLatin1()
-            : moment.toLocalTime().toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz")).toLatin1();
+            ? moment.toUTC().toString(Qt::ISODateWithMs).toLatin1()
+            : moment.toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz")).toLatin1();
     }
     return lastStamp;
 }
