@@ -7,6 +7,7 @@
 
 namespace {
 
+// The licence of what is written, not of this file: REUSE-IgnoreStart
 QString heading(const char *firstLine)
 {
     return QString::fromUtf8(firstLine)
@@ -14,6 +15,7 @@ QString heading(const char *firstLine)
                          "# SPDX-License-Identifier: MIT\n"
                          "#\n# Made by \"keyword completion\"; do not edit.\n\n");
 }
+// REUSE-IgnoreEnd
 
 QString dashed(const QString &name)
 {
