@@ -90,6 +90,19 @@ void printFigure(double value, const char *unit)
         std::printf("%14.1f %-2s", value, unit);
 }
 
+// Why a run has failed, or an empty text. Google Benchmark 1.8 has given the member another name.
+template <typename Run>
+auto failureOf(const Run &run, int) -> decltype(std::string(run.skip_message))
+{
+    return run.skip_message;
+}
+
+template <typename Run>
+auto failureOf(const Run &run, long) -> decltype(std::string(run.error_message))
+{
+    return run.error_message;
+}
+
 } // namespace
 
 bool RatioReporter::ReportContext(const Context &context)
@@ -105,9 +118,9 @@ void RatioReporter::ReportRuns(const std::vector<Run> &runs)
             continue;
         const std::string name = run.run_name.function_name
             + (run.run_name.args.empty() ? std::string() : '/' + run.run_name.args);
-        if (run.error_occurred) {
+        if (const std::string failure = failureOf(run, 0); !failure.empty()) {
             anyFailed = true;
-            std::fprintf(stderr, "%s: %s\n", name.c_str(), run.error_message.c_str());
+            std::fprintf(stderr, "%s: %s\n", name.c_str(), failure.c_str());
             continue;
         }
         const auto counter = [&run](const char *counter) {
