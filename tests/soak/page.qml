@@ -1,8 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-pragma ComponentBehavior: Bound
-
 import QtQuick
 import PellixClient.Keyword 1.0
 import "qrc:/" // PKeywordBinding is not part of the module
@@ -24,6 +22,8 @@ Item {
         sourceComponent: page
     }
 
+    // Not bound to its place, which Qt 6.4 does not take from a Loader: ids outside are looked up late.
+    // qmllint disable unqualified
     Component {
         id: page
 
@@ -71,6 +71,7 @@ Item {
                 proxy.keyword: column.group + "/k6"
             }
             // qmllint enable
+            // qmllint disable unqualified
             PKeywordPath {
                 keywordClient: root.keywordClient
                 keyword: column.group + "/k7"
