@@ -71,15 +71,14 @@ Item {
                 proxy.keyword: column.group + "/k6"
             }
             // qmllint enable
-            // qmllint disable unqualified
             PKeywordPath {
-                keywordClient: root.keywordClient
+                keywordClient: root.keywordClient // qmllint disable unqualified
                 keyword: column.group + "/k7"
             }
             PKeywordPathList {
                 width: 300
                 height: 60
-                keywordClient: root.keywordClient
+                keywordClient: root.keywordClient // qmllint disable unqualified
                 keywords: [column.group + "/k8", column.group + "/k9"]
             }
             Repeater {
@@ -92,7 +91,7 @@ Item {
             PKeywordQueryFilterProxyModel {
                 id: filtered
                 sourceModel: PKeywordQueryModel {
-                    keywordClient: root.keywordClient
+                    keywordClient: root.keywordClient // qmllint disable unqualified
                     keyword: column.group
                 }
                 filter: "1"
