@@ -78,8 +78,8 @@ QString typeFilterToString(PKeywordValueType type)
 }
 
 /*
-    Builds the text of a command: compact JSON, with the members in the order of their names, byte
-   for byte as QJsonDocument writes it. It is written straight away, because a document would cost
+    Builds the text of a command: compact JSON, with the members in the order of their names. It is
+    what QJsonDocument writes, byte for byte, but written straight away: a document would cost
     thirty times as much, and each bound keyword sends two commands in its life.
 
     The fields have to be added in the order of their names, which are plain texts.

@@ -36,8 +36,8 @@ QUrl tolerantUrl(const QString &address)
 /*
     What the system holds ready of a connection is handled in one go, before the event loop turns
     again. Linux lets that grow to many megabytes (net.ipv4.tcp_rmem) when a server sends faster
-   than the client reads: seconds without a frame, and a pong that waits behind it all until the
-    keep-alive takes the server for dead. With a fixed size it is the server that has to wait.
+    than the client reads. That makes seconds without a frame, and a pong that waits behind it all
+    until the keep-alive takes the server for dead. With a fixed size the server has to wait.
 
     Limiting what QWebSocket reads at a time is no way: a frame above that limit would never arrive.
 */

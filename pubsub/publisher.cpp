@@ -14,9 +14,9 @@ namespace pellix::client {
       not served any more by the delivery that is under way. All others are.
     - A subscriber joins the topic (or leaves and joins again): it stands at the end of the list,
       with a higher number than the delivery started with, and gets the next value, not this one.
-    - The same topic is published again: the value that is on its way goes out to all who have yet
-   to get it, and then the new one goes out in full. Everybody sees them in the order in which they
-      were published, and ends with the newest.
+    - The same topic is published again: the value that is on its way goes out first, to all who
+      have yet to get it, and then the new one in full. Everybody sees them in the order in which
+      they were published, and ends with the newest.
     - The publisher dies: every delivery ends there.
     - The active flag changes again while its change is notified: each subscriber compares the flag
       with what it told last, so it never tells the same state twice.
