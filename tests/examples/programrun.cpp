@@ -66,3 +66,25 @@ bool Desk::hasPicture(const QSize &size) const
     }
     return colors.size() > 100;
 }
+
+void verifyRefused(const QStringList &arguments, const QString &message)
+{
+    const Desk desk;
+    const Run run = desk.run(arguments);
+
+    QVERIFY(run.finished);
+    QVERIFY(run.exitCode > 0);
+    QVERIFY2(run.errors.contains(message), qPrintable(run.errors));
+    QCOMPARE(run.output, QString());
+}
+
+void verifyHelpNames(const QStringList &options)
+{
+    const Desk desk;
+    const Run run = desk.run({QStringLiteral("--help")});
+
+    QVERIFY(run.finished);
+    QCOMPARE(run.exitCode, 0);
+    for (const QString &option : options)
+        QVERIFY2(run.output.contains(option), qPrintable(option));
+}

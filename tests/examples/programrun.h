@@ -23,6 +23,12 @@ struct Run
 
 QString webSocketAddress(quint16 port);
 
+// That the program says the message on standard error, prints nothing else, and fails.
+void verifyRefused(const QStringList &arguments, const QString &message);
+
+// That "--help" names them all.
+void verifyHelpNames(const QStringList &options);
+
 // A folder for the picture and what else a run of the program leaves behind.
 class Desk
 {

@@ -144,24 +144,13 @@ void tst_Telemetry::badArguments_failWithAMessage()
     QFETCH(const QStringList, arguments);
     QFETCH(const QString, message);
 
-    const Desk desk;
-    const Run run = desk.run(arguments);
-
-    QVERIFY(run.finished);
-    QVERIFY(run.exitCode > 0);
-    QVERIFY2(run.errors.contains(message), qPrintable(run.errors));
-    QCOMPARE(run.output, QString());
+    verifyRefused(arguments, message);
 }
 
 void tst_Telemetry::help_namesEveryOption()
 {
-    const Desk desk;
-    const Run run = desk.run({QStringLiteral("--help")});
-
-    QVERIFY(run.finished);
-    QCOMPARE(run.exitCode, 0);
-    for (const auto *option : {"--url", "--screenshot", "--duration"})
-        QVERIFY2(run.output.contains(QLatin1String(option)), option);
+    verifyHelpNames(
+        {QStringLiteral("--url"), QStringLiteral("--screenshot"), QStringLiteral("--duration")});
 }
 
 QTEST_GUILESS_MAIN(tst_Telemetry)

@@ -158,25 +158,16 @@ void tst_BrowserProgram::badArguments_failWithAMessage()
     QFETCH(const QStringList, arguments);
     QFETCH(const QString, message);
 
-    const Desk desk;
-    const Run run = desk.run(arguments);
-
-    QVERIFY(run.finished);
-    QVERIFY(run.exitCode > 0);
-    QVERIFY2(run.errors.contains(message), qPrintable(run.errors));
-    QCOMPARE(run.output, QString());
+    verifyRefused(arguments, message);
 }
 
 void tst_BrowserProgram::help_namesEveryOption()
 {
-    const Desk desk;
-    const Run run = desk.run({QStringLiteral("--help")});
-
-    QVERIFY(run.finished);
-    QCOMPARE(run.exitCode, 0);
-    for (const auto *option : {"--url", "--keyword", "--select", "--pin", "--filter", "--aggregate",
-                               "--dark", "--light", "--settings", "--screenshot", "--duration"})
-        QVERIFY2(run.output.contains(QLatin1String(option)), option);
+    verifyHelpNames(
+        {QStringLiteral("--url"), QStringLiteral("--keyword"), QStringLiteral("--select"),
+         QStringLiteral("--pin"), QStringLiteral("--filter"), QStringLiteral("--aggregate"),
+         QStringLiteral("--dark"), QStringLiteral("--light"), QStringLiteral("--settings"),
+         QStringLiteral("--screenshot"), QStringLiteral("--duration")});
 }
 
 QTEST_GUILESS_MAIN(tst_BrowserProgram)
