@@ -115,8 +115,12 @@ void tst_Tls::initTestCase()
     QVERIFY(recipe.contains(q("-out ca.crt")) && recipe.contains(q("-out server.crt")));
     shell(recipe);
     // Variations of it: no longer valid, for another host, and of another authority.
-    shell(q("openssl x509 -req -in server.csr -CA ca.crt -CAkey ca.key -CAcreateserial -days -1"
-            " -extfile server.ext -out expired.crt\n"
+    shell(q("printf '%s\\n' '[ca]' default_ca=own '[own]' database=issued new_certs_dir=."
+            " rand_serial=yes default_md=sha256 policy=any '[any]' commonName=supplied >ca.conf\n"
+            ": >issued\n"
+            "openssl ca -config ca.conf -batch -notext -cert ca.crt -keyfile ca.key -in server.csr"
+            " -startdate 20200101000000Z -enddate 20210101000000Z -extfile server.ext"
+            " -out expired.crt\n"
             "printf 'subjectAltName = DNS:elsewhere.example, IP:127.0.0.2\\n' >other.ext\n"
             "openssl x509 -req -in server.csr -CA ca.crt -CAkey ca.key -CAcreateserial -days 9"
             " -extfile other.ext -out otherhost.crt\n"
