@@ -188,7 +188,7 @@ int qmlRegisterUncreatableMetaObject(const QMetaObject &meta, const char *uri, i
     return forward(meta, uri, versionMajor, versionMinor, qmlName, reason);
 }
 
-class tst_ToolingTypes : public QObject
+class tst_QmlTypes : public QObject
 {
     Q_OBJECT
 
@@ -212,14 +212,14 @@ private:
     QMap<QString, Description> descriptions;
 };
 
-void tst_ToolingTypes::initTestCase()
+void tst_QmlTypes::initTestCase()
 {
     PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
     descriptions = readDescriptions(q(IMPORTS "/PellixClient/Keyword/plugins.qmltypes"));
     QVERIFY(!descriptions.isEmpty());
 }
 
-void tst_ToolingTypes::names_areThoseThatAreRegistered()
+void tst_QmlTypes::names_areThoseThatAreRegistered()
 {
     QStringList described;
     for (const Description &description : std::as_const(descriptions)) {
@@ -238,7 +238,7 @@ void tst_ToolingTypes::names_areThoseThatAreRegistered()
     QCOMPARE(described.size(), 13);
 }
 
-void tst_ToolingTypes::classes_areDescribedAsTheyAre_data()
+void tst_QmlTypes::classes_areDescribedAsTheyAre_data()
 {
     QTest::addColumn<QString>("name");
 
@@ -249,7 +249,7 @@ void tst_ToolingTypes::classes_areDescribedAsTheyAre_data()
     }
 }
 
-void tst_ToolingTypes::classes_areDescribedAsTheyAre()
+void tst_QmlTypes::classes_areDescribedAsTheyAre()
 {
     QFETCH(QString, name);
 
@@ -263,7 +263,7 @@ void tst_ToolingTypes::classes_areDescribedAsTheyAre()
     QCOMPARE(description.methods, liveMethods(*registration.meta));
 }
 
-void tst_ToolingTypes::bases_areDescribedUpToQObject()
+void tst_QmlTypes::bases_areDescribedUpToQObject()
 {
     for (const Registration &registration : std::as_const(registrations())) {
         const QMetaObject *meta = registration.meta;
@@ -282,7 +282,7 @@ void tst_ToolingTypes::bases_areDescribedUpToQObject()
     }
 }
 
-void tst_ToolingTypes::enumerators_areThoseQmlSees()
+void tst_QmlTypes::enumerators_areThoseQmlSees()
 {
     const QMetaObject *const meta = registrations().value(q("PKeyword")).meta;
     QMap<QString, int> live;
@@ -306,7 +306,7 @@ void tst_ToolingTypes::enumerators_areThoseQmlSees()
     }
 }
 
-void tst_ToolingTypes::components_areTheLibrarysOwn_data()
+void tst_QmlTypes::components_areTheLibrarysOwn_data()
 {
     QTest::addColumn<QString>("file");
 
@@ -314,7 +314,7 @@ void tst_ToolingTypes::components_areTheLibrarysOwn_data()
     QTest::newRow("path list") << q("PKeywordPathList.qml");
 }
 
-void tst_ToolingTypes::components_areTheLibrarysOwn()
+void tst_QmlTypes::components_areTheLibrarysOwn()
 {
     QFETCH(QString, file);
 
@@ -325,7 +325,7 @@ void tst_ToolingTypes::components_areTheLibrarysOwn()
     QCOMPARE(described.readAll(), own.readAll());
 }
 
-void tst_ToolingTypes::folder_leavesTheTypesToTheProgram()
+void tst_QmlTypes::folder_leavesTheTypesToTheProgram()
 {
     QQmlEngine engine;
     engine.addImportPath(q(CONTROL_IMPORTS));
@@ -352,13 +352,13 @@ void tst_ToolingTypes::folder_leavesTheTypesToTheProgram()
 }
 
 // The stand-in for the host's module is in a folder of its own.
-void tst_ToolingTypes::folder_leavesTheControlModuleToTheProgram()
+void tst_QmlTypes::folder_leavesTheControlModuleToTheProgram()
 {
     QVERIFY(!QFile::exists(q(IMPORTS "/PellixClient/Control")));
     QVERIFY(QFile::exists(q(CONTROL_IMPORTS "/PellixClient/Control/PText.qml")));
 }
 
-void tst_ToolingTypes::qmllint_judges_data()
+void tst_QmlTypes::qmllint_judges_data()
 {
     QTest::addColumn<QString>("body");
     QTest::addColumn<QString>("complaint"); // empty: none
@@ -395,7 +395,7 @@ void tst_ToolingTypes::qmllint_judges_data()
     QTest::newRow("misspelt type") << q("PKeywordPorxy { }") << q("PKeywordPorxy");
 }
 
-void tst_ToolingTypes::qmllint_judges()
+void tst_QmlTypes::qmllint_judges()
 {
     QFETCH(QString, body);
     QFETCH(QString, complaint);
@@ -420,5 +420,5 @@ void tst_ToolingTypes::qmllint_judges()
     QVERIFY2(output.contains(complaint), qPrintable(output));
 }
 
-QTEST_MAIN(tst_ToolingTypes)
-#include "tst_toolingtypes.moc"
+QTEST_MAIN(tst_QmlTypes)
+#include "tst_qmltypes.moc"
