@@ -100,11 +100,12 @@ set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS
     "qt6-base-dev (>= 6.4), qt6-declarative-dev (>= 6.4), qt6-websockets-dev (>= 6.4)")
 
-set(CPACK_COMPONENT_TOOLS_DESCRIPTION "browser and simulator of keyword servers
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION "browser, simulator and command line of keyword servers
 ${about}
 .
 This package has the programs keyword-browser, which shows and writes the
-keywords of a server, and keyword-simulator, a server to develop against.")
+keywords of a server, keyword, which does so on the command line and also
+records and replays them, and keyword-simulator, a server to develop against.")
 set(CPACK_COMPONENT_TOOLS_DEPENDS runtime)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${package_tools})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
@@ -115,7 +116,7 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
 set(CPACK_COMPONENT_DOC_DESCRIPTION "live values of a keyword server in Qt Quick - documentation
 ${about}
 .
-This package has the documentation.")
+This package has the documentation as HTML and for Qt's help viewer.")
 set(CPACK_DEBIAN_DOC_PACKAGE_NAME ${package_doc})
 set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
 set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)

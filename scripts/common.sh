@@ -113,6 +113,40 @@ install_prerequisites() {
     done
 }
 
+# make_debian SUITE FOLDER [debootstrap options...]: a bare Debian in the folder, from where this machine
+# gets its own packages. As root.
+make_debian() {
+    local suite=$1 folder=$2 mirror
+    shift 2
+    [ "$(id -u)" -eq 0 ] || die "only root can make and enter another system"
+    command -v debootstrap >/dev/null || install_packages debootstrap
+    [ -e "/usr/share/debootstrap/scripts/$suite" ] || die "debootstrap knows no Debian $suite"
+    mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 2>/dev/null |
+        grep -v security | head -n 1 || true)
+    say "Making Debian $suite in ${folder#"$root/"}"
+    rm -rf --one-file-system "$folder"
+    mkdir -p "$folder"
+    debootstrap --variant=minbase "$@" "$suite" "$folder" ${mirror:+"$mirror"} >"$folder.log" 2>&1 || {
+        tail -n 20 "$folder.log" >&2
+        die "debootstrap failed, see ${folder#"$root/"}.log"
+    }
+}
+
+# enter_debian FOLDER COMMAND...: the command in that system, with its /proc and /dev. The mounts belong
+# to the command alone and are gone with it, however it ends.
+enter_debian() {
+    cp -a /etc/apt/apt.conf.d/. "$1/etc/apt/apt.conf.d/" # proxies and the like
+    cp /etc/resolv.conf /etc/hosts "$1/etc/"
+    unshare --mount --propagation private bash -c '
+        set -e
+        system=$1
+        shift
+        mount -t proc proc "$system/proc"
+        mount --rbind /dev "$system/dev"
+        exec chroot "$system" env -i HOME=/root PATH=/usr/sbin:/usr/bin:/sbin:/bin TERM="${TERM-dumb}" "$@"
+    ' debian "$@"
+}
+
 # build PRESET [cmake options...]: configures and builds build/PRESET, or only $build_target of it.
 build() {
     local preset=$1
@@ -145,4 +179,22 @@ install_node_packages() {
         rm -rf "$into/node_modules"
         say "It could not be had from the npm registry: tst_foreignserver is going to fail"
     }
+}
+
+# put_session FILE PAGE: what the file says, between the session marks of the page.
+put_session() {
+    local page
+    page=$(awk -v file="$1" '
+        /<!-- session -->/ {
+            print; print ""; print "```console"
+            while ((getline line < file) > 0) lines[++count] = line
+            while (count > 0 && lines[count] == "") --count
+            for (i = 1; i <= count; ++i) print lines[i]
+            print "```"; print ""
+            skipping = 1
+        }
+        /<!-- end of session -->/ { skipping = 0 }
+        !skipping { print }
+    ' "$2")
+    printf '%s\n' "$page" >"$2"
 }
