@@ -6,6 +6,7 @@
 #include "pubsub/deletionwatch_p.h"
 #include "pubsub/publisher.h"
 
+#include <QtCore/QAbstractEventDispatcher>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QTimer>
 #include <QtCore/QTimerEvent>
@@ -80,10 +81,14 @@ public:
     {
         void operator()(Socket *socket) const
         {
-            if (socket->uses > 0)
+            if (socket->uses > 0) {
                 socket->abandoned = true;
-            else
-                delete socket;
+                return;
+            }
+            // A client that outlives the application: to close in order takes an event loop.
+            if (!QAbstractEventDispatcher::instance())
+                socket->abort();
+            delete socket;
         }
     };
 
