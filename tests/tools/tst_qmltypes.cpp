@@ -156,8 +156,8 @@ QStringList liveMethods(const QMetaObject &meta)
 
 } // namespace
 
-// These two see each registration on its way to Qt's functions of the same names: nothing else
-// tells which names a module has.
+// These two see each registration on its way to Qt's functions of the same names, also those that
+// Qt makes for itself: nothing else tells which names a module has.
 
 template <typename Function> static Function *qtFunction(const char *symbol)
 {
@@ -166,12 +166,16 @@ template <typename Function> static Function *qtFunction(const char *symbol)
 
 int QQmlPrivate::qmlregister(RegistrationType type, void *data)
 {
+    const auto isOurs = [](const char *uri) { return q(uri) == q("PellixClient.Keyword"); };
     if (type == TypeRegistration) {
         const auto &registered = *static_cast<RegisterType *>(data);
-        registrations().insert(q(registered.elementName),
-                               {registered.metaObject, registered.create != nullptr});
+        if (isOurs(registered.uri))
+            registrations().insert(q(registered.elementName),
+                                   {registered.metaObject, registered.create != nullptr});
     } else if (type == CompositeRegistration) {
-        registrations().insert(q(static_cast<RegisterCompositeType *>(data)->typeName), {});
+        const auto &registered = *static_cast<RegisterCompositeType *>(data);
+        if (isOurs(registered.uri))
+            registrations().insert(q(registered.typeName), {});
     }
     static auto *const forward = qtFunction<int(RegistrationType, void *)>(
         "_ZN11QQmlPrivate11qmlregisterENS_16RegistrationTypeEPv");
