@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-// Builds a live scene and ends the process with it, in the way named by the first argument.
+// Builds a live scene and ends the process with it, in the way named by the first argument. With
+// "qt" as the second, there is nothing but Qt's own to end: what it then says is its own.
 
 #include "module/pellixclientkeywordmodule.h"
 #include "tests/scenarios/teardownscene.h"
@@ -9,6 +10,10 @@
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QTimer>
 #include <QtGui/QGuiApplication>
+#include <QtQml/QQmlComponent>
+#include <QtQml/QQmlEngine>
+#include <QtQuick/QQuickItem>
+#include <QtQuick/QQuickView>
 
 #include <cstdlib>
 
@@ -24,6 +29,29 @@ TeardownScene *scene = nullptr;
 std::unique_ptr<TeardownScene::Servers> lateServers;
 std::unique_ptr<TeardownScene> lateScene;
 
+// The same without this library: a timer and a screen.
+struct TimedObject : QObject
+{
+    TimedObject()
+    {
+        timer.start(1000);
+        startTimer(1000);
+    }
+    QTimer timer;
+};
+std::unique_ptr<TimedObject> lateTimers;
+
+QQuickView *plainScreen()
+{
+    auto *const engine = new QQmlEngine;
+    auto *const view = new QQuickView(engine, nullptr);
+    QQmlComponent component(engine);
+    component.setData("import QtQuick\nItem { Text { text: \"plain\" } }", QUrl());
+    view->setContent(QUrl(), nullptr, component.create());
+    view->show();
+    return view;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -34,6 +62,15 @@ int main(int argc, char **argv)
     PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
 
     const QByteArray way = argc > 1 ? argv[1] : "";
+    if (argc > 2 && QByteArray(argv[2]) == "qt") {
+        if (way == "static") {
+            lateTimers = std::make_unique<TimedObject>();
+            return 0;
+        }
+        const auto *const view = plainScreen();
+        QObject::connect(view, &QQuickWindow::frameSwapped, &app, [] { std::exit(0); });
+        return QCoreApplication::exec();
+    }
     const auto transport = argc > 2 && QByteArray(argv[2]) == "websocket"
         ? TeardownScene::Transport::WebSocket
         : TeardownScene::Transport::InProcess;

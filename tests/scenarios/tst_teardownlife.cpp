@@ -11,6 +11,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QProcess>
+#include <QtCore/QRegularExpression>
 #include <QtCore/QTemporaryDir>
 #include <QtQml/QQmlComponent>
 #include <QtQml/QQmlContext>
@@ -145,6 +146,17 @@ private:
     KeywordServer *const server;
 };
 
+// The lines that a process said at its end, without the numbers in them.
+QStringList lines(QProcess &program)
+{
+    static const QRegularExpression number(QStringLiteral("0x[0-9a-f]+|[0-9]+"));
+    QStringList lines = QString::fromLocal8Bit(program.readAllStandardError())
+                            .replace(number, QStringLiteral("N"))
+                            .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    lines.removeDuplicates();
+    return lines;
+}
+
 qsizetype openFiles()
 {
     return QDir(QStringLiteral("/proc/self/fd"))
@@ -249,6 +261,19 @@ void tst_TeardownLife::process_endsWithEverythingAlive()
         environment.insert(name, environment.value(name) + QLatin1String(":detect_leaks=0"));
     }
 
+    // Qt 6.8 has something to say of each timer that outlives the application, and of each exit()
+    // inside an event loop.
+    QStringList qtsOwn;
+    if (way == QLatin1String("static") || way == QLatin1String("exit")
+        || way == QLatin1String("handler")) {
+        QProcess program;
+        program.setProcessEnvironment(environment);
+        program.start(QStringLiteral(EXIT_PROGRAM), {way, QStringLiteral("qt")});
+        QVERIFY2(program.waitForFinished(60000), qPrintable(program.errorString()));
+        QCOMPARE(program.exitCode(), 0);
+        qtsOwn = lines(program);
+    }
+
     for (int done = 0; done < startsPerWay; done += atOnce) {
         std::vector<std::unique_ptr<QProcess>> programs;
         for (int i = 0; i < atOnce; ++i) {
@@ -258,7 +283,9 @@ void tst_TeardownLife::process_endsWithEverythingAlive()
         }
         for (const auto &program : programs) {
             QVERIFY2(program->waitForFinished(60000), qPrintable(program->errorString()));
-            QCOMPARE(QString::fromLocal8Bit(program->readAllStandardError()), QString());
+            QStringList said = lines(*program);
+            said.removeIf([&qtsOwn](const QString &line) { return qtsOwn.contains(line); });
+            QCOMPARE(said, QStringList());
             QCOMPARE(program->exitStatus(), QProcess::NormalExit);
             QCOMPARE(program->exitCode(), 0);
         }
