@@ -111,8 +111,9 @@ public:
     With keywordExpression set, this is the keyword of the expression, and writing is refused with
     a warning. Setting the current keyword again clears the value and asks the server again.
 
-    keywordChanged() comes before the proxy changes to the new keyword: a handler, and a binding,
-    still reads the old one there.
+    Without an expression, keywordChanged() and the valueChanged() that clears the old value come
+    before the proxy changes to the new keyword: a handler, and a binding, still reads the old one
+    there.
 */
 
 /*!
@@ -147,10 +148,11 @@ public:
 
 /*!
     \property pellix::client::PKeywordProxy::valueValid
-    \brief whether a value has arrived since the keyword was last set to another one.
+    \brief whether a value, null included, has arrived since keyword was last set to another one.
 
-    It holds a \c bool. It stays \c true when the link to the server is lost, while value is
-    cleared. valueValidChanged() is emitted at every change of the value.
+    It holds a \c bool. An expression that is set, or moves to another keyword, does not reset it. It
+    stays \c true when the link to the server is lost, while value is cleared. valueValidChanged() is
+    emitted at every change of the value, and with every other keyword that is set.
 */
 
 /*!
@@ -431,7 +433,11 @@ bool PKeywordProxy::updateRelative(QVariant value)
     The proxy's keyword walks through the label keywords and stays on the last one, whose later
     changes arrive as ordinary values. Use a proxy for this alone.
 
-    Nothing happens without a client, or when the same lookup is under way. Starting another
+    The key has to begin with "/", or its first level is lost; "#" separates no levels here.
+
+    Nothing happens without a client, or when the same lookup is under way. One that is abandoned by
+    setting keyword counts as under way for its key, and the levels that it had still to ask come
+    first in the next one: let a lookup finish, or use another proxy. Starting another
     lookup from a handler of this one's signals is allowed; the new one then takes the proxy over.
 */
 // NOLINTNEXTLINE(performance-unnecessary-value-param): part of the interface

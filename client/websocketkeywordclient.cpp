@@ -149,7 +149,8 @@ public:
     \brief the candidate addresses of the server, as ws:// or wss:// URLs.
 
     The first valid one is used. A connection that fails does not move on to the next: later entries
-    count only when all before them are not valid URLs.
+    count only when all before them are not valid URLs. Valid means valid as any URL: localhost:8765
+    without ws:// is, and never connects.
 
     Setting a list that differs from the current one drops the connection, even when its first valid
     entry is the same, and connects at once. With no valid entry it only drops the connection.

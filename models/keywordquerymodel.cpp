@@ -102,7 +102,8 @@ public:
     answers inside the sending call is not heard either, since the identifier of the query is not
     known yet.
 
-    A query whose connection is lost is not repeated: the model stays loading, with the rows it had,
+    A query that is sent without a connection, or whose connection or client goes before the answer
+    has come, is lost and not repeated: the model stays loading, with the rows it had,
     until it is asked again by setting keyword, a filter or the client.
 
     The client is not owned; one that is destroyed reads as not set.
@@ -157,9 +158,9 @@ public:
     \property pellix::client::PKeywordQueryModel::loading
     \brief whether an answer is awaited; \c false by default.
 
-    loadingChanged() is emitted with each query, also when the model was loading already. When the
-    connection is lost before the answer has come, this stays \c true until the model is asked
-    again.
+    loadingChanged() is emitted with each query, also when the model was loading already. When there
+    is no connection, or it or the client goes before the answer has come, this stays \c true until
+    the model is asked again.
 */
 
 /*!
@@ -170,6 +171,7 @@ public:
 /*!
     \property pellix::client::PKeywordQueryModel::filterType
     \brief the type of the children to list; KVT_NOPROP, for any, by default. A change asks again.
+    KVT_OBJECT filters nothing.
 */
 
 /*!

@@ -415,8 +415,11 @@ void tst_Guides::protocol_commandsAreWhatTheClientSends()
 
     QVERIFY(sender.sendKeyCreate(level));
     QCOMPARE(sender.taken().toUtf8(), text(message("keyCreateOrUpdate")));
-    QVERIFY(sender.sendKeyCreate(q("/store/aggregated/f1db8c"), {level, q("/plant/tank2/level")},
-                                 PKeywordAggregation::Max));
+    PListPostfixKeywordExpression expression;
+    expression.setValues({level, q("/plant/tank2/level")});
+    expression.setAggregation(PKeywordAggregation::Max);
+    QVERIFY(sender.sendKeyCreate(expression.keyword(), expression.keywordChildren(),
+                                 expression.aggregation()));
     QCOMPARE(sender.taken().toUtf8(), text(message("keyCreateOrUpdate-aggregate")));
     QVERIFY(sender.sendKeyUpdate(setpoint, 60));
     QCOMPARE(sender.taken().toUtf8(), text(message("keyUpdate")));
