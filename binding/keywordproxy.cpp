@@ -150,9 +150,10 @@ public:
     \property pellix::client::PKeywordProxy::valueValid
     \brief whether a value, null included, has arrived since keyword was last set to another one.
 
-    It holds a \c bool. An expression that is set, or moves to another keyword, does not reset it. It
-    stays \c true when the link to the server is lost, while value is cleared. valueValidChanged() is
-    emitted at every change of the value, and with every other keyword that is set.
+    It holds a \c bool. An expression that is set, or moves to another keyword, does not reset
+    it. It stays \c true when the link to the server is lost, while value is cleared.
+    valueValidChanged() is emitted at every change of the value, and with every other keyword that
+    is set.
 */
 
 /*!
