@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+//! [tank]
 import QtQuick
 import PellixClient.Keyword 1.0
 
-//! [tank]
 Text {
     id: root
 
