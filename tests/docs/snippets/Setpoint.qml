@@ -11,18 +11,23 @@ Column {
 
     property PKeywordClient client
 
-    // What was asked for and has not come back yet; undefined when nothing is under way.
+    // What was asked for, and the value at that time; undefined when nothing is under way.
     property var asked
-
-    readonly property string outcome: setpoint.error ? "refused"
-                                      : asked === undefined ? ""
-                                      : setpoint.value === asked ? "taken"
-                                      : overdue.running ? "sent" : "no answer"
+    property var before
+    property string outcome
 
     function send(value) {
+        before = setpoint.value
         asked = value
+        outcome = "sent"
         overdue.restart()
-        setpoint.update(value)
+        setpoint.update(value) // last, as a server in the same process may answer inside
+    }
+
+    function settle(result) {
+        overdue.stop()
+        asked = undefined
+        outcome = result
     }
 
     PKeywordProxy {
@@ -30,6 +35,16 @@ Column {
 
         client: root.client
         keyword: "/plant/tank1/setpoint"
+
+        // Anything else may be another client's, or the answer to what was sent just before.
+        onValueChanged: {
+            if (root.asked !== undefined && value === root.asked)
+                root.settle("taken")
+        }
+        onStateChanged: {
+            if (root.asked !== undefined && error)
+                root.outcome = "refused"
+        }
     }
 
     PKeywordProxy {
@@ -43,12 +58,19 @@ Column {
         id: overdue
 
         interval: 2000
+        // No signal tells of a value, or of a refusal, that is the same as before.
+        onTriggered: root.settle(root.outcome === "refused" ? "refused"
+                                 : setpoint.value === undefined ? "no answer"
+                                 : setpoint.value !== root.before ? "changed"
+                                 : setpoint.error ? "refused"
+                                 : setpoint.value === root.asked ? "taken" : "no answer")
     }
 
     Slider {
         id: slider
         objectName: "slider"
 
+        enabled: setpoint.value !== undefined
         from: 0
         to: 100
         stepSize: 1
