@@ -52,7 +52,7 @@ Item {
 
     Text {
         objectName: "sameText"
-        text: sameSetpoint.value ?? "different"
+        text: sameSetpoint.connected ? sameSetpoint.value ?? "different" : "–"
     }
     //! [same]
 }
