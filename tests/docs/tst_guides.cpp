@@ -23,6 +23,9 @@
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
+#include <algorithm>
+#include <functional>
+
 using namespace pellix::client;
 using namespace pellix::simulator;
 
@@ -55,6 +58,22 @@ QJsonObject object(const QByteArray &json)
     return QJsonDocument::fromJson(json).object();
 }
 
+// What README.md shows in this language.
+QList<QByteArray> blocksOfReadme(const QByteArray &language)
+{
+    QList<QByteArray> blocks;
+    QFile file(q(README));
+    if (!file.open(QIODevice::ReadOnly))
+        return blocks;
+    const QByteArray text = '\n' + file.readAll();
+    const QByteArray opening = "\n```" + language + '\n';
+    for (auto at = text.indexOf(opening); at >= 0; at = text.indexOf(opening, at)) {
+        at += opening.size();
+        blocks.append(text.mid(at, text.indexOf("```", at) - at));
+    }
+    return blocks;
+}
+
 QList<QByteArray> logged;
 
 void record(QtMsgType, const QMessageLogContext &context, const QString &)
@@ -80,13 +99,24 @@ private Q_SLOTS:
     void stateFrame_names();
     void stateFrame_withoutALink_isNotConnected();
     void setpoint_isTakenRefusedOrNotAnswered();
+    void setpoint_keepsTheOutcomeWhenAnotherClientWrites();
+    void setpoint_isTakenAfterAnotherClientsWrite();
+    void setpoint_isTakenAfterAnEarlierOneWasRefused();
+    void setpoint_isRefusedOnceMore();
+    void setpoint_isChangedByALimit();
+    void setpoint_isNotAnsweredByTheValueAfterALostLink();
+    void setpoint_isTakenWhenItWasTheValueAlready();
+    void setpoint_hasNoOutcomeWithoutAWrite();
     void setpoint_sliderFollowsTheServer();
     void expressions_followTheTank();
     void expressions_aggregateOnTheServer();
+    void expressions_sameIsUnknownUntilAllAnswer();
     void expressions_aQtObjectPropertyTakesAny();
     void browse_listsFiltersAndOpens();
     void browse_asksAgainWhenTheLinkIsBack();
     void privateCa_isMadeAsOnThePlainPage();
+    void readme_showsAKeywordAndWritesIt();
+    void readme_registersAsTheFirstScreenDoes();
     void logging_isSilencedByTheRule();
     void logging_rulesEnableOneCategory();
     void lifetimes_anyOrder_data();
@@ -99,6 +129,12 @@ private:
     QQuickItem *load(const char *name, const QVariantMap &properties);
     QObject *part(const char *name) const { return item->findChild<QObject *>(q(name)); }
     QVariant textOf(const char *name) const { return part(name)->property("text"); }
+    bool send(double value)
+    {
+        return QMetaObject::invokeMethod(item.get(), "send", Q_ARG(QVariant, value));
+    }
+    QString outcome() const { return item->property("outcome").toString(); }
+    void answerWrites(const std::function<void(double)> &answer);
 
     std::unique_ptr<KeywordServer> server;
     std::unique_ptr<PInProcessKeywordClient> client;
@@ -223,26 +259,136 @@ void tst_Guides::setpoint_isTakenRefusedOrNotAnswered()
     QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
     QTRY_COMPARE(textOf("levelText").toString(), q("level 45"));
 
-    const auto send = [this](double value) {
-        return QMetaObject::invokeMethod(item.get(), "send", Q_ARG(QVariant, value));
-    };
     QVERIFY(send(70));
-    QCOMPARE(item->property("outcome").toString(), q("sent"));
-    QTRY_COMPARE(item->property("outcome").toString(), q("taken"));
+    QCOMPARE(outcome(), q("sent"));
+    QTRY_COMPARE(outcome(), q("taken"));
     QCOMPARE(server->value(path).toDouble(), 70.0);
 
     server->setWriteHandler(path, [](const QVariant &value) { return value.toDouble() <= 80; });
     QVERIFY(send(90));
-    QTRY_COMPARE(item->property("outcome").toString(), q("refused"));
+    QTRY_COMPARE(outcome(), q("refused"));
     QCOMPARE(server->value(path).toDouble(), 70.0);
 
     QVERIFY(send(75));
-    QTRY_COMPARE(item->property("outcome").toString(), q("taken"));
+    QTRY_COMPARE(outcome(), q("taken"));
 
     // Nobody answers any more.
     client->disconnect(SIGNAL(sendToServer(QByteArray)));
     QVERIFY(send(20));
-    QTRY_COMPARE(item->property("outcome").toString(), q("no answer"));
+    QTRY_COMPARE(outcome(), q("no answer"));
+}
+
+// Has the function, and not the server, answer the writes that follow.
+void tst_Guides::answerWrites(const std::function<void(double)> &answer)
+{
+    auto *const session = client->findChild<KeywordSession *>();
+    QVERIFY(session);
+    client->disconnect(SIGNAL(sendToServer(QByteArray)));
+    QObject::connect(client.get(), &PInProcessKeywordClient::sendToServer, session,
+                     [session, answer](const QByteArray &command) {
+                         const QJsonObject sent = object(command);
+                         if (sent.value(q("cmd")) == q("keyUpdate"))
+                             answer(
+                                 sent.value(q("payload")).toObject().value(q("value")).toDouble());
+                         else
+                             session->receive(command);
+                     });
+}
+
+void tst_Guides::setpoint_keepsTheOutcomeWhenAnotherClientWrites()
+{
+    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
+    QVERIFY(send(70));
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 70 taken"));
+    QVERIFY(server->setValue(q("/plant/tank1/setpoint"), 33.0));
+    QTRY_COMPARE(part("slider")->property("value").toDouble(), 33.0);
+    QCOMPARE(textOf("setpointText").toString(), q("setpoint 33 taken"));
+}
+
+void tst_Guides::setpoint_isTakenAfterAnotherClientsWrite()
+{
+    const QString path = q("/plant/tank1/setpoint");
+    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
+    server->setWriteHandler(path, [&](const QVariant &) { return server->setValue(path, 33.0); });
+    QVERIFY(send(70));
+    QTRY_VERIFY(outcome() != q("sent"));
+    QCOMPARE(textOf("setpointText").toString(), q("setpoint 70 taken"));
+}
+
+void tst_Guides::setpoint_isTakenAfterAnEarlierOneWasRefused()
+{
+    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
+    server->setWriteHandler(q("/plant/tank1/setpoint"),
+                            [](const QVariant &value) { return value.toDouble() <= 80; });
+    QVERIFY(send(90));
+    QVERIFY(send(75));
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 75 taken"));
+}
+
+void tst_Guides::setpoint_isRefusedOnceMore()
+{
+    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
+    server->setWriteHandler(q("/plant/tank1/setpoint"), [](const QVariant &) { return false; });
+    QVERIFY(send(90));
+    QTRY_COMPARE(outcome(), q("refused"));
+    QVERIFY(send(91));
+    QCOMPARE(outcome(), q("sent"));
+    QTRY_COMPARE(outcome(), q("refused"));
+}
+
+void tst_Guides::setpoint_isChangedByALimit()
+{
+    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
+    answerWrites([this](double value) {
+        QVERIFY(server->setValue(q("/plant/tank1/setpoint"), std::min(value, 80.0)));
+    });
+    QVERIFY(send(90));
+    QTRY_VERIFY(outcome() != q("sent"));
+    QCOMPARE(textOf("setpointText").toString(), q("setpoint 80 changed"));
+}
+
+void tst_Guides::setpoint_isNotAnsweredByTheValueAfterALostLink()
+{
+    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
+    answerWrites([this](double) {
+        client->publisher()->setActive(false);
+        client->publisher()->setActive(true);
+    });
+    QVERIFY(send(90));
+    QCOMPARE(textOf("setpointText").toString(), q("setpoint – sent"));
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 sent"));
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 no answer"));
+}
+
+void tst_Guides::setpoint_isTakenWhenItWasTheValueAlready()
+{
+    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
+    QVERIFY(send(60));
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 taken"));
+}
+
+void tst_Guides::setpoint_hasNoOutcomeWithoutAWrite()
+{
+    const QString path = q("/plant/tank1/setpoint");
+    QVERIFY(server->setState(path, true, true, true, true));
+    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QVERIFY(!part("slider")->property("enabled").toBool());
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
+    QVERIFY(part("slider")->property("enabled").toBool());
+
+    QVERIFY(server->setState(path, true, true, true, false));
+    QVERIFY(server->setValue(path, 61.0));
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 61 "));
+    QVERIFY(server->setState(path, true, true, true, true));
+    QVERIFY(server->setValue(path, 62.0));
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 62 "));
 }
 
 void tst_Guides::setpoint_sliderFollowsTheServer()
@@ -273,6 +419,23 @@ void tst_Guides::expressions_aggregateOnTheServer()
     QTRY_COMPARE(textOf("sameText").toString(), q("60"));
     QVERIFY(server->setValue(q("/plant/tank1/setpoint"), 10.0));
     QTRY_COMPARE(textOf("sameText").toString(), q("different"));
+}
+
+void tst_Guides::expressions_sameIsUnknownUntilAllAnswer()
+{
+    QVERIFY(load("Expressions.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QCOMPARE(textOf("sameText").toString(), q("–"));
+    QTRY_COMPARE(textOf("sameText").toString(), q("60"));
+    client->publisher()->setActive(false);
+    QCOMPARE(textOf("sameText").toString(), q("–"));
+    client->publisher()->setActive(true);
+    QTRY_COMPARE(textOf("sameText").toString(), q("60"));
+
+    QVERIFY(server->remove(q("/plant/tank2/setpoint")));
+    QTRY_COMPARE(textOf("sameText").toString(), q("–"));
+    QObject *const same = part("sameSetpoint");
+    QVERIFY(!same->property("connected").toBool() && !same->property("online").toBool());
+    QVERIFY(!same->property("consistent").toBool());
 }
 
 void tst_Guides::expressions_aQtObjectPropertyTakesAny()
@@ -353,6 +516,47 @@ void tst_Guides::privateCa_isMadeAsOnThePlainPage()
     QVERIFY(page.open(QIODevice::ReadOnly) && commands.open(QIODevice::ReadOnly));
     const QByteArray block = "```sh\n" + commands.readAll() + "```\n";
     QVERIFY(page.readAll().contains(block));
+}
+
+void tst_Guides::readme_showsAKeywordAndWritesIt()
+{
+    WebSocketKeywordServer socketServer(server.get());
+    QVERIFY(socketServer.listen());
+    const QList<QByteArray> blocks = blocksOfReadme("qml");
+    QCOMPARE(blocks.size(), 1);
+    QByteArray qml = blocks.constFirst();
+    const QByteArray address = "ws://127.0.0.1:8765";
+    QCOMPARE(qml.count(address), 1);
+    qml.replace(address, socketServer.url().toString().toUtf8());
+
+    QQmlComponent component(engine.get());
+    component.setData(qml, QUrl::fromLocalFile(q(README)));
+    item.reset(qobject_cast<QQuickItem *>(component.create()));
+    QVERIFY2(item, qPrintable(component.errorString()));
+    const QList<QQuickItem *> parts = item->childItems();
+    QCOMPARE(parts.size(), 4); // the value, a slider, a button, and that there is no connection
+    QTRY_COMPARE(parts.at(0)->property("text").toString(), q("60.0"));
+    QCOMPARE(parts.at(1)->property("value").toDouble(), 60.0);
+    QVERIFY(!parts.at(3)->isVisible());
+    QVERIFY(QMetaObject::invokeMethod(parts.at(2), "clicked"));
+    QTRY_COMPARE(parts.at(0)->property("text").toString(), q("65.0"));
+
+    QTest::ignoreMessage(QtWarningMsg, "\"The remote host closed the connection\"");
+    socketServer.close();
+    QTRY_VERIFY(parts.at(3)->isVisible());
+    QCOMPARE(parts.at(0)->property("text").toString(), q("no value"));
+    item.reset();
+}
+
+void tst_Guides::readme_registersAsTheFirstScreenDoes()
+{
+    const QList<QByteArray> blocks = blocksOfReadme("cpp");
+    QCOMPARE(blocks.size(), 1);
+    QFile program(snippet("firstscreen/main.cpp"));
+    QVERIFY(program.open(QIODevice::ReadOnly));
+    const QByteArray compiled = program.readAll();
+    for (const QByteArray &line : blocks.constFirst().split('\n'))
+        QVERIFY2(compiled.contains(line), line.constData());
 }
 
 void tst_Guides::logging_isSilencedByTheRule()
