@@ -9,6 +9,7 @@
 
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QCoreApplication>
+#include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QSocketNotifier>
 #include <QtCore/QTextStream>
@@ -30,6 +31,16 @@ int fail(const QString &message)
 {
     QTextStream(stderr) << QCoreApplication::applicationName() << ": " << message << Qt::endl;
     return EXIT_FAILURE;
+}
+
+// The file of a scene. A mere name that is no file here stands for a scene installed with the
+// program.
+QString sceneFile(const QString &name)
+{
+    if (QFile::exists(name) || QDir::fromNativeSeparators(name).contains(QLatin1Char('/')))
+        return name;
+    const QDir scenes(QCoreApplication::applicationDirPath() + QLatin1String("/" PELLIX_SCENES));
+    return scenes.exists(name) ? QDir::cleanPath(scenes.filePath(name)) : name;
 }
 
 #ifdef Q_OS_UNIX
@@ -108,10 +119,11 @@ int main(int argc, char **argv)
                                           QStringLiteral("Listen on <address>; 127.0.0.1 by "
                                                          "default."),
                                           QStringLiteral("address"), QStringLiteral("127.0.0.1"));
-    const QCommandLineOption sceneOption(QStringLiteral("scene"),
-                                         QStringLiteral("Load the scene in <file>; may be given "
-                                                        "several times."),
-                                         QStringLiteral("file.json"));
+    const QCommandLineOption sceneOption(
+        QStringLiteral("scene"),
+        QStringLiteral("Load the scene in <file>, or an installed one by "
+                       "its name; may be given several times."),
+        QStringLiteral("file.json"));
     const QCommandLineOption generateOption(QStringLiteral("generate"),
                                             QStringLiteral("Declare <count> moving keywords below "
                                                            "/load."),
@@ -150,7 +162,7 @@ int main(int argc, char **argv)
     QString error;
     for (const QString &fileName : parser.values(sceneOption)) {
         scenes.push_back(std::make_unique<JsonScene>(&server));
-        if (!scenes.back()->load(fileName, &error))
+        if (!scenes.back()->load(sceneFile(fileName), &error))
             return fail(error);
     }
     if (parser.isSet(generateOption)) {

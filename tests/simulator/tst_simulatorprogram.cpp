@@ -4,9 +4,11 @@
 #include "binding/keywordproxy.h"
 #include "client/websocketkeywordclient.h"
 
+#include <QtCore/QDir>
+#include <QtCore/QFile>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QProcess>
-#include <QtCore/QTemporaryFile>
+#include <QtCore/QTemporaryDir>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
@@ -54,6 +56,7 @@ private Q_SLOTS:
     void init() { QTest::failOnWarning(QRegularExpression(q(".*"))); }
 
     void serves();
+    void loadsAnInstalledSceneByItsName();
     void endsOnATerminationRequest();
     void commandsFaultsByKeyword();
     void refusesBadUsage_data();
@@ -80,6 +83,41 @@ void tst_SimulatorProgram::serves()
     QTRY_VERIFY(generated.value().isValid());
     name.update(q("Hillside"));
     QTRY_COMPARE(name.value().toString(), q("Hillside"));
+}
+
+void tst_SimulatorProgram::loadsAnInstalledSceneByItsName()
+{
+    // As if installed, with a scene of the same name here and there.
+    QTemporaryDir folder;
+    const QDir installed(folder.filePath(q("bin")));
+    const QString scenes = installed.filePath(q(INSTALLED_SCENES));
+    const QString program = installed.filePath(q("keyword-simulator"));
+    QVERIFY(installed.mkpath(q(".")) && installed.mkpath(scenes));
+    QVERIFY(QFile::copy(q(SIMULATOR_PROGRAM), program));
+    const auto save = [](const QString &fileName, const QByteArray &json) {
+        QFile file(fileName);
+        return file.open(QIODevice::WriteOnly) && file.write(json) == json.size();
+    };
+    QVERIFY(save(scenes + q("/one.json"), R"({"generate": {"count": 1}})"));
+    QVERIFY(save(scenes + q("/two.json"), R"({"generate": {"count": 1}})"));
+    QVERIFY(save(folder.filePath(q("two.json")), R"({"generate": {"count": 2}})"));
+    const auto keywords = [&](const QString &scene) {
+        QProcess process;
+        process.setWorkingDirectory(folder.path());
+        process.start(program, {q("--scene"), scene});
+        while (!process.canReadLine() && process.waitForReadyRead())
+            continue;
+        const QString said = QString::fromUtf8(process.readLine() + process.readAllStandardError());
+        process.kill();
+        process.waitForFinished();
+        return said.section(q(", "), 1).trimmed() + said.section(q("keyword-simulator: "), 1);
+    };
+    QCOMPARE(keywords(q("one.json")), q("1 keywords"));
+    QCOMPARE(keywords(q("two.json")), q("2 keywords"));
+    QVERIFY2(keywords(q("./one.json")).startsWith(q("./one.json: ")),
+             qPrintable(keywords(q("./one.json"))));
+    QVERIFY2(keywords(q("three.json")).startsWith(q("three.json: ")),
+             qPrintable(keywords(q("three.json"))));
 }
 
 void tst_SimulatorProgram::endsOnATerminationRequest()
