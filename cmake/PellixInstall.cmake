@@ -132,7 +132,13 @@ function(pellix_install_package)
         DESTINATION "${PELLIX_INSTALL_CMAKEDIR}"
         COMPONENT ${PELLIX_DEVELOPMENT}
     )
-    install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
+    # With what README.md links. Debian has the license of a package in a file of its own.
+    set(pages CHANGELOG.md CONTRIBUTING.md README.md SECURITY.md)
+    if(NOT PELLIX_DEBIAN_PACKAGES)
+        list(APPEND pages LICENSE)
+    endif()
+    list(TRANSFORM pages PREPEND "${PROJECT_SOURCE_DIR}/")
+    install(FILES ${pages}
         DESTINATION "${CMAKE_INSTALL_DOCDIR}"
         COMPONENT ${PELLIX_DOCUMENTATION}
     )

@@ -8,6 +8,8 @@
 #   subdirectory  add_subdirectory()
 #   fetchcontent  FetchContent, from a folder
 #   static        find_package() and pkg-config on an installed tree of static libraries
+#   guides        the projects that the guides of the documentation quote, on an installed tree that has
+#                 been moved; and what README.md and the guides say of such a tree
 
 function(run)
     execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
@@ -83,6 +85,47 @@ function(check_components expected components)
     endif()
 endfunction()
 
+# build_guide(<folder of the snippets>): in a copy, as a reader has nothing else.
+function(build_guide name)
+    file(COPY ${SOURCE_DIR}/tests/docs/snippets/${name} DESTINATION ${WORK_DIR})
+    run(${CMAKE_COMMAND} -S ${WORK_DIR}/${name} -B ${WORK_DIR}/${name}/build ${common}
+        -D CMAKE_PREFIX_PATH=${prefix})
+    run(${CMAKE_COMMAND} --build ${WORK_DIR}/${name}/build)
+endfunction()
+
+# check_scene(<scene> <what is said>): with an option that is refused once the scene is there.
+function(check_scene scene pattern)
+    execute_process(
+        COMMAND ${prefix}/bin/keyword-simulator --scene ${scene} --generate x
+        WORKING_DIRECTORY ${WORK_DIR}
+        OUTPUT_VARIABLE output
+        ERROR_VARIABLE output
+        TIMEOUT 60
+    )
+    expect("${pattern}")
+endfunction()
+
+# Each file that the installed pages link to is installed.
+function(check_links)
+    file(GLOB_RECURSE pages "${prefix}/share/doc/*.md")
+    list(LENGTH pages count)
+    if(count LESS 8)
+        message(FATAL_ERROR "only ${count} pages are installed: ${pages}")
+    endif()
+    foreach(page IN LISTS pages)
+        cmake_path(GET page PARENT_PATH folder)
+        file(READ "${page}" text)
+        string(REPLACE "](" "link(" text "${text}")
+        string(REGEX MATCHALL "link\\([^):#]+[)#]" links "${text}")
+        foreach(link IN LISTS links)
+            string(REGEX REPLACE "^link\\(|.$" "" link "${link}")
+            if(NOT EXISTS "${folder}/${link}")
+                message(FATAL_ERROR "${page} links ${link}, which is not installed")
+            endif()
+        endforeach()
+    endforeach()
+endfunction()
+
 file(REMOVE_RECURSE ${WORK_DIR})
 if(WAY STREQUAL "installed")
     install_and_move(${BUILD_DIR})
@@ -114,6 +157,16 @@ elseif(WAY STREQUAL "static")
     install_and_move(${WORK_DIR}/library)
     use_cmake(-D CMAKE_PREFIX_PATH=${prefix})
     use_pkgconfig()
+elseif(WAY STREQUAL "guides")
+    install_and_move(${BUILD_DIR})
+    check_links()
+    check_scene(plant.json "--generate: ")
+    check_scene(nowhere.json "nowhere.json: ")
+    build_guide(firstscreen)
+    build_guide(testing)
+    run(${WORK_DIR}/testing/build/tst_tank)
+    expect("PASS +: tank::Tank::test_highLevelIsRed")
+    expect(" 0 failed, 0 skipped")
 else()
     message(FATAL_ERROR "there is no way \"${WAY}\"")
 endif()
