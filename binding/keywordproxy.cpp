@@ -441,9 +441,9 @@ bool PKeywordProxy::updateRelative(QVariant value)
     first in the next one: let a lookup finish, or use another proxy. Starting another
     lookup from a handler of this one's signals is allowed; the new one then takes the proxy over.
 */
-// NOLINTNEXTLINE(performance-unnecessary-value-param): part of the interface
-// cppcheck-suppress passedByValue ; part of the interface
-void PKeywordProxy::getKeywordLabel(QString key)
+// The parameter is a part of the interface.
+// cppcheck-suppress passedByValue
+void PKeywordProxy::getKeywordLabel(QString key) // NOLINT(performance-unnecessary-value-param)
 {
     if (!d->client || key == d->labelKeyword)
         return;
