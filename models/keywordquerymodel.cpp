@@ -487,7 +487,7 @@ bool PKeywordQueryModel::updateFromResponse(const QVariant &response)
                                  .toArray();
     QHash<QString, Entry> entries;
     entries.reserve(items.size());
-    for (const QJsonValue item : items) {
+    for (const auto &item : items) {
         const QJsonObject fields = item.toObject();
         const Entry entry = entryOf(textOf(fields.value(QLatin1String("name"))),
                                     textOf(fields.value(QLatin1String("type"))));
