@@ -6,6 +6,7 @@
 #include "simulator/keywordserver.h"
 #include "simulator/websocketkeywordserver.h"
 #include "tests/client/snippets/privateca.h"
+#include "tests/support/clientwarnings.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
@@ -26,17 +27,6 @@ namespace {
 QString q(const char *text)
 {
     return QString::fromUtf8(text);
-}
-
-QStringList warnings; // of the client's category
-QtMessageHandler previousHandler = nullptr;
-
-void recordWarnings(QtMsgType type, const QMessageLogContext &context, const QString &text)
-{
-    if (QLatin1String(context.category) != QLatin1String("pellixclient.keyword.websocketclient"))
-        previousHandler(type, context, text);
-    else if (type == QtWarningMsg)
-        warnings << text;
 }
 
 QString contents(const QString &fileName)

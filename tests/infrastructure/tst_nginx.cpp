@@ -6,6 +6,7 @@
 #include "simulator/keywordserver.h"
 #include "simulator/websocketkeywordserver.h"
 #include "tests/client/snippets/privateca.h"
+#include "tests/support/clientwarnings.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QProcess>
@@ -31,17 +32,6 @@ constexpr int keywordCount = 100;
 QString q(const char *text)
 {
     return QString::fromUtf8(text);
-}
-
-QStringList warnings; // of the client's category
-QtMessageHandler previousHandler = nullptr;
-
-void recordWarnings(QtMsgType type, const QMessageLogContext &context, const QString &text)
-{
-    if (QLatin1String(context.category) != QLatin1String("pellixclient.keyword.websocketclient"))
-        previousHandler(type, context, text);
-    else if (type == QtWarningMsg)
-        warnings << text;
 }
 
 QString nginxProgram()
