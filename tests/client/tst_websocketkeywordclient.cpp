@@ -193,6 +193,7 @@ private Q_SLOTS:
     void handlers_maySetAutoReconnectBack();
     void destruction_inEveryState_data();
     void destruction_inEveryState();
+    void destruction_tellsTheServer();
 };
 
 void tst_WebSocketKeywordClient::init()
@@ -1004,6 +1005,20 @@ void tst_WebSocketKeywordClient::destruction_inEveryState()
     QCOMPARE(active.count(), 1);
     QVERIFY(!subscriber.publisherActive());
     QVERIFY(logLines.isEmpty());
+}
+
+void tst_WebSocketKeywordClient::destruction_tellsTheServer()
+{
+    const Server server;
+    auto client = std::make_unique<PWebSocketKeywordClient>();
+    client->setUrls({server.url()});
+    QTRY_VERIFY(client->connected() && !server.sockets.isEmpty());
+    const QSignalSpy closed(server.last(), &QWebSocket::disconnected);
+
+    client.reset();
+
+    QTRY_COMPARE(closed.count(), 1);
+    QCOMPARE(server.last()->closeCode(), QWebSocketProtocol::CloseCodeGoingAway);
 }
 
 QTEST_GUILESS_MAIN(tst_WebSocketKeywordClient)
