@@ -1,0 +1,113 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "programs/common/address.h"
+
+#include <QtTest/QTest>
+
+class tst_Address : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void addressProblem_data();
+    void addressProblem();
+    void shownAddress_data();
+    void shownAddress();
+    void withoutSecrets_masksEveryAddressOfAMessage();
+};
+
+void tst_Address::addressProblem_data()
+{
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<QString>("problem"); // the beginning of it
+
+    const QString notOne = QStringLiteral("not a WebSocket address");
+    const QString password = QStringLiteral("an address cannot carry a password");
+    QTest::newRow("plain") << "ws://host:8765"
+                           << "";
+    QTest::newRow("secure, with path and token") << "wss://host/t/abc?token=abc"
+                                                 << "";
+    QTest::newRow("user alone") << "ws://user@host"
+                                << "";
+    QTest::newRow("user and empty password") << "ws://user:@host"
+                                             << "";
+    QTest::newRow("password") << "ws://user:secret@host" << password;
+    QTest::newRow("password without a user") << "ws://:secret@host" << password;
+    QTest::newRow("empty") << "" << notOne;
+    QTest::newRow("no scheme") << "host:8765" << notOne;
+    QTest::newRow("another scheme") << "http://host" << notOne;
+    QTest::newRow("no host") << "ws://" << notOne;
+    QTest::newRow("a blank") << "ws://ho st" << notOne;
+    QTest::newRow("bad port") << "ws://host:99999" << notOne;
+}
+
+void tst_Address::addressProblem()
+{
+    QFETCH(const QString, address);
+    QFETCH(const QString, problem);
+
+    const QString found = programs::addressProblem(address);
+
+    QCOMPARE(found.isEmpty(), problem.isEmpty());
+    QVERIFY2(found.indexOf(problem) == 0, qPrintable(found));
+    QVERIFY(!found.contains(QLatin1String("secret")));
+}
+
+void tst_Address::shownAddress_data()
+{
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<QString>("shown");
+
+    const auto unchanged = [](const char *address) {
+        QTest::newRow(address) << QString::fromLatin1(address) << QString::fromLatin1(address);
+    };
+    unchanged("ws://host:8765");
+    unchanged("wss://[::1]:8765/a/b");
+    unchanged("ws://user@host:80/");
+    unchanged("ws://host:80/a@b");
+    unchanged("ws://host:80?x=a@b");
+    unchanged("ws://host?unit=m&page=2");
+    unchanged("");
+    QTest::newRow("password") << "ws://user:secret@host:80/a"
+                              << "ws://user:***@host:80/a";
+    QTest::newRow("password with @ and :") << "ws://user:se:c@ret@host"
+                                           << "ws://user:***@host";
+    QTest::newRow("password with /") << "ws://user:se/cret@host"
+                                     << "ws://user:***@host";
+    QTest::newRow("password without a user") << "ws://:secret@host"
+                                             << "ws://:***@host";
+    QTest::newRow("password without a scheme") << "user:secret@host"
+                                               << "user:***@host";
+    QTest::newRow("token") << "ws://host/?token=secret"
+                           << "ws://host/?token=***";
+    QTest::newRow("token among others") << "ws://host/?a=1&access_token=secret&b=2#c"
+                                        << "ws://host/?a=1&access_token=***&b=2#c";
+    QTest::newRow("upper case") << "ws://host?TOKEN=secret"
+                                << "ws://host?TOKEN=***";
+    QTest::newRow("fragment") << "ws://host#token=secret"
+                              << "ws://host#token=***";
+    QTest::newRow("all of them") << "ws://u:secret@host?apiKey=secret;password=secret"
+                                 << "ws://u:***@host?apiKey=***;password=***";
+}
+
+void tst_Address::shownAddress()
+{
+    QFETCH(const QString, address);
+    QFETCH(const QString, shown);
+
+    QCOMPARE(programs::shownAddress(address), shown);
+}
+
+void tst_Address::withoutSecrets_masksEveryAddressOfAMessage()
+{
+    QCOMPARE(programs::withoutSecrets(QStringLiteral("connect QUrl(\"ws://a:secret@b/?x=1\") not "
+                                                     "'wss://c?token=secret', time: 12:30@home")),
+             QStringLiteral("connect QUrl(\"ws://a:***@b/?x=1\") not 'wss://c?token=***', "
+                            "time: 12:30@home"));
+    QCOMPARE(programs::withoutSecrets(QString()), QString());
+}
+
+QTEST_APPLESS_MAIN(tst_Address)
+
+#include "tst_address.moc"
