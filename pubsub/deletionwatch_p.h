@@ -3,12 +3,9 @@
 
 #pragma once
 
-// Objects of this file stand on the stack, enter a list, and leave it in their destructor. GCC 12
-// and later, optimising, take that for a pointer to a local that is left behind.
-#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 12
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdangling-pointer"
-#endif
+#include "pubsub/stackobjects_p.h"
+
+PELLIX_STACK_OBJECTS_BEGIN
 
 namespace pellix::client {
 
@@ -16,8 +13,10 @@ namespace pellix::client {
     Tells a function that emits signals whether its object outlived them.
 
     The object keeps a DeletionWatch among its private data; the function opens a Scope on it and
-    asks deleted() after each emission. Unlike a QPointer this allocates nothing and may be used
-    on every bound keyword. Scopes nest with the calls that open them.
+    asks deleted() after each emission. Scopes nest with the calls that open them.
+
+    A class that exists once per bound keyword, or emits with each value, uses a DeletionWatch,
+   which allocates nothing; everything else uses a QPointer to itself.
 */
 class DeletionWatch
 {
@@ -60,6 +59,4 @@ private:
 
 } // namespace pellix::client
 
-#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 12
-#pragma GCC diagnostic pop
-#endif
+PELLIX_STACK_OBJECTS_END

@@ -3,12 +3,9 @@
 
 #pragma once
 
-// Objects of this file stand on the stack, enter a list, and leave it in their destructor. GCC 12
-// and later, optimising, take that for a pointer to a local that is left behind.
-#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 12
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdangling-pointer"
-#endif
+#include "pubsub/stackobjects_p.h"
+
+PELLIX_STACK_OBJECTS_BEGIN
 
 namespace pellix::client {
 
@@ -73,7 +70,7 @@ public:
         }
     }
 
-    ListWalk *next() const { return outer; }
+    ListWalk *enclosing() const { return outer; }
 
     static void stop(ListWalk *stack)
     {
@@ -91,6 +88,4 @@ private:
 
 } // namespace pellix::client
 
-#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 12
-#pragma GCC diagnostic pop
-#endif
+PELLIX_STACK_OBJECTS_END

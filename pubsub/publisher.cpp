@@ -65,13 +65,14 @@ void PPublisher::Private::Delivery::run()
     }
 }
 
-// Publishes from inside a delivery, whose handlers may also end the publisher: this object with it.
+// Publishes from inside a delivery. Handlers may delete the publisher, and this object with it.
 void PPublisher::Private::publishNested(const QString &topic, const QVariant &value)
 {
-    // Holds a place in the stack and an end: stop() clears it when the publisher goes.
+    // Entered into the stack before the enclosing deliveries run: it fixes whom to serve, and
+    // stop() ends it when the publisher is destroyed meanwhile.
     const auto found = topics.constFind(topic);
     Delivery delivery(deliveries, found->first, topic, value, joins);
-    for (TopicWalk *walk = delivery.next(); walk; walk = walk->next()) {
+    for (TopicWalk *walk = delivery.enclosing(); walk; walk = walk->enclosing()) {
         auto *const pending = static_cast<Delivery *>(walk);
         if (pending->topic == delivery.topic)
             pending->run();

@@ -45,6 +45,7 @@ private Q_SLOTS:
     void topicRemoved_handlerChangesTheTopicAgain();
     void setPublisher_handlerDeletesTheSubscriber();
     void dyingPublisher_takesNobody();
+    void dyingPublisher_toleratesThatTopicsAreLeft();
     void dyingPublisher_handlersDeleteSubscribers();
     void dyingSubscriber_ignoresChanges();
     void randomOperations_keepTheBooks_data();
@@ -415,6 +416,36 @@ void tst_PubSubReentrancy::dyingPublisher_takesNobody()
         QVERIFY(!subscriber->active());
     QCOMPARE(last->count(), 1);
     newcomer.setTopic(topicA); // touches no publisher any more
+}
+
+void tst_PubSubReentrancy::dyingPublisher_toleratesThatTopicsAreLeft()
+{
+    subscribers[3]->setTopic(topicB); // alone on it
+    QStringList removed;
+    QObject scope; // ends the connections before what they refer to
+    connect(publisher.get(), &PPublisher::topicRemoved, &scope,
+            [&](const QString &topic) { removed << topic; });
+    connect(subscribers[0].get(), &PSubscriber::activeChanged, &scope, [&] {
+        subscribers[3]->setTopic(QStringLiteral("/c")); // still attached, the last one of /b
+        subscribers[1]->setTopic(QStringLiteral("/d"));
+        subscribers[1]->setPublisher(nullptr);
+        for (int i : {2, 4})
+            subscribers[size_t(i)]->setTopic(QString());
+    });
+
+    publisher.reset();
+
+    QCOMPARE(removed, QStringList());
+    for (const auto &subscriber : subscribers)
+        QVERIFY(!subscriber->active());
+    QCOMPARE(subscribers[3]->topic(), QStringLiteral("/c"));
+    PPublisher next; // and nothing of the old one is left in them
+    QSignalSpy left(&next, &PPublisher::topicRemoved);
+    subscribers[3]->setPublisher(&next);
+    next.publish(QStringLiteral("/c"), 1);
+    QCOMPARE(served, QStringList(QStringLiteral("31")));
+    subscribers[3].reset();
+    QCOMPARE(left.count(), 1);
 }
 
 void tst_PubSubReentrancy::dyingPublisher_handlersDeleteSubscribers()

@@ -1,0 +1,16 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+// Around classes whose objects live on the stack, enter a list, and leave it in their destructor.
+// GCC 12 and later, when optimising, take that for a pointer to a local variable that is left
+// behind.
+#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 12
+#define PELLIX_STACK_OBJECTS_BEGIN                                                                 \
+    _Pragma("GCC diagnostic push") _Pragma("GCC diagnostic ignored \"-Wdangling-pointer\"")
+#define PELLIX_STACK_OBJECTS_END _Pragma("GCC diagnostic pop")
+#else
+#define PELLIX_STACK_OBJECTS_BEGIN
+#define PELLIX_STACK_OBJECTS_END
+#endif
