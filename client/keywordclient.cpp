@@ -4,7 +4,6 @@
 #include "client/keywordclient.h"
 
 #include "client/eventreader_p.h"
-#include "pubsub/publisher.h"
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
@@ -82,7 +81,8 @@ QString typeFilterToString(PKeywordValueType type)
     what QJsonDocument writes, byte for byte, but written straight away: a document would cost
     thirty times as much, and each bound keyword sends two commands in its life.
 
-    The fields have to be added in the order of their names, which are plain texts.
+    The fields have to be added in the order of their names, which are plain texts. As in a
+    QJsonObject, a field with an undefined value is left out.
 */
 class Command
 {
@@ -107,6 +107,8 @@ public:
     }
     void add(QLatin1String field, const QJsonValue &value)
     {
+        if (value.isUndefined())
+            return;
         addName(field);
         addValue(value);
     }
@@ -125,6 +127,8 @@ private:
 
     void addName(QLatin1String field)
     {
+        Q_ASSERT(lastField.isEmpty() || lastField < field);
+        lastField = field;
         if (!text.endsWith('{'))
             text.append(',');
         text.append('"').append(field.data(), field.size()).append("\":");
@@ -138,6 +142,7 @@ private:
     }
 
     QByteArray text;
+    QLatin1String lastField;
 };
 
 } // namespace
@@ -224,8 +229,9 @@ bool PKeywordClient::sendKeyCreate(const QString &keyword, const QStringList &ch
 /*!
     Asks the server to set \a keyword to \a value.
 
-    The value becomes JSON by QJsonValue::fromVariant(); an invalid variant becomes null. Whether
-    the server accepts it shows in the event that it sends.
+    The value becomes JSON by QJsonValue::fromVariant(); an invalid variant becomes null. A
+    QJsonValue that is undefined is left out of the command. Whether the server accepts the value
+    shows in the event that it sends.
 
     Returns whether the transport took the command; \c false when \a keyword is empty.
 */

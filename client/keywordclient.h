@@ -5,6 +5,7 @@
 
 #include "client/keywordglobal.h"
 #include "client/keywordtypes.h"
+#include "pubsub/publisher.h"
 
 #include <QtCore/QByteArray>
 #include <QtCore/QObject>
@@ -15,8 +16,6 @@
 #include <memory>
 
 namespace pellix::client {
-
-class PPublisher;
 
 class PELLIXCLIENT_KEYWORD_EXPORT PKeywordClient : public QObject
 {

@@ -34,6 +34,16 @@ QUrl tolerantUrl(const QString &address)
     return QUrl(address, QUrl::TolerantMode);
 }
 
+// The address as it is opened. Without a path, QWebSocket would put the query right behind the
+// method: a request line that servers refuse.
+QUrl toOpen(const QString &address)
+{
+    QUrl url = tolerantUrl(address);
+    if (url.path().isEmpty() && url.hasQuery())
+        url.setPath(QStringLiteral("/"));
+    return url;
+}
+
 /*
     What the system holds ready of a connection is handled in one go, before the event loop turns
     again. Linux lets that grow to many megabytes (net.ipv4.tcp_rmem) when a server sends faster
@@ -354,7 +364,7 @@ void PWebSocketKeywordClient::reconnect()
     Socket *const socket = d->socket.get();
     const Socket::InUse inUse(socket);
 
-    const QUrl target = tolerantUrl(url());
+    const QUrl target = toOpen(url());
     if (!target.isValid()) {
         socket->abort();
         return;

@@ -57,6 +57,7 @@ private Q_SLOTS:
     void sendKeyCreate_hasThreeForms();
     void sendKeyUpdate_buildsTheCommand_data();
     void sendKeyUpdate_buildsTheCommand();
+    void sendKeyUpdate_leavesAnUndefinedValueOut();
     void sendKeyDestroy_buildsTheCommand();
     void commands_areWrittenAsADocumentIs();
     void emptyKeyword_isRefused();
@@ -224,6 +225,18 @@ void tst_KeywordClient::sendKeyUpdate_buildsTheCommand()
              q(R"({"cmd":"keyUpdate","payload":{"keyword":"/a#b","value":%1,)"
                R"("valueChangeMode":"relative"}})")
                  .arg(json));
+}
+
+void tst_KeywordClient::sendKeyUpdate_leavesAnUndefinedValueOut()
+{
+    RecordingClient client;
+    const QVariant undefined = QVariant::fromValue(QJsonValue(QJsonValue::Undefined));
+
+    QVERIFY(client.sendKeyUpdate(q("/a"), undefined));
+    QCOMPARE(client.taken(), q(R"({"cmd":"keyUpdate","payload":{"keyword":"/a"}})"));
+    QVERIFY(client.sendKeyUpdateRelative(q("/a"), undefined));
+    QCOMPARE(client.taken(),
+             q(R"({"cmd":"keyUpdate","payload":{"keyword":"/a","valueChangeMode":"relative"}})"));
 }
 
 void tst_KeywordClient::sendKeyDestroy_buildsTheCommand()

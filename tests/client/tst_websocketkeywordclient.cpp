@@ -123,6 +123,21 @@ QStringList logTexts(QtMsgType type)
     return texts;
 }
 
+// Counts the timer events of an object.
+class TimerCount : public QObject
+{
+public:
+    explicit TimerCount(QObject *watched) { watched->installEventFilter(this); }
+
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        count += event->type() == QEvent::Timer;
+        return false;
+    }
+
+    int count = 0;
+};
+
 class VirtualReader : public PWebSocketKeywordClient
 {
 public:
@@ -160,6 +175,8 @@ private Q_SLOTS:
     void url_isTheFirstValidEntry_data();
     void url_isTheFirstValidEntry();
     void setUrls_connectsAtOnce();
+    void setUrls_queryWithoutPath_data();
+    void setUrls_queryWithoutPath();
     void setUrls_toAnEqualListDoesNothing();
     void setUrls_toAnotherListDropsTheConnection();
     void setUrls_emptyAfterAConnection();
@@ -176,6 +193,7 @@ private Q_SLOTS:
     void autoReconnect_connectsAfterOneSecond();
     void autoReconnect_takesANewAddressEachTime();
     void autoReconnect_comesBackAfterTheServerDid();
+    void autoReconnect_keepsAConnectionWithAQuery();
     void autoReconnect_goesOnAfterARefusedHandshake();
     void withoutAutoReconnect_aLostConnectionStaysLost();
     void disconnect_withAutoReconnectComesBack();
@@ -299,6 +317,53 @@ void tst_WebSocketKeywordClient::setUrls_connectsAtOnce()
     QTRY_VERIFY(client.connected());
     QCOMPARE(connected.count(), 1);
     QVERIFY(client.publisher()->active());
+}
+
+void tst_WebSocketKeywordClient::setUrls_queryWithoutPath_data()
+{
+    QTest::addColumn<QString>("rest");
+    QTest::addColumn<QString>("target");
+    QTest::newRow("query") << QStringLiteral("?x=1") << QStringLiteral("/?x=1");
+    QTest::newRow("empty query") << QStringLiteral("?") << QStringLiteral("/");
+    QTest::newRow("path and query") << QStringLiteral("/a?x=1") << QStringLiteral("/a?x=1");
+    QTest::newRow("neither") << QString() << QStringLiteral("/");
+}
+
+void tst_WebSocketKeywordClient::setUrls_queryWithoutPath()
+{
+    QFETCH(QString, rest);
+    QFETCH(QString, target);
+    SilentServer server; // keeps the request
+    const QString url = server.url() + rest;
+    PWebSocketKeywordClient client;
+    client.setAutoReconnect(true);
+    client.setUrls({url});
+    QTRY_VERIFY(client.connected());
+
+    const QByteArray requestLine = server.request.left(server.request.indexOf('\r'));
+    QVERIFY2(requestLine.startsWith("GET " + target.toLatin1()), requestLine);
+    QVERIFY2(requestLine.endsWith(" HTTP/1.1"), requestLine);
+    QCOMPARE(client.url(), url);
+    QCOMPARE(client.urls(), QStringList(url));
+}
+
+// The reconnect timer compares the address with the one that was opened.
+void tst_WebSocketKeywordClient::autoReconnect_keepsAConnectionWithAQuery()
+{
+    Server server;
+    PWebSocketKeywordClient client;
+    TimerCount ticks(&client);
+    QSignalSpy connectedChanged(&client, &PWebSocketKeywordClient::connectedChanged);
+    client.setAutoReconnect(true);
+    client.setUrls({server.url() + QStringLiteral("?x=1")});
+    QTRY_VERIFY(client.connected());
+
+    ticks.count = 0;
+    QTRY_VERIFY_WITH_TIMEOUT(ticks.count >= 5, 30000);
+
+    QVERIFY(client.connected());
+    QCOMPARE(connectedChanged.count(), 1);
+    QCOMPARE(server.sockets.size(), 1);
 }
 
 void tst_WebSocketKeywordClient::setUrls_toAnEqualListDoesNothing()
