@@ -17,7 +17,8 @@ Q_LOGGING_CATEGORY(lcQueryFilterProxyModel, "pellixclient.keyword.queryfilterpro
 
 namespace {
 
-// Most names are none, and trying each is a quarter of a comparison.
+// Most names are not numbers. Converting one only to find that out takes a quarter of the time of a
+// comparison.
 bool mayBeNumber(const QString &name)
 {
     return !name.isEmpty() && !name.front().isLetter();
@@ -42,7 +43,13 @@ public:
     PKeywordQueryModel.
 
     Rows are sorted by name: as numbers where both are whole numbers, and else as text, without
-    regard to case. The source model has to offer the roles of PKeywordQueryModel, and a column: in
+    regard to case. Where whole numbers and other names are mixed, this comparison can contradict
+    itself: 9 comes before 10 as a number, 10 before 1a and 1a before 9 as text. The same rows are
+    then listed in the same order each time they are sorted as a whole, which is when an answer has
+    arrived. A label that arrives later moves its own row only, so such a list can also depend on
+   the order in which labels arrive. Use a sort model of your own where names are mixed like this.
+
+    The source model has to offer the roles of PKeywordQueryModel, and a column: in
     rows without one, Qt looks for children of the rejected row without an end. It is not owned.
     \sa {Browsing}
 */

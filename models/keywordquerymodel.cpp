@@ -7,15 +7,17 @@
 #include "client/keywordclient.h"
 #include "models/keywordsyntax_p.h"
 #include "pubsub/deletionwatch_p.h"
+#include "pubsub/notowned_p.h"
 
 #include <QtCore/QHash>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonObject>
 #include <QtCore/QLoggingCategory>
-#include <QtCore/QPointer>
 #include <QtCore/QSet>
 
+#include <algorithm>
 #include <utility>
+#include <vector>
 
 namespace pellix::client {
 
@@ -38,15 +40,48 @@ QString textOf(const QJsonValue &value)
 }
 
 // The child as a response gives it.
-Entry entryOf(const QString &name, const QString &type)
+Entry entryOf(const QJsonObject &fields)
 {
+    const QString name = textOf(fields.value(QLatin1String("name")));
     const QString path = QString(name).replace(QLatin1Char('#'), QLatin1Char('/'));
     return {
         name.startsWith(QLatin1Char('/')) ? name : QLatin1Char('/') + name,
         keywordsyntax::cleaned(path),
         path.mid(path.lastIndexOf(QLatin1Char('/')) + 1),
-        type,
+        textOf(fields.value(QLatin1String("type"))),
     };
+}
+
+// FNV-1a: the same number for the same text in every process, on every machine and in every
+// version.
+quint64 fixedHash(const QString &text)
+{
+    quint64 hash = 0xcbf29ce484222325;
+    for (const QChar character : text)
+        hash = (hash ^ character.unicode()) * 0x100000001b3;
+    return hash;
+}
+
+/*
+    The keys in the order of the rows. It depends on the set of keys alone: not on the order of the
+    response, nor on QHash, whose order changes with each process. A view that sorts the rows by a
+    comparison that leaves some order open, as the filter model's does, then shows the same list
+   each time.
+*/
+QStringList inRowOrder(const QHash<QString, Entry> &entries)
+{
+    using HashedKey = std::pair<quint64, QString>;
+    std::vector<HashedKey> hashed;
+    hashed.reserve(size_t(entries.size()));
+    for (auto entry = entries.keyBegin(); entry != entries.keyEnd(); ++entry)
+        hashed.emplace_back(fixedHash(*entry), *entry);
+    std::sort(hashed.begin(), hashed.end());
+
+    QStringList keys;
+    keys.reserve(entries.size());
+    for (HashedKey &key : hashed)
+        keys.append(std::move(key.second));
+    return keys;
 }
 
 } // namespace
@@ -54,7 +89,17 @@ Entry entryOf(const QString &name, const QString &type)
 class PKeywordQueryModel::Private
 {
 public:
-    QPointer<PKeywordClient> keywordClient; // not owned; reads as not set when it is gone
+    void setEntries(QHash<QString, Entry> &&children)
+    {
+        entries = std::move(children);
+        rowKeys = inRowOrder(entries);
+        rows.clear();
+        rows.reserve(rowKeys.size());
+        for (int row = 0; row < rowKeys.size(); ++row)
+            rows.insert(rowKeys.at(row), row);
+    }
+
+    NotOwned<PKeywordClient> keywordClient;
     QString keyword;
     QStringList parts;
     QMetaObject::Connection responseConnection;
@@ -76,9 +121,14 @@ public:
     \brief The PKeywordQueryModel class lists the children of a keyword.
 
     Given a client and a keyword, the model asks the server for the children and shows each as a row
-    of one column, in no particular order; PKeywordQueryFilterProxyModel sorts and filters them. For
-    each child it also watches CHILD/Label, and shows that text in place of the name once it has
-    come. QML reads these roles:
+    of one column. For each child it also watches CHILD/Label, and shows that text in place of the
+   name once it has come.
+
+    The order of the rows means nothing, but the same children always come in the same order,
+    whatever the order in which the server lists them. PKeywordQueryFilterProxyModel sorts and
+    filters them.
+
+    QML reads these roles:
 
     \table
     \header \li Role \li Value
@@ -193,7 +243,7 @@ PKeywordClient *PKeywordQueryModel::keywordClient() const
 
 void PKeywordQueryModel::setKeywordClient(PKeywordClient *client)
 {
-    if (client == d->keywordClient)
+    if (d->keywordClient.holds(client))
         return;
     if (d->responseConnection)
         disconnect(d->responseConnection);
@@ -253,7 +303,7 @@ QStringList PKeywordQueryModel::normalizedKeywordParts() const
 
 QString PKeywordQueryModel::storedFilter() const
 {
-    return QString(QLatin1String(""));
+    return QStringLiteral("");
 }
 
 void PKeywordQueryModel::setStoredFilter(const QString &filter)
@@ -459,11 +509,39 @@ void PKeywordQueryModel::onResponse(const QUuid &id, const QVariant &response)
     Q_EMIT loadingChanged();
 }
 
-// Returns false when the model did not outlive it.
+// This function and those that it calls return false when the model did not outlive them.
 bool PKeywordQueryModel::updateFromResponse(const QVariant &response)
 {
     const DeletionWatch::Scope self(d->watch);
+    if (!dropLabelProxies())
+        return false;
 
+    // Read as it is: turning it into maps and lists of variants costs more than all else done here.
+    const QJsonArray children = response.toJsonObject()
+                                    .value(QLatin1String("payload"))
+                                    .toObject()
+                                    .value(QLatin1String("response"))
+                                    .toArray();
+    QHash<QString, Entry> entries;
+    entries.reserve(children.size());
+    for (const auto &child : children) {
+        const Entry entry = entryOf(child.toObject());
+        entries.insert(entry.keyword, entry);
+        if (!watchLabel(entry.keyword))
+            return false;
+    }
+
+    beginResetModel();
+    if (self.deleted())
+        return false;
+    d->setEntries(std::move(entries));
+    endResetModel();
+    return !self.deleted();
+}
+
+bool PKeywordQueryModel::dropLabelProxies()
+{
+    const DeletionWatch::Scope self(d->watch);
     // In the order in which they were made: taking them off the parent's list is then quick.
     const auto proxies = std::exchange(d->labelProxies, {});
     const QSet<const QObject *> old(proxies.cbegin(), proxies.cend());
@@ -471,54 +549,32 @@ bool PKeywordQueryModel::updateFromResponse(const QVariant &response)
     for (QObject *child : children) {
         if (!old.contains(child))
             continue;
-        // The server is told, and a handler of that may delete the model, which would take its
-        // children along.
+        // The server is told, and a handler of that may delete the model, which would delete its
+        // children as well.
         child->setParent(nullptr);
         delete child;
         if (self.deleted())
             return false; // and the other children with it
     }
+    return true;
+}
 
-    // Read as it is: turning it into maps and lists of variants costs more than all else done here.
-    const QJsonArray items = response.toJsonObject()
-                                 .value(QLatin1String("payload"))
-                                 .toObject()
-                                 .value(QLatin1String("response"))
-                                 .toArray();
-    QHash<QString, Entry> entries;
-    entries.reserve(items.size());
-    for (const auto &item : items) {
-        const QJsonObject fields = item.toObject();
-        const Entry entry = entryOf(textOf(fields.value(QLatin1String("name"))),
-                                    textOf(fields.value(QLatin1String("type"))));
-        const QString keyword = entry.keyword;
-        entries.insert(keyword, entry);
-
-        // Required: of two children with one name both proxies live on; the later one is listed.
-        auto *const proxy = new PKeywordProxy(this);
-        proxy->setClient(d->keywordClient);
-        if (self.deleted())
-            return false;
-        proxy->setKeyword(keyword + QLatin1String("/Label"), false);
-        // cppcheck-suppress identicalConditionAfterEarlyExit ; handlers run in between
-        if (self.deleted())
-            return false;
-        d->labelProxies.insert(keyword, proxy);
-        connect(proxy, &PKeywordProxy::valueChanged, this,
-                [this, keyword, proxy] { onLabel(keyword, proxy->value().toString()); });
-    }
-
-    beginResetModel();
+bool PKeywordQueryModel::watchLabel(const QString &keyword)
+{
+    const DeletionWatch::Scope self(d->watch);
+    auto *const proxy = new PKeywordProxy(this);
+    proxy->setClient(d->keywordClient);
     if (self.deleted())
         return false;
-    d->entries = std::move(entries);
-    d->rowKeys = d->entries.keys();
-    d->rows.clear();
-    d->rows.reserve(d->rowKeys.size());
-    for (int row = 0; row < d->rowKeys.size(); ++row)
-        d->rows.insert(d->rowKeys.at(row), row);
-    endResetModel();
-    return !self.deleted();
+    proxy->setKeyword(keyword + QLatin1String("/Label"), false);
+    // cppcheck-suppress identicalConditionAfterEarlyExit ; handlers run in between
+    if (self.deleted())
+        return false;
+    // Required: of two children with one name both proxies live on; the later one is listed.
+    d->labelProxies.insert(keyword, proxy);
+    connect(proxy, &PKeywordProxy::valueChanged, this,
+            [this, keyword, proxy] { onLabel(keyword, proxy->value().toString()); });
+    return true;
 }
 
 void PKeywordQueryModel::onLabel(const QString &keyword, const QString &label)

@@ -77,9 +77,10 @@ public:
 
     QModelIndex index(int row, int column, const QModelIndex &parent = {}) const override;
     QModelIndex parent(const QModelIndex &index) const override;
+    using QObject::parent; // hidden by the one above
     int rowCount(const QModelIndex &parent = {}) const override;
     int columnCount(const QModelIndex &parent = {}) const override;
-    QVariant data(const QModelIndex &index, int role) const override;
+    QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
     Qt::ItemFlags flags(const QModelIndex &index) const override;
     QHash<int, QByteArray> roleNames() const override;
 
@@ -95,6 +96,8 @@ private:
     void refresh();
     void onResponse(const QUuid &id, const QVariant &response);
     bool updateFromResponse(const QVariant &response);
+    bool dropLabelProxies();
+    bool watchLabel(const QString &keyword);
     void onLabel(const QString &keyword, const QString &label);
 
     class Private;

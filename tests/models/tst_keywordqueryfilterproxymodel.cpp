@@ -90,6 +90,8 @@ void tst_KeywordQueryFilterProxyModel::rows_areSorted_data()
     QTest::newRow("numbers and words")
         << QStringList({q("Beta"), q("alpha"), q("10")}) << q("10|alpha|Beta");
     QTest::newRow("case only, as they came") << QStringList({q("b"), q("B"), q("a")}) << q("a|b|B");
+    QTest::newRow("the same number, as they came")
+        << QStringList({q("8"), q("07"), q("7"), q("007")}) << q("07|7|007|8");
     QTest::newRow("negative") << QStringList({q("1"), q("-5"), q("-10")}) << q("-10|-5|1");
     QTest::newRow("64 bits") << QStringList(
         {q("9007199254740993"), q("9007199254740992"), q("4294967296")})

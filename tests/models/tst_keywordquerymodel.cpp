@@ -9,11 +9,13 @@
 #include "tests/support/signallog.h"
 
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QHashFunctions>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QPointer>
+#include <QtCore/QSet>
 #include <QtTest/QAbstractItemModelTester>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
@@ -70,6 +72,15 @@ QString rows(const PKeywordQueryModel &model, int role)
     return texts.join(q(" "));
 }
 
+// The names, in the order of the rows.
+QString shown(const QAbstractItemModel &model)
+{
+    QStringList names;
+    for (int row = 0; row < model.rowCount(); ++row)
+        names << model.index(row, 0).data(PKeywordQueryModel::NameRole).toString();
+    return names.join(q(" "));
+}
+
 int rowOf(const PKeywordQueryModel &model, const char *keyword)
 {
     for (int row = 0; row < model.rowCount(); ++row) {
@@ -105,6 +116,10 @@ private Q_SLOTS:
     void response_listsTheChildren();
     void response_oddItems_data();
     void response_oddItems();
+    void response_orderOfRowsDependsOnTheChildrenAlone();
+    void response_sameNumbersAreListedInOneOrder();
+    void destroyedClient_nullIsStillAChange();
+    void inherited_callsAreNotHidden();
     void response_withoutRequestIsListed();
     void response_ofAnotherQueryIsIgnored();
     void response_malformedEmptiesTheModel_data();
@@ -418,6 +433,78 @@ void tst_KeywordQueryModel::response_oddItems()
                  .arg(index.data(261).toString(), index.data(257).toString(),
                       index.data(258).toString(), index.data(262).toString()),
              rowsText);
+}
+
+void tst_KeywordQueryModel::response_orderOfRowsDependsOnTheChildrenAlone()
+{
+    QStringList children {q("10"), q("100"), q("1a"), q("2"), q("2b"), q("9")};
+    do {
+        // As in another process: the hash tables made from here on have another order.
+        QHashSeed::resetRandomGlobalSeed();
+        RecordingClient client;
+        PKeywordQueryModel model;
+        PKeywordQueryFilterProxyModel filter;
+        filter.setSourceModel(&model);
+        model.setKeywordClient(&client);
+        QList<QPair<QString, QString>> items;
+        for (const QString &child : children)
+            items.append({q("/") + child, q("int")});
+        items.append(items.constFirst()); // once more
+        answer(client, items);
+
+        // Fixed for good, since lists on screen follow from it.
+        QCOMPARE(shown(model), q("9 2 100 2b 10 1a"));
+        QCOMPARE(shown(filter), q("2 9 10 100 1a 2b"));
+    } while (std::next_permutation(children.begin(), children.end()));
+}
+
+void tst_KeywordQueryModel::response_sameNumbersAreListedInOneOrder()
+{
+    QStringList children {q("+7"), q("007"), q("07"), q("7"), q("8")};
+    QSet<QString> orders;
+    do {
+        RecordingClient client;
+        PKeywordQueryModel model;
+        PKeywordQueryFilterProxyModel filter;
+        filter.setSourceModel(&model);
+        model.setKeywordClient(&client);
+        QList<QPair<QString, QString>> items;
+        for (const QString &child : std::as_const(children))
+            items.append({q("/") + child, q("int")});
+        answer(client, items);
+        orders.insert(shown(filter));
+    } while (std::next_permutation(children.begin(), children.end()));
+
+    QCOMPARE(orders.size(), 1);
+    QVERIFY(orders.cbegin()->endsWith(q(" 8")));
+}
+
+void tst_KeywordQueryModel::destroyedClient_nullIsStillAChange()
+{
+    auto client = std::make_unique<RecordingClient>();
+    PKeywordQueryModel model;
+    model.setKeywordClient(client.get());
+    QSignalSpy changed(&model, &PKeywordQueryModel::keywordClientChanged);
+
+    client.reset();
+    QCOMPARE(model.keywordClient(), nullptr);
+    QCOMPARE(changed.count(), 0);
+    model.setKeywordClient(nullptr);
+    QCOMPARE(changed.count(), 1);
+    model.setKeywordClient(nullptr);
+    QCOMPARE(changed.count(), 1);
+}
+
+void tst_KeywordQueryModel::inherited_callsAreNotHidden()
+{
+    QObject owner;
+    auto *const model = new PKeywordQueryModel(&owner);
+    RecordingClient client;
+    model->setKeywordClient(&client);
+    answer(client, {{q("/a"), q("int")}});
+
+    QCOMPARE(model->parent(), &owner); // beside the one that takes an index
+    QVERIFY(!model->data(model->index(0, 0)).isValid()); // the default role
 }
 
 void tst_KeywordQueryModel::response_withoutRequestIsListed()
