@@ -6,12 +6,11 @@
 #include "binding/keywordexpression.h"
 #include "client/keywordclient.h"
 #include "pubsub/deletionwatch_p.h"
-#include "pubsub/publisher.h"
+#include "pubsub/notowned_p.h"
 #include "pubsub/subscriber.h"
 #include "pubsub/subscriberlistener_p.h"
 
 #include <QtCore/QLoggingCategory>
-#include <QtCore/QPointer>
 #include <QtCore/QStringList>
 
 namespace pellix::client {
@@ -35,13 +34,10 @@ public:
 
     PKeywordProxy *const q;
 
-    // Owned by whoever made them; when they go first, they read as not set.
-    QPointer<PKeywordClient> client;
+    NotOwned<PKeywordClient> client;
     PSubscriber subscriber;
-    QPointer<PAbstractKeywordExpression> keywordExpression;
+    NotOwned<PAbstractKeywordExpression> keywordExpression;
     QMetaObject::Connection expressionConnection;
-    bool expressionInUse =
-        false; // one was set; it may be gone by itself, and is cleared all the same
     QString keyword;
 
     PKeywordValueType valueType = PKeywordValueType::KVT_NOPROP;
@@ -58,6 +54,8 @@ public:
     QStringList labelPrefixes;
     QString labelKeyword;
     QVariant labelValue;
+    // The last label of a finished lookup, whose result it must not replace; invalid otherwise.
+    QVariant takenLabel;
 
     quint32 resets = 0; // runs of resetSubscription()
     DeletionWatch watch;
@@ -89,8 +87,9 @@ public:
     The value is cleared, and the server asked again, whenever the link to the server comes or goes
     and whenever the keyword is set, also to what it was.
 
-    Neither the client nor the expression is owned. One that is destroyed first reads as not set;
-    a proxy whose client goes loses its value.
+    Neither the client nor the expression is owned. After its destruction it reads as \c nullptr,
+    and the proxy whose client was destroyed loses its value. Setting \c nullptr then is still a
+    change, as if the object existed.
 
     An event of the keyword is taken over whole and signalled then: valueChanged() and
     valueValidChanged() if the value differs, valueTypeChanged() if the type does, and
@@ -242,7 +241,7 @@ PKeywordClient *PKeywordProxy::client() const
 
 void PKeywordProxy::setClient(PKeywordClient *client)
 {
-    if (client == d->client || d->dying)
+    if (d->client.holds(client) || d->dying)
         return;
 
     const DeletionWatch::Scope self(d->watch);
@@ -252,7 +251,7 @@ void PKeywordProxy::setClient(PKeywordClient *client)
     } else {
         const PKeywordClient *const left = d->client;
         d->subscriber.setPublisher(nullptr);
-        if (self.deleted() || d->client != left)
+        if (self.deleted() || (d->client && d->client != left))
             return; // a handler has set another one, which stays
         d->client = nullptr;
     }
@@ -313,7 +312,7 @@ PAbstractKeywordExpression *PKeywordProxy::keywordExpression() const
 
 void PKeywordProxy::setKeywordExpression(PAbstractKeywordExpression *expression)
 {
-    if (expression == d->keywordExpression && (expression || !d->expressionInUse))
+    if (d->keywordExpression.holds(expression))
         return;
 
     qCDebug(lcKeywordProxy) << objectName() << "keywordExpression:"
@@ -321,7 +320,6 @@ void PKeywordProxy::setKeywordExpression(PAbstractKeywordExpression *expression)
     if (d->expressionConnection)
         disconnect(d->expressionConnection);
     d->keywordExpression = expression;
-    d->expressionInUse = expression != nullptr;
 
     // Required: keywordExpressionChanged() is not emitted.
     const DeletionWatch::Scope self(d->watch);
@@ -432,7 +430,10 @@ bool PKeywordProxy::updateRelative(QVariant value)
     answered at once.
 
     The proxy's keyword walks through the label keywords and stays on the last one, whose later
-    changes arrive as ordinary values. Use a proxy for this alone.
+    changes arrive as ordinary values: the first event with another label replaces the result. An
+    event that repeats the label is no change, and leaves the result in place, until the proxy
+    subscribes again: when the link to the server is lost, or another client or the keyword is
+    set. Use a proxy for this alone.
 
     The key has to begin with "/", or its first level is lost; "#" separates no levels here.
 
@@ -456,6 +457,7 @@ void PKeywordProxy::getKeywordLabel(QString key) // NOLINT(performance-unnecessa
 
     d->labelLookup = true;
     d->labelValue.clear(); // Required: labelValueChanged() is not emitted.
+    d->takenLabel.clear();
     d->labelParts.clear();
     d->labelKeyword = key;
 
@@ -470,7 +472,7 @@ void PKeywordProxy::getKeywordLabel(QString key) // NOLINT(performance-unnecessa
         d->labelParts.append(d->labelPrefixes.takeFirst());
 
     if (d->labelPrefixes.isEmpty())
-        finishLabelLookup();
+        finishLabelLookup(QVariant());
     else
         setKeyword(d->labelPrefixes.takeFirst() + labelPostfix, true);
 }
@@ -481,6 +483,7 @@ void PKeywordProxy::resetSubscription()
     const bool typeCleared = d->valueType != PKeywordValueType::KVT_NOPROP;
     const bool stateCleared = !d->consistent || d->connected || d->online || d->error;
 
+    d->takenLabel.clear();
     d->value.clear();
     d->valueType = PKeywordValueType::KVT_NOPROP;
     d->connected = false;
@@ -498,16 +501,12 @@ void PKeywordProxy::resetSubscription()
     if (self.deleted())
         return;
 
-    const bool lookingUp = d->labelLookup;
-    const quint32 run = ++d->resets;
+    ++d->resets;
     d->subscriber.setTopic(d->keywordExpression ? d->keywordExpression->keyword() : d->keyword);
     if (self.deleted())
         return;
-    // Becoming active has run this function again, which has asked the server. In a label lookup
-    // the answer to a second request would come after the result and overwrite it.
-    if (lookingUp && d->resets != run)
-        return;
-
+    // Required: becoming active has run this function again, which has asked the server, and it is
+    // asked here once more.
     if (!d->client || !d->subscriber.active() || !d->subscriber.publisherActive())
         return;
     if (const PAbstractKeywordExpression *expression = d->keywordExpression) {
@@ -530,7 +529,14 @@ void PKeywordProxy::onSubscriberValue(const QVariant &published)
                            QMetaType::fromType<PKeywordValue>(), &converted);
     }
 
-    const bool valueDiffers = record->value != d->value;
+    bool valueDiffers = record->value != d->value;
+    if (d->takenLabel.isValid()) {
+        // The server may answer for the last label of a lookup more than once.
+        if (record->value == d->takenLabel)
+            valueDiffers = false;
+        else
+            d->takenLabel.clear();
+    }
     const bool typeDiffers = record->type != d->valueType;
     const bool stateDiffers = record->consistent != d->consistent
         || record->connected != d->connected || record->online != d->online
@@ -544,8 +550,8 @@ void PKeywordProxy::onSubscriberValue(const QVariant &published)
     d->online = record->online;
     d->error = record->error;
 
-    // A handler may bind the proxy to another keyword or start a label lookup: what follows for
-    // this value must not be taken for what the new binding has received.
+    // A handler may bind the proxy to another keyword or start a label lookup, for which this value
+    // is no label.
     const bool lookingUp = d->labelLookup;
     const quint32 run = d->resets;
     const DeletionWatch::Scope self(d->watch);
@@ -553,10 +559,8 @@ void PKeywordProxy::onSubscriberValue(const QVariant &published)
         Q_EMIT valueChanged();
         if (self.deleted())
             return;
-        if (d->resets == run) {
-            d->valueValid = true;
-            Q_EMIT valueValidChanged(); // Required: at every change of the value
-        }
+        d->valueValid = true; // Required: also when a handler has bound the proxy anew
+        Q_EMIT valueValidChanged(); // Required: at every change of the value
     }
     if (!self.deleted() && typeDiffers)
         Q_EMIT valueTypeChanged();
@@ -581,14 +585,15 @@ void PKeywordProxy::takeLabelStep(const QVariant &label)
     if (!d->labelPrefixes.isEmpty())
         setKeyword(d->labelPrefixes.takeFirst() + labelPostfix, true);
     else
-        finishLabelLookup();
+        finishLabelLookup(label);
 }
 
-void PKeywordProxy::finishLabelLookup()
+void PKeywordProxy::finishLabelLookup(const QVariant &lastLabel)
 {
     // Handlers may start the next lookup, which then owns the proxy: this one says no more.
     const DeletionWatch::Scope self(d->watch);
     d->labelKeyword.clear();
+    d->takenLabel = lastLabel;
     d->value = d->labelParts.join(QLatin1Char('/'));
     Q_EMIT valueChanged();
     if (self.deleted() || !d->labelKeyword.isEmpty())

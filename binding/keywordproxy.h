@@ -82,7 +82,7 @@ private:
     void resetSubscription();
     void onSubscriberValue(const QVariant &published);
     void takeLabelStep(const QVariant &label);
-    void finishLabelLookup();
+    void finishLabelLookup(const QVariant &lastLabel);
 
     class Private;
     const std::unique_ptr<Private> d;

@@ -99,6 +99,8 @@ private Q_SLOTS:
     void update_takesJavaScriptValues_data();
     void update_takesJavaScriptValues();
     void handlers_mayBindAnew();
+    void handlers_leaveValueValidTrue_data();
+    void handlers_leaveValueValidTrue();
     void neverEmitted_staySilent();
     void logging_namesTheProxy();
 };
@@ -716,13 +718,47 @@ void tst_KeywordProxy::handlers_mayBindAnew()
     QCOMPARE(proxy.value().toInt(), 2);
     QVERIFY(proxy.update(3));
 
-    // Another keyword while a value arrives: no value of that one has
+    // Another keyword while a value arrives
     QObject scope;
     connect(&proxy, &PKeywordProxy::valueChanged, &scope, [&] { proxy.setKeyword(q("/b")); });
     second.event(q("/a"), q("4"), q("int"));
     QCOMPARE(proxy.keyword(), q("/b"));
     QVERIFY(!proxy.value().isValid());
-    QCOMPARE(proxy.valueValid(), QVariant(false));
+}
+
+void tst_KeywordProxy::handlers_leaveValueValidTrue_data()
+{
+    QTest::addColumn<QString>("deed");
+    for (const char *deed : {"same keyword", "another keyword", "no client"})
+        QTest::newRow(deed) << q(deed);
+}
+
+// A value came, whatever a handler of valueChanged() does about it.
+void tst_KeywordProxy::handlers_leaveValueValidTrue()
+{
+    QFETCH(QString, deed);
+    RecordingClient client;
+    PKeywordProxy proxy;
+    proxy.setClient(&client);
+    proxy.setKeyword(q("/a"));
+    QObject scope;
+    connect(&proxy, &PKeywordProxy::valueChanged, &scope, [&] {
+        if (!proxy.value().isValid())
+            return;
+        if (deed == q("same keyword"))
+            proxy.setKeyword(q("/a"));
+        else if (deed == q("another keyword"))
+            proxy.setKeyword(q("/b"));
+        else
+            proxy.resetClient();
+    });
+    SignalLog log(&proxy);
+
+    client.event(q("/a"), q("1"), q("int"));
+
+    QVERIFY(!proxy.value().isValid());
+    QCOMPARE(proxy.valueValid(), QVariant(true));
+    QVERIFY2(log.taken().contains(q("valueValidChanged")), "and it is signalled");
 }
 
 void tst_KeywordProxy::neverEmitted_staySilent()

@@ -111,6 +111,9 @@ private Q_SLOTS:
     void leavingATopic_mayDeleteTheProxy_data();
     void leavingATopic_mayDeleteTheProxy();
     void clientFirst_readsAsNotSet();
+    void clientFirst_nullIsStillAChange_data();
+    void clientFirst_nullIsStillAChange();
+    void clearingTheClient_whileAHandlerDeletesIt();
     void expressionFirst_readsAsNotSet();
     void expressionFirst_canStillBeCleared();
     void dyingProxy_toleratesItsHandlers();
@@ -250,6 +253,48 @@ void tst_KeywordProxyLifetime::clientFirst_readsAsNotSet()
     proxy.setClient(&next);
     next.event(q("/b"), q("2"), q("int"));
     QCOMPARE(proxy.value().toInt(), 2);
+}
+
+void tst_KeywordProxyLifetime::clientFirst_nullIsStillAChange_data()
+{
+    QTest::addColumn<bool>("byReset");
+    QTest::newRow("set to null") << false;
+    QTest::newRow("reset") << true;
+}
+
+void tst_KeywordProxyLifetime::clientFirst_nullIsStillAChange()
+{
+    QFETCH(bool, byReset);
+    auto client = std::make_unique<RecordingClient>();
+    PKeywordProxy proxy;
+    proxy.setClient(client.get());
+    client.reset();
+    QSignalSpy changed(&proxy, &PKeywordProxy::clientChanged);
+    const auto clear = [&] { byReset ? proxy.resetClient() : proxy.setClient(nullptr); };
+
+    clear();
+    QCOMPARE(changed.count(), 1);
+    clear();
+    QCOMPARE(changed.count(), 1);
+}
+
+void tst_KeywordProxyLifetime::clearingTheClient_whileAHandlerDeletesIt()
+{
+    auto *client = new RecordingClient;
+    PKeywordProxy proxy;
+    proxy.setKeyword(q("/a"));
+    proxy.setClient(client);
+    client->event(q("/a"), q("1"), q("int"));
+    QSignalSpy changed(&proxy, &PKeywordProxy::clientChanged);
+    QObject scope;
+    connect(&proxy, &PKeywordProxy::valueChanged, &scope,
+            [&] { delete std::exchange(client, nullptr); });
+
+    proxy.setClient(nullptr);
+
+    QVERIFY(!client);
+    QCOMPARE(proxy.client(), nullptr);
+    QCOMPARE(changed.count(), 1);
 }
 
 void tst_KeywordProxyLifetime::expressionFirst_readsAsNotSet()

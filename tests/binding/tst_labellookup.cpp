@@ -47,11 +47,19 @@ private Q_SLOTS:
 
     void lookup_walksThroughTheLevels();
     void lookup_signalsItsSteps();
-    void lookup_asksOncePerLevel();
+    void lookup_asksAsOftenAsEveryBinding();
+    void keyword_markedAsALabelAsksAsOften_data();
+    void keyword_markedAsALabelAsksAsOften();
     void lookup_takesNamesWhereLabelsAreEmpty_data();
     void lookup_takesNamesWhereLabelsAreEmpty();
     void lookup_waitsForADifferingValue();
     void lookup_afterwardsValuesAreOrdinary();
+    void result_outlastsTheSameLabel_data();
+    void result_outlastsTheSameLabel();
+    void result_repeatedByTheServer();
+    void result_isProtectedUntilTheNextSubscription_data();
+    void result_isProtectedUntilTheNextSubscription();
+    void result_handlerSubscribesAgain();
     void lookup_againAfterCompletion();
     void lookup_sameKeyUnderWayDoesNothing();
     void lookup_needsAClient();
@@ -64,6 +72,8 @@ private Q_SLOTS:
     void lookup_survivesTheLink();
     void synchronousServer_data();
     void synchronousServer();
+    void queuedServer_data();
+    void queuedServer();
     void lookup_fromAHandlerOfAnOrdinaryValue_data();
     void lookup_fromAHandlerOfAnOrdinaryValue();
     void nextLookup_fromAHandler_data();
@@ -107,17 +117,49 @@ void tst_LabelLookup::lookup_signalsItsSteps()
     QCOMPARE(log.taken(), q("valueTypeChanged stateChanged valueChanged valueLabelValidChanged"));
 }
 
-// Otherwise the second answer would come after the result, as an ordinary value.
-void tst_LabelLookup::lookup_asksOncePerLevel()
+// A subscription that becomes active is established once more from within, and asks twice.
+void tst_LabelLookup::lookup_asksAsOftenAsEveryBinding()
 {
+    const QString create = q(R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"%1"}})");
+    const QString destroy = q(R"({"cmd":"keyDestroy","payload":{"keyword":"%1"}})");
     RecordingClient client;
     PKeywordProxy proxy;
     proxy.setClient(&client);
     proxy.getKeywordLabel(q("/u1/k1/level"));
-    QCOMPARE(client.taken(),
-             q(R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"/u1/k1/Label"}})"));
+    const QString first = create.arg(q("/u1/k1/Label"));
+    QCOMPARE(client.taken(), first + q("\n") + first);
     client.event(q("/u1/k1/Label"), q("\"Main\""));
-    QCOMPARE(client.taken().count(q("keyCreateOrUpdate")), 1);
+    QCOMPARE(client.taken(),
+             destroy.arg(q("/u1/k1/Label")) + q("\n") + create.arg(q("/u1/k1/level/Label")));
+}
+
+void tst_LabelLookup::keyword_markedAsALabelAsksAsOften_data()
+{
+    QTest::addColumn<bool>("byExpression");
+    QTest::newRow("keyword") << false;
+    QTest::newRow("expression") << true;
+}
+
+void tst_LabelLookup::keyword_markedAsALabelAsksAsOften()
+{
+    QFETCH(bool, byExpression);
+    QStringList commands;
+    for (const bool labelLookup : {false, true}) {
+        RecordingClient client;
+        PKeywordExpression expression(q("/x"));
+        PKeywordProxy proxy;
+        if (byExpression) {
+            proxy.setKeyword(q("/a"), labelLookup);
+            proxy.setKeywordExpression(&expression);
+            proxy.setClient(&client);
+        } else {
+            proxy.setClient(&client);
+            proxy.setKeyword(q("/a"), labelLookup);
+        }
+        commands << client.taken();
+    }
+    QVERIFY(commands.at(0).count(q("keyCreateOrUpdate")) > 1);
+    QCOMPARE(commands.at(1), commands.at(0));
 }
 
 void tst_LabelLookup::lookup_takesNamesWhereLabelsAreEmpty_data()
@@ -170,6 +212,127 @@ void tst_LabelLookup::lookup_afterwardsValuesAreOrdinary()
     QCOMPARE(proxy.value(), QVariant(q("Other")));
     QCOMPARE(log.taken(), q("valueChanged valueValidChanged"));
     QCOMPARE(proxy.valueLabelValid(), QVariant(true));
+}
+
+void tst_LabelLookup::result_outlastsTheSameLabel_data()
+{
+    QTest::addColumn<QString>("label");
+    QTest::addColumn<QString>("result");
+    QTest::newRow("text") << q("\"Main\"") << q("/u1/Main");
+    QTest::newRow("empty text") << q("\"\"") << q("/u1/k1");
+    QTest::newRow("null") << q("null") << q("/u1/k1");
+    QTest::newRow("number") << q("7") << q("/u1/7");
+}
+
+void tst_LabelLookup::result_outlastsTheSameLabel()
+{
+    QFETCH(QString, label);
+    QFETCH(QString, result);
+    RecordingClient client;
+    PKeywordProxy proxy;
+    proxy.setClient(&client);
+    proxy.getKeywordLabel(q("/u1/k1"));
+    client.event(q("/u1/k1/Label"), label);
+    QCOMPARE(proxy.value(), QVariant(result));
+    SignalLog log(&proxy);
+
+    client.event(q("/u1/k1/Label"), label);
+    QCOMPARE(log.taken(), QString());
+    client.event(q("/u1/k1/Label"), label, q("int")); // its type is taken
+    QCOMPARE(log.taken(), q("valueTypeChanged"));
+    QCOMPARE(proxy.valueType(), PKeywordValueType::KVT_INT);
+    client.receive(q(R"({"cmd":"keyEvent","payload":{"keyword":"/u1/k1/Label","value":%1,)"
+                     R"("type":"int","error":true}})")
+                       .arg(label)); // and so are its flags
+    QCOMPARE(log.taken(), q("stateChanged"));
+    QVERIFY(proxy.error());
+    QCOMPARE(proxy.value(), QVariant(result));
+
+    client.event(q("/u1/k1/Label"), q("\"Other\""), q("int"));
+    QCOMPARE(proxy.value(), QVariant(q("Other")));
+    QCOMPARE(log.taken(), q("valueChanged valueValidChanged stateChanged"));
+    client.event(q("/u1/k1/Label"), label, q("int")); // protected no more
+    QCOMPARE(log.taken(), q("valueChanged valueValidChanged"));
+    QVERIFY(proxy.value() != QVariant(result));
+}
+
+// What equals the result, but not the label, ends the protection like every other value.
+void tst_LabelLookup::result_repeatedByTheServer()
+{
+    RecordingClient client;
+    PKeywordProxy proxy;
+    proxy.setClient(&client);
+    proxy.getKeywordLabel(q("/u1/k1"));
+    client.event(q("/u1/k1/Label"), q("\"Main\""));
+    client.event(q("/u1/k1/Label"), q("\"/u1/Main\""));
+    QCOMPARE(proxy.value(), QVariant(q("/u1/Main")));
+    client.event(q("/u1/k1/Label"), q("\"Main\""));
+    QCOMPARE(proxy.value(), QVariant(q("Main")));
+}
+
+void tst_LabelLookup::result_isProtectedUntilTheNextSubscription_data()
+{
+    QTest::addColumn<QString>("by");
+    for (const char *by : {"link", "other client", "same keyword", "next lookup"})
+        QTest::newRow(by) << q(by);
+}
+
+void tst_LabelLookup::result_isProtectedUntilTheNextSubscription()
+{
+    QFETCH(QString, by);
+    RecordingClient client, other;
+    RecordingClient *answering = &client;
+    PKeywordProxy proxy;
+    proxy.setClient(&client);
+    proxy.getKeywordLabel(q("/u1/k1"));
+    client.event(q("/u1/k1/Label"), q("\"Main\""));
+
+    if (by == q("link")) {
+        client.publisher()->setActive(false);
+        client.publisher()->setActive(true);
+    } else if (by == q("other client")) {
+        proxy.setClient(&other);
+        answering = &other;
+    } else if (by == q("same keyword")) {
+        proxy.setKeyword(q("/u1/k1/Label"));
+    } else {
+        // Refused by an expression: the lookup goes on with what arrives there.
+        PKeywordExpression expression(q("/u1/k1/Label"));
+        proxy.setKeywordExpression(&expression);
+        client.event(q("/u1/k1/Label"), q("\"Main\""));
+        QCOMPARE(proxy.value(), QVariant(q("Main")));
+        QTest::ignoreMessage(QtWarningMsg, "Proxy is already using a keyword expression");
+        proxy.getKeywordLabel(q("/u2/k2"));
+        client.event(q("/u1/k1/Label"), q("\"Two\""));
+        QCOMPARE(proxy.value(), QVariant(q("/u2/Two")));
+        QTest::ignoreMessage(QtWarningMsg, "Proxy is already using a keyword expression");
+        proxy.getKeywordLabel(q("/u3/k3"));
+        client.event(q("/u1/k1/Label"), q("\"Two\""));
+        QCOMPARE(proxy.value(), QVariant(q("/u3/Two")));
+        return;
+    }
+    QVERIFY(!proxy.value().isValid());
+    answering->event(q("/u1/k1/Label"), q("\"Main\""));
+    QCOMPARE(proxy.value(), QVariant(q("Main")));
+    QCOMPARE(proxy.valueValid(), QVariant(true));
+}
+
+// A handler of the result that subscribes again gets the label as an ordinary value.
+void tst_LabelLookup::result_handlerSubscribesAgain()
+{
+    RecordingClient client;
+    PKeywordProxy proxy;
+    proxy.setClient(&client);
+    QObject scope;
+    connect(&proxy, &PKeywordProxy::valueLabelValidChanged, &scope, [&] {
+        if (proxy.valueLabelValid().toBool())
+            proxy.setKeyword(q("/u1/k1/Label"));
+    });
+    proxy.getKeywordLabel(q("/u1/k1"));
+    client.event(q("/u1/k1/Label"), q("\"Main\""));
+    QVERIFY(!proxy.value().isValid());
+    client.event(q("/u1/k1/Label"), q("\"Main\""));
+    QCOMPARE(proxy.value(), QVariant(q("Main")));
 }
 
 void tst_LabelLookup::lookup_againAfterCompletion()
@@ -347,6 +510,45 @@ void tst_LabelLookup::synchronousServer()
     QCOMPARE(proxy.valueLabelValid(), QVariant(true));
 }
 
+void tst_LabelLookup::queuedServer_data()
+{
+    synchronousServer_data();
+}
+
+// Each create request is answered, later and in order, as a server across a network does.
+void tst_LabelLookup::queuedServer()
+{
+    QFETCH(QString, key);
+    QFETCH(bool, fresh);
+    QFETCH(QString, result);
+    RecordingClient client;
+    answerAtOnce(client,
+                 {{q("/u1/k1/Label"), q("Main")},
+                  {q("/u1/k1/a/Label"), q("A")},
+                  {q("/u1/k1/a/b/c/Label"), q("C")}});
+    int waiting = 0;
+    client.answer = [&client, &waiting, answerNow = client.answer](const QByteArray &command) {
+        ++waiting;
+        QMetaObject::invokeMethod(
+            &client,
+            [&waiting, answerNow, command] {
+                answerNow(command);
+                --waiting;
+            },
+            Qt::QueuedConnection);
+    };
+    PKeywordProxy proxy;
+    proxy.setClient(&client);
+    if (!fresh)
+        proxy.setKeyword(q("/somewhere"));
+
+    proxy.getKeywordLabel(key);
+    QTRY_COMPARE(waiting, 0); // the last answers repeat the last label
+
+    QCOMPARE(proxy.value(), QVariant(result));
+    QCOMPARE(proxy.valueLabelValid(), QVariant(true));
+}
+
 void tst_LabelLookup::lookup_fromAHandlerOfAnOrdinaryValue_data()
 {
     QTest::addColumn<QString>("handler");
@@ -381,7 +583,8 @@ void tst_LabelLookup::lookup_fromAHandlerOfAnOrdinaryValue()
     client.event(q("/a"), q("5"), q("int"));
     QVERIFY(started);
     QCOMPARE(proxy.keyword(), q("/u1/k1/Label"));
-    QCOMPARE(proxy.valueValid(), QVariant(false));
+    // A value has come, although the handler of valueChanged() has given it up.
+    QCOMPARE(proxy.valueValid(), QVariant(handler == q("valueChanged")));
     client.event(q("/u1/k1/Label"), q("\"Main\""));
     client.event(q("/u1/k1/level/Label"), q("\"Level\""));
     QCOMPARE(proxy.value(), QVariant(q("/u1/Main/Level")));
