@@ -3,6 +3,7 @@
 
 #include "tools/keyword/connection.h"
 
+#include "programs/common/address.h"
 #include "pubsub/publisher.h"
 #include "tools/keyword/diagnostics.h"
 #include "tools/keyword/output.h"
@@ -39,9 +40,14 @@ Connection::~Connection()
     webSocket.publisher()->disconnect(this);
 }
 
+QString Connection::address() const
+{
+    return programs::shownAddress(urls.constFirst());
+}
+
 QString Connection::problem() const
 {
-    const QString where = QStringLiteral("not connected to ") + urls.constFirst();
+    const QString where = QStringLiteral("not connected to ") + address();
     return lastProblem.isEmpty() ? where : where + QLatin1String(": ") + lastProblem;
 }
 
@@ -60,18 +66,18 @@ void Connection::onActiveChanged()
         nextTimer.stop();
         patience.stop();
         if (wasOpen)
-            complain(QStringLiteral("connected again to %1").arg(urls.constFirst()));
+            complain(QStringLiteral("connected again to %1").arg(address()));
         else if (announcedFailure)
-            complain(QStringLiteral("connected to %1").arg(urls.constFirst()));
+            complain(QStringLiteral("connected to %1").arg(address()));
         wasOpen = true;
         lastProblem.clear();
         Q_EMIT opened();
         return;
     }
     const QString reason = lastProblem.isEmpty() ? QString() : QLatin1String(": ") + lastProblem;
-    complain(QStringLiteral("lost the connection to %1%2%3")
-                 .arg(urls.constFirst(), reason,
-                      reconnects ? QStringLiteral("; trying again") : QString()));
+    complain(
+        QStringLiteral("lost the connection to %1%2%3")
+            .arg(address(), reason, reconnects ? QStringLiteral("; trying again") : QString()));
     Q_EMIT lost();
     if (!reconnects)
         Q_EMIT failed();

@@ -39,6 +39,7 @@ public:
 
     ListeningClient *client() { return &webSocket; }
     bool isOpen() const { return webSocket.connected(); }
+    QString address() const; // of the server in use, without secrets
     QString problem() const; // why there is none, for people
 
     void setAnnounced(bool announced) { announcesAttempts = announced; }

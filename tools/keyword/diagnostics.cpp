@@ -3,6 +3,7 @@
 
 #include "tools/keyword/diagnostics.h"
 
+#include "programs/common/address.h"
 #include "tools/keyword/output.h"
 
 #include <QtCore/QLoggingCategory>
@@ -33,7 +34,8 @@ void handleMessage(QtMsgType type, const QMessageLogContext &context, const QStr
         complain(message);
         return;
     }
-    const QByteArray line = qFormatLogMessage(type, context, message).toLocal8Bit() + '\n';
+    const QString text = programs::withoutSecrets(qFormatLogMessage(type, context, message));
+    const QByteArray line = text.toLocal8Bit() + '\n';
     std::fwrite(line.constData(), 1, size_t(line.size()), stderr);
 }
 

@@ -3,6 +3,8 @@
 
 #include "tools/keyword/output.h"
 
+#include "programs/common/address.h"
+
 #include <QtCore/QDateTime>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
@@ -240,7 +242,7 @@ bool isTerminal(int descriptor)
 
 void complain(const QString &message)
 {
-    const QByteArray line = "keyword: " + message.toLocal8Bit() + '\n';
+    const QByteArray line = "keyword: " + programs::withoutSecrets(message).toLocal8Bit() + '\n';
     std::fwrite(line.constData(), 1, size_t(line.size()), stderr);
     std::fflush(stderr);
 }

@@ -77,5 +77,5 @@ private:
 // Whether colours and progress may be shown there.
 bool isTerminal(int descriptor);
 
-// One line on standard error, with the name of the program in front.
+// One line on standard error, with the name of the program in front. Addresses lose their secrets.
 void complain(const QString &message);

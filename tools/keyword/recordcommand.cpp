@@ -3,6 +3,8 @@
 
 #include "tools/keyword/recordcommand.h"
 
+#include "programs/common/address.h"
+
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 
@@ -34,7 +36,8 @@ QByteArray jsonText(const QString &text)
 
 RecordCommand::RecordCommand(const Settings &settings, Output *output)
     : KeywordCommand(settings, output),
-      writer(settings.arguments.constFirst(), settings.urls.constFirst(), settings.rotate),
+      writer(settings.arguments.constFirst(), programs::shownAddress(settings.urls.constFirst()),
+             settings.rotate),
       events(client(), [](int, const PKeywordValue &) {}) // what matters is that they come
 {
     walk.excluded = [this](const QString &keyword) { return isExcluded(keyword); };
