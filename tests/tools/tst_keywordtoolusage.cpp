@@ -93,6 +93,9 @@ void tst_KeywordToolUsage::badUsage_isRefused_data()
         << words("aggregate min /a /b --count 3") << q("--count goes with --watch");
     QTest::newRow("ping two") << words("ping /a /b") << q("one keyword at the most");
     QTest::newRow("record nowhere") << words("record") << q("no file given");
+    QTest::newRow("rotate standard output")
+        << words("record - --rotate 1M")
+        << q("--rotate goes with a file, and - is standard output");
     QTest::newRow("replay nothing") << words("replay") << q("no file given");
     QTest::newRow("replay without end")
         << words("replay f --loop --stay") << q("--loop has no end at which to --stay");

@@ -7,6 +7,7 @@
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
 
 #include <algorithm>
 
@@ -50,8 +51,7 @@ void RecordCommand::start()
 {
     clock.start();
     if (!writer.open(settings.force)) {
-        complain(writer.errorString());
-        finish(ExitCode::FileError);
+        endWriting();
         return;
     }
     KeywordCommand::start();
@@ -136,10 +136,16 @@ void RecordCommand::onMessage(const QByteArray &message)
 
 void RecordCommand::write(const char *member, const QByteArray &json)
 {
-    if (isFinished() || writer.write(clock.nsecsElapsed(), member, json))
-        return;
-    complain(writer.errorString());
-    finish(ExitCode::FileError);
+    if (!isFinished() && !writer.write(clock.nsecsElapsed(), member, json))
+        endWriting();
+}
+
+// A reader that has gone is no error.
+void RecordCommand::endWriting()
+{
+    if (!writer.errorString().isEmpty())
+        complain(writer.errorString());
+    finish(writer.errorString().isEmpty() ? ExitCode::Success : ExitCode::FileError);
 }
 
 void RecordCommand::interrupt()

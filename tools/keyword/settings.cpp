@@ -311,6 +311,9 @@ QString argumentProblem(const Settings &settings)
     if (command == QLatin1String("completion")
         && (count != 1 || !findCommand(command)->choices.contains(settings.arguments.at(0))))
         return QStringLiteral("the shell is expected: bash, zsh or fish");
+    if (command == QLatin1String("record") && settings.rotate > 0
+        && settings.arguments.constFirst() == QLatin1String("-"))
+        return QStringLiteral("--rotate goes with a file, and - is standard output");
     if (settings.loop && settings.stay)
         return QStringLiteral("--loop has no end at which to --stay");
 
