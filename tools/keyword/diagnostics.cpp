@@ -5,6 +5,7 @@
 
 #include "programs/common/address.h"
 #include "tools/keyword/output.h"
+#include "tools/keyword/terminaltext.h"
 
 #include <QtCore/QLoggingCategory>
 
@@ -35,7 +36,7 @@ void handleMessage(QtMsgType type, const QMessageLogContext &context, const QStr
         return;
     }
     const QString text = programs::withoutSecrets(qFormatLogMessage(type, context, message));
-    const QByteArray line = text.toLocal8Bit() + '\n';
+    const QByteArray line = withoutHarm(text, LineEnds::Kept).toLocal8Bit() + '\n';
     std::fwrite(line.constData(), 1, size_t(line.size()), stderr);
 }
 

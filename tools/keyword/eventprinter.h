@@ -30,12 +30,9 @@ private:
 
 // A value for people: texts as they are, as far as that does no harm to a terminal.
 QString shownValue(const QVariant &value);
-QString shownText(const QString &text);
 
 QString typeName(pellix::client::PKeywordValueType type); // empty for none
 bool isSameValue(const QVariant &a, const QVariant &b); // 5 and 5.0 are
 
 // Whether the event says that the server knows no such keyword.
 bool isUnknown(const pellix::client::PKeywordValue &event);
-
-QByteArray padded(const QString &text, qsizetype width);

@@ -5,6 +5,7 @@
 
 #include "binding/keywordexpression.h"
 #include "tools/keyword/commandtable.h"
+#include "tools/keyword/terminaltext.h"
 
 using namespace pellix::client;
 
@@ -102,7 +103,7 @@ ExitCode GetCommand::print(const QString &keyword, const PKeywordValue &event)
 void LabelCommand::beginWith(const QStringList &keywords)
 {
     for (const QString &keyword : keywords)
-        keywordWidth = qMax(keywordWidth, keyword.size());
+        keywordWidth = qMax(keywordWidth, columnsOf(shownText(keyword)));
     OnceCommand::beginWith(keywords);
 }
 
@@ -121,7 +122,7 @@ ExitCode LabelCommand::print(const QString &keyword, const PKeywordValue &event)
     if (!output->isText())
         output->row({{"keyword", keyword}, {"label", label}});
     else if (settings.raw)
-        output->line(label.toUtf8());
+        output->rawLine(label.toUtf8());
     else
         output->line(padded(shownText(keyword), keywordWidth) + "  " + shownText(label).toUtf8());
     return ExitCode::Success;
