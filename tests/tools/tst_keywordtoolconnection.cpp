@@ -40,6 +40,8 @@ private Q_SLOTS:
     void urls_theNextOneIsTried();
     void urls_comeFromTheEnvironment();
     void lostConnection_comesBackAndIsSaid();
+    void lostConnection_isToldInRows_data();
+    void lostConnection_isToldInRows();
     void lostConnection_endsWithoutReconnecting();
     void firstAttempts_areSaidToFail();
     void interrupt_endsAnEndlessCommandWell_data();
@@ -164,6 +166,50 @@ void tst_KeywordToolConnection::lostConnection_comesBackAndIsSaid()
                  && said.at(0).endsWith(q("; trying again")),
              qPrintable(said.at(0)));
     QCOMPARE(said.at(1), q("keyword: connected again to ") + bench.url());
+}
+
+void tst_KeywordToolConnection::lostConnection_isToldInRows_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QStringList>("lines");
+    const QStringList csv {q("keyword,value,type,connected,online,consistent,error,connection"),
+                           q("/plant/shift,2,int,true,true,true,false,"), q(",,,,,,,lost"),
+                           q(",,,,,,,open"), q("/plant/shift,3,int,true,true,true,false,")};
+    const QString state = q("\"type\":\"int\",\"connected\":true,\"online\":true,"
+                            "\"consistent\":true,\"error\":false}");
+    QTest::newRow("json") << words("watch --time none -f json /plant/shift")
+                          << QStringList {q("{\"keyword\":\"/plant/shift\",\"value\":2,") + state,
+                                          q("{\"connection\":\"lost\"}"),
+                                          q("{\"connection\":\"open\"}"),
+                                          q("{\"keyword\":\"/plant/shift\",\"value\":3,") + state};
+    QTest::newRow("csv") << words("watch --time none -f csv /plant/shift") << csv;
+    QStringList aggregate = csv;
+    aggregate.replaceInStrings(q("/plant/shift"), q("/max"));
+    QTest::newRow("aggregate") << words(
+        "aggregate --watch --time none -k /max -f csv max /plant/shift /plant/shift")
+                               << aggregate;
+}
+
+void tst_KeywordToolConnection::lostConnection_isToldInRows()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QStringList, lines);
+    Bench bench;
+    Tool tool(arguments, bench.url());
+    QVERIFY(tool.printed(int(lines.size()) - 3));
+
+    bench.socketServer.abortClients();
+    bench.server.setValue(q("/plant/shift"), 3);
+    QVERIFY(tool.printed(int(lines.size())));
+
+    QCOMPARE(tool.lines(), lines);
+    Tool timed(words("watch --time utc -f json --no-reconnect /plant/shift"), bench.url());
+    QVERIFY(timed.printed(1));
+    bench.socketServer.abortClients();
+    QVERIFY(timed.finish());
+    static const QRegularExpression lost(
+        q("^\\{\"time\":\"[-0-9T:.]+Z\",\"connection\":\"lost\"\\}$"));
+    QVERIFY2(lost.match(timed.lines().constLast()).hasMatch(), qPrintable(timed.output()));
 }
 
 void tst_KeywordToolConnection::lostConnection_endsWithoutReconnecting()

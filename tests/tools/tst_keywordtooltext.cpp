@@ -155,7 +155,7 @@ void tst_KeywordToolText::terminal_getsNothingHarmful_data()
     QTest::newRow("raw") << words("get --raw /plant/name")
                          << q("a\\u001b]52;c;eA==\\u0007\n\\u202eb\n");
     QTest::newRow("csv")
-        << words("watch -n 1 --time none -f csv /plant/name")
+        << words("get -f csv /plant/name")
         << q("keyword,value,type,connected,online,consistent,error\n"
              "/plant/name,\"a\\u001b]52;c;eA==\\u0007\n\\u202eb\",string,true,true,"
              "true,false\n");

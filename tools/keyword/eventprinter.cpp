@@ -102,6 +102,26 @@ EventPrinter::EventPrinter(Output *output, bool raw) : output(output), raw(raw)
         row.emplace_back(name, QJsonValue());
 }
 
+void EventPrinter::addConnectionRows()
+{
+    // As CSV, all rows have the same columns.
+    const bool isCsv = output->format() == Format::Csv;
+    connectionRow = isCsv ? row : Row(row.begin(), row.begin() + int(output->stamps()));
+    connectionRow.emplace_back("connection", QJsonValue());
+    if (isCsv)
+        row.emplace_back("connection", QJsonValue());
+}
+
+void EventPrinter::printConnection(const QString &state)
+{
+    if (output->isText())
+        return; // where standard error tells it
+    if (output->stamps())
+        connectionRow.front().second = output->stampValue();
+    connectionRow.back().second = state;
+    output->row(connectionRow);
+}
+
 void EventPrinter::makeRoomFor(const QStringList &keywords)
 {
     for (const QString &keyword : keywords)
@@ -127,7 +147,7 @@ void EventPrinter::print(const QString &keyword, const PKeywordValue &event)
         row[field++].second = output->stampValue();
     row[field++].second = keyword;
     row[field++].second = QJsonValue::fromVariant(event.value);
-    row[field++].second = typeName(event.type);
+    row[field++].second = output->word(typeName(event.type));
     row[field++].second = event.connected;
     row[field++].second = event.online;
     row[field++].second = event.consistent;

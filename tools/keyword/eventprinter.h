@@ -14,6 +14,10 @@ class EventPrinter
 public:
     EventPrinter(Output *output, bool raw);
 
+    // For JSON and CSV, rows among the events that tell of the connection. To be added at first.
+    void addConnectionRows();
+    void printConnection(const QString &state);
+
     void makeRoomFor(const QStringList &keywords); // in the text's columns
     void makeRoomFor(const pellix::client::PKeywordValue &event);
     void print(const QString &keyword, const pellix::client::PKeywordValue &event);
@@ -26,6 +30,7 @@ private:
     qsizetype keywordWidth = 0;
     qsizetype valueWidth = 0;
     Row row;
+    Row connectionRow;
 };
 
 // A value for people: texts as they are, as far as that does no harm to a terminal.

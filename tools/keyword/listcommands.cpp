@@ -92,7 +92,7 @@ void ListCommand::printRows(const KeywordWalk::Item &item)
 {
     for (const int child : item.children) {
         const KeywordWalk::Item &below = walk.items().at(size_t(child));
-        Row row {{"keyword", below.keyword}, {"type", below.type}};
+        Row row {{"keyword", below.keyword}, {"type", output->word(below.type)}};
         if (isTree) {
             row.emplace_back("depth", below.depth);
             row.emplace_back("children", int(below.children.size()));

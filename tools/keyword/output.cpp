@@ -73,11 +73,28 @@ QByteArray numberText(double number)
     return QByteArray::number(number, 'g', QLocale::FloatingPointShortest);
 }
 
+// An empty text is quoted: nothing at all is no value.
+bool isQuotedInCsv(const QByteArray &text)
+{
+    return text.isEmpty() || text.contains(',') || text.contains('"') || text.contains('\n')
+        || text.contains('\r');
+}
+
 QByteArray csvField(QByteArray text)
 {
-    const bool special =
-        text.contains(',') || text.contains('"') || text.contains('\n') || text.contains('\r');
-    return special ? '"' + text.replace('"', "\"\"") + '"' : text;
+    return isQuotedInCsv(text) ? '"' + text.replace('"', "\"\"") + '"' : text;
+}
+
+// With its offset: when clocks are set back, an hour comes twice.
+QByteArray localStamp(const QDateTime &moment)
+{
+    const int minutes = qAbs(moment.offsetFromUtc()) / 60;
+    return QStringLiteral("%1%2%3:%4")
+        .arg(moment.toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz")),
+             moment.offsetFromUtc() < 0 ? QStringLiteral("-") : QStringLiteral("+"))
+        .arg(minutes / 60, 2, 10, QLatin1Char('0'))
+        .arg(minutes % 60, 2, 10, QLatin1Char('0'))
+        .toLatin1();
 }
 
 bool wantsColor()
@@ -189,7 +206,8 @@ void Output::row(const Row &row)
         if (!first)
             buffer += ',';
         first = false;
-        buffer += csvField(harmless(plainText(column.second)));
+        if (!column.second.isNull())
+            buffer += csvField(harmless(plainText(column.second)));
     }
     buffer += '\n';
     write(buffer);
@@ -215,11 +233,15 @@ QByteArray Output::stamp()
     if (now != stampedAt) {
         stampedAt = now;
         const QDateTime moment = QDateTime::fromMSecsSinceEpoch(now);
-        lastStamp = time == TimeStamp::Utc
-            ? moment.toUTC().toString(Qt::ISODateWithMs).toLatin1()
-            : moment.toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz")).toLatin1();
+        lastStamp = time == TimeStamp::Utc ? moment.toUTC().toString(Qt::ISODateWithMs).toLatin1()
+                                           : localStamp(moment);
     }
     return lastStamp;
+}
+
+QJsonValue Output::word(const QString &word) const
+{
+    return kind == Format::Csv && word.isEmpty() ? QJsonValue() : QJsonValue(word);
 }
 
 QJsonValue Output::stampValue()

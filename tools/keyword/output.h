@@ -45,6 +45,7 @@ public:
     void rawLine(const QByteArray &text); // the same, of a server
     void row(const Row &row); // of JSON or CSV
     void header(const QByteArray &columns); // of CSV, where the rows do not tell by themselves
+    QJsonValue word(const QString &word) const; // in a row; as CSV, none is an empty field
 
     // The stamp of the event that is now to be printed; empty when none is wanted.
     QByteArray stamp();

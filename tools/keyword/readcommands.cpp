@@ -133,7 +133,10 @@ WatchCommand::WatchCommand(const Settings &settings, Output *output)
       printer((output->setTimeStamp(stampOfEvents(settings)), output), settings.raw),
       events(client(),
              [this](int position, const PKeywordValue &event) { onEvent(position, event); })
-{ }
+{
+    printer.addConnectionRows();
+    followConnection([this](const QString &state) { printer.printConnection(state); });
+}
 
 void WatchCommand::beginWith(const QStringList &keywords)
 {
@@ -160,6 +163,10 @@ AggregateCommand::AggregateCommand(const Settings &settings, Output *output)
               settings.raw),
       events(client(), [this](int, const PKeywordValue &event) { onEvent(event); })
 {
+    if (settings.watch) {
+        printer.addConnectionRows();
+        followConnection([this](const QString &state) { printer.printConnection(state); });
+    }
     static const PKeywordAggregation modes[] = {
         PKeywordAggregation::Min, PKeywordAggregation::Max, PKeywordAggregation::Equal,
         PKeywordAggregation::Sum, PKeywordAggregation::And, PKeywordAggregation::Or,
