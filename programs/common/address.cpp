@@ -8,6 +8,59 @@
 
 namespace programs {
 
+namespace {
+
+const QLatin1String mask("***");
+
+// By hand rather than by QUrl: what is not valid is shown as well, in a message that says so.
+QString withoutPassword(const QString &text)
+{
+    static const QRegularExpression scheme(QStringLiteral("^[A-Za-z][A-Za-z0-9+.-]*://"));
+    static const QRegularExpression authorityEnd(QStringLiteral("[/?#]"));
+    const qsizetype begin = scheme.match(text).capturedEnd();
+    // A password with a "/" that is not encoded makes the address invalid: it may be anywhere.
+    const bool isValid = begin > 0 && QUrl(text, QUrl::StrictMode).isValid();
+    const qsizetype end = isValid ? text.indexOf(authorityEnd, begin) : -1;
+
+    const qsizetype from = qMax(begin, qsizetype(0));
+    const QStringView authority = QStringView(text).mid(from, end < 0 ? -1 : end - from);
+    const qsizetype at = authority.lastIndexOf(QLatin1Char('@'));
+    const qsizetype colon = authority.indexOf(QLatin1Char(':'));
+    if (colon < 0 || at < colon)
+        return text;
+    return text.left(from + colon + 1) + mask + text.mid(from + at);
+}
+
+bool isSecret(const QString &fieldName)
+{
+    static const QRegularExpression secret(
+        QStringLiteral("pass|pwd|token|secret|key(?!word)|auth|credential|session|signature|jwt|"
+                       "bearer|ticket"),
+        QRegularExpression::CaseInsensitiveOption);
+    return secret.match(QUrl::fromPercentEncoding(fieldName.toUtf8())).hasMatch();
+}
+
+// Servers differ in what begins a field. A secret lasts until "&", which ends it for all of them.
+QString withoutSecretFields(const QString &text)
+{
+    static const QRegularExpression field(QStringLiteral("[?&;#]([^?&;#=]*)="));
+    QString shown;
+    qsizetype from = 0;
+    for (auto match = field.match(text); match.hasMatch(); match = field.match(text, from)) {
+        shown += QStringView(text).mid(from, match.capturedEnd() - from);
+        from = match.capturedEnd();
+        // In a message, something may follow one that is hidden already.
+        if (!isSecret(match.captured(1)) || QStringView(text).mid(from).startsWith(mask))
+            continue;
+        shown += mask;
+        const qsizetype end = text.indexOf(QLatin1Char('&'), from);
+        from = end < 0 ? text.size() : end;
+    }
+    return shown += QStringView(text).mid(from);
+}
+
+} // namespace
+
 QString addressProblem(const QString &text)
 {
     const QUrl url(text, QUrl::StrictMode);
@@ -23,25 +76,15 @@ QString addressProblem(const QString &text)
 
 QString shownAddress(const QString &text)
 {
-    // By patterns rather than by QUrl: what is not valid is shown as well, in a message that says
-    // so.
-    static const QRegularExpression password(QStringLiteral("(^|//)([^/?#@:\\s]*):[^/?#\\s]*@"));
-    // A password with a "/" that is not encoded makes the address invalid.
-    static const QRegularExpression anyPassword(QStringLiteral("(^|//)([^/?#@:\\s]*):(?!//)\\S*@"));
-    static const QRegularExpression secret(
-        QStringLiteral("([?&;#][^=&;#\\s]*(?:token|password|passwd|secret|key|auth)[^=&;#\\s]*=)"
-                       "[^&;#\\s]*"),
-        QRegularExpression::CaseInsensitiveOption);
-    QString shown = text;
-    const bool isValid = QUrl(text, QUrl::StrictMode).isValid();
-    shown.replace(isValid ? password : anyPassword, QStringLiteral("\\1\\2:***@"));
-    shown.replace(secret, QStringLiteral("\\1***"));
-    return shown;
+    return withoutSecretFields(withoutPassword(text));
 }
 
 QString withoutSecrets(const QString &message)
 {
-    static const QRegularExpression address(QStringLiteral("[A-Za-z][A-Za-z0-9+.-]*://[^\\s\"']*"));
+    // QDebug shows a QUrl with its blanks and quotes decoded: there only the bracket ends it.
+    static const QRegularExpression address(
+        QStringLiteral("(?<=QUrl\\(\")(?:[^\"\\\\]|\\\\.)*(?=\"\\))"
+                       "|[A-Za-z][A-Za-z0-9+.-]*://[^\\s\"']*"));
     QString result;
     qsizetype end = 0;
     for (auto matches = address.globalMatch(message); matches.hasNext();) {

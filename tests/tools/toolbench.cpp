@@ -12,7 +12,7 @@ QStringList words(const char *line)
     return QString::fromUtf8(line).split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
-Tool::Tool(const QStringList &arguments, const QString &url)
+Tool::Tool(const QStringList &arguments, const QString &url, const QStringList &variables)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
@@ -21,6 +21,9 @@ Tool::Tool(const QStringList &arguments, const QString &url)
     environment.remove(QStringLiteral("KEYWORD_URL"));
     if (!url.isNull())
         environment.insert(QStringLiteral("KEYWORD_URL"), url);
+    for (const QString &variable : variables)
+        environment.insert(variable.section(QLatin1Char('='), 0, 0),
+                           variable.section(QLatin1Char('='), 1));
     process.setProcessEnvironment(environment);
     process.start(QStringLiteral(PROGRAM), arguments);
 }

@@ -17,7 +17,9 @@ QStringList words(const char *line);
 class Tool
 {
 public:
-    explicit Tool(const QStringList &arguments, const QString &url = {});
+    // With more variables of the environment, such as "TZ=UTC", if they are given.
+    explicit Tool(const QStringList &arguments, const QString &url = {},
+                  const QStringList &variables = {});
     ~Tool();
 
     bool finish(int milliseconds = 30000); // false if it does not end by itself

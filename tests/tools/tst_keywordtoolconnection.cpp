@@ -4,7 +4,10 @@
 #include "tests/tools/toolbench.h"
 
 #include <QtNetwork/QTcpServer>
+#include <QtNetwork/QTcpSocket>
 #include <QtTest/QTest>
+#include <QtWebSockets/QWebSocket>
+#include <QtWebSockets/QWebSocketServer>
 
 #include <csignal>
 
@@ -40,7 +43,15 @@ private Q_SLOTS:
     void urls_theNextOneIsTried();
     void urls_comeFromTheEnvironment();
     void lostConnection_comesBackAndIsSaid();
+    void lostConnection_isToldInRows_data();
+    void lostConnection_isToldInRows();
     void lostConnection_endsWithoutReconnecting();
+    void closedConnection_saysWhy_data();
+    void closedConnection_saysWhy();
+    void closedConnection_doesNotRepeatWhatWasBefore();
+    void refusedHandshake_saysWhy_data();
+    void refusedHandshake_saysWhy();
+    void refusal_isNoticedWhateverIsLogged();
     void firstAttempts_areSaidToFail();
     void interrupt_endsAnEndlessCommandWell_data();
     void interrupt_endsAnEndlessCommandWell();
@@ -166,6 +177,50 @@ void tst_KeywordToolConnection::lostConnection_comesBackAndIsSaid()
     QCOMPARE(said.at(1), q("keyword: connected again to ") + bench.url());
 }
 
+void tst_KeywordToolConnection::lostConnection_isToldInRows_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QStringList>("lines");
+    const QStringList csv {q("keyword,value,type,connected,online,consistent,error,connection"),
+                           q("/plant/shift,2,int,true,true,true,false,"), q(",,,,,,,lost"),
+                           q(",,,,,,,open"), q("/plant/shift,3,int,true,true,true,false,")};
+    const QString state = q("\"type\":\"int\",\"connected\":true,\"online\":true,"
+                            "\"consistent\":true,\"error\":false}");
+    QTest::newRow("json") << words("watch --time none -f json /plant/shift")
+                          << QStringList {q("{\"keyword\":\"/plant/shift\",\"value\":2,") + state,
+                                          q("{\"connection\":\"lost\"}"),
+                                          q("{\"connection\":\"open\"}"),
+                                          q("{\"keyword\":\"/plant/shift\",\"value\":3,") + state};
+    QTest::newRow("csv") << words("watch --time none -f csv /plant/shift") << csv;
+    QStringList aggregate = csv;
+    aggregate.replaceInStrings(q("/plant/shift"), q("/max"));
+    QTest::newRow("aggregate") << words(
+        "aggregate --watch --time none -k /max -f csv max /plant/shift /plant/shift")
+                               << aggregate;
+}
+
+void tst_KeywordToolConnection::lostConnection_isToldInRows()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QStringList, lines);
+    Bench bench;
+    Tool tool(arguments, bench.url());
+    QVERIFY(tool.printed(int(lines.size()) - 3));
+
+    bench.socketServer.abortClients();
+    bench.server.setValue(q("/plant/shift"), 3);
+    QVERIFY(tool.printed(int(lines.size())));
+
+    QCOMPARE(tool.lines(), lines);
+    Tool timed(words("watch --time utc -f json --no-reconnect /plant/shift"), bench.url());
+    QVERIFY(timed.printed(1));
+    bench.socketServer.abortClients();
+    QVERIFY(timed.finish());
+    static const QRegularExpression lost(
+        q("^\\{\"time\":\"[-0-9T:.]+Z\",\"connection\":\"lost\"\\}$"));
+    QVERIFY2(lost.match(timed.lines().constLast()).hasMatch(), qPrintable(timed.output()));
+}
+
 void tst_KeywordToolConnection::lostConnection_endsWithoutReconnecting()
 {
     Bench bench;
@@ -177,6 +232,127 @@ void tst_KeywordToolConnection::lostConnection_endsWithoutReconnecting()
     QVERIFY(tool.finish());
     QCOMPARE(tool.exitCode(), 3);
     QVERIFY2(!tool.errors().contains(q("trying again")), qPrintable(tool.errors()));
+}
+
+void tst_KeywordToolConnection::closedConnection_saysWhy_data()
+{
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("reason");
+    QTest::addColumn<QString>("said");
+    QTest::newRow("in order") << 1000 << QString() << q("closed with code 1000 (normal)");
+    QTest::newRow("policy") << 1008 << q("token expired")
+                            << q("closed with code 1008 (policy violation): token expired");
+    QTest::newRow("own code") << 4001 << q("no licence") << q("closed with code 4001: no licence");
+    QTest::newRow("harmful reason")
+        << 1011 << q("\x1b[2J\nkeyword: done")
+        << q("closed with code 1011 (internal error): \\u001b[2J\\u000akeyword: done");
+    QTest::newRow("aborted") << 0 << QString() << q("The remote host closed the connection");
+}
+
+void tst_KeywordToolConnection::closedConnection_saysWhy()
+{
+    QFETCH(int, code);
+    QFETCH(QString, reason);
+    QFETCH(QString, said);
+    QWebSocketServer server(QString(), QWebSocketServer::NonSecureMode);
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    QObject::connect(&server, &QWebSocketServer::newConnection, &server, [&] {
+        QWebSocket *const client = server.nextPendingConnection();
+        QObject::connect(client, &QWebSocket::textMessageReceived, client, [=] {
+            if (code == 0)
+                client->abort();
+            else
+                client->close(QWebSocketProtocol::CloseCode(code), reason);
+        });
+    });
+    const QString url = server.serverUrl().toString();
+    Tool tool(words("watch /a"), url);
+
+    QVERIFY(tool.complained(
+        q("keyword: lost the connection to %1: %2; trying again\n").arg(url, said)));
+    // It may be refused at once by closing: then this is why a command gives up.
+    Tool once(words("get --no-reconnect /a"), url);
+    QVERIFY(once.finish());
+    QCOMPARE(once.errors().trimmed().section(QLatin1Char('\n'), -1),
+             q("keyword: not connected to %1: %2").arg(url, said));
+    QCOMPARE(once.exitCode(), 3);
+}
+
+// QWebSocket keeps the error of a handshake for good.
+void tst_KeywordToolConnection::closedConnection_doesNotRepeatWhatWasBefore()
+{
+    QTcpServer refusing;
+    QVERIFY(refusing.listen(QHostAddress::LocalHost));
+    QObject::connect(&refusing, &QTcpServer::newConnection, &refusing, [&] {
+        QTcpSocket *const client = refusing.nextPendingConnection();
+        QObject::connect(client, &QTcpSocket::readyRead, client, [client] {
+            client->write("HTTP/1.1 503 Full\r\n\r\n");
+            client->disconnectFromHost();
+        });
+    });
+    const quint16 port = refusing.serverPort();
+    Tool tool(words("watch --raw /plant/shift"), q("ws://127.0.0.1:%1").arg(port));
+    QVERIFY(tool.complained(q("503")));
+    refusing.close();
+    Bench bench;
+    bench.socketServer.close();
+    QVERIFY(bench.socketServer.listen(QHostAddress::LocalHost, port));
+    QVERIFY(tool.printed(1));
+
+    bench.socketServer.abortClients();
+    QVERIFY(tool.complained(q("lost the connection")));
+
+    const QString said = tool.errors().section(q("lost the connection"), 1);
+    QVERIFY2(said.contains(q("The remote host closed the connection; trying again")),
+             qPrintable(said));
+}
+
+void tst_KeywordToolConnection::refusedHandshake_saysWhy_data()
+{
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<QString>("said");
+    QTest::newRow("full") << QByteArray("HTTP/1.1 503 Service Unavailable\r\n\r\n")
+                          << q("HTTP status 503 (Service Unavailable)");
+    QTest::newRow("unauthorized") << QByteArray("HTTP/1.1 401 Who?\r\nContent-Length: 0\r\n\r\n")
+                                  << q("HTTP status 401 (Who?)");
+    QTest::newRow("no web server") << QByteArray("220 mail ready\r\n\r\n") << QString();
+    QTest::newRow("nothing") << QByteArray() << QString();
+}
+
+void tst_KeywordToolConnection::refusedHandshake_saysWhy()
+{
+    QFETCH(QByteArray, answer);
+    QFETCH(QString, said);
+    QTcpServer server;
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    QObject::connect(&server, &QTcpServer::newConnection, &server, [&] {
+        QTcpSocket *const client = server.nextPendingConnection();
+        QObject::connect(client, &QTcpSocket::readyRead, client, [client, answer] {
+            client->write(answer);
+            client->disconnectFromHost();
+        });
+    });
+    const QString url = q("ws://127.0.0.1:%1").arg(server.serverPort());
+
+    for (const char *arguments : {"get --no-reconnect /a", "watch --no-reconnect --verbose /a"}) {
+        Tool tool(words(arguments), url);
+        QVERIFY(tool.finish());
+
+        const QString message = q("keyword: not connected to %1: %2").arg(url, said);
+        QVERIFY2(tool.errors().contains(said.isEmpty() ? message : message + q("\n")),
+                 qPrintable(tool.errors()));
+        QVERIFY2(!tool.errors().contains(q("QWebSocket")), qPrintable(tool.errors()));
+        QCOMPARE(tool.exitCode(), 3);
+    }
+}
+
+void tst_KeywordToolConnection::refusal_isNoticedWhateverIsLogged()
+{
+    const QString address = deadAddress();
+    Tool tool(words("get --no-reconnect /a"), address, {q("QT_LOGGING_RULES=*=false")});
+    QVERIFY(tool.finish());
+    QCOMPARE(tool.errors(), q("keyword: not connected to %1: Connection refused\n").arg(address));
+    QCOMPARE(tool.exitCode(), 3);
 }
 
 void tst_KeywordToolConnection::firstAttempts_areSaidToFail()

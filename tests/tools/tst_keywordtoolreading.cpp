@@ -3,6 +3,7 @@
 
 #include "tests/tools/toolbench.h"
 
+#include <QtCore/QDateTime>
 #include <QtTest/QTest>
 
 namespace {
@@ -30,6 +31,9 @@ private Q_SLOTS:
     void get_doesNotLetValuesControlTheTerminal();
     void get_stampsEachLine_data();
     void get_stampsEachLine();
+    void localTime_hasItsOffset_data();
+    void localTime_hasItsOffset();
+    void csv_tellsNoValueFromTheEmptyText();
     void watch_printsEachEventAtOnce_data();
     void watch_printsEachEventAtOnce();
     void watch_asksOnceForAKeywordGivenTwice();
@@ -74,8 +78,17 @@ void tst_KeywordToolReading::prints_data()
     QTest::newRow("watch without time")
         << words("watch -n 1 --time none /plant/shift") << q("/plant/shift  2  int     ok\n");
     QTest::newRow("watch csv") << words("watch -n 1 --time none -f csv /plant/shift")
-                               << q("keyword,value,type,connected,online,consistent,error\n"
-                                    "/plant/shift,2,int,true,true,true,false\n");
+                               << q("keyword,value,type,connected,online,consistent,error,"
+                                    "connection\n"
+                                    "/plant/shift,2,int,true,true,true,false,\n");
+    QTest::newRow("aggregate --watch csv")
+        << words("aggregate --watch -k /s -n 1 --time none -f csv sum /plant/shift /plant/shift")
+        << q("keyword,value,type,connected,online,consistent,error,connection\n"
+             "/s,4,int,true,true,true,false,\n");
+    QTest::newRow("watch json")
+        << words("watch -n 1 --time none -f json /plant/shift")
+        << q("{\"keyword\":\"/plant/shift\",\"value\":2,\"type\":\"int\",\"connected\":true,"
+             "\"online\":true,\"consistent\":true,\"error\":false}\n");
     QTest::newRow("ls top") << words("ls") << q("/plant\n");
     QTest::newRow("ls text") << words("ls /plant")
                              << q("/plant/name    string\n/plant/recipe  object\n"
@@ -214,14 +227,16 @@ void tst_KeywordToolReading::get_stampsEachLine_data()
     QTest::newRow("utc") << words("get --time utc /plant/shift")
                          << q("^[0-9]{4}-[01][0-9]-[0-3][0-9]T[0-9:]{8}\\.[0-9]{3}Z  /plant/shift");
     QTest::newRow("local") << words("get --time local /plant/shift")
-                           << q("^[0-9]{4}-[01][0-9]-[0-3][0-9]T[0-9:]{8}\\.[0-9]{3}  /plant/");
+                           << q("^[0-9]{4}-[01][0-9]-[0-3][0-9]T[0-9:]{8}\\.[0-9]{3}\\+00:00  "
+                                "/plant/");
     QTest::newRow("delta") << words("get --time delta /plant/shift") << q("^0\\.000000  /plant/");
     QTest::newRow("json") << words("get -f json --time utc /plant/shift")
                           << q("^\\{\"time\":\"[-0-9T:.]+Z\",\"keyword\"");
     QTest::newRow("csv") << words("get -f csv --time delta /plant/shift")
                          << q("^time,keyword,value.*\n0,/plant/shift,2,int,");
-    QTest::newRow("watch text") << words("watch -n 1 /plant/shift")
-                                << q("^[-0-9T:]{19}\\.[0-9]{3}  /plant/shift  2  int     ok\n$");
+    QTest::newRow("watch text")
+        << words("watch -n 1 /plant/shift")
+        << q("^[-0-9T:]{19}\\.[0-9]{3}\\+00:00  /plant/shift  2  int     ok\n$");
     QTest::newRow("watch json") << words("watch -n 1 -f json /plant/shift")
                                 << q("^\\{\"time\":\"[-0-9T:.]+Z\",\"keyword\"");
 }
@@ -240,6 +255,49 @@ void tst_KeywordToolReading::get_stampsEachLine()
         expected.match(run.output).hasMatch(); // clazy:exclude=use-static-qregularexpression
     QVERIFY2(matches, qPrintable(run.output));
     QCOMPARE(run.exitCode, 0);
+}
+
+void tst_KeywordToolReading::localTime_hasItsOffset_data()
+{
+    QTest::addColumn<QString>("zone"); // counted to the west
+    QTest::addColumn<QString>("offset");
+    QTest::newRow("India") << q("IST-5:30") << q("+05:30");
+    QTest::newRow("Newfoundland") << q("NST3:30") << q("-03:30");
+    QTest::newRow("Kiribati") << q("LINT-14") << q("+14:00");
+    QTest::newRow("UTC") << q("UTC0") << q("+00:00");
+}
+
+void tst_KeywordToolReading::localTime_hasItsOffset()
+{
+    QFETCH(QString, zone);
+    QFETCH(QString, offset);
+    const Bench bench;
+    const QDateTime before = QDateTime::currentDateTimeUtc();
+
+    Tool text(words("watch -n 1 /plant/shift"), bench.url(), {q("TZ=") + zone});
+    Tool json(words("get -f json --time local /plant/shift"), bench.url(), {q("TZ=") + zone});
+    QVERIFY(text.finish());
+    QVERIFY(json.finish());
+
+    const QString stamp = text.output().section(QLatin1Char(' '), 0, 0);
+    QVERIFY2(stamp.endsWith(offset), qPrintable(stamp));
+    const QDateTime time = QDateTime::fromString(stamp, Qt::ISODateWithMs);
+    QVERIFY(time >= before && time <= QDateTime::currentDateTimeUtc());
+    QVERIFY2(json.output().contains(offset + q("\",\"keyword\"")), qPrintable(json.output()));
+}
+
+void tst_KeywordToolReading::csv_tellsNoValueFromTheEmptyText()
+{
+    Bench bench;
+    bench.declare("/plant/a", "string", q(""));
+    bench.declare("/plant/b", "string", QVariant());
+
+    QCOMPARE(bench.run(words("get -f csv /plant/a /plant/b")).output,
+             q("keyword,value,type,connected,online,consistent,error\n"
+               "/plant/a,\"\",string,true,true,true,false\n"
+               "/plant/b,,string,true,true,true,false\n"));
+    QCOMPARE(bench.run({q("set"), q("-w"), q("-f"), q("csv"), q("/plant/name"), QString()}).output,
+             q("keyword,value,outcome\n/plant/name,\"\",taken\n"));
 }
 
 void tst_KeywordToolReading::watch_printsEachEventAtOnce_data()

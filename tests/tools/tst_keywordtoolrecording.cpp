@@ -97,6 +97,10 @@ private Q_SLOTS:
     void recording_doesNotOverwrite();
     void recording_fails_data();
     void recording_fails();
+    void recording_endsWithAWholeLineWhenThereIsNoMoreSpace();
+    void recording_goesToStandardOutput();
+    void recording_endsQuietlyWithItsReader();
+    void recording_tellsThatStandardOutputIsFull();
     void replay_servesWhatWasRecorded();
     void replay_ignoresACutLine();
     void replay_takesItsTime();
@@ -360,6 +364,84 @@ void tst_KeywordToolRecording::recording_fails()
 
     QVERIFY2(run.errors.contains(problem), qPrintable(run.errors));
     QCOMPARE(run.exitCode, exitCode);
+}
+
+// A limit of the system on the size of files stands for a full disk: as there, the last write is
+// done in part.
+void tst_KeywordToolRecording::recording_endsWithAWholeLineWhenThereIsNoMoreSpace()
+{
+    Bench bench;
+    const QString file = bench.file("r.jsonl");
+    QProcess shell;
+    shell.start(q("sh"),
+                {q("-c"),
+                 q("ulimit -f 1; trap '' XFSZ; exec " PROGRAM " record --url %1 %2 /plant/name")
+                     .arg(bench.url(), file)});
+    QTRY_COMPARE(eventsOf(file).size(), 1);
+    bench.server.setValue(q("/plant/name"), QString(2000, QLatin1Char('x')));
+    QVERIFY(QTest::qWaitFor([&] { return shell.state() == QProcess::NotRunning; }, 30000));
+
+    QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),
+             q("keyword: recording 1 keywords\nkeyword: %1: File too large\n").arg(file));
+    QCOMPARE(shell.exitCode(), 6);
+    QFile recording(file);
+    QVERIFY(recording.open(QIODevice::ReadOnly));
+    const QByteArray content = recording.readAll();
+    QVERIFY(content.endsWith("}\n"));
+    QCOMPARE(content.count('\n'), 3);
+}
+
+void tst_KeywordToolRecording::recording_goesToStandardOutput()
+{
+    Bench bench;
+    Tool record(words("record - /plant/shift --count 2"), bench.url());
+    QVERIFY(record.printed(3));
+    bench.server.setValue(q("/plant/shift"), 3);
+    QVERIFY(record.finish());
+
+    QCOMPARE(record.exitCode(), 0);
+    QVERIFY2(QRegularExpression(q("^keyword: recording 1 keywords\n"
+                                  "keyword: recorded 2 messages in [0-9.]+ s, [0-9]+ bytes\n$"))
+                 .match(record.errors())
+                 .hasMatch(),
+             qPrintable(record.errors()));
+    QVERIFY(!QFile::exists(q("-")));
+    const QString file = bench.file("r.jsonl");
+    writeFile(file, record.output().toUtf8());
+    QCOMPARE(eventsOf(file).size(), 2);
+    Replay replay({q("replay"), file, q("--hold")});
+    Tool watch(words("watch --raw --no-reconnect /plant/shift"), replay.url());
+    QVERIFY(watch.finish());
+    QCOMPARE(watch.output(), q("\n2\n3\n"));
+}
+
+void tst_KeywordToolRecording::recording_endsQuietlyWithItsReader()
+{
+    Bench bench;
+    QProcess shell;
+    shell.start(q("sh"),
+                {q("-c"),
+                 q("{ " PROGRAM " record --url %1 - /plant/shift; echo $? >&2; } | head -n 3")
+                     .arg(bench.url())});
+    QTRY_VERIFY(shell.bytesAvailable() > 0);
+    bench.server.setValue(q("/plant/shift"), 3);
+    QVERIFY(QTest::qWaitFor([&] { return shell.state() == QProcess::NotRunning; }, 30000));
+    QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),
+             q("keyword: recording 1 keywords\n0\n"));
+}
+
+void tst_KeywordToolRecording::recording_tellsThatStandardOutputIsFull()
+{
+    if (!QFile::exists(q("/dev/full")))
+        return; // other systems have no such thing, and nothing to test it with
+    const Bench bench;
+    QProcess shell;
+    shell.start(q("sh"),
+                {q("-c"), q("exec " PROGRAM " record --url %1 - >/dev/full").arg(bench.url())});
+    QVERIFY(QTest::qWaitFor([&] { return shell.state() == QProcess::NotRunning; }, 30000));
+    QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),
+             q("keyword: standard output: No space left on device\n"));
+    QCOMPARE(shell.exitCode(), 6);
 }
 
 void tst_KeywordToolRecording::replay_servesWhatWasRecorded()

@@ -69,7 +69,7 @@ void tst_KeywordToolUsage::badUsage_isRefused_data()
 
     QTest::newRow("nothing") << QStringList() << q("no command given");
     QTest::newRow("unknown command") << words("bogus") << q("'bogus' is no command");
-    QTest::newRow("unknown option") << words("get --bogus /a") << q("Unknown option 'bogus'.");
+    QTest::newRow("unknown option") << words("get --bogus /a") << q("unknown option --bogus");
     QTest::newRow("option of another command")
         << words("ls --wait") << q("ls knows no option --wait");
     QTest::newRow("option without its value")
@@ -93,6 +93,9 @@ void tst_KeywordToolUsage::badUsage_isRefused_data()
         << words("aggregate min /a /b --count 3") << q("--count goes with --watch");
     QTest::newRow("ping two") << words("ping /a /b") << q("one keyword at the most");
     QTest::newRow("record nowhere") << words("record") << q("no file given");
+    QTest::newRow("rotate standard output")
+        << words("record - --rotate 1M")
+        << q("--rotate goes with a file, and - is standard output");
     QTest::newRow("replay nothing") << words("replay") << q("no file given");
     QTest::newRow("replay without end")
         << words("replay f --loop --stay") << q("--loop has no end at which to --stay");
@@ -100,11 +103,11 @@ void tst_KeywordToolUsage::badUsage_isRefused_data()
         << words("completion csh") << q("the shell is expected: bash, zsh or fish");
     QTest::newRow("help on nothing") << words("help bogus") << q("'bogus' is no command");
     QTest::newRow("no address") << words("get /a --url localhost:80")
-                                << q("'localhost:80' is no address of a server: ws://host:port is "
-                                     "expected");
+                                << q("cannot use the address localhost:80: not a WebSocket "
+                                     "address such as ws://host:port");
     QTest::newRow("other address") << words("get /a --url http://localhost")
-                                   << q("'http://localhost' is no address of a server: "
-                                        "ws://host:port is expected");
+                                   << q("cannot use the address http://localhost: not a "
+                                        "WebSocket address such as ws://host:port");
     QTest::newRow("format") << words("get /a --format xml")
                             << q("--format: text, json, csv are known, not 'xml'");
     QTest::newRow("time") << words("get /a --time now")

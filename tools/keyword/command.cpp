@@ -51,6 +51,19 @@ void ClientCommand::start()
     connection.open();
 }
 
+void ClientCommand::followConnection(const std::function<void(const QString &)> &handler)
+{
+    connect(&connection, &Connection::lost, this, [this, handler] {
+        wasLost = true;
+        if (!isFinished())
+            handler(QStringLiteral("lost"));
+    });
+    connect(&connection, &Connection::opened, this, [this, handler] {
+        if (wasLost && !isFinished())
+            handler(QStringLiteral("open"));
+    });
+}
+
 void ClientCommand::interrupt()
 {
     finish(isEndless() ? ExitCode::Success : ExitCode::Interrupted);

@@ -8,6 +8,7 @@
 #include "tools/keyword/output.h"
 #include "tools/keyword/settings.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -50,6 +51,8 @@ protected:
 
     pellix::client::PKeywordClient *client() { return connection.client(); }
     bool isOpen() const { return connection.isOpen(); }
+    // Calls it with "lost" when the connection is, and with "open" when it came back.
+    void followConnection(const std::function<void(const QString &state)> &handler);
     void answered() { lastAnswer.start(); } // patience begins anew
 
     Connection connection;
@@ -61,6 +64,7 @@ private:
     QElapsedTimer lastAnswer;
     QTimer patience;
     bool begun = false;
+    bool wasLost = false;
 };
 
 // The command that the settings name.

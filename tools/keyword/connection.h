@@ -9,11 +9,18 @@
 
 #include <functional>
 
-// A client that shows each message as it came, before it takes it.
+QT_BEGIN_NAMESPACE
+class QWebSocket;
+QT_END_NAMESPACE
+
+// A client that shows each message as it came, before it takes it, and the socket below.
 class ListeningClient : public pellix::client::PWebSocketKeywordClient
 {
 public:
     std::function<void(const QByteArray &message)> onMessage;
+
+    // While it tells that the connection was made or lost; null at other times.
+    QWebSocket *callingSocket() const;
 
 protected:
     bool receiveCommand(const QByteArray &data) override
@@ -39,6 +46,7 @@ public:
 
     ListeningClient *client() { return &webSocket; }
     bool isOpen() const { return webSocket.connected(); }
+    QString address() const; // of the server in use, without secrets
     QString problem() const; // why there is none, for people
 
     void setAnnounced(bool announced) { announcesAttempts = announced; }
@@ -51,6 +59,8 @@ Q_SIGNALS:
 
 private:
     void onActiveChanged();
+    QString lossReason() const;
+    void onLost();
     void onTransportProblem(const QString &problem);
     void onAttemptFailed();
     void tryNext();

@@ -3,9 +3,12 @@
 
 #include "tools/keyword/diagnostics.h"
 
+#include "programs/common/address.h"
 #include "tools/keyword/output.h"
+#include "tools/keyword/terminaltext.h"
 
 #include <QtCore/QLoggingCategory>
+#include <QtCore/QRegularExpression>
 
 #include <cstdio>
 #include <cstring>
@@ -18,8 +21,17 @@ const char transportCategory[] = "pellixclient.keyword.websocketclient";
 bool isVerbose = false;
 std::function<void(const QString &)> transportHandler;
 
-void handleMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
+// QWebSocket's errors begin with the names of its functions, "QWebSocketPrivate::processHandshake:
+// ".
+QString withoutFunctionNames(QString message)
 {
+    static const QRegularExpression name(QStringLiteral("\\bQWebSocket\\w*::\\w+: "));
+    return message.remove(name);
+}
+
+void handleMessage(QtMsgType type, const QMessageLogContext &context, const QString &original)
+{
+    const QString message = withoutFunctionNames(original);
     const bool isTransport =
         context.category && std::strcmp(context.category, transportCategory) == 0;
     if (type == QtWarningMsg && isTransport && transportHandler) {
@@ -33,8 +45,19 @@ void handleMessage(QtMsgType type, const QMessageLogContext &context, const QStr
         complain(message);
         return;
     }
-    const QByteArray line = qFormatLogMessage(type, context, message).toLocal8Bit() + '\n';
+    const QString text = programs::withoutSecrets(qFormatLogMessage(type, context, message));
+    const QByteArray line = withoutHarm(text, LineEnds::Kept).toLocal8Bit() + '\n';
     std::fwrite(line.constData(), 1, size_t(line.size()), stderr);
+}
+
+QLoggingCategory::CategoryFilter ruledFilter = nullptr;
+
+// By the rules, but for what tells that an attempt to connect has failed.
+void filterCategory(QLoggingCategory *category)
+{
+    ruledFilter(category);
+    if (std::strcmp(category->categoryName(), transportCategory) == 0)
+        category->setEnabled(QtWarningMsg, true);
 }
 
 } // namespace
@@ -44,6 +67,7 @@ void install(bool verbose)
     isVerbose = verbose;
     QLoggingCategory::setFilterRules(verbose ? QStringLiteral("pellixclient.*.debug=true")
                                              : QStringLiteral("*.debug=false\n*.info=false"));
+    ruledFilter = QLoggingCategory::installFilter(filterCategory);
     qInstallMessageHandler(handleMessage);
 }
 

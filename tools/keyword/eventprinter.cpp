@@ -3,7 +3,7 @@
 
 #include "tools/keyword/eventprinter.h"
 
-#include <algorithm>
+#include "tools/keyword/terminaltext.h"
 
 using namespace pellix::client;
 
@@ -84,18 +84,6 @@ bool isUnknown(const PKeywordValue &event)
     return !event.connected && event.type == PKeywordValueType::KVT_NOPROP && isNull(event.value);
 }
 
-QString shownText(const QString &text)
-{
-    const bool harmful = std::any_of(text.cbegin(), text.cend(), [](QChar character) {
-        return character.category() == QChar::Other_Control;
-    });
-    if (!harmful)
-        return text;
-    QByteArray quoted;
-    appendJson(quoted, text);
-    return QString::fromUtf8(quoted);
-}
-
 QString shownValue(const QVariant &value)
 {
     if (isNull(value))
@@ -103,11 +91,6 @@ QString shownValue(const QVariant &value)
     if (value.typeId() == QMetaType::QString)
         return shownText(value.toString());
     return QString::fromUtf8(plainText(QJsonValue::fromVariant(value)));
-}
-
-QByteArray padded(const QString &text, qsizetype width)
-{
-    return text.leftJustified(int(width)).toUtf8();
 }
 
 EventPrinter::EventPrinter(Output *output, bool raw) : output(output), raw(raw)
@@ -119,22 +102,44 @@ EventPrinter::EventPrinter(Output *output, bool raw) : output(output), raw(raw)
         row.emplace_back(name, QJsonValue());
 }
 
+void EventPrinter::addConnectionRows()
+{
+    // As CSV, all rows have the same columns.
+    const bool isCsv = output->format() == Format::Csv;
+    connectionRow = isCsv ? row : Row(row.begin(), row.begin() + int(output->stamps()));
+    connectionRow.emplace_back("connection", QJsonValue());
+    if (isCsv)
+        row.emplace_back("connection", QJsonValue());
+}
+
+void EventPrinter::printConnection(const QString &state)
+{
+    if (output->isText())
+        return; // where standard error tells it
+    if (output->stamps())
+        connectionRow.front().second = output->stampValue();
+    connectionRow.back().second = state;
+    output->row(connectionRow);
+}
+
 void EventPrinter::makeRoomFor(const QStringList &keywords)
 {
     for (const QString &keyword : keywords)
-        keywordWidth = qMax(keywordWidth, keyword.size());
+        keywordWidth = qMax(keywordWidth, columnsOf(shownText(keyword)));
 }
 
 void EventPrinter::makeRoomFor(const PKeywordValue &event)
 {
-    valueWidth = qMax(valueWidth, qMin(widestValue, shownValue(event.value).size()));
+    valueWidth = qMax(valueWidth, qMin(widestValue, columnsOf(shownValue(event.value))));
 }
 
 void EventPrinter::print(const QString &keyword, const PKeywordValue &event)
 {
     if (output->isText()) {
-        output->line(raw ? plainText(QJsonValue::fromVariant(event.value))
-                         : textLine(keyword, event));
+        if (raw)
+            output->rawLine(plainText(QJsonValue::fromVariant(event.value)));
+        else
+            output->line(textLine(keyword, event));
         return;
     }
     size_t field = 0;
@@ -142,7 +147,7 @@ void EventPrinter::print(const QString &keyword, const PKeywordValue &event)
         row[field++].second = output->stampValue();
     row[field++].second = keyword;
     row[field++].second = QJsonValue::fromVariant(event.value);
-    row[field++].second = typeName(event.type);
+    row[field++].second = output->word(typeName(event.type));
     row[field++].second = event.connected;
     row[field++].second = event.online;
     row[field++].second = event.consistent;
@@ -153,7 +158,7 @@ void EventPrinter::print(const QString &keyword, const PKeywordValue &event)
 QByteArray EventPrinter::textLine(const QString &keyword, const PKeywordValue &event)
 {
     const QString value = shownValue(event.value);
-    valueWidth = qMax(valueWidth, qMin(widestValue, value.size()));
+    valueWidth = qMax(valueWidth, qMin(widestValue, columnsOf(value)));
     const QString type = typeName(event.type);
     QByteArray line = output->stamp();
     if (!line.isEmpty())

@@ -3,8 +3,8 @@
 
 #include "tools/keyword/listcommands.h"
 
-#include "tools/keyword/eventprinter.h"
 #include "tools/keyword/keywordcommand.h"
+#include "tools/keyword/terminaltext.h"
 
 using namespace pellix::client;
 
@@ -44,7 +44,7 @@ void ListCommand::print()
     progress.clear();
     ExitCode end = ExitCode::Success;
     for (const KeywordWalk::Item &item : walk.items())
-        nameWidth = qMax(nameWidth, item.keyword.size());
+        nameWidth = qMax(nameWidth, columnsOf(shownText(item.keyword)));
     for (size_t i = 0; i < walk.items().size() && walk.items().at(i).depth == 0; ++i) {
         const KeywordWalk::Item &root = walk.items().at(i);
         if (root.children.empty()) {
@@ -92,7 +92,7 @@ void ListCommand::printRows(const KeywordWalk::Item &item)
 {
     for (const int child : item.children) {
         const KeywordWalk::Item &below = walk.items().at(size_t(child));
-        Row row {{"keyword", below.keyword}, {"type", below.type}};
+        Row row {{"keyword", below.keyword}, {"type", output->word(below.type)}};
         if (isTree) {
             row.emplace_back("depth", below.depth);
             row.emplace_back("children", int(below.children.size()));

@@ -3,12 +3,16 @@
 
 #include "tools/keyword/output.h"
 
+#include "programs/common/address.h"
+#include "tools/keyword/terminaltext.h"
+
 #include <QtCore/QDateTime>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QSocketNotifier>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <csignal>
@@ -23,27 +27,43 @@
 
 namespace {
 
+void appendEscaped(QByteArray &line, const QString &text)
+{
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar character = text.at(i);
+        if (character == QLatin1Char('"') || character == QLatin1Char('\\'))
+            (line += '\\') += character.toLatin1();
+        else if (character == QLatin1Char('\n'))
+            line += "\\n";
+        else if (isHarmful(text, i))
+            line += withoutHarm(text.mid(i, 1)).toLatin1();
+        else if (character.isHighSurrogate())
+            line += text.mid(i++, 2).toUtf8();
+        else
+            line += QString(character).toUtf8();
+    }
+}
+
+bool isPlain(QChar character)
+{
+    const char16_t code = character.unicode();
+    return code >= 0x20 && code < 0x7f && code != u'"' && code != u'\\';
+}
+
 void appendText(QByteArray &line, const QString &text)
 {
-    static const char hex[] = "0123456789abcdef";
     line += '"';
-    const QByteArray utf8 = text.toUtf8();
-    for (const char character : utf8) {
-        const auto code = static_cast<unsigned char>(character);
-        if (character == '"' || character == '\\') {
-            line += '\\';
-            line += character;
-        } else if (character == '\n') {
-            line += "\\n";
-        } else if (code < 0x20 || code == 0x7f) {
-            line += "\\u00";
-            line += hex[code >> 4];
-            line += hex[code & 15];
-        } else {
-            line += character;
-        }
-    }
+    if (std::all_of(text.cbegin(), text.cend(), isPlain))
+        line += text.toLatin1();
+    else
+        appendEscaped(line, text);
     line += '"';
+}
+
+// What is harmful in a document stands within its texts, where it can be escaped.
+void appendDocument(QByteArray &line, const QJsonDocument &document)
+{
+    line += withoutHarm(QString::fromUtf8(document.toJson(QJsonDocument::Compact))).toUtf8();
 }
 
 QByteArray numberText(double number)
@@ -53,17 +73,33 @@ QByteArray numberText(double number)
     return QByteArray::number(number, 'g', QLocale::FloatingPointShortest);
 }
 
-void appendCsv(QByteArray &line, const QJsonValue &value)
+// An empty text is quoted: nothing at all is no value.
+bool isQuotedInCsv(const QByteArray &text)
 {
-    QByteArray text = plainText(value);
-    const bool special =
-        text.contains(',') || text.contains('"') || text.contains('\n') || text.contains('\r');
-    line += special ? '"' + text.replace('"', "\"\"") + '"' : text;
+    return text.isEmpty() || text.contains(',') || text.contains('"') || text.contains('\n')
+        || text.contains('\r');
+}
+
+QByteArray csvField(QByteArray text)
+{
+    return isQuotedInCsv(text) ? '"' + text.replace('"', "\"\"") + '"' : text;
+}
+
+// With its offset: when clocks are set back, an hour comes twice.
+QByteArray localStamp(const QDateTime &moment)
+{
+    const int minutes = qAbs(moment.offsetFromUtc()) / 60;
+    return QStringLiteral("%1%2%3:%4")
+        .arg(moment.toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz")),
+             moment.offsetFromUtc() < 0 ? QStringLiteral("-") : QStringLiteral("+"))
+        .arg(minutes / 60, 2, 10, QLatin1Char('0'))
+        .arg(minutes % 60, 2, 10, QLatin1Char('0'))
+        .toLatin1();
 }
 
 bool wantsColor()
 {
-    return isTerminal(1) && qEnvironmentVariableIsEmpty("NO_COLOR") && qgetenv("TERM") != "dumb";
+    return qEnvironmentVariableIsEmpty("NO_COLOR") && qgetenv("TERM") != "dumb";
 }
 
 } // namespace
@@ -100,10 +136,10 @@ void appendJson(QByteArray &line, const QJsonValue &value)
         appendText(line, value.toString());
         break;
     case QJsonValue::Array:
-        line += QJsonDocument(value.toArray()).toJson(QJsonDocument::Compact);
+        appendDocument(line, QJsonDocument(value.toArray()));
         break;
     case QJsonValue::Object:
-        line += QJsonDocument(value.toObject()).toJson(QJsonDocument::Compact);
+        appendDocument(line, QJsonDocument(value.toObject()));
         break;
     case QJsonValue::Null:
     case QJsonValue::Undefined:
@@ -112,7 +148,8 @@ void appendJson(QByteArray &line, const QJsonValue &value)
     }
 }
 
-Output::Output(Format format, TimeStamp time) : kind(format), time(time), color(wantsColor())
+Output::Output(Format format, TimeStamp time)
+    : kind(format), time(time), toTerminal(isTerminal(1)), color(toTerminal && wantsColor())
 {
 #ifdef Q_OS_UNIX
     std::signal(SIGPIPE, SIG_IGN); // a reader that goes is noticed when writing
@@ -127,6 +164,17 @@ void Output::line(const QByteArray &text)
     buffer += text;
     buffer += '\n';
     write(buffer);
+}
+
+void Output::rawLine(const QByteArray &text)
+{
+    line(harmless(text));
+}
+
+// What a program gets as it is could do harm to a terminal.
+QByteArray Output::harmless(const QByteArray &text) const
+{
+    return toTerminal ? withoutHarm(QString::fromUtf8(text), LineEnds::Kept).toUtf8() : text;
 }
 
 void Output::row(const Row &row)
@@ -158,7 +206,8 @@ void Output::row(const Row &row)
         if (!first)
             buffer += ',';
         first = false;
-        appendCsv(buffer, column.second);
+        if (!column.second.isNull())
+            buffer += csvField(harmless(plainText(column.second)));
     }
     buffer += '\n';
     write(buffer);
@@ -184,11 +233,15 @@ QByteArray Output::stamp()
     if (now != stampedAt) {
         stampedAt = now;
         const QDateTime moment = QDateTime::fromMSecsSinceEpoch(now);
-        lastStamp = time == TimeStamp::Utc
-            ? moment.toUTC().toString(Qt::ISODateWithMs).toLatin1()
-            : moment.toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz")).toLatin1();
+        lastStamp = time == TimeStamp::Utc ? moment.toUTC().toString(Qt::ISODateWithMs).toLatin1()
+                                           : localStamp(moment);
     }
     return lastStamp;
+}
+
+QJsonValue Output::word(const QString &word) const
+{
+    return kind == Format::Csv && word.isEmpty() ? QJsonValue() : QJsonValue(word);
 }
 
 QJsonValue Output::stampValue()
@@ -240,7 +293,8 @@ bool isTerminal(int descriptor)
 
 void complain(const QString &message)
 {
-    const QByteArray line = "keyword: " + message.toLocal8Bit() + '\n';
+    const QByteArray line =
+        "keyword: " + withoutHarm(programs::withoutSecrets(message)).toLocal8Bit() + '\n';
     std::fwrite(line.constData(), 1, size_t(line.size()), stderr);
     std::fflush(stderr);
 }

@@ -42,8 +42,10 @@ public:
     bool colored() const { return color; }
 
     void line(const QByteArray &text); // without its end
+    void rawLine(const QByteArray &text); // the same, of a server
     void row(const Row &row); // of JSON or CSV
     void header(const QByteArray &columns); // of CSV, where the rows do not tell by themselves
+    QJsonValue word(const QString &word) const; // in a row; as CSV, none is an empty field
 
     // The stamp of the event that is now to be printed; empty when none is wanted.
     QByteArray stamp();
@@ -59,11 +61,13 @@ public:
     std::function<void(const QString &problem)> onEnd;
 
 private:
+    QByteArray harmless(const QByteArray &text) const;
     void write(const QByteArray &data);
     void end(const QString &problem);
 
     const Format kind;
     TimeStamp time;
+    const bool toTerminal;
     const bool color;
     bool ended = false;
     bool headerPrinted = false;
@@ -77,5 +81,6 @@ private:
 // Whether colours and progress may be shown there.
 bool isTerminal(int descriptor);
 
-// One line on standard error, with the name of the program in front.
+// One line on standard error, with the name of the program in front. Addresses lose their secrets,
+// and what is harmful to a terminal is escaped.
 void complain(const QString &message);

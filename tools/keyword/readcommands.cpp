@@ -5,6 +5,7 @@
 
 #include "binding/keywordexpression.h"
 #include "tools/keyword/commandtable.h"
+#include "tools/keyword/terminaltext.h"
 
 using namespace pellix::client;
 
@@ -102,7 +103,7 @@ ExitCode GetCommand::print(const QString &keyword, const PKeywordValue &event)
 void LabelCommand::beginWith(const QStringList &keywords)
 {
     for (const QString &keyword : keywords)
-        keywordWidth = qMax(keywordWidth, keyword.size());
+        keywordWidth = qMax(keywordWidth, columnsOf(shownText(keyword)));
     OnceCommand::beginWith(keywords);
 }
 
@@ -121,7 +122,7 @@ ExitCode LabelCommand::print(const QString &keyword, const PKeywordValue &event)
     if (!output->isText())
         output->row({{"keyword", keyword}, {"label", label}});
     else if (settings.raw)
-        output->line(label.toUtf8());
+        output->rawLine(label.toUtf8());
     else
         output->line(padded(shownText(keyword), keywordWidth) + "  " + shownText(label).toUtf8());
     return ExitCode::Success;
@@ -132,7 +133,10 @@ WatchCommand::WatchCommand(const Settings &settings, Output *output)
       printer((output->setTimeStamp(stampOfEvents(settings)), output), settings.raw),
       events(client(),
              [this](int position, const PKeywordValue &event) { onEvent(position, event); })
-{ }
+{
+    printer.addConnectionRows();
+    followConnection([this](const QString &state) { printer.printConnection(state); });
+}
 
 void WatchCommand::beginWith(const QStringList &keywords)
 {
@@ -159,6 +163,10 @@ AggregateCommand::AggregateCommand(const Settings &settings, Output *output)
               settings.raw),
       events(client(), [this](int, const PKeywordValue &event) { onEvent(event); })
 {
+    if (settings.watch) {
+        printer.addConnectionRows();
+        followConnection([this](const QString &state) { printer.printConnection(state); });
+    }
     static const PKeywordAggregation modes[] = {
         PKeywordAggregation::Min, PKeywordAggregation::Max, PKeywordAggregation::Equal,
         PKeywordAggregation::Sum, PKeywordAggregation::And, PKeywordAggregation::Or,

@@ -3,8 +3,11 @@
 
 #include "tools/keyword/recordcommand.h"
 
+#include "programs/common/address.h"
+
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
 
 #include <algorithm>
 
@@ -34,7 +37,8 @@ QByteArray jsonText(const QString &text)
 
 RecordCommand::RecordCommand(const Settings &settings, Output *output)
     : KeywordCommand(settings, output),
-      writer(settings.arguments.constFirst(), settings.urls.constFirst(), settings.rotate),
+      writer(settings.arguments.constFirst(), programs::shownAddress(settings.urls.constFirst()),
+             settings.rotate),
       events(client(), [](int, const PKeywordValue &) {}) // what matters is that they come
 {
     walk.excluded = [this](const QString &keyword) { return isExcluded(keyword); };
@@ -47,8 +51,7 @@ void RecordCommand::start()
 {
     clock.start();
     if (!writer.open(settings.force)) {
-        complain(writer.errorString());
-        finish(ExitCode::FileError);
+        endWriting();
         return;
     }
     KeywordCommand::start();
@@ -133,10 +136,16 @@ void RecordCommand::onMessage(const QByteArray &message)
 
 void RecordCommand::write(const char *member, const QByteArray &json)
 {
-    if (isFinished() || writer.write(clock.nsecsElapsed(), member, json))
-        return;
-    complain(writer.errorString());
-    finish(ExitCode::FileError);
+    if (!isFinished() && !writer.write(clock.nsecsElapsed(), member, json))
+        endWriting();
+}
+
+// A reader that has gone is no error.
+void RecordCommand::endWriting()
+{
+    if (!writer.errorString().isEmpty())
+        complain(writer.errorString());
+    finish(writer.errorString().isEmpty() ? ExitCode::Success : ExitCode::FileError);
 }
 
 void RecordCommand::interrupt()

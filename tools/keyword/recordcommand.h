@@ -5,7 +5,7 @@
 
 #include "tools/keyword/keywordcommand.h"
 #include "tools/keyword/keywordevents.h"
-#include "tools/keyword/recording.h"
+#include "tools/keyword/recordingwriter.h"
 
 // Stores what the server sends, to be replayed.
 class RecordCommand : public KeywordCommand
@@ -28,6 +28,7 @@ private:
     bool isExcluded(const QString &keyword) const;
     QJsonObject withoutExcluded(const QJsonObject &message) const;
     void write(const char *member, const QByteArray &json);
+    void endWriting();
     void conclude(ExitCode code);
 
     RecordingWriter writer;

@@ -77,11 +77,14 @@ ReplayCommand::ReplayCommand(const Settings &settings, Output *output)
 
 void ReplayCommand::start()
 {
-    if (!survey()) {
+    if (!reader.open() || !survey()) {
         complain(reader.errorString());
         finish(ExitCode::FileError);
         return;
     }
+    const QStringList missing = reader.missingParts();
+    for (const QString &parts : missing)
+        complain(QStringLiteral("part %1 of the recording is missing").arg(parts));
     if (types.isEmpty()) {
         complain(QStringLiteral("the recording holds no values"));
         finish(ExitCode::NotFound);

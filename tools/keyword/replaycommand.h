@@ -6,7 +6,7 @@
 #include "simulator/keywordserver.h"
 #include "simulator/websocketkeywordserver.h"
 #include "tools/keyword/command.h"
-#include "tools/keyword/recording.h"
+#include "tools/keyword/recordingreader.h"
 
 #include <QtCore/QHash>
 

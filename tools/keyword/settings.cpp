@@ -3,12 +3,12 @@
 
 #include "tools/keyword/settings.h"
 
+#include "programs/common/address.h"
 #include "tools/keyword/commandtable.h"
 #include "tools/keyword/help.h"
 
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QCoreApplication>
-#include <QtCore/QUrl>
 
 #include <cmath>
 
@@ -30,11 +30,11 @@ QString shown(const QString &argument)
     return argument.startsWith(numberMark) ? argument.mid(1) : argument;
 }
 
-bool isWebSocketAddress(const QString &text)
+// The addresses in KEYWORD_URL.
+QStringList environmentUrls()
 {
-    const QUrl url(text, QUrl::StrictMode);
-    return url.isValid() && !url.host().isEmpty()
-        && (url.scheme() == QLatin1String("ws") || url.scheme() == QLatin1String("wss"));
+    static const QRegularExpression blanks(QStringLiteral("\\s+"));
+    return qEnvironmentVariable("KEYWORD_URL").split(blanks, Qt::SkipEmptyParts);
 }
 
 std::optional<std::chrono::milliseconds> toDuration(const QString &seconds)
@@ -153,15 +153,20 @@ private:
     void readConnection()
     {
         settings->urls = parser.values(QStringLiteral("url"));
-        if (settings->urls.isEmpty()) {
-            settings->urls =
-                qEnvironmentVariable("KEYWORD_URL").split(QLatin1Char(' '), Qt::SkipEmptyParts);
-        }
+        const bool fromEnvironment = settings->urls.isEmpty();
+        if (fromEnvironment)
+            settings->urls = environmentUrls();
+        // A blank in a password cuts the address in two, which nobody recognizes as a password.
+        const bool isCut = fromEnvironment && settings->urls.size() > 1
+            && qEnvironmentVariable("KEYWORD_URL").contains(QLatin1Char('@'));
         for (const QString &url : std::as_const(settings->urls)) {
-            if (!isWebSocketAddress(url) && problem.isEmpty())
-                problem = QStringLiteral("'%1' is no address of a server: ws://host:port is "
-                                         "expected")
-                              .arg(url);
+            const QString reason = programs::addressProblem(url);
+            if (reason.isEmpty() || !problem.isEmpty())
+                continue;
+            problem =
+                QStringLiteral("cannot use the address %1: %2")
+                    .arg(isCut ? QStringLiteral("in KEYWORD_URL") : programs::shownAddress(url),
+                         reason);
         }
         std::chrono::milliseconds timeout {0};
         take("timeout", toDuration, &timeout, QStringLiteral("a number of seconds is expected"));
@@ -254,6 +259,16 @@ private:
     QString problem;
 };
 
+// Of unknown short options only the first: the others may be a value behind it.
+QString parseProblem(const QCommandLineParser &parser)
+{
+    const QStringList unknown = parser.unknownOptionNames();
+    if (unknown.isEmpty())
+        return parser.errorText();
+    const QString &name = unknown.constFirst();
+    return QStringLiteral("unknown option ") + QLatin1String(name.size() == 1 ? "-" : "--") + name;
+}
+
 // An option that the command does not know, or an empty text.
 QString strayOption(const QCommandLineParser &parser, const CommandEntry &command)
 {
@@ -296,6 +311,9 @@ QString argumentProblem(const Settings &settings)
     if (command == QLatin1String("completion")
         && (count != 1 || !findCommand(command)->choices.contains(settings.arguments.at(0))))
         return QStringLiteral("the shell is expected: bash, zsh or fish");
+    if (command == QLatin1String("record") && settings.rotate > 0
+        && settings.arguments.constFirst() == QLatin1String("-"))
+        return QStringLiteral("--rotate goes with a file, and - is standard output");
     if (settings.loop && settings.stay)
         return QStringLiteral("--loop has no end at which to --stay");
 
@@ -324,7 +342,7 @@ ParsedLine parseCommandLine(const QStringList &arguments)
     for (const QString &argument : arguments)
         line.append(hidden(argument));
     if (!parser.parse(line))
-        return {{}, {}, parser.errorText()};
+        return {{}, {}, parseProblem(parser)};
 
     if (parser.isSet(QStringLiteral("version"))) {
         return {{},

@@ -4,6 +4,7 @@
 #include "tools/keyword/writecommand.h"
 
 #include "tools/keyword/eventprinter.h"
+#include "tools/keyword/terminaltext.h"
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>

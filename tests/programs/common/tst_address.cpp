@@ -68,6 +68,7 @@ void tst_Address::shownAddress_data()
     unchanged("ws://host:80/a@b");
     unchanged("ws://host:80?x=a@b");
     unchanged("ws://host?unit=m&page=2");
+    unchanged("ws://host?keyword=/plant/tank1");
     unchanged("");
     QTest::newRow("password") << "ws://user:secret@host:80/a"
                               << "ws://user:***@host:80/a";
@@ -87,8 +88,22 @@ void tst_Address::shownAddress_data()
                                 << "ws://host?TOKEN=***";
     QTest::newRow("fragment") << "ws://host#token=secret"
                               << "ws://host#token=***";
-    QTest::newRow("all of them") << "ws://u:secret@host?apiKey=secret;password=secret"
-                                 << "ws://u:***@host?apiKey=***;password=***";
+    QTest::newRow("all of them") << "ws://u:secret@host?apiKey=secret&password=secret"
+                                 << "ws://u:***@host?apiKey=***&password=***";
+    // What separates fields for some servers belongs to the value for others.
+    QTest::newRow("token with ; and #") << "ws://host?a=1;token=s;cr#t&b=2"
+                                        << "ws://host?a=1;token=***&b=2";
+    QTest::newRow("token with blanks and quotes") << "ws://host?token=s \"c\" 't&b=2"
+                                                  << "ws://host?token=***&b=2";
+    QTest::newRow("encoded name") << "ws://host?a=b&%74ok%65n=secret"
+                                  << "ws://host?a=b&%74ok%65n=***";
+    QTest::newRow("other names") << "ws://host?pwd=s&sessionId=s&jwt=s&signature=s&pass=s&ticket=s"
+                                 << "ws://host?pwd=***&sessionId=***&jwt=***&signature=***"
+                                    "&pass=***&ticket=***";
+    QTest::newRow("password with a blank") << "ws://user:se cret@host"
+                                           << "ws://user:***@host";
+    QTest::newRow("password with //") << "user:se//cret@host"
+                                      << "user:***@host";
 }
 
 void tst_Address::shownAddress()
@@ -105,6 +120,13 @@ void tst_Address::withoutSecrets_masksEveryAddressOfAMessage()
                                                      "'wss://c?token=secret', time: 12:30@home")),
              QStringLiteral("connect QUrl(\"ws://a:***@b/?x=1\") not 'wss://c?token=***', "
                             "time: 12:30@home"));
+    // What is hidden already keeps what follows it.
+    QCOMPARE(programs::withoutSecrets(QStringLiteral("lost ws://c?token=***: closed")),
+             QStringLiteral("lost ws://c?token=***: closed"));
+    // As QDebug shows a URL, with blanks decoded.
+    QCOMPARE(programs::withoutSecrets(
+                 QStringLiteral("connect QUrl(\"ws://b/?token=my 's%22ecret\") now")),
+             QStringLiteral("connect QUrl(\"ws://b/?token=***\") now"));
     QCOMPARE(programs::withoutSecrets(QString()), QString());
 }
 
