@@ -100,6 +100,20 @@ TestCase {
         return null;
     }
 
+    // All texts below an item that can be seen.
+    function texts(item: Item): var {
+        const found = [];
+        if (!item.visible)
+            return found;
+        for (const name of ["text", "placeholderText", "displayText"]) {
+            if (typeof item[name] === "string" && item[name] !== "")
+                found.push(item[name]);
+        }
+        for (let i = 0; i < item.children.length; ++i)
+            found.push(...texts(item.children[i]));
+        return found;
+    }
+
     readonly property var plant: ["Bottles", "Level", "limit", "Name of the plant", "Recipe",
                                   "Running", "Serial"]
 
@@ -490,7 +504,7 @@ TestCase {
         const address = find("addressField");
         address.text = url;
         click(find("connectButton"));
-        compare(root.stage.session.address, url);
+        compare(root.stage.session.shownAddress, url);
         tryCompare(root.stage.session, "connected", true);
         compare(find("connectionText").text, "Connected");
         compare(find("addressText").text, url);
@@ -537,6 +551,44 @@ TestCase {
         tryCompare(root.stage.session, "connected", true, 10000);
     }
 
+    function connectTo(url: string) {
+        find("addressField").text = url;
+        click(find("connectButton"));
+    }
+
+    function test_server_secretsAreNotShown() {
+        const url = root.stage.listen();
+        connectTo(url + "/?token=hush");
+        tryCompare(root.stage.session, "connected", true);
+        compare(find("addressField").text, url + "/?token=***");
+        compare(find("addressText").text, url + "/?token=***");
+        compare(texts(view).filter(text => text.includes("hush")).join(" "), "");
+        // What is shown stands for it.
+        click(find("connectButton"));
+        compare(root.stage.session.addresses.join(" "), url + "/?token=hush");
+        find("addressField").text = url + "/other?token=***";
+        click(find("connectButton"));
+        verify(find("addressProblem").text.includes("its secret is hidden here"));
+        compare(root.stage.session.addresses.join(" "), url + "/?token=hush");
+    }
+
+    function test_server_passwordIsRefused() {
+        connectTo("ws://me:hush@127.0.0.1:1 ws://127.0.0.1:2/?token=hush");
+        const problem = find("addressProblem");
+        verify(problem.visible && problem.text.includes("an address cannot carry a password"),
+               problem.text);
+        compare(find("addressField").text, "ws://me:***@127.0.0.1:1 ws://127.0.0.1:2/?token=***");
+        compare(texts(view).filter(text => text.includes("hush")).join(" "), "");
+        verify(root.stage.session.inProcess);
+        // The reason is to be read in full, and is gone with the next key.
+        view.width = 800;
+        tryVerify(() => !problem.truncated && problem.y + problem.height <= problem.parent.height);
+        const field = find("addressField");
+        field.forceActiveFocus();
+        keyClick("x");
+        tryCompare(problem, "visible", false);
+    }
+
     function test_server_badAddressChangesNothing_data() {
         return [
             { tag: "scheme", text: "http://127.0.0.1" },
@@ -549,7 +601,7 @@ TestCase {
         const field = find("addressField");
         field.text = row.text;
         click(find("connectButton"));
-        verify(field.problem.includes("is no WebSocket address"), field.problem);
+        verify(field.problem.includes("not a WebSocket address"), field.problem);
         verify(root.stage.session.inProcess && root.stage.session.connected);
         field.forceActiveFocus();
         keyClick(Qt.Key_Escape);

@@ -46,6 +46,8 @@ void publish(PKeywordClient &client, const QVariant &value, bool error = false)
     client.publisher()->publish(keyword, QVariant::fromValue(event));
 }
 
+const QString hush = QStringLiteral("hush"); // what nobody may see
+
 } // namespace
 
 class tst_BrowserParts : public QObject
@@ -68,6 +70,8 @@ private Q_SLOTS:
     void sorting_happensOnceForManyLabels();
     void session_changesItsServer();
     void session_refusesWhatIsNoAddress();
+    void session_refusesSecretsThatAreNotThere();
+    void session_showsNoSecrets();
     void session_tellsSinceWhenTheLinkIsLost();
     void preferences_pin();
     void preferences_ofABrokenFileAreTheDefaults();
@@ -416,7 +420,7 @@ void tst_BrowserParts::session_changesItsServer()
     const QPointer<PKeywordClient> webSocket = session.client();
     QVERIFY(webSocket != inProcess && !session.inProcess());
     QTRY_VERIFY(session.connected());
-    QCOMPARE(session.address(), transport.url().toString());
+    QCOMPARE(session.shownAddress(), transport.url().toString());
     webSocket->sendKeyCreate(QStringLiteral("/a"));
     QTRY_VERIFY(session.eventsPerSecond() > 0);
 
@@ -435,11 +439,52 @@ void tst_BrowserParts::session_refusesWhatIsNoAddress()
              QStringList({QStringLiteral("ws://a:1"), QStringLiteral("ws://b:2"),
                           QStringLiteral("wss://c")}));
     const QStringList bad {QStringLiteral("ws://a:1"), QStringLiteral("b:2")};
-    QVERIFY(session.problem(bad).startsWith(QLatin1String("'b:2' is no WebSocket address")));
+    QCOMPARE(session.problem(bad),
+             QStringLiteral("cannot use 'b:2': not a WebSocket address such as ws://host:port"));
     QSignalSpy changed(&session, &Session::addressesChanged);
     session.setAddresses(bad);
     QCOMPARE(changed.size(), 0);
     QVERIFY(session.inProcess());
+}
+
+void tst_BrowserParts::session_refusesSecretsThatAreNotThere()
+{
+    Session session(
+        [](Session *parent) { return new CountedClient<PInProcessKeywordClient>(parent); });
+    session.setAddresses({});
+    const QString hidden = QStringLiteral("ws://127.0.0.1:1/?token=***");
+    QVERIFY(session.problem({hidden}).contains(QLatin1String("its secret is hidden here")));
+    const QString password = QStringLiteral("ws://me:hush@127.0.0.1:1");
+    QVERIFY(session.problem({password}).contains(QLatin1String("cannot carry a password")));
+    QVERIFY(!session.problem({password}).contains(hush));
+    session.setAddresses({password});
+    QVERIFY(session.inProcess());
+}
+
+void tst_BrowserParts::session_showsNoSecrets()
+{
+    KeywordServer server;
+    WebSocketKeywordServer transport(&server);
+    QVERIFY(transport.listen(QHostAddress::LocalHost, 0));
+    Session session(
+        [](Session *parent) { return new CountedClient<PInProcessKeywordClient>(parent); });
+    // The same server twice: they differ in what is not shown.
+    const QString plain = transport.url().toString() + QStringLiteral("/?token=");
+    const QStringList addresses {plain + hush, plain + hush + hush};
+    session.setAddresses(addresses);
+    QTRY_VERIFY(session.connected());
+    QCOMPARE(session.shownAddress(), plain + QStringLiteral("***"));
+    const QString shown = session.shown(session.addresses());
+    QCOMPARE(shown, plain + QStringLiteral("*** ") + plain + QStringLiteral("***"));
+
+    // What is shown stands for what is set, also with another address beside it.
+    const QString other = QStringLiteral("ws://127.0.0.1:2");
+    QCOMPARE(session.parseAddresses(shown), addresses);
+    QCOMPARE(session.parseAddresses(other + QLatin1Char(' ') + shown),
+             QStringList(other) + addresses);
+    QVERIFY(session.problem(session.parseAddresses(shown)).isEmpty());
+    session.setAddresses({other});
+    QVERIFY(!session.problem(session.parseAddresses(shown)).isEmpty()); // no longer
 }
 
 void tst_BrowserParts::session_tellsSinceWhenTheLinkIsLost()
