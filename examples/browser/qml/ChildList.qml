@@ -69,7 +69,7 @@ ColumnLayout {
     }
 
     function openRow(row: int) {
-        const item = view.itemAtIndex(row);
+        const item = view.itemAtIndex(row) as ChildRow;
         if (item && item.parental)
             openRequested(item.keyword);
     }

@@ -346,7 +346,7 @@ TestCase {
 
     // The row at the top of the list, and where its upper edge is.
     function placeText(): string {
-        const top = list.itemAt(0, list.contentY);
+        const top = list.itemAt(0, list.contentY) as ChildRow;
         if (!top)
             return "nothing";
         return top.displayName + " at " + (list.contentY - top.y) + " of row " + list.indexAt(0, list.contentY);
