@@ -139,7 +139,7 @@ bool ChildOrder::filterAcceptsRow(int sourceRow, const QModelIndex &sourceParent
 // The label, or the name while there is none.
 QString ChildOrder::shownName(const QModelIndex &source) const
 {
-    const QString name = source.data(PKeywordQueryModel::NameRole).toString();
+    QString name = source.data(PKeywordQueryModel::NameRole).toString();
     if (unconfirmed.isEmpty())
         return name;
     const QString keyword = keywordOf(source);
