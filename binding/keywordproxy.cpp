@@ -183,8 +183,8 @@ public:
 
 /*!
     \property pellix::client::PKeywordProxy::consistent
-    \brief whether the value agrees with all that it is formed from, as the keyword's last event
-    says; \c true without one, unlike the other flags.
+    \brief whether the value agrees with all its sources, as the keyword's last event says; \c true
+    without one, unlike the other flags.
     \sa {The four state flags}
 */
 

@@ -98,7 +98,7 @@ namespace pellix::client {
 
 /*!
     \variable pellix::client::PKeywordValue::consistent
-    \brief whether the value agrees with all that it is formed from.
+    \brief whether the value agrees with all its sources.
 */
 
 /*!

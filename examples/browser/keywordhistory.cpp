@@ -119,6 +119,8 @@ void KeywordHistory::restart()
 {
     last = {};
     hasValue = false;
+    isWatched = false;
+    seenUntil = {};
     changedAt = {};
     changes = 0;
     recentChanges.clear();
@@ -138,6 +140,16 @@ bool KeywordHistory::known() const
 bool KeywordHistory::current() const
 {
     return isCurrent;
+}
+
+bool KeywordHistory::watched() const
+{
+    return isWatched;
+}
+
+QDateTime KeywordHistory::lastSeen() const
+{
+    return seenUntil;
 }
 
 QVariant KeywordHistory::lastValue() const
@@ -178,21 +190,34 @@ void KeywordHistory::onEvent(const QVariant &published)
     }
 
     setCurrent(true);
+    if (!event.connected)
+        interrupt();
     if (!event.value.isValid() || event.value.isNull())
         return;
-    if (!hasValue || event.value != last.value) {
+    if (event.connected && !isWatched) {
         // The first value is news, but no change that was seen to happen.
-        if (hasValue) {
-            ++changes;
-            if (recentChanges.size() < mostRecentChanges)
-                recentChanges.push_back(now());
-            if (!rateTimer.isActive())
-                rateTimer.start();
-        }
-        hasValue = true;
+        isWatched = true;
+        changes = 0;
         changedAt = at;
+    } else if (isWatched && event.value != last.value) {
+        ++changes;
+        changedAt = at;
+        if (recentChanges.size() < mostRecentChanges)
+            recentChanges.push_back(now());
+        if (!rateTimer.isActive())
+            rateTimer.start();
     }
+    hasValue = true;
     last = event;
+    Q_EMIT changed();
+}
+
+void KeywordHistory::interrupt()
+{
+    if (!isWatched)
+        return;
+    isWatched = false;
+    seenUntil = QDateTime::currentDateTime();
     Q_EMIT changed();
 }
 
@@ -205,6 +230,7 @@ void KeywordHistory::onLinkChanged()
             {QDateTime::currentMSecsSinceEpoch(), std::numeric_limits<double>::quiet_NaN()});
         Q_EMIT sampled();
     }
+    interrupt();
     setCurrent(false);
 }
 

@@ -57,6 +57,8 @@ class KeywordHistory : public QObject
     Q_PROPERTY(QString keyword READ keyword WRITE setKeyword NOTIFY keywordChanged)
     Q_PROPERTY(bool known READ known NOTIFY changed)
     Q_PROPERTY(bool current READ current NOTIFY currentChanged)
+    Q_PROPERTY(bool watched READ watched NOTIFY changed)
+    Q_PROPERTY(QDateTime lastSeen READ lastSeen NOTIFY changed)
     Q_PROPERTY(QVariant lastValue READ lastValue NOTIFY changed)
     Q_PROPERTY(int valueType READ valueType NOTIFY changed)
     Q_PROPERTY(QDateTime lastChange READ lastChange NOTIFY changed)
@@ -75,6 +77,10 @@ public:
 
     bool known() const; // an event with a value has come since the keyword was set
     bool current() const; // the last value is still good: the link is up
+    // Whether every change is seen: the link is up, and the server has a source for the keyword.
+    // What became of the value before is not known, so changes are counted from then on.
+    bool watched() const;
+    QDateTime lastSeen() const; // until when it was watched; invalid if it has been so all the time
     QVariant lastValue() const;
     int valueType() const;
     QDateTime lastChange() const;
@@ -95,6 +101,7 @@ private:
     void restart();
     void onEvent(const QVariant &published);
     void onLinkChanged();
+    void interrupt();
     void setCurrent(bool current);
     void measure();
 
@@ -103,6 +110,8 @@ private:
     pellix::client::PKeywordValue last;
     bool hasValue = false;
     bool isCurrent = false;
+    bool isWatched = false;
+    QDateTime seenUntil;
     QDateTime changedAt;
     int changes = 0;
     std::vector<qint64> recentChanges; // monotonic milliseconds, within the window of the rate

@@ -4,9 +4,11 @@
 #include "client/inprocesskeywordclient.h"
 #include "examples/browser/preferences.h"
 #include "examples/browser/session.h"
+#include "examples/common/commandline.h"
 #include "examples/common/hosttheme.h"
 #include "examples/common/screenshot.h"
 #include "module/pellixclientkeywordmodule.h"
+#include "programs/common/address.h"
 #include "simulator/inprocesslink.h"
 #include "simulator/keywordserver.h"
 #include "simulator/telemetryscene.h"
@@ -56,14 +58,22 @@ std::optional<int> aggregationFromName(const QString &name)
     return std::nullopt;
 }
 
-// The options, or nothing after a message about what is wrong with them.
-std::optional<Options> parseOptions(const QGuiApplication &application, const Session &session,
-                                    Screenshot &screenshot)
+QCommandLineOption option(const char *name, const char *description, const char *value)
 {
-    const auto option = [](const char *name, const char *description, const char *value) {
-        return QCommandLineOption(QString::fromLatin1(name), translated(description),
-                                  QString::fromLatin1(value));
-    };
+    return {QString::fromLatin1(name), translated(description), QString::fromLatin1(value)};
+}
+
+class CommandLine
+{
+public:
+    explicit CommandLine(const Screenshot &screenshot);
+
+    // The options, or nothing after a message about what is wrong with them.
+    std::optional<Options> options(const Session &session) const;
+
+    QCommandLineParser parser;
+
+private:
     const QCommandLineOption url =
         option("url",
                "Browse the keyword server at this WebSocket <address>, such as ws://host:port. "
@@ -76,27 +86,34 @@ std::optional<Options> parseOptions(const QGuiApplication &application, const Se
     const QCommandLineOption pin =
         option("pin", "Pin the keyword at this <path>. May be given again.", "path");
     const QCommandLineOption filter =
-        option("filter", "List only what has all these <words>.", "words");
+        option("filter", "List only what has all these <words> in its label or name.", "words");
     const QCommandLineOption aggregate =
         option("aggregate",
                "Aggregate what is pinned by this <mode>: min, max, equal, sum, and, or.", "mode");
     const QCommandLineOption settings =
         option("settings", "Keep the settings in this INI <file>.", "file");
-    const QCommandLineOption dark(QStringLiteral("dark"), translated("Use dark colours."));
-    const QCommandLineOption light(QStringLiteral("light"), translated("Use light colours."));
+    const QCommandLineOption dark {QStringLiteral("dark"), translated("Use dark colours.")};
+    const QCommandLineOption light {QStringLiteral("light"), translated("Use light colours.")};
+};
 
-    QCommandLineParser parser;
+CommandLine::CommandLine(const Screenshot &screenshot)
+{
     parser.setApplicationDescription(translated(
-        "Browses a keyword server: lists keywords, shows their live values, writes them."));
+        "Browses a keyword server: lists keywords, shows their live values, writes them.\n\n"
+        "An address with a password is refused. Addresses are shown without their secrets and are "
+        "not saved.\n\n"
+        "The exit code is 0, 1 when something fails, or 2 when the command line makes no sense."));
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addOptions({url, keyword, select, pin, filter, aggregate, dark, light, settings});
     screenshot.addOptions(parser);
-    parser.process(application); // exits with a message at an unknown option
+}
 
+std::optional<Options> CommandLine::options(const Session &session) const
+{
     if (!parser.positionalArguments().isEmpty()) {
-        complain(
-            translated("unexpected argument '%1'").arg(parser.positionalArguments().constFirst()));
+        const QString argument = parser.positionalArguments().constFirst();
+        complain(translated("unexpected argument '%1'").arg(programs::shownAddress(argument)));
         return std::nullopt;
     }
     Options options;
@@ -130,8 +147,6 @@ std::optional<Options> parseOptions(const QGuiApplication &application, const Se
     }
     if (parser.isSet(dark) || parser.isSet(light))
         options.dark = parser.isSet(dark);
-    if (!screenshot.prepare(parser))
-        return std::nullopt;
     return options;
 }
 
@@ -150,17 +165,25 @@ PKeywordClient *createInProcess(Session *session)
 
 int main(int argc, char *argv[])
 {
-    QGuiApplication application(argc, argv);
-    QGuiApplication::setOrganizationName(QStringLiteral("PellixClient"));
-    QGuiApplication::setApplicationName(QStringLiteral("keyword-browser"));
-    QGuiApplication::setApplicationVersion(QStringLiteral(BROWSER_VERSION));
-    QGuiApplication::setApplicationDisplayName(translated("Keyword Browser"));
+    QCoreApplication::setOrganizationName(QStringLiteral("PellixClient"));
+    QCoreApplication::setApplicationName(QStringLiteral("keyword-browser"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(BROWSER_VERSION));
+    hideSecretsInLog();
 
-    Session session(createInProcess); // outlives the engine, whose proxies point to its clients
     Screenshot screenshot;
-    const std::optional<Options> options = parseOptions(application, session, screenshot);
+    CommandLine commandLine(screenshot);
+    if (answeredWithoutDisplay(commandLine.parser, argc, argv))
+        return EXIT_SUCCESS;
+    const QGuiApplication application(argc, argv);
+    QGuiApplication::setApplicationDisplayName(translated("Keyword Browser"));
+    Session session(createInProcess); // outlives the engine, whose proxies point to its clients
+    if (!parseArguments(commandLine.parser))
+        return badUsage;
+    const std::optional<Options> options = commandLine.options(session);
     if (!options)
-        return EXIT_FAILURE;
+        return badUsage;
+    if (const int exitCode = screenshot.prepare(commandLine.parser))
+        return exitCode;
 
     // The transport tells each command at debug level, and the window tells what is wrong with the
     // connection. QT_LOGGING_RULES brings both back.

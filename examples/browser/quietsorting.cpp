@@ -5,7 +5,6 @@
 
 #include <chrono>
 
-using namespace pellix::client;
 using namespace std::chrono_literals;
 
 namespace {
@@ -25,12 +24,12 @@ QuietSorting::QuietSorting(QObject *parent) : QObject(parent)
     connect(&patience, &QTimer::timeout, this, &QuietSorting::settle);
 }
 
-PKeywordQueryFilterProxyModel *QuietSorting::model() const
+ChildOrder *QuietSorting::model() const
 {
     return sorted;
 }
 
-void QuietSorting::setModel(PKeywordQueryFilterProxyModel *model)
+void QuietSorting::setModel(ChildOrder *model)
 {
     if (model == sorted)
         return;
@@ -55,7 +54,6 @@ void QuietSorting::follow(QAbstractItemModel *source)
     unsettled = false;
     if (!followed)
         return;
-    sorted->setDynamicSortFilter(false);
     connect(followed, &QAbstractItemModel::modelReset, this, &QuietSorting::onSourceReset);
     connect(followed, &QAbstractItemModel::dataChanged, this, &QuietSorting::onDataChanged);
 }
@@ -85,10 +83,6 @@ void QuietSorting::settle()
     unsettled = false;
     if (!sorted)
         return;
-    // Sorting alone leaves the rows of a view alive, and the view where it is scrolled to.
-    if (sorted->filter().isEmpty())
-        sorted->sort(sorted->sortColumn(), sorted->sortOrder());
-    else
-        sorted->invalidate();
+    sorted->rearrange();
     Q_EMIT settled();
 }

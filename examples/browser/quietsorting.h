@@ -3,28 +3,27 @@
 
 #pragma once
 
-#include "models/keywordqueryfilterproxymodel.h"
+#include "examples/browser/childorder.h"
 
 #include <QtCore/QObject>
 #include <QtCore/QPointer>
 #include <QtCore/QTimer>
 #include <QtQml/qqmlregistration.h>
 
-// Lets a model sort and filter anew only when its source has come to rest. The labels of a long
-// list arrive one by one, and moving a row for each of them would cost the square of their number,
-// and make the rows dance.
+// Has the rows sorted and filtered anew only when their source has come to rest. The labels of a
+// long list arrive one by one, and moving a row for each of them would cost the square of their
+// number, and make the rows dance.
 class QuietSorting : public QObject
 {
     Q_OBJECT
-    Q_PROPERTY(pellix::client::PKeywordQueryFilterProxyModel *model READ model WRITE setModel NOTIFY
-                   modelChanged)
+    Q_PROPERTY(ChildOrder *model READ model WRITE setModel NOTIFY modelChanged)
     QML_ELEMENT
 
 public:
     explicit QuietSorting(QObject *parent = nullptr);
 
-    pellix::client::PKeywordQueryFilterProxyModel *model() const;
-    void setModel(pellix::client::PKeywordQueryFilterProxyModel *model);
+    ChildOrder *model() const;
+    void setModel(ChildOrder *model);
 
 Q_SIGNALS:
     void modelChanged();
@@ -36,7 +35,7 @@ private:
     void onDataChanged();
     void settle();
 
-    QPointer<pellix::client::PKeywordQueryFilterProxyModel> sorted;
+    QPointer<ChildOrder> sorted;
     QPointer<QAbstractItemModel> followed;
     QTimer rest;
     QTimer patience;

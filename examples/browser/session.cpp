@@ -4,12 +4,13 @@
 #include "examples/browser/session.h"
 
 #include "client/websocketkeywordclient.h"
-#include "examples/common/address.h"
+#include "programs/common/address.h"
 #include "pubsub/publisher.h"
 
 #include <QtCore/QDeadlineTimer>
 #include <QtCore/QRegularExpression>
 
+#include <algorithm>
 #include <utility>
 
 using namespace pellix::client;
@@ -89,10 +90,10 @@ void Session::adopt(PKeywordClient *client)
     Q_EMIT connectedChanged();
 }
 
-QString Session::address() const
+QString Session::shownAddress() const
 {
     const auto *webSocket = qobject_cast<const PWebSocketKeywordClient *>(current);
-    return webSocket ? webSocket->url() : QString();
+    return webSocket ? programs::shownAddress(webSocket->url()) : QString();
 }
 
 bool Session::inProcess() const
@@ -143,14 +144,36 @@ double Session::eventsPerSecond() const
 QStringList Session::parseAddresses(const QString &text) const
 {
     static const QRegularExpression separator(QStringLiteral("[\\s,]+"));
-    return text.split(separator, Qt::SkipEmptyParts);
+    QStringList addresses = text.split(separator, Qt::SkipEmptyParts);
+    QStringList set = list; // each stands for one: two may differ in their secrets only
+    for (QString &address : addresses) {
+        const auto same = std::find_if(set.cbegin(), set.cend(), [&address](const QString &other) {
+            return programs::shownAddress(other) == address;
+        });
+        if (same != set.cend()) {
+            address = *same;
+            set.erase(same);
+        }
+    }
+    return addresses;
+}
+
+QString Session::shown(const QStringList &addresses) const
+{
+    QStringList shown;
+    for (const QString &address : addresses)
+        shown.append(programs::shownAddress(address));
+    return shown.join(QLatin1Char(' '));
 }
 
 QString Session::problem(const QStringList &addresses) const
 {
     for (const QString &address : addresses) {
-        if (!isWebSocketAddress(address))
-            return tr("'%1' is no WebSocket address: ws://host:port is expected").arg(address);
+        QString problem = programs::addressProblem(address);
+        if (problem.isEmpty() && address.contains(QLatin1String("=***")))
+            problem = tr("its secret is hidden here: type the address with it");
+        if (!problem.isEmpty())
+            return tr("cannot use '%1': %2").arg(programs::shownAddress(address), problem);
     }
     return {};
 }

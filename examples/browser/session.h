@@ -16,12 +16,15 @@
 
 // The connection of the browser: to the server in this process, or over a WebSocket to the first
 // of some addresses. Both can be changed at any time; whoever is bound to client then moves along.
+//
+// An address may carry a secret, such as a token. The window shows addresses without their secrets,
+// and nothing saves them.
 class Session : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(pellix::client::PKeywordClient *client READ client NOTIFY clientChanged)
     Q_PROPERTY(QStringList addresses READ addresses WRITE setAddresses NOTIFY addressesChanged)
-    Q_PROPERTY(QString address READ address NOTIFY addressesChanged)
+    Q_PROPERTY(QString shownAddress READ shownAddress NOTIFY addressesChanged)
     Q_PROPERTY(bool inProcess READ inProcess NOTIFY addressesChanged)
     Q_PROPERTY(bool connected READ connected NOTIFY connectedChanged)
     Q_PROPERTY(QDateTime lostAt READ lostAt NOTIFY connectedChanged)
@@ -42,10 +45,10 @@ public:
     pellix::client::PKeywordClient *client() const; // null until addresses are set
 
     // Without addresses it is the server in this process. What is no WebSocket address is refused,
-    // see parseAddresses().
+    // see problem().
     QStringList addresses() const;
     void setAddresses(const QStringList &addresses);
-    QString address() const;
+    QString shownAddress() const; // of the server in use; empty for the one in this process
     bool inProcess() const;
 
     bool connected() const;
@@ -56,8 +59,11 @@ public:
 
     double eventsPerSecond() const;
 
-    // The addresses in a text, separated by blanks or commas.
+    // The addresses in a text, separated by blanks or commas. One that is shown without its secret
+    // stands for the address that is set.
     Q_INVOKABLE QStringList parseAddresses(const QString &text) const;
+    // The addresses as a text, without their secrets.
+    Q_INVOKABLE QString shown(const QStringList &addresses) const;
     // What is wrong with them, in words, or an empty text.
     Q_INVOKABLE QString problem(const QStringList &addresses) const;
 

@@ -3,6 +3,7 @@
 
 #include "examples/common/screenshot.h"
 
+#include "examples/common/commandline.h"
 #include "examples/common/livereport.h"
 
 #include <QtCore/QCommandLineParser>
@@ -13,11 +14,6 @@
 #include <QtQuick/QQuickWindow>
 
 #include <cstdlib>
-
-void complain(const QString &message)
-{
-    QTextStream(stderr) << QCoreApplication::applicationName() << ": " << message << Qt::endl;
-}
 
 Screenshot::Screenshot()
     : fileOption(QStringLiteral("screenshot"),
@@ -37,20 +33,20 @@ void Screenshot::addOptions(QCommandLineParser &parser) const
     parser.addOptions({fileOption, durationOption});
 }
 
-bool Screenshot::prepare(const QCommandLineParser &parser)
+int Screenshot::prepare(const QCommandLineParser &parser)
 {
     if (!parser.isSet(fileOption)) {
         if (parser.isSet(durationOption)) {
             complain(
                 QGuiApplication::translate("Screenshot", "--duration goes with --screenshot only"));
-            return false;
+            return badUsage;
         }
-        return true;
+        return EXIT_SUCCESS;
     }
     const QString name = parser.value(fileOption);
     if (name.isEmpty()) {
         complain(QGuiApplication::translate("Screenshot", "--screenshot needs a file name"));
-        return false;
+        return badUsage;
     }
     bool isNumber = false;
     const double seconds = parser.value(durationOption).toDouble(&isNumber);
@@ -58,16 +54,16 @@ bool Screenshot::prepare(const QCommandLineParser &parser)
     if (!isNumber || !(seconds > 0 && seconds <= longest)) {
         complain(QGuiApplication::translate("Screenshot", "'%1' is no duration in seconds")
                      .arg(parser.value(durationOption)));
-        return false;
+        return badUsage;
     }
     duration = std::chrono::milliseconds(qRound64(seconds * 1000));
     file.setFileName(name);
     if (!file.open(QIODevice::WriteOnly)) {
         complain(QGuiApplication::translate("Screenshot", "cannot write '%1': %2")
                      .arg(name, file.errorString()));
-        return false;
+        return EXIT_FAILURE;
     }
-    return true;
+    return EXIT_SUCCESS;
 }
 
 void Screenshot::schedule(QQuickWindow *window)

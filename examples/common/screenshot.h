@@ -14,9 +14,6 @@ class QCommandLineParser;
 class QQuickWindow;
 QT_END_NAMESPACE
 
-// Says on standard error what is wrong, after the name of the program.
-void complain(const QString &message);
-
 // A picture of a window, taken after some time, that ends the program: the options --screenshot and
 // --duration of a command line.
 class Screenshot
@@ -27,8 +24,8 @@ public:
     void addOptions(QCommandLineParser &parser) const;
 
     // Reads the options and opens the file, so that a bad name is reported before the duration and
-    // not after it. Returns false after a message about what is wrong.
-    bool prepare(const QCommandLineParser &parser);
+    // not after it. Returns 0, or the exit code of the program after a message about what is wrong.
+    int prepare(const QCommandLineParser &parser);
 
     // Takes the picture when the duration is over, prints each value that the window shows, and
     // exits: with an error if the picture cannot be written, or if not a single value is known.

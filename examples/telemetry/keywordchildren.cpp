@@ -3,9 +3,9 @@
 
 #include "keywordchildren.h"
 
+#include "examples/common/naturalorder.h"
 #include "pubsub/publisher.h"
 
-#include <QtCore/QCollator>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonObject>
 #include <QtCore/QRegularExpression>
@@ -103,9 +103,9 @@ void KeywordChildren::onKeyIndexResponse(const QUuid &id, const QVariant &data)
             keywords.append(keyword.startsWith(QLatin1Char('/')) ? keyword
                                                                  : QLatin1Char('/') + keyword);
     }
-    QCollator byNumber;
-    byNumber.setNumericMode(true); // core10 after core9
-    std::sort(keywords.begin(), keywords.end(), byNumber);
+    // core10 after core9
+    std::sort(keywords.begin(), keywords.end(),
+              [](const QString &a, const QString &b) { return compareNaturally(a, b) < 0; });
 
     if (keywords == m_keywords)
         return;

@@ -3,17 +3,17 @@
 
 #include "client/inprocesskeywordclient.h"
 #include "client/websocketkeywordclient.h"
-#include "examples/common/address.h"
+#include "examples/common/commandline.h"
 #include "examples/common/hosttheme.h"
 #include "examples/common/screenshot.h"
 #include "module/pellixclientkeywordmodule.h"
+#include "programs/common/address.h"
 #include "simulator/inprocesslink.h"
 #include "simulator/keywordserver.h"
 #include "simulator/telemetryscene.h"
 
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QLoggingCategory>
-#include <QtCore/QUrl>
 #include <QtGui/QGuiApplication>
 #include <QtQml/QQmlApplicationEngine>
 #include <QtQuick/QQuickWindow>
@@ -41,43 +41,56 @@ struct InProcess
     }
 };
 
-// The addresses to try, none for the server in this process, or nothing after a message about what
-// is wrong with the command line.
-std::optional<QStringList> parseAddresses(const QGuiApplication &application,
-                                          Screenshot &screenshot)
+class CommandLine
 {
-    const QCommandLineOption url(
+public:
+    explicit CommandLine(const Screenshot &screenshot);
+
+    // The addresses to try, none for the server in this process, or nothing after a message about
+    // what is wrong with the command line.
+    std::optional<QStringList> addresses() const;
+
+    QCommandLineParser parser;
+
+private:
+    const QCommandLineOption url {
         QStringLiteral("url"),
         QGuiApplication::translate("main",
                                    "Watch the keyword server at this WebSocket <address>, "
                                    "such as ws://host:port. Given again: the next choice."),
-        QStringLiteral("address"));
+        QStringLiteral("address")};
+};
 
-    QCommandLineParser parser;
+CommandLine::CommandLine(const Screenshot &screenshot)
+{
     parser.setApplicationDescription(QGuiApplication::translate(
-        "main", "Shows the live values of a machine: of this one, or of a keyword server."));
+        "main",
+        "Shows the live values of a machine: of this one, or of a keyword server.\n\n"
+        "An address with a password is refused. Addresses are shown without their secrets.\n\n"
+        "The exit code is 0, 1 when something fails, or 2 when the command line makes no sense."));
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addOption(url);
     screenshot.addOptions(parser);
-    parser.process(application); // exits with a message at an unknown option
+}
 
+std::optional<QStringList> CommandLine::addresses() const
+{
     if (!parser.positionalArguments().isEmpty()) {
+        const QString argument = parser.positionalArguments().constFirst();
         complain(QGuiApplication::translate("main", "unexpected argument '%1'")
-                     .arg(parser.positionalArguments().constFirst()));
+                     .arg(programs::shownAddress(argument)));
         return std::nullopt;
     }
     const QStringList addresses = parser.values(url);
     for (const QString &address : addresses) {
-        if (!isWebSocketAddress(address)) {
-            complain(QGuiApplication::translate(
-                         "main", "'%1' is no WebSocket address: ws://host:port is expected")
-                         .arg(address));
+        const QString problem = programs::addressProblem(address);
+        if (!problem.isEmpty()) {
+            complain(QGuiApplication::translate("main", "cannot use '%1': %2")
+                         .arg(programs::shownAddress(address), problem));
             return std::nullopt;
         }
     }
-    if (!screenshot.prepare(parser))
-        return std::nullopt;
     return addresses;
 }
 
@@ -85,13 +98,22 @@ std::optional<QStringList> parseAddresses(const QGuiApplication &application,
 
 int main(int argc, char *argv[])
 {
-    QGuiApplication application(argc, argv);
-    QGuiApplication::setApplicationName(QStringLiteral("telemetry"));
-    QGuiApplication::setApplicationVersion(QStringLiteral(TELEMETRY_VERSION));
+    QCoreApplication::setApplicationName(QStringLiteral("telemetry"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(TELEMETRY_VERSION));
+    hideSecretsInLog();
+
     Screenshot screenshot;
-    const std::optional<QStringList> addresses = parseAddresses(application, screenshot);
+    CommandLine commandLine(screenshot);
+    if (answeredWithoutDisplay(commandLine.parser, argc, argv))
+        return EXIT_SUCCESS;
+    const QGuiApplication application(argc, argv);
+    if (!parseArguments(commandLine.parser))
+        return badUsage;
+    const std::optional<QStringList> addresses = commandLine.addresses();
     if (!addresses)
-        return EXIT_FAILURE;
+        return badUsage;
+    if (const int exitCode = screenshot.prepare(commandLine.parser))
+        return exitCode;
 
     // The transport tells each command at debug level. QT_LOGGING_RULES brings that back.
     QLoggingCategory::setFilterRules(

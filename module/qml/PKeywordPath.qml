@@ -79,6 +79,7 @@ Item {
                 required property int index
                 required property string keyword
                 required property string partDisplay
+                readonly property var label: labelProxy.value
 
                 width: partText.implicitWidth + theme.dp(8) // qmllint disable unqualified
                 height: theme.dp(24) // qmllint disable unqualified
@@ -94,13 +95,11 @@ Item {
                 PText {
                     id: partText
 
-                    readonly property var label: labelProxy.value
-
                     anchors.centerIn: parent
                     height: theme.dp(16) // qmllint disable unqualified
                     color: "white"
-                    text: label !== undefined && label !== null && label !== ""
-                          ? label : part.partDisplay
+                    text: part.label !== undefined && part.label !== null && part.label !== ""
+                          ? part.label : part.partDisplay
                 }
             }
         }

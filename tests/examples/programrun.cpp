@@ -25,9 +25,8 @@ QString webSocketAddress(quint16 port)
     return QStringLiteral("ws://127.0.0.1:%1").arg(port);
 }
 
-Run Desk::run(const QStringList &arguments) const
+QProcessEnvironment Desk::environment() const
 {
-    QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
     environment.insert(QStringLiteral("QT_QUICK_BACKEND"), QStringLiteral("software"));
@@ -35,6 +34,17 @@ Run Desk::run(const QStringList &arguments) const
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"), directory.path());
     environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
     environment.remove(QStringLiteral("QT_LOGGING_RULES"));
+    return environment;
+}
+
+Run Desk::run(const QStringList &arguments) const
+{
+    return run(arguments, environment());
+}
+
+Run Desk::run(const QStringList &arguments, const QProcessEnvironment &environment) const
+{
+    QProcess process;
     process.setProcessEnvironment(environment);
 
     Run run;
@@ -67,15 +77,33 @@ bool Desk::hasPicture(const QSize &size) const
     return colors.size() > 100;
 }
 
-void verifyRefused(const QStringList &arguments, const QString &message)
+void verifyRefused(const QStringList &arguments, const QString &message, int exitCode)
 {
     const Desk desk;
     const Run run = desk.run(arguments);
 
     QVERIFY(run.finished);
-    QVERIFY(run.exitCode > 0);
+    QCOMPARE(run.exitCode, exitCode);
     QVERIFY2(run.errors.contains(message), qPrintable(run.errors));
     QCOMPARE(run.output, QString());
+}
+
+void verifyAnswersWithoutDisplay(const QString &name)
+{
+    const Desk desk;
+    QProcessEnvironment environment = desk.environment();
+    for (const char *variable : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
+        environment.remove(QString::fromLatin1(variable));
+
+    const Run help = desk.run({QStringLiteral("--help")}, environment);
+    QCOMPARE(help.errors, QString());
+    QCOMPARE(help.exitCode, 0);
+    QVERIFY2(help.output.contains(QLatin1String("--screenshot")), qPrintable(help.output));
+
+    const Run version = desk.run({QStringLiteral("--version")}, environment);
+    QCOMPARE(version.errors, QString());
+    QCOMPARE(version.exitCode, 0);
+    QVERIFY2(version.output.startsWith(name + QLatin1Char(' ')), qPrintable(version.output));
 }
 
 void verifyHelpNames(const QStringList &options)

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QtCore/QMap>
+#include <QtCore/QProcessEnvironment>
 #include <QtCore/QSize>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
@@ -23,8 +24,11 @@ struct Run
 
 QString webSocketAddress(quint16 port);
 
-// That the program says the message on standard error, prints nothing else, and fails.
-void verifyRefused(const QStringList &arguments, const QString &message);
+// That the program says the message on standard error, prints nothing else, and ends with the code.
+void verifyRefused(const QStringList &arguments, const QString &message, int exitCode = 2);
+
+// That --help and --version are answered where there is no display.
+void verifyAnswersWithoutDisplay(const QString &name);
 
 // That "--help" names them all.
 void verifyHelpNames(const QStringList &options);
@@ -38,6 +42,10 @@ public:
 
     // The event loop of the test goes on while the program runs: the server may live here.
     Run run(const QStringList &arguments) const;
+    Run run(const QStringList &arguments, const QProcessEnvironment &environment) const;
+
+    // Without a display, and with nothing of the user's.
+    QProcessEnvironment environment() const;
 
     // Whether there is a picture of that size, with text and colours rather than a blank window.
     bool hasPicture(const QSize &size) const;

@@ -8,6 +8,7 @@
 
 #include <QtCore/QFileInfo>
 #include <QtCore/QMap>
+#include <QtGui/QImage>
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QTest>
 
@@ -24,7 +25,10 @@ private Q_SLOTS:
     void unreachableServer_failsButStillSavesThePicture();
     void badArguments_failWithAMessage();
     void badArguments_failWithAMessage_data();
+    void secrets_areNotLogged();
+    void secrets_areNotInThePicture();
     void help_namesEveryOption();
+    void help_needsNoDisplay();
 };
 
 void tst_Telemetry::initTestCase()
@@ -100,28 +104,39 @@ void tst_Telemetry::badArguments_failWithAMessage_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("message");
+    QTest::addColumn<int>("exitCode");
 
-    const auto row = [](const char *name, const QStringList &arguments, const char *message) {
-        QTest::newRow(name) << arguments << QString::fromLatin1(message);
+    const auto row = [](const char *name, const QStringList &arguments, const char *message,
+                        int exitCode = 2) {
+        QTest::newRow(name) << arguments << QString::fromLatin1(message) << exitCode;
     };
     row("unknown option", {QStringLiteral("--nonsense")}, "nonsense");
     row("stray argument", {QStringLiteral("stray")}, "unexpected argument 'stray'");
     row("url of another scheme", {QStringLiteral("--url"), QStringLiteral("http://127.0.0.1:1")},
-        "'http://127.0.0.1:1' is no WebSocket address");
+        "'http://127.0.0.1:1': not a WebSocket address");
     row("url without a scheme", {QStringLiteral("--url"), QStringLiteral("127.0.0.1:1")},
-        "'127.0.0.1:1' is no WebSocket address");
+        "'127.0.0.1:1': not a WebSocket address");
     row("url without a host", {QStringLiteral("--url"), QStringLiteral("ws://")},
-        "'ws://' is no WebSocket address");
+        "'ws://': not a WebSocket address");
     row("url with a bad port", {QStringLiteral("--url"), QStringLiteral("ws://127.0.0.1:port")},
-        "is no WebSocket address");
-    row("empty url", {QStringLiteral("--url"), QString()}, "'' is no WebSocket address");
+        "not a WebSocket address");
+    row("empty url", {QStringLiteral("--url"), QString()}, "'': not a WebSocket address");
     row("one good and one bad url",
         {QStringLiteral("--url"), QStringLiteral("ws://127.0.0.1:1"), QStringLiteral("--url"),
          QStringLiteral("ftp://127.0.0.1")},
-        "'ftp://127.0.0.1' is no WebSocket address");
+        "'ftp://127.0.0.1': not a WebSocket address");
+    row("url with a password",
+        {QStringLiteral("--url"), QStringLiteral("ws://me:hush@127.0.0.1:1")},
+        "cannot use 'ws://me:***@127.0.0.1:1': an address cannot carry a password");
+    row("bad url with a token", {QStringLiteral("--url"), QStringLiteral("http://a/?token=hush")},
+        "cannot use 'http://a/?token=***': not a WebSocket address");
+    row("stray address", {QStringLiteral("me:hush@127.0.0.1:1")},
+        "unexpected argument 'me:***@127.0.0.1:1'");
+    row("address for an option", {QStringLiteral("--ws://me:hush@127.0.0.1:1")},
+        "ws://me:***@127.0.0.1:1");
     row("unwritable picture",
         {QStringLiteral("--screenshot"), QStringLiteral("/nowhere/at/all/picture.png")},
-        "cannot write '/nowhere/at/all/picture.png'");
+        "cannot write '/nowhere/at/all/picture.png'", 1);
     row("no file name", {QStringLiteral("--screenshot"), QString()}, "needs a file name");
     row("duration alone", {QStringLiteral("--duration"), QStringLiteral("2")},
         "goes with --screenshot");
@@ -143,14 +158,63 @@ void tst_Telemetry::badArguments_failWithAMessage()
 {
     QFETCH(const QStringList, arguments);
     QFETCH(const QString, message);
+    QFETCH(const int, exitCode);
 
-    verifyRefused(arguments, message);
+    verifyRefused(arguments, message, exitCode);
+}
+
+// Everything is logged, and also what Qt says of an address.
+void tst_Telemetry::secrets_areNotLogged()
+{
+    KeywordServer server;
+    server.declare(
+        {QStringLiteral("/a"), QStringLiteral("int"), QStringLiteral("R"), QString(), 1});
+    WebSocketKeywordServer transport(&server);
+    QVERIFY(transport.listen(QHostAddress::LocalHost, 0));
+
+    const Desk desk;
+    QProcessEnvironment environment = desk.environment();
+    environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("pellixclient.*=true"));
+    const Run run = desk.run({QStringLiteral("--url"),
+                              webSocketAddress(transport.port()) + QStringLiteral("/?token=hush"),
+                              QStringLiteral("--screenshot"), desk.picture(),
+                              QStringLiteral("--duration"), QStringLiteral("1")},
+                             environment);
+
+    QVERIFY(run.finished);
+    QVERIFY2(run.errors.contains(QLatin1String("?token=***")), qPrintable(run.errors));
+    QVERIFY2(!run.errors.contains(QLatin1String("hush")), qPrintable(run.errors));
+    QVERIFY2(!run.output.contains(QLatin1String("hush")), qPrintable(run.output));
+}
+
+// Nothing else in the window tells two runs apart while there is no server.
+void tst_Telemetry::secrets_areNotInThePicture()
+{
+    QTcpServer reserved; // a port that nobody else takes and that speaks no WebSocket
+    QVERIFY(reserved.listen(QHostAddress::LocalHost, 0));
+    const QString address = webSocketAddress(reserved.serverPort());
+    const auto picture = [&address](const QString &query) {
+        const Desk desk;
+        desk.run({QStringLiteral("--url"), address + query, QStringLiteral("--screenshot"),
+                  desk.picture(), QStringLiteral("--duration"), QStringLiteral("1")});
+        return QImage(desk.picture());
+    };
+
+    const QImage first = picture(QStringLiteral("/?token=hush"));
+    QVERIFY(!first.isNull());
+    QCOMPARE(picture(QStringLiteral("/?token=another")), first);
+    QVERIFY(picture(QStringLiteral("/?unit=another")) != first); // the address is in it
 }
 
 void tst_Telemetry::help_namesEveryOption()
 {
     verifyHelpNames(
         {QStringLiteral("--url"), QStringLiteral("--screenshot"), QStringLiteral("--duration")});
+}
+
+void tst_Telemetry::help_needsNoDisplay()
+{
+    verifyAnswersWithoutDisplay(QStringLiteral("telemetry"));
 }
 
 QTEST_GUILESS_MAIN(tst_Telemetry)

@@ -111,6 +111,7 @@ private Q_SLOTS:
     void list_showsItsKeywords();
     void list_reportsTaps();
     void list_removeButtonsTakeNoRoomWhenHidden();
+    void texts_getNoPropertiesBeyondTheHosts();
     void binding_drivesAProperty();
     void components_outliveTheirClient();
 
@@ -392,6 +393,25 @@ void tst_Components::list_removeButtonsTakeNoRoomWhenHidden()
     QCOMPARE(button()->height(), 24.0);
     QCOMPARE(colour(button()), q("#ff0000"));
     QCOMPARE(textOf(button())->property("color").value<QColor>(), QColor(Qt::white));
+}
+
+// A property of ours in the host's element may hide one of the host's.
+void tst_Components::texts_getNoPropertiesBeyondTheHosts()
+{
+    QQuickItem *const list = load(q("PKeywordPathList { width: 400; height: 200; "
+                                    "keywords: ['/a/b']; keywordClient: testClient }"));
+    QVERIFY(list);
+    for (QQuickItem *box : boxesOf(list)) {
+        const QMetaObject *const text = textOf(box)->metaObject();
+        const QMetaObject *host = text; // up to the Text that the stub of the host is
+        while (host && qstrcmp(host->className(), "QQuickText") != 0)
+            host = host->superClass();
+        QVERIFY(host);
+        QStringList added;
+        for (int i = host->propertyCount(); i < text->propertyCount(); ++i)
+            added << QString::fromLatin1(text->property(i).name());
+        QCOMPARE(added.join(q(" ")), QString());
+    }
 }
 
 void tst_Components::binding_drivesAProperty()

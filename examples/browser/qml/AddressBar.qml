@@ -2,11 +2,15 @@
 // SPDX-License-Identifier: MIT
 
 import QtQuick
+import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import KeywordBrowser
 import PellixClient.Control
 
-/* Where the server is, to be changed at any time, and the look of the window. */
+/*
+    Where the server is, to be changed at any time, and the look of the window. Secrets in addresses are
+    shown while they are typed only.
+*/
 Pane {
     id: root
 
@@ -14,11 +18,12 @@ Pane {
     required property Preferences preferences
 
     function reset() {
-        field.text = Array.from(session.addresses).join(" ");
+        field.text = session.shown(session.addresses);
     }
 
     function apply() {
         const addresses = session.parseAddresses(field.text);
+        field.text = session.shown(addresses);
         field.problem = session.problem(addresses);
         if (field.problem !== "")
             return;
@@ -26,15 +31,19 @@ Pane {
         session.addresses = addresses;
     }
 
-    implicitHeight: Theme.dp(46)
+    implicitHeight: line.height + (problemText.visible ? problemText.implicitHeight + Theme.dp(8) : 0)
     Component.onCompleted: reset()
 
     RowLayout {
+        id: line
+
         anchors {
-            fill: parent
+            left: parent.left
             leftMargin: Theme.gap
+            right: parent.right
             rightMargin: Theme.gap
         }
+        height: Theme.dp(46)
         spacing: Theme.dp(8)
 
         PText {
@@ -45,7 +54,8 @@ Pane {
             id: field
 
             objectName: "addressField"
-            placeholderText: qsTr("this machine, in this process \u2014 or ws://host:port, several one after another")
+            placeholderText: qsTr("ws://host:port, or nothing for this machine")
+            ToolTip.visible: false // the problem is told below
             Layout.fillWidth: true
             onTextEdited: problem = ""
             onAccepted: root.apply()
@@ -70,5 +80,21 @@ Pane {
             tip: root.preferences.dark ? qsTr("Light colours") : qsTr("Dark colours")
             onClicked: root.preferences.dark = !root.preferences.dark
         }
+    }
+    PText {
+        id: problemText
+
+        objectName: "addressProblem"
+        anchors {
+            top: line.bottom
+            left: line.left
+            right: line.right
+        }
+        visible: text !== ""
+        text: field.problem
+        color: Theme.error
+        wrapMode: Text.Wrap
+        Accessible.role: Accessible.AlertMessage
+        Accessible.name: text
     }
 }

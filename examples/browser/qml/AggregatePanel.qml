@@ -18,7 +18,9 @@ ColumnLayout {
 
     spacing: Theme.dp(4)
 
-    PKeywordProxy {
+    readonly property bool stale: !session.connected
+
+    WatchedKeyword {
         id: live
 
         objectName: "aggregate"
@@ -55,8 +57,10 @@ ColumnLayout {
     PText {
         objectName: "aggregateText"
         visible: root.count >= 2
-        text: Format.shortText(live.value)
-        color: live.error ? Theme.error : live.connected ? Theme.text : Theme.textFaint
+        text: Format.shortText(root.stale ? live.lastValue : live.value)
+        color: root.stale ? Theme.textFaint
+                          : live.error ? Theme.error : live.connected ? Theme.text : Theme.textFaint
+        font.strikeout: root.stale && live.lastValue !== undefined
         font.pixelSize: Theme.dp(26)
         fontSizeMode: Text.HorizontalFit
         minimumPixelSize: Theme.dp(11)
@@ -66,13 +70,17 @@ ColumnLayout {
         text: {
             if (root.count < 2)
                 return qsTr("Pin two keywords or more.");
-            if (!root.session.connected)
-                return qsTr("not connected");
+            if (root.stale)
+                return live.lastValue !== undefined ? qsTr("last known value") : qsTr("not connected");
             if (live.error)
                 return qsTr("error: these cannot be taken together");
-            return live.connected ? qsTr("over %1 keywords").arg(root.count) : qsTr("unknown");
+            if (!live.connected)
+                return qsTr("unknown");
+            return live.value !== undefined && live.value !== null
+                ? qsTr("over %1 keywords").arg(root.count)
+                : qsTr("no value over %1 keywords").arg(root.count);
         }
-        color: live.error ? Theme.error : Theme.textSecondary
+        color: live.error && !root.stale ? Theme.error : Theme.textSecondary
         font.pixelSize: Theme.dp(12)
         wrapMode: Text.WordWrap
         Layout.fillWidth: true

@@ -18,6 +18,7 @@ Item {
     property string selected // what is shown in full
     property alias filter: list.filter
     property date now: new Date()
+    readonly property alias childCount: below.count // of what is below the selected keyword
 
     // Lists what is below a keyword.
     function open(keyword: string) {
@@ -47,6 +48,12 @@ Item {
         selected = keyword;
     }
 
+    ChildCount {
+        id: below
+
+        client: root.session.client
+        keyword: root.selected
+    }
     Timer {
         interval: 250
         repeat: true
@@ -137,6 +144,7 @@ Item {
                             session: root.session
                             keyword: root.keyword
                             selected: root.selected
+                            selectedIsParent: below.count > 0
                             Layout.fillWidth: true
                             Layout.fillHeight: true
                             onSelectRequested: keyword => root.selected = keyword
@@ -151,11 +159,13 @@ Item {
 
                     objectName: "detailPane"
                     SplitView.fillWidth: true
-                    SplitView.minimumWidth: Theme.dp(440)
+                    SplitView.minimumWidth: Theme.dp(460)
                     session: root.session
                     preferences: root.preferences
                     keyword: root.selected
+                    childCount: below.count
                     now: root.now
+                    onOpenRequested: root.open(root.selected)
                 }
             }
             PinnedPane {

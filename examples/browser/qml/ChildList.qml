@@ -12,7 +12,7 @@ import PellixClient.Keyword 1.0
 
 /*
     The children of one keyword, filtered and in order. An answer of the server rebuilds all rows: what
-    is selected stays selected, and the list stays where it is scrolled to.
+    is selected stays selected, and the row at the top stays there.
 */
 ColumnLayout {
     id: root
@@ -20,6 +20,7 @@ ColumnLayout {
     required property Session session
     property string keyword: "/"
     property string selected
+    required property bool selectedIsParent // there is something below, as far as is known
     property alias filter: search.text
     readonly property alias view: view
     readonly property alias loading: query.loading
@@ -34,18 +35,43 @@ ColumnLayout {
     readonly property int keywordRole: 261
     readonly property int normalizedKeywordRole: 262
 
-    // Where to scroll when the answer is there; negative: it is.
+    // What to scroll to when the rows are there again: so far down, but if the row that was at the top
+    // is among them, to that one, by so much of it. Negative: nothing to scroll to.
     property real restoredY: -1
+    property string restoredTop
+    property real restoredOffset
     property bool awaiting: false
 
     function refresh() {
-        ask(restoredY < 0 ? view.contentY - view.originY : restoredY);
+        keepPlace();
+        ask();
     }
 
-    function ask(y: real) {
-        restoredY = y;
+    // Before the rows change. Who has not scrolled stays at the beginning, whatever comes first there.
+    function keepPlace() {
+        if (restoredY >= 0)
+            return;
+        restoredY = view.contentY - view.originY;
+        const top = restoredY > 0 ? view.itemAt(0, view.contentY) as ChildRow : null;
+        restoredTop = top ? top.keyword : "";
+        restoredOffset = top ? view.contentY - top.y : 0;
+    }
+
+    function begin() {
+        restoredY = 0;
+        restoredTop = "";
+        ask();
+    }
+
+    function ask() {
         awaiting = true;
         query.keyword = keyword; // asks anew, also for the same keyword
+    }
+
+    function openRow(row: int) {
+        const item = view.itemAtIndex(row) as ChildRow;
+        if (item && item.parental)
+            openRequested(item.keyword);
     }
 
     function normalized(keyword: string): string {
@@ -84,10 +110,11 @@ ColumnLayout {
 
     // Brings the view back to what it showed, now that the rows are new or in another order.
     function restore() {
-        const y = restoredY;
         view.currentIndex = rowOf(selected);
-        if (awaiting || y < 0)
+        if (awaiting || restoredY < 0)
             return;
+        const top = rowOf(restoredTop);
+        const y = top < 0 ? restoredY : top * view.rowHeight + restoredOffset;
         restoredY = -1;
         view.forceLayout(); // the height of rows that are not laid out is not known
         const lowest = Math.max(0, view.contentHeight - view.height);
@@ -96,9 +123,9 @@ ColumnLayout {
 
     spacing: Theme.dp(6)
 
-    onKeywordChanged: ask(0)
+    onKeywordChanged: begin()
     onSelectedChanged: view.currentIndex = rowOf(selected)
-    Component.onCompleted: ask(0)
+    Component.onCompleted: begin()
 
     PKeywordQueryModel {
         id: query
@@ -106,6 +133,7 @@ ColumnLayout {
         keywordClient: root.session.client
         filterType: typeChoice.currentValue ?? PKeyword.KVT_NOPROP
         filterAccess: accessChoice.currentValue ?? PKeyword.KVA_NONE
+        onKeywordClientChanged: root.begin() // the rows are those of another server
         onLoadingChanged: {
             if (loading) {
                 patience.restart();
@@ -117,11 +145,13 @@ ColumnLayout {
             }
         }
     }
-    PKeywordQueryFilterProxyModel {
+    ChildOrder {
         id: sorted
 
         filter: search.text
         sourceModel: query
+        onRearranging: root.keepPlace()
+        onRearranged: root.restore()
     }
     QuietSorting {
         id: sorting
@@ -254,22 +284,32 @@ ColumnLayout {
         highlightFollowsCurrentItem: false
         boundsBehavior: Flickable.StopAtBounds
         reuseItems: true
+        cacheBuffer: 0 // Qt 6.4 warns of rows that are made ahead when a reset comes in between
         model: sorted
         Accessible.role: Accessible.List
         Accessible.name: qsTr("Keywords below %1").arg(root.keyword)
 
-        ScrollBar.vertical: ScrollBar { }
+        ScrollBar.vertical: Scroller {
+            id: scroller
+
+            objectName: "childScroller"
+        }
 
         delegate: ChildRow {
-            width: ListView.view.width
+            width: view.width - (scroller.visible ? scroller.width : 0)
+            height: view.rowHeight
             client: root.session.client
             stale: !root.session.connected
             selected: root.selected !== "" && keyword === root.selected
+            parental: group || selected && root.selectedIsParent
             onSelectRequested: {
                 root.focusList();
                 root.selectRequested(keyword);
             }
-            onOpenRequested: root.openRequested(keyword)
+            onOpenRequested: {
+                if (parental)
+                    root.openRequested(keyword);
+            }
         }
 
         Rectangle {
@@ -302,7 +342,8 @@ ColumnLayout {
             }
         }
 
-        readonly property int page: Math.max(1, Math.floor(height / Theme.dp(30)) - 1)
+        readonly property real rowHeight: Theme.dp(30)
+        readonly property int page: Math.max(1, Math.floor(height / rowHeight) - 1)
 
         Keys.onPressed: event => {
             switch (event.key) {
@@ -315,8 +356,7 @@ ColumnLayout {
             case Qt.Key_Left:
             case Qt.Key_Backspace: root.upRequested(); break;
             case Qt.Key_Right:
-                if (currentIndex >= 0)
-                    root.openRequested(root.selected);
+                root.openRow(currentIndex);
                 break;
             case Qt.Key_Return:
             case Qt.Key_Enter:

@@ -3,14 +3,19 @@
 
 import QtQuick
 import QtQuick.Controls.Basic
+import KeywordBrowser
 import PellixClient.Control
 import PellixClient.Keyword 1.0
 
-/* One child of the listed keyword: its type, its label and its live value. */
+/*
+    One child of the listed keyword: its type, its label and name, and its live value, or the last known
+    one while there is no connection.
+*/
 ItemDelegate {
     id: root
 
     required property string displayName
+    required property string levelName
     required property string keyword
     required property string typeLetter
     required property color typeColor
@@ -18,6 +23,7 @@ ItemDelegate {
     required property PKeywordClient client
     required property bool stale
     required property bool selected
+    required property bool parental // there is something below, as far as is known
 
     readonly property bool group: typeLetter === ">"
 
@@ -28,7 +34,6 @@ ItemDelegate {
     padding: 0
     focusPolicy: Qt.NoFocus // the list has the focus
     Accessible.name: displayName
-    opacity: stale ? 0.45 : 1
 
     onClicked: selectRequested()
     onDoubleClicked: openRequested()
@@ -53,16 +58,34 @@ ItemDelegate {
             anchors.verticalCenter: parent.verticalCenter
             letter: root.typeLetter
             color: root.typeColor
+            opacity: root.stale ? 0.6 : 1
         }
         PText {
+            id: labelText
+
+            readonly property real room: valueText.x - x - Theme.dp(8)
+
             anchors {
                 left: badge.right
                 leftMargin: Theme.dp(8)
-                right: valueText.left
-                rightMargin: Theme.dp(8)
                 verticalCenter: parent.verticalCenter
             }
+            width: Math.min(implicitWidth, room)
             text: root.displayName
+            color: root.stale ? Theme.textSecondary : Theme.text
+        }
+        PText {
+            anchors {
+                left: labelText.right
+                leftMargin: Theme.dp(7)
+                right: valueText.left
+                rightMargin: Theme.dp(8)
+                baseline: labelText.baseline
+            }
+            visible: root.levelName !== root.displayName && width >= Theme.dp(20)
+            text: root.levelName
+            color: Theme.textFaint
+            font.pixelSize: Theme.dp(12)
         }
         PText {
             id: valueText
@@ -73,22 +96,33 @@ ItemDelegate {
                 verticalCenter: parent.verticalCenter
             }
             width: Math.min(implicitWidth, parent.width * 0.42)
-            text: root.group || !live.connected ? "" : Format.shortText(live.value)
-            color: live.error ? Theme.error : live.online && live.consistent ? Theme.textSecondary
-                                                                             : Theme.warning
+            text: {
+                if (root.group || !root.stale && !live.connected)
+                    return "";
+                const value = root.stale ? live.lastValue : live.value;
+                return root.stale && value === undefined ? "" : Format.shortText(value);
+            }
+            color: root.stale ? Theme.textFaint
+                              : live.error ? Theme.error
+                                           : live.online && live.consistent ? Theme.textSecondary
+                                                                            : Theme.warning
             font.pixelSize: Theme.dp(12)
         }
         AbstractButton {
             id: down
 
+            objectName: "down"
             anchors.right: parent.right
             width: Theme.dp(26)
             height: parent.height
+            enabled: root.parental
             focusPolicy: Qt.NoFocus
             Accessible.name: qsTr("List what is below %1").arg(root.displayName)
+            Accessible.ignored: !root.parental
             onClicked: root.openRequested()
 
             contentItem: PText {
+                visible: root.parental
                 text: "\u203a"
                 color: down.hovered ? Theme.accent : Theme.textFaint
                 font.pixelSize: Theme.dp(18)
@@ -97,7 +131,7 @@ ItemDelegate {
         }
     }
 
-    PKeywordProxy {
+    WatchedKeyword {
         id: live
 
         client: root.client

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 import QtQuick
+import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import KeywordBrowser
 import PellixClient.Control
@@ -15,6 +16,9 @@ Pane {
     required property Preferences preferences
     required property date now
     property string keyword
+    required property int childCount // of keywords below it; negative while unknown
+
+    signal openRequested()
 
     readonly property bool pinned: Array.from(preferences.pinned).includes(keyword)
     readonly property bool stale: history.known && !history.current
@@ -108,6 +112,14 @@ Pane {
                 }
             }
             PushButton {
+                objectName: "openButton"
+                visible: root.childCount > 0
+                text: qsTr("%1 below \u203a").arg(root.childCount)
+                tip: qsTr("List what is below (Right)")
+                Layout.alignment: Qt.AlignTop
+                onClicked: root.openRequested()
+            }
+            PushButton {
                 objectName: "pinButton"
                 text: root.pinned ? qsTr("Unpin") : qsTr("Pin")
                 tip: qsTr("Keep it in the list below (Ctrl+D)")
@@ -119,8 +131,10 @@ Pane {
         PText {
             objectName: "valuelessText"
             visible: root.valueless
-            text: qsTr("It has no value of its own. Right lists what is below.")
+            text: root.childCount > 0 ? qsTr("No value of its own. The Right key lists what is below.")
+                                      : qsTr("No value of its own, and nothing below.")
             color: Theme.textSecondary
+            wrapMode: Text.Wrap
             Layout.fillWidth: true
         }
         RowLayout {
@@ -128,6 +142,8 @@ Pane {
             spacing: Theme.gap
 
             PText {
+                id: valueText
+
                 objectName: "valueText"
                 text: Format.valueText(root.stale ? history.lastValue : live.value)
                 color: root.stale ? Theme.textFaint
@@ -177,7 +193,7 @@ Pane {
                 name: qsTr("Connected")
                 known: history.current
                 good: live.connected
-                goodText: qsTr("the server has its source")
+                goodText: qsTr("the server has a source")
                 badText: qsTr("the server has no source for it")
                 badColor: Theme.error
                 Layout.fillWidth: true
@@ -188,8 +204,8 @@ Pane {
                 name: qsTr("Online")
                 known: history.current
                 good: live.online
-                goodText: qsTr("its device answers")
-                badText: qsTr("its device does not answer")
+                goodText: qsTr("its source delivers")
+                badText: qsTr("its source does not deliver")
                 Layout.fillWidth: true
                 Layout.preferredWidth: 1
             }
@@ -198,8 +214,8 @@ Pane {
                 name: qsTr("Consistent")
                 known: history.current
                 good: live.consistent
-                goodText: qsTr("device and server agree")
-                badText: qsTr("device and server differ")
+                goodText: qsTr("agrees with all its sources")
+                badText: qsTr("differs from a source")
                 Layout.fillWidth: true
                 Layout.preferredWidth: 1
             }
@@ -225,6 +241,12 @@ Pane {
                 text: {
                     if (!history.known)
                         return qsTr("no value yet");
+                    if (!history.watched) {
+                        return isNaN(history.lastSeen.getTime())
+                            ? qsTr("no source yet")
+                            : qsTr("last seen %1, %2").arg(Format.time(history.lastSeen))
+                                .arg(Format.ago((root.now - history.lastSeen) / 1000));
+                    }
                     const time = Format.time(history.lastChange);
                     const ago = Format.ago((root.now - history.lastChange) / 1000);
                     return history.changeCount > 0 ? qsTr("last change %1, %2").arg(time).arg(ago)
@@ -236,6 +258,7 @@ Pane {
             }
             PText {
                 objectName: "changeRateText"
+                visible: history.watched
                 text: qsTr("%1 changes/s").arg(Format.rate(history.changesPerSecond))
                 color: Theme.textSecondary
                 font.pixelSize: Theme.dp(12)
@@ -276,8 +299,39 @@ Pane {
             Accessible.role: Accessible.Graphic
             Accessible.name: qsTr("History of %1").arg(root.keyword)
         }
+        // What is too long for one line is shown in full where a number has its plot.
+        Flickable {
+            id: longText
+
+            objectName: "longText"
+            visible: !plot.plottable && valueText.truncated
+            clip: true
+            contentWidth: width
+            contentHeight: longEdit.height
+            boundsBehavior: Flickable.StopAtBounds
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            Layout.minimumHeight: Theme.dp(70)
+
+            ScrollBar.vertical: Scroller { }
+
+            TextEdit {
+                id: longEdit
+
+                width: longText.width - Theme.dp(10)
+                text: valueText.text
+                readOnly: true
+                selectByMouse: true
+                color: valueText.color
+                selectionColor: Theme.accent
+                selectedTextColor: Theme.window
+                font.pixelSize: Theme.dp(13)
+                wrapMode: TextEdit.Wrap
+                textFormat: TextEdit.PlainText
+            }
+        }
         Item {
-            visible: !plot.plottable
+            visible: !plot.plottable && !longText.visible
             Layout.fillHeight: true
         }
 

@@ -22,7 +22,7 @@ ApplicationWindow {
     minimumHeight: 600
     visible: true
     title: session.inProcess ? qsTr("Keyword Browser")
-                             : qsTr("%1 \u2013 Keyword Browser").arg(session.address)
+                             : qsTr("%1 \u2013 Keyword Browser").arg(session.shownAddress)
     color: Theme.window
 
     onClosing: preferences.windowSize = Qt.size(width, height)

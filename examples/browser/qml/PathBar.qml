@@ -1,12 +1,19 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+pragma ComponentBehavior: Bound
+
 import QtQuick
+import QtQuick.Controls.Basic
 import QtQuick.Layouts
+import KeywordBrowser
 import PellixClient.Control
 import PellixClient.Keyword 1.0
 
-/* Where in the tree the list is: shown as a path, and typed after a click on it. */
+/*
+    Where in the tree the list is: shown as a path whose levels can be opened, and typed after a click
+    beside them.
+*/
 RowLayout {
     id: root
 
@@ -42,22 +49,34 @@ RowLayout {
             anchors.fill: parent
             visible: !field.visible
             clip: true
-            contentWidth: path.implicitWidth
+            contentWidth: path.width
             contentHeight: height
             boundsBehavior: Flickable.StopAtBounds
             // The end of a long path is what matters.
             contentX: Math.max(0, contentWidth - width)
 
-            PKeywordPath {
+            ScrollBar.horizontal: Scroller {
+                implicitHeight: Theme.dp(5)
+            }
+
+            TapHandler {
+                onTapped: root.edit()
+            }
+            Row {
                 id: path
 
                 objectName: "path"
-                y: (parent.height - height) / 2
-                keyword: root.keyword
-                keywordClient: root.client
-            }
-            TapHandler {
-                onTapped: root.edit()
+
+                Repeater {
+                    model: PKeywordPathModel {
+                        keyword: root.keyword
+                    }
+                    delegate: PathLevel {
+                        client: root.client
+                        height: flickable.height
+                        onOpenRequested: root.opened(keyword)
+                    }
+                }
             }
         }
         PText {

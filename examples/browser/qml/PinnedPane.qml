@@ -1,11 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+pragma ComponentBehavior: Bound
+
 import QtQuick
+import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import KeywordBrowser
 import PellixClient.Control
-import PellixClient.Keyword 1.0
 
 /* What the user keeps in sight, from one start to the next, and an aggregate of it. */
 Pane {
@@ -16,33 +18,146 @@ Pane {
 
     signal selectRequested(string keyword)
 
+    // Row by row: the rows that stay keep what they know, such as the last value after a lost link.
+    function takePinned() {
+        const pinned = Array.from(preferences.pinned);
+        for (let row = rows.count - 1; row >= 0; --row) {
+            if (!pinned.includes(rows.get(row).keyword))
+                rows.remove(row);
+        }
+        for (let row = 0; row < pinned.length; ++row) {
+            let old = row;
+            while (old < rows.count && rows.get(old).keyword !== pinned[row])
+                ++old;
+            if (old === rows.count)
+                rows.insert(row, { keyword: pinned[row] });
+            else if (old !== row)
+                rows.move(old, row, 1);
+        }
+        while (rows.count > pinned.length)
+            rows.remove(pinned.length);
+    }
+
+    Component.onCompleted: takePinned()
+
+    Connections {
+        target: root.preferences
+
+        function onPinnedChanged() {
+            root.takePinned();
+        }
+    }
+    ListModel {
+        id: rows
+    }
+    PinnedColumns {
+        id: place
+
+        width: view.width - (scroller.visible ? scroller.width : 0)
+    }
+
     RowLayout {
         anchors {
             fill: parent
             margins: Theme.dp(8)
+            topMargin: Theme.dp(4)
         }
         spacing: Theme.gap
 
-        Item {
-            Layout.fillWidth: true
-            Layout.fillHeight: true
+        ColumnLayout {
+            spacing: 0
 
-            PKeywordPathList {
-                objectName: "pinnedList"
-                anchors.fill: parent
-                clip: true
-                opacity: root.session.connected ? 1 : 0.45
-                keywords: root.preferences.pinned
-                keywordClient: root.session.client
-                isRemoveVisible: true
-                onKeywordSelected: (index, keyword) => root.selectRequested(keyword)
-                onKeywordRemove: (index, keyword) => root.preferences.unpin(keyword)
+            Item {
+                implicitHeight: Theme.dp(22)
+                visible: rows.count > 0
+                Layout.fillWidth: true
+
+                component Heading: PText {
+                    height: parent.height
+                    color: Theme.textSecondary
+                    font.pixelSize: Theme.dp(11)
+                }
+
+                Heading {
+                    x: place.keywordX
+                    width: place.keywordWidth
+                    text: qsTr("Pinned keyword")
+                }
+                Heading {
+                    x: place.valueX
+                    width: place.valueWidth
+                    horizontalAlignment: Text.AlignRight
+                    text: qsTr("Value")
+                }
+                Heading {
+                    x: place.stateX
+                    width: place.stateWidth
+                    text: qsTr("State")
+                }
+                Rectangle {
+                    anchors.bottom: parent.bottom
+                    width: place.width
+                    height: 1
+                    color: Theme.groove
+                }
             }
-            PText {
-                anchors.centerIn: parent
-                visible: root.preferences.pinned.length === 0
-                text: qsTr("Nothing is pinned. Ctrl+D pins what is selected.")
-                color: Theme.textSecondary
+            ListView {
+                id: view
+
+                objectName: "pinnedList"
+                clip: true
+                activeFocusOnTab: true
+                boundsBehavior: Flickable.StopAtBounds
+                highlightFollowsCurrentItem: false
+                model: rows
+                Layout.fillWidth: true
+                Layout.fillHeight: true
+                Accessible.role: Accessible.List
+                Accessible.name: qsTr("Pinned keywords")
+
+                ScrollBar.vertical: Scroller {
+                    id: scroller
+
+                    objectName: "pinnedScroller"
+                }
+
+                delegate: PinnedRow {
+                    width: place.width
+                    columns: place
+                    client: root.session.client
+                    stale: !root.session.connected
+                    current: view.activeFocus && index === view.currentIndex
+                    onSelectRequested: root.selectRequested(keyword)
+                    onRemoveRequested: root.preferences.unpin(keyword)
+                }
+
+                onActiveFocusChanged: {
+                    if (activeFocus && currentIndex < 0 && count > 0)
+                        currentIndex = 0;
+                }
+                onCurrentIndexChanged: if (currentIndex >= 0) positionViewAtIndex(currentIndex, ListView.Contain)
+
+                Keys.onPressed: event => {
+                    const row = currentItem as PinnedRow;
+                    if (!row)
+                        return;
+                    switch (event.key) {
+                    case Qt.Key_Return:
+                    case Qt.Key_Enter: root.selectRequested(row.keyword); break;
+                    case Qt.Key_Delete: root.preferences.unpin(row.keyword); break;
+                    default: return;
+                    }
+                    event.accepted = true;
+                }
+
+                PText {
+                    anchors.fill: parent
+                    visible: rows.count === 0
+                    text: qsTr("Nothing is pinned. Ctrl+D pins what is selected.")
+                    color: Theme.textSecondary
+                    horizontalAlignment: Text.AlignHCenter
+                    wrapMode: Text.Wrap
+                }
             }
         }
         Rectangle {

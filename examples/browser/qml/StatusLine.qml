@@ -41,7 +41,7 @@ Pane {
         }
         PText {
             objectName: "addressText"
-            text: root.session.inProcess ? qsTr("server in this process") : root.session.address
+            text: root.session.inProcess ? qsTr("server in this process") : root.session.shownAddress
             color: Theme.textSecondary
             font.pixelSize: Theme.dp(12)
             Layout.fillWidth: true

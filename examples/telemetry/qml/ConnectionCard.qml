@@ -5,6 +5,7 @@ import QtQuick
 import QtQuick.Layouts
 import PellixClient.Control
 import PellixClient.Keyword 1.0
+import Telemetry
 
 /* The way to the server: a WebSocket with its switch, or the word that there is none. */
 Card {
@@ -45,7 +46,7 @@ Card {
             font.pixelSize: Theme.dp(16)
         }
         PText {
-            text: root.webSocket ? root.webSocket.url : ""
+            text: root.webSocket ? Addresses.shown(root.webSocket.url) : ""
             elide: Text.ElideMiddle
             color: Theme.textSecondary
             Layout.fillWidth: true

@@ -80,6 +80,14 @@ public:
     {
         return server.setState(path, connected, online, consistent, error);
     }
+    Q_INVOKABLE void declareDouble(const QString &path, const QString &label, double value)
+    {
+        server.declare({path, QStringLiteral("double"), QStringLiteral("RW"), label, value});
+    }
+    Q_INVOKABLE void setLabel(const QString &path, const QString &label)
+    {
+        server.setLabel(path, label);
+    }
     Q_INVOKABLE void declareMany(const QString &path, int count)
     {
         for (int i = 0; i < count; ++i) {

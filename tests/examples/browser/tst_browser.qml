@@ -36,6 +36,8 @@ TestCase {
         signalName: "modelReset"
     }
 
+    readonly property int nameRole: 257
+
     property BrowserView view
     property ListView list
 
@@ -98,6 +100,37 @@ TestCase {
         }
         fail("no row " + name + " in " + JSON.stringify(rows()));
         return null;
+    }
+
+    // All texts below an item that can be seen.
+    function texts(item: Item): var {
+        const found = [];
+        if (!item.visible)
+            return found;
+        for (const name of ["text", "placeholderText", "displayText"]) {
+            if (typeof item[name] === "string" && item[name] !== "")
+                found.push(item[name]);
+        }
+        for (let i = 0; i < item.children.length; ++i)
+            found.push(...texts(item.children[i]));
+        return found;
+    }
+
+    // The texts of each row of the table of pinned keywords, one column after another.
+    function pinnedRows(): var {
+        const table = find("pinnedList");
+        const found = [];
+        for (let row = 0; row < table.count; ++row) {
+            const item = table.itemAtIndex(row);
+            found.push(!item ? "" : ["pinnedLabel", "pinnedPath", "pinnedValue", "pinnedState"].map(
+                name => findChild(item, name).text).join(" | "));
+        }
+        return found;
+    }
+
+    function tryPinnedRows(expected: var) {
+        tryVerify(() => JSON.stringify(pinnedRows()) === JSON.stringify(expected), 5000,
+                  JSON.stringify(pinnedRows()));
     }
 
     readonly property var plant: ["Bottles", "Level", "limit", "Name of the plant", "Recipe",
@@ -179,9 +212,13 @@ TestCase {
         tryRows(plant);
         compare(view.keyword, "/plant");
         verify(!field.visible);
-        const path = find("path");
-        compare(path.keyword, "/plant");
-        tryVerify(() => findItem(path, item => item.text === "Bottling works"));
+        tryVerify(() => texts(find("path")).join("") === "Bottling worksBottling works");
+        // Each level can be opened by a click.
+        root.stage.declareDouble("/plant/tank/level", "", 1);
+        view.open("/plant/tank");
+        tryRows(["level"]);
+        click(find("path").children[0]);
+        compare(view.keyword, "/plant");
     }
 
     function test_rows_showTypeLabelAndLiveValue() {
@@ -189,6 +226,9 @@ TestCase {
         compare(plant.map(name => row(name).typeLetter).join(""), "NNNTOBT");
         compare(row("Running").typeColor, "#f0a30a");
         verify(findItem(row("Name of the plant"), item => item.text === "North"));
+        // The label first and the name behind it, but not the same text twice.
+        compare(texts(row("Bottles")).join(" "), "N Bottles count 7");
+        compare(texts(row("limit")).join(" "), "N limit 10");
         root.stage.setValue("/plant/level", 42.25);
         tryVerify(() => findItem(row("Level"), item => item.text === "42.25"));
     }
@@ -210,6 +250,49 @@ TestCase {
         tryRows(plant);
         verify(list.activeFocus);
         tryCompare(find("countText"), "text", "7");
+    }
+
+    function test_filter_findsNamesAsWellAsLabels() {
+        openPlant();
+        view.filter = "count";
+        tryRows(["Bottles"]);
+        view.filter = "COUNT bott";
+        tryRows(["Bottles"]);
+        view.filter = "bottles";
+        tryRows(["Bottles"]);
+    }
+
+    function test_rows_areInNaturalOrder() {
+        for (const name of ["10", "9", "9a", "b", "A"])
+            root.stage.declareDouble("/mixed/" + name, "", 0);
+        root.stage.declareDouble("/mixed/x", "Item 10", 0);
+        root.stage.declareDouble("/mixed/y", "item 9", 0);
+        view.open("/mixed");
+        tryRows(["9", "9a", "10", "A", "b", "item 9", "Item 10"]);
+    }
+
+    function test_rows_promiseOnlyWhatIsBelow() {
+        root.stage.declareDouble("/plant/level/limit", "", 50);
+        const promises = row => findItem(row, item => item.text === "\u203a" && item.visible) !== null;
+        tryRows(["Bottling works", "other"]);
+        verify(promises(row("other")));
+        openPlant();
+        select("Bottles");
+        tryVerify(() => root.view.childCount === 0);
+        verify(!promises(row("Bottles")) && !find("openButton").visible);
+        keyClick(Qt.Key_Right);
+        compare(view.keyword, "/plant");
+        mouseDoubleClickSequence(row("Bottles"));
+        compare(view.keyword, "/plant");
+
+        // Of a keyword that has a value, what is below is known once it is selected.
+        verify(!promises(row("Level")));
+        select("Level");
+        tryVerify(() => promises(row("Level")));
+        compare(find("openButton").text, "1 below \u203a");
+        keyClick(Qt.Key_Right);
+        compare(view.keyword, "/plant/level");
+        tryRows(["limit"]);
     }
 
     function test_filter_byType() {
@@ -235,7 +318,7 @@ TestCase {
         view.open("/many");
         tryCompare(list, "count", 2000);
         // Labelled and in order: the labels arrive after the rows.
-        tryVerify(() => list.itemAtIndex(2) && list.itemAtIndex(2).displayName === "Label 10");
+        tryVerify(() => list.itemAtIndex(10) && list.itemAtIndex(10).displayName === "Label 10");
         view.selected = "/many/k1500";
         tryVerify(() => list.currentIndex > 0);
         list.positionViewAtIndex(list.currentIndex, ListView.Center);
@@ -254,9 +337,94 @@ TestCase {
         tryVerify(() => list.itemAtIndex(index) && list.itemAtIndex(index).displayName === "Label 1500");
         verify(list.itemAtIndex(index).selected);
         // And with the next label, that of a row far away.
-        root.stage.setValue("/many/k0/Label", "Zero");
-        tryVerify(() => Math.abs(list.contentY - list.originY - place) < 1);
+        const top = placeText();
+        root.stage.setLabel("/many/k0", "Label 0, the first");
+        tryVerify(() => list.model.data(list.model.index(0, 0), root.nameRole) === "Label 0, the first");
+        compare(placeText(), top);
         compare(view.selected, "/many/k1500");
+    }
+
+    // The row at the top of the list, and where its upper edge is.
+    function placeText(): string {
+        const top = list.itemAt(0, list.contentY) as ChildRow;
+        if (!top)
+            return "nothing";
+        return top.displayName + " at " + (list.contentY - top.y) + " of row " + list.indexAt(0, list.contentY);
+    }
+
+    function test_list_keepsItsPlaceThroughAReconnect_data() {
+        return [
+            { tag: "all", filter: "", count: 300 },
+            { tag: "by label", filter: "label 1", count: 138 },
+            { tag: "by name", filter: "k2", count: 111 },
+        ];
+    }
+
+    function test_list_keepsItsPlaceThroughAReconnect(row) {
+        root.stage.declareMany("/many", 300);
+        connectTo(root.stage.listen());
+        view.open("/many");
+        tryCompare(list, "count", 300);
+        tryVerify(() => list.itemAtIndex(2) && list.itemAtIndex(2).displayName === "Label 2");
+        view.filter = row.filter;
+        tryCompare(list, "count", row.count);
+        list.contentY = list.originY + 50 * 30 + 11;
+        const top = list.itemAtIndex(50).displayName;
+        view.selected = list.itemAtIndex(53).keyword;
+        const selected = view.selected;
+        tryCompare(list, "currentIndex", 53);
+
+        root.stage.goAway();
+        tryCompare(root.stage.session, "connected", false);
+        root.stage.declareDouble("/many/a", "Label 0, k2, label 1", 0); // comes before the others
+        resets.target = list.model;
+        resets.clear();
+        root.stage.listen();
+        tryCompare(root.stage.session, "connected", true, 10000);
+        tryCompare(resets, "count", 2, 10000);
+        tryCompare(list, "count", row.count + 1);
+        tryVerify(() => placeText() === top + " at 11 of row 51", 5000, placeText());
+        compare(view.selected, selected);
+        tryCompare(list, "currentIndex", 54);
+        // And when a row gets a label that moves it from the end to the beginning.
+        root.stage.setLabel("/many/k299", "Another, label 1 k2");
+        tryVerify(() => placeText() === top + " at 11 of row 52", 5000, placeText());
+        compare(view.selected, selected);
+    }
+
+    function test_list_ofAnotherServerIsNotShown() {
+        openPlant();
+        connectTo("ws://127.0.0.1:1"); // nobody is there
+        tryCompare(list, "count", 0);
+        tryCompare(find("emptyText"), "text", "Not connected");
+    }
+
+    function test_list_scrollBarIsThereWhenItIsNeeded() {
+        const scroller = find("childScroller");
+        openPlant();
+        verify(!scroller.visible);
+        compare(row("Level").width, list.width);
+        root.stage.declareMany("/many", 100);
+        view.open("/many");
+        tryCompare(list, "count", 100);
+        tryCompare(scroller, "visible", true);
+        compare(scroller.opacity, 1);
+        compare(scroller.contentItem.opacity, 1);
+        // It covers nothing of the rows.
+        tryVerify(() => list.itemAtIndex(0).width <= scroller.x);
+        view.filter = "k99";
+        tryCompare(scroller, "visible", false);
+
+        const pins = find("pinnedScroller");
+        root.stage.preferences.pinned = ["/plant/level", "/plant/count"];
+        tryPinnedRows(["Level | /plant/level | 41.5 | good", "Bottles | /plant/count | 7 | good"]);
+        verify(!pins.visible);
+        const many = [];
+        for (let i = 0; i < 20; ++i)
+            many.push("/many/k" + i);
+        root.stage.preferences.pinned = many;
+        tryCompare(pins, "visible", true);
+        tryVerify(() => find("pinnedList").itemAtIndex(0).width <= pins.x);
     }
 
     function test_list_ofTenThousand() {
@@ -291,7 +459,8 @@ TestCase {
         root.stage.setState("/plant/level", true, false, false, true);
         tryVerify(() => !find("onlineFlag").good && !find("consistentFlag").good
                         && !find("errorFlag").good && find("connectedFlag").good);
-        compare(find("onlineFlag").meaning, "its device does not answer");
+        compare(find("onlineFlag").meaning, "its source does not deliver");
+        compare(find("consistentFlag").meaning, "differs from a source");
         compare(find("errorFlag").meaning, "invalid, or a write was refused");
         root.stage.setState("/plant/level", false, true, true, false);
         tryVerify(() => !find("connectedFlag").good);
@@ -447,9 +616,9 @@ TestCase {
         click(find("pinButton"));
         compare(root.stage.storedPins().join(" "), "/plant/level /plant/count");
 
-        // The list shows label and value, and selects and removes by a click.
+        // The table selects and removes by a click.
         const pinned = find("pinnedList");
-        tryVerify(() => findItem(pinned, item => item.text === " = 41.50 "));
+        tryPinnedRows(["Level | /plant/level | 41.5 | good", "Bottles | /plant/count | 7 | good"]);
         view.open("/other");
         tryRows(["1"]);
         click(findItem(pinned, item => item.text === "Level"));
@@ -458,12 +627,42 @@ TestCase {
         tryRows(plant);
         tryVerify(() => list.currentIndex === 1);
 
-        click(findItem(pinned, item => item.text === "x")); // of the first
+        click(findChild(pinned.itemAtIndex(0), "unpinButton"));
         compare(root.stage.storedPins().join(" "), "/plant/count");
         keyClick("d", Qt.ControlModifier); // what is selected comes back, at the end
         compare(root.stage.storedPins().join(" "), "/plant/count /plant/level");
         keyClick("d", Qt.ControlModifier);
         compare(root.stage.storedPins().join(" "), "/plant/count");
+    }
+
+    function test_pin_showsTheState_data() {
+        return [
+            { tag: "offline", flags: [true, false, true, false], state: "offline" },
+            { tag: "inconsistent", flags: [true, true, false, false], state: "inconsistent" },
+            { tag: "error", flags: [true, false, false, true], state: "error" },
+            { tag: "no source", flags: [false, true, true, true], state: "no source", value: "\u2014" },
+        ];
+    }
+
+    function test_pin_showsTheState(row) {
+        root.stage.preferences.pinned = ["/plant/level", "/plant/limit"];
+        tryPinnedRows(["Level | /plant/level | 41.5 | good", "limit | /plant/limit | 10 | good"]);
+        root.stage.setState("/plant/level", ...row.flags);
+        tryPinnedRows(["Level | /plant/level | " + (row.value ?? "41.5") + " | " + row.state,
+                       "limit | /plant/limit | 10 | good"]);
+    }
+
+    function test_pin_byKeys() {
+        root.stage.preferences.pinned = ["/plant/level", "/plant/count", "/plant/limit"];
+        const pinned = find("pinnedList");
+        tryCompare(pinned, "count", 3);
+        pinned.forceActiveFocus();
+        keyClick(Qt.Key_Down);
+        keyClick(Qt.Key_Return);
+        compare(view.selected, "/plant/count");
+        pinned.forceActiveFocus();
+        keyClick(Qt.Key_Delete);
+        compare(root.stage.storedPins().join(" "), "/plant/level /plant/limit");
     }
 
     function test_aggregate_data() {
@@ -485,12 +684,15 @@ TestCase {
                    row.mode === 0 ? "6" : row.mode === 1 ? "43.5" : "49.5");
     }
 
+    function connectTo(url: string) {
+        find("addressField").text = url;
+        click(find("connectButton"));
+    }
+
     function test_server_isLostAndRegained() {
         const url = root.stage.listen();
-        const address = find("addressField");
-        address.text = url;
-        click(find("connectButton"));
-        compare(root.stage.session.address, url);
+        connectTo(url);
+        compare(root.stage.session.shownAddress, url);
         tryCompare(root.stage.session, "connected", true);
         compare(find("connectionText").text, "Connected");
         compare(find("addressText").text, url);
@@ -499,7 +701,10 @@ TestCase {
         select("Level");
         tryCompare(find("valueText"), "text", "41.5");
         verify(!find("lostBanner").visible && !find("staleBadge").visible);
-        root.stage.preferences.pin("/plant/level");
+        root.stage.preferences.pinned = ["/plant/level", "/plant/count"];
+        choose("modeChoice", 3);
+        tryCompare(find("aggregateText"), "text", "48.5");
+        tryPinnedRows(["Level | /plant/level | 41.5 | good", "Bottles | /plant/count | 7 | good"]);
 
         root.stage.goAway();
         tryCompare(find("lostBanner"), "visible", true);
@@ -510,6 +715,18 @@ TestCase {
         verify(find("staleBadge").visible && find("valueText").font.strikeout);
         verify(!find("connectedFlag").known);
         compare(row("Level").stale, true);
+        compare(texts(row("Level")).join(" "), "N Level level 41.5");
+        compare(find("aggregateText").text, "48.5");
+        compare(find("path").children[0].text, "Bottling works");
+        tryPinnedRows(["Level | /plant/level | 41.5 | last known",
+                       "Bottles | /plant/count | 7 | last known"]);
+        // One that is pinned now has no value, and takes none from the others.
+        root.stage.preferences.pin("/plant/limit");
+        tryPinnedRows(["Level | /plant/level | 41.5 | last known",
+                       "Bottles | /plant/count | 7 | last known",
+                       "limit | /plant/limit | \u2014 | unknown"]);
+        // What nobody sees does not count as not changed.
+        verify(/^last seen [0-9:.]+, just now$/.test(find("changeText").text), find("changeText").text);
         find("valueField").text = "1";
         click(find("setButton"));
         compare(outcome(), "1 not sent: there is no connection");
@@ -521,7 +738,9 @@ TestCase {
         verify(!find("lostBanner").visible && !find("staleBadge").visible);
         tryRows(plant);
         compare(view.selected, "/plant/level");
-        tryVerify(() => findItem(find("pinnedList"), item => item.text === " = 77.00 "));
+        tryPinnedRows(["Level | /plant/level | 77 | good", "Bottles | /plant/count | 7 | good",
+                       "limit | /plant/limit | 10 | good"]);
+        tryVerify(() => find("changeText").text.startsWith("not changed since"));
     }
 
     function test_server_disconnectLasts() {
@@ -537,6 +756,39 @@ TestCase {
         tryCompare(root.stage.session, "connected", true, 10000);
     }
 
+    function test_server_secretsAreNotShown() {
+        const url = root.stage.listen();
+        connectTo(url + "/?token=hush");
+        tryCompare(root.stage.session, "connected", true);
+        compare(find("addressField").text, url + "/?token=***");
+        compare(find("addressText").text, url + "/?token=***");
+        compare(texts(view).filter(text => text.includes("hush")).join(" "), "");
+        // What is shown stands for it.
+        click(find("connectButton"));
+        compare(root.stage.session.addresses.join(" "), url + "/?token=hush");
+        find("addressField").text = url + "/other?token=***";
+        click(find("connectButton"));
+        verify(find("addressProblem").text.includes("its secret is hidden here"));
+        compare(root.stage.session.addresses.join(" "), url + "/?token=hush");
+    }
+
+    function test_server_passwordIsRefused() {
+        connectTo("ws://me:hush@127.0.0.1:1 ws://127.0.0.1:2/?token=hush");
+        const problem = find("addressProblem");
+        verify(problem.visible && problem.text.includes("an address cannot carry a password"),
+               problem.text);
+        compare(find("addressField").text, "ws://me:***@127.0.0.1:1 ws://127.0.0.1:2/?token=***");
+        compare(texts(view).filter(text => text.includes("hush")).join(" "), "");
+        verify(root.stage.session.inProcess);
+        // The reason is to be read in full, and is gone with the next key.
+        view.width = 800;
+        tryVerify(() => !problem.truncated && problem.y + problem.height <= problem.parent.height);
+        const field = find("addressField");
+        field.forceActiveFocus();
+        keyClick("x");
+        tryCompare(problem, "visible", false);
+    }
+
     function test_server_badAddressChangesNothing_data() {
         return [
             { tag: "scheme", text: "http://127.0.0.1" },
@@ -549,7 +801,8 @@ TestCase {
         const field = find("addressField");
         field.text = row.text;
         click(find("connectButton"));
-        verify(field.problem.includes("is no WebSocket address"), field.problem);
+        verify(field.problem.includes("not a WebSocket address"), field.problem);
+        compare(find("addressProblem").text, field.problem);
         verify(root.stage.session.inProcess && root.stage.session.connected);
         field.forceActiveFocus();
         keyClick(Qt.Key_Escape);
@@ -564,13 +817,12 @@ TestCase {
         tryCompare(find("valueField"), "visible", true);
         const wanted = ["addressField", "connectButton", "upButton", "searchField", "typeChoice",
                         "accessChoice", "childView", "pinButton", "valueField", "setButton",
-                        "minusButton", "stepField", "plusButton", "modeChoice"];
+                        "minusButton", "stepField", "plusButton", "pinnedList", "modeChoice"];
         const reached = {};
         for (let i = 0; i < 60; ++i) {
             keyClick(Qt.Key_Tab);
-            const item = root.Window.window.activeFocusItem;
-            if (item)
-                reached[list.activeFocus ? "childView" : item.objectName] = true;
+            for (const name of wanted.filter(name => find(name).activeFocus))
+                reached[name] = true;
         }
         compare(wanted.filter(name => !reached[name]).join(" "), "");
     }
@@ -595,5 +847,23 @@ TestCase {
                    name + " ends at " + end);
         }
         tryVerify(() => find("plot").height >= 60);
+        for (const name of ["connectedFlag", "onlineFlag", "consistentFlag", "errorFlag"]) {
+            verify(!findItem(find(name), item => item.truncated), name);
+            verify(findItem(find(name), item => item.text === find(name).meaning).implicitWidth > 0);
+        }
+        root.stage.setState("/plant/level", false, false, false, true);
+        tryVerify(() => !find("connectedFlag").good);
+        for (const name of ["connectedFlag", "onlineFlag", "consistentFlag", "errorFlag"])
+            verify(!findItem(find(name), item => item.truncated), find(name).meaning);
+
+        // The hints are to be read in full.
+        const field = find("addressField");
+        const hint = findItem(field, item => item.text === field.placeholderText);
+        verify(hint && hint.implicitWidth <= field.width - 16, field.width);
+        view.up();
+        tryRows(["Bottling works", "other"]);
+        tryCompare(find("valuelessText"), "visible", true);
+        tryVerify(() => find("valuelessText").text.includes("The Right key lists"));
+        verify(!find("valuelessText").truncated);
     }
 }

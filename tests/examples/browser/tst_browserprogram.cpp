@@ -25,7 +25,9 @@ private Q_SLOTS:
     void unreachableServer_failsButStillSavesThePicture();
     void badArguments_failWithAMessage();
     void badArguments_failWithAMessage_data();
+    void secrets_areNotLogged();
     void help_namesEveryOption();
+    void help_needsNoDisplay();
 };
 
 void tst_BrowserProgram::initTestCase()
@@ -133,22 +135,33 @@ void tst_BrowserProgram::badArguments_failWithAMessage_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("message");
+    QTest::addColumn<int>("exitCode");
 
-    const auto row = [](const char *name, const QStringList &arguments, const char *message) {
-        QTest::newRow(name) << arguments << QString::fromLatin1(message);
+    const auto row = [](const char *name, const QStringList &arguments, const char *message,
+                        int exitCode = 2) {
+        QTest::newRow(name) << arguments << QString::fromLatin1(message) << exitCode;
     };
     row("unknown option", {QStringLiteral("--nonsense")}, "nonsense");
     row("stray argument", {QStringLiteral("stray")}, "unexpected argument 'stray'");
     row("url of another scheme", {QStringLiteral("--url"), QStringLiteral("http://127.0.0.1:1")},
-        "'http://127.0.0.1:1' is no WebSocket address");
+        "'http://127.0.0.1:1': not a WebSocket address");
     row("unknown mode", {QStringLiteral("--aggregate"), QStringLiteral("mean")},
         "'mean' is no mode");
     row("dark and light", {QStringLiteral("--dark"), QStringLiteral("--light")},
         "--dark and --light exclude each other");
     row("settings without a name", {QStringLiteral("--settings"), QString()}, "needs a file name");
+    row("url with a password",
+        {QStringLiteral("--url"), QStringLiteral("ws://me:hush@127.0.0.1:1")},
+        "cannot use 'ws://me:***@127.0.0.1:1': an address cannot carry a password");
+    row("bad url with a token", {QStringLiteral("--url"), QStringLiteral("http://a/?token=hush")},
+        "cannot use 'http://a/?token=***': not a WebSocket address");
+    row("stray address", {QStringLiteral("me:hush@127.0.0.1:1")},
+        "unexpected argument 'me:***@127.0.0.1:1'");
+    row("address for an option", {QStringLiteral("--ws://me:hush@127.0.0.1:1")},
+        "ws://me:***@127.0.0.1:1");
     row("unwritable picture",
         {QStringLiteral("--screenshot"), QStringLiteral("/nowhere/at/all/picture.png")},
-        "cannot write '/nowhere/at/all/picture.png'");
+        "cannot write '/nowhere/at/all/picture.png'", 1);
     row("duration alone", {QStringLiteral("--duration"), QStringLiteral("2")},
         "goes with --screenshot");
 }
@@ -157,8 +170,38 @@ void tst_BrowserProgram::badArguments_failWithAMessage()
 {
     QFETCH(const QStringList, arguments);
     QFETCH(const QString, message);
+    QFETCH(const int, exitCode);
 
-    verifyRefused(arguments, message);
+    verifyRefused(arguments, message, exitCode);
+}
+
+// Everything is logged, and also what Qt says of an address.
+void tst_BrowserProgram::secrets_areNotLogged()
+{
+    KeywordServer server;
+    server.declare(
+        {QStringLiteral("/a"), QStringLiteral("int"), QStringLiteral("R"), QString(), 1});
+    WebSocketKeywordServer transport(&server);
+    QVERIFY(transport.listen(QHostAddress::LocalHost, 0));
+
+    const Desk desk;
+    QProcessEnvironment environment = desk.environment();
+    environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("pellixclient.*=true"));
+    QFile settings(desk.file(QStringLiteral("settings.ini")));
+    const Run run =
+        desk.run({QStringLiteral("--url"),
+                  webSocketAddress(transport.port()) + QStringLiteral("/?token=hush"),
+                  QStringLiteral("--settings"), settings.fileName(), QStringLiteral("--pin"),
+                  QStringLiteral("/a"), QStringLiteral("--screenshot"), desk.picture(),
+                  QStringLiteral("--duration"), QStringLiteral("1")},
+                 environment);
+
+    QVERIFY(run.finished);
+    QVERIFY2(run.errors.contains(QLatin1String("?token=***")), qPrintable(run.errors));
+    QVERIFY2(!run.errors.contains(QLatin1String("hush")), qPrintable(run.errors));
+    QVERIFY2(!run.output.contains(QLatin1String("hush")), qPrintable(run.output));
+    QVERIFY(settings.open(QIODevice::ReadOnly)); // which nobody keeps an address in
+    QVERIFY(!settings.readAll().contains("hush"));
 }
 
 void tst_BrowserProgram::help_namesEveryOption()
@@ -168,6 +211,11 @@ void tst_BrowserProgram::help_namesEveryOption()
          QStringLiteral("--pin"), QStringLiteral("--filter"), QStringLiteral("--aggregate"),
          QStringLiteral("--dark"), QStringLiteral("--light"), QStringLiteral("--settings"),
          QStringLiteral("--screenshot"), QStringLiteral("--duration")});
+}
+
+void tst_BrowserProgram::help_needsNoDisplay()
+{
+    verifyAnswersWithoutDisplay(QStringLiteral("keyword-browser"));
 }
 
 QTEST_GUILESS_MAIN(tst_BrowserProgram)

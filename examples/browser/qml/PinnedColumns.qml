@@ -1,0 +1,18 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+import QtQuick
+import PellixClient.Control
+
+/* Where the columns of the pinned keywords are, for the heading and each row. */
+QtObject {
+    required property real width
+
+    readonly property real keywordX: Theme.dp(8)
+    readonly property real keywordWidth: valueX - keywordX - Theme.gap
+    readonly property real valueX: stateX - Theme.gap - valueWidth
+    readonly property real valueWidth: Math.round(width * 0.24)
+    readonly property real stateX: removeX - stateWidth
+    readonly property real stateWidth: Theme.dp(104)
+    readonly property real removeX: width - Theme.dp(26)
+}

@@ -1,0 +1,17 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+import QtQuick
+import PellixClient.Keyword 1.0
+
+/* A keyword whose last value is still known when the connection is lost. */
+PKeywordProxy {
+    property var lastValue
+
+    onClientChanged: lastValue = undefined
+    onKeywordChanged: lastValue = undefined
+    onValueChanged: {
+        if (value !== undefined && value !== null)
+            lastValue = value;
+    }
+}
