@@ -480,6 +480,26 @@ TestCase {
         verify(!find("valuelessText").visible && find("connectedFlag").visible);
     }
 
+    function test_detail_longTextIsReadInFull_data() {
+        return [
+            { tag: "one line", text: "More of it. ".repeat(100) },
+            { tag: "two lines", text: "first\nsecond" },
+        ];
+    }
+
+    function test_detail_longTextIsReadInFull(row) {
+        openPlant();
+        select("Name of the plant");
+        tryCompare(find("valueText"), "text", "North");
+        verify(!find("longText").visible);
+        root.stage.setValue("/plant/name", row.text);
+        tryCompare(find("longText"), "visible", true);
+        compare(find("longEdit").text, row.text);
+        const value = find("valueText"); // one line, which covers nothing beside it
+        compare(value.lineCount, 1);
+        verify(value.contentWidth <= value.width, value.contentWidth);
+    }
+
     function test_detail_plotFitsTheType_data() {
         return [
             { tag: "double", name: "Level", visible: true, steps: false },
@@ -539,7 +559,7 @@ TestCase {
         field.text = row.text;
         click(find("setButton"));
         compare(field.problem, row.problem);
-        compare(outcome(), "");
+        compare(outcome(), row.problem); // to be read, not only pointed at
         field.text = "12";
         click(find("setButton"));
         compare(field.problem, "");
