@@ -14,7 +14,7 @@ using namespace std::chrono_literals;
 namespace {
 
 // How long after the last label an earlier one may still stand for one that is to come.
-constexpr auto memoryTime = 2s;
+constexpr auto memoryTime = 5s;
 
 QString keywordOf(const QModelIndex &source)
 {

@@ -21,6 +21,7 @@ Pane {
     signal openRequested()
 
     readonly property bool pinned: Array.from(preferences.pinned).includes(keyword)
+    readonly property string valueText: Format.valueText(stale ? history.lastValue : live.value)
     readonly property bool stale: history.known && !history.current
     // The server has answered, and there is no value: a level of the tree, or nothing at all.
     readonly property bool valueless: history.current && !history.known && !live.connected
@@ -145,7 +146,7 @@ Pane {
                 id: valueText
 
                 objectName: "valueText"
-                text: Format.valueText(root.stale ? history.lastValue : live.value)
+                text: root.valueText.replace(/\s+/g, " ")
                 color: root.stale ? Theme.textFaint
                                   : live.error ? Theme.error
                                                : live.online && live.consistent ? Theme.text
@@ -304,7 +305,7 @@ Pane {
             id: longText
 
             objectName: "longText"
-            visible: !plot.plottable && valueText.truncated
+            visible: !plot.plottable && (valueText.truncated || root.valueText.includes("\n"))
             clip: true
             contentWidth: width
             contentHeight: longEdit.height
@@ -318,8 +319,9 @@ Pane {
             TextEdit {
                 id: longEdit
 
+                objectName: "longEdit"
                 width: longText.width - Theme.dp(10)
-                text: valueText.text
+                text: root.valueText
                 readOnly: true
                 selectByMouse: true
                 color: valueText.color

@@ -21,6 +21,7 @@ ColumnLayout {
     readonly property bool isNumber: Format.isNumber(valueType)
     readonly property bool isBool: valueType === PKeyword.KVT_BOOL
     readonly property bool isText: valueType === PKeyword.KVT_STRING
+    readonly property string problem: field.problem !== "" ? field.problem : step.problem
     readonly property string writtenKeyword: writer.keyword
 
     function focusField() {
@@ -164,6 +165,8 @@ ColumnLayout {
         Layout.preferredHeight: Theme.dp(18)
         font.pixelSize: Theme.dp(12)
         color: {
+            if (root.problem !== "")
+                return Theme.error;
             switch (root.writer.outcome) {
             case KeywordWrite.Taken: return Theme.accent;
             case KeywordWrite.Different: return Theme.warning;
@@ -174,6 +177,8 @@ ColumnLayout {
             }
         }
         text: {
+            if (root.problem !== "")
+                return root.problem;
             const writer = root.writer;
             const number = Number(writer.sent);
             const sent = writer.relative ? (number < 0 ? "" : "+") + Format.numberText(number)
