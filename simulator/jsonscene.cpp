@@ -4,10 +4,11 @@
 #include "simulator/jsonscene.h"
 
 #include "simulator/animator_p.h"
-#include "simulator/keywordserver.h"
+#include "simulator/keywordserver_p.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
+#include <QtCore/QHash>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
@@ -77,6 +78,23 @@ double numberOf(const QJsonObject &object, const char *name, double otherwise, c
         problem.report(where + QLatin1Char('.') + QLatin1String(name),
                        QStringLiteral("must be a number"));
     return value.toDouble();
+}
+
+// The words as a text: "a", "b" or "c".
+QString listed(const QStringList &words)
+{
+    return QLatin1Char('"') + words.mid(0, words.size() - 1).join(QLatin1String("\", \""))
+        + QLatin1String("\" or \"") + words.constLast() + QLatin1Char('"');
+}
+
+void checkKnown(const QString &text, const QStringList &known, const QString &where,
+                Problem &problem)
+{
+    if (text.isEmpty())
+        problem.report(where, QStringLiteral("is missing or empty"));
+    else if (!known.contains(text))
+        problem.report(where,
+                       QStringLiteral("\"%1\" is not known; must be %2").arg(text, listed(known)));
 }
 
 QVariant initialValue(const QString &type)
@@ -153,6 +171,7 @@ class JsonScene::Private
 {
 public:
     void readKeyword(const QJsonValue &value, const QString &where, Problem &problem);
+    void claim(const QString &path, const QString &where, Problem &problem);
     void readGenerator(const QJsonObject &object, const QString &where, Problem &problem);
     void declareAll();
 
@@ -160,6 +179,7 @@ public:
     std::vector<KeywordServer::Keyword> keywords;
     std::vector<std::pair<QString, QString>> labels;
     std::vector<Animator> animators;
+    QHash<QString, QString> places; // where in the file each path is declared, while it is read
     double rate = defaultRate;
     QTimer timer;
     QElapsedTimer elapsed;
@@ -182,8 +202,7 @@ void JsonScene::Private::readKeyword(const QJsonValue &value, const QString &whe
     keyword.type = textOf(object, "type", QString(), where, problem);
     keyword.access = textOf(object, "access", QStringLiteral("R"), where, problem);
     keyword.label = textOf(object, "label", QString(), where, problem);
-    if (keyword.path.isEmpty())
-        problem.report(where + QLatin1String(".path"), QStringLiteral("is missing or empty"));
+    claim(keyword.path, where + QLatin1String(".path"), problem);
 
     if (keyword.type.isEmpty() && !object.contains(QLatin1String("value"))) {
         // Only names a level.
@@ -193,12 +212,11 @@ void JsonScene::Private::readKeyword(const QJsonValue &value, const QString &whe
     keyword.value = object.contains(QLatin1String("value"))
         ? object.value(QLatin1String("value")).toVariant()
         : initialValue(keyword.type);
-    KeywordServer trial;
-    if (!problem.found() && !trial.declare(keyword)) {
-        problem.report(where,
-                       QStringLiteral("type \"%1\", access \"%2\" and value do not fit "
-                                      "together, or one of them is not known")
-                           .arg(keyword.type, keyword.access));
+    checkKnown(keyword.type, knownTypes(), where + QLatin1String(".type"), problem);
+    checkKnown(keyword.access, knownAccesses(), where + QLatin1String(".access"), problem);
+    if (!fitsType(keyword.value, keyword.type)) {
+        problem.report(where + QLatin1String(".value"),
+                       QStringLiteral("does not fit the type \"%1\"").arg(keyword.type));
     }
     const QJsonValue animator = object.value(QLatin1String("animator"));
     if (animator.isObject()) {
@@ -208,6 +226,21 @@ void JsonScene::Private::readKeyword(const QJsonValue &value, const QString &whe
         problem.report(where + QLatin1String(".animator"), QStringLiteral("must be an object"));
     }
     keywords.push_back(keyword);
+}
+
+// A path in any of its spellings is for one place alone: the last one would win.
+void JsonScene::Private::claim(const QString &path, const QString &where, Problem &problem)
+{
+    const QString normalized = normalizedPath(path);
+    const QString other = places.value(normalized);
+    if (path.isEmpty())
+        problem.report(where, QStringLiteral("is missing or empty"));
+    else if (normalized.isEmpty())
+        problem.report(where, QStringLiteral("holds only separators"));
+    else if (!other.isEmpty())
+        problem.report(where,
+                       QStringLiteral("%1 is declared already, at %2").arg(normalized, other));
+    places.insert(normalized, where);
 }
 
 // N keywords below a prefix, a hundred to a level, for load work.
@@ -226,6 +259,9 @@ void JsonScene::Private::readGenerator(const QJsonObject &object, const QString 
     }
     const QString prefix = textOf(object, "prefix", QStringLiteral("/load"), where, problem);
     const QString type = textOf(object, "type", QStringLiteral("double"), where, problem);
+    const QString access = textOf(object, "access", QStringLiteral("RW"), where, problem);
+    checkKnown(type, knownTypes(), where + QLatin1String(".type"), problem);
+    checkKnown(access, knownAccesses(), where + QLatin1String(".access"), problem);
     const QJsonValue animator = object.value(QLatin1String("animator"));
     if (!animator.isUndefined() && !animator.isObject())
         problem.report(where + QLatin1String(".animator"), QStringLiteral("must be an object"));
@@ -233,11 +269,10 @@ void JsonScene::Private::readGenerator(const QJsonObject &object, const QString 
         KeywordServer::Keyword keyword;
         keyword.path = QStringLiteral("%1/group%2/value%3").arg(prefix).arg(i / 100).arg(i % 100);
         keyword.type = type;
-        keyword.access = textOf(object, "access", QStringLiteral("RW"), where, problem);
+        keyword.access = access;
         keyword.label = QStringLiteral("Value %1").arg(i);
         keyword.value = initialValue(type);
-        if (KeywordServer trial; i == 0 && !trial.declare(keyword))
-            problem.report(where, QStringLiteral("type or access is not known"));
+        claim(keyword.path, where + QLatin1String(".prefix"), problem);
         keywords.push_back(keyword);
         if (animator.isObject()) {
             animators.push_back(animatorOf(animator.toObject(), keyword,
@@ -281,7 +316,8 @@ void JsonScene::Private::declareAll()
     gives a label to a level. Animators are "ramp", "sine" and "randomWalk" for numbers, between
     min and max, with a period in seconds or a step and a seed, and "toggle" for a bool. They move
     at the rate of the scene, in Hz, and move on after a client has written. generate adds count
-    keywords below a prefix, a hundred to a level.
+    keywords below a prefix, a hundred to a level. A path that occurs twice, in whatever spelling,
+   is an error.
 */
 
 /*!

@@ -48,22 +48,6 @@ bool isNumber(const QVariant &value)
         || id == QMetaType::Float;
 }
 
-bool fitsType(const QVariant &value, const QString &type)
-{
-    if (type == QLatin1String("bool"))
-        return value.metaType().id() == QMetaType::Bool;
-    if (type == QLatin1String("int"))
-        return isWholeNumber(value);
-    if (type == QLatin1String("double"))
-        return isNumber(value);
-    if (type == QLatin1String("string"))
-        return value.metaType().id() == QMetaType::QString;
-    if (type == QLatin1String("object"))
-        return value.metaType().id() == QMetaType::QVariantMap
-            || value.metaType().id() == QMetaType::QVariantList;
-    return false;
-}
-
 // The value in the form in which the type is kept: whole numbers as such, others as double.
 QVariant asType(const QVariant &value, const QString &type)
 {
@@ -105,6 +89,38 @@ bool passesAccess(const QString &access, const QString &filter)
 }
 
 } // namespace
+
+const QStringList &knownTypes()
+{
+    static const QStringList types = {QStringLiteral("bool"), QStringLiteral("int"),
+                                      QStringLiteral("double"), QStringLiteral("string"),
+                                      QStringLiteral("object")};
+    return types;
+}
+
+const QStringList &knownAccesses()
+{
+    static const QStringList accesses = {QStringLiteral("N"), QStringLiteral("R"),
+                                         QStringLiteral("RM"), QStringLiteral("W"),
+                                         QStringLiteral("RW")};
+    return accesses;
+}
+
+bool fitsType(const QVariant &value, const QString &type)
+{
+    if (type == QLatin1String("bool"))
+        return value.metaType().id() == QMetaType::Bool;
+    if (type == QLatin1String("int"))
+        return isWholeNumber(value);
+    if (type == QLatin1String("double"))
+        return isNumber(value);
+    if (type == QLatin1String("string"))
+        return value.metaType().id() == QMetaType::QString;
+    if (type == QLatin1String("object"))
+        return value.metaType().id() == QMetaType::QVariantMap
+            || value.metaType().id() == QMetaType::QVariantList;
+    return false;
+}
 
 QString normalizedPath(const QString &keyword)
 {
@@ -647,14 +663,9 @@ KeywordServer::~KeywordServer() = default;
 */
 bool KeywordServer::declare(const Keyword &keyword)
 {
-    static const QStringList types = {QStringLiteral("bool"), QStringLiteral("int"),
-                                      QStringLiteral("double"), QStringLiteral("string"),
-                                      QStringLiteral("object")};
-    static const QStringList accesses = {QStringLiteral("N"), QStringLiteral("R"),
-                                         QStringLiteral("RM"), QStringLiteral("W"),
-                                         QStringLiteral("RW")};
     const QString path = normalizedPath(keyword.path);
-    if (path.isEmpty() || !types.contains(keyword.type) || !accesses.contains(keyword.access)
+    if (path.isEmpty() || !knownTypes().contains(keyword.type)
+        || !knownAccesses().contains(keyword.access)
         || (keyword.value.isValid() && !fitsType(keyword.value, keyword.type)))
         return false;
 

@@ -21,6 +21,10 @@ namespace pellix::simulator {
 // A keyword's path with "/" as its only separator: how the server addresses it inside.
 QString normalizedPath(const QString &keyword);
 
+const QStringList &knownTypes();
+const QStringList &knownAccesses();
+bool fitsType(const QVariant &value, const QString &type);
+
 class KeywordServer::Private
 {
 public:

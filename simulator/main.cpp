@@ -52,7 +52,7 @@ void onSignal(int)
     [[maybe_unused]] const auto written = ::write(signalPipe[1], &byte, 1);
 }
 
-// Ends the event loop on Ctrl-C and on a request to terminate.
+// Ends the event loop on Ctrl-C, on a request to terminate and when the terminal goes.
 void quitOnSignals()
 {
     if (::pipe(signalPipe) != 0)
@@ -61,6 +61,8 @@ void quitOnSignals()
     QObject::connect(notifier, &QSocketNotifier::activated, qApp, &QCoreApplication::quit);
     std::signal(SIGINT, onSignal);
     std::signal(SIGTERM, onSignal);
+    if (std::signal(SIGHUP, onSignal) == SIG_IGN)
+        std::signal(SIGHUP, SIG_IGN); // started by nohup, it is to outlive the terminal
 }
 #else
 void quitOnSignals() { }
@@ -89,6 +91,12 @@ template <> QSslKey readPem(const QString &fileName, QString *error)
         return QSslKey();
     }
     const QByteArray pem = file.readAll();
+    if (pem.contains("BEGIN ENCRYPTED PRIVATE KEY") || pem.contains("Proc-Type: 4,ENCRYPTED")) {
+        *error = QStringLiteral("the private key in %1 is encrypted; give a decrypted copy: "
+                                "openssl pkey -in %1 -out plain.key")
+                     .arg(fileName);
+        return QSslKey();
+    }
     for (const QSsl::KeyAlgorithm algorithm : {QSsl::Rsa, QSsl::Ec}) {
         QSslKey key(pem, algorithm);
         if (!key.isNull())
@@ -98,6 +106,20 @@ template <> QSslKey readPem(const QString &fileName, QString *error)
     return QSslKey();
 }
 
+QHostAddress toAddress(const QString &text)
+{
+    return text == QLatin1String("localhost") ? QHostAddress(QHostAddress::LocalHost)
+                                              : QHostAddress(text);
+}
+
+QString addressesOf(const WebSocketKeywordServer &server)
+{
+    QStringList addresses;
+    for (const QUrl &url : server.urls())
+        addresses.append(url.toString());
+    return addresses.join(QLatin1String(", "));
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -105,6 +127,7 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("keyword-simulator"));
     QCoreApplication::setApplicationVersion(QStringLiteral(PELLIX_VERSION));
+    qSetMessagePattern(QStringLiteral("%{appname}: %{message}"));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
@@ -116,9 +139,14 @@ int main(int argc, char **argv)
                                                        "free one."),
                                         QStringLiteral("port"), QStringLiteral("0"));
     const QCommandLineOption listenOption(QStringLiteral("listen"),
-                                          QStringLiteral("Listen on <address>; 127.0.0.1 by "
-                                                         "default."),
+                                          QStringLiteral("Listen on the IP <address>, or on "
+                                                         "localhost; 127.0.0.1 by default."),
                                           QStringLiteral("address"), QStringLiteral("127.0.0.1"));
+    const QCommandLineOption originOption(
+        QStringLiteral("allow-origin"),
+        QStringLiteral("Serve web pages of <origin>, such as http://localhost:3000, as well; may "
+                       "be given several times. By default no page is served."),
+        QStringLiteral("origin"));
     const QCommandLineOption sceneOption(
         QStringLiteral("scene"),
         QStringLiteral("Load the scene in <file>, or an installed one by "
@@ -140,8 +168,8 @@ int main(int argc, char **argv)
     const QCommandLineOption faultsOption(QStringLiteral("faults"),
                                           QStringLiteral("Declare keywords below /simulator/faults "
                                                          "that command faults."));
-    parser.addOptions({portOption, listenOption, sceneOption, generateOption, telemetryOption,
-                       certificateOption, keyOption, faultsOption});
+    parser.addOptions({portOption, listenOption, originOption, sceneOption, generateOption,
+                       telemetryOption, certificateOption, keyOption, faultsOption});
     parser.process(application);
     if (!parser.positionalArguments().isEmpty())
         return fail(QStringLiteral("unexpected argument: ")
@@ -151,9 +179,18 @@ int main(int argc, char **argv)
     const ushort port = parser.value(portOption).toUShort(&isNumber);
     if (!isNumber)
         return fail(QStringLiteral("--port: not a port number: ") + parser.value(portOption));
-    const QHostAddress address(parser.value(listenOption));
-    if (address.isNull())
-        return fail(QStringLiteral("--listen: not an IP address: ") + parser.value(listenOption));
+    const QHostAddress address = toAddress(parser.value(listenOption));
+    if (address.isNull()) {
+        return fail(QStringLiteral("--listen: neither an IP address nor localhost: ")
+                    + parser.value(listenOption));
+    }
+    for (const QString &origin : parser.values(originOption)) {
+        if (!WebSocketKeywordServer::isOrigin(origin)) {
+            return fail(QStringLiteral("--allow-origin: not an origin such as "
+                                       "http://localhost:3000: ")
+                        + origin);
+        }
+    }
     if (parser.isSet(certificateOption) != parser.isSet(keyOption))
         return fail(QStringLiteral("--tls-cert and --tls-key go together"));
 
@@ -192,8 +229,13 @@ int main(int argc, char **argv)
             certificate.isNull() ? QSslKey() : readPem<QSslKey>(parser.value(keyOption), &error);
         if (key.isNull())
             return fail(error);
-        socketServer.setTls(certificate, key);
+        if (!socketServer.setTls(certificate, key)) {
+            return fail(QStringLiteral("%1, %2: %3")
+                            .arg(parser.value(certificateOption), parser.value(keyOption),
+                                 socketServer.errorString()));
+        }
     }
+    socketServer.setAllowedOrigins(parser.values(originOption));
     if (!socketServer.listen(address, port)) {
         return fail(QStringLiteral("cannot listen on %1 port %2: %3")
                         .arg(address.toString())
@@ -201,7 +243,7 @@ int main(int argc, char **argv)
                         .arg(socketServer.errorString()));
     }
     quitOnSignals();
-    QTextStream(stdout) << "listening on " << socketServer.url().toString() << ", "
+    QTextStream(stdout) << "listening on " << addressesOf(socketServer) << ", "
                         << server.keywordCount() << " keywords" << Qt::endl;
     return QCoreApplication::exec();
 }

@@ -27,23 +27,32 @@ constexpr double highestRate = 50.0;
 constexpr double sectorBytes = 512.0; // the unit of the kernel's disk statistics
 constexpr double bytesPerKibibyte = 1024.0;
 
-QList<QByteArray> linesOf(const char *file)
-{
-    QFile source(QString::fromLatin1(file));
-    if (!source.open(QIODevice::ReadOnly))
-        return {};
-    return source.readAll().split('\n');
-}
-
 QList<QByteArray> fieldsOf(const QByteArray &line)
 {
     return line.simplified().split(' ');
 }
 
-bool isWholeDisk(const QByteArray &name)
+// Nothing if there is no such field, or no number in it.
+std::optional<double> numberAt(const QList<QByteArray> &fields, qsizetype index)
 {
-    return QDir(QStringLiteral("/sys/block/") + QString::fromLatin1(name)).exists()
-        && !name.startsWith("loop") && !name.startsWith("ram");
+    bool isNumber = false;
+    const double number = fields.value(index).toDouble(&isNumber);
+    return isNumber ? std::optional<double>(number) : std::nullopt;
+}
+
+// The load of a core, or of all of them, by its name in the kernel's statistics.
+QString loadPath(const QByteArray &name)
+{
+    return name == "cpu"
+        ? QStringLiteral("/machine/cpu/load")
+        : QStringLiteral("/machine/cpu/core%1/load").arg(QString::fromLatin1(name.mid(3)));
+}
+
+// The sum of what is known, in units of so many bytes; nothing if nothing is.
+void addBytes(std::optional<double> &sum, const std::optional<double> &part, double unit)
+{
+    if (part)
+        sum = sum.value_or(0) + *part * unit;
 }
 
 } // namespace
@@ -57,13 +66,19 @@ public:
         double total = 0;
     };
 
+    QList<QByteArray> linesOf(const char *file) const;
+    QList<QByteArray> firstFieldsOf(const char *file) const;
+    bool isWholeDisk(const QByteArray &name) const;
     void declare(const char *path, const char *type, const char *label, const QVariant &value = {},
                  const char *access = "R");
     void set(const QString &path, const std::optional<double> &value);
+    void setOnline(const QString &path, bool online);
     void setRate(const QString &path, const char *counter, const std::optional<double> &total,
                  double seconds);
     void refresh();
     void readCores();
+    void setLoad(const QString &path, const QHash<QString, CoreTimes> &times);
+    void compareLoad();
     void readMemory();
     void readLoad();
     void readUptime();
@@ -72,11 +87,33 @@ public:
     void readProcesses();
 
     QPointer<KeywordServer> server;
+    QDir root {QStringLiteral("/")}; // of the file system with the kernel's files
     QTimer timer;
     QElapsedTimer sinceRefresh;
-    QHash<QString, CoreTimes> cores;
+    QStringList loadPaths; // of each core, and of all of them
+    std::optional<double> load; // of all of them, in percent
+    QHash<QString, CoreTimes> cores; // by the path of their load
     QHash<QByteArray, double> counters;
 };
+
+QList<QByteArray> TelemetryScene::Private::linesOf(const char *file) const
+{
+    QFile source(root.filePath(QString::fromLatin1(file)));
+    if (!source.open(QIODevice::ReadOnly))
+        return {};
+    return source.readAll().split('\n');
+}
+
+QList<QByteArray> TelemetryScene::Private::firstFieldsOf(const char *file) const
+{
+    return fieldsOf(linesOf(file).value(0));
+}
+
+bool TelemetryScene::Private::isWholeDisk(const QByteArray &name) const
+{
+    return root.exists(QLatin1String("sys/block/") + QString::fromLatin1(name))
+        && !name.startsWith("loop") && !name.startsWith("ram");
+}
 
 void TelemetryScene::Private::declare(const char *path, const char *type, const char *label,
                                       const QVariant &value, const char *access)
@@ -96,7 +133,12 @@ void TelemetryScene::Private::set(const QString &path, const std::optional<doubl
 {
     if (value)
         server->setValue(path, *value);
-    server->setState(path, true, value.has_value(), true, false);
+    setOnline(path, value.has_value());
+}
+
+void TelemetryScene::Private::setOnline(const QString &path, bool online)
+{
+    server->setState(path, true, online, true, false);
 }
 
 // Sets the rate at which a counter of the kernel grows, per second.
@@ -116,38 +158,63 @@ void TelemetryScene::Private::setRate(const QString &path, const char *counter,
 
 void TelemetryScene::Private::readCores()
 {
-    for (const QByteArray &line : linesOf("/proc/stat")) {
-        if (!line.startsWith("cpu"))
-            continue;
+    QHash<QString, CoreTimes> times;
+    for (const QByteArray &line : linesOf("proc/stat")) {
         const QList<QByteArray> fields = fieldsOf(line);
-        if (fields.size() < 8)
+        if (!line.startsWith("cpu") || fields.size() < 8)
             continue;
         CoreTimes now;
+        bool complete = true;
         for (int i = 1; i <= 8 && i < fields.size(); ++i) {
-            const double ticks = fields.at(i).toDouble();
-            now.total += ticks;
+            const std::optional<double> ticks = numberAt(fields, i);
+            complete &= ticks.has_value();
+            now.total += ticks.value_or(0);
             if (i != 4 && i != 5) // neither idle nor waiting for a disk
-                now.busy += ticks;
+                now.busy += ticks.value_or(0);
         }
-        const QString name = QString::fromLatin1(fields.constFirst());
-        const QString path = name == QLatin1String("cpu")
-            ? QStringLiteral("/machine/cpu/load")
-            : QStringLiteral("/machine/cpu/core%1/load").arg(name.mid(3));
-        const CoreTimes before = cores.value(name);
-        if (cores.contains(name) && now.total > before.total)
-            set(path, 100.0 * (now.busy - before.busy) / (now.total - before.total));
-        if (!cores.contains(name) || now.total > before.total)
-            cores.insert(name, now);
+        if (complete)
+            times.insert(loadPath(fields.constFirst()), now);
     }
+    for (const QString &path : std::as_const(loadPaths))
+        setLoad(path, times);
+}
+
+void TelemetryScene::Private::setLoad(const QString &path, const QHash<QString, CoreTimes> &times)
+{
+    std::optional<double> percent;
+    if (!times.contains(path)) {
+        cores.remove(path);
+    } else {
+        const CoreTimes now = times.value(path);
+        const CoreTimes before = cores.value(path, now);
+        const bool isFirst = !cores.contains(path);
+        if (!isFirst && !(now.total > before.total))
+            return; // read again before the kernel counted on
+        cores.insert(path, now);
+        if (!isFirst)
+            percent = 100.0 * (now.busy - before.busy) / (now.total - before.total);
+    }
+    set(path, percent);
+    if (path == loadPath("cpu"))
+        load = percent;
+}
+
+void TelemetryScene::Private::compareLoad()
+{
+    const double limit = server->value(QStringLiteral("/machine/settings/highLoad")).toDouble();
+    const QString path = QStringLiteral("/machine/cpu/high");
+    if (load)
+        server->setValue(path, *load > limit);
+    setOnline(path, load.has_value());
 }
 
 void TelemetryScene::Private::readMemory()
 {
     QHash<QByteArray, double> bytes;
-    for (const QByteArray &line : linesOf("/proc/meminfo")) {
+    for (const QByteArray &line : linesOf("proc/meminfo")) {
         const QList<QByteArray> fields = fieldsOf(line);
-        if (fields.size() >= 2)
-            bytes.insert(fields.at(0).chopped(1), fields.at(1).toDouble() * bytesPerKibibyte);
+        if (const std::optional<double> size = numberAt(fields, 1))
+            bytes.insert(fields.at(0).chopped(1), *size * bytesPerKibibyte);
     }
     const auto read = [&bytes](const char *name) {
         const auto found = bytes.constFind(name);
@@ -164,32 +231,26 @@ void TelemetryScene::Private::readMemory()
 
 void TelemetryScene::Private::readLoad()
 {
-    const QList<QByteArray> lines = linesOf("/proc/loadavg");
-    const QList<QByteArray> fields = lines.isEmpty() ? lines : fieldsOf(lines.constFirst());
-    const char *const paths[] = {"/machine/load/1min", "/machine/load/5min", "/machine/load/15min"};
-    for (int i = 0; i < 3; ++i) {
-        set(QString::fromLatin1(paths[i]),
-            fields.size() > i ? std::optional<double>(fields.at(i).toDouble()) : std::nullopt);
-    }
+    const QList<QByteArray> fields = firstFieldsOf("proc/loadavg");
+    set(QStringLiteral("/machine/load/1min"), numberAt(fields, 0));
+    set(QStringLiteral("/machine/load/5min"), numberAt(fields, 1));
+    set(QStringLiteral("/machine/load/15min"), numberAt(fields, 2));
 }
 
 void TelemetryScene::Private::readUptime()
 {
-    const QList<QByteArray> lines = linesOf("/proc/uptime");
-    set(QStringLiteral("/machine/uptime"),
-        lines.isEmpty() ? std::nullopt
-                        : std::optional<double>(fieldsOf(lines.constFirst()).at(0).toDouble()));
+    set(QStringLiteral("/machine/uptime"), numberAt(firstFieldsOf("proc/uptime"), 0));
 }
 
 void TelemetryScene::Private::readDisks(double seconds)
 {
     std::optional<double> read, written;
-    for (const QByteArray &line : linesOf("/proc/diskstats")) {
+    for (const QByteArray &line : linesOf("proc/diskstats")) {
         const QList<QByteArray> fields = fieldsOf(line);
-        if (fields.size() < 10 || !isWholeDisk(fields.at(2)))
+        if (!isWholeDisk(fields.value(2)))
             continue;
-        read = read.value_or(0) + fields.at(5).toDouble() * sectorBytes;
-        written = written.value_or(0) + fields.at(9).toDouble() * sectorBytes;
+        addBytes(read, numberAt(fields, 5), sectorBytes);
+        addBytes(written, numberAt(fields, 9), sectorBytes);
     }
     setRate(QStringLiteral("/machine/disk/readRate"), "read", read, seconds);
     setRate(QStringLiteral("/machine/disk/writeRate"), "written", written, seconds);
@@ -198,15 +259,13 @@ void TelemetryScene::Private::readDisks(double seconds)
 void TelemetryScene::Private::readNetwork(double seconds)
 {
     std::optional<double> received, sent;
-    for (const QByteArray &line : linesOf("/proc/net/dev")) {
-        const int colon = int(line.indexOf(':'));
+    for (const QByteArray &line : linesOf("proc/net/dev")) {
+        const qsizetype colon = line.indexOf(':');
         if (colon < 0 || line.left(colon).trimmed() == "lo")
             continue;
         const QList<QByteArray> fields = fieldsOf(line.mid(colon + 1));
-        if (fields.size() < 9)
-            continue;
-        received = received.value_or(0) + fields.at(0).toDouble();
-        sent = sent.value_or(0) + fields.at(8).toDouble();
+        addBytes(received, numberAt(fields, 0), 1);
+        addBytes(sent, numberAt(fields, 8), 1);
     }
     setRate(QStringLiteral("/machine/network/receiveRate"), "received", received, seconds);
     setRate(QStringLiteral("/machine/network/sendRate"), "sent", sent, seconds);
@@ -215,7 +274,7 @@ void TelemetryScene::Private::readNetwork(double seconds)
 void TelemetryScene::Private::readProcesses()
 {
     const QStringList entries =
-        QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        QDir(root.filePath(QStringLiteral("proc"))).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     const auto count = std::count_if(entries.cbegin(), entries.cend(),
                                      [](const QString &name) { return name.at(0).isDigit(); });
     set(QStringLiteral("/machine/processes/count"),
@@ -248,7 +307,8 @@ void TelemetryScene::Private::refresh()
 
     All are below /machine and read from the kernel's files, five times a second by default. Sizes
     are in bytes, rates in bytes per second, loads of cores in percent, times in seconds. What this
-    machine does not offer stays offline.
+    machine does not offer stays offline, and what can no longer be read goes offline and keeps its
+    last value.
 
     The keywords below /machine/settings can be written: refreshRate in Hz, from 0.2 to 50; paused,
     which stops the measuring; name, the machine's display name, not empty; and highLoad, a limit in
@@ -265,12 +325,8 @@ TelemetryScene::TelemetryScene(KeywordServer *server, QObject *parent)
     d->server = server;
     connect(&d->timer, &QTimer::timeout, this, [this] {
         d->refresh();
-        if (d->server) {
-            const double load = d->server->value(QStringLiteral("/machine/cpu/load")).toDouble();
-            const double limit =
-                d->server->value(QStringLiteral("/machine/settings/highLoad")).toDouble();
-            d->server->setValue(QStringLiteral("/machine/cpu/high"), load > limit);
-        }
+        if (d->server)
+            d->compareLoad();
     });
 }
 
@@ -278,6 +334,15 @@ TelemetryScene::TelemetryScene(KeywordServer *server, QObject *parent)
     Destroys the scene. Its keywords stay as they are.
 */
 TelemetryScene::~TelemetryScene() = default;
+
+/*!
+    Has the kernel's files read below \a folder, which stands for the root of the file system: the
+    scene reads \a folder/proc and \a folder/sys. To be set before start().
+*/
+void TelemetryScene::setRootFolder(const QString &folder)
+{
+    d->root.setPath(folder);
+}
 
 /*!
     Declares the keywords and starts to measure. Called again it declares them anew, with the
@@ -291,16 +356,19 @@ void TelemetryScene::start()
     d->declare("/machine/host/system", "string", "Operating system", QSysInfo::prettyProductName());
     d->declare("/machine/host/kernel", "string", "Kernel", QSysInfo::kernelVersion());
     d->declare("/machine/cpu/load", "double", "Processor load");
-    d->declare("/machine/cpu/high", "bool", "Load is high", false);
+    d->declare("/machine/cpu/high", "bool", "Load is high");
     d->declare("/machine/cpu/count", "int", "Cores", QThread::idealThreadCount());
-    for (const QByteArray &line : linesOf("/proc/stat")) {
+    d->loadPaths = QStringList {loadPath("cpu")};
+    for (const QByteArray &line : d->linesOf("proc/stat")) {
         if (!line.startsWith("cpu") || line.startsWith("cpu "))
             continue;
-        const QByteArray number = fieldsOf(line).constFirst().mid(3);
-        d->declare(QByteArray("/machine/cpu/core" + number + "/load").constData(), "double",
-                   QByteArray("Load of core " + number).constData());
+        const QByteArray name = fieldsOf(line).constFirst();
+        const QByteArray number = name.mid(3);
+        const QString path = loadPath(name);
+        d->declare(qPrintable(path), "double", QByteArray("Load of core " + number).constData());
         d->server->setLabel(QStringLiteral("/machine/cpu/core") + QString::fromLatin1(number),
                             QStringLiteral("Core ") + QString::fromLatin1(number));
+        d->loadPaths.append(path);
     }
     d->declare("/machine/memory/total", "double", "Memory");
     d->declare("/machine/memory/used", "double", "Memory in use");
@@ -345,6 +413,7 @@ void TelemetryScene::start()
         [](const QVariant &value) { return value.toInt() >= 0 && value.toInt() <= 100; });
 
     d->cores.clear();
+    d->load.reset();
     d->counters.clear();
     d->sinceRefresh.invalidate();
     d->refresh();

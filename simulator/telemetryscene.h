@@ -6,6 +6,7 @@
 #include "simulator/simulatorglobal.h"
 
 #include <QtCore/QObject>
+#include <QtCore/QString>
 
 #include <memory>
 
@@ -21,6 +22,7 @@ public:
     explicit TelemetryScene(KeywordServer *server, QObject *parent = nullptr);
     ~TelemetryScene() override;
 
+    void setRootFolder(const QString &folder);
     void start();
     void stop();
 

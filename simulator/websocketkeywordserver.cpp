@@ -3,23 +3,127 @@
 
 #include "simulator/websocketkeywordserver.h"
 
+#include "simulator/clientsocket_p.h"
 #include "simulator/keywordserver.h"
 #include "simulator/keywordsession.h"
+#include "simulator/openinghandshake_p.h"
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
+#include <QtCore/QLoggingCategory>
 #include <QtCore/QPointer>
 #include <QtCore/QTimer>
 #include <QtCore/QUuid>
+#include <QtNetwork/QNetworkInterface>
 #include <QtNetwork/QSslConfiguration>
-#include <QtNetwork/QSslServer>
+#include <QtNetwork/QSslSocket>
 #include <QtNetwork/QTcpServer>
 #include <QtNetwork/QTcpSocket>
 #include <QtWebSockets/QWebSocket>
 #include <QtWebSockets/QWebSocketServer>
 
+#include <algorithm>
+#include <optional>
+
 namespace pellix::simulator {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+Q_LOGGING_CATEGORY(lcWebSocketServer, "pellixclient.simulator.websocketserver", QtInfoMsg)
+
+constexpr auto defaultHandshakeTimeout = 10s;
+constexpr qint64 sendLimit = 16 * 1024 * 1024; // bytes that wait for one client
+
+// Takes connections, and has them encrypted if it has a certificate. It does not wait for the
+// encryption, unlike QSslServer: one time limit counts for all that comes before the upgrade.
+class Listener : public QTcpServer
+{
+public:
+    explicit Listener(const std::optional<QSslConfiguration> &tls) : tls(tls) { }
+
+    const QString &tlsError() const { return firstTlsError; } // why no connection can be encrypted
+
+protected:
+    void incomingConnection(qintptr descriptor) override
+    {
+        if (!tls) {
+            QTcpServer::incomingConnection(descriptor);
+            return;
+        }
+        auto connection = std::make_unique<QSslSocket>(this);
+        connection->setSslConfiguration(*tls);
+        if (!connection->setSocketDescriptor(descriptor))
+            return;
+        const auto noted = connect(connection.get(), &QSslSocket::errorOccurred, this, [&] {
+            if (firstTlsError.isEmpty()) // what follows says less
+                firstTlsError = connection->errorString();
+        });
+        connection->startServerEncryption();
+        disconnect(noted);
+        if (firstTlsError.isEmpty())
+            addPendingConnection(connection.release());
+    }
+
+private:
+    const std::optional<QSslConfiguration> tls;
+    QString firstTlsError;
+};
+
+QSslConfiguration tlsConfiguration(const QSslCertificate &certificate, const QSslKey &key)
+{
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    configuration.setLocalCertificate(certificate);
+    configuration.setPrivateKey(key);
+    configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
+    return configuration;
+}
+
+// Why nothing can be encrypted with them. Qt offers no other way to learn whether a certificate and
+// a key belong together than to begin an encryption.
+QString tlsProblem(const QSslCertificate &certificate, const QSslKey &key)
+{
+    Listener listener(tlsConfiguration(certificate, key));
+    QTcpSocket peer;
+    listener.listen(QHostAddress::LocalHost);
+    peer.connectToHost(QHostAddress::LocalHost, listener.serverPort());
+    listener.waitForNewConnection(5000);
+    return listener.tlsError();
+}
+
+// Address and port of whoever is at the other end.
+template <typename Socket> QString peerName(const Socket *socket)
+{
+    const QHostAddress address = socket->peerAddress();
+    const bool isLong = address.protocol() == QAbstractSocket::IPv6Protocol;
+    return (isLong ? QStringLiteral("[%1]:%2") : QStringLiteral("%1:%2"))
+        .arg(address.toString())
+        .arg(socket->peerPort());
+}
+
+// The addresses that reach a listener at this one.
+QList<QHostAddress> reachableAddresses(const QHostAddress &address)
+{
+    const bool any4 = address == QHostAddress::Any || address == QHostAddress::AnyIPv4;
+    const bool any6 = address == QHostAddress::Any || address == QHostAddress::AnyIPv6;
+    if (!any4 && !any6)
+        return {address};
+    QList<QHostAddress> addresses = QNetworkInterface::allAddresses();
+    addresses.removeIf([any4, any6](const QHostAddress &candidate) {
+        const bool is4 = candidate.protocol() == QAbstractSocket::IPv4Protocol;
+        // Link-local ones mean nothing without the interface, which has another name elsewhere.
+        return is4 ? !any4 : !any6 || candidate.isLinkLocal();
+    });
+    std::stable_partition(addresses.begin(), addresses.end(),
+                          [](const QHostAddress &candidate) { return candidate.isLoopback(); });
+    if (addresses.isEmpty())
+        addresses.append(any4 ? QHostAddress::LocalHost : QHostAddress::LocalHostIPv6);
+    return addresses;
+}
+
+} // namespace
 
 class WebSocketKeywordServer::Private
 {
@@ -27,10 +131,14 @@ public:
     explicit Private(WebSocketKeywordServer *q) : q(q) { }
 
     void accept(QTcpSocket *connection);
+    void drop(QTcpSocket *connection);
+    void endHandshake(QTcpSocket *connection);
     void serve(QWebSocket *socket);
-    void deliver(QWebSocket *socket, const QByteArray &message);
+    QTcpSocket *connectionOf(const QWebSocket *socket) const;
+    void deliver(ClientSocket *client, const QByteArray &message);
     QByteArray withFaults(const QByteArray &message) const;
     void dropAll();
+    void tellClientCount();
 
     WebSocketKeywordServer *const q;
     QPointer<KeywordServer> server;
@@ -40,7 +148,9 @@ public:
     QSslKey key;
     QHostAddress address;
     QList<QPointer<QTcpSocket>> connections;
-    QList<QWebSocket *> clients;
+    QList<ClientSocket *> clients;
+    QStringList allowedOrigins;
+    std::chrono::milliseconds handshakeTimeout = defaultHandshakeTimeout;
     QString error;
 
     bool silent = false;
@@ -53,43 +163,97 @@ void WebSocketKeywordServer::Private::accept(QTcpSocket *connection)
 {
     connections.removeIf([](const QPointer<QTcpSocket> &gone) { return gone.isNull(); });
     connections.append(connection);
+    if (silent) {
+        QObject::connect(connection, &QTcpSocket::disconnected, connection, &QObject::deleteLater);
+        connection->blockSignals(true); // until it is dropped, at the end of the silence
+        return;
+    }
+    auto *const handshake = new OpeningHandshake(connection, allowedOrigins, handshakeTimeout);
+    // Its WebSocket disposes of it later.
+    QObject::connect(connection, &QTcpSocket::disconnected, handshake,
+                     [connection] { connection->deleteLater(); });
+    QObject::connect(handshake, &OpeningHandshake::granted, q,
+                     [this, connection] { upgrade->handleConnection(connection); });
+    QObject::connect(handshake, &OpeningHandshake::refused, q,
+                     [name = peerName(connection)](const QString &reason) {
+                         qCWarning(lcWebSocketServer, "refused %s: %s", qUtf8Printable(name),
+                                   qUtf8Printable(reason));
+                     });
+    QObject::connect(handshake, &OpeningHandshake::timedOut, q,
+                     [this, connection] { drop(connection); });
+    handshake->begin();
+}
+
+// Gives up a connection that has not become a WebSocket in time.
+void WebSocketKeywordServer::Private::drop(QTcpSocket *connection)
+{
     if (silent)
-        connection->blockSignals(true);
-    upgrade->handleConnection(connection);
+        return; // to drop it would be an answer
+    qCInfo(lcWebSocketServer, "dropped %s: its handshake takes too long",
+           qUtf8Printable(peerName(connection)));
+    connection->abort();
+}
+
+void WebSocketKeywordServer::Private::endHandshake(QTcpSocket *connection)
+{
+    auto *const handshake = connection->findChild<OpeningHandshake *>();
+    QObject::disconnect(handshake, nullptr, q, nullptr); // its time limit counts no longer
+    QObject::disconnect(connection, nullptr, handshake, nullptr);
+    handshake->deleteLater();
+}
+
+// A WebSocket does not tell which connection it has been made of.
+QTcpSocket *WebSocketKeywordServer::Private::connectionOf(const QWebSocket *socket) const
+{
+    const auto found =
+        std::find_if(connections.cbegin(), connections.cend(), [socket](const auto &connection) {
+            return connection && connection->peerPort() == socket->peerPort()
+                && connection->peerAddress() == socket->peerAddress();
+        });
+    return found == connections.cend() ? nullptr : found->data();
 }
 
 void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
 {
+    QTcpSocket *const connection = connectionOf(socket);
+    if (connection)
+        endHandshake(connection);
     if (!server) {
         socket->abort();
         socket->deleteLater();
         return;
     }
     socket->setParent(q);
-    clients.append(socket);
+    auto *const client = new ClientSocket(socket, connection, sendLimit);
+    clients.append(client);
     KeywordSession *const session = server->openSession(socket);
-    QObject::connect(socket, &QWebSocket::textMessageReceived, session,
+    QObject::connect(client, &ClientSocket::received, session,
                      [session](const QString &text) { session->receive(text.toUtf8()); });
-    QObject::connect(session, &KeywordSession::send, socket,
-                     [this, socket](const QByteArray &message) { deliver(socket, message); });
-    QObject::connect(socket, &QWebSocket::disconnected, q, [this, socket] {
-        if (clients.removeOne(socket)) {
+    QObject::connect(session, &KeywordSession::send, client,
+                     [this, client](const QByteArray &message) { deliver(client, message); });
+    QObject::connect(client, &ClientSocket::stalled, socket, [socket](qint64 waitingBytes) {
+        qCWarning(lcWebSocketServer, "dropped %s: it does not read, and %lld bytes wait for it",
+                  qUtf8Printable(peerName(socket)), waitingBytes);
+        socket->abort();
+    });
+    QObject::connect(socket, &QWebSocket::disconnected, q, [this, socket, client] {
+        if (clients.removeOne(client)) {
             socket->deleteLater();
-            Q_EMIT q->clientCountChanged();
+            tellClientCount();
         }
     });
-    Q_EMIT q->clientCountChanged();
+    tellClientCount();
 }
 
-void WebSocketKeywordServer::Private::deliver(QWebSocket *socket, const QByteArray &message)
+void WebSocketKeywordServer::Private::deliver(ClientSocket *client, const QByteArray &message)
 {
     if (silent)
         return;
     const QString text = QString::fromUtf8(withFaults(message));
     if (answerDelay.count() > 0)
-        QTimer::singleShot(answerDelay, socket, [socket, text] { socket->sendTextMessage(text); });
+        QTimer::singleShot(answerDelay, client, [client, text] { client->sendText(text); });
     else
-        socket->sendTextMessage(text);
+        client->sendText(text);
 }
 
 QByteArray WebSocketKeywordServer::Private::withFaults(const QByteArray &message) const
@@ -120,7 +284,7 @@ QByteArray WebSocketKeywordServer::Private::withFaults(const QByteArray &message
 // Ends all connections without a word, those that are not upgraded yet or silent included.
 void WebSocketKeywordServer::Private::dropAll()
 {
-    const QList<QWebSocket *> dropped = std::exchange(clients, {});
+    const QList<ClientSocket *> dropped = std::exchange(clients, {});
     for (const QPointer<QTcpSocket> &connection : std::as_const(connections)) {
         if (!connection || !connection->signalsBlocked())
             continue;
@@ -131,7 +295,8 @@ void WebSocketKeywordServer::Private::dropAll()
             Q_EMIT connection->disconnected();
         }
     }
-    for (QWebSocket *socket : dropped) {
+    for (ClientSocket *client : dropped) {
+        QWebSocket *const socket = client->webSocket();
         qDeleteAll(socket->findChildren<KeywordSession *>(Qt::FindDirectChildrenOnly));
         socket->abort();
         socket->deleteLater();
@@ -142,7 +307,14 @@ void WebSocketKeywordServer::Private::dropAll()
     }
     connections.clear();
     if (!dropped.isEmpty())
-        Q_EMIT q->clientCountChanged();
+        tellClientCount();
+}
+
+// From the event loop: whoever hears of it may delete the server, and a WebSocket or a connection
+// that is emitting a signal with it.
+void WebSocketKeywordServer::Private::tellClientCount()
+{
+    QMetaObject::invokeMethod(q, &WebSocketKeywordServer::clientCountChanged, Qt::QueuedConnection);
 }
 
 /*!
@@ -154,6 +326,11 @@ void WebSocketKeywordServer::Private::dropAll()
 
     Each client gets a session of its own, which ends with its connection. With a certificate the
     server speaks wss. Its faults bring a client into situations that are rare in life.
+
+    A client that does not read is dropped once more than 16 MiB wait for it. So is one that does
+   not complete its handshake in time. Web pages are refused unless their origin is allowed, as are
+    handshakes that name more than one host. All of this is logged in the category
+    "pellixclient.simulator.websocketserver".
 
     The keyword server is not owned; when it goes first, clients get no answers.
 */
@@ -179,11 +356,71 @@ WebSocketKeywordServer::~WebSocketKeywordServer()
 /*!
     Has the server speak wss with \a certificate and its private \a key. Takes effect at the next
     listen().
+
+    Returns \c false, and changes nothing, when they cannot be used, above all because they do not
+    belong together; errorString() then says why. A null certificate has the server speak ws again.
 */
-void WebSocketKeywordServer::setTls(const QSslCertificate &certificate, const QSslKey &key)
+bool WebSocketKeywordServer::setTls(const QSslCertificate &certificate, const QSslKey &key)
 {
+    const QString problem = certificate.isNull() ? QString() : tlsProblem(certificate, key);
+    if (!problem.isEmpty()) {
+        const bool fits = !problem.contains(QLatin1String("private key"), Qt::CaseInsensitive);
+        d->error = (fits ? QStringLiteral("the certificate cannot be used: %1")
+                         : QStringLiteral("the certificate and the private key do not belong "
+                                          "together: %1"))
+                       .arg(problem);
+        return false;
+    }
+    d->error.clear();
     d->certificate = certificate;
     d->key = key;
+    return true;
+}
+
+/*!
+    Has handshakes pass that name one of \a origins, such as "https://example.org:8443", as where
+    they come from. Takes effect with the next connection.
+
+    Browsers name the origin of the page in each handshake; other programs, such as those that use
+    PWebSocketKeywordClient, name none and always pass. By default no origin is allowed: whatever
+    page a browser shows could otherwise use a server on the same machine. A handshake with another
+    origin is refused by the HTTP status 403, and logged. Texts that are no origin are ignored.
+    \sa isOrigin()
+*/
+void WebSocketKeywordServer::setAllowedOrigins(const QStringList &origins)
+{
+    d->allowedOrigins.clear();
+    for (const QString &origin : origins) {
+        if (isOrigin(origin))
+            d->allowedOrigins.append(normalizedOrigin(origin));
+    }
+}
+
+/*!
+    Returns whether \a text is an origin: a scheme, a host and perhaps a port, and nothing else.
+    \sa setAllowedOrigins()
+*/
+bool WebSocketKeywordServer::isOrigin(const QString &text)
+{
+    return !normalizedOrigin(text).isEmpty();
+}
+
+/*!
+    Returns the time within which a connection has to become a WebSocket, encryption included: 10
+    seconds by default. One that takes longer is dropped.
+*/
+std::chrono::milliseconds WebSocketKeywordServer::handshakeTimeout() const
+{
+    return d->handshakeTimeout;
+}
+
+/*!
+    Sets the time within which a connection has to become a WebSocket to \a timeout. Takes effect
+    with the next connection.
+*/
+void WebSocketKeywordServer::setHandshakeTimeout(std::chrono::milliseconds timeout)
+{
+    d->handshakeTimeout = timeout;
 }
 
 /*!
@@ -201,17 +438,8 @@ bool WebSocketKeywordServer::listen(const QHostAddress &address, quint16 port)
         while (QWebSocket *const socket = d->upgrade->nextPendingConnection())
             d->serve(socket);
     });
-    if (tls) {
-        auto sslListener = std::make_unique<QSslServer>();
-        QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
-        configuration.setLocalCertificate(d->certificate);
-        configuration.setPrivateKey(d->key);
-        configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
-        sslListener->setSslConfiguration(configuration);
-        d->listener = std::move(sslListener);
-    } else {
-        d->listener = std::make_unique<QTcpServer>();
-    }
+    d->listener = std::make_unique<Listener>(
+        tls ? std::make_optional(tlsConfiguration(d->certificate, d->key)) : std::nullopt);
     connect(d->listener.get(), &QTcpServer::pendingConnectionAvailable, this, [this] {
         while (QTcpSocket *const connection = d->listener->nextPendingConnection())
             d->accept(connection);
@@ -244,21 +472,33 @@ quint16 WebSocketKeywordServer::port() const
 }
 
 /*!
-    Returns the address for clients on this machine, such as ws://127.0.0.1:41234.
+    Returns the address for clients on this machine, such as ws://127.0.0.1:41234: the first one of
+    urls().
 */
 QUrl WebSocketKeywordServer::url() const
 {
-    QUrl url;
-    url.setScheme(d->certificate.isNull() ? QStringLiteral("ws") : QStringLiteral("wss"));
-    const bool any = d->address == QHostAddress::Any || d->address == QHostAddress::AnyIPv4
-        || d->address == QHostAddress::AnyIPv6;
-    url.setHost(any ? QStringLiteral("127.0.0.1") : d->address.toString());
-    url.setPort(port());
-    return url;
+    return urls().constFirst();
 }
 
 /*!
-    Returns why the last listen() failed; empty when it did not.
+    Returns the addresses under which clients reach the server. It is one, unless the server listens
+    on all of the machine's; then those of this moment are listed, loopback first.
+*/
+QList<QUrl> WebSocketKeywordServer::urls() const
+{
+    QList<QUrl> urls;
+    for (const QHostAddress &address : reachableAddresses(d->address)) {
+        QUrl url;
+        url.setScheme(d->certificate.isNull() ? QStringLiteral("ws") : QStringLiteral("wss"));
+        url.setHost(address.toString());
+        url.setPort(port());
+        urls.append(url);
+    }
+    return urls;
+}
+
+/*!
+    Returns why the last listen() or setTls() failed; empty when it did not.
 */
 QString WebSocketKeywordServer::errorString() const
 {
@@ -322,9 +562,9 @@ void WebSocketKeywordServer::setWrongRequestIds(bool wrong)
 */
 void WebSocketKeywordServer::closeClients()
 {
-    const QList<QWebSocket *> clients = d->clients;
-    for (QWebSocket *socket : clients)
-        socket->close(QWebSocketProtocol::CloseCodeGoingAway);
+    const QList<ClientSocket *> clients = d->clients;
+    for (ClientSocket *client : clients)
+        client->webSocket()->close(QWebSocketProtocol::CloseCodeGoingAway);
 }
 
 /*!
@@ -340,8 +580,8 @@ void WebSocketKeywordServer::abortClients()
 */
 void WebSocketKeywordServer::sendText(const QString &text)
 {
-    for (QWebSocket *socket : std::as_const(d->clients))
-        socket->sendTextMessage(text);
+    for (ClientSocket *client : std::as_const(d->clients))
+        client->sendText(text);
 }
 
 /*!
@@ -349,8 +589,8 @@ void WebSocketKeywordServer::sendText(const QString &text)
 */
 void WebSocketKeywordServer::sendBinary(const QByteArray &data)
 {
-    for (QWebSocket *socket : std::as_const(d->clients))
-        socket->sendBinaryMessage(data);
+    for (ClientSocket *client : std::as_const(d->clients))
+        client->sendBinary(data);
 }
 
 /*!
@@ -373,7 +613,8 @@ bool WebSocketKeywordServer::restart()
 /*!
     \fn void WebSocketKeywordServer::clientCountChanged()
 
-    This signal is emitted after a client has connected or its connection has ended.
+    This signal is emitted after a client has connected or its connection has ended, when the event
+    loop turns. The server may be deleted then.
 */
 
 /*!

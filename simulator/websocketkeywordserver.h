@@ -5,7 +5,9 @@
 
 #include "simulator/simulatorglobal.h"
 
+#include <QtCore/QList>
 #include <QtCore/QObject>
+#include <QtCore/QStringList>
 #include <QtCore/QUrl>
 #include <QtNetwork/QHostAddress>
 #include <QtNetwork/QSslCertificate>
@@ -26,11 +28,16 @@ public:
     explicit WebSocketKeywordServer(KeywordServer *server, QObject *parent = nullptr);
     ~WebSocketKeywordServer() override;
 
-    void setTls(const QSslCertificate &certificate, const QSslKey &key);
+    bool setTls(const QSslCertificate &certificate, const QSslKey &key);
+    void setAllowedOrigins(const QStringList &origins);
+    static bool isOrigin(const QString &text);
+    std::chrono::milliseconds handshakeTimeout() const;
+    void setHandshakeTimeout(std::chrono::milliseconds timeout);
     bool listen(const QHostAddress &address = QHostAddress::LocalHost, quint16 port = 0);
     void close();
     quint16 port() const;
     QUrl url() const;
+    QList<QUrl> urls() const;
     QString errorString() const;
     int clientCount() const;
 

@@ -112,6 +112,7 @@ private Q_SLOTS:
     void severalClients_areServedSideBySide();
     void update_acceptsWhatFits_data();
     void update_acceptsWhatFits();
+    void update_togglesABool();
     void update_refusesWhatDoesNotFit_data();
     void update_refusesWhatDoesNotFit();
     void update_refusesASumBeyondNumbers();
@@ -319,6 +320,24 @@ void tst_KeywordServer::update_acceptsWhatFits()
     QCOMPARE(peer.taken(), q("%1=%2 coc-").arg(path, event));
     QCOMPARE(written.count(), 1);
     QCOMPARE(written.at(0).at(0).toString(), path);
+}
+
+void tst_KeywordServer::update_togglesABool()
+{
+    Peer peer(server.get());
+    peer.create("/p/on");
+    QCOMPARE(peer.taken(), q("/p/on=false coc-"));
+    peer.update("/p/on", "true", true);
+    QCOMPARE(peer.taken(), q("/p/on=true coc-"));
+    peer.update("/p/on", "true", true);
+    QCOMPARE(peer.taken(), q("/p/on=false coc-"));
+    peer.update("/p/on", "true", true);
+    peer.taken();
+    QSignalSpy written(server.get(), &KeywordServer::valueWritten);
+    peer.update("/p/on", "false", true); // by nothing
+    QCOMPARE(peer.taken(), QString());
+    QCOMPARE(written.count(), 1);
+    QCOMPARE(server->value(q("/p/on")), QVariant(true));
 }
 
 void tst_KeywordServer::update_refusesWhatDoesNotFit_data()

@@ -6,8 +6,12 @@
 #include "simulator/keywordsession.h"
 #include "simulator/telemetryscene.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QFile>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
 #include <QtCore/QSysInfo>
+#include <QtCore/QTemporaryDir>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
@@ -51,6 +55,9 @@ private Q_SLOTS:
     void shippedScenes_areGood_data();
     void shippedScenes_areGood();
     void telemetry_showsThisMachine();
+    void telemetry_readsTheFilesThatItIsGiven();
+    void telemetry_goesOfflineWithItsFiles_data();
+    void telemetry_goesOfflineWithItsFiles();
     void telemetry_refreshes();
     void telemetry_settingsShowAnEffect();
     void telemetry_refusesBadSettings_data();
@@ -97,11 +104,15 @@ void tst_Scenes::json_badSceneIsRefusedWhole_data()
         "scene.json: keywords[0].path: ");
     row("second keyword",
         R"({"keywords": [{"path": "/a", "type": "int"}, {"path": "/b", "type": "x"}]})",
-        "scene.json: keywords[1]: ");
+        "scene.json: keywords[1].type: \"x\" is not known; must be \"bool\", \"int\", \"double\", "
+        "\"string\" or \"object\"");
+    row("no type", R"({"keywords": [{"path": "/a", "value": 1}]})",
+        "scene.json: keywords[0].type: is missing");
     row("value of another type", R"({"keywords": [{"path": "/a", "type": "int", "value": "x"}]})",
-        "scene.json: keywords[0]: ");
+        "scene.json: keywords[0].value: does not fit the type \"int\"");
     row("access", R"({"keywords": [{"path": "/a", "type": "int", "access": "all"}]})",
-        "scene.json: keywords[0]: ");
+        "scene.json: keywords[0].access: \"all\" is not known; must be \"N\", \"R\", \"RM\", \"W\" "
+        "or \"RW\"");
     row("typing error", R"({"keywords": [{"path": "/a", "type": "int", "lable": "x"}]})",
         "scene.json: keywords[0]: unknown member \"lable\"");
     row("animator no object", R"({"keywords": [{"path": "/a", "type": "int", "animator": 1}]})",
@@ -147,17 +158,38 @@ void tst_Scenes::json_badSceneIsRefusedWhole_data()
     row("rate a text", R"({"rate": "1"})", "scene.json: top level.rate: ");
     row("rate too great", R"({"rate": 1e300})", "scene.json: rate: ");
     row("path of separators", R"({"keywords": [{"path": "/#/", "type": "int"}]})",
-        "scene.json: keywords[0]: ");
+        "scene.json: keywords[0].path: ");
     row("value null", R"({"keywords": [{"path": "/a", "type": "int", "value": null}]})",
-        "scene.json: keywords[0]: ");
+        "scene.json: keywords[0].value: does not fit the type \"int\"");
     row("value beyond int", R"({"keywords": [{"path": "/a", "type": "int", "value": 1e300}]})",
-        "scene.json: keywords[0]: ");
+        "scene.json: keywords[0].value: does not fit the type \"int\"");
     row("access null", R"({"keywords": [{"path": "/a", "type": "int", "access": null}]})",
         "scene.json: keywords[0].access: ");
     row("invalid UTF-8", "{\"keywords\": [{\"path\": \"/\xff\", \"type\": \"int\"}]}",
         "scene.json: line 1: ");
     row("nested too deep", QByteArray(2000, '[').constData(), "scene.json: line 1: ");
-    row("generate type", R"({"generate": {"count": 1, "type": "x"}})", "scene.json: generate: ");
+    row("generate type", R"({"generate": {"count": 1, "type": "x"}})",
+        "scene.json: generate.type: \"x\" is not known; must be ");
+    row("generate access", R"({"generate": {"count": 1, "access": "x"}})",
+        "scene.json: generate.access: \"x\" is not known; must be ");
+    row("path twice",
+        R"({"keywords": [{"path": "/a/b", "type": "int"}, {"path": "/c", "type": "int"},
+                         {"path": "/a/b", "type": "int"}]})",
+        "scene.json: keywords[2].path: /a/b is declared already, at keywords[0].path");
+    row("path twice, in another spelling",
+        R"({"keywords": [{"path": "/a/b", "type": "int"}, {"path": "a##b/", "type": "bool"}]})",
+        "scene.json: keywords[1].path: /a/b is declared already, at keywords[0].path");
+    row("path twice, one of them a label",
+        R"({"keywords": [{"path": "/a", "type": "int"}, {"path": "/a/", "label": "A"}]})",
+        "scene.json: keywords[1].path: /a is declared already, at keywords[0].path");
+    row("label twice",
+        R"({"keywords": [{"path": "/a/b", "type": "int"}, {"path": "/a", "label": "A"},
+                         {"path": "#a", "label": "A"}]})",
+        "scene.json: keywords[2].path: /a is declared already, at keywords[1].path");
+    row("path generated as well",
+        R"({"keywords": [{"path": "p/group0#value1", "type": "int"}],
+            "generate": {"count": 2, "prefix": "/p"}})",
+        "scene.json: generate.prefix: /p/group0/value1 is declared already, at keywords[0].path");
 }
 
 void tst_Scenes::json_badSceneIsRefusedWhole()
@@ -169,7 +201,7 @@ void tst_Scenes::json_badSceneIsRefusedWhole()
     QString error;
     QVERIFY(!scene.loadData(json, q("scene.json"), &error));
     QVERIFY2(error.startsWith(where), qPrintable(error));
-    QVERIFY(error.size() > where.size() || where.endsWith(QLatin1Char('"')));
+    QVERIFY(error.size() > where.size() || !where.endsWith(QLatin1String(": ")));
     QCOMPARE(server.keywordCount(), 0);
     QVERIFY(!scene.loadData(json, q("scene.json"), nullptr));
 }
@@ -313,6 +345,192 @@ void tst_Scenes::telemetry_showsThisMachine()
     QCOMPARE(used + available, total);
     QVERIFY(server.value(q("/machine/processes/count")).toInt() > 0);
     QVERIFY(server.contains(q("/machine/cpu/core0/load")));
+}
+
+namespace {
+
+// The kernel's files of a machine of its own, of which the counters grow when it is told so.
+struct Machine
+{
+    Machine() : server(), scene(&server), session(server.openSession())
+    {
+        scene.setRootFolder(folder.path());
+        QDir(folder.path()).mkpath(q("sys/block/sda"));
+        QDir(folder.path()).mkpath(q("proc/net"));
+        QDir(folder.path()).mkpath(q("proc/1"));
+        QDir(folder.path()).mkpath(q("proc/42"));
+        save("proc/meminfo", "MemTotal: 1000 kB\nMemFree: 1 kB\nMemAvailable: 600 kB\n");
+        save("proc/loadavg", "0.50 1.50 2.50 1/100 4711\n");
+        save("proc/uptime", "1234.5 2000.0\n");
+        count(1);
+        QObject::connect(
+            session.get(), &KeywordSession::send, session.get(), [this](const QByteArray &message) {
+                const QJsonObject payload =
+                    QJsonDocument::fromJson(message).object().value(q("payload")).toObject();
+                online.insert(payload.value(q("keyword")).toString(),
+                              payload.value(q("online")).toBool());
+            });
+    }
+
+    void count(int rounds)
+    {
+        save("proc/stat",
+             q("cpu 0 0 %1 %1 0 0 0 0 0 0\ncpu0 0 0 %1 %1 0 0 0 0 0 0\nintr 1\n").arg(rounds * 10));
+        save("proc/diskstats",
+             q(" 8 0 sda 1 1 %1 1 1 1 %1 1 1 1 1\n 8 1 sda1 1 1 9 1 1 1 9 1 1 1 1\n")
+                 .arg(rounds * 10));
+        save("proc/net/dev",
+             q("Inter-| x\n face |bytes\n  lo: 5 0 0 0 0 0 0 0 5 0\neth0: %1 0 0 0 0 0 0 0 %1 0\n")
+                 .arg(rounds * 10));
+    }
+    void save(const char *name, const QString &content)
+    {
+        QFile file(folder.filePath(q(name)));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCOMPARE(file.write(content.toUtf8()), content.toUtf8().size());
+    }
+    void save(const char *name, const char *content) { save(name, q(content)); }
+    void remove(const char *name)
+    {
+        const QString path = folder.filePath(q(name));
+        QVERIFY(QFileInfo(path).isDir() ? QDir(path).removeRecursively() : QFile::remove(path));
+    }
+
+    void start()
+    {
+        scene.start();
+        write(server, "/machine/settings/refreshRate", "50");
+        for (const QString &keyword : all()) {
+            session->receive(q(R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"%1"}})")
+                                 .arg(keyword)
+                                 .toUtf8());
+        }
+    }
+    static QStringList all()
+    {
+        return {q("/machine/cpu/load"),
+                q("/machine/cpu/core0/load"),
+                q("/machine/cpu/high"),
+                q("/machine/memory/total"),
+                q("/machine/memory/used"),
+                q("/machine/memory/available"),
+                q("/machine/load/1min"),
+                q("/machine/load/5min"),
+                q("/machine/load/15min"),
+                q("/machine/uptime"),
+                q("/machine/disk/readRate"),
+                q("/machine/disk/writeRate"),
+                q("/machine/network/receiveRate"),
+                q("/machine/network/sendRate"),
+                q("/machine/processes/count")};
+    }
+    QStringList offline() const
+    {
+        QStringList paths;
+        for (const QString &path : all()) {
+            if (!online.value(path))
+                paths << path.mid(9);
+        }
+        return paths;
+    }
+    double number(const char *path) const { return server.value(q(path)).toDouble(); }
+
+    QTemporaryDir folder;
+    KeywordServer server;
+    TelemetryScene scene;
+    std::unique_ptr<KeywordSession> session;
+    QHash<QString, bool> online;
+};
+
+} // namespace
+
+void tst_Scenes::telemetry_readsTheFilesThatItIsGiven()
+{
+    Machine machine;
+    machine.start();
+    // What is a change has to be seen twice.
+    const QStringList changes {q("cpu/load"),        q("cpu/core0/load"), q("cpu/high"),
+                               q("disk/readRate"),   q("disk/writeRate"), q("network/receiveRate"),
+                               q("network/sendRate")};
+    QCOMPARE(machine.offline(), changes);
+    QCOMPARE(machine.number("/machine/memory/total"), 1000 * 1024.0);
+    QCOMPARE(machine.number("/machine/memory/used"), 400 * 1024.0);
+    QCOMPARE(machine.number("/machine/load/5min"), 1.5);
+    QCOMPARE(machine.number("/machine/uptime"), 1234.5);
+    QCOMPARE(machine.server.value(q("/machine/processes/count")).toInt(), 2);
+    QVERIFY(!machine.server.value(q("/machine/cpu/high")).isValid());
+
+    machine.count(2);
+    QTRY_COMPARE(machine.offline(), QStringList());
+    QCOMPARE(machine.number("/machine/cpu/load"), 50.0);
+    QCOMPARE(machine.number("/machine/cpu/core0/load"), 50.0);
+    QCOMPARE(machine.server.value(q("/machine/cpu/high")), QVariant(false));
+}
+
+void tst_Scenes::telemetry_goesOfflineWithItsFiles_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("content"); // null: it is removed
+    QTest::addColumn<QStringList>("offline");
+    const auto rows = [](const char *file, const QStringList &offline) {
+        const auto row = [&](const char *name, const QString &content) {
+            QTest::newRow(qPrintable(q(file) + QLatin1Char(' ') + q(name)))
+                << q(file) << content << offline;
+        };
+        row("gone", QString());
+        row("empty", q(""));
+        row("an empty line", q("\n"));
+        row("garbage",
+            q("x\ncpu x x x x x x x x\ncpu0\n8 0 sda x x x x x x x\neth0: x\n"
+              "MemTotal: x kB\nMemAvailable:\n"));
+    };
+    rows("proc/stat", {q("cpu/load"), q("cpu/core0/load"), q("cpu/high")});
+    rows("proc/meminfo", {q("memory/total"), q("memory/used"), q("memory/available")});
+    rows("proc/loadavg", {q("load/1min"), q("load/5min"), q("load/15min")});
+    rows("proc/uptime", {q("uptime")});
+    rows("proc/diskstats", {q("disk/readRate"), q("disk/writeRate")});
+    rows("proc/net/dev", {q("network/receiveRate"), q("network/sendRate")});
+    QTest::newRow("one of three") << q("proc/loadavg") << q("0.5 x 2.5")
+                                  << QStringList {q("load/5min")};
+    QTest::newRow("no core") << q("proc/stat") << q("cpu 0 0 90 90 0 0 0 0\n")
+                             << QStringList {q("cpu/core0/load")};
+    QTest::newRow("no disks") << q("sys/block") << QString()
+                              << QStringList {q("disk/readRate"), q("disk/writeRate")};
+    QStringList measured;
+    for (const QString &path : Machine::all())
+        measured << path.mid(9);
+    QTest::newRow("nothing") << q("proc") << QString() << measured;
+}
+
+void tst_Scenes::telemetry_goesOfflineWithItsFiles()
+{
+    QFETCH(QString, file);
+    QFETCH(QString, content);
+    QFETCH(QStringList, offline);
+    // From the start
+    Machine poor;
+    if (content.isNull())
+        poor.remove(qPrintable(file));
+    else
+        poor.save(qPrintable(file), content);
+    poor.start();
+    for (const QString &path : std::as_const(offline)) {
+        QVERIFY2(poor.offline().contains(path), qPrintable(path));
+        QVERIFY2(!poor.server.value(q("/machine/") + path).isValid(), qPrintable(path));
+    }
+
+    // Later
+    Machine machine;
+    machine.start();
+    machine.count(2);
+    QTRY_COMPARE(machine.offline(), QStringList());
+    if (content.isNull())
+        machine.remove(qPrintable(file));
+    else
+        machine.save(qPrintable(file), content);
+    QTRY_COMPARE(machine.offline(), offline);
+    for (const QString &path : std::as_const(offline))
+        QVERIFY2(machine.server.value(q("/machine/") + path).isValid(), qPrintable(path));
 }
 
 void tst_Scenes::telemetry_refreshes()

@@ -3,14 +3,18 @@
 
 #include "binding/keywordproxy.h"
 #include "client/websocketkeywordclient.h"
+#include "tests/support/rawclient.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QProcess>
 #include <QtCore/QTemporaryDir>
+#include <QtNetwork/QNetworkInterface>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
+
+#include <csignal>
 
 using namespace pellix::client;
 
@@ -24,13 +28,14 @@ QString q(const char *text)
 // The program itself, from its start to the line that says where it listens.
 struct Program
 {
-    explicit Program(const QStringList &arguments)
+    explicit Program(const QStringList &arguments, const QString &folder = {})
     {
+        process.setWorkingDirectory(folder);
         process.start(q(SIMULATOR_PROGRAM), arguments);
         while (!process.canReadLine() && process.waitForReadyRead())
             continue;
-        const QString line = QString::fromUtf8(process.readLine());
-        url = line.section(QLatin1Char(' '), 2, 2).chopped(1);
+        firstLine = QString::fromUtf8(process.readLine());
+        url = firstLine.section(QLatin1Char(' '), 2, 2).section(QLatin1Char(','), 0, 0);
     }
     ~Program()
     {
@@ -38,8 +43,16 @@ struct Program
         process.waitForFinished();
     }
 
+    QString complaints()
+    {
+        errors += QString::fromUtf8(process.readAllStandardError());
+        return errors;
+    }
+
     QProcess process;
+    QString firstLine;
     QString url;
+    QString errors;
 };
 
 } // namespace
@@ -57,7 +70,16 @@ private Q_SLOTS:
 
     void serves();
     void loadsAnInstalledSceneByItsName();
-    void endsOnATerminationRequest();
+    void endsOnARequest_data();
+    void endsOnARequest();
+    void outlivesItsTerminalIfToldTo();
+    void tellsWhereItIsReachable_data();
+    void tellsWhereItIsReachable();
+    void servesThePagesThatItIsToldTo();
+    void dropsAClientThatDoesNotRead();
+    void takesACertificateWithItsKeyAlone_data();
+    void takesACertificateWithItsKeyAlone();
+    void manualPageAndHelp_nameTheSameOptions();
     void commandsFaultsByKeyword();
     void refusesBadUsage_data();
     void refusesBadUsage();
@@ -120,14 +142,197 @@ void tst_SimulatorProgram::loadsAnInstalledSceneByItsName()
              qPrintable(keywords(q("three.json"))));
 }
 
-void tst_SimulatorProgram::endsOnATerminationRequest()
+void tst_SimulatorProgram::endsOnARequest_data()
 {
+    QTest::addColumn<int>("signal");
+    QTest::newRow("termination") << SIGTERM;
+    QTest::newRow("interrupt") << SIGINT;
+    QTest::newRow("the terminal goes") << SIGHUP;
+}
+
+void tst_SimulatorProgram::endsOnARequest()
+{
+    QFETCH(int, signal);
     Program program({});
     QVERIFY(!program.url.isEmpty());
-    program.process.terminate();
+    ::kill(pid_t(program.process.processId()), signal);
     QVERIFY(program.process.waitForFinished());
     QCOMPARE(program.process.exitStatus(), QProcess::NormalExit);
     QCOMPARE(program.process.exitCode(), 0);
+}
+
+void tst_SimulatorProgram::outlivesItsTerminalIfToldTo()
+{
+    std::signal(SIGHUP, SIG_IGN); // as nohup does; children inherit it
+    Program program({});
+    std::signal(SIGHUP, SIG_DFL);
+    QVERIFY(!program.url.isEmpty());
+    ::kill(pid_t(program.process.processId()), SIGHUP);
+    RawClient client((QUrl(program.url)));
+    QVERIFY(client.open());
+    ::kill(pid_t(program.process.processId()), SIGTERM);
+    QVERIFY(program.process.waitForFinished());
+    QCOMPARE(program.process.exitCode(), 0);
+}
+
+void tst_SimulatorProgram::tellsWhereItIsReachable_data()
+{
+    QTest::addColumn<QString>("listen");
+    QTest::addColumn<QStringList>("hosts");
+    QStringList all {q("127.0.0.1")};
+    for (const QHostAddress &address : QNetworkInterface::allAddresses()) {
+        if (address.protocol() == QAbstractSocket::IPv4Protocol && !address.isLoopback())
+            all << address.toString();
+    }
+    QTest::newRow("address") << q("127.0.0.2") << QStringList {q("127.0.0.2")};
+    QTest::newRow("localhost") << q("localhost") << QStringList {q("127.0.0.1")};
+    QTest::newRow("all") << q("0.0.0.0") << all;
+}
+
+void tst_SimulatorProgram::tellsWhereItIsReachable()
+{
+    QFETCH(QString, listen);
+    QFETCH(QStringList, hosts);
+    Program program({q("--listen"), listen});
+    const QUrl url(program.url);
+    QVERIFY2(url.port() > 0, qPrintable(program.firstLine));
+    QStringList addresses;
+    for (const QString &host : std::as_const(hosts))
+        addresses << q("ws://%1:%2").arg(host).arg(url.port());
+    QCOMPARE(program.firstLine, q("listening on %1, 0 keywords\n").arg(addresses.join(q(", "))));
+    RawClient client(url);
+    QVERIFY(client.open());
+}
+
+void tst_SimulatorProgram::servesThePagesThatItIsToldTo()
+{
+    Program program({q("--allow-origin"), q("http://localhost:3000"), q("--allow-origin"),
+                     q("https://EXAMPLE.org/")});
+    const auto answer = [&](const QByteArray &header) {
+        RawClient client((QUrl(program.url)));
+        client.send(RawClient::request(header));
+        [[maybe_unused]] const bool answered =
+            QTest::qWaitFor([&] { return client.received.contains("\r\n\r\n"); });
+        return client.received.mid(9, 3);
+    };
+    QCOMPARE(answer(""), QByteArray("101"));
+    QCOMPARE(answer("Origin: http://localhost:3000\r\n"), QByteArray("101"));
+    QCOMPARE(answer("Origin: https://example.org\r\n"), QByteArray("101"));
+    QCOMPARE(answer("Origin: https://evil.example\r\n"), QByteArray("403"));
+    QCOMPARE(answer("Host: again\r\n"), QByteArray("400"));
+    QTRY_VERIFY(program.complaints().contains(q("its request names more than one host")));
+    const QString said = program.complaints();
+    QVERIFY2(QRegularExpression(q("^keyword-simulator: refused 127\\.0\\.0\\.1:\\d+: its origin "
+                                  "\"https://evil\\.example\" is not allowed\n"))
+                 .match(said)
+                 .hasMatch(),
+             qPrintable(said));
+}
+
+void tst_SimulatorProgram::dropsAClientThatDoesNotRead()
+{
+    QTemporaryDir folder;
+    QFile scene(folder.filePath(q("fast.json")));
+    QVERIFY(scene.open(QIODevice::WriteOnly));
+    scene.write(R"({"rate": 1000, "generate": {"count": 500,
+                    "animator": {"kind": "ramp", "period": 1}}})");
+    scene.close();
+    Program program({q("--scene"), scene.fileName()});
+    RawClient stalled((QUrl(program.url)));
+    QVERIFY(stalled.open());
+    stalled.setReading(0);
+    for (int i = 0; i < 500; ++i) {
+        const QString keyword = q("/load/group%1/value%2").arg(i / 100).arg(i % 100);
+        stalled.send(RawClient::frame(
+            1,
+            q(R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"%1"}})").arg(keyword).toUtf8()));
+    }
+
+    QTRY_VERIFY_WITH_TIMEOUT(program.complaints().contains(q("dropped")), 120000);
+
+    const QRegularExpressionMatch match =
+        QRegularExpression(q("^keyword-simulator: dropped 127\\.0\\.0\\.1:\\d+: it does not read, "
+                             "and (\\d+) bytes wait for it\n$"))
+            .match(program.complaints());
+    QVERIFY2(match.hasMatch(), qPrintable(program.complaints()));
+    const int waiting = match.captured(1).toInt();
+    QVERIFY2(waiting > 16 << 20 && waiting < 17 << 20, qPrintable(match.captured(1)));
+    RawClient next((QUrl(program.url)));
+    QVERIFY(next.open());
+}
+
+void tst_SimulatorProgram::takesACertificateWithItsKeyAlone_data()
+{
+    QTest::addColumn<QString>("make"); // the key
+    QTest::addColumn<QString>("message"); // empty: it is good
+    const QString others =
+        q("keyword-simulator: server.crt, x.key: the certificate and the private "
+          "key do not belong together: ");
+    const QString encrypted = q(
+        "keyword-simulator: the private key in x.key is encrypted; give a decrypted copy: openssl "
+        "pkey -in x.key -out plain.key\n");
+    QTest::newRow("its own") << q("cp server.key x.key") << QString();
+    QTest::newRow("another one of its kind")
+        << q("openssl ecparam -name prime256v1 -genkey -noout -out x.key") << others;
+    QTest::newRow("of another kind")
+        << q("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:2048 -out x.key") << others;
+    QTest::newRow("its own, encrypted")
+        << q("openssl pkcs8 -topk8 -in server.key -passout pass:x -out x.key") << encrypted;
+    QTest::newRow("its own, encrypted in the old way")
+        << q("openssl ec -aes128 -in server.key -passout pass:x -out x.key") << encrypted;
+    QTest::newRow("none") << q("cp server.crt x.key")
+                          << q("keyword-simulator: x.key: holds no PEM private key (RSA or EC)\n");
+}
+
+void tst_SimulatorProgram::takesACertificateWithItsKeyAlone()
+{
+    QFETCH(QString, make);
+    QFETCH(QString, message);
+    QTemporaryDir folder;
+    for (const char *name : {"/server.crt", "/server.key"})
+        QVERIFY(QFile::copy(q(TLS_FILES) + q(name), folder.path() + q(name)));
+    QProcess shell;
+    shell.setWorkingDirectory(folder.path());
+    shell.start(q("sh"), {q("-c"), make});
+    QVERIFY(shell.waitForFinished());
+    QVERIFY2(shell.exitCode() == 0, shell.readAllStandardError().constData());
+
+    Program program({q("--tls-cert"), q("server.crt"), q("--tls-key"), q("x.key")}, folder.path());
+
+    if (message.isEmpty()) {
+        QVERIFY2(program.url.startsWith(q("wss://127.0.0.1:")), qPrintable(program.complaints()));
+        return;
+    }
+    QTRY_COMPARE(program.process.state(), QProcess::NotRunning);
+    QVERIFY(program.process.exitCode() != 0);
+    QVERIFY2(program.complaints().startsWith(message), qPrintable(program.complaints()));
+    QCOMPARE(program.firstLine, QString());
+}
+
+void tst_SimulatorProgram::manualPageAndHelp_nameTheSameOptions()
+{
+    QProcess help;
+    help.start(q(SIMULATOR_PROGRAM), {q("--help")});
+    QVERIFY(help.waitForFinished());
+    QFile file(q(MANUAL_PAGE));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QString page = QString::fromUtf8(file.readAll());
+    page.remove(QLatin1Char('\\'));
+
+    const auto optionsIn = [](const QString &text, const char *pattern) {
+        QStringList options;
+        const QRegularExpression option(q(pattern), QRegularExpression::MultilineOption);
+        for (auto found = option.globalMatch(text); found.hasNext();)
+            options << found.next().captured(1);
+        options.sort();
+        return options;
+    };
+    const QStringList offered =
+        optionsIn(QString::fromUtf8(help.readAllStandardOutput()), "^  (?:-., )*(--[a-z-]+)");
+    QVERIFY(offered.contains(q("--allow-origin")) && offered.size() >= 11);
+    QCOMPARE(optionsIn(page, "^\\.TP\n\\.BI? (?:-., )?(--[a-z-]+)"),
+             optionsIn(offered.filter(QRegularExpression(q("^--(?!help|version)"))).join(q("\n")),
+                       "^(.*)$"));
 }
 
 void tst_SimulatorProgram::commandsFaultsByKeyword()
@@ -163,7 +368,13 @@ void tst_SimulatorProgram::refusesBadUsage_data()
     QTest::newRow("argument") << QStringList({q("x")}) << q("unexpected argument: x");
     QTest::newRow("port") << QStringList({q("--port"), q("99999")})
                           << q("--port: not a port number");
-    QTest::newRow("address") << QStringList({q("--listen"), q("host")}) << q("--listen: not an IP");
+    QTest::newRow("address") << QStringList({q("--listen"), q("host")})
+                             << q("--listen: neither an IP address nor localhost: host");
+    QTest::newRow("origin") << QStringList({q("--allow-origin"), q("example.org")})
+                            << q("--allow-origin: not an origin such as http://localhost:3000: "
+                                 "example.org");
+    QTest::newRow("any origin") << QStringList({q("--allow-origin"), q("*")})
+                                << q("--allow-origin: not an origin");
     QTest::newRow("foreign address")
         << QStringList({q("--listen"), q("192.0.2.1")}) << q("cannot listen on 192.0.2.1");
     QTest::newRow("no scene") << QStringList({q("--scene"), q("/nowhere.json")})

@@ -5,13 +5,16 @@
 #include "client/websocketkeywordclient.h"
 #include "simulator/keywordserver.h"
 #include "simulator/websocketkeywordserver.h"
+#include "tests/support/rawclient.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QLoggingCategory>
+#include <QtNetwork/QNetworkInterface>
 #include <QtNetwork/QSslConfiguration>
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QSignalSpy>
@@ -101,8 +104,35 @@ private Q_SLOTS:
     void keywordServerFirst_clientsAreRefused();
     void tls_servesThoseWhoTrustIt();
     void tls_isRefusedByThoseWhoDoNot();
+    void tls_takesNoKeyOfAnother();
+    void stalledReader_isDropped_data();
+    void stalledReader_isDropped();
+    void stalledReader_ofPongsIsDropped();
+    void stalledReader_mayBeDroppedInsideOfAnything();
+    void slowReader_isServed_data();
+    void slowReader_isServed();
+    void slowReader_getsAllThatItAskedFor_data();
+    void slowReader_getsAllThatItAskedFor();
+    void slowReader_hasItsCommandsWait();
+    void slowReader_hasItsCommandsTakenWhenItGoes();
+    void longMessage_needsMoreThanTheLimit();
+    void request_isGrantedOrRefused_data();
+    void request_isGrantedOrRefused();
+    void request_ofAWebPageNeverConnects();
+    void request_inPiecesIsGranted();
+    void origin_isKnownByItsForm_data();
+    void origin_isKnownByItsForm();
+    void unfinishedHandshake_isDropped_data();
+    void unfinishedHandshake_isDropped();
+    void unfinishedHandshake_isNotDroppedInSilence();
+    void finishedHandshake_isNotDropped();
+    void refusedConnections_leaveNothing();
+    void urls_areThoseThatReachIt_data();
+    void urls_areThoseThatReachIt();
 
 private:
+    void listenWithTls();
+
     std::unique_ptr<KeywordServer> keywords;
     std::unique_ptr<WebSocketKeywordServer> server;
 };
@@ -160,7 +190,7 @@ void tst_WebSocketKeywordServer::leavingClient_endsItsSession()
     peer.reset();
     QTRY_COMPARE(server->clientCount(), 0);
     QTRY_COMPARE(keywords->sessionCount(), 0);
-    QCOMPARE(counts.count(), 2);
+    QTRY_COMPARE(counts.count(), 2);
 }
 
 void tst_WebSocketKeywordServer::close_dropsTheClients()
@@ -430,6 +460,530 @@ void tst_WebSocketKeywordServer::tls_isRefusedByThoseWhoDoNot()
     client.setUrls({});
     qInstallMessageHandler(previous);
     QLoggingCategory::setFilterRules(q("pellixclient.keyword.websocketclient=false"));
+}
+
+void tst_WebSocketKeywordServer::tls_takesNoKeyOfAnother()
+{
+    QVERIFY(server->setTls(testCertificate(), testKey()));
+    QVERIFY(server->errorString().isEmpty());
+    QVERIFY(!server->setTls(testCertificate(), QSslKey()));
+    QVERIFY2(server->errorString().startsWith(q("the certificate cannot be used: ")),
+             qPrintable(server->errorString()));
+    QVERIFY(server->listen());
+    QCOMPARE(server->url().scheme(), q("wss")); // with the pair from before
+    QVERIFY(server->setTls(QSslCertificate(), QSslKey()));
+    QVERIFY(server->listen());
+    QCOMPARE(server->url().scheme(), q("ws"));
+}
+
+namespace {
+
+constexpr int mebibyte = 1024 * 1024;
+
+void expectStalledClient()
+{
+    QTest::ignoreMessage(
+        QtWarningMsg,
+        QRegularExpression(q("^dropped 127\\.0\\.0\\.1:\\d+: it does not read, and \\d+ "
+                             "bytes wait for it$")));
+}
+
+QByteArray updateOf(int value, const QByteArray &padding = {})
+{
+    return RawClient::frame(1,
+                            R"({"cmd":"keyUpdate","payload":{"keyword":"/p/a","value":)"
+                                + QByteArray::number(value) + padding + "}}");
+}
+
+void addTransports()
+{
+    QTest::addColumn<bool>("tls");
+    QTest::newRow("ws") << false;
+    QTest::newRow("wss") << true;
+}
+
+} // namespace
+
+void tst_WebSocketKeywordServer::listenWithTls()
+{
+    QVERIFY(server->setTls(testCertificate(), testKey()));
+    QVERIFY(server->listen());
+}
+
+void tst_WebSocketKeywordServer::stalledReader_isDropped_data()
+{
+    addTransports();
+}
+
+void tst_WebSocketKeywordServer::stalledReader_isDropped()
+{
+    QFETCH(bool, tls);
+    if (tls)
+        listenWithTls();
+    RawClient stalled(server->url(), tls), reading(server->url(), tls);
+    QVERIFY(stalled.open() && reading.open());
+    QTRY_COMPARE(server->clientCount(), 2);
+    stalled.setReading(0);
+    reading.keeps = false;
+    expectStalledClient();
+
+    int sent = 0;
+    while (server->clientCount() == 2 && sent < 100) {
+        server->sendText(QString(mebibyte, QLatin1Char('x')));
+        ++sent;
+        QTRY_VERIFY(reading.count >= qint64(sent) * mebibyte);
+    }
+
+    QCOMPARE(server->clientCount(), 1);
+    QTRY_COMPARE(keywords->sessionCount(), 1);
+    QVERIFY(sent > 16);
+    QVERIFY2(sent < 64, qPrintable(QString::number(sent))); // some of it in the system's buffers
+    stalled.setReading(mebibyte);
+    QTRY_VERIFY(!stalled.isConnected());
+    QVERIFY(stalled.count <= qint64(sent) * (mebibyte + 16));
+
+    const qint64 before = reading.count;
+    server->sendText(q("more"));
+    QTRY_COMPARE(reading.count, before + 6);
+}
+
+void tst_WebSocketKeywordServer::stalledReader_ofPongsIsDropped()
+{
+    RawClient client(server->url());
+    QVERIFY(client.open());
+    client.setReading(0);
+    QByteArray pings;
+    for (int i = 0; i < 1000; ++i)
+        pings += RawClient::frame(9, QByteArray(125, 'x'));
+    expectStalledClient();
+
+    for (int i = 0; i < 1000 && client.isConnected(); ++i) {
+        client.send(pings);
+        QTRY_VERIFY(client.socket.bytesToWrite() == 0);
+    }
+
+    QTRY_COMPARE(server->clientCount(), 0);
+}
+
+// The limit may be reached while the server tells of a change, or answers; its owner may then even
+// delete it.
+void tst_WebSocketKeywordServer::stalledReader_mayBeDroppedInsideOfAnything()
+{
+    keywords->declare({q("/p/text"), q("string"), q("RW"), QString(), QString()});
+    RawClient stalled(server->url());
+    QVERIFY(stalled.open());
+    stalled.send(
+        RawClient::frame(1, R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"/p/text"}})"));
+    QTRY_VERIFY(!stalled.received.isEmpty());
+    stalled.setReading(0);
+    expectStalledClient();
+    connect(server.get(), &WebSocketKeywordServer::clientCountChanged, this,
+            [this] { server.reset(); });
+
+    for (int i = 0; i < 100 && server; ++i) {
+        keywords->setValue(q("/p/text"), QString(mebibyte, QLatin1Char(i % 2 ? 'x' : 'y')));
+        QCoreApplication::processEvents();
+    }
+
+    QTRY_VERIFY(!server);
+    QCOMPARE(keywords->sessionCount(), 0);
+}
+
+void tst_WebSocketKeywordServer::slowReader_isServed_data()
+{
+    addTransports();
+}
+
+void tst_WebSocketKeywordServer::slowReader_isServed()
+{
+    QFETCH(bool, tls);
+    if (tls)
+        listenWithTls();
+    RawClient slow(server->url(), tls);
+    QVERIFY(slow.open());
+    slow.keeps = false;
+    slow.setReading(64 * 1024);
+    const qint64 before = slow.count;
+
+    // More than the limit in all, but never at a time.
+    constexpr int burst = 12 * mebibyte;
+    for (int sent = 1; sent <= 4; ++sent) {
+        server->sendBinary(QByteArray(burst, 'x'));
+        QTRY_VERIFY_WITH_TIMEOUT(slow.count >= before + qint64(sent) * burst, 60000);
+    }
+
+    QVERIFY(slow.isConnected());
+    QCOMPARE(server->clientCount(), 1);
+}
+
+void tst_WebSocketKeywordServer::slowReader_getsAllThatItAskedFor_data()
+{
+    addTransports();
+}
+
+void tst_WebSocketKeywordServer::slowReader_getsAllThatItAskedFor()
+{
+    QFETCH(bool, tls);
+    if (tls)
+        listenWithTls();
+    keywords->declare(
+        {q("/p/text"), q("string"), q("RW"), QString(), QString(mebibyte, QLatin1Char('x'))});
+    RawClient slow(server->url(), tls);
+    QVERIFY(slow.open());
+    slow.keeps = false;
+    slow.setReading(64 * 1024);
+    const qint64 before = slow.count;
+    QByteArray commands;
+    for (int i = 0; i < 50; ++i)
+        commands += updateOf(i) + RawClient::frame(1, R"({"cmd":"keyCreateOrUpdate",
+                                   "payload":{"keyword":"/p/text"}})");
+
+    slow.send(commands);
+
+    QTRY_VERIFY_WITH_TIMEOUT(slow.count >= before + 50 * qint64(mebibyte), 60000);
+    QCOMPARE(keywords->value(q("/p/a")).toInt(), 49);
+    QCOMPARE(server->clientCount(), 1);
+}
+
+// In its connection, which then takes no more, and not in any amount of memory.
+void tst_WebSocketKeywordServer::slowReader_hasItsCommandsWait()
+{
+    RawClient slow(server->url());
+    QVERIFY(slow.open());
+    slow.keeps = false;
+    slow.setReading(0);
+    server->sendBinary(QByteArray(24 * mebibyte, 'x'));
+    constexpr int count = 40000;
+    const QByteArray padding(1000, ' ');
+    QByteArray commands;
+    for (int i = 0; i < count; ++i)
+        commands += updateOf(i, padding);
+
+    slow.send(commands);
+    Peer witness(*server);
+    for (int i = 1; i <= 20; ++i) { // meanwhile
+        QTRY_VERIFY(witness.connected());
+        witness.create("/p/b");
+        QTRY_COMPARE(witness.texts.size(), i);
+    }
+    QVERIFY(slow.socket.bytesToWrite() > 0);
+    QCOMPARE(keywords->value(q("/p/a")).toInt(), 1);
+
+    slow.setReading(mebibyte);
+    QTRY_COMPARE_WITH_TIMEOUT(keywords->value(q("/p/a")).toInt(), count - 1, 60000);
+    QCOMPARE(server->clientCount(), 2);
+}
+
+void tst_WebSocketKeywordServer::slowReader_hasItsCommandsTakenWhenItGoes()
+{
+    RawClient slow(server->url());
+    QVERIFY(slow.open());
+    slow.setReading(0);
+    server->sendBinary(QByteArray(24 * mebibyte, 'x'));
+    slow.send(updateOf(77));
+    QTRY_COMPARE(slow.socket.bytesToWrite(), qint64(0));
+    Peer witness(*server);
+    QTRY_COMPARE(server->clientCount(), 2);
+    QCOMPARE(keywords->value(q("/p/a")).toInt(), 1);
+    witness.socket.abort();
+    slow.socket.disconnectFromHost();
+    QTRY_COMPARE(server->clientCount(), 0);
+    QCOMPARE(keywords->value(q("/p/a")).toInt(), 77);
+}
+
+void tst_WebSocketKeywordServer::longMessage_needsMoreThanTheLimit()
+{
+    RawClient client(server->url());
+    QVERIFY(client.open());
+    client.keeps = false;
+    const qint64 before = client.count;
+    server->sendBinary(QByteArray(40 * mebibyte, 'x'));
+    for (int i = 0; i < 100; ++i)
+        server->sendText(q("event"));
+    QTRY_VERIFY(client.count >= before + 40 * qint64(mebibyte) + 100 * 5);
+    QCOMPARE(server->clientCount(), 1);
+
+    client.setReading(0);
+    expectStalledClient();
+    for (int i = 0; i < 3; ++i)
+        server->sendBinary(QByteArray(40 * mebibyte, 'x'));
+    QTRY_COMPARE(server->clientCount(), 0);
+}
+
+void tst_WebSocketKeywordServer::request_isGrantedOrRefused_data()
+{
+    QTest::addColumn<QByteArray>("request");
+    QTest::addColumn<QByteArray>("status");
+    QTest::addColumn<QString>("reason");
+    const auto row = [](const char *name, const QByteArray &headers, const char *status,
+                        const char *reason = "") {
+        QTest::newRow(name) << RawClient::request(headers) << QByteArray(status) << q(reason);
+    };
+    row("no origin", "", "101");
+    row("allowed", "Origin: http://localhost:3000\r\n", "101");
+    row("another allowed one", "oRIGIN:https://example.org  \r\n", "101");
+    row("others", "User-Agent: x\r\nX-Origin: http://evil.example\r\n", "101");
+    row("another host", "Origin: http://evil.example\r\n", "403",
+        "its origin \"http://evil.example\" is not allowed");
+    row("another port", "Origin: http://localhost:3001\r\n", "403",
+        "its origin \"http://localhost:3001\" is not allowed");
+    row("another scheme", "Origin: https://localhost:3000\r\n", "403",
+        "its origin \"https://localhost:3000\" is not allowed");
+    row("part of an allowed one", "Origin: http://localhost\r\n", "403",
+        "its origin \"http://localhost\" is not allowed");
+    row("more than an allowed one", "Origin: http://localhost:3000.evil.example\r\n", "403",
+        "its origin \"http://localhost:3000.evil.example\" is not allowed");
+    row("null", "Origin: null\r\n", "403", "its origin \"null\" is not allowed");
+    row("empty", "Origin:\r\n", "403", "its origin \"\" is not allowed");
+    row("two", "Origin: http://localhost:3000\r\nOrigin: http://evil.example\r\n", "403",
+        "its origin \"http://evil.example\" is not allowed");
+    row("blank before the colon", "Origin : http://evil.example\r\n", "403",
+        "its origin \"http://evil.example\" is not allowed");
+    row("control characters", "Origin: http://\x1b[31mx\r\n", "403",
+        "its origin \"http://\\u001B[31mx\" is not allowed");
+    row("bare line feeds", "X: x\nOrigin: http://evil.example\nY: y\r\n", "403",
+        "its origin \"http://evil.example\" is not allowed");
+    row("same host again", "Host: 127.0.0.1\r\n", "400", "its request names more than one host");
+    row("another host again", "hOsT:x\r\n", "400", "its request names more than one host");
+    row("folded", "X: y\r\n Origin: http://evil.example\r\n", "400",
+        "its request has a folded header");
+    row("long", "X: " + QByteArray(70000, 'x') + "\r\n", "431",
+        "its request is longer than 65536 bytes");
+    row("nearly too long", "X: " + QByteArray(7000, 'x') + "\r\n", "101");
+}
+
+void tst_WebSocketKeywordServer::request_isGrantedOrRefused()
+{
+    QFETCH(QByteArray, request);
+    QFETCH(QByteArray, status);
+    QFETCH(QString, reason);
+    server->setAllowedOrigins({q("http://localhost:3000"), q("https://example.org")});
+    QSignalSpy counts(server.get(), &WebSocketKeywordServer::clientCountChanged);
+    const bool granted = reason.isEmpty();
+    if (!granted) {
+        QTest::ignoreMessage(
+            QtWarningMsg,
+            QRegularExpression(
+                q("^refused 127\\.0\\.0\\.1:\\d+: %1$").arg(QRegularExpression::escape(reason))));
+    }
+    RawClient client(server->url());
+
+    client.send(request);
+
+    if (granted) {
+        QTRY_COMPARE(server->clientCount(), 1);
+    } else {
+        QTRY_VERIFY(!client.isConnected());
+        QVERIFY2(client.received.endsWith("This connection is refused: " + reason.toUtf8() + ".\n"),
+                 client.received.constData());
+        QCOMPARE(counts.count(), 0);
+    }
+    QTRY_VERIFY2(client.received.startsWith("HTTP/1.1 " + status + ' '),
+                 client.received.constData());
+}
+
+void tst_WebSocketKeywordServer::request_ofAWebPageNeverConnects()
+{
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^refused .*evil")));
+    QWebSocket page(q("https://evil.example"));
+    QSignalSpy connected(&page, &QWebSocket::connected), ended(&page, &QWebSocket::disconnected);
+    page.open(server->url());
+    QTRY_COMPARE(page.state(), QAbstractSocket::UnconnectedState);
+    QCOMPARE(connected.count(), 0);
+    QVERIFY2(page.errorString().contains(q("403")), qPrintable(page.errorString()));
+    QCOMPARE(server->clientCount(), 0);
+
+    server->setAllowedOrigins({q("https://evil.example")});
+    page.open(server->url());
+    QTRY_COMPARE(connected.count(), 1);
+    QTRY_COMPARE(server->clientCount(), 1);
+}
+
+void tst_WebSocketKeywordServer::request_inPiecesIsGranted()
+{
+    RawClient client(server->url()), witness(server->url());
+    const QByteArray request = RawClient::request("X: y\r\n");
+    for (qsizetype at = 0; at < request.size(); at += 7) {
+        client.send(request.mid(at, 7));
+        QTRY_COMPARE(client.socket.bytesToWrite(), qint64(0));
+    }
+    QTRY_VERIFY(client.received.startsWith("HTTP/1.1 101 "));
+    QTRY_COMPARE(server->clientCount(), 1);
+}
+
+void tst_WebSocketKeywordServer::origin_isKnownByItsForm_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("sent"); // by browsers; empty: it is no origin
+    const auto row = [](const char *text, const char *sent) {
+        QTest::newRow(text) << q(text) << q(sent);
+    };
+    row("http://localhost:3000", "http://localhost:3000");
+    row("HTTP://LocalHost:3000", "http://localhost:3000");
+    row("https://example.org/", "https://example.org");
+    row("https://example.org:443", "https://example.org");
+    row("http://example.org:80", "http://example.org");
+    row("http://example.org:443", "http://example.org:443");
+    row("https://b\xc3\xbc"
+        "cher.example",
+        "https://xn--bcher-kva.example");
+    row("http://[::1]:8080", "http://[::1]:8080");
+    row("chrome-extension://abcdefghijklmnop", "chrome-extension://abcdefghijklmnop");
+    row("", "");
+    row("null", "");
+    row("*", "");
+    row("https://", "");
+    row("https://*.example.org", "");
+    row("example.org", "");
+    row("localhost:3000", "");
+    row("https://example.org/page", "");
+    row("https://example.org?x", "");
+    row("https://example.org#x", "");
+    row("https://me@example.org", "");
+    row("https://example.org:x", "");
+    row("https://example.org https://x", "");
+}
+
+void tst_WebSocketKeywordServer::origin_isKnownByItsForm()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, sent);
+    QCOMPARE(WebSocketKeywordServer::isOrigin(text), !sent.isEmpty());
+    server->setAllowedOrigins({text});
+    if (sent.isEmpty()) {
+        sent = text;
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^refused ")));
+    }
+    RawClient client(server->url());
+    client.send(RawClient::request("Origin: " + sent.toUtf8() + "\r\n"));
+    QTRY_VERIFY(client.received.startsWith("HTTP/1.1 "));
+    QCOMPARE(client.received.mid(9, 3),
+             QByteArray(WebSocketKeywordServer::isOrigin(text) ? "101" : "403"));
+}
+
+void tst_WebSocketKeywordServer::unfinishedHandshake_isDropped_data()
+{
+    QTest::addColumn<bool>("tls"); // of the server
+    QTest::addColumn<bool>("encrypted"); // the client
+    QTest::addColumn<QByteArray>("data");
+    QTest::newRow("nothing") << false << false << QByteArray();
+    QTest::newRow("half a request") << false << false << RawClient::request().chopped(2);
+    QTest::newRow("no encryption") << true << false << QByteArray();
+    QTest::newRow("half an encryption") << true << false << QByteArray("\x16\x03\x01\x02", 4);
+    QTest::newRow("encryption alone") << true << true << QByteArray();
+    QTest::newRow("encrypted, half a request") << true << true << RawClient::request().chopped(2);
+}
+
+void tst_WebSocketKeywordServer::unfinishedHandshake_isDropped()
+{
+    QFETCH(bool, tls);
+    QFETCH(bool, encrypted);
+    QFETCH(QByteArray, data);
+    QCOMPARE(server->handshakeTimeout(), std::chrono::milliseconds(10s));
+    server->setHandshakeTimeout(100ms);
+    QCOMPARE(server->handshakeTimeout(), 100ms);
+    if (tls)
+        listenWithTls();
+    QTest::ignoreMessage(QtInfoMsg,
+                         QRegularExpression(q("^dropped 127\\.0\\.0\\.1:\\d+: its handshake "
+                                              "takes too long$")));
+    RawClient client(server->url(), encrypted);
+    client.send(data);
+    QTRY_COMPARE(client.socket.state(), QAbstractSocket::ConnectedState);
+    QTRY_VERIFY(!client.isConnected());
+    QVERIFY(client.received.isEmpty());
+}
+
+void tst_WebSocketKeywordServer::unfinishedHandshake_isNotDroppedInSilence()
+{
+    server->setHandshakeTimeout(1ms);
+    RawClient early(server->url());
+    QTRY_COMPARE(early.socket.state(), QAbstractSocket::ConnectedState);
+    server->setSilent(true);
+    RawClient late(server->url());
+    WebSocketKeywordServer other(keywords.get());
+    other.setHandshakeTimeout(100ms);
+    QVERIFY(other.listen());
+    RawClient witness(other.url());
+    QTRY_COMPARE(witness.socket.state(), QAbstractSocket::ConnectedState);
+    QTRY_VERIFY(!witness.isConnected());
+    QVERIFY(early.isConnected() && late.isConnected());
+    server->setSilent(false);
+    QTRY_VERIFY(!early.isConnected() && !late.isConnected());
+}
+
+void tst_WebSocketKeywordServer::finishedHandshake_isNotDropped()
+{
+    server->setHandshakeTimeout(500ms);
+    RawClient client(server->url());
+    QVERIFY(client.open());
+    RawClient witness(server->url());
+    QTRY_COMPARE(witness.socket.state(), QAbstractSocket::ConnectedState);
+    QTRY_VERIFY(!witness.isConnected());
+    QVERIFY(client.isConnected());
+    QCOMPARE(server->clientCount(), 1);
+}
+
+// Neither the refused and dropped connections nor those that came and went.
+void tst_WebSocketKeywordServer::refusedConnections_leaveNothing()
+{
+    server->setHandshakeTimeout(100ms);
+    const auto descriptors = [] {
+        return QDir(q("/proc/self/fd")).entryList(QDir::Files | QDir::System).size();
+    };
+    const qsizetype before = descriptors();
+    for (int i = 0; i < 10; ++i) {
+        RawClient idle(server->url()), refused(server->url()), served(server->url());
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^refused ")));
+        refused.send(RawClient::request("Origin: null\r\n"));
+        QVERIFY(served.open());
+        QTRY_COMPARE(server->clientCount(), 1);
+        served.socket.abort();
+        QTRY_VERIFY(!idle.isConnected() && !refused.isConnected());
+        QTRY_COMPARE(server->clientCount(), 0);
+    }
+    QTRY_COMPARE(descriptors(), before);
+}
+
+void tst_WebSocketKeywordServer::urls_areThoseThatReachIt_data()
+{
+    QTest::addColumn<QHostAddress>("address");
+    QTest::addColumn<QString>("first"); // of its hosts
+    QTest::newRow("loopback") << QHostAddress(QHostAddress::LocalHost) << q("127.0.0.1");
+    QTest::newRow("another loopback") << QHostAddress(q("127.0.0.2")) << q("127.0.0.2");
+    QTest::newRow("IPv4") << QHostAddress(QHostAddress::AnyIPv4) << q("127.0.0.1");
+    QTest::newRow("IPv6") << QHostAddress(QHostAddress::AnyIPv6) << q("::1");
+    QTest::newRow("all") << QHostAddress(QHostAddress::Any) << q("127.0.0.1");
+}
+
+void tst_WebSocketKeywordServer::urls_areThoseThatReachIt()
+{
+    QFETCH(QHostAddress, address);
+    QFETCH(QString, first);
+    QStringList hosts {first};
+    for (const QHostAddress &own : QNetworkInterface::allAddresses()) {
+        const bool isLong = own.protocol() == QAbstractSocket::IPv6Protocol;
+        const bool is4 = address == QHostAddress::AnyIPv4 || address == QHostAddress::Any;
+        const bool is6 = address == QHostAddress::AnyIPv6 || address == QHostAddress::Any;
+        if ((isLong ? is6 && !own.isLinkLocal() : is4) && !hosts.contains(own.toString()))
+            hosts << own.toString();
+    }
+    if (!server->listen(address) && first == q("::1"))
+        return; // a machine without IPv6
+    QVERIFY(server->port() != 0);
+    QStringList found;
+    for (const QUrl &url : server->urls()) {
+        found << url.host();
+        QCOMPARE(url.port(), int(server->port()));
+        QVERIFY(url.isValid());
+    }
+    QCOMPARE(server->url(), server->urls().constFirst());
+    QCOMPARE(found.constFirst(), first);
+    found.sort();
+    hosts.sort();
+    QCOMPARE(found, hosts);
+    Peer peer(*server);
+    QTRY_VERIFY(peer.connected());
 }
 
 QTEST_GUILESS_MAIN(tst_WebSocketKeywordServer)

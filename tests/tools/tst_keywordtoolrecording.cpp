@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "simulator/telemetryscene.h"
+#include "tests/support/rawclient.h"
 #include "tests/tools/toolbench.h"
 
 #include <QtCore/QFile>
@@ -9,6 +10,7 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QTimer>
+#include <QtNetwork/QNetworkInterface>
 #include <QtTest/QTest>
 
 #include <csignal>
@@ -55,7 +57,8 @@ void writeFile(const QString &fileName, const QByteArray &content)
     QCOMPARE(file.write(content), content.size());
 }
 
-QByteArray eventLine(const char *time, const char *keyword, const char *type, const char *value)
+QByteArray eventLine(const char *time, const char *keyword, const char *type,
+                     const QByteArray &value)
 {
     return QByteArray("{\"t\":") + time
         + ",\"message\":{\"cmd\":\"keyEvent\",\"payload\":{\"connected\":true,\"consistent\":true,"
@@ -106,6 +109,9 @@ private Q_SLOTS:
     void replay_takesItsTime();
     void replay_beginsAgain();
     void replay_staysUntilInterrupted();
+    void replay_servesThePagesThatItIsToldTo();
+    void replay_dropsAClientThatDoesNotRead();
+    void replay_tellsWhereItIsReachable();
     void replay_fails_data();
     void replay_fails();
 };
@@ -530,6 +536,76 @@ void tst_KeywordToolRecording::replay_staysUntilInterrupted()
     replay.tool.sendSignal(SIGTERM);
     QVERIFY(replay.tool.finish());
     QCOMPARE(replay.tool.exitCode(), 0);
+}
+
+void tst_KeywordToolRecording::replay_servesThePagesThatItIsToldTo()
+{
+    const Bench bench;
+    const QString file = bench.file("run.jsonl");
+    writeFile(file, heading + eventLine("0.1", "/a", "int", "1"));
+    Replay replay({q("replay"), file, q("--hold"), q("--allow-origin"), q("http://localhost:3000"),
+                   q("--allow-origin"), q("https://example.org")});
+    const QUrl url(replay.url());
+    for (const char *origin : {"http://localhost:3000", "https://example.org"}) {
+        RawClient page(url);
+        page.send(RawClient::request(QByteArray("Origin: ") + origin + "\r\n"));
+        QTRY_VERIFY2(page.received.startsWith("HTTP/1.1 101 "), page.received.constData());
+    }
+    RawClient page(url);
+    page.send(RawClient::request("Origin: http://evil.example\r\n"));
+    QTRY_VERIFY2(page.received.startsWith("HTTP/1.1 403 "), page.received.constData());
+    QVERIFY(replay.tool.complained(q("its origin \"http://evil.example\" is not allowed\n")));
+    QVERIFY2(replay.tool.errors().startsWith(q("keyword: refused 127.0.0.1:")),
+             qPrintable(replay.tool.errors()));
+}
+
+void tst_KeywordToolRecording::replay_dropsAClientThatDoesNotRead()
+{
+    const Bench bench;
+    const QString file = bench.file("run.jsonl");
+    QByteArray recording = heading;
+    const QByteArray text(10000, 'x');
+    for (int i = 0; i < 100; ++i)
+        recording += eventLine("0.1", "/a", "string", '"' + text + QByteArray::number(i) + '"');
+    writeFile(file, recording);
+    Replay replay({q("replay"), file, q("--loop"), q("--speed"), q("max")});
+    RawClient stalled(QUrl(replay.url()));
+    QVERIFY(stalled.open());
+    stalled.setReading(0);
+
+    stalled.send(RawClient::frame(1, R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"/a"}})"));
+
+    QVERIFY(replay.tool.complained(q(" bytes wait for it\n")));
+    const QRegularExpression expected(q("^keyword: dropped 127\\.0\\.0\\.1:\\d+: it does not read, "
+                                        "and (\\d+) bytes wait for it\n$"));
+    const QRegularExpressionMatch match = expected.match(replay.tool.errors());
+    QVERIFY2(match.hasMatch(), qPrintable(replay.tool.errors()));
+    QVERIFY2(match.captured(1).toInt() < 17 << 20, qPrintable(match.captured(1)));
+    RawClient next(QUrl(replay.url()));
+    QVERIFY(next.open());
+}
+
+void tst_KeywordToolRecording::replay_tellsWhereItIsReachable()
+{
+    const Bench bench;
+    const QString file = bench.file("run.jsonl");
+    writeFile(file, heading + eventLine("0.1", "/a", "int", "1"));
+    for (const char *listen : {"localhost", "0.0.0.0"}) {
+        Replay replay({q("replay"), file, q("--hold"), q("--listen"), q(listen)});
+        QVERIFY(replay.tool.printed(1));
+        const QString line = replay.tool.lines().constFirst();
+        QVERIFY2(line.startsWith(q("listening on ws://127.0.0.1:")), qPrintable(line));
+        QVERIFY2(line.endsWith(q(", 1 keywords, 0.1 s")), qPrintable(line));
+        int addresses = 1;
+        for (const QHostAddress &address : QNetworkInterface::allAddresses()) {
+            if (address.protocol() == QAbstractSocket::IPv4Protocol && !address.isLoopback()
+                && q(listen) == q("0.0.0.0")) {
+                QVERIFY2(line.contains(q(", ws://%1:").arg(address.toString())), qPrintable(line));
+                ++addresses;
+            }
+        }
+        QCOMPARE(line.count(q("ws://")), addresses);
+    }
 }
 
 void tst_KeywordToolRecording::replay_fails_data()

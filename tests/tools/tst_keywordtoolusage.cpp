@@ -135,7 +135,12 @@ void tst_KeywordToolUsage::badUsage_isRefused_data()
     QTest::newRow("port") << words("replay f --port 99999")
                           << q("--port: a port number is expected, not '99999'");
     QTest::newRow("listen") << words("replay f --listen here")
-                            << q("--listen: an IP address is expected, not 'here'");
+                            << q("--listen: an IP address or localhost is expected, not 'here'");
+    QTest::newRow("origin") << words("replay f --allow-origin http://x --allow-origin x")
+                            << q("--allow-origin: an origin such as http://localhost:3000 is "
+                                 "expected, not 'x'");
+    QTest::newRow("origin of another command")
+        << words("ls --allow-origin http://x") << q("ls knows no option --allow-origin");
 }
 
 void tst_KeywordToolUsage::badUsage_isRefused()

@@ -101,8 +101,12 @@ const QList<OptionEntry> &optionTable()
         flag("loop", "Begin again at the end, until interrupted."),
         flag("hold", "Begin when the first client has asked for its keywords."),
         flag("stay", "At the end, go on serving the last values, until interrupted."),
-        option("listen", "address", "Serve on this IP address: 127.0.0.1 by default."),
+        option("listen", "address",
+               "Serve on this IP address, or on localhost: 127.0.0.1 by default."),
         option("port", "port", "Serve on this port; 0, the default, takes a free one."),
+        list("allow-origin", "origin",
+             "Serve web pages of this origin, such as http://localhost:3000, as well. By default "
+             "no page is served; programs other than browsers always are."),
         flag("all", "With help: all commands with all their options."),
         flag("verbose v", "Log what the transport does, on standard error."),
         flag("help h", "Show help, of one command if there is one, and end."),
@@ -141,7 +145,7 @@ const QList<CommandEntry> &commandTable()
                     "url timeout no-reconnect count recursive exclude rotate force type access "
                     "depth"),
         fileCommand("replay", "FILE...", "Serve a recording to clients, over a WebSocket.",
-                    "speed loop hold stay listen port"),
+                    "speed loop hold stay listen port allow-origin"),
         command("completion", "SHELL", "Print the completion file for a shell: bash, zsh or fish.",
                 "", "bash zsh fish"),
         command("help", "[COMMAND]", "Show help.", "all"),

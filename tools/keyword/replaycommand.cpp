@@ -91,6 +91,7 @@ void ReplayCommand::start()
         return;
     }
     declareAll();
+    socketServer.setAllowedOrigins(settings.allowedOrigins);
     if (!socketServer.listen(settings.listenAddress, settings.port)) {
         complain(QStringLiteral("cannot listen on %1 port %2: %3")
                      .arg(settings.listenAddress.toString())
@@ -99,7 +100,10 @@ void ReplayCommand::start()
         finish(ExitCode::FileError);
         return;
     }
-    output->line("listening on " + socketServer.url().toString().toUtf8() + ", "
+    QStringList addresses;
+    for (const QUrl &url : socketServer.urls())
+        addresses.append(url.toString());
+    output->line("listening on " + addresses.join(QLatin1String(", ")).toUtf8() + ", "
                  + QByteArray::number(server.keywordCount()) + " keywords, "
                  + QByteArray::number(duration, 'f', 1) + " s");
     if (!settings.hold) {

@@ -4,6 +4,7 @@
 #include "tools/keyword/settings.h"
 
 #include "programs/common/address.h"
+#include "simulator/websocketkeywordserver.h"
 #include "tools/keyword/commandtable.h"
 #include "tools/keyword/help.h"
 
@@ -13,6 +14,7 @@
 #include <cmath>
 
 using namespace pellix::client;
+using pellix::simulator::WebSocketKeywordServer;
 
 namespace {
 
@@ -239,10 +241,11 @@ private:
         take(
             "listen",
             [](const QString &text) {
-                const QHostAddress address(text);
+                const QHostAddress address(
+                    text == QLatin1String("localhost") ? QStringLiteral("127.0.0.1") : text);
                 return address.isNull() ? std::nullopt : std::optional<QHostAddress>(address);
             },
-            &settings->listenAddress, QStringLiteral("an IP address is expected"));
+            &settings->listenAddress, QStringLiteral("an IP address or localhost is expected"));
         take(
             "port",
             [](const QString &text) {
@@ -251,7 +254,19 @@ private:
                 return isNumber ? std::optional<quint16>(port) : std::nullopt;
             },
             &settings->port, QStringLiteral("a port number is expected"));
+        readAllowedOrigins();
         settings->helpAll = isSet("all");
+    }
+
+    void readAllowedOrigins()
+    {
+        settings->allowedOrigins = parser.values(QStringLiteral("allow-origin"));
+        for (const QString &origin : std::as_const(settings->allowedOrigins)) {
+            if (!WebSocketKeywordServer::isOrigin(origin) && problem.isEmpty())
+                problem = QStringLiteral("--allow-origin: an origin such as http://localhost:3000 "
+                                         "is expected, not '%1'")
+                              .arg(origin);
+        }
     }
 
     const QCommandLineParser &parser;

@@ -62,6 +62,7 @@ struct Settings
     bool stay = false;
     QHostAddress listenAddress {QHostAddress::LocalHost};
     quint16 port = 0;
+    QStringList allowedOrigins;
 
     bool helpAll = false;
 };

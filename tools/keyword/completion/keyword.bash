@@ -81,6 +81,10 @@ _keyword()
         mapfile -t COMPREPLY < <(compgen -W '' -- "$current")
         return
         ;;
+    --allow-origin)
+        mapfile -t COMPREPLY < <(compgen -W '' -- "$current")
+        return
+        ;;
     esac
 
     case $command in
@@ -117,7 +121,7 @@ _keyword()
         options='--url -u --timeout --no-reconnect --count -n --recursive -r --exclude --rotate --force --type --access --depth --verbose -v --help -h --version'
         ;;
     replay)
-        options='--speed --loop --hold --stay --listen --port --verbose -v --help -h --version'
+        options='--speed --loop --hold --stay --listen --port --allow-origin --verbose -v --help -h --version'
         ;;
     completion)
         options='--verbose -v --help -h --version'

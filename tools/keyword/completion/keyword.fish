@@ -150,6 +150,7 @@ complete -c keyword -n '__fish_seen_subcommand_from replay' -l hold -d 'Begin wh
 complete -c keyword -n '__fish_seen_subcommand_from replay' -l stay -d 'At the end'
 complete -c keyword -n '__fish_seen_subcommand_from replay' -l listen -x -d 'Serve on this IP address'
 complete -c keyword -n '__fish_seen_subcommand_from replay' -l port -x -d 'Serve on this port'
+complete -c keyword -n '__fish_seen_subcommand_from replay' -l allow-origin -x -d 'Serve web pages of this origin'
 complete -c keyword -n '__fish_seen_subcommand_from replay' -l verbose -s v -d 'Log what the transport does'
 complete -c keyword -n '__fish_seen_subcommand_from replay' -l help -s h -d 'Show help'
 complete -c keyword -n '__fish_seen_subcommand_from replay' -l version -d 'Show the version and end'

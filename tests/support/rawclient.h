@@ -1,0 +1,82 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QtCore/QUrl>
+#include <QtNetwork/QSslSocket>
+#include <QtTest/QTest>
+
+// A client that sends what it is told to, byte by byte, and reads only while it should: a frame or
+// a request that is wrong, or a reader that has stopped.
+class RawClient : public QObject
+{
+public:
+    explicit RawClient(const QUrl &url, bool encrypted = false)
+    {
+        connect(&socket, &QSslSocket::readyRead, this, &RawClient::read);
+        socket.setPeerVerifyMode(QSslSocket::VerifyNone);
+        if (encrypted)
+            socket.connectToHostEncrypted(url.host(), quint16(url.port()));
+        else
+            socket.connectToHost(url.host(), quint16(url.port()));
+    }
+
+    static QByteArray request(const QByteArray &moreHeaders = {})
+    {
+        return "GET / HTTP/1.1\r\nHost: 127.0.0.1\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+               "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n"
+            + moreHeaders + "\r\n";
+    }
+
+    // A frame as clients send it, with the mask 0, which changes nothing.
+    static QByteArray frame(int opcode, const QByteArray &payload)
+    {
+        QByteArray frame(1, char(0x80 | opcode));
+        if (payload.size() < 126)
+            frame.append(char(0x80 | payload.size()));
+        else
+            frame.append(char(0x80 | 126))
+                .append(char(payload.size() >> 8))
+                .append(char(payload.size() & 0xff));
+        return frame + QByteArray(4, '\0') + payload;
+    }
+
+    // Whether it became a WebSocket; the answer to the request is taken from what is received.
+    bool open()
+    {
+        send(request());
+        const bool answered = QTest::qWaitFor([this] { return received.contains("\r\n\r\n"); });
+        const bool opened = received.startsWith("HTTP/1.1 101 ");
+        received.remove(0, received.indexOf("\r\n\r\n") + 4);
+        return answered && opened;
+    }
+
+    void send(const QByteArray &data) { socket.write(data); }
+
+    // Reads at most so many bytes each time that the event loop turns; 0 ends reading.
+    void setReading(qint64 bytes)
+    {
+        atOnce = bytes;
+        socket.setReadBufferSize(qMax(bytes, qint64(1)));
+        read();
+    }
+
+    bool isConnected() const { return socket.state() != QAbstractSocket::UnconnectedState; }
+
+    QSslSocket socket;
+    QByteArray received;
+    qint64 count = 0; // bytes received in all
+    bool keeps = true; // what is received, or just counts it
+
+private:
+    void read()
+    {
+        const QByteArray data = socket.read(atOnce);
+        count += data.size();
+        if (keeps)
+            received += data;
+    }
+
+    qint64 atOnce = 1 << 20;
+};
