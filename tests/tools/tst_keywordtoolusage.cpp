@@ -60,6 +60,7 @@ private Q_SLOTS:
     void manualPage_namesExactlyWhatThereIs();
     void everyOption_isUnderstood();
     void endsWhenStandardOutputIsFull();
+    void endsWhenStandardOutputIsClosed();
 };
 
 void tst_KeywordToolUsage::badUsage_isRefused_data()
@@ -343,6 +344,19 @@ void tst_KeywordToolUsage::endsWhenStandardOutputIsFull()
     QCOMPARE(shell.exitCode(), 6);
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),
              q("keyword: standard output: No space left on device\n"));
+}
+
+// Otherwise the connection would take its number, and get what is printed.
+void tst_KeywordToolUsage::endsWhenStandardOutputIsClosed()
+{
+    const Bench bench;
+    QProcess shell;
+    shell.start(q("sh"),
+                {q("-c"), q("exec " PROGRAM " get --url %1 /plant/shift >&-").arg(bench.url())});
+    QVERIFY(QTest::qWaitFor([&] { return shell.state() == QProcess::NotRunning; }, 30000));
+    QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),
+             q("keyword: standard output: Bad file descriptor\n"));
+    QCOMPARE(shell.exitCode(), 6);
 }
 
 QTEST_GUILESS_MAIN(tst_KeywordToolUsage)

@@ -293,8 +293,14 @@ QString argumentProblem(const Settings &settings)
 
     if (watches && count == 0 && !settings.recursive)
         return QStringLiteral("no keyword given");
-    if (writes && (count == 0 || count % 2 != 0))
+    const QString standardInput = QStringLiteral("-");
+    const bool isInput = settings.arguments == QStringList(standardInput);
+    if (writes && (count == 0 || (count % 2 != 0 && !isInput)))
         return QStringLiteral("keywords and values go in pairs");
+    if (writes && !isInput && settings.arguments.constFirst() == standardInput)
+        return QStringLiteral("- stands alone: standard input has the keywords and the values");
+    if (watches && settings.arguments.count(standardInput) > 1)
+        return QStringLiteral("- is given twice");
     if (command == QLatin1String("aggregate")) {
         if (count == 0 || !findCommand(command)->choices.contains(settings.arguments.at(0)))
             return QStringLiteral("the mode comes first: %1")
@@ -311,8 +317,10 @@ QString argumentProblem(const Settings &settings)
     if (command == QLatin1String("completion")
         && (count != 1 || !findCommand(command)->choices.contains(settings.arguments.at(0))))
         return QStringLiteral("the shell is expected: bash, zsh or fish");
+    if (command == QLatin1String("record") && settings.arguments.mid(1).count(standardInput) > 1)
+        return QStringLiteral("- is given twice");
     if (command == QLatin1String("record") && settings.rotate > 0
-        && settings.arguments.constFirst() == QLatin1String("-"))
+        && settings.arguments.constFirst() == standardInput)
         return QStringLiteral("--rotate goes with a file, and - is standard output");
     if (settings.loop && settings.stay)
         return QStringLiteral("--loop has no end at which to --stay");
