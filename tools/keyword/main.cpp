@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "tools/keyword/command.h"
+#include "tools/keyword/commandline.h"
 #include "tools/keyword/completion.h"
 #include "tools/keyword/diagnostics.h"
 #include "tools/keyword/interrupt.h"
