@@ -26,6 +26,9 @@ public:
     bool printed(int lines); // waits until there are so many
     bool complained(const QString &text); // waits for it on standard error
     void sendSignal(int number);
+    void write(const QByteArray &input) { process.write(input); }
+    void endInput() { process.closeWriteChannel(); }
+    bool isRunning() const { return process.state() == QProcess::Running; }
 
     int exitCode() const;
     QString output();

@@ -55,7 +55,9 @@ private Q_SLOTS:
     void firstAttempts_areSaidToFail();
     void interrupt_endsAnEndlessCommandWell_data();
     void interrupt_endsAnEndlessCommandWell();
+    void interrupt_endsAnUnfinishedCommandWithItsCode_data();
     void interrupt_endsAnUnfinishedCommandWithItsCode();
+    void hangUp_isIgnoredIfTheCallerWantsSo();
     void pingAnswersTheInterrupt();
     void readerGone_endsQuietly_data();
     void readerGone_endsQuietly();
@@ -380,6 +382,7 @@ void tst_KeywordToolConnection::interrupt_endsAnEndlessCommandWell_data()
     QTest::addColumn<QStringList>("arguments");
     QTest::newRow("watch, Ctrl-C") << SIGINT << words("watch --raw /plant/shift");
     QTest::newRow("watch, termination") << SIGTERM << words("watch --raw /plant/shift");
+    QTest::newRow("watch, hang-up") << SIGHUP << words("watch --raw /plant/shift");
     QTest::newRow("aggregate") << SIGINT
                                << words("aggregate --watch --raw max /plant/shift /plant/shift");
 }
@@ -400,18 +403,48 @@ void tst_KeywordToolConnection::interrupt_endsAnEndlessCommandWell()
     QCOMPARE(tool.output(), q("2\n"));
 }
 
+void tst_KeywordToolConnection::interrupt_endsAnUnfinishedCommandWithItsCode_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("Ctrl-C") << SIGINT;
+    QTest::newRow("termination") << SIGTERM;
+    QTest::newRow("hang-up") << SIGHUP;
+}
+
 void tst_KeywordToolConnection::interrupt_endsAnUnfinishedCommandWithItsCode()
 {
+    QFETCH(int, signal);
     Bench bench;
     bench.socketServer.setAnswerDelay(std::chrono::minutes(1));
     Tool tool(words("tree --timeout 60"), bench.url());
     QTRY_COMPARE(bench.socketServer.clientCount(), 1);
 
-    tool.sendSignal(SIGINT);
+    tool.sendSignal(signal);
 
     QVERIFY(tool.finish());
     QCOMPARE(tool.exitCode(), 130);
     QCOMPARE(tool.errors(), QString());
+}
+
+// As nohup does, for what is to go on when the terminal is closed.
+void tst_KeywordToolConnection::hangUp_isIgnoredIfTheCallerWantsSo()
+{
+    Bench bench;
+    QProcess shell;
+    shell.start(
+        q("sh"),
+        {q("-c"),
+         q("trap '' HUP; exec " PROGRAM " watch --raw --url %1 /plant/shift").arg(bench.url())});
+    QTRY_COMPARE(shell.bytesAvailable(), 2);
+
+    ::kill(pid_t(shell.processId()), SIGHUP);
+    bench.server.setValue(q("/plant/shift"), 3);
+
+    QTRY_COMPARE(shell.bytesAvailable(), 4);
+    QCOMPARE(shell.state(), QProcess::Running);
+    ::kill(pid_t(shell.processId()), SIGTERM);
+    QVERIFY(QTest::qWaitFor([&] { return shell.state() == QProcess::NotRunning; }, 30000));
+    QCOMPARE(shell.exitCode(), 0);
 }
 
 void tst_KeywordToolConnection::pingAnswersTheInterrupt()

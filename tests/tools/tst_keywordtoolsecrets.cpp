@@ -34,6 +34,7 @@ private Q_SLOTS:
 
     void password_isRefused_data();
     void password_isRefused();
+    void password_isNoMatterToCommandsWithoutAServer();
     void secret_isNotQuoted_data();
     void secret_isNotQuoted();
     void token_isNotLogged();
@@ -79,6 +80,16 @@ void tst_KeywordToolSecrets::password_isRefused()
                  .arg(shown));
     QCOMPARE(tool.output(), QString());
     QCOMPARE(tool.exitCode(), 2);
+}
+
+void tst_KeywordToolSecrets::password_isNoMatterToCommandsWithoutAServer()
+{
+    for (const char *arguments : {"help", "completion bash", "help --all"}) {
+        Tool tool(words(arguments), q("ws://me:secret@host"));
+        QVERIFY(tool.finish());
+        QCOMPARE(tool.errors(), QString());
+        QCOMPARE(tool.exitCode(), 0);
+    }
 }
 
 void tst_KeywordToolSecrets::secret_isNotQuoted_data()

@@ -60,6 +60,7 @@ private Q_SLOTS:
     void manualPage_namesExactlyWhatThereIs();
     void everyOption_isUnderstood();
     void endsWhenStandardOutputIsFull();
+    void endsWhenStandardOutputIsClosed();
 };
 
 void tst_KeywordToolUsage::badUsage_isRefused_data()
@@ -70,6 +71,27 @@ void tst_KeywordToolUsage::badUsage_isRefused_data()
     QTest::newRow("nothing") << QStringList() << q("no command given");
     QTest::newRow("unknown command") << words("bogus") << q("'bogus' is no command");
     QTest::newRow("unknown option") << words("get --bogus /a") << q("unknown option --bogus");
+    QTest::newRow("mistyped command")
+        << words("wacth /a") << q("'wacth' is no command; did you mean watch?");
+    QTest::newRow("shortened command")
+        << words("agg") << q("'agg' is no command; did you mean aggregate?");
+    QTest::newRow("command in capitals")
+        << words("GET /a") << q("'GET' is no command; did you mean get?");
+    QTest::newRow("mistyped topic")
+        << words("help replya") << q("'replya' is no command; did you mean replay?");
+    QTest::newRow("short command") << words("xy") << q("'xy' is no command");
+    QTest::newRow("mistyped option")
+        << words("get /a --formt json") << q("unknown option --formt; did you mean --format?");
+    QTest::newRow("mistyped option with its value")
+        << words("get /a --recursiv=/b")
+        << q("unknown option --recursiv; did you mean --recursive?");
+    QTest::newRow("mistyped option, of another command")
+        << words("get /a --wiat") << q("unknown option --wiat");
+    QTest::newRow("mistyped option before the command")
+        << words("--versoin") << q("unknown option --versoin; did you mean --version?");
+    QTest::newRow("one dash for two")
+        << words("get -recursive /a") << q("unknown option -recursive; did you mean --recursive?");
+    QTest::newRow("unknown short option") << words("get -x /a") << q("unknown option -x");
     QTest::newRow("option of another command")
         << words("ls --wait") << q("ls knows no option --wait");
     QTest::newRow("option without its value")
@@ -91,6 +113,11 @@ void tst_KeywordToolUsage::badUsage_isRefused_data()
         << words("aggregate min /a") << q("at least two keywords are needed");
     QTest::newRow("count of one answer")
         << words("aggregate min /a /b --count 3") << q("--count goes with --watch");
+    QTest::newRow("standard input twice") << words("get - -") << q("- is given twice");
+    QTest::newRow("keywords of standard input twice")
+        << words("record f - -") << q("- is given twice");
+    QTest::newRow("standard input and more")
+        << words("set - 5") << q("- stands alone: standard input has the keywords and the values");
     QTest::newRow("ping two") << words("ping /a /b") << q("one keyword at the most");
     QTest::newRow("record nowhere") << words("record") << q("no file given");
     QTest::newRow("rotate standard output")
@@ -348,6 +375,19 @@ void tst_KeywordToolUsage::endsWhenStandardOutputIsFull()
     QCOMPARE(shell.exitCode(), 6);
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),
              q("keyword: standard output: No space left on device\n"));
+}
+
+// Otherwise the connection would take its number, and get what is printed.
+void tst_KeywordToolUsage::endsWhenStandardOutputIsClosed()
+{
+    const Bench bench;
+    QProcess shell;
+    shell.start(q("sh"),
+                {q("-c"), q("exec " PROGRAM " get --url %1 /plant/shift >&-").arg(bench.url())});
+    QVERIFY(QTest::qWaitFor([&] { return shell.state() == QProcess::NotRunning; }, 30000));
+    QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),
+             q("keyword: standard output: Bad file descriptor\n"));
+    QCOMPARE(shell.exitCode(), 6);
 }
 
 QTEST_GUILESS_MAIN(tst_KeywordToolUsage)

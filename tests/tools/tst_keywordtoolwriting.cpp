@@ -5,6 +5,8 @@
 
 #include <QtCore/QJsonValue>
 #include <QtTest/QTest>
+#include <QtWebSockets/QWebSocket>
+#include <QtWebSockets/QWebSocketServer>
 
 #include <csignal>
 
@@ -29,6 +31,12 @@ private Q_SLOTS:
     void write_arrivesTyped();
     void wait_tellsWhatBecameOfIt_data();
     void wait_tellsWhatBecameOfIt();
+    void wait_convertsByTheTypeOfTheKeyword_data();
+    void wait_convertsByTheTypeOfTheKeyword();
+    void wholeNumbers_areSentExactly_data();
+    void wholeNumbers_areSentExactly();
+    void inexactNumbers_areNotSent_data();
+    void inexactNumbers_areNotSent();
     void wait_timesOutWhenTheValueDoesNotCome();
     void wait_doesNotTakeAnErrorThatWasThereForARefusal();
     void wait_endsAtOnceWhenInterrupted();
@@ -104,14 +112,17 @@ void tst_KeywordToolWriting::wait_tellsWhatBecameOfIt_data()
     QTest::newRow("no access, and the same value")
         << words("set -w /plant/tank2/level 45.25") << 4 << QString()
         << q("keyword: /plant/tank2/level: refused; it stays 45.25\n");
-    QTest::newRow("other type") << words("set -w /plant/name 5") << 4 << QString()
-                                << q("keyword: /plant/name: refused; it stays Riverside, which is "
-                                     "of type string\n");
-    QTest::newRow("refused, json") << words("set -w -f json /plant/name 5") << 4
-                                   << q("{\"keyword\":\"/plant/name\",\"value\":\"Riverside\","
+    QTest::newRow("other type") << words("set -w /plant/shift x") << 4 << QString()
+                                << q("keyword: /plant/shift: refused; it stays 2, which is of "
+                                     "type int\n");
+    QTest::newRow("refused, json") << words("set -w -f json /plant/shift x") << 4
+                                   << q("{\"keyword\":\"/plant/shift\",\"value\":2,"
                                         "\"outcome\":\"refused\"}\n")
-                                   << q("keyword: /plant/name: refused; it stays Riverside, which "
-                                        "is of type string\n");
+                                   << q("keyword: /plant/shift: refused; it stays 2, which is of "
+                                        "type int\n");
+    QTest::newRow("type insisted on")
+        << words("set -w --as int /plant/name 5") << 4 << QString()
+        << q("keyword: /plant/name: refused; it stays Riverside, which is of type string\n");
     QTest::newRow("unknown") << words("set -w /nowhere 5") << 1 << QString()
                              << q("keyword: /nowhere: no such keyword\n");
     QTest::newRow("sent, json") << words("set -f json /plant/shift 3") << 0
@@ -139,6 +150,145 @@ void tst_KeywordToolWriting::wait_tellsWhatBecameOfIt()
     QCOMPARE(run.errors, errors);
     QCOMPARE(run.output, output);
     QCOMPARE(run.exitCode, exitCode);
+}
+
+void tst_KeywordToolWriting::wait_convertsByTheTypeOfTheKeyword_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("row"); // keyword, value and outcome
+    const auto row = [](const char *name, const char *arguments, const char *line) {
+        QTest::newRow(name) << words("set --wait -f csv") + words(arguments) << q(line);
+    };
+    row("number for a text", "/plant/name 007", "/plant/name,007,taken");
+    row("long number for a text", "/plant/name 123456789012345678901",
+        "/plant/name,123456789012345678901,taken");
+    row("truth for a text", "/plant/name true", "/plant/name,true,taken");
+    row("JSON for a text", "/plant/name [1,2]", "/plant/name,\"[1,2]\",taken");
+    row("text insisted on", "--as string /plant/name 007", "/plant/name,007,taken");
+    row("zeros for an int", "/plant/shift 007", "/plant/shift,7,taken");
+    row("whole decimal for an int", "/plant/shift 7.0", "/plant/shift,7,taken");
+    row("truth", "/plant/stop true", "/plant/stop,true,taken");
+    row("double", "/plant/setpoint 1e1", "/plant/setpoint,10,taken");
+    row("int for a double", "/plant/setpoint 3", "/plant/setpoint,3,taken");
+    row("object", "/plant/plan {\"a\":1}", "/plant/plan,\"{\"\"a\"\":1}\",taken");
+}
+
+void tst_KeywordToolWriting::wait_convertsByTheTypeOfTheKeyword()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, row);
+    Bench bench;
+    bench.declare("/plant/setpoint", "double", 1.0);
+    bench.declare("/plant/plan", "object", QVariantMap());
+
+    const Run run = bench.run(arguments);
+
+    QCOMPARE(run.errors, QString());
+    QCOMPARE(run.lines().value(1), row);
+    QCOMPARE(run.exitCode, 0);
+}
+
+void tst_KeywordToolWriting::wholeNumbers_areSentExactly_data()
+{
+    QTest::addColumn<QString>("number");
+    for (const char *number : {"9007199254740993", "-9007199254740993", "1152921504606846977",
+                               "9223372036854775807", "-9223372036854775808"})
+        QTest::newRow(number) << q(number);
+}
+
+void tst_KeywordToolWriting::wholeNumbers_areSentExactly()
+{
+    QFETCH(QString, number);
+    // On the wire: what a server makes of it is another thing.
+    QWebSocketServer wire(QString(), QWebSocketServer::NonSecureMode);
+    QVERIFY(wire.listen(QHostAddress::LocalHost));
+    QStringList messages;
+    QObject::connect(&wire, &QWebSocketServer::newConnection, &wire, [&] {
+        QWebSocket *const client = wire.nextPendingConnection();
+        QObject::connect(client, &QWebSocket::textMessageReceived, client,
+                         [&messages](const QString &message) { messages.append(message); });
+    });
+    Tool set({q("set"), q("/a"), number}, wire.serverUrl().toString());
+    Tool add({q("add"), q("/a"), number}, wire.serverUrl().toString());
+    QTRY_COMPARE(messages.size(), 4);
+    const QString value = q("\"value\":%1").arg(number);
+    QCOMPARE(messages.filter(value + q("}")).size(), 1);
+    QCOMPARE(messages.filter(value + q(",\"valueChangeMode\":\"relative\"}")).size(), 1);
+
+    // And there and back, to the last digit.
+    Bench bench;
+    QVERIFY(bench.server.setValue(q("/plant/shift"), qlonglong(0)));
+    const Run run = bench.run({q("set"), q("--wait"), q("/plant/shift"), number});
+    QCOMPARE(run.output, q("/plant/shift  %1  taken\n").arg(number));
+    QCOMPARE(run.errors, QString());
+}
+
+void tst_KeywordToolWriting::inexactNumbers_areNotSent_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("output");
+    QTest::addColumn<QString>("problem");
+    const auto row = [](const char *name, const char *arguments, const char *problem,
+                        const char *output = "") {
+        QTest::newRow(name) << words(arguments) << q(output) << q(problem);
+    };
+    row("beyond 64 bits", "set /plant/shift 9223372036854775808",
+        "'9223372036854775808' does not fit into 64 bits");
+    row("below", "set /plant/shift -9223372036854775809",
+        "'-9223372036854775809' does not fit into 64 bits");
+    row("amount", "add /plant/shift 9223372036854775808",
+        "'9223372036854775808' does not fit into 64 bits");
+    row("as int", "set --as int /plant/shift 9223372036854775808",
+        "'9223372036854775808' does not fit into 64 bits");
+    row("as double", "set --as double /plant/setpoint 9007199254740993",
+        "'9007199254740993' is not exact as a double, which has 9007199254740992");
+    row("as double, longer", "set --as double /plant/setpoint 123456789012345678901234567890",
+        "'123456789012345678901234567890' is not exact as a double, which has "
+        "123456789012345677877719597056");
+    row("waiting, int", "set --wait /plant/shift 9223372036854775808",
+        "/plant/shift: '9223372036854775808' does not fit into 64 bits");
+    row("waiting, double", "set --wait /plant/setpoint -9007199254740993",
+        "/plant/setpoint: '-9007199254740993' is not exact as a double, which has "
+        "-9007199254740992");
+    row("waiting, json", "set --wait -f json /plant/setpoint 9007199254740993",
+        "/plant/setpoint: '9007199254740993' is not exact as a double, which has 9007199254740992",
+        "{\"keyword\":\"/plant/setpoint\",\"value\":1.5,\"outcome\":\"invalid\"}\n");
+    row("waiting, amount for a double", "add --wait /plant/setpoint 9007199254740993",
+        "/plant/setpoint: '9007199254740993' is not exact as a double, which has 9007199254740992");
+    row("waiting, too great a sum", "add --wait /plant/shift 9223372036854775806",
+        "/plant/shift: the sum does not fit into 64 bits");
+    row("beyond a double", "set /plant/setpoint 1e400", "'1e400' is too great for a double");
+    row("waiting, beyond a double", "set --wait /plant/setpoint -1e400",
+        "/plant/setpoint: '-1e400' is too great for a double");
+}
+
+void tst_KeywordToolWriting::inexactNumbers_areNotSent()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, output);
+    QFETCH(QString, problem);
+    Bench bench;
+    bench.declare("/plant/setpoint", "double", 1.5);
+    int writes = 0;
+    QObject::connect(&bench.server, &pellix::simulator::KeywordServer::valueWritten, &bench.server,
+                     [&writes] { ++writes; });
+
+    const Run run = bench.run(arguments);
+
+    QCOMPARE(run.errors, q("keyword: %1\n").arg(problem));
+    QCOMPARE(run.output, output);
+    QCOMPARE(run.exitCode, 2);
+    QCOMPARE(writes, 0);
+    QCOMPARE(bench.server.value(q("/plant/shift")).toInt(), 2);
+    QCOMPARE(bench.server.value(q("/plant/setpoint")).toDouble(), 1.5);
+
+    // Exact ones and texts are taken, whatever they look like.
+    QCOMPARE(bench.run(words("set --wait /plant/setpoint 9007199254740992")).output,
+             q("/plant/setpoint  9007199254740992  taken\n"));
+    QCOMPARE(bench.run(words("set --as double -w /plant/setpoint 100000000000000000000")).output,
+             q("/plant/setpoint  1e+20  taken\n"));
+    QCOMPARE(bench.run(words("set --as string -w /plant/name 1e400")).output,
+             q("/plant/name  1e400  taken\n"));
 }
 
 void tst_KeywordToolWriting::wait_timesOutWhenTheValueDoesNotCome()

@@ -22,6 +22,13 @@ void onSignal(int number)
     [[maybe_unused]] const auto written = ::write(signalPipe[1], &byte, 1);
 }
 
+// As nohup has it, which wants the program to outlive the terminal.
+bool isIgnored(int number)
+{
+    struct sigaction action = {};
+    return ::sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 } // namespace
 
 void onInterrupt(std::function<void()> handler)
@@ -36,6 +43,8 @@ void onInterrupt(std::function<void()> handler)
                      });
     std::signal(SIGINT, onSignal);
     std::signal(SIGTERM, onSignal);
+    if (!isIgnored(SIGHUP))
+        std::signal(SIGHUP, onSignal);
 }
 #else
 void onInterrupt(std::function<void()>) { }

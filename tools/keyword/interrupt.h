@@ -6,5 +6,6 @@
 #include <functional>
 
 // Has the handler called, from the event loop, when the user or the system wants the program to
-// end: Ctrl-C, or a request to terminate. A second one ends the program at once.
+// end: Ctrl-C, a request to terminate, or the end of the terminal, unless the caller has the last
+// one ignored. The same one again ends the program at once.
 void onInterrupt(std::function<void()> handler);

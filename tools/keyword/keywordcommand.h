@@ -6,6 +6,7 @@
 #include "tools/keyword/command.h"
 #include "tools/keyword/keywordwalk.h"
 #include "tools/keyword/progress.h"
+#include "tools/keyword/standardinput.h"
 
 // A command on keywords: those of the command line, or all below them.
 class KeywordCommand : public ClientCommand
@@ -14,8 +15,10 @@ class KeywordCommand : public ClientCommand
 
 public:
     KeywordCommand(const Settings &settings, Output *output);
+    void start() override;
 
 protected:
+    // Those of the command line; "-" stands for those that come by standard input.
     virtual QStringList givenKeywords() const { return settings.arguments; }
     virtual bool goesBelow() const { return settings.recursive; }
     virtual void beginWith(const QStringList &keywords) = 0;
@@ -25,6 +28,13 @@ protected:
     KeywordWalk walk;
 
 private:
+    void startInput();
+    void takeLines(const QList<InputLine> &lines);
+    void refuse(const QString &problem, ExitCode code);
+    QStringList allKeywords() const;
+
+    std::unique_ptr<StandardInput> input;
+    QStringList readKeywords;
     Progress progress;
 };
 

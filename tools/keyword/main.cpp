@@ -2,14 +2,37 @@
 // SPDX-License-Identifier: MIT
 
 #include "tools/keyword/command.h"
+#include "tools/keyword/commandline.h"
 #include "tools/keyword/completion.h"
 #include "tools/keyword/diagnostics.h"
 #include "tools/keyword/interrupt.h"
 
 #include <QtCore/QCoreApplication>
 
+#ifdef Q_OS_UNIX
+#include <fcntl.h>
+#include <unistd.h>
+#endif
+
+namespace {
+
+// The next file or socket that is opened gets the lowest number that is free: that of a standard
+// file which the caller has closed. What is put there instead fails to be read or written.
+void occupyClosedStandardFiles()
+{
+#ifdef Q_OS_UNIX
+    for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(number, F_GETFD) == -1)
+            (void)::open("/dev/null", number == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+#endif
+}
+
+} // namespace
+
 int main(int argc, char **argv)
 {
+    occupyClosedStandardFiles();
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("keyword"));
     QCoreApplication::setApplicationVersion(QStringLiteral(PELLIX_VERSION));

@@ -6,10 +6,8 @@
 #include "programs/common/address.h"
 #include "simulator/websocketkeywordserver.h"
 #include "tools/keyword/commandtable.h"
-#include "tools/keyword/help.h"
 
 #include <QtCore/QCommandLineParser>
-#include <QtCore/QCoreApplication>
 
 #include <cmath>
 
@@ -18,19 +16,7 @@ using pellix::simulator::WebSocketKeywordServer;
 
 namespace {
 
-// The parser takes what begins with a dash for an option. Negative numbers pass it under a mark.
 const QChar numberMark(0xE000);
-
-QString hidden(const QString &argument)
-{
-    static const QRegularExpression negativeNumber(QStringLiteral("^-\\.?[0-9]"));
-    return negativeNumber.match(argument).hasMatch() ? numberMark + argument : argument;
-}
-
-QString shown(const QString &argument)
-{
-    return argument.startsWith(numberMark) ? argument.mid(1) : argument;
-}
 
 // The addresses in KEYWORD_URL.
 QStringList environmentUrls()
@@ -118,7 +104,10 @@ public:
 
 private:
     bool isSet(const char *name) const { return parser.isSet(QString::fromLatin1(name)); }
-    QString value(const char *name) const { return shown(parser.value(QString::fromLatin1(name))); }
+    QString value(const char *name) const
+    {
+        return shownArgument(parser.value(QString::fromLatin1(name)));
+    }
 
     void complain(const char *name, const QString &expected)
     {
@@ -154,6 +143,18 @@ private:
 
     void readConnection()
     {
+        if (findCommand(settings->command)->options.contains(QLatin1String("url")))
+            readUrls();
+        std::chrono::milliseconds timeout {0};
+        take("timeout", toDuration, &timeout, QStringLiteral("a number of seconds is expected"));
+        if (timeout.count() > 0)
+            settings->timeout = timeout;
+        settings->reconnect = !isSet("no-reconnect");
+        settings->verbose = isSet("verbose");
+    }
+
+    void readUrls()
+    {
         settings->urls = parser.values(QStringLiteral("url"));
         const bool fromEnvironment = settings->urls.isEmpty();
         if (fromEnvironment)
@@ -170,12 +171,6 @@ private:
                     .arg(isCut ? QStringLiteral("in KEYWORD_URL") : programs::shownAddress(url),
                          reason);
         }
-        std::chrono::milliseconds timeout {0};
-        take("timeout", toDuration, &timeout, QStringLiteral("a number of seconds is expected"));
-        if (timeout.count() > 0)
-            settings->timeout = timeout;
-        settings->reconnect = !isSet("no-reconnect");
-        settings->verbose = isSet("verbose");
     }
 
     void readOutput()
@@ -225,7 +220,7 @@ private:
     {
         const QStringList patterns = parser.values(QStringLiteral("exclude"));
         for (const QString &pattern : patterns)
-            settings->exclude.append(toPattern(shown(pattern)));
+            settings->exclude.append(toPattern(shownArgument(pattern)));
         take("rotate", toSize, &settings->rotate,
              QStringLiteral("a size such as 500K or 10M is expected"));
         settings->force = isSet("force");
@@ -274,131 +269,20 @@ private:
     QString problem;
 };
 
-// Of unknown short options only the first: the others may be a value behind it.
-QString parseProblem(const QCommandLineParser &parser)
-{
-    const QStringList unknown = parser.unknownOptionNames();
-    if (unknown.isEmpty())
-        return parser.errorText();
-    const QString &name = unknown.constFirst();
-    return QStringLiteral("unknown option ") + QLatin1String(name.size() == 1 ? "-" : "--") + name;
-}
-
-// An option that the command does not know, or an empty text.
-QString strayOption(const QCommandLineParser &parser, const CommandEntry &command)
-{
-    static const QStringList everywhere = {QStringLiteral("help"), QStringLiteral("version"),
-                                           QStringLiteral("verbose")};
-    const QStringList given = parser.optionNames();
-    for (const QString &name : given) {
-        const QString &option = findOption(name)->name();
-        if (!command.options.contains(option) && !everywhere.contains(option))
-            return option;
-    }
-    return {};
-}
-
-QString argumentProblem(const Settings &settings)
-{
-    const QString &command = settings.command;
-    const qsizetype count = settings.arguments.size();
-    const bool writes = command == QLatin1String("set") || command == QLatin1String("add");
-    const bool watches = command == QLatin1String("get") || command == QLatin1String("watch")
-        || command == QLatin1String("label");
-
-    if (watches && count == 0 && !settings.recursive)
-        return QStringLiteral("no keyword given");
-    if (writes && (count == 0 || count % 2 != 0))
-        return QStringLiteral("keywords and values go in pairs");
-    if (command == QLatin1String("aggregate")) {
-        if (count == 0 || !findCommand(command)->choices.contains(settings.arguments.at(0)))
-            return QStringLiteral("the mode comes first: %1")
-                .arg(findCommand(command)->choices.join(QLatin1String(", ")));
-        if (count < 3)
-            return QStringLiteral("at least two keywords are needed");
-        if (settings.count && !settings.watch)
-            return QStringLiteral("--count goes with --watch");
-    }
-    if (command == QLatin1String("ping") && count > 1)
-        return QStringLiteral("one keyword at the most");
-    if ((command == QLatin1String("record") || command == QLatin1String("replay")) && count == 0)
-        return QStringLiteral("no file given");
-    if (command == QLatin1String("completion")
-        && (count != 1 || !findCommand(command)->choices.contains(settings.arguments.at(0))))
-        return QStringLiteral("the shell is expected: bash, zsh or fish");
-    if (command == QLatin1String("record") && settings.rotate > 0
-        && settings.arguments.constFirst() == QLatin1String("-"))
-        return QStringLiteral("--rotate goes with a file, and - is standard output");
-    if (settings.loop && settings.stay)
-        return QStringLiteral("--loop has no end at which to --stay");
-
-    const bool talks = findCommand(command)->options.contains(QLatin1String("url"));
-    if (talks && settings.urls.isEmpty())
-        return QStringLiteral("no server given: use --url, or set KEYWORD_URL");
-    const bool namesKeywords = command != QLatin1String("replay") && talks;
-    for (qsizetype i = 0; namesKeywords && i < count; i += writes ? 2 : 1) {
-        if (settings.arguments.at(i).isEmpty())
-            return QStringLiteral("a keyword is empty");
-    }
-    return {};
-}
-
 } // namespace
 
-ParsedLine parseCommandLine(const QStringList &arguments)
+QString hiddenArgument(const QString &argument)
 {
-    QCommandLineParser parser;
-    for (const OptionEntry &entry : optionTable()) {
-        QCommandLineOption option(entry.names);
-        option.setValueName(entry.valueName);
-        parser.addOption(option);
-    }
-    QStringList line;
-    for (const QString &argument : arguments)
-        line.append(hidden(argument));
-    if (!parser.parse(line))
-        return {{}, {}, parseProblem(parser)};
+    static const QRegularExpression negativeNumber(QStringLiteral("^-\\.?[0-9]"));
+    return negativeNumber.match(argument).hasMatch() ? numberMark + argument : argument;
+}
 
-    if (parser.isSet(QStringLiteral("version"))) {
-        return {{},
-                QCoreApplication::applicationName() + QLatin1Char(' ')
-                    + QCoreApplication::applicationVersion() + QLatin1Char('\n'),
-                {}};
-    }
-    QStringList positional;
-    for (const QString &argument : parser.positionalArguments())
-        positional.append(shown(argument));
-    if (positional.isEmpty()) {
-        if (parser.isSet(QStringLiteral("help")))
-            return {{}, overviewHelp(), {}};
-        return {{}, {}, QStringLiteral("no command given")};
-    }
+QString shownArgument(const QString &argument)
+{
+    return argument.startsWith(numberMark) ? argument.mid(1) : argument;
+}
 
-    Settings settings;
-    settings.command = positional.takeFirst();
-    settings.arguments = positional;
-    const CommandEntry *const command = findCommand(settings.command);
-    if (!command)
-        return {{}, {}, QStringLiteral("'%1' is no command").arg(settings.command)};
-    if (parser.isSet(QStringLiteral("help")))
-        return {{}, commandHelp(*command), {}};
-    const QString stray = strayOption(parser, *command);
-    if (!stray.isEmpty())
-        return {{}, {}, QStringLiteral("%1 knows no option --%2").arg(command->name, stray)};
-    QString problem = Reader(parser, &settings).read();
-    if (problem.isEmpty())
-        problem = argumentProblem(settings);
-    if (!problem.isEmpty())
-        return {{}, {}, problem};
-
-    if (command->name != QLatin1String("help"))
-        return {settings, {}, {}};
-    if (settings.helpAll)
-        return {{}, completeHelp(), {}};
-    if (settings.arguments.isEmpty())
-        return {{}, overviewHelp(), {}};
-    const CommandEntry *const topic = findCommand(settings.arguments.constFirst());
-    if (!topic)
-        return {{}, {}, QStringLiteral("'%1' is no command").arg(settings.arguments.constFirst())};
-    return {{}, commandHelp(*topic), {}};
+QString readSettings(const QCommandLineParser &parser, Settings *settings)
+{
+    return Reader(parser, settings).read();
 }

@@ -12,6 +12,10 @@
 #include <chrono>
 #include <optional>
 
+QT_BEGIN_NAMESPACE
+class QCommandLineParser;
+QT_END_NAMESPACE
+
 enum class Format {
     Text,
     Json,
@@ -67,13 +71,10 @@ struct Settings
     bool helpAll = false;
 };
 
-// What a command line asks for: to run the settings, or just to print a text and end, or nothing
-// because of a problem.
-struct ParsedLine
-{
-    std::optional<Settings> settings;
-    QString text;
-    QString problem;
-};
+// Reads the options into the settings, which name the command. Returns what is wrong with them;
+// empty if nothing is.
+QString readSettings(const QCommandLineParser &parser, Settings *settings);
 
-ParsedLine parseCommandLine(const QStringList &arguments);
+// The parser takes what begins with a dash for an option. Negative numbers pass it hidden.
+QString hiddenArgument(const QString &argument);
+QString shownArgument(const QString &argument);

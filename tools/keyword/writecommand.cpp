@@ -5,163 +5,231 @@
 
 #include "tools/keyword/eventprinter.h"
 #include "tools/keyword/terminaltext.h"
+#include "tools/keyword/writtenvalue.h"
 
-#include <QtCore/QJsonArray>
-#include <QtCore/QJsonDocument>
-#include <QtCore/QJsonObject>
-
-#include <cmath>
+#include <QtCore/QRegularExpression>
 
 using namespace pellix::client;
 
 namespace {
 
-QVariant boolOf(const QString &text)
-{
-    if (text == QLatin1String("true"))
-        return true;
-    return text == QLatin1String("false") ? QVariant(false) : QVariant();
-}
-
-QVariant intOf(const QString &text)
-{
-    bool isNumber = false;
-    const qlonglong number = text.toLongLong(&isNumber);
-    return isNumber ? QVariant(number) : QVariant();
-}
-
-QVariant doubleOf(const QString &text)
-{
-    bool isNumber = false;
-    const double number = text.toDouble(&isNumber);
-    return isNumber && std::isfinite(number) ? QVariant(number) : QVariant(); // JSON has no others
-}
-
-QVariant objectOf(const QString &text)
-{
-    const QJsonDocument document = QJsonDocument::fromJson(text.toUtf8());
-    return document.isNull() ? QVariant() : document.toVariant();
-}
-
-// What the keyword has after a relative write, as far as can be told.
-QVariant expectedAfter(const QVariant &before, const QVariant &amount)
-{
-    if (before.typeId() == QMetaType::Bool)
-        return before.toBool() != amount.toBool();
-    if (before.typeId() == QMetaType::LongLong && amount.typeId() == QMetaType::LongLong)
-        return before.toLongLong() + amount.toLongLong();
-    return before.toDouble() + amount.toDouble();
-}
+constexpr size_t mostQueued = 1000; // then standard input has to wait
 
 } // namespace
-
-QVariant valueOf(const QString &text, const QString &type)
-{
-    if (type == QLatin1String("bool"))
-        return boolOf(text);
-    if (type == QLatin1String("int"))
-        return intOf(text);
-    if (type == QLatin1String("double"))
-        return doubleOf(text);
-    if (type == QLatin1String("object"))
-        return objectOf(text);
-    if (type.isEmpty()) {
-        for (const auto &convert : {boolOf, intOf, doubleOf, objectOf}) {
-            QVariant value = convert(text);
-            if (value.isValid())
-                return value;
-        }
-    }
-    return text;
-}
 
 WriteCommand::WriteCommand(const Settings &settings, Output *output)
     : ClientCommand(settings, output), relative(settings.command == QLatin1String("add"))
 {
     connect(client(), &PKeywordClient::keyIndexResponse, this, &WriteCommand::onIndexResponse);
+    connect(&connection, &Connection::opened, this, &WriteCommand::work);
+    // However long nothing was to be done before, there is time to connect again.
+    connect(&connection, &Connection::lost, this, [this] { answered(); });
 }
 
 void WriteCommand::start()
 {
-    for (qsizetype i = 0; i + 1 < settings.arguments.size(); i += 2) {
-        const QString text = settings.arguments.at(i + 1);
-        const QVariant value = valueOf(text, settings.as);
-        const bool isAmount = value.typeId() == QMetaType::Bool
-            || value.typeId() == QMetaType::LongLong || value.typeId() == QMetaType::Double;
-        if (!value.isValid() || (relative && !isAmount)) {
-            complain(QStringLiteral("'%1' is no %2")
-                         .arg(text, value.isValid() ? QStringLiteral("amount") : settings.as));
-            finish(ExitCode::BadUsage);
-            return;
-        }
-        writes.push_back({settings.arguments.at(i), value});
+    if (settings.arguments.constFirst() == QLatin1String("-")) {
+        startInput();
+    } else if (!takeArguments()) {
+        finish(ExitCode::BadUsage);
+        return;
     }
     ClientCommand::start();
 }
 
-void WriteCommand::begin()
+// All of them or none.
+bool WriteCommand::takeArguments()
 {
-    if (settings.wait)
+    for (qsizetype i = 0; i + 1 < settings.arguments.size(); i += 2) {
+        const QString problem = add(settings.arguments.at(i), settings.arguments.at(i + 1));
+        if (problem.isEmpty())
+            continue;
+        complain(problem);
+        return false;
+    }
+    return true;
+}
+
+void WriteCommand::startInput()
+{
+    inputEnded = false;
+    input = std::make_unique<StandardInput>();
+    connect(input.get(), &StandardInput::linesRead, this, &WriteCommand::takeLines);
+    connect(input.get(), &StandardInput::ended, this, [this] {
+        inputEnded = true;
+        work();
+    });
+    connect(input.get(), &StandardInput::failed, this, [this](const QString &problem) {
+        complain(problem);
+        finish(ExitCode::FileError);
+    });
+    input->start();
+}
+
+// Some lines may have been written when a wrong one comes: the others are written as well.
+void WriteCommand::takeLines(const QList<InputLine> &lines)
+{
+    if (isFinished())
+        return;
+    for (const InputLine &line : lines) {
+        if (line.text.trimmed().isEmpty())
+            continue;
+        gotLines = true;
+        const QString problem = problemOf(line);
+        if (problem.isEmpty())
+            continue;
+        complain(line.complaint(problem));
+        note(ExitCode::BadUsage);
+    }
+    input->setPaused(queue.size() >= mostQueued);
+    work();
+}
+
+// Queues what is in the line, unless there is a problem with it.
+QString WriteCommand::problemOf(const InputLine &line)
+{
+    if (!line.isUtf8)
+        return QStringLiteral("not UTF-8");
+    static const QRegularExpression parts(QStringLiteral("^[ \\t]*([^ \\t]+)(?:[ \\t]+(.*))?$"),
+                                          QRegularExpression::DotMatchesEverythingOption);
+    const QRegularExpressionMatch match = parts.match(line.text);
+    if (match.capturedStart(2) < 0)
+        return QStringLiteral("no value behind '%1'").arg(match.captured(1));
+    return add(match.captured(1), match.captured(2));
+}
+
+// Whether what is sent depends on the type of the keyword, which comes with its first event.
+bool WriteCommand::waitsForType() const
+{
+    return settings.wait && settings.as.isEmpty() && !relative;
+}
+
+QString WriteCommand::add(const QString &keyword, const QString &text)
+{
+    Write write {keyword, text, {}};
+    if (!waitsForType()) {
+        const WrittenValue written = writtenValue(text, settings.as);
+        if (!written.problem.isEmpty())
+            return written.problem;
+        write.value = written.value;
+        const auto type = write.value.typeId();
+        if (relative && type != QMetaType::Bool && type != QMetaType::LongLong
+            && type != QMetaType::Double)
+            return QStringLiteral("'%1' is no amount").arg(text);
+    }
+    queue.push_back(write);
+    return {};
+}
+
+void WriteCommand::work()
+{
+    if (isFinished() || !current.empty() || !isOpen())
+        return;
+    if (queue.empty()) {
+        if (inputEnded)
+            conclude();
+        return;
+    }
+    if (settings.wait) {
+        current.push_back(queue.front());
+        queue.pop_front();
         next();
-    else
+    } else {
+        current.swap(queue);
         sendAll();
+    }
+    if (input && !inputEnded)
+        input->setPaused(queue.size() >= mostQueued);
+}
+
+void WriteCommand::conclude()
+{
+    if (input && !gotLines) {
+        complain(QStringLiteral("standard input holds no writes"));
+        note(ExitCode::NotFound);
+    }
+    finish(result);
+}
+
+// The first problem is the exit code.
+void WriteCommand::note(ExitCode code)
+{
+    if (result == ExitCode::Success)
+        result = code;
 }
 
 // Sent is not received: the end waits until the server answers what was asked after the writes.
 void WriteCommand::sendAll()
 {
-    for (const Write &write : writes) {
+    answered();
+    for (const Write &write : current) {
         if (relative)
             client()->sendKeyUpdateRelative(write.keyword, write.value);
         else
             client()->sendKeyUpdate(write.keyword, write.value);
     }
-    current = writes.size();
     expectAnswer();
 }
 
 void WriteCommand::expectAnswer()
 {
-    const QString keyword = writes.at(qMin(current, writes.size() - 1)).keyword;
-    answerId = client()->sendKeyIndex(keyword, PKeywordValueType::KVT_NOPROP,
+    answerId = client()->sendKeyIndex(current.back().keyword, PKeywordValueType::KVT_NOPROP,
                                       PKeywordValueAccess::KVA_NONE);
 }
 
 void WriteCommand::next()
 {
-    if (current == writes.size()) {
-        finish(result);
-        return;
-    }
     before.reset();
-    working = true;
     sent = false;
     answerId = {};
     answered();
     events = std::make_unique<KeywordEvents>(
         client(), [this](int, const PKeywordValue &event) { onEvent(event); });
-    events->add({writes.at(current).keyword});
+    events->add({current.front().keyword});
+}
+
+// Finds the value that is to be sent, and the one that is to come. Returns why there is none.
+QString WriteCommand::convert()
+{
+    Write &write = current.front();
+    const bool isDouble = before->type == PKeywordValueType::KVT_DOUBLE;
+    if (waitsForType() || (relative && isDouble && settings.as.isEmpty())) {
+        const WrittenValue written = writtenValue(write.text, before->type);
+        if (!written.problem.isEmpty())
+            return written.problem;
+        write.value = written.value;
+    }
+    if (!relative) {
+        wanted = write.value;
+        return {};
+    }
+    const WrittenValue sum =
+        sumOf(isDouble ? QVariant(before->value.toDouble()) : before->value, write.value);
+    wanted = sum.value;
+    return sum.problem;
 }
 
 void WriteCommand::send()
 {
-    const Write &write = writes.at(current);
+    const QString problem = convert();
+    if (!problem.isEmpty()) {
+        end(ExitCode::BadUsage, QStringLiteral("invalid"), problem);
+        return;
+    }
     sent = true;
     answered();
-    if (relative) {
-        wanted = expectedAfter(before->value, write.value);
+    const Write &write = current.front();
+    if (relative)
         client()->sendKeyUpdateRelative(write.keyword, write.value);
-    } else {
-        wanted = write.value;
+    else
         client()->sendKeyUpdate(write.keyword, write.value);
-    }
     if (isSameValue(before->value, wanted))
         expectAnswer();
 }
 
 void WriteCommand::onEvent(const PKeywordValue &event)
 {
-    if (isFinished() || !working)
+    if (isFinished() || current.empty())
         return;
     last = event.value;
     if (!before) {
@@ -192,45 +260,46 @@ void WriteCommand::onEvent(const PKeywordValue &event)
 
 void WriteCommand::onIndexResponse(const QUuid &id)
 {
-    if (isFinished() || id != answerId)
+    if (isFinished() || id != answerId || current.empty())
         return;
+    answered();
     if (settings.wait) {
-        if (working)
-            end(ExitCode::Success, QStringLiteral("unchanged"));
+        end(ExitCode::Success, QStringLiteral("unchanged"));
         return;
     }
-    for (const Write &write : writes)
+    for (const Write &write : current)
         report(write, write.value, QStringLiteral("sent"));
-    finish(ExitCode::Success);
+    current.clear();
+    work();
 }
 
 void WriteCommand::onTimeout()
 {
+    if (current.empty()) {
+        answered(); // it is standard input that is waited for
+        return;
+    }
     if (!settings.wait) {
         ClientCommand::onTimeout();
         return;
     }
-    if (!working)
-        return;
     const QString problem = before
         ? QStringLiteral("no event with the value in time; the last one had ") + shownValue(last)
         : QStringLiteral("no answer");
     end(ExitCode::TimedOut, QStringLiteral("timeout"), problem);
 }
 
-// The first problem is the exit code; the writes after it are done all the same.
+// The writes after one that failed are still done.
 void WriteCommand::end(ExitCode code, const QString &outcome, const QString &problem)
 {
-    const Write &write = writes.at(current);
-    working = false;
+    const Write write = current.front();
+    current.clear();
     if (!problem.isEmpty())
         complain(write.keyword + QLatin1String(": ") + problem);
-    report(write, code == ExitCode::Success ? last : before ? last : QVariant(), outcome);
-    if (result == ExitCode::Success)
-        result = code;
-    ++current;
+    report(write, code == ExitCode::Success || before ? last : QVariant(), outcome);
+    note(code);
     // Not from within a handler of what goes.
-    QMetaObject::invokeMethod(this, &WriteCommand::next, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, &WriteCommand::work, Qt::QueuedConnection);
 }
 
 // As text, what went well when nobody waits goes without saying.

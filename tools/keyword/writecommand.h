@@ -5,15 +5,15 @@
 
 #include "tools/keyword/command.h"
 #include "tools/keyword/keywordevents.h"
+#include "tools/keyword/standardinput.h"
 
 #include <QtCore/QUuid>
 
-// What a text on the command line stands for; an invalid variant if it cannot be of that type.
-// Without a type, it is what it looks like.
-QVariant valueOf(const QString &text, const QString &type);
+#include <deque>
 
 /*
-    Writes, one keyword after the other.
+    Writes, one keyword after the other: those of the command line, or those that come by standard
+    input, as they come.
 
     Nothing acknowledges a write but the event that carries the value. So, to wait for it: the
     keyword is watched; once its value is known the new one is sent; then the next event with that
@@ -30,33 +30,48 @@ public:
     void start() override;
 
 protected:
-    void begin() override;
+    void begin() override { work(); }
     void onTimeout() override;
 
 private:
     struct Write
     {
         QString keyword;
-        QVariant value;
+        QString text;
+        QVariant value; // known later, if it depends on the type of the keyword
     };
 
-    void next();
+    bool takeArguments();
+    void startInput();
+    void takeLines(const QList<InputLine> &lines);
+    QString problemOf(const InputLine &line);
+    QString add(const QString &keyword, const QString &text);
+    bool waitsForType() const;
+
+    void work();
+    void conclude();
+    void note(ExitCode code);
+
     void sendAll();
-    void send();
     void expectAnswer();
+    void next();
+    QString convert();
+    void send();
     void onEvent(const pellix::client::PKeywordValue &event);
     void onIndexResponse(const QUuid &id);
     void end(ExitCode code, const QString &outcome, const QString &problem = {});
     void report(const Write &write, const QVariant &value, const QString &outcome);
 
     const bool relative;
-    std::vector<Write> writes;
-    size_t current = 0;
+    std::unique_ptr<StandardInput> input;
+    bool inputEnded = true;
+    bool gotLines = false;
+    std::deque<Write> queue;
+    std::deque<Write> current; // under way: one of them when waiting, else all that there were
     std::unique_ptr<KeywordEvents> events; // of the current keyword
     std::optional<pellix::client::PKeywordValue> before;
     QVariant last;
     QVariant wanted;
-    bool working = false; // on the current one, rather than between two
     bool sent = false;
     QUuid answerId;
     ExitCode result = ExitCode::Success;
