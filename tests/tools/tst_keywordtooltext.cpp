@@ -69,6 +69,7 @@ private Q_SLOTS:
     void harmfulText_isMadeVisibleEverywhere();
     void terminal_getsNothingHarmful_data();
     void terminal_getsNothingHarmful();
+    void terminal_getsNoHarmfulRecording();
     void pipe_getsTextsAsTheyAre();
     void columns_areAligned_data();
     void columns_areAligned();
@@ -176,6 +177,19 @@ void tst_KeywordToolText::terminal_getsNothingHarmful()
     bench.server.setLabel(q("/plant/name"), q("\x1b[31mName"));
 
     QCOMPARE(printedOnTerminal(arguments + QStringList {q("--url"), bench.url()}), printed);
+}
+
+// JSON lets some of it be in texts as it is.
+void tst_KeywordToolText::terminal_getsNoHarmfulRecording()
+{
+    Bench bench;
+    bench.server.setValue(q("/plant/name"), q("\u009b2J\u202e"));
+    const QStringList line {q("record"), q("-"),     q("/plant/name"), q("-n"),
+                            q("1"),      q("--url"), bench.url()};
+
+    const QString printed = printedOnTerminal(line);
+    QVERIFY2(printed.contains(q("\"value\":\"\\u009b2J\\u202e\"}}}\n")), qPrintable(printed));
+    QVERIFY(bench.run(line).output.contains(q("\"value\":\"\u009b2J\u202e\"}}}\n")));
 }
 
 void tst_KeywordToolText::pipe_getsTextsAsTheyAre()

@@ -57,7 +57,7 @@ const QList<OptionEntry> &optionTable()
         list("url u", "address",
              "The server, ws://host:port or wss://host:port. Given several times, the next one is "
              "tried when one cannot be reached. Otherwise KEYWORD_URL says it, with blanks between "
-             "several."),
+             "several. It cannot carry a password; a token in it is not shown."),
         option("timeout", "seconds",
                "How long to wait for the connection and for each answer: 5 by default. watch and "
                "record wait for ever by default; given it, they end when nothing came for so "
@@ -84,7 +84,9 @@ const QList<OptionEntry> &optionTable()
         flag("wait w",
              "After sending, wait for the event that carries the value; its refusal and its "
              "absence have exit codes of their own."),
-        option("as", "type", "Send the value as this type, rather than as what it looks like.",
+        option("as", "type",
+               "Send the value as this type, rather than as what it looks like or, with --wait, as "
+               "what the keyword is.",
                "bool int double string object"),
         flag("watch", "Go on printing each event of the aggregate."),
         option("keyword k", "keyword", "Name the aggregate, rather than by its children."),
@@ -118,14 +120,21 @@ const QList<OptionEntry> &optionTable()
 const QList<CommandEntry> &commandTable()
 {
     static const QList<CommandEntry> table = {
-        command("get", "KEYWORD...", "Print the values of keywords.",
+        command("get", "KEYWORD...",
+                "Print the values of keywords. - stands for those in standard input, one on each "
+                "line.",
                 "url timeout no-reconnect format time raw recursive type access depth"),
-        command("watch", "KEYWORD...", "Print each event of keywords, until interrupted.",
+        command("watch", "KEYWORD...",
+                "Print each event of keywords, until interrupted. - stands for those in standard "
+                "input.",
                 "url timeout no-reconnect format time raw count recursive type access depth"),
-        command("set", "KEYWORD VALUE [KEYWORD VALUE]...", "Write values.",
-                "url timeout no-reconnect format time wait as"),
+        command(
+            "set", "KEYWORD VALUE [KEYWORD VALUE]...",
+            "Write values. With - alone, each line of standard input has a keyword and its value; "
+            "it is written as it comes.",
+            "url timeout no-reconnect format time wait as"),
         command("add", "KEYWORD AMOUNT [KEYWORD AMOUNT]...",
-                "Change values by an amount; true toggles a bool.",
+                "Change values by an amount; true toggles a bool. - as for set.",
                 "url timeout no-reconnect format time wait as"),
         command("ls", "[KEYWORD]...", "List what is directly below a keyword.",
                 "url timeout no-reconnect format type access"),
@@ -135,15 +144,17 @@ const QList<CommandEntry> &commandTable()
                 "Have the server form one value of several: min, max, equal, sum, and, or.",
                 "url timeout no-reconnect format time raw watch count keyword",
                 "min max equal sum and or"),
-        command("label", "KEYWORD...", "Print the labels of keywords.",
+        command("label", "KEYWORD...", "Print the labels of keywords. - as for get.",
                 "url timeout no-reconnect format raw recursive type access depth"),
         command("ping", "[KEYWORD]",
                 "Measure the round trip of a request for what is below a keyword.",
                 "url timeout no-reconnect format count interval"),
-        fileCommand("record", "FILE [KEYWORD]...",
-                    "Store each message received, of all keywords by default, until interrupted.",
-                    "url timeout no-reconnect count recursive exclude rotate force type access "
-                    "depth"),
+        fileCommand(
+            "record", "FILE [KEYWORD]...",
+            "Store each message received, of all keywords by default, until interrupted. The file "
+            "- is standard output, the keyword - stands for those in standard input.",
+            "url timeout no-reconnect count recursive exclude rotate force type access "
+            "depth"),
         fileCommand("replay", "FILE...", "Serve a recording to clients, over a WebSocket.",
                     "speed loop hold stay listen port allow-origin"),
         command("completion", "SHELL", "Print the completion file for a shell: bash, zsh or fish.",
@@ -159,13 +170,16 @@ const QList<ExitCodeEntry> &exitCodeTable()
         {ExitCode::Success,
          text("Done. Also when an endless command was interrupted or its reader has gone.")},
         {ExitCode::NotFound, text("Nothing found: no such keyword, level or label.")},
-        {ExitCode::BadUsage, text("Bad usage: the command line makes no sense.")},
+        {ExitCode::BadUsage,
+         text("Bad usage: the command line or the input makes no sense, or a number cannot be "
+              "sent exactly.")},
         {ExitCode::NotConnected, text("Not connected: the server cannot be reached, or was lost.")},
         {ExitCode::Refused, text("Refused: the server did not accept a write.")},
         {ExitCode::TimedOut, text("Time-out: connected, but the answer did not come in time.")},
         {ExitCode::FileError,
          text("A file cannot be read or written, or is no recording; or a port is not to be had.")},
-        {ExitCode::Interrupted, text("Interrupted before there was a result.")},
+        {ExitCode::Interrupted,
+         text("Interrupted before there was a result, by SIGINT, SIGTERM or SIGHUP.")},
     };
     return table;
 }

@@ -18,28 +18,31 @@ QString blanks(qsizetype count)
     return QString(qMax(qsizetype(1), count), QLatin1Char(' '));
 }
 
-// "head    text", with the text broken into lines below itself.
-QString hangingLines(const QString &head, const QString &text, int indent)
+// The text behind the beginning of a line, broken into lines that begin with blanks.
+QString brokenLines(const QString &begin, const QString &text, qsizetype indent)
 {
     QString result;
-    QString line = blanks(optionIndent) + head;
-    if (line.size() > indent - 2) {
-        result = line + QLatin1Char('\n');
-        line = blanks(indent);
-    } else {
-        line += blanks(indent - line.size());
-    }
+    QString line = begin;
     bool first = true;
     for (const QString &word : text.split(QLatin1Char(' '))) {
         if (!first && line.size() + 1 + word.size() > lineWidth) {
             result += line + QLatin1Char('\n');
-            line = blanks(indent) + word;
+            line = QString(indent, QLatin1Char(' ')) + word;
         } else {
             line += (first ? QString() : QStringLiteral(" ")) + word;
         }
         first = false;
     }
     return result + line + QLatin1Char('\n');
+}
+
+// "head    text", with the text broken into lines below itself.
+QString hangingLines(const QString &head, const QString &text, int indent)
+{
+    const QString line = blanks(optionIndent) + head;
+    if (line.size() > indent - 2)
+        return line + QLatin1Char('\n') + brokenLines(blanks(indent), text, indent);
+    return brokenLines(line + blanks(indent - line.size()), text, indent);
 }
 
 QString optionHead(const OptionEntry &option)
@@ -92,8 +95,8 @@ QString overviewHelp()
 
 QString commandHelp(const CommandEntry &command)
 {
-    QString text = QStringLiteral("Usage: ") + usageLine(command) + command.summary
-        + QStringLiteral("\n\nOptions:\n");
+    QString text = QStringLiteral("Usage: ") + usageLine(command)
+        + brokenLines({}, command.summary, 0) + QStringLiteral("\nOptions:\n");
     for (const QString &name : command.options)
         text += optionLines(*findOption(name));
     for (const char *name : {"verbose", "help", "version"})

@@ -4,6 +4,7 @@
 #include "tools/keyword/recordingwriter.h"
 
 #include "tools/keyword/output.h"
+#include "tools/keyword/terminaltext.h"
 
 #include <QtCore/QDateTime>
 #include <QtCore/QDir>
@@ -112,8 +113,10 @@ QByteArray RecordingWriter::nextHeading()
     return heading + "}\n";
 }
 
-bool RecordingWriter::writeLine(const QByteArray &line)
+bool RecordingWriter::writeLine(QByteArray line)
 {
+    if (isStandardOutput && isTerminal(1))
+        line = withoutHarm(QString::fromUtf8(line), LineEnds::Kept).toUtf8();
     qint64 written = 0;
     while (written < line.size()) {
         errno = 0;

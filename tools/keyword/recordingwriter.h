@@ -33,7 +33,7 @@ public:
 private:
     bool begin();
     bool openFile();
-    bool writeLine(const QByteArray &line);
+    bool writeLine(QByteArray line);
     bool rotate();
     bool fail(const QString &problem);
     QByteArray nextHeading();
