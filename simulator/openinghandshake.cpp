@@ -12,7 +12,7 @@ namespace pellix::simulator {
 
 namespace {
 
-constexpr qsizetype greatestRequest = 64 * 1024; // bytes; browsers send all their cookies along
+constexpr qsizetype greatestRequest = qsizetype(64) * 1024; // bytes; browsers add all their cookies
 
 QString quoted(const QByteArray &text)
 {

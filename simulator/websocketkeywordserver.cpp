@@ -35,7 +35,7 @@ namespace {
 Q_LOGGING_CATEGORY(lcWebSocketServer, "pellixclient.simulator.websocketserver", QtInfoMsg)
 
 constexpr auto defaultHandshakeTimeout = 10s;
-constexpr qint64 sendLimit = 16 * 1024 * 1024; // bytes that wait for one client
+constexpr qint64 sendLimit = qint64(16) * 1024 * 1024; // bytes that wait for one client
 
 // Takes connections, and has them encrypted if it has a certificate. It does not wait for the
 // encryption, unlike QSslServer: one time limit counts for all that comes before the upgrade.
@@ -44,7 +44,8 @@ class Listener : public QTcpServer
 public:
     explicit Listener(const std::optional<QSslConfiguration> &tls) : tls(tls) { }
 
-    const QString &tlsError() const { return firstTlsError; } // why no connection can be encrypted
+    // Why the encryption of the last connection could not even begin.
+    const QString &tlsError() const { return lastTlsError; }
 
 protected:
     void incomingConnection(qintptr descriptor) override
@@ -57,19 +58,20 @@ protected:
         connection->setSslConfiguration(*tls);
         if (!connection->setSocketDescriptor(descriptor))
             return;
+        lastTlsError.clear();
         const auto noted = connect(connection.get(), &QSslSocket::errorOccurred, this, [&] {
-            if (firstTlsError.isEmpty()) // what follows says less
-                firstTlsError = connection->errorString();
+            if (lastTlsError.isEmpty()) // what follows says less
+                lastTlsError = connection->errorString();
         });
         connection->startServerEncryption();
         disconnect(noted);
-        if (firstTlsError.isEmpty())
+        if (lastTlsError.isEmpty())
             addPendingConnection(connection.release());
     }
 
 private:
     const std::optional<QSslConfiguration> tls;
-    QString firstTlsError;
+    QString lastTlsError;
 };
 
 QSslConfiguration tlsConfiguration(const QSslCertificate &certificate, const QSslKey &key)
