@@ -28,13 +28,15 @@ run_packages=(
     qml6-module-qtquick-layouts
     qml6-module-qtquick-templates
     qml6-module-qtquick-window
-    qml6-module-qttest
 )
-# Programs that tests start: certificates, a reverse proxy, and a WebSocket server that is not Qt's
+# Qt Quick Test, and the programs that tests start: a reverse proxy, a WebSocket server that is not Qt's,
+# and what makes certificates.
 test_packages=(
     nginx-light
+    node-ws
     nodejs
     openssl
+    qml6-module-qttest
 )
 benchmark_packages=(
     libbenchmark-dev
@@ -76,7 +78,8 @@ die() {
     exit 1
 }
 
-# install_packages NAME...: installs those of the packages that are missing, and says which.
+# install_packages NAME...: installs those of the packages that are missing, and says which. Who cannot
+# install any is told what root has to type.
 install_packages() {
     local missing=() package
     for package in "$@"; do
@@ -85,18 +88,35 @@ install_packages() {
     done
     [ ${#missing[@]} -gt 0 ] || return 0
 
-    local as_root=()
+    local install=(apt-get install --no-install-recommends "${missing[@]}") as_root=()
     if [ "$(id -u)" -ne 0 ]; then
-        command -v sudo >/dev/null ||
-            die "packages are missing and there is no sudo to install them: ${missing[*]}"
+        can_use_sudo || {
+            die "packages are missing, and this user can install none. As root, after \"apt-get update\":
+
+${install[*]}
+"
+        }
         as_root=(sudo)
     fi
-    say "Installing ${missing[*]}"
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -q >/dev/null ||
-        die "apt-get update failed"
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y \
-        --no-install-recommends "${missing[@]}" >/dev/null ||
-        die "could not install: ${missing[*]}"
+    say "Installing ${#missing[@]} packages and what they need: ${missing[*]}"
+    quietly "${as_root[@]}" apt-get update ||
+        die "apt-get update failed; without it, this is what to run as root: ${install[*]}"
+    quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive "${install[@]}" --yes ||
+        die "this failed: ${install[*]}"
+}
+
+# A sudo that asks for a password needs somebody to answer.
+can_use_sudo() {
+    command -v sudo >/dev/null && { [ -t 0 ] || sudo -n true 2>/dev/null; }
+}
+
+# quietly COMMAND...: shows what it prints only if it fails.
+quietly() {
+    local output
+    output=$("$@" 2>&1) || {
+        printf '%s\n' "$output" >&2
+        return 1
+    }
 }
 
 # install_prerequisites: everything that building and running needs. Other systems than Debian and
@@ -147,7 +167,7 @@ enter_debian() {
     ' debian "$@"
 }
 
-# build PRESET [cmake options...]: configures and builds build/PRESET, or only $build_target of it.
+# build PRESET [cmake options...]: configures and builds build/PRESET, or only $build_targets of it.
 build() {
     local preset=$1
     shift
@@ -162,23 +182,18 @@ build() {
         cat "$log" >&2
         die "configuring failed"
     }
-    cmake --build --preset "$preset" ${build_target:+--target "$build_target"} || die "the build failed"
+    cmake --build --preset "$preset" ${build_targets:+--target $build_targets} || die "the build failed"
 }
 
-# install_node_packages PRESET: the WebSocket server that a test talks to, into the build directory.
-install_node_packages() {
-    local from=$root/tests/infrastructure into=$root/build/$1/tests/infrastructure
-    mkdir -p "$into"
-    if [ -d "$into/node_modules/ws" ] && cmp -s "$from/package-lock.json" "$into/package-lock.json"
-    then
-        return
+# run_without_display: what is started from here on shows no window. Qt wants a folder that is the user's
+# alone; where the session has none, one is made, and removed in the end.
+run_without_display() {
+    export QT_QPA_PLATFORM=offscreen
+    if [ ! -d "${XDG_RUNTIME_DIR-}" ] || [ ! -O "$XDG_RUNTIME_DIR" ]; then
+        XDG_RUNTIME_DIR=$(mktemp -d)
+        export XDG_RUNTIME_DIR
+        trap 'rm -rf "$XDG_RUNTIME_DIR"' EXIT
     fi
-    say "Installing the npm package ws"
-    cp "$from/package.json" "$from/package-lock.json" "$into"
-    (cd "$into" && npm ci --ignore-scripts --no-audit --no-fund --loglevel=error) || {
-        rm -rf "$into/node_modules"
-        say "It could not be had from the npm registry: tst_foreignserver is going to fail"
-    }
 }
 
 # put_session FILE PAGE: what the file says, between the session marks of the page.

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 //
-// A little keyword server on the npm package ws. Its arguments are a port (0 for a free one) and
+// A little keyword server on node's package ws. Its arguments are a port (0 for a free one) and
 // "deflate" or "plain". It serves what its keywords are told on standard input, one JSON object per
 // line, and says on standard output, one line each, what happens.
 
