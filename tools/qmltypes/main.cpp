@@ -67,6 +67,7 @@ private:
     void enumeration(const QMetaEnum &enumeration);
     void property(const QMetaProperty &property);
     void method(const QMetaMethod &method);
+    QString propertyType(const QMetaProperty &property) const;
     QString type(const QByteArray &name) const;
 
     QTextStream out;
@@ -135,8 +136,7 @@ void Writer::enumeration(const QMetaEnum &enumeration)
 
 void Writer::property(const QMetaProperty &property)
 {
-    out << "        Property { name: \"" << property.name() << "\"; "
-        << type(property.metaType().name());
+    out << "        Property { name: \"" << property.name() << "\"; " << propertyType(property);
     if (property.hasNotifySignal())
         out << "; notify: \"" << property.notifySignal().name() << '"';
     out << "; index: " << property.relativePropertyIndex();
@@ -164,6 +164,27 @@ void Writer::method(const QMetaMethod &method)
         out << type(method.parameterMetaType(i).name()) << " }\n";
     }
     out << "        }\n";
+}
+
+// The QML compiler of Qt 6.4 knows only bool, int, double, text and null in a QVariant. A
+// qlonglong, which every whole number of a server is, a list or a map silently becomes undefined,
+// and a unary minus becomes C++ that does not compile. Qt 6.5 and later convert them.
+//
+// That compiler cannot form a list of lists: it leaves an expression that reads one, and nothing
+// else, to the interpreter, while qmllint has a type and does not object. A type that is not known
+// has the same effect, but warnings as well; void makes the compiler write nonsense. Later versions
+// of qmllint would object to the list of lists.
+QString Writer::propertyType(const QMetaProperty &property) const
+{
+#if QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
+    // These hold a bool, which is compiled correctly.
+    static const std::array flags {QLatin1String("valueValid"), QLatin1String("valueLabelValid")};
+    const bool isFlag =
+        std::find(flags.begin(), flags.end(), QLatin1String(property.name())) != flags.end();
+    if (property.metaType().id() == QMetaType::QVariant && !isFlag)
+        return QStringLiteral("type: \"QVariantList\"; isList: true");
+#endif
+    return type(property.metaType().name());
 }
 
 // "QObject*" and "QList<int>" are named by what they point to and hold.
