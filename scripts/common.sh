@@ -30,11 +30,13 @@ run_packages=(
     qml6-module-qtquick-window
     qml6-module-qttest
 )
-# Programs that tests start: certificates, a reverse proxy, and a WebSocket server that is not Qt's
+# Programs that tests start: certificates, a reverse proxy, and a WebSocket server that is not Qt's. And
+# the headers that the C++ of qmltc includes
 test_packages=(
     nginx-light
     nodejs
     openssl
+    qt6-declarative-private-dev
 )
 benchmark_packages=(
     libbenchmark-dev

@@ -9,6 +9,7 @@
 #   fetchcontent  FetchContent, from a folder
 #   static        find_package() and pkg-config on an installed tree of static libraries; compiled, too
 #   compiled      a program whose QML is compiled, on an installed tree that has been moved
+#   typed         a program whose QML qmltc turns into classes, on an installed tree that has been moved
 #   guides        the projects that the guides of the documentation quote, on an installed tree that has
 #                 been moved; and what README.md and the guides say of such a tree
 
@@ -86,6 +87,17 @@ function(use_compiled)
             message(FATAL_ERROR "only ${compiled} functions of ${file}.qml are compiled, not ${count}")
         endif()
     endforeach()
+endfunction()
+
+# use_typed()
+function(use_typed)
+    set(build ${WORK_DIR}/typed)
+    run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/package/typed -B ${build} ${common} ${at_once}
+        -D CMAKE_PREFIX_PATH=${prefix})
+    run(${CMAKE_COMMAND} --build ${build})
+    run(${build}/typed)
+    expect("42.0, an int, after 1 change")
+    expect("/setpoint = 1200, and 7 others")
 endfunction()
 
 # use_pkgconfig(): Qt Quick is what the consumer itself needs.
@@ -199,6 +211,9 @@ elseif(WAY STREQUAL "static")
 elseif(WAY STREQUAL "compiled")
     install_and_move(${BUILD_DIR})
     use_compiled()
+elseif(WAY STREQUAL "typed")
+    install_and_move(${BUILD_DIR})
+    use_typed()
 elseif(WAY STREQUAL "guides")
     install_and_move(${BUILD_DIR})
     check_links()

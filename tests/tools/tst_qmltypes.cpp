@@ -19,6 +19,7 @@
 #include <dlfcn.h>
 
 #include <memory>
+#include <utility>
 
 using namespace pellix::client;
 
@@ -45,6 +46,7 @@ QMap<QString, Registration> &registrations()
 // A class as the file describes it: its own members, one text each, in order.
 struct Description
 {
+    QString header;
     QString prototype;
     QString name; // in QML; empty if it has none
     bool creatable = true;
@@ -77,7 +79,7 @@ QMap<QString, Description> readDescriptions(const QString &fileName)
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly))
         return descriptions;
-    QString className, method, result;
+    QString header, className, method, result;
     QStringList parameters;
     const QRegularExpression exportPattern(q("exports: \\[\"PellixClient.Keyword/(\\w+) 1.0\"\\]"));
     const QRegularExpression enumerator(q("^\"(\\w+)\": (-?\\d+),?$"));
@@ -85,8 +87,11 @@ QMap<QString, Description> readDescriptions(const QString &fileName)
     const QStringList lines = QString::fromUtf8(file.readAll()).split(q("\n"));
     for (const QString &line : lines) {
         const QString fact = line.trimmed();
-        if (line.startsWith(q("        name: "))) {
+        if (line.startsWith(q("        file: "))) {
+            header = value(line, "file");
+        } else if (line.startsWith(q("        name: "))) {
             className = value(line, "name");
+            current().header = std::exchange(header, {});
         } else if (fact.startsWith(q("name: "))) { // of a signal, a method or an enumeration
             method += value(line, "name");
         } else if (fact.startsWith(q("prototype: "))) {
@@ -217,6 +222,7 @@ private Q_SLOTS:
     void names_areThoseThatAreRegistered();
     void classes_areDescribedAsTheyAre_data();
     void classes_areDescribedAsTheyAre();
+    void headers_declareTheClasses();
     void bases_areDescribedUpToQObject();
     void enumerators_areThoseQmlSees();
     void components_areTheLibrarysOwn_data();
@@ -279,6 +285,28 @@ void tst_QmlTypes::classes_areDescribedAsTheyAre()
     QCOMPARE(description.creatable, registration.creatable);
     QCOMPARE(description.properties, liveProperties(*registration.meta));
     QCOMPARE(description.methods, liveMethods(*registration.meta));
+}
+
+// qmltc includes them.
+void tst_QmlTypes::headers_declareTheClasses()
+{
+    int headers = 0;
+    for (auto it = descriptions.cbegin(); it != descriptions.cend(); ++it) {
+        const QString name = it.key().section(q("::"), -1);
+        if (it.key() == name)
+            continue; // a class of Qt
+        QVERIFY2(!it->header.isEmpty(), qPrintable(it.key()));
+        QFile file(q(SOURCES "/") + it->header);
+        QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(file.fileName()));
+        const QString text = QString::fromUtf8(file.readAll());
+        const QRegularExpression declaration(q("^class \\w+ %1 (final )?: public ").arg(name),
+                                             QRegularExpression::MultilineOption);
+        QVERIFY2(name == q("client") ? text.contains(q("Q_NAMESPACE_EXPORT"))
+                                     : text.contains(declaration),
+                 qPrintable(it.key()));
+        ++headers;
+    }
+    QCOMPARE(headers, 12);
 }
 
 void tst_QmlTypes::bases_areDescribedUpToQObject()
@@ -417,6 +445,9 @@ void tst_QmlTypes::qmllint_judges_data()
         "Binding { target: proxy; property: \"keyword\"; value: proxy.value }\n"
         "Repeater { model: proxy.value; delegate: Item { } }")
                                  << QString();
+    QTest::newRow("answers read") << q(
+        "PWebSocketKeywordClient { onKeyIndexResponse: (id, data) => print(id, data.payload) }")
+                                  << QString();
     QTest::newRow("misspelt property assigned")
         << q("PKeywordProxy { keywrod: \"/a\" }") << q("keywrod");
     QTest::newRow("misspelt property read")

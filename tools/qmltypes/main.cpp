@@ -34,25 +34,32 @@ struct Export
 {
     const QMetaObject *meta;
     const char *name;
+    const char *header; // which the C++ of qmltc includes, from where all our headers are
     bool creatable;
 };
 
 // What PellixClientKeywordModule registers from C++. The class PAbstractKeywordExpression has no
 // line of its own: its name in QML is taken over by the concrete class.
 const std::array exports {
-    Export {&pellix::client::staticMetaObject, "PKeyword", false},
-    Export {&PKeywordClient::staticMetaObject, "PKeywordClient", false},
-    Export {&PWebSocketKeywordClient::staticMetaObject, "PWebSocketKeywordClient", true},
-    Export {&PInProcessKeywordClient::staticMetaObject, "PInProcessKeywordClient", true},
-    Export {&PKeywordProxy::staticMetaObject, "PKeywordProxy", true},
-    Export {&PKeywordExpression::staticMetaObject, "PKeywordExpression", true},
-    Export {&PPostfixKeywordExpression::staticMetaObject, "PPostfixKeywordExpression", true},
+    Export {&pellix::client::staticMetaObject, "PKeyword", "client/keywordtypes.h", false},
+    Export {&PKeywordClient::staticMetaObject, "PKeywordClient", "client/keywordclient.h", false},
+    Export {&PWebSocketKeywordClient::staticMetaObject, "PWebSocketKeywordClient",
+            "client/websocketkeywordclient.h", true},
+    Export {&PInProcessKeywordClient::staticMetaObject, "PInProcessKeywordClient",
+            "client/inprocesskeywordclient.h", true},
+    Export {&PKeywordProxy::staticMetaObject, "PKeywordProxy", "binding/keywordproxy.h", true},
+    Export {&PKeywordExpression::staticMetaObject, "PKeywordExpression",
+            "binding/keywordexpression.h", true},
+    Export {&PPostfixKeywordExpression::staticMetaObject, "PPostfixKeywordExpression",
+            "binding/keywordexpression.h", true},
     Export {&PListPostfixKeywordExpression::staticMetaObject, "PListPostfixKeywordExpression",
-            true},
-    Export {&PKeywordQueryModel::staticMetaObject, "PKeywordQueryModel", true},
+            "binding/keywordexpression.h", true},
+    Export {&PKeywordQueryModel::staticMetaObject, "PKeywordQueryModel",
+            "models/keywordquerymodel.h", true},
     Export {&PKeywordQueryFilterProxyModel::staticMetaObject, "PKeywordQueryFilterProxyModel",
+            "models/keywordqueryfilterproxymodel.h", true},
+    Export {&PKeywordPathModel::staticMetaObject, "PKeywordPathModel", "models/keywordpathmodel.h",
             true},
-    Export {&PKeywordPathModel::staticMetaObject, "PKeywordPathModel", true},
 };
 
 class Writer
@@ -63,7 +70,8 @@ public:
     void module();
 
 private:
-    void component(const QMetaObject *meta, const Export *exported);
+    void component(const QMetaObject *meta, const char *header, const Export *exported);
+    void uuid();
     void enumeration(const QMetaEnum &enumeration);
     void property(const QMetaProperty &property);
     void method(const QMetaMethod &method);
@@ -81,7 +89,7 @@ void Writer::module()
            "Module {\n";
     std::vector<const QMetaObject *> bases; // written without a name for QML, each once
     for (const Export &exported : exports) {
-        component(exported.meta, &exported);
+        component(exported.meta, exported.header, &exported);
         for (const QMetaObject *base = exported.meta->superClass();
              base && base != &QObject::staticMetaObject; base = base->superClass()) {
             const auto isBase = [base](const Export &other) { return other.meta == base; };
@@ -90,15 +98,20 @@ void Writer::module()
                 bases.push_back(base);
         }
     }
-    for (const QMetaObject *base : bases)
-        component(base, nullptr);
+    for (const QMetaObject *base : bases) {
+        const bool isOurs = base == &PAbstractKeywordExpression::staticMetaObject;
+        component(base, isOurs ? "binding/keywordexpression.h" : nullptr, nullptr);
+    }
+    uuid();
     out << "}\n";
 }
 
-void Writer::component(const QMetaObject *meta, const Export *exported)
+void Writer::component(const QMetaObject *meta, const char *header, const Export *exported)
 {
-    out << "    Component {\n"
-        << "        name: \"" << meta->className() << "\"\n"
+    out << "    Component {\n";
+    if (header)
+        out << "        file: \"" << header << "\"\n";
+    out << "        name: \"" << meta->className() << "\"\n"
         << "        accessSemantics: \""
         << (meta->inherits(&QObject::staticMetaObject) ? "reference" : "none") << "\"\n";
     if (meta->superClass())
@@ -118,6 +131,20 @@ void Writer::component(const QMetaObject *meta, const Export *exported)
             method(meta->method(i));
     }
     out << "    }\n";
+}
+
+// The type of a parameter of keyIndexResponse(). Without it, later versions of qmllint warn of
+// every handler of that signal. Qt 6.4 does not warn, and would then compile what a handler reads
+// from the other parameter, a QVariant, as wrongly as it does with properties.
+void Writer::uuid()
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 5, 0)
+    out << "    Component {\n"
+           "        file: \"QtCore/quuid.h\"\n"
+           "        name: \"QUuid\"\n"
+           "        accessSemantics: \"value\"\n"
+           "    }\n";
+#endif
 }
 
 // Never marked as scoped: QML names an enumerator without its enumeration, as PKeyword.KVT_DOUBLE.
