@@ -29,14 +29,15 @@ run_packages=(
     qml6-module-qtquick-templates
     qml6-module-qtquick-window
 )
-# Qt Quick Test, and the programs that tests start: a reverse proxy, a WebSocket server that is not Qt's,
-# and what makes certificates.
+# Qt Quick Test, the headers that the C++ of qmltc includes, and the programs that tests start: a reverse
+# proxy, a WebSocket server that is not Qt's, and what makes certificates.
 test_packages=(
     nginx-light
     node-ws
     nodejs
     openssl
     qml6-module-qttest
+    qt6-declarative-private-dev
 )
 benchmark_packages=(
     libbenchmark-dev

@@ -7,7 +7,9 @@
 #   pkgconfig     pkg-config and the compiler alone, on an installed tree that has been moved
 #   subdirectory  add_subdirectory()
 #   fetchcontent  FetchContent, from a folder
-#   static        find_package() and pkg-config on an installed tree of static libraries
+#   static        find_package() and pkg-config on an installed tree of static libraries; compiled, too
+#   compiled      a program whose QML is compiled, on an installed tree that has been moved
+#   typed         a program whose QML qmltc turns into classes, on an installed tree that has been moved
 #   guides        the projects that the guides of the documentation quote, on an installed tree that has
 #                 been moved; and what README.md and the guides say of such a tree
 
@@ -29,6 +31,9 @@ endfunction()
 set(common -G ${GENERATOR} -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER})
 set(prefix "${WORK_DIR}/moved")
 
+# One run of the compiler for most of what Qt generates, which is small and includes much.
+set(at_once -D CMAKE_UNITY_BUILD=ON)
+
 # Installs below a prefix that is moved afterwards, so that nothing can depend on where it was.
 function(install_and_move build_dir)
     run(${CMAKE_COMMAND} --install ${build_dir} --prefix ${WORK_DIR}/prefix)
@@ -48,6 +53,51 @@ function(use_cmake)
     check_consumer(${WORK_DIR}/build/consumer)
     run(${WORK_DIR}/build/resource)
     expect("resource found")
+endfunction()
+
+# use_compiled(): what the program itself compares means something only if its QML was compiled.
+function(use_compiled)
+    foreach(name IN ITEMS QML_DISABLE_DISK_CACHE QML_DISK_CACHE QV4_FORCE_INTERPRETER)
+        unset(ENV{${name}})
+    endforeach()
+    set(build ${WORK_DIR}/compiled)
+    run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/package/compiled -B ${build} ${common} ${at_once}
+        -D CMAKE_PREFIX_PATH=${prefix})
+    run(${CMAKE_COMMAND} --build ${build} --target all app_qmllint)
+    if(output MATCHES "Warning: ")
+        message(FATAL_ERROR "${output}")
+    endif()
+    run(${build}/app)
+    message("${output}")
+    expect(" 0 failed, 0 skipped")
+
+    # Qt 6.4 has to interpret what reads a value, and that alone.
+    set(files Values Handlers Screen)
+    if(output MATCHES "Qt 6\\.4\\.")
+        set(least 12 2 20)
+    else()
+        set(least 50 4 20)
+    endif()
+    foreach(file count IN ZIP_LISTS files least)
+        file(READ ${build}/.rcc/qmlcache/app_${file}_qml.cpp code)
+        string(REPLACE "[]" "" code "${code}")
+        string(REGEX MATCHALL "\n    \\(const QQmlPrivate::AOTCompiledContext" functions "${code}")
+        list(LENGTH functions compiled)
+        if(compiled LESS count)
+            message(FATAL_ERROR "only ${compiled} functions of ${file}.qml are compiled, not ${count}")
+        endif()
+    endforeach()
+endfunction()
+
+# use_typed()
+function(use_typed)
+    set(build ${WORK_DIR}/typed)
+    run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/package/typed -B ${build} ${common} ${at_once}
+        -D CMAKE_PREFIX_PATH=${prefix})
+    run(${CMAKE_COMMAND} --build ${build})
+    run(${build}/typed)
+    expect("42.0, an int, after 1 change")
+    expect("/setpoint = 1200, and 7 others")
 endfunction()
 
 # use_pkgconfig(): Qt Quick is what the consumer itself needs.
@@ -157,6 +207,13 @@ elseif(WAY STREQUAL "static")
     install_and_move(${WORK_DIR}/library)
     use_cmake(-D CMAKE_PREFIX_PATH=${prefix})
     use_pkgconfig()
+    use_compiled()
+elseif(WAY STREQUAL "compiled")
+    install_and_move(${BUILD_DIR})
+    use_compiled()
+elseif(WAY STREQUAL "typed")
+    install_and_move(${BUILD_DIR})
+    use_typed()
 elseif(WAY STREQUAL "guides")
     install_and_move(${BUILD_DIR})
     check_links()

@@ -19,6 +19,7 @@
 #include <dlfcn.h>
 
 #include <memory>
+#include <utility>
 
 using namespace pellix::client;
 
@@ -45,6 +46,7 @@ QMap<QString, Registration> &registrations()
 // A class as the file describes it: its own members, one text each, in order.
 struct Description
 {
+    QString header;
     QString prototype;
     QString name; // in QML; empty if it has none
     bool creatable = true;
@@ -77,7 +79,7 @@ QMap<QString, Description> readDescriptions(const QString &fileName)
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly))
         return descriptions;
-    QString className, method, result;
+    QString header, className, method, result;
     QStringList parameters;
     const QRegularExpression exportPattern(q("exports: \\[\"PellixClient.Keyword/(\\w+) 1.0\"\\]"));
     const QRegularExpression enumerator(q("^\"(\\w+)\": (-?\\d+),?$"));
@@ -85,8 +87,11 @@ QMap<QString, Description> readDescriptions(const QString &fileName)
     const QStringList lines = QString::fromUtf8(file.readAll()).split(q("\n"));
     for (const QString &line : lines) {
         const QString fact = line.trimmed();
-        if (line.startsWith(q("        name: "))) {
+        if (line.startsWith(q("        file: "))) {
+            header = value(line, "file");
+        } else if (line.startsWith(q("        name: "))) {
             className = value(line, "name");
+            current().header = std::exchange(header, {});
         } else if (fact.startsWith(q("name: "))) { // of a signal, a method or an enumeration
             method += value(line, "name");
         } else if (fact.startsWith(q("prototype: "))) {
@@ -121,13 +126,27 @@ QMap<QString, Description> readDescriptions(const QString &fileName)
     return descriptions;
 }
 
+// The type that a property has in C++. Qt 6.4 is told a type that its compiler cannot form where it
+// would compile code that reads the property wrongly.
+QString describedType(const QMetaProperty &property)
+{
+#if QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
+    const QString name =
+        q(property.enclosingMetaObject()->className()) + q("::") + q(property.name());
+    if (name == q("pellix::client::PKeywordProxy::value")
+        || name == q("pellix::client::PKeywordProxy::labelValue"))
+        return q("QList<QVariantList>");
+#endif
+    return q(property.metaType().name());
+}
+
 QStringList liveProperties(const QMetaObject &meta)
 {
     QStringList properties;
     for (int i = meta.propertyOffset(); i < meta.propertyCount(); ++i) {
         const QMetaProperty property = meta.property(i);
         properties << q("%1 %2 %3 %4")
-                          .arg(q(property.metaType().name()), q(property.name()),
+                          .arg(describedType(property), q(property.name()),
                                property.isWritable() ? q("rw") : q("r"),
                                QString::fromLatin1(property.notifySignal().name()));
     }
@@ -203,6 +222,7 @@ private Q_SLOTS:
     void names_areThoseThatAreRegistered();
     void classes_areDescribedAsTheyAre_data();
     void classes_areDescribedAsTheyAre();
+    void headers_declareTheClasses();
     void bases_areDescribedUpToQObject();
     void enumerators_areThoseQmlSees();
     void components_areTheLibrarysOwn_data();
@@ -265,6 +285,28 @@ void tst_QmlTypes::classes_areDescribedAsTheyAre()
     QCOMPARE(description.creatable, registration.creatable);
     QCOMPARE(description.properties, liveProperties(*registration.meta));
     QCOMPARE(description.methods, liveMethods(*registration.meta));
+}
+
+// qmltc includes them.
+void tst_QmlTypes::headers_declareTheClasses()
+{
+    int headers = 0;
+    for (auto it = descriptions.cbegin(); it != descriptions.cend(); ++it) {
+        const QString name = it.key().section(q("::"), -1);
+        if (it.key() == name)
+            continue; // a class of Qt
+        QVERIFY2(!it->header.isEmpty(), qPrintable(it.key()));
+        QFile file(q(SOURCES "/") + it->header);
+        QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(file.fileName()));
+        const QString text = QString::fromUtf8(file.readAll());
+        const QRegularExpression declaration(q("^class \\w+ %1 (final )?: public ").arg(name),
+                                             QRegularExpression::MultilineOption);
+        QVERIFY2(name == q("client") ? text.contains(q("Q_NAMESPACE_EXPORT"))
+                                     : text.contains(declaration),
+                 qPrintable(it.key()));
+        ++headers;
+    }
+    QCOMPARE(headers, 12);
 }
 
 void tst_QmlTypes::bases_areDescribedUpToQObject()
@@ -386,6 +428,26 @@ void tst_QmlTypes::qmllint_judges_data()
         "PKeywordPathList { keywords: [\"/a\"]; onKeywordRemove: (index) => print(index) }\n"
         "PText { text: proxy.value }")
                                << QString();
+    QTest::newRow("values read") << q(
+        "property real number: proxy.value\n"
+        "property string text: proxy.value?.toFixed(1) ?? \"none\"\n"
+        "property var member: proxy.value.x ?? proxy.value[1]\n"
+        "property bool above: proxy.value >= 1000 && proxy.valueValid\n"
+        "property alias aliased: proxy.value\n"
+        "property color color: proxy.value ? \"red\" : \"green\"\n"
+        "function twice(other: PKeywordProxy): real { return (other.value ?? 0) * 2 }\n"
+        "PKeywordProxy {\n"
+        "    id: proxy\n"
+        "    property real own: value ?? -1\n"
+        "    onValueChanged: update(value + 1)\n"
+        "    onLabelValueChanged: print(labelValue ?? \"none\")\n"
+        "}\n"
+        "Binding { target: proxy; property: \"keyword\"; value: proxy.value }\n"
+        "Repeater { model: proxy.value; delegate: Item { } }")
+                                 << QString();
+    QTest::newRow("answers read") << q(
+        "PWebSocketKeywordClient { onKeyIndexResponse: (id, data) => print(id, data.payload) }")
+                                  << QString();
     QTest::newRow("misspelt property assigned")
         << q("PKeywordProxy { keywrod: \"/a\" }") << q("keywrod");
     QTest::newRow("misspelt property read")

@@ -34,25 +34,32 @@ struct Export
 {
     const QMetaObject *meta;
     const char *name;
+    const char *header; // which the C++ of qmltc includes, from where all our headers are
     bool creatable;
 };
 
 // What PellixClientKeywordModule registers from C++. The class PAbstractKeywordExpression has no
 // line of its own: its name in QML is taken over by the concrete class.
 const std::array exports {
-    Export {&pellix::client::staticMetaObject, "PKeyword", false},
-    Export {&PKeywordClient::staticMetaObject, "PKeywordClient", false},
-    Export {&PWebSocketKeywordClient::staticMetaObject, "PWebSocketKeywordClient", true},
-    Export {&PInProcessKeywordClient::staticMetaObject, "PInProcessKeywordClient", true},
-    Export {&PKeywordProxy::staticMetaObject, "PKeywordProxy", true},
-    Export {&PKeywordExpression::staticMetaObject, "PKeywordExpression", true},
-    Export {&PPostfixKeywordExpression::staticMetaObject, "PPostfixKeywordExpression", true},
+    Export {&pellix::client::staticMetaObject, "PKeyword", "client/keywordtypes.h", false},
+    Export {&PKeywordClient::staticMetaObject, "PKeywordClient", "client/keywordclient.h", false},
+    Export {&PWebSocketKeywordClient::staticMetaObject, "PWebSocketKeywordClient",
+            "client/websocketkeywordclient.h", true},
+    Export {&PInProcessKeywordClient::staticMetaObject, "PInProcessKeywordClient",
+            "client/inprocesskeywordclient.h", true},
+    Export {&PKeywordProxy::staticMetaObject, "PKeywordProxy", "binding/keywordproxy.h", true},
+    Export {&PKeywordExpression::staticMetaObject, "PKeywordExpression",
+            "binding/keywordexpression.h", true},
+    Export {&PPostfixKeywordExpression::staticMetaObject, "PPostfixKeywordExpression",
+            "binding/keywordexpression.h", true},
     Export {&PListPostfixKeywordExpression::staticMetaObject, "PListPostfixKeywordExpression",
-            true},
-    Export {&PKeywordQueryModel::staticMetaObject, "PKeywordQueryModel", true},
+            "binding/keywordexpression.h", true},
+    Export {&PKeywordQueryModel::staticMetaObject, "PKeywordQueryModel",
+            "models/keywordquerymodel.h", true},
     Export {&PKeywordQueryFilterProxyModel::staticMetaObject, "PKeywordQueryFilterProxyModel",
+            "models/keywordqueryfilterproxymodel.h", true},
+    Export {&PKeywordPathModel::staticMetaObject, "PKeywordPathModel", "models/keywordpathmodel.h",
             true},
-    Export {&PKeywordPathModel::staticMetaObject, "PKeywordPathModel", true},
 };
 
 class Writer
@@ -63,10 +70,12 @@ public:
     void module();
 
 private:
-    void component(const QMetaObject *meta, const Export *exported);
+    void component(const QMetaObject *meta, const char *header, const Export *exported);
+    void uuid();
     void enumeration(const QMetaEnum &enumeration);
     void property(const QMetaProperty &property);
     void method(const QMetaMethod &method);
+    QString propertyType(const QMetaProperty &property) const;
     QString type(const QByteArray &name) const;
 
     QTextStream out;
@@ -80,7 +89,7 @@ void Writer::module()
            "Module {\n";
     std::vector<const QMetaObject *> bases; // written without a name for QML, each once
     for (const Export &exported : exports) {
-        component(exported.meta, &exported);
+        component(exported.meta, exported.header, &exported);
         for (const QMetaObject *base = exported.meta->superClass();
              base && base != &QObject::staticMetaObject; base = base->superClass()) {
             const auto isBase = [base](const Export &other) { return other.meta == base; };
@@ -89,15 +98,20 @@ void Writer::module()
                 bases.push_back(base);
         }
     }
-    for (const QMetaObject *base : bases)
-        component(base, nullptr);
+    for (const QMetaObject *base : bases) {
+        const bool isOurs = base == &PAbstractKeywordExpression::staticMetaObject;
+        component(base, isOurs ? "binding/keywordexpression.h" : nullptr, nullptr);
+    }
+    uuid();
     out << "}\n";
 }
 
-void Writer::component(const QMetaObject *meta, const Export *exported)
+void Writer::component(const QMetaObject *meta, const char *header, const Export *exported)
 {
-    out << "    Component {\n"
-        << "        name: \"" << meta->className() << "\"\n"
+    out << "    Component {\n";
+    if (header)
+        out << "        file: \"" << header << "\"\n";
+    out << "        name: \"" << meta->className() << "\"\n"
         << "        accessSemantics: \""
         << (meta->inherits(&QObject::staticMetaObject) ? "reference" : "none") << "\"\n";
     if (meta->superClass())
@@ -119,6 +133,20 @@ void Writer::component(const QMetaObject *meta, const Export *exported)
     out << "    }\n";
 }
 
+// The type of a parameter of keyIndexResponse(). Without it, later versions of qmllint warn of
+// every handler of that signal. Qt 6.4 does not warn, and would then compile what a handler reads
+// from the other parameter, a QVariant, as wrongly as it does with properties.
+void Writer::uuid()
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 5, 0)
+    out << "    Component {\n"
+           "        file: \"QtCore/quuid.h\"\n"
+           "        name: \"QUuid\"\n"
+           "        accessSemantics: \"value\"\n"
+           "    }\n";
+#endif
+}
+
 // Never marked as scoped: QML names an enumerator without its enumeration, as PKeyword.KVT_DOUBLE.
 void Writer::enumeration(const QMetaEnum &enumeration)
 {
@@ -135,8 +163,7 @@ void Writer::enumeration(const QMetaEnum &enumeration)
 
 void Writer::property(const QMetaProperty &property)
 {
-    out << "        Property { name: \"" << property.name() << "\"; "
-        << type(property.metaType().name());
+    out << "        Property { name: \"" << property.name() << "\"; " << propertyType(property);
     if (property.hasNotifySignal())
         out << "; notify: \"" << property.notifySignal().name() << '"';
     out << "; index: " << property.relativePropertyIndex();
@@ -164,6 +191,27 @@ void Writer::method(const QMetaMethod &method)
         out << type(method.parameterMetaType(i).name()) << " }\n";
     }
     out << "        }\n";
+}
+
+// The QML compiler of Qt 6.4 knows only bool, int, double, text and null in a QVariant. A
+// qlonglong, which every whole number of a server is, a list or a map silently becomes undefined,
+// and a unary minus becomes C++ that does not compile. Qt 6.5 and later convert them.
+//
+// That compiler cannot form a list of lists: it leaves an expression that reads one, and nothing
+// else, to the interpreter, while qmllint has a type and does not object. A type that is not known
+// has the same effect, but warnings as well; void makes the compiler write nonsense. Later versions
+// of qmllint would object to the list of lists.
+QString Writer::propertyType(const QMetaProperty &property) const
+{
+#if QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
+    // These hold a bool, which is compiled correctly.
+    static const std::array flags {QLatin1String("valueValid"), QLatin1String("valueLabelValid")};
+    const bool isFlag =
+        std::find(flags.begin(), flags.end(), QLatin1String(property.name())) != flags.end();
+    if (property.metaType().id() == QMetaType::QVariant && !isFlag)
+        return QStringLiteral("type: \"QVariantList\"; isList: true");
+#endif
+    return type(property.metaType().name());
 }
 
 // "QObject*" and "QList<int>" are named by what they point to and hold.
