@@ -57,6 +57,8 @@ class KeywordHistory : public QObject
     Q_PROPERTY(QString keyword READ keyword WRITE setKeyword NOTIFY keywordChanged)
     Q_PROPERTY(bool known READ known NOTIFY changed)
     Q_PROPERTY(bool current READ current NOTIFY currentChanged)
+    // Qt 6.4 compiles "lastValue ?? 0" and comparisons wrongly; as an argument of a function it is
+    // right.
     Q_PROPERTY(QVariant lastValue READ lastValue NOTIFY changed)
     Q_PROPERTY(int valueType READ valueType NOTIFY changed)
     Q_PROPERTY(QDateTime lastChange READ lastChange NOTIFY changed)
