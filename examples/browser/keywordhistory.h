@@ -59,6 +59,8 @@ class KeywordHistory : public QObject
     Q_PROPERTY(bool current READ current NOTIFY currentChanged)
     Q_PROPERTY(bool watched READ watched NOTIFY changed)
     Q_PROPERTY(QDateTime lastSeen READ lastSeen NOTIFY changed)
+    // Qt 6.4 compiles "lastValue ?? 0" and comparisons wrongly; as an argument of a function it is
+    // right.
     Q_PROPERTY(QVariant lastValue READ lastValue NOTIFY changed)
     Q_PROPERTY(int valueType READ valueType NOTIFY changed)
     Q_PROPERTY(QDateTime lastChange READ lastChange NOTIFY changed)

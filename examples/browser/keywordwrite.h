@@ -24,6 +24,8 @@ class KeywordWrite : public QObject
     Q_PROPERTY(QString keyword READ keyword WRITE setKeyword NOTIFY keywordChanged)
     Q_PROPERTY(Outcome outcome READ outcome NOTIFY outcomeChanged)
     Q_PROPERTY(bool relative READ relative NOTIFY outcomeChanged)
+    // Qt 6.4 compiles "sent ?? 0" and comparisons wrongly; as an argument of a function it is
+    // right.
     Q_PROPERTY(QVariant sent READ sent NOTIFY outcomeChanged)
     Q_PROPERTY(QVariant received READ received NOTIFY outcomeChanged)
     Q_PROPERTY(int latency READ latency NOTIFY outcomeChanged)

@@ -763,6 +763,26 @@ TestCase {
         tryVerify(() => find("changeText").text.startsWith("not changed since"));
     }
 
+    function test_server_lostValueStays_data() {
+        return [
+            { tag: "int", name: "Bottles", value: "7" },
+            { tag: "bool", name: "Running", value: "true" },
+            { tag: "object", name: "Recipe", value: "{\"sugar\":3}" },
+        ];
+    }
+
+    function test_server_lostValueStays(row) {
+        find("addressField").text = root.stage.listen();
+        click(find("connectButton"));
+        tryCompare(root.stage.session, "connected", true);
+        openPlant();
+        select(row.name);
+        tryCompare(find("valueText"), "text", row.value);
+        root.stage.goAway();
+        tryCompare(find("staleBadge"), "visible", true);
+        compare(find("valueText").text, row.value);
+    }
+
     function test_server_disconnectLasts() {
         find("addressField").text = root.stage.listen();
         click(find("connectButton"));
