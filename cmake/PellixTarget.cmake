@@ -1,7 +1,8 @@
 # SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 # SPDX-License-Identifier: MIT
 
-# What every target of this project has in common: warnings, strict Qt defines, sanitizers.
+# pellix_configure_target(<target> [precompiled headers]): what every target of this project has in common:
+# warnings, strict Qt defines, sanitizers.
 function(pellix_configure_target target)
     target_compile_features(${target} PUBLIC cxx_std_17)
     target_compile_definitions(${target} PRIVATE
@@ -28,7 +29,49 @@ function(pellix_configure_target target)
             -fsanitize=${PELLIX_SANITIZERS} -fno-omit-frame-pointer -fno-sanitize-recover=all)
         target_link_options(${target} PRIVATE -fsanitize=${PELLIX_SANITIZERS})
     endif()
+    set(precompiled ${ARGN} pellix-precompiled)
+    list(GET precompiled 0 precompiled)
+    if(TARGET ${precompiled} AND NOT target STREQUAL precompiled)
+        target_precompile_headers(${target} REUSE_FROM ${precompiled})
+    endif()
 endfunction()
+
+# pellix_precompile(<target> <headers>...): compiles what many files include once. The compiler takes that
+# only where every macro that it depends on is the same as here.
+function(pellix_precompile target)
+    set(source "${CMAKE_CURRENT_BINARY_DIR}/${target}.cpp")
+    file(CONFIGURE OUTPUT "${source}" CONTENT "")
+    add_library(${target} OBJECT EXCLUDE_FROM_ALL "${source}")
+    set_target_properties(${target} PROPERTIES AUTOMOC OFF POSITION_INDEPENDENT_CODE ON)
+    target_precompile_headers(${target} PRIVATE ${ARGN})
+    pellix_configure_target(${target} ${target})
+endfunction()
+
+if(PELLIX_PRECOMPILE_HEADERS AND NOT PELLIX_COVERAGE)
+    pellix_precompile(pellix-precompiled
+        <QtCore/QFile>
+        <QtCore/QJsonArray>
+        <QtCore/QJsonDocument>
+        <QtCore/QJsonObject>
+        <QtCore/QLoggingCategory>
+        <QtCore/QMetaMethod>
+        <QtCore/QPointer>
+        <QtCore/QRegularExpression>
+        <QtCore/QStringList>
+        <QtCore/QTimer>
+        <QtCore/QUrl>
+        <QtCore/QVariant>
+        <algorithm>
+        <chrono>
+        <functional>
+        <memory>
+        <vector>
+    )
+    # Without the macros that tell which of Qt's modules are linked: they differ, and nothing of this asks.
+    target_link_libraries(pellix-precompiled PRIVATE Qt6::Platform)
+    target_include_directories(pellix-precompiled SYSTEM PRIVATE
+        "$<TARGET_PROPERTY:Qt6::Core,INTERFACE_INCLUDE_DIRECTORIES>")
+endif()
 
 # A library: include root (so that "client/keywordclient.h" is found), alias, version, static define.
 #   pellix_add_library(<target> EXPORT_NAME <name> SOURCES ... HEADERS ...)

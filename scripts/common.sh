@@ -175,11 +175,16 @@ build() {
     if command -v ccache >/dev/null; then
         export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
     fi
+    # Faster, but for ccache. The other presets show what lacks an include of its own.
+    local precompile=OFF
+    case $preset in
+    dev | release) [ -n "${CMAKE_CXX_COMPILER_LAUNCHER-}" ] || precompile=ON ;;
+    esac
     say "Building (preset $preset)"
     cd "$root"
     mkdir -p "build/$preset"
     local log=build/$preset/configure.log
-    cmake --preset "$preset" "$@" >"$log" 2>&1 || {
+    cmake --preset "$preset" -DPELLIX_PRECOMPILE_HEADERS=$precompile "$@" >"$log" 2>&1 || {
         cat "$log" >&2
         die "configuring failed"
     }

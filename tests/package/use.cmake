@@ -30,6 +30,8 @@ endfunction()
 
 set(common -G ${GENERATOR} -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER})
 set(prefix "${WORK_DIR}/moved")
+# Not for "subdirectory", which stands for those who build it as it comes.
+set(precompile -D PELLIX_PRECOMPILE_HEADERS=${PRECOMPILE})
 
 # One run of the compiler for most of what Qt generates, which is small and includes much.
 set(at_once -D CMAKE_UNITY_BUILD=ON)
@@ -209,10 +211,10 @@ elseif(WAY STREQUAL "pkgconfig")
 elseif(WAY STREQUAL "subdirectory")
     use_cmake(-D PELLIX_SUBDIRECTORY=${SOURCE_DIR})
 elseif(WAY STREQUAL "fetchcontent")
-    use_cmake(-D PELLIX_FETCH=${SOURCE_DIR})
+    use_cmake(-D PELLIX_FETCH=${SOURCE_DIR} ${precompile})
 elseif(WAY STREQUAL "static")
     run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/library ${common}
-        -D BUILD_SHARED_LIBS=OFF -D PELLIX_BUILD_TESTS=OFF -D PELLIX_BUILD_EXAMPLES=OFF)
+        -D BUILD_SHARED_LIBS=OFF -D PELLIX_BUILD_TESTS=OFF -D PELLIX_BUILD_EXAMPLES=OFF ${precompile})
     run(${CMAKE_COMMAND} --build ${WORK_DIR}/library)
     install_and_move(${WORK_DIR}/library)
     use_cmake(-D CMAKE_PREFIX_PATH=${prefix})
