@@ -298,7 +298,7 @@ void App::screens_writeTheSame()
     }
 }
 
-// No description of a type changes these. That they are as wrong as the documentation says also shows
+// No description of a type changes these. That they are as wrong as the documentation says also
 // shows that the compiled code is what runs.
 void App::limits_areQtsOwn()
 {
