@@ -45,7 +45,7 @@ QStringList optionNames(const QString &commandName)
 QString optionWithOneDash(const QStringList &arguments)
 {
     for (const QString &argument : arguments) {
-        const QString name = argument.mid(1).section(QLatin1Char('='), 0, 0);
+        QString name = argument.mid(1).section(QLatin1Char('='), 0, 0);
         if (argument.startsWith(QLatin1Char('-')) && name.size() > 1 && findOption(name))
             return name;
     }

@@ -29,7 +29,7 @@ QJsonObject laterHeadingIn(const QByteArray &line)
 // Before there was an "id", all files of a recording had the same heading.
 QString idOf(const QJsonObject &heading)
 {
-    const QString id = heading.value(QLatin1String("id")).toString();
+    QString id = heading.value(QLatin1String("id")).toString();
     if (!id.isEmpty())
         return id;
     return heading.value(QLatin1String("started")).toString() + QLatin1Char(' ')

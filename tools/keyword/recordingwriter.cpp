@@ -30,20 +30,23 @@ bool isRecording(const QString &fileName)
                .contains(QLatin1String("recording"));
 }
 
+bool isNumber(const QString &text)
+{
+    static const QRegularExpression number(QStringLiteral("^[0-9]+$"));
+    return number.match(text).hasMatch();
+}
+
 // The full files of an earlier recording with this name. What else is called so, such as the page
 // keyword.1 of a manual, is none of its business.
 QStringList fullFiles(const QString &fileName)
 {
     const QFileInfo info(fileName);
-    const QRegularExpression numbered(
-        QRegularExpression::anchoredPattern(QRegularExpression::escape(info.fileName())
-                                            + QStringLiteral("\\.[0-9]+")),
-        QRegularExpression::DotMatchesEverythingOption);
+    const QString begin = info.fileName() + QLatin1Char('.');
     QStringList files;
     const QStringList entries = info.dir().entryList(QDir::Files);
     for (const QString &entry : entries) {
         const QString path = info.dir().filePath(entry);
-        if (numbered.match(entry).hasMatch() && isRecording(path))
+        if (entry.startsWith(begin) && isNumber(entry.mid(begin.size())) && isRecording(path))
             files.append(path);
     }
     return files;
