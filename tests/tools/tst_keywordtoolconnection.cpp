@@ -315,8 +315,8 @@ void tst_KeywordToolConnection::refusedHandshake_saysWhy_data()
     QTest::addColumn<QString>("said");
     QTest::newRow("full") << QByteArray("HTTP/1.1 503 Service Unavailable\r\n\r\n")
                           << q("HTTP status 503 (Service Unavailable)");
-    QTest::newRow("unauthorized") << QByteArray("HTTP/1.1 401 Who?\r\nContent-Length: 0\r\n\r\n")
-                                  << q("HTTP status 401 (Who?)");
+    QTest::newRow("not there") << QByteArray("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n")
+                               << q("HTTP status 404 (Not Found)");
     QTest::newRow("no web server") << QByteArray("220 mail ready\r\n\r\n") << QString();
     QTest::newRow("nothing") << QByteArray() << QString();
 }
