@@ -260,6 +260,7 @@ void tst_KeywordToolConnection::closedConnection_saysWhy()
     QVERIFY(server.listen(QHostAddress::LocalHost));
     QObject::connect(&server, &QWebSocketServer::newConnection, &server, [&] {
         QWebSocket *const client = server.nextPendingConnection();
+        client->setParent(&server); // QWebSocketServer does not own it
         QObject::connect(client, &QWebSocket::textMessageReceived, client, [=] {
             if (code == 0)
                 client->abort();

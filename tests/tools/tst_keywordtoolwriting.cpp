@@ -205,6 +205,7 @@ void tst_KeywordToolWriting::wholeNumbers_areSentExactly()
     QStringList messages;
     QObject::connect(&wire, &QWebSocketServer::newConnection, &wire, [&] {
         QWebSocket *const client = wire.nextPendingConnection();
+        client->setParent(&wire); // QWebSocketServer does not own it
         QObject::connect(client, &QWebSocket::textMessageReceived, client,
                          [&messages](const QString &message) { messages.append(message); });
     });
