@@ -337,7 +337,7 @@ TelemetryScene::~TelemetryScene() = default;
 
 /*!
     Has the kernel's files read below \a folder, which stands for the root of the file system: the
-    scene reads \a folder/proc and \a folder/sys. To be set before start().
+    scene reads the directories \c proc and \c sys in it. To be set before start().
 */
 void TelemetryScene::setRootFolder(const QString &folder)
 {
