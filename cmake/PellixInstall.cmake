@@ -147,8 +147,10 @@ function(pellix_install_package)
         COMPONENT ${PELLIX_DOCUMENTATION}
         FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN *.svg
     )
-    install(FILES "${PROJECT_SOURCE_DIR}/examples/README.md"
-        DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples"
-        COMPONENT ${PELLIX_DOCUMENTATION}
-    )
+    foreach(folder IN ITEMS examples programs)
+        install(FILES "${PROJECT_SOURCE_DIR}/${folder}/README.md"
+            DESTINATION "${CMAKE_INSTALL_DOCDIR}/${folder}"
+            COMPONENT ${PELLIX_DOCUMENTATION}
+        )
+    endforeach()
 endfunction()

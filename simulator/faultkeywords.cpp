@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-#include "simulator/faultkeywords_p.h"
+#include "simulator/faultkeywords.h"
 
 #include "simulator/keywordserver.h"
 #include "simulator/websocketkeywordserver.h"

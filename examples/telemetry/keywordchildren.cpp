@@ -3,7 +3,7 @@
 
 #include "keywordchildren.h"
 
-#include "examples/common/naturalorder.h"
+#include "programs/common/naturalorder.h"
 #include "pubsub/publisher.h"
 
 #include <QtCore/QJsonArray>
@@ -104,8 +104,9 @@ void KeywordChildren::onKeyIndexResponse(const QUuid &id, const QVariant &data)
                                                                  : QLatin1Char('/') + keyword);
     }
     // core10 after core9
-    std::sort(keywords.begin(), keywords.end(),
-              [](const QString &a, const QString &b) { return compareNaturally(a, b) < 0; });
+    std::sort(keywords.begin(), keywords.end(), [](const QString &a, const QString &b) {
+        return programs::compareNaturally(a, b) < 0;
+    });
 
     if (keywords == m_keywords)
         return;

@@ -3,11 +3,11 @@
 
 #include "client/inprocesskeywordclient.h"
 #include "client/websocketkeywordclient.h"
-#include "examples/common/commandline.h"
-#include "examples/common/hosttheme.h"
-#include "examples/common/screenshot.h"
 #include "module/pellixclientkeywordmodule.h"
 #include "programs/common/address.h"
+#include "programs/common/commandline.h"
+#include "programs/quick/hosttheme.h"
+#include "programs/quick/screenshot.h"
 #include "simulator/inprocesslink.h"
 #include "simulator/keywordserver.h"
 #include "simulator/telemetryscene.h"
@@ -78,16 +78,16 @@ std::optional<QStringList> CommandLine::addresses() const
 {
     if (!parser.positionalArguments().isEmpty()) {
         const QString argument = parser.positionalArguments().constFirst();
-        complain(QGuiApplication::translate("main", "unexpected argument '%1'")
-                     .arg(programs::shownAddress(argument)));
+        programs::complain(QGuiApplication::translate("main", "unexpected argument '%1'")
+                               .arg(programs::shownAddress(argument)));
         return std::nullopt;
     }
     const QStringList addresses = parser.values(url);
     for (const QString &address : addresses) {
         const QString problem = programs::addressProblem(address);
         if (!problem.isEmpty()) {
-            complain(QGuiApplication::translate("main", "cannot use '%1': %2")
-                         .arg(programs::shownAddress(address), problem));
+            programs::complain(QGuiApplication::translate("main", "cannot use '%1': %2")
+                                   .arg(programs::shownAddress(address), problem));
             return std::nullopt;
         }
     }
@@ -100,18 +100,18 @@ int main(int argc, char *argv[])
 {
     QCoreApplication::setApplicationName(QStringLiteral("telemetry"));
     QCoreApplication::setApplicationVersion(QStringLiteral(TELEMETRY_VERSION));
-    hideSecretsInLog();
+    programs::hideSecretsInLog();
 
     Screenshot screenshot;
     CommandLine commandLine(screenshot);
-    if (answeredWithoutDisplay(commandLine.parser, argc, argv))
+    if (programs::answeredWithoutDisplay(commandLine.parser, argc, argv))
         return EXIT_SUCCESS;
     const QGuiApplication application(argc, argv);
-    if (!parseArguments(commandLine.parser))
-        return badUsage;
+    if (!programs::parseArguments(commandLine.parser))
+        return programs::badUsage;
     const std::optional<QStringList> addresses = commandLine.addresses();
     if (!addresses)
-        return badUsage;
+        return programs::badUsage;
     if (const int exitCode = screenshot.prepare(commandLine.parser))
         return exitCode;
 

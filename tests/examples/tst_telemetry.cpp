@@ -4,7 +4,7 @@
 #include "simulator/keywordserver.h"
 #include "simulator/telemetryscene.h"
 #include "simulator/websocketkeywordserver.h"
-#include "tests/examples/programrun.h"
+#include "tests/programs/programrun.h"
 
 #include <QtCore/QFileInfo>
 #include <QtCore/QMap>

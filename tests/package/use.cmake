@@ -214,7 +214,8 @@ elseif(WAY STREQUAL "fetchcontent")
     use_cmake(-D PELLIX_FETCH=${SOURCE_DIR} ${precompile})
 elseif(WAY STREQUAL "static")
     run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/library ${common}
-        -D BUILD_SHARED_LIBS=OFF -D PELLIX_BUILD_TESTS=OFF -D PELLIX_BUILD_EXAMPLES=OFF ${precompile})
+        -D BUILD_SHARED_LIBS=OFF -D PELLIX_BUILD_TESTS=OFF
+        -D PELLIX_BUILD_PROGRAMS=OFF -D PELLIX_BUILD_EXAMPLES=OFF ${precompile})
     run(${CMAKE_COMMAND} --build ${WORK_DIR}/library)
     install_and_move(${WORK_DIR}/library)
     use_cmake(-D CMAKE_PREFIX_PATH=${prefix})

@@ -1,0 +1,28 @@
+# SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+# SPDX-License-Identifier: MIT
+
+# pellix_flatten_qml(<qml files>): gives QML files a place beside their qmldir, so that they see one
+# another, singletons included.
+function(pellix_flatten_qml)
+    foreach(file IN LISTS ARGN)
+        cmake_path(GET file FILENAME name)
+        set_source_files_properties(${file} PROPERTIES QT_RESOURCE_ALIAS ${name})
+    endforeach()
+endfunction()
+
+# Qt 6.4 compiles code that crashes where it does not know the types.
+set(pellix_no_cachegen "")
+if(NOT TARGET pellixclient-tooling-types)
+    set(pellix_no_cachegen NO_CACHEGEN)
+endif()
+
+# pellix_compile_qml(<target> [<sources>...]): QML is compiled once the types are described. Of each file, it
+# makes one of C++, small and with many includes: one run of the compiler takes them all, in a tenth of the
+# time. The target's own sources are left out.
+function(pellix_compile_qml target)
+    if(TARGET pellixclient-tooling-types)
+        add_dependencies(${target} pellixclient-tooling-types)
+    endif()
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
+    set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+endfunction()

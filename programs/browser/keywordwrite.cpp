@@ -1,0 +1,167 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "programs/browser/keywordwrite.h"
+
+#include "pubsub/publisher.h"
+
+#include <chrono>
+
+using namespace pellix::client;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto longestWait = 3s;
+
+bool isNumber(const QVariant &value)
+{
+    switch (value.typeId()) {
+    case QMetaType::Int:
+    case QMetaType::LongLong:
+    case QMetaType::Double:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// An int that went out may come back as a double, and the other way round; but a text is no number.
+bool isSame(const QVariant &sent, const QVariant &received)
+{
+    if (isNumber(sent) != isNumber(received))
+        return false;
+    return isNumber(sent) ? sent.toDouble() == received.toDouble() : sent == received;
+}
+
+} // namespace
+
+KeywordWrite::KeywordWrite(QObject *parent) : QObject(parent)
+{
+    patience.setSingleShot(true);
+    patience.setInterval(longestWait);
+    connect(&patience, &QTimer::timeout, this,
+            [this] { finish(!isRelative && isSame(sentValue, lastValue) ? Unchanged : NoAnswer); });
+    connect(&subscriber, &PSubscriber::valueChanged, this, &KeywordWrite::onEvent);
+}
+
+KeywordWrite::~KeywordWrite()
+{
+    subscriber.disconnect(this);
+}
+
+PKeywordClient *KeywordWrite::client() const
+{
+    return target;
+}
+
+void KeywordWrite::setClient(PKeywordClient *client)
+{
+    if (client == target)
+        return;
+    target = client;
+    reset();
+    subscriber.setPublisher(client ? client->publisher() : nullptr);
+    Q_EMIT clientChanged();
+}
+
+QString KeywordWrite::keyword() const
+{
+    return const_cast<PSubscriber &>(subscriber).topic();
+}
+
+void KeywordWrite::setKeyword(const QString &keyword)
+{
+    if (keyword == this->keyword())
+        return;
+    reset();
+    subscriber.setTopic(keyword);
+    Q_EMIT keywordChanged();
+}
+
+KeywordWrite::Outcome KeywordWrite::outcome() const
+{
+    return result;
+}
+
+bool KeywordWrite::relative() const
+{
+    return isRelative;
+}
+
+QVariant KeywordWrite::sent() const
+{
+    return sentValue;
+}
+
+QVariant KeywordWrite::received() const
+{
+    return receivedValue;
+}
+
+int KeywordWrite::latency() const
+{
+    return static_cast<int>(answerTime);
+}
+
+void KeywordWrite::write(const QVariant &value)
+{
+    if (begin(value, false) && !target->sendKeyUpdate(keyword(), value))
+        finish(NotSent);
+}
+
+void KeywordWrite::writeRelative(const QVariant &value)
+{
+    if (begin(value, true) && !target->sendKeyUpdateRelative(keyword(), value))
+        finish(NotSent);
+}
+
+void KeywordWrite::reset()
+{
+    patience.stop();
+    result = Idle;
+    lastValue = {};
+    sentValue = {};
+    receivedValue = {};
+    answerTime = 0;
+    Q_EMIT outcomeChanged();
+}
+
+bool KeywordWrite::begin(const QVariant &value, bool relative)
+{
+    isRelative = relative;
+    sentValue = value;
+    receivedValue = {};
+    answerTime = 0;
+    sinceWrite.start();
+    // The transports take a command also while there is no link, and lose it.
+    const bool linked = target && subscriber.publisherActive();
+    result = linked ? Waiting : NotSent;
+    if (linked)
+        patience.start();
+    Q_EMIT outcomeChanged();
+    return linked;
+}
+
+void KeywordWrite::onEvent(const QVariant &published)
+{
+    const auto event = published.value<PKeywordValue>();
+    lastValue = event.value;
+    if (result != Waiting)
+        return;
+    receivedValue = event.value;
+    if (event.error)
+        finish(Refused);
+    else if (isRelative || isSame(sentValue, event.value))
+        finish(Taken);
+    else
+        finish(Different);
+}
+
+void KeywordWrite::finish(Outcome outcome)
+{
+    patience.stop();
+    answerTime = sinceWrite.isValid() ? sinceWrite.elapsed() : 0;
+    result = outcome;
+    Q_EMIT outcomeChanged();
+}

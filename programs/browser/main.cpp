@@ -1,0 +1,221 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "client/inprocesskeywordclient.h"
+#include "module/pellixclientkeywordmodule.h"
+#include "programs/browser/preferences.h"
+#include "programs/browser/session.h"
+#include "programs/common/address.h"
+#include "programs/common/commandline.h"
+#include "programs/quick/hosttheme.h"
+#include "programs/quick/screenshot.h"
+#include "simulator/inprocesslink.h"
+#include "simulator/keywordserver.h"
+#include "simulator/telemetryscene.h"
+
+#include <QtCore/QCommandLineParser>
+#include <QtCore/QLoggingCategory>
+#include <QtGui/QGuiApplication>
+#include <QtQml/QQmlApplicationEngine>
+#include <QtQuick/QQuickWindow>
+#include <QtQuickControls2/QQuickStyle>
+
+#include <array>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+
+using namespace pellix::client;
+using namespace pellix::simulator;
+
+namespace {
+
+struct Options
+{
+    QStringList addresses; // none: the server in this process
+    QString keyword = QStringLiteral("/");
+    QString selected;
+    QString filter;
+    QStringList pinned;
+    std::optional<int> aggregation;
+    std::optional<bool> dark;
+    QString settings; // empty: the user's
+};
+
+QString translated(const char *text)
+{
+    return QGuiApplication::translate("main", text);
+}
+
+std::optional<int> aggregationFromName(const QString &name)
+{
+    // In the order of PKeywordAggregation, whose first, No, makes no aggregate.
+    static constexpr std::array names {"min", "max", "equal", "sum", "and", "or"};
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (name == QLatin1String(names[i]))
+            return static_cast<int>(i) + static_cast<int>(PKeywordAggregation::Min);
+    }
+    return std::nullopt;
+}
+
+QCommandLineOption option(const char *name, const char *description, const char *value)
+{
+    return {QString::fromLatin1(name), translated(description), QString::fromLatin1(value)};
+}
+
+class CommandLine
+{
+public:
+    explicit CommandLine(const Screenshot &screenshot);
+
+    // The options, or nothing after a message about what is wrong with them.
+    std::optional<Options> options(const Session &session) const;
+
+    QCommandLineParser parser;
+
+private:
+    const QCommandLineOption url =
+        option("url",
+               "Browse the keyword server at this WebSocket <address>, such as ws://host:port. "
+               "Given again: the next choice. Without it: the live values of this machine.",
+               "address");
+    const QCommandLineOption keyword =
+        option("keyword", "Open this <path>, / if not given.", "path");
+    const QCommandLineOption select =
+        option("select", "Select the keyword at this <path>.", "path");
+    const QCommandLineOption pin =
+        option("pin", "Pin the keyword at this <path>. May be given again.", "path");
+    const QCommandLineOption filter =
+        option("filter", "List only what has all these <words> in its label or name.", "words");
+    const QCommandLineOption aggregate =
+        option("aggregate",
+               "Aggregate what is pinned by this <mode>: min, max, equal, sum, and, or.", "mode");
+    const QCommandLineOption settings =
+        option("settings", "Keep the settings in this INI <file>.", "file");
+    const QCommandLineOption dark {QStringLiteral("dark"), translated("Use dark colours.")};
+    const QCommandLineOption light {QStringLiteral("light"), translated("Use light colours.")};
+};
+
+CommandLine::CommandLine(const Screenshot &screenshot)
+{
+    parser.setApplicationDescription(translated(
+        "Browses a keyword server: lists keywords, shows their live values, writes them.\n\n"
+        "An address with a password is refused. Addresses are shown without their secrets and are "
+        "not saved.\n\n"
+        "The exit code is 0, 1 when something fails, or 2 when the command line makes no sense."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addOptions({url, keyword, select, pin, filter, aggregate, dark, light, settings});
+    screenshot.addOptions(parser);
+}
+
+std::optional<Options> CommandLine::options(const Session &session) const
+{
+    if (!parser.positionalArguments().isEmpty()) {
+        const QString argument = parser.positionalArguments().constFirst();
+        programs::complain(
+            translated("unexpected argument '%1'").arg(programs::shownAddress(argument)));
+        return std::nullopt;
+    }
+    Options options;
+    options.addresses = parser.values(url);
+    const QString problem = session.problem(options.addresses);
+    if (!problem.isEmpty()) {
+        programs::complain(problem);
+        return std::nullopt;
+    }
+    if (parser.isSet(keyword))
+        options.keyword = parser.value(keyword);
+    options.selected = parser.value(select);
+    options.filter = parser.value(filter);
+    options.pinned = parser.values(pin);
+    options.settings = parser.value(settings);
+    if (parser.isSet(settings) && options.settings.isEmpty()) {
+        programs::complain(translated("--settings needs a file name"));
+        return std::nullopt;
+    }
+    if (parser.isSet(aggregate)) {
+        options.aggregation = aggregationFromName(parser.value(aggregate));
+        if (!options.aggregation) {
+            programs::complain(translated("'%1' is no mode: min, max, equal, sum, and, or are")
+                                   .arg(parser.value(aggregate)));
+            return std::nullopt;
+        }
+    }
+    if (parser.isSet(dark) && parser.isSet(light)) {
+        programs::complain(translated("--dark and --light exclude each other"));
+        return std::nullopt;
+    }
+    if (parser.isSet(dark) || parser.isSet(light))
+        options.dark = parser.isSet(dark);
+    return options;
+}
+
+// A server with the live values of this machine, and the client that is linked to it.
+PKeywordClient *createInProcess(Session *session)
+{
+    auto *server = new KeywordServer(session);
+    auto *scene = new TelemetryScene(server, session);
+    auto *client = new CountedClient<PInProcessKeywordClient>(session);
+    linkInProcess(server, client);
+    scene->start();
+    return client;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication::setOrganizationName(QStringLiteral("PellixClient"));
+    QCoreApplication::setApplicationName(QStringLiteral("keyword-browser"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(BROWSER_VERSION));
+    programs::hideSecretsInLog();
+
+    Screenshot screenshot;
+    CommandLine commandLine(screenshot);
+    if (programs::answeredWithoutDisplay(commandLine.parser, argc, argv))
+        return EXIT_SUCCESS;
+    const QGuiApplication application(argc, argv);
+    QGuiApplication::setApplicationDisplayName(translated("Keyword Browser"));
+    Session session(createInProcess); // outlives the engine, whose proxies point to its clients
+    if (!programs::parseArguments(commandLine.parser))
+        return programs::badUsage;
+    const std::optional<Options> options = commandLine.options(session);
+    if (!options)
+        return programs::badUsage;
+    if (const int exitCode = screenshot.prepare(commandLine.parser))
+        return exitCode;
+
+    // The transport tells each command at debug level, and the window tells what is wrong with the
+    // connection. QT_LOGGING_RULES brings both back.
+    QLoggingCategory::setFilterRules(QStringLiteral("pellixclient.keyword.websocketclient=false"));
+    useSteadyFonts();
+    QQuickStyle::setStyle(QStringLiteral("Basic")); // takes its colours from the window's palette
+
+    Preferences preferences(options->settings);
+    for (const QString &keyword : options->pinned)
+        preferences.pin(keyword);
+    if (options->aggregation)
+        preferences.setAggregation(*options->aggregation);
+    if (options->dark)
+        preferences.setDark(*options->dark);
+    session.setAddresses(options->addresses);
+
+    PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
+    QQmlApplicationEngine engine;
+    if (!provideTheme(engine))
+        return EXIT_FAILURE;
+    engine.setInitialProperties({
+        {QStringLiteral("session"), QVariant::fromValue(&session)},
+        {QStringLiteral("preferences"), QVariant::fromValue(&preferences)},
+        {QStringLiteral("keyword"), options->keyword},
+        {QStringLiteral("selected"), options->selected},
+        {QStringLiteral("filter"), options->filter},
+    });
+    engine.load(QUrl(QStringLiteral("qrc:/qt/qml/KeywordBrowser/Main.qml")));
+    if (engine.rootObjects().isEmpty())
+        return EXIT_FAILURE;
+
+    screenshot.schedule(qobject_cast<QQuickWindow *>(engine.rootObjects().constFirst()));
+    return QGuiApplication::exec();
+}

@@ -1,0 +1,58 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "programs/common/naturalorder.h"
+
+namespace programs {
+
+namespace {
+
+// Of the digits that keywords have. Next to one another in Unicode, they are all before or all
+// after any other character.
+bool isDigit(QChar character)
+{
+    return character >= QLatin1Char('0') && character <= QLatin1Char('9');
+}
+
+// The number at the position, without leading zeros; the position moves behind it.
+QStringView takeNumber(QStringView text, qsizetype &position)
+{
+    while (position < text.size() && text.at(position) == QLatin1Char('0'))
+        ++position;
+    const qsizetype start = position;
+    while (position < text.size() && isDigit(text.at(position)))
+        ++position;
+    return text.mid(start, position - start);
+}
+
+int compareNumbers(QStringView a, QStringView b)
+{
+    if (a.size() != b.size())
+        return a.size() < b.size() ? -1 : 1;
+    return a.compare(b);
+}
+
+} // namespace
+
+int compareNaturally(QStringView a, QStringView b)
+{
+    qsizetype i = 0;
+    qsizetype j = 0;
+    while (i < a.size() && j < b.size()) {
+        if (isDigit(a.at(i)) && isDigit(b.at(j))) {
+            const QStringView number = takeNumber(a, i);
+            if (const int order = compareNumbers(number, takeNumber(b, j)))
+                return order;
+            continue;
+        }
+        const QChar left = a.at(i++).toCaseFolded();
+        const QChar right = b.at(j++).toCaseFolded();
+        if (left != right)
+            return left < right ? -1 : 1;
+    }
+    if (i < a.size() || j < b.size())
+        return i < a.size() ? 1 : -1;
+    return a.compare(b);
+}
+
+} // namespace programs

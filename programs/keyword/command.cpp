@@ -1,0 +1,96 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "programs/keyword/command.h"
+
+#include <QtCore/QCoreApplication>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto defaultTimeout = 5000ms;
+
+} // namespace
+
+void Command::finish(ExitCode code)
+{
+    if (finished)
+        return;
+    finished = true;
+    QCoreApplication::exit(int(code));
+}
+
+ClientCommand::ClientCommand(const Settings &settings, Output *output)
+    : Command(settings, output), connection(settings.urls, settings.reconnect)
+{
+    patience.setSingleShot(true);
+    connect(&patience, &QTimer::timeout, this, &ClientCommand::checkPatience);
+    connect(&connection, &Connection::opened, this, [this] {
+        answered();
+        if (!begun) {
+            begun = true;
+            begin();
+        }
+    });
+    connect(&connection, &Connection::failed, this, [this] {
+        complain(connection.problem());
+        finish(ExitCode::NotConnected);
+    });
+}
+
+void ClientCommand::start()
+{
+    limit = settings.timeout;
+    if (!limit && !isEndless())
+        limit = defaultTimeout;
+    connection.setAnnounced(isEndless());
+    answered();
+    if (limit)
+        patience.start(*limit);
+    connection.open();
+}
+
+void ClientCommand::followConnection(const std::function<void(const QString &)> &handler)
+{
+    connect(&connection, &Connection::lost, this, [this, handler] {
+        wasLost = true;
+        if (!isFinished())
+            handler(QStringLiteral("lost"));
+    });
+    connect(&connection, &Connection::opened, this, [this, handler] {
+        if (wasLost && !isFinished())
+            handler(QStringLiteral("open"));
+    });
+}
+
+void ClientCommand::interrupt()
+{
+    finish(isEndless() ? ExitCode::Success : ExitCode::Interrupted);
+}
+
+// Answers only note their time; one timer in a while costs less than one started for each.
+void ClientCommand::checkPatience()
+{
+    if (isFinished())
+        return;
+    const std::chrono::milliseconds left = *limit - std::chrono::milliseconds(lastAnswer.elapsed());
+    if (left.count() > 0) {
+        patience.start(left);
+        return;
+    }
+    if (isOpen()) {
+        onTimeout();
+        if (!isFinished())
+            patience.start(*limit);
+    } else {
+        complain(connection.problem());
+        finish(ExitCode::NotConnected);
+    }
+}
+
+void ClientCommand::onTimeout()
+{
+    complain(QStringLiteral("no answer within %1 s").arg(double(limit->count()) / 1000));
+    finish(ExitCode::TimedOut);
+}

@@ -1,0 +1,42 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "programs/keyword/command.h"
+#include "programs/keyword/keywordwalk.h"
+#include "programs/keyword/progress.h"
+#include "programs/keyword/standardinput.h"
+
+// A command on keywords: those of the command line, or all below them.
+class KeywordCommand : public ClientCommand
+{
+    Q_OBJECT
+
+public:
+    KeywordCommand(const Settings &settings, Output *output);
+    void start() override;
+
+protected:
+    // Those of the command line; "-" stands for those that come by standard input.
+    virtual QStringList givenKeywords() const { return settings.arguments; }
+    virtual bool goesBelow() const { return settings.recursive; }
+    virtual void beginWith(const QStringList &keywords) = 0;
+
+    void begin() override;
+
+    KeywordWalk walk;
+
+private:
+    void startInput();
+    void takeLines(const QList<InputLine> &lines);
+    void refuse(const QString &problem, ExitCode code);
+    QStringList allKeywords() const;
+
+    std::unique_ptr<StandardInput> input;
+    QStringList readKeywords;
+    Progress progress;
+};
+
+// How far a walk has come, for people.
+QString progressText(const KeywordWalk &walk);

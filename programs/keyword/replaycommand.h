@@ -1,0 +1,45 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "programs/keyword/command.h"
+#include "programs/keyword/recordingreader.h"
+#include "simulator/keywordserver.h"
+#include "simulator/websocketkeywordserver.h"
+
+#include <QtCore/QHash>
+
+// Serves a recording: its keywords with their values, types and states, one event for each that was
+// recorded. Nothing can be written.
+class ReplayCommand : public Command
+{
+    Q_OBJECT
+
+public:
+    ReplayCommand(const Settings &settings, Output *output);
+    void start() override;
+    void interrupt() override { finish(ExitCode::Success); }
+
+private:
+    bool survey();
+    void declareAll();
+    void play();
+    void playDue();
+    bool readEntry();
+    void apply(const QJsonObject &message);
+    bool applyLabel(const QString &path, const QString &label);
+    void end();
+    void leave();
+
+    pellix::simulator::KeywordServer server;
+    pellix::simulator::WebSocketKeywordServer socketServer;
+    RecordingReader reader;
+    RecordingReader::Entry due;
+    QHash<QString, QString> types; // of all keywords, by path, as first recorded
+    double duration = 0; // seconds
+    QElapsedTimer clock;
+    QTimer timer;
+    QTimer quiet; // since a client asked for something
+    bool leaving = false;
+};

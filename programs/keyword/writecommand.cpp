@@ -1,0 +1,325 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "programs/keyword/writecommand.h"
+
+#include "programs/keyword/eventprinter.h"
+#include "programs/keyword/terminaltext.h"
+#include "programs/keyword/writtenvalue.h"
+
+#include <QtCore/QRegularExpression>
+
+using namespace pellix::client;
+
+namespace {
+
+constexpr size_t mostQueued = 1000; // then standard input has to wait
+
+} // namespace
+
+WriteCommand::WriteCommand(const Settings &settings, Output *output)
+    : ClientCommand(settings, output), relative(settings.command == QLatin1String("add"))
+{
+    connect(client(), &PKeywordClient::keyIndexResponse, this, &WriteCommand::onIndexResponse);
+    connect(&connection, &Connection::opened, this, &WriteCommand::work);
+    // However long nothing was to be done before, there is time to connect again.
+    connect(&connection, &Connection::lost, this, [this] { answered(); });
+}
+
+void WriteCommand::start()
+{
+    if (settings.arguments.constFirst() == QLatin1String("-")) {
+        startInput();
+    } else if (!takeArguments()) {
+        finish(ExitCode::BadUsage);
+        return;
+    }
+    ClientCommand::start();
+}
+
+// All of them or none.
+bool WriteCommand::takeArguments()
+{
+    for (qsizetype i = 0; i + 1 < settings.arguments.size(); i += 2) {
+        const QString problem = add(settings.arguments.at(i), settings.arguments.at(i + 1));
+        if (problem.isEmpty())
+            continue;
+        complain(problem);
+        return false;
+    }
+    return true;
+}
+
+void WriteCommand::startInput()
+{
+    inputEnded = false;
+    input = std::make_unique<StandardInput>();
+    connect(input.get(), &StandardInput::linesRead, this, &WriteCommand::takeLines);
+    connect(input.get(), &StandardInput::ended, this, [this] {
+        inputEnded = true;
+        work();
+    });
+    connect(input.get(), &StandardInput::failed, this, [this](const QString &problem) {
+        complain(problem);
+        finish(ExitCode::FileError);
+    });
+    input->start();
+}
+
+// Some lines may have been written when a wrong one comes: the others are written as well.
+void WriteCommand::takeLines(const QList<InputLine> &lines)
+{
+    if (isFinished())
+        return;
+    for (const InputLine &line : lines) {
+        if (line.text.trimmed().isEmpty())
+            continue;
+        gotLines = true;
+        const QString problem = problemOf(line);
+        if (problem.isEmpty())
+            continue;
+        complain(line.complaint(problem));
+        note(ExitCode::BadUsage);
+    }
+    input->setPaused(queue.size() >= mostQueued);
+    work();
+}
+
+// Queues what is in the line, unless there is a problem with it.
+QString WriteCommand::problemOf(const InputLine &line)
+{
+    if (!line.isUtf8)
+        return QStringLiteral("not UTF-8");
+    static const QRegularExpression parts(QStringLiteral("^[ \\t]*([^ \\t]+)(?:[ \\t]+(.*))?$"),
+                                          QRegularExpression::DotMatchesEverythingOption);
+    const QRegularExpressionMatch match = parts.match(line.text);
+    if (match.capturedStart(2) < 0)
+        return QStringLiteral("no value behind '%1'").arg(match.captured(1));
+    return add(match.captured(1), match.captured(2));
+}
+
+// Whether what is sent depends on the type of the keyword, which comes with its first event.
+bool WriteCommand::waitsForType() const
+{
+    return settings.wait && settings.as.isEmpty() && !relative;
+}
+
+QString WriteCommand::add(const QString &keyword, const QString &text)
+{
+    Write write {keyword, text, {}};
+    if (!waitsForType()) {
+        const WrittenValue written = writtenValue(text, settings.as);
+        if (!written.problem.isEmpty())
+            return written.problem;
+        write.value = written.value;
+        const auto type = write.value.typeId();
+        if (relative && type != QMetaType::Bool && type != QMetaType::LongLong
+            && type != QMetaType::Double)
+            return QStringLiteral("'%1' is no amount").arg(text);
+    }
+    queue.push_back(write);
+    return {};
+}
+
+void WriteCommand::work()
+{
+    if (isFinished() || !current.empty() || !isOpen())
+        return;
+    if (queue.empty()) {
+        if (inputEnded)
+            conclude();
+        return;
+    }
+    if (settings.wait) {
+        current.push_back(queue.front());
+        queue.pop_front();
+        next();
+    } else {
+        current.swap(queue);
+        sendAll();
+    }
+    if (input && !inputEnded)
+        input->setPaused(queue.size() >= mostQueued);
+}
+
+void WriteCommand::conclude()
+{
+    if (input && !gotLines) {
+        complain(QStringLiteral("standard input holds no writes"));
+        note(ExitCode::NotFound);
+    }
+    finish(result);
+}
+
+// The first problem is the exit code.
+void WriteCommand::note(ExitCode code)
+{
+    if (result == ExitCode::Success)
+        result = code;
+}
+
+// Sent is not received: the end waits until the server answers what was asked after the writes.
+void WriteCommand::sendAll()
+{
+    answered();
+    for (const Write &write : current) {
+        if (relative)
+            client()->sendKeyUpdateRelative(write.keyword, write.value);
+        else
+            client()->sendKeyUpdate(write.keyword, write.value);
+    }
+    expectAnswer();
+}
+
+void WriteCommand::expectAnswer()
+{
+    answerId = client()->sendKeyIndex(current.back().keyword, PKeywordValueType::KVT_NOPROP,
+                                      PKeywordValueAccess::KVA_NONE);
+}
+
+void WriteCommand::next()
+{
+    before.reset();
+    sent = false;
+    answerId = {};
+    answered();
+    events = std::make_unique<KeywordEvents>(
+        client(), [this](int, const PKeywordValue &event) { onEvent(event); });
+    events->add({current.front().keyword});
+}
+
+// Finds the value that is to be sent, and the one that is to come. Returns why there is none.
+QString WriteCommand::convert()
+{
+    Write &write = current.front();
+    const bool isDouble = before->type == PKeywordValueType::KVT_DOUBLE;
+    if (waitsForType() || (relative && isDouble && settings.as.isEmpty())) {
+        const WrittenValue written = writtenValue(write.text, before->type);
+        if (!written.problem.isEmpty())
+            return written.problem;
+        write.value = written.value;
+    }
+    if (!relative) {
+        wanted = write.value;
+        return {};
+    }
+    const WrittenValue sum =
+        sumOf(isDouble ? QVariant(before->value.toDouble()) : before->value, write.value);
+    wanted = sum.value;
+    return sum.problem;
+}
+
+void WriteCommand::send()
+{
+    const QString problem = convert();
+    if (!problem.isEmpty()) {
+        end(ExitCode::BadUsage, QStringLiteral("invalid"), problem);
+        return;
+    }
+    sent = true;
+    answered();
+    const Write &write = current.front();
+    if (relative)
+        client()->sendKeyUpdateRelative(write.keyword, write.value);
+    else
+        client()->sendKeyUpdate(write.keyword, write.value);
+    if (isSameValue(before->value, wanted))
+        expectAnswer();
+}
+
+void WriteCommand::onEvent(const PKeywordValue &event)
+{
+    if (isFinished() || current.empty())
+        return;
+    last = event.value;
+    if (!before) {
+        before = event;
+        if (isUnknown(event))
+            end(ExitCode::NotFound, QStringLiteral("unknown"), QStringLiteral("no such keyword"));
+        else
+            send();
+        return;
+    }
+    if (!sent)
+        return;
+    // A keyword in error to begin with stays so; its refusal repeats the value.
+    const bool refused = event.error
+        && (!before->error
+            || (isSameValue(event.value, before->value) && !isSameValue(event.value, wanted)));
+    if (refused) {
+        QString problem = QStringLiteral("refused; it stays ") + shownValue(event.value);
+        const QString type = typeName(event.type);
+        const bool isText = wanted.typeId() == QMetaType::QString;
+        if (!type.isEmpty() && isText != (type == QLatin1String("string")))
+            problem += QStringLiteral(", which is of type ") + type;
+        end(ExitCode::Refused, QStringLiteral("refused"), problem);
+    } else if (isSameValue(event.value, wanted)) {
+        end(ExitCode::Success, QStringLiteral("taken"));
+    }
+}
+
+void WriteCommand::onIndexResponse(const QUuid &id)
+{
+    if (isFinished() || id != answerId || current.empty())
+        return;
+    answered();
+    if (settings.wait) {
+        end(ExitCode::Success, QStringLiteral("unchanged"));
+        return;
+    }
+    for (const Write &write : current)
+        report(write, write.value, QStringLiteral("sent"));
+    current.clear();
+    work();
+}
+
+void WriteCommand::onTimeout()
+{
+    if (current.empty()) {
+        answered(); // it is standard input that is waited for
+        return;
+    }
+    if (!settings.wait) {
+        ClientCommand::onTimeout();
+        return;
+    }
+    const QString problem = before
+        ? QStringLiteral("no event with the value in time; the last one had ") + shownValue(last)
+        : QStringLiteral("no answer");
+    end(ExitCode::TimedOut, QStringLiteral("timeout"), problem);
+}
+
+// The writes after one that failed are still done.
+void WriteCommand::end(ExitCode code, const QString &outcome, const QString &problem)
+{
+    const Write write = current.front();
+    current.clear();
+    if (!problem.isEmpty())
+        complain(write.keyword + QLatin1String(": ") + problem);
+    report(write, code == ExitCode::Success || before ? last : QVariant(), outcome);
+    note(code);
+    // Not from within a handler of what goes.
+    QMetaObject::invokeMethod(this, &WriteCommand::work, Qt::QueuedConnection);
+}
+
+// As text, what went well when nobody waits goes without saying.
+void WriteCommand::report(const Write &write, const QVariant &value, const QString &outcome)
+{
+    if (!output->isText()) {
+        Row row;
+        if (output->stamps())
+            row.emplace_back("time", output->stampValue());
+        row.emplace_back("keyword", write.keyword);
+        row.emplace_back("value", QJsonValue::fromVariant(value));
+        row.emplace_back("outcome", outcome);
+        output->row(row);
+        return;
+    }
+    if (outcome != QLatin1String("taken") && outcome != QLatin1String("unchanged"))
+        return;
+    QByteArray line = output->stamp();
+    if (!line.isEmpty())
+        line += "  ";
+    output->line(line + shownText(write.keyword).toUtf8() + "  " + shownValue(value).toUtf8() + "  "
+                 + outcome.toUtf8());
+}

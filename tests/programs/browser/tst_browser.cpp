@@ -1,0 +1,161 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "client/inprocesskeywordclient.h"
+#include "module/pellixclientkeywordmodule.h"
+#include "programs/browser/preferences.h"
+#include "programs/browser/session.h"
+#include "programs/quick/hosttheme.h"
+#include "simulator/inprocesslink.h"
+#include "simulator/keywordserver.h"
+#include "simulator/websocketkeywordserver.h"
+
+#include <QtCore/QLoggingCategory>
+#include <QtCore/QTemporaryDir>
+#include <QtQml/QQmlContext>
+#include <QtQml/QQmlEngine>
+#include <QtQml/QQmlExtensionPlugin>
+#include <QtQuickTest/quicktest.h>
+
+#include <memory>
+
+using namespace pellix::client;
+using namespace pellix::simulator;
+
+// The servers that the browser meets, and the hands that change something on them.
+class Bench : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(Session *session READ session CONSTANT)
+    Q_PROPERTY(Preferences *preferences READ preferences CONSTANT)
+
+public:
+    Bench()
+        : browserSession([this](Session *session) {
+              auto *client = new CountedClient<PInProcessKeywordClient>(session);
+              linkInProcess(&server, client);
+              return client;
+          }),
+          browserPreferences(directory.filePath(QStringLiteral("settings.ini")))
+    {
+        reset();
+        browserSession.setAddresses({});
+    }
+
+    Session *session() { return &browserSession; }
+    Preferences *preferences() { return &browserPreferences; }
+
+    // Everything as it was at the beginning.
+    Q_INVOKABLE void reset()
+    {
+        transport.reset();
+        port = 0;
+        server.clear();
+        declare("/plant/level", "double", "RW", "Level", 41.5);
+        declare("/plant/count", "int", "RW", "Bottles", 7);
+        declare("/plant/limit", "int", "RW", "", 10);
+        declare("/plant/running", "bool", "RW", "Running", true);
+        declare("/plant/name", "string", "RW", "Name of the plant", QStringLiteral("North"));
+        declare("/plant/serial", "string", "R", "Serial", QStringLiteral("A-7"));
+        declare("/plant/recipe", "object", "R", "Recipe",
+                QVariantMap {{QStringLiteral("sugar"), 3}});
+        server.setLabel(QStringLiteral("/plant"), QStringLiteral("Bottling works"));
+        declare("/other#1/value", "double", "R", "", 1.5);
+        server.setWriteHandler(QStringLiteral("/plant/limit"), [this](const QVariant &value) {
+            // Takes no more than 100, whatever is written.
+            server.setValue(QStringLiteral("/plant/limit"), qMin(value.toInt(), 100));
+            return false;
+        });
+        browserPreferences.setPinned({});
+        browserSession.setAddresses({});
+    }
+
+    Q_INVOKABLE QVariant value(const QString &path) const { return server.value(path); }
+    Q_INVOKABLE bool setValue(const QString &path, const QVariant &value)
+    {
+        return server.setValue(path, value);
+    }
+    Q_INVOKABLE bool setState(const QString &path, bool connected, bool online, bool consistent,
+                              bool error)
+    {
+        return server.setState(path, connected, online, consistent, error);
+    }
+    Q_INVOKABLE void declareDouble(const QString &path, const QString &label, double value)
+    {
+        server.declare({path, QStringLiteral("double"), QStringLiteral("RW"), label, value});
+    }
+    Q_INVOKABLE void setLabel(const QString &path, const QString &label)
+    {
+        server.setLabel(path, label);
+    }
+    Q_INVOKABLE void declareMany(const QString &path, int count)
+    {
+        for (int i = 0; i < count; ++i) {
+            server.declare({QStringLiteral("%1/k%2").arg(path).arg(i), QStringLiteral("double"),
+                            QStringLiteral("R"), QStringLiteral("Label %1").arg(i), i * 1.0});
+        }
+    }
+
+    // The same server over a WebSocket.
+    Q_INVOKABLE QString listen()
+    {
+        transport = std::make_unique<WebSocketKeywordServer>(&server);
+        if (!transport->listen(QHostAddress::LocalHost, port))
+            return {};
+        port = transport->port();
+        return QStringLiteral("ws://127.0.0.1:%1").arg(port);
+    }
+    Q_INVOKABLE void goAway()
+    {
+        transport->abortClients();
+        transport.reset();
+    }
+
+    // What another start of the browser would read.
+    Q_INVOKABLE QStringList storedPins() const
+    {
+        return Preferences(directory.filePath(QStringLiteral("settings.ini"))).pinned();
+    }
+
+private:
+    void declare(const char *path, const char *type, const char *access, const char *label,
+                 const QVariant &value)
+    {
+        server.declare({QString::fromLatin1(path), QString::fromLatin1(type),
+                        QString::fromLatin1(access), QString::fromLatin1(label), value});
+    }
+
+    QTemporaryDir directory;
+    KeywordServer server;
+    std::unique_ptr<WebSocketKeywordServer> transport;
+    quint16 port = 0;
+    Session browserSession;
+    Preferences browserPreferences;
+};
+
+class Setup : public QObject
+{
+    Q_OBJECT
+
+public Q_SLOTS:
+    void applicationAvailable()
+    {
+        QLoggingCategory::setFilterRules(
+            QStringLiteral("pellixclient.keyword.websocketclient=false"));
+        PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
+        bench = std::make_unique<Bench>();
+    }
+    void qmlEngineAvailable(QQmlEngine *engine)
+    {
+        provideTheme(*engine);
+        engine->rootContext()->setContextProperty(QStringLiteral("bench"), bench.get());
+    }
+    void cleanupTestCase() { bench.reset(); }
+
+private:
+    std::unique_ptr<Bench> bench;
+};
+
+Q_IMPORT_QML_PLUGIN(KeywordBrowserPlugin)
+QUICK_TEST_MAIN_WITH_SETUP(browser, Setup)
+#include "tst_browser.moc"

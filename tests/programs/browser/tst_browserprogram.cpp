@@ -1,0 +1,223 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "simulator/keywordserver.h"
+#include "simulator/websocketkeywordserver.h"
+#include "tests/programs/programrun.h"
+
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
+#include <QtCore/QMap>
+#include <QtNetwork/QTcpServer>
+#include <QtTest/QTest>
+
+using namespace pellix::simulator;
+
+class tst_BrowserProgram : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void inProcess_printsWhatItShowsAndSavesThePicture();
+    void webSocket_opensSelectsFiltersPinsAndAggregates();
+    void pinned_isThereAgainAtTheNextStart();
+    void unreachableServer_failsButStillSavesThePicture();
+    void badArguments_failWithAMessage();
+    void badArguments_failWithAMessage_data();
+    void secrets_areNotLogged();
+    void help_namesEveryOption();
+    void help_needsNoDisplay();
+};
+
+void tst_BrowserProgram::initTestCase()
+{
+    QVERIFY(QFileInfo(QStringLiteral(PROGRAM)).isExecutable());
+}
+
+void tst_BrowserProgram::inProcess_printsWhatItShowsAndSavesThePicture()
+{
+    const Desk desk;
+    const Run run =
+        desk.run({QStringLiteral("--screenshot"), desk.picture(), QStringLiteral("--duration"),
+                  QStringLiteral("2"), QStringLiteral("--keyword"), QStringLiteral("/machine/cpu"),
+                  QStringLiteral("--select"), QStringLiteral("/machine/cpu/load")});
+
+    QVERIFY(run.finished);
+    QCOMPARE(run.errors, QString());
+    QCOMPARE(run.exitCode, 0);
+    QVERIFY(desk.hasPicture({1200, 800}));
+    const QMap<QString, QString> values = run.values();
+    bool isNumber = false;
+    const double load = values.value(QStringLiteral("/machine/cpu/load")).toDouble(&isNumber);
+    QVERIFY2(isNumber && load >= 0 && load <= 100, qPrintable(run.output));
+    QCOMPARE(values.value(QStringLiteral("/machine/cpu/load/Label")),
+             QStringLiteral("Processor load"));
+    QCOMPARE(values.value(QStringLiteral("/machine/cpu/high/Label")),
+             QStringLiteral("Load is high"));
+}
+
+void tst_BrowserProgram::webSocket_opensSelectsFiltersPinsAndAggregates()
+{
+    KeywordServer server;
+    for (int i = 1; i <= 3; ++i) {
+        server.declare({QStringLiteral("/tank%1/level").arg(i), QStringLiteral("double"),
+                        QStringLiteral("R"), QStringLiteral("Level"), i * 10.0});
+        server.setLabel(QStringLiteral("/tank%1").arg(i), QStringLiteral("Tank %1").arg(i));
+    }
+    WebSocketKeywordServer transport(&server);
+    QVERIFY(transport.listen(QHostAddress::LocalHost, 0));
+
+    const Desk desk;
+    const Run run = desk.run(
+        {QStringLiteral("--url"), webSocketAddress(transport.port()), QStringLiteral("--light"),
+         QStringLiteral("--select"), QStringLiteral("/tank2/level"), QStringLiteral("--filter"),
+         QStringLiteral("tank 2"), QStringLiteral("--pin"), QStringLiteral("/tank1/level"),
+         QStringLiteral("--pin"), QStringLiteral("/tank3/level"), QStringLiteral("--aggregate"),
+         QStringLiteral("sum"), QStringLiteral("--settings"),
+         desk.file(QStringLiteral("settings.ini")), QStringLiteral("--screenshot"), desk.picture(),
+         QStringLiteral("--duration"), QStringLiteral("2")});
+
+    QVERIFY(run.finished);
+    QCOMPARE(run.errors, QString());
+    QCOMPARE(run.exitCode, 0);
+    const QMap<QString, QString> values = run.values();
+    QCOMPARE(values.value(QStringLiteral("/tank2/level")), QStringLiteral("20"));
+    QCOMPARE(values.value(QStringLiteral("/tank1/level")), QStringLiteral("10"));
+    QCOMPARE(values.value(QStringLiteral("/tank3/level")), QStringLiteral("30"));
+    QString aggregate;
+    for (auto value = values.cbegin(); value != values.cend(); ++value) {
+        if (value.key().startsWith(QLatin1String("/store/aggregated/")))
+            aggregate = value.value();
+    }
+    QCOMPARE(aggregate, QStringLiteral("40"));
+    QVERIFY(desk.hasPicture({1200, 800}));
+}
+
+void tst_BrowserProgram::pinned_isThereAgainAtTheNextStart()
+{
+    const Desk desk;
+    const QString settings = desk.file(QStringLiteral("settings.ini"));
+    const auto start = [&](const QStringList &more) {
+        return desk.run(QStringList {QStringLiteral("--settings"), settings,
+                                     QStringLiteral("--screenshot"), desk.picture(),
+                                     QStringLiteral("--duration"), QStringLiteral("1")}
+                        + more);
+    };
+    const Run first = start({QStringLiteral("--pin"), QStringLiteral("/machine/uptime")});
+    QCOMPARE(first.exitCode, 0);
+    QVERIFY(first.values().contains(QStringLiteral("/machine/uptime")));
+
+    const Run second = start({});
+    QCOMPARE(second.exitCode, 0);
+    QVERIFY2(second.values().contains(QStringLiteral("/machine/uptime")),
+             qPrintable(second.output));
+}
+
+void tst_BrowserProgram::unreachableServer_failsButStillSavesThePicture()
+{
+    QTcpServer reserved; // a port that nobody else takes and that speaks no WebSocket
+    QVERIFY(reserved.listen(QHostAddress::LocalHost, 0));
+
+    const Desk desk;
+    const Run run = desk.run({QStringLiteral("--url"), webSocketAddress(reserved.serverPort()),
+                              QStringLiteral("--screenshot"), desk.picture(),
+                              QStringLiteral("--duration"), QStringLiteral("1")});
+
+    QVERIFY(run.finished);
+    QVERIFY(run.exitCode > 0);
+    QVERIFY2(run.errors.contains(QLatin1String("not a single value is known")),
+             qPrintable(run.errors));
+    QVERIFY(desk.hasPicture({1200, 800}));
+}
+
+void tst_BrowserProgram::badArguments_failWithAMessage_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("message");
+    QTest::addColumn<int>("exitCode");
+
+    const auto row = [](const char *name, const QStringList &arguments, const char *message,
+                        int exitCode = 2) {
+        QTest::newRow(name) << arguments << QString::fromLatin1(message) << exitCode;
+    };
+    row("unknown option", {QStringLiteral("--nonsense")}, "nonsense");
+    row("stray argument", {QStringLiteral("stray")}, "unexpected argument 'stray'");
+    row("url of another scheme", {QStringLiteral("--url"), QStringLiteral("http://127.0.0.1:1")},
+        "'http://127.0.0.1:1': not a WebSocket address");
+    row("unknown mode", {QStringLiteral("--aggregate"), QStringLiteral("mean")},
+        "'mean' is no mode");
+    row("dark and light", {QStringLiteral("--dark"), QStringLiteral("--light")},
+        "--dark and --light exclude each other");
+    row("settings without a name", {QStringLiteral("--settings"), QString()}, "needs a file name");
+    row("url with a password",
+        {QStringLiteral("--url"), QStringLiteral("ws://me:hush@127.0.0.1:1")},
+        "cannot use 'ws://me:***@127.0.0.1:1': an address cannot carry a password");
+    row("bad url with a token", {QStringLiteral("--url"), QStringLiteral("http://a/?token=hush")},
+        "cannot use 'http://a/?token=***': not a WebSocket address");
+    row("stray address", {QStringLiteral("me:hush@127.0.0.1:1")},
+        "unexpected argument 'me:***@127.0.0.1:1'");
+    row("address for an option", {QStringLiteral("--ws://me:hush@127.0.0.1:1")},
+        "ws://me:***@127.0.0.1:1");
+    row("unwritable picture",
+        {QStringLiteral("--screenshot"), QStringLiteral("/nowhere/at/all/picture.png")},
+        "cannot write '/nowhere/at/all/picture.png'", 1);
+    row("duration alone", {QStringLiteral("--duration"), QStringLiteral("2")},
+        "goes with --screenshot");
+}
+
+void tst_BrowserProgram::badArguments_failWithAMessage()
+{
+    QFETCH(const QStringList, arguments);
+    QFETCH(const QString, message);
+    QFETCH(const int, exitCode);
+
+    verifyRefused(arguments, message, exitCode);
+}
+
+// Everything is logged, and also what Qt says of an address.
+void tst_BrowserProgram::secrets_areNotLogged()
+{
+    KeywordServer server;
+    server.declare(
+        {QStringLiteral("/a"), QStringLiteral("int"), QStringLiteral("R"), QString(), 1});
+    WebSocketKeywordServer transport(&server);
+    QVERIFY(transport.listen(QHostAddress::LocalHost, 0));
+
+    const Desk desk;
+    QProcessEnvironment environment = desk.environment();
+    environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("pellixclient.*=true"));
+    QFile settings(desk.file(QStringLiteral("settings.ini")));
+    const Run run =
+        desk.run({QStringLiteral("--url"),
+                  webSocketAddress(transport.port()) + QStringLiteral("/?token=hush"),
+                  QStringLiteral("--settings"), settings.fileName(), QStringLiteral("--pin"),
+                  QStringLiteral("/a"), QStringLiteral("--screenshot"), desk.picture(),
+                  QStringLiteral("--duration"), QStringLiteral("1")},
+                 environment);
+
+    QVERIFY(run.finished);
+    QVERIFY2(run.errors.contains(QLatin1String("?token=***")), qPrintable(run.errors));
+    QVERIFY2(!run.errors.contains(QLatin1String("hush")), qPrintable(run.errors));
+    QVERIFY2(!run.output.contains(QLatin1String("hush")), qPrintable(run.output));
+    QVERIFY(settings.open(QIODevice::ReadOnly)); // which nobody keeps an address in
+    QVERIFY(!settings.readAll().contains("hush"));
+}
+
+void tst_BrowserProgram::help_namesEveryOption()
+{
+    verifyHelpNames(
+        {QStringLiteral("--url"), QStringLiteral("--keyword"), QStringLiteral("--select"),
+         QStringLiteral("--pin"), QStringLiteral("--filter"), QStringLiteral("--aggregate"),
+         QStringLiteral("--dark"), QStringLiteral("--light"), QStringLiteral("--settings"),
+         QStringLiteral("--screenshot"), QStringLiteral("--duration")});
+}
+
+void tst_BrowserProgram::help_needsNoDisplay()
+{
+    verifyAnswersWithoutDisplay(QStringLiteral("keyword-browser"));
+}
+
+QTEST_GUILESS_MAIN(tst_BrowserProgram)
+
+#include "tst_browserprogram.moc"
