@@ -4,8 +4,8 @@
 #include "benchmarks/otherprocess.h"
 
 #include "benchmarks/eventtext.h"
-#include "simulator/keywordserver.h"
-#include "simulator/websocketkeywordserver.h"
+#include "server/keywordserver.h"
+#include "server/websocketkeywordserver.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QElapsedTimer>
@@ -25,7 +25,7 @@
 int serveRemoteObjects(int count);
 #endif
 
-using namespace pellix::simulator;
+using namespace pellix::server;
 
 namespace {
 

@@ -106,7 +106,8 @@ endfunction()
 
 # The libraries there are, and what find_package(PellixClient) reads.
 function(pellix_install_package)
-    foreach(target IN ITEMS pellixclient-pubsub pellixclient-keyword pellixclient-simulator)
+    foreach(part IN ITEMS pubsub keyword server simulator)
+        set(target pellixclient-${part})
         if(TARGET ${target})
             pellix_install_library(${target})
         endif()

@@ -73,10 +73,21 @@ if(PELLIX_PRECOMPILE_HEADERS AND NOT PELLIX_COVERAGE)
         "$<TARGET_PROPERTY:Qt6::Core,INTERFACE_INCLUDE_DIRECTORIES>")
 endif()
 
+# pellix_add_sources(<target> SOURCES ... HEADERS ...): files for a library, relative to the root of the
+# repository. HEADERS are the public ones.
+function(pellix_add_sources target)
+    cmake_parse_arguments(arg "" "" "SOURCES;HEADERS" ${ARGN})
+    list(TRANSFORM arg_HEADERS PREPEND "${PROJECT_SOURCE_DIR}/")
+    list(TRANSFORM arg_SOURCES PREPEND "${PROJECT_SOURCE_DIR}/")
+    target_sources(${target}
+        PRIVATE ${arg_SOURCES}
+        PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${arg_HEADERS}
+    )
+endfunction()
+
 # A library: include root (so that "client/keywordclient.h" is found), alias, version, static define.
-#   pellix_add_library(<target> EXPORT_NAME <name> SOURCES ... HEADERS ...)
-# HEADERS are the public headers, relative to the root of the repository. EXPORT_NAME is also the
-# component by which find_package() finds the library.
+#   pellix_add_library(<target> EXPORT_NAME <name> [SOURCES ...] [HEADERS ...])
+# EXPORT_NAME is also the component by which find_package() finds the library.
 function(pellix_add_library target)
     cmake_parse_arguments(arg "" "EXPORT_NAME" "SOURCES;HEADERS" ${ARGN})
 
@@ -91,12 +102,7 @@ function(pellix_add_library target)
         target_link_options(${target} PRIVATE --coverage)
     endif()
 
-    list(TRANSFORM arg_HEADERS PREPEND "${PROJECT_SOURCE_DIR}/")
-    list(TRANSFORM arg_SOURCES PREPEND "${PROJECT_SOURCE_DIR}/")
-    target_sources(${target}
-        PRIVATE ${arg_SOURCES}
-        PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${arg_HEADERS}
-    )
+    pellix_add_sources(${target} SOURCES ${arg_SOURCES} HEADERS ${arg_HEADERS})
     target_include_directories(${target} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
     get_target_property(type ${target} TYPE)
     if(type STREQUAL "STATIC_LIBRARY")

@@ -3,8 +3,8 @@
 
 #include "simulator/faultkeywords.h"
 
-#include "simulator/keywordserver.h"
-#include "simulator/websocketkeywordserver.h"
+#include "server/keywordserver.h"
+#include "simulator/faultywebsocketserver.h"
 
 #include <QtCore/QTimer>
 
@@ -12,11 +12,13 @@
 
 namespace pellix::simulator {
 
+using server::KeywordServer;
+
 namespace {
 
 using Action = std::function<void(const QVariant &)>;
 
-void declareFault(KeywordServer *server, WebSocketKeywordServer *socketServer, const char *name,
+void declareFault(KeywordServer *server, FaultyWebSocketServer *socketServer, const char *name,
                   const char *type, const QVariant &value, const char *label, const Action &action)
 {
     KeywordServer::Keyword keyword;
@@ -35,7 +37,13 @@ void declareFault(KeywordServer *server, WebSocketKeywordServer *socketServer, c
 
 } // namespace
 
-void declareFaultKeywords(KeywordServer *server, WebSocketKeywordServer *socketServer)
+/*!
+    \relates FaultyWebSocketServer
+
+    Declares keywords on \a server, below /simulator/faults, by which a client commands the faults
+   of \a socketServer. Both have to outlive the keywords.
+*/
+void declareFaultKeywords(KeywordServer *server, FaultyWebSocketServer *socketServer)
 {
     const auto declare = [=](const char *name, const char *type, const QVariant &value,
                              const char *label, const Action &action) {

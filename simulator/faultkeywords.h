@@ -5,13 +5,14 @@
 
 #include "simulator/simulatorglobal.h"
 
-namespace pellix::simulator {
-
+namespace pellix::server {
 class KeywordServer;
-class WebSocketKeywordServer;
+}
 
-// Declares the keywords below /simulator/faults, by which a client commands its server's faults.
-PELLIXCLIENT_SIMULATOR_EXPORT void declareFaultKeywords(KeywordServer *server,
-                                                        WebSocketKeywordServer *socketServer);
+namespace pellix::simulator {
+class FaultyWebSocketServer;
+
+PELLIXCLIENT_SIMULATOR_EXPORT void declareFaultKeywords(server::KeywordServer *server,
+                                                        FaultyWebSocketServer *socketServer);
 
 } // namespace pellix::simulator

@@ -3,8 +3,8 @@
 
 #include "simulator/jsonscene.h"
 
+#include "server/keywordserver.h"
 #include "simulator/animator_p.h"
-#include "simulator/keywordserver_p.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
@@ -21,6 +21,8 @@
 #include <vector>
 
 namespace pellix::simulator {
+
+using server::KeywordServer;
 
 namespace {
 
@@ -212,9 +214,10 @@ void JsonScene::Private::readKeyword(const QJsonValue &value, const QString &whe
     keyword.value = object.contains(QLatin1String("value"))
         ? object.value(QLatin1String("value")).toVariant()
         : initialValue(keyword.type);
-    checkKnown(keyword.type, knownTypes(), where + QLatin1String(".type"), problem);
-    checkKnown(keyword.access, knownAccesses(), where + QLatin1String(".access"), problem);
-    if (!fitsType(keyword.value, keyword.type)) {
+    checkKnown(keyword.type, KeywordServer::types(), where + QLatin1String(".type"), problem);
+    checkKnown(keyword.access, KeywordServer::accesses(), where + QLatin1String(".access"),
+               problem);
+    if (!KeywordServer::fits(keyword.value, keyword.type)) {
         problem.report(where + QLatin1String(".value"),
                        QStringLiteral("does not fit the type \"%1\"").arg(keyword.type));
     }
@@ -231,7 +234,7 @@ void JsonScene::Private::readKeyword(const QJsonValue &value, const QString &whe
 // A path in any of its spellings is for one place alone: the last one would win.
 void JsonScene::Private::claim(const QString &path, const QString &where, Problem &problem)
 {
-    const QString normalized = normalizedPath(path);
+    const QString normalized = KeywordServer::normalizedPath(path);
     const QString other = places.value(normalized);
     if (path.isEmpty())
         problem.report(where, QStringLiteral("is missing or empty"));
@@ -260,8 +263,8 @@ void JsonScene::Private::readGenerator(const QJsonObject &object, const QString 
     const QString prefix = textOf(object, "prefix", QStringLiteral("/load"), where, problem);
     const QString type = textOf(object, "type", QStringLiteral("double"), where, problem);
     const QString access = textOf(object, "access", QStringLiteral("RW"), where, problem);
-    checkKnown(type, knownTypes(), where + QLatin1String(".type"), problem);
-    checkKnown(access, knownAccesses(), where + QLatin1String(".access"), problem);
+    checkKnown(type, KeywordServer::types(), where + QLatin1String(".type"), problem);
+    checkKnown(access, KeywordServer::accesses(), where + QLatin1String(".access"), problem);
     const QJsonValue animator = object.value(QLatin1String("animator"));
     if (!animator.isUndefined() && !animator.isObject())
         problem.report(where + QLatin1String(".animator"), QStringLiteral("must be an object"));

@@ -11,16 +11,18 @@
 
 #include <memory>
 
-namespace pellix::simulator {
-
+namespace pellix::server {
 class KeywordServer;
+}
+
+namespace pellix::simulator {
 
 class PELLIXCLIENT_SIMULATOR_EXPORT JsonScene : public QObject
 {
     Q_OBJECT
 
 public:
-    explicit JsonScene(KeywordServer *server, QObject *parent = nullptr);
+    explicit JsonScene(server::KeywordServer *server, QObject *parent = nullptr);
     ~JsonScene() override;
 
     bool load(const QString &fileName, QString *error = nullptr);

@@ -3,7 +3,7 @@
 
 #include "simulator/telemetryscene.h"
 
-#include "simulator/keywordserver.h"
+#include "server/keywordserver.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QElapsedTimer>
@@ -18,6 +18,8 @@
 #include <optional>
 
 namespace pellix::simulator {
+
+using server::KeywordServer;
 
 namespace {
 
@@ -297,6 +299,13 @@ void TelemetryScene::Private::refresh()
     readNetwork(seconds);
     readProcesses();
 }
+
+/*!
+    \namespace pellix::simulator
+    \inmodule PellixClientSimulator
+    \inheaderfile simulator/faultkeywords.h
+    \brief Contains scenes for a keyword server, and one with faults.
+*/
 
 /*!
     \class pellix::simulator::TelemetryScene

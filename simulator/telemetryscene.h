@@ -10,16 +10,18 @@
 
 #include <memory>
 
-namespace pellix::simulator {
-
+namespace pellix::server {
 class KeywordServer;
+}
+
+namespace pellix::simulator {
 
 class PELLIXCLIENT_SIMULATOR_EXPORT TelemetryScene : public QObject
 {
     Q_OBJECT
 
 public:
-    explicit TelemetryScene(KeywordServer *server, QObject *parent = nullptr);
+    explicit TelemetryScene(server::KeywordServer *server, QObject *parent = nullptr);
     ~TelemetryScene() override;
 
     void setRootFolder(const QString &folder);

@@ -8,8 +8,8 @@
 #include "programs/common/commandline.h"
 #include "programs/quick/hosttheme.h"
 #include "programs/quick/screenshot.h"
-#include "simulator/inprocesslink.h"
-#include "simulator/keywordserver.h"
+#include "server/inprocesslink.h"
+#include "server/keywordserver.h"
 #include "simulator/telemetryscene.h"
 
 #include <QtCore/QCommandLineParser>
@@ -23,6 +23,7 @@
 #include <optional>
 
 using namespace pellix::client;
+using namespace pellix::server;
 using namespace pellix::simulator;
 
 namespace {

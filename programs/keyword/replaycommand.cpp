@@ -3,7 +3,7 @@
 
 #include "programs/keyword/replaycommand.h"
 
-using namespace pellix::simulator;
+using namespace pellix::server;
 using namespace std::chrono_literals;
 
 namespace {

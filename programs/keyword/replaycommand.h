@@ -5,8 +5,8 @@
 
 #include "programs/keyword/command.h"
 #include "programs/keyword/recordingreader.h"
-#include "simulator/keywordserver.h"
-#include "simulator/websocketkeywordserver.h"
+#include "server/keywordserver.h"
+#include "server/websocketkeywordserver.h"
 
 #include <QtCore/QHash>
 
@@ -32,8 +32,8 @@ private:
     void end();
     void leave();
 
-    pellix::simulator::KeywordServer server;
-    pellix::simulator::WebSocketKeywordServer socketServer;
+    pellix::server::KeywordServer server;
+    pellix::server::WebSocketKeywordServer socketServer;
     RecordingReader reader;
     RecordingReader::Entry due;
     QHash<QString, QString> types; // of all keywords, by path, as first recorded

@@ -5,14 +5,14 @@
 
 #include "programs/common/address.h"
 #include "programs/keyword/commandtable.h"
-#include "simulator/websocketkeywordserver.h"
+#include "server/websocketkeywordserver.h"
 
 #include <QtCore/QCommandLineParser>
 
 #include <cmath>
 
 using namespace pellix::client;
-using pellix::simulator::WebSocketKeywordServer;
+using pellix::server::WebSocketKeywordServer;
 
 namespace {
 

@@ -3,11 +3,11 @@
 
 #include "programs/common/interrupt.h"
 #include "programs/common/pemfiles.h"
+#include "server/keywordserver.h"
 #include "simulator/faultkeywords.h"
+#include "simulator/faultywebsocketserver.h"
 #include "simulator/jsonscene.h"
-#include "simulator/keywordserver.h"
 #include "simulator/telemetryscene.h"
-#include "simulator/websocketkeywordserver.h"
 
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QCoreApplication>
@@ -19,6 +19,7 @@
 #include <memory>
 #include <vector>
 
+using namespace pellix::server;
 using namespace pellix::simulator;
 
 namespace {
@@ -45,7 +46,7 @@ QHostAddress toAddress(const QString &text)
                                               : QHostAddress(text);
 }
 
-QString addressesOf(const WebSocketKeywordServer &server)
+QString addressesOf(const FaultyWebSocketServer &server)
 {
     QStringList addresses;
     for (const QUrl &url : server.urls())
@@ -118,7 +119,7 @@ int main(int argc, char **argv)
                     + parser.value(listenOption));
     }
     for (const QString &origin : parser.values(originOption)) {
-        if (!WebSocketKeywordServer::isOrigin(origin)) {
+        if (!FaultyWebSocketServer::isOrigin(origin)) {
             return fail(QStringLiteral("--allow-origin: not an origin such as "
                                        "http://localhost:3000: ")
                         + origin);
@@ -144,7 +145,7 @@ int main(int argc, char **argv)
             return fail(error);
     }
     TelemetryScene telemetry(&server);
-    WebSocketKeywordServer socketServer(&server);
+    FaultyWebSocketServer socketServer(&server);
     const auto startScenes = [&] {
         for (const auto &scene : scenes)
             scene->start();
@@ -153,7 +154,7 @@ int main(int argc, char **argv)
         if (parser.isSet(faultsOption))
             declareFaultKeywords(&server, &socketServer);
     };
-    QObject::connect(&socketServer, &WebSocketKeywordServer::restarted, &socketServer, startScenes);
+    QObject::connect(&socketServer, &FaultyWebSocketServer::restarted, &socketServer, startScenes);
     startScenes();
 
     if (parser.isSet(certificateOption)) {

@@ -3,9 +3,9 @@
 
 #include "binding/keywordproxy.h"
 #include "client/websocketkeywordclient.h"
-#include "simulator/keywordserver.h"
-#include "simulator/websocketkeywordserver.h"
-#include "tests/client/snippets/privateca.h"
+#include "docs/snippets/privateca.h"
+#include "server/keywordserver.h"
+#include "server/websocketkeywordserver.h"
 #include "tests/support/clientwarnings.h"
 
 #include <QtCore/QDir>
@@ -20,7 +20,7 @@
 #include <memory>
 
 using namespace pellix::client;
-using namespace pellix::simulator;
+using namespace pellix::server;
 
 namespace {
 

@@ -2,13 +2,13 @@
 // SPDX-License-Identifier: MIT
 
 #include "client/websocketkeywordclient.h"
+#include "docs/snippets/lifetimes.h"
+#include "docs/snippets/logging.h"
 #include "models/keywordquerymodel.h"
 #include "module/pellixclientkeywordmodule.h"
+#include "server/keywordsession.h"
+#include "simulator/faultywebsocketserver.h"
 #include "simulator/jsonscene.h"
-#include "simulator/keywordsession.h"
-#include "simulator/websocketkeywordserver.h"
-#include "snippets/lifetimes.h"
-#include "snippets/logging.h"
 #include "tests/support/recordingclient.h"
 
 #include <QtCore/QFile>
@@ -27,6 +27,7 @@
 #include <functional>
 
 using namespace pellix::client;
+using namespace pellix::server;
 using namespace pellix::simulator;
 
 namespace {
@@ -172,7 +173,7 @@ QQuickItem *tst_Guides::load(const char *name, const QVariantMap &properties)
 
 void tst_Guides::firstScreen_showsTheLevelAndMovesTheSetpoint()
 {
-    WebSocketKeywordServer socketServer(server.get());
+    FaultyWebSocketServer socketServer(server.get());
     QVERIFY(socketServer.listen());
     QQmlApplicationEngine window;
     window.setInitialProperties({{q("address"), socketServer.url().toString()}});
@@ -198,13 +199,13 @@ void tst_Guides::firstScreen_showsTheLevelAndMovesTheSetpoint()
 
 void tst_Guides::firstScreen_runsAsAProgram()
 {
-    WebSocketKeywordServer socketServer(server.get());
+    FaultyWebSocketServer socketServer(server.get());
     QVERIFY(socketServer.listen());
     QProcess program;
     program.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     program.start(q(FIRST_SCREEN), {socketServer.url().toString()});
     QTRY_COMPARE_WITH_TIMEOUT(socketServer.clientCount(), 1, 20000);
-    QSignalSpy gone(&socketServer, &WebSocketKeywordServer::clientCountChanged);
+    QSignalSpy gone(&socketServer, &FaultyWebSocketServer::clientCountChanged);
     program.terminate();
     QTRY_COMPARE(socketServer.clientCount(), 0);
     QVERIFY(program.state() == QProcess::NotRunning || program.waitForFinished());
@@ -467,7 +468,7 @@ void tst_Guides::expressions_aQtObjectPropertyTakesAny()
 
 void tst_Guides::browse_listsFiltersAndOpens()
 {
-    WebSocketKeywordServer socketServer(server.get());
+    FaultyWebSocketServer socketServer(server.get());
     QVERIFY(socketServer.listen());
     PWebSocketKeywordClient webClient;
     webClient.setUrls({socketServer.url().toString()});
@@ -486,7 +487,7 @@ void tst_Guides::browse_listsFiltersAndOpens()
 
 void tst_Guides::browse_asksAgainWhenTheLinkIsBack()
 {
-    WebSocketKeywordServer socketServer(server.get());
+    FaultyWebSocketServer socketServer(server.get());
     QVERIFY(socketServer.listen());
     PWebSocketKeywordClient webClient;
     webClient.setUrls({socketServer.url().toString()});
@@ -520,7 +521,7 @@ void tst_Guides::privateCa_isMadeAsOnThePlainPage()
 
 void tst_Guides::readme_showsAKeywordAndWritesIt()
 {
-    WebSocketKeywordServer socketServer(server.get());
+    FaultyWebSocketServer socketServer(server.get());
     QVERIFY(socketServer.listen());
     const QList<QByteArray> blocks = blocksOfReadme("qml");
     QCOMPARE(blocks.size(), 1);

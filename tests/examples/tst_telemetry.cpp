@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-#include "simulator/keywordserver.h"
+#include "server/keywordserver.h"
+#include "server/websocketkeywordserver.h"
 #include "simulator/telemetryscene.h"
-#include "simulator/websocketkeywordserver.h"
 #include "tests/programs/programrun.h"
 
 #include <QtCore/QFileInfo>
@@ -12,6 +12,7 @@
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QTest>
 
+using namespace pellix::server;
 using namespace pellix::simulator;
 
 class tst_Telemetry : public QObject

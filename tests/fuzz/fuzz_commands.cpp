@@ -4,8 +4,8 @@
 // Commands of two clients, one a line, to the simulator's server. A line that begins with a blank
 // comes from the second client, one of a single "!" ends that client and begins another.
 
-#include "simulator/keywordserver.h"
-#include "simulator/keywordsession.h"
+#include "server/keywordserver.h"
+#include "server/keywordsession.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/support/recordingclient.h"
 
@@ -15,7 +15,7 @@
 
 #include <memory>
 
-using namespace pellix::simulator;
+using namespace pellix::server;
 
 namespace {
 

@@ -3,9 +3,9 @@
 
 // Scene files into the simulator's reader: refused whole, with a reason, or declared whole.
 
+#include "server/keywordserver.h"
 #include "simulator/animator_p.h"
 #include "simulator/jsonscene.h"
-#include "simulator/keywordserver.h"
 #include "tests/fuzz/fuzz.h"
 
 #include <QtCore/QJsonArray>
@@ -13,6 +13,7 @@
 #include <QtCore/QJsonObject>
 #include <QtCore/QSet>
 
+using namespace pellix::server;
 using namespace pellix::simulator;
 
 void runInput(const QByteArray &input)

@@ -3,9 +3,9 @@
 
 #include "binding/keywordproxy.h"
 #include "client/websocketkeywordclient.h"
-#include "simulator/keywordserver.h"
-#include "simulator/websocketkeywordserver.h"
-#include "tests/client/snippets/privateca.h"
+#include "docs/snippets/privateca.h"
+#include "server/keywordserver.h"
+#include "simulator/faultywebsocketserver.h"
 #include "tests/support/clientwarnings.h"
 
 #include <QtCore/QFile>
@@ -23,6 +23,7 @@
 #include <unistd.h>
 
 using namespace pellix::client;
+using namespace pellix::server;
 using namespace pellix::simulator;
 
 namespace {
@@ -233,7 +234,7 @@ private:
 
     const QSslConfiguration before = QSslConfiguration::defaultConfiguration();
     std::unique_ptr<KeywordServer> keywords;
-    std::unique_ptr<WebSocketKeywordServer> backend;
+    std::unique_ptr<FaultyWebSocketServer> backend;
     std::unique_ptr<Nginx> nginx;
 };
 
@@ -249,7 +250,7 @@ void tst_Nginx::init()
     warnings.clear();
     previousHandler = qInstallMessageHandler(recordWarnings);
     keywords = std::make_unique<KeywordServer>();
-    backend = std::make_unique<WebSocketKeywordServer>(keywords.get());
+    backend = std::make_unique<FaultyWebSocketServer>(keywords.get());
     QVERIFY(backend->listen());
     declare(0);
     nginx = std::make_unique<Nginx>();

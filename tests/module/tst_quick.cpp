@@ -3,15 +3,15 @@
 
 #include "client/inprocesskeywordclient.h"
 #include "module/pellixclientkeywordmodule.h"
-#include "simulator/inprocesslink.h"
-#include "simulator/keywordserver.h"
+#include "server/inprocesslink.h"
+#include "server/keywordserver.h"
 
 #include <QtQml/QQmlContext>
 #include <QtQml/QQmlEngine>
 #include <QtQuickTest/quicktest.h>
 
 using namespace pellix::client;
-using namespace pellix::simulator;
+using namespace pellix::server;
 
 // What the QML files test against: a keyword server and a client that is linked to it.
 class Setup : public QObject

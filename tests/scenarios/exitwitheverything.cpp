@@ -109,7 +109,7 @@ int main(int argc, char **argv)
         return QCoreApplication::exec();
     }
     if (way == "handler") {
-        QObject::connect(&servers->keywords, &pellix::simulator::KeywordServer::valueWritten, &app,
+        QObject::connect(&servers->keywords, &pellix::server::KeywordServer::valueWritten, &app,
                          [] { std::exit(0); });
         for (;;)
             scene->play();

@@ -12,7 +12,7 @@
 #include "models/keywordquerymodel.h"
 #include "pubsub/publisher.h"
 #include "pubsub/subscriber.h"
-#include "simulator/inprocesslink.h"
+#include "server/inprocesslink.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDeadlineTimer>
@@ -24,7 +24,7 @@
 #include <utility>
 
 using namespace pellix::client;
-using namespace pellix::simulator;
+using namespace pellix::server;
 
 namespace {
 

@@ -4,8 +4,8 @@
 #pragma once
 
 #include "client/keywordclient.h"
-#include "simulator/keywordserver.h"
-#include "simulator/websocketkeywordserver.h"
+#include "server/keywordserver.h"
+#include "simulator/faultywebsocketserver.h"
 
 #include <QtCore/QPointer>
 
@@ -53,8 +53,8 @@ public:
         Servers();
         void reset(); // to the values that each scene starts with
 
-        pellix::simulator::KeywordServer keywords;
-        pellix::simulator::WebSocketKeywordServer sockets {&keywords};
+        pellix::server::KeywordServer keywords;
+        pellix::simulator::FaultyWebSocketServer sockets {&keywords};
     };
 
     TeardownScene(Servers &servers, Transport transport, Screen screen);

@@ -5,7 +5,7 @@
 #include "client/inprocesskeywordclient.h"
 #include "client/websocketkeywordclient.h"
 #include "module/pellixclientkeywordmodule.h"
-#include "simulator/inprocesslink.h"
+#include "server/inprocesslink.h"
 #include "tests/scenarios/teardownscene.h"
 
 #include <QtCore/QDir>
@@ -24,7 +24,7 @@
 #include <vector>
 
 using namespace pellix::client;
-using namespace pellix::simulator;
+using namespace pellix::server;
 
 namespace {
 

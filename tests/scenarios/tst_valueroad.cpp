@@ -6,9 +6,9 @@
 #include "client/inprocesskeywordclient.h"
 #include "client/websocketkeywordclient.h"
 #include "module/pellixclientkeywordmodule.h"
-#include "simulator/inprocesslink.h"
-#include "simulator/keywordserver.h"
-#include "simulator/websocketkeywordserver.h"
+#include "server/inprocesslink.h"
+#include "server/keywordserver.h"
+#include "server/websocketkeywordserver.h"
 
 #include <QtCore/QLoggingCategory>
 #include <QtQml/QQmlComponent>
@@ -22,7 +22,7 @@
 #include <vector>
 
 using namespace pellix::client;
-using namespace pellix::simulator;
+using namespace pellix::server;
 
 namespace {
 

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+#include "server/keywordserver.h"
+#include "server/keywordsession.h"
 #include "simulator/jsonscene.h"
-#include "simulator/keywordserver.h"
-#include "simulator/keywordsession.h"
 #include "simulator/telemetryscene.h"
 
 #include <QtCore/QDir>
@@ -17,6 +17,7 @@
 
 #include <memory>
 
+using namespace pellix::server;
 using namespace pellix::simulator;
 
 namespace {

@@ -3,8 +3,8 @@
 
 #include "tests/soak/keywordhost.h"
 
-#include "simulator/keywordserver.h"
-#include "simulator/websocketkeywordserver.h"
+#include "server/keywordserver.h"
+#include "simulator/faultywebsocketserver.h"
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
@@ -16,6 +16,7 @@
 #include <sys/prctl.h>
 #endif
 
+using namespace pellix::server;
 using namespace pellix::simulator;
 using namespace std::chrono_literals;
 
@@ -29,7 +30,7 @@ constexpr auto portRetryInterval = 50ms;
 struct KeywordHost::Backend
 {
     KeywordServer keywords;
-    WebSocketKeywordServer sockets {&keywords};
+    FaultyWebSocketServer sockets {&keywords};
 };
 
 const char *outageName(Outage outage)

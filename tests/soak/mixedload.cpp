@@ -13,8 +13,8 @@
 #include "models/keywordqueryfilterproxymodel.h"
 #include "models/keywordquerymodel.h"
 #include "module/pellixclientkeywordmodule.h"
-#include "simulator/keywordserver.h"
-#include "simulator/websocketkeywordserver.h"
+#include "server/keywordserver.h"
+#include "simulator/faultywebsocketserver.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QElapsedTimer>
@@ -32,6 +32,7 @@
 #include <vector>
 
 using namespace pellix::client;
+using namespace pellix::server;
 using namespace pellix::simulator;
 using namespace std::chrono_literals;
 
@@ -120,7 +121,7 @@ private:
     QRandomGenerator random {1};
 
     KeywordServer server;
-    WebSocketKeywordServer sockets {&server};
+    FaultyWebSocketServer sockets {&server};
     PWebSocketKeywordClient client;
     std::vector<std::unique_ptr<PKeywordProxy>> proxies;
     std::deque<std::unique_ptr<PKeywordProxy>> passing;

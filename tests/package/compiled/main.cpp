@@ -5,8 +5,8 @@
 #include "client/inprocesskeywordclient.h"
 #include "module/pellixclientkeywordmodule.h"
 #include "pubsub/publisher.h"
-#include "simulator/inprocesslink.h"
-#include "simulator/keywordserver.h"
+#include "server/inprocesslink.h"
+#include "server/keywordserver.h"
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
@@ -20,7 +20,7 @@
 #include <utility>
 
 using namespace pellix::client;
-using pellix::simulator::KeywordServer;
+using pellix::server::KeywordServer;
 
 namespace {
 

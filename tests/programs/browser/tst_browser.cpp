@@ -6,9 +6,9 @@
 #include "programs/browser/preferences.h"
 #include "programs/browser/session.h"
 #include "programs/quick/hosttheme.h"
-#include "simulator/inprocesslink.h"
-#include "simulator/keywordserver.h"
-#include "simulator/websocketkeywordserver.h"
+#include "server/inprocesslink.h"
+#include "server/keywordserver.h"
+#include "simulator/faultywebsocketserver.h"
 
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QTemporaryDir>
@@ -20,6 +20,7 @@
 #include <memory>
 
 using namespace pellix::client;
+using namespace pellix::server;
 using namespace pellix::simulator;
 
 // The servers that the browser meets, and the hands that change something on them.
@@ -99,7 +100,7 @@ public:
     // The same server over a WebSocket.
     Q_INVOKABLE QString listen()
     {
-        transport = std::make_unique<WebSocketKeywordServer>(&server);
+        transport = std::make_unique<FaultyWebSocketServer>(&server);
         if (!transport->listen(QHostAddress::LocalHost, port))
             return {};
         port = transport->port();
@@ -127,7 +128,7 @@ private:
 
     QTemporaryDir directory;
     KeywordServer server;
-    std::unique_ptr<WebSocketKeywordServer> transport;
+    std::unique_ptr<FaultyWebSocketServer> transport;
     quint16 port = 0;
     Session browserSession;
     Preferences browserPreferences;

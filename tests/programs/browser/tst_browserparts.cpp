@@ -14,8 +14,8 @@
 #include "programs/browser/session.h"
 #include "programs/common/naturalorder.h"
 #include "pubsub/publisher.h"
-#include "simulator/keywordserver.h"
-#include "simulator/websocketkeywordserver.h"
+#include "server/keywordserver.h"
+#include "simulator/faultywebsocketserver.h"
 #include "tests/support/recordingclient.h"
 
 #include <QtCore/QElapsedTimer>
@@ -34,6 +34,7 @@
 #include <random>
 
 using namespace pellix::client;
+using namespace pellix::server;
 using namespace pellix::simulator;
 
 namespace {
@@ -675,7 +676,7 @@ void tst_BrowserParts::childCount_asksForWhatIsBelow()
         server.declare(
             {QString::fromLatin1(path), QStringLiteral("int"), QStringLiteral("R"), QString(), 1});
     }
-    WebSocketKeywordServer transport(&server);
+    FaultyWebSocketServer transport(&server);
     QVERIFY(transport.listen(QHostAddress::LocalHost, 0));
     PWebSocketKeywordClient client;
     client.setAutoReconnect(true);
@@ -742,7 +743,7 @@ void tst_BrowserParts::session_changesItsServer()
     KeywordServer server;
     server.declare(
         {QStringLiteral("/a"), QStringLiteral("double"), QStringLiteral("R"), QString(), 1.0});
-    WebSocketKeywordServer transport(&server);
+    FaultyWebSocketServer transport(&server);
     QVERIFY(transport.listen(QHostAddress::LocalHost, 0));
 
     int created = 0;
@@ -805,7 +806,7 @@ void tst_BrowserParts::session_refusesSecretsThatAreNotThere()
 void tst_BrowserParts::session_showsNoSecrets()
 {
     KeywordServer server;
-    WebSocketKeywordServer transport(&server);
+    FaultyWebSocketServer transport(&server);
     QVERIFY(transport.listen(QHostAddress::LocalHost, 0));
     Session session(
         [](Session *parent) { return new CountedClient<PInProcessKeywordClient>(parent); });
@@ -831,7 +832,7 @@ void tst_BrowserParts::session_showsNoSecrets()
 void tst_BrowserParts::session_tellsSinceWhenTheLinkIsLost()
 {
     KeywordServer server;
-    WebSocketKeywordServer transport(&server);
+    FaultyWebSocketServer transport(&server);
     QVERIFY(transport.listen(QHostAddress::LocalHost, 0));
     Session session(
         [](Session *parent) { return new CountedClient<PInProcessKeywordClient>(parent); });

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-#include "simulator/keywordserver.h"
-#include "simulator/websocketkeywordserver.h"
+#include "server/keywordserver.h"
+#include "server/websocketkeywordserver.h"
 #include "tests/programs/programrun.h"
 
 #include <QtCore/QFile>
@@ -11,7 +11,7 @@
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QTest>
 
-using namespace pellix::simulator;
+using namespace pellix::server;
 
 class tst_BrowserProgram : public QObject
 {

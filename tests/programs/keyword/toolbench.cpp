@@ -111,7 +111,7 @@ Bench::Bench()
 void Bench::declare(const char *path, const char *type, const QVariant &value, const char *access,
                     const char *label)
 {
-    pellix::simulator::KeywordServer::Keyword keyword;
+    pellix::server::KeywordServer::Keyword keyword;
     keyword.path = QString::fromUtf8(path);
     keyword.type = QString::fromUtf8(type);
     keyword.value = value;

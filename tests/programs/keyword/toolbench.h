@@ -3,8 +3,8 @@
 
 #pragma once
 
-#include "simulator/keywordserver.h"
-#include "simulator/websocketkeywordserver.h"
+#include "server/keywordserver.h"
+#include "simulator/faultywebsocketserver.h"
 
 #include <QtCore/QProcess>
 #include <QtCore/QStringList>
@@ -66,8 +66,8 @@ public:
     Run run(const QStringList &arguments) const;
     QString file(const char *name) const;
 
-    pellix::simulator::KeywordServer server;
-    pellix::simulator::WebSocketKeywordServer socketServer {&server};
+    pellix::server::KeywordServer server;
+    pellix::simulator::FaultyWebSocketServer socketServer {&server};
 
 private:
     QTemporaryDir directory;

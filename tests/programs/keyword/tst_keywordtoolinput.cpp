@@ -140,7 +140,7 @@ void tst_KeywordToolInput::writes_areReadFromStandardInput()
     QFETCH(int, exitCode);
     const Bench bench;
     QStringList writes;
-    QObject::connect(&bench.server, &pellix::simulator::KeywordServer::valueWritten, &bench.server,
+    QObject::connect(&bench.server, &pellix::server::KeywordServer::valueWritten, &bench.server,
                      [&writes](const QString &path, const QVariant &value) {
                          writes.append(path + q("=") + value.toString());
                      });
@@ -218,7 +218,7 @@ void tst_KeywordToolInput::writes_areManyAndNoneIsMissing()
     const Bench bench;
     int next = 0;
     bool inOrder = true;
-    QObject::connect(&bench.server, &pellix::simulator::KeywordServer::valueWritten, &bench.server,
+    QObject::connect(&bench.server, &pellix::server::KeywordServer::valueWritten, &bench.server,
                      [&](const QString &, const QVariant &value) {
                          inOrder = inOrder && value.toInt() == next;
                          ++next;

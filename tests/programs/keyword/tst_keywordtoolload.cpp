@@ -93,8 +93,8 @@ void tst_KeywordToolLoad::watch_dropsNothing()
         bench.declare(paths.constLast().toUtf8().constData(), "int", 0);
     }
     int requests = 0;
-    QObject::connect(&bench.server, &pellix::simulator::KeywordServer::keywordRequested,
-                     &bench.server, [&requests] { ++requests; });
+    QObject::connect(&bench.server, &pellix::server::KeywordServer::keywordRequested, &bench.server,
+                     [&requests] { ++requests; });
     const QString file = bench.file("out");
     QProcess tool; // into a file: reading it here is not what is measured
     tool.setStandardOutputFile(file);

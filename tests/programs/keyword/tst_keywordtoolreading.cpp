@@ -347,8 +347,8 @@ void tst_KeywordToolReading::watch_asksOnceForAKeywordGivenTwice()
 {
     Bench bench;
     int requests = 0;
-    QObject::connect(&bench.server, &pellix::simulator::KeywordServer::keywordRequested,
-                     &bench.server, [&requests] { ++requests; });
+    QObject::connect(&bench.server, &pellix::server::KeywordServer::keywordRequested, &bench.server,
+                     [&requests] { ++requests; });
 
     const Run run = bench.run(words("watch --raw -n 2 /plant/shift /plant/shift"));
 
@@ -390,8 +390,8 @@ void tst_KeywordToolReading::aggregate_takesTheNameItIsGiven()
 {
     Bench bench;
     QStringList requests;
-    QObject::connect(&bench.server, &pellix::simulator::KeywordServer::keywordRequested,
-                     &bench.server, [&requests](const QString &path) { requests.append(path); });
+    QObject::connect(&bench.server, &pellix::server::KeywordServer::keywordRequested, &bench.server,
+                     [&requests](const QString &path) { requests.append(path); });
 
     const Run own = bench.run(words("aggregate -k /my/sum sum /plant/shift /plant/shift --raw"));
     const Run shared = bench.run(words("aggregate sum /plant/shift /plant/shift"));

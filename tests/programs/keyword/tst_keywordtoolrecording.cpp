@@ -245,8 +245,8 @@ void tst_KeywordToolRecording::recording_leavesOutWhatIsExcluded()
     Bench bench;
     bench.declare("/plant/tank2/password", "string", q("secret"), "R", "secret too");
     QStringList requests;
-    QObject::connect(&bench.server, &pellix::simulator::KeywordServer::keywordRequested,
-                     &bench.server, [&requests](const QString &path) { requests.append(path); });
+    QObject::connect(&bench.server, &pellix::server::KeywordServer::keywordRequested, &bench.server,
+                     [&requests](const QString &path) { requests.append(path); });
     const QString file = bench.file("r.jsonl");
     Tool record({q("record"), file, q("--exclude"), q("*pass?ord"), q("--exclude"),
                  q("/plant/tank1*"), q("--exclude"), q("/plant/name")},

@@ -271,7 +271,7 @@ void tst_KeywordToolWriting::inexactNumbers_areNotSent()
     Bench bench;
     bench.declare("/plant/setpoint", "double", 1.5);
     int writes = 0;
-    QObject::connect(&bench.server, &pellix::simulator::KeywordServer::valueWritten, &bench.server,
+    QObject::connect(&bench.server, &pellix::server::KeywordServer::valueWritten, &bench.server,
                      [&writes] { ++writes; });
 
     const Run run = bench.run(arguments);
@@ -345,7 +345,7 @@ void tst_KeywordToolWriting::severalWrites_areDoneInOrder()
 {
     Bench bench;
     QStringList written;
-    QObject::connect(&bench.server, &pellix::simulator::KeywordServer::valueWritten, &bench.server,
+    QObject::connect(&bench.server, &pellix::server::KeywordServer::valueWritten, &bench.server,
                      [&written](const QString &path, const QVariant &value) {
                          written.append(path + q("=") + value.toString());
                      });

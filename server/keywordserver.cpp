@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-#include "simulator/keywordserver.h"
+#include "server/keywordserver.h"
 
-#include "simulator/keywordserver_p.h"
-#include "simulator/keywordsession.h"
+#include "server/keywordserver_p.h"
+#include "server/keywordsession.h"
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
@@ -14,7 +14,7 @@
 #include <cmath>
 #include <utility>
 
-namespace pellix::simulator {
+namespace pellix::server {
 
 namespace {
 
@@ -89,50 +89,6 @@ bool passesAccess(const QString &access, const QString &filter)
 }
 
 } // namespace
-
-const QStringList &knownTypes()
-{
-    static const QStringList types = {QStringLiteral("bool"), QStringLiteral("int"),
-                                      QStringLiteral("double"), QStringLiteral("string"),
-                                      QStringLiteral("object")};
-    return types;
-}
-
-const QStringList &knownAccesses()
-{
-    static const QStringList accesses = {QStringLiteral("N"), QStringLiteral("R"),
-                                         QStringLiteral("RM"), QStringLiteral("W"),
-                                         QStringLiteral("RW")};
-    return accesses;
-}
-
-bool fitsType(const QVariant &value, const QString &type)
-{
-    if (type == QLatin1String("bool"))
-        return value.metaType().id() == QMetaType::Bool;
-    if (type == QLatin1String("int"))
-        return isWholeNumber(value);
-    if (type == QLatin1String("double"))
-        return isNumber(value);
-    if (type == QLatin1String("string"))
-        return value.metaType().id() == QMetaType::QString;
-    if (type == QLatin1String("object"))
-        return value.metaType().id() == QMetaType::QVariantMap
-            || value.metaType().id() == QMetaType::QVariantList;
-    return false;
-}
-
-QString normalizedPath(const QString &keyword)
-{
-    QString path;
-    path.reserve(keyword.size() + 1);
-    const QStringList levels = QString(keyword)
-                                   .replace(QLatin1Char('#'), QLatin1Char('/'))
-                                   .split(QLatin1Char('/'), Qt::SkipEmptyParts);
-    for (const QString &level : levels)
-        path += QLatin1Char('/') + level;
-    return path;
-}
 
 KeywordServer::Private::Entry *KeywordServer::Private::find(const QString &path)
 {
@@ -473,7 +429,7 @@ void KeywordServer::Private::update(KeywordSession *session, const QJsonObject &
     Entry *const entry = find(path);
     QVariant value;
     bool accepted = entry && entry->keyword && isWritable(entry->keyword->access)
-        && fitsType(given, entry->keyword->type);
+        && fits(given, entry->keyword->type);
     if (accepted) {
         const Keyword &target = *entry->keyword;
         if (!relative)
@@ -552,17 +508,17 @@ void KeywordServer::Private::index(KeywordSession *session, const QJsonObject &p
 }
 
 /*!
-    \namespace pellix::simulator
-    \inmodule PellixClientSimulator
-    \inheaderfile simulator/inprocesslink.h
-    \brief Contains the keyword server to develop and test against.
+    \namespace pellix::server
+    \inmodule PellixClientServer
+    \inheaderfile server/inprocesslink.h
+    \brief Contains the keyword server and the transports that lead to it.
 */
 
 /*!
-    \class pellix::simulator::KeywordServer
-    \inmodule PellixClientSimulator
-    \inheaderfile simulator/keywordserver.h
-    \ingroup PellixClientSimulatorClasses
+    \class pellix::server::KeywordServer
+    \inmodule PellixClientServer
+    \inheaderfile server/keywordserver.h
+    \ingroup PellixClientServerClasses
     \brief The KeywordServer class is a keyword server without a transport, to develop and test
     against.
 
@@ -584,65 +540,123 @@ void KeywordServer::Private::index(KeywordSession *session, const QJsonObject &p
 */
 
 /*!
-    \class pellix::simulator::KeywordServer::Keyword
-    \inmodule PellixClientSimulator
-    \inheaderfile simulator/keywordserver.h
-    \ingroup PellixClientSimulatorClasses
+    \class pellix::server::KeywordServer::Keyword
+    \inmodule PellixClientServer
+    \inheaderfile server/keywordserver.h
+    \ingroup PellixClientServerClasses
     \brief The Keyword struct is what a program declares of one keyword.
 */
 
 /*!
-    \variable pellix::simulator::KeywordServer::Keyword::path
+    \variable pellix::server::KeywordServer::Keyword::path
     \brief where the keyword stands, such as "/plant/tank1/level"; "#" counts as "/".
 */
 
 /*!
-    \variable pellix::simulator::KeywordServer::Keyword::type
+    \variable pellix::server::KeywordServer::Keyword::type
     \brief the type of its values: "bool", "int", "double", "string" or "object".
 */
 
 /*!
-    \variable pellix::simulator::KeywordServer::Keyword::access
+    \variable pellix::server::KeywordServer::Keyword::access
     \brief what clients may do with it: "N" for nothing, "R" to read, "RM" to read what describes
     it, "W" to write, "RW" for both. The default is "R". Reading is never refused; the access counts
     for writes and for the filter of index queries.
 */
 
 /*!
-    \variable pellix::simulator::KeywordServer::Keyword::label
+    \variable pellix::server::KeywordServer::Keyword::label
     \brief what KEYWORD/Label answers; empty, for none, by default.
 */
 
 /*!
-    \variable pellix::simulator::KeywordServer::Keyword::value
+    \variable pellix::server::KeywordServer::Keyword::value
     \brief the first value, which has to fit the type. By default none, which clients see as null.
 */
 
 /*!
-    \variable pellix::simulator::KeywordServer::Keyword::connected
+    \variable pellix::server::KeywordServer::Keyword::connected
     \brief the flag of this name in events; \c true by default.
 */
 
 /*!
-    \variable pellix::simulator::KeywordServer::Keyword::online
+    \variable pellix::server::KeywordServer::Keyword::online
     \brief the flag of this name in events; \c true by default.
 */
 
 /*!
-    \variable pellix::simulator::KeywordServer::Keyword::consistent
+    \variable pellix::server::KeywordServer::Keyword::consistent
     \brief the flag of this name in events; \c true by default.
 */
 
 /*!
-    \variable pellix::simulator::KeywordServer::Keyword::error
+    \variable pellix::server::KeywordServer::Keyword::error
     \brief the flag of this name in events; \c false by default.
 */
 
 /*!
-    \typedef pellix::simulator::KeywordServer::WriteHandler
+    \typedef pellix::server::KeywordServer::WriteHandler
 
     A function that gets the whole new value and returns whether the write is accepted.
 */
+
+/*!
+    Returns the types that a keyword can have: "bool", "int", "double", "string" and "object".
+*/
+const QStringList &KeywordServer::types()
+{
+    static const QStringList types = {QStringLiteral("bool"), QStringLiteral("int"),
+                                      QStringLiteral("double"), QStringLiteral("string"),
+                                      QStringLiteral("object")};
+    return types;
+}
+
+/*!
+    Returns what a keyword can grant: "N", "R", "RM", "W" and "RW".
+*/
+const QStringList &KeywordServer::accesses()
+{
+    static const QStringList accesses = {QStringLiteral("N"), QStringLiteral("R"),
+                                         QStringLiteral("RM"), QStringLiteral("W"),
+                                         QStringLiteral("RW")};
+    return accesses;
+}
+
+/*!
+    Returns whether a keyword of \a type can hold \a value. Whole numbers fit "int" also as a
+   double, and every number fits "double"; lists and maps are an "object".
+*/
+bool KeywordServer::fits(const QVariant &value, const QString &type)
+{
+    if (type == QLatin1String("bool"))
+        return value.metaType().id() == QMetaType::Bool;
+    if (type == QLatin1String("int"))
+        return isWholeNumber(value);
+    if (type == QLatin1String("double"))
+        return isNumber(value);
+    if (type == QLatin1String("string"))
+        return value.metaType().id() == QMetaType::QString;
+    if (type == QLatin1String("object"))
+        return value.metaType().id() == QMetaType::QVariantMap
+            || value.metaType().id() == QMetaType::QVariantList;
+    return false;
+}
+
+/*!
+    Returns the path of \a keyword: with "/" as its only separator, one before each level, and none
+   at the end. It is empty when the text names no level.
+*/
+QString KeywordServer::normalizedPath(const QString &keyword)
+{
+    QString path;
+    path.reserve(keyword.size() + 1);
+    const QStringList levels = QString(keyword)
+                                   .replace(QLatin1Char('#'), QLatin1Char('/'))
+                                   .split(QLatin1Char('/'), Qt::SkipEmptyParts);
+    for (const QString &level : levels)
+        path += QLatin1Char('/') + level;
+    return path;
+}
 
 /*!
     Constructs a server without keywords. \a parent owns it, if given.
@@ -664,9 +678,8 @@ KeywordServer::~KeywordServer() = default;
 bool KeywordServer::declare(const Keyword &keyword)
 {
     const QString path = normalizedPath(keyword.path);
-    if (path.isEmpty() || !knownTypes().contains(keyword.type)
-        || !knownAccesses().contains(keyword.access)
-        || (keyword.value.isValid() && !fitsType(keyword.value, keyword.type)))
+    if (path.isEmpty() || !types().contains(keyword.type) || !accesses().contains(keyword.access)
+        || (keyword.value.isValid() && !fits(keyword.value, keyword.type)))
         return false;
 
     Private::Entry &entry = d->ensure(path);
@@ -756,7 +769,7 @@ bool KeywordServer::setValue(const QString &path, const QVariant &value)
 {
     const QString normalized = normalizedPath(path);
     Private::Entry *const entry = d->find(normalized);
-    if (!entry || !entry->keyword || !fitsType(value, entry->keyword->type))
+    if (!entry || !entry->keyword || !fits(value, entry->keyword->type))
         return false;
     const QVariant typed = asType(value, entry->keyword->type);
     if (typed != entry->keyword->value) {
@@ -847,4 +860,4 @@ int KeywordServer::sessionCount() const
     This signal is emitted after a client's write to \a path was accepted and \a value set.
 */
 
-} // namespace pellix::simulator
+} // namespace pellix::server

@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-#include "simulator/clientsocket_p.h"
+#include "server/clientsocket_p.h"
 
 #include <QtNetwork/QSslSocket>
 #include <QtWebSockets/QWebSocket>
 
-namespace pellix::simulator {
+namespace pellix::server {
 
 ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, qint64 limit)
     : QObject(socket), socket(socket), connection(connection), limit(limit)
@@ -101,4 +101,4 @@ void ClientSocket::takeAllCommands()
         Q_EMIT received(commands.dequeue());
 }
 
-} // namespace pellix::simulator
+} // namespace pellix::server

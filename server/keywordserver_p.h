@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "simulator/keywordserver.h"
+#include "server/keywordserver.h"
 
 #include <QtCore/QHash>
 #include <QtCore/QJsonObject>
@@ -16,14 +16,7 @@
 #include <optional>
 #include <unordered_map>
 
-namespace pellix::simulator {
-
-// A keyword's path with "/" as its only separator: how the server addresses it inside.
-QString normalizedPath(const QString &keyword);
-
-const QStringList &knownTypes();
-const QStringList &knownAccesses();
-bool fitsType(const QVariant &value, const QString &type);
+namespace pellix::server {
 
 class KeywordServer::Private
 {
@@ -112,4 +105,4 @@ public:
     int keywords = 0;
 };
 
-} // namespace pellix::simulator
+} // namespace pellix::server

@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-#include "simulator/keywordsession.h"
+#include "server/keywordsession.h"
 
-#include "simulator/keywordserver_p.h"
+#include "server/keywordserver_p.h"
 
-namespace pellix::simulator {
+namespace pellix::server {
 
 class KeywordSession::Private
 {
@@ -14,10 +14,10 @@ public:
 };
 
 /*!
-    \class pellix::simulator::KeywordSession
-    \inmodule PellixClientSimulator
-    \inheaderfile simulator/keywordsession.h
-    \ingroup PellixClientSimulatorClasses
+    \class pellix::server::KeywordSession
+    \inmodule PellixClientServer
+    \inheaderfile server/keywordsession.h
+    \ingroup PellixClientServerClasses
     \brief The KeywordSession class is one client's link to a KeywordServer.
 
     Whatever carries the messages hands each command to receive() and delivers each send(). Deleting
@@ -56,4 +56,16 @@ void KeywordSession::receive(const QByteArray &command)
     and inside the changes of the server's keywords.
 */
 
-} // namespace pellix::simulator
+/*!
+    \fn template <typename Client> KeywordSession *linkInProcess(KeywordServer *server, Client
+   *client)
+
+    Opens a session for \a client on \a server and wires the two, up to the protocol request. The
+    client is a PInProcessKeywordClient, or a class derived from it.
+
+    The server answers queued: an answer to an index query that came inside the query would be lost,
+    as its sender does not know the identifier yet. The session belongs to the client and ends with
+    it, or with the server.
+*/
+
+} // namespace pellix::server

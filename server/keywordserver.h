@@ -3,20 +3,21 @@
 
 #pragma once
 
-#include "simulator/simulatorglobal.h"
+#include "server/serverglobal.h"
 
 #include <QtCore/QObject>
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <QtCore/QVariant>
 
 #include <functional>
 #include <memory>
 
-namespace pellix::simulator {
+namespace pellix::server {
 
 class KeywordSession;
 
-class PELLIXCLIENT_SIMULATOR_EXPORT KeywordServer : public QObject
+class PELLIXCLIENT_SERVER_EXPORT KeywordServer : public QObject
 {
     Q_OBJECT
 
@@ -34,6 +35,11 @@ public:
         bool error = false;
     };
     using WriteHandler = std::function<bool(const QVariant &value)>;
+
+    static const QStringList &types();
+    static const QStringList &accesses();
+    static bool fits(const QVariant &value, const QString &type);
+    static QString normalizedPath(const QString &keyword);
 
     explicit KeywordServer(QObject *parent = nullptr);
     ~KeywordServer() override;
@@ -63,4 +69,4 @@ private:
     const std::unique_ptr<Private> d;
 };
 
-} // namespace pellix::simulator
+} // namespace pellix::server

@@ -4,8 +4,8 @@
 //! [program]
 #include "client/inprocesskeywordclient.h"
 #include "module/pellixclientkeywordmodule.h"
-#include "simulator/inprocesslink.h"
-#include "simulator/keywordserver.h"
+#include "server/inprocesslink.h"
+#include "server/keywordserver.h"
 
 #include <QtQml/QQmlContext>
 #include <QtQml/QQmlEngine>
@@ -17,7 +17,7 @@ class Plant : public QObject
     Q_OBJECT
 
 public:
-    Plant() { pellix::simulator::linkInProcess(&server, &client); }
+    Plant() { pellix::server::linkInProcess(&server, &client); }
 
     Q_INVOKABLE void setLevel(double level)
     {
@@ -29,7 +29,7 @@ public:
 
 private:
     const QString path = QStringLiteral("/plant/tank1/level");
-    pellix::simulator::KeywordServer server;
+    pellix::server::KeywordServer server;
 };
 
 class Setup : public QObject

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-#include "simulator/keywordserver.h"
-#include "simulator/keywordsession.h"
+#include "server/keywordserver.h"
+#include "server/keywordsession.h"
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
@@ -15,7 +15,7 @@
 #include <memory>
 #include <utility>
 
-using namespace pellix::simulator;
+using namespace pellix::server;
 
 namespace {
 

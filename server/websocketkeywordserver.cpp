@@ -1,20 +1,15 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-#include "simulator/websocketkeywordserver.h"
+#include "server/websocketkeywordserver.h"
 
-#include "simulator/clientsocket_p.h"
-#include "simulator/keywordserver.h"
-#include "simulator/keywordsession.h"
-#include "simulator/openinghandshake_p.h"
+#include "server/clientsocket_p.h"
+#include "server/keywordserver.h"
+#include "server/keywordsession.h"
+#include "server/openinghandshake_p.h"
 
-#include <QtCore/QJsonArray>
-#include <QtCore/QJsonDocument>
-#include <QtCore/QJsonObject>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QPointer>
-#include <QtCore/QTimer>
-#include <QtCore/QUuid>
 #include <QtNetwork/QNetworkInterface>
 #include <QtNetwork/QSslConfiguration>
 #include <QtNetwork/QSslSocket>
@@ -26,13 +21,13 @@
 #include <algorithm>
 #include <optional>
 
-namespace pellix::simulator {
+namespace pellix::server {
 
 using namespace std::chrono_literals;
 
 namespace {
 
-Q_LOGGING_CATEGORY(lcWebSocketServer, "pellixclient.simulator.websocketserver", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcWebSocketServer, "pellixclient.server.websocketserver", QtInfoMsg)
 
 constexpr auto defaultHandshakeTimeout = 10s;
 constexpr qint64 sendLimit = qint64(16) * 1024 * 1024; // bytes that wait for one client
@@ -132,13 +127,10 @@ class WebSocketKeywordServer::Private
 public:
     explicit Private(WebSocketKeywordServer *q) : q(q) { }
 
-    void accept(QTcpSocket *connection);
     void drop(QTcpSocket *connection);
     void endHandshake(QTcpSocket *connection);
     void serve(QWebSocket *socket);
     QTcpSocket *connectionOf(const QWebSocket *socket) const;
-    void deliver(ClientSocket *client, const QByteArray &message);
-    QByteArray withFaults(const QByteArray &message) const;
     void dropAll();
     void tellClientCount();
 
@@ -154,43 +146,13 @@ public:
     QStringList allowedOrigins;
     std::chrono::milliseconds handshakeTimeout = defaultHandshakeTimeout;
     QString error;
-
-    bool silent = false;
-    std::chrono::milliseconds answerDelay {0};
-    bool duplicateIndexItems = false;
-    bool wrongRequestIds = false;
 };
-
-void WebSocketKeywordServer::Private::accept(QTcpSocket *connection)
-{
-    connections.removeIf([](const QPointer<QTcpSocket> &gone) { return gone.isNull(); });
-    connections.append(connection);
-    if (silent) {
-        QObject::connect(connection, &QTcpSocket::disconnected, connection, &QObject::deleteLater);
-        connection->blockSignals(true); // until it is dropped, at the end of the silence
-        return;
-    }
-    auto *const handshake = new OpeningHandshake(connection, allowedOrigins, handshakeTimeout);
-    // Its WebSocket disposes of it later.
-    QObject::connect(connection, &QTcpSocket::disconnected, handshake,
-                     [connection] { connection->deleteLater(); });
-    QObject::connect(handshake, &OpeningHandshake::granted, q,
-                     [this, connection] { upgrade->handleConnection(connection); });
-    QObject::connect(handshake, &OpeningHandshake::refused, q,
-                     [name = peerName(connection)](const QString &reason) {
-                         qCWarning(lcWebSocketServer, "refused %s: %s", qUtf8Printable(name),
-                                   qUtf8Printable(reason));
-                     });
-    QObject::connect(handshake, &OpeningHandshake::timedOut, q,
-                     [this, connection] { drop(connection); });
-    handshake->begin();
-}
 
 // Gives up a connection that has not become a WebSocket in time.
 void WebSocketKeywordServer::Private::drop(QTcpSocket *connection)
 {
-    if (silent)
-        return; // to drop it would be an answer
+    if (connection->signalsBlocked())
+        return; // a subclass holds it, and to drop it would be an answer
     qCInfo(lcWebSocketServer, "dropped %s: its handshake takes too long",
            qUtf8Printable(peerName(connection)));
     connection->abort();
@@ -232,7 +194,7 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
     QObject::connect(client, &ClientSocket::received, session,
                      [session](const QString &text) { session->receive(text.toUtf8()); });
     QObject::connect(session, &KeywordSession::send, client,
-                     [this, client](const QByteArray &message) { deliver(client, message); });
+                     [this, socket](const QByteArray &message) { q->deliver(socket, message); });
     QObject::connect(client, &ClientSocket::stalled, socket, [socket](qint64 waitingBytes) {
         qCWarning(lcWebSocketServer, "dropped %s: it does not read, and %lld bytes wait for it",
                   qUtf8Printable(peerName(socket)), waitingBytes);
@@ -245,42 +207,6 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
         }
     });
     tellClientCount();
-}
-
-void WebSocketKeywordServer::Private::deliver(ClientSocket *client, const QByteArray &message)
-{
-    if (silent)
-        return;
-    const QString text = QString::fromUtf8(withFaults(message));
-    if (answerDelay.count() > 0)
-        QTimer::singleShot(answerDelay, client, [client, text] { client->sendText(text); });
-    else
-        client->sendText(text);
-}
-
-QByteArray WebSocketKeywordServer::Private::withFaults(const QByteArray &message) const
-{
-    if (!duplicateIndexItems && !wrongRequestIds)
-        return message;
-    QJsonObject object = QJsonDocument::fromJson(message).object();
-    if (object.value(QLatin1String("cmd")) != QLatin1String("keyIndex"))
-        return message;
-
-    QJsonObject payload = object.value(QLatin1String("payload")).toObject();
-    if (duplicateIndexItems) {
-        const QJsonArray once = payload.value(QLatin1String("response")).toArray();
-        QJsonArray twice = once;
-        for (const auto &item : once)
-            twice.append(item);
-        payload.insert(QLatin1String("response"), twice);
-    }
-    if (wrongRequestIds) {
-        QJsonObject request = payload.value(QLatin1String("request")).toObject();
-        request.insert(QLatin1String("uuid"), QUuid::createUuid().toString());
-        payload.insert(QLatin1String("request"), request);
-    }
-    object.insert(QLatin1String("payload"), payload);
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
 // Ends all connections without a word, those that are not upgraded yet or silent included.
@@ -320,19 +246,19 @@ void WebSocketKeywordServer::Private::tellClientCount()
 }
 
 /*!
-    \class pellix::simulator::WebSocketKeywordServer
-    \inmodule PellixClientSimulator
-    \inheaderfile simulator/websocketkeywordserver.h
-    \ingroup PellixClientSimulatorClasses
+    \class pellix::server::WebSocketKeywordServer
+    \inmodule PellixClientServer
+    \inheaderfile server/websocketkeywordserver.h
+    \ingroup PellixClientServerClasses
     \brief The WebSocketKeywordServer class serves a KeywordServer to WebSocket clients.
 
     Each client gets a session of its own, which ends with its connection. With a certificate the
-    server speaks wss. Its faults bring a client into situations that are rare in life.
+    server speaks wss.
 
     A client that does not read is dropped once more than 16 MiB wait for it. So is one that does
    not complete its handshake in time. Web pages are refused unless their origin is allowed, as are
     handshakes that name more than one host. All of this is logged in the category
-    "pellixclient.simulator.websocketserver".
+    "pellixclient.server.websocketserver".
 
     The keyword server is not owned; when it goes first, clients get no answers.
 */
@@ -433,7 +359,7 @@ bool WebSocketKeywordServer::listen(const QHostAddress &address, quint16 port)
 {
     close();
     const bool tls = !d->certificate.isNull();
-    d->upgrade = std::make_unique<QWebSocketServer>(QStringLiteral("keyword-simulator"),
+    d->upgrade = std::make_unique<QWebSocketServer>(QStringLiteral("pellixclient-server"),
                                                     tls ? QWebSocketServer::SecureMode
                                                         : QWebSocketServer::NonSecureMode);
     connect(d->upgrade.get(), &QWebSocketServer::newConnection, this, [this] {
@@ -443,8 +369,11 @@ bool WebSocketKeywordServer::listen(const QHostAddress &address, quint16 port)
     d->listener = std::make_unique<Listener>(
         tls ? std::make_optional(tlsConfiguration(d->certificate, d->key)) : std::nullopt);
     connect(d->listener.get(), &QTcpServer::pendingConnectionAvailable, this, [this] {
-        while (QTcpSocket *const connection = d->listener->nextPendingConnection())
-            d->accept(connection);
+        while (QTcpSocket *const connection = d->listener->nextPendingConnection()) {
+            d->connections.removeIf([](const auto &gone) { return gone.isNull(); });
+            d->connections.append(connection);
+            accept(connection);
+        }
     });
     d->address = address;
     if (d->listener->listen(address, port)) {
@@ -463,6 +392,14 @@ void WebSocketKeywordServer::close()
     d->dropAll();
     d->listener.reset();
     d->upgrade.reset();
+}
+
+/*!
+    Returns the address of the last listen().
+*/
+QHostAddress WebSocketKeywordServer::address() const
+{
+    return d->address;
 }
 
 /*!
@@ -516,50 +453,6 @@ int WebSocketKeywordServer::clientCount() const
 }
 
 /*!
-    Falls silent when \a silent is \c true: connections stay open, but nothing is read, answered or
-    sent, pings included, and new connections get no handshake. Ending it drops the connections
-    that went through it, as their clients have missed what happened meanwhile.
-*/
-void WebSocketKeywordServer::setSilent(bool silent)
-{
-    if (silent == d->silent)
-        return;
-    d->silent = silent;
-    if (!silent) {
-        d->dropAll();
-        return;
-    }
-    for (const QPointer<QTcpSocket> &connection : std::as_const(d->connections)) {
-        if (connection)
-            connection->blockSignals(true); // the WebSocket reads when the connection says so
-    }
-}
-
-/*!
-    Delays every message to clients by \a delay; 0 ends it.
-*/
-void WebSocketKeywordServer::setAnswerDelay(std::chrono::milliseconds delay)
-{
-    d->answerDelay = delay;
-}
-
-/*!
-    Lists every child twice in index answers while \a duplicate is \c true.
-*/
-void WebSocketKeywordServer::setDuplicateIndexItems(bool duplicate)
-{
-    d->duplicateIndexItems = duplicate;
-}
-
-/*!
-    Answers index queries with an identifier that nobody asked with while \a wrong is \c true.
-*/
-void WebSocketKeywordServer::setWrongRequestIds(bool wrong)
-{
-    d->wrongRequestIds = wrong;
-}
-
-/*!
     Closes all connections with the closing handshake.
 */
 void WebSocketKeywordServer::closeClients()
@@ -567,6 +460,80 @@ void WebSocketKeywordServer::closeClients()
     const QList<ClientSocket *> clients = d->clients;
     for (ClientSocket *client : clients)
         client->webSocket()->close(QWebSocketProtocol::CloseCodeGoingAway);
+}
+
+/*!
+    Takes a new \a connection: reads its request for a WebSocket and grants or refuses it.
+
+    For subclasses that watch or disturb what happens. One that blocks the signals of a connection
+    holds it: nothing is read from it, and it is not dropped for being late.
+*/
+void WebSocketKeywordServer::accept(QTcpSocket *connection)
+{
+    auto *const handshake =
+        new OpeningHandshake(connection, d->allowedOrigins, d->handshakeTimeout);
+    // Its WebSocket disposes of it later.
+    QObject::connect(connection, &QTcpSocket::disconnected, handshake,
+                     [connection] { connection->deleteLater(); });
+    QObject::connect(handshake, &OpeningHandshake::granted, this,
+                     [this, connection] { d->upgrade->handleConnection(connection); });
+    QObject::connect(handshake, &OpeningHandshake::refused, this,
+                     [name = peerName(connection)](const QString &reason) {
+                         qCWarning(lcWebSocketServer, "refused %s: %s", qUtf8Printable(name),
+                                   qUtf8Printable(reason));
+                     });
+    QObject::connect(handshake, &OpeningHandshake::timedOut, this,
+                     [this, connection] { d->drop(connection); });
+    handshake->begin();
+}
+
+/*!
+    Sends \a message to \a client. For subclasses that watch, delay or change what is sent.
+*/
+void WebSocketKeywordServer::deliver(QWebSocket *client, const QByteArray &message)
+{
+    client->findChild<ClientSocket *>(QString(), Qt::FindDirectChildrenOnly)
+        ->sendText(QString::fromUtf8(message));
+}
+
+/*!
+    Sends \a data to \a client as a binary message, which no client of a keyword server expects.
+*/
+void WebSocketKeywordServer::deliverBinary(QWebSocket *client, const QByteArray &data)
+{
+    client->findChild<ClientSocket *>(QString(), Qt::FindDirectChildrenOnly)->sendBinary(data);
+}
+
+/*!
+    Returns the keyword server, or null when it is gone.
+*/
+KeywordServer *WebSocketKeywordServer::keywordServer() const
+{
+    return d->server;
+}
+
+/*!
+    Returns all connections, those included that are no WebSockets yet.
+*/
+QList<QTcpSocket *> WebSocketKeywordServer::connections() const
+{
+    QList<QTcpSocket *> connections;
+    for (const QPointer<QTcpSocket> &connection : d->connections) {
+        if (connection)
+            connections.append(connection);
+    }
+    return connections;
+}
+
+/*!
+    Returns the WebSockets of all clients.
+*/
+QList<QWebSocket *> WebSocketKeywordServer::clients() const
+{
+    QList<QWebSocket *> sockets;
+    for (const ClientSocket *client : d->clients)
+        sockets.append(client->webSocket());
+    return sockets;
 }
 
 /*!
@@ -578,51 +545,10 @@ void WebSocketKeywordServer::abortClients()
 }
 
 /*!
-    Sends \a text to all clients as it stands.
-*/
-void WebSocketKeywordServer::sendText(const QString &text)
-{
-    for (ClientSocket *client : std::as_const(d->clients))
-        client->sendText(text);
-}
-
-/*!
-    Sends \a data to all clients as a binary message.
-*/
-void WebSocketKeywordServer::sendBinary(const QByteArray &data)
-{
-    for (ClientSocket *client : std::as_const(d->clients))
-        client->sendBinary(data);
-}
-
-/*!
-    Restarts with an empty state: drops all connections, clears the keyword server, and listens
-    again on the same port. Emits restarted() before the first client is back, so that keywords can
-    be declared anew. Returns whether the port could be had.
-*/
-bool WebSocketKeywordServer::restart()
-{
-    const quint16 port = this->port();
-    const QHostAddress address = d->address;
-    close();
-    if (d->server)
-        d->server->clear();
-    const bool listening = listen(address, port);
-    Q_EMIT restarted();
-    return listening;
-}
-
-/*!
     \fn void WebSocketKeywordServer::clientCountChanged()
 
     This signal is emitted after a client has connected or its connection has ended, when the event
     loop turns. The server may be deleted then.
 */
 
-/*!
-    \fn void WebSocketKeywordServer::restarted()
-
-    This signal is emitted by restart(), once the server is empty and listens again.
-*/
-
-} // namespace pellix::simulator
+} // namespace pellix::server

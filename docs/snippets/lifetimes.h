@@ -6,8 +6,8 @@
 #include "binding/keywordexpression.h"
 #include "binding/keywordproxy.h"
 #include "client/inprocesskeywordclient.h"
-#include "simulator/inprocesslink.h"
-#include "simulator/keywordserver.h"
+#include "server/inprocesslink.h"
+#include "server/keywordserver.h"
 
 #include <memory>
 
@@ -15,7 +15,7 @@
 //! [plant]
 struct Plant
 {
-    pellix::simulator::KeywordServer server; // goes last
+    pellix::server::KeywordServer server; // goes last
     std::unique_ptr<pellix::client::PInProcessKeywordClient> client =
         std::make_unique<pellix::client::PInProcessKeywordClient>();
     pellix::client::PKeywordExpression expression {QStringLiteral("/plant/name")};
@@ -23,7 +23,7 @@ struct Plant
 
     Plant()
     {
-        pellix::simulator::linkInProcess(&server, client.get());
+        pellix::server::linkInProcess(&server, client.get());
         name.setClient(client.get());
         name.setKeywordExpression(&expression);
     }

@@ -3,8 +3,8 @@
 
 #include "binding/keywordproxy.h"
 #include "client/websocketkeywordclient.h"
-#include "simulator/keywordserver.h"
-#include "simulator/websocketkeywordserver.h"
+#include "server/keywordserver.h"
+#include "simulator/faultywebsocketserver.h"
 #include "tests/support/rawclient.h"
 
 #include <QtCore/QDir>
@@ -23,6 +23,7 @@
 
 #include <memory>
 
+using namespace pellix::server;
 using namespace pellix::simulator;
 using pellix::client::PKeywordProxy;
 using pellix::client::PWebSocketKeywordClient;
@@ -38,7 +39,7 @@ QString q(const char *text)
 // A bare WebSocket client.
 struct Peer
 {
-    explicit Peer(const WebSocketKeywordServer &server)
+    explicit Peer(const FaultyWebSocketServer &server)
     {
         QObject::connect(&socket, &QWebSocket::textMessageReceived, &socket,
                          [this](const QString &text) { texts << text; });
@@ -134,7 +135,7 @@ private:
     void listenWithTls();
 
     std::unique_ptr<KeywordServer> keywords;
-    std::unique_ptr<WebSocketKeywordServer> server;
+    std::unique_ptr<FaultyWebSocketServer> server;
 };
 
 void tst_WebSocketKeywordServer::init()
@@ -143,7 +144,7 @@ void tst_WebSocketKeywordServer::init()
     keywords = std::make_unique<KeywordServer>();
     keywords->declare({q("/p/a"), q("int"), q("RW"), QString(), 1});
     keywords->declare({q("/p/b"), q("int"), q("RW"), QString(), 2});
-    server = std::make_unique<WebSocketKeywordServer>(keywords.get());
+    server = std::make_unique<FaultyWebSocketServer>(keywords.get());
     QVERIFY(server->listen());
     QVERIFY(server->port() != 0);
 }
@@ -158,7 +159,7 @@ void tst_WebSocketKeywordServer::listen_reportsAPortThatIsTaken()
 {
     QTcpServer other;
     QVERIFY(other.listen(QHostAddress::LocalHost));
-    WebSocketKeywordServer second(keywords.get());
+    FaultyWebSocketServer second(keywords.get());
     QVERIFY(!second.listen(QHostAddress::LocalHost, other.serverPort()));
     QVERIFY(!second.errorString().isEmpty());
     QVERIFY(second.listen());
@@ -184,7 +185,7 @@ void tst_WebSocketKeywordServer::clients_areServedSideBySide()
 
 void tst_WebSocketKeywordServer::leavingClient_endsItsSession()
 {
-    QSignalSpy counts(server.get(), &WebSocketKeywordServer::clientCountChanged);
+    QSignalSpy counts(server.get(), &FaultyWebSocketServer::clientCountChanged);
     auto peer = std::make_unique<Peer>(*server);
     QTRY_COMPARE(server->clientCount(), 1);
     peer.reset();
@@ -218,7 +219,7 @@ void tst_WebSocketKeywordServer::silent_neitherAnswersNorPongs()
     keywords->setValue(q("/p/a"), 5);
     Peer late(*server);
     // Another server on the same event loop answers meanwhile.
-    WebSocketKeywordServer other(keywords.get());
+    FaultyWebSocketServer other(keywords.get());
     QVERIFY(other.listen());
     Peer witness(other);
     QTRY_VERIFY(witness.connected());
@@ -325,7 +326,7 @@ void tst_WebSocketKeywordServer::restart_startsEmptyOnTheSamePort()
     const quint16 port = server->port();
     Peer peer(*server);
     QTRY_COMPARE(server->clientCount(), 1);
-    QSignalSpy restarted(server.get(), &WebSocketKeywordServer::restarted);
+    QSignalSpy restarted(server.get(), &FaultyWebSocketServer::restarted);
     QVERIFY(server->restart());
     QCOMPARE(restarted.count(), 1);
     QCOMPARE(server->port(), port);
@@ -365,7 +366,7 @@ void tst_WebSocketKeywordServer::libraryClient_comesBackFromEachFault()
     } else if (fault == q("binary")) {
         server->sendBinary(QByteArray("\0\1", 2));
     } else if (fault == q("restart")) {
-        connect(server.get(), &WebSocketKeywordServer::restarted, this, [this] {
+        connect(server.get(), &FaultyWebSocketServer::restarted, this, [this] {
             keywords->declare({q("/p/a"), q("int"), q("RW"), QString(), 0});
         });
         server->restart();
@@ -577,7 +578,7 @@ void tst_WebSocketKeywordServer::stalledReader_mayBeDroppedInsideOfAnything()
     QTRY_VERIFY(!stalled.received.isEmpty());
     stalled.setReading(0);
     expectStalledClient();
-    connect(server.get(), &WebSocketKeywordServer::clientCountChanged, this,
+    connect(server.get(), &FaultyWebSocketServer::clientCountChanged, this,
             [this] { server.reset(); });
 
     for (int i = 0; i < 100 && server; ++i) {
@@ -758,7 +759,7 @@ void tst_WebSocketKeywordServer::request_isGrantedOrRefused()
     QFETCH(QByteArray, status);
     QFETCH(QString, reason);
     server->setAllowedOrigins({q("http://localhost:3000"), q("https://example.org")});
-    QSignalSpy counts(server.get(), &WebSocketKeywordServer::clientCountChanged);
+    QSignalSpy counts(server.get(), &FaultyWebSocketServer::clientCountChanged);
     const bool granted = reason.isEmpty();
     if (!granted) {
         QTest::ignoreMessage(
@@ -848,7 +849,7 @@ void tst_WebSocketKeywordServer::origin_isKnownByItsForm()
 {
     QFETCH(QString, text);
     QFETCH(QString, sent);
-    QCOMPARE(WebSocketKeywordServer::isOrigin(text), !sent.isEmpty());
+    QCOMPARE(FaultyWebSocketServer::isOrigin(text), !sent.isEmpty());
     server->setAllowedOrigins({text});
     if (sent.isEmpty()) {
         sent = text;
@@ -858,7 +859,7 @@ void tst_WebSocketKeywordServer::origin_isKnownByItsForm()
     client.send(RawClient::request("Origin: " + sent.toUtf8() + "\r\n"));
     QTRY_VERIFY(client.received.startsWith("HTTP/1.1 "));
     QCOMPARE(client.received.mid(9, 3),
-             QByteArray(WebSocketKeywordServer::isOrigin(text) ? "101" : "403"));
+             QByteArray(FaultyWebSocketServer::isOrigin(text) ? "101" : "403"));
 }
 
 void tst_WebSocketKeywordServer::unfinishedHandshake_isDropped_data()
@@ -904,7 +905,7 @@ void tst_WebSocketKeywordServer::unfinishedHandshake_isNotDroppedInSilence()
     QVERIFY(next.open()); // so the one before it is accepted
     server->setSilent(true);
     RawClient late(server->url());
-    WebSocketKeywordServer other(keywords.get());
+    FaultyWebSocketServer other(keywords.get());
     other.setHandshakeTimeout(3s);
     QVERIFY(other.listen());
     RawClient witness(other.url());

@@ -11,7 +11,7 @@
 class QTcpSocket;
 class QWebSocket;
 
-namespace pellix::simulator {
+namespace pellix::server {
 
 // One client's WebSocket and the connection below it, with a limit to what waits to be sent: a
 // client that does not read would take up any amount of memory. It belongs to the WebSocket.
@@ -53,4 +53,4 @@ private:
     bool full = false;
 };
 
-} // namespace pellix::simulator
+} // namespace pellix::server

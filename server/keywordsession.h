@@ -3,18 +3,18 @@
 
 #pragma once
 
-#include "simulator/simulatorglobal.h"
+#include "server/serverglobal.h"
 
 #include <QtCore/QByteArray>
 #include <QtCore/QObject>
 
 #include <memory>
 
-namespace pellix::simulator {
+namespace pellix::server {
 
 class KeywordServer;
 
-class PELLIXCLIENT_SIMULATOR_EXPORT KeywordSession : public QObject
+class PELLIXCLIENT_SERVER_EXPORT KeywordSession : public QObject
 {
     Q_OBJECT
 
@@ -35,4 +35,4 @@ private:
     const std::unique_ptr<Private> d;
 };
 
-} // namespace pellix::simulator
+} // namespace pellix::server

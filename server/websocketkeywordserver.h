@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "simulator/simulatorglobal.h"
+#include "server/serverglobal.h"
 
 #include <QtCore/QList>
 #include <QtCore/QObject>
@@ -16,11 +16,16 @@
 #include <chrono>
 #include <memory>
 
-namespace pellix::simulator {
+QT_BEGIN_NAMESPACE
+class QTcpSocket;
+class QWebSocket;
+QT_END_NAMESPACE
+
+namespace pellix::server {
 
 class KeywordServer;
 
-class PELLIXCLIENT_SIMULATOR_EXPORT WebSocketKeywordServer : public QObject
+class PELLIXCLIENT_SERVER_EXPORT WebSocketKeywordServer : public QObject
 {
     Q_OBJECT
 
@@ -35,30 +40,31 @@ public:
     void setHandshakeTimeout(std::chrono::milliseconds timeout);
     bool listen(const QHostAddress &address = QHostAddress::LocalHost, quint16 port = 0);
     void close();
+    QHostAddress address() const;
     quint16 port() const;
     QUrl url() const;
     QList<QUrl> urls() const;
     QString errorString() const;
     int clientCount() const;
 
-    // Faults, for tests of clients
-    void setSilent(bool silent);
-    void setAnswerDelay(std::chrono::milliseconds delay);
-    void setDuplicateIndexItems(bool duplicate);
-    void setWrongRequestIds(bool wrong);
     void closeClients();
-    void abortClients();
-    void sendText(const QString &text);
-    void sendBinary(const QByteArray &data);
-    bool restart();
 
 Q_SIGNALS:
     void clientCountChanged();
-    void restarted();
+
+protected:
+    virtual void accept(QTcpSocket *connection);
+    virtual void deliver(QWebSocket *client, const QByteArray &message);
+    void deliverBinary(QWebSocket *client, const QByteArray &data);
+
+    KeywordServer *keywordServer() const;
+    QList<QTcpSocket *> connections() const;
+    QList<QWebSocket *> clients() const;
+    void abortClients();
 
 private:
     class Private;
     const std::unique_ptr<Private> d;
 };
 
-} // namespace pellix::simulator
+} // namespace pellix::server

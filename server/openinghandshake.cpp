@@ -1,14 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-#include "simulator/openinghandshake_p.h"
+#include "server/openinghandshake_p.h"
 
 #include <QtCore/QDebug>
 #include <QtCore/QTimer>
 #include <QtCore/QUrl>
 #include <QtNetwork/QTcpSocket>
 
-namespace pellix::simulator {
+namespace pellix::server {
 
 namespace {
 
@@ -116,4 +116,4 @@ void OpeningHandshake::refuse(const Refusal &refusal)
     Q_EMIT refused(refusal.reason);
 }
 
-} // namespace pellix::simulator
+} // namespace pellix::server

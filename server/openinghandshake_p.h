@@ -10,7 +10,7 @@
 
 class QTcpSocket;
 
-namespace pellix::simulator {
+namespace pellix::server {
 
 // The origin in the form in which browsers send it, such as https://example.org:8443; empty if the
 // text is none.
@@ -50,4 +50,4 @@ private:
     const std::chrono::milliseconds timeLimit;
 };
 
-} // namespace pellix::simulator
+} // namespace pellix::server
