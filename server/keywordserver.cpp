@@ -3,15 +3,14 @@
 
 #include "server/keywordserver.h"
 
+#include "server/eventtext_p.h"
 #include "server/keywordserver_p.h"
 #include "server/keywordsession.h"
 
-#include <QtCore/QJsonArray>
-#include <QtCore/QJsonDocument>
-#include <QtCore/QtNumeric>
+#include <QtCore/QIODevice>
+#include <QtCore/QSet>
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 namespace pellix::server {
@@ -19,153 +18,76 @@ namespace pellix::server {
 namespace {
 
 const QLatin1String labelSuffix("/Label");
-
-QString parentPath(const QString &path)
-{
-    return path.left(path.lastIndexOf(QLatin1Char('/')));
-}
-
-QString lastLevel(const QString &path)
-{
-    return path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
-}
-
-constexpr double intLimit = 9223372036854775808.0; // the first above the values of an int
+const QLatin1String fullRights("*");
 constexpr int greatestNesting = 100; // of aggregates over aggregates
-
-bool isWholeNumber(const QVariant &value)
-{
-    const double number = value.toDouble();
-    return value.metaType().id() == QMetaType::LongLong || value.metaType().id() == QMetaType::Int
-        || (value.metaType().id() == QMetaType::Double && std::trunc(number) == number
-            && number >= -intLimit && number < intLimit);
-}
-
-bool isNumber(const QVariant &value)
-{
-    const int id = value.metaType().id();
-    return id == QMetaType::Double || id == QMetaType::LongLong || id == QMetaType::Int
-        || id == QMetaType::Float;
-}
-
-// The value in the form in which the type is kept: whole numbers as such, others as double.
-QVariant asType(const QVariant &value, const QString &type)
-{
-    if (type == QLatin1String("int"))
-        return value.toLongLong();
-    if (type == QLatin1String("double"))
-        return value.toDouble();
-    return value;
-}
-
-// Invalid when the type cannot hold it.
-QVariant sum(qlonglong a, qlonglong b)
-{
-    qlonglong result;
-    return qAddOverflow(a, b, &result) ? QVariant() : QVariant(result);
-}
-
-QVariant sum(double a, double b)
-{
-    return std::isfinite(a + b) ? QVariant(a + b) : QVariant();
-}
-
-bool isWritable(const QString &access)
-{
-    return access == QLatin1String("W") || access == QLatin1String("RW");
-}
-
-bool passesAccess(const QString &access, const QString &filter)
-{
-    if (filter == QLatin1String("R"))
-        return access == QLatin1String("R") || access == QLatin1String("RW");
-    if (filter == QLatin1String("RM"))
-        return access != QLatin1String("N");
-    if (filter == QLatin1String("W"))
-        return isWritable(access);
-    if (filter == QLatin1String("RW"))
-        return access == QLatin1String("RW");
-    return true; // "N", or none: everything
-}
 
 } // namespace
 
-KeywordServer::Private::Entry *KeywordServer::Private::find(const QString &path)
+bool SessionState::mayRead(const QString &path) const
 {
-    const auto found = entries.find(path);
-    return found == entries.end() ? nullptr : &found->second;
+    return !rights || rights->mayRead(path);
 }
 
-KeywordServer::Private::Entry &KeywordServer::Private::ensure(const QString &path)
+KeywordServer::Private::Private(KeywordServer *q) : q(q)
 {
-    return entries[path];
+    clock.start();
+    writeTimer.setSingleShot(true);
+    QObject::connect(&writeTimer, &QTimer::timeout, q, [this] { expireWrites(); });
 }
 
-// Makes every level above the path list the one below it.
-void KeywordServer::Private::addToParents(const QString &path)
+KeywordServer::Private::~Private()
 {
-    for (QString level = path;;) {
-        const QString parent = parentPath(level);
-        auto &siblings = parent.isEmpty() ? topLevel : ensure(parent).children;
-        if (!siblings.emplace(lastLevel(level), level).second || parent.isEmpty())
-            return;
-        level = parent;
+    for (SessionState *const session : std::as_const(sessions)) {
+        qDeleteAll(session->watches);
+        qDeleteAll(session->aggregates);
+        session->watches.clear();
+        session->aggregates.clear();
+        session->waiting.clear();
     }
 }
 
-// Forgets an entry that says nothing any more, and the levels above it that only led to it.
-void KeywordServer::Private::drop(const QString &path)
+Record KeywordServer::Private::record(const SessionState *session, Node *node, const QString &path)
 {
-    for (QString level = path; !level.isEmpty();) {
-        const Entry *entry = find(level);
-        if (!entry)
-            return;
-        const QString parent = parentPath(level);
-        Entry *const above = find(parent);
-        if (!entry->keyword && entry->children.empty()) {
-            if (parent.isEmpty())
-                topLevel.erase(lastLevel(level));
-            else if (above)
-                above->children.erase(lastLevel(level));
-        }
-        if (entry->keyword || entry->aggregation || !entry->watchers.isEmpty()
-            || !entry->aggregates.isEmpty() || !entry->children.empty() || !entry->label.isEmpty())
-            return;
-        entries.erase(level);
-        level = parent;
+    if (node && node->declared) {
+        if (!session->mayRead(path))
+            return {};
+        return {node->value, node->type, node->connected, node->online, node->consistent,
+                node->error, true};
     }
-}
-
-KeywordServer::Private::Record KeywordServer::Private::record(const QString &path)
-{
-    Entry *const entry = find(path);
-    if (entry && entry->keyword) {
-        const Keyword &keyword = *entry->keyword;
-        return {keyword.value, keyword.type, keyword.connected, keyword.online, keyword.consistent,
-                keyword.error, true};
-    }
-    if (entry && entry->aggregation)
-        return aggregateRecord(path, *entry->aggregation);
-    if (path.endsWith(labelSuffix)) {
-        const Entry *const labelled = find(parentPath(path));
-        const QString label = labelled ? labelled->label : QString();
-        return {label.isNull() ? QString(QLatin1String("")) : label,
-                QStringLiteral("string"),
-                true,
-                true,
-                true,
-                false,
-                true};
-    }
+    if (Aggregate *const aggregate = session->aggregates.value(path))
+        return aggregateRecord(*aggregate);
+    if (path.endsWith(labelSuffix))
+        return labelRecord(session, path);
     return {};
+}
+
+Record KeywordServer::Private::labelRecord(const SessionState *session, const QString &path)
+{
+    Node *const labelled = tree.find(path.chopped(labelSuffix.size()));
+    Record record {QString(QLatin1String("")), Type::String, true, true, true, false, true};
+    if (labelled && labelled->extras && !labelled->extras->label.isEmpty()
+        && isVisible(*session, labelled))
+        record.value = labelled->extras->label;
+    return record;
+}
+
+// Whether the session finds the node when it lists what there is.
+bool KeywordServer::Private::isVisible(const SessionState &session, Node *node)
+{
+    if (!session.rights || session.rights->isReadingEverything())
+        return node->listed;
+    if (node->declared && session.rights->mayRead(node->path))
+        return true;
+    return !node->children.empty() && session.rights->mayLeadToReadable(node->path)
+        && std::any_of(node->children.cbegin(), node->children.cend(),
+                       [&](Node *child) { return isVisible(session, child); });
 }
 
 // Forms each aggregate below once, however often others name it, and none at any depth: a client
 // could have the server compute for ever, or run out of stack.
-KeywordServer::Private::Record KeywordServer::Private::aggregateRecord(const QString &path,
-                                                                       Aggregation &aggregation)
+Record KeywordServer::Private::aggregateRecord(Aggregate &aggregate)
 {
-    const auto known = formed.constFind(path);
+    const auto known = formed.constFind(&aggregate);
     if (known != formed.constEnd())
         return *known;
     Record result;
@@ -174,29 +96,29 @@ KeywordServer::Private::Record KeywordServer::Private::aggregateRecord(const QSt
         return result;
     }
     ++nesting;
-    result = aggregate(aggregation);
+    result = aggregated(aggregate);
     --nesting;
     if (nesting == 0)
         formed.clear();
     else
-        formed.insert(path, result);
+        formed.insert(&aggregate, result);
     return result;
 }
 
-KeywordServer::Private::Record KeywordServer::Private::aggregate(Aggregation &aggregation)
+Record KeywordServer::Private::aggregated(Aggregate &aggregate)
 {
     Record result;
     result.exists = true;
     result.connected = result.online = true;
-    if (aggregation.computing) {
+    if (aggregate.computing) {
         result.error = true; // an aggregate over itself
         return result;
     }
 
-    aggregation.computing = true;
+    aggregate.computing = true;
     QVariantList values;
-    for (const QString &child : std::as_const(aggregation.children)) {
-        const Record part = record(child);
+    for (Node *const child : aggregate.children) {
+        const Record part = child ? record(aggregate.session, child, child->path) : Record();
         result.connected &= part.exists && part.connected;
         result.online &= part.exists && part.online;
         result.consistent &= part.exists && part.consistent;
@@ -209,21 +131,19 @@ KeywordServer::Private::Record KeywordServer::Private::aggregate(Aggregation &ag
             result.consistent = false;
         values.append(part.value);
     }
-    aggregation.computing = false;
+    aggregate.computing = false;
 
-    const QString &mode = aggregation.mode;
+    const QString &mode = aggregate.mode;
     const auto all = [&values](auto &&test) {
         return !values.isEmpty() && std::all_of(values.cbegin(), values.cend(), test);
     };
-    const auto isBool = [](const QVariant &value) {
-        return value.metaType().id() == QMetaType::Bool;
-    };
+    const auto isBool = [](const QVariant &value) { return value.typeId() == QMetaType::Bool; };
     if (mode == QLatin1String("eql")) {
         if (all([&](const QVariant &value) { return value == values.constFirst(); }))
             result.value = values.constFirst();
     } else if (mode == QLatin1String("bool_and") || mode == QLatin1String("bool_or")) {
         const bool isAnd = mode == QLatin1String("bool_and");
-        result.type = QStringLiteral("bool");
+        result.type = Type::Bool;
         if (!all(isBool)) {
             result.consistent = false;
         } else {
@@ -236,10 +156,8 @@ KeywordServer::Private::Record KeywordServer::Private::aggregate(Aggregation &ag
         if (!all(isNumber)) {
             result.consistent = false;
         } else {
-            if (!all([](const QVariant &value) {
-                    return value.metaType().id() != QMetaType::Double;
-                }))
-                result.type = QStringLiteral("double");
+            if (!all([](const QVariant &value) { return value.typeId() != QMetaType::Double; }))
+                result.type = Type::Double;
             double number = values.constFirst().toDouble();
             for (int i = 1; i < values.size(); ++i) {
                 const double next = values.at(i).toDouble();
@@ -247,8 +165,8 @@ KeywordServer::Private::Record KeywordServer::Private::aggregate(Aggregation &ag
                     : mode == QLatin1String("max")    ? std::max(number, next)
                                                       : number + next;
             }
-            if (result.type == QLatin1String("int") && !isWholeNumber(number))
-                result.type = QStringLiteral("double"); // too great a sum
+            if (result.type == Type::Int && !isWholeNumber(number))
+                result.type = Type::Double; // too great a sum
             result.value = asType(number, result.type);
         }
     } else {
@@ -257,254 +175,211 @@ KeywordServer::Private::Record KeywordServer::Private::aggregate(Aggregation &ag
     return result;
 }
 
-QByteArray KeywordServer::Private::event(const QString &keyword, const Record &record) const
+// Tells the watchers of a node, and then those of the aggregates over it that are others by now.
+void KeywordServer::Private::changed(Node *node)
 {
-    const QJsonObject payload {
-        {QStringLiteral("connected"), record.connected},
-        {QStringLiteral("consistent"), record.consistent},
-        {QStringLiteral("error"), record.error},
-        {QStringLiteral("keyword"), keyword},
-        {QStringLiteral("online"), record.online},
-        {QStringLiteral("type"), record.type},
-        {QStringLiteral("value"), QJsonValue::fromVariant(record.value)},
-    };
-    const QJsonObject message {{QStringLiteral("cmd"), QStringLiteral("keyEvent")},
-                               {QStringLiteral("payload"), payload}};
-    return QJsonDocument(message).toJson(QJsonDocument::Compact);
-}
-
-void KeywordServer::Private::notify(const QString &path)
-{
-    const Entry *const entry = find(path);
-    if (!entry || entry->watchers.isEmpty())
-        return;
-    const QList<Watcher> watchers = entry->watchers; // receivers may change the list
-    const Record current = record(path);
-    QString encodedFor;
-    QByteArray message;
-    for (const Watcher &watcher : watchers) {
-        if (!sessions.contains(watcher.session))
-            continue;
-        if (message.isEmpty() || watcher.keyword != encodedFor) {
-            encodedFor = watcher.keyword;
-            message = event(encodedFor, current);
-        }
-        Q_EMIT watcher.session->send(message);
+    node->version = ++lastVersion;
+    for (Watch *watch = node->watches; watch; watch = watch->next) {
+        if (!watch->hidden)
+            enqueue(watch);
     }
+    if (node->extras && !node->extras->aggregates.empty())
+        changed(node->extras->aggregates);
+    sendAll();
 }
 
-// Tells the watchers of a path, and then those of the aggregates over it that are others by now.
-void KeywordServer::Private::changed(const QString &path)
+void KeywordServer::Private::changed(std::vector<Aggregate *> pending)
 {
-    QStringList pending {path};
-    QSet<QString> seen {path};
-    while (!pending.isEmpty()) {
-        const QString current = pending.takeFirst();
-        Entry *const entry = find(current);
-        if (!entry)
+    QSet<Aggregate *> seen(pending.cbegin(), pending.cend());
+    for (std::size_t i = 0; i < pending.size(); ++i) {
+        Aggregate &aggregate = *pending[i];
+        Record now = aggregateRecord(aggregate);
+        if (now == aggregate.last)
             continue;
-        if (entry->aggregation) {
-            Record now = record(current);
-            if (now == entry->aggregation->last)
-                continue;
-            entry->aggregation->last = std::move(now);
+        aggregate.last = std::move(now);
+        aggregate.version = ++lastVersion;
+        Node *const node = tree.find(aggregate.path);
+        if (!node || node->declared)
+            continue;
+        for (Watch *watch = node->watches; watch; watch = watch->next) {
+            if (watch->session == aggregate.session)
+                enqueue(watch);
         }
-        for (const QString &over : std::as_const(entry->aggregates)) {
-            if (!seen.contains(over)) {
+        if (!node->extras)
+            continue;
+        for (Aggregate *const over : node->extras->aggregates) {
+            if (over->session == aggregate.session && !seen.contains(over)) {
                 seen.insert(over);
-                pending.append(over);
+                pending.push_back(over);
             }
         }
-        notify(current);
     }
 }
 
-void KeywordServer::Private::receive(KeywordSession *session, const QByteArray &command)
+void KeywordServer::Private::labelChanged(const QString &path)
 {
-    const QJsonObject message = QJsonDocument::fromJson(command).object();
-    const QString name = message.value(QLatin1String("cmd")).toString();
-    const QJsonObject payload = message.value(QLatin1String("payload")).toObject();
-
-    if (name == QLatin1String("keyCreateOrUpdate"))
-        create(session, payload);
-    else if (name == QLatin1String("keyUpdate"))
-        update(session, payload);
-    else if (name == QLatin1String("keyDestroy"))
-        unwatch(session, payload.value(QLatin1String("keyword")).toString());
-    else if (name == QLatin1String("keyIndex"))
-        index(session, payload);
-    // "keyChangeProtocol" is accepted by going on in JSON; anything else is not known.
-}
-
-void KeywordServer::Private::create(KeywordSession *session, const QJsonObject &payload)
-{
-    const QString keyword = payload.value(QLatin1String("keyword")).toString();
-    const QString path = normalizedPath(keyword);
-    if (path.isEmpty())
+    Node *const node = tree.find(path + labelSuffix);
+    if (!node || node->declared)
         return;
-
-    Entry &entry = ensure(path);
-    const Watcher watcher {session, keyword};
-    if (!sessions[session].contains(keyword)) {
-        sessions[session].insert(keyword);
-        entry.watchers.append(watcher);
+    node->version = ++lastVersion;
+    Node *const labelled = tree.find(path);
+    for (Watch *watch = node->watches; watch; watch = watch->next) {
+        if (!labelled || isVisible(*watch->session, labelled))
+            enqueue(watch);
     }
-
-    const QJsonArray children = payload.value(QLatin1String("children")).toArray();
-    if (!children.isEmpty() && !entry.keyword) {
-        QStringList paths;
-        for (const auto &child : children)
-            paths.append(normalizedPath(child.toString()));
-        setAggregation(path, payload.value(QLatin1String("aggregation")).toString(), paths);
-    }
-    Q_EMIT session->send(event(keyword, record(path)));
-    Q_EMIT q->keywordRequested(path);
+    sendAll();
 }
 
-void KeywordServer::Private::setAggregation(const QString &path, const QString &mode,
-                                            const QStringList &children)
+// Marks a keyword of a session as changed. Its value is looked up when there is room for it.
+void KeywordServer::Private::enqueue(Watch *watch, Place place)
 {
-    Entry &entry = ensure(path);
-    if (entry.aggregation && entry.aggregation->mode == mode
-        && entry.aggregation->children == children)
-        return;
-    const bool replaced = entry.aggregation.has_value();
-    endAggregation(path);
-    for (const QString &child : children) {
-        if (!child.isEmpty())
-            ensure(child).aggregates.insert(path);
+    SessionState *const session = watch->session;
+    if (watch->queued) {
+        ++counts.skippedValues;
+        if (place == Place::Any && !watch->refusedBehind)
+            return;
     }
-    Entry &aggregate = ensure(path);
-    aggregate.aggregation = Aggregation {mode, children, {}, false};
-    if (replaced)
-        changed(path);
+    ++watch->turn; // an earlier place does not count any more
+    watch->queued = true;
+    watch->refusedBehind = false;
+    session->waiting.push_back({watch, watch->turn, QString(), QByteArray()});
+    if (!session->inTurn) {
+        session->inTurn = true;
+        toSend.push_back(session);
+    }
+}
+
+void KeywordServer::Private::enqueueAnswer(SessionState *session, const QByteArray &answer)
+{
+    session->waiting.push_back({nullptr, 0, QString(), answer});
+    ++session->waitingAnswers;
+    session->answerBytes += answer.size();
+}
+
+void KeywordServer::Private::enqueueRefusal(SessionState *session, const QString &keyword)
+{
+    if (Watch *const watch = session->watches.value(keyword))
+        watch->refusedBehind = watch->queued;
+    session->waiting.push_back({nullptr, 0, keyword, QByteArray()});
+    ++session->waitingAnswers;
+}
+
+void KeywordServer::Private::sendAll()
+{
+    if (batch > 0 || sendingAll)
+        return;
+    sendingAll = true;
+    const QPointer<KeywordServer> server(q);
+    // Receivers may change anything, which adds to the list.
+    while (!toSend.empty()) {
+        SessionState *const session = toSend.front();
+        toSend.pop_front();
+        session->inTurn = false;
+        send(session);
+        if (!server)
+            return;
+    }
+    sendingAll = false;
+}
+
+// Sends what waits for a session, until its transport has no room. What is added meanwhile waits
+// behind.
+void KeywordServer::Private::send(SessionState *session)
+{
+    if (session->sending)
+        return;
+    session->sending = true;
+    const QPointer<KeywordServer> server(q);
+    const QPointer<KeywordSession> alive(session->q);
+    while (!session->waiting.empty() && !session->paused) {
+        const Waiting next = std::move(session->waiting.front());
+        session->waiting.pop_front();
+        if (next.watch) {
+            if (next.turn != next.watch->turn)
+                continue;
+            next.watch->queued = false;
+            transmit(session, messageFor(next.watch));
+        } else if (!next.answer.isNull() || !next.keyword.isNull()) {
+            --session->waitingAnswers;
+            session->answerBytes -= next.answer.size();
+            if (next.keyword.isNull()) {
+                transmit(session, Message(next.answer));
+            } else {
+                const QString path = KeywordServer::normalizedPath(next.keyword);
+                Record refused = record(session, tree.find(path), path);
+                refused.error = true;
+                transmit(session, Message(eventText(next.keyword, refused)));
+            }
+        }
+        if (!server || !alive)
+            return;
+    }
+    session->sending = false;
+}
+
+void KeywordServer::Private::transmit(SessionState *session, const Message &message)
+{
+    ++counts.events;
+    counts.bytesOut += quint64(message.utf8().size());
+    if (session->receiver)
+        session->receiver(message);
     else
-        aggregate.aggregation->last = record(path);
+        Q_EMIT session->q->send(message.utf8());
 }
 
-void KeywordServer::Private::endAggregation(const QString &path)
+Message KeywordServer::Private::messageFor(Watch *watch)
 {
-    Entry *const entry = find(path);
-    if (!entry || !entry->aggregation)
-        return;
-    const QStringList children = std::exchange(entry->aggregation, std::nullopt)->children;
-    for (const QString &child : children) {
-        if (Entry *const part = find(child)) {
-            part->aggregates.remove(path);
-            drop(child);
-        }
+    Node *const node = watch->node;
+    if (watch->hidden && !node->path.endsWith(labelSuffix))
+        return Message(eventText(watch->keyword, Record()));
+    const Aggregate *const aggregate =
+        node->declared ? nullptr : watch->session->aggregates.value(node->path);
+    const bool isShared = !watch->session->rights || node->declared;
+    const quint64 version = aggregate ? aggregate->version : node->version;
+    Encoded &slot = encoded[version % encoded.size()];
+    if (!isShared || slot.version != version || slot.keyword != watch->keyword) {
+        const Record current =
+            aggregate ? aggregate->last : record(watch->session, node, node->path);
+        const Message message(eventText(watch->keyword, current));
+        if (!isShared)
+            return message;
+        slot.version = version;
+        slot.keyword = watch->keyword;
+        slot.message = message;
     }
+    if (watch->session->receiver)
+        slot.message.text(); // for all that come by here
+    return slot.message;
 }
 
-void KeywordServer::Private::unwatch(KeywordSession *session, const QString &keyword)
+// The role of a session is another one.
+void KeywordServer::Private::updateRights(SessionState *session)
 {
-    const auto watched = sessions.find(session);
-    if (watched == sessions.end() || !watched->remove(keyword))
-        return;
-    const QString path = normalizedPath(keyword);
-    Entry *const entry = find(path);
-    entry->watchers.removeOne(Watcher {session, keyword});
-    if (entry->watchers.isEmpty())
-        endAggregation(path);
-    drop(path);
+    static const auto none = std::make_shared<const Rights>();
+    session->rights =
+        session->peer.role == fullRights ? nullptr : roles.value(session->peer.role, none);
+    std::vector<Aggregate *> aggregates(session->aggregates.cbegin(), session->aggregates.cend());
+    for (Watch *const watch : std::as_const(session->watches)) {
+        const bool hidden = !session->mayRead(watch->node->path);
+        if (hidden == watch->hidden && !watch->node->path.endsWith(labelSuffix))
+            continue;
+        watch->hidden = hidden;
+        enqueue(watch);
+    }
+    changed(std::move(aggregates));
+    sendAll();
 }
 
-void KeywordServer::Private::leave(KeywordSession *session)
+void KeywordServer::Private::updateRightsOf(const QString &role)
 {
-    const QSet<QString> watched = sessions.value(session);
-    for (const QString &keyword : watched)
-        unwatch(session, keyword);
-    sessions.remove(session);
-    refused.remove(session);
-}
-
-void KeywordServer::Private::update(KeywordSession *session, const QJsonObject &payload)
-{
-    const QString keyword = payload.value(QLatin1String("keyword")).toString();
-    const QString path = normalizedPath(keyword);
-    const QVariant given = payload.value(QLatin1String("value")).toVariant();
-    const bool relative =
-        payload.value(QLatin1String("valueChangeMode")).toString() == QLatin1String("relative");
-
-    Entry *const entry = find(path);
-    QVariant value;
-    bool accepted = entry && entry->keyword && isWritable(entry->keyword->access)
-        && fits(given, entry->keyword->type);
-    if (accepted) {
-        const Keyword &target = *entry->keyword;
-        if (!relative)
-            value = asType(given, target.type);
-        else if (target.type == QLatin1String("bool"))
-            value = target.value.toBool() != given.toBool();
-        else if (target.type == QLatin1String("int"))
-            value = sum(target.value.toLongLong(), given.toLongLong());
-        else if (target.type == QLatin1String("double"))
-            value = sum(target.value.toDouble(), given.toDouble());
-        accepted = value.isValid();
+    const QList<SessionState *> all = sessions.values();
+    ++batch;
+    for (SessionState *const session : all) {
+        if (session->peer.role == role)
+            updateRights(session);
     }
-    if (accepted && entry->writeHandler) {
-        const WriteHandler handler = entry->writeHandler; // may replace itself
-        accepted = handler(value);
-    }
-    if (!sessions.contains(session))
-        return; // the handler has ended it
-
-    if (!accepted) {
-        // Tells the writer alone, and does not last: the next good write is always answered.
-        Record current = record(path);
-        current.error = true;
-        refused[session].insert(path);
-        Q_EMIT session->send(event(keyword, current));
-        return;
-    }
-
-    const bool wasRefused = refused.contains(session) && refused[session].remove(path);
-    const bool isNew = q->value(path) != value;
-    q->setValue(path, value);
-    if (wasRefused && !isNew && sessions.contains(session))
-        Q_EMIT session->send(event(keyword, record(path)));
-    Q_EMIT q->valueWritten(path, value);
-}
-
-void KeywordServer::Private::index(KeywordSession *session, const QJsonObject &payload)
-{
-    QString path;
-    for (const char *level : {"factory", "instance"}) {
-        const QString name = payload.value(QLatin1String(level)).toString();
-        if (!name.isEmpty())
-            path += QLatin1Char('/') + name;
-    }
-    const QJsonArray levels = payload.value(QLatin1String("keyQuery")).toArray();
-    for (const auto &level : levels)
-        path += QLatin1Char('/') + level.toString();
-
-    const QString type = payload.value(QLatin1String("type")).toString();
-    const QString access = payload.value(QLatin1String("access")).toString();
-    QJsonArray items;
-    const Entry *const entry = find(path);
-    const auto *const children = path.isEmpty() ? &topLevel : entry ? &entry->children : nullptr;
-    if (children) {
-        for (const auto &[name, child] : *children) {
-            const Entry *const below = find(child);
-            const Keyword *const keyword = below && below->keyword ? &*below->keyword : nullptr;
-            // A level that leads on is listed whatever the filter, or what is below is not found.
-            const bool leadsOn = below && !below->children.empty();
-            const bool passes = keyword && (type.isEmpty() || keyword->type == type)
-                && passesAccess(keyword->access, access);
-            if (passes || leadsOn) {
-                items.append(QJsonObject {
-                    {QStringLiteral("name"), child},
-                    {QStringLiteral("type"), keyword ? keyword->type : QString()},
-                });
-            }
-        }
-    }
-    const QJsonObject message {
-        {QStringLiteral("cmd"), QStringLiteral("keyIndex")},
-        {QStringLiteral("payload"),
-         QJsonObject {{QStringLiteral("request"), payload}, {QStringLiteral("response"), items}}},
-    };
-    Q_EMIT session->send(QJsonDocument(message).toJson(QJsonDocument::Compact));
+    --batch;
+    sendAll();
 }
 
 /*!
@@ -519,8 +394,7 @@ void KeywordServer::Private::index(KeywordSession *session, const QJsonObject &p
     \inmodule PellixClientServer
     \inheaderfile server/keywordserver.h
     \ingroup PellixClientServerClasses
-    \brief The KeywordServer class is a keyword server without a transport, to develop and test
-    against.
+    \brief The KeywordServer class is a keyword server without a transport.
 
     The program that holds it declares keywords and changes their values; clients reach it through
     sessions, which linkInProcess() and WebSocketKeywordServer open. All paths are taken with "/"
@@ -532,8 +406,13 @@ void KeywordServer::Private::index(KeywordSession *session, const QJsonObject &p
     keyword with children, the server forms it from them, for as long as somebody watches it.
 
     A write is refused, with an event to the writer that carries \e error and the unchanged value,
-    when the keyword does not exist or grants no write access, when the value does not fit its type,
-    or when its write handler says so. Relative writes add to numbers and toggle a bool.
+    when the keyword does not exist or grants no write access, when the role of the session does
+    not, when the value does not fit its type, or when its write handler refuses it or does not
+    decide in time. Relative writes add to numbers and toggle a bool; they count from the last write
+    that is not decided yet.
+
+    Sessions whose transport has no room are told the newest value of each keyword once it has; the
+    values in between are left out.
 
     All of it lives in one thread. Sessions are owned by whoever opened them.
     \sa {Testing your QML without a server}, {The wire protocol}
@@ -595,7 +474,21 @@ void KeywordServer::Private::index(KeywordSession *session, const QJsonObject &p
 */
 
 /*!
+    \variable pellix::server::KeywordServer::Keyword::assumesWrites
+    \brief whether a write that has a handler is shown at once, before the handler has decided. If
+   it is refused, the value from before is shown again. \c false by default: clients see a new value
+    when the source has confirmed it.
+*/
+
+/*!
     \typedef pellix::server::KeywordServer::WriteHandler
+
+    A function that gets a client's write and accepts or refuses it, at once or later.
+    \sa WriteRequest
+*/
+
+/*!
+    \typedef pellix::server::KeywordServer::WriteCheck
 
     A function that gets the whole new value and returns whether the write is accepted.
 */
@@ -605,9 +498,8 @@ void KeywordServer::Private::index(KeywordSession *session, const QJsonObject &p
 */
 const QStringList &KeywordServer::types()
 {
-    static const QStringList types = {QStringLiteral("bool"), QStringLiteral("int"),
-                                      QStringLiteral("double"), QStringLiteral("string"),
-                                      QStringLiteral("object")};
+    static const QStringList types = {toWord(Type::Bool), toWord(Type::Int), toWord(Type::Double),
+                                      toWord(Type::String), toWord(Type::Object)};
     return types;
 }
 
@@ -616,9 +508,9 @@ const QStringList &KeywordServer::types()
 */
 const QStringList &KeywordServer::accesses()
 {
-    static const QStringList accesses = {QStringLiteral("N"), QStringLiteral("R"),
-                                         QStringLiteral("RM"), QStringLiteral("W"),
-                                         QStringLiteral("RW")};
+    static const QStringList accesses = {toWord(Access::None), toWord(Access::Read),
+                                         toWord(Access::ReadMeta), toWord(Access::Write),
+                                         toWord(Access::ReadWrite)};
     return accesses;
 }
 
@@ -628,18 +520,7 @@ const QStringList &KeywordServer::accesses()
 */
 bool KeywordServer::fits(const QVariant &value, const QString &type)
 {
-    if (type == QLatin1String("bool"))
-        return value.metaType().id() == QMetaType::Bool;
-    if (type == QLatin1String("int"))
-        return isWholeNumber(value);
-    if (type == QLatin1String("double"))
-        return isNumber(value);
-    if (type == QLatin1String("string"))
-        return value.metaType().id() == QMetaType::QString;
-    if (type == QLatin1String("object"))
-        return value.metaType().id() == QMetaType::QVariantMap
-            || value.metaType().id() == QMetaType::QVariantList;
-    return false;
+    return server::fits(value, typeFromWord(type));
 }
 
 /*!
@@ -648,13 +529,31 @@ bool KeywordServer::fits(const QVariant &value, const QString &type)
 */
 QString KeywordServer::normalizedPath(const QString &keyword)
 {
+    const auto isSeparator = [](QChar character) {
+        return character == QLatin1Char('/') || character == QLatin1Char('#');
+    };
+    // Most keywords are spelt like this.
+    bool isNormal = keyword.startsWith(QLatin1Char('/')) && !isSeparator(keyword.back());
+    for (qsizetype i = 1; isNormal && i < keyword.size(); ++i) {
+        isNormal = keyword.at(i) != QLatin1Char('#')
+            && (keyword.at(i) != QLatin1Char('/') || keyword.at(i - 1) != QLatin1Char('/'));
+    }
+    if (isNormal)
+        return keyword;
+
     QString path;
     path.reserve(keyword.size() + 1);
-    const QStringList levels = QString(keyword)
-                                   .replace(QLatin1Char('#'), QLatin1Char('/'))
-                                   .split(QLatin1Char('/'), Qt::SkipEmptyParts);
-    for (const QString &level : levels)
-        path += QLatin1Char('/') + level;
+    bool isStart = true; // of a level
+    for (const QChar character : keyword) {
+        if (isSeparator(character)) {
+            isStart = true;
+            continue;
+        }
+        if (isStart)
+            path += QLatin1Char('/');
+        isStart = false;
+        path += character;
+    }
     return path;
 }
 
@@ -670,32 +569,46 @@ KeywordServer::KeywordServer(QObject *parent) : QObject(parent), d(std::make_uni
 KeywordServer::~KeywordServer() = default;
 
 /*!
-    Declares \a keyword, or replaces what was declared under its path.
+    Declares \a keyword, or replaces what was declared under its path. The label and the write
+   handler that it had stay, unless the label of \a keyword is not empty.
 
     Returns \c false, and changes nothing, when its path is empty, its type or access is none of
-    those listed with the struct, or its value is set and does not fit the type.
+    those listed with the struct, its value is set and does not fit the type, or there are as many
+    keywords as limits() allow.
 */
 bool KeywordServer::declare(const Keyword &keyword)
 {
     const QString path = normalizedPath(keyword.path);
-    if (path.isEmpty() || !types().contains(keyword.type) || !accesses().contains(keyword.access)
-        || (keyword.value.isValid() && !fits(keyword.value, keyword.type)))
+    const Type type = typeFromWord(keyword.type);
+    Access access = Access::Read;
+    if (path.isEmpty() || type == Type::None || !accessFromWord(keyword.access, &access)
+        || (keyword.value.isValid() && !server::fits(keyword.value, type)))
         return false;
+    Node *node = d->tree.find(path);
+    if ((!node || !node->declared) && keywordCount() >= d->limits.keywords) {
+        ++d->counts.refusedDeclarations;
+        return false;
+    }
 
-    Private::Entry &entry = d->ensure(path);
-    if (!entry.keyword)
-        ++d->keywords;
-    const bool newLabel = entry.label != keyword.label && !keyword.label.isEmpty();
+    node = d->tree.ensure(path);
+    const bool newLabel = !keyword.label.isEmpty() && node->more().label != keyword.label;
     if (newLabel)
-        entry.label = keyword.label;
-    entry.keyword = keyword;
-    entry.keyword->path = path;
-    if (keyword.value.isValid())
-        entry.keyword->value = asType(keyword.value, keyword.type);
-    d->addToParents(path);
-    d->changed(path);
+        node->extras->label = keyword.label;
+    node->type = type;
+    node->access = access;
+    node->value = keyword.value.isValid() ? asType(keyword.value, type) : QVariant();
+    node->connected = keyword.connected;
+    node->online = keyword.online;
+    node->consistent = keyword.consistent;
+    node->error = keyword.error;
+    node->assumesWrites = keyword.assumesWrites;
+    d->tree.declare(node);
+    ++d->batch;
+    d->changed(node);
     if (newLabel)
-        d->notify(path + labelSuffix);
+        d->labelChanged(path);
+    --d->batch;
+    d->sendAll();
     return true;
 }
 
@@ -705,32 +618,44 @@ bool KeywordServer::declare(const Keyword &keyword)
 */
 bool KeywordServer::remove(const QString &path)
 {
-    const QString normalized = normalizedPath(path);
-    Private::Entry *const entry = d->find(normalized);
-    if (!entry || !entry->keyword)
+    Node *const node = d->nodeAt(path);
+    if (!node || !node->declared)
         return false;
-    entry->keyword.reset();
-    entry->writeHandler = nullptr;
-    entry->label.clear();
-    --d->keywords;
-    d->changed(normalized);
-    d->notify(normalized + labelSuffix);
-    d->drop(normalized);
+    const QString normalized = node->path;
+    if (node->extras) {
+        node->extras->writeHandler = nullptr;
+        node->extras->label.clear();
+    }
+    node->value.clear();
+    d->tree.undeclare(node);
+    ++d->batch;
+    d->changed(node);
+    d->labelChanged(normalized);
+    d->tree.drop(node);
+    --d->batch;
+    d->sendAll();
     return true;
 }
 
 /*!
     Forgets all keywords, labels and subscriptions, as a restart would. Sessions stay open and are
-    not told.
+    not told. Writes that are not decided yet are forgotten, too. Roles stay.
 */
 void KeywordServer::clear()
 {
-    d->entries.clear();
-    d->topLevel.clear();
-    d->refused.clear();
-    d->keywords = 0;
-    for (QSet<QString> &watched : d->sessions)
-        watched.clear();
+    for (SessionState *const session : std::as_const(d->sessions)) {
+        qDeleteAll(session->watches);
+        qDeleteAll(session->aggregates);
+        session->watches.clear();
+        session->aggregates.clear();
+        session->refused.clear();
+        session->waiting.clear();
+        session->waitingAnswers = 0;
+        session->answerBytes = session->bytes = 0;
+    }
+    d->writes.clear();
+    d->tree.clear();
+    d->counts.watchedKeywords = 0;
 }
 
 /*!
@@ -738,8 +663,8 @@ void KeywordServer::clear()
 */
 bool KeywordServer::contains(const QString &path) const
 {
-    const Private::Entry *const entry = d->find(normalizedPath(path));
-    return entry && entry->keyword;
+    const Node *const node = d->nodeAt(path);
+    return node && node->declared;
 }
 
 /*!
@@ -747,7 +672,7 @@ bool KeywordServer::contains(const QString &path) const
 */
 int KeywordServer::keywordCount() const
 {
-    return d->keywords;
+    return d->tree.keywordCount();
 }
 
 /*!
@@ -755,8 +680,8 @@ int KeywordServer::keywordCount() const
 */
 QVariant KeywordServer::value(const QString &path) const
 {
-    const Private::Entry *const entry = d->find(normalizedPath(path));
-    return entry && entry->keyword ? entry->keyword->value : QVariant();
+    const Node *const node = d->nodeAt(path);
+    return node && node->declared ? node->value : QVariant();
 }
 
 /*!
@@ -767,14 +692,13 @@ QVariant KeywordServer::value(const QString &path) const
 */
 bool KeywordServer::setValue(const QString &path, const QVariant &value)
 {
-    const QString normalized = normalizedPath(path);
-    Private::Entry *const entry = d->find(normalized);
-    if (!entry || !entry->keyword || !fits(value, entry->keyword->type))
+    Node *const node = d->nodeAt(path);
+    if (!node || !node->declared || !server::fits(value, node->type))
         return false;
-    const QVariant typed = asType(value, entry->keyword->type);
-    if (typed != entry->keyword->value) {
-        entry->keyword->value = typed;
-        d->changed(normalized);
+    QVariant typed = asType(value, node->type);
+    if (typed != node->value) {
+        node->value = std::move(typed);
+        d->changed(node);
     }
     return true;
 }
@@ -786,58 +710,187 @@ bool KeywordServer::setValue(const QString &path, const QVariant &value)
 bool KeywordServer::setState(const QString &path, bool connected, bool online, bool consistent,
                              bool error)
 {
-    const QString normalized = normalizedPath(path);
-    Private::Entry *const entry = d->find(normalized);
-    if (!entry || !entry->keyword)
+    Node *const node = d->nodeAt(path);
+    if (!node || !node->declared)
         return false;
-    Keyword &keyword = *entry->keyword;
-    if (keyword.connected == connected && keyword.online == online
-        && keyword.consistent == consistent && keyword.error == error)
+    if (node->connected == connected && node->online == online && node->consistent == consistent
+        && node->error == error)
         return true;
-    keyword.connected = connected;
-    keyword.online = online;
-    keyword.consistent = consistent;
-    keyword.error = error;
-    d->changed(normalized);
+    node->connected = connected;
+    node->online = online;
+    node->consistent = consistent;
+    node->error = error;
+    d->changed(node);
     return true;
 }
 
 /*!
+    Sets the flags \e connected and \e online of the keyword at \a level, and of all keywords below
+    it, to \a connected, and tells those who watch them. This is how a source that serves many
+    keywords goes and comes back. "/" stands for all keywords. Returns how many there are.
+
+    The values stay, so that clients can show the last ones.
+*/
+int KeywordServer::setConnected(const QString &level, bool connected)
+{
+    const QString path = normalizedPath(level);
+    Node *const top = path.isEmpty() ? d->tree.root() : d->tree.find(path);
+    if (!top)
+        return 0;
+    int count = 0;
+    ++d->batch;
+    std::vector<Node *> pending {top};
+    while (!pending.empty()) {
+        Node *const node = pending.back();
+        pending.pop_back();
+        pending.insert(pending.end(), node->children.cbegin(), node->children.cend());
+        if (!node->declared)
+            continue;
+        ++count;
+        if (node->connected == connected && node->online == connected)
+            continue;
+        node->connected = node->online = connected;
+        d->changed(node);
+    }
+    --d->batch;
+    d->sendAll();
+    return count;
+}
+
+/*!
     Sets the label of \a path, which may be a keyword or a level above keywords, to \a label.
-   Returns \c false when there is neither.
+    Returns \c false when there is neither.
 */
 bool KeywordServer::setLabel(const QString &path, const QString &label)
 {
-    const QString normalized = normalizedPath(path);
-    Private::Entry *const entry = d->find(normalized);
-    if (!entry || (!entry->keyword && entry->children.empty()))
+    Node *const node = d->nodeAt(path);
+    if (!node || !node->listed)
         return false;
-    if (entry->label != label) {
-        entry->label = label;
-        d->notify(normalized + labelSuffix);
+    if (node->more().label != label) {
+        node->extras->label = label;
+        d->labelChanged(node->path);
     }
     return true;
 }
 
 /*!
-    Has \a handler decide on each write to the keyword at \a path. It gets the whole new value, also
-    for a relative write, and returns whether the write is accepted. An empty one accepts all.
+    Has \a handler decide on each write to the keyword at \a path. An empty one accepts all: then
+   the server itself is where the value is kept. \sa WriteRequest, Keyword::assumesWrites
 */
 void KeywordServer::setWriteHandler(const QString &path, const WriteHandler &handler)
 {
-    Private::Entry *const entry = d->find(normalizedPath(path));
-    if (entry && entry->keyword)
-        entry->writeHandler = handler;
+    Node *const node = d->nodeAt(path);
+    if (node && node->declared)
+        node->more().writeHandler = handler;
 }
 
 /*!
-    Opens a session for one client. \a parent owns it, if given, and otherwise the caller.
+    Has \a check decide at once on each write to the keyword at \a path: it gets the whole new value
+    and returns whether the write is accepted. This replaces the write handler.
+*/
+void KeywordServer::setWriteCheck(const QString &path, const WriteCheck &check)
+{
+    if (!check) {
+        setWriteHandler(path, {});
+        return;
+    }
+    setWriteHandler(path, [check](const WriteRequest &request) {
+        if (check(request.value()))
+            request.accept();
+        else
+            request.refuse(QStringLiteral("its check refuses the value"));
+    });
+}
+
+/*!
+    Has one line of JSON written to \a device for each write of a client: the time in UTC, name,
+    address and role of the session, the keyword, the value, the outcome ("accepted", "refused" or
+    "timed out") and the reason. Control characters are escaped. Null, which is the default, ends
+   it.
+
+    The device has to be open. It is not owned, and may be destroyed.
+*/
+void KeywordServer::setAuditDevice(QIODevice *device)
+{
+    d->auditDevice = device;
+}
+
+/*!
+    Adds \a role, or replaces the one of its name: what its sessions may do changes at once. Returns
+    \c false, and changes nothing, when the name is empty or "*", or when one of the patterns is
+   none. \sa Role::isPattern()
+*/
+bool KeywordServer::setRole(const Role &role)
+{
+    const auto arePatterns = [](const QStringList &texts) {
+        return std::all_of(texts.cbegin(), texts.cend(), &Role::isPattern);
+    };
+    if (role.name.isEmpty() || role.name == fullRights || !arePatterns(role.read)
+        || !arePatterns(role.write))
+        return false;
+    d->roles.insert(role.name, std::make_shared<const Rights>(role));
+    d->updateRightsOf(role.name);
+    return true;
+}
+
+/*!
+    Removes the role of this \a name. Its sessions have no rights any more, and roleRemoved() has
+   their transports end them. Returns whether there was one.
+*/
+bool KeywordServer::removeRole(const QString &name)
+{
+    if (d->roles.remove(name) == 0)
+        return false;
+    const QPointer<KeywordServer> alive(this);
+    d->updateRightsOf(name);
+    if (alive)
+        Q_EMIT roleRemoved(name);
+    return true;
+}
+
+/*!
+    Returns the names of all roles, without that of full rights.
+*/
+QStringList KeywordServer::roles() const
+{
+    QStringList names = d->roles.keys();
+    names.sort();
+    return names;
+}
+
+/*!
+    Returns the limits. Sessions that the program opens without a Peer have none.
+*/
+Limits KeywordServer::limits() const
+{
+    return d->limits;
+}
+
+/*!
+    Sets the \a limits. What is beyond them already stays.
+*/
+void KeywordServer::setLimits(const Limits &limits)
+{
+    d->limits = limits;
+}
+
+/*!
+    Opens a session with full rights and without limits, for the program itself. \a parent owns it,
+    if given, and otherwise the caller.
 */
 KeywordSession *KeywordServer::openSession(QObject *parent)
 {
-    auto *const session = new KeywordSession(this, parent);
-    d->sessions.insert(session, {});
-    return session;
+    return new KeywordSession(this, {QString(), QString(), fullRights}, false, parent);
+}
+
+/*!
+    Opens a session for \a peer, with the rights of its role and within limits(). The role "*" has
+    full rights; one that does not exist has none, until it is set. \a parent owns the session, if
+    given, and otherwise the caller.
+*/
+KeywordSession *KeywordServer::openSession(const Peer &peer, QObject *parent)
+{
+    return new KeywordSession(this, peer, true, parent);
 }
 
 /*!
@@ -846,6 +899,20 @@ KeywordSession *KeywordServer::openSession(QObject *parent)
 int KeywordServer::sessionCount() const
 {
     return int(d->sessions.size());
+}
+
+/*!
+    Returns what the server has counted so far, and what it holds at this moment.
+*/
+Statistics KeywordServer::statistics() const
+{
+    Statistics statistics = d->counts;
+    statistics.clients = sessionCount();
+    statistics.keywords = keywordCount();
+    statistics.memoryBytes = d->tree.bytes();
+    for (const SessionState *session : std::as_const(d->sessions))
+        statistics.memoryBytes += session->bytes + session->answerBytes;
+    return statistics;
 }
 
 /*!
@@ -858,6 +925,12 @@ int KeywordServer::sessionCount() const
     \fn void KeywordServer::valueWritten(const QString &path, const QVariant &value)
 
     This signal is emitted after a client's write to \a path was accepted and \a value set.
+*/
+
+/*!
+    \fn void KeywordServer::roleRemoved(const QString &name)
+
+    This signal is emitted after the role of this \a name was removed.
 */
 
 } // namespace pellix::server

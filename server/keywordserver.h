@@ -3,7 +3,12 @@
 
 #pragma once
 
+#include "server/limits.h"
+#include "server/peer.h"
+#include "server/role.h"
 #include "server/serverglobal.h"
+#include "server/statistics.h"
+#include "server/writerequest.h"
 
 #include <QtCore/QObject>
 #include <QtCore/QString>
@@ -12,6 +17,10 @@
 
 #include <functional>
 #include <memory>
+
+QT_BEGIN_NAMESPACE
+class QIODevice;
+QT_END_NAMESPACE
 
 namespace pellix::server {
 
@@ -33,8 +42,10 @@ public:
         bool online = true;
         bool consistent = true;
         bool error = false;
+        bool assumesWrites = false;
     };
-    using WriteHandler = std::function<bool(const QVariant &value)>;
+    using WriteHandler = std::function<void(const WriteRequest &request)>;
+    using WriteCheck = std::function<bool(const QVariant &value)>;
 
     static const QStringList &types();
     static const QStringList &accesses();
@@ -53,18 +64,32 @@ public:
     QVariant value(const QString &path) const;
     bool setValue(const QString &path, const QVariant &value);
     bool setState(const QString &path, bool connected, bool online, bool consistent, bool error);
+    int setConnected(const QString &level, bool connected);
     bool setLabel(const QString &path, const QString &label);
     void setWriteHandler(const QString &path, const WriteHandler &handler);
+    void setWriteCheck(const QString &path, const WriteCheck &check);
+    void setAuditDevice(QIODevice *device);
+
+    bool setRole(const Role &role);
+    bool removeRole(const QString &name);
+    QStringList roles() const;
+    Limits limits() const;
+    void setLimits(const Limits &limits);
 
     KeywordSession *openSession(QObject *parent = nullptr);
+    KeywordSession *openSession(const Peer &peer, QObject *parent = nullptr);
     int sessionCount() const;
+    Statistics statistics() const;
 
 Q_SIGNALS:
     void keywordRequested(const QString &path);
     void valueWritten(const QString &path, const QVariant &value);
+    void roleRemoved(const QString &name);
 
 private:
     friend class KeywordSession;
+    friend class WebSocketKeywordServer;
+    friend class WriteRequest;
     class Private;
     const std::unique_ptr<Private> d;
 };

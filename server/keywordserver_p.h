@@ -4,105 +4,120 @@
 #pragma once
 
 #include "server/keywordserver.h"
+#include "server/keywordtree_p.h"
+#include "server/record_p.h"
+#include "server/sessionstate_p.h"
 
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QHash>
 #include <QtCore/QJsonObject>
-#include <QtCore/QList>
 #include <QtCore/QPointer>
-#include <QtCore/QSet>
-#include <QtCore/QStringList>
+#include <QtCore/QTimer>
 
+#include <array>
+#include <deque>
 #include <map>
-#include <optional>
-#include <unordered_map>
+
+QT_BEGIN_NAMESPACE
+class QIODevice;
+QT_END_NAMESPACE
 
 namespace pellix::server {
+
+// A client's write that its handler has not decided yet.
+struct PendingWrite
+{
+    QString path;
+    QString keyword; // as the client spelt it
+    QVariant value; // the whole new one
+    QVariant change; // what a relative write adds
+    QVariant before; // the value to show again, if this one was assumed
+    bool isRelative = false;
+    bool isAssumed = false;
+    Peer peer;
+    SessionState *session = nullptr; // null once it has left
+    qint64 deadline = 0; // ms on the server's clock
+};
 
 class KeywordServer::Private
 {
 public:
-    explicit Private(KeywordServer *q) : q(q) { }
+    explicit Private(KeywordServer *q);
+    ~Private();
 
-    // What an event says of a path at this moment.
-    struct Record
-    {
-        QVariant value;
-        QString type;
-        bool connected = false;
-        bool online = false;
-        bool consistent = true;
-        bool error = false;
-        bool exists = false;
+    // What is known
+    Record record(const SessionState *session, Node *node, const QString &path);
+    Record labelRecord(const SessionState *session, const QString &path);
+    Record aggregateRecord(Aggregate &aggregate);
+    Record aggregated(Aggregate &aggregate);
+    bool isVisible(const SessionState &session, Node *node);
+    Node *nodeAt(const QString &path) { return tree.find(KeywordServer::normalizedPath(path)); }
 
-        bool operator==(const Record &other) const
-        {
-            return value == other.value && type == other.type && connected == other.connected
-                && online == other.online && consistent == other.consistent && error == other.error
-                && exists == other.exists;
-        }
-    };
+    // What changed
+    void changed(Node *node);
+    void changed(std::vector<Aggregate *> aggregates);
+    void labelChanged(const QString &path);
+    void tell(Node *node);
+    void tell(Aggregate &aggregate);
+    enum class Place { Any, Last };
+    void enqueue(Watch *watch, Place place = Place::Any);
+    void enqueueAnswer(SessionState *session, const QByteArray &answer);
+    void enqueueRefusal(SessionState *session, const QString &keyword);
+    void send(SessionState *session);
+    void sendAll();
+    void transmit(SessionState *session, const Message &message);
+    Message messageFor(Watch *watch);
 
-    struct Aggregation
-    {
-        QString mode;
-        QStringList children; // normalized
-        Record last; // as told
-        bool computing = false; // breaks cycles of aggregates over each other
-    };
+    // What clients command
+    void receive(SessionState *session, const QByteArray &command);
+    void create(SessionState *session, const QJsonObject &payload);
+    void update(SessionState *session, const QJsonObject &payload);
+    void index(SessionState *session, const QJsonObject &payload);
+    void unwatch(SessionState *session, const QString &keyword);
+    void removeWatch(Watch *watch);
+    void join(SessionState *session);
+    void leave(SessionState *session);
+    void setAggregate(SessionState *session, const QString &path, const QString &mode,
+                      const QStringList &children);
+    void endAggregate(Aggregate *aggregate);
+    void updateRights(SessionState *session);
+    void updateRightsOf(const QString &role);
 
-    // One watched name. A session may watch a keyword under several spellings.
-    struct Watcher
-    {
-        KeywordSession *session;
-        QString keyword;
-        bool operator==(const Watcher &other) const
-        {
-            return session == other.session && keyword == other.keyword;
-        }
-    };
-
-    // Whatever is known of a path: a declared keyword, an inner level, an aggregate, or just that
-    // somebody waits for it. An entry without any of that is dropped.
-    struct Entry
-    {
-        std::optional<Keyword> keyword;
-        QString label;
-        WriteHandler writeHandler;
-        std::optional<Aggregation> aggregation;
-        QList<Watcher> watchers;
-        QSet<QString> aggregates; // the aggregates of which this is a child
-        std::map<QString, QString> children; // name -> path, of the levels below
-    };
-
-    Record record(const QString &path);
-    Record aggregateRecord(const QString &path, Aggregation &aggregation);
-    Record aggregate(Aggregation &aggregation);
-    QByteArray event(const QString &keyword, const Record &record) const;
-    void changed(const QString &path);
-    void notify(const QString &path);
-
-    Entry *find(const QString &path);
-    Entry &ensure(const QString &path);
-    void addToParents(const QString &path);
-    void drop(const QString &path);
-
-    void receive(KeywordSession *session, const QByteArray &command);
-    void create(KeywordSession *session, const QJsonObject &payload);
-    void update(KeywordSession *session, const QJsonObject &payload);
-    void index(KeywordSession *session, const QJsonObject &payload);
-    void setAggregation(const QString &path, const QString &mode, const QStringList &children);
-    void endAggregation(const QString &path);
-    void unwatch(KeywordSession *session, const QString &keyword);
-    void leave(KeywordSession *session);
+    // Writes
+    QVariant wholeValue(const Node &node, const QVariant &given, bool isRelative) const;
+    void refuse(const PendingWrite &write, const QString &outcome, const QString &reason);
+    void store(const PendingWrite &write);
+    void decide(quint64 id, bool accepted, const QVariant &value, const QString &reason);
+    void audit(const PendingWrite &write, const QString &outcome, const QString &reason);
+    void forget(quint64 id);
+    void expireWrites();
 
     KeywordServer *const q;
-    std::unordered_map<QString, Entry> entries; // stable addresses
-    std::map<QString, QString> topLevel;
-    QHash<KeywordSession *, QSet<QString>> sessions; // and the spellings that each watches
-    QHash<KeywordSession *, QSet<QString>> refused; // paths whose last write was refused
-    QHash<QString, Record> formed; // aggregates, while one over them is being formed
+    KeywordTree tree;
+    QHash<KeywordSession *, SessionState *> sessions;
+    std::deque<SessionState *> toSend;
+    QHash<QString, std::shared_ptr<const Rights>> roles;
+    Limits limits;
+    Statistics counts;
+    QPointer<QIODevice> auditDevice;
+    std::map<quint64, PendingWrite> writes;
+    quint64 lastWrite = 0;
+    QTimer writeTimer;
+    QElapsedTimer clock;
+    quint64 lastVersion = 0;
+    int batch = 0; // of changes; nothing is sent before its end
+    bool sendingAll = false;
+    QHash<Aggregate *, Record> formed; // while one over them is being formed
     int nesting = 0; // of those being formed
-    int keywords = 0;
+
+    // The last messages, as several sessions are told of the same change.
+    struct Encoded
+    {
+        quint64 version = 0;
+        QString keyword;
+        Message message {QByteArray()};
+    };
+    std::array<Encoded, 256> encoded;
 };
 
 } // namespace pellix::server

@@ -4,14 +4,9 @@
 #include "server/keywordsession.h"
 
 #include "server/keywordserver_p.h"
+#include "server/keywordsession_p.h"
 
 namespace pellix::server {
-
-class KeywordSession::Private
-{
-public:
-    QPointer<KeywordServer> server;
-};
 
 /*!
     \class pellix::server::KeywordSession
@@ -20,15 +15,23 @@ public:
     \ingroup PellixClientServerClasses
     \brief The KeywordSession class is one client's link to a KeywordServer.
 
-    Whatever carries the messages hands each command to receive() and delivers each send(). Deleting
-    the session ends it: its subscriptions go, and the aggregates that nobody else uses. A session
-    whose server is gone takes commands without answering.
+    Whatever carries the messages hands each command to receive() and delivers each send(). When it
+    can take no more, it calls pause(): the session then keeps which keywords have changed, and
+   tells their newest values on resume().
+
+    Deleting the session ends it: its subscriptions go, and its aggregates. A session whose server
+    is gone takes commands without answering.
 */
 
-KeywordSession::KeywordSession(KeywordServer *server, QObject *parent)
+KeywordSession::KeywordSession(KeywordServer *server, const Peer &peer, bool limited,
+                               QObject *parent)
     : QObject(parent), d(std::make_unique<Private>())
 {
     d->server = server;
+    d->state.q = this;
+    d->state.peer = peer;
+    d->state.limited = limited;
+    server->d->join(&d->state);
 }
 
 /*!
@@ -37,7 +40,51 @@ KeywordSession::KeywordSession(KeywordServer *server, QObject *parent)
 KeywordSession::~KeywordSession()
 {
     if (d->server)
-        d->server->d->leave(this);
+        d->server->d->leave(&d->state);
+}
+
+/*!
+    Returns who is at the other end.
+*/
+Peer KeywordSession::peer() const
+{
+    return d->state.peer;
+}
+
+/*!
+    Has nothing sent until resume().
+*/
+void KeywordSession::pause()
+{
+    d->state.paused = true;
+}
+
+/*!
+    Sends what has been waiting since pause(): answers as they are, in their order, and of each
+   keyword that has changed its newest value.
+*/
+void KeywordSession::resume()
+{
+    d->state.paused = false;
+    if (d->server)
+        d->server->d->send(&d->state);
+}
+
+/*!
+    Returns whether the session is paused.
+*/
+bool KeywordSession::isPaused() const
+{
+    return d->state.paused;
+}
+
+/*!
+    Returns how many bytes of answers wait for resume(). A transport takes no further commands while
+    there are many: each may ask for another answer.
+*/
+qint64 KeywordSession::waitingBytes() const
+{
+    return d->state.answerBytes + qint64(d->state.waitingAnswers) * qint64(sizeof(Waiting));
 }
 
 /*!
@@ -46,7 +93,7 @@ KeywordSession::~KeywordSession()
 void KeywordSession::receive(const QByteArray &command)
 {
     if (d->server)
-        d->server->d->receive(this, command);
+        d->server->d->receive(&d->state, command);
 }
 
 /*!

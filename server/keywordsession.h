@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "server/peer.h"
 #include "server/serverglobal.h"
 
 #include <QtCore/QByteArray>
@@ -21,6 +22,12 @@ class PELLIXCLIENT_SERVER_EXPORT KeywordSession : public QObject
 public:
     ~KeywordSession() override;
 
+    Peer peer() const;
+    void pause();
+    void resume();
+    bool isPaused() const;
+    qint64 waitingBytes() const;
+
 public Q_SLOTS:
     void receive(const QByteArray &command);
 
@@ -29,7 +36,8 @@ Q_SIGNALS:
 
 private:
     friend class KeywordServer;
-    explicit KeywordSession(KeywordServer *server, QObject *parent);
+    friend class WebSocketKeywordServer;
+    KeywordSession(KeywordServer *server, const Peer &peer, bool limited, QObject *parent);
 
     class Private;
     const std::unique_ptr<Private> d;

@@ -29,7 +29,7 @@ void declareFault(KeywordServer *server, FaultyWebSocketServer *socketServer, co
     keyword.value = value;
     server->declare(keyword);
     // Acts after the write is answered: most faults end the connection that it came over.
-    server->setWriteHandler(keyword.path, [socketServer, action](const QVariant &written) {
+    server->setWriteCheck(keyword.path, [socketServer, action](const QVariant &written) {
         QTimer::singleShot(0, socketServer, [action, written] { action(written); });
         return true;
     });

@@ -406,18 +406,18 @@ void TelemetryScene::start()
     for (const auto &[path, label] : levels)
         d->server->setLabel(QString::fromLatin1(path), QString::fromLatin1(label));
 
-    d->server->setWriteHandler(QStringLiteral("/machine/settings/refreshRate"),
-                               [this](const QVariant &value) {
-                                   const double rate = value.toDouble();
-                                   if (!(rate >= lowestRate && rate <= highestRate))
-                                       return false;
-                                   d->timer.setInterval(qRound(1000.0 / rate));
-                                   return true;
-                               });
-    d->server->setWriteHandler(QStringLiteral("/machine/settings/name"), [](const QVariant &value) {
+    d->server->setWriteCheck(QStringLiteral("/machine/settings/refreshRate"),
+                             [this](const QVariant &value) {
+                                 const double rate = value.toDouble();
+                                 if (!(rate >= lowestRate && rate <= highestRate))
+                                     return false;
+                                 d->timer.setInterval(qRound(1000.0 / rate));
+                                 return true;
+                             });
+    d->server->setWriteCheck(QStringLiteral("/machine/settings/name"), [](const QVariant &value) {
         return !value.toString().trimmed().isEmpty();
     });
-    d->server->setWriteHandler(
+    d->server->setWriteCheck(
         QStringLiteral("/machine/settings/highLoad"),
         [](const QVariant &value) { return value.toInt() >= 0 && value.toInt() <= 100; });
 

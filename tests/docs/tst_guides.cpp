@@ -265,7 +265,7 @@ void tst_Guides::setpoint_isTakenRefusedOrNotAnswered()
     QTRY_COMPARE(outcome(), q("taken"));
     QCOMPARE(server->value(path).toDouble(), 70.0);
 
-    server->setWriteHandler(path, [](const QVariant &value) { return value.toDouble() <= 80; });
+    server->setWriteCheck(path, [](const QVariant &value) { return value.toDouble() <= 80; });
     QVERIFY(send(90));
     QTRY_COMPARE(outcome(), q("refused"));
     QCOMPARE(server->value(path).toDouble(), 70.0);
@@ -312,7 +312,7 @@ void tst_Guides::setpoint_isTakenAfterAnotherClientsWrite()
     const QString path = q("/plant/tank1/setpoint");
     QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
     QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
-    server->setWriteHandler(path, [&](const QVariant &) { return server->setValue(path, 33.0); });
+    server->setWriteCheck(path, [&](const QVariant &) { return server->setValue(path, 33.0); });
     QVERIFY(send(70));
     QTRY_VERIFY(outcome() != q("sent"));
     QCOMPARE(textOf("setpointText").toString(), q("setpoint 70 taken"));
@@ -322,7 +322,7 @@ void tst_Guides::setpoint_isTakenAfterAnEarlierOneWasRefused()
 {
     QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
     QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
-    server->setWriteHandler(q("/plant/tank1/setpoint"),
+    server->setWriteCheck(q("/plant/tank1/setpoint"),
                             [](const QVariant &value) { return value.toDouble() <= 80; });
     QVERIFY(send(90));
     QVERIFY(send(75));
@@ -333,7 +333,7 @@ void tst_Guides::setpoint_isRefusedOnceMore()
 {
     QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
     QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
-    server->setWriteHandler(q("/plant/tank1/setpoint"), [](const QVariant &) { return false; });
+    server->setWriteCheck(q("/plant/tank1/setpoint"), [](const QVariant &) { return false; });
     QVERIFY(send(90));
     QTRY_COMPARE(outcome(), q("refused"));
     QVERIFY(send(91));

@@ -20,10 +20,10 @@ using namespace pellix::server;
 namespace {
 
 // A client's end: whatever the server sends has to be a message that a client understands.
-class Peer
+class Client
 {
 public:
-    explicit Peer(KeywordServer *server) : session(server->openSession())
+    explicit Client(KeywordServer *server) : session(server->openSession())
     {
         QObject::connect(session.get(), &KeywordSession::send, session.get(),
                          [this](const QByteArray &bytes) {
@@ -85,7 +85,7 @@ bool fits(const QVariant &value, const QString &type)
 
 QByteArray listing(KeywordServer *server)
 {
-    Peer peer(server);
+    Client peer(server);
     QByteArray all;
     for (const char *payload : {"{}", R"({"factory":"p"})"}) {
         peer.session->receive(QByteArray(R"({"cmd":"keyIndex","payload":)") + payload + '}');
@@ -110,11 +110,11 @@ void checkNothingIsLeft(KeywordServer *server, const QStringList &asked)
         const QJsonObject message {{QStringLiteral("cmd"), QStringLiteral("keyCreateOrUpdate")},
                                    {QStringLiteral("payload"), payload}};
         const QByteArray command = QJsonDocument(message).toJson(QJsonDocument::Compact);
-        Peer peer(server);
-        Peer freshPeer(&fresh);
+        Client peer(server);
+        Client freshClient(&fresh);
         peer.session->receive(command);
-        freshPeer.session->receive(command);
-        FUZZ_CHECK(peer.payloads == freshPeer.payloads);
+        freshClient.session->receive(command);
+        FUZZ_CHECK(peer.payloads == freshClient.payloads);
     }
 }
 
@@ -128,15 +128,15 @@ void runInput(const QByteArray &input)
     const QByteArray before = listing(&server);
 
     QStringList asked;
-    auto first = std::make_unique<Peer>(&server);
-    auto second = std::make_unique<Peer>(&server);
+    auto first = std::make_unique<Client>(&server);
+    auto second = std::make_unique<Client>(&server);
     for (const QByteArray &line : input.split('\n')) {
         if (line == "!") {
             second.reset();
-            second = std::make_unique<Peer>(&server);
+            second = std::make_unique<Client>(&server);
             continue;
         }
-        Peer &peer = line.startsWith(' ') ? *second : *first;
+        Client &peer = line.startsWith(' ') ? *second : *first;
         const QJsonObject message = QJsonDocument::fromJson(line).object();
         const QString command = message.value(QLatin1String("cmd")).toString();
         const QJsonObject payload = message.value(QLatin1String("payload")).toObject();

@@ -37,10 +37,10 @@ KeywordServer::Keyword keyword(const char *path, const char *type, const QVarian
 }
 
 // A client: sends commands, and keeps events as "keyword=value flags" and index answers as names.
-class Peer : public QObject
+class Client : public QObject
 {
 public:
-    explicit Peer(KeywordServer *server) : session(server->openSession())
+    explicit Client(KeywordServer *server) : session(server->openSession())
     {
         connect(session.get(), &KeywordSession::send, this, [this](const QByteArray &message) {
             const QJsonObject object = QJsonDocument::fromJson(message).object();
@@ -126,6 +126,7 @@ private Q_SLOTS:
     void aggregate_overManyPathsIsQuick();
     void aggregate_nestedTooDeepIsAnError();
     void aggregate_canBeChanged();
+    void aggregate_belongsToItsSession();
     void index_listsOneLevel_data();
     void index_listsOneLevel();
     void index_filters_data();
@@ -195,7 +196,7 @@ void tst_KeywordServer::declare_refusesWhatDoesNotFit()
 
 void tst_KeywordServer::create_answersAndFollows()
 {
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.create("/p/level");
     QCOMPARE(peer.taken(), q("/p/level=41.5 coc-"));
     QCOMPARE(peer.messages.constLast(),
@@ -212,7 +213,7 @@ void tst_KeywordServer::create_answersAndFollows()
 
 void tst_KeywordServer::create_unknownComesAliveWhenDeclared()
 {
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.create("/p/later");
     QCOMPARE(peer.taken(), q("/p/later=null --c-"));
     server->declare(keyword("/p/later", "int", 5));
@@ -221,7 +222,7 @@ void tst_KeywordServer::create_unknownComesAliveWhenDeclared()
 
 void tst_KeywordServer::create_echoesTheSpelling()
 {
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.create("p#level");
     peer.create("//p/level/");
     QCOMPARE(peer.taken(), q("p#level=41.5 coc- | //p/level/=41.5 coc-"));
@@ -231,7 +232,7 @@ void tst_KeywordServer::create_echoesTheSpelling()
 
 void tst_KeywordServer::changes_areSentOnlyWhenTheyAreChanges()
 {
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.create("/p/count");
     peer.taken();
     QVERIFY(server->setValue(q("/p/count"), 3));
@@ -245,7 +246,7 @@ void tst_KeywordServer::changes_areSentOnlyWhenTheyAreChanges()
 
 void tst_KeywordServer::destroy_endsTheSubscription()
 {
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.create("/p/count");
     peer.taken();
     peer.command("keyDestroy", R"({"keyword":"/p/count"})");
@@ -259,7 +260,7 @@ void tst_KeywordServer::destroy_endsTheSubscription()
 void tst_KeywordServer::leaving_endsSubscriptionsAndAggregates()
 {
     {
-        Peer peer(server.get());
+        Client peer(server.get());
         peer.create("/p/count");
         peer.command("keyCreateOrUpdate",
                      R"({"keyword":"/agg","children":["/p/m/t1","/p/m/t2"],"aggregation":"max"})");
@@ -268,14 +269,14 @@ void tst_KeywordServer::leaving_endsSubscriptionsAndAggregates()
     QCOMPARE(server->sessionCount(), 0);
     server->setValue(q("/p/count"), 4);
     server->setValue(q("/p/m/t1"), 99.0);
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.create("/agg");
     QCOMPARE(peer.taken(), q("/agg=null --c-"));
 }
 
 void tst_KeywordServer::severalClients_areServedSideBySide()
 {
-    Peer first(server.get()), second(server.get());
+    Client first(server.get()), second(server.get());
     first.create("/p/count");
     second.create("/p/count");
     first.taken();
@@ -312,7 +313,7 @@ void tst_KeywordServer::update_acceptsWhatFits()
     QFETCH(QString, value);
     QFETCH(bool, relative);
     QFETCH(QString, event);
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.create(qPrintable(path));
     peer.taken();
     QSignalSpy written(server.get(), &KeywordServer::valueWritten);
@@ -324,7 +325,7 @@ void tst_KeywordServer::update_acceptsWhatFits()
 
 void tst_KeywordServer::update_togglesABool()
 {
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.create("/p/on");
     QCOMPARE(peer.taken(), q("/p/on=false coc-"));
     peer.update("/p/on", "true", true);
@@ -375,7 +376,7 @@ void tst_KeywordServer::update_refusesWhatDoesNotFit()
     QFETCH(QString, value);
     QFETCH(bool, relative);
     QFETCH(QString, event);
-    Peer writer(server.get()), other(server.get());
+    Client writer(server.get()), other(server.get());
     other.create(qPrintable(path));
     other.taken();
     writer.update(qPrintable(path), qPrintable(value), relative);
@@ -385,7 +386,7 @@ void tst_KeywordServer::update_refusesWhatDoesNotFit()
 
 void tst_KeywordServer::update_refusesASumBeyondNumbers()
 {
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.update("/p/level", "1.5e308");
     peer.update("/p/level", "1.5e308", true);
     QCOMPARE(peer.taken(), q("/p/level=1.5e+308 coce"));
@@ -401,7 +402,7 @@ void tst_KeywordServer::update_refusesASumBeyondNumbers()
 
 void tst_KeywordServer::update_refusalDoesNotLast()
 {
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.create("/p/count");
     peer.taken();
     peer.update("/p/count", "\"x\"");
@@ -414,11 +415,11 @@ void tst_KeywordServer::update_refusalDoesNotLast()
 
 void tst_KeywordServer::update_asksTheWriteHandler()
 {
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.create("/p/count");
     peer.taken();
     QVariantList asked;
-    server->setWriteHandler(q("/p/count"), [&](const QVariant &value) {
+    server->setWriteCheck(q("/p/count"), [&](const QVariant &value) {
         asked << value;
         return value.toInt() <= 10;
     });
@@ -431,7 +432,7 @@ void tst_KeywordServer::update_asksTheWriteHandler()
 
 void tst_KeywordServer::label_isReadAndFollowed()
 {
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.create("/p/level/Label");
     peer.create("/p/count/Label");
     peer.create("/p/m/Label");
@@ -473,7 +474,7 @@ void tst_KeywordServer::aggregate_isFormed()
     QFETCH(QString, children);
     QFETCH(QString, mode);
     QFETCH(QString, event);
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.command(
         "keyCreateOrUpdate",
         qPrintable(
@@ -483,7 +484,7 @@ void tst_KeywordServer::aggregate_isFormed()
 
 void tst_KeywordServer::aggregate_followsItsChildren()
 {
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.command(
         "keyCreateOrUpdate",
         R"({"keyword":"/agg","children":["/p/m/t1","/p/m/t2","/p/new"],"aggregation":"max"})");
@@ -504,7 +505,7 @@ void tst_KeywordServer::aggregate_followsItsChildren()
 
 void tst_KeywordServer::aggregate_overAggregatesAndItself()
 {
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.command("keyCreateOrUpdate",
                  R"({"keyword":"/low","children":["/p/m/t1","/p/m/t2"],"aggregation":"max"})");
     peer.command("keyCreateOrUpdate",
@@ -520,7 +521,7 @@ void tst_KeywordServer::aggregate_overAggregatesAndItself()
 
 void tst_KeywordServer::aggregate_overManyPathsIsQuick()
 {
-    Peer peer(server.get());
+    Client peer(server.get());
     const auto level = [](int i) { return i ? q("/agg/%1").arg(i) : q("/p/count"); };
     // Each names the one below twice: 2 to the power of 60 ways lead down to the value.
     for (int i = 1; i <= 60; ++i) {
@@ -535,7 +536,7 @@ void tst_KeywordServer::aggregate_overManyPathsIsQuick()
 
 void tst_KeywordServer::aggregate_nestedTooDeepIsAnError()
 {
-    Peer peer(server.get());
+    Client peer(server.get());
     const auto level = [](int i) { return i ? q("/agg/%1").arg(i) : q("/p/count"); };
     for (int i = 1; i <= 5000; ++i) {
         peer.command("keyCreateOrUpdate",
@@ -552,17 +553,40 @@ void tst_KeywordServer::aggregate_nestedTooDeepIsAnError()
 
 void tst_KeywordServer::aggregate_canBeChanged()
 {
-    Peer first(server.get()), second(server.get());
+    Client client(server.get());
+    client.command("keyCreateOrUpdate",
+                   R"({"keyword":"/agg","children":["/p/m/t1","/p/m/t2"],"aggregation":"max"})");
+    client.command("keyCreateOrUpdate", R"({"keyword":"agg"})");
+    client.command("keyCreateOrUpdate",
+                   R"({"keyword":"/over","children":["/agg"],"aggregation":"sum"})");
+    QCOMPARE(client.taken(), q("/agg=30 coc- | agg=30 coc- | /over=30 coc-"));
+    client.command("keyCreateOrUpdate",
+                   R"({"keyword":"/agg","children":["/p/m/t1","/p/m/t3"],"aggregation":"min"})");
+    QCOMPARE(client.taken(), q("agg=10 coc- | /over=10 coc- | /agg=10 coc-"));
+    server->setValue(q("/p/m/t3"), 1.0);
+    QCOMPARE(client.taken(), q("/agg=1 coc- | agg=1 coc- | /over=1 coc-"));
+    server->setValue(q("/p/m/t2"), 1.0); // no child any more
+    QCOMPARE(client.taken(), QString());
+}
+
+void tst_KeywordServer::aggregate_belongsToItsSession()
+{
+    Client first(server.get()), second(server.get()), third(server.get());
+    third.create("/agg");
+    QCOMPARE(third.taken(), q("/agg=null --c-"));
     first.command("keyCreateOrUpdate",
                   R"({"keyword":"/agg","children":["/p/m/t1","/p/m/t2"],"aggregation":"max"})");
-    first.taken();
     second.command("keyCreateOrUpdate",
                    R"({"keyword":"/agg","children":["/p/m/t1","/p/m/t3"],"aggregation":"sum"})");
-    QVERIFY(first.taken().endsWith(q("/agg=30 coc-")));
+    QCOMPARE(first.taken(), q("/agg=30 coc-"));
+    QCOMPARE(second.taken(), q("/agg=30 coc-"));
     server->setValue(q("/p/m/t3"), 1.0);
-    QCOMPARE(first.taken(), q("/agg=11 coc-"));
-    server->setValue(q("/p/m/t2"), 1.0); // no child any more
     QCOMPARE(first.taken(), QString());
+    QCOMPARE(second.taken(), q("/agg=11 coc-"));
+    second.session.reset();
+    server->setValue(q("/p/m/t1"), 100.0);
+    QCOMPARE(first.taken(), q("/agg=100 coc-"));
+    QCOMPARE(third.taken(), QString()); // learns nothing of any of this
 }
 
 void tst_KeywordServer::index_listsOneLevel_data()
@@ -582,9 +606,9 @@ void tst_KeywordServer::index_listsOneLevel()
 {
     QFETCH(QString, query);
     QFETCH(QString, names);
-    Peer watcher(server.get());
+    Client watcher(server.get());
     watcher.create("/watched/only"); // interest alone lists nothing
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.command("keyIndex", qPrintable(q(R"({%1"access":"N","uuid":"{x}"})").arg(query)));
     QCOMPARE(peer.taken(), names);
 }
@@ -605,14 +629,14 @@ void tst_KeywordServer::index_filters()
 {
     QFETCH(QString, filter);
     QFETCH(QString, names);
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.command("keyIndex", qPrintable(q(R"({"factory":"p",%1})").arg(filter)));
     QCOMPARE(peer.taken(), names);
 }
 
 void tst_KeywordServer::index_echoesTheRequest()
 {
-    Peer peer(server.get());
+    Client peer(server.get());
     const QByteArray request =
         R"({"access":"N","factory":"p","instance":"m","more":[1],"uuid":"u"})";
     peer.session->receive(R"({"cmd":"keyIndex","payload":)" + request + "}");
@@ -625,7 +649,7 @@ void tst_KeywordServer::index_echoesTheRequest()
 
 void tst_KeywordServer::remove_tellsTheWatchers()
 {
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.create("/p/m/t1");
     peer.taken();
     QVERIFY(server->remove(q("/p/m/t1")));
@@ -639,7 +663,7 @@ void tst_KeywordServer::remove_tellsTheWatchers()
 
 void tst_KeywordServer::clear_forgetsEverything()
 {
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.create("/p/count");
     peer.taken();
     server->clear();
@@ -693,7 +717,7 @@ void tst_KeywordServer::malformedCommands_areIgnored_data()
 void tst_KeywordServer::malformedCommands_areIgnored()
 {
     QFETCH(QByteArray, command);
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.session->receive(command);
     QCOMPARE(peer.taken(), QString());
     peer.create("/p/count");
@@ -702,8 +726,8 @@ void tst_KeywordServer::malformedCommands_areIgnored()
 
 void tst_KeywordServer::handlers_mayEndSessions()
 {
-    Peer first(server.get()), second(server.get()), third(server.get());
-    for (Peer *peer : {&first, &second, &third}) {
+    Client first(server.get()), second(server.get()), third(server.get());
+    for (Client *peer : {&first, &second, &third}) {
         peer->create("/p/count");
         peer->taken();
     }
@@ -721,7 +745,7 @@ void tst_KeywordServer::handlers_mayEndSessions()
 
 void tst_KeywordServer::serverFirst_sessionsAnswerNothing()
 {
-    Peer peer(server.get());
+    Client peer(server.get());
     peer.create("/p/count");
     peer.taken();
     server.reset();
@@ -737,7 +761,7 @@ void tst_KeywordServer::manyKeywords_costNothingPerChange()
     for (int i = 0; i < count; ++i)
         QVERIFY(many.declare(keyword(qPrintable(q("/n/g%1/k%2").arg(i / 100).arg(i)), "int", 0)));
     QCOMPARE(many.keywordCount(), count);
-    Peer peer(&many);
+    Client peer(&many);
     peer.create("/n/g0/k7");
     peer.taken();
     for (int i = 1; i <= 100000; ++i)

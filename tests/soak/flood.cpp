@@ -139,6 +139,13 @@ FloodFigures runFlood(const FloodOptions &options)
         });
     }
 
+    QObject::connect(client.publisher(), &PPublisher::activeChanged, &loop, [&] {
+        if (client.publisher()->active() || figures.received == 0)
+            return;
+        figures.linkLost = true;
+        give(QStringLiteral("the connection was lost after %1 events").arg(figures.received));
+    });
+
     // The measure of the event loop: a timer as animations and clicks have to wait for it, too.
     QTimer turn;
     turn.setTimerType(Qt::PreciseTimer);

@@ -62,7 +62,7 @@ public:
                 QVariantMap {{QStringLiteral("sugar"), 3}});
         server.setLabel(QStringLiteral("/plant"), QStringLiteral("Bottling works"));
         declare("/other#1/value", "double", "R", "", 1.5);
-        server.setWriteHandler(QStringLiteral("/plant/limit"), [this](const QVariant &value) {
+        server.setWriteCheck(QStringLiteral("/plant/limit"), [this](const QVariant &value) {
             // Takes no more than 100, whatever is written.
             server.setValue(QStringLiteral("/plant/limit"), qMin(value.toInt(), 100));
             return false;

@@ -295,7 +295,7 @@ void tst_KeywordToolWriting::inexactNumbers_areNotSent()
 void tst_KeywordToolWriting::wait_timesOutWhenTheValueDoesNotCome()
 {
     Bench bench;
-    bench.server.setWriteHandler(QStringLiteral("/plant/shift"), [&bench](const QVariant &) {
+    bench.server.setWriteCheck(QStringLiteral("/plant/shift"), [&bench](const QVariant &) {
         bench.socketServer.setSilent(true); // the event that is due does not get out
         return true;
     });

@@ -1,0 +1,521 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "server/eventtext_p.h"
+#include "server/keywordserver_p.h"
+#include "server/keywordsession.h"
+
+#include <QtCore/QDateTime>
+#include <QtCore/QIODevice>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QSet>
+#include <QtCore/QtNumeric>
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+
+namespace pellix::server {
+
+namespace {
+
+// What a session has the server use, besides the texts.
+constexpr qint64 bytesOfWatch = 200;
+constexpr qint64 bytesOfNode = 300;
+constexpr qint64 bytesOfChild = 120;
+constexpr int greatestRefusedPaths = 1000;
+
+bool passesAccess(Access access, const QString &filter)
+{
+    if (filter == QLatin1String("R"))
+        return access == Access::Read || access == Access::ReadWrite;
+    if (filter == QLatin1String("RM"))
+        return access != Access::None;
+    if (filter == QLatin1String("W"))
+        return isWritable(access);
+    if (filter == QLatin1String("RW"))
+        return access == Access::ReadWrite;
+    return true; // "N", or none: everything
+}
+
+qint64 bytesOf(const QString &text)
+{
+    return text.size() * qint64(sizeof(QChar));
+}
+
+// Invalid when the type cannot hold it.
+QVariant sum(qlonglong a, qlonglong b)
+{
+    qlonglong result;
+    return qAddOverflow(a, b, &result) ? QVariant() : QVariant(result);
+}
+
+QVariant sum(double a, double b)
+{
+    return std::isfinite(a + b) ? QVariant(a + b) : QVariant();
+}
+
+// In the order in which they came. The first one knows the last.
+void link(Node *node, Watch *watch)
+{
+    Watch *const first = node->watches;
+    if (!first) {
+        node->watches = watch->previous = watch;
+        return;
+    }
+    watch->previous = first->previous;
+    watch->previous->next = watch;
+    first->previous = watch;
+}
+
+void unlink(Watch *watch)
+{
+    Watch *&first = watch->node->watches;
+    if (watch->next)
+        watch->next->previous = watch->previous;
+    else
+        first->previous = watch->previous;
+    (watch == first ? first : watch->previous->next) = watch->next;
+}
+
+} // namespace
+
+void KeywordServer::Private::receive(SessionState *session, const QByteArray &command)
+{
+    ++counts.commands;
+    counts.bytesIn += quint64(command.size());
+    if (session->limited && command.size() > limits.commandBytes)
+        return;
+    const QJsonObject message = QJsonDocument::fromJson(command).object();
+    const QString name = message.value(QLatin1String("cmd")).toString();
+    const QJsonObject payload = message.value(QLatin1String("payload")).toObject();
+
+    if (name == QLatin1String("keyCreateOrUpdate"))
+        create(session, payload);
+    else if (name == QLatin1String("keyUpdate"))
+        update(session, payload);
+    else if (name == QLatin1String("keyDestroy"))
+        unwatch(session, payload.value(QLatin1String("keyword")).toString());
+    else if (name == QLatin1String("keyIndex"))
+        index(session, payload);
+    // "keyChangeProtocol" is accepted by going on in JSON; anything else is not known.
+}
+
+void KeywordServer::Private::create(SessionState *session, const QJsonObject &payload)
+{
+    const QString keyword = payload.value(QLatin1String("keyword")).toString();
+    Watch *watch = session->watches.value(keyword);
+    const QString path = watch ? watch->node->path : KeywordServer::normalizedPath(keyword);
+    if (path.isEmpty())
+        return;
+    const QJsonArray children = payload.value(QLatin1String("children")).toArray();
+
+    if (!watch) {
+        Node *const known = tree.find(path);
+        const qint64 bytes = bytesOfWatch + bytesOf(keyword)
+            + (known ? 0 : bytesOfNode + bytesOf(path)) + children.size() * bytesOfChild;
+        if (session->limited
+            && (session->watches.size() >= limits.watchedKeywords
+                || session->bytes + bytes > limits.sessionBytes
+                || children.size() > limits.aggregatedKeywords)) {
+            ++counts.refusedCreates;
+            enqueueAnswer(session, eventText(keyword, Record()));
+            send(session);
+            return;
+        }
+        Node *const node = known ? known : tree.ensure(path);
+        if (!known)
+            node->version = ++lastVersion;
+        watch = new Watch {node, session, keyword == path ? node->path : keyword};
+        watch->hidden = !session->mayRead(path);
+        link(node, watch);
+        session->watches.insert(watch->keyword, watch);
+        session->bytes += bytes;
+        ++counts.watchedKeywords;
+        if (Aggregate *const aggregate = session->aggregates.value(path))
+            ++aggregate->uses;
+    }
+
+    if (!children.isEmpty() && !watch->node->declared
+        && (!session->limited || children.size() <= limits.aggregatedKeywords)) {
+        QStringList paths;
+        for (const auto &child : children)
+            paths.append(KeywordServer::normalizedPath(child.toString()));
+        setAggregate(session, path, payload.value(QLatin1String("aggregation")).toString(), paths);
+    }
+    enqueue(watch, Place::Last); // an answer to this command
+    send(session);
+    Q_EMIT q->keywordRequested(path);
+}
+
+void KeywordServer::Private::setAggregate(SessionState *session, const QString &path,
+                                          const QString &mode, const QStringList &children)
+{
+    Aggregate *aggregate = session->aggregates.value(path);
+    const bool isNew = !aggregate;
+    std::vector<Node *> nodes;
+    for (const QString &child : children)
+        nodes.push_back(child.isEmpty() ? nullptr : tree.ensure(child));
+    if (aggregate && aggregate->mode == mode && aggregate->children == nodes)
+        return;
+    int uses = 0;
+    if (aggregate) {
+        uses = aggregate->uses;
+        endAggregate(aggregate);
+        nodes.clear(); // some may have gone with it
+        for (const QString &child : children)
+            nodes.push_back(child.isEmpty() ? nullptr : tree.ensure(child));
+    } else {
+        for (Watch *watch = tree.ensure(path)->watches; watch; watch = watch->next)
+            uses += watch->session == session;
+    }
+
+    aggregate = new Aggregate;
+    aggregate->session = session;
+    aggregate->path = path;
+    aggregate->mode = mode;
+    aggregate->children = nodes;
+    aggregate->uses = uses;
+    session->aggregates.insert(path, aggregate);
+    for (Node *const child : nodes) {
+        if (!child)
+            continue;
+        auto &over = child->more().aggregates;
+        if (std::find(over.cbegin(), over.cend(), aggregate) == over.cend())
+            over.push_back(aggregate);
+    }
+    if (isNew) {
+        aggregate->last = aggregateRecord(*aggregate);
+        aggregate->version = ++lastVersion;
+    }
+    // Those of this session that are formed over it have to follow, and if it was another one, so
+    // have those who watch it.
+    std::vector<Aggregate *> others;
+    if (!isNew)
+        others.push_back(aggregate);
+    const Node *const node = tree.find(path);
+    if (node->extras) {
+        std::copy_if(node->extras->aggregates.cbegin(), node->extras->aggregates.cend(),
+                     std::back_inserter(others), [session, aggregate](Aggregate *over) {
+                         return over->session == session && over != aggregate;
+                     });
+    }
+    changed(std::move(others));
+}
+
+void KeywordServer::Private::endAggregate(Aggregate *aggregate)
+{
+    aggregate->session->aggregates.remove(aggregate->path);
+    for (Node *const child : aggregate->children) {
+        if (!child)
+            continue;
+        auto &over = child->more().aggregates;
+        over.erase(std::remove(over.begin(), over.end(), aggregate), over.end());
+    }
+    // A child that is named twice is in the list twice.
+    QSet<Node *> children(aggregate->children.cbegin(), aggregate->children.cend());
+    children.remove(nullptr);
+    for (Node *const child : std::as_const(children))
+        tree.drop(child);
+    delete aggregate;
+}
+
+void KeywordServer::Private::unwatch(SessionState *session, const QString &keyword)
+{
+    Watch *const watch = session->watches.value(keyword);
+    if (watch)
+        removeWatch(watch);
+}
+
+void KeywordServer::Private::removeWatch(Watch *watch)
+{
+    SessionState *const session = watch->session;
+    Node *const node = watch->node;
+    const QString path = node->path;
+    session->watches.remove(watch->keyword);
+    session->bytes -= bytesOfWatch + bytesOf(watch->keyword);
+    --counts.watchedKeywords;
+    unlink(watch);
+    if (watch->queued) {
+        for (Waiting &waiting : session->waiting) {
+            if (waiting.watch == watch)
+                waiting.watch = nullptr;
+        }
+    }
+    delete watch;
+    if (session->watches.isEmpty())
+        session->bytes = 0; // what its keywords took besides, too
+    Aggregate *const aggregate = session->aggregates.value(path);
+    if (aggregate && --aggregate->uses == 0)
+        endAggregate(aggregate);
+    if (Node *const left = tree.find(path))
+        tree.drop(left);
+}
+
+void KeywordServer::Private::join(SessionState *session)
+{
+    sessions.insert(session->q, session);
+    updateRights(session);
+}
+
+void KeywordServer::Private::leave(SessionState *session)
+{
+    session->waiting.clear();
+    session->waitingAnswers = 0;
+    for (Watch *const watch : std::as_const(session->watches))
+        watch->queued = false;
+    while (!session->watches.isEmpty())
+        removeWatch(*session->watches.begin());
+    for (auto &[id, write] : writes) {
+        if (write.session == session)
+            write.session = nullptr;
+    }
+    toSend.erase(std::remove(toSend.begin(), toSend.end(), session), toSend.end());
+    sessions.remove(session->q);
+}
+
+// The whole new value; invalid if the keyword cannot take it.
+QVariant KeywordServer::Private::wholeValue(const Node &node, const QVariant &given,
+                                            bool isRelative) const
+{
+    if (!server::fits(given, node.type))
+        return {};
+    if (!isRelative)
+        return asType(given, node.type);
+    // Two quick steps are two steps, also while the first is not decided.
+    const QVariant &base = node.extras && !node.extras->writes.empty()
+        ? writes.at(node.extras->writes.back()).value
+        : node.value;
+    switch (node.type) {
+    case Type::Bool:
+        return base.toBool() != given.toBool();
+    case Type::Int:
+        return sum(base.toLongLong(), given.toLongLong());
+    case Type::Double:
+        return sum(base.toDouble(), given.toDouble());
+    default:
+        return {};
+    }
+}
+
+void KeywordServer::Private::update(SessionState *session, const QJsonObject &payload)
+{
+    ++counts.writes;
+    const QVariant given = payload.value(QLatin1String("value")).toVariant();
+    PendingWrite write;
+    write.keyword = payload.value(QLatin1String("keyword")).toString();
+    write.path = KeywordServer::normalizedPath(write.keyword);
+    write.isRelative =
+        payload.value(QLatin1String("valueChangeMode")).toString() == QLatin1String("relative");
+    write.peer = session->peer;
+    write.session = session;
+    write.value = given;
+
+    Node *const node = tree.find(write.path);
+    if (!node || !node->declared || !session->mayRead(write.path)) {
+        refuse(write, QStringLiteral("refused"), QStringLiteral("there is no such keyword"));
+        return;
+    }
+    if (!isWritable(node->access)) {
+        refuse(write, QStringLiteral("refused"), QStringLiteral("the keyword is not writable"));
+        return;
+    }
+    if (!session->mayWrite(write.path)) {
+        refuse(write, QStringLiteral("refused"), QStringLiteral("the role may not write it"));
+        return;
+    }
+    const QVariant value = wholeValue(*node, given, write.isRelative);
+    if (!value.isValid()) {
+        refuse(write, QStringLiteral("refused"), QStringLiteral("the value does not fit"));
+        return;
+    }
+    if (session->limited && payload.value(QLatin1String("value")).isString()
+        && bytesOf(value.toString()) > limits.valueBytes) {
+        refuse(write, QStringLiteral("refused"), QStringLiteral("the value is too long"));
+        return;
+    }
+    if (write.isRelative)
+        write.change = given;
+    write.value = value;
+    if (!node->extras || !node->extras->writeHandler) {
+        store(write);
+        return;
+    }
+
+    const quint64 id = ++lastWrite;
+    write.deadline = clock.elapsed() + limits.writeTime.count();
+    write.before = node->value;
+    write.isAssumed = node->assumesWrites;
+    node->extras->writes.push_back(id);
+    writes.emplace(id, write);
+    if (!writeTimer.isActive())
+        writeTimer.start(limits.writeTime);
+    const QPointer<KeywordServer> server(q);
+    const WriteHandler handler = node->extras->writeHandler; // may replace itself
+    if (write.isAssumed)
+        q->setValue(write.path, value);
+    if (server)
+        handler(WriteRequest(server, id, write));
+}
+
+// Tells the writer alone, and does not last: the next good write is always answered.
+void KeywordServer::Private::refuse(const PendingWrite &write, const QString &outcome,
+                                    const QString &reason)
+{
+    ++counts.refusedWrites;
+    audit(write, outcome, reason);
+    if (!write.session)
+        return;
+    if (write.session->refused.size() < greatestRefusedPaths)
+        write.session->refused.insert(write.path);
+    enqueueRefusal(write.session, write.keyword);
+    send(write.session);
+}
+
+void KeywordServer::Private::store(const PendingWrite &write)
+{
+    const QPointer<KeywordServer> server(q);
+    audit(write, QStringLiteral("accepted"), QString());
+    SessionState *const session = write.session;
+    const bool wasRefused = session && session->refused.remove(write.path);
+    Node *const node = tree.find(write.path);
+    const bool isNew = node && node->value != asType(write.value, node->type);
+    const QString path = write.path;
+    const QVariant value = write.value;
+    const QString keyword = write.keyword;
+    KeywordSession *const writer = session ? session->q : nullptr;
+    q->setValue(path, value);
+    if (server && wasRefused && !isNew && sessions.contains(writer)) {
+        enqueueAnswer(session, eventText(keyword, record(session, tree.find(path), path)));
+        send(session);
+    }
+    if (server)
+        Q_EMIT q->valueWritten(path, value);
+}
+
+void KeywordServer::Private::forget(quint64 id)
+{
+    const auto found = writes.find(id);
+    if (found == writes.end())
+        return;
+    if (Node *const node = tree.find(found->second.path)) {
+        auto &pending = node->more().writes;
+        pending.erase(std::remove(pending.begin(), pending.end(), id), pending.end());
+        tree.drop(node);
+    }
+    writes.erase(found);
+}
+
+void KeywordServer::Private::decide(quint64 id, bool accepted, const QVariant &value,
+                                    const QString &reason)
+{
+    const auto found = writes.find(id);
+    if (found == writes.end())
+        return;
+    PendingWrite write = found->second;
+    forget(id);
+    Node *const node = tree.find(write.path);
+    if (!node || !node->declared) {
+        refuse(write, QStringLiteral("refused"), QStringLiteral("the keyword has been removed"));
+        return;
+    }
+    if (accepted && server::fits(value, node->type)) {
+        write.value = value;
+        store(write);
+        return;
+    }
+    const QPointer<KeywordServer> server(q);
+    if (write.isAssumed && node->value == write.value)
+        q->setValue(write.path, write.before);
+    if (server)
+        refuse(write, QStringLiteral("refused"), reason);
+}
+
+// Writes wait for the same time each: the first in the list is the first to expire.
+void KeywordServer::Private::expireWrites()
+{
+    const QPointer<KeywordServer> server(q);
+    const qint64 now = clock.elapsed();
+    while (server && !writes.empty() && writes.begin()->second.deadline <= now) {
+        const PendingWrite write = writes.begin()->second;
+        forget(writes.begin()->first);
+        ++counts.timedOutWrites;
+        Node *const node = tree.find(write.path);
+        if (write.isAssumed && node && node->declared && node->value == write.value)
+            q->setValue(write.path, write.before);
+        if (server) {
+            refuse(write, QStringLiteral("timed out"), QStringLiteral("nobody decided it in time"));
+        }
+    }
+    if (server && !writes.empty())
+        writeTimer.start(
+            std::chrono::milliseconds(qMax<qint64>(1, writes.begin()->second.deadline - now)));
+}
+
+void KeywordServer::Private::audit(const PendingWrite &write, const QString &outcome,
+                                   const QString &reason)
+{
+    if (!auditDevice)
+        return;
+    QJsonObject line {
+        {QStringLiteral("time"), QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs)},
+        {QStringLiteral("name"), write.peer.name},
+        {QStringLiteral("address"), write.peer.address},
+        {QStringLiteral("role"), write.peer.role},
+        {QStringLiteral("keyword"), write.path},
+        {QStringLiteral("value"), QJsonValue::fromVariant(write.value)},
+        {QStringLiteral("outcome"), outcome},
+    };
+    if (write.isRelative && write.change.isValid())
+        line.insert(QStringLiteral("change"), QJsonValue::fromVariant(write.change));
+    if (!reason.isEmpty())
+        line.insert(QStringLiteral("reason"), reason);
+    auditDevice->write(QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n');
+}
+
+void KeywordServer::Private::index(SessionState *session, const QJsonObject &payload)
+{
+    QString path;
+    for (const char *level : {"factory", "instance"}) {
+        const QString name = payload.value(QLatin1String(level)).toString();
+        if (!name.isEmpty())
+            path += QLatin1Char('/') + name;
+    }
+    const QJsonArray levels = payload.value(QLatin1String("keyQuery")).toArray();
+    for (const auto &level : levels)
+        path += QLatin1Char('/') + level.toString();
+
+    const QString type = payload.value(QLatin1String("type")).toString();
+    const QString access = payload.value(QLatin1String("access")).toString();
+    QByteArray items;
+    int count = 0;
+    Node *const node = path.isEmpty() ? tree.root() : tree.find(path);
+    if (node) {
+        for (Node *const child : tree.sortedChildren(node)) {
+            const bool readable = child->declared && session->mayRead(child->path);
+            // A level that leads to something is listed whatever the filter, or what is below it is
+            // not found.
+            const bool passes = readable && (type.isEmpty() || toWord(child->type) == type)
+                && passesAccess(child->access, access);
+            if (!passes && (child->children.empty() || !isVisible(*session, child)))
+                continue;
+            if (session->limited && count == limits.listedKeywords) {
+                ++counts.cutAnswers;
+                break;
+            }
+            items += count++ == 0 ? "{\"name\":" : ",{\"name\":";
+            appendQuoted(items, child->path);
+            items += ",\"type\":";
+            appendQuoted(items, readable ? toWord(child->type) : QString());
+            items += '}';
+        }
+    }
+    enqueueAnswer(session,
+                  "{\"cmd\":\"keyIndex\",\"payload\":{\"request\":"
+                      + QJsonDocument(payload).toJson(QJsonDocument::Compact) + ",\"response\":["
+                      + items + "]}}");
+    send(session);
+}
+
+} // namespace pellix::server

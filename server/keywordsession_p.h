@@ -1,0 +1,21 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "server/keywordserver.h"
+#include "server/keywordsession.h"
+#include "server/sessionstate_p.h"
+
+#include <QtCore/QPointer>
+
+namespace pellix::server {
+
+class KeywordSession::Private
+{
+public:
+    QPointer<KeywordServer> server;
+    SessionState state;
+};
+
+} // namespace pellix::server

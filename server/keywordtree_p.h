@@ -1,0 +1,102 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "server/record_p.h"
+#include "server/writerequest.h"
+
+#include <QtCore/QHash>
+#include <QtCore/QString>
+#include <QtCore/QVariant>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace pellix::server {
+
+struct Aggregate;
+struct Node;
+class SessionState;
+
+// One name that a session watches. It may watch a keyword under several spellings.
+struct Watch
+{
+    Node *node;
+    SessionState *session;
+    QString keyword; // as the client spelt it
+    Watch *next = nullptr; // of the node
+    Watch *previous = nullptr; // of the first: the last
+    quint32 turn = 0; // which of its places in the session's queue counts
+    bool queued = false;
+    bool refusedBehind = false; // a refusal of this keyword waits behind it
+    bool hidden = false; // its session may not read it
+};
+
+// What few nodes have.
+struct NodeExtras
+{
+    QString label;
+    std::function<void(const WriteRequest &)> writeHandler;
+    std::vector<Aggregate *> aggregates; // of which this is a child
+    std::vector<quint64> writes; // that are not decided yet, in their order
+};
+
+// Whatever is known of a path: a declared keyword, an inner level, or just that somebody waits for
+// it. A node without any of that is dropped.
+struct Node
+{
+    Node *parent = nullptr;
+    QString path; // normalized
+    QVariant value;
+    std::vector<Node *> children;
+    Watch *watches = nullptr;
+    std::unique_ptr<NodeExtras> extras;
+    quint64 version = 0; // another one whenever its event is another one
+    quint32 position = 0; // among the children of its parent
+    Type type = Type::None;
+    Access access = Access::Read;
+    bool declared = false;
+    bool connected = true;
+    bool online = true;
+    bool consistent = true;
+    bool error = false;
+    bool assumesWrites = false;
+    bool listed = false; // it, or what is below it, is declared
+    bool sorted = true; // its children are
+
+    QString name() const { return path.mid(path.lastIndexOf(QLatin1Char('/')) + 1); }
+    NodeExtras &more();
+};
+
+class KeywordTree
+{
+public:
+    KeywordTree();
+    ~KeywordTree();
+
+    Node *root() { return &top; }
+    Node *find(const QString &path) const { return nodes.value(path, nullptr); }
+    Node *ensure(const QString &path);
+    void declare(Node *node);
+    // The keyword is declared no more.
+    void undeclare(Node *node);
+    // Forgets a node that says nothing any more, and the levels above that only led to it.
+    void drop(Node *node);
+    void clear();
+    const std::vector<Node *> &sortedChildren(Node *node);
+
+    int keywordCount() const { return keywords; }
+    qint64 bytes() const;
+
+private:
+    void unlist(Node *node);
+
+    Node top;
+    QHash<QString, Node *> nodes;
+    int keywords = 0;
+    qint64 pathBytes = 0;
+};
+
+} // namespace pellix::server

@@ -1,0 +1,118 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "server/record_p.h"
+
+#include <array>
+#include <cmath>
+
+namespace pellix::server {
+
+namespace {
+
+constexpr double intLimit = 9223372036854775808.0; // the first above the values of an int
+
+const std::array<QString, 6> &typeWords()
+{
+    static const std::array<QString, 6> words {
+        QString(QLatin1String("")), QStringLiteral("bool"),   QStringLiteral("int"),
+        QStringLiteral("double"),   QStringLiteral("string"), QStringLiteral("object")};
+    return words;
+}
+
+const std::array<QString, 5> &accessWords()
+{
+    static const std::array<QString, 5> words {QStringLiteral("N"), QStringLiteral("R"),
+                                               QStringLiteral("RM"), QStringLiteral("W"),
+                                               QStringLiteral("RW")};
+    return words;
+}
+
+} // namespace
+
+const QString &toWord(Type type)
+{
+    return typeWords()[std::size_t(type)];
+}
+
+const QString &toWord(Access access)
+{
+    return accessWords()[std::size_t(access)];
+}
+
+Type typeFromWord(const QString &word)
+{
+    const auto &words = typeWords();
+    for (std::size_t i = 1; i < words.size(); ++i) {
+        if (words[i] == word)
+            return Type(i);
+    }
+    return Type::None;
+}
+
+bool accessFromWord(const QString &word, Access *access)
+{
+    const auto &words = accessWords();
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        if (words[i] == word) {
+            *access = Access(i);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool isNumber(const QVariant &value)
+{
+    switch (value.typeId()) {
+    case QMetaType::Double:
+    case QMetaType::Float:
+    case QMetaType::Int:
+    case QMetaType::LongLong:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool isWholeNumber(const QVariant &value)
+{
+    const int id = value.typeId();
+    if (id == QMetaType::LongLong || id == QMetaType::Int)
+        return true;
+    if (id != QMetaType::Double)
+        return false;
+    const double number = value.toDouble();
+    return std::trunc(number) == number && number >= -intLimit && number < intLimit;
+}
+
+bool fits(const QVariant &value, Type type)
+{
+    switch (type) {
+    case Type::None:
+        break;
+    case Type::Bool:
+        return value.typeId() == QMetaType::Bool;
+    case Type::Int:
+        return isWholeNumber(value);
+    case Type::Double:
+        return isNumber(value);
+    case Type::String:
+        return value.typeId() == QMetaType::QString;
+    case Type::Object:
+        return value.typeId() == QMetaType::QVariantMap
+            || value.typeId() == QMetaType::QVariantList;
+    }
+    return false;
+}
+
+QVariant asType(const QVariant &value, Type type)
+{
+    if (type == Type::Int)
+        return value.toLongLong();
+    if (type == Type::Double)
+        return value.toDouble();
+    return value;
+}
+
+} // namespace pellix::server

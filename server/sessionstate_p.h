@@ -1,0 +1,92 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "server/keywordtree_p.h"
+#include "server/peer.h"
+#include "server/rights_p.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QHash>
+#include <QtCore/QSet>
+#include <QtCore/QString>
+
+#include <deque>
+#include <functional>
+#include <memory>
+
+namespace pellix::server {
+
+class KeywordSession;
+
+// A keyword that the server forms of others, for the session that asked for it.
+struct Aggregate
+{
+    SessionState *session = nullptr;
+    QString path;
+    QString mode;
+    std::vector<Node *> children;
+    Record last; // as told
+    quint64 version = 0;
+    int uses = 0; // spellings that the session watches it under
+    bool computing = false; // breaks cycles of aggregates over each other
+};
+
+// A message in both forms that transports need; the second is made once, when one asks for it.
+class Message
+{
+public:
+    explicit Message(const QByteArray &utf8) : bytes(utf8) { }
+
+    const QByteArray &utf8() const { return bytes; }
+    const QString &text() const
+    {
+        if (string.isNull())
+            string = QString::fromUtf8(bytes);
+        return string;
+    }
+
+private:
+    QByteArray bytes;
+    mutable QString string;
+};
+
+// What waits for a session until its transport has room: a keyword whose newest value is told then,
+// a refusal, or an answer as it is.
+struct Waiting
+{
+    Watch *watch = nullptr;
+    quint32 turn = 0;
+    QString keyword; // of a refusal
+    QByteArray answer;
+};
+
+// A session as the server sees it.
+class SessionState
+{
+public:
+    using Receiver = std::function<void(const Message &)>;
+
+    KeywordSession *q = nullptr;
+    Peer peer;
+    std::shared_ptr<const Rights> rights; // null: full rights
+    bool limited = false; // by the server's limits; the embedding program's own sessions are not
+
+    QHash<QString, Watch *> watches; // by their spelling
+    QHash<QString, Aggregate *> aggregates; // by their path
+    QSet<QString> refused; // paths whose last write was refused
+    std::deque<Waiting> waiting;
+    std::size_t waitingAnswers = 0; // and refusals, which are not merged
+    qint64 answerBytes = 0;
+    qint64 bytes = 0; // that it has the server use
+    Receiver receiver; // instead of the signal
+    bool paused = false;
+    bool sending = false;
+    bool inTurn = false; // among those that are to send
+
+    bool mayRead(const QString &path) const;
+    bool mayWrite(const QString &path) const { return !rights || rights->mayWrite(path); }
+};
+
+} // namespace pellix::server
