@@ -3,35 +3,82 @@
 
 #include "server/clientsocket_p.h"
 
+#include "server/keywordsession.h"
+
 #include <QtNetwork/QSslSocket>
 #include <QtWebSockets/QWebSocket>
 
+#include <algorithm>
+
+#ifdef Q_OS_UNIX
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#endif
+
 namespace pellix::server {
 
-ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, qint64 limit)
-    : QObject(socket), socket(socket), connection(connection), limit(limit)
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr qint64 greatestBacklog = qint64(16) * 1024 * 1024; // bytes, either way
+constexpr auto commandPause = 20ms;
+constexpr int burstSeconds = 2; // worth of commands that may come at once
+
+// How much the system takes before it has sent what it took. What is on its way is not counted: a
+// small send buffer would count that, too, and have each segment wait for the one before it.
+void limitUnsent(QTcpSocket *connection, int bytes)
 {
+#ifdef TCP_NOTSENT_LOWAT
+    ::setsockopt(int(connection->socketDescriptor()), IPPROTO_TCP, TCP_NOTSENT_LOWAT, &bytes,
+                 sizeof bytes);
+#else
+    connection->setSocketOption(QAbstractSocket::SendBufferSizeSocketOption, bytes);
+#endif
+}
+
+} // namespace
+
+ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Limits &limits)
+    : QObject(socket), socket(socket), connection(connection), room(limits.sendingBytes / 2),
+      commandsPerSecond(limits.commandsPerSecond), stalledTime(limits.stalledTime),
+      commandsLeft(double(limits.commandsPerSecond) * burstSeconds)
+{
+    sinceCommand.start();
+    sinceProgress.start();
+    commandTimer.setSingleShot(true);
+    commandTimer.setInterval(commandPause);
+    connect(&commandTimer, &QTimer::timeout, this, &ClientSocket::takeCommands);
+    connect(&progressTimer, &QTimer::timeout, this, &ClientSocket::checkProgress);
+    progressTimer.start(stalledTime / 2);
     connect(socket, &QWebSocket::textMessageReceived, this, &ClientSocket::enqueue);
     connect(socket, &QWebSocket::disconnected, this, &ClientSocket::takeAllCommands);
+    connect(socket, &QWebSocket::pong, this, [this] {
+        if (waitingBytes() == 0)
+            sinceProgress.start();
+    });
     if (!connection)
         return;
-    connect(connection, &QTcpSocket::bytesWritten, this, &ClientSocket::takeCommands);
+    connection->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    limitUnsent(connection, int(limits.sendingBytes / 4));
+    connect(connection, &QTcpSocket::bytesWritten, this, &ClientSocket::written);
     // A WebSocket answers pings by itself, as it reads them. It was connected before this object.
     connect(connection, &QTcpSocket::readyRead, this, &ClientSocket::checkBacklog);
     if (auto *const encrypted = qobject_cast<QSslSocket *>(connection))
-        connect(encrypted, &QSslSocket::encryptedBytesWritten, this, &ClientSocket::takeCommands);
+        connect(encrypted, &QSslSocket::encryptedBytesWritten, this, &ClientSocket::written);
 }
 
 void ClientSocket::sendText(const QString &text)
 {
     if (!full)
-        sent(socket->sendTextMessage(text));
+        added(socket->sendTextMessage(text));
 }
 
 void ClientSocket::sendBinary(const QByteArray &data)
 {
     if (!full)
-        sent(socket->sendBinaryMessage(data));
+        added(socket->sendBinaryMessage(data));
 }
 
 qint64 ClientSocket::waitingBytes() const
@@ -43,24 +90,62 @@ qint64 ClientSocket::waitingBytes() const
 }
 
 // A message that is long by itself says nothing about the reader.
-void ClientSocket::sent(qint64 bytes)
+void ClientSocket::added(qint64 bytes)
 {
     const qint64 waiting = waitingBytes();
-    if (waiting - bytes <= limit)
-        longMessage = bytes > limit / 2 ? bytes : 0;
+    if (waiting == bytes)
+        sinceProgress.start(); // nothing waited before
+    if (waiting - bytes <= greatestBacklog)
+        longMessage = bytes > greatestBacklog / 2 ? bytes : 0;
     checkBacklog();
+}
+
+void ClientSocket::written(qint64)
+{
+    sinceProgress.start();
+    const QPointer<ClientSocket> guard(this);
+    if (waitingBytes() <= room / 2)
+        Q_EMIT drained();
+    if (guard)
+        takeCommands();
 }
 
 void ClientSocket::checkBacklog()
 {
-    if (full || (waitingBytes() <= limit + longMessage && commandBytes <= limit))
+    if (full)
         return;
+    if (waitingBytes() > greatestBacklog + longMessage) {
+        giveUp(QStringLiteral("it does not read, and %1 bytes wait for it").arg(waitingBytes()));
+    } else if (commandBytes > greatestBacklog) {
+        giveUp(QStringLiteral("it sends faster than it may, and %1 bytes of it wait")
+                   .arg(commandBytes));
+    }
+}
+
+// A client that reads takes something, or answers a ping.
+void ClientSocket::checkProgress()
+{
+    if (full)
+        return;
+    if (sinceProgress.hasExpired(stalledTime.count())) {
+        giveUp(waitingBytes() > 0
+                   ? QStringLiteral("it has read nothing for %1 s, and %2 bytes wait for it")
+                         .arg(double(stalledTime.count()) / 1000)
+                         .arg(waitingBytes())
+                   : QStringLiteral("it does not answer pings"));
+    } else if (waitingBytes() == 0) {
+        socket->ping();
+    }
+}
+
+void ClientSocket::giveUp(const QString &why)
+{
     full = true;
     QMetaObject::invokeMethod(
         this,
-        [this] {
+        [this, why] {
             if (socket->state() == QAbstractSocket::ConnectedState)
-                Q_EMIT stalled(waitingBytes());
+                Q_EMIT stalled(why);
         },
         Qt::QueuedConnection);
 }
@@ -73,13 +158,35 @@ void ClientSocket::enqueue(const QString &text)
     checkBacklog();
 }
 
+// Whether the client has read what it asked for before, and does not ask too often.
+bool ClientSocket::mayTakeCommand()
+{
+    if (waitingBytes() > room || (session && session->waitingBytes() > room))
+        return false;
+    if (commandsLeft < 1) {
+        const double most = double(commandsPerSecond) * burstSeconds;
+        const double gained = double(sinceCommand.nsecsElapsed()) * commandsPerSecond / 1e9;
+        sinceCommand.start();
+        commandsLeft = std::min(most, commandsLeft + gained);
+    }
+    if (commandsLeft >= 1) {
+        --commandsLeft;
+        return true;
+    }
+    if (!commandTimer.isActive()) {
+        commandTimer.start();
+        Q_EMIT delayed();
+    }
+    return false;
+}
+
 void ClientSocket::takeCommands()
 {
     const QPointer<ClientSocket> guard(this);
     if (taking)
         return;
     taking = true;
-    while (guard && !commands.isEmpty() && waitingBytes() <= limit / 2) {
+    while (guard && !commands.isEmpty() && mayTakeCommand()) {
         const QString text = commands.dequeue();
         commandBytes -= text.size() * qint64(sizeof(QChar));
         Q_EMIT received(text);

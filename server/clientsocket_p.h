@@ -3,52 +3,78 @@
 
 #pragma once
 
+#include "server/limits.h"
+
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QObject>
 #include <QtCore/QPointer>
 #include <QtCore/QQueue>
 #include <QtCore/QString>
+#include <QtCore/QTimer>
 
 class QTcpSocket;
 class QWebSocket;
 
 namespace pellix::server {
 
-// One client's WebSocket and the connection below it, with a limit to what waits to be sent: a
-// client that does not read would take up any amount of memory. It belongs to the WebSocket.
+class KeywordSession;
+
+// One client's WebSocket and the connection below it, with a limit to whatever the client could
+// have the server keep. It belongs to the WebSocket.
 //
-// Answers do not reach the limit, however much a client asks for at once: its commands wait while
-// half of the limit does. What reaches it are messages that nobody asked for one by one.
+// To the client: its session is paused while more waits than there is room for, in this process and
+// in the system's buffer together. So a pong is never far behind. What is sent anyway, such as an
+// answer that is long by itself, has a limit beyond which the connection is of no use.
+//
+// From the client: its commands wait while it sends more of them than it may, or does not read the
+// answers; then it is read no further.
 class ClientSocket : public QObject
 {
     Q_OBJECT
 
 public:
-    ClientSocket(QWebSocket *socket, QTcpSocket *connection, qint64 limit);
+    ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Limits &limits);
 
     QWebSocket *webSocket() const { return socket; }
+    void setSession(KeywordSession *session) { this->session = session; }
+    bool hasRoom() const { return waitingBytes() < room; }
+    qint64 waitingBytes() const;
     void sendText(const QString &text);
     void sendBinary(const QByteArray &data);
 
 Q_SIGNALS:
     void received(const QString &text);
-    // Once, when too much waits, and from the event loop: nobody is sending or receiving then.
-    // Nothing is sent any more.
-    void stalled(qint64 waitingBytes);
+    // There is room again.
+    void drained();
+    void delayed(); // once for each pause of the client's commands
+    // Once, and from the event loop: nobody is sending or receiving then. Nothing is sent any more.
+    void stalled(const QString &why);
 
 private:
-    qint64 waitingBytes() const;
-    void sent(qint64 bytes);
+    void written(qint64 bytes);
     void checkBacklog();
+    void checkProgress();
+    void giveUp(const QString &why);
     void enqueue(const QString &text);
+    bool mayTakeCommand();
     void takeCommands();
     void takeAllCommands();
+    void added(qint64 bytes);
 
     QWebSocket *const socket;
     const QPointer<QTcpSocket> connection;
-    const qint64 limit;
+    QPointer<KeywordSession> session;
+    const qint64 room;
+    const int commandsPerSecond;
+    const std::chrono::milliseconds stalledTime;
     qint64 longMessage = 0; // bytes of one that waits besides the limit
-    QQueue<QString> commands; // that wait for answers to be read
+    QQueue<QString> commands; // that wait
     qint64 commandBytes = 0;
+    double commandsLeft; // that the client may send at this moment
+    QElapsedTimer sinceCommand;
+    QElapsedTimer sinceProgress;
+    QTimer progressTimer;
+    QTimer commandTimer;
     bool taking = false;
     bool full = false;
 };

@@ -44,6 +44,16 @@ qint64 bytesOf(const QString &text)
     return text.size() * qint64(sizeof(QChar));
 }
 
+// What a text takes, or an object, as JSON.
+qint64 bytesOf(const QVariant &value)
+{
+    if (value.typeId() == QMetaType::QString)
+        return bytesOf(value.toString());
+    if (value.typeId() == QMetaType::QVariantMap || value.typeId() == QMetaType::QVariantList)
+        return QJsonDocument::fromVariant(value).toJson(QJsonDocument::Compact).size();
+    return 0;
+}
+
 // Invalid when the type cannot hold it.
 QVariant sum(qlonglong a, qlonglong b)
 {
@@ -137,7 +147,7 @@ void KeywordServer::Private::create(SessionState *session, const QJsonObject &pa
             ++aggregate->uses;
     }
 
-    if (!children.isEmpty() && !watch->node->declared
+    if (!children.isEmpty() && !watch->showsKeyword()
         && (!session->limited || children.size() <= limits.aggregatedKeywords)) {
         QStringList paths;
         for (const auto &child : children)
@@ -330,8 +340,7 @@ void KeywordServer::Private::update(SessionState *session, const QJsonObject &pa
         refuse(write, QStringLiteral("refused"), QStringLiteral("the value does not fit"));
         return;
     }
-    if (session->limited && payload.value(QLatin1String("value")).isString()
-        && bytesOf(value.toString()) > limits.valueBytes) {
+    if (session->limited && bytesOf(value) > limits.valueBytes) {
         refuse(write, QStringLiteral("refused"), QStringLiteral("the value is too long"));
         return;
     }

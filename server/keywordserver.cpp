@@ -48,9 +48,7 @@ KeywordServer::Private::~Private()
 
 Record KeywordServer::Private::record(const SessionState *session, Node *node, const QString &path)
 {
-    if (node && node->declared) {
-        if (!session->mayRead(path))
-            return {};
+    if (node && node->declared && session->mayRead(path)) {
         return {node->value, node->type, node->connected, node->online, node->consistent,
                 node->error, true};
     }
@@ -199,10 +197,10 @@ void KeywordServer::Private::changed(std::vector<Aggregate *> pending)
         aggregate.last = std::move(now);
         aggregate.version = ++lastVersion;
         Node *const node = tree.find(aggregate.path);
-        if (!node || node->declared)
+        if (!node)
             continue;
         for (Watch *watch = node->watches; watch; watch = watch->next) {
-            if (watch->session == aggregate.session)
+            if (watch->session == aggregate.session && !watch->showsKeyword())
                 enqueue(watch);
         }
         if (!node->extras)
@@ -330,11 +328,10 @@ void KeywordServer::Private::transmit(SessionState *session, const Message &mess
 Message KeywordServer::Private::messageFor(Watch *watch)
 {
     Node *const node = watch->node;
-    if (watch->hidden && !node->path.endsWith(labelSuffix))
-        return Message(eventText(watch->keyword, Record()));
+    const bool isKeyword = watch->showsKeyword();
     const Aggregate *const aggregate =
-        node->declared ? nullptr : watch->session->aggregates.value(node->path);
-    const bool isShared = !watch->session->rights || node->declared;
+        isKeyword ? nullptr : watch->session->aggregates.value(node->path);
+    const bool isShared = !watch->session->rights || isKeyword;
     const quint64 version = aggregate ? aggregate->version : node->version;
     Encoded &slot = encoded[version % encoded.size()];
     if (!isShared || slot.version != version || slot.keyword != watch->keyword) {

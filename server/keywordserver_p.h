@@ -59,7 +59,10 @@ public:
     void labelChanged(const QString &path);
     void tell(Node *node);
     void tell(Aggregate &aggregate);
-    enum class Place { Any, Last };
+    enum class Place {
+        Any,
+        Last
+    };
     void enqueue(Watch *watch, Place place = Place::Any);
     void enqueueAnswer(SessionState *session, const QByteArray &answer);
     void enqueueRefusal(SessionState *session, const QString &keyword);

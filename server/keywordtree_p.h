@@ -17,22 +17,8 @@
 namespace pellix::server {
 
 struct Aggregate;
-struct Node;
 class SessionState;
-
-// One name that a session watches. It may watch a keyword under several spellings.
-struct Watch
-{
-    Node *node;
-    SessionState *session;
-    QString keyword; // as the client spelt it
-    Watch *next = nullptr; // of the node
-    Watch *previous = nullptr; // of the first: the last
-    quint32 turn = 0; // which of its places in the session's queue counts
-    bool queued = false;
-    bool refusedBehind = false; // a refusal of this keyword waits behind it
-    bool hidden = false; // its session may not read it
-};
+struct Watch;
 
 // What few nodes have.
 struct NodeExtras
@@ -68,6 +54,23 @@ struct Node
 
     QString name() const { return path.mid(path.lastIndexOf(QLatin1Char('/')) + 1); }
     NodeExtras &more();
+};
+
+// One name that a session watches. It may watch a keyword under several spellings.
+struct Watch
+{
+    Node *node;
+    SessionState *session;
+    QString keyword; // as the client spelt it
+    Watch *next = nullptr; // of the node
+    Watch *previous = nullptr; // of the first: the last
+    quint32 turn = 0; // which of its places in the session's queue counts
+    bool queued = false;
+    bool refusedBehind = false; // a refusal of this keyword waits behind it
+    bool hidden = false; // its session may not read it
+
+    // Otherwise it is as if there were no keyword.
+    bool showsKeyword() const { return node->declared && !hidden; }
 };
 
 class KeywordTree

@@ -17,7 +17,7 @@ struct PELLIXCLIENT_SERVER_EXPORT Limits
     int handshakes = 64;
     int refusedAttempts = 20;
     int watchedKeywords = 50'000;
-    int commandsPerSecond = 20'000;
+    int commandsPerSecond = 50'000;
     int commandBytes = 1024 * 1024;
     int valueBytes = 256 * 1024;
     int aggregatedKeywords = 1'000;

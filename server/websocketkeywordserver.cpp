@@ -4,8 +4,8 @@
 #include "server/websocketkeywordserver.h"
 
 #include "server/clientsocket_p.h"
-#include "server/keywordserver.h"
-#include "server/keywordsession.h"
+#include "server/keywordserver_p.h"
+#include "server/keywordsession_p.h"
 #include "server/openinghandshake_p.h"
 
 #include <QtCore/QLoggingCategory>
@@ -30,7 +30,6 @@ namespace {
 Q_LOGGING_CATEGORY(lcWebSocketServer, "pellixclient.server.websocketserver", QtInfoMsg)
 
 constexpr auto defaultHandshakeTimeout = 10s;
-constexpr qint64 sendLimit = qint64(16) * 1024 * 1024; // bytes that wait for one client
 
 // Takes connections, and has them encrypted if it has a certificate. It does not wait for the
 // encryption, unlike QSslServer: one time limit counts for all that comes before the upgrade.
@@ -188,16 +187,34 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
         return;
     }
     socket->setParent(q);
-    auto *const client = new ClientSocket(socket, connection, sendLimit);
+    const Limits limits = server->limits();
+    socket->setMaxAllowedIncomingMessageSize(quint64(limits.commandBytes));
+    auto *const client = new ClientSocket(socket, connection, limits);
     clients.append(client);
-    KeywordSession *const session = server->openSession(socket);
+    KeywordSession *const session =
+        server->openSession(Peer {QString(), peerName(socket), QStringLiteral("*")}, socket);
+    client->setSession(session);
+    session->d->state.receiver = [this, socket, client, session](const Message &message) {
+        const QPointer<ClientSocket> alive(client);
+        q->deliver(socket, message.text());
+        if (alive && !client->hasRoom())
+            session->pause();
+    };
+    QObject::connect(client, &ClientSocket::drained, session, [session] {
+        if (session->isPaused())
+            session->resume();
+    });
     QObject::connect(client, &ClientSocket::received, session,
                      [session](const QString &text) { session->receive(text.toUtf8()); });
-    QObject::connect(session, &KeywordSession::send, client,
-                     [this, socket](const QByteArray &message) { q->deliver(socket, message); });
-    QObject::connect(client, &ClientSocket::stalled, socket, [socket](qint64 waitingBytes) {
-        qCWarning(lcWebSocketServer, "dropped %s: it does not read, and %lld bytes wait for it",
-                  qUtf8Printable(peerName(socket)), waitingBytes);
+    QObject::connect(client, &ClientSocket::delayed, q, [this] {
+        if (server)
+            ++server->d->counts.delayedCommands;
+    });
+    QObject::connect(client, &ClientSocket::stalled, socket, [this, socket](const QString &why) {
+        qCWarning(lcWebSocketServer, "dropped %s: %s", qUtf8Printable(peerName(socket)),
+                  qUtf8Printable(why));
+        if (server)
+            ++server->d->counts.droppedClients;
         socket->abort();
     });
     QObject::connect(socket, &QWebSocket::disconnected, q, [this, socket, client] {
@@ -255,8 +272,9 @@ void WebSocketKeywordServer::Private::tellClientCount()
     Each client gets a session of its own, which ends with its connection. With a certificate the
     server speaks wss.
 
-    A client that does not read is dropped once more than 16 MiB wait for it. So is one that does
-   not complete its handshake in time. Web pages are refused unless their origin is allowed, as are
+    A client that cannot keep up is told the newest value of each keyword, once it has read what was
+    sent before. One that reads nothing for Limits::stalledTime is dropped, as is one that does not
+    complete its handshake in time. Web pages are refused unless their origin is allowed, as are
     handshakes that name more than one host. All of this is logged in the category
     "pellixclient.server.websocketserver".
 
@@ -488,18 +506,26 @@ void WebSocketKeywordServer::accept(QTcpSocket *connection)
 }
 
 /*!
-    Sends \a message to \a client. For subclasses that watch, delay or change what is sent.
+    Sends a \a message of the session to its \a client. For subclasses that watch, delay or change
+    what is sent.
 */
-void WebSocketKeywordServer::deliver(QWebSocket *client, const QByteArray &message)
+void WebSocketKeywordServer::deliver(QWebSocket *client, const QString &message)
 {
-    client->findChild<ClientSocket *>(QString(), Qt::FindDirectChildrenOnly)
-        ->sendText(QString::fromUtf8(message));
+    client->sendTextMessage(message);
+}
+
+/*!
+    Sends \a text to \a client, beside what its session sends.
+*/
+void WebSocketKeywordServer::sendTo(QWebSocket *client, const QString &text)
+{
+    client->findChild<ClientSocket *>(QString(), Qt::FindDirectChildrenOnly)->sendText(text);
 }
 
 /*!
     Sends \a data to \a client as a binary message, which no client of a keyword server expects.
 */
-void WebSocketKeywordServer::deliverBinary(QWebSocket *client, const QByteArray &data)
+void WebSocketKeywordServer::sendTo(QWebSocket *client, const QByteArray &data)
 {
     client->findChild<ClientSocket *>(QString(), Qt::FindDirectChildrenOnly)->sendBinary(data);
 }

@@ -54,8 +54,9 @@ Q_SIGNALS:
 
 protected:
     virtual void accept(QTcpSocket *connection);
-    virtual void deliver(QWebSocket *client, const QByteArray &message);
-    void deliverBinary(QWebSocket *client, const QByteArray &data);
+    virtual void deliver(QWebSocket *client, const QString &message);
+    void sendTo(QWebSocket *client, const QString &text);
+    void sendTo(QWebSocket *client, const QByteArray &data);
 
     KeywordServer *keywordServer() const;
     QList<QTcpSocket *> connections() const;

@@ -18,7 +18,7 @@ namespace pellix::simulator {
 class FaultyWebSocketServer::Private
 {
 public:
-    QByteArray withFaults(const QByteArray &message) const;
+    QString withFaults(const QString &message) const;
 
     bool silent = false;
     std::chrono::milliseconds answerDelay {0};
@@ -26,11 +26,11 @@ public:
     bool wrongRequestIds = false;
 };
 
-QByteArray FaultyWebSocketServer::Private::withFaults(const QByteArray &message) const
+QString FaultyWebSocketServer::Private::withFaults(const QString &message) const
 {
     if (!duplicateIndexItems && !wrongRequestIds)
         return message;
-    QJsonObject object = QJsonDocument::fromJson(message).object();
+    QJsonObject object = QJsonDocument::fromJson(message.toUtf8()).object();
     if (object.value(QLatin1String("cmd")) != QLatin1String("keyIndex"))
         return message;
 
@@ -48,7 +48,7 @@ QByteArray FaultyWebSocketServer::Private::withFaults(const QByteArray &message)
         payload.insert(QLatin1String("request"), request);
     }
     object.insert(QLatin1String("payload"), payload);
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
 }
 
 /*!
@@ -129,7 +129,7 @@ void FaultyWebSocketServer::sendText(const QString &text)
 {
     const QList<QWebSocket *> receivers = clients();
     for (QWebSocket *client : receivers)
-        WebSocketKeywordServer::deliver(client, text.toUtf8());
+        sendTo(client, text);
 }
 
 /*!
@@ -139,7 +139,7 @@ void FaultyWebSocketServer::sendBinary(const QByteArray &data)
 {
     const QList<QWebSocket *> receivers = clients();
     for (QWebSocket *client : receivers)
-        deliverBinary(client, data);
+        sendTo(client, data);
 }
 
 /*!
@@ -168,11 +168,11 @@ void FaultyWebSocketServer::accept(QTcpSocket *connection)
     connection->blockSignals(true); // until it is dropped, at the end of the silence
 }
 
-void FaultyWebSocketServer::deliver(QWebSocket *client, const QByteArray &message)
+void FaultyWebSocketServer::deliver(QWebSocket *client, const QString &message)
 {
     if (d->silent)
         return;
-    const QByteArray sent = d->withFaults(message);
+    const QString sent = d->withFaults(message);
     if (d->answerDelay.count() == 0) {
         WebSocketKeywordServer::deliver(client, sent);
         return;

@@ -583,6 +583,8 @@ void tst_WebSocketKeywordServer::stalledReader_mayBeDroppedInsideOfAnything()
 
     for (int i = 0; i < 100 && server; ++i) {
         keywords->setValue(q("/p/text"), QString(mebibyte, QLatin1Char(i % 2 ? 'x' : 'y')));
+        if (server)
+            server->sendText(QString(mebibyte, QLatin1Char('z')));
         QCoreApplication::processEvents();
     }
 

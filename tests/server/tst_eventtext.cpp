@@ -1,0 +1,102 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "server/eventtext_p.h"
+
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+#include <QtTest/QTest>
+
+#include <cmath>
+#include <limits>
+
+using namespace pellix::server;
+
+class tst_EventText : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void text_isThatOfADocument_data();
+    void text_isThatOfADocument();
+    void quoted_isThatOfADocument_data();
+    void quoted_isThatOfADocument();
+};
+
+void tst_EventText::text_isThatOfADocument_data()
+{
+    QTest::addColumn<QVariant>("value");
+    const auto row = [](const char *name, const QVariant &value) { QTest::newRow(name) << value; };
+    row("none", QVariant());
+    row("true", true);
+    row("false", false);
+    row("0", 0);
+    row("int", -17);
+    row("least whole number", std::numeric_limits<qlonglong>::min());
+    row("greatest whole number", std::numeric_limits<qlonglong>::max());
+    row("0.0", 0.0);
+    row("-0.0", -0.0);
+    row("double", 21.5);
+    row("whole double", 100000.0);
+    row("2^53", 9007199254740992.0);
+    row("beyond 2^53", 9007199254740994.0);
+    row("1e20", 1e20);
+    row("1e300", -1e300);
+    row("denormal", 5e-324);
+    row("0.1 + 0.2", 0.1 + 0.2);
+    row("infinite", std::numeric_limits<double>::infinity());
+    row("no number", std::nan(""));
+    row("empty text", QString(QLatin1String("")));
+    row("text", QStringLiteral("plain"));
+    row("quotes", QStringLiteral("a \"b\" \\c\\ /"));
+    row("control characters", QStringLiteral("a\nb\tc\u0001\u007f"));
+    row("umlauts", QString::fromUtf8("Füllstand °C \xf0\x9f\x8c\xa1"));
+    row("lone surrogate", QString(QChar(0xd800)));
+    row("list", QVariantList {1, 2.5, QStringLiteral("x"), QVariant()});
+    row("map", QVariantMap {{QStringLiteral("b"), 1}, {QStringLiteral("a"), QVariantList()}});
+}
+
+void tst_EventText::text_isThatOfADocument()
+{
+    QFETCH(QVariant, value);
+    Record record;
+    record.value = value;
+    record.type = Type::Double;
+    for (int flags = 0; flags < 16; ++flags) {
+        record.connected = flags & 1;
+        record.online = flags & 2;
+        record.consistent = flags & 4;
+        record.error = flags & 8;
+        const QJsonObject payload {
+            {QStringLiteral("connected"), record.connected},
+            {QStringLiteral("consistent"), record.consistent},
+            {QStringLiteral("error"), record.error},
+            {QStringLiteral("keyword"), QStringLiteral("/a/b")},
+            {QStringLiteral("online"), record.online},
+            {QStringLiteral("type"), QStringLiteral("double")},
+            {QStringLiteral("value"), QJsonValue::fromVariant(value)},
+        };
+        const QJsonObject message {{QStringLiteral("cmd"), QStringLiteral("keyEvent")},
+                                   {QStringLiteral("payload"), payload}};
+        QCOMPARE(eventText(u"/a/b", record), QJsonDocument(message).toJson(QJsonDocument::Compact));
+    }
+}
+
+void tst_EventText::quoted_isThatOfADocument_data()
+{
+    QTest::addColumn<QString>("text");
+    for (int code = 0; code < 0x180; ++code)
+        QTest::addRow("U+%04X", code) << QString(QChar(code)) + QLatin1Char('x');
+}
+
+void tst_EventText::quoted_isThatOfADocument()
+{
+    QFETCH(QString, text);
+    const QJsonObject object {{QStringLiteral("a"), text}};
+    QByteArray json = "{\"a\":";
+    appendQuoted(json, text);
+    QCOMPARE(json + '}', QJsonDocument(object).toJson(QJsonDocument::Compact));
+}
+
+QTEST_GUILESS_MAIN(tst_EventText)
+#include "tst_eventtext.moc"

@@ -1,0 +1,400 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "tests/server/testclient.h"
+
+#include <QtTest/QTest>
+
+using namespace pellix::server;
+
+class tst_Sending : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+
+    void paused_isToldTheNewestValues();
+    void paused_keepsAnswersInTheirOrder();
+    void paused_refusalIsNotTheLastWord();
+    void paused_insideOfSending();
+    void paused_costsTheSameForAnyNumberOfChanges();
+    void paused_forgetsWhatIsLetGo();
+    void resumed_mayEndAnything_data();
+    void resumed_mayEndAnything();
+    void setConnected_tellsOnlyThoseWhoWatch();
+    void spellings_areAllTold();
+    void limit_ofWatchedKeywords();
+    void limit_ofMemory();
+    void limit_ofAggregatedKeywords();
+    void limit_ofListedKeywords();
+    void limit_ofKeywords();
+    void limit_ofAValue();
+    void limit_ofACommand();
+    void limits_areNotForTheProgramItself();
+    void statistics_areCounted();
+    void prometheus_isWellFormed();
+
+private:
+    std::unique_ptr<KeywordServer> server;
+};
+
+void tst_Sending::init()
+{
+    server = std::make_unique<KeywordServer>();
+    server->declare(keyword("/p/a", "int", 1));
+    server->declare(keyword("/p/b", "int", 2));
+    server->declare(keyword("/p/c", "int", 3));
+}
+
+void tst_Sending::paused_isToldTheNewestValues()
+{
+    Client slow(server.get()), fast(server.get());
+    for (const char *path : {"/p/a", "/p/b"}) {
+        slow.create(path);
+        fast.create(path);
+    }
+    slow.taken();
+    fast.taken();
+    slow.session->pause();
+    QVERIFY(slow.session->isPaused());
+    for (int i = 10; i < 20; ++i) {
+        server->setValue(q("/p/b"), i);
+        server->setValue(q("/p/a"), i);
+    }
+    QCOMPARE(fast.seen.size(), 20);
+    QCOMPARE(slow.taken(), QString());
+    slow.session->resume();
+    QCOMPARE(slow.taken(), q("/p/b=19 coc- | /p/a=19 coc-"));
+    QCOMPARE(server->statistics().skippedValues, quint64(18));
+    server->setValue(q("/p/a"), 20);
+    QCOMPARE(slow.taken(), q("/p/a=20 coc-"));
+}
+
+void tst_Sending::paused_keepsAnswersInTheirOrder()
+{
+    Client client(server.get());
+    client.create("/p/a");
+    client.taken();
+    client.session->pause();
+    client.command("keyIndex", R"({"factory":"p"})");
+    server->setValue(q("/p/a"), 5);
+    client.update("/p/none", "1");
+    client.command("keyIndex", "{}");
+    QVERIFY(client.session->waitingBytes() > 100);
+    client.session->resume();
+    QCOMPARE(client.taken(), q("/p/a /p/b /p/c | /p/a=5 coc- | /p/none=null --ce | /p"));
+    QCOMPARE(client.session->waitingBytes(), qint64(0));
+}
+
+// A refusal carries the value of its moment. What changed after it is told after it.
+void tst_Sending::paused_refusalIsNotTheLastWord()
+{
+    server->setWriteCheck(q("/p/a"), [](const QVariant &) { return false; });
+    Client client(server.get());
+    client.create("/p/a");
+    client.taken();
+    client.session->pause();
+    server->setValue(q("/p/a"), 5);
+    client.update("/p/a", "7");
+    server->setValue(q("/p/a"), 6);
+    server->setValue(q("/p/a"), 8);
+    client.session->resume();
+    QCOMPARE(client.taken(), q("/p/a=8 coce | /p/a=8 coc-"));
+}
+
+void tst_Sending::paused_insideOfSending()
+{
+    Client client(server.get());
+    for (const char *path : {"/p/a", "/p/b", "/p/c"})
+        client.create(path);
+    client.taken();
+    connect(client.session.get(), &KeywordSession::send, client.session.get(),
+            [&client] { client.session->pause(); });
+    client.session->pause();
+    server->setValue(q("/p/c"), 30);
+    server->setValue(q("/p/a"), 10);
+    server->setValue(q("/p/b"), 20);
+    QStringList told;
+    for (int i = 0; i < 4; ++i) {
+        client.session->resume();
+        told << client.taken();
+    }
+    QCOMPARE(told, QStringList({q("/p/c=30 coc-"), q("/p/a=10 coc-"), q("/p/b=20 coc-"), q("")}));
+}
+
+void tst_Sending::paused_costsTheSameForAnyNumberOfChanges()
+{
+    Client client(server.get());
+    client.create("/p/a");
+    client.session->pause();
+    const qint64 before = server->statistics().memoryBytes;
+    for (int i = 0; i < 100000; ++i)
+        server->setValue(q("/p/a"), i);
+    QCOMPARE(server->statistics().memoryBytes, before);
+    QCOMPARE(client.session->waitingBytes(), qint64(0));
+    client.taken();
+    client.session->resume();
+    QCOMPARE(client.taken(), q("/p/a=99999 coc-"));
+}
+
+void tst_Sending::paused_forgetsWhatIsLetGo()
+{
+    Client client(server.get());
+    client.create("/p/a");
+    client.create("/p/b");
+    client.taken();
+    client.session->pause();
+    server->setValue(q("/p/a"), 10);
+    server->setValue(q("/p/b"), 20);
+    client.command("keyDestroy", R"({"keyword":"/p/a"})");
+    client.session->resume();
+    QCOMPARE(client.taken(), q("/p/b=20 coc-"));
+
+    client.session->pause();
+    server->setValue(q("/p/b"), 21);
+    server->clear();
+    client.session->resume();
+    QCOMPARE(client.taken(), QString());
+}
+
+void tst_Sending::resumed_mayEndAnything_data()
+{
+    QTest::addColumn<QString>("deleted");
+    for (const char *deleted : {"session", "other", "keyword", "clear", "server"})
+        QTest::newRow(deleted) << q(deleted);
+}
+
+void tst_Sending::resumed_mayEndAnything()
+{
+    QFETCH(QString, deleted);
+    auto client = std::make_unique<Client>(server.get());
+    auto other = std::make_unique<Client>(server.get());
+    for (const char *path : {"/p/a", "/p/b"}) {
+        client->create(path);
+        other->create(path);
+    }
+    client->taken();
+    client->session->pause();
+    server->setValue(q("/p/a"), 10);
+    server->setValue(q("/p/b"), 20);
+    int calls = 0;
+    connect(client->session.get(), &KeywordSession::send, this, [&] {
+        ++calls;
+        if (deleted == q("session"))
+            client->session.reset();
+        else if (deleted == q("other"))
+            other->session.reset();
+        else if (deleted == q("keyword"))
+            server->remove(q("/p/b"));
+        else if (deleted == q("clear"))
+            server->clear();
+        else
+            server.reset();
+    });
+    client->session->resume();
+    QVERIFY(calls >= 1);
+    if (server)
+        QCOMPARE(server->sessionCount(), deleted == q("session") || deleted == q("other") ? 1 : 2);
+}
+
+void tst_Sending::setConnected_tellsOnlyThoseWhoWatch()
+{
+    for (int i = 0; i < 1000; ++i)
+        server->declare(keyword(qPrintable(q("/source/k%1").arg(i)), "int", i));
+    Client client(server.get());
+    client.create("/source/k7");
+    client.create("/source/k9");
+    client.create("/p/a");
+    client.taken();
+    const quint64 events = server->statistics().events;
+    QCOMPARE(server->setConnected(q("/source"), false), 1000);
+    QCOMPARE(server->statistics().events, events + 2);
+    QStringList told = client.taken().split(q(" | "));
+    told.sort();
+    QCOMPARE(told, QStringList({q("/source/k7=7 --c-"), q("/source/k9=9 --c-")}));
+    QCOMPARE(server->setConnected(q("/source/k9"), true), 1);
+    QCOMPARE(client.taken(), q("/source/k9=9 coc-"));
+    QCOMPARE(server->setConnected(q("/nowhere"), true), 0);
+    QCOMPARE(server->setConnected(q("/"), true), 1003);
+    QCOMPARE(client.taken(), q("/source/k7=7 coc-"));
+}
+
+void tst_Sending::spellings_areAllTold()
+{
+    Client client(server.get()), other(server.get());
+    client.create("p/a");
+    client.create("/p/a");
+    other.create("p#a");
+    client.taken();
+    other.taken();
+    server->setValue(q("/p/a"), 5);
+    QCOMPARE(client.taken(), q("p/a=5 coc- | /p/a=5 coc-"));
+    QCOMPARE(other.taken(), q("p#a=5 coc-"));
+}
+
+void tst_Sending::limit_ofWatchedKeywords()
+{
+    Limits limits = server->limits();
+    limits.watchedKeywords = 2;
+    server->setLimits(limits);
+    Client client(server.get(), "*");
+    for (const char *path : {"/p/a", "/p/b", "/p/c", "/p/a"})
+        client.create(path);
+    QCOMPARE(client.taken(), q("/p/a=1 coc- | /p/b=2 coc- | /p/c=null --c- | /p/a=1 coc-"));
+    QCOMPARE(server->statistics().refusedCreates, quint64(1));
+    server->setValue(q("/p/c"), 4);
+    QCOMPARE(client.taken(), QString());
+    client.command("keyDestroy", R"({"keyword":"/p/b"})");
+    client.create("/p/c");
+    QCOMPARE(client.taken(), q("/p/c=4 coc-"));
+}
+
+void tst_Sending::limit_ofMemory()
+{
+    Limits limits = server->limits();
+    limits.sessionBytes = 100 * 1024;
+    server->setLimits(limits);
+    Client client(server.get(), "*");
+    const QString name(1000, QLatin1Char('x'));
+    for (int i = 0; i < 1000; ++i)
+        client.create(qPrintable(q("/%1%2").arg(name).arg(i)));
+    QCOMPARE(client.seen.size(), 1000); // each is answered
+    QVERIFY(server->statistics().refusedCreates > 900);
+    QVERIFY(server->statistics().memoryBytes < 400 * 1024);
+    client.session.reset();
+    QVERIFY(server->statistics().memoryBytes < 10 * 1024);
+}
+
+void tst_Sending::limit_ofAggregatedKeywords()
+{
+    Limits limits = server->limits();
+    limits.aggregatedKeywords = 2;
+    server->setLimits(limits);
+    Client client(server.get(), "*");
+    client.command("keyCreateOrUpdate",
+                   R"({"keyword":"/x","children":["/p/a","/p/b","/p/c"],"aggregation":"sum"})");
+    QCOMPARE(client.taken(), q("/x=null --c-"));
+    client.command("keyCreateOrUpdate",
+                   R"({"keyword":"/x","children":["/p/a","/p/b"],"aggregation":"sum"})");
+    QCOMPARE(client.taken(), q("/x=3 coc-"));
+    client.command("keyCreateOrUpdate",
+                   R"({"keyword":"/x","children":["/p/a","/p/b","/p/c"],"aggregation":"sum"})");
+    QCOMPARE(client.taken(), q("/x=3 coc-")); // as it is
+}
+
+void tst_Sending::limit_ofListedKeywords()
+{
+    Limits limits = server->limits();
+    limits.listedKeywords = 2;
+    server->setLimits(limits);
+    Client client(server.get(), "*");
+    client.command("keyIndex", R"({"factory":"p"})");
+    QCOMPARE(client.taken(), q("/p/a /p/b"));
+    QCOMPARE(server->statistics().cutAnswers, quint64(1));
+}
+
+void tst_Sending::limit_ofKeywords()
+{
+    Limits limits = server->limits();
+    limits.keywords = 3;
+    server->setLimits(limits);
+    QVERIFY(!server->declare(keyword("/p/d", "int", 4)));
+    QVERIFY(server->declare(keyword("/p/a", "int", 4))); // is there already
+    QCOMPARE(server->keywordCount(), 3);
+    QCOMPARE(server->statistics().refusedDeclarations, quint64(1));
+}
+
+void tst_Sending::limit_ofAValue()
+{
+    server->declare(keyword("/p/text", "string", q("short")));
+    server->declare(keyword("/p/list", "object", QVariantList()));
+    Limits limits = server->limits();
+    limits.valueBytes = 100;
+    server->setLimits(limits);
+    Client client(server.get(), "*");
+    client.create("/p/text");
+    client.create("/p/list");
+    client.taken();
+    const QByteArray text = '"' + QByteArray(200, 'x') + '"';
+    client.update("/p/text", text.constData());
+    QCOMPARE(client.taken(), q("/p/text=\"short\" coce"));
+    client.update("/p/list", ('[' + text + ']').constData());
+    QCOMPARE(client.taken(), q("/p/list=[] coce"));
+}
+
+void tst_Sending::limit_ofACommand()
+{
+    Limits limits = server->limits();
+    limits.commandBytes = 100;
+    server->setLimits(limits);
+    Client client(server.get(), "*");
+    client.create(QByteArray(200, 'x').constData());
+    QCOMPARE(client.taken(), QString());
+    client.create("/p/a");
+    QCOMPARE(client.taken(), q("/p/a=1 coc-"));
+}
+
+void tst_Sending::limits_areNotForTheProgramItself()
+{
+    Limits limits = server->limits();
+    limits.watchedKeywords = limits.listedKeywords = limits.commandBytes = 1;
+    limits.sessionBytes = 1;
+    server->setLimits(limits);
+    Client client(server.get());
+    client.create("/p/a");
+    client.create("/p/b");
+    client.command("keyIndex", R"({"factory":"p"})");
+    QCOMPARE(client.taken(), q("/p/a=1 coc- | /p/b=2 coc- | /p/a /p/b /p/c"));
+}
+
+void tst_Sending::statistics_areCounted()
+{
+    Client client(server.get());
+    client.create("/p/a");
+    client.update("/p/a", "5");
+    client.update("/p/none", "5");
+    const Statistics statistics = server->statistics();
+    QCOMPARE(statistics.clients, qint64(1));
+    QCOMPARE(statistics.keywords, qint64(3));
+    QCOMPARE(statistics.watchedKeywords, qint64(1));
+    QCOMPARE(statistics.commands, quint64(3));
+    QCOMPARE(statistics.events, quint64(3));
+    QCOMPARE(statistics.writes, quint64(2));
+    QCOMPARE(statistics.refusedWrites, quint64(1));
+    quint64 bytes = 0;
+    for (const QByteArray &message : std::as_const(client.messages))
+        bytes += quint64(message.size());
+    QCOMPARE(statistics.bytesOut, bytes);
+    client.session.reset();
+    QCOMPARE(server->statistics().clients, qint64(0));
+    QCOMPARE(server->statistics().watchedKeywords, qint64(0));
+}
+
+void tst_Sending::prometheus_isWellFormed()
+{
+    Client client(server.get());
+    client.create("/p/a");
+    const QList<QByteArray> lines = server->statistics().toPrometheus().split('\n');
+    QVERIFY(lines.last().isEmpty());
+    QSet<QByteArray> names;
+    for (int i = 0; i + 3 < lines.size(); i += 3) {
+        const QList<QByteArray> value = lines.at(i + 2).split(' ');
+        QCOMPARE(value.size(), 2);
+        QVERIFY(lines.at(i).startsWith("# HELP " + value.first() + ' '));
+        QVERIFY(lines.at(i).endsWith('.'));
+        const bool isCounter = value.first().endsWith("_total");
+        QCOMPARE(lines.at(i + 1), "# TYPE " + value.first() + (isCounter ? " counter" : " gauge"));
+        bool isNumber = false;
+        value.last().toLongLong(&isNumber);
+        QVERIFY(isNumber);
+        QVERIFY(!names.contains(value.first()));
+        names.insert(value.first());
+    }
+    QVERIFY(lines.contains("pellix_keywords 3"));
+    QVERIFY(lines.contains("pellix_watched_keywords 1"));
+    QVERIFY(names.size() >= 20);
+}
+
+QTEST_GUILESS_MAIN(tst_Sending)
+#include "tst_sending.moc"

@@ -1,0 +1,452 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "tests/server/testclient.h"
+
+#include <QtCore/QBuffer>
+#include <QtTest/QSignalSpy>
+#include <QtTest/QTest>
+
+#include <vector>
+
+using namespace pellix::server;
+using namespace std::chrono_literals;
+
+class tst_Writes : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+
+    void request_saysWhoWantsWhat();
+    void accepted_laterIsShownThen();
+    void accepted_withWhatTheSourceMadeOfIt();
+    void accepted_withAValueThatDoesNotFitIsRefused();
+    void refused_isToldToTheWriterAlone();
+    void relative_addsToWhatIsPending();
+    void relative_countsFromTheValueAgainAfterARefusal();
+    void first_decisionCounts();
+    void forgotten_isRefused();
+    void notDecided_timesOut();
+    void assumed_isShownAtOnce();
+    void assumed_isTakenBackWhenRefused();
+    void assumed_isNotTakenBackOverANewerValue();
+    void withoutAHandler_theServerKeepsTheValue();
+    void session_mayLeaveMeanwhile();
+    void keyword_mayBeRemovedMeanwhile();
+    void server_mayGoMeanwhile();
+    void handler_mayDeleteAnything_data();
+    void handler_mayDeleteAnything();
+    void handler_mayReplaceItself();
+    void audit_hasALineForEachWrite();
+
+private:
+    // Keeps requests to /p/v, a double with the value 10.
+    void keepRequests(bool assumed = false)
+    {
+        KeywordServer::Keyword value = keyword("/p/v", "double", 10.0);
+        value.assumesWrites = assumed;
+        QVERIFY(server->declare(value));
+        server->setWriteHandler(
+            q("/p/v"), [this](const WriteRequest &request) { requests.push_back(request); });
+    }
+
+    std::unique_ptr<KeywordServer> server;
+    std::vector<WriteRequest> requests;
+};
+
+void tst_Writes::init()
+{
+    requests.clear();
+    server = std::make_unique<KeywordServer>();
+    server->declare(keyword("/p/n", "int", 3));
+}
+
+void tst_Writes::request_saysWhoWantsWhat()
+{
+    keepRequests();
+    QVERIFY(server->setRole({q("operator"), {q("/**")}, {q("/p/*")}}));
+    Client client(server.get(), "operator", "panel 1");
+    client.update("p#v", "25");
+    client.update("/p/v", "0.5", true);
+    QCOMPARE(requests.size(), std::size_t(2));
+    const WriteRequest &first = requests[0], &second = requests[1];
+    QVERIFY(first.isPending() && second.isPending());
+    QCOMPARE(first.path(), q("/p/v"));
+    QCOMPARE(first.value(), QVariant(25.0));
+    QVERIFY(!first.isRelative());
+    QVERIFY(!first.change().isValid());
+    QCOMPARE(first.peer().name, q("panel 1"));
+    QCOMPARE(first.peer().role, q("operator"));
+    QCOMPARE(first.peer().address, q("127.0.0.1:1"));
+    QVERIFY(second.isRelative());
+    QCOMPARE(second.change(), QVariant(0.5));
+    QCOMPARE(second.value(), QVariant(25.5));
+
+    const WriteRequest none;
+    QVERIFY(!none.isPending());
+    none.accept();
+    none.refuse();
+    QCOMPARE(none.path(), QString());
+    QVERIFY(!none.value().isValid());
+}
+
+void tst_Writes::accepted_laterIsShownThen()
+{
+    keepRequests();
+    Client writer(server.get()), other(server.get());
+    writer.create("/p/v");
+    other.create("/p/v");
+    writer.taken();
+    other.taken();
+    QSignalSpy written(server.get(), &KeywordServer::valueWritten);
+    writer.update("/p/v", "25");
+    QCOMPARE(writer.taken(), QString());
+    QCOMPARE(server->value(q("/p/v")), QVariant(10.0));
+    requests[0].accept();
+    QVERIFY(!requests[0].isPending());
+    QCOMPARE(writer.taken(), q("/p/v=25 coc-"));
+    QCOMPARE(other.taken(), q("/p/v=25 coc-"));
+    QCOMPARE(written.count(), 1);
+    QCOMPARE(written.first().last(), QVariant(25.0));
+}
+
+void tst_Writes::accepted_withWhatTheSourceMadeOfIt()
+{
+    keepRequests();
+    Client writer(server.get());
+    writer.create("/p/v");
+    writer.taken();
+    writer.update("/p/v", "250");
+    requests[0].accept(100);
+    QCOMPARE(writer.taken(), q("/p/v=100 coc-"));
+    QCOMPARE(server->value(q("/p/v")), QVariant(100.0));
+}
+
+void tst_Writes::accepted_withAValueThatDoesNotFitIsRefused()
+{
+    keepRequests();
+    Client writer(server.get());
+    writer.create("/p/v");
+    writer.taken();
+    writer.update("/p/v", "250");
+    requests[0].accept(q("much"));
+    QCOMPARE(writer.taken(), q("/p/v=10 coce"));
+}
+
+void tst_Writes::refused_isToldToTheWriterAlone()
+{
+    keepRequests();
+    Client writer(server.get()), other(server.get());
+    writer.create("/p/v");
+    other.create("/p/v");
+    writer.taken();
+    other.taken();
+    writer.update("/p/v", "25");
+    requests[0].refuse(q("the valve is stuck"));
+    QCOMPARE(writer.taken(), q("/p/v=10 coce"));
+    QCOMPARE(other.taken(), QString());
+    // The next one is answered, though it changes nothing.
+    writer.update("/p/v", "10");
+    requests[1].accept();
+    QCOMPARE(writer.taken(), q("/p/v=10 coc-"));
+}
+
+void tst_Writes::relative_addsToWhatIsPending()
+{
+    keepRequests();
+    Client first(server.get()), second(server.get());
+    first.update("/p/v", "5", true);
+    second.update("/p/v", "5", true);
+    QCOMPARE(requests[0].value(), QVariant(15.0));
+    QCOMPARE(requests[1].value(), QVariant(20.0));
+    requests[0].accept();
+    first.update("/p/v", "5", true);
+    QCOMPARE(requests[2].value(), QVariant(25.0));
+    requests[1].accept();
+    requests[2].accept();
+    QCOMPARE(server->value(q("/p/v")), QVariant(25.0));
+}
+
+void tst_Writes::relative_countsFromTheValueAgainAfterARefusal()
+{
+    keepRequests();
+    Client client(server.get());
+    client.update("/p/v", "5", true);
+    requests[0].refuse();
+    client.update("/p/v", "5", true);
+    QCOMPARE(requests[1].value(), QVariant(15.0));
+}
+
+void tst_Writes::first_decisionCounts()
+{
+    keepRequests();
+    Client client(server.get());
+    client.update("/p/v", "25");
+    const WriteRequest copy = requests[0];
+    copy.accept();
+    requests[0].refuse();
+    requests[0].accept(99.0);
+    QCOMPARE(client.taken(), QString()); // it does not watch the keyword
+    QCOMPARE(server->value(q("/p/v")), QVariant(25.0));
+    QCOMPARE(server->statistics().refusedWrites, quint64(0));
+}
+
+void tst_Writes::forgotten_isRefused()
+{
+    keepRequests();
+    Client client(server.get());
+    client.create("/p/v");
+    client.taken();
+    client.update("/p/v", "25");
+    {
+        const WriteRequest copy = requests[0];
+        requests.clear();
+        QVERIFY(copy.isPending());
+        QCOMPARE(client.taken(), QString());
+    }
+    QCOMPARE(client.taken(), q("/p/v=10 coce"));
+    server->setWriteHandler(q("/p/v"), [](const WriteRequest &) {});
+    client.update("/p/v", "25");
+    QCOMPARE(client.taken(), q("/p/v=10 coce"));
+}
+
+void tst_Writes::notDecided_timesOut()
+{
+    Limits limits = server->limits();
+    limits.writeTime = 10ms;
+    server->setLimits(limits);
+    keepRequests();
+    Client client(server.get());
+    client.create("/p/v");
+    client.taken();
+    client.update("/p/v", "25");
+    client.update("/p/v", "26");
+    QTRY_COMPARE(client.seen.size(), 2);
+    QCOMPARE(client.taken(), q("/p/v=10 coce | /p/v=10 coce"));
+    QCOMPARE(server->statistics().timedOutWrites, quint64(2));
+    requests[0].accept(); // too late
+    QCOMPARE(client.taken(), QString());
+    QCOMPARE(server->value(q("/p/v")), QVariant(10.0));
+    client.update("/p/v", "27"); // the timer goes on
+    QTRY_COMPARE(client.seen.size(), 1);
+}
+
+void tst_Writes::assumed_isShownAtOnce()
+{
+    keepRequests(true);
+    Client client(server.get());
+    client.create("/p/v");
+    client.taken();
+    client.update("/p/v", "25");
+    QCOMPARE(client.taken(), q("/p/v=25 coc-"));
+    requests[0].accept();
+    QCOMPARE(client.taken(), QString());
+    QCOMPARE(server->value(q("/p/v")), QVariant(25.0));
+}
+
+void tst_Writes::assumed_isTakenBackWhenRefused()
+{
+    keepRequests(true);
+    Client client(server.get()), other(server.get());
+    client.create("/p/v");
+    other.create("/p/v");
+    client.update("/p/v", "25");
+    client.taken();
+    other.taken();
+    requests[0].refuse();
+    QCOMPARE(client.taken(), q("/p/v=10 coc- | /p/v=10 coce"));
+    QCOMPARE(other.taken(), q("/p/v=10 coc-"));
+}
+
+void tst_Writes::assumed_isNotTakenBackOverANewerValue()
+{
+    keepRequests(true);
+    Client client(server.get());
+    client.update("/p/v", "25");
+    server->setValue(q("/p/v"), 30.0);
+    requests[0].refuse();
+    QCOMPARE(server->value(q("/p/v")), QVariant(30.0));
+}
+
+void tst_Writes::withoutAHandler_theServerKeepsTheValue()
+{
+    Client client(server.get());
+    client.create("/p/n");
+    client.update("/p/n", "4");
+    QCOMPARE(client.taken(), q("/p/n=3 coc- | /p/n=4 coc-"));
+    server->setWriteCheck(q("/p/n"), [](const QVariant &value) { return value.toInt() < 10; });
+    client.update("/p/n", "11");
+    QCOMPARE(client.taken(), q("/p/n=4 coce"));
+    server->setWriteCheck(q("/p/n"), {});
+    client.update("/p/n", "11");
+    QCOMPARE(client.taken(), q("/p/n=11 coc-"));
+}
+
+void tst_Writes::session_mayLeaveMeanwhile()
+{
+    keepRequests();
+    auto writer = std::make_unique<Client>(server.get());
+    writer->create("/p/v");
+    writer->update("/p/v", "25");
+    writer->update("/p/v", "26");
+    writer.reset();
+    Client other(server.get());
+    other.create("/p/v");
+    other.taken();
+    requests[0].refuse();
+    QCOMPARE(other.taken(), QString());
+    requests[1].accept();
+    QCOMPARE(other.taken(), q("/p/v=26 coc-"));
+}
+
+void tst_Writes::keyword_mayBeRemovedMeanwhile()
+{
+    keepRequests();
+    Client client(server.get());
+    client.create("/p/v");
+    client.update("/p/v", "25");
+    client.update("/p/v", "26");
+    client.taken();
+    server->remove(q("/p/v"));
+    QCOMPARE(client.taken(), q("/p/v=null --c-"));
+    requests[0].accept();
+    QCOMPARE(client.taken(), q("/p/v=null --ce"));
+    server->declare(keyword("/p/v", "string", q("text")));
+    client.taken();
+    requests[1].accept(); // a number is no text
+    QCOMPARE(client.taken(), q("/p/v=\"text\" coce"));
+    client.update("/p/n", "5");
+    server->clear();
+    QVERIFY(!requests[1].isPending());
+}
+
+void tst_Writes::server_mayGoMeanwhile()
+{
+    keepRequests();
+    Client client(server.get());
+    client.update("/p/v", "25");
+    server.reset();
+    QVERIFY(!requests[0].isPending());
+    requests[0].accept();
+    requests[0].refuse();
+    QCOMPARE(requests[0].value(), QVariant(25.0));
+}
+
+void tst_Writes::handler_mayDeleteAnything_data()
+{
+    QTest::addColumn<QString>("deleted");
+    QTest::addColumn<bool>("accepts");
+    QTest::addColumn<bool>("assumed");
+    for (const char *deleted : {"session", "other", "keyword", "handler", "server", "clear"}) {
+        for (const bool accepts : {false, true}) {
+            for (const bool assumed : {false, true}) {
+                QTest::addRow("%s, %s%s", deleted, accepts ? "accepted" : "refused",
+                              assumed ? ", assumed" : "")
+                    << q(deleted) << accepts << assumed;
+            }
+        }
+    }
+}
+
+void tst_Writes::handler_mayDeleteAnything()
+{
+    QFETCH(QString, deleted);
+    QFETCH(bool, accepts);
+    QFETCH(bool, assumed);
+    keepRequests(assumed);
+    auto writer = std::make_unique<Client>(server.get());
+    auto other = std::make_unique<Client>(server.get());
+    writer->create("/p/v");
+    other->create("/p/v");
+    int calls = 0;
+    server->setWriteHandler(q("/p/v"), [&](const WriteRequest &request) {
+        ++calls;
+        const WriteRequest kept = request;
+        const bool accept = accepts;
+        if (deleted == q("session"))
+            writer->session.reset();
+        else if (deleted == q("other"))
+            other->session.reset();
+        else if (deleted == q("keyword"))
+            server->remove(q("/p/v"));
+        else if (deleted == q("clear"))
+            server->clear();
+        else if (deleted == q("server"))
+            server.reset();
+        else
+            server->setWriteHandler(q("/p/v"), {}); // and what it captured
+        if (accept)
+            kept.accept();
+        else
+            kept.refuse();
+    });
+    writer->update("/p/v", "25");
+    QCOMPARE(calls, 1);
+    if (server && server->contains(q("/p/v")))
+        QCOMPARE(server->value(q("/p/v")), QVariant(accepts ? 25.0 : 10.0));
+}
+
+void tst_Writes::handler_mayReplaceItself()
+{
+    Client client(server.get());
+    QStringList calls;
+    server->setWriteHandler(q("/p/n"), [&](const WriteRequest &request) {
+        calls << q("first");
+        server->setWriteHandler(q("/p/n"), [&](const WriteRequest &next) {
+            calls << q("second");
+            next.accept();
+        });
+        request.accept();
+    });
+    client.update("/p/n", "4");
+    client.update("/p/n", "5");
+    QCOMPARE(calls, QStringList({q("first"), q("second")}));
+    QCOMPARE(server->value(q("/p/n")), QVariant(5));
+}
+
+void tst_Writes::audit_hasALineForEachWrite()
+{
+    QBuffer audit;
+    QVERIFY(audit.open(QIODevice::ReadWrite));
+    server->setAuditDevice(&audit);
+    server->declare(keyword("/p/text", "string", q("")));
+    keepRequests();
+    QVERIFY(server->setRole({q("operator"), {q("/**")}, {q("/p/**")}}));
+    Client client(server.get(), "operator", "panel\n\"1\"");
+    client.update("/p/n", "1", true);
+    client.update("/p/text", R"("a\nb\u0007")");
+    client.update("/p/none", "1");
+    client.update("/p/v", "25");
+    requests[0].refuse(q("the valve\nis stuck"));
+
+    const QList<QByteArray> lines = audit.data().split('\n');
+    QCOMPARE(lines.size(), 5);
+    QVERIFY(lines.last().isEmpty());
+    QList<QJsonObject> objects;
+    for (int i = 0; i < 4; ++i) {
+        objects << QJsonDocument::fromJson(lines.at(i)).object();
+        QCOMPARE(objects.last().value(q("name")), QJsonValue(q("panel\n\"1\"")));
+        QCOMPARE(objects.last().value(q("role")), QJsonValue(q("operator")));
+        QCOMPARE(objects.last().value(q("address")), QJsonValue(q("127.0.0.1:1")));
+        QVERIFY(objects.last().value(q("time")).toString().endsWith(QLatin1Char('Z')));
+        for (const char character : lines.at(i))
+            QVERIFY(uchar(character) >= 0x20);
+    }
+    QCOMPARE(objects.at(0).value(q("keyword")), QJsonValue(q("/p/n")));
+    QCOMPARE(objects.at(0).value(q("value")), QJsonValue(4));
+    QCOMPARE(objects.at(0).value(q("change")), QJsonValue(1));
+    QCOMPARE(objects.at(0).value(q("outcome")), QJsonValue(q("accepted")));
+    QCOMPARE(objects.at(1).value(q("value")), QJsonValue(q("a\nb\a")));
+    QCOMPARE(objects.at(2).value(q("outcome")), QJsonValue(q("refused")));
+    QCOMPARE(objects.at(2).value(q("reason")), QJsonValue(q("there is no such keyword")));
+    QCOMPARE(objects.at(3).value(q("reason")), QJsonValue(q("the valve\nis stuck")));
+
+    server->setAuditDevice(nullptr);
+    client.update("/p/n", "1", true);
+    QCOMPARE(audit.data().count('\n'), 4);
+}
+
+QTEST_GUILESS_MAIN(tst_Writes)
+#include "tst_writes.moc"
