@@ -72,6 +72,17 @@ constexpr Row rows[] = {
     {"create 1 000 PKeywordPath", "createPaths/1000", "createPlainPaths/1000", "<= 2", 1000, 1000},
     {"a frame with 1 000 changing texts", "frameOfBoundTexts/1000", "frameOfPlainTexts/1000",
      "<= 1.3"},
+    {"server: a change encoded and sent to 1 session", "changeToMessages/1", "encodeByDocument",
+     "<= 0.11"},
+    {"server: the same to 50 sessions", "changeToMessages/50", "encodeByDocument", ""},
+    {"server: 1 000 creates by one session", "createKeywords/1000", "decodeCreates/1000", "<= 2",
+     1000, 1000},
+    {"server: 100 000 creates by one session", "createKeywords/100000", "decodeCreates/100000",
+     "<= 2", 100000, 100000},
+    {"server: bytes of a keyword, beside its name", "memoryOfDeclaredKeywords/100000",
+     "memoryOfValuesInAHash/100000", "<= 400 B"},
+    {"server: bytes of a watched keyword, beside its name", "memoryOfWatchedKeywords/100000",
+     "memoryOfValuesInAHash/100000", "<= 700 B"},
     {"reconnect with 10 000 keywords", "subscribeStorm/10000", "bareStorm/10000", "<= 2"},
 };
 

@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <utility>
 
 namespace pellix::server {
 
@@ -241,26 +242,36 @@ void KeywordServer::Private::unwatch(SessionState *session, const QString &keywo
 void KeywordServer::Private::removeWatch(Watch *watch)
 {
     SessionState *const session = watch->session;
-    Node *const node = watch->node;
-    const QString path = node->path;
     session->watches.remove(watch->keyword);
     session->bytes -= bytesOfWatch + bytesOf(watch->keyword);
-    --counts.watchedKeywords;
-    unlink(watch);
+    endWatch(watch);
     if (watch->queued) {
-        for (Waiting &waiting : session->waiting) {
-            if (waiting.watch == watch)
-                waiting.watch = nullptr;
-        }
+        watch->node = nullptr; // its place in the queue is left, and it goes with that
+        ++session->waitingAnswers;
+    } else {
+        delete watch;
     }
-    delete watch;
     if (session->watches.isEmpty())
         session->bytes = 0; // what its keywords took besides, too
-    Aggregate *const aggregate = session->aggregates.value(path);
-    if (aggregate && --aggregate->uses == 0)
-        endAggregate(aggregate);
-    if (Node *const left = tree.find(path))
-        tree.drop(left);
+}
+
+// Its session does not know it any more, and soon its node does not either.
+void KeywordServer::Private::endWatch(Watch *watch)
+{
+    Node *const node = watch->node;
+    --counts.watchedKeywords;
+    unlink(watch);
+    if (!watch->session->aggregates.isEmpty()) {
+        Aggregate *const aggregate = watch->session->aggregates.value(node->path);
+        if (aggregate && --aggregate->uses == 0) {
+            const QString path = node->path;
+            endAggregate(aggregate); // which may drop the node
+            if (Node *const left = tree.find(path))
+                tree.drop(left);
+            return;
+        }
+    }
+    tree.drop(node);
 }
 
 void KeywordServer::Private::join(SessionState *session)
@@ -271,12 +282,12 @@ void KeywordServer::Private::join(SessionState *session)
 
 void KeywordServer::Private::leave(SessionState *session)
 {
-    session->waiting.clear();
-    session->waitingAnswers = 0;
-    for (Watch *const watch : std::as_const(session->watches))
-        watch->queued = false;
-    while (!session->watches.isEmpty())
-        removeWatch(*session->watches.begin());
+    session->clearWaiting();
+    const QHash<QString, Watch *> watches = std::exchange(session->watches, {});
+    for (Watch *const watch : watches) {
+        endWatch(watch);
+        delete watch;
+    }
     for (auto &[id, write] : writes) {
         if (write.session == session)
             write.session = nullptr;

@@ -28,6 +28,19 @@ bool SessionState::mayRead(const QString &path) const
     return !rights || rights->mayRead(path);
 }
 
+void SessionState::clearWaiting()
+{
+    for (const Waiting &place : waiting) {
+        if (place.watch && !place.watch->node && place.turn == place.watch->turn)
+            delete place.watch;
+        else if (place.watch && place.watch->node)
+            place.watch->queued = false;
+    }
+    waiting.clear();
+    waitingAnswers = 0;
+    answerBytes = 0;
+}
+
 KeywordServer::Private::Private(KeywordServer *q) : q(q)
 {
     clock.start();
@@ -38,11 +51,11 @@ KeywordServer::Private::Private(KeywordServer *q) : q(q)
 KeywordServer::Private::~Private()
 {
     for (SessionState *const session : std::as_const(sessions)) {
+        session->clearWaiting();
         qDeleteAll(session->watches);
         qDeleteAll(session->aggregates);
         session->watches.clear();
         session->aggregates.clear();
-        session->waiting.clear();
     }
 }
 
@@ -295,6 +308,11 @@ void KeywordServer::Private::send(SessionState *session)
         if (next.watch) {
             if (next.turn != next.watch->turn)
                 continue;
+            if (!next.watch->node) {
+                --session->waitingAnswers;
+                delete next.watch;
+                continue;
+            }
             next.watch->queued = false;
             transmit(session, messageFor(next.watch));
         } else if (!next.answer.isNull() || !next.keyword.isNull()) {
@@ -641,14 +659,13 @@ bool KeywordServer::remove(const QString &path)
 void KeywordServer::clear()
 {
     for (SessionState *const session : std::as_const(d->sessions)) {
+        session->clearWaiting();
         qDeleteAll(session->watches);
         qDeleteAll(session->aggregates);
         session->watches.clear();
         session->aggregates.clear();
         session->refused.clear();
-        session->waiting.clear();
-        session->waitingAnswers = 0;
-        session->answerBytes = session->bytes = 0;
+        session->bytes = 0;
     }
     d->writes.clear();
     d->tree.clear();

@@ -78,6 +78,7 @@ public:
     void index(SessionState *session, const QJsonObject &payload);
     void unwatch(SessionState *session, const QString &keyword);
     void removeWatch(Watch *watch);
+    void endWatch(Watch *watch);
     void join(SessionState *session);
     void leave(SessionState *session);
     void setAggregate(SessionState *session, const QString &path, const QString &mode,

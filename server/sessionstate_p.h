@@ -53,7 +53,8 @@ private:
 };
 
 // What waits for a session until its transport has room: a keyword whose newest value is told then,
-// a refusal, or an answer as it is.
+// a refusal, or an answer as it is. A place whose watch has another turn by now does not count; one
+// whose watch has no node was let go meanwhile.
 struct Waiting
 {
     Watch *watch = nullptr;
@@ -85,6 +86,7 @@ public:
     bool sending = false;
     bool inTurn = false; // among those that are to send
 
+    void clearWaiting();
     bool mayRead(const QString &path) const;
     bool mayWrite(const QString &path) const { return !rights || rights->mayWrite(path); }
 };
