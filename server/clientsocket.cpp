@@ -40,13 +40,16 @@ void limitUnsent(QTcpSocket *connection, int bytes)
 
 } // namespace
 
-ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Limits &limits)
-    : QObject(socket), socket(socket), connection(connection), room(limits.sendingBytes / 2),
+ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Limits &limits,
+                           const std::shared_ptr<SendingBudget> &budget)
+    : QObject(socket), socket(socket), connection(connection), budget(budget),
+      room(limits.sendingBytes / 2), totalRoom(limits.totalSendingBytes),
       commandsPerSecond(limits.commandsPerSecond), stalledTime(limits.stalledTime),
       commandsLeft(double(limits.commandsPerSecond) * burstSeconds)
 {
     sinceCommand.start();
-    sinceProgress.start();
+    sinceWritten.start();
+    sinceHeard.start();
     commandTimer.setSingleShot(true);
     commandTimer.setInterval(commandPause);
     connect(&commandTimer, &QTimer::timeout, this, &ClientSocket::takeCommands);
@@ -54,10 +57,7 @@ ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Lim
     progressTimer.start(stalledTime / 2);
     connect(socket, &QWebSocket::textMessageReceived, this, &ClientSocket::enqueue);
     connect(socket, &QWebSocket::disconnected, this, &ClientSocket::takeAllCommands);
-    connect(socket, &QWebSocket::pong, this, [this] {
-        if (waitingBytes() == 0)
-            sinceProgress.start();
-    });
+    connect(socket, &QWebSocket::pong, this, [this] { sinceHeard.start(); });
     if (!connection)
         return;
     connection->setSocketOption(QAbstractSocket::LowDelayOption, 1);
@@ -67,6 +67,26 @@ ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Lim
     connect(connection, &QTcpSocket::readyRead, this, &ClientSocket::checkBacklog);
     if (auto *const encrypted = qobject_cast<QSslSocket *>(connection))
         connect(encrypted, &QSslSocket::encryptedBytesWritten, this, &ClientSocket::written);
+}
+
+ClientSocket::~ClientSocket()
+{
+    budget->waiting -= counted;
+}
+
+qint64 ClientSocket::countWaiting()
+{
+    const qint64 waiting = waitingBytes();
+    budget->waiting += waiting - counted;
+    counted = waiting;
+    return waiting;
+}
+
+// Whoever has nothing waiting may send: nothing else would tell that there is room again.
+bool ClientSocket::hasRoom()
+{
+    const qint64 waiting = countWaiting();
+    return waiting == 0 || (waiting < room && budget->waiting < totalRoom);
 }
 
 void ClientSocket::sendText(const QString &text)
@@ -92,9 +112,9 @@ qint64 ClientSocket::waitingBytes() const
 // A message that is long by itself says nothing about the reader.
 void ClientSocket::added(qint64 bytes)
 {
-    const qint64 waiting = waitingBytes();
+    const qint64 waiting = countWaiting();
     if (waiting == bytes)
-        sinceProgress.start(); // nothing waited before
+        sinceWritten.start(); // nothing waited before
     if (waiting - bytes <= greatestBacklog)
         longMessage = bytes > greatestBacklog / 2 ? bytes : 0;
     checkBacklog();
@@ -102,9 +122,10 @@ void ClientSocket::added(qint64 bytes)
 
 void ClientSocket::written(qint64)
 {
-    sinceProgress.start();
+    sinceWritten.start();
     const QPointer<ClientSocket> guard(this);
-    if (waitingBytes() <= room / 2)
+    const qint64 waiting = countWaiting();
+    if (waiting == 0 || (waiting <= room / 2 && budget->waiting < totalRoom))
         Q_EMIT drained();
     if (guard)
         takeCommands();
@@ -127,7 +148,8 @@ void ClientSocket::checkProgress()
 {
     if (full)
         return;
-    if (sinceProgress.hasExpired(stalledTime.count())) {
+    const QElapsedTimer &since = waitingBytes() > 0 ? sinceWritten : sinceHeard;
+    if (since.hasExpired(stalledTime.count())) {
         giveUp(waitingBytes() > 0
                    ? QStringLiteral("it has read nothing for %1 s, and %2 bytes wait for it")
                          .arg(double(stalledTime.count()) / 1000)
@@ -152,6 +174,7 @@ void ClientSocket::giveUp(const QString &why)
 
 void ClientSocket::enqueue(const QString &text)
 {
+    sinceHeard.start();
     commands.enqueue(text);
     commandBytes += text.size() * qint64(sizeof(QChar));
     takeCommands();

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "server/limits.h"
+#include "server/sendingbudget_p.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QObject>
@@ -11,6 +12,8 @@
 #include <QtCore/QQueue>
 #include <QtCore/QString>
 #include <QtCore/QTimer>
+
+#include <memory>
 
 class QTcpSocket;
 class QWebSocket;
@@ -33,11 +36,14 @@ class ClientSocket : public QObject
     Q_OBJECT
 
 public:
-    ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Limits &limits);
+    ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Limits &limits,
+                 const std::shared_ptr<SendingBudget> &budget);
+    ~ClientSocket() override;
 
     QWebSocket *webSocket() const { return socket; }
     void setSession(KeywordSession *session) { this->session = session; }
-    bool hasRoom() const { return waitingBytes() < room; }
+    // Also after something was sent: it counts from then on.
+    bool hasRoom();
     qint64 waitingBytes() const;
     void sendText(const QString &text);
     void sendBinary(const QByteArray &data);
@@ -51,6 +57,7 @@ Q_SIGNALS:
     void stalled(const QString &why);
 
 private:
+    qint64 countWaiting();
     void written(qint64 bytes);
     void checkBacklog();
     void checkProgress();
@@ -64,7 +71,10 @@ private:
     QWebSocket *const socket;
     const QPointer<QTcpSocket> connection;
     QPointer<KeywordSession> session;
+    const std::shared_ptr<SendingBudget> budget;
     const qint64 room;
+    const qint64 totalRoom;
+    qint64 counted = 0; // of the budget
     const int commandsPerSecond;
     const std::chrono::milliseconds stalledTime;
     qint64 longMessage = 0; // bytes of one that waits besides the limit
@@ -72,7 +82,8 @@ private:
     qint64 commandBytes = 0;
     double commandsLeft; // that the client may send at this moment
     QElapsedTimer sinceCommand;
-    QElapsedTimer sinceProgress;
+    QElapsedTimer sinceWritten;
+    QElapsedTimer sinceHeard;
     QTimer progressTimer;
     QTimer commandTimer;
     bool taking = false;

@@ -509,6 +509,98 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
 */
 
 /*!
+    \class pellix::server::Limits
+    \inmodule PellixClientServer
+    \inheaderfile server/limits.h
+    \ingroup PellixClientServerClasses
+    \brief The Limits struct holds what clients can have a server do and keep.
+
+    Whatever can be answered beyond a limit is answered, as a client would wait for ever otherwise,
+   and each is counted in Statistics. Sessions that the program opens for itself have no limits. \sa
+   KeywordServer::setLimits()
+*/
+
+/*!
+    \variable pellix::server::Limits::clients
+    \brief sessions at the same time; 500 by default. Others are refused.
+*/
+
+/*!
+    \variable pellix::server::Limits::handshakes
+    \brief connections that have not become a session yet; 64 by default. Others are refused.
+*/
+
+/*!
+    \variable pellix::server::Limits::refusedAttempts
+    \brief attempts with wrong credentials from one address in a minute; 20 by default. Further ones
+    are refused without a look.
+*/
+
+/*!
+    \variable pellix::server::Limits::watchedKeywords
+    \brief keywords that one session watches; 50 000 by default. Others are answered as not known.
+*/
+
+/*!
+    \variable pellix::server::Limits::commandsPerSecond
+    \brief commands of one session; 50 000 by default, and those of two seconds at once. Others
+   wait, and their connection is not read meanwhile.
+*/
+
+/*!
+    \variable pellix::server::Limits::commandBytes
+    \brief the length of one command; 1 MiB by default. A longer one is not taken, and a WebSocket
+   is closed.
+*/
+
+/*!
+    \variable pellix::server::Limits::valueBytes
+    \brief the length of a value that a session writes; 256 KiB by default. A longer one is refused.
+*/
+
+/*!
+    \variable pellix::server::Limits::aggregatedKeywords
+    \brief children of one aggregate; 1 000 by default. One with more is answered as not known.
+*/
+
+/*!
+    \variable pellix::server::Limits::listedKeywords
+    \brief entries of one index answer; 10 000 by default. A longer one is cut.
+*/
+
+/*!
+    \variable pellix::server::Limits::keywords
+    \brief declared keywords; 1 000 000 by default. KeywordServer::declare() refuses others.
+*/
+
+/*!
+    \variable pellix::server::Limits::sessionBytes
+    \brief memory that one session has the server use; 12 MiB by default. Keywords beyond it are
+    answered as not known.
+*/
+
+/*!
+    \variable pellix::server::Limits::sendingBytes
+    \brief messages that wait for one session, here and in the system together; 64 KiB by default.
+    Beyond it, changes are kept as changes, and told later with the newest values.
+*/
+
+/*!
+    \variable pellix::server::Limits::totalSendingBytes
+    \brief messages that wait for all sessions together; 64 MiB by default.
+*/
+
+/*!
+    \variable pellix::server::Limits::stalledTime
+    \brief how long a session may make no progress; 30 s by default. Then it is dropped.
+*/
+
+/*!
+    \variable pellix::server::Limits::writeTime
+    \brief how long a write may wait for its decision; 10 s by default. Then it is refused.
+*/
+
+/*!
     Returns the types that a keyword can have: "bool", "int", "double", "string" and "object".
 */
 const QStringList &KeywordServer::types()
@@ -924,6 +1016,7 @@ Statistics KeywordServer::statistics() const
     statistics.clients = sessionCount();
     statistics.keywords = keywordCount();
     statistics.memoryBytes = d->tree.bytes();
+    statistics.sendingBytes = d->budget->waiting;
     for (const SessionState *session : std::as_const(d->sessions))
         statistics.memoryBytes += session->bytes + session->answerBytes;
     return statistics;

@@ -6,6 +6,7 @@
 #include "server/keywordserver.h"
 #include "server/keywordtree_p.h"
 #include "server/record_p.h"
+#include "server/sendingbudget_p.h"
 #include "server/sessionstate_p.h"
 
 #include <QtCore/QElapsedTimer>
@@ -103,6 +104,7 @@ public:
     QHash<QString, std::shared_ptr<const Rights>> roles;
     Limits limits;
     Statistics counts;
+    const std::shared_ptr<SendingBudget> budget = std::make_shared<SendingBudget>();
     QPointer<QIODevice> auditDevice;
     std::map<quint64, PendingWrite> writes;
     quint64 lastWrite = 0;

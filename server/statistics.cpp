@@ -34,6 +34,106 @@ qint64 counted(quint64 value)
 */
 
 /*!
+    \variable pellix::server::Statistics::clients
+    \brief open sessions.
+*/
+
+/*!
+    \variable pellix::server::Statistics::keywords
+    \brief declared keywords.
+*/
+
+/*!
+    \variable pellix::server::Statistics::watchedKeywords
+    \brief keywords that sessions watch, each spelling counted.
+*/
+
+/*!
+    \variable pellix::server::Statistics::memoryBytes
+    \brief an estimate of the memory for keywords and sessions.
+*/
+
+/*!
+    \variable pellix::server::Statistics::sendingBytes
+    \brief bytes of messages that wait for clients.
+*/
+
+/*!
+    \variable pellix::server::Statistics::commands
+    \brief commands received.
+*/
+
+/*!
+    \variable pellix::server::Statistics::events
+    \brief messages sent: events and answers.
+*/
+
+/*!
+    \variable pellix::server::Statistics::bytesIn
+    \brief bytes of the commands.
+*/
+
+/*!
+    \variable pellix::server::Statistics::bytesOut
+    \brief bytes of the messages.
+*/
+
+/*!
+    \variable pellix::server::Statistics::skippedValues
+    \brief values that were left out, as a newer one came before they were sent.
+*/
+
+/*!
+    \variable pellix::server::Statistics::writes
+    \brief writes received.
+*/
+
+/*!
+    \variable pellix::server::Statistics::refusedWrites
+    \brief writes refused, those included that nobody decided in time.
+*/
+
+/*!
+    \variable pellix::server::Statistics::timedOutWrites
+    \brief writes that nobody decided in time.
+*/
+
+/*!
+    \variable pellix::server::Statistics::refusedCreates
+    \brief keywords that a session asked for beyond its limits.
+*/
+
+/*!
+    \variable pellix::server::Statistics::refusedDeclarations
+    \brief keywords that were not declared, as there are too many.
+*/
+
+/*!
+    \variable pellix::server::Statistics::cutAnswers
+    \brief index answers that were cut.
+*/
+
+/*!
+    \variable pellix::server::Statistics::delayedCommands
+    \brief how often the commands of a session had to wait.
+*/
+
+/*!
+    \variable pellix::server::Statistics::refusedClients
+    \brief connections that were refused.
+*/
+
+/*!
+    \variable pellix::server::Statistics::droppedClients
+    \brief sessions that were dropped, as they made no progress.
+*/
+
+/*!
+    \variable pellix::server::Statistics::certificateDays
+    \brief days until the certificate of the listener expires; -1 without one.
+*/
+
+/*!
     Returns the figures in the text format of Prometheus, version 0.0.4.
 */
 QByteArray Statistics::toPrometheus() const

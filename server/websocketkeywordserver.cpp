@@ -189,7 +189,7 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
     socket->setParent(q);
     const Limits limits = server->limits();
     socket->setMaxAllowedIncomingMessageSize(quint64(limits.commandBytes));
-    auto *const client = new ClientSocket(socket, connection, limits);
+    auto *const client = new ClientSocket(socket, connection, limits, server->d->budget);
     clients.append(client);
     KeywordSession *const session =
         server->openSession(Peer {QString(), peerName(socket), QStringLiteral("*")}, socket);

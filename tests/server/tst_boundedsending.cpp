@@ -1,0 +1,348 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "server/keywordserver.h"
+#include "server/websocketkeywordserver.h"
+#include "tests/support/rawclient.h"
+
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+#include <QtCore/QTimer>
+#include <QtTest/QTest>
+#include <QtWebSockets/QWebSocket>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <vector>
+
+using namespace pellix::server;
+using namespace std::chrono_literals;
+
+namespace {
+
+QString q(const char *text)
+{
+    return QString::fromUtf8(text);
+}
+
+QString pathOf(int i)
+{
+    return q("/plant/line%1/k%2").arg(i / 100).arg(i % 100);
+}
+
+QByteArray createOf(int i)
+{
+    return "{\"cmd\":\"keyCreateOrUpdate\",\"payload\":{\"keyword\":\"" + pathOf(i).toUtf8()
+        + "\"}}";
+}
+
+// A client that reads whenever it can, and keeps the last value of each keyword.
+class Reader : public QObject
+{
+public:
+    explicit Reader(const QUrl &url)
+    {
+        connect(&socket, &QWebSocket::textMessageReceived, this, [this](const QString &text) {
+            const QJsonObject payload =
+                QJsonDocument::fromJson(text.toUtf8()).object().value(q("payload")).toObject();
+            values[payload.value(q("keyword")).toString()] = payload.value(q("value")).toInt();
+            ++events;
+        });
+        socket.open(url);
+    }
+
+    bool isConnected() const { return socket.state() == QAbstractSocket::ConnectedState; }
+    void create(int keywords)
+    {
+        for (int i = 0; i < keywords; ++i)
+            socket.sendTextMessage(QString::fromUtf8(createOf(i)));
+    }
+
+    QWebSocket socket;
+    std::map<QString, int> values;
+    int events = 0;
+};
+
+// The last value of each keyword in the frames that a server has sent.
+std::map<QString, int> valuesIn(const QByteArray &frames)
+{
+    std::map<QString, int> values;
+    qsizetype at = 0;
+    while (at + 2 <= frames.size()) {
+        const int opcode = frames.at(at) & 0x0f;
+        qsizetype size = uchar(frames.at(at + 1)) & 0x7f;
+        at += 2;
+        if (size == 126) {
+            size = uchar(frames.at(at)) * 256 + uchar(frames.at(at + 1));
+            at += 2;
+        }
+        if (at + size > frames.size())
+            break;
+        if (opcode == 1) {
+            const QJsonObject payload = QJsonDocument::fromJson(frames.mid(at, size))
+                                            .object()
+                                            .value(q("payload"))
+                                            .toObject();
+            values[payload.value(q("keyword")).toString()] = payload.value(q("value")).toInt();
+        }
+        at += size;
+    }
+    return values;
+}
+
+} // namespace
+
+class tst_BoundedSending : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void stalledReader_costsNoMemory();
+    void slowReader_endsWithTheRightValues();
+    void total_isLimited();
+    void noProgress_isDropped();
+    void noPong_isDropped();
+    void reader_isNotDropped();
+    void flood_isDelayed();
+    void commands_waitWhileAnswersDo();
+
+private:
+    void declare(int keywords)
+    {
+        for (int i = 0; i < keywords; ++i) {
+            KeywordServer::Keyword keyword;
+            keyword.path = pathOf(i);
+            keyword.type = q("int");
+            keyword.access = q("RW");
+            keyword.value = 0;
+            QVERIFY(server->declare(keyword));
+        }
+    }
+    void setAll(int keywords, int value)
+    {
+        for (int i = 0; i < keywords; ++i)
+            server->setValue(pathOf(i), value);
+    }
+    void setLimits(const std::function<void(Limits &)> &change)
+    {
+        Limits limits = server->limits();
+        change(limits);
+        server->setLimits(limits);
+    }
+    static void watch(RawClient *client, int keywords)
+    {
+        QVERIFY(client->open());
+        for (int i = 0; i < keywords; ++i)
+            client->send(RawClient::frame(1, createOf(i)));
+    }
+
+    std::unique_ptr<KeywordServer> server;
+    std::unique_ptr<WebSocketKeywordServer> sockets;
+};
+
+void tst_BoundedSending::init()
+{
+    QTest::failOnWarning(QRegularExpression(q(".*")));
+    server = std::make_unique<KeywordServer>();
+    sockets = std::make_unique<WebSocketKeywordServer>(server.get());
+    QVERIFY(sockets->listen());
+}
+
+void tst_BoundedSending::cleanup()
+{
+    sockets.reset();
+    server.reset();
+}
+
+void tst_BoundedSending::stalledReader_costsNoMemory()
+{
+    constexpr int keywords = 1000;
+    declare(keywords);
+    RawClient stalled(sockets->url());
+    watch(&stalled, keywords);
+    Reader reader(sockets->url());
+    QTRY_VERIFY(reader.isConnected());
+    reader.create(keywords);
+    QTRY_COMPARE(reader.events, keywords);
+    QTRY_VERIFY(stalled.count > keywords * 100);
+    stalled.setReading(0);
+    const qint64 before = server->statistics().memoryBytes;
+
+    for (int round = 1; round <= 200; ++round) {
+        setAll(keywords, round);
+        QTRY_COMPARE(reader.values[pathOf(keywords - 1)], round);
+    }
+    const Statistics statistics = server->statistics();
+    QVERIFY2(statistics.sendingBytes <= 64 * 1024,
+             qPrintable(QString::number(statistics.sendingBytes)));
+    QCOMPARE(statistics.memoryBytes, before);
+    QVERIFY(statistics.skippedValues > 0);
+    QCOMPARE(statistics.clients, qint64(2));
+    for (int i = 0; i < keywords; ++i)
+        QCOMPARE(reader.values[pathOf(i)], 200);
+
+    stalled.setReading(1024 * 1024);
+    QTRY_VERIFY(valuesIn(stalled.received)[pathOf(keywords - 1)] == 200);
+    const std::map<QString, int> values = valuesIn(stalled.received);
+    QCOMPARE(values.size(), std::size_t(keywords));
+    for (const auto &[path, value] : values)
+        QCOMPARE(value, 200);
+}
+
+void tst_BoundedSending::slowReader_endsWithTheRightValues()
+{
+    constexpr int keywords = 1000;
+    declare(keywords);
+    RawClient slow(sockets->url());
+    watch(&slow, keywords);
+    QTRY_VERIFY(slow.count > keywords * 100);
+    slow.setReading(100); // each time that the event loop turns
+    int round = 0;
+    while (server->statistics().skippedValues < 10 * quint64(keywords)) {
+        setAll(keywords, ++round);
+        QCoreApplication::processEvents();
+        QVERIFY(server->statistics().sendingBytes <= 64 * 1024);
+    }
+    QVERIFY(slow.isConnected());
+    slow.setReading(1024 * 1024);
+    QTRY_VERIFY(valuesIn(slow.received)[pathOf(keywords - 1)] == round);
+    for (const auto &[path, value] : valuesIn(slow.received))
+        QCOMPARE(value, round);
+}
+
+void tst_BoundedSending::total_isLimited()
+{
+    constexpr int keywords = 100;
+    constexpr int clients = 10;
+    setLimits([](Limits &limits) { limits.totalSendingBytes = 64 * 1024; });
+    declare(keywords);
+    std::vector<std::unique_ptr<RawClient>> stalled;
+    for (int i = 0; i < clients; ++i) {
+        stalled.push_back(std::make_unique<RawClient>(sockets->url()));
+        watch(stalled.back().get(), keywords);
+        QTRY_VERIFY(stalled.back()->count > keywords * 100);
+        stalled.back()->setReading(0);
+    }
+    Reader reader(sockets->url());
+    QTRY_VERIFY(reader.isConnected());
+    reader.create(keywords);
+    QTRY_COMPARE(reader.events, keywords);
+
+    // Until nothing fits into the system's buffers of the connections any more.
+    int round = 0;
+    while (server->statistics().sendingBytes < 64 * 1024 && round < 100000) {
+        setAll(keywords, ++round);
+        QCoreApplication::processEvents();
+    }
+    for (int i = 0; i < 100; ++i) {
+        setAll(keywords, ++round);
+        QTRY_COMPARE(reader.values[pathOf(keywords - 1)], round); // is served all the same
+        QVERIFY(server->statistics().sendingBytes < 2 * 64 * 1024);
+    }
+    for (const auto &client : stalled)
+        client->setReading(1024 * 1024);
+    for (const auto &client : stalled)
+        QTRY_VERIFY(valuesIn(client->received)[pathOf(keywords - 1)] == round);
+    QTRY_COMPARE(server->statistics().sendingBytes, qint64(0));
+}
+
+void tst_BoundedSending::noProgress_isDropped()
+{
+    setLimits([](Limits &limits) { limits.stalledTime = 200ms; });
+    declare(100);
+    RawClient stalled(sockets->url());
+    watch(&stalled, 100);
+    QTRY_VERIFY(stalled.count > 100 * 100);
+    stalled.setReading(0);
+    QTest::ignoreMessage(QtWarningMsg,
+                         QRegularExpression(q("^dropped 127\\.0\\.0\\.1:\\d+: it has read nothing "
+                                              "for 0\\.2 s, and \\d+ bytes wait for it$")));
+    for (int round = 1; server->sessionCount() > 0 && round < 100000; ++round) {
+        setAll(100, round);
+        QCoreApplication::processEvents();
+        if (server->statistics().sendingBytes > 0)
+            QTRY_COMPARE(server->sessionCount(), 0);
+    }
+    QCOMPARE(server->sessionCount(), 0);
+    QCOMPARE(server->statistics().droppedClients, quint64(1));
+    QCOMPARE(server->statistics().sendingBytes, qint64(0));
+}
+
+void tst_BoundedSending::noPong_isDropped()
+{
+    setLimits([](Limits &limits) { limits.stalledTime = 200ms; });
+    RawClient quiet(sockets->url()); // reads, and answers nothing
+    QVERIFY(quiet.open());
+    QTest::ignoreMessage(
+        QtWarningMsg,
+        QRegularExpression(q("^dropped 127\\.0\\.0\\.1:\\d+: it does not answer pings$")));
+    QTRY_COMPARE(server->statistics().droppedClients, quint64(1));
+    QTRY_VERIFY(!quiet.isConnected());
+    QCOMPARE(server->sessionCount(), 0);
+}
+
+void tst_BoundedSending::reader_isNotDropped()
+{
+    setLimits([](Limits &limits) { limits.stalledTime = 500ms; });
+    Reader reader(sockets->url());
+    QTRY_VERIFY(reader.isConnected());
+    int pings = 0; // each of them once in half the time
+    connect(&reader.socket, &QWebSocket::disconnected, this, [&pings] { pings = -1000; });
+    QTimer ticks;
+    connect(&ticks, &QTimer::timeout, this, [&pings] { ++pings; });
+    ticks.start(500ms);
+    QTRY_COMPARE_WITH_TIMEOUT(pings, 4, 10000);
+    QVERIFY(reader.isConnected());
+    QCOMPARE(server->statistics().droppedClients, quint64(0));
+}
+
+void tst_BoundedSending::flood_isDelayed()
+{
+    setLimits([](Limits &limits) { limits.commandsPerSecond = 1000; });
+    declare(1);
+    Reader reader(sockets->url());
+    QTRY_VERIFY(reader.isConnected());
+    for (int i = 1; i <= 3000; ++i) {
+        reader.socket.sendTextMessage(
+            q("{\"cmd\":\"keyUpdate\",\"payload\":{\"keyword\":\"/plant/line0/k0\",\"value\":%1}}")
+                .arg(i));
+    }
+    Reader other(sockets->url());
+    QTRY_VERIFY(other.isConnected());
+    other.create(1);
+    QTRY_VERIFY(other.events > 0); // served in between
+    QTRY_COMPARE_WITH_TIMEOUT(server->value(pathOf(0)).toInt(), 3000, 30000);
+    QVERIFY(server->statistics().delayedCommands > 0);
+    QCOMPARE(server->sessionCount(), 2);
+}
+
+// Each command may ask for another answer: there would be no limit to what waits.
+void tst_BoundedSending::commands_waitWhileAnswersDo()
+{
+    declare(1000);
+    RawClient stalled(sockets->url());
+    QVERIFY(stalled.open());
+    stalled.keeps = false;
+    stalled.setReading(0);
+    const QByteArray index = RawClient::frame(
+        1, R"({"cmd":"keyIndex","payload":{"factory":"plant","instance":"line0","uuid":"x"}})");
+    constexpr int count = 5000;
+    for (int i = 0; i < count; ++i)
+        stalled.send(index);
+    Reader reader(sockets->url());
+    QTRY_VERIFY(reader.isConnected());
+    reader.create(1);
+    QTRY_COMPARE(reader.events, 1);
+    const Statistics statistics = server->statistics();
+    QVERIFY(statistics.commands < count / 2);
+    QVERIFY(statistics.sendingBytes <= 128 * 1024);
+    stalled.setReading(1024 * 1024);
+    QTRY_COMPARE_WITH_TIMEOUT(server->statistics().commands, quint64(count + 1), 60000);
+}
+
+QTEST_GUILESS_MAIN(tst_BoundedSending)
+#include "tst_boundedsending.moc"
