@@ -4,7 +4,7 @@
 #include "server/attemptlimit_p.h"
 
 #include <algorithm>
-#include <cmath>
+#include <utility>
 
 namespace pellix::server {
 
@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr double minute = 60000; // milliseconds
+constexpr qint64 attempt = 60000; // parts, as a minute has milliseconds
 
 // Whoever has an IPv6 address has the whole network of it.
 QHostAddress keyOf(const QHostAddress &address)
@@ -29,16 +29,15 @@ QHostAddress keyOf(const QHostAddress &address)
 void AttemptLimit::setPerMinute(int attempts)
 {
     rate = qMax(0, attempts);
-    accounts.clear();
+    recent.clear();
+    older.clear();
 }
 
 std::chrono::milliseconds AttemptLimit::waitingTime(const QHostAddress &address,
                                                     std::chrono::milliseconds now) const
 {
-    const double missing = 1 - left(keyOf(address), now);
-    return rate > 0 && missing > 0
-        ? std::chrono::milliseconds(qint64(std::ceil(missing * minute / rate)))
-        : 0ms;
+    const qint64 missing = attempt - left(keyOf(address), now);
+    return rate > 0 && missing > 0 ? std::chrono::milliseconds((missing + rate - 1) / rate) : 0ms;
 }
 
 void AttemptLimit::countFailure(const QHostAddress &address, std::chrono::milliseconds now)
@@ -46,32 +45,22 @@ void AttemptLimit::countFailure(const QHostAddress &address, std::chrono::millis
     if (rate == 0)
         return;
     const QHostAddress key = keyOf(address);
-    if (accounts.size() >= mostAddresses && !accounts.contains(key))
-        makeRoom(now);
-    accounts.insert(key, {qMax(0.0, left(key, now) - 1), now});
+    const Account account {qMax(qint64(0), left(key, now) - attempt), now};
+    older.remove(key);
+    if (recent.size() >= mostAddresses / 2 && !recent.contains(key))
+        older = std::exchange(recent, {});
+    recent.insert(key, account);
 }
 
-double AttemptLimit::left(const Account &account, std::chrono::milliseconds now) const
+qint64 AttemptLimit::left(const QHostAddress &key, std::chrono::milliseconds now) const
 {
-    return qMin<double>(rate, account.left + double((now - account.time).count()) * rate / minute);
-}
-
-double AttemptLimit::left(const QHostAddress &key, std::chrono::milliseconds now) const
-{
-    const auto account = accounts.constFind(key);
-    return account == accounts.cend() ? rate : left(*account, now);
-}
-
-// Forgets whoever has all of his attempts back, else who has been waiting for the longest time.
-void AttemptLimit::makeRoom(std::chrono::milliseconds now)
-{
-    if (accounts.removeIf(
-            [this, now](const auto &account) { return left(account.value(), now) >= rate; })
-        > 0)
-        return;
-    accounts.erase(std::min_element(
-        accounts.cbegin(), accounts.cend(),
-        [](const Account &one, const Account &other) { return one.time < other.time; }));
+    const qint64 most = rate * attempt;
+    for (const auto *accounts : {&recent, &older}) {
+        const auto account = accounts->constFind(key);
+        if (account != accounts->cend())
+            return qMin(most, account->left + (now - account->time).count() * rate);
+    }
+    return most;
 }
 
 } // namespace pellix::server

@@ -15,7 +15,7 @@ namespace pellix::server {
 class AttemptLimit
 {
 public:
-    static constexpr qsizetype mostAddresses = 4096; // that are remembered
+    static constexpr qsizetype mostAddresses = 4096; // that are remembered, and half of it at least
 
     int perMinute() const { return rate; }
     void setPerMinute(int attempts); // 0: no limit
@@ -24,21 +24,22 @@ public:
     std::chrono::milliseconds waitingTime(const QHostAddress &address,
                                           std::chrono::milliseconds now) const;
     void countFailure(const QHostAddress &address, std::chrono::milliseconds now);
-    qsizetype addressCount() const { return accounts.size(); }
+    qsizetype addressCount() const { return recent.size() + older.size(); }
 
 private:
     struct Account
     {
-        double left = 0; // attempts
+        qint64 left = 0; // attempts, in parts of which one comes back in a millisecond for each
+                         // attempt a minute
         std::chrono::milliseconds time {0}; // when there were as many
     };
 
-    double left(const Account &account, std::chrono::milliseconds now) const;
-    double left(const QHostAddress &key, std::chrono::milliseconds now) const;
-    void makeRoom(std::chrono::milliseconds now);
+    qint64 left(const QHostAddress &key, std::chrono::milliseconds now) const;
 
     int rate = 20;
-    QHash<QHostAddress, Account> accounts;
+    // When the recent ones have become too many, they take the place of the older ones.
+    QHash<QHostAddress, Account> recent;
+    QHash<QHostAddress, Account> older;
 };
 
 } // namespace pellix::server

@@ -58,11 +58,12 @@ bool hasAuthority(const ClientIdentification &identification, const QByteArray &
                        [&digest](const auto &authority) { return digestOf(authority) == digest; });
 }
 
+// Without the query. A target may be a whole address.
 QByteArray pathOf(const QByteArray &target)
 {
-    const qsizetype authority = target.indexOf("://");
-    const QByteArray path = authority < 0 ? target : target.mid(target.indexOf('/', authority + 3));
-    return path.left(path.indexOf('?'));
+    const bool isAddress = !target.startsWith('/');
+    const qsizetype begin = isAddress ? target.indexOf('/', target.indexOf("://") + 3) : 0;
+    return begin < 0 ? QByteArray() : target.mid(begin).split('?').constFirst();
 }
 
 Judgement wrong(const QString &reason)

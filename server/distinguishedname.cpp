@@ -35,7 +35,7 @@ public:
     }
 
 private:
-    bool atEnd() const { return at == text.size(); }
+    bool atEnd() const { return at >= text.size(); }
     char current() const { return atEnd() ? '\0' : text.at(at); }
     bool isSeparator() const { return current() == ',' || current() == ';' || current() == '+'; }
 
@@ -109,7 +109,7 @@ private:
 
     bool takeSeparator()
     {
-        if (bad || at >= text.size())
+        if (bad || atEnd())
             return false;
         bad = !isSeparator();
         ++at;

@@ -646,7 +646,8 @@ void WebSocketKeywordServer::setMaximumHandshakes(int handshakes)
     An attempt fails when a client brings wrong credentials, or none where some are needed. After
     so many, the address is refused by the HTTP status 429, with right credentials as well, and gets
     its attempts back evenly over a minute. All addresses of an IPv6 network of 64 bits count as
-   one, and loopback like any other. The 4096 addresses that failed last are remembered.
+   one, and loopback like any other. The 2048 addresses that failed last are remembered, and some
+   more.
 */
 int WebSocketKeywordServer::maximumAttempts() const
 {
