@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+#include "client/websocketkeywordclient.h"
 #include "server/clientidentification.h"
 #include "server/keywordserver.h"
 #include "server/websocketkeywordserver.h"
@@ -21,6 +22,7 @@
 #include <memory>
 
 using namespace pellix::server;
+using pellix::client::PWebSocketKeywordClient;
 
 namespace {
 
@@ -119,6 +121,7 @@ private Q_SLOTS:
     void proxy_tellsAddressAndSubject_data();
     void proxy_tellsAddressAndSubject();
     void proxy_withACertificateOfItsOwn();
+    void libraryClient_bringsACertificateOrAToken();
     void refusedAttempts_areLimited();
     void refusedAttempts_areLimitedForEachAddressBehindAProxy();
     void refusedAttempts_countNeitherGoodOnesNorPages();
@@ -176,7 +179,8 @@ void tst_Access::initTestCase()
            "authority ca '/CN=Plant'; authority other '/CN=Other'; authority next '/CN=Next'\n"
            "sign() { openssl req -new -key key -subj \"$3\" -out csr\n"
            "    openssl x509 -req -in csr -CA $2 -CAkey $2.key -CAcreateserial -days ${4:-9}"
-           " -out $1; }\n"
+           " -extfile extensions -out $1; }\n"
+           "printf 'subjectAltName = IP:127.0.0.1' >extensions\n"
            "sign server ca '/CN=Server'; sign server2 ca '/CN=Server 2' 100\n"
            "sign panel1 ca '/O=Plant/CN=panel1'; sign panel2 ca '/O=Plant/CN=panel2'\n"
            "sign unlisted ca '/O=Plant/CN=panel3'; sign twice ca '/CN=panel1/CN=panel2'\n"
@@ -640,6 +644,37 @@ void tst_Access::proxy_withACertificateOfItsOwn()
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("its certificate is not accepted")));
     RawClient impostor(listener->url(), true, identity("foreign"));
     QCOMPARE(impostor.statusOf(RawClient::request("X-Subject: CN=panel2\r\n")), QByteArray("401"));
+}
+
+// It takes Qt's default configuration, and tokens in its address.
+void tst_Access::libraryClient_bringsACertificateOrAToken()
+{
+    const QSslConfiguration before = QSslConfiguration::defaultConfiguration();
+    QSslConfiguration own = identity("panel1");
+    own.setCaCertificates({certificate("ca")});
+    QSslConfiguration::setDefaultConfiguration(own);
+    QLoggingCategory::setFilterRules(q("pellixclient.keyword.websocketclient.debug=false"));
+    const auto restore = qScopeGuard([&] {
+        QSslConfiguration::setDefaultConfiguration(before);
+        QLoggingCategory::setFilterRules(QString());
+    });
+    PWebSocketKeywordClient byCertificate;
+    own.setLocalCertificate(QSslCertificate());
+    own.setPrivateKey(QSslKey());
+    QSslConfiguration::setDefaultConfiguration(own);
+    PWebSocketKeywordClient byToken;
+    ClientIdentification identification = panels();
+    identification.tokensInPath = true;
+    const QByteArray token = identification.tokens.create(q("token"), q("viewer"));
+    QVERIFY(listener->setIdentification(identification));
+    QVERIFY(listenWithTls());
+
+    byCertificate.setUrls({listener->url().toString()});
+    byToken.setUrls({listener->url().toString() + q("/t/") + q(token)});
+
+    QTRY_VERIFY(byCertificate.connected() && byToken.connected());
+    QTRY_COMPARE(listener->peers(),
+                 QStringList({q("Panel 1 127.0.0.1 operator"), q("token 127.0.0.1 viewer")}));
 }
 
 void tst_Access::refusedAttempts_areLimited()
