@@ -86,12 +86,12 @@ void set(QString *error, const QString &message)
 */
 
 /*!
-    \variable AccessTokens::Holder::name
+    \variable pellix::server::AccessTokens::Holder::name
     \brief the name of the client, unique among the tokens.
 */
 
 /*!
-    \variable AccessTokens::Holder::role
+    \variable pellix::server::AccessTokens::Holder::role
     \brief the role that the token gives.
 */
 

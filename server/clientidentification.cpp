@@ -85,19 +85,19 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
 */
 
 /*!
-    \variable ClientIdentification::fullRights
+    \variable pellix::server::ClientIdentification::fullRights
     \brief the role that may read and write everything, "*".
 */
 
 /*!
-    \variable ClientIdentification::role
+    \variable pellix::server::ClientIdentification::role
     \brief the role of clients that bring neither a certificate nor a token.
 
     By default it is empty, and such clients are refused. Behind a proxy it has to be.
 */
 
 /*!
-    \variable ClientIdentification::tokens
+    \variable pellix::server::ClientIdentification::tokens
     \brief the tokens that are accepted; none by default.
 
     A client sends its token in the header \c {Authorization: Bearer TOKEN} of the request for the
@@ -106,7 +106,7 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
 */
 
 /*!
-    \variable ClientIdentification::tokensInPath
+    \variable pellix::server::ClientIdentification::tokensInPath
     \brief whether a token is accepted in the path of the address as well:
     \c {wss://HOST/t/TOKEN}.
 
@@ -115,7 +115,7 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
 */
 
 /*!
-    \variable ClientIdentification::authorities
+    \variable pellix::server::ClientIdentification::authorities
     \brief the authorities that sign the certificates of clients; none by default, and then no
     client is asked for a certificate.
 
@@ -125,14 +125,14 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
 */
 
 /*!
-    \variable ClientIdentification::certificates
+    \variable pellix::server::ClientIdentification::certificates
     \brief the clients that are known by a certificate; none by default.
 
     The first entry whose subject fits counts. A certificate that none fits is refused.
 */
 
 /*!
-    \variable ClientIdentification::proxy
+    \variable pellix::server::ClientIdentification::proxy
     \brief the reverse proxy through which clients come; none by default.
 */
 
@@ -145,7 +145,7 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
 */
 
 /*!
-    \variable ClientIdentification::Certificate::subject
+    \variable pellix::server::ClientIdentification::Certificate::subject
     \brief what the subject of the certificate has to have, such as "CN=panel1" or
     "CN=panel1, O=Plant".
 
@@ -155,12 +155,12 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
 */
 
 /*!
-    \variable ClientIdentification::Certificate::name
+    \variable pellix::server::ClientIdentification::Certificate::name
     \brief the name of the client.
 */
 
 /*!
-    \variable ClientIdentification::Certificate::role
+    \variable pellix::server::ClientIdentification::Certificate::role
     \brief the role of the client.
 */
 
@@ -177,14 +177,14 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
 */
 
 /*!
-    \variable ClientIdentification::Proxy::addresses
+    \variable pellix::server::ClientIdentification::Proxy::addresses
     \brief the networks of the proxy, each as QHostAddress::parseSubnet() returns it.
 
     Headers of others are ignored.
 */
 
 /*!
-    \variable ClientIdentification::Proxy::addressHeader
+    \variable pellix::server::ClientIdentification::Proxy::addressHeader
     \brief the header that names the address of the client, such as "X-Forwarded-For"; empty for
     none.
 
@@ -193,11 +193,35 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
 */
 
 /*!
-    \variable ClientIdentification::Proxy::subjectHeader
+    \variable pellix::server::ClientIdentification::Proxy::subjectHeader
     \brief the header that names the subject of the client's certificate; empty for none.
 
     The subject is written as RFC 4514 has it. An empty header is the same as none. A certificate
     of the proxy itself identifies nobody then.
+*/
+
+/*!
+    \class pellix::server::Peer
+    \inmodule PellixClientServer
+    \inheaderfile server/peer.h
+    \ingroup PellixClientServerClasses
+    \brief The Peer struct says who is at the other end of a session.
+*/
+
+/*!
+    \variable pellix::server::Peer::name
+    \brief the name of the client; empty if nothing but the listener's role is known of it.
+*/
+
+/*!
+    \variable pellix::server::Peer::address
+    \brief the IP address of the client, without a port.
+*/
+
+/*!
+    \variable pellix::server::Peer::role
+    \brief the role of the client.
+    \sa ClientIdentification::fullRights
 */
 
 /*!

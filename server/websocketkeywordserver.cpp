@@ -788,7 +788,7 @@ int WebSocketKeywordServer::handshakeCount() const
 }
 
 /*!
-    \enum WebSocketKeywordServer::Refusal
+    \enum pellix::server::WebSocketKeywordServer::Refusal
 
     Why a client was refused.
 

@@ -36,6 +36,8 @@ QString q(const char *text)
 class Listener : public WebSocketKeywordServer
 {
 public:
+    using WebSocketKeywordServer::clients;
+    using WebSocketKeywordServer::deliverBinary;
     using WebSocketKeywordServer::WebSocketKeywordServer;
 
     // Each client as "name address role".
@@ -134,6 +136,7 @@ private Q_SLOTS:
     void takenAwayAccess_endsItsSessionsAlone_data();
     void takenAwayAccess_endsItsSessionsAlone();
     void takenAwayAccess_insideOfAWrite();
+    void takenAwayAccess_insideOfOneOfManyWrites();
     void takenAwayAccess_beforeTheUpgrade();
     void takenAwayAccess_endsWhoeverDoesNotRead();
     void endSessions_endsThoseOfARole();
@@ -1004,6 +1007,41 @@ void tst_Access::takenAwayAccess_insideOfAWrite()
     QTRY_COMPARE(keywords->sessionCount(), 0);
     QVERIFY2(client.received.endsWith(farewell), client.received);
     QCOMPARE(keywords->value(q("/p/a")).toInt(), 5);
+    QCOMPARE(keywords->value(q("/p/b")).toInt(), 2);
+}
+
+// Of commands that waited for the client to read, and are taken in one go then.
+void tst_Access::takenAwayAccess_insideOfOneOfManyWrites()
+{
+    ClientIdentification identification;
+    const QByteArray token = identification.tokens.create(q("a"), q("viewer"));
+    QVERIFY(listener->setIdentification(identification));
+    QVERIFY(listener->listen());
+    bool called = false;
+    keywords->setWriteHandler(q("/p/a"), [&](const QVariant &) {
+        called = true;
+        identification.tokens.revoke(q("a"));
+        return listener->setIdentification(identification);
+    });
+    RawClient client(listener->url());
+    QVERIFY(client.open(bearer(token)));
+    QTRY_COMPARE(listener->clientCount(), 1);
+    client.keeps = false;
+    client.setReading(0);
+    listener->deliverBinary(listener->clients().constFirst(), QByteArray(24 << 20, 'x'));
+    client.send(command("keyUpdate", "/p/a", ",\"value\":5")
+                + command("keyUpdate", "/p/b", ",\"value\":9"));
+    QTRY_COMPARE(client.socket.bytesToWrite(), qint64(0));
+    RawClient witness(listener->url()); // by the time it is answered, the commands are there
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("it does not say who it is$")));
+    QCOMPARE(witness.statusOf(RawClient::request()), QByteArray("401"));
+    QVERIFY(!called);
+
+    client.setReading(1 << 20);
+
+    QTRY_VERIFY(called);
+    QTRY_COMPARE(keywords->sessionCount(), 0);
+    QTRY_VERIFY(!client.isConnected());
     QCOMPARE(keywords->value(q("/p/b")).toInt(), 2);
 }
 
