@@ -53,8 +53,15 @@ public:
     }
 
     std::function<void()> whenGranted; // and not upgraded yet
+    int deliveries = 0;
 
 protected:
+    void deliver(QWebSocket *client, const QByteArray &message) override
+    {
+        ++deliveries;
+        WebSocketKeywordServer::deliver(client, message);
+    }
+
     void accept(QTcpSocket *connection) override
     {
         if (whenGranted)
@@ -971,6 +978,7 @@ void tst_Access::takenAwayAccess_endsItsSessionsAlone()
 
     change(identification);
     QVERIFY2(listener->setIdentification(identification), qPrintable(listener->errorString()));
+    listener->deliveries = 0;
     keywords->setValue(q("/p/a"), 77); // nobody who is out hears of it
     const QStringList out = ended.split(q(" "), Qt::SkipEmptyParts);
     for (const auto &[name, client] : clients) {
@@ -983,6 +991,7 @@ void tst_Access::takenAwayAccess_endsItsSessionsAlone()
             QVERIFY(client->isConnected());
         }
     }
+    QCOMPARE(listener->deliveries, 5 - int(out.size()));
     QTRY_COMPARE(listener->clientCount(), 5 - int(out.size()));
     QTRY_COMPARE(keywords->sessionCount(), 5 - int(out.size()));
 }
