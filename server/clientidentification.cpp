@@ -122,6 +122,9 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
     Only these count, and never those of the system. A certificate of another authority, or one
     that has expired, is refused, although a client need not have one. The listener has to speak
     wss.
+
+    PWebSocketKeywordClient brings the local certificate of the QSslConfiguration that is the
+   default when it is constructed.
 */
 
 /*!

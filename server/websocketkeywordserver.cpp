@@ -206,7 +206,7 @@ QString WebSocketKeywordServer::Private::listenProblem() const
     if (address.isLoopback() || unencryptedAllowed)
         return {};
     return QStringLiteral("without a certificate, everybody on the network could read values and "
-                          "tokens. Set a certificate, or allow it");
+                          "tokens. Set a certificate, or allow unencrypted connections");
 }
 
 // For the next connections.

@@ -116,7 +116,7 @@ private Q_SLOTS:
     void cleanup();
 
     void loopback_givesFullRightsByDefault();
-    void network_needsEncryptionOrAWord();
+    void network_needsEncryptionOrPermission();
     void network_takesNobodyByDefault();
     void identification_hasToMakeSense_data();
     void identification_hasToMakeSense();
@@ -260,7 +260,7 @@ void tst_Access::loopback_givesFullRightsByDefault()
     QCOMPARE(listener->handshakeCount(), 0);
 }
 
-void tst_Access::network_needsEncryptionOrAWord()
+void tst_Access::network_needsEncryptionOrPermission()
 {
     for (const QHostAddress &address :
          {QHostAddress(QHostAddress::AnyIPv4), QHostAddress(QHostAddress::Any),

@@ -50,7 +50,8 @@ public:
     QByteArray statusOf(const QByteArray &request)
     {
         send(request);
-        const bool answered = QTest::qWaitFor([this] { return received.contains("\r\n\r\n"); });
+        const bool answered =
+            QTest::qWaitFor([this] { return received.contains("\r\n\r\n"); }, 30000);
         return answered ? received.mid(9, 3) : QByteArray();
     }
 
