@@ -64,6 +64,7 @@ private Q_SLOTS:
     void save_saysWhyItFailed();
     void load_readsWhatWasSaved();
     void load_readsDigestsMadeElsewhere();
+    void find_comparesTheWholeDigest();
     void load_refusesABadFile_data();
     void load_refusesABadFile();
     void load_saysWhyAFileCannotBeRead();
@@ -226,6 +227,19 @@ void tst_AccessTokens::load_readsDigestsMadeElsewhere()
     QVERIFY2(tokens.load(fileName, &error), qPrintable(error));
     QCOMPARE(text(tokens), q("Panel 1: viewer"));
     QCOMPARE(whose(tokens, "abc"), q("Panel 1: viewer"));
+}
+
+void tst_AccessTokens::find_comparesTheWholeDigest()
+{
+    const QString fileName = directory.filePath(q("similar"));
+    for (qsizetype i = 0; i < abc.size(); ++i) {
+        QByteArray similar = abc;
+        similar[i] = similar.at(i) == '0' ? '1' : '0';
+        QVERIFY(write(fileName, similar + " viewer panel\n"));
+        AccessTokens tokens;
+        QVERIFY(tokens.load(fileName));
+        QVERIFY2(!tokens.find("abc"), similar);
+    }
 }
 
 void tst_AccessTokens::load_refusesABadFile_data()
