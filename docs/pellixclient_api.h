@@ -16,6 +16,8 @@
 #include "module/pellixclientkeywordmodule.h"
 #include "pubsub/publisher.h"
 #include "pubsub/subscriber.h"
+#include "server/accesstokens.h"
+#include "server/clientidentification.h"
 #include "server/inprocesslink.h"
 #include "server/keywordserver.h"
 #include "server/keywordsession.h"

@@ -77,6 +77,8 @@ ClientSocket::~ClientSocket()
 qint64 ClientSocket::countWaiting()
 {
     const qint64 waiting = waitingBytes();
+    if (counted == 0)
+        sinceWritten.start(); // nothing has waited so far
     budget->waiting += waiting - counted;
     counted = waiting;
     return waiting;
@@ -113,8 +115,6 @@ qint64 ClientSocket::waitingBytes() const
 void ClientSocket::added(qint64 bytes)
 {
     const qint64 waiting = countWaiting();
-    if (waiting == bytes)
-        sinceWritten.start(); // nothing waited before
     if (waiting - bytes <= greatestBacklog)
         longMessage = bytes > greatestBacklog / 2 ? bytes : 0;
     checkBacklog();

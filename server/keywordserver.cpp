@@ -521,22 +521,6 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
 */
 
 /*!
-    \variable pellix::server::Limits::clients
-    \brief sessions at the same time; 500 by default. Others are refused.
-*/
-
-/*!
-    \variable pellix::server::Limits::handshakes
-    \brief connections that have not become a session yet; 64 by default. Others are refused.
-*/
-
-/*!
-    \variable pellix::server::Limits::refusedAttempts
-    \brief attempts with wrong credentials from one address in a minute; 20 by default. Further ones
-    are refused without a look.
-*/
-
-/*!
     \variable pellix::server::Limits::watchedKeywords
     \brief keywords that one session watches; 50 000 by default. Others are answered as not known.
 */

@@ -23,31 +23,6 @@ namespace pellix::server {
     is gone takes commands without answering.
 */
 
-/*!
-    \class pellix::server::Peer
-    \inmodule PellixClientServer
-    \inheaderfile server/peer.h
-    \ingroup PellixClientServerClasses
-    \brief The Peer struct tells who is at the other end of a session.
-
-    \sa KeywordServer::openSession(), WriteRequest::peer()
-*/
-
-/*!
-    \variable pellix::server::Peer::name
-    \brief who it is, as the transport knows it; empty if it does not.
-*/
-
-/*!
-    \variable pellix::server::Peer::address
-    \brief where it is, such as "127.0.0.1:41234".
-*/
-
-/*!
-    \variable pellix::server::Peer::role
-    \brief the name of its role; a star stands for full rights.
-*/
-
 KeywordSession::KeywordSession(KeywordServer *server, const Peer &peer, bool limited,
                                QObject *parent)
     : QObject(parent), d(std::make_unique<Private>())

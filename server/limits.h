@@ -13,9 +13,6 @@ namespace pellix::server {
 
 struct PELLIXCLIENT_SERVER_EXPORT Limits
 {
-    int clients = 500;
-    int handshakes = 64;
-    int refusedAttempts = 20;
     int watchedKeywords = 50'000;
     int commandsPerSecond = 50'000;
     int commandBytes = 1024 * 1024;

@@ -3,7 +3,6 @@
 
 #include "server/openinghandshake_p.h"
 
-#include <QtCore/QDebug>
 #include <QtCore/QTimer>
 #include <QtCore/QUrl>
 #include <QtNetwork/QTcpSocket>
@@ -14,18 +13,32 @@ namespace {
 
 constexpr qsizetype greatestRequest = qsizetype(64) * 1024; // bytes; browsers add all their cookies
 
-QString quoted(const QByteArray &text)
-{
-    QString result;
-    QDebug(&result).nospace() << QString::fromUtf8(text); // escapes control characters
-    return result;
-}
-
 int defaultPort(const QString &scheme)
 {
     if (scheme == QLatin1String("http"))
         return 80;
     return scheme == QLatin1String("https") ? 443 : -1;
+}
+
+// A second Host shows that somebody on the way may have understood the request in another sense,
+// and so does a header that goes on in another line.
+HandshakeRequest parsed(const QByteArray &text)
+{
+    HandshakeRequest request;
+    const QList<QByteArray> lines = text.split('\n');
+    request.target = lines.constFirst().split(' ').value(1).trimmed();
+    for (const QByteArray &line : lines.mid(1)) {
+        if (line.startsWith(' ') || line.startsWith('\t')) {
+            request.malformed = QStringLiteral("its request has a folded header");
+            return request;
+        }
+        const qsizetype colon = line.indexOf(':');
+        request.headers.append(
+            {line.left(colon).trimmed().toLower(), line.mid(colon + 1).trimmed()});
+    }
+    if (request.values("Host").size() > 1)
+        request.malformed = QStringLiteral("its request names more than one host");
+    return request;
 }
 
 } // namespace
@@ -49,10 +62,18 @@ QString normalizedOrigin(const QString &text)
         : QString();
 }
 
-OpeningHandshake::OpeningHandshake(QTcpSocket *connection, const QStringList &allowedOrigins,
-                                   std::chrono::milliseconds timeLimit)
-    : QObject(connection), connection(connection), allowedOrigins(allowedOrigins),
-      timeLimit(timeLimit)
+QList<QByteArray> HandshakeRequest::values(const QByteArray &name) const
+{
+    QList<QByteArray> values;
+    for (const auto &[other, value] : headers) {
+        if (!name.isEmpty() && other == name.toLower())
+            values.append(value);
+    }
+    return values;
+}
+
+OpeningHandshake::OpeningHandshake(QTcpSocket *connection, std::chrono::milliseconds timeLimit)
+    : QObject(connection), connection(connection), timeLimit(timeLimit)
 { }
 
 void OpeningHandshake::begin()
@@ -70,50 +91,32 @@ void OpeningHandshake::read()
     if (end < 0 && received.size() <= greatestRequest)
         return;
     disconnect(connection, &QTcpSocket::readyRead, this, &OpeningHandshake::read);
-    const Refusal refusal = end < 0
-        ? Refusal {"431 Request Header Fields Too Large",
-                   QStringLiteral("its request is longer than %1 bytes").arg(greatestRequest)}
-        : judge(received.left(end));
-    if (refusal.status) {
-        refuse(refusal);
-        return;
+    HandshakeRequest request;
+    if (end < 0) {
+        request.tooLong = true;
+        request.malformed =
+            QStringLiteral("its request is longer than %1 bytes").arg(greatestRequest);
+    } else {
+        request = parsed(received.left(end));
     }
+    Q_EMIT requested(request);
+}
+
+void OpeningHandshake::grant(const ClientCredentials &credentials)
+{
+    granted = credentials;
     connection->setReadBufferSize(0);
-    Q_EMIT granted();
 }
 
-// Web pages reach servers that listen on this machine alone, too. Their browsers tell which page it
-// is, and other programs have no reason to. A second Host shows that somebody on the way may have
-// understood the request in another sense.
-OpeningHandshake::Refusal OpeningHandshake::judge(const QByteArray &request) const
+void OpeningHandshake::refuse(const QByteArray &status, const QByteArray &moreHeaders,
+                              const QString &reason)
 {
-    const QList<QByteArray> lines = request.split('\n');
-    int hosts = 0;
-    for (const QByteArray &line : lines.mid(1)) { // behind the request line
-        if (line.startsWith(' ') || line.startsWith('\t'))
-            return {"400 Bad Request", QStringLiteral("its request has a folded header")};
-        const qsizetype colon = line.indexOf(':');
-        const QByteArray name = line.left(colon).trimmed().toLower();
-        const QByteArray value = line.mid(colon + 1).trimmed();
-        if (name == "host" && ++hosts > 1)
-            return {"400 Bad Request", QStringLiteral("its request names more than one host")};
-        if (name == "origin" && !allowedOrigins.contains(QString::fromUtf8(value))) {
-            return {"403 Forbidden",
-                    QStringLiteral("its origin %1 is not allowed").arg(quoted(value))};
-        }
-    }
-    return {};
-}
-
-void OpeningHandshake::refuse(const Refusal &refusal)
-{
-    const QByteArray text = "This connection is refused: " + refusal.reason.toUtf8() + ".\n";
-    connection->write(QByteArray("HTTP/1.1 ") + refusal.status
-                      + "\r\nConnection: close\r\nContent-Type: text/plain; charset=utf-8"
+    const QByteArray text = "This connection is refused: " + reason.toUtf8() + ".\n";
+    connection->write("HTTP/1.1 " + status + "\r\n" + moreHeaders
+                      + "Connection: close\r\nContent-Type: text/plain; charset=utf-8"
                         "\r\nContent-Length: "
                       + QByteArray::number(text.size()) + "\r\n\r\n" + text);
     connection->disconnectFromHost();
-    Q_EMIT refused(refusal.reason);
 }
 
 } // namespace pellix::server

@@ -3,10 +3,16 @@
 
 #pragma once
 
+#include "server/clientcredentials_p.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
 #include <QtCore/QObject>
-#include <QtCore/QStringList>
+#include <QtCore/QPair>
+#include <QtCore/QString>
 
 #include <chrono>
+#include <optional>
 
 class QTcpSocket;
 
@@ -16,38 +22,46 @@ namespace pellix::server {
 // text is none.
 QString normalizedOrigin(const QString &text);
 
-// Reads a client's request for a WebSocket before anybody answers it, and refuses it by an HTTP
-// status if it must not be granted. It leaves the request in the connection, for the WebSocket
-// server, and belongs to the connection.
+// What a client asks for, up to the empty line.
+struct HandshakeRequest
+{
+    QByteArray target; // as it stands in the first line
+    QList<QPair<QByteArray, QByteArray>> headers; // names in lower case
+    QString malformed; // why it makes no sense; empty if it does
+    bool tooLong = false;
+
+    // Of all headers with that name, in their order; none for an empty name.
+    QList<QByteArray> values(const QByteArray &name) const;
+};
+
+// Reads a client's request for a WebSocket before anybody answers it, so that it can be refused by
+// an HTTP status. It leaves the request in the connection, for the WebSocket server, and belongs to
+// the connection.
 class OpeningHandshake : public QObject
 {
     Q_OBJECT
 
 public:
-    OpeningHandshake(QTcpSocket *connection, const QStringList &allowedOrigins,
-                     std::chrono::milliseconds timeLimit);
+    OpeningHandshake(QTcpSocket *connection, std::chrono::milliseconds timeLimit);
 
     void begin();
+    void grant(const ClientCredentials &credentials);
+    // The client is told, and the connection closes. More headers end with a line break each.
+    void refuse(const QByteArray &status, const QByteArray &moreHeaders, const QString &reason);
+
+    bool isGranted() const { return granted.has_value(); }
+    const ClientCredentials &credentials() const { return *granted; } // once granted
 
 Q_SIGNALS:
-    void granted(); // the request is complete, and nothing is wrong with it
-    void refused(const QString &reason); // the client is told, and the connection closes
+    void requested(const HandshakeRequest &request); // once, and granted or refused by the receiver
     void timedOut(); // counts until this object is deleted, which is after the upgrade
 
 private:
-    struct Refusal
-    {
-        const char *status = nullptr; // none: the request may pass
-        QString reason;
-    };
-
     void read();
-    Refusal judge(const QByteArray &request) const;
-    void refuse(const Refusal &refusal);
 
     QTcpSocket *const connection;
-    const QStringList allowedOrigins;
     const std::chrono::milliseconds timeLimit;
+    std::optional<ClientCredentials> granted;
 };
 
 } // namespace pellix::server

@@ -3,13 +3,17 @@
 
 #include "server/websocketkeywordserver.h"
 
+#include "server/accesscontrol_p.h"
 #include "server/clientsocket_p.h"
 #include "server/keywordserver_p.h"
 #include "server/keywordsession_p.h"
 #include "server/openinghandshake_p.h"
 
+#include <QtCore/QDateTime>
+#include <QtCore/QHash>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QPointer>
+#include <QtCore/QTimer>
 #include <QtNetwork/QNetworkInterface>
 #include <QtNetwork/QSslConfiguration>
 #include <QtNetwork/QSslSocket>
@@ -30,6 +34,7 @@ namespace {
 Q_LOGGING_CATEGORY(lcWebSocketServer, "pellixclient.server.websocketserver", QtInfoMsg)
 
 constexpr auto defaultHandshakeTimeout = 10s;
+constexpr auto farewellTime = 1s; // for the closing handshake of a session that is ended
 
 // Takes connections, and has them encrypted if it has a certificate. It does not wait for the
 // encryption, unlike QSslServer: one time limit counts for all that comes before the upgrade.
@@ -37,6 +42,9 @@ class Listener : public QTcpServer
 {
 public:
     explicit Listener(const std::optional<QSslConfiguration> &tls) : tls(tls) { }
+
+    bool isEncrypted() const { return tls.has_value(); }
+    void setConfiguration(const QSslConfiguration &configuration) { tls = configuration; }
 
     // Why the encryption of the last connection could not even begin.
     const QString &tlsError() const { return lastTlsError; }
@@ -64,16 +72,25 @@ protected:
     }
 
 private:
-    const std::optional<QSslConfiguration> tls;
+    std::optional<QSslConfiguration> tls;
     QString lastTlsError;
 };
 
-QSslConfiguration tlsConfiguration(const QSslCertificate &certificate, const QSslKey &key)
+// A client is asked for a certificate if somebody is there to have signed it. A wrong one does not
+// end the encryption: the request tells of other credentials, and its answer what was wrong.
+QSslConfiguration tlsConfiguration(const QSslCertificate &certificate, const QSslKey &key,
+                                   const QList<QSslCertificate> &authorities = {})
 {
     QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
     configuration.setLocalCertificate(certificate);
     configuration.setPrivateKey(key);
     configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
+    if (!authorities.isEmpty()) {
+        configuration.setPeerVerifyMode(QSslSocket::QueryPeer);
+        configuration.setCaCertificates(authorities); // and none of the system
+    }
+    // A resumed session would bring a certificate without the errors of its verification.
+    configuration.setSslOption(QSsl::SslOptionDisableSessionTickets, true);
     return configuration;
 }
 
@@ -124,53 +141,160 @@ QList<QHostAddress> reachableAddresses(const QHostAddress &address)
 class WebSocketKeywordServer::Private
 {
 public:
+    struct Identity
+    {
+        ClientCredentials credentials;
+        Peer peer;
+    };
+
     explicit Private(WebSocketKeywordServer *q) : q(q) { }
 
-    void drop(QTcpSocket *connection);
-    void endHandshake(QTcpSocket *connection);
+    ClientIdentification defaultIdentification() const;
+    QString listenProblem() const;
+    void replaceTlsConfiguration();
+    void admit(QTcpSocket *connection, OpeningHandshake *handshake,
+               const HandshakeRequest &request);
+    void refuse(QTcpSocket *connection, OpeningHandshake *handshake,
+                const AccessControl::Decision &decision);
+    void drop(QTcpSocket *connection, const char *reason);
+    void dropOldestHandshakes();
+    void endHandshake(OpeningHandshake *handshake);
     void serve(QWebSocket *socket);
     QTcpSocket *connectionOf(const QWebSocket *socket) const;
+    void judgeAnew();
+    void endSession(QWebSocket *socket);
     void dropAll();
     void tellClientCount();
 
     WebSocketKeywordServer *const q;
     QPointer<KeywordServer> server;
-    std::unique_ptr<QTcpServer> listener; // ours, so that faults reach the bare connections
+    std::unique_ptr<Listener> listener; // ours, so that faults reach the bare connections
     std::unique_ptr<QWebSocketServer> upgrade;
     QSslCertificate certificate;
     QSslKey key;
     QHostAddress address;
     QList<QPointer<QTcpSocket>> connections;
+    QList<OpeningHandshake *> handshakes; // unfinished, the oldest first
     QList<ClientSocket *> clients;
-    QStringList allowedOrigins;
+    QHash<const QWebSocket *, Identity> identities; // of the clients
+    AccessControl access;
+    bool isIdentificationSet = false;
+    bool unencryptedAllowed = false;
+    int maximumHandshakes = 64;
+    quint64 droppedHandshakes = 0;
     std::chrono::milliseconds handshakeTimeout = defaultHandshakeTimeout;
     QString error;
 };
 
-// Gives up a connection that has not become a WebSocket in time.
-void WebSocketKeywordServer::Private::drop(QTcpSocket *connection)
+// On this machine alone, everybody may do all; elsewhere, nobody comes in by default.
+ClientIdentification WebSocketKeywordServer::Private::defaultIdentification() const
+{
+    ClientIdentification identification;
+    if (address.isLoopback())
+        identification.role = ClientIdentification::fullRights;
+    return identification;
+}
+
+// Why it must not listen as it is set.
+QString WebSocketKeywordServer::Private::listenProblem() const
+{
+    if (!certificate.isNull())
+        return {};
+    if (!access.identification.authorities.isEmpty())
+        return QStringLiteral("certificates of clients need a listener with a certificate");
+    if (address.isLoopback() || unencryptedAllowed)
+        return {};
+    return QStringLiteral("without a certificate, everybody on the network could read values and "
+                          "tokens. Set a certificate, or allow unencrypted connections");
+}
+
+// For the next connections.
+void WebSocketKeywordServer::Private::replaceTlsConfiguration()
+{
+    if (listener && listener->isEncrypted() && !certificate.isNull()) {
+        listener->setConfiguration(
+            tlsConfiguration(certificate, key, access.identification.authorities));
+    }
+}
+
+void WebSocketKeywordServer::Private::admit(QTcpSocket *connection, OpeningHandshake *handshake,
+                                            const HandshakeRequest &request)
+{
+    const auto granted =
+        std::count_if(handshakes.cbegin(), handshakes.cend(),
+                      [](const OpeningHandshake *other) { return other->isGranted(); });
+    const AccessControl::Decision decision =
+        access.decide(request, connection, int(clients.size() + granted));
+    if (decision.refusal) {
+        refuse(connection, handshake, decision);
+        return;
+    }
+    handshake->grant(decision.credentials);
+    upgrade->handleConnection(connection);
+}
+
+void WebSocketKeywordServer::Private::refuse(QTcpSocket *connection, OpeningHandshake *handshake,
+                                             const AccessControl::Decision &decision)
+{
+    const ClientCredentials &credentials = decision.credentials;
+    const QString name = credentials.cameThroughProxy()
+        ? QStringLiteral("%1, through %2")
+              .arg(credentials.clientAddress().toString(), peerName(connection))
+        : peerName(connection);
+    // One line for each attempt over the limit would be one more thing to flood.
+    if (decision.refusal == Refusal::TooManyAttempts)
+        qCDebug(lcWebSocketServer, "refused %s: %s", qUtf8Printable(name),
+                qUtf8Printable(decision.reason));
+    else
+        qCWarning(lcWebSocketServer, "refused %s: %s", qUtf8Printable(name),
+                  qUtf8Printable(decision.reason));
+    handshake->refuse(decision.status, decision.headers, decision.reason);
+}
+
+// Gives up a connection that has not become a WebSocket.
+void WebSocketKeywordServer::Private::drop(QTcpSocket *connection, const char *reason)
 {
     if (connection->signalsBlocked())
         return; // a subclass holds it, and to drop it would be an answer
-    qCInfo(lcWebSocketServer, "dropped %s: its handshake takes too long",
-           qUtf8Printable(peerName(connection)));
+    if (connection->state() == QAbstractSocket::UnconnectedState)
+        return; // it has left, and is deleted when the event loop turns
+    qCInfo(lcWebSocketServer, "dropped %s: %s", qUtf8Printable(peerName(connection)), reason);
+    ++droppedHandshakes;
     connection->abort();
 }
 
-void WebSocketKeywordServer::Private::endHandshake(QTcpSocket *connection)
+// Those who open connections and say nothing cannot keep others out: a handshake takes no longer
+// than they need to open as many again.
+void WebSocketKeywordServer::Private::dropOldestHandshakes()
 {
-    auto *const handshake = connection->findChild<OpeningHandshake *>();
+    const QList<OpeningHandshake *> open = handshakes;
+    qsizetype excess = q->handshakeCount() - maximumHandshakes;
+    for (OpeningHandshake *handshake : open) {
+        auto *const connection = qobject_cast<QTcpSocket *>(handshake->parent());
+        if (excess <= 0)
+            return;
+        if (connection->signalsBlocked())
+            continue;
+        --excess;
+        drop(connection, "too many handshakes are unfinished");
+    }
+}
+
+void WebSocketKeywordServer::Private::endHandshake(OpeningHandshake *handshake)
+{
+    handshakes.removeOne(handshake);
     QObject::disconnect(handshake, nullptr, q, nullptr); // its time limit counts no longer
-    QObject::disconnect(connection, nullptr, handshake, nullptr);
+    QObject::disconnect(handshake->parent(), nullptr, handshake, nullptr);
     handshake->deleteLater();
 }
 
-// A WebSocket does not tell which connection it has been made of.
+// A WebSocket does not tell which connection it has been made of. Null when its client has left.
 QTcpSocket *WebSocketKeywordServer::Private::connectionOf(const QWebSocket *socket) const
 {
     const auto found =
         std::find_if(connections.cbegin(), connections.cend(), [socket](const auto &connection) {
-            return connection && connection->peerPort() == socket->peerPort()
+            return connection && connection->peerPort() != 0
+                && connection->peerPort() == socket->peerPort()
                 && connection->peerAddress() == socket->peerAddress();
         });
     return found == connections.cend() ? nullptr : found->data();
@@ -179,20 +303,27 @@ QTcpSocket *WebSocketKeywordServer::Private::connectionOf(const QWebSocket *sock
 void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
 {
     QTcpSocket *const connection = connectionOf(socket);
-    if (connection)
-        endHandshake(connection);
-    if (!server) {
+    auto *const handshake = connection ? connection->findChild<OpeningHandshake *>() : nullptr;
+    if (!handshake || !handshake->isGranted()) {
+        socket->abort();
+        socket->deleteLater();
+        return;
+    }
+    const ClientCredentials credentials = handshake->credentials();
+    endHandshake(handshake);
+    const auto judgement = credentials.judge(access.identification); // it may have been replaced
+    if (!server || judgement.verdict != ClientCredentials::Known) {
         socket->abort();
         socket->deleteLater();
         return;
     }
     socket->setParent(q);
+    identities.insert(socket, {credentials, judgement.peer});
     const Limits limits = server->limits();
     socket->setMaxAllowedIncomingMessageSize(quint64(limits.commandBytes));
     auto *const client = new ClientSocket(socket, connection, limits, server->d->budget);
     clients.append(client);
-    KeywordSession *const session =
-        server->openSession(Peer {QString(), peerName(socket), QStringLiteral("*")}, socket);
+    KeywordSession *const session = server->openSession(judgement.peer, socket);
     client->setSession(session);
     session->d->state.receiver = [this, socket, client, session](const Message &message) {
         const QPointer<ClientSocket> alive(client);
@@ -218,6 +349,7 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
         socket->abort();
     });
     QObject::connect(socket, &QWebSocket::disconnected, q, [this, socket, client] {
+        identities.remove(socket);
         if (clients.removeOne(client)) {
             socket->deleteLater();
             tellClientCount();
@@ -226,10 +358,40 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
     tellClientCount();
 }
 
+// Ends the sessions of those who would not get in any more, or as somebody else.
+void WebSocketKeywordServer::Private::judgeAnew()
+{
+    const QList<ClientSocket *> judged = clients;
+    for (const ClientSocket *client : judged) {
+        const Identity identity = identities.value(client->webSocket());
+        const auto judgement = identity.credentials.judge(access.identification);
+        if (judgement.verdict != ClientCredentials::Known
+            || judgement.peer.name != identity.peer.name
+            || judgement.peer.role != identity.peer.role)
+            endSession(client->webSocket());
+    }
+}
+
+// At once: neither commands nor events pass any more. This may be called by a handler of either.
+void WebSocketKeywordServer::Private::endSession(QWebSocket *socket)
+{
+    auto *const client = socket->findChild<ClientSocket *>(QString(), Qt::FindDirectChildrenOnly);
+    const auto sessions = socket->findChildren<KeywordSession *>(Qt::FindDirectChildrenOnly);
+    for (KeywordSession *session : sessions) {
+        QObject::disconnect(client, nullptr, session, nullptr);
+        session->pause(); // and nobody resumes it
+        session->deleteLater();
+    }
+    QTimer::singleShot(farewellTime, socket, [socket] { socket->abort(); });
+    socket->close(QWebSocketProtocol::CloseCodePolicyViolated,
+                  QStringLiteral("access was taken away"));
+}
+
 // Ends all connections without a word, those that are not upgraded yet or silent included.
 void WebSocketKeywordServer::Private::dropAll()
 {
     const QList<ClientSocket *> dropped = std::exchange(clients, {});
+    identities.clear();
     for (const QPointer<QTcpSocket> &connection : std::as_const(connections)) {
         if (!connection || !connection->signalsBlocked())
             continue;
@@ -278,6 +440,18 @@ void WebSocketKeywordServer::Private::tellClientCount()
     handshakes that name more than one host. All of this is logged in the category
     "pellixclient.server.websocketserver".
 
+    By default, the server listens on this machine alone, and whoever connects there has full
+   rights. For others, set a certificate, and how clients are known:
+
+    \code
+    WebSocketKeywordServer listener(&keywords);
+    listener.setTls(certificate, key);
+    listener.setIdentification(identification);
+    listener.listen(QHostAddress::Any, 8765);
+    \endcode
+
+    Certificate, tokens and roles can be replaced while it listens.
+
     The keyword server is not owned; when it goes first, clients get no answers.
 */
 
@@ -288,6 +462,8 @@ WebSocketKeywordServer::WebSocketKeywordServer(KeywordServer *server, QObject *p
     : QObject(parent), d(std::make_unique<Private>(this))
 {
     d->server = server;
+    if (server)
+        connect(server, &KeywordServer::roleRemoved, this, &WebSocketKeywordServer::endSessions);
 }
 
 /*!
@@ -300,8 +476,10 @@ WebSocketKeywordServer::~WebSocketKeywordServer()
 }
 
 /*!
-    Has the server speak wss with \a certificate and its private \a key. Takes effect at the next
-    listen().
+    Has the server speak wss with \a certificate and its private \a key.
+
+    A server that listens already and speaks wss shows the new certificate to the next clients;
+   those who are connected stay. Whether it speaks ws or wss is decided by the next listen().
 
     Returns \c false, and changes nothing, when they cannot be used, above all because they do not
     belong together; errorString() then says why. A null certificate has the server speak ws again.
@@ -320,12 +498,88 @@ bool WebSocketKeywordServer::setTls(const QSslCertificate &certificate, const QS
     d->error.clear();
     d->certificate = certificate;
     d->key = key;
+    d->replaceTlsConfiguration();
     return true;
 }
 
 /*!
+    Returns in how many days the server's certificate expires, rounded down: 0 on the last day, and
+    when it has expired. Returns -1 without a certificate.
+*/
+int WebSocketKeywordServer::certificateDays() const
+{
+    if (d->certificate.isNull())
+        return -1;
+    const qint64 seconds = QDateTime::currentDateTimeUtc().secsTo(d->certificate.expiryDate());
+    return int(qMax(qint64(0), seconds / (24 * 60 * 60)));
+}
+
+/*!
+    Has listen() take addresses of the network without a certificate when \a allowed is \c true.
+
+    Everybody on the way can then read and change what is sent, tokens included: this is for
+    development, and for networks that are protected otherwise. The default is \c false, and then
+    only loopback addresses are taken without a certificate.
+*/
+void WebSocketKeywordServer::setUnencryptedAllowed(bool allowed)
+{
+    d->unencryptedAllowed = allowed;
+}
+
+/*!
+    Sets how clients are known to \a identification, from the next request on.
+
+    A session ends at once when its client would be refused now, or would get another name or role:
+    its token or its certificate was taken away, or the role of the listener. The client is told by
+    the close code 1008, a violated policy. Other sessions go on.
+
+    Until this is called, a client on a loopback address has full rights, and a listener on another
+    address takes no client.
+
+    Returns \c false, and changes nothing, when the settings contradict each other; errorString()
+    then says why.
+    \sa endSessions()
+*/
+bool WebSocketKeywordServer::setIdentification(const ClientIdentification &identification)
+{
+    d->error = identification.problem();
+    const bool isPlain = d->listener && !d->listener->isEncrypted();
+    if (d->error.isEmpty() && isPlain && !identification.authorities.isEmpty())
+        d->error = QStringLiteral("certificates of clients need a listener with a certificate");
+    if (!d->error.isEmpty())
+        return false;
+    d->isIdentificationSet = true;
+    d->access.identification = identification;
+    d->replaceTlsConfiguration();
+    d->judgeAnew();
+    return true;
+}
+
+/*!
+    Returns how clients are known. Until setIdentification() is called, that depends on the address
+    of the last listen().
+*/
+ClientIdentification WebSocketKeywordServer::identification() const
+{
+    return d->isIdentificationSet ? d->access.identification : d->defaultIdentification();
+}
+
+/*!
+    Ends the sessions of all clients with \a role, as setIdentification() does. They may come back,
+    and do if they are set to reconnect: call it after what the role may do has changed.
+*/
+void WebSocketKeywordServer::endSessions(const QString &role)
+{
+    const QList<ClientSocket *> clients = d->clients;
+    for (const ClientSocket *client : clients) {
+        if (peerOf(client->webSocket()).role == role)
+            d->endSession(client->webSocket());
+    }
+}
+
+/*!
     Has handshakes pass that name one of \a origins, such as "https://example.org:8443", as where
-    they come from. Takes effect with the next connection.
+    they come from. Takes effect with the next request.
 
     Browsers name the origin of the page in each handshake; other programs, such as those that use
     PWebSocketKeywordClient, name none and always pass. By default no origin is allowed: whatever
@@ -335,10 +589,10 @@ bool WebSocketKeywordServer::setTls(const QSslCertificate &certificate, const QS
 */
 void WebSocketKeywordServer::setAllowedOrigins(const QStringList &origins)
 {
-    d->allowedOrigins.clear();
+    d->access.allowedOrigins.clear();
     for (const QString &origin : origins) {
         if (isOrigin(origin))
-            d->allowedOrigins.append(normalizedOrigin(origin));
+            d->access.allowedOrigins.append(normalizedOrigin(origin));
     }
 }
 
@@ -370,12 +624,80 @@ void WebSocketKeywordServer::setHandshakeTimeout(std::chrono::milliseconds timeo
 }
 
 /*!
+    Returns how many clients may be connected at a time: 500 by default. More are refused by the
+    HTTP status 503.
+*/
+int WebSocketKeywordServer::maximumClients() const
+{
+    return d->access.maximumClients;
+}
+
+/*!
+    Sets how many clients may be connected at a time to \a clients; 0 takes none. Those who are
+    connected already stay.
+*/
+void WebSocketKeywordServer::setMaximumClients(int clients)
+{
+    d->access.maximumClients = clients;
+}
+
+/*!
+    Returns how many connections may be on their way to become a WebSocket at a time: 64 by default.
+    One more has the oldest of them dropped, so that connections that say nothing keep nobody out.
+*/
+int WebSocketKeywordServer::maximumHandshakes() const
+{
+    return d->maximumHandshakes;
+}
+
+/*!
+    Sets how many connections may be on their way to become a WebSocket at a time to \a handshakes,
+    at least 1. Takes effect with the next connection.
+*/
+void WebSocketKeywordServer::setMaximumHandshakes(int handshakes)
+{
+    d->maximumHandshakes = qMax(1, handshakes);
+}
+
+/*!
+    Returns how many attempts of one address may fail in a minute: 20 by default.
+
+    An attempt fails when a client brings wrong credentials, or none where some are needed. After
+    so many, the address is refused by the HTTP status 429, with right credentials as well, and gets
+    its attempts back evenly over a minute. All addresses of an IPv6 network of 64 bits count as
+   one, and loopback like any other. The 2048 addresses that failed last are remembered, and some
+   more.
+*/
+int WebSocketKeywordServer::maximumAttempts() const
+{
+    return d->access.attempts.perMinute();
+}
+
+/*!
+    Sets how many attempts of one address may fail in a minute to \a attempts; 0 ends the limit. All
+    addresses start anew.
+*/
+void WebSocketKeywordServer::setMaximumAttempts(int attempts)
+{
+    d->access.attempts.setPerMinute(attempts);
+}
+
+/*!
     Starts to listen on \a address and \a port, a free one for 0. Returns \c false when that fails;
     errorString() then says why.
+
+    An address that is not a loopback one needs a certificate, unless setUnencryptedAllowed() says
+    otherwise.
+    \sa setTls(), setIdentification()
 */
 bool WebSocketKeywordServer::listen(const QHostAddress &address, quint16 port)
 {
     close();
+    d->address = address;
+    d->access.identification = identification();
+    d->error = d->listenProblem();
+    if (!d->error.isEmpty())
+        return false;
     const bool tls = !d->certificate.isNull();
     d->upgrade = std::make_unique<QWebSocketServer>(QStringLiteral("pellixclient-server"),
                                                     tls ? QWebSocketServer::SecureMode
@@ -385,15 +707,17 @@ bool WebSocketKeywordServer::listen(const QHostAddress &address, quint16 port)
             d->serve(socket);
     });
     d->listener = std::make_unique<Listener>(
-        tls ? std::make_optional(tlsConfiguration(d->certificate, d->key)) : std::nullopt);
+        tls ? std::make_optional(
+            tlsConfiguration(d->certificate, d->key, d->access.identification.authorities))
+            : std::nullopt);
     connect(d->listener.get(), &QTcpServer::pendingConnectionAvailable, this, [this] {
         while (QTcpSocket *const connection = d->listener->nextPendingConnection()) {
             d->connections.removeIf([](const auto &gone) { return gone.isNull(); });
             d->connections.append(connection);
             accept(connection);
         }
+        d->dropOldestHandshakes();
     });
-    d->address = address;
     if (d->listener->listen(address, port)) {
         d->error.clear();
         return true;
@@ -443,10 +767,11 @@ QUrl WebSocketKeywordServer::url() const
 */
 QList<QUrl> WebSocketKeywordServer::urls() const
 {
+    const bool isEncrypted = d->listener ? d->listener->isEncrypted() : !d->certificate.isNull();
     QList<QUrl> urls;
     for (const QHostAddress &address : reachableAddresses(d->address)) {
         QUrl url;
-        url.setScheme(d->certificate.isNull() ? QStringLiteral("ws") : QStringLiteral("wss"));
+        url.setScheme(isEncrypted ? QStringLiteral("wss") : QStringLiteral("ws"));
         url.setHost(address.toString());
         url.setPort(port());
         urls.append(url);
@@ -455,7 +780,7 @@ QList<QUrl> WebSocketKeywordServer::urls() const
 }
 
 /*!
-    Returns why the last listen() or setTls() failed; empty when it did not.
+    Returns why the last listen(), setTls() or setIdentification() failed; empty when it did not.
 */
 QString WebSocketKeywordServer::errorString() const
 {
@@ -468,6 +793,60 @@ QString WebSocketKeywordServer::errorString() const
 int WebSocketKeywordServer::clientCount() const
 {
     return int(d->clients.size());
+}
+
+/*!
+    Returns the number of connections that are on their way to become a WebSocket. Those that a
+    subclass holds do not count.
+*/
+int WebSocketKeywordServer::handshakeCount() const
+{
+    return int(std::count_if(
+        d->handshakes.cbegin(), d->handshakes.cend(),
+        [](const OpeningHandshake *handshake) { return !handshake->parent()->signalsBlocked(); }));
+}
+
+/*!
+    \enum pellix::server::WebSocketKeywordServer::Refusal
+
+    Why a client was refused.
+
+    \value BadRequest its request is malformed, or too long (HTTP status 400 or 431)
+    \value ForeignOrigin it is a web page of an origin that is not allowed (403)
+    \value NoCredentials it does not say who it is (401)
+    \value WrongCredentials its token or its certificate is not accepted (401)
+    \value TooManyAttempts too many attempts of its address have failed (429)
+    \value TooManyClients the server is full (503)
+*/
+
+/*!
+    Returns how many clients have been refused for \a reason since the server was made.
+*/
+quint64 WebSocketKeywordServer::refusedClients(Refusal reason) const
+{
+    return d->access.refused.value(reason);
+}
+
+/*!
+    Returns how many connections have been dropped before they became a WebSocket, because they took
+    too long or were too many.
+*/
+quint64 WebSocketKeywordServer::droppedHandshakes() const
+{
+    return d->droppedHandshakes;
+}
+
+/*!
+    Returns the statistics of the keyword server, with what this listener knows besides: how many
+    clients it has refused, for whatever reason, and how many days its certificate is valid.
+*/
+Statistics WebSocketKeywordServer::statistics() const
+{
+    Statistics statistics = d->server ? d->server->statistics() : Statistics();
+    for (const quint64 count : std::as_const(d->access.refused))
+        statistics.refusedClients += count;
+    statistics.certificateDays = certificateDays();
+    return statistics;
 }
 
 /*!
@@ -488,20 +867,22 @@ void WebSocketKeywordServer::closeClients()
 */
 void WebSocketKeywordServer::accept(QTcpSocket *connection)
 {
-    auto *const handshake =
-        new OpeningHandshake(connection, d->allowedOrigins, d->handshakeTimeout);
+    auto *const handshake = new OpeningHandshake(connection, d->handshakeTimeout);
+    d->handshakes.append(handshake);
     // Its WebSocket disposes of it later.
     QObject::connect(connection, &QTcpSocket::disconnected, handshake,
-                     [connection] { connection->deleteLater(); });
-    QObject::connect(handshake, &OpeningHandshake::granted, this,
-                     [this, connection] { d->upgrade->handleConnection(connection); });
-    QObject::connect(handshake, &OpeningHandshake::refused, this,
-                     [name = peerName(connection)](const QString &reason) {
-                         qCWarning(lcWebSocketServer, "refused %s: %s", qUtf8Printable(name),
-                                   qUtf8Printable(reason));
+                     [connection, handshake, this] {
+                         d->handshakes.removeOne(handshake);
+                         connection->deleteLater();
+                     });
+    QObject::connect(handshake, &QObject::destroyed, this,
+                     [this, handshake] { d->handshakes.removeOne(handshake); });
+    QObject::connect(handshake, &OpeningHandshake::requested, this,
+                     [this, connection, handshake](const HandshakeRequest &request) {
+                         d->admit(connection, handshake, request);
                      });
     QObject::connect(handshake, &OpeningHandshake::timedOut, this,
-                     [this, connection] { d->drop(connection); });
+                     [this, connection] { d->drop(connection, "its handshake takes too long"); });
     handshake->begin();
 }
 
@@ -560,6 +941,15 @@ QList<QWebSocket *> WebSocketKeywordServer::clients() const
     for (const ClientSocket *client : d->clients)
         sockets.append(client->webSocket());
     return sockets;
+}
+
+/*!
+    Returns who \a client is: its name, which is empty if it is known by nothing but the listener's
+    role, its address and its role.
+*/
+Peer WebSocketKeywordServer::peerOf(QWebSocket *client) const
+{
+    return d->identities.value(client).peer;
 }
 
 /*!

@@ -3,7 +3,10 @@
 
 #pragma once
 
+#include "server/clientidentification.h"
+#include "server/peer.h"
 #include "server/serverglobal.h"
+#include "server/statistics.h"
 
 #include <QtCore/QList>
 #include <QtCore/QObject>
@@ -30,14 +33,36 @@ class PELLIXCLIENT_SERVER_EXPORT WebSocketKeywordServer : public QObject
     Q_OBJECT
 
 public:
+    enum class Refusal {
+        BadRequest,
+        ForeignOrigin,
+        NoCredentials,
+        WrongCredentials,
+        TooManyAttempts,
+        TooManyClients
+    };
+    Q_ENUM(Refusal)
+
     explicit WebSocketKeywordServer(KeywordServer *server, QObject *parent = nullptr);
     ~WebSocketKeywordServer() override;
 
     bool setTls(const QSslCertificate &certificate, const QSslKey &key);
+    int certificateDays() const;
+    void setUnencryptedAllowed(bool allowed);
+    bool setIdentification(const ClientIdentification &identification);
+    ClientIdentification identification() const;
+    void endSessions(const QString &role);
     void setAllowedOrigins(const QStringList &origins);
     static bool isOrigin(const QString &text);
     std::chrono::milliseconds handshakeTimeout() const;
     void setHandshakeTimeout(std::chrono::milliseconds timeout);
+    int maximumClients() const;
+    void setMaximumClients(int clients);
+    int maximumHandshakes() const;
+    void setMaximumHandshakes(int handshakes);
+    int maximumAttempts() const;
+    void setMaximumAttempts(int attempts);
+
     bool listen(const QHostAddress &address = QHostAddress::LocalHost, quint16 port = 0);
     void close();
     QHostAddress address() const;
@@ -46,6 +71,10 @@ public:
     QList<QUrl> urls() const;
     QString errorString() const;
     int clientCount() const;
+    int handshakeCount() const;
+    quint64 refusedClients(Refusal reason) const;
+    quint64 droppedHandshakes() const;
+    Statistics statistics() const;
 
     void closeClients();
 
@@ -61,6 +90,7 @@ protected:
     KeywordServer *keywordServer() const;
     QList<QTcpSocket *> connections() const;
     QList<QWebSocket *> clients() const;
+    Peer peerOf(QWebSocket *client) const;
     void abortClients();
 
 private:

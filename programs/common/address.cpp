@@ -59,6 +59,18 @@ QString withoutSecretFields(const QString &text)
     return shown += QStringView(text).mid(from);
 }
 
+// Servers take a token as /t/TOKEN where clients cannot send headers.
+QString withoutPathToken(const QString &text)
+{
+    static const QRegularExpression token(
+        QStringLiteral("^(?:[A-Za-z][A-Za-z0-9+.-]*://)?[^/?#]+/t/([^?#]+)"));
+    const QRegularExpressionMatch match = token.match(text);
+    // In a message, something may follow one that is hidden already.
+    if (!match.hasMatch() || match.capturedView(1).startsWith(mask))
+        return text;
+    return text.left(match.capturedStart(1)) + mask + text.mid(match.capturedEnd(1));
+}
+
 } // namespace
 
 QString addressProblem(const QString &text)
@@ -76,7 +88,7 @@ QString addressProblem(const QString &text)
 
 QString shownAddress(const QString &text)
 {
-    return withoutSecretFields(withoutPassword(text));
+    return withoutSecretFields(withoutPathToken(withoutPassword(text)));
 }
 
 QString withoutSecrets(const QString &message)

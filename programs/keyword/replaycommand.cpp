@@ -91,6 +91,11 @@ void ReplayCommand::start()
         return;
     }
     declareAll();
+    // A server to develop against: wherever it listens, everybody may do all.
+    ClientIdentification everybody;
+    everybody.role = ClientIdentification::fullRights;
+    socketServer.setIdentification(everybody);
+    socketServer.setUnencryptedAllowed(true);
     socketServer.setAllowedOrigins(settings.allowedOrigins);
     if (!socketServer.listen(settings.listenAddress, settings.port)) {
         complain(QStringLiteral("cannot listen on %1 port %2: %3")

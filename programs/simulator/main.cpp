@@ -170,6 +170,11 @@ int main(int argc, char **argv)
                                  socketServer.errorString()));
         }
     }
+    // A server to develop against: wherever it listens, everybody may do all.
+    ClientIdentification everybody;
+    everybody.role = ClientIdentification::fullRights;
+    socketServer.setIdentification(everybody);
+    socketServer.setUnencryptedAllowed(true);
     socketServer.setAllowedOrigins(parser.values(originOption));
     if (!socketServer.listen(address, port)) {
         return fail(QStringLiteral("cannot listen on %1 port %2: %3")

@@ -36,10 +36,10 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// A bare WebSocket client.
-struct Client
+// A WebSocket client without a library.
+struct BareClient
 {
-    explicit Client(const FaultyWebSocketServer &server)
+    explicit BareClient(const FaultyWebSocketServer &server)
     {
         QObject::connect(&socket, &QWebSocket::textMessageReceived, &socket,
                          [this](const QString &text) { texts << text; });
@@ -168,7 +168,7 @@ void tst_WebSocketKeywordServer::listen_reportsAPortThatIsTaken()
 
 void tst_WebSocketKeywordServer::clients_areServedSideBySide()
 {
-    Client first(*server), second(*server);
+    BareClient first(*server), second(*server);
     QTRY_VERIFY(first.connected() && second.connected());
     QTRY_COMPARE(server->clientCount(), 2);
     QCOMPARE(keywords->sessionCount(), 2);
@@ -186,7 +186,7 @@ void tst_WebSocketKeywordServer::clients_areServedSideBySide()
 void tst_WebSocketKeywordServer::leavingClient_endsItsSession()
 {
     QSignalSpy counts(server.get(), &FaultyWebSocketServer::clientCountChanged);
-    auto peer = std::make_unique<Client>(*server);
+    auto peer = std::make_unique<BareClient>(*server);
     QTRY_COMPARE(server->clientCount(), 1);
     peer.reset();
     QTRY_COMPARE(server->clientCount(), 0);
@@ -196,7 +196,7 @@ void tst_WebSocketKeywordServer::leavingClient_endsItsSession()
 
 void tst_WebSocketKeywordServer::close_dropsTheClients()
 {
-    Client peer(*server);
+    BareClient peer(*server);
     QTRY_COMPARE(server->clientCount(), 1);
     server->close();
     QCOMPARE(server->port(), quint16(0));
@@ -206,7 +206,7 @@ void tst_WebSocketKeywordServer::close_dropsTheClients()
 
 void tst_WebSocketKeywordServer::silent_neitherAnswersNorPongs()
 {
-    Client silent(*server);
+    BareClient silent(*server);
     QTRY_VERIFY(silent.connected());
     QTRY_COMPARE(server->clientCount(), 1);
     QSignalSpy pongs(&silent.socket, &QWebSocket::pong);
@@ -217,11 +217,11 @@ void tst_WebSocketKeywordServer::silent_neitherAnswersNorPongs()
     silent.create("/p/a");
     silent.socket.ping();
     keywords->setValue(q("/p/a"), 5);
-    Client late(*server);
+    BareClient late(*server);
     // Another server on the same event loop answers meanwhile.
     FaultyWebSocketServer other(keywords.get());
     QVERIFY(other.listen());
-    Client witness(other);
+    BareClient witness(other);
     QTRY_VERIFY(witness.connected());
     for (int i = 1; i <= 20; ++i) {
         witness.create("/p/b");
@@ -235,13 +235,13 @@ void tst_WebSocketKeywordServer::silent_neitherAnswersNorPongs()
 
 void tst_WebSocketKeywordServer::silent_endDropsThatWhichWentThroughIt()
 {
-    Client peer(*server);
+    BareClient peer(*server);
     QTRY_COMPARE(server->clientCount(), 1);
     server->setSilent(true);
     server->setSilent(false);
     QTRY_VERIFY(!peer.connected());
     QTRY_COMPARE(keywords->sessionCount(), 0);
-    Client next(*server);
+    BareClient next(*server);
     QTRY_VERIFY(next.connected());
     next.create("/p/a");
     QTRY_COMPARE(next.texts.size(), 1);
@@ -249,7 +249,7 @@ void tst_WebSocketKeywordServer::silent_endDropsThatWhichWentThroughIt()
 
 void tst_WebSocketKeywordServer::closeClients_closesWithTheHandshake()
 {
-    Client peer(*server);
+    BareClient peer(*server);
     QTRY_COMPARE(server->clientCount(), 1);
     QTRY_VERIFY(peer.connected());
     server->closeClients();
@@ -260,7 +260,7 @@ void tst_WebSocketKeywordServer::closeClients_closesWithTheHandshake()
 
 void tst_WebSocketKeywordServer::abortClients_dropsWithoutAWord()
 {
-    Client peer(*server);
+    BareClient peer(*server);
     QTRY_COMPARE(server->clientCount(), 1);
     QTRY_VERIFY(peer.connected());
     server->abortClients();
@@ -271,7 +271,7 @@ void tst_WebSocketKeywordServer::abortClients_dropsWithoutAWord()
 
 void tst_WebSocketKeywordServer::sendText_andBinaryReachTheClients()
 {
-    Client peer(*server);
+    BareClient peer(*server);
     QTRY_COMPARE(server->clientCount(), 1);
     server->sendText(q("gar{bage"));
     server->sendBinary(QByteArray("\0\1", 2));
@@ -282,7 +282,7 @@ void tst_WebSocketKeywordServer::sendText_andBinaryReachTheClients()
 
 void tst_WebSocketKeywordServer::answerDelay_delays()
 {
-    Client peer(*server);
+    BareClient peer(*server);
     QTRY_VERIFY(peer.connected());
     server->setAnswerDelay(200ms);
     QElapsedTimer elapsed;
@@ -294,7 +294,7 @@ void tst_WebSocketKeywordServer::answerDelay_delays()
 
 void tst_WebSocketKeywordServer::duplicateIndexItems_listsTwice()
 {
-    Client peer(*server);
+    BareClient peer(*server);
     QTRY_VERIFY(peer.connected());
     peer.index();
     QTRY_COMPARE(peer.texts.size(), 1);
@@ -307,7 +307,7 @@ void tst_WebSocketKeywordServer::duplicateIndexItems_listsTwice()
 
 void tst_WebSocketKeywordServer::wrongRequestIds_answersWithOthers()
 {
-    Client peer(*server);
+    BareClient peer(*server);
     QTRY_VERIFY(peer.connected());
     const auto answered = [&] {
         return peer.last().value(q("request")).toObject().value(q("uuid"));
@@ -324,7 +324,7 @@ void tst_WebSocketKeywordServer::wrongRequestIds_answersWithOthers()
 void tst_WebSocketKeywordServer::restart_startsEmptyOnTheSamePort()
 {
     const quint16 port = server->port();
-    Client peer(*server);
+    BareClient peer(*server);
     QTRY_COMPARE(server->clientCount(), 1);
     QSignalSpy restarted(server.get(), &FaultyWebSocketServer::restarted);
     QVERIFY(server->restart());
@@ -332,7 +332,7 @@ void tst_WebSocketKeywordServer::restart_startsEmptyOnTheSamePort()
     QCOMPARE(server->port(), port);
     QCOMPARE(keywords->keywordCount(), 0);
     QTRY_VERIFY(!peer.connected());
-    Client next(*server);
+    BareClient next(*server);
     QTRY_VERIFY(next.connected());
 }
 
@@ -387,11 +387,11 @@ void tst_WebSocketKeywordServer::libraryClient_comesBackFromEachFault()
 
 void tst_WebSocketKeywordServer::keywordServerFirst_clientsAreRefused()
 {
-    Client peer(*server);
+    BareClient peer(*server);
     QTRY_COMPARE(server->clientCount(), 1);
     keywords.reset();
     peer.create("/p/a");
-    Client late(*server);
+    BareClient late(*server);
     QTRY_COMPARE(late.socket.state(), QAbstractSocket::UnconnectedState);
     QVERIFY(peer.texts.isEmpty());
 }
@@ -663,7 +663,7 @@ void tst_WebSocketKeywordServer::slowReader_hasItsCommandsWait()
         commands += updateOf(i, padding);
 
     slow.send(commands);
-    Client witness(*server);
+    BareClient witness(*server);
     for (int i = 1; i <= 20; ++i) { // meanwhile
         QTRY_VERIFY(witness.connected());
         witness.create("/p/b");
@@ -685,7 +685,7 @@ void tst_WebSocketKeywordServer::slowReader_hasItsCommandsTakenWhenItGoes()
     server->sendBinary(QByteArray(24 * mebibyte, 'x'));
     slow.send(updateOf(77));
     QTRY_COMPARE(slow.socket.bytesToWrite(), qint64(0));
-    Client witness(*server);
+    BareClient witness(*server);
     QTRY_COMPARE(server->clientCount(), 2);
     QCOMPARE(keywords->value(q("/p/a")).toInt(), 1);
     witness.socket.abort();
@@ -975,6 +975,10 @@ void tst_WebSocketKeywordServer::urls_areThoseThatReachIt()
         if ((isLong ? is6 && !own.isLinkLocal() : is4) && !hosts.contains(own.toString()))
             hosts << own.toString();
     }
+    ClientIdentification everybody;
+    everybody.role = ClientIdentification::fullRights;
+    QVERIFY(server->setIdentification(everybody));
+    server->setUnencryptedAllowed(true);
     if (!server->listen(address) && first == q("::1"))
         return; // a machine without IPv6
     QVERIFY(server->port() != 0);
@@ -989,7 +993,7 @@ void tst_WebSocketKeywordServer::urls_areThoseThatReachIt()
     found.sort();
     hosts.sort();
     QCOMPARE(found, hosts);
-    Client peer(*server);
+    BareClient peer(*server);
     QTRY_VERIFY(peer.connected());
 }
 

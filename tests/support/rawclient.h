@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QtCore/QUrl>
+#include <QtNetwork/QSslConfiguration>
 #include <QtNetwork/QSslSocket>
 #include <QtTest/QTest>
 
@@ -12,9 +13,12 @@
 class RawClient : public QObject
 {
 public:
-    explicit RawClient(const QUrl &url, bool encrypted = false)
+    explicit RawClient(const QUrl &url, bool encrypted = false,
+                       const QSslConfiguration &configuration = QSslConfiguration())
     {
         connect(&socket, &QSslSocket::readyRead, this, &RawClient::read);
+        if (!configuration.isNull())
+            socket.setSslConfiguration(configuration);
         socket.setPeerVerifyMode(QSslSocket::VerifyNone);
         if (encrypted)
             socket.connectToHostEncrypted(url.host(), quint16(url.port()));
@@ -42,14 +46,21 @@ public:
         return frame + QByteArray(4, '\0') + payload;
     }
 
-    // Whether it became a WebSocket; the answer to the request is taken from what is received.
-    bool open()
+    // The status of the answer to a request, such as 401; empty if there is none.
+    QByteArray statusOf(const QByteArray &request)
     {
-        send(request());
-        const bool answered = QTest::qWaitFor([this] { return received.contains("\r\n\r\n"); });
-        const bool opened = received.startsWith("HTTP/1.1 101 ");
+        send(request);
+        const bool answered =
+            QTest::qWaitFor([this] { return received.contains("\r\n\r\n"); }, 30000);
+        return answered ? received.mid(9, 3) : QByteArray();
+    }
+
+    // Whether it became a WebSocket; the answer to the request is taken from what is received.
+    bool open(const QByteArray &moreHeaders = {})
+    {
+        const QByteArray status = statusOf(request(moreHeaders));
         received.remove(0, received.indexOf("\r\n\r\n") + 4);
-        return answered && opened;
+        return status == "101";
     }
 
     void send(const QByteArray &data) { socket.write(data); }
