@@ -12,6 +12,7 @@
 #include <QtCore/QHash>
 #include <QtCore/QJsonObject>
 #include <QtCore/QPointer>
+#include <QtCore/QSet>
 #include <QtCore/QTimer>
 
 #include <array>
@@ -23,6 +24,8 @@ class QIODevice;
 QT_END_NAMESPACE
 
 namespace pellix::server {
+
+class ObjectKeywords;
 
 // A client's write that its handler has not decided yet.
 struct PendingWrite
@@ -59,7 +62,10 @@ public:
     void labelChanged(const QString &path);
     void tell(Node *node);
     void tell(Aggregate &aggregate);
-    enum class Place { Any, Last };
+    enum class Place {
+        Any,
+        Last
+    };
     void enqueue(Watch *watch, Place place = Place::Any);
     void enqueueAnswer(SessionState *session, const QByteArray &answer);
     void enqueueRefusal(SessionState *session, const QString &keyword);
@@ -92,6 +98,11 @@ public:
     void forget(quint64 id);
     void expireWrites();
 
+    // Objects that are served
+    bool isNew(const QByteArray &reported);
+    bool hasRoomFor(const QString &level, const QStringList &paths) const;
+    void start(const QString &level, std::unique_ptr<ObjectKeywords> keywords);
+
     KeywordServer *const q;
     KeywordTree tree;
     QHash<KeywordSession *, SessionState *> sessions;
@@ -118,6 +129,9 @@ public:
         Message message {QByteArray()};
     };
     std::array<Encoded, 256> encoded;
+
+    QSet<QByteArray> reportedProperties; // that messages have been logged about
+    std::map<QString, std::unique_ptr<ObjectKeywords>> served; // by their level; go first
 };
 
 } // namespace pellix::server
