@@ -372,6 +372,16 @@ Q_SIGNALS:
     void changed();
 };
 
+// Has a property of its base anew.
+class Shadow : public Base
+{
+    Q_OBJECT
+    Q_PROPERTY(QString base READ text CONSTANT)
+
+public:
+    QString text() const { return q("anew"); }
+};
+
 class Pipe : public QObject
 {
     Q_OBJECT
@@ -507,6 +517,11 @@ void tst_Serve::serve_takesBasesAndTheLastOfEachName()
     QCOMPARE(server->keywordCount(), 2);
     QCOMPARE(server->value(q("/d/base")), QVariant(1));
     QCOMPARE(server->value(q("/d/text")), QVariant(q("derived")));
+
+    Shadow shadow;
+    QVERIFY(server->serve(&shadow, q("/s")));
+    shadow.setBase(5);
+    QCOMPARE(server->value(q("/s/base")), QVariant(q("anew")));
 }
 
 void tst_Serve::serve_leavesObjectNameOutUnlessAsked()
