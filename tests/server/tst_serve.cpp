@@ -118,24 +118,24 @@ public:
     friend bool operator!=(const Size &a, const Size &b) { return !(a == b); }
 };
 
-struct Part
+struct Component
 {
     Q_GADGET
     Q_PROPERTY(QString name MEMBER name)
     Q_PROPERTY(Size size MEMBER size)
     Q_PROPERTY(QObject *owner MEMBER owner)
-    Q_PROPERTY(QList<Part> parts READ parts WRITE setParts)
+    Q_PROPERTY(QList<Component> parts READ parts WRITE setParts)
 
 public:
-    QList<Part> parts() const { return children; }
-    void setParts(const QList<Part> &parts) { children = parts; }
+    QList<Component> parts() const { return children; }
+    void setParts(const QList<Component> &parts) { children = parts; }
 
     QString name;
     Size size;
     QObject *owner = nullptr;
-    QList<Part> children;
+    QList<Component> children;
 };
-Q_DECLARE_METATYPE(Part)
+Q_DECLARE_METATYPE(Component)
 
 // One property of each type.
 class Values : public QObject
@@ -221,7 +221,7 @@ public:
     QUuid id = QUuid(q("{00000001-0002-0003-0405-060708090a0b}"));
     QDate date = QDate(2026, 2, 3);
     QTime time = QTime(4, 5, 6, 70);
-    QDateTime moment = QDateTime(QDate(2026, 2, 3), QTime(4, 5, 6, 70), Qt::OffsetFromUTC, 7200);
+    QDateTime moment = QDateTime(QDate(2026, 2, 3), QTime(4, 5, 6, 70), QTimeZone(7200));
     Mode mode = Manual;
     Options options = Options(Valve | Heater);
     Nameless nameless = Nameless::One;
@@ -324,7 +324,7 @@ private:
     std::unique_ptr<QString> owned = std::make_unique<QString>(q("derived"));
 };
 
-inline bool operator!=(const Part &a, const Part &b)
+inline bool operator!=(const Component &a, const Component &b)
 {
     return a.name != b.name;
 }
@@ -361,12 +361,12 @@ class Lossy : public QObject
     Q_OBJECT
     Q_PROPERTY(QObject *pointer MEMBER pointer NOTIFY changed)
     Q_PROPERTY(QList<QObject *> pointers MEMBER pointers NOTIFY changed)
-    Q_PROPERTY(Part part MEMBER part NOTIFY changed)
+    Q_PROPERTY(Component part MEMBER part NOTIFY changed)
 
 public:
     QObject *pointer = nullptr;
     QList<QObject *> pointers;
-    Part part;
+    Component part;
 
 Q_SIGNALS:
     void changed();
@@ -450,6 +450,8 @@ private Q_SLOTS:
     void hostile_duringAWrite();
     void hostile_inTheGetterWhileServed_data();
     void hostile_inTheGetterWhileServed();
+    void hostile_inTheGetterLater_data();
+    void hostile_inTheGetterLater();
     void hostile_whilePolled_data();
     void hostile_whilePolled();
     void hostile_whileBound_data();
@@ -692,7 +694,7 @@ void tst_Serve::values_data()
     row("no date", "date", QDate(), "null");
     row("no time", "time", QTime(), "null");
     row("no date and time", "moment", QDateTime(), "null");
-    row("UTC", "moment", QDateTime(QDate(2026, 2, 3), QTime(4, 5), Qt::UTC),
+    row("UTC", "moment", QDateTime(QDate(2026, 2, 3), QTime(4, 5), QTimeZone::utc()),
         "\"2026-02-03T04:05:00.000Z\"");
     row("time zone", "moment", QDateTime(QDate(2026, 2, 3), QTime(4, 5), QTimeZone(-3600)),
         "\"2026-02-03T04:05:00.000-01:00\"");
@@ -898,7 +900,7 @@ void tst_Serve::missingTypes_areReportedOnce()
              q("warning: cannot serve Lossy::pointer: a keyword cannot carry the type QObject*\n"
                "warning: cannot serve Lossy::pointers: a keyword cannot carry the type "
                "QList<QObject*>\n"
-               "warning: cannot serve Part::owner: a keyword cannot carry the type QObject*"));
+               "warning: cannot serve Component::owner: a keyword cannot carry the type QObject*"));
     QVERIFY(!server->contains(q("/o/pointer")));
     QCOMPARE(json(QJsonValue::fromVariant(server->value(q("/o/part")))),
              QByteArray("{\"name\":\"\",\"parts\":[],\"size\":{\"area\":3,\"height\":2,"
@@ -1360,6 +1362,46 @@ void tst_Serve::hostile_inTheGetterWhileServed()
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("a getter has destroyed it")));
     QCOMPARE(server->serve(tank, q("/t")), served);
     QCOMPARE(server && server->contains(q("/t/serial")), served);
+}
+
+void tst_Serve::hostile_inTheGetterLater_data()
+{
+    QTest::addColumn<QString>("what");
+    QTest::addColumn<bool>("byWrite");
+    QTest::addColumn<QString>("answer");
+    const std::pair<const char *, const char *> rows[] = {
+        {"object", "/t/level=95 --ce"},  {"server", ""},  {"serving", "/t/level=null --ce"},
+        {"replaced", "/t/level=6 coce"}, {"cleared", ""}, {"all", ""}};
+    for (const auto &[what, answer] : rows) {
+        QTest::addRow("%s when it changes", what) << q(what) << false << QString();
+        QTest::addRow("%s after a write", what) << q(what) << true << q(answer);
+    }
+}
+
+void tst_Serve::hostile_inTheGetterLater()
+{
+    QFETCH(QString, what);
+    QFETCH(bool, byWrite);
+    QFETCH(QString, answer);
+    auto *const tank = new Tank;
+    victim = tank;
+    QVERIFY(server->serve(tank, q("/t")));
+    bool isDone = false;
+    const auto act = [&] {
+        if (!std::exchange(isDone, true))
+            destroy(what);
+    };
+    Client client(server.get());
+    if (byWrite) {
+        tank->onWrite = [&] { tank->onRead = act; }; // from now on: the setter has returned
+        client.update("/t/level", "95");
+    } else {
+        tank->onRead = act;
+        tank->setLevel(95);
+    }
+    QVERIFY(isDone);
+    QCOMPARE(client.taken(), answer);
+    QCOMPARE(victim.isNull(), what == q("object") || what == q("all"));
 }
 
 void tst_Serve::hostile_whilePolled_data()
