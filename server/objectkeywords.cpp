@@ -259,7 +259,7 @@ void ObjectKeywords::show(int number, const QVariant &value)
     if (!node || !node->declared)
         return;
     const Type type = property.isDynamic && value.isValid() ? keywordTypeOf(value) : node->type;
-    if (value == node->value && type == node->type)
+    if ((value == node->value && type == node->type) || (value.isValid() && !fits(value, type)))
         return;
     node->type = type;
     node->value = value;

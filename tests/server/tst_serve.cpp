@@ -442,6 +442,7 @@ private Q_SLOTS:
     void serve_replacesAnObjectThatIsAlive();
     void stopServing_removesTheKeywords();
     void clear_endsServing();
+    void keyword_declaredAnewKeepsItsType();
     void server_goesBeforeItsObjects();
     void baseDestructor_doesNotReadWhatIsGone();
     void hostile_objectGoes_data();
@@ -1241,6 +1242,20 @@ void tst_Serve::clear_endsServing()
     tank.setLevel(50);
     QCOMPARE(server->value(q("/t/level")), QVariant(1.0));
     QVERIFY(!server->stopServing(q("/t")));
+}
+
+// By the program itself, in spite of the object.
+void tst_Serve::keyword_declaredAnewKeepsItsType()
+{
+    Tank tank;
+    QVERIFY(server->serve(&tank, q("/t")));
+    KeywordServer::Keyword own;
+    own.path = q("/t/level");
+    own.type = q("string");
+    own.value = q("full");
+    QVERIFY(server->declare(own));
+    tank.setLevel(50);
+    QCOMPARE(server->value(q("/t/level")), QVariant(q("full")));
 }
 
 void tst_Serve::server_goesBeforeItsObjects()
