@@ -6,6 +6,7 @@
 #include "server/eventtext_p.h"
 #include "server/keywordserver_p.h"
 #include "server/keywordsession.h"
+#include "server/objectkeywords_p.h"
 
 #include <QtCore/QIODevice>
 #include <QtCore/QSet>
@@ -730,10 +731,12 @@ bool KeywordServer::remove(const QString &path)
 
 /*!
     Forgets all keywords, labels and subscriptions, as a restart would. Sessions stay open and are
-    not told. Writes that are not decided yet are forgotten, too. Roles stay.
+    not told. Writes that are not decided yet are forgotten, too. Objects are served no more. Roles
+    stay.
 */
 void KeywordServer::clear()
 {
+    d->served.clear();
     for (SessionState *const session : std::as_const(d->sessions)) {
         session->clearWaiting();
         qDeleteAll(session->watches);

@@ -6,6 +6,7 @@
 #include "server/limits.h"
 #include "server/peer.h"
 #include "server/role.h"
+#include "server/serveoptions.h"
 #include "server/serverglobal.h"
 #include "server/statistics.h"
 #include "server/writerequest.h"
@@ -70,6 +71,9 @@ public:
     void setWriteCheck(const QString &path, const WriteCheck &check);
     void setAuditDevice(QIODevice *device);
 
+    bool serve(QObject *object, const QString &path, const ServeOptions &options = {});
+    bool stopServing(const QString &path);
+
     bool setRole(const Role &role);
     bool removeRole(const QString &name);
     QStringList roles() const;
@@ -88,6 +92,7 @@ Q_SIGNALS:
 
 private:
     friend class KeywordSession;
+    friend class ObjectKeywords;
     friend class WebSocketKeywordServer;
     friend class WriteRequest;
     class Private;

@@ -13,6 +13,7 @@
 #include <QtCore/QHash>
 #include <QtCore/QJsonObject>
 #include <QtCore/QPointer>
+#include <QtCore/QSet>
 #include <QtCore/QTimer>
 
 #include <array>
@@ -24,6 +25,8 @@ class QIODevice;
 QT_END_NAMESPACE
 
 namespace pellix::server {
+
+class ObjectKeywords;
 
 // A client's write that its handler has not decided yet.
 struct PendingWrite
@@ -97,6 +100,11 @@ public:
     void forget(quint64 id);
     void expireWrites();
 
+    // Objects that are served
+    bool isNew(const QByteArray &reported);
+    bool hasRoomFor(const QString &level, const QStringList &paths) const;
+    void start(const QString &level, std::unique_ptr<ObjectKeywords> keywords);
+
     KeywordServer *const q;
     KeywordTree tree;
     QHash<KeywordSession *, SessionState *> sessions;
@@ -124,6 +132,9 @@ public:
         Message message {QByteArray()};
     };
     std::array<Encoded, 256> encoded;
+
+    QSet<QByteArray> reportedProperties; // that messages have been logged about
+    std::map<QString, std::unique_ptr<ObjectKeywords>> served; // by their level; go first
 };
 
 } // namespace pellix::server

@@ -16,6 +16,7 @@
 #include <QtCore/QJsonObject>
 #include <QtCore/QProcess>
 #include <QtCore/QRegularExpression>
+#include <QtCore/QScopeGuard>
 #include <QtQml/QQmlApplicationEngine>
 #include <QtQml/QQmlComponent>
 #include <QtQml/QQmlContext>
@@ -96,6 +97,8 @@ private Q_SLOTS:
 
     void firstScreen_showsTheLevelAndMovesTheSetpoint();
     void firstScreen_runsAsAProgram();
+    void serving_clientsFollowAndWriteTheTank();
+    void serving_refusesWhatIsNoPort();
     void stateFrame_names_data();
     void stateFrame_names();
     void stateFrame_withoutALink_isNotConnected();
@@ -211,6 +214,48 @@ void tst_Guides::firstScreen_runsAsAProgram()
     QVERIFY(program.state() == QProcess::NotRunning || program.waitForFinished());
 }
 
+void tst_Guides::serving_clientsFollowAndWriteTheTank()
+{
+    QProcess program;
+    const auto end = qScopeGuard([&program] {
+        program.kill();
+        program.waitForFinished();
+    });
+    program.setProcessChannelMode(QProcess::MergedChannels);
+    program.start(q(SERVE_TANK), {q("0")});
+    QTRY_VERIFY_WITH_TIMEOUT(program.canReadLine(), 20000);
+    const QString said = QString::fromUtf8(program.readLine()).trimmed();
+    QVERIFY2(said.startsWith(q("serving at ws://127.0.0.1:")), qPrintable(said));
+    PWebSocketKeywordClient socket;
+    socket.setUrls({said.section(QLatin1Char(' '), -1)});
+    PKeywordProxy level, setpoint, mode;
+    for (const auto &[proxy, name] :
+         {std::pair(&level, "level"), std::pair(&setpoint, "setpoint"), std::pair(&mode, "mode")}) {
+        proxy->setKeyword(q("/plant/tank1/") + q(name));
+        proxy->setClient(&socket);
+    }
+    QTRY_COMPARE(level.value(), QVariant(40));
+    QTRY_COMPARE(mode.value(), QVariant(q("Automatic")));
+
+    QVERIFY(setpoint.update(250));
+    QTRY_COMPARE(setpoint.value(), QVariant(100));
+    QTRY_VERIFY(level.value().toDouble() > 41);
+    QVERIFY(mode.update(q("Manual")));
+    QTRY_COMPARE(mode.value(), QVariant(q("Manual")));
+    QVERIFY(level.update(7));
+    QTRY_VERIFY(level.error());
+}
+
+void tst_Guides::serving_refusesWhatIsNoPort()
+{
+    QProcess program;
+    program.setProcessChannelMode(QProcess::MergedChannels);
+    program.start(q(SERVE_TANK), {q("tank")});
+    QVERIFY(program.waitForFinished());
+    QCOMPARE(program.exitCode(), 1);
+    QCOMPARE(program.readAll().trimmed(), QByteArray("cannot listen on port tank: no port number"));
+}
+
 void tst_Guides::stateFrame_names_data()
 {
     QTest::addColumn<bool>("connected");
@@ -323,7 +368,7 @@ void tst_Guides::setpoint_isTakenAfterAnEarlierOneWasRefused()
     QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
     QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
     server->setWriteCheck(q("/plant/tank1/setpoint"),
-                            [](const QVariant &value) { return value.toDouble() <= 80; });
+                          [](const QVariant &value) { return value.toDouble() <= 80; });
     QVERIFY(send(90));
     QVERIFY(send(75));
     QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 75 taken"));
