@@ -23,6 +23,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr qint64 greatestBacklog = qint64(16) * 1024 * 1024; // bytes, either way
+constexpr qint64 readAhead = qint64(2) * 1024 * 1024; // bytes of commands that may wait to be taken
 constexpr auto commandPause = 20ms;
 constexpr int burstSeconds = 2; // worth of commands that may come at once
 
@@ -166,7 +167,8 @@ void ClientSocket::giveUp(const QString &why)
     QMetaObject::invokeMethod(
         this,
         [this, why] {
-            if (socket->state() == QAbstractSocket::ConnectedState)
+            // One that is closing may wait for ever: its closing frame is not read, either.
+            if (socket->state() != QAbstractSocket::UnconnectedState)
                 Q_EMIT stalled(why);
         },
         Qt::QueuedConnection);
@@ -217,10 +219,10 @@ void ClientSocket::takeCommands()
     if (!guard)
         return;
     taking = false;
-    // A WebSocket cannot be told to wait, but it finds no whole frame in one byte. Under TLS, it
-    // would go on byte by byte.
+    // A WebSocket cannot be told to wait, but it finds no whole frame in one byte, and gives up
+    // after five seconds of that: this is for floods. Under TLS, it would go on byte by byte.
     if (connection && !qobject_cast<QSslSocket *>(connection.data()))
-        connection->setReadBufferSize(commands.isEmpty() ? 0 : 1);
+        connection->setReadBufferSize(commandBytes > readAhead ? 1 : 0);
 }
 
 // Their answers have nowhere to go, but what they write counts.

@@ -110,7 +110,6 @@ private Q_SLOTS:
     void replay_beginsAgain();
     void replay_staysUntilInterrupted();
     void replay_servesThePagesThatItIsToldTo();
-    void replay_dropsAClientThatDoesNotRead();
     void replay_tellsWhereItIsReachable();
     void replay_fails_data();
     void replay_fails();
@@ -558,32 +557,6 @@ void tst_KeywordToolRecording::replay_servesThePagesThatItIsToldTo()
     QVERIFY(replay.tool.complained(q("its origin \"http://evil.example\" is not allowed\n")));
     QVERIFY2(replay.tool.errors().startsWith(q("keyword: refused 127.0.0.1:")),
              qPrintable(replay.tool.errors()));
-}
-
-void tst_KeywordToolRecording::replay_dropsAClientThatDoesNotRead()
-{
-    const Bench bench;
-    const QString file = bench.file("run.jsonl");
-    QByteArray recording = heading;
-    const QByteArray text(10000, 'x');
-    for (int i = 0; i < 100; ++i)
-        recording += eventLine("0.1", "/a", "string", '"' + text + QByteArray::number(i) + '"');
-    writeFile(file, recording);
-    Replay replay({q("replay"), file, q("--loop"), q("--speed"), q("max")});
-    RawClient stalled(QUrl(replay.url()));
-    QVERIFY(stalled.open());
-    stalled.setReading(0);
-
-    stalled.send(RawClient::frame(1, R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"/a"}})"));
-
-    QVERIFY(replay.tool.complained(q(" bytes wait for it\n")));
-    const QRegularExpression expected(q("^keyword: dropped 127\\.0\\.0\\.1:\\d+: it does not read, "
-                                        "and (\\d+) bytes wait for it\n$"));
-    const QRegularExpressionMatch match = expected.match(replay.tool.errors());
-    QVERIFY2(match.hasMatch(), qPrintable(replay.tool.errors()));
-    QVERIFY2(match.captured(1).toInt() < 17 << 20, qPrintable(match.captured(1)));
-    RawClient next(QUrl(replay.url()));
-    QVERIFY(next.open());
 }
 
 void tst_KeywordToolRecording::replay_tellsWhereItIsReachable()

@@ -76,7 +76,6 @@ private Q_SLOTS:
     void tellsWhereItIsReachable_data();
     void tellsWhereItIsReachable();
     void servesThePagesThatItIsToldTo();
-    void dropsAClientThatDoesNotRead();
     void takesACertificateWithItsKeyAlone_data();
     void takesACertificateWithItsKeyAlone();
     void manualPageAndHelp_nameTheSameOptions();
@@ -227,38 +226,6 @@ void tst_SimulatorProgram::servesThePagesThatItIsToldTo()
                  .match(said)
                  .hasMatch(),
              qPrintable(said));
-}
-
-void tst_SimulatorProgram::dropsAClientThatDoesNotRead()
-{
-    QTemporaryDir folder;
-    QFile scene(folder.filePath(q("fast.json")));
-    QVERIFY(scene.open(QIODevice::WriteOnly));
-    scene.write(R"({"rate": 1000, "generate": {"count": 500,
-                    "animator": {"kind": "ramp", "period": 1}}})");
-    scene.close();
-    Program program({q("--scene"), scene.fileName()});
-    RawClient stalled((QUrl(program.url)));
-    QVERIFY(stalled.open());
-    stalled.setReading(0);
-    for (int i = 0; i < 500; ++i) {
-        const QString keyword = q("/load/group%1/value%2").arg(i / 100).arg(i % 100);
-        stalled.send(RawClient::frame(
-            1,
-            q(R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"%1"}})").arg(keyword).toUtf8()));
-    }
-
-    QTRY_VERIFY_WITH_TIMEOUT(program.complaints().contains(q("dropped")), 120000);
-
-    const QRegularExpressionMatch match =
-        QRegularExpression(q("^keyword-simulator: dropped 127\\.0\\.0\\.1:\\d+: it does not read, "
-                             "and (\\d+) bytes wait for it\n$"))
-            .match(program.complaints());
-    QVERIFY2(match.hasMatch(), qPrintable(program.complaints()));
-    const int waiting = match.captured(1).toInt();
-    QVERIFY2(waiting > 16 << 20 && waiting < 17 << 20, qPrintable(match.captured(1)));
-    RawClient next((QUrl(program.url)));
-    QVERIFY(next.open());
 }
 
 void tst_SimulatorProgram::takesACertificateWithItsKeyAlone_data()
