@@ -134,7 +134,7 @@ public:
     std::array<Encoded, 256> encoded;
 
     QSet<QByteArray> reportedProperties; // that messages have been logged about
-    std::map<QString, std::unique_ptr<ObjectKeywords>> served; // by their level; go first
+    std::map<QString, std::unique_ptr<ObjectKeywords>> served; // by their level; destroyed first
 };
 
 } // namespace pellix::server

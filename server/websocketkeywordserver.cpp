@@ -387,7 +387,7 @@ void WebSocketKeywordServer::Private::endSession(QWebSocket *socket)
                   QStringLiteral("access was taken away"));
 }
 
-// Ends all connections without a word, those that are not upgraded yet or silent included.
+// Aborts all connections, those that are not upgraded yet or silent included.
 void WebSocketKeywordServer::Private::dropAll()
 {
     const QList<ClientSocket *> dropped = std::exchange(clients, {});
@@ -452,7 +452,7 @@ void WebSocketKeywordServer::Private::tellClientCount()
 
     Certificate, tokens and roles can be replaced while it listens.
 
-    The keyword server is not owned; when it goes first, clients get no answers.
+    The keyword server is not owned, and may be destroyed first: clients get no answers then.
 */
 
 /*!
@@ -953,7 +953,7 @@ Peer WebSocketKeywordServer::peerOf(QWebSocket *client) const
 }
 
 /*!
-    Drops all connections without a word.
+    Aborts all connections.
 */
 void WebSocketKeywordServer::abortClients()
 {

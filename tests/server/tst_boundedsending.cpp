@@ -240,7 +240,7 @@ void tst_BoundedSending::total_isLimited()
     }
     for (int i = 0; i < 100; ++i) {
         setAll(keywords, ++round);
-        QTRY_COMPARE(reader.values[pathOf(keywords - 1)], round); // is served all the same
+        QTRY_COMPARE(reader.values[pathOf(keywords - 1)], round); // is still served
         QVERIFY(server->statistics().sendingBytes < 2 * 64 * 1024);
     }
     for (const auto &client : stalled)
