@@ -352,6 +352,15 @@ TestCase {
         return top.displayName + " at " + (list.contentY - top.y) + " of row " + list.indexAt(0, list.contentY);
     }
 
+    // Labels come one after the other, some of them later than the first rows are shown.
+    function hasAllLabels(): bool {
+        for (let i = 0; i < list.count; ++i) {
+            if (!String(list.model.data(list.model.index(i, 0), root.nameRole)).startsWith("Label"))
+                return false;
+        }
+        return true;
+    }
+
     function test_list_keepsItsPlaceThroughAReconnect_data() {
         return [
             { tag: "all", filter: "", count: 300 },
@@ -366,6 +375,7 @@ TestCase {
         view.open("/many");
         tryCompare(list, "count", 300);
         tryVerify(() => list.itemAtIndex(2) && list.itemAtIndex(2).displayName === "Label 2");
+        tryVerify(() => hasAllLabels());
         view.filter = row.filter;
         tryCompare(list, "count", row.count);
         list.contentY = list.originY + 50 * 30 + 11;
