@@ -24,7 +24,7 @@ namespace {
 // What a session has the server use, besides the texts.
 constexpr qint64 bytesOfWatch = 200;
 constexpr qint64 bytesOfNode = 300;
-constexpr qint64 bytesOfChild = 120;
+constexpr qint64 bytesOfChild = 420; // which may be a node of its own
 constexpr int greatestRefusedPaths = 1000;
 
 bool passesAccess(Access access, const QString &filter)
@@ -121,47 +121,57 @@ void KeywordServer::Private::create(SessionState *session, const QJsonObject &pa
     if (path.isEmpty())
         return;
     const QJsonArray children = payload.value(QLatin1String("children")).toArray();
+    QStringList paths;
+    qint64 aggregateBytes = 0;
+    for (const auto &child : children) {
+        paths.append(KeywordServer::normalizedPath(child.toString()));
+        aggregateBytes += bytesOfChild + bytesOf(paths.constLast());
+    }
+
+    Node *const known = tree.find(path);
+    const qint64 watchBytes =
+        watch ? 0 : bytesOfWatch + bytesOf(keyword) + (known ? 0 : bytesOfNode + bytesOf(path));
+    if (session->limited
+        && ((!watch && session->watches.size() >= limits.watchedKeywords)
+            || children.size() > limits.aggregatedKeywords
+            || session->bytes + watchBytes + aggregateBytes > limits.sessionBytes)) {
+        ++counts.refusedCreates;
+        if (watch)
+            enqueue(watch, Place::Last);
+        else
+            enqueueAnswer(session, eventText(keyword, Record()));
+        send(session);
+        return;
+    }
 
     if (!watch) {
-        Node *const known = tree.find(path);
-        const qint64 bytes = bytesOfWatch + bytesOf(keyword)
-            + (known ? 0 : bytesOfNode + bytesOf(path)) + children.size() * bytesOfChild;
-        if (session->limited
-            && (session->watches.size() >= limits.watchedKeywords
-                || session->bytes + bytes > limits.sessionBytes
-                || children.size() > limits.aggregatedKeywords)) {
-            ++counts.refusedCreates;
-            enqueueAnswer(session, eventText(keyword, Record()));
-            send(session);
-            return;
-        }
         Node *const node = known ? known : tree.ensure(path);
         if (!known)
             node->version = ++lastVersion;
         watch = new Watch {node, session, keyword == path ? node->path : keyword};
         watch->hidden = !session->mayRead(path);
+        watch->bytes = quint32(watchBytes);
         link(node, watch);
         session->watches.insert(watch->keyword, watch);
-        session->bytes += bytes;
+        session->bytes += watchBytes;
         ++counts.watchedKeywords;
         if (Aggregate *const aggregate = session->aggregates.value(path))
             ++aggregate->uses;
     }
-
-    if (!children.isEmpty() && !watch->showsKeyword()
-        && (!session->limited || children.size() <= limits.aggregatedKeywords)) {
-        QStringList paths;
-        for (const auto &child : children)
-            paths.append(KeywordServer::normalizedPath(child.toString()));
-        setAggregate(session, path, payload.value(QLatin1String("aggregation")).toString(), paths);
+    if (!paths.isEmpty() && !watch->showsKeyword()) {
+        setAggregate(session, path, payload.value(QLatin1String("aggregation")).toString(), paths,
+                     aggregateBytes);
     }
+    const QPointer<KeywordServer> server(q);
     enqueue(watch, Place::Last); // an answer to this command
     send(session);
-    Q_EMIT q->keywordRequested(path);
+    if (server)
+        Q_EMIT q->keywordRequested(path);
 }
 
 void KeywordServer::Private::setAggregate(SessionState *session, const QString &path,
-                                          const QString &mode, const QStringList &children)
+                                          const QString &mode, const QStringList &children,
+                                          qint64 bytes)
 {
     Aggregate *aggregate = session->aggregates.value(path);
     const bool isNew = !aggregate;
@@ -187,6 +197,8 @@ void KeywordServer::Private::setAggregate(SessionState *session, const QString &
     aggregate->path = path;
     aggregate->mode = mode;
     aggregate->children = nodes;
+    aggregate->bytes = bytes;
+    session->bytes += bytes;
     aggregate->uses = uses;
     session->aggregates.insert(path, aggregate);
     for (Node *const child : nodes) {
@@ -218,6 +230,7 @@ void KeywordServer::Private::setAggregate(SessionState *session, const QString &
 void KeywordServer::Private::endAggregate(Aggregate *aggregate)
 {
     aggregate->session->aggregates.remove(aggregate->path);
+    aggregate->session->bytes -= aggregate->bytes;
     for (Node *const child : aggregate->children) {
         if (!child)
             continue;
@@ -243,7 +256,7 @@ void KeywordServer::Private::removeWatch(Watch *watch)
 {
     SessionState *const session = watch->session;
     session->watches.remove(watch->keyword);
-    session->bytes -= bytesOfWatch + bytesOf(watch->keyword);
+    session->bytes -= watch->bytes;
     endWatch(watch);
     if (watch->queued) {
         watch->node = nullptr; // its place in the queue is left, and it goes with that
@@ -251,8 +264,6 @@ void KeywordServer::Private::removeWatch(Watch *watch)
     } else {
         delete watch;
     }
-    if (session->watches.isEmpty())
-        session->bytes = 0; // what its keywords took besides, too
 }
 
 // Its session does not know it any more, and soon its node does not either.

@@ -86,7 +86,7 @@ public:
     void join(SessionState *session);
     void leave(SessionState *session);
     void setAggregate(SessionState *session, const QString &path, const QString &mode,
-                      const QStringList &children);
+                      const QStringList &children, qint64 bytes);
     void endAggregate(Aggregate *aggregate);
     void updateRights(SessionState *session);
     void updateRightsOf(const QString &role);

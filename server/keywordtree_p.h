@@ -64,6 +64,7 @@ struct Watch
     QString keyword; // as the client spelt it
     Watch *next = nullptr; // of the node
     Watch *previous = nullptr; // of the first: the last
+    quint32 bytes = 0; // that it has its session use
     quint32 turn = 0; // which of its places in the session's queue counts
     bool queued = false;
     bool refusedBehind = false; // a refusal of this keyword waits behind it

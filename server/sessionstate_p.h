@@ -29,6 +29,7 @@ struct Aggregate
     std::vector<Node *> children;
     Record last; // as told
     quint64 version = 0;
+    qint64 bytes = 0; // that it has its session use
     int uses = 0; // spellings that the session watches it under
     bool computing = false; // breaks cycles of aggregates over each other
 };

@@ -326,10 +326,12 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
     KeywordSession *const session = server->openSession(judgement.peer, socket);
     client->setSession(session);
     session->d->state.receiver = [this, socket, client, session](const Message &message) {
-        const QPointer<ClientSocket> alive(client);
+        // A subclass may end the session while it delivers, and this function with it.
+        const QPointer<ClientSocket> aliveClient(client);
+        const QPointer<KeywordSession> aliveSession(session);
         q->deliver(socket, message.text());
-        if (alive && !client->hasRoom())
-            session->pause();
+        if (aliveClient && aliveSession && !aliveClient->hasRoom())
+            aliveSession->pause();
     };
     QObject::connect(client, &ClientSocket::drained, session, [session] {
         if (session->isPaused())

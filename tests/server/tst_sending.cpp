@@ -20,12 +20,16 @@ private Q_SLOTS:
     void paused_insideOfSending();
     void paused_costsTheSameForAnyNumberOfChanges();
     void paused_forgetsWhatIsLetGo();
+    void answered_mayEndAnything_data();
+    void answered_mayEndAnything();
     void resumed_mayEndAnything_data();
     void resumed_mayEndAnything();
     void setConnected_tellsOnlyThoseWhoWatch();
     void spellings_areAllTold();
     void limit_ofWatchedKeywords();
     void limit_ofMemory();
+    void limit_ofMemoryCountsAggregates();
+    void limit_ofMemoryCountsNothingThatWasLetGo();
     void limit_ofAggregatedKeywords();
     void limit_ofListedKeywords();
     void limit_ofKeywords();
@@ -158,6 +162,44 @@ void tst_Sending::paused_forgetsWhatIsLetGo()
     QCOMPARE(client.taken(), QString());
 }
 
+void tst_Sending::answered_mayEndAnything_data()
+{
+    QTest::addColumn<QString>("deleted");
+    QTest::addColumn<QByteArray>("command");
+    for (const char *deleted : {"session", "clear", "server"}) {
+        const auto row = [deleted](const char *name, const char *payload) {
+            QTest::addRow("%s %s", deleted, name)
+                << q(deleted)
+                << QByteArray(R"({"cmd":")") + name + R"(","payload":)" + payload + '}';
+        };
+        row("keyCreateOrUpdate", R"({"keyword":"/p/a"})");
+        row("keyCreateOrUpdate", R"({"keyword":"/x","children":["/p/a"],"aggregation":"sum"})");
+        row("keyUpdate", R"({"keyword":"/p/none","value":1})");
+        row("keyUpdate", R"({"keyword":"/p/b","value":9})");
+        row("keyIndex", R"({"factory":"p"})");
+    }
+}
+
+void tst_Sending::answered_mayEndAnything()
+{
+    QFETCH(QString, deleted);
+    QFETCH(QByteArray, command);
+    Client client(server.get());
+    client.create("/p/b");
+    int calls = 0;
+    connect(client.session.get(), &KeywordSession::send, this, [&] {
+        ++calls;
+        if (deleted == q("session"))
+            client.session.reset();
+        else if (deleted == q("clear"))
+            server->clear();
+        else
+            server.reset();
+    });
+    client.session->receive(command);
+    QCOMPARE(calls, 1);
+}
+
 void tst_Sending::resumed_mayEndAnything_data()
 {
     QTest::addColumn<QString>("deleted");
@@ -264,6 +306,53 @@ void tst_Sending::limit_ofMemory()
     QVERIFY(server->statistics().memoryBytes < 400 * 1024);
     client.session.reset();
     QVERIFY(server->statistics().memoryBytes < 10 * 1024);
+}
+
+// Also those of a keyword that is watched already, and the names of their children.
+void tst_Sending::limit_ofMemoryCountsAggregates()
+{
+    Limits limits = server->limits();
+    limits.sessionBytes = 200 * 1024;
+    server->setLimits(limits);
+    Client client(server.get(), "*");
+    for (int i = 0; i < 100; ++i)
+        client.create(qPrintable(q("/agg%1").arg(i)));
+    client.taken();
+    for (int i = 0; i < 100; ++i) {
+        QStringList children;
+        for (int child = 0; child < 100; ++child)
+            children << q("\"/child%1/%2\"")
+                            .arg(i)
+                            .arg(QString(100, QLatin1Char('x')) + QString::number(child));
+        client.command("keyCreateOrUpdate",
+                       qPrintable(q(R"({"keyword":"/agg%1","children":[%2],"aggregation":"sum"})")
+                                      .arg(i)
+                                      .arg(children.join(QLatin1Char(',')))));
+    }
+    QCOMPARE(client.seen.size(), 100); // each is answered
+    QVERIFY(server->statistics().refusedCreates > 90);
+    QVERIFY(server->statistics().memoryBytes < 600 * 1024);
+    client.session.reset();
+    QVERIFY(server->statistics().memoryBytes < 50 * 1024);
+}
+
+void tst_Sending::limit_ofMemoryCountsNothingThatWasLetGo()
+{
+    Limits limits = server->limits();
+    limits.sessionBytes = 20 * 1024;
+    server->setLimits(limits);
+    Client client(server.get(), "*");
+    client.create("/p/a"); // stays
+    for (int i = 0; i < 1000; ++i) {
+        client.create(qPrintable(q("/unknown/%1").arg(i)));
+        client.command("keyCreateOrUpdate",
+                       R"({"keyword":"/agg","children":["/p/a","/none"],"aggregation":"sum"})");
+        client.command("keyCreateOrUpdate",
+                       R"({"keyword":"/agg","children":["/p/b","/other"],"aggregation":"sum"})");
+        client.command("keyDestroy", qPrintable(q(R"({"keyword":"/unknown/%1"})").arg(i)));
+        client.command("keyDestroy", R"({"keyword":"/agg"})");
+    }
+    QCOMPARE(server->statistics().refusedCreates, quint64(0));
 }
 
 void tst_Sending::limit_ofAggregatedKeywords()
