@@ -26,3 +26,31 @@ function(pellix_compile_qml target)
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
     set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 endfunction()
+
+# pellix_add_qml_library(<target> <uri> [IMPORTS <modules>...] [QML_FILES <files>...]): the types of a library
+# are a QML module. Called when the target has all its sources.
+function(pellix_add_qml_library target uri)
+    cmake_parse_arguments(arg "" "" "IMPORTS;QML_FILES" ${ARGN})
+    string(REPLACE "." "/" folder "${uri}")
+    if(arg_QML_FILES)
+        pellix_flatten_qml(${arg_QML_FILES})
+    endif()
+    qt_add_qml_module(${target}
+        URI ${uri}
+        VERSION 1.0
+        RESOURCE_PREFIX /qt-project.org/imports # where every engine looks
+        OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/qml/${folder}"
+        IMPORT_PATH "${PROJECT_BINARY_DIR}/qml" ${PELLIXCLIENT_QML_IMPORT_PATH}
+        IMPORTS ${arg_IMPORTS}
+        DEPENDENCIES PellixClient.Keyword/1.0
+        QML_FILES ${arg_QML_FILES}
+    )
+    # The generated registration includes the headers by their bare names.
+    get_target_property(headers ${target} HEADER_SET)
+    list(TRANSFORM headers REPLACE "/[^/]*$" "")
+    list(REMOVE_DUPLICATES headers)
+    target_include_directories(${target} PRIVATE ${headers})
+    if(TARGET pellixclient-tooling-types)
+        add_dependencies(${target} pellixclient-tooling-types)
+    endif()
+endfunction()

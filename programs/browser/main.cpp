@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "client/inprocesskeywordclient.h"
+#include "extras/keywordextrasmodule.h"
 #include "module/pellixclientkeywordmodule.h"
 #include "programs/browser/preferences.h"
 #include "programs/browser/session.h"
@@ -203,6 +204,7 @@ int main(int argc, char *argv[])
     session.setAddresses(options->addresses);
 
     PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
+    pellix::extras::KeywordExtrasModule::registerTypes();
     QQmlApplicationEngine engine;
     if (!provideTheme(engine))
         return EXIT_FAILURE;

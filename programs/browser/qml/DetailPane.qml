@@ -7,6 +7,7 @@ import QtQuick.Layouts
 import KeywordBrowser
 import PellixClient.Control
 import PellixClient.Keyword 1.0
+import PellixClient.Keyword.Extras
 
 /* Everything about one keyword: its value, its state, its past, and writing it. */
 Pane {
@@ -64,7 +65,7 @@ Pane {
         client: root.session.client
         keyword: root.keyword
     }
-    KeywordWrite {
+    PKeywordWrite {
         id: writer
 
         client: root.session.client

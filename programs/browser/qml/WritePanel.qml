@@ -6,6 +6,7 @@ import QtQuick.Layouts
 import KeywordBrowser
 import PellixClient.Control
 import PellixClient.Keyword 1.0
+import PellixClient.Keyword.Extras
 
 /*
     Writes the keyword, absolutely and, where that makes sense, relatively, with what suits its type.
@@ -14,7 +15,7 @@ import PellixClient.Keyword 1.0
 ColumnLayout {
     id: root
 
-    required property KeywordWrite writer
+    required property PKeywordWrite writer
     required property int valueType
     required property var value
 
@@ -168,11 +169,11 @@ ColumnLayout {
             if (root.problem !== "")
                 return Theme.error;
             switch (root.writer.outcome) {
-            case KeywordWrite.Taken: return Theme.accent;
-            case KeywordWrite.Different: return Theme.warning;
-            case KeywordWrite.Refused:
-            case KeywordWrite.NoAnswer:
-            case KeywordWrite.NotSent: return Theme.error;
+            case PKeywordWrite.Taken: return Theme.accent;
+            case PKeywordWrite.Different: return Theme.warning;
+            case PKeywordWrite.Refused:
+            case PKeywordWrite.NoAnswer:
+            case PKeywordWrite.NotSent: return Theme.error;
             default: return Theme.textSecondary;
             }
         }
@@ -185,19 +186,19 @@ ColumnLayout {
                                          : Format.valueText(writer.sent);
             const received = Format.valueText(writer.received);
             switch (writer.outcome) {
-            case KeywordWrite.Waiting:
+            case PKeywordWrite.Waiting:
                 return qsTr("%1 sent, waiting for what comes back").arg(sent);
-            case KeywordWrite.Taken:
+            case PKeywordWrite.Taken:
                 return qsTr("%1 sent, %2 came back after %3 ms").arg(sent).arg(received).arg(writer.latency);
-            case KeywordWrite.Different:
+            case PKeywordWrite.Different:
                 return qsTr("%1 sent, but %2 came back after %3 ms").arg(sent).arg(received).arg(writer.latency);
-            case KeywordWrite.Refused:
+            case PKeywordWrite.Refused:
                 return qsTr("%1 sent, refused: %2 came back with an error after %3 ms").arg(sent).arg(received).arg(writer.latency);
-            case KeywordWrite.Unchanged:
+            case PKeywordWrite.Unchanged:
                 return qsTr("%1 sent, which is what it was already").arg(sent);
-            case KeywordWrite.NoAnswer:
+            case PKeywordWrite.NoAnswer:
                 return qsTr("%1 sent, nothing came back").arg(sent);
-            case KeywordWrite.NotSent:
+            case PKeywordWrite.NotSent:
                 return qsTr("%1 not sent: there is no connection").arg(sent);
             default:
                 return "";

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "client/inprocesskeywordclient.h"
+#include "extras/keywordextrasmodule.h"
 #include "module/pellixclientkeywordmodule.h"
 #include "programs/browser/preferences.h"
 #include "programs/browser/session.h"
@@ -144,6 +145,7 @@ public Q_SLOTS:
         QLoggingCategory::setFilterRules(
             QStringLiteral("pellixclient.keyword.websocketclient=false"));
         PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
+        pellix::extras::KeywordExtrasModule::registerTypes();
         bench = std::make_unique<Bench>();
     }
     void qmlEngineAvailable(QQmlEngine *engine)

@@ -3,12 +3,12 @@
 
 #include "client/inprocesskeywordclient.h"
 #include "client/websocketkeywordclient.h"
+#include "extras/writing/keywordwrite.h"
 #include "models/keywordquerymodel.h"
 #include "programs/browser/childcount.h"
 #include "programs/browser/childorder.h"
 #include "programs/browser/historyplot.h"
 #include "programs/browser/keywordhistory.h"
-#include "programs/browser/keywordwrite.h"
 #include "programs/browser/preferences.h"
 #include "programs/browser/quietsorting.h"
 #include "programs/browser/session.h"
@@ -34,6 +34,7 @@
 #include <random>
 
 using namespace pellix::client;
+using pellix::extras::PKeywordWrite;
 using namespace pellix::server;
 using namespace pellix::simulator;
 
@@ -389,22 +390,22 @@ void tst_BrowserParts::write_outcomes_data()
     QTest::addColumn<QVariant>("sent");
     QTest::addColumn<QVariant>("answer");
     QTest::addColumn<bool>("error");
-    QTest::addColumn<KeywordWrite::Outcome>("outcome");
+    QTest::addColumn<PKeywordWrite::Outcome>("outcome");
 
     QTest::newRow("the value") << false << QVariant(5) << QVariant(5.0) << false
-                               << KeywordWrite::Taken;
+                               << PKeywordWrite::Taken;
     QTest::newRow("a text") << false << QVariant(QStringLiteral("x"))
-                            << QVariant(QStringLiteral("x")) << false << KeywordWrite::Taken;
+                            << QVariant(QStringLiteral("x")) << false << PKeywordWrite::Taken;
     QTest::newRow("another value")
-        << false << QVariant(5) << QVariant(4.0) << false << KeywordWrite::Different;
+        << false << QVariant(5) << QVariant(4.0) << false << PKeywordWrite::Different;
     QTest::newRow("another type") << false << QVariant(1) << QVariant(QStringLiteral("1")) << false
-                                  << KeywordWrite::Different;
+                                  << PKeywordWrite::Different;
     QTest::newRow("an error") << false << QVariant(5) << QVariant(5.0) << true
-                              << KeywordWrite::Refused;
+                              << PKeywordWrite::Refused;
     QTest::newRow("relative") << true << QVariant(1) << QVariant(42.0) << false
-                              << KeywordWrite::Taken;
+                              << PKeywordWrite::Taken;
     QTest::newRow("relative, an error")
-        << true << QVariant(1) << QVariant(42.0) << true << KeywordWrite::Refused;
+        << true << QVariant(1) << QVariant(42.0) << true << PKeywordWrite::Refused;
 }
 
 void tst_BrowserParts::write_outcomes()
@@ -413,20 +414,20 @@ void tst_BrowserParts::write_outcomes()
     QFETCH(const QVariant, sent);
     QFETCH(const QVariant, answer);
     QFETCH(const bool, error);
-    QFETCH(const KeywordWrite::Outcome, outcome);
+    QFETCH(const PKeywordWrite::Outcome, outcome);
 
     RecordingClient client;
-    KeywordWrite write;
+    PKeywordWrite write;
     write.setClient(&client);
     write.setKeyword(keyword);
     publish(client, 0.0); // before the write: no answer
-    QCOMPARE(write.outcome(), KeywordWrite::Idle);
+    QCOMPARE(write.outcome(), PKeywordWrite::Idle);
 
     if (relative)
         write.writeRelative(sent);
     else
         write.write(sent);
-    QCOMPARE(write.outcome(), KeywordWrite::Waiting);
+    QCOMPARE(write.outcome(), PKeywordWrite::Waiting);
     QCOMPARE(write.sent(), sent);
     publish(client, answer, error);
     QCOMPARE(write.outcome(), outcome);
@@ -436,37 +437,37 @@ void tst_BrowserParts::write_outcomes()
     QCOMPARE(write.received(), answer);
 
     write.setKeyword(QStringLiteral("/b"));
-    QCOMPARE(write.outcome(), KeywordWrite::Idle);
+    QCOMPARE(write.outcome(), PKeywordWrite::Idle);
 }
 
 void tst_BrowserParts::write_withoutAnAnswer()
 {
     RecordingClient client;
-    KeywordWrite unanswered;
+    PKeywordWrite unanswered;
     unanswered.setClient(&client);
     unanswered.setKeyword(keyword);
-    KeywordWrite unchanged;
+    PKeywordWrite unchanged;
     unchanged.setClient(&client);
     unchanged.setKeyword(keyword);
     publish(client, 5.0);
     unanswered.write(6);
     unchanged.write(5);
-    QTRY_COMPARE_WITH_TIMEOUT(unanswered.outcome(), KeywordWrite::NoAnswer, 20000);
-    QTRY_COMPARE_WITH_TIMEOUT(unchanged.outcome(), KeywordWrite::Unchanged, 20000);
+    QTRY_COMPARE_WITH_TIMEOUT(unanswered.outcome(), PKeywordWrite::NoAnswer, 20000);
+    QTRY_COMPARE_WITH_TIMEOUT(unchanged.outcome(), PKeywordWrite::Unchanged, 20000);
 }
 
 void tst_BrowserParts::write_withoutALinkIsNotSent()
 {
-    KeywordWrite write;
+    PKeywordWrite write;
     write.write(1);
-    QCOMPARE(write.outcome(), KeywordWrite::NotSent);
+    QCOMPARE(write.outcome(), PKeywordWrite::NotSent);
 
     RecordingClient client;
     client.publisher()->setActive(false);
     write.setClient(&client);
     write.setKeyword(keyword);
     write.write(1);
-    QCOMPARE(write.outcome(), KeywordWrite::NotSent);
+    QCOMPARE(write.outcome(), PKeywordWrite::NotSent);
 }
 
 void tst_BrowserParts::naturalOrder_data()

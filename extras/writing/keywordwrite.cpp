@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-#include "programs/browser/keywordwrite.h"
+#include "extras/writing/keywordwrite.h"
 
 #include "pubsub/publisher.h"
 
@@ -9,6 +9,8 @@
 
 using namespace pellix::client;
 using namespace std::chrono_literals;
+
+namespace pellix::extras {
 
 namespace {
 
@@ -36,26 +38,26 @@ bool isSame(const QVariant &sent, const QVariant &received)
 
 } // namespace
 
-KeywordWrite::KeywordWrite(QObject *parent) : QObject(parent)
+PKeywordWrite::PKeywordWrite(QObject *parent) : QObject(parent)
 {
     patience.setSingleShot(true);
     patience.setInterval(longestWait);
     connect(&patience, &QTimer::timeout, this,
             [this] { finish(!isRelative && isSame(sentValue, lastValue) ? Unchanged : NoAnswer); });
-    connect(&subscriber, &PSubscriber::valueChanged, this, &KeywordWrite::onEvent);
+    connect(&subscriber, &PSubscriber::valueChanged, this, &PKeywordWrite::onEvent);
 }
 
-KeywordWrite::~KeywordWrite()
+PKeywordWrite::~PKeywordWrite()
 {
     subscriber.disconnect(this);
 }
 
-PKeywordClient *KeywordWrite::client() const
+PKeywordClient *PKeywordWrite::client() const
 {
     return target;
 }
 
-void KeywordWrite::setClient(PKeywordClient *client)
+void PKeywordWrite::setClient(PKeywordClient *client)
 {
     if (client == target)
         return;
@@ -65,12 +67,12 @@ void KeywordWrite::setClient(PKeywordClient *client)
     Q_EMIT clientChanged();
 }
 
-QString KeywordWrite::keyword() const
+QString PKeywordWrite::keyword() const
 {
     return const_cast<PSubscriber &>(subscriber).topic();
 }
 
-void KeywordWrite::setKeyword(const QString &keyword)
+void PKeywordWrite::setKeyword(const QString &keyword)
 {
     if (keyword == this->keyword())
         return;
@@ -79,44 +81,44 @@ void KeywordWrite::setKeyword(const QString &keyword)
     Q_EMIT keywordChanged();
 }
 
-KeywordWrite::Outcome KeywordWrite::outcome() const
+PKeywordWrite::Outcome PKeywordWrite::outcome() const
 {
     return result;
 }
 
-bool KeywordWrite::relative() const
+bool PKeywordWrite::relative() const
 {
     return isRelative;
 }
 
-QVariant KeywordWrite::sent() const
+QVariant PKeywordWrite::sent() const
 {
     return sentValue;
 }
 
-QVariant KeywordWrite::received() const
+QVariant PKeywordWrite::received() const
 {
     return receivedValue;
 }
 
-int KeywordWrite::latency() const
+int PKeywordWrite::latency() const
 {
     return static_cast<int>(answerTime);
 }
 
-void KeywordWrite::write(const QVariant &value)
+void PKeywordWrite::write(const QVariant &value)
 {
     if (begin(value, false) && !target->sendKeyUpdate(keyword(), value))
         finish(NotSent);
 }
 
-void KeywordWrite::writeRelative(const QVariant &value)
+void PKeywordWrite::writeRelative(const QVariant &value)
 {
     if (begin(value, true) && !target->sendKeyUpdateRelative(keyword(), value))
         finish(NotSent);
 }
 
-void KeywordWrite::reset()
+void PKeywordWrite::reset()
 {
     patience.stop();
     result = Idle;
@@ -127,7 +129,7 @@ void KeywordWrite::reset()
     Q_EMIT outcomeChanged();
 }
 
-bool KeywordWrite::begin(const QVariant &value, bool relative)
+bool PKeywordWrite::begin(const QVariant &value, bool relative)
 {
     isRelative = relative;
     sentValue = value;
@@ -143,7 +145,7 @@ bool KeywordWrite::begin(const QVariant &value, bool relative)
     return linked;
 }
 
-void KeywordWrite::onEvent(const QVariant &published)
+void PKeywordWrite::onEvent(const QVariant &published)
 {
     const auto event = published.value<PKeywordValue>();
     lastValue = event.value;
@@ -158,10 +160,12 @@ void KeywordWrite::onEvent(const QVariant &published)
         finish(Different);
 }
 
-void KeywordWrite::finish(Outcome outcome)
+void PKeywordWrite::finish(Outcome outcome)
 {
     patience.stop();
     answerTime = sinceWrite.isValid() ? sinceWrite.elapsed() : 0;
     result = outcome;
     Q_EMIT outcomeChanged();
 }
+
+} // namespace pellix::extras

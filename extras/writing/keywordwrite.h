@@ -5,6 +5,7 @@
 
 #include "client/keywordclient.h"
 #include "client/keywordtypes.h"
+#include "extras/extrasglobal.h"
 #include "pubsub/subscriber.h"
 
 #include <QtCore/QElapsedTimer>
@@ -14,9 +15,11 @@
 #include <QtCore/QVariant>
 #include <QtQml/qqmlregistration.h>
 
+namespace pellix::extras {
+
 // Writes a keyword and watches what comes back. The protocol has no acknowledgement: the next event
 // of the keyword is all that tells what became of a write.
-class KeywordWrite : public QObject
+class PELLIXCLIENT_EXTRAS_EXPORT PKeywordWrite : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(
@@ -44,8 +47,8 @@ public:
     };
     Q_ENUM(Outcome)
 
-    explicit KeywordWrite(QObject *parent = nullptr);
-    ~KeywordWrite() override;
+    explicit PKeywordWrite(QObject *parent = nullptr);
+    ~PKeywordWrite() override;
 
     pellix::client::PKeywordClient *client() const;
     void setClient(pellix::client::PKeywordClient *client);
@@ -83,3 +86,5 @@ private:
     QVariant receivedValue;
     qint64 answerTime = 0;
 };
+
+} // namespace pellix::extras
