@@ -77,7 +77,7 @@ public:
 
     // What clients command
     void receive(SessionState *session, const QByteArray &command);
-    void create(SessionState *session, const QJsonObject &payload);
+    void create(SessionState *session, const QString &keyword, const QJsonObject &payload);
     void update(SessionState *session, const QJsonObject &payload);
     void index(SessionState *session, const QJsonObject &payload);
     void unwatch(SessionState *session, const QString &keyword);
