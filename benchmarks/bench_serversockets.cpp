@@ -23,9 +23,9 @@ constexpr int allKeywords = 10000;
 
 using Clients = std::vector<std::unique_ptr<WireClient>>;
 
-// The same changes by a client of the same kind, each time so many at once, to 50 subscribers that
-// read and count. All have come before the next ones are made, so that nothing can be left out.
-// What counts is the processor's time of the server's process for each message delivered.
+// The same changes, each time so many at once, to 50 subscribers that read and count. All have come
+// before the next ones are made, so that nothing can be left out. What counts is the processor's
+// time of the server's process for each message delivered.
 void deliver(benchmark::State &state, const Wire &wire, quint16 port, qint64 process)
 {
     const int atOnce = int(state.range(0));
@@ -46,12 +46,9 @@ void deliver(benchmark::State &state, const Wire &wire, quint16 port, qint64 pro
     });
     double value = 1000.25; // and as long each time
     const auto change = [&] {
-        QByteArray changes;
-        for (int i = 0; i < atOnce; ++i)
-            changes += wire.change(i, value);
         value = value < 9000 ? value + 1 : 1000.25;
         received = 0;
-        source.send(changes);
+        source.send(wire.changes(atOnce, value));
         return waitFor([&] { return received == qint64(screens) * atOnce; });
     };
     if (!isReady || !change()) {
@@ -70,13 +67,22 @@ void deliver(benchmark::State &state, const Wire &wire, quint16 port, qint64 pro
     }
 }
 
-// With a role for each session, and sending bounded as it is by default.
+// Changes that the program with the server makes, as they are usually. With a role for each
+// session, and sending bounded as it is by default.
 void deliverToSessions(benchmark::State &state)
+{
+    const OtherProcess server(QStringLiteral("panels"), {QString::number(shownKeywords)});
+    deliver(state, goWire(), server.port, server.processId());
+}
+BENCHMARK(deliverToSessions)->Arg(1)->Arg(10)->Arg(100)->Iterations(1)->UseManualTime();
+
+// Changes that a client writes.
+void deliverWrites(benchmark::State &state)
 {
     const OtherProcess server(QStringLiteral("panels"), {QString::number(shownKeywords)});
     deliver(state, keywordWire(), server.port, server.processId());
 }
-BENCHMARK(deliverToSessions)->Arg(1)->Arg(10)->Arg(100)->Iterations(1)->UseManualTime();
+BENCHMARK(deliverWrites)->Arg(100)->Iterations(1)->UseManualTime();
 
 QString mosquitto()
 {
@@ -86,7 +92,7 @@ QString mosquitto()
                            : found;
 }
 
-// Peer: an MQTT broker, as it is without a configuration.
+// Peer: an MQTT broker, as it is without a configuration. A client publishes the changes.
 void deliverByMosquitto(benchmark::State &state)
 {
     QTcpServer free;

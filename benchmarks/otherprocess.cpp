@@ -6,6 +6,7 @@
 #include "benchmarks/eventtext.h"
 #include "server/keywordserver.h"
 #include "server/websocketkeywordserver.h"
+#include "server/writerequest.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QElapsedTimer>
@@ -132,17 +133,30 @@ int serveKeywords(int keywords)
 }
 
 // Everybody who connects has a role with rights of its own. Sending is bounded as it is by default;
-// only the numbers of clients and of unfinished handshakes are not, as all connect at once.
+// only the numbers of clients and of unfinished handshakes are not, as all connect at once. Whoever
+// writes a number to /go has the server change so many keywords.
 int servePanels(int keywords)
 {
     KeywordServer server;
     server.setRole({QStringLiteral("panel"),
-                    {QStringLiteral("/plant/**")},
-                    {QStringLiteral("/plant/*/*/speed")}});
+                    {QStringLiteral("/plant/**"), QStringLiteral("/go")},
+                    {QStringLiteral("/plant/*/*/speed"), QStringLiteral("/go")}});
     for (int i = 0; i < keywords; ++i) {
         server.declare(
             {keywordName(i), QStringLiteral("double"), QStringLiteral("RW"), QString(), 1.5 + i});
     }
+    KeywordServer::Keyword start;
+    start.path = QStringLiteral("/go");
+    start.type = QStringLiteral("int");
+    start.access = QStringLiteral("RW");
+    server.declare(start);
+    double value = 1000.25;
+    server.setWriteHandler(start.path, [&](const WriteRequest &request) {
+        value = value < 9000 ? value + 1 : 1000.25; // as long each time
+        for (int i = 0; i < request.value().toInt(); ++i)
+            server.setValue(keywordName(i), value);
+        request.accept();
+    });
     WebSocketKeywordServer transport(&server);
     ClientIdentification identification;
     identification.role = QStringLiteral("panel");

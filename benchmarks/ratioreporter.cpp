@@ -86,6 +86,8 @@ constexpr Row rows[] = {
      "memoryOfValuesInAHash/100000", "<= 700 B"},
     {"server: a delivery to 50 sessions, 100 changes at once", "deliverToSessions/100",
      "deliverByMosquitto/100", "<= 0.125", 1, 1, false, "mosquitto"},
+    {"  the same, written by a client", "deliverWrites/100", "deliverByMosquitto/100", "", 1, 1,
+     false, "mosquitto"},
     {"  10 changes at once", "deliverToSessions/10", "deliverByMosquitto/10", "", 1, 1, false,
      "mosquitto"},
     {"  one change at a time", "deliverToSessions/1", "deliverByMosquitto/1", "", 1, 1, false,

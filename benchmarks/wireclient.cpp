@@ -55,12 +55,12 @@ public:
         return frames;
     }
 
-    QByteArray change(int number, double value) const override
+    QByteArray changes(int count, double value) const override
     {
-        return clientFrame(textFrame,
-                           R"({"cmd":"keyUpdate","payload":{"keyword":")"
-                               + keywordName(number).toUtf8() + R"(","value":)"
-                               + QByteArray::number(value) + "}}");
+        QByteArray frames;
+        for (int i = 0; i < count; ++i)
+            frames += update(keywordName(i), value);
+        return frames;
     }
 
     // A server does not mask, and no event here is longer than 64 KiB.
@@ -78,6 +78,23 @@ public:
     }
 
     QByteArray pong() const override { return clientFrame(pongFrame, {}); }
+
+protected:
+    static QByteArray update(const QString &keyword, double value)
+    {
+        return clientFrame(textFrame,
+                           R"({"cmd":"keyUpdate","payload":{"keyword":")" + keyword.toUtf8()
+                               + R"(","value":)" + QByteArray::number(value) + "}}");
+    }
+};
+
+class GoWire : public KeywordWire
+{
+public:
+    QByteArray changes(int count, double) const override
+    {
+        return update(QStringLiteral("/go"), count);
+    }
 };
 
 class MqttWire : public Wire
@@ -97,9 +114,12 @@ public:
         return packet(char(0x82), bigEndian(1) + topics);
     }
 
-    QByteArray change(int number, double value) const override
+    QByteArray changes(int count, double value) const override
     {
-        return packet(0x30, text(topic(number)) + QByteArray::number(value));
+        QByteArray packets;
+        for (int i = 0; i < count; ++i)
+            packets += packet(0x30, text(topic(i)) + QByteArray::number(value));
+        return packets;
     }
 
     Frame nextFrame(QByteArrayView received) const override
@@ -138,6 +158,12 @@ private:
 const Wire &keywordWire()
 {
     static const KeywordWire wire;
+    return wire;
+}
+
+const Wire &goWire()
+{
+    static const GoWire wire;
     return wire;
 }
 

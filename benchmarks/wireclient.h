@@ -28,12 +28,14 @@ public:
     virtual Frame answerToOpening(QByteArrayView received) const { return nextFrame(received); }
     // Asks for values by their numbers.
     virtual QByteArray subscription(int first, int count) const = 0;
-    virtual QByteArray change(int number, double value) const = 0;
+    // Changes so many of them.
+    virtual QByteArray changes(int count, double value) const = 0;
     virtual Frame nextFrame(QByteArrayView received) const = 0;
     virtual QByteArray pong() const { return {}; }
 };
 
 const Wire &keywordWire(); // commands and events in WebSocket frames
+const Wire &goWire(); // the same, but that one command has the server make all changes
 const Wire &mqttWire(); // MQTT 3.1.1, QoS 0
 
 class WireClient

@@ -305,6 +305,7 @@ void KeywordServer::Private::join(SessionState *session)
 
 void KeywordServer::Private::leave(SessionState *session)
 {
+    session->stopSending();
     session->clearWaiting();
     const QHash<QString, Watch *> watches = std::exchange(session->watches, {});
     for (Watch *const watch : watches) {

@@ -72,8 +72,8 @@ public:
     void enqueueRefusal(SessionState *session, const QString &keyword);
     void send(SessionState *session);
     void sendAll();
-    void transmit(SessionState *session, const Message &message);
-    Message messageFor(Watch *watch);
+    void transmit(SessionState *session, const QByteArray &message);
+    QByteArray messageFor(Watch *watch);
 
     // What clients command
     void receive(SessionState *session, const QByteArray &command);
@@ -129,7 +129,7 @@ public:
     {
         quint64 version = 0;
         QString keyword;
-        Message message {QByteArray()};
+        QByteArray message;
     };
     std::array<Encoded, 256> encoded;
 
