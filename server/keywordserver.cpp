@@ -22,6 +22,12 @@ const QLatin1String labelSuffix("/Label");
 const QLatin1String fullRights("*");
 constexpr int greatestNesting = 100; // of aggregates over aggregates
 
+Record recordOf(const Node &keyword)
+{
+    return {keyword.value, keyword.type, keyword.connected, keyword.online, keyword.consistent,
+            keyword.error, true};
+}
+
 } // namespace
 
 bool SessionState::mayRead(const QString &path) const
@@ -70,10 +76,8 @@ KeywordServer::Private::~Private()
 
 Record KeywordServer::Private::record(const SessionState *session, Node *node, const QString &path)
 {
-    if (node && node->declared && session->mayRead(path)) {
-        return {node->value, node->type, node->connected, node->online, node->consistent,
-                node->error, true};
-    }
+    if (node && node->declared && session->mayRead(path))
+        return recordOf(*node);
     if (Aggregate *const aggregate = session->aggregates.value(path))
         return aggregateRecord(*aggregate);
     if (path.endsWith(labelSuffix))
@@ -365,8 +369,9 @@ QByteArray KeywordServer::Private::messageFor(Watch *watch)
     const quint64 version = aggregate ? aggregate->version : node->version;
     Encoded &slot = encoded[version % encoded.size()];
     if (!isShared || slot.version != version || slot.keyword != watch->keyword) {
-        const Record current =
-            aggregate ? aggregate->last : record(watch->session, node, node->path);
+        const Record current = aggregate ? aggregate->last
+            : isKeyword                  ? recordOf(*node)
+                                         : record(watch->session, node, node->path);
         const QByteArray message = eventText(watch->keyword, current);
         if (!isShared)
             return message;

@@ -34,6 +34,7 @@ namespace {
 Q_LOGGING_CATEGORY(lcWebSocketServer, "pellixclient.server.websocketserver", QtInfoMsg)
 
 constexpr auto defaultHandshakeTimeout = 10s;
+constexpr int waitingConnections = 1024; // that the system keeps: after a restart, all come at once
 constexpr auto farewellTime = 1s; // for the closing handshake of a session that is ended
 
 // Takes connections, and has them encrypted if it has a certificate. It does not wait for the
@@ -41,7 +42,10 @@ constexpr auto farewellTime = 1s; // for the closing handshake of a session that
 class Listener : public QTcpServer
 {
 public:
-    explicit Listener(const std::optional<QSslConfiguration> &tls) : tls(tls) { }
+    explicit Listener(const std::optional<QSslConfiguration> &tls) : tls(tls)
+    {
+        setListenBacklogSize(waitingConnections);
+    }
 
     bool isEncrypted() const { return tls.has_value(); }
     void setConfiguration(const QSslConfiguration &configuration) { tls = configuration; }

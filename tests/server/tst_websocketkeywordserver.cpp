@@ -23,6 +23,7 @@
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 using namespace pellix::server;
 using namespace pellix::simulator;
@@ -89,6 +90,7 @@ private Q_SLOTS:
     void cleanup();
 
     void listen_reportsAPortThatIsTaken();
+    void listen_letsManyConnectAtOnce();
     void clients_areServedSideBySide();
     void leavingClient_endsItsSession();
     void close_dropsTheClients();
@@ -168,6 +170,17 @@ void tst_WebSocketKeywordServer::listen_reportsAPortThatIsTaken()
     QVERIFY(!second.errorString().isEmpty());
     QVERIFY(second.listen());
     QVERIFY(second.errorString().isEmpty());
+}
+
+// Those for whom the system has no place try again after a second, and then after two.
+void tst_WebSocketKeywordServer::listen_letsManyConnectAtOnce()
+{
+    std::vector<std::unique_ptr<QTcpSocket>> connections;
+    for (int i = 0; i < 300; ++i) { // while the server takes none
+        connections.push_back(std::make_unique<QTcpSocket>());
+        connections.back()->connectToHost(QHostAddress::LocalHost, server->port());
+        QVERIFY2(connections.back()->waitForConnected(), qPrintable(QString::number(i)));
+    }
 }
 
 void tst_WebSocketKeywordServer::clients_areServedSideBySide()
