@@ -41,6 +41,7 @@ test_packages=(
 )
 benchmark_packages=(
     libbenchmark-dev
+    mosquitto
     qt6-remoteobjects-dev
 )
 # QDoc, qhelpgenerator, and the database that a .qch is
