@@ -13,11 +13,60 @@
 #include "models/keywordqueryfilterproxymodel.h"
 #include "models/keywordquerymodel.h"
 #include "module/keywordresource.h"
+#include "module/moduleregistration_p.h"
 
+#include <QtCore/QByteArray>
+#include <QtCore/QHash>
+#include <QtCore/QMutex>
 #include <QtCore/QUrl>
 #include <QtQml/qqml.h>
+#include <QtQml/qqmlmoduleregistration.h>
 
 namespace pellix::client {
+
+namespace {
+
+void registerAll(const char *uri)
+{
+#ifdef PELLIXCLIENT_STATIC
+    initKeywordResource(); // the linker leaves out what nothing refers to
+#endif
+    qmlRegisterModule(uri, 1, 0);
+    qmlRegisterUncreatableMetaObject(staticMetaObject, uri, 1, 0, "PKeyword",
+                                     QStringLiteral("PKeyword is not instantiable"));
+    qmlRegisterUncreatableType<PKeywordClient>(
+        uri, 1, 0, "PKeywordClient", QStringLiteral("PKeywordClient is not instantiable"));
+    qmlRegisterType<PWebSocketKeywordClient>(uri, 1, 0, "PWebSocketKeywordClient");
+    qmlRegisterType<PInProcessKeywordClient>(uri, 1, 0, "PInProcessKeywordClient");
+    qmlRegisterType<PKeywordProxy>(uri, 1, 0, "PKeywordProxy");
+    // Required: two classes under one name, the abstract one first. The later one wins.
+    qmlRegisterUncreatableType<PAbstractKeywordExpression>(
+        uri, 1, 0, "PKeywordExpression", QStringLiteral("PKeywordExpression is not instantiable"));
+    qmlRegisterType<PKeywordExpression>(uri, 1, 0, "PKeywordExpression");
+    qmlRegisterType<PPostfixKeywordExpression>(uri, 1, 0, "PPostfixKeywordExpression");
+    qmlRegisterType<PListPostfixKeywordExpression>(uri, 1, 0, "PListPostfixKeywordExpression");
+    qmlRegisterType<PKeywordQueryModel>(uri, 1, 0, "PKeywordQueryModel");
+    qmlRegisterType<PKeywordQueryFilterProxyModel>(uri, 1, 0, "PKeywordQueryFilterProxyModel");
+    qmlRegisterType<PKeywordPathModel>(uri, 1, 0, "PKeywordPathModel");
+    qmlRegisterType(QUrl(QStringLiteral("qrc:/PKeywordPath.qml")), uri, 1, 0, "PKeywordPath");
+    qmlRegisterType(QUrl(QStringLiteral("qrc:/PKeywordPathList.qml")), uri, 1, 0,
+                    "PKeywordPathList");
+    qmlProtectModule(uri, 1);
+}
+
+// A second one for a module would end the program. They stay for ever, as the types do. The plugin
+// is loaded in a thread of the engine's.
+void leaveRegistration(const char *uri, void (*registerFunction)())
+{
+    static QBasicMutex mutex;
+    static auto *const registrations = new QHash<QByteArray, QQmlModuleRegistration *>;
+    const QMutexLocker locker(&mutex);
+    QQmlModuleRegistration *&registration = (*registrations)[uri];
+    if (!registration)
+        registration = new QQmlModuleRegistration(uri, registerFunction);
+}
+
+} // namespace
 
 /*!
     \class pellix::client::PellixClientKeywordModule
@@ -47,30 +96,14 @@ namespace pellix::client {
 */
 void PellixClientKeywordModule::registerTypes(const char *uri)
 {
-#ifdef PELLIXCLIENT_STATIC
-    initKeywordResource(); // the linker leaves out what nothing refers to
-#endif
-    qmlRegisterModule(uri, 1, 0);
-    qmlRegisterUncreatableMetaObject(staticMetaObject, uri, 1, 0, "PKeyword",
-                                     QStringLiteral("PKeyword is not instantiable"));
-    qmlRegisterUncreatableType<PKeywordClient>(
-        uri, 1, 0, "PKeywordClient", QStringLiteral("PKeywordClient is not instantiable"));
-    qmlRegisterType<PWebSocketKeywordClient>(uri, 1, 0, "PWebSocketKeywordClient");
-    qmlRegisterType<PInProcessKeywordClient>(uri, 1, 0, "PInProcessKeywordClient");
-    qmlRegisterType<PKeywordProxy>(uri, 1, 0, "PKeywordProxy");
-    // Required: two classes under one name, the abstract one first. The later one wins.
-    qmlRegisterUncreatableType<PAbstractKeywordExpression>(
-        uri, 1, 0, "PKeywordExpression", QStringLiteral("PKeywordExpression is not instantiable"));
-    qmlRegisterType<PKeywordExpression>(uri, 1, 0, "PKeywordExpression");
-    qmlRegisterType<PPostfixKeywordExpression>(uri, 1, 0, "PPostfixKeywordExpression");
-    qmlRegisterType<PListPostfixKeywordExpression>(uri, 1, 0, "PListPostfixKeywordExpression");
-    qmlRegisterType<PKeywordQueryModel>(uri, 1, 0, "PKeywordQueryModel");
-    qmlRegisterType<PKeywordQueryFilterProxyModel>(uri, 1, 0, "PKeywordQueryFilterProxyModel");
-    qmlRegisterType<PKeywordPathModel>(uri, 1, 0, "PKeywordPathModel");
-    qmlRegisterType(QUrl(QStringLiteral("qrc:/PKeywordPath.qml")), uri, 1, 0, "PKeywordPath");
-    qmlRegisterType(QUrl(QStringLiteral("qrc:/PKeywordPathList.qml")), uri, 1, 0,
-                    "PKeywordPathList");
-    qmlProtectModule(uri, 1);
+    registerAll(uri);
+    // Tells the engine, which may find the plugin on its import path, that nothing is left to do.
+    leaveRegistration(uri, [] {});
+}
+
+void registerTypesOnImport()
+{
+    leaveRegistration("PellixClient.Keyword", [] { registerAll("PellixClient.Keyword"); });
 }
 
 } // namespace pellix::client

@@ -5,12 +5,28 @@ pragma Singleton
 
 import QtQuick
 
-/*
-    Colours and sizes, dark or light. The programs make this object known as "theme", too: the
-    components of the keyword library look for theme.dp() in their context.
+/*!
+    \qmltype Theme
+    \inqmlmodule PellixClient.Theme
+    \inherits QtObject
+    \brief The colours and sizes of PText.
+
+    It is a singleton, which \c {import PellixClient.Control} brings as well:
+
+    \code
+    Window {
+        color: Theme.window
+        PText { text: "Tank 1"; font.pixelSize: Theme.dp(20) }
+    }
+    \endcode
 */
 QtObject {
-    property bool dark: true
+    id: root
+
+    readonly property SystemPalette system: SystemPalette { }
+    /*! Whether the colours are dark; those of the system say so as long as nothing else does. */
+    property bool dark: system.window.hslLightness < system.windowText.hslLightness
+    /*! How many pixels a design unit has; 1 by default. */
     property real scale: 1
 
     readonly property color window: dark ? "#0e1318" : "#eef1f4"
