@@ -84,11 +84,15 @@ void leaveRegistration(const char *uri, void (*registerFunction)())
 
     The host calls it once, in the thread of its QML engine, before it loads any QML that imports
     the module. It passes "PellixClient.Keyword", the name under which the library's own components
-    import it. A second call is not guarded against.
+    import it. A second call is not guarded against: Qt warns of each type, and keeps the first.
+
+    An engine that also finds the installed module of that name on its import path does not load its
+    plugin. The call is too late once something has imported that module: Qt warns in the same way.
 
     The components PKeywordPath and PKeywordPathList also need the host's own module
     "PellixClient.Control" 1.0 with a text element \c PText, and an object \c theme in the QML
-    context whose function \c dp(n) turns design units into pixels.
+    context whose function \c dp(n) turns design units into pixels. Installed ones stand in: see
+    \l {Text and theme of the components}.
 
     The components are a resource of the library, also when it is linked statically.
 

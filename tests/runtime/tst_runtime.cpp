@@ -5,9 +5,12 @@
 #include "simulator/faultywebsocketserver.h"
 #include "simulator/jsonscene.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QProcess>
 #include <QtCore/QProcessEnvironment>
 #include <QtTest/QTest>
+
+#include <memory>
 
 using namespace pellix::server;
 using namespace pellix::simulator;
@@ -37,9 +40,12 @@ private Q_SLOTS:
     void initTestCase();
 
     void window_showsAndWritesLiveValues();
+    void components_haveTheirDefaults();
+    void components_takeTheHostsText();
+    void components_takeTheHostsTheme();
 
 private:
-    QString run(const QStringList &arguments, int *exitCode);
+    QString run(const char *file, const QString &firstImports = {});
 
     std::unique_ptr<KeywordServer> server;
     std::unique_ptr<FaultyWebSocketServer> socketServer;
@@ -56,37 +62,65 @@ void tst_Runtime::initTestCase()
     QVERIFY(socketServer->listen());
 }
 
-// The program in a process of its own: the address follows the file.
-QString tst_Runtime::run(const QStringList &arguments, int *exitCode)
+// What the program prints, or nothing if it fails. The address follows the file.
+QString tst_Runtime::run(const char *file, const QString &firstImports)
 {
+    QStringList imports {qEnvironmentVariable("PELLIX_IMPORTS")};
+    if (!firstImports.isEmpty())
+        imports.prepend(firstImports);
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(q("QML_IMPORT_PATH"), qEnvironmentVariable("PELLIX_IMPORTS"));
+    environment.insert(q("QML_IMPORT_PATH"), imports.join(QDir::listSeparator()));
     environment.insert(q("QT_LOGGING_RULES"), q("pellixclient.*.debug=false"));
     environment.insert(q("QT_FORCE_STDERR_LOGGING"), q("1"));
     QProcess process;
     process.setProcessEnvironment(environment);
     process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(runtime().constFirst(), runtime().mid(1) + arguments);
+    process.start(runtime().constFirst(),
+                  runtime().mid(1)
+                      << q(TESTS "/") + q(file) << q("--") << socketServer->url().toString());
     // The server is in this thread.
     const auto isOver = [&process] { return process.state() == QProcess::NotRunning; };
     if (!QTest::qWaitFor(isOver, 60000)) {
         process.kill();
         process.waitForFinished();
     }
-    *exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    return QString::fromUtf8(process.readAll());
+    const QString printed = QString::fromUtf8(process.readAll());
+    if (process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0)
+        return printed;
+    qWarning("%s", qPrintable(printed));
+    return {};
 }
 
 void tst_Runtime::window_showsAndWritesLiveValues()
 {
-    int exitCode = -1;
-    const QString printed =
-        run({q(TESTS "/Watch.qml"), q("--"), socketServer->url().toString()}, &exitCode);
+    const QString printed = run("Watch.qml");
     QVERIFY2(printed.contains(q("setpoint 60, a double\n")), qPrintable(printed));
     QVERIFY2(printed.contains(q("setpoint 53, a double\n")), qPrintable(printed));
     QVERIFY2(printed.contains(q("level 45.0\n")), qPrintable(printed));
-    QCOMPARE(exitCode, 0);
     QCOMPARE(server->value(q("/plant/tank1/setpoint")), QVariant(53));
+    // The guide's program in Python reads it, too.
+    const bool isPython = runtime().constLast().endsWith(q(".py"));
+    QVERIFY2(printed.contains(q("last level: 45.0\n")) == isPython, qPrintable(printed));
+}
+
+void tst_Runtime::components_haveTheirDefaults()
+{
+    const QString printed = run("WatchPaths.qml");
+    QVERIFY2(printed.contains(q("Bottling works (16)|Tank 1 (16)|Level (16)|= 45.00 (16)|")),
+             qPrintable(printed));
+    QVERIFY2(!printed.contains(q("theme")), qPrintable(printed)); // is not defined
+}
+
+void tst_Runtime::components_takeTheHostsText()
+{
+    const QString printed = run("WatchOwnPaths.qml", q(SNIPPETS "/control/own"));
+    QVERIFY2(printed.contains(q("Level (24, bold)|= 45.00 (24, bold)\n")), qPrintable(printed));
+}
+
+void tst_Runtime::components_takeTheHostsTheme()
+{
+    const QString printed = run("WatchOwnPaths.qml");
+    QVERIFY2(printed.contains(q("Level (24)|= 45.00 (24)\n")), qPrintable(printed));
 }
 
 QTEST_GUILESS_MAIN(tst_Runtime)
