@@ -11,8 +11,8 @@ class QQmlEngine;
 QT_END_NAMESPACE
 
 // The components of the keyword library look for an object "theme" in their context. This makes the
-// Theme of our programs known there, in dark colours, and lets the engine find their modules. Returns
-// the theme, which the engine owns, or null after a warning by Qt.
+// Theme of our programs known there, in dark colours, and lets the engine find their modules.
+// Returns the theme, which the engine owns, or null after a warning by Qt.
 QObject *provideTheme(QQmlEngine &engine);
 
 // Fonts whose digits all have one width: numbers do not jump when they change.
