@@ -4,7 +4,7 @@
 #include "module/pellixclientkeywordmodule.h"
 
 #include <QtCore/QCoreApplication>
-#include <QtCore/QLibrary>
+#include <QtCore/QRegularExpression>
 #include <QtQml/QQmlComponent>
 #include <QtQml/QQmlEngine>
 
@@ -75,8 +75,10 @@ void Host::import(const QString &what)
         std::printf("import: %s of type %d\n", qPrintable(object->property("keyword").toString()),
                     object->property("type").toInt());
     } else {
+        // Which of several unknown names comes first is left to a hash.
+        static const QRegularExpression unknown(QStringLiteral("^\\w+ (?=is not a type)"));
         for (const QQmlError &error : component.errors())
-            std::printf("import: %s\n", qPrintable(error.description()));
+            std::printf("import: %s\n", qPrintable(error.description().remove(unknown)));
     }
 }
 

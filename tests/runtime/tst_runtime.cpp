@@ -84,7 +84,7 @@ QString tst_Runtime::run(const char *file, const QString &firstImports)
         process.kill();
         process.waitForFinished();
     }
-    const QString printed = QString::fromUtf8(process.readAll());
+    QString printed = QString::fromUtf8(process.readAll());
     if (process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0)
         return printed;
     qWarning("%s", qPrintable(printed));
