@@ -21,6 +21,7 @@ set(PELLIX_INSTALL_QMLDIR "${qmldir}" CACHE STRING "Where the QML modules are in
 # The parts of an installation, for cmake --install --component and for the packages.
 set(PELLIX_RUNTIME runtime)
 set(PELLIX_MODULE module)
+set(PELLIX_EXTRAS_MODULE extrasmodule)
 set(PELLIX_CONTROL control)
 set(PELLIX_DEVELOPMENT dev)
 set(PELLIX_TOOLS tools)
