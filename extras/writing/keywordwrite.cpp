@@ -37,6 +37,14 @@ bool isUnknown(const PKeywordValue &event)
         && isSameValue(event.value, {});
 }
 
+// The number that is added to: a whole one of a double is none, however it came.
+QVariant summand(const PKeywordValue &event)
+{
+    const bool isDouble =
+        event.type == PKeywordValueType::KVT_DOUBLE && event.value.typeId() == QMetaType::LongLong;
+    return isDouble ? QVariant(event.value.toDouble()) : event.value;
+}
+
 } // namespace
 
 /*
@@ -700,7 +708,7 @@ void PKeywordWrite::Private::advance()
     if (value.isGood()) {
         next.value = value.value;
         if (next.relative)
-            value = sumOf(last.value, next.value);
+            value = sumOf(summand(last), next.value);
     }
     if (!value.isGood()) {
         out.reset();
@@ -812,7 +820,7 @@ bool PKeywordWrite::Private::matches(const QVariant &value, const PKeywordValue 
         return isSameValue(wanted, value);
     if (!wanted.isValid())
         return true; // what it adds to is not known
-    const WrittenValue sum = sumOf(previous.value, out->value);
+    const WrittenValue sum = sumOf(summand(previous), out->value);
     return sum.value.isValid() && isSameValue(sum.value, value);
 }
 
