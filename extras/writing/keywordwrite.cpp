@@ -156,14 +156,16 @@ public:
     \brief The PKeywordWrite class writes a keyword and tells what became of it.
 
     \qml
-    PKeywordWrite {
-        id: setpoint
-        client: keywordClient
-        keyword: "/plant/tank1/setpoint"
+    Column {
+        PKeywordWrite {
+            id: setpoint
+            client: keywordClient
+            keyword: "/plant/tank1/setpoint"
+        }
+        Slider { enabled: setpoint.ready; onMoved: setpoint.set(value) }
+        Button { text: "+5"; onClicked: setpoint.add(5) }
+        Text { text: setpoint.pending ? "..." : setpoint.problem }
     }
-    Slider { enabled: setpoint.ready; onMoved: setpoint.set(value) }
-    Button { text: "+5"; onClicked: setpoint.add(5) }
-    Text { text: setpoint.pending ? "..." : setpoint.problem }
     \endqml
 
     The protocol acknowledges nothing; an event of the keyword is all that tells what became of a
