@@ -69,6 +69,7 @@ file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/debian/cpack.cmake" CONTENT
 "set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
     \"$<TARGET_FILE_DIR:pellixclient-pubsub>\"
     \"$<TARGET_FILE_DIR:pellixclient-keyword>\"
+    \"$<TARGET_FILE_DIR:pellixclient-keyword-extras-core>\"
     \"$<TARGET_FILE_DIR:pellixclient-server>\"
     \"$<TARGET_FILE_DIR:pellixclient-simulator>\")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY \"\")
