@@ -14,6 +14,8 @@
 #include <cmath>
 #include <limits>
 
+using namespace pellix::extras;
+
 namespace {
 
 constexpr int redrawInterval = 34; // milliseconds, a little less than 30 times a second
@@ -88,12 +90,12 @@ HistoryPlot::HistoryPlot(QQuickItem *parent) : QQuickPaintedItem(parent)
     connect(this, &HistoryPlot::styleChanged, this, [this] { update(); });
 }
 
-KeywordHistory *HistoryPlot::history() const
+PKeywordHistory *HistoryPlot::history() const
 {
     return source;
 }
 
-void HistoryPlot::setHistory(KeywordHistory *history)
+void HistoryPlot::setHistory(PKeywordHistory *history)
 {
     if (history == source)
         return;
@@ -172,12 +174,12 @@ void HistoryPlot::paint(QPainter *painter)
 HistoryPlot::Axes HistoryPlot::axes(const QFontMetricsF &metrics) const
 {
     Axes axes;
-    axes.to = QDateTime::currentMSecsSinceEpoch();
+    axes.to = PKeywordHistory::now();
     axes.from = axes.to - seconds * 1000LL;
 
     double lowest = std::numeric_limits<double>::infinity();
     double highest = -lowest;
-    const SampleRing &samples = source->samples();
+    const PKeywordSamples &samples = source->samples();
     // The sample before the left edge reaches into the picture.
     const std::size_t first = samples.lowerBound(axes.from);
     for (std::size_t i = first > 0 ? first - 1 : 0; i < samples.size(); ++i) {
@@ -253,9 +255,10 @@ void HistoryPlot::paintAxes(QPainter *painter, const Axes &axes, const QFontMetr
     const int step = roundSeconds(seconds * labelWidth / axes.area.width());
     const int offset =
         QDateTime::currentDateTime().offsetFromUtc(); // round times of the local clock
-    qint64 tick = ((axes.from / 1000 + offset) / step + 1) * step - offset;
-    for (; tick * 1000 <= axes.to; tick += step) {
-        const double x = std::round(axes.x(tick * 1000)) + 0.5;
+    const qint64 ahead = QDateTime::currentMSecsSinceEpoch() - axes.to; // of the wall clock
+    qint64 tick = (((axes.from + ahead) / 1000 + offset) / step + 1) * step - offset;
+    for (; tick * 1000 <= axes.to + ahead; tick += step) {
+        const double x = std::round(axes.x(tick * 1000 - ahead)) + 0.5;
         painter->setPen(QPen(gridColor, 1));
         painter->drawLine(QPointF(x, axes.area.top()), QPointF(x, axes.area.bottom() + 3));
         const QString text = QDateTime::fromSecsSinceEpoch(tick).toString(format);
@@ -272,7 +275,7 @@ void HistoryPlot::paintAxes(QPainter *painter, const Axes &axes, const QFontMetr
 // the column's first, lowest, highest and last are drawn, so that the work is bounded by the width.
 void HistoryPlot::paintSamples(QPainter *painter, const Axes &axes) const
 {
-    const SampleRing &samples = source->samples();
+    const PKeywordSamples &samples = source->samples();
     std::size_t index = samples.lowerBound(axes.from);
     if (index > 0)
         --index;

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "programs/browser/keywordhistory.h"
+#include "extras/history/keywordhistory.h"
 
 #include <QtCore/QPointer>
 #include <QtCore/QTimer>
@@ -20,7 +20,8 @@ QT_END_NAMESPACE
 class HistoryPlot : public QQuickPaintedItem
 {
     Q_OBJECT
-    Q_PROPERTY(KeywordHistory *history READ history WRITE setHistory NOTIFY historyChanged)
+    Q_PROPERTY(pellix::extras::PKeywordHistory *history READ history WRITE setHistory NOTIFY
+                   historyChanged)
     Q_PROPERTY(int span READ span WRITE setSpan NOTIFY spanChanged)
     Q_PROPERTY(bool steps READ steps WRITE setSteps NOTIFY stepsChanged)
     Q_PROPERTY(QColor lineColor MEMBER lineColor NOTIFY styleChanged)
@@ -32,8 +33,8 @@ class HistoryPlot : public QQuickPaintedItem
 public:
     explicit HistoryPlot(QQuickItem *parent = nullptr);
 
-    KeywordHistory *history() const;
-    void setHistory(KeywordHistory *history);
+    pellix::extras::PKeywordHistory *history() const;
+    void setHistory(pellix::extras::PKeywordHistory *history);
     int span() const; // seconds from the left edge to the right one
     void setSpan(int span);
     bool steps() const;
@@ -60,7 +61,7 @@ private:
     void paintAxes(QPainter *painter, const Axes &axes, const QFontMetricsF &metrics) const;
     void paintSamples(QPainter *painter, const Axes &axes) const;
 
-    QPointer<KeywordHistory> source;
+    QPointer<pellix::extras::PKeywordHistory> source;
     QTimer clock;
     int seconds = 60;
     bool stepped = false;

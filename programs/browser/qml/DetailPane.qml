@@ -58,7 +58,7 @@ Pane {
         onKeywordChanged: text = ""
         onValueChanged: if (value) text = value
     }
-    KeywordHistory {
+    PKeywordHistory {
         id: history
 
         objectName: "history"

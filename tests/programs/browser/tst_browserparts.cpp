@@ -3,12 +3,12 @@
 
 #include "client/inprocesskeywordclient.h"
 #include "client/websocketkeywordclient.h"
+#include "extras/history/keywordhistory.h"
 #include "extras/writing/keywordwrite.h"
 #include "models/keywordquerymodel.h"
 #include "programs/browser/childcount.h"
 #include "programs/browser/childorder.h"
 #include "programs/browser/historyplot.h"
-#include "programs/browser/keywordhistory.h"
 #include "programs/browser/preferences.h"
 #include "programs/browser/quietsorting.h"
 #include "programs/browser/session.h"
@@ -34,6 +34,7 @@
 #include <random>
 
 using namespace pellix::client;
+using pellix::extras::PKeywordHistory;
 using pellix::extras::PKeywordWrite;
 using namespace pellix::server;
 using namespace pellix::simulator;
@@ -131,14 +132,6 @@ class tst_BrowserParts : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void ring_keepsTheNewestInOrder();
-    void ring_findsTheFirstSampleFromATimeOn();
-    void history_countsChangesAndNotEvents();
-    void history_keepsTheLastValueWhenTheLinkIsLost();
-    void history_isNotWatchedWhileTheLinkIsLost();
-    void history_isNotWatchedWithoutASource();
-    void history_startsAnewWithAnotherKeyword();
-    void history_survivesItsClient();
     void plot_isDrawnAtMostThirtyTimesASecond();
     void plot_drawsStepsAtTheirHeight();
     void write_outcomes();
@@ -166,160 +159,10 @@ private Q_SLOTS:
     void preferences_ofABrokenFileAreTheDefaults();
 };
 
-void tst_BrowserParts::ring_keepsTheNewestInOrder()
-{
-    SampleRing ring(4);
-    QVERIFY(ring.empty());
-    for (int i = 0; i < 10; ++i) {
-        ring.append({i, i * 2.0});
-        QCOMPARE(ring.back().time, i);
-        QCOMPARE(ring.size(), std::size_t(qMin(i + 1, 4)));
-    }
-    for (std::size_t i = 0; i < 4; ++i)
-        QCOMPARE(ring.at(i).time, qint64(6 + i));
-    ring.clear();
-    QVERIFY(ring.empty());
-    ring.append({1, 1});
-    QCOMPARE(ring.back().time, 1);
-}
-
-void tst_BrowserParts::ring_findsTheFirstSampleFromATimeOn()
-{
-    SampleRing ring(8);
-    QCOMPARE(ring.lowerBound(0), std::size_t(0));
-    for (int i = 0; i < 12; ++i) // wrapped: 4 to 11, at 40 to 110
-        ring.append({qint64(i) * 10, 0});
-    QCOMPARE(ring.lowerBound(0), std::size_t(0));
-    QCOMPARE(ring.lowerBound(40), std::size_t(0));
-    QCOMPARE(ring.lowerBound(41), std::size_t(1));
-    QCOMPARE(ring.lowerBound(110), std::size_t(7));
-    QCOMPARE(ring.lowerBound(111), std::size_t(8));
-}
-
-void tst_BrowserParts::history_countsChangesAndNotEvents()
-{
-    RecordingClient client;
-    KeywordHistory history;
-    history.setClient(&client);
-    history.setKeyword(keyword);
-    QVERIFY(!history.known() && !history.current());
-
-    publish(client, 1.5);
-    QVERIFY(history.known() && history.current());
-    QCOMPARE(history.lastValue(), QVariant(1.5));
-    QCOMPARE(history.valueType(), int(PKeywordValueType::KVT_DOUBLE));
-    QCOMPARE(history.changeCount(), 0); // nothing was seen to change yet
-    const QDateTime first = history.lastChange();
-    QVERIFY(first.isValid());
-
-    publish(client, 1.5);
-    QCOMPARE(history.changeCount(), 0);
-    QCOMPARE(history.lastChange(), first);
-    publish(client, 2.5);
-    publish(client, 3.5);
-    QCOMPARE(history.changeCount(), 2);
-    QCOMPARE(history.samples().size(), std::size_t(4)); // a plot needs the steady ones, too
-    QTRY_VERIFY(history.changesPerSecond() > 0);
-    QTRY_VERIFY_WITH_TIMEOUT(history.changesPerSecond() == 0, 10000);
-}
-
-void tst_BrowserParts::history_keepsTheLastValueWhenTheLinkIsLost()
-{
-    RecordingClient client;
-    KeywordHistory history;
-    history.setClient(&client);
-    history.setKeyword(keyword);
-    publish(client, 1.5);
-
-    client.publisher()->setActive(false);
-    QVERIFY(history.known() && !history.current());
-    QCOMPARE(history.lastValue(), QVariant(1.5));
-    QCOMPARE(history.samples().size(), std::size_t(2));
-    QVERIFY(std::isnan(history.samples().back().value)); // the line ends here
-
-    client.publisher()->setActive(true);
-    QVERIFY(!history.current()); // until the server has said what is true now
-    publish(client, 1.5);
-    QVERIFY(history.current());
-    QCOMPARE(history.changeCount(), 0);
-}
-
-void tst_BrowserParts::history_isNotWatchedWhileTheLinkIsLost()
-{
-    RecordingClient client;
-    KeywordHistory history;
-    history.setClient(&client);
-    history.setKeyword(keyword);
-    QVERIFY(!history.watched() && !history.lastSeen().isValid());
-    publish(client, 1.5);
-    publish(client, 2.5);
-    QVERIFY(history.watched());
-    QCOMPARE(history.changeCount(), 1);
-    const QDateTime changed = history.lastChange();
-
-    client.publisher()->setActive(false);
-    QVERIFY(!history.watched());
-    QVERIFY(history.lastSeen() >= changed);
-    client.publisher()->setActive(true);
-    QVERIFY(!history.watched()); // not before the server says what it is now
-
-    // The same value, but nobody knows what was in between.
-    publish(client, 2.5);
-    QVERIFY(history.watched());
-    QCOMPARE(history.changeCount(), 0);
-    QVERIFY(history.lastChange() >= history.lastSeen());
-    publish(client, 3.5);
-    QCOMPARE(history.changeCount(), 1);
-}
-
-void tst_BrowserParts::history_isNotWatchedWithoutASource()
-{
-    RecordingClient client;
-    KeywordHistory history;
-    history.setClient(&client);
-    history.setKeyword(keyword);
-    publish(client, 1.5);
-    client.publisher()->publish(keyword, QVariant::fromValue(PKeywordValue()));
-    QVERIFY(history.current() && !history.watched());
-    QVERIFY(history.lastSeen().isValid());
-    publish(client, 1.5);
-    QVERIFY(history.watched());
-    QVERIFY(history.lastChange() >= history.lastSeen());
-}
-
-void tst_BrowserParts::history_startsAnewWithAnotherKeyword()
-{
-    RecordingClient client;
-    KeywordHistory history;
-    history.setClient(&client);
-    history.setKeyword(keyword);
-    publish(client, 1.5);
-    publish(client, 2.5);
-
-    history.setKeyword(QStringLiteral("/b"));
-    QVERIFY(!history.known() && !history.current() && history.samples().empty());
-    QCOMPARE(history.changeCount(), 0);
-    publish(client, 3.5); // of the other one
-    QVERIFY(!history.known());
-}
-
-void tst_BrowserParts::history_survivesItsClient()
-{
-    KeywordHistory history;
-    history.setKeyword(keyword);
-    {
-        RecordingClient client;
-        history.setClient(&client);
-        publish(client, 1.5);
-    }
-    QCOMPARE(history.client(), nullptr);
-    QVERIFY(history.known() && !history.current());
-}
-
 void tst_BrowserParts::plot_isDrawnAtMostThirtyTimesASecond()
 {
     RecordingClient client;
-    KeywordHistory history;
+    PKeywordHistory history;
     history.setClient(&client);
     history.setKeyword(keyword);
     QQuickWindow window;
@@ -349,7 +192,7 @@ void tst_BrowserParts::plot_isDrawnAtMostThirtyTimesASecond()
 void tst_BrowserParts::plot_drawsStepsAtTheirHeight()
 {
     RecordingClient client;
-    KeywordHistory history;
+    PKeywordHistory history;
     history.setClient(&client);
     history.setKeyword(keyword);
     QQuickWindow window;
