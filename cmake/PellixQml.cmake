@@ -27,6 +27,20 @@ function(pellix_compile_qml target)
     set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 endfunction()
 
+# pellix_correct_qml_types(<target>): properties of any type are read correctly by compiled QML. Called in the
+# folder of qt_add_qml_module(), after it. Qt 6.5 and later need nothing.
+function(pellix_correct_qml_types target)
+    if(Qt6Qml_VERSION VERSION_GREATER_EQUAL 6.5)
+        return()
+    endif()
+    get_target_property(file ${target} QT_QML_MODULE_PLUGIN_TYPES_FILE)
+    set(script "${PROJECT_SOURCE_DIR}/cmake/PellixQmlTypes.cmake")
+    add_custom_command(OUTPUT "${file}" APPEND
+        COMMAND ${CMAKE_COMMAND} -D "FILE=${file}" -P "${script}"
+        DEPENDS "${script}"
+    )
+endfunction()
+
 # pellix_add_qml_library(<target> <uri> [IMPORTS <modules>...] [QML_FILES <files>...]): the types of a library
 # are a QML module. Called when the target has all its sources.
 function(pellix_add_qml_library target uri)
@@ -45,6 +59,7 @@ function(pellix_add_qml_library target uri)
         DEPENDENCIES PellixClient.Keyword/1.0
         QML_FILES ${arg_QML_FILES}
     )
+    pellix_correct_qml_types(${target})
     # The generated registration includes the headers by their bare names.
     get_target_property(headers ${target} HEADER_SET)
     list(TRANSFORM headers REPLACE "/[^/]*$" "")
