@@ -52,6 +52,7 @@ function(pellix_add_qml_library target uri)
     qt_add_qml_module(${target}
         URI ${uri}
         VERSION 1.0
+        ${pellix_no_cachegen}
         RESOURCE_PREFIX /qt-project.org/imports # where every engine looks
         OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/qml/${folder}"
         IMPORT_PATH "${PROJECT_BINARY_DIR}/qml" ${PELLIXCLIENT_QML_IMPORT_PATH}

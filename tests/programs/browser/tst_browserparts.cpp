@@ -3,12 +3,10 @@
 
 #include "client/inprocesskeywordclient.h"
 #include "client/websocketkeywordclient.h"
-#include "extras/history/keywordhistory.h"
 #include "extras/writing/keywordwrite.h"
 #include "models/keywordquerymodel.h"
 #include "programs/browser/childcount.h"
 #include "programs/browser/childorder.h"
-#include "programs/browser/historyplot.h"
 #include "programs/browser/preferences.h"
 #include "programs/browser/quietsorting.h"
 #include "programs/browser/session.h"
@@ -18,23 +16,19 @@
 #include "simulator/faultywebsocketserver.h"
 #include "tests/support/recordingclient.h"
 
-#include <QtCore/QElapsedTimer>
+#include <QtCore/QDir>
+#include <QtCore/QFileInfo>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QTemporaryDir>
-#include <QtGui/QImage>
-#include <QtQuick/QQuickItem>
-#include <QtQuick/QQuickWindow>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
 #include <algorithm>
-#include <cmath>
 #include <random>
 
 using namespace pellix::client;
-using pellix::extras::PKeywordHistory;
 using pellix::extras::PKeywordWrite;
 using namespace pellix::server;
 using namespace pellix::simulator;
@@ -132,8 +126,6 @@ class tst_BrowserParts : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void plot_isDrawnAtMostThirtyTimesASecond();
-    void plot_drawsStepsAtTheirHeight();
     void write_outcomes();
     void write_outcomes_data();
     void write_withoutAnAnswer();
@@ -156,76 +148,9 @@ private Q_SLOTS:
     void session_showsNoSecrets();
     void session_tellsSinceWhenTheLinkIsLost();
     void preferences_pin();
+    void preferences_nameAFileThatIsNew();
     void preferences_ofABrokenFileAreTheDefaults();
 };
-
-void tst_BrowserParts::plot_isDrawnAtMostThirtyTimesASecond()
-{
-    RecordingClient client;
-    PKeywordHistory history;
-    history.setClient(&client);
-    history.setKeyword(keyword);
-    QQuickWindow window;
-    window.resize(300, 100);
-    HistoryPlot plot;
-    plot.setParentItem(window.contentItem());
-    plot.setSize({300, 100});
-    plot.setHistory(&history);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-
-    QSignalSpy redrawn(&plot, &HistoryPlot::redrawn);
-    QElapsedTimer timer;
-    timer.start();
-    int events = 0;
-    QTRY_VERIFY((publish(client, ++events), redrawn.size() >= 15));
-    const qint64 elapsed = timer.elapsed();
-    QVERIFY2(redrawn.size() <= elapsed * 30 / 1000 + 1,
-             qPrintable(QStringLiteral("%1 in %2 ms").arg(redrawn.size()).arg(elapsed)));
-
-    plot.setVisible(false);
-    redrawn.clear();
-    plot.setVisible(true);
-    QTRY_VERIFY(!redrawn.isEmpty());
-}
-
-void tst_BrowserParts::plot_drawsStepsAtTheirHeight()
-{
-    RecordingClient client;
-    PKeywordHistory history;
-    history.setClient(&client);
-    history.setKeyword(keyword);
-    QQuickWindow window;
-    window.resize(300, 100);
-    window.setColor(Qt::white);
-    HistoryPlot plot;
-    plot.setParentItem(window.contentItem());
-    plot.setSize({300, 100});
-    plot.setHistory(&history);
-    plot.setSteps(true);
-    plot.setSpan(1);
-    plot.setProperty("lineColor", QColor(Qt::red));
-    plot.setProperty("gridColor", QColor(Qt::white));
-    plot.setProperty("textColor", QColor(Qt::blue));
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-
-    // The heights of what is red right of the middle.
-    const auto redRows = [&window] {
-        const QImage image = window.grabWindow();
-        QList<int> rows;
-        for (int y = 0; y < image.height(); ++y) {
-            const QColor color = image.pixelColor(image.width() * 9 / 10, y);
-            if (color.red() > 200 && color.green() < 100)
-                rows.append(y);
-        }
-        return rows;
-    };
-    publish(client, true);
-    QTRY_VERIFY(!redRows().isEmpty() && redRows().constLast() < 30);
-    publish(client, false);
-    QTRY_VERIFY(!redRows().isEmpty() && redRows().constFirst() > 60);
-}
 
 void tst_BrowserParts::write_outcomes_data()
 {
@@ -713,6 +638,18 @@ void tst_BrowserParts::preferences_pin()
     QCOMPARE(Preferences(file).pinned(), preferences.pinned());
     preferences.unpin(QStringLiteral("/a"));
     QCOMPARE(preferences.pinned(), QStringList(QStringLiteral("/b, with a comma")));
+}
+
+void tst_BrowserParts::preferences_nameAFileThatIsNew()
+{
+    QTemporaryDir directory;
+    const Preferences preferences(directory.filePath(QStringLiteral("settings.ini")));
+    const QString file = preferences.exportFile(QStringLiteral("level"));
+    QVERIFY2(QFileInfo(file).isAbsolute() && QFileInfo(file).dir().exists(), qPrintable(file));
+    QVERIFY2(QFileInfo(file).fileName().startsWith(QStringLiteral("level-20")), qPrintable(file));
+    QVERIFY(file.endsWith(QStringLiteral(".csv")));
+    QVERIFY(!preferences.fileExists(file));
+    QVERIFY(preferences.fileExists(directory.path()));
 }
 
 void tst_BrowserParts::preferences_ofABrokenFileAreTheDefaults()
