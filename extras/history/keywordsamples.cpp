@@ -69,27 +69,16 @@ static_assert(sizeof(PKeywordSample) == 16, "what is said of the memory holds");
 */
 
 /*!
+    \fn void PKeywordExtent::add(double value)
+
     Includes \a value.
 */
-void PKeywordExtent::add(double value)
-{
-    if (std::isnan(value)) {
-        gap = true;
-        return;
-    }
-    lowest = std::min(lowest, value);
-    highest = std::max(highest, value);
-}
 
 /*!
+    \fn void PKeywordExtent::add(const PKeywordExtent &other)
+
     Includes all of \a other.
 */
-void PKeywordExtent::add(const PKeywordExtent &other)
-{
-    lowest = std::min(lowest, other.lowest);
-    highest = std::max(highest, other.highest);
-    gap = gap || other.gap;
-}
 
 /*!
     \class pellix::extras::PKeywordStatistics
@@ -168,6 +157,7 @@ void PKeywordSamples::setCapacity(std::size_t capacity)
     const std::size_t skipped = size() > changed.limit ? size() - changed.limit : 0;
     for (std::size_t i = skipped; i < size(); ++i)
         changed.append(at(i));
+    changed.changes = changes + 1;
     *this = std::move(changed);
 }
 
@@ -216,6 +206,7 @@ void PKeywordSamples::append(PKeywordSample sample)
         oldest = oldest + 1 == limit ? 0 : oldest + 1;
     }
     summarize(appended++, sample.value);
+    ++changes;
 }
 
 // Runs are counted from the first sample ever, so those that are whole stay as they are when the
@@ -239,7 +230,9 @@ void PKeywordSamples::summarize(quint64 number, double value)
 */
 void PKeywordSamples::clear()
 {
+    const quint64 before = changes;
     *this = PKeywordSamples(limit);
+    changes = before + 1;
 }
 
 /*!
@@ -337,6 +330,12 @@ PKeywordStatistics PKeywordSamples::statistics(qint64 from, qint64 to) const
     result.mean = known > 0 ? sum / known : result.last;
     return result;
 }
+
+/*!
+    \fn quint64 PKeywordSamples::revision() const
+
+    Returns a number that is another one whenever the samples have changed.
+*/
 
 /*!
     Returns how many bytes are in use.

@@ -19,15 +19,15 @@ struct PKeywordSample
     double value; // not a number: nothing is known from here on
 };
 
-struct PELLIXCLIENT_EXTRAS_EXPORT PKeywordExtent
+struct PKeywordExtent
 {
     double lowest = std::numeric_limits<double>::infinity();
     double highest = -std::numeric_limits<double>::infinity();
     bool gap = false; // nothing is known somewhere in between
 
     bool empty() const { return lowest > highest; }
-    void add(double value);
-    void add(const PKeywordExtent &other);
+    inline void add(double value);
+    inline void add(const PKeywordExtent &other);
 };
 
 struct PELLIXCLIENT_EXTRAS_EXPORT PKeywordStatistics
@@ -72,6 +72,7 @@ public:
     PKeywordExtent extent(std::size_t from, std::size_t to) const;
     PKeywordStatistics statistics(qint64 from, qint64 to) const;
 
+    quint64 revision() const { return changes; }
     std::size_t memory() const;
 
 private:
@@ -93,8 +94,27 @@ private:
     std::size_t limit;
     std::size_t oldest = 0; // where it is in the ring
     quint64 appended = 0; // also what has made room since
+    quint64 changes = 0;
     std::vector<PKeywordSample> ring;
     Level levels[2] = {{32, {}}, {1024, {}}};
 };
+
+void PKeywordExtent::add(double value)
+{
+    if (value < lowest)
+        lowest = value;
+    if (value > highest)
+        highest = value;
+    gap |= value != value; // as only what is no number does
+}
+
+void PKeywordExtent::add(const PKeywordExtent &other)
+{
+    if (other.lowest < lowest)
+        lowest = other.lowest;
+    if (other.highest > highest)
+        highest = other.highest;
+    gap |= other.gap;
+}
 
 } // namespace pellix::extras

@@ -19,6 +19,9 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 using pellix::client::PKeywordValueType;
 
@@ -110,7 +113,31 @@ public:
     double fillOpacity = 0.15;
     double cursor = nothing;
 
+    // What the lines were made of: while it is the same, they are only moved.
+    struct Traced
+    {
+        double lowest = 0;
+        double highest = 0;
+        double length = 0;
+        QSizeF size;
+        double lineWidth = 0;
+        double fillOpacity = 0;
+        std::vector<std::pair<const PKeywordHistory *, quint64>> histories;
+        std::vector<QColor> colors;
+        std::vector<bool> stepped;
+
+        bool operator==(const Traced &other) const
+        {
+            return std::tie(lowest, highest, length, size, lineWidth, fillOpacity, histories,
+                            colors, stepped)
+                == std::tie(other.lowest, other.highest, other.length, other.size, other.lineWidth,
+                            other.fillOpacity, other.histories, other.colors, other.stepped);
+        }
+    };
+
     PlotView view;
+    PlotView tracedView; // which may be wider
+    Traced traced;
     PlotPicture picture;
     PlotSeries series;
     PlotTicks valueTicks;
@@ -165,15 +192,36 @@ void PKeywordPlotArea::Private::layOut(const QFontMetricsF &metrics)
 
 void PKeywordPlotArea::Private::trace()
 {
-    picture.lines.clear();
+    Traced wanted {view.lowest,         view.highest, length(), view.size, lineWidth,
+                   picture.fillOpacity, {},           {},       {}};
     const QList<PKeywordHistory *> histories = all();
     for (qsizetype row = 0; row < histories.size(); ++row) {
         PKeywordHistory *history = histories.at(row);
         if (hidden.contains(history))
             continue;
-        picture.lines.push_back(traceLine(history->samples(), view, stepped || isBool(history)));
-        picture.lines.back().color = color(row);
+        wanted.histories.emplace_back(history, history->samples().revision());
+        wanted.colors.push_back(color(row));
+        wanted.stepped.push_back(stepped || isBool(history));
     }
+    const bool within = tracedView.from <= view.from && view.to <= tracedView.to;
+    if (!within || !(wanted == traced)) {
+        traced = wanted;
+        tracedView = view;
+        if (!isFollowing) { // and is panned, perhaps
+            const double margin = std::max(0.0, std::min(length(), view.now - view.to));
+            tracedView.from -= length();
+            tracedView.to += margin;
+            tracedView.size.rwidth() *= (tracedView.to - tracedView.from) / length();
+        }
+        picture.lines.clear();
+        for (std::size_t i = 0; i < traced.histories.size(); ++i) {
+            picture.lines.push_back(
+                traceLine(traced.histories[i].first->samples(), tracedView, traced.stepped[i]));
+            picture.lines.back().color = traced.colors[i];
+        }
+        ++picture.serial;
+    }
+    picture.offset = view.x(tracedView.from);
 }
 
 // What the models and the texts tell. A cursor that is no number is not shown.
@@ -389,7 +437,10 @@ void PKeywordPlotArea::setHistories(PKeywordHistories *histories)
     d->source = histories;
     d->hidden.clear();
     if (histories) {
-        connect(histories, &PKeywordHistories::historiesChanged, this, &QQuickItem::polish);
+        connect(histories, &PKeywordHistories::historiesChanged, this, [this] {
+            d->traced = {}; // a new one may be where an old one was
+            polish();
+        });
         connect(histories, &PKeywordHistories::sampled, this, &PKeywordPlotArea::onSampled);
         connect(histories, &QObject::destroyed, this, [this] {
             runClock();
@@ -751,7 +802,10 @@ void PKeywordPlotArea::updatePolish()
     d->lookAt(size());
     const double labelWidth = d->labelWidth;
     if (d->view.isEmpty() || !d->source) {
+        const int serial = d->picture.serial;
         d->picture = {};
+        d->picture.serial = serial + 1;
+        d->traced = {};
         d->valueTicks.setTicks({});
         d->timeTicks.setTicks({});
     } else {

@@ -3,13 +3,14 @@
 
 #include "extras/plot/plotnode_p.h"
 
+#include <QtGui/QMatrix4x4>
 #include <QtGui/QPainter>
-#include <QtGui/QPainterPath>
 #include <QtGui/QPolygonF>
 #include <QtQuick/QQuickWindow>
 #include <QtQuick/QSGGeometryNode>
 #include <QtQuick/QSGImageNode>
 #include <QtQuick/QSGRendererInterface>
+#include <QtQuick/QSGTransformNode>
 #include <QtQuick/QSGVertexColorMaterial>
 
 #include <algorithm>
@@ -78,12 +79,15 @@ constexpr std::size_t lineIndices = 18;
 constexpr std::size_t fillVertices = 2;
 constexpr std::size_t quadIndices = 6;
 
-Amount amount(const PlotPicture &picture)
+Amount gridAmount(const PlotPicture &picture)
+{
+    const std::size_t lines = picture.horizontals.size() + picture.verticals.size();
+    return {lines * 4, lines * quadIndices};
+}
+
+Amount linesAmount(const PlotPicture &picture)
 {
     Amount result;
-    const std::size_t gridLines = picture.horizontals.size() + picture.verticals.size();
-    result.vertices = gridLines * 4;
-    result.indices = gridLines * quadIndices;
     const bool filled = picture.fillOpacity > 0;
     for (const PlotLine &line : picture.lines) {
         result.vertices += line.points.size() * (lineVertices + (filled ? fillVertices : 0));
@@ -105,7 +109,7 @@ void addRectangle(Triangles &triangles, const QRectF &area, const VertexColor &c
 QPointF normalTo(const QPointF &from, const QPointF &to)
 {
     const QPointF along = to - from;
-    const double length = std::hypot(along.x(), along.y());
+    const double length = std::sqrt(QPointF::dotProduct(along, along));
     return length > 0 ? QPointF(-along.y(), along.x()) / length : QPointF(0, 1);
 }
 
@@ -164,41 +168,22 @@ template <typename Function> void forEachRun(const PlotLine &line, Function func
     }
 }
 
-class GeometryNode : public QSGGeometryNode
+// Triangles of any colours.
+class TrianglesNode : public QSGGeometryNode
 {
 public:
-    GeometryNode()
+    TrianglesNode()
     {
         geometry.setDrawingMode(QSGGeometry::DrawTriangles);
-        geometry.setVertexDataPattern(QSGGeometry::StreamPattern);
-        geometry.setIndexDataPattern(QSGGeometry::StreamPattern);
         setGeometry(&geometry);
         setMaterial(&material);
     }
 
-    void draw(const PlotPicture &picture, const Amount &amount)
+    Triangles begin(const Amount &amount)
     {
         geometry.allocate(int(amount.vertices), int(amount.indices));
-        Triangles triangles(geometry);
-        const VertexColor grid(picture.gridColor, 1);
-        for (const double y : picture.horizontals)
-            addRectangle(triangles, {0, std::round(y), picture.size.width(), 1}, grid);
-        for (const double x : picture.verticals)
-            addRectangle(triangles, {std::round(x), 0, 1, picture.size.height()}, grid);
-        if (picture.fillOpacity > 0) {
-            for (const PlotLine &line : picture.lines) {
-                const VertexColor fill(line.color, picture.fillOpacity);
-                forEachRun(line, [&](const QPointF *points, std::size_t count) {
-                    addFill(triangles, points, count, picture.size.height(), fill);
-                });
-            }
-        }
-        for (const PlotLine &line : picture.lines) {
-            forEachRun(line, [&](const QPointF *points, std::size_t count) {
-                addLine(triangles, points, count, picture.lineWidth, line.color);
-            });
-        }
         markDirty(QSGNode::DirtyGeometry);
+        return Triangles(geometry);
     }
 
 private:
@@ -207,7 +192,107 @@ private:
     QSGVertexColorMaterial material;
 };
 
-QImage paint(const PlotPicture &picture, double pixelRatio)
+// The grid, and the lines before it, which move without being made anew.
+class PictureNode : public QSGNode
+{
+public:
+    PictureNode()
+    {
+        for (QSGNode *node : {static_cast<QSGNode *>(&grid), static_cast<QSGNode *>(&place),
+                              static_cast<QSGNode *>(&lines)})
+            node->setFlag(QSGNode::OwnedByParent, false);
+        appendChildNode(&grid);
+        appendChildNode(&place);
+        place.appendChildNode(&lines);
+    }
+    ~PictureNode() override
+    {
+        place.removeAllChildNodes();
+        removeAllChildNodes();
+    }
+
+    void draw(const PlotPicture &picture)
+    {
+        drawGrid(picture);
+        if (picture.serial != serial) {
+            serial = picture.serial;
+            drawLines(picture);
+        }
+        QMatrix4x4 matrix;
+        matrix.translate(float(picture.offset), 0);
+        if (matrix != place.matrix())
+            place.setMatrix(matrix);
+    }
+
+private:
+    void drawGrid(const PlotPicture &picture)
+    {
+        Triangles triangles = grid.begin(gridAmount(picture));
+        const VertexColor color(picture.gridColor, 1);
+        for (const double y : picture.horizontals)
+            addRectangle(triangles, {0, std::round(y), picture.size.width(), 1}, color);
+        for (const double x : picture.verticals)
+            addRectangle(triangles, {std::round(x), 0, 1, picture.size.height()}, color);
+    }
+
+    void drawLines(const PlotPicture &picture)
+    {
+        Triangles triangles = lines.begin(linesAmount(picture));
+        for (const PlotLine &line : picture.lines) {
+            if (picture.fillOpacity <= 0)
+                break;
+            const VertexColor fill(line.color, picture.fillOpacity);
+            forEachRun(line, [&](const QPointF *points, std::size_t count) {
+                addFill(triangles, points, count, picture.size.height(), fill);
+            });
+        }
+        for (const PlotLine &line : picture.lines) {
+            forEachRun(line, [&](const QPointF *points, std::size_t count) {
+                addLine(triangles, points, count, picture.lineWidth, line.color);
+            });
+        }
+    }
+
+    TrianglesNode grid;
+    QSGTransformNode place;
+    TrianglesNode lines;
+    int serial = -1;
+};
+
+QSGNode *drawImage(const PlotPicture &picture, QQuickWindow &window, QSGNode *last)
+{
+    auto *node = static_cast<QSGImageNode *>(last);
+    if (!node) {
+        node = window.createImageNode();
+        node->setOwnsTexture(true);
+    }
+    node->setTexture(
+        window.createTextureFromImage(paintPlot(picture, window.effectiveDevicePixelRatio())));
+    node->setRect(QRectF(QPointF(), picture.size));
+    return node;
+}
+
+} // namespace
+
+QSGNode *drawPlot(const PlotPicture &picture, QQuickWindow &window, QSGNode *last)
+{
+    if (picture.size.isEmpty()) {
+        delete last;
+        return nullptr;
+    }
+    if (window.rendererInterface()->graphicsApi() == QSGRendererInterface::Software)
+        return drawImage(picture, window, last);
+    return drawTriangles(picture, last);
+}
+
+QSGNode *drawTriangles(const PlotPicture &picture, QSGNode *last)
+{
+    auto *node = last ? static_cast<PictureNode *>(last) : new PictureNode;
+    node->draw(picture);
+    return node;
+}
+
+QImage paintPlot(const PlotPicture &picture, double pixelRatio)
 {
     QImage image((picture.size * pixelRatio).toSize(), QImage::Format_ARGB32_Premultiplied);
     image.setDevicePixelRatio(pixelRatio);
@@ -218,6 +303,7 @@ QImage paint(const PlotPicture &picture, double pixelRatio)
     for (const double x : picture.verticals)
         painter.fillRect(QRectF(std::round(x), 0, 1, picture.size.height()), picture.gridColor);
     painter.setRenderHint(QPainter::Antialiasing);
+    painter.translate(picture.offset, 0);
     if (picture.fillOpacity > 0) {
         for (const PlotLine &line : picture.lines) {
             QColor fill = line.color;
@@ -241,37 +327,6 @@ QImage paint(const PlotPicture &picture, double pixelRatio)
         });
     }
     return image;
-}
-
-QSGNode *drawImage(const PlotPicture &picture, QQuickWindow &window, QSGNode *last)
-{
-    auto *node = static_cast<QSGImageNode *>(last);
-    if (!node) {
-        node = window.createImageNode();
-        node->setOwnsTexture(true);
-    }
-    node->setTexture(
-        window.createTextureFromImage(paint(picture, window.effectiveDevicePixelRatio())));
-    node->setRect(QRectF(QPointF(), picture.size));
-    return node;
-}
-
-} // namespace
-
-QSGNode *drawPlot(const PlotPicture &picture, QQuickWindow &window, QSGNode *last)
-{
-    const Amount amount = pellix::extras::amount(picture);
-    if (amount.vertices == 0 || picture.size.isEmpty()) {
-        delete last;
-        return nullptr;
-    }
-    if (window.rendererInterface()->graphicsApi() == QSGRendererInterface::Software)
-        return drawImage(picture, window, last);
-    auto *node = static_cast<GeometryNode *>(last);
-    if (!node)
-        node = new GeometryNode;
-    node->draw(picture, amount);
-    return node;
 }
 
 } // namespace pellix::extras

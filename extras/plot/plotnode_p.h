@@ -25,6 +25,8 @@ struct PlotPicture
     std::vector<double> horizontals; // where the grid is
     std::vector<double> verticals;
     std::vector<PlotLine> lines;
+    double offset = 0; // of the lines, to the right
+    int serial = 0; // of the lines: another one where anything but the offset is different
     double lineWidth = 1;
     double fillOpacity = 0;
 };
@@ -36,5 +38,9 @@ struct PlotPicture
     Takes what it returned last for the same item, and returns what takes its place.
 */
 QSGNode *drawPlot(const PlotPicture &picture, QQuickWindow &window, QSGNode *last);
+
+// Its two ways of drawing.
+QSGNode *drawTriangles(const PlotPicture &picture, QSGNode *last);
+QImage paintPlot(const PlotPicture &picture, double pixelRatio);
 
 } // namespace pellix::extras

@@ -6,6 +6,7 @@
 #include "extras/plot/keywordplotarea.h"
 #include "extras/plot/plotaxes_p.h"
 #include "extras/plot/plotline_p.h"
+#include "extras/plot/plotnode_p.h"
 #include "module/pellixclientkeywordmodule.h"
 #include "pubsub/publisher.h"
 #include "tests/support/recordingclient.h"
@@ -15,15 +16,19 @@
 #include <QtGui/QAccessible>
 #include <QtGui/QFontMetricsF>
 #include <QtGui/QImage>
+#include <QtGui/QPolygonF>
 #include <QtGui/QWheelEvent>
 #include <QtQml/QQmlComponent>
 #include <QtQml/QQmlEngine>
 #include <QtQuick/QQuickItem>
 #include <QtQuick/QQuickWindow>
+#include <QtQuick/QSGGeometryNode>
+#include <QtQuick/QSGTransformNode>
 #include <QtTest/QAbstractItemModelTester>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <memory>
@@ -81,6 +86,60 @@ QString texts(const std::vector<PlotTick> &ticks)
     for (const PlotTick &tick : ticks)
         result.append(tick.text);
     return result.join(QLatin1Char(' '));
+}
+
+// Draws the triangles of a node as a graphics card does: interpolating their premultiplied colours,
+// over what is there.
+void rasterize(QImage &image, const QSGNode *node, QPointF offset)
+{
+    if (node->type() == QSGNode::TransformNodeType) {
+        offset += static_cast<const QSGTransformNode *>(node)->matrix().map(QPointF());
+    } else if (node->type() == QSGNode::GeometryNodeType) {
+        const QSGGeometry *geometry = static_cast<const QSGGeometryNode *>(node)->geometry();
+        const QSGGeometry::ColoredPoint2D *vertices = geometry->vertexDataAsColoredPoint2D();
+        const quint32 *indices = geometry->indexDataAsUInt();
+        for (int i = 0; i + 2 < geometry->indexCount(); i += 3) {
+            const auto &a = vertices[indices[i]];
+            const auto &b = vertices[indices[i + 1]];
+            const auto &c = vertices[indices[i + 2]];
+            const double area =
+                double(b.x - a.x) * double(c.y - a.y) - double(c.x - a.x) * double(b.y - a.y);
+            if (area == 0)
+                continue;
+            const QPolygonF triangle({{a.x, a.y}, {b.x, b.y}, {c.x, c.y}});
+            const QRect bounds =
+                triangle.boundingRect().translated(offset).toAlignedRect() & image.rect();
+            for (int y = bounds.top(); y <= bounds.bottom(); ++y) {
+                for (int x = bounds.left(); x <= bounds.right(); ++x) {
+                    const double px = x + 0.5 - offset.x();
+                    const double py = y + 0.5 - offset.y();
+                    const double wb = ((px - double(a.x)) * double(c.y - a.y)
+                                       - double(c.x - a.x) * (py - double(a.y)))
+                        / area;
+                    const double wc = (double(b.x - a.x) * (py - double(a.y))
+                                       - (px - double(a.x)) * double(b.y - a.y))
+                        / area;
+                    const double wa = 1 - wb - wc;
+                    if (wa < 0 || wb < 0 || wc < 0)
+                        continue;
+                    const auto mix = [&](uchar pa, uchar pb, uchar pc) {
+                        return int(pa * wa + pb * wb + pc * wc);
+                    };
+                    const int alpha = mix(a.a, b.a, c.a);
+                    const auto over = [&](int source, int below) {
+                        return std::min(255, source + below * (255 - alpha) / 255);
+                    };
+                    auto *pixel = reinterpret_cast<QRgb *>(image.scanLine(y)) + x;
+                    *pixel =
+                        qRgba(over(mix(a.r, b.r, c.r), qRed(*pixel)),
+                              over(mix(a.g, b.g, c.g), qGreen(*pixel)),
+                              over(mix(a.b, b.b, c.b), qBlue(*pixel)), over(alpha, qAlpha(*pixel)));
+                }
+            }
+        }
+    }
+    for (const QSGNode *child = node->firstChild(); child; child = child->nextSibling())
+        rasterize(image, child, offset);
 }
 
 // A plot made of QML in a window, with two histories.
@@ -165,6 +224,8 @@ private Q_SLOTS:
     void valueAxis_ofBoolsAndOfNothing();
     void timeAxis_isOfRoundTimes();
     void texts_followTheLocale();
+    void picture_isTheSameInTriangles_data();
+    void picture_isTheSameInTriangles();
     void plot_isDrawnAtMostThirtyTimesASecond();
     void plot_drawsStepsAtTheirHeight();
     void legend_hidesALine();
@@ -396,6 +457,61 @@ void tst_KeywordPlot::texts_followTheLocale()
     QVERIFY(plotTimeText(time.addDays(-1), 60000).size() > plotTimeText(time, 60000).size());
     QLocale::setDefault(QLocale::c());
     QCOMPARE(plotNumberText(nothing), QStringLiteral("\u2014"));
+}
+
+// No graphics card is at hand: what it would be told to draw is drawn here, and compared with what
+// is painted.
+void tst_KeywordPlot::picture_isTheSameInTriangles_data()
+{
+    QTest::addColumn<double>("fillOpacity");
+    QTest::addColumn<double>("offset");
+    QTest::newRow("lines") << 0.0 << 0.0;
+    QTest::newRow("filled") << 0.3 << 0.0;
+    QTest::newRow("moved") << 0.3 << 40.0;
+}
+
+void tst_KeywordPlot::picture_isTheSameInTriangles()
+{
+    QFETCH(double, fillOpacity);
+    QFETCH(double, offset);
+    PKeywordSamples samples;
+    for (int i = 0; i < 60; ++i)
+        samples.append({i * 10, i == 30 ? nothing : 50 + 40 * std::sin(i / 6.0)});
+    PlotView view = plainView(0, 600);
+    view.size = QSizeF(200, 100);
+    PlotPicture picture;
+    picture.size = view.size;
+    picture.gridColor = QColor(0, 0, 255, 100);
+    picture.horizontals = {10, 60};
+    picture.verticals = {50};
+    picture.lines = {traceLine(samples, view, false)};
+    QCOMPARE(picture.lines.front().ends.size(), std::size_t(2));
+    picture.lines.front().color = Qt::red;
+    picture.lineWidth = 3;
+    picture.fillOpacity = fillOpacity;
+    picture.serial = 1;
+
+    std::unique_ptr<QSGNode> node(drawTriangles(picture, nullptr));
+    picture.offset = offset;
+    QCOMPARE(drawTriangles(picture, node.get()), node.get());
+    QImage drawn(view.size.toSize(), QImage::Format_ARGB32_Premultiplied);
+    drawn.fill(Qt::transparent);
+    rasterize(drawn, node.get(), {});
+    const QImage painted = paintPlot(picture, 1);
+    QCOMPARE(painted.size(), drawn.size());
+    int different = 0;
+    int colored = 0;
+    for (int y = 0; y < drawn.height(); ++y) {
+        for (int x = 0; x < drawn.width(); ++x) {
+            const QRgb a = drawn.pixel(x, y);
+            const QRgb b = painted.pixel(x, y);
+            colored += qAlpha(b) > 200;
+            different += std::abs(qAlpha(a) - qAlpha(b)) > 110 || std::abs(qRed(a) - qRed(b)) > 150
+                || std::abs(qBlue(a) - qBlue(b)) > 110;
+        }
+    }
+    QVERIFY2(colored > 400, qPrintable(QString::number(colored)));
+    QVERIFY2(different < colored / 50, qPrintable(QString::number(different)));
 }
 
 void tst_KeywordPlot::plot_isDrawnAtMostThirtyTimesASecond()
