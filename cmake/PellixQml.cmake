@@ -52,6 +52,7 @@ function(pellix_add_qml_library target uri)
     qt_add_qml_module(${target}
         URI ${uri}
         VERSION 1.0
+        ${pellix_no_cachegen}
         RESOURCE_PREFIX /qt-project.org/imports # where every engine looks
         OUTPUT_DIRECTORY "${PELLIX_QML_DIR}/${folder}"
         IMPORT_PATH "${PELLIX_QML_DIR}"

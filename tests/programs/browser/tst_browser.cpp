@@ -12,6 +12,7 @@
 #include "server/writerequest.h"
 #include "simulator/faultywebsocketserver.h"
 
+#include <QtCore/QFile>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QTemporaryDir>
 #include <QtQml/QQmlContext>
@@ -110,6 +111,18 @@ public:
     {
         transport->abortClients();
         transport.reset();
+    }
+
+    Q_INVOKABLE QString newFile(const QString &name) const
+    {
+        const QString path = directory.filePath(name);
+        QFile::remove(path);
+        return path;
+    }
+    Q_INVOKABLE QString read(const QString &path) const
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
     }
 
     // What another start of the browser would read.
