@@ -22,6 +22,13 @@ const QLatin1String labelSuffix("/Label");
 const QLatin1String fullRights("*");
 constexpr int greatestNesting = 100; // of aggregates over aggregates
 
+constexpr qsizetype greatestEncoded = 4096; // bytes of a message that is kept beside others
+
+qint64 bytesOf(const QString &text)
+{
+    return text.size() * qint64(sizeof(QChar));
+}
+
 } // namespace
 
 bool SessionState::mayRead(const QString &path) const
@@ -40,6 +47,13 @@ void SessionState::clearWaiting()
     waiting.clear();
     waitingAnswers = 0;
     answerBytes = 0;
+}
+
+// Only what its client has written before counts from now on.
+void SessionState::leave()
+{
+    left = true;
+    clearWaiting();
 }
 
 KeywordServer::Private::Private(KeywordServer *q) : q(q)
@@ -95,25 +109,24 @@ bool KeywordServer::Private::isVisible(const SessionState &session, Node *node)
                        [&](Node *child) { return isVisible(session, child); });
 }
 
-// Forms each aggregate below once, however often others name it, and none at any depth: a client
-// could have the server compute for ever, or run out of stack.
+// Forms each aggregate once, however many others name it, and none at any depth: a client could
+// have the server compute for ever, or run out of stack.
 Record KeywordServer::Private::aggregateRecord(Aggregate &aggregate)
 {
-    const auto known = formed.constFind(&aggregate);
-    if (known != formed.constEnd())
-        return *known;
-    Record result;
+    if (aggregate.formedIn == round)
+        return aggregate.formed;
     if (nesting == greatestNesting) {
+        Record result;
         result.exists = result.error = true;
         return result;
     }
     ++nesting;
-    result = aggregated(aggregate);
+    Record result = aggregated(aggregate);
     --nesting;
-    if (nesting == 0)
-        formed.clear();
-    else
-        formed.insert(&aggregate, result);
+    aggregate.formed = result;
+    aggregate.formedIn = round;
+    if (nesting == 0 && !inRound)
+        ++round;
     return result;
 }
 
@@ -196,13 +209,14 @@ void KeywordServer::Private::changed(Node *node)
             enqueue(watch);
     }
     if (node->extras && !node->extras->aggregates.empty())
-        changed(node->extras->aggregates);
+        changed({node->extras->aggregates.cbegin(), node->extras->aggregates.cend()});
     sendAll();
 }
 
 void KeywordServer::Private::changed(std::vector<Aggregate *> pending)
 {
     QSet<Aggregate *> seen(pending.cbegin(), pending.cend());
+    inRound = true;
     for (std::size_t i = 0; i < pending.size(); ++i) {
         Aggregate &aggregate = *pending[i];
         Record now = aggregateRecord(aggregate);
@@ -226,6 +240,8 @@ void KeywordServer::Private::changed(std::vector<Aggregate *> pending)
             }
         }
     }
+    inRound = false;
+    ++round;
 }
 
 void KeywordServer::Private::labelChanged(const QString &path)
@@ -246,10 +262,13 @@ void KeywordServer::Private::labelChanged(const QString &path)
 void KeywordServer::Private::enqueue(Watch *watch, Place place)
 {
     SessionState *const session = watch->session;
+    if (session->left)
+        return;
     if (watch->queued) {
         ++counts.skippedValues;
         if (place == Place::Any && !watch->refusedBehind)
             return;
+        ++session->waitingAnswers; // its earlier place is left until its turn comes
     }
     ++watch->turn; // an earlier place does not count any more
     watch->queued = true;
@@ -263,6 +282,8 @@ void KeywordServer::Private::enqueue(Watch *watch, Place place)
 
 void KeywordServer::Private::enqueueAnswer(SessionState *session, const QByteArray &answer)
 {
+    if (session->left)
+        return;
     session->waiting.push_back({nullptr, 0, QString(), answer});
     ++session->waitingAnswers;
     session->answerBytes += answer.size();
@@ -270,10 +291,13 @@ void KeywordServer::Private::enqueueAnswer(SessionState *session, const QByteArr
 
 void KeywordServer::Private::enqueueRefusal(SessionState *session, const QString &keyword)
 {
+    if (session->left)
+        return;
     if (Watch *const watch = session->watches.value(keyword))
         watch->refusedBehind = watch->queued;
     session->waiting.push_back({nullptr, 0, keyword, QByteArray()});
     ++session->waitingAnswers;
+    session->answerBytes += bytesOf(keyword);
 }
 
 void KeywordServer::Private::sendAll()
@@ -307,8 +331,10 @@ void KeywordServer::Private::send(SessionState *session)
         const Waiting next = std::move(session->waiting.front());
         session->waiting.pop_front();
         if (next.watch) {
-            if (next.turn != next.watch->turn)
+            if (next.turn != next.watch->turn) {
+                --session->waitingAnswers;
                 continue;
+            }
             if (!next.watch->node) {
                 --session->waitingAnswers;
                 delete next.watch;
@@ -318,7 +344,7 @@ void KeywordServer::Private::send(SessionState *session)
             transmit(session, messageFor(next.watch));
         } else if (!next.answer.isNull() || !next.keyword.isNull()) {
             --session->waitingAnswers;
-            session->answerBytes -= next.answer.size();
+            session->answerBytes -= next.answer.size() + bytesOf(next.keyword);
             if (next.keyword.isNull()) {
                 transmit(session, Message(next.answer));
             } else {
@@ -352,20 +378,23 @@ Message KeywordServer::Private::messageFor(Watch *watch)
         isKeyword ? nullptr : watch->session->aggregates.value(node->path);
     const bool isShared = !watch->session->rights || isKeyword;
     const quint64 version = aggregate ? aggregate->version : node->version;
-    Encoded &slot = encoded[version % encoded.size()];
-    if (!isShared || slot.version != version || slot.keyword != watch->keyword) {
+    const auto isIt = [&](const Encoded &slot) {
+        return isShared && slot.version == version && slot.keyword == watch->keyword;
+    };
+    Encoded *slot = isIt(longEncoded) ? &longEncoded : &encoded[version % encoded.size()];
+    if (!isIt(*slot)) {
         const Record current =
             aggregate ? aggregate->last : record(watch->session, node, node->path);
         const Message message(eventText(watch->keyword, current));
         if (!isShared)
             return message;
-        slot.version = version;
-        slot.keyword = watch->keyword;
-        slot.message = message;
+        if (message.utf8().size() > greatestEncoded)
+            slot = &longEncoded;
+        *slot = {version, watch->keyword, message};
     }
     if (watch->session->receiver)
-        slot.message.text(); // for all that come by here
-    return slot.message;
+        slot->message.text(); // for all that come by here
+    return slot->message;
 }
 
 // The role of a session is another one.
@@ -744,9 +773,10 @@ void KeywordServer::clear()
         session->watches.clear();
         session->aggregates.clear();
         session->refused.clear();
-        session->bytes = 0;
+        session->bytes = session->writeBytes = 0;
     }
     d->writes.clear();
+    d->writeBytes = 0;
     d->tree.clear();
     d->counts.watchedKeywords = 0;
 }
@@ -1002,7 +1032,7 @@ Statistics KeywordServer::statistics() const
     Statistics statistics = d->counts;
     statistics.clients = sessionCount();
     statistics.keywords = keywordCount();
-    statistics.memoryBytes = d->tree.bytes();
+    statistics.memoryBytes = d->tree.bytes() + d->writeBytes;
     statistics.sendingBytes = d->budget->waiting;
     for (const SessionState *session : std::as_const(d->sessions))
         statistics.memoryBytes += session->bytes + session->answerBytes;

@@ -32,6 +32,9 @@ struct Aggregate
     qint64 bytes = 0; // that it has its session use
     int uses = 0; // spellings that the session watches it under
     bool computing = false; // breaks cycles of aggregates over each other
+    quint64 number = 0; // the later one has the greater
+    Record formed; // in the round of this number
+    quint64 formedIn = 0;
 };
 
 // A message in both forms that transports need; the second is made once, when one asks for it.
@@ -77,17 +80,20 @@ public:
 
     QHash<QString, Watch *> watches; // by their spelling
     QHash<QString, Aggregate *> aggregates; // by their path
-    QSet<QString> refused; // paths whose last write was refused
+    QSet<QString> refused; // paths whose last write was refused, as far as there is memory for them
     std::deque<Waiting> waiting;
     std::size_t waitingAnswers = 0; // and refusals, which are not merged
     qint64 answerBytes = 0;
     qint64 bytes = 0; // that it has the server use
+    qint64 writeBytes = 0; // of its writes that are not decided
     Receiver receiver; // instead of the signal
     bool paused = false;
     bool sending = false;
     bool inTurn = false; // among those that are to send
+    bool left = false; // nobody is there any more to be told anything
 
     void clearWaiting();
+    void leave();
     bool mayRead(const QString &path) const;
     bool mayWrite(const QString &path) const { return !rights || rights->mayWrite(path); }
 };

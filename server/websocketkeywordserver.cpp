@@ -295,7 +295,8 @@ QTcpSocket *WebSocketKeywordServer::Private::connectionOf(const QWebSocket *sock
         std::find_if(connections.cbegin(), connections.cend(), [socket](const auto &connection) {
             return connection && connection->peerPort() != 0
                 && connection->peerPort() == socket->peerPort()
-                && connection->peerAddress() == socket->peerAddress();
+                && connection->peerAddress() == socket->peerAddress()
+                && connection->localAddress() == socket->localAddress();
         });
     return found == connections.cend() ? nullptr : found->data();
 }
@@ -321,6 +322,7 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
     identities.insert(socket, {credentials, judgement.peer});
     const Limits limits = server->limits();
     socket->setMaxAllowedIncomingMessageSize(quint64(limits.commandBytes));
+    socket->setMaxAllowedIncomingFrameSize(quint64(limits.commandBytes)); // it waits for whole ones
     auto *const client = new ClientSocket(socket, connection, limits, server->d->budget);
     clients.append(client);
     KeywordSession *const session = server->openSession(judgement.peer, socket);
@@ -338,7 +340,7 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
             session->resume();
     });
     QObject::connect(client, &ClientSocket::received, session,
-                     [session](const QString &text) { session->receive(text.toUtf8()); });
+                     [session](const QByteArray &command) { session->receive(command); });
     QObject::connect(client, &ClientSocket::delayed, q, [this] {
         if (server)
             ++server->d->counts.delayedCommands;
@@ -350,7 +352,13 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
             ++server->d->counts.droppedClients;
         socket->abort();
     });
-    QObject::connect(socket, &QWebSocket::disconnected, q, [this, socket, client] {
+    QObject::connect(socket, &QWebSocket::disconnected, client,
+                     [client, session = QPointer(session)] {
+                         if (session)
+                             session->d->state.leave();
+                         client->finish();
+                     });
+    QObject::connect(client, &ClientSocket::finished, q, [this, socket, client] {
         identities.remove(socket);
         if (clients.removeOne(client)) {
             socket->deleteLater();
