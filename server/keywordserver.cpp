@@ -342,12 +342,12 @@ void KeywordServer::Private::send(SessionState *session)
             }
             next.watch->queued = false;
             transmit(session, messageFor(next.watch));
-        } else if (!next.answer.isNull() || !next.keyword.isNull()) {
+        } else {
             --session->waitingAnswers;
             session->answerBytes -= next.answer.size() + bytesOf(next.keyword);
-            if (next.keyword.isNull()) {
+            if (!next.answer.isNull()) {
                 transmit(session, Message(next.answer));
-            } else {
+            } else if (!next.keyword.isNull()) { // which a client may have left out
                 const QString path = KeywordServer::normalizedPath(next.keyword);
                 Record refused = record(session, tree.find(path), path);
                 refused.error = true;
