@@ -447,24 +447,22 @@ bool KeywordServer::Private::hasRoomFor(const PendingWrite &write) const
 void KeywordServer::Private::store(const PendingWrite &write)
 {
     const QPointer<KeywordServer> server(q);
-    const QPointer<KeywordSession> writer = write.writer;
     audit(write, QStringLiteral("accepted"), QString());
     if (!server)
         return;
-    const bool wasRefused = writer && takeRefusal(writerOf(write), write.path);
-    Node *const node = tree.find(write.path);
+    SessionState *const writer = writerOf(write);
+    const bool wasRefused = writer && takeRefusal(writer, write.path);
+    const Node *const node = tree.find(write.path);
     const bool isNew = node && node->value != asType(write.value, node->type);
-    const QString path = write.path;
-    const QVariant value = write.value;
-    const QString keyword = write.keyword;
-    q->setValue(path, value);
-    if (server && wasRefused && !isNew && writer) {
-        SessionState *const session = sessions.value(writer);
-        enqueueAnswer(session, eventText(keyword, record(session, tree.find(path), path)));
-        send(session);
+    q->setValue(write.path, write.value);
+    SessionState *const left = server && wasRefused && !isNew ? writerOf(write) : nullptr;
+    if (left) {
+        enqueueAnswer(left,
+                      eventText(write.keyword, record(left, tree.find(write.path), write.path)));
+        send(left);
     }
     if (server)
-        Q_EMIT q->valueWritten(path, value);
+        Q_EMIT q->valueWritten(write.path, write.value);
 }
 
 void KeywordServer::Private::forget(quint64 id)

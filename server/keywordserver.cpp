@@ -50,7 +50,7 @@ void SessionState::clearWaiting()
 }
 
 // Only what its client has written before counts from now on.
-void SessionState::leave()
+void SessionState::hangUp()
 {
     left = true;
     clearWaiting();

@@ -93,7 +93,7 @@ public:
     bool left = false; // nobody is there any more to be told anything
 
     void clearWaiting();
-    void leave();
+    void hangUp();
     bool mayRead(const QString &path) const;
     bool mayWrite(const QString &path) const { return !rights || rights->mayWrite(path); }
 };

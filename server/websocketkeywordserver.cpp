@@ -161,6 +161,9 @@ public:
     void endHandshake(OpeningHandshake *handshake);
     void serve(QWebSocket *socket);
     QTcpSocket *connectionOf(const QWebSocket *socket) const;
+    void forget(ClientSocket *client, const QWebSocket *socket);
+    void release(QWebSocket *socket);
+    void endSessionsOf(QWebSocket *socket);
     void judgeAnew();
     void endSession(QWebSocket *socket);
     void dropAll();
@@ -180,6 +183,7 @@ public:
     AccessControl access;
     bool isIdentificationSet = false;
     bool unencryptedAllowed = false;
+    bool isDestroyed = false;
     int maximumHandshakes = 64;
     quint64 droppedHandshakes = 0;
     std::chrono::milliseconds handshakeTimeout = defaultHandshakeTimeout;
@@ -355,17 +359,45 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
     QObject::connect(socket, &QWebSocket::disconnected, client,
                      [client, session = QPointer(session)] {
                          if (session)
-                             session->d->state.leave();
+                             session->d->state.hangUp();
                          client->finish();
                      });
     QObject::connect(client, &ClientSocket::finished, q, [this, socket, client] {
-        identities.remove(socket);
-        if (clients.removeOne(client)) {
-            socket->deleteLater();
-            tellClientCount();
-        }
+        forget(client, socket);
+        release(socket);
     });
+    QObject::connect(client, &QObject::destroyed, q,
+                     [this, socket, client] { forget(client, socket); });
     tellClientCount();
+}
+
+void WebSocketKeywordServer::Private::forget(ClientSocket *client, const QWebSocket *socket)
+{
+    identities.remove(socket);
+    if (clients.removeOne(client))
+        tellClientCount();
+}
+
+// Whoever hears that a session is destroyed may delete everything: none of it may be in the midst
+// of being deleted itself, or among the children of what is.
+void WebSocketKeywordServer::Private::release(QWebSocket *socket)
+{
+    endSessionsOf(socket);
+    if (!isDestroyed)
+        socket->setParent(nullptr);
+    socket->deleteLater();
+}
+
+void WebSocketKeywordServer::Private::endSessionsOf(QWebSocket *socket)
+{
+    const auto sessions = socket->findChildren<KeywordSession *>(Qt::FindDirectChildrenOnly);
+    for (KeywordSession *session : sessions) {
+        session->d->end();
+        if (isDestroyed)
+            continue; // with this server
+        session->setParent(nullptr);
+        session->deleteLater();
+    }
 }
 
 // Ends the sessions of those who would not get in any more, or as somebody else.
@@ -385,13 +417,7 @@ void WebSocketKeywordServer::Private::judgeAnew()
 // At once: neither commands nor events pass any more. This may be called by a handler of either.
 void WebSocketKeywordServer::Private::endSession(QWebSocket *socket)
 {
-    auto *const client = socket->findChild<ClientSocket *>(QString(), Qt::FindDirectChildrenOnly);
-    const auto sessions = socket->findChildren<KeywordSession *>(Qt::FindDirectChildrenOnly);
-    for (KeywordSession *session : sessions) {
-        QObject::disconnect(client, nullptr, session, nullptr);
-        session->pause(); // and nobody resumes it
-        session->deleteLater();
-    }
+    endSessionsOf(socket);
     QTimer::singleShot(farewellTime, socket, [socket] { socket->abort(); });
     socket->close(QWebSocketProtocol::CloseCodePolicyViolated,
                   QStringLiteral("access was taken away"));
@@ -414,9 +440,9 @@ void WebSocketKeywordServer::Private::dropAll()
     }
     for (ClientSocket *client : dropped) {
         QWebSocket *const socket = client->webSocket();
-        qDeleteAll(socket->findChildren<KeywordSession *>(Qt::FindDirectChildrenOnly));
+        endSessionsOf(socket);
         socket->abort();
-        socket->deleteLater();
+        release(socket);
     }
     for (const QPointer<QTcpSocket> &connection : std::as_const(connections)) {
         if (connection)
@@ -482,6 +508,7 @@ WebSocketKeywordServer::WebSocketKeywordServer(KeywordServer *server, QObject *p
 WebSocketKeywordServer::~WebSocketKeywordServer()
 {
     blockSignals(true);
+    d->isDestroyed = true;
     close();
 }
 

@@ -17,6 +17,8 @@ public:
                        const QSslConfiguration &configuration = QSslConfiguration())
     {
         connect(&socket, &QSslSocket::readyRead, this, &RawClient::read);
+        connect(&socket, &QSslSocket::connected, this, // or a second small message waits
+                [this] { socket.setSocketOption(QAbstractSocket::LowDelayOption, 1); });
         if (!configuration.isNull())
             socket.setSslConfiguration(configuration);
         socket.setPeerVerifyMode(QSslSocket::VerifyNone);
