@@ -7,6 +7,7 @@
 #include "server/websocketkeywordserver.h"
 #include "tests/server/testclient.h"
 #include "tests/support/rawclient.h"
+#include "tests/support/waitfor.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QLoggingCategory>
@@ -116,10 +117,10 @@ public:
     bool isServed()
     {
         const QString value = QString::number(++number);
-        if (!QTest::qWaitFor([this] { return !told.isEmpty(); }, 30000))
+        if (!waitFor([this] { return !told.isEmpty(); }, 30000))
             return false; // is not even connected
         socket.sendTextMessage(QString::fromUtf8(updateOf("/neighbour", value.toUtf8())));
-        return QTest::qWaitFor([&] { return told.contains(q("\"value\":%1}").arg(value)); }, 30000);
+        return waitFor([&] { return told.contains(q("\"value\":%1}").arg(value)); }, 30000);
     }
 
     std::function<void()> whenTold;
@@ -160,7 +161,7 @@ private Q_SLOTS:
     void undecidedWrites_costLittleMemory();
     void undecidedWrites_ofThoseWhoLeaveCostLittleMemory();
     void undecidedWrites_areDecidedQuickly();
-    void millionCreates_areAllAnswered();
+    void manyCreates_areAllAnswered();
     void longPaths_areAnswered_data();
     void longPaths_areAnswered();
     void deepJson_isHarmless_data();
@@ -248,7 +249,7 @@ void tst_HostileClients::addAnswered()
     const auto row = [](const char *name, std::function<QByteArray(int)> command) {
         QTest::newRow(name) << std::move(command);
     };
-    const QByteArray text(500000, 'x');
+    const QByteArray text(100000, 'x');
     const QByteArray unknown = createOf("/x");
     row("index", [](int) { return commandOf("keyIndex", "\"factory\":\"p\""); });
     row("long index", [text](int) { return commandOf("keyIndex", "\"uuid\":\"" + text + '"'); });
@@ -294,7 +295,7 @@ void tst_HostileClients::pour(RawClient *client, const std::function<QByteArray(
             continue;
         QVERIFY(neighbour->isServed());
         measure();
-        if (!QTest::qWaitFor(hasRoom, 300))
+        if (!waitFor(hasRoom, 300))
             break;
     }
     QVERIFY(neighbour->isServed());
@@ -425,7 +426,7 @@ void tst_HostileClients::flood_costsLittleMemory()
     QVERIFY(listen(encrypted));
     RawClient hostile(listener->url(), encrypted);
     QVERIFY(hostile.open());
-    pour(&hostile, data, 8 * mebibyte);
+    pour(&hostile, data, 4 * mebibyte);
     QVERIFY2(peak < most, qPrintable(QString::number(peak)));
 }
 
@@ -577,14 +578,18 @@ void tst_HostileClients::undecidedWrites_areDecidedQuickly()
     QVERIFY2(many < 20 * few, qPrintable(q("%1 times").arg(many / few)));
 }
 
-void tst_HostileClients::millionCreates_areAllAnswered()
+void tst_HostileClients::manyCreates_areAllAnswered()
 {
     QVERIFY(listen(false));
     const std::unique_ptr<KeywordSession> session(openSession());
     before = allocated();
     int answers = 0;
     connect(session.get(), &KeywordSession::send, this, [&answers] { ++answers; });
+#ifdef QT_NO_DEBUG
     constexpr int count = 1000000;
+#else
+    constexpr int count = 200000; // it takes its time
+#endif
     for (int i = 0; i < count; ++i)
         session->receive(createOf("/plant/" + QByteArray::number(i)));
     QCOMPARE(answers, count);

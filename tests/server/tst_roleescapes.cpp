@@ -6,6 +6,7 @@
 #include "server/websocketkeywordserver.h"
 #include "tests/server/testclient.h"
 #include "tests/support/rawclient.h"
+#include "tests/support/waitfor.h"
 
 #include <QtTest/QTest>
 
@@ -67,7 +68,7 @@ private:
         static int number = 0;
         const QByteArray unique = "served" + QByteArray::number(++number);
         send(client, command("keyIndex", "\"uuid\":\"" + unique + '"'));
-        return QTest::qWaitFor([&] { return client->received.contains(unique); }, 30000);
+        return waitFor([&] { return client->received.contains(unique); }, 30000);
     }
     static bool holdsASecret(const QByteArray &received)
     {

@@ -6,6 +6,7 @@
 #include "server/keywordsession.h"
 #include "server/websocketkeywordserver.h"
 #include "tests/support/rawclient.h"
+#include "tests/support/waitfor.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QLoggingCategory>
@@ -160,20 +161,19 @@ bool tst_SessionEnds::listen(bool encrypted)
 bool tst_SessionEnds::bring(const QString &state)
 {
     const auto taken = [this](quint64 commands) {
-        return QTest::qWaitFor(
-            [this, commands] { return keywords->statistics().commands >= commands; });
+        return waitFor([this, commands] { return keywords->statistics().commands >= commands; });
     };
     if (state == q("connected"))
-        return QTest::qWaitFor([this] { return listener->handshakeCount() == 1; });
+        return waitFor([this] { return listener->handshakeCount() == 1; });
     if (state == q("half a TLS handshake")) {
         const QUrl url = listener->url();
         client = std::make_unique<RawClient>(url);
         client->send(QByteArray::fromHex("1603010200010001fc0303"));
-        return QTest::qWaitFor([this] { return client->socket.bytesToWrite() == 0; });
+        return waitFor([this] { return client->socket.bytesToWrite() == 0; });
     }
     if (state == q("half a request")) {
         client->send(RawClient::request().chopped(4));
-        return QTest::qWaitFor([this] {
+        return waitFor([this] {
             return client->socket.isOpen() && client->socket.bytesToWrite() == 0
                 && listener->handshakeCount() == 1;
         });
@@ -192,7 +192,7 @@ bool tst_SessionEnds::bring(const QString &state)
     }
     if (state == q("undecided")) {
         client->send(command("keyUpdate", R"("keyword":"/p/h","value":7)"));
-        return QTest::qWaitFor([this] { return requests.size() == 1; });
+        return waitFor([this] { return requests.size() == 1; });
     }
     if (state == q("long answer")) {
         client->setReading(100);
@@ -204,7 +204,7 @@ bool tst_SessionEnds::bring(const QString &state)
         fillQueue();
         return keywords->statistics().sendingBytes > 0;
     }
-    return QTest::qWaitFor([this] { return listener->clientCount() == 1; });
+    return waitFor([this] { return listener->clientCount() == 1; });
 }
 
 // More answers than it reads, and changes behind them.
@@ -216,8 +216,7 @@ void tst_SessionEnds::fillQueue()
         client->send(
             command("keyIndex", R"("factory":"plant","keyQuery":["a","long","name"],"uuid":"x")"));
     }
-    const bool isFull =
-        QTest::qWaitFor([this] { return keywords->statistics().sendingBytes > 32 * 1024; });
+    const bool isFull = waitFor([this] { return keywords->statistics().sendingBytes > 32 * 1024; });
     if (isFull)
         keywords->setValue(q("/p/a"), 5);
 }
@@ -269,16 +268,16 @@ void tst_SessionEnds::checkNothingIsLeft()
     if (listener && client)
         client->socket.abort(); // whoever is still there
     if (listener) {
-        QVERIFY(QTest::qWaitFor([this] { return listener->clientCount() == 0; }));
-        QVERIFY(QTest::qWaitFor([this] { return listener->handshakeCount() == 0; }));
+        QVERIFY(waitFor([this] { return listener->clientCount() == 0; }));
+        QVERIFY(waitFor([this] { return listener->handshakeCount() == 0; }));
     }
     for (const WriteRequest &request : std::exchange(requests, {}))
         request.accept();
     if (!keywords)
         return;
-    QVERIFY(QTest::qWaitFor([this] { return keywords->sessionCount() == 0; }));
+    QVERIFY(waitFor([this] { return keywords->sessionCount() == 0; }));
     QCOMPARE(keywords->statistics().watchedKeywords, qint64(0));
-    QVERIFY(QTest::qWaitFor([this] { return keywords->statistics().sendingBytes == 0; }));
+    QVERIFY(waitFor([this] { return keywords->statistics().sendingBytes == 0; }));
 }
 
 void tst_SessionEnds::ends_inEachState_data()
@@ -363,7 +362,7 @@ void tst_SessionEnds::ends_insideOfEachSignal()
         connect(sessions.constFirst(), &QObject::destroyed, &context, once);
         client->socket.abort();
     }
-    QVERIFY(QTest::qWaitFor([&done] { return done; }));
+    QVERIFY(waitFor([&done] { return done; }));
     QCoreApplication::processEvents();
     checkNothingIsLeft();
 }

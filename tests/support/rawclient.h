@@ -3,10 +3,11 @@
 
 #pragma once
 
+#include "tests/support/waitfor.h"
+
 #include <QtCore/QUrl>
 #include <QtNetwork/QSslConfiguration>
 #include <QtNetwork/QSslSocket>
-#include <QtTest/QTest>
 
 // A client that sends what it is told to, byte by byte, and reads only while it should: a frame or
 // a request that is wrong, or a reader that has stopped.
@@ -52,8 +53,7 @@ public:
     QByteArray statusOf(const QByteArray &request)
     {
         send(request);
-        const bool answered =
-            QTest::qWaitFor([this] { return received.contains("\r\n\r\n"); }, 30000);
+        const bool answered = waitFor([this] { return received.contains("\r\n\r\n"); }, 30000);
         return answered ? received.mid(9, 3) : QByteArray();
     }
 
