@@ -212,12 +212,11 @@ void KeywordServer::Private::setAggregate(SessionState *session, const QString &
     if (isNew) {
         aggregate->last = aggregateRecord(*aggregate);
         aggregate->version = ++lastVersion;
+    } else {
+        changed({aggregate}, Forming::Now);
     }
-    // Those of this session that are formed over it have to follow, and if it was another one, so
-    // have those who watch it.
+    // Those of this session that are formed over it have to follow.
     std::vector<Aggregate *> others;
-    if (!isNew)
-        others.push_back(aggregate);
     const Node *const node = tree.find(path);
     if (node->extras) {
         std::copy_if(node->extras->aggregates.cbegin(), node->extras->aggregates.cend(),
@@ -231,6 +230,7 @@ void KeywordServer::Private::setAggregate(SessionState *session, const QString &
 void KeywordServer::Private::endAggregate(Aggregate *aggregate)
 {
     aggregate->session->aggregates.remove(aggregate->path);
+    aggregate->session->behind.remove(aggregate);
     aggregate->session->bytes -= aggregate->bytes;
     for (Node *const child : aggregate->children) {
         if (child)
@@ -288,6 +288,8 @@ void KeywordServer::Private::endWatch(Watch *watch)
 void KeywordServer::Private::join(SessionState *session)
 {
     sessions.insert(session->q, session);
+    session->formingLeft = mostFormedAtOnce;
+    session->formingSince = clock.elapsed();
     updateRights(session);
 }
 

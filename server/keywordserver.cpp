@@ -22,6 +22,9 @@ const QLatin1String labelSuffix("/Label");
 const QLatin1String fullRights("*");
 constexpr int greatestNesting = 100; // of aggregates over aggregates
 
+// A session may have so many children of aggregates looked at; then its aggregates wait a while.
+constexpr qint64 formedPerMillisecond = 200;
+constexpr std::chrono::milliseconds formPause {20};
 constexpr qsizetype greatestEncoded = 4096; // bytes of a message that is kept beside others
 
 qint64 bytesOf(const QString &text)
@@ -61,6 +64,9 @@ KeywordServer::Private::Private(KeywordServer *q) : q(q)
     clock.start();
     writeTimer.setSingleShot(true);
     QObject::connect(&writeTimer, &QTimer::timeout, q, [this] { expireWrites(); });
+    formTimer.setSingleShot(true);
+    formTimer.setInterval(formPause);
+    QObject::connect(&formTimer, &QTimer::timeout, q, [this] { formThoseBehind(); });
 }
 
 KeywordServer::Private::~Private()
@@ -141,6 +147,7 @@ Record KeywordServer::Private::aggregated(Aggregate &aggregate)
     }
 
     aggregate.computing = true;
+    aggregate.session->formingLeft -= qint64(aggregate.children.size());
     QVariantList values;
     for (Node *const child : aggregate.children) {
         const Record part = child ? record(aggregate.session, child, child->path) : Record();
@@ -213,12 +220,19 @@ void KeywordServer::Private::changed(Node *node)
     sendAll();
 }
 
-void KeywordServer::Private::changed(std::vector<Aggregate *> pending)
+void KeywordServer::Private::changed(std::vector<Aggregate *> pending, Forming forming)
 {
+    const std::size_t given = pending.size();
     QSet<Aggregate *> seen(pending.cbegin(), pending.cend());
     inRound = true;
     for (std::size_t i = 0; i < pending.size(); ++i) {
         Aggregate &aggregate = *pending[i];
+        const bool mayWait = forming == Forming::WhenThereIsTime || i >= given;
+        if (mayWait && !hasTimeFor(aggregate.session)) {
+            aggregate.session->behind.insert(&aggregate);
+            continue;
+        }
+        aggregate.session->behind.remove(&aggregate);
         Record now = aggregateRecord(aggregate);
         if (now == aggregate.last)
             continue;
@@ -242,6 +256,35 @@ void KeywordServer::Private::changed(std::vector<Aggregate *> pending)
     }
     inRound = false;
     ++round;
+}
+
+// Otherwise one client could have the server do nothing else, as each change of one keyword may
+// concern all of its aggregates.
+bool KeywordServer::Private::hasTimeFor(SessionState *session)
+{
+    if (!session->limited || session->formingLeft > 0)
+        return true;
+    const qint64 now = clock.elapsed();
+    const qint64 gained = (now - session->formingSince) * formedPerMillisecond;
+    session->formingLeft = qMin(mostFormedAtOnce, session->formingLeft + gained);
+    session->formingSince = now;
+    if (session->formingLeft > 0)
+        return true;
+    if (!formTimer.isActive())
+        formTimer.start();
+    return false;
+}
+
+void KeywordServer::Private::formThoseBehind()
+{
+    for (SessionState *const session : std::as_const(sessions)) {
+        if (session->behind.isEmpty())
+            continue;
+        std::vector<Aggregate *> behind(session->behind.cbegin(), session->behind.cend());
+        std::sort(behind.begin(), behind.end(), ByAge());
+        changed(std::move(behind));
+    }
+    sendAll();
 }
 
 void KeywordServer::Private::labelChanged(const QString &path)
@@ -411,7 +454,7 @@ void KeywordServer::Private::updateRights(SessionState *session)
         watch->hidden = hidden;
         enqueue(watch);
     }
-    changed(std::move(aggregates));
+    changed(std::move(aggregates), Forming::Now);
     sendAll();
 }
 
@@ -772,6 +815,7 @@ void KeywordServer::clear()
         qDeleteAll(session->aggregates);
         session->watches.clear();
         session->aggregates.clear();
+        session->behind.clear();
         session->refused.clear();
         session->bytes = session->writeBytes = 0;
     }

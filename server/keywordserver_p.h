@@ -61,7 +61,14 @@ public:
 
     // What changed
     void changed(Node *node);
-    void changed(std::vector<Aggregate *> aggregates);
+    enum class Forming {
+        Now,
+        WhenThereIsTime
+    };
+    void changed(std::vector<Aggregate *> aggregates, Forming forming = Forming::WhenThereIsTime);
+    static constexpr qint64 mostFormedAtOnce = 100'000; // children of aggregates, for a session
+    bool hasTimeFor(SessionState *session);
+    void formThoseBehind();
     void labelChanged(const QString &path);
     void tell(Node *node);
     void tell(Aggregate &aggregate);
@@ -132,6 +139,7 @@ public:
     // Aggregates are formed once in a round, in which nothing changes.
     quint64 round = 1;
     bool inRound = false;
+    QTimer formTimer;
     int nesting = 0; // of those being formed
 
     // The last messages, as several sessions are told of the same change.

@@ -84,6 +84,9 @@ public:
     std::deque<Waiting> waiting;
     std::size_t waitingAnswers = 0; // and refusals, which are not merged
     qint64 answerBytes = 0;
+    qint64 formingLeft = 0; // children of aggregates that may be looked at before others wait
+    qint64 formingSince = 0; // ms, when there were as many
+    QSet<Aggregate *> behind; // that are to be formed anew, when there is time for them
     qint64 bytes = 0; // that it has the server use
     qint64 writeBytes = 0; // of its writes that are not decided
     Receiver receiver; // instead of the signal

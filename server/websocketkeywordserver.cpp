@@ -78,11 +78,11 @@ private:
 
 // A client is asked for a certificate if somebody is there to have signed it. A wrong one does not
 // end the encryption: the request tells of other credentials, and its answer what was wrong.
-QSslConfiguration tlsConfiguration(const QSslCertificate &certificate, const QSslKey &key,
+QSslConfiguration tlsConfiguration(const QList<QSslCertificate> &chain, const QSslKey &key,
                                    const QList<QSslCertificate> &authorities = {})
 {
     QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
-    configuration.setLocalCertificate(certificate);
+    configuration.setLocalCertificateChain(chain);
     configuration.setPrivateKey(key);
     configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
     if (!authorities.isEmpty()) {
@@ -96,9 +96,11 @@ QSslConfiguration tlsConfiguration(const QSslCertificate &certificate, const QSs
 
 // Why nothing can be encrypted with them. Qt offers no other way to learn whether a certificate and
 // a key belong together than to begin an encryption.
-QString tlsProblem(const QSslCertificate &certificate, const QSslKey &key)
+QString tlsProblem(const QList<QSslCertificate> &chain, const QSslKey &key)
 {
-    Listener listener(tlsConfiguration(certificate, key));
+    if (std::any_of(chain.cbegin(), chain.cend(), [](const auto &link) { return link.isNull(); }))
+        return QStringLiteral("one of the chain is none");
+    Listener listener(tlsConfiguration(chain, key));
     QTcpSocket peer;
     listener.listen(QHostAddress::LocalHost);
     peer.connectToHost(QHostAddress::LocalHost, listener.serverPort());
@@ -173,7 +175,7 @@ public:
     QPointer<KeywordServer> server;
     std::unique_ptr<Listener> listener; // ours, so that faults reach the bare connections
     std::unique_ptr<QWebSocketServer> upgrade;
-    QSslCertificate certificate;
+    QList<QSslCertificate> chain; // of certificates, the listener's own first
     QSslKey key;
     QHostAddress address;
     QList<QPointer<QTcpSocket>> connections;
@@ -202,7 +204,7 @@ ClientIdentification WebSocketKeywordServer::Private::defaultIdentification() co
 // Why it must not listen as it is set.
 QString WebSocketKeywordServer::Private::listenProblem() const
 {
-    if (!certificate.isNull())
+    if (!chain.isEmpty())
         return {};
     if (!access.identification.authorities.isEmpty())
         return QStringLiteral("certificates of clients need a listener with a certificate");
@@ -215,9 +217,8 @@ QString WebSocketKeywordServer::Private::listenProblem() const
 // For the next connections.
 void WebSocketKeywordServer::Private::replaceTlsConfiguration()
 {
-    if (listener && listener->isEncrypted() && !certificate.isNull()) {
-        listener->setConfiguration(
-            tlsConfiguration(certificate, key, access.identification.authorities));
+    if (listener && listener->isEncrypted() && !chain.isEmpty()) {
+        listener->setConfiguration(tlsConfiguration(chain, key, access.identification.authorities));
     }
 }
 
@@ -523,7 +524,20 @@ WebSocketKeywordServer::~WebSocketKeywordServer()
 */
 bool WebSocketKeywordServer::setTls(const QSslCertificate &certificate, const QSslKey &key)
 {
-    const QString problem = certificate.isNull() ? QString() : tlsProblem(certificate, key);
+    return setTls(certificate.isNull() ? QList<QSslCertificate>() : QList {certificate}, key);
+}
+
+/*!
+    \overload
+
+    Has the server speak wss with the first certificate of \a chain and its private \a key, and show
+    the others as well, in their order: those of the authorities between the server's and one that
+    clients know, each signed by the next. QSslCertificate::fromPath() reads them from one file. An
+    empty chain has the server speak ws again.
+*/
+bool WebSocketKeywordServer::setTls(const QList<QSslCertificate> &chain, const QSslKey &key)
+{
+    const QString problem = chain.isEmpty() ? QString() : tlsProblem(chain, key);
     if (!problem.isEmpty()) {
         const bool fits = !problem.contains(QLatin1String("private key"), Qt::CaseInsensitive);
         d->error = (fits ? QStringLiteral("the certificate cannot be used: %1")
@@ -533,7 +547,7 @@ bool WebSocketKeywordServer::setTls(const QSslCertificate &certificate, const QS
         return false;
     }
     d->error.clear();
-    d->certificate = certificate;
+    d->chain = chain;
     d->key = key;
     d->replaceTlsConfiguration();
     return true;
@@ -541,13 +555,16 @@ bool WebSocketKeywordServer::setTls(const QSslCertificate &certificate, const QS
 
 /*!
     Returns in how many days the server's certificate expires, rounded down: 0 on the last day, and
-    when it has expired. Returns -1 without a certificate.
+    when it has expired. Of a chain, the first to expire counts. Returns -1 without a certificate.
 */
 int WebSocketKeywordServer::certificateDays() const
 {
-    if (d->certificate.isNull())
+    if (d->chain.isEmpty())
         return -1;
-    const qint64 seconds = QDateTime::currentDateTimeUtc().secsTo(d->certificate.expiryDate());
+    QDateTime expiry = d->chain.constFirst().expiryDate();
+    for (const QSslCertificate &certificate : std::as_const(d->chain))
+        expiry = qMin(expiry, certificate.expiryDate());
+    const qint64 seconds = QDateTime::currentDateTimeUtc().secsTo(expiry);
     return int(qMax(qint64(0), seconds / (24 * 60 * 60)));
 }
 
@@ -735,7 +752,7 @@ bool WebSocketKeywordServer::listen(const QHostAddress &address, quint16 port)
     d->error = d->listenProblem();
     if (!d->error.isEmpty())
         return false;
-    const bool tls = !d->certificate.isNull();
+    const bool tls = !d->chain.isEmpty();
     d->upgrade = std::make_unique<QWebSocketServer>(QStringLiteral("pellixclient-server"),
                                                     tls ? QWebSocketServer::SecureMode
                                                         : QWebSocketServer::NonSecureMode);
@@ -743,10 +760,10 @@ bool WebSocketKeywordServer::listen(const QHostAddress &address, quint16 port)
         while (QWebSocket *const socket = d->upgrade->nextPendingConnection())
             d->serve(socket);
     });
-    d->listener = std::make_unique<Listener>(
-        tls ? std::make_optional(
-            tlsConfiguration(d->certificate, d->key, d->access.identification.authorities))
-            : std::nullopt);
+    d->listener =
+        std::make_unique<Listener>(tls ? std::make_optional(tlsConfiguration(
+                                       d->chain, d->key, d->access.identification.authorities))
+                                       : std::nullopt);
     connect(d->listener.get(), &QTcpServer::pendingConnectionAvailable, this, [this] {
         while (QTcpSocket *const connection = d->listener->nextPendingConnection()) {
             d->connections.removeIf([](const auto &gone) { return gone.isNull(); });
@@ -804,7 +821,7 @@ QUrl WebSocketKeywordServer::url() const
 */
 QList<QUrl> WebSocketKeywordServer::urls() const
 {
-    const bool isEncrypted = d->listener ? d->listener->isEncrypted() : !d->certificate.isNull();
+    const bool isEncrypted = d->listener ? d->listener->isEncrypted() : !d->chain.isEmpty();
     QList<QUrl> urls;
     for (const QHostAddress &address : reachableAddresses(d->address)) {
         QUrl url;

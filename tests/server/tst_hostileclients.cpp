@@ -169,6 +169,8 @@ private Q_SLOTS:
     void aggregates_areAnswered_data();
     void aggregates_areAnswered();
     void aggregates_overAllOthersAreQuick();
+    void aggregates_areFormedLaterWhenTheyAreTooMany();
+    void aggregates_areFormedAtOnceWhenTheRoleChanges();
     void samePort_ofTwoClientsIsNoConfusion();
 
 private:
@@ -758,6 +760,56 @@ void tst_HostileClients::aggregates_overAllOthersAreQuick()
     const double flat = timeOf(false);
     const double nested = timeOf(true);
     QVERIFY2(nested < 10 * flat, qPrintable(q("%1 times").arg(nested / flat)));
+}
+
+// Their session is told the newest values, and not each one in between.
+void tst_HostileClients::aggregates_areFormedLaterWhenTheyAreTooMany()
+{
+    const std::unique_ptr<KeywordSession> session(openSession());
+    QByteArray last;
+    int events = 0;
+    connect(session.get(), &KeywordSession::send, this, [&](const QByteArray &message) {
+        ++events;
+        if (message.contains("\"/agg/19\""))
+            last = message;
+    });
+    for (int i = 0; i < 20; ++i) {
+        session->receive(
+            aggregateOf("/agg/" + QByteArray::number(i), QByteArrayList(1000, "/p/a"), "max"));
+    }
+    QCOMPARE(events, 20);
+    constexpr int changes = 1000;
+    for (int i = 1; i <= changes; ++i)
+        keywords->setValue(q("/p/a"), i);
+    QVERIFY2(events < 20 * changes / 2, qPrintable(QString::number(events)));
+    QTRY_VERIFY(last.contains("\"value\":1000}"));
+    session->receive(commandOf("keyDestroy", "\"keyword\":\"/agg/19\""));
+    for (int i = 1; i <= 100; ++i)
+        keywords->setValue(q("/p/a"), -i);
+    keywords->clear(); // while some wait
+    QTest::qWait(0);
+}
+
+// What may not be read any more is not told from before.
+void tst_HostileClients::aggregates_areFormedAtOnceWhenTheRoleChanges()
+{
+    QVERIFY(keywords->setRole({q("guest"), {q("/p/*")}, {}}));
+    const std::unique_ptr<KeywordSession> session(
+        keywords->openSession({q("hostile"), q("127.0.0.1"), q("guest")}));
+    for (int i = 0; i < 20; ++i) {
+        session->receive(
+            aggregateOf("/agg/" + QByteArray::number(i), QByteArrayList(1000, "/p/a"), "max"));
+    }
+    for (int i = 1; i <= 1000; ++i)
+        keywords->setValue(q("/p/a"), i);
+    QVERIFY(keywords->setRole({q("guest"), {q("/p/b")}, {}}));
+    QByteArray told;
+    connect(session.get(), &KeywordSession::send, this,
+            [&told](const QByteArray &message) { told += message; });
+    for (int i = 0; i < 20; ++i)
+        session->receive(createOf("/agg/" + QByteArray::number(i)));
+    QCOMPARE(told.count("\"value\":null"), 20);
+    QCOMPARE(told.count("\"value\":"), 20);
 }
 
 // Two connections to two addresses of the server may come from the same port.
