@@ -5,6 +5,7 @@
 
 #include "server/keywordsession.h"
 
+#include <QtCore/QSocketNotifier>
 #include <QtNetwork/QSslSocket>
 #include <QtWebSockets/QWebSocket>
 
@@ -23,13 +24,17 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr qint64 greatestBacklog = qint64(16) * 1024 * 1024; // bytes, either way
-constexpr qint64 readAhead = qint64(2) * 1024 * 1024; // bytes of commands that may wait to be taken
+constexpr qint64 greatestBacklog = qint64(16) * 1024 * 1024; // bytes that wait to be sent
+constexpr qint64 greatestPongs = qint64(1024) * 1024; // bytes of them that wait to be sent
+constexpr qint64 readAhead = qint64(256) * 1024; // bytes of commands that may wait to be taken
+constexpr qint64 greatestAhead = qint64(8) * 1024 * 1024; // where reading cannot be stopped
 constexpr char wholeTextFrame = char(0x81);
 constexpr char longLength = 126; // says that the length stands in the two bytes behind it
 constexpr qsizetype greatestPlainFrame = 0xffff; // bytes
 constexpr qsizetype greatestKeptBuffer = qsizetype(32) * 1024; // bytes
 constexpr auto commandPause = 20ms;
+constexpr int slice = 5; // ms for the commands of one client, then it is another's turn
+constexpr qint64 greatestHeader = 14; // of a frame
 constexpr int burstSeconds = 2; // worth of commands that may come at once
 
 // How much the system takes before it has sent what it took. What is on its way is not counted: a
@@ -71,20 +76,21 @@ ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Lim
     sinceWritten.start();
     sinceHeard.start();
     commandTimer.setSingleShot(true);
-    commandTimer.setInterval(commandPause);
     connect(&commandTimer, &QTimer::timeout, this, &ClientSocket::takeCommands);
     connect(&progressTimer, &QTimer::timeout, this, &ClientSocket::checkProgress);
     progressTimer.start(stalledTime / 2);
     connect(socket, &QWebSocket::textMessageReceived, this, &ClientSocket::enqueue);
-    connect(socket, &QWebSocket::disconnected, this, &ClientSocket::takeAllCommands);
     connect(socket, &QWebSocket::pong, this, [this] { sinceHeard.start(); });
     if (!connection)
         return;
+    // As long as one command may be, as a WebSocket takes whole frames. Without a limit, all that
+    // the system holds of a flood would become commands at once.
+    connection->setReadBufferSize(qint64(limits.commandBytes) + greatestHeader);
     connection->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     limitUnsent(connection, int(limits.sendingBytes / 4));
     connect(connection, &QTcpSocket::bytesWritten, this, &ClientSocket::written);
     // A WebSocket answers pings by itself, as it reads them. It was connected before this object.
-    connect(connection, &QTcpSocket::readyRead, this, &ClientSocket::checkBacklog);
+    connect(connection, &QTcpSocket::readyRead, this, &ClientSocket::onRead);
     if (encrypted)
         connect(encrypted, &QSslSocket::encryptedBytesWritten, this, &ClientSocket::written);
 }
@@ -108,6 +114,7 @@ qint64 ClientSocket::countWaiting()
 bool ClientSocket::hasRoom()
 {
     const qint64 waiting = countWaiting();
+    own = waiting;
     return waiting == 0 || (waiting < room && budget->waiting < totalRoom);
 }
 
@@ -187,6 +194,7 @@ qint64 ClientSocket::waitingBytes() const
 void ClientSocket::added(qint64 bytes)
 {
     const qint64 waiting = countWaiting();
+    own = waiting;
     if (waiting - bytes <= greatestBacklog)
         longMessage = bytes > greatestBacklog / 2 ? bytes : 0;
     checkBacklog();
@@ -197,22 +205,30 @@ void ClientSocket::written(qint64)
     sinceWritten.start();
     const QPointer<ClientSocket> guard(this);
     const qint64 waiting = countWaiting();
+    own = qMin(own, waiting);
     if (waiting == 0 || (waiting <= room / 2 && budget->waiting < totalRoom))
         Q_EMIT drained();
     if (guard)
-        takeCommands();
+        takeSoon();
+}
+
+// A WebSocket has taken what was read, and has answered pings.
+void ClientSocket::onRead()
+{
+    limitReading();
+    checkBacklog();
 }
 
 void ClientSocket::checkBacklog()
 {
     if (full)
         return;
-    if (waitingBytes() > greatestBacklog + longMessage) {
-        giveUp(QStringLiteral("it does not read, and %1 bytes wait for it").arg(waitingBytes()));
-    } else if (commandBytes > greatestBacklog) {
+    const qint64 waiting = waitingBytes();
+    if (waiting > greatestBacklog + longMessage || waiting - own > greatestPongs)
+        giveUp(QStringLiteral("it does not read, and %1 bytes wait for it").arg(waiting));
+    else if (commands.bytes() > greatestAhead)
         giveUp(QStringLiteral("it sends faster than it may, and %1 bytes of it wait")
-                   .arg(commandBytes));
-    }
+                   .arg(commands.bytes()));
 }
 
 // A client that reads takes something, or answers a ping.
@@ -220,6 +236,8 @@ void ClientSocket::checkProgress()
 {
     if (full)
         return;
+    if (readNotifier && !readNotifier->isEnabled())
+        sinceHeard.start(); // whatever it says is not heard
     const QElapsedTimer &since = waitingBytes() > 0 ? sinceWritten : sinceHeard;
     if (since.hasExpired(stalledTime.count())) {
         giveUp(waitingBytes() > 0
@@ -248,9 +266,8 @@ void ClientSocket::giveUp(const QString &why)
 void ClientSocket::enqueue(const QString &text)
 {
     sinceHeard.start();
-    commands.enqueue(text);
-    commandBytes += text.size() * qint64(sizeof(QChar));
-    takeCommands();
+    commands.enqueue(text.toUtf8());
+    takeSoon();
     checkBacklog();
 }
 
@@ -269,39 +286,64 @@ bool ClientSocket::mayTakeCommand()
         --commandsLeft;
         return true;
     }
-    if (!commandTimer.isActive()) {
-        commandTimer.start();
-        Q_EMIT delayed();
-    }
+    commandTimer.start(commandPause);
+    Q_EMIT delayed();
     return false;
+}
+
+void ClientSocket::takeSoon()
+{
+    if (!commandTimer.isActive() && !commands.isEmpty())
+        commandTimer.start(0);
 }
 
 void ClientSocket::takeCommands()
 {
     const QPointer<ClientSocket> guard(this);
-    if (taking)
-        return;
-    taking = true;
-    while (guard && !commands.isEmpty() && mayTakeCommand()) {
-        const QString text = commands.dequeue();
-        commandBytes -= text.size() * qint64(sizeof(QChar));
-        Q_EMIT received(text);
+    QElapsedTimer time;
+    time.start();
+    while (!commands.isEmpty() && (finishing || mayTakeCommand())) {
+        Q_EMIT received(commands.dequeue());
+        if (!guard)
+            return;
+        if (time.hasExpired(slice))
+            takeSoon();
+        if (commandTimer.isActive())
+            break;
     }
-    if (!guard)
-        return;
-    taking = false;
-    // A WebSocket cannot be told to wait, but it finds no whole frame in one byte, and gives up
-    // after five seconds of that: this is for floods. Under TLS, it would go on byte by byte.
-    if (connection && !encrypted)
-        connection->setReadBufferSize(commandBytes > readAhead ? 1 : 0);
+    limitReading();
+    if (finishing && commands.isEmpty())
+        Q_EMIT finished();
 }
 
-// Their answers have nowhere to go, but what they write counts.
-void ClientSocket::takeAllCommands()
+// Neither a WebSocket nor TLS can be told to wait: they take whatever the connection has read. So
+// it must not learn that there is something to read. Each time that it has been read to the end,
+// it learns of it again by itself.
+void ClientSocket::limitReading()
 {
-    const QPointer<ClientSocket> guard(this);
-    while (guard && !commands.isEmpty())
-        Q_EMIT received(commands.dequeue());
+    if (!connection || connection->state() != QAbstractSocket::ConnectedState)
+        return;
+    const bool reads = commands.bytes() <= readAhead;
+    if (!readNotifier && reads)
+        return;
+    const auto notifiers = connection->findChildren<QSocketNotifier *>();
+    for (QSocketNotifier *notifier : notifiers) {
+        if (notifier->type() == QSocketNotifier::Read)
+            readNotifier = notifier;
+    }
+    if (readNotifier)
+        readNotifier->setEnabled(reads);
+}
+
+// The answers have nowhere to go, but what is written counts.
+void ClientSocket::finish()
+{
+    finishing = true;
+    full = true;
+    if (commands.isEmpty())
+        Q_EMIT finished();
+    else
+        commandTimer.start(0);
 }
 
 } // namespace pellix::server

@@ -26,7 +26,8 @@ namespace {
 constexpr qint64 bytesOfWatch = 200;
 constexpr qint64 bytesOfNode = 300;
 constexpr qint64 bytesOfChild = 420; // which may be a node of its own
-constexpr int greatestRefusedPaths = 1000;
+constexpr qint64 bytesOfWrite = 500;
+constexpr qint64 greatestWriteBytes = qint64(64) * 1024 * 1024; // not decided, of all clients
 
 constexpr QLatin1String createCommand("keyCreateOrUpdate");
 constexpr QLatin1String destroyCommand("keyDestroy");
@@ -112,6 +113,8 @@ void KeywordServer::Private::receive(SessionState *session, const QByteArray &co
     }
     const QJsonObject message = QJsonDocument::fromJson(command).object();
     const QString name = message.value(QLatin1String("cmd")).toString();
+    if (session->left && name != QLatin1String("keyUpdate"))
+        return;
     const QJsonObject payload = message.value(QLatin1String("payload")).toObject();
 
     if (name == createCommand)
@@ -158,8 +161,8 @@ void KeywordServer::Private::create(SessionState *session, const QString &keywor
 
     if (!watch) {
         Node *const node = known ? known : tree.ensure(path);
-        if (!known)
-            node->version = ++lastVersion;
+        if (node->version == 0)
+            node->version = ++lastVersion; // one that is an aggregate's child may have none, too
         watch = new Watch {node, session, keyword == path ? node->path : keyword};
         watch->hidden = !session->mayRead(path);
         watch->bytes = quint32(watchBytes);
@@ -205,6 +208,7 @@ void KeywordServer::Private::setAggregate(SessionState *session, const QString &
     }
 
     aggregate = new Aggregate;
+    aggregate->number = ++lastAggregate;
     aggregate->session = session;
     aggregate->path = path;
     aggregate->mode = mode;
@@ -214,21 +218,17 @@ void KeywordServer::Private::setAggregate(SessionState *session, const QString &
     aggregate->uses = uses;
     session->aggregates.insert(path, aggregate);
     for (Node *const child : nodes) {
-        if (!child)
-            continue;
-        auto &over = child->more().aggregates;
-        if (std::find(over.cbegin(), over.cend(), aggregate) == over.cend())
-            over.push_back(aggregate);
+        if (child)
+            child->more().aggregates.insert(aggregate);
     }
     if (isNew) {
         aggregate->last = aggregateRecord(*aggregate);
         aggregate->version = ++lastVersion;
+    } else {
+        changed({aggregate}, Forming::Now);
     }
-    // Those of this session that are formed over it have to follow, and if it was another one, so
-    // have those who watch it.
+    // Those of this session that are formed over it have to follow.
     std::vector<Aggregate *> others;
-    if (!isNew)
-        others.push_back(aggregate);
     const Node *const node = tree.find(path);
     if (node->extras) {
         std::copy_if(node->extras->aggregates.cbegin(), node->extras->aggregates.cend(),
@@ -242,12 +242,11 @@ void KeywordServer::Private::setAggregate(SessionState *session, const QString &
 void KeywordServer::Private::endAggregate(Aggregate *aggregate)
 {
     aggregate->session->aggregates.remove(aggregate->path);
+    aggregate->session->behind.remove(aggregate);
     aggregate->session->bytes -= aggregate->bytes;
     for (Node *const child : aggregate->children) {
-        if (!child)
-            continue;
-        auto &over = child->more().aggregates;
-        over.erase(std::remove(over.begin(), over.end(), aggregate), over.end());
+        if (child)
+            child->more().aggregates.erase(aggregate);
     }
     // A child that is named twice is in the list twice.
     QSet<Node *> children(aggregate->children.cbegin(), aggregate->children.cend());
@@ -272,6 +271,7 @@ void KeywordServer::Private::removeWatch(Watch *watch)
     endWatch(watch);
     if (watch->queued) {
         watch->node = nullptr; // its place in the queue is left, and it goes with that
+        watch->keyword.clear(); // which may be long
         ++session->waitingAnswers;
     } else {
         delete watch;
@@ -300,6 +300,8 @@ void KeywordServer::Private::endWatch(Watch *watch)
 void KeywordServer::Private::join(SessionState *session)
 {
     sessions.insert(session->q, session);
+    session->formingLeft = mostFormedAtOnce;
+    session->formingSince = clock.elapsed();
     updateRights(session);
 }
 
@@ -311,10 +313,6 @@ void KeywordServer::Private::leave(SessionState *session)
     for (Watch *const watch : watches) {
         endWatch(watch);
         delete watch;
-    }
-    for (auto &[id, write] : writes) {
-        if (write.session == session)
-            write.session = nullptr;
     }
     toSend.erase(std::remove(toSend.begin(), toSend.end(), session), toSend.end());
     sessions.remove(session->q);
@@ -330,7 +328,7 @@ QVariant KeywordServer::Private::wholeValue(const Node &node, const QVariant &gi
         return asType(given, node.type);
     // Two quick steps are two steps, also while the first is not decided.
     const QVariant &base = node.extras && !node.extras->writes.empty()
-        ? writes.at(node.extras->writes.back()).value
+        ? writes.at(*node.extras->writes.crbegin()).value
         : node.value;
     switch (node.type) {
     case Type::Bool:
@@ -354,7 +352,7 @@ void KeywordServer::Private::update(SessionState *session, const QJsonObject &pa
     write.isRelative =
         payload.value(QLatin1String("valueChangeMode")).toString() == QLatin1String("relative");
     write.peer = session->peer;
-    write.session = session;
+    write.writer = session->q;
     write.value = given;
 
     Node *const node = tree.find(write.path);
@@ -387,11 +385,21 @@ void KeywordServer::Private::update(SessionState *session, const QJsonObject &pa
         return;
     }
 
+    write.isAssumed = node->assumesWrites;
+    if (write.isAssumed)
+        write.before = node->value;
+    write.bytes = bytesOfWrite + bytesOf(write.path) + bytesOf(write.keyword) + bytesOf(value)
+        + bytesOf(write.before);
+    if (session->limited && !hasRoomFor(write)) {
+        refuse(write, QStringLiteral("refused"),
+               QStringLiteral("too many writes are waiting for their decision"));
+        return;
+    }
     const quint64 id = ++lastWrite;
     write.deadline = clock.elapsed() + limits.writeTime.count();
-    write.before = node->value;
-    write.isAssumed = node->assumesWrites;
-    node->extras->writes.push_back(id);
+    writeBytes += write.bytes;
+    session->writeBytes += write.bytes;
+    node->extras->writes.insert(id);
     writes.emplace(id, write);
     if (!writeTimer.isActive())
         writeTimer.start(limits.writeTime);
@@ -407,35 +415,69 @@ void KeywordServer::Private::update(SessionState *session, const QJsonObject &pa
 void KeywordServer::Private::refuse(const PendingWrite &write, const QString &outcome,
                                     const QString &reason)
 {
+    const QPointer<KeywordServer> server(q);
     ++counts.refusedWrites;
-    audit(write, outcome, reason);
-    if (!write.session)
+    audit(write, outcome, reason); // into a device of the program, which may do anything then
+    SessionState *const session = server ? writerOf(write) : nullptr;
+    if (!session)
         return;
-    if (write.session->refused.size() < greatestRefusedPaths)
-        write.session->refused.insert(write.path);
-    enqueueRefusal(write.session, write.keyword);
-    send(write.session);
+    noteRefusal(session, write.path);
+    enqueueRefusal(session, write.keyword);
+    send(session);
+}
+
+void KeywordServer::Private::noteRefusal(SessionState *session, const QString &path)
+{
+    const qint64 bytes = bytesOfWatch + bytesOf(path);
+    if (session->refused.contains(path)
+        || (session->limited && session->bytes + bytes > limits.sessionBytes))
+        return;
+    session->refused.insert(path);
+    session->bytes += bytes;
+}
+
+// Whether the last write was refused.
+bool KeywordServer::Private::takeRefusal(SessionState *session, const QString &path)
+{
+    if (!session->refused.remove(path))
+        return false;
+    session->bytes -= bytesOfWatch + bytesOf(path);
+    return true;
+}
+
+// Null once it has left.
+SessionState *KeywordServer::Private::writerOf(const PendingWrite &write) const
+{
+    return sessions.value(write.writer);
+}
+
+// Whoever leaves does not take its writes along: all together have a limit, too.
+bool KeywordServer::Private::hasRoomFor(const PendingWrite &write) const
+{
+    const SessionState *const session = writerOf(write);
+    return session->bytes + session->writeBytes + write.bytes <= limits.sessionBytes
+        && writeBytes + write.bytes <= greatestWriteBytes;
 }
 
 void KeywordServer::Private::store(const PendingWrite &write)
 {
     const QPointer<KeywordServer> server(q);
     audit(write, QStringLiteral("accepted"), QString());
-    SessionState *const session = write.session;
-    const bool wasRefused = session && session->refused.remove(write.path);
-    Node *const node = tree.find(write.path);
+    if (!server)
+        return;
+    SessionState *const writer = writerOf(write);
+    const bool wasRefused = writer && takeRefusal(writer, write.path);
+    const Node *const node = tree.find(write.path);
     const bool isNew = node && node->value != asType(write.value, node->type);
-    const QString path = write.path;
-    const QVariant value = write.value;
-    const QString keyword = write.keyword;
-    KeywordSession *const writer = session ? session->q : nullptr;
-    q->setValue(path, value);
-    if (server && wasRefused && !isNew && sessions.contains(writer)) {
-        enqueueAnswer(session, eventText(keyword, record(session, tree.find(path), path)));
-        send(session);
+    q->setValue(write.path, write.value);
+    SessionState *const left = server && wasRefused && !isNew ? writerOf(write) : nullptr;
+    if (left) {
+        enqueueAnswer(left,
+                      eventText(write.keyword, record(left, tree.find(write.path), write.path)));
+        send(left);
     }
     if (server)
-        Q_EMIT q->valueWritten(path, value);
+        Q_EMIT q->valueWritten(write.path, write.value);
 }
 
 void KeywordServer::Private::forget(quint64 id)
@@ -444,10 +486,12 @@ void KeywordServer::Private::forget(quint64 id)
     if (found == writes.end())
         return;
     if (Node *const node = tree.find(found->second.path)) {
-        auto &pending = node->more().writes;
-        pending.erase(std::remove(pending.begin(), pending.end(), id), pending.end());
+        node->more().writes.erase(id);
         tree.drop(node);
     }
+    writeBytes -= found->second.bytes;
+    if (SessionState *const session = writerOf(found->second))
+        session->writeBytes -= found->second.bytes;
     writes.erase(found);
 }
 

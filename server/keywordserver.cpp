@@ -22,6 +22,16 @@ const QLatin1String labelSuffix("/Label");
 const QLatin1String fullRights("*");
 constexpr int greatestNesting = 100; // of aggregates over aggregates
 
+// A session may have so many children of aggregates looked at; then its aggregates wait a while.
+constexpr qint64 formedPerMillisecond = 200;
+constexpr std::chrono::milliseconds formPause {20};
+constexpr qsizetype greatestEncoded = 4096; // bytes of a message that is kept beside others
+
+qint64 bytesOf(const QString &text)
+{
+    return text.size() * qint64(sizeof(QChar));
+}
+
 Record recordOf(const Node &keyword)
 {
     return {keyword.value, keyword.type, keyword.connected, keyword.online, keyword.consistent,
@@ -55,11 +65,21 @@ void SessionState::stopSending()
         *std::exchange(sending, nullptr) = false;
 }
 
+// Only what its client has written before counts from now on.
+void SessionState::hangUp()
+{
+    left = true;
+    clearWaiting();
+}
+
 KeywordServer::Private::Private(KeywordServer *q) : q(q)
 {
     clock.start();
     writeTimer.setSingleShot(true);
     QObject::connect(&writeTimer, &QTimer::timeout, q, [this] { expireWrites(); });
+    formTimer.setSingleShot(true);
+    formTimer.setInterval(formPause);
+    QObject::connect(&formTimer, &QTimer::timeout, q, [this] { formThoseBehind(); });
 }
 
 KeywordServer::Private::~Private()
@@ -107,25 +127,24 @@ bool KeywordServer::Private::isVisible(const SessionState &session, Node *node)
                        [&](Node *child) { return isVisible(session, child); });
 }
 
-// Forms each aggregate below once, however often others name it, and none at any depth: a client
-// could have the server compute for ever, or run out of stack.
+// Forms each aggregate once, however many others name it, and none at any depth: a client could
+// have the server compute for ever, or run out of stack.
 Record KeywordServer::Private::aggregateRecord(Aggregate &aggregate)
 {
-    const auto known = formed.constFind(&aggregate);
-    if (known != formed.constEnd())
-        return *known;
-    Record result;
+    if (aggregate.formedIn == round)
+        return aggregate.formed;
     if (nesting == greatestNesting) {
+        Record result;
         result.exists = result.error = true;
         return result;
     }
     ++nesting;
-    result = aggregated(aggregate);
+    Record result = aggregated(aggregate);
     --nesting;
-    if (nesting == 0)
-        formed.clear();
-    else
-        formed.insert(&aggregate, result);
+    aggregate.formed = result;
+    aggregate.formedIn = round;
+    if (nesting == 0 && !inRound)
+        ++round;
     return result;
 }
 
@@ -140,6 +159,7 @@ Record KeywordServer::Private::aggregated(Aggregate &aggregate)
     }
 
     aggregate.computing = true;
+    aggregate.session->formingLeft -= qint64(aggregate.children.size());
     QVariantList values;
     for (Node *const child : aggregate.children) {
         const Record part = child ? record(aggregate.session, child, child->path) : Record();
@@ -208,15 +228,23 @@ void KeywordServer::Private::changed(Node *node)
             enqueue(watch);
     }
     if (node->extras && !node->extras->aggregates.empty())
-        changed(node->extras->aggregates);
+        changed({node->extras->aggregates.cbegin(), node->extras->aggregates.cend()});
     sendAll();
 }
 
-void KeywordServer::Private::changed(std::vector<Aggregate *> pending)
+void KeywordServer::Private::changed(std::vector<Aggregate *> pending, Forming forming)
 {
+    const std::size_t given = pending.size();
     QSet<Aggregate *> seen(pending.cbegin(), pending.cend());
+    inRound = true;
     for (std::size_t i = 0; i < pending.size(); ++i) {
         Aggregate &aggregate = *pending[i];
+        const bool mayWait = forming == Forming::WhenThereIsTime || i >= given;
+        if (mayWait && !hasTimeFor(aggregate.session)) {
+            aggregate.session->behind.insert(&aggregate);
+            continue;
+        }
+        aggregate.session->behind.remove(&aggregate);
         Record now = aggregateRecord(aggregate);
         if (now == aggregate.last)
             continue;
@@ -238,6 +266,37 @@ void KeywordServer::Private::changed(std::vector<Aggregate *> pending)
             }
         }
     }
+    inRound = false;
+    ++round;
+}
+
+// Otherwise one client could have the server do nothing else, as each change of one keyword may
+// concern all of its aggregates.
+bool KeywordServer::Private::hasTimeFor(SessionState *session)
+{
+    if (!session->limited || session->formingLeft > 0)
+        return true;
+    const qint64 now = clock.elapsed();
+    const qint64 gained = (now - session->formingSince) * formedPerMillisecond;
+    session->formingLeft = qMin(mostFormedAtOnce, session->formingLeft + gained);
+    session->formingSince = now;
+    if (session->formingLeft > 0)
+        return true;
+    if (!formTimer.isActive())
+        formTimer.start();
+    return false;
+}
+
+void KeywordServer::Private::formThoseBehind()
+{
+    for (SessionState *const session : std::as_const(sessions)) {
+        if (session->behind.isEmpty())
+            continue;
+        std::vector<Aggregate *> behind(session->behind.cbegin(), session->behind.cend());
+        std::sort(behind.begin(), behind.end(), ByAge());
+        changed(std::move(behind));
+    }
+    sendAll();
 }
 
 void KeywordServer::Private::labelChanged(const QString &path)
@@ -258,10 +317,13 @@ void KeywordServer::Private::labelChanged(const QString &path)
 void KeywordServer::Private::enqueue(Watch *watch, Place place)
 {
     SessionState *const session = watch->session;
+    if (session->left)
+        return;
     if (watch->queued) {
         ++counts.skippedValues;
         if (place == Place::Any && !watch->refusedBehind)
             return;
+        ++session->waitingAnswers; // its earlier place is left until its turn comes
     }
     ++watch->turn; // an earlier place does not count any more
     watch->queued = true;
@@ -275,6 +337,8 @@ void KeywordServer::Private::enqueue(Watch *watch, Place place)
 
 void KeywordServer::Private::enqueueAnswer(SessionState *session, const QByteArray &answer)
 {
+    if (session->left)
+        return;
     session->waiting.push_back({nullptr, 0, QString(), answer});
     ++session->waitingAnswers;
     session->answerBytes += answer.size();
@@ -282,10 +346,13 @@ void KeywordServer::Private::enqueueAnswer(SessionState *session, const QByteArr
 
 void KeywordServer::Private::enqueueRefusal(SessionState *session, const QString &keyword)
 {
+    if (session->left)
+        return;
     if (Watch *const watch = session->watches.value(keyword))
         watch->refusedBehind = watch->queued;
     session->waiting.push_back({nullptr, 0, keyword, QByteArray()});
     ++session->waitingAnswers;
+    session->answerBytes += bytesOf(keyword);
 }
 
 void KeywordServer::Private::sendAll()
@@ -318,8 +385,10 @@ void KeywordServer::Private::send(SessionState *session)
         const Waiting next = std::move(session->waiting.front());
         session->waiting.pop_front();
         if (next.watch) {
-            if (next.turn != next.watch->turn)
+            if (next.turn != next.watch->turn) {
+                --session->waitingAnswers;
                 continue;
+            }
             if (!next.watch->node) {
                 --session->waitingAnswers;
                 delete next.watch;
@@ -327,12 +396,12 @@ void KeywordServer::Private::send(SessionState *session)
             }
             next.watch->queued = false;
             transmit(session, messageFor(next.watch));
-        } else if (!next.answer.isNull() || !next.keyword.isNull()) {
+        } else {
             --session->waitingAnswers;
-            session->answerBytes -= next.answer.size();
-            if (next.keyword.isNull()) {
+            session->answerBytes -= next.answer.size() + bytesOf(next.keyword);
+            if (!next.answer.isNull()) {
                 transmit(session, next.answer);
-            } else {
+            } else if (!next.keyword.isNull()) { // which a client may have left out
                 const QString path = KeywordServer::normalizedPath(next.keyword);
                 Record refused = record(session, tree.find(path), path);
                 refused.error = true;
@@ -367,19 +436,22 @@ QByteArray KeywordServer::Private::messageFor(Watch *watch)
         isKeyword ? nullptr : watch->session->aggregates.value(node->path);
     const bool isShared = !watch->session->rights || isKeyword;
     const quint64 version = aggregate ? aggregate->version : node->version;
-    Encoded &slot = encoded[version % encoded.size()];
-    if (!isShared || slot.version != version || slot.keyword != watch->keyword) {
+    const auto isIt = [&](const Encoded &slot) {
+        return isShared && slot.version == version && slot.keyword == watch->keyword;
+    };
+    Encoded *slot = isIt(longEncoded) ? &longEncoded : &encoded[version % encoded.size()];
+    if (!isIt(*slot)) {
         const Record current = aggregate ? aggregate->last
             : isKeyword                  ? recordOf(*node)
                                          : record(watch->session, node, node->path);
         const QByteArray message = eventText(watch->keyword, current);
         if (!isShared)
             return message;
-        slot.version = version;
-        slot.keyword = watch->keyword;
-        slot.message = message;
+        if (message.size() > greatestEncoded)
+            slot = &longEncoded;
+        *slot = {version, watch->keyword, message};
     }
-    return slot.message;
+    return slot->message;
 }
 
 // The role of a session is another one.
@@ -396,7 +468,7 @@ void KeywordServer::Private::updateRights(SessionState *session)
         watch->hidden = hidden;
         enqueue(watch);
     }
-    changed(std::move(aggregates));
+    changed(std::move(aggregates), Forming::Now);
     sendAll();
 }
 
@@ -757,10 +829,12 @@ void KeywordServer::clear()
         qDeleteAll(session->aggregates);
         session->watches.clear();
         session->aggregates.clear();
+        session->behind.clear();
         session->refused.clear();
-        session->bytes = 0;
+        session->bytes = session->writeBytes = 0;
     }
     d->writes.clear();
+    d->writeBytes = 0;
     d->tree.clear();
     d->counts.watchedKeywords = 0;
 }
@@ -1016,7 +1090,7 @@ Statistics KeywordServer::statistics() const
     Statistics statistics = d->counts;
     statistics.clients = sessionCount();
     statistics.keywords = keywordCount();
-    statistics.memoryBytes = d->tree.bytes();
+    statistics.memoryBytes = d->tree.bytes() + d->writeBytes;
     statistics.sendingBytes = d->budget->waiting;
     for (const SessionState *session : std::as_const(d->sessions))
         statistics.memoryBytes += session->bytes + session->answerBytes;

@@ -39,8 +39,14 @@ KeywordSession::KeywordSession(KeywordServer *server, const Peer &peer, bool lim
 */
 KeywordSession::~KeywordSession()
 {
-    if (d->server)
-        d->server->d->leave(&d->state);
+    d->end();
+}
+
+void KeywordSession::Private::end()
+{
+    if (server)
+        server->d->leave(&state);
+    server.clear();
 }
 
 /*!

@@ -47,6 +47,7 @@ public:
     ~WebSocketKeywordServer() override;
 
     bool setTls(const QSslCertificate &certificate, const QSslKey &key);
+    bool setTls(const QList<QSslCertificate> &chain, const QSslKey &key);
     int certificateDays() const;
     void setUnencryptedAllowed(bool allowed);
     bool setIdentification(const ClientIdentification &identification);
