@@ -50,7 +50,6 @@ ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Lim
 {
     sinceCommand.start();
     sinceWritten.start();
-    sinceHeard.start();
     commandTimer.setSingleShot(true);
     commandTimer.setInterval(commandPause);
     connect(&commandTimer, &QTimer::timeout, this, &ClientSocket::takeCommands);
@@ -58,7 +57,7 @@ ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Lim
     progressTimer.start(stalledTime / 2);
     connect(socket, &QWebSocket::textMessageReceived, this, &ClientSocket::enqueue);
     connect(socket, &QWebSocket::disconnected, this, &ClientSocket::takeAllCommands);
-    connect(socket, &QWebSocket::pong, this, [this] { sinceHeard.start(); });
+    connect(socket, &QWebSocket::pong, this, [this] { sincePing.invalidate(); });
     if (!connection)
         return;
     connection->setSocketOption(QAbstractSocket::LowDelayOption, 1);
@@ -144,21 +143,27 @@ void ClientSocket::checkBacklog()
     }
 }
 
-// A client that reads takes something, or answers a ping.
+// A client that reads takes something, or answers a ping. One that takes something may not have been
+// pinged for long: nothing is to be said about it before a ping has had its time.
 void ClientSocket::checkProgress()
 {
     if (full)
         return;
-    const QElapsedTimer &since = waitingBytes() > 0 ? sinceWritten : sinceHeard;
-    if (since.hasExpired(stalledTime.count())) {
-        giveUp(waitingBytes() > 0
-                   ? QStringLiteral("it has read nothing for %1 s, and %2 bytes wait for it")
-                         .arg(double(stalledTime.count()) / 1000)
-                         .arg(waitingBytes())
-                   : QStringLiteral("it does not answer pings"));
-    } else if (waitingBytes() == 0) {
-        socket->ping();
+    const qint64 waiting = waitingBytes();
+    if (waiting > 0) {
+        if (sinceWritten.hasExpired(stalledTime.count()))
+            giveUp(QStringLiteral("it has read nothing for %1 s, and %2 bytes wait for it")
+                       .arg(double(stalledTime.count()) / 1000)
+                       .arg(waiting));
+        return;
     }
+    if (sincePing.isValid() && sincePing.hasExpired(stalledTime.count())) {
+        giveUp(QStringLiteral("it does not answer pings"));
+        return;
+    }
+    if (!sincePing.isValid())
+        sincePing.start();
+    socket->ping();
 }
 
 void ClientSocket::giveUp(const QString &why)
@@ -176,7 +181,7 @@ void ClientSocket::giveUp(const QString &why)
 
 void ClientSocket::enqueue(const QString &text)
 {
-    sinceHeard.start();
+    sincePing.invalidate(); // it is alive
     commands.enqueue(text);
     commandBytes += text.size() * qint64(sizeof(QChar));
     takeCommands();

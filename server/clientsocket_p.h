@@ -83,7 +83,7 @@ private:
     double commandsLeft; // that the client may send at this moment
     QElapsedTimer sinceCommand;
     QElapsedTimer sinceWritten;
-    QElapsedTimer sinceHeard;
+    QElapsedTimer sincePing; // the first one since the client was heard of; invalid if none
     QTimer progressTimer;
     QTimer commandTimer;
     bool taking = false;

@@ -91,6 +91,24 @@ std::map<QString, int> valuesIn(const QByteArray &frames)
     return values;
 }
 
+// How many pings are among the frames that a server has sent.
+int pingsIn(const QByteArray &frames)
+{
+    int pings = 0;
+    qsizetype at = 0;
+    while (at + 4 <= frames.size()) {
+        const int opcode = frames.at(at) & 0x0f;
+        qsizetype size = uchar(frames.at(at + 1)) & 0x7f;
+        size +=
+            size == 126 ? 2 + uchar(frames.at(at + 2)) * 256 + uchar(frames.at(at + 3)) - 126 : 0;
+        at += 2 + size;
+        pings += opcode == 9;
+    }
+    if (at + 2 <= frames.size() && (frames.at(at) & 0x0f) == 9)
+        ++pings;
+    return pings;
+}
+
 } // namespace
 
 class tst_BoundedSending : public QObject
@@ -107,6 +125,7 @@ private Q_SLOTS:
     void noProgress_isDropped();
     void noPong_isDropped();
     void reader_isNotDropped();
+    void busyReader_isNotDropped();
     void flood_isDelayed();
     void commands_waitWhileAnswersDo();
 
@@ -297,6 +316,40 @@ void tst_BoundedSending::reader_isNotDropped()
     ticks.start(500ms);
     QTRY_COMPARE_WITH_TIMEOUT(pings, 4, 10000);
     QVERIFY(reader.isConnected());
+    QCOMPARE(server->statistics().droppedClients, quint64(0));
+}
+
+// While something waits for a client it is not pinged, and owes no answer to a ping.
+void tst_BoundedSending::busyReader_isNotDropped()
+{
+    constexpr int keywords = 100;
+    setLimits([](Limits &limits) { limits.stalledTime = 1s; });
+    declare(keywords);
+    RawClient slow(sockets->url());
+    watch(&slow, keywords);
+    QTRY_VERIFY(slow.count > keywords * 100);
+    int answered = 0;
+    const auto answerPings = [&] {
+        for (const int pings = pingsIn(slow.received); answered < pings; ++answered)
+            slow.send(RawClient::frame(10, {}));
+        return answered;
+    };
+    int periods = 0; // of the limit
+    QTimer ticks;
+    connect(&ticks, &QTimer::timeout, this, [&periods] { ++periods; });
+    ticks.start(1s);
+    slow.setReading(1000); // each time that the event loop turns
+    for (int round = 1; periods < 3; ++round) {
+        setAll(keywords, round);
+        QCoreApplication::processEvents();
+        answerPings();
+    }
+    QVERIFY(server->statistics().sendingBytes > 0);
+
+    slow.setReading(1024 * 1024);
+    const int before = answerPings();
+    QTRY_VERIFY(answerPings() >= before + 4); // one in half the limit
+    QVERIFY(slow.isConnected());
     QCOMPARE(server->statistics().droppedClients, quint64(0));
 }
 
