@@ -39,6 +39,13 @@ void limitUnsent(QTcpSocket *connection, int bytes)
 #endif
 }
 
+// Of others nothing is said: it is a glance at where clients write what they command.
+bool asksForKeyword(const QString &command)
+{
+    constexpr qsizetype wordsEnd = 64;
+    return QStringView(command).left(wordsEnd).contains(u"\"keyCreateOrUpdate\"");
+}
+
 } // namespace
 
 ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Limits &limits,
@@ -143,8 +150,8 @@ void ClientSocket::checkBacklog()
     }
 }
 
-// A client that reads takes something, or answers a ping. One that takes something may not have been
-// pinged for long: nothing is to be said about it before a ping has had its time.
+// A client that reads takes something, or answers a ping. One that takes something may not have
+// been pinged for long: nothing is to be said about it before a ping has had its time.
 void ClientSocket::checkProgress()
 {
     if (full)
@@ -188,10 +195,21 @@ void ClientSocket::enqueue(const QString &text)
     checkBacklog();
 }
 
-// Whether the client has read what it asked for before, and does not ask too often.
+// Whether the client has read what it asked for before. It may ask for more keywords when so many
+// commands wait that it would be read no further: its pings would have no answer then. What is kept
+// of that has a limit, as the values of its keywords wait like those of all changes.
+bool ClientSocket::hasReadAnswers() const
+{
+    if (session && session->waitingBytes() > room)
+        return false;
+    return waitingBytes() <= room
+        || (session && commandBytes > readAhead / 2 && asksForKeyword(commands.head()));
+}
+
+// Whether the client has read the answers, and does not ask too often.
 bool ClientSocket::mayTakeCommand()
 {
-    if (waitingBytes() > room || (session && session->waitingBytes() > room))
+    if (!hasReadAnswers())
         return false;
     if (commandsLeft < 1) {
         const double most = double(commandsPerSecond) * burstSeconds;

@@ -30,7 +30,7 @@ class KeywordSession;
 // answer that is long by itself, has a limit beyond which the connection is of no use.
 //
 // From the client: its commands wait while it sends more of them than it may, or does not read the
-// answers; then it is read no further.
+// answers; when many do, it is read no further.
 class ClientSocket : public QObject
 {
     Q_OBJECT
@@ -63,6 +63,7 @@ private:
     void checkProgress();
     void giveUp(const QString &why);
     void enqueue(const QString &text);
+    bool hasReadAnswers() const;
     bool mayTakeCommand();
     void takeCommands();
     void takeAllCommands();

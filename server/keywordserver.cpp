@@ -39,6 +39,7 @@ void SessionState::clearWaiting()
     }
     waiting.clear();
     waitingAnswers = 0;
+    formerPlaces = 0;
     answerBytes = 0;
 }
 
@@ -250,6 +251,7 @@ void KeywordServer::Private::enqueue(Watch *watch, Place place)
         ++counts.skippedValues;
         if (place == Place::Any && !watch->refusedBehind)
             return;
+        ++session->formerPlaces;
     }
     ++watch->turn; // an earlier place does not count any more
     watch->queued = true;
@@ -307,8 +309,10 @@ void KeywordServer::Private::send(SessionState *session)
         const Waiting next = std::move(session->waiting.front());
         session->waiting.pop_front();
         if (next.watch) {
-            if (next.turn != next.watch->turn)
+            if (next.turn != next.watch->turn) {
+                --session->formerPlaces;
                 continue;
+            }
             if (!next.watch->node) {
                 --session->waitingAnswers;
                 delete next.watch;

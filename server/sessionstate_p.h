@@ -80,6 +80,7 @@ public:
     QSet<QString> refused; // paths whose last write was refused
     std::deque<Waiting> waiting;
     std::size_t waitingAnswers = 0; // and refusals, which are not merged
+    std::size_t formerPlaces = 0; // that do not count any more
     qint64 answerBytes = 0;
     qint64 bytes = 0; // that it has the server use
     Receiver receiver; // instead of the signal
