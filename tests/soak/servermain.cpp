@@ -119,6 +119,7 @@ public:
               {QStringLiteral("clients"), statistics.clients},
               {QStringLiteral("sendingBytes"), statistics.sendingBytes},
               {QStringLiteral("events"), qint64(statistics.events)},
+              {QStringLiteral("sentBytes"), qint64(statistics.bytesOut)},
               {QStringLiteral("skipped"), qint64(statistics.skippedValues)},
               {QStringLiteral("dropped"), qint64(statistics.droppedClients)}});
     }

@@ -25,6 +25,7 @@ ServerSample toSample(const QJsonObject &told)
     sample.clients = number("clients");
     sample.sendingBytes = number("sendingBytes");
     sample.events = number("events");
+    sample.sentBytes = number("sentBytes");
     sample.skippedValues = number("skipped");
     sample.droppedClients = number("dropped");
     return sample;

@@ -19,7 +19,8 @@ struct ServerSample
     qint64 changes = 0;
     qint64 clients = 0;
     qint64 sendingBytes = 0;
-    qint64 events = 0;
+    qint64 events = 0; // sent
+    qint64 sentBytes = 0;
     qint64 skippedValues = 0;
     qint64 droppedClients = 0;
 };

@@ -33,6 +33,8 @@ QJsonObject toJson(const StalledClientSide &side)
     return {
         {QStringLiteral("events"), side.events},
         {QStringLiteral("skippedValues"), side.last.skippedValues},
+        {QStringLiteral("bytesPerEvent"),
+         side.last.events ? side.last.sentBytes / side.last.events : 0},
         {QStringLiteral("medianLatencyMicroseconds"), side.medianLatency},
         {QStringLiteral("latency99Microseconds"), side.latency99},
         {QStringLiteral("residentKiBBefore"), side.before.memory.resident / 1024},
