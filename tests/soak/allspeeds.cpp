@@ -22,6 +22,9 @@ namespace {
 constexpr auto checkInterval = 250ms;
 constexpr auto returnDelay = 500ms; // until a client that was dropped comes anew
 constexpr qint64 longestStall = 60000; // milliseconds; more only where the limit is greater
+constexpr auto pulseInterval = 100ms;
+constexpr qint64 longestPulse = 1000; // milliseconds
+constexpr qint64 stallMemory = 20000; // milliseconds; twice what the keep-alive takes
 
 qint64 median(std::vector<qint64> values)
 {
@@ -37,6 +40,35 @@ double growth(qint64 from, qint64 to)
     return from > 0 ? double(to - from) / double(from) : 0;
 }
 
+/*
+    Notices when this process gets no time from the machine. A keep-alive may take a server for dead
+    then that is not.
+*/
+class Pulse
+{
+public:
+    explicit Pulse(QObject *context)
+    {
+        sinceBeat.start();
+        QObject::connect(&timer, &QTimer::timeout, context, [this] {
+            if (sinceBeat.restart() > longestPulse)
+                sinceStall.start();
+        });
+        timer.start(pulseInterval);
+    }
+
+    bool hasStalled() const
+    {
+        return sinceBeat.elapsed() > longestPulse
+            || (sinceStall.isValid() && sinceStall.elapsed() < stallMemory);
+    }
+
+private:
+    QTimer timer;
+    QElapsedTimer sinceBeat;
+    QElapsedTimer sinceStall;
+};
+
 // Readers in a thread of their own: the slow ones need to be in time where the fast ones need long.
 class ReaderThread
 {
@@ -45,10 +77,14 @@ public:
     {
         context.moveToThread(&thread);
         thread.start();
+        inside([this] { pulse = std::make_unique<Pulse>(&context); });
     }
     ~ReaderThread()
     {
-        inside([this] { readers.clear(); });
+        inside([this] {
+            readers.clear();
+            pulse.reset();
+        });
         thread.quit();
         thread.wait();
     }
@@ -83,6 +119,23 @@ public:
         return failure;
     }
 
+    int losses()
+    {
+        int losses = 0;
+        inside([&] {
+            for (const auto &reader : readers)
+                losses += reader->losses();
+        });
+        return losses;
+    }
+
+    bool hasStalled()
+    {
+        bool stalled = false;
+        inside([&] { stalled = pulse->hasStalled(); });
+        return stalled;
+    }
+
     std::vector<ReaderFigures> figures(qint64 changes, int keywords)
     {
         std::vector<ReaderFigures> figures;
@@ -101,6 +154,7 @@ private:
 
     QThread thread;
     QObject context;
+    std::unique_ptr<Pulse> pulse;
     std::vector<std::unique_ptr<Reader>> readers;
 };
 
@@ -127,6 +181,9 @@ private:
     void beginChanges();
     void endChanges();
     bool isSettled();
+    void watchPace(const ServerSample &sample);
+    bool serverHasStalled() const;
+    QString unexplainedLoss();
     void visit(size_t place);
     void endVisit(size_t place, bool abruptly);
     void stop(const QString &failure);
@@ -145,6 +202,9 @@ private:
     std::vector<std::unique_ptr<Reader>> passing;
     QTimer checker;
     QElapsedTimer sincePhase;
+    ServerSample paced; // the last one that tells how fast the server is
+    QElapsedTimer sinceSample;
+    QElapsedTimer sinceServerStall;
     QRandomGenerator random {1};
 };
 
@@ -165,6 +225,7 @@ AllSpeeds::AllSpeeds(const AllSpeedsOptions &options) : options(options), server
 AllSpeedsFigures AllSpeeds::run()
 {
     sincePhase.start();
+    sinceSample.start();
     checker.start(checkInterval);
     server.start();
     if (phase != Phase::Over)
@@ -182,9 +243,12 @@ void AllSpeeds::onListening()
 
 void AllSpeeds::onSampled(const ServerSample &sample)
 {
+    sinceSample.start();
     figures.last = sample;
-    if (phase == Phase::Changing)
+    if (phase == Phase::Changing) {
+        watchPace(sample);
         figures.samples.push_back(sample);
+    }
     if (options.progress)
         options.progress(sample);
 }
@@ -209,7 +273,7 @@ void AllSpeeds::onDropped(quint16 port, const QString &why)
 
 void AllSpeeds::check()
 {
-    const QString failure = fast.failure() + slow.failure();
+    const QString failure = fast.failure() + slow.failure() + unexplainedLoss();
     if (!failure.isEmpty()) {
         stop(failure);
         return;
@@ -250,6 +314,38 @@ void AllSpeeds::check()
     case Phase::Over:
         break;
     }
+}
+
+// A server that makes less than half of its changes, or tells nothing, does not get its time,
+// either.
+void AllSpeeds::watchPace(const ServerSample &sample)
+{
+    const qint64 time = sample.milliseconds - paced.milliseconds;
+    if (time < longestPulse)
+        return;
+    const qint64 due = options.server.changesPerSecond * time / 1000;
+    if (!figures.samples.empty() && sample.changes - paced.changes < due / 2)
+        sinceServerStall.start();
+    paced = sample;
+}
+
+bool AllSpeeds::serverHasStalled() const
+{
+    return sinceSample.elapsed() > options.server.sampleInterval.count() + longestPulse
+        || (sinceServerStall.isValid() && sinceServerStall.elapsed() < stallMemory);
+}
+
+QString AllSpeeds::unexplainedLoss()
+{
+    const int losses = fast.losses() + slow.losses();
+    if (losses == figures.lostByStall)
+        return QString();
+    if (!serverHasStalled() && !fast.hasStalled() && !slow.hasStalled()) {
+        figures.linkLost = true;
+        return QStringLiteral("a client that reads has lost its connection");
+    }
+    figures.lostByStall = losses;
+    return QString();
 }
 
 void AllSpeeds::beginChanges()
@@ -355,8 +451,6 @@ void AllSpeeds::conclude()
         const auto all = readers->figures(figures.changes, options.server.keywords);
         figures.readers.insert(figures.readers.end(), all.begin(), all.end());
     }
-    for (const ReaderFigures &reader : figures.readers)
-        figures.linkLost = figures.linkLost || reader.linkLost;
     for (const ServerSample &sample : figures.samples) {
         figures.residentHighest = std::max(figures.residentHighest, sample.memory.resident);
         figures.allocatedHighest = std::max(figures.allocatedHighest, sample.memory.heap);

@@ -40,7 +40,8 @@ struct MemoryOfTenth
 struct AllSpeedsFigures
 {
     QString failure; // empty when all went well
-    bool linkLost = false; // of a client that read
+    bool linkLost = false; // of a client that reads, and nothing explains it
+    int lostByStall = 0; // connections that the keep-alive ended, as the machine stood still
     qint64 changes = 0;
     qint64 milliseconds = 0; // of changes
     qint64 settleMilliseconds = 0; // from their end until the slowest had all last values

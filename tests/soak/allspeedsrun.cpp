@@ -65,6 +65,8 @@ void print(const AllSpeedsFigures &figures, Report *report)
     report->line("came and went     ", figures.visits, " with ", figures.eventsOfVisits, " events");
     report->line("all settled       ", figures.settleMilliseconds / 1000,
                  " s after the last change");
+    report->line("lost              ", figures.lostByStall,
+                 " connections to the keep-alive, as the machine stood still");
     report->line("server            ", figures.last.events, " events sent, ",
                  figures.last.skippedValues, " values left out for newer ones");
     report->line("resident          ", figures.settled.resident / 1024,
@@ -98,6 +100,7 @@ QJsonObject toJson(const AllSpeedsFigures &figures)
         {QStringLiteral("droppedClients"), figures.drops},
         {QStringLiteral("earliestDropMs"), figures.earliestDrop},
         {QStringLiteral("latestDropMs"), figures.latestDrop},
+        {QStringLiteral("lostByStall"), figures.lostByStall},
         {QStringLiteral("visits"), figures.visits},
         {QStringLiteral("eventsOfVisits"), figures.eventsOfVisits},
         {QStringLiteral("settleMs"), figures.settleMilliseconds},

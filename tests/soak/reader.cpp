@@ -38,13 +38,16 @@ public:
     {
         connect(&socket, &QWebSocket::connected, this, &BareReader::askForKeywords);
         connect(&socket, &QWebSocket::textMessageReceived, this, &BareReader::read);
-        connect(&socket, &QWebSocket::disconnected, this, [this] { lose(); });
+        connect(&socket, &QWebSocket::disconnected, this, [this] {
+            lose();
+            fail(QStringLiteral("its connection was lost"));
+        });
         connect(&socket, &QWebSocket::pong, this, [this](quint64 elapsed) {
             pinged = false;
             notePong(qint64(elapsed));
         });
         connect(&pings, &QTimer::timeout, this, [this] {
-            if (!std::exchange(pinged, true))
+            if (socket.state() == QAbstractSocket::ConnectedState && !std::exchange(pinged, true))
                 socket.ping();
         });
         pings.start(pingInterval);
@@ -55,8 +58,9 @@ public:
 
     void leave(bool abruptly) override
     {
+        pings.stop();
         socket.disconnect(this);
-        if (abruptly)
+        if (abruptly || socket.state() != QAbstractSocket::ConnectedState)
             socket.abort();
         else
             socket.close();
@@ -104,9 +108,12 @@ public:
             });
         }
         connect(client.publisher(), &PPublisher::activeChanged, this, [this] {
-            if (!client.publisher()->active())
-                lose();
+            if (client.publisher()->active())
+                return;
+            lose();
+            expectAnew();
         });
+        client.setAutoReconnect(true);
         client.setUrls({url()});
     }
 
@@ -170,8 +177,15 @@ void Reader::fail(const QString &what)
 
 void Reader::lose()
 {
-    told.linkLost = true;
-    fail(QStringLiteral("its connection was lost after %1 events").arg(told.events));
+    ++told.losses;
+}
+
+void Reader::expectAnew()
+{
+    for (qint64 &value : values) {
+        if (value >= 0)
+            --value; // the same one is none too late
+    }
 }
 
 void Reader::notePong(qint64 milliseconds)

@@ -24,7 +24,7 @@ struct ReaderFigures
 {
     ReaderOptions options;
     QString failure; // empty when all was as it should be
-    bool linkLost = false; // its connection ended by itself
+    int losses = 0; // of its connection, by itself
     qint64 events = 0;
     int wrong = 0; // keywords without their last value
     qint64 longestPong = 0; // milliseconds; of bare WebSockets
@@ -41,6 +41,7 @@ public:
     // What is wrong is counted after so many changes of so many keywords.
     ReaderFigures figures(qint64 changes, int keywords) const;
     const QString &failure() const { return told.failure; }
+    int losses() const { return told.losses; }
     qint64 events() const { return told.events; }
     bool hasAllKeywords() const { return missing == 0; }
     virtual void leave(bool abruptly) = 0; // is no failure
@@ -55,6 +56,7 @@ protected:
     void take(int keyword, qint64 value);
     void fail(const QString &what);
     void lose();
+    void expectAnew(); // what has been told, as after a loss
     void notePong(qint64 milliseconds);
     const ReaderOptions options;
 
