@@ -415,7 +415,7 @@ bool AllSpeeds::isSettled()
     };
     return areRight(fast) && areRight(slow) && figures.last.changes == figures.changes
         && figures.last.sendingBytes == 0
-        && figures.last.clients == qint64(options.fast.size() + options.slow.size());
+        && figures.last.clients == qint64(options.fast.size()) + qint64(options.slow.size());
 }
 
 void AllSpeeds::stop(const QString &failure)

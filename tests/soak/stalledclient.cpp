@@ -33,7 +33,7 @@ qint64 percentile(std::vector<qint64> values, int percent)
 {
     if (values.empty())
         return 0;
-    const auto at = values.begin() + std::ptrdiff_t((values.size() - 1) * size_t(percent) / 100);
+    const auto at = values.begin() + (std::ptrdiff_t(values.size()) - 1) * percent / 100;
     std::nth_element(values.begin(), at, values.end());
     return *at;
 }
