@@ -62,6 +62,13 @@ qint64 sendAtOnce([[maybe_unused]] QTcpSocket *connection, [[maybe_unused]] cons
 #endif
 }
 
+// Of others nothing is said: it is a glance at where clients write what they command.
+bool asksForKeyword(QByteArrayView command)
+{
+    constexpr qsizetype wordsEnd = 64;
+    return command.first(qMin(command.size(), wordsEnd)).indexOf("\"keyCreateOrUpdate\"") >= 0;
+}
+
 } // namespace
 
 ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Limits &limits,
@@ -74,13 +81,12 @@ ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Lim
 {
     sinceCommand.start();
     sinceWritten.start();
-    sinceHeard.start();
     commandTimer.setSingleShot(true);
     connect(&commandTimer, &QTimer::timeout, this, &ClientSocket::takeCommands);
     connect(&progressTimer, &QTimer::timeout, this, &ClientSocket::checkProgress);
     progressTimer.start(stalledTime / 2);
     connect(socket, &QWebSocket::textMessageReceived, this, &ClientSocket::enqueue);
-    connect(socket, &QWebSocket::pong, this, [this] { sinceHeard.start(); });
+    connect(socket, &QWebSocket::pong, this, [this] { sincePing.invalidate(); });
     if (!connection)
         return;
     // As long as one command may be, as a WebSocket takes whole frames. Without a limit, all that
@@ -231,23 +237,29 @@ void ClientSocket::checkBacklog()
                    .arg(commands.bytes()));
 }
 
-// A client that reads takes something, or answers a ping.
+// A client that reads takes something, or answers a ping. One that takes something may not have
+// been pinged for long: nothing is to be said about it before a ping has had its time.
 void ClientSocket::checkProgress()
 {
     if (full)
         return;
     if (readNotifier && !readNotifier->isEnabled())
-        sinceHeard.start(); // whatever it says is not heard
-    const QElapsedTimer &since = waitingBytes() > 0 ? sinceWritten : sinceHeard;
-    if (since.hasExpired(stalledTime.count())) {
-        giveUp(waitingBytes() > 0
-                   ? QStringLiteral("it has read nothing for %1 s, and %2 bytes wait for it")
-                         .arg(double(stalledTime.count()) / 1000)
-                         .arg(waitingBytes())
-                   : QStringLiteral("it does not answer pings"));
-    } else if (waitingBytes() == 0) {
-        socket->ping();
+        sincePing.invalidate(); // whatever it says is not heard
+    const qint64 waiting = waitingBytes();
+    if (waiting > 0) {
+        if (sinceWritten.hasExpired(stalledTime.count()))
+            giveUp(QStringLiteral("it has read nothing for %1 s, and %2 bytes wait for it")
+                       .arg(double(stalledTime.count()) / 1000)
+                       .arg(waiting));
+        return;
     }
+    if (sincePing.isValid() && sincePing.hasExpired(stalledTime.count())) {
+        giveUp(QStringLiteral("it does not answer pings"));
+        return;
+    }
+    if (!sincePing.isValid())
+        sincePing.start();
+    socket->ping();
 }
 
 void ClientSocket::giveUp(const QString &why)
@@ -265,16 +277,27 @@ void ClientSocket::giveUp(const QString &why)
 
 void ClientSocket::enqueue(const QString &text)
 {
-    sinceHeard.start();
+    sincePing.invalidate(); // it is alive
     commands.enqueue(text.toUtf8());
     takeSoon();
     checkBacklog();
 }
 
-// Whether the client has read what it asked for before, and does not ask too often.
+// Whether the client has read what it asked for before. It may ask for more keywords when so many
+// commands wait that it would be read no further: its pings would have no answer then. What is kept
+// of that has a limit, as the values of its keywords wait like those of all changes.
+bool ClientSocket::hasReadAnswers() const
+{
+    if (session && session->waitingBytes() > room)
+        return false;
+    return waitingBytes() <= room
+        || (session && commands.bytes() > readAhead / 2 && asksForKeyword(commands.first()));
+}
+
+// Whether the client has read the answers, and does not ask too often.
 bool ClientSocket::mayTakeCommand()
 {
-    if (waitingBytes() > room || (session && session->waitingBytes() > room))
+    if (!hasReadAnswers())
         return false;
     if (commandsLeft < 1) {
         const double most = double(commandsPerSecond) * burstSeconds;

@@ -73,6 +73,7 @@ private:
     void checkProgress();
     void giveUp(const QString &why);
     void enqueue(const QString &text);
+    bool hasReadAnswers() const;
     bool mayTakeCommand();
     void takeSoon();
     void takeCommands();
@@ -95,7 +96,7 @@ private:
     double commandsLeft; // that the client may send at this moment
     QElapsedTimer sinceCommand;
     QElapsedTimer sinceWritten;
-    QElapsedTimer sinceHeard;
+    QElapsedTimer sincePing; // the first one since the client was heard of; invalid if none
     QTimer progressTimer;
     QTimer commandTimer;
     QPointer<QSocketNotifier> readNotifier;

@@ -21,12 +21,17 @@ void CommandQueue::enqueue(const QByteArray &command)
     buffer.append(command);
 }
 
-QByteArray CommandQueue::dequeue()
+QByteArrayView CommandQueue::first() const
 {
     qsizetype length = 0;
     std::memcpy(&length, buffer.constData() + head, std::size_t(lengthSize));
-    const QByteArray command = buffer.mid(head + lengthSize, length);
-    head += lengthSize + length;
+    return QByteArrayView(buffer).sliced(head + lengthSize, length);
+}
+
+QByteArray CommandQueue::dequeue()
+{
+    const QByteArray command = first().toByteArray();
+    head += lengthSize + command.size();
     if (isEmpty()) {
         buffer.clear();
         head = 0;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QtCore/QByteArray>
+#include <QtCore/QByteArrayView>
 
 namespace pellix::server {
 
@@ -15,6 +16,7 @@ public:
     bool isEmpty() const { return head == buffer.size(); }
     qint64 bytes() const { return buffer.size() - head; }
     void enqueue(const QByteArray &command);
+    QByteArrayView first() const; // valid until another one is queued or taken
     QByteArray dequeue();
 
 private:

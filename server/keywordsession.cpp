@@ -85,8 +85,9 @@ bool KeywordSession::isPaused() const
 }
 
 /*!
-    Returns how many bytes of answers wait for resume(). A transport takes no further commands while
-    there are many: each may ask for another answer.
+    Returns how many bytes of answers wait for resume(), other than values of keywords, which are as
+    many as the session watches at most. A transport takes no further commands while there are many:
+    each may ask for another answer.
 */
 qint64 KeywordSession::waitingBytes() const
 {

@@ -17,7 +17,8 @@
 #include <cmath>
 #include <limits>
 
-// Qt 6.11 calls QSequentialIterable and QAssociativeIterable deprecated; their successors are new there.
+// Qt 6.11 calls QSequentialIterable and QAssociativeIterable deprecated; their successors are new
+// there.
 QT_WARNING_PUSH
 QT_WARNING_DISABLE_DEPRECATED
 

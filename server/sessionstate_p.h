@@ -63,7 +63,8 @@ public:
     QHash<QString, Aggregate *> aggregates; // by their path
     QSet<QString> refused; // paths whose last write was refused, as far as there is memory for them
     std::deque<Waiting> waiting;
-    std::size_t waitingAnswers = 0; // and refusals, which are not merged
+    std::size_t waitingAnswers =
+        0; // and refusals, which are not merged, and places that do not count any more
     qint64 answerBytes = 0;
     qint64 formingLeft = 0; // children of aggregates that may be looked at before others wait
     qint64 formingSince = 0; // ms, when there were as many

@@ -421,7 +421,8 @@ void WebSocketKeywordServer::Private::judgeAnew()
 void WebSocketKeywordServer::Private::endSession(QWebSocket *socket)
 {
     endSessionsOf(socket);
-    if (auto *const client = socket->findChild<ClientSocket *>(QString(), Qt::FindDirectChildrenOnly))
+    if (auto *const client =
+            socket->findChild<ClientSocket *>(QString(), Qt::FindDirectChildrenOnly))
         client->flush();
     QTimer::singleShot(farewellTime, socket, [socket] { socket->abort(); });
     socket->close(QWebSocketProtocol::CloseCodePolicyViolated,
