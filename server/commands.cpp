@@ -190,18 +190,17 @@ void KeywordServer::Private::setAggregate(SessionState *session, const QString &
 {
     Aggregate *aggregate = session->aggregates.value(path);
     const bool isNew = !aggregate;
-    std::vector<Node *> nodes;
-    for (const QString &child : children)
-        nodes.push_back(child.isEmpty() ? nullptr : tree.ensure(child));
-    if (aggregate && aggregate->mode == mode && aggregate->children == nodes)
+    const auto isChild = [](const Aggregate::Child &child, const QString &path) {
+        return child.node ? child.node->path == path : path.isEmpty();
+    };
+    if (aggregate && aggregate->mode == mode
+        && std::equal(aggregate->children.cbegin(), aggregate->children.cend(), children.cbegin(),
+                      children.cend(), isChild))
         return;
     int uses = 0;
     if (aggregate) {
         uses = aggregate->uses;
         endAggregate(aggregate);
-        nodes.clear(); // some may have gone with it
-        for (const QString &child : children)
-            nodes.push_back(child.isEmpty() ? nullptr : tree.ensure(child));
     } else {
         for (Watch *watch = tree.ensure(path)->watches; watch; watch = watch->next)
             uses += watch->session == session;
@@ -212,15 +211,17 @@ void KeywordServer::Private::setAggregate(SessionState *session, const QString &
     aggregate->session = session;
     aggregate->path = path;
     aggregate->mode = mode;
-    aggregate->children = nodes;
     aggregate->bytes = bytes;
     session->bytes += bytes;
     aggregate->uses = uses;
     session->aggregates.insert(path, aggregate);
-    for (Node *const child : nodes) {
-        if (child)
-            child->more().aggregates.insert(aggregate);
+    for (const QString &child : children) {
+        Node *const node = child.isEmpty() ? nullptr : tree.ensure(child);
+        aggregate->children.push_back({node, false});
+        if (node)
+            node->more().aggregates.insert(aggregate);
     }
+    session->updateRights(aggregate);
     if (isNew) {
         aggregate->last = aggregateRecord(*aggregate);
         aggregate->version = ++lastVersion;
@@ -244,15 +245,15 @@ void KeywordServer::Private::endAggregate(Aggregate *aggregate)
     aggregate->session->aggregates.remove(aggregate->path);
     aggregate->session->behind.remove(aggregate);
     aggregate->session->bytes -= aggregate->bytes;
-    for (Node *const child : aggregate->children) {
-        if (child)
-            child->more().aggregates.erase(aggregate);
+    QSet<Node *> children; // one that is named twice is in the list twice
+    for (const Aggregate::Child &child : aggregate->children) {
+        if (child.node)
+            children.insert(child.node);
     }
-    // A child that is named twice is in the list twice.
-    QSet<Node *> children(aggregate->children.cbegin(), aggregate->children.cend());
-    children.remove(nullptr);
-    for (Node *const child : std::as_const(children))
+    for (Node *const child : std::as_const(children)) {
+        child->more().aggregates.erase(aggregate);
         tree.drop(child);
+    }
     delete aggregate;
 }
 

@@ -45,6 +45,13 @@ bool SessionState::mayRead(const QString &path) const
     return !rights || rights->mayRead(path);
 }
 
+// Patterns are not compared for each change: a client could have that be very many comparisons.
+void SessionState::updateRights(Aggregate *aggregate) const
+{
+    for (Aggregate::Child &child : aggregate->children)
+        child.mayBeRead = child.node && mayRead(child.node->path);
+}
+
 void SessionState::clearWaiting()
 {
     for (const Waiting &place : waiting) {
@@ -96,8 +103,21 @@ KeywordServer::Private::~Private()
 
 Record KeywordServer::Private::record(const SessionState *session, Node *node, const QString &path)
 {
-    if (node && node->declared && session->mayRead(path))
-        return recordOf(*node);
+    return node && node->declared && session->mayRead(path) ? recordOf(*node)
+                                                            : formed(session, path);
+}
+
+Record KeywordServer::Private::record(const SessionState *session, const Aggregate::Child &child)
+{
+    if (!child.node)
+        return {};
+    return child.node->declared && child.mayBeRead ? recordOf(*child.node)
+                                                   : formed(session, child.node->path);
+}
+
+// What there is where no keyword is.
+Record KeywordServer::Private::formed(const SessionState *session, const QString &path)
+{
     if (Aggregate *const aggregate = session->aggregates.value(path))
         return aggregateRecord(*aggregate);
     if (path.endsWith(labelSuffix))
@@ -161,8 +181,8 @@ Record KeywordServer::Private::aggregated(Aggregate &aggregate)
     aggregate.computing = true;
     aggregate.session->formingLeft -= qint64(aggregate.children.size());
     QVariantList values;
-    for (Node *const child : aggregate.children) {
-        const Record part = child ? record(aggregate.session, child, child->path) : Record();
+    for (const Aggregate::Child &child : aggregate.children) {
+        const Record part = record(aggregate.session, child);
         result.connected &= part.exists && part.connected;
         result.online &= part.exists && part.online;
         result.consistent &= part.exists && part.consistent;
@@ -461,6 +481,8 @@ void KeywordServer::Private::updateRights(SessionState *session)
     session->rights =
         session->peer.role == fullRights ? nullptr : roles.value(session->peer.role, none);
     std::vector<Aggregate *> aggregates(session->aggregates.cbegin(), session->aggregates.cend());
+    for (Aggregate *const aggregate : aggregates)
+        session->updateRights(aggregate);
     for (Watch *const watch : std::as_const(session->watches)) {
         const bool hidden = !session->mayRead(watch->node->path);
         if (hidden == watch->hidden && !watch->node->path.endsWith(labelSuffix))

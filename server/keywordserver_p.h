@@ -53,6 +53,8 @@ public:
 
     // What is known
     Record record(const SessionState *session, Node *node, const QString &path);
+    Record record(const SessionState *session, const Aggregate::Child &child);
+    Record formed(const SessionState *session, const QString &path);
     Record labelRecord(const SessionState *session, const QString &path);
     Record aggregateRecord(Aggregate &aggregate);
     Record aggregated(Aggregate &aggregate);

@@ -26,7 +26,12 @@ struct Aggregate
     SessionState *session = nullptr;
     QString path;
     QString mode;
-    std::vector<Node *> children;
+    struct Child
+    {
+        Node *node; // null for a path that is none
+        bool mayBeRead;
+    };
+    std::vector<Child> children;
     Record last; // as told
     quint64 version = 0;
     qint64 bytes = 0; // that it has its session use
@@ -82,6 +87,7 @@ public:
     void stopSending();
     void hangUp();
     bool mayRead(const QString &path) const;
+    void updateRights(Aggregate *aggregate) const;
     bool mayWrite(const QString &path) const { return !rights || rights->mayWrite(path); }
 };
 

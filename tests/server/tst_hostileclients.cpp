@@ -439,7 +439,7 @@ void tst_HostileClients::flood_leavesTimeForOthers()
     RawClient hostile(listener->url());
     QVERIFY(hostile.open());
     const quint64 before = keywords->statistics().commands;
-    constexpr int commands = 300;
+    constexpr int commands = 3000;
     for (int i = 0; i < commands; ++i)
         hostile.send(frame(commandOf("keyIndex", {})));
     quint64 after = 0;
@@ -454,7 +454,7 @@ void tst_HostileClients::flood_isNotAnsweredWhenItsClientGoes()
     RawClient hostile(listener->url());
     QVERIFY(hostile.open());
     const quint64 before = keywords->statistics().events;
-    constexpr int commands = 300;
+    constexpr int commands = 3000;
     for (int i = 0; i < commands; ++i)
         hostile.send(frame(commandOf("keyIndex", {})));
     hostile.send(frame(updateOf("/p/a", "77")));
