@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+#include "extras/connection/pemfiles_p.h"
 #include "programs/common/interrupt.h"
-#include "programs/common/pemfiles.h"
 #include "server/keywordserver.h"
 #include "simulator/faultkeywords.h"
 #include "simulator/faultywebsocketserver.h"
@@ -158,10 +158,11 @@ int main(int argc, char **argv)
     startScenes();
 
     if (parser.isSet(certificateOption)) {
-        const auto certificate = programs::readCertificate(parser.value(certificateOption), &error);
+        const auto certificate =
+            pellix::extras::readCertificate(parser.value(certificateOption), &error);
         const auto key = certificate.isNull()
             ? QSslKey()
-            : programs::readPrivateKey(parser.value(keyOption), &error);
+            : pellix::extras::readPrivateKey(parser.value(keyOption), &error);
         if (key.isNull())
             return fail(error);
         if (!socketServer.setTls(certificate, key)) {
