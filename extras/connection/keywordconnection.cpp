@@ -309,8 +309,9 @@ int PKeywordConnection::Private::nextDelay()
 
 /*!
     \property pellix::extras::PKeywordConnection::reason
-    \brief why there is no connection, in words: the last error, or code and reason by which the
-    server closed. Empty while connected, and before the first failure.
+    \brief why there is no connection to address, in words: the last error, or code and reason by
+    which the server closed. Empty while connected, before the first failure, and while another
+    address is tried.
 
     It may quote the server, so show it as plain text.
 */
@@ -640,8 +641,10 @@ void PKeywordConnection::attempt()
     const ConnectionTarget target = d->targets.at(d->current);
     d->drop();
     d->status.state = Connecting;
-    d->status.address = target.shown;
     d->status.retryIn = 0;
+    if (d->status.address != target.shown)
+        d->status.reason.clear(); // was about another one
+    d->status.address = target.shown;
     auto socket = std::unique_ptr<WebSocket, WebSocket::Disposal>(new WebSocket);
     if (target.encrypted) {
         QString problem;
