@@ -10,6 +10,8 @@
 #include "client/inprocesskeywordclient.h"
 #include "client/keywordclient.h"
 #include "client/websocketkeywordclient.h"
+#include "extras/connection/keywordconnection.h"
+#include "extras/connection/keywordlink.h"
 #include "extras/keywordextrasmodule.h"
 #include "extras/writing/keywordwrite.h"
 #include "models/keywordpathmodel.h"

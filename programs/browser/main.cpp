@@ -194,7 +194,7 @@ int main(int argc, char *argv[])
 
     // The transport tells each command at debug level, and the window tells what is wrong with the
     // connection. QT_LOGGING_RULES brings both back.
-    QLoggingCategory::setFilterRules(QStringLiteral("pellixclient.keyword.websocketclient=false"));
+    QLoggingCategory::setFilterRules(QStringLiteral("pellixclient.keyword.connection=false"));
     useSteadyFonts();
     QQuickStyle::setStyle(QStringLiteral("Basic")); // takes its colours from the window's palette
 

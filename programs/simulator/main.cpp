@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+#include "extras/connection/pemfiles_p.h"
 #include "programs/common/interrupt.h"
-#include "programs/common/pemfiles.h"
 #include "server/keywordserver.h"
 #include "simulator/faultkeywords.h"
 #include "simulator/faultywebsocketserver.h"
@@ -159,10 +159,10 @@ int main(int argc, char **argv)
 
     if (parser.isSet(certificateOption)) {
         const auto certificates =
-            programs::readCertificates(parser.value(certificateOption), &error);
+            pellix::extras::readCertificates(parser.value(certificateOption), &error);
         const auto key = certificates.isEmpty()
             ? QSslKey()
-            : programs::readPrivateKey(parser.value(keyOption), &error);
+            : pellix::extras::readPrivateKey(parser.value(keyOption), &error);
         if (key.isNull())
             return fail(error);
         if (!socketServer.setTls(certificates, key)) {

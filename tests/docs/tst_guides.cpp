@@ -15,9 +15,11 @@
 #include <QtCore/QFile>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
+#include <QtCore/QLoggingCategory>
 #include <QtCore/QProcess>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QScopeGuard>
+#include <QtGui/QColor>
 #include <QtQml/QQmlApplicationEngine>
 #include <QtQml/QQmlComponent>
 #include <QtQml/QQmlContext>
@@ -123,6 +125,8 @@ private Q_SLOTS:
     void expressions_aQtObjectPropertyTakesAny();
     void browse_listsFiltersAndOpens();
     void browse_asksAgainWhenTheLinkIsBack();
+    void connecting_saysHowItIs();
+    void connecting_lampFollowsAnyClient();
     void privateCa_isMadeAsOnThePlainPage();
     void readme_showsAKeywordAndWritesIt();
     void readme_registersAsTheFirstScreenDoes();
@@ -558,6 +562,47 @@ void tst_Guides::browse_asksAgainWhenTheLinkIsBack()
     QTRY_COMPARE(part("list")->property("count").toInt(), 5);
     QVERIFY(!part("entries")->property("loading").toBool());
     item.reset();
+}
+
+void tst_Guides::connecting_saysHowItIs()
+{
+    QLoggingCategory::setFilterRules(q("pellixclient.keyword.connection=false"));
+    FaultyWebSocketServer socketServer(server.get());
+    QVERIFY(socketServer.listen());
+    const quint16 port = socketServer.port();
+    const QString url = socketServer.url().toString();
+    QVERIFY(load("connecting/ConnectionLine.qml", {}));
+    QCOMPARE(textOf("stateText").toString(), q("not connected. "));
+    QVERIFY(item->setProperty("urls", QStringList(url)));
+    QCOMPARE(textOf("stateText").toString(), q("connecting to ") + url);
+    QTRY_COMPARE(textOf("stateText").toString(), q("connected to ") + url);
+    QVERIFY(!part("tryNow")->property("visible").toBool());
+
+    socketServer.close();
+    QTRY_VERIFY(textOf("stateText").toString().endsWith(q("; next attempt in 1 s")));
+    QVERIFY2(textOf("stateText").toString().startsWith(url + q(": ")),
+             qPrintable(textOf("stateText").toString()));
+    QVERIFY(socketServer.listen(QHostAddress::LocalHost, port));
+    QVERIFY(QMetaObject::invokeMethod(part("tryNow"), "clicked"));
+    QTRY_COMPARE(textOf("stateText").toString(), q("connected to ") + url);
+
+    QVERIFY(item->setProperty("token", q("hush")));
+    QCOMPARE(textOf("stateText").toString(),
+             q("not connected. credentials are not sent over ws://, where anybody on the way can "
+               "read them; use wss://"));
+    QLoggingCategory::setFilterRules(QString());
+}
+
+void tst_Guides::connecting_lampFollowsAnyClient()
+{
+    QVERIFY(load("connecting/LinkLamp.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QCOMPARE(item->property("color").value<QColor>(), QColor(q("green")));
+    client->publisher()->setActive(false);
+    QCOMPARE(item->property("color").value<QColor>(), QColor(q("red")));
+    client->publisher()->setActive(true);
+    QCOMPARE(item->property("color").value<QColor>(), QColor(q("green")));
+    client.reset();
+    QCOMPARE(item->property("color").value<QColor>(), QColor(q("red")));
 }
 
 void tst_Guides::privateCa_isMadeAsOnThePlainPage()

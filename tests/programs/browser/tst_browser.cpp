@@ -2,11 +2,13 @@
 // SPDX-License-Identifier: MIT
 
 #include "client/inprocesskeywordclient.h"
+#include "extras/connection/pemfiles_p.h"
 #include "extras/keywordextrasmodule.h"
 #include "module/pellixclientkeywordmodule.h"
 #include "programs/browser/preferences.h"
 #include "programs/browser/session.h"
 #include "programs/quick/hosttheme.h"
+#include "server/clientidentification.h"
 #include "server/inprocesslink.h"
 #include "server/keywordserver.h"
 #include "server/writerequest.h"
@@ -70,6 +72,7 @@ public:
         });
         browserPreferences.setPinned({});
         browserSession.setAddresses({});
+        browserSession.setCaFile({});
     }
 
     Q_INVOKABLE QVariant value(const QString &path) const { return server.value(path); }
@@ -106,6 +109,25 @@ public:
             return {};
         port = transport->port();
         return QStringLiteral("ws://127.0.0.1:%1").arg(port);
+    }
+    Q_INVOKABLE QString lastUrl() const { return QStringLiteral("ws://127.0.0.1:%1").arg(port); }
+    // With a certificate of its own authority, for those who have the token.
+    Q_INVOKABLE QVariantMap listenWithTls()
+    {
+        transport = std::make_unique<FaultyWebSocketServer>(&server);
+        const QString authority = QStringLiteral(TLS_FILES "/server.crt");
+        QString error;
+        ClientIdentification identification;
+        const QByteArray token =
+            identification.tokens.create(QStringLiteral("browser"), QStringLiteral("*"));
+        if (!transport->setTls(
+                pellix::extras::readCertificate(authority, &error),
+                pellix::extras::readPrivateKey(QStringLiteral(TLS_FILES "/server.key"), &error))
+            || !transport->setIdentification(identification) || !transport->listen())
+            return {};
+        return {{QStringLiteral("url"), transport->url().toString()},
+                {QStringLiteral("authority"), authority},
+                {QStringLiteral("token"), QString::fromLatin1(token)}};
     }
     Q_INVOKABLE void goAway()
     {
@@ -155,7 +177,8 @@ public Q_SLOTS:
     void applicationAvailable()
     {
         QLoggingCategory::setFilterRules(
-            QStringLiteral("pellixclient.keyword.websocketclient=false"));
+            QStringLiteral("pellixclient.keyword.connection=false\n"
+                           "pellixclient.server.websocketserver=false"));
         PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
         pellix::extras::KeywordExtrasModule::registerTypes();
         bench = std::make_unique<Bench>();

@@ -873,6 +873,58 @@ TestCase {
         tryCompare(root.stage.session, "connected", true, 10000);
     }
 
+    function test_server_reasonAndNextAttemptAreTold() {
+        root.stage.listen();
+        root.stage.goAway();
+        connectTo(root.stage.lastUrl());
+        tryVerify(() => find("lostText").text.startsWith("Not connected: no value is known.  Reason: "
+                                                         + "Connection refused.  Next attempt in "));
+        verify(/ in [1-9][0-9]? s\.$/.test(find("lostText").text), find("lostText").text);
+        verify(/^next attempt in [1-9][0-9]? s$/.test(find("retryText").text), find("retryText").text);
+        compare(find("addressText").text, root.stage.lastUrl());
+        root.stage.listen();
+        tryCompare(find("tryNowButton"), "visible", true);
+        click(find("tryNowButton"));
+        tryCompare(root.stage.session, "connected", true);
+        verify(!find("lostBanner").visible);
+    }
+
+    // By an authority, with a token; neither the token nor what it is typed into shows it.
+    function test_server_withAuthorityAndToken() {
+        const access = root.stage.listenWithTls();
+        connectTo(access.url);
+        tryVerify(() => find("lostText").text.includes("Reason: "));
+        verify(!find("caField").visible);
+        click(find("securityButton"));
+        verify(find("caField").visible && find("tokenField").visible);
+        find("caField").text = "/none";
+        click(find("connectButton"));
+        tryVerify(() => find("lostText").text.includes("Reason: /none: No such file or directory."));
+
+        find("caField").text = access.authority;
+        find("tokenField").text = access.token;
+        verify(!find("tokenField").displayText.includes(access.token));
+        click(find("connectButton"));
+        tryCompare(root.stage.session, "connected", true, 10000);
+        compare(texts(view).filter(text => text.includes(access.token)).join(" "), "");
+        compare(find("tokenField").placeholderText, "token is set");
+        tryRows(["Bottling works", "other"]);
+
+        // Without it there is no way in.
+        click(find("forgetButton"));
+        tryVerify(() => find("lostText").text.includes("HTTP status 401"));
+        find("tokenField").text = access.token;
+        connectTo("ws://127.0.0.1:1");
+        tryVerify(() => find("lostText").text.includes("credentials are not sent over ws://"));
+        verify(find("lostText").text.endsWith("No connection can be made with these settings."));
+        verify(!find("retryText").visible);
+        click(find("forgetButton"));
+        click(find("securityButton"));
+        find("caField").text = "";
+        connectTo("");
+        tryCompare(root.stage.session, "connected", true);
+    }
+
     function test_server_secretsAreNotShown() {
         const url = root.stage.listen();
         connectTo(url + "/?token=hush");
@@ -932,7 +984,9 @@ TestCase {
         openPlant();
         select("Level");
         tryCompare(find("valueField"), "visible", true);
-        const wanted = ["addressField", "connectButton", "upButton", "searchField", "typeChoice",
+        click(find("securityButton"));
+        const wanted = ["addressField", "connectButton", "securityButton", "caField",
+                        "certificateField", "keyField", "tokenField", "upButton", "searchField", "typeChoice",
                         "accessChoice", "childView", "pinButton", "valueField", "setButton",
                         "minusButton", "stepField", "plusButton", "pinnedList", "modeChoice"];
         const reached = {};
@@ -942,6 +996,7 @@ TestCase {
                 reached[name] = true;
         }
         compare(wanted.filter(name => !reached[name]).join(" "), "");
+        click(find("securityButton"));
     }
 
     function test_layout_fitsTheSmallestWindow_data() {

@@ -13,6 +13,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 #include <QtCore/QTemporaryDir>
+#include <QtNetwork/QTcpServer>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
@@ -36,6 +37,9 @@ private Q_SLOTS:
     void session_refusesSecretsThatAreNotThere();
     void session_showsNoSecrets();
     void session_tellsSinceWhenTheLinkIsLost();
+    void session_tellsWhyAndWhenNext();
+    void session_forgetsTheTokenWithTheAddresses();
+    void session_takesFilesForTls();
     void preferences_pin();
     void preferences_nameAFileThatIsNew();
     void preferences_ofABrokenFileAreTheDefaults();
@@ -152,6 +156,76 @@ void tst_BrowserParts::session_tellsSinceWhenTheLinkIsLost()
     session.disconnectFromServer();
     QTRY_VERIFY(!session.connected());
     QVERIFY(!session.autoReconnect());
+}
+
+void tst_BrowserParts::session_tellsWhyAndWhenNext()
+{
+    QTcpServer finder; // of a port where nobody is
+    QVERIFY(finder.listen(QHostAddress::LocalHost));
+    const QString dead = QStringLiteral("ws://127.0.0.1:%1").arg(finder.serverPort());
+    finder.close();
+    Session session(
+        [](Session *parent) { return new CountedClient<PInProcessKeywordClient>(parent); });
+    QCOMPARE(session.reason(), QString());
+    QCOMPARE(session.retryIn(), 0);
+    session.setAddresses({dead});
+    QTRY_VERIFY(session.retryIn() > 0);
+    QCOMPARE(session.reason(), QStringLiteral("Connection refused"));
+    QCOMPARE(session.shownAddress(), dead);
+    QVERIFY(!session.unusable());
+
+    const QSignalSpy state(&session, &Session::stateChanged);
+    session.tryNow();
+    QCOMPARE(session.retryIn(), 0);
+    QTRY_VERIFY(session.retryIn() > 0);
+    QVERIFY(state.size() >= 2);
+
+    session.setToken(hush); // which does not go over ws://
+    QVERIFY(session.unusable());
+    QVERIFY(session.reason().startsWith(QLatin1String("credentials are not sent over ws://")));
+    session.setAddresses({});
+    QVERIFY(session.connected() && !session.unusable());
+    QCOMPARE(session.reason(), QString());
+}
+
+void tst_BrowserParts::session_forgetsTheTokenWithTheAddresses()
+{
+    Session session(
+        [](Session *parent) { return new CountedClient<PInProcessKeywordClient>(parent); });
+    QSignalSpy told(&session, &Session::hasTokenChanged);
+    const QStringList first {QStringLiteral("wss://127.0.0.1:1")};
+    session.setAddresses(first);
+    session.setToken(hush);
+    QVERIFY(session.hasToken());
+    session.setAddresses(first); // the same
+    QVERIFY(session.hasToken());
+    auto *const before = qobject_cast<pellix::extras::PKeywordConnection *>(session.client());
+    QVERIFY(before);
+    QCOMPARE(before->token(), hush);
+
+    session.setAddresses({QStringLiteral("wss://127.0.0.1:2")});
+    QVERIFY(!session.hasToken());
+    auto *const after = qobject_cast<pellix::extras::PKeywordConnection *>(session.client());
+    QVERIFY(after && after != before);
+    QCOMPARE(after->token(), QString());
+    QCOMPARE(told.size(), 2);
+}
+
+void tst_BrowserParts::session_takesFilesForTls()
+{
+    Session session(
+        [](Session *parent) { return new CountedClient<PInProcessKeywordClient>(parent); });
+    const QSignalSpy changed(&session, &Session::filesChanged);
+    session.setCaFile(QStringLiteral("/none/ca"));
+    session.setAddresses({QStringLiteral("wss://127.0.0.1:1")});
+    QTRY_COMPARE(session.reason(), QStringLiteral("/none/ca: No such file or directory"));
+    session.setCaFile(QString());
+    session.setCertificateFile(QStringLiteral("c"));
+    QTRY_COMPARE(session.reason(),
+                 QStringLiteral("the certificate c is of no use without its private key"));
+    session.setKeyFile(QStringLiteral("k"));
+    QTRY_COMPARE(session.reason(), QStringLiteral("c: No such file or directory"));
+    QCOMPARE(changed.size(), 4);
 }
 
 void tst_BrowserParts::preferences_pin()
