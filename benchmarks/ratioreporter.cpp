@@ -20,6 +20,7 @@ struct Row
     double items = 1;
     double floorItems = 1;
     bool rate = false; // more is better, and the ratio is that of the rates
+    const char *needs = ""; // for the floor, if it may be missing
 };
 
 // A goal stands for a ratio of the measured figure to its floor.
@@ -89,6 +90,18 @@ constexpr Row rows[] = {
      "memoryOfValuesInAHash/100000", "<= 400 B"},
     {"server: bytes of a watched keyword, beside its name", "memoryOfWatchedKeywords/100000",
      "memoryOfValuesInAHash/100000", "<= 700 B"},
+    {"server: a delivery to 50 sessions, 100 changes at once", "deliverToSessions/100",
+     "deliverByMosquitto/100", "<= 0.125", 1, 1, false, "mosquitto"},
+    {"  the same, written by a client", "deliverWrites/100", "deliverByMosquitto/100", "", 1, 1,
+     false, "mosquitto"},
+    {"  10 changes at once", "deliverToSessions/10", "deliverByMosquitto/10", "", 1, 1, false,
+     "mosquitto"},
+    {"  one change at a time", "deliverToSessions/1", "deliverByMosquitto/1", "", 1, 1, false,
+     "mosquitto"},
+    {"server: 1 000 sessions join and ask for 100 each", "joinKeywordServer/1000",
+     "joinBareServer/1000", "<= 2", 1000, 1000},
+    {"  beside an echo of what they ask", "joinKeywordServer/1000", "joinEchoServer/1000", "", 1000,
+     1000},
     {"reconnect with 10 000 keywords", "subscribeStorm/10000", "bareStorm/10000", "<= 2"},
 };
 
@@ -189,7 +202,10 @@ void RatioReporter::Finalize()
             std::printf(" %9s", "-");
         else
             std::printf(" %9.2f", measured / floor);
-        std::printf("  %s\n", row.goal);
+        std::printf("  %s", row.goal);
+        if (std::isnan(floor) && *row.needs)
+            std::printf("  (the floor needs %s)", row.needs);
+        std::printf("\n");
     }
     std::fflush(stdout);
 }

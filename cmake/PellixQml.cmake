@@ -41,10 +41,10 @@ function(pellix_correct_qml_types target)
     )
 endfunction()
 
-# pellix_add_qml_library(<target> <uri> [IMPORTS <modules>...] [QML_FILES <files>...]): the types of a library
-# are a QML module. Called when the target has all its sources.
+# pellix_add_qml_library(<target> <uri> [IMPORTS <modules>...] [DEPENDENCIES <modules>...] [QML_FILES <files>...]):
+# the types of a library are a QML module, installed as such. Called when the target has all its sources.
 function(pellix_add_qml_library target uri)
-    cmake_parse_arguments(arg "" "" "IMPORTS;QML_FILES" ${ARGN})
+    cmake_parse_arguments(arg "" "" "IMPORTS;DEPENDENCIES;QML_FILES" ${ARGN})
     string(REPLACE "." "/" folder "${uri}")
     if(arg_QML_FILES)
         pellix_flatten_qml(${arg_QML_FILES})
@@ -54,11 +54,12 @@ function(pellix_add_qml_library target uri)
         VERSION 1.0
         ${pellix_no_cachegen}
         RESOURCE_PREFIX /qt-project.org/imports # where every engine looks
-        OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/qml/${folder}"
-        IMPORT_PATH "${PROJECT_BINARY_DIR}/qml" ${PELLIXCLIENT_QML_IMPORT_PATH}
+        OUTPUT_DIRECTORY "${PELLIX_QML_DIR}/${folder}"
+        IMPORT_PATH "${PELLIX_QML_DIR}"
         IMPORTS ${arg_IMPORTS}
-        DEPENDENCIES PellixClient.Keyword/1.0
+        DEPENDENCIES PellixClient.Keyword/1.0 ${arg_DEPENDENCIES}
         QML_FILES ${arg_QML_FILES}
+        OUTPUT_TARGETS resources # of a static library
     )
     pellix_correct_qml_types(${target})
     # The generated registration includes the headers by their bare names.
@@ -68,5 +69,19 @@ function(pellix_add_qml_library target uri)
     target_include_directories(${target} PRIVATE ${headers})
     if(TARGET pellixclient-tooling-types)
         add_dependencies(${target} pellixclient-tooling-types)
+    endif()
+    if(PELLIX_INSTALL)
+        if(BUILD_SHARED_LIBS)
+            pellix_install_plugin(${target}plugin ${folder} ${PELLIX_EXTRAS_MODULE})
+        else()
+            list(FILTER resources EXCLUDE REGEX "plugin_init$")
+            get_target_property(name ${target} EXPORT_NAME)
+            install(TARGETS ${resources} EXPORT PellixClient${name}Targets
+                OBJECTS DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT ${PELLIX_DEVELOPMENT})
+        endif()
+        install(FILES "${PELLIX_QML_DIR}/${folder}/qmldir" "${PELLIX_QML_DIR}/${folder}/${target}.qmltypes" ${arg_QML_FILES}
+            DESTINATION "${PELLIX_INSTALL_QMLDIR}/${folder}"
+            COMPONENT ${PELLIX_EXTRAS_MODULE}
+        )
     endif()
 endfunction()

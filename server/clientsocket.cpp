@@ -9,6 +9,7 @@
 #include <QtWebSockets/QWebSocket>
 
 #include <algorithm>
+#include <cstring>
 
 #ifdef Q_OS_UNIX
 #include <netinet/in.h>
@@ -24,6 +25,10 @@ namespace {
 
 constexpr qint64 greatestBacklog = qint64(16) * 1024 * 1024; // bytes, either way
 constexpr qint64 readAhead = qint64(2) * 1024 * 1024; // bytes of commands that may wait to be taken
+constexpr char wholeTextFrame = char(0x81);
+constexpr char longLength = 126; // says that the length stands in the two bytes behind it
+constexpr qsizetype greatestPlainFrame = 0xffff; // bytes
+constexpr qsizetype greatestKeptBuffer = qsizetype(32) * 1024; // bytes
 constexpr auto commandPause = 20ms;
 constexpr int burstSeconds = 2; // worth of commands that may come at once
 
@@ -39,11 +44,25 @@ void limitUnsent(QTcpSocket *connection, int bytes)
 #endif
 }
 
+// Returns how many of the bytes the system takes as they are. What passes through the connection
+// costs more: a copy, and the event loop, which asks each time whether it may be written.
+qint64 sendAtOnce([[maybe_unused]] QTcpSocket *connection, [[maybe_unused]] const QByteArray &data)
+{
+#if defined(Q_OS_UNIX) && defined(MSG_NOSIGNAL)
+    const auto sent = ::send(int(connection->socketDescriptor()), data.constData(),
+                             size_t(data.size()), MSG_NOSIGNAL | MSG_DONTWAIT);
+    return qMax<qint64>(0, sent); // the connection learns of an error, too
+#else
+    return 0;
+#endif
+}
+
 } // namespace
 
 ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Limits &limits,
                            const std::shared_ptr<SendingBudget> &budget)
-    : QObject(socket), socket(socket), connection(connection), budget(budget),
+    : QObject(socket), socket(socket), connection(connection),
+      encrypted(qobject_cast<QSslSocket *>(connection)), budget(budget),
       room(limits.sendingBytes / 2), totalRoom(limits.totalSendingBytes),
       commandsPerSecond(limits.commandsPerSecond), stalledTime(limits.stalledTime),
       commandsLeft(double(limits.commandsPerSecond) * burstSeconds)
@@ -66,7 +85,7 @@ ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Lim
     connect(connection, &QTcpSocket::bytesWritten, this, &ClientSocket::written);
     // A WebSocket answers pings by itself, as it reads them. It was connected before this object.
     connect(connection, &QTcpSocket::readyRead, this, &ClientSocket::checkBacklog);
-    if (auto *const encrypted = qobject_cast<QSslSocket *>(connection))
+    if (encrypted)
         connect(encrypted, &QSslSocket::encryptedBytesWritten, this, &ClientSocket::written);
 }
 
@@ -92,24 +111,76 @@ bool ClientSocket::hasRoom()
     return waiting == 0 || (waiting < room && budget->waiting < totalRoom);
 }
 
+// A server's frames are not masked: one is ready as soon as its length stands before it. Those of
+// one turn of the event loop are sent together, as that costs the system little more than one of
+// them.
+void ClientSocket::sendMessage(const QByteArray &message)
+{
+    if (full)
+        return;
+    if (message.size() > greatestPlainFrame) {
+        sendText(QString::fromUtf8(message));
+        return;
+    }
+    if (frames.isEmpty())
+        QMetaObject::invokeMethod(this, &ClientSocket::flush, Qt::QueuedConnection);
+    const bool isShort = message.size() < longLength;
+    const qsizetype start = frames.size();
+    frames.resize(start + (isShort ? 2 : 4) + message.size());
+    char *out = frames.data() + start;
+    *out++ = wholeTextFrame;
+    *out++ = isShort ? char(message.size()) : longLength;
+    if (!isShort) {
+        *out++ = char(message.size() >> 8);
+        *out++ = char(message.size());
+    }
+    std::memcpy(out, message.constData(), std::size_t(message.size()));
+}
+
+// Before anything else that the WebSocket sends: it writes to the connection at once.
+void ClientSocket::flush()
+{
+    if (frames.isEmpty())
+        return;
+    qint64 sent = 0;
+    if (connection && socket->state() == QAbstractSocket::ConnectedState) {
+        if (!encrypted && connection->bytesToWrite() == 0)
+            sent = sendAtOnce(connection, frames);
+        if (sent < frames.size())
+            connection->write(frames.constData() + sent, frames.size() - sent);
+    }
+    if (frames.size() <= greatestKeptBuffer)
+        frames.resize(0);
+    else
+        frames = {};
+    if (sent > 0)
+        written(sent);
+}
+
 void ClientSocket::sendText(const QString &text)
 {
-    if (!full)
-        added(socket->sendTextMessage(text));
+    if (full)
+        return;
+    flush();
+    added(socket->sendTextMessage(text));
 }
 
 void ClientSocket::sendBinary(const QByteArray &data)
 {
-    if (!full)
-        added(socket->sendBinaryMessage(data));
+    if (full)
+        return;
+    flush();
+    added(socket->sendBinaryMessage(data));
 }
 
 qint64 ClientSocket::waitingBytes() const
 {
     // The WebSocket writes through to its connection. Under TLS, what is encrypted already waits in
     // another buffer, and the connection does not count it.
-    const auto *const encrypted = qobject_cast<const QSslSocket *>(connection.data());
-    return socket->bytesToWrite() + (encrypted ? encrypted->encryptedBytesToWrite() : 0);
+    if (!connection)
+        return frames.size();
+    return frames.size() + connection->bytesToWrite()
+        + (encrypted ? encrypted->encryptedBytesToWrite() : 0);
 }
 
 // A message that is long by itself says nothing about the reader.
@@ -221,7 +292,7 @@ void ClientSocket::takeCommands()
     taking = false;
     // A WebSocket cannot be told to wait, but it finds no whole frame in one byte, and gives up
     // after five seconds of that: this is for floods. Under TLS, it would go on byte by byte.
-    if (connection && !qobject_cast<QSslSocket *>(connection.data()))
+    if (connection && !encrypted)
         connection->setReadBufferSize(commandBytes > readAhead ? 1 : 0);
 }
 

@@ -15,6 +15,7 @@
 
 #include <memory>
 
+class QSslSocket;
 class QTcpSocket;
 class QWebSocket;
 
@@ -45,8 +46,11 @@ public:
     // Also after something was sent: it counts from then on.
     bool hasRoom();
     qint64 waitingBytes() const;
+    // A message of the session, in UTF-8.
+    void sendMessage(const QByteArray &message);
     void sendText(const QString &text);
     void sendBinary(const QByteArray &data);
+    void flush();
 
 Q_SIGNALS:
     void received(const QString &text);
@@ -70,11 +74,13 @@ private:
 
     QWebSocket *const socket;
     const QPointer<QTcpSocket> connection;
+    QSslSocket *const encrypted; // the same, under TLS
     QPointer<KeywordSession> session;
     const std::shared_ptr<SendingBudget> budget;
     const qint64 room;
     const qint64 totalRoom;
     qint64 counted = 0; // of the budget
+    QByteArray frames; // for the end of this turn of the event loop
     const int commandsPerSecond;
     const std::chrono::milliseconds stalledTime;
     qint64 longMessage = 0; // bytes of one that waits besides the limit

@@ -4,6 +4,7 @@
 #include "server/eventtext_p.h"
 #include "server/keywordserver_p.h"
 #include "server/keywordsession.h"
+#include "server/plaincommand_p.h"
 
 #include <QtCore/QDateTime>
 #include <QtCore/QIODevice>
@@ -26,6 +27,9 @@ constexpr qint64 bytesOfWatch = 200;
 constexpr qint64 bytesOfNode = 300;
 constexpr qint64 bytesOfChild = 420; // which may be a node of its own
 constexpr int greatestRefusedPaths = 1000;
+
+constexpr QLatin1String createCommand("keyCreateOrUpdate");
+constexpr QLatin1String destroyCommand("keyDestroy");
 
 bool passesAccess(Access access, const QString &filter)
 {
@@ -98,24 +102,32 @@ void KeywordServer::Private::receive(SessionState *session, const QByteArray &co
     counts.bytesIn += quint64(command.size());
     if (session->limited && command.size() > limits.commandBytes)
         return;
+    if (const QString keyword = plainKeyword(command, createCommand); !keyword.isEmpty()) {
+        create(session, keyword, {});
+        return;
+    }
+    if (const QString keyword = plainKeyword(command, destroyCommand); !keyword.isEmpty()) {
+        unwatch(session, keyword);
+        return;
+    }
     const QJsonObject message = QJsonDocument::fromJson(command).object();
     const QString name = message.value(QLatin1String("cmd")).toString();
     const QJsonObject payload = message.value(QLatin1String("payload")).toObject();
 
-    if (name == QLatin1String("keyCreateOrUpdate"))
-        create(session, payload);
+    if (name == createCommand)
+        create(session, payload.value(QLatin1String("keyword")).toString(), payload);
     else if (name == QLatin1String("keyUpdate"))
         update(session, payload);
-    else if (name == QLatin1String("keyDestroy"))
+    else if (name == destroyCommand)
         unwatch(session, payload.value(QLatin1String("keyword")).toString());
     else if (name == QLatin1String("keyIndex"))
         index(session, payload);
     // "keyChangeProtocol" is accepted by going on in JSON; anything else is not known.
 }
 
-void KeywordServer::Private::create(SessionState *session, const QJsonObject &payload)
+void KeywordServer::Private::create(SessionState *session, const QString &keyword,
+                                    const QJsonObject &payload)
 {
-    const QString keyword = payload.value(QLatin1String("keyword")).toString();
     Watch *watch = session->watches.value(keyword);
     const QString path = watch ? watch->node->path : KeywordServer::normalizedPath(keyword);
     if (path.isEmpty())
@@ -293,6 +305,7 @@ void KeywordServer::Private::join(SessionState *session)
 
 void KeywordServer::Private::leave(SessionState *session)
 {
+    session->stopSending();
     session->clearWaiting();
     const QHash<QString, Watch *> watches = std::exchange(session->watches, {});
     for (Watch *const watch : watches) {
@@ -519,7 +532,7 @@ void KeywordServer::Private::index(SessionState *session, const QJsonObject &pay
 
     const QString type = payload.value(QLatin1String("type")).toString();
     const QString access = payload.value(QLatin1String("access")).toString();
-    QByteArray items;
+    JsonText items;
     int count = 0;
     Node *const node = path.isEmpty() ? tree.root() : tree.find(path);
     if (node) {
@@ -535,17 +548,17 @@ void KeywordServer::Private::index(SessionState *session, const QJsonObject &pay
                 ++counts.cutAnswers;
                 break;
             }
-            items += count++ == 0 ? "{\"name\":" : ",{\"name\":";
+            append(items, count++ == 0 ? "{\"name\":" : ",{\"name\":");
             appendQuoted(items, child->path);
-            items += ",\"type\":";
+            append(items, ",\"type\":");
             appendQuoted(items, readable ? toWord(child->type) : QString());
-            items += '}';
+            append(items, "}");
         }
     }
     enqueueAnswer(session,
                   "{\"cmd\":\"keyIndex\",\"payload\":{\"request\":"
                       + QJsonDocument(payload).toJson(QJsonDocument::Compact) + ",\"response\":["
-                      + items + "]}}");
+                      + QByteArray::fromRawData(items.constData(), items.size()) + "]}}");
     send(session);
 }
 

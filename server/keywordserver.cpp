@@ -22,6 +22,12 @@ const QLatin1String labelSuffix("/Label");
 const QLatin1String fullRights("*");
 constexpr int greatestNesting = 100; // of aggregates over aggregates
 
+Record recordOf(const Node &keyword)
+{
+    return {keyword.value, keyword.type, keyword.connected, keyword.online, keyword.consistent,
+            keyword.error, true};
+}
+
 } // namespace
 
 bool SessionState::mayRead(const QString &path) const
@@ -42,6 +48,13 @@ void SessionState::clearWaiting()
     answerBytes = 0;
 }
 
+// Whoever sends just now must not touch the session any more, nor the server.
+void SessionState::stopSending()
+{
+    if (sending)
+        *std::exchange(sending, nullptr) = false;
+}
+
 KeywordServer::Private::Private(KeywordServer *q) : q(q)
 {
     clock.start();
@@ -52,6 +65,7 @@ KeywordServer::Private::Private(KeywordServer *q) : q(q)
 KeywordServer::Private::~Private()
 {
     for (SessionState *const session : std::as_const(sessions)) {
+        session->stopSending();
         session->clearWaiting();
         qDeleteAll(session->watches);
         qDeleteAll(session->aggregates);
@@ -62,10 +76,8 @@ KeywordServer::Private::~Private()
 
 Record KeywordServer::Private::record(const SessionState *session, Node *node, const QString &path)
 {
-    if (node && node->declared && session->mayRead(path)) {
-        return {node->value, node->type, node->connected, node->online, node->consistent,
-                node->error, true};
-    }
+    if (node && node->declared && session->mayRead(path))
+        return recordOf(*node);
     if (Aggregate *const aggregate = session->aggregates.value(path))
         return aggregateRecord(*aggregate);
     if (path.endsWith(labelSuffix))
@@ -300,9 +312,8 @@ void KeywordServer::Private::send(SessionState *session)
 {
     if (session->sending)
         return;
-    session->sending = true;
-    const QPointer<KeywordServer> server(q);
-    const QPointer<KeywordSession> alive(session->q);
+    bool sending = true;
+    session->sending = &sending;
     while (!session->waiting.empty() && !session->paused) {
         const Waiting next = std::move(session->waiting.front());
         session->waiting.pop_front();
@@ -320,31 +331,35 @@ void KeywordServer::Private::send(SessionState *session)
             --session->waitingAnswers;
             session->answerBytes -= next.answer.size();
             if (next.keyword.isNull()) {
-                transmit(session, Message(next.answer));
+                transmit(session, next.answer);
             } else {
                 const QString path = KeywordServer::normalizedPath(next.keyword);
                 Record refused = record(session, tree.find(path), path);
                 refused.error = true;
-                transmit(session, Message(eventText(next.keyword, refused)));
+                transmit(session, eventText(next.keyword, refused));
             }
         }
-        if (!server || !alive)
+        if (!sending)
             return;
     }
-    session->sending = false;
+    session->sending = nullptr;
 }
 
-void KeywordServer::Private::transmit(SessionState *session, const Message &message)
+void KeywordServer::Private::transmit(SessionState *session, const QByteArray &message)
 {
     ++counts.events;
-    counts.bytesOut += quint64(message.utf8().size());
-    if (session->receiver)
-        session->receiver(message);
-    else
-        Q_EMIT session->q->send(message.utf8());
+    counts.bytesOut += quint64(message.size());
+    if (!session->receiver) {
+        Q_EMIT session->q->send(message);
+        return;
+    }
+    const bool *const sending = session->sending;
+    session->receiver(message);
+    if (*sending && !session->hasRoom())
+        session->paused = true;
 }
 
-Message KeywordServer::Private::messageFor(Watch *watch)
+QByteArray KeywordServer::Private::messageFor(Watch *watch)
 {
     Node *const node = watch->node;
     const bool isKeyword = watch->showsKeyword();
@@ -354,17 +369,16 @@ Message KeywordServer::Private::messageFor(Watch *watch)
     const quint64 version = aggregate ? aggregate->version : node->version;
     Encoded &slot = encoded[version % encoded.size()];
     if (!isShared || slot.version != version || slot.keyword != watch->keyword) {
-        const Record current =
-            aggregate ? aggregate->last : record(watch->session, node, node->path);
-        const Message message(eventText(watch->keyword, current));
+        const Record current = aggregate ? aggregate->last
+            : isKeyword                  ? recordOf(*node)
+                                         : record(watch->session, node, node->path);
+        const QByteArray message = eventText(watch->keyword, current);
         if (!isShared)
             return message;
         slot.version = version;
         slot.keyword = watch->keyword;
         slot.message = message;
     }
-    if (watch->session->receiver)
-        slot.message.text(); // for all that come by here
     return slot.message;
 }
 

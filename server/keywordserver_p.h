@@ -72,12 +72,12 @@ public:
     void enqueueRefusal(SessionState *session, const QString &keyword);
     void send(SessionState *session);
     void sendAll();
-    void transmit(SessionState *session, const Message &message);
-    Message messageFor(Watch *watch);
+    void transmit(SessionState *session, const QByteArray &message);
+    QByteArray messageFor(Watch *watch);
 
     // What clients command
     void receive(SessionState *session, const QByteArray &command);
-    void create(SessionState *session, const QJsonObject &payload);
+    void create(SessionState *session, const QString &keyword, const QJsonObject &payload);
     void update(SessionState *session, const QJsonObject &payload);
     void index(SessionState *session, const QJsonObject &payload);
     void unwatch(SessionState *session, const QString &keyword);
@@ -129,7 +129,7 @@ public:
     {
         quint64 version = 0;
         QString keyword;
-        Message message {QByteArray()};
+        QByteArray message;
     };
     std::array<Encoded, 256> encoded;
 

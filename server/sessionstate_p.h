@@ -34,25 +34,6 @@ struct Aggregate
     bool computing = false; // breaks cycles of aggregates over each other
 };
 
-// A message in both forms that transports need; the second is made once, when one asks for it.
-class Message
-{
-public:
-    explicit Message(const QByteArray &utf8) : bytes(utf8) { }
-
-    const QByteArray &utf8() const { return bytes; }
-    const QString &text() const
-    {
-        if (string.isNull())
-            string = QString::fromUtf8(bytes);
-        return string;
-    }
-
-private:
-    QByteArray bytes;
-    mutable QString string;
-};
-
 // What waits for a session until its transport has room: a keyword whose newest value is told then,
 // a refusal, or an answer as it is. A place whose watch has another turn by now does not count; one
 // whose watch has no node was let go meanwhile.
@@ -68,7 +49,7 @@ struct Waiting
 class SessionState
 {
 public:
-    using Receiver = std::function<void(const Message &)>;
+    using Receiver = std::function<void(const QByteArray &)>;
 
     KeywordSession *q = nullptr;
     Peer peer;
@@ -83,11 +64,13 @@ public:
     qint64 answerBytes = 0;
     qint64 bytes = 0; // that it has the server use
     Receiver receiver; // instead of the signal
+    std::function<bool()> hasRoom; // with a receiver: whether it takes more, or the session pauses
+    bool *sending = nullptr; // set to false when the session, or the server, goes while it sends
     bool paused = false;
-    bool sending = false;
     bool inTurn = false; // among those that are to send
 
     void clearWaiting();
+    void stopSending();
     bool mayRead(const QString &path) const;
     bool mayWrite(const QString &path) const { return !rights || rights->mayWrite(path); }
 };

@@ -34,6 +34,7 @@ namespace {
 Q_LOGGING_CATEGORY(lcWebSocketServer, "pellixclient.server.websocketserver", QtInfoMsg)
 
 constexpr auto defaultHandshakeTimeout = 10s;
+constexpr int waitingConnections = 1024; // that the system keeps: after a restart, all come at once
 constexpr auto farewellTime = 1s; // for the closing handshake of a session that is ended
 
 // Takes connections, and has them encrypted if it has a certificate. It does not wait for the
@@ -41,7 +42,10 @@ constexpr auto farewellTime = 1s; // for the closing handshake of a session that
 class Listener : public QTcpServer
 {
 public:
-    explicit Listener(const std::optional<QSslConfiguration> &tls) : tls(tls) { }
+    explicit Listener(const std::optional<QSslConfiguration> &tls) : tls(tls)
+    {
+        setListenBacklogSize(waitingConnections);
+    }
 
     bool isEncrypted() const { return tls.has_value(); }
     void setConfiguration(const QSslConfiguration &configuration) { tls = configuration; }
@@ -145,6 +149,7 @@ public:
     {
         ClientCredentials credentials;
         Peer peer;
+        QPointer<ClientSocket> socket;
     };
 
     explicit Private(WebSocketKeywordServer *q) : q(q) { }
@@ -318,20 +323,17 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
         return;
     }
     socket->setParent(q);
-    identities.insert(socket, {credentials, judgement.peer});
     const Limits limits = server->limits();
     socket->setMaxAllowedIncomingMessageSize(quint64(limits.commandBytes));
     auto *const client = new ClientSocket(socket, connection, limits, server->d->budget);
     clients.append(client);
+    identities.insert(socket, {credentials, judgement.peer, client});
     KeywordSession *const session = server->openSession(judgement.peer, socket);
     client->setSession(session);
-    session->d->state.receiver = [this, socket, client, session](const Message &message) {
-        // A subclass may end the session while it delivers, and this function with it.
-        const QPointer<ClientSocket> aliveClient(client);
-        const QPointer<KeywordSession> aliveSession(session);
-        q->deliver(socket, message.text());
-        if (aliveClient && aliveSession && !aliveClient->hasRoom())
-            aliveSession->pause();
+    SessionState &state = session->d->state;
+    state.receiver = [this, socket](const QByteArray &message) { q->deliver(socket, message); };
+    state.hasRoom = [client = QPointer<ClientSocket>(client)] {
+        return client && client->hasRoom();
     };
     QObject::connect(client, &ClientSocket::drained, session, [session] {
         if (session->isPaused())
@@ -384,6 +386,7 @@ void WebSocketKeywordServer::Private::endSession(QWebSocket *socket)
         session->pause(); // and nobody resumes it
         session->deleteLater();
     }
+    client->flush();
     QTimer::singleShot(farewellTime, socket, [socket] { socket->abort(); });
     socket->close(QWebSocketProtocol::CloseCodePolicyViolated,
                   QStringLiteral("access was taken away"));
@@ -857,8 +860,10 @@ Statistics WebSocketKeywordServer::statistics() const
 void WebSocketKeywordServer::closeClients()
 {
     const QList<ClientSocket *> clients = d->clients;
-    for (ClientSocket *client : clients)
+    for (ClientSocket *client : clients) {
+        client->flush();
         client->webSocket()->close(QWebSocketProtocol::CloseCodeGoingAway);
+    }
 }
 
 /*!
@@ -889,12 +894,14 @@ void WebSocketKeywordServer::accept(QTcpSocket *connection)
 }
 
 /*!
-    Sends a \a message of the session to its \a client. For subclasses that watch, delay or change
-    what is sent.
+    Sends a \a message of the session, JSON in UTF-8, to its \a client. For subclasses that watch,
+    delay or change what is sent.
 */
-void WebSocketKeywordServer::deliver(QWebSocket *client, const QString &message)
+void WebSocketKeywordServer::deliver(QWebSocket *client, const QByteArray &message)
 {
-    client->sendTextMessage(message);
+    const auto found = d->identities.constFind(client);
+    if (found != d->identities.cend() && found->socket)
+        found->socket->sendMessage(message);
 }
 
 /*!

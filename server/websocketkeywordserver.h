@@ -83,7 +83,7 @@ Q_SIGNALS:
 
 protected:
     virtual void accept(QTcpSocket *connection);
-    virtual void deliver(QWebSocket *client, const QString &message);
+    virtual void deliver(QWebSocket *client, const QByteArray &message);
     void sendTo(QWebSocket *client, const QString &text);
     void sendTo(QWebSocket *client, const QByteArray &data);
 

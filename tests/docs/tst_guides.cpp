@@ -4,6 +4,7 @@
 #include "client/websocketkeywordclient.h"
 #include "docs/snippets/lifetimes.h"
 #include "docs/snippets/logging.h"
+#include "extras/keywordextrasmodule.h"
 #include "models/keywordquerymodel.h"
 #include "module/pellixclientkeywordmodule.h"
 #include "server/keywordsession.h"
@@ -17,6 +18,7 @@
 #include <QtCore/QProcess>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QScopeGuard>
+#include <QtCore/QTemporaryDir>
 #include <QtQml/QQmlApplicationEngine>
 #include <QtQml/QQmlComponent>
 #include <QtQml/QQmlContext>
@@ -91,7 +93,11 @@ class tst_Guides : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { PellixClientKeywordModule::registerTypes("PellixClient.Keyword"); }
+    void initTestCase()
+    {
+        PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
+        pellix::extras::KeywordExtrasModule::registerTypes();
+    }
     void init();
     void cleanup();
 
@@ -102,6 +108,7 @@ private Q_SLOTS:
     void stateFrame_names_data();
     void stateFrame_names();
     void stateFrame_withoutALink_isNotConnected();
+    void trend_keepsDrawsAndSaves();
     void setpoint_isTakenRefusedOrNotAnswered();
     void setpoint_keepsTheOutcomeWhenAnotherClientWrites();
     void setpoint_isTakenAfterAnotherClientsWrite();
@@ -135,7 +142,7 @@ private:
     QVariant textOf(const char *name) const { return part(name)->property("text"); }
     bool send(double value)
     {
-        return QMetaObject::invokeMethod(item.get(), "send", Q_ARG(QVariant, value));
+        return QMetaObject::invokeMethod(part("setpoint"), "set", Q_ARG(QVariant, value));
     }
     QString outcome() const { return item->property("outcome").toString(); }
     void answerWrites(const std::function<void(double)> &answer);
@@ -298,6 +305,26 @@ void tst_Guides::stateFrame_withoutALink_isNotConnected()
     QCOMPARE(textOf("valueText").toString(), q("–"));
 }
 
+void tst_Guides::trend_keepsDrawsAndSaves()
+{
+    QVERIFY(
+        load("Trend.qml", {{q("client"), QVariant::fromValue<PKeywordClient *>(client.get())}}));
+    QTRY_COMPARE(textOf("mean").toString(), q("mean level 45.0"));
+    QCOMPARE(part("plot")->property("span").toDouble(), 600.0);
+    QTemporaryDir folder;
+    QString said;
+    QVERIFY(QMetaObject::invokeMethod(item.get(), "save", Q_RETURN_ARG(QString, said),
+                                      Q_ARG(QString, folder.filePath(q("a.csv")))));
+    QCOMPARE(said, q("saved"));
+    QFile file(folder.filePath(q("a.csv")));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray header = "\"Time\",\"Level\",\"/plant/tank1/setpoint\"\r\n";
+    QCOMPARE(file.readLine(), header);
+    QVERIFY(QMetaObject::invokeMethod(item.get(), "save", Q_RETURN_ARG(QString, said),
+                                      Q_ARG(QString, folder.filePath(q("none/a.csv")))));
+    QVERIFY2(said.contains(q("none/a.csv")), qPrintable(said));
+}
+
 void tst_Guides::setpoint_isTakenRefusedOrNotAnswered()
 {
     const QString path = q("/plant/tank1/setpoint");
@@ -306,7 +333,7 @@ void tst_Guides::setpoint_isTakenRefusedOrNotAnswered()
     QTRY_COMPARE(textOf("levelText").toString(), q("level 45"));
 
     QVERIFY(send(70));
-    QCOMPARE(outcome(), q("sent"));
+    QCOMPARE(outcome(), q("pending"));
     QTRY_COMPARE(outcome(), q("taken"));
     QCOMPARE(server->value(path).toDouble(), 70.0);
 
@@ -359,7 +386,7 @@ void tst_Guides::setpoint_isTakenAfterAnotherClientsWrite()
     QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
     server->setWriteCheck(path, [&](const QVariant &) { return server->setValue(path, 33.0); });
     QVERIFY(send(70));
-    QTRY_VERIFY(outcome() != q("sent"));
+    QTRY_VERIFY(outcome() != q("pending"));
     QCOMPARE(textOf("setpointText").toString(), q("setpoint 70 taken"));
 }
 
@@ -382,7 +409,7 @@ void tst_Guides::setpoint_isRefusedOnceMore()
     QVERIFY(send(90));
     QTRY_COMPARE(outcome(), q("refused"));
     QVERIFY(send(91));
-    QCOMPARE(outcome(), q("sent"));
+    QCOMPARE(outcome(), q("pending"));
     QTRY_COMPARE(outcome(), q("refused"));
 }
 
@@ -394,7 +421,7 @@ void tst_Guides::setpoint_isChangedByALimit()
         QVERIFY(server->setValue(q("/plant/tank1/setpoint"), std::min(value, 80.0)));
     });
     QVERIFY(send(90));
-    QTRY_VERIFY(outcome() != q("sent"));
+    QTRY_VERIFY(outcome() != q("pending"));
     QCOMPARE(textOf("setpointText").toString(), q("setpoint 80 changed"));
 }
 
@@ -407,8 +434,8 @@ void tst_Guides::setpoint_isNotAnsweredByTheValueAfterALostLink()
         client->publisher()->setActive(true);
     });
     QVERIFY(send(90));
-    QCOMPARE(textOf("setpointText").toString(), q("setpoint – sent"));
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 sent"));
+    QCOMPARE(textOf("setpointText").toString(), q("setpoint – pending"));
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 pending"));
     QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 no answer"));
 }
 

@@ -1,7 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-#include <QtCore/QFile>
+#include "client/inprocesskeywordclient.h"
+#include "extras/keywordextrasmodule.h"
+#include "extras/writing/keywordwrite.h"
+#include "module/pellixclientkeywordmodule.h"
+#include "server/inprocesslink.h"
+#include "server/keywordserver.h"
+
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QMetaProperty>
@@ -13,6 +19,11 @@
 
 #include <limits>
 #include <memory>
+
+using namespace pellix::client;
+using pellix::extras::PKeywordWrite;
+using pellix::server::KeywordServer;
+using pellix::server::linkInProcess;
 
 namespace {
 
@@ -39,7 +50,31 @@ QString shown(QVariant value)
     }
 }
 
-// What a file shows of a value: each property that is written in QML, as "realOr = 1200".
+QUrl interpretedFile(const char *name)
+{
+    return QUrl::fromLocalFile(q(FOLDER "/") + q(name)); // code from a file is interpreted
+}
+
+QUrl compiledFile(const char *name)
+{
+    return QUrl(q("qrc:/qt-project.org/imports/CompiledExtras/") + q(name));
+}
+
+// Each property that is written in QML, as "realOr = 1200".
+QStringList properties(const QObject &root)
+{
+    QStringList lines;
+    for (int i = QQuickItem::staticMetaObject.propertyCount();
+         i < root.metaObject()->propertyCount(); ++i) {
+        const QMetaProperty property = root.metaObject()->property(i);
+        const QVariant value = property.read(&root);
+        if (!(value.metaType().flags() & QMetaType::PointerToQObject))
+            lines << q("%1 = %2").arg(q(property.name()), shown(value));
+    }
+    return lines;
+}
+
+// What a file shows of a value.
 QStringList shownBy(const QUrl &url, const QVariant &value)
 {
     QQmlEngine engine;
@@ -49,14 +84,53 @@ QStringList shownBy(const QUrl &url, const QVariant &value)
     if (!root)
         return {component.errorString()};
     root->property("any").value<QObject *>()->setProperty("value", value);
-    QStringList lines;
-    for (int i = QQuickItem::staticMetaObject.propertyCount();
-         i < root->metaObject()->propertyCount(); ++i) {
-        const QMetaProperty property = root->metaObject()->property(i);
-        if (qstrcmp(property.name(), "any") != 0)
-            lines << q("%1 = %2").arg(q(property.name()), shown(property.read(root.get())));
-    }
-    return lines;
+    return properties(*root);
+}
+
+// What a file shows of a write to a keyword that takes it.
+QStringList shownByWrite(const QUrl &url, const QVariant &value)
+{
+    KeywordServer server;
+    const QString type = value.typeId() == QMetaType::QVariantList ? q("object")
+        : value.typeId() == QMetaType::QString                     ? q("string")
+                                                                   : q("double");
+    server.declare({q("/a"), type, q("RW"), QString(), QVariant()});
+    PInProcessKeywordClient client;
+    linkInProcess(&server, &client);
+    QQmlEngine engine;
+    engine.setOutputWarningsToStandardError(false); // of values that no real can hold
+    QQmlComponent component(&engine, url);
+    const std::unique_ptr<QObject> root(component.createWithInitialProperties(
+        {{q("client"), QVariant::fromValue<PKeywordClient *>(&client)}}));
+    if (!root)
+        return {component.errorString()};
+    auto *const write = root->property("write").value<PKeywordWrite *>();
+    write->setConfirmWithin(0x7fffffff); // however slow the machine is
+    write->set(value);
+    if (!QTest::qWaitFor([write] { return !write->isPending(); }, 20000))
+        return {q("no answer")};
+    return properties(*root);
+}
+
+// What a file shows of a keyword with a value.
+QStringList shownByHistory(const QUrl &url, const QVariant &value)
+{
+    KeywordServer server;
+    const QString type = value.typeId() == QMetaType::QVariantList ? q("object")
+        : value.typeId() == QMetaType::Bool                        ? q("bool")
+                                                                   : q("double");
+    server.declare({q("/a"), type, q("RW"), QString(), value});
+    PInProcessKeywordClient client;
+    linkInProcess(&server, &client);
+    QQmlEngine engine;
+    QQmlComponent component(&engine, url);
+    const std::unique_ptr<QObject> root(component.createWithInitialProperties(
+        {{q("client"), QVariant::fromValue<PKeywordClient *>(&client)}}));
+    if (!root)
+        return {component.errorString()};
+    if (!QTest::qWaitFor([&] { return root->property("changed").toBool(); }, 20000))
+        return {q("no value")};
+    return properties(*root);
 }
 
 } // namespace
@@ -67,10 +141,21 @@ class tst_CompiledExtras : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
     void values_areTheSame_data();
     void values_areTheSame();
+    void writes_areTheSame_data();
+    void writes_areTheSame();
+    void histories_areTheSame_data();
+    void histories_areTheSame();
     void types_haveNoWarnings();
 };
+
+void tst_CompiledExtras::initTestCase()
+{
+    PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
+    pellix::extras::KeywordExtrasModule::registerTypes();
+}
 
 void tst_CompiledExtras::values_areTheSame_data()
 {
@@ -89,11 +174,52 @@ void tst_CompiledExtras::values_areTheSame_data()
 void tst_CompiledExtras::values_areTheSame()
 {
     QFETCH(QVariant, value);
-    // Code from a file is interpreted.
-    const QStringList interpreted = shownBy(QUrl::fromLocalFile(q(FOLDER "/Values.qml")), value);
-    const QStringList compiled =
-        shownBy(QUrl(q("qrc:/qt-project.org/imports/CompiledExtras/Values.qml")), value);
+    const QStringList interpreted = shownBy(interpretedFile("Values.qml"), value);
+    const QStringList compiled = shownBy(compiledFile("Values.qml"), value);
     QVERIFY2(interpreted.size() > 20, qPrintable(interpreted.join(QLatin1Char('\n'))));
+    QCOMPARE(compiled, interpreted);
+}
+
+void tst_CompiledExtras::writes_areTheSame_data()
+{
+    QTest::addColumn<QVariant>("value");
+    QTest::newRow("qlonglong") << QVariant(qlonglong(1200));
+    QTest::newRow("double") << QVariant(1200.5);
+    QTest::newRow("text") << QVariant(q("open"));
+    QTest::newRow("list") << QVariant(QVariantList {1, 2});
+    QTest::newRow("not sent") << QVariant();
+}
+
+void tst_CompiledExtras::writes_areTheSame()
+{
+    QFETCH(QVariant, value);
+    const QStringList interpreted = shownByWrite(interpretedFile("Write.qml"), value);
+    const QStringList compiled = shownByWrite(compiledFile("Write.qml"), value);
+    QVERIFY2(interpreted.size() > 10, qPrintable(interpreted.join(QLatin1Char('\n'))));
+    QCOMPARE(interpreted.contains(q("taken = [true]")), value.isValid());
+    QCOMPARE(compiled, interpreted);
+}
+
+void tst_CompiledExtras::histories_areTheSame_data()
+{
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("qlonglong") << QVariant(qlonglong(1200)) << q("lastOr = 1200");
+    QTest::newRow("double") << QVariant(1200.5) << q("lastDoubled = 2401");
+    QTest::newRow("bool") << QVariant(true) << q("mean = 1");
+    QTest::newRow("list") << QVariant(QVariantList {1, 2}) << q("element = 2");
+}
+
+void tst_CompiledExtras::histories_areTheSame()
+{
+    QFETCH(QVariant, value);
+    const QStringList interpreted = shownByHistory(interpretedFile("History.qml"), value);
+    const QStringList compiled = shownByHistory(compiledFile("History.qml"), value);
+    const QString all = interpreted.join(QLatin1Char('\n'));
+    QVERIFY2(interpreted.size() > 10, qPrintable(all));
+    QFETCH(QString, expected);
+    QVERIFY2(interpreted.contains(expected), qPrintable(all));
+    QVERIFY2(interpreted.contains(q("ready = [true]")), qPrintable(all));
     QCOMPARE(compiled, interpreted);
 }
 
@@ -102,7 +228,11 @@ void tst_CompiledExtras::types_haveNoWarnings()
 {
     QProcess qmllint;
     qmllint.setProcessChannelMode(QProcess::MergedChannels);
-    qmllint.start(q(QMLLINT), {q("-I"), q(IMPORTS), q(FOLDER "/Values.qml")});
+    QStringList arguments;
+    for (const QString &folder : q(IMPORTS).split(QLatin1Char(':')))
+        arguments << q("-I") << folder;
+    arguments << q(FOLDER "/Values.qml") << q(FOLDER "/Write.qml") << q(FOLDER "/History.qml");
+    qmllint.start(q(QMLLINT), arguments);
     QVERIFY(qmllint.waitForFinished());
     const QByteArray output = qmllint.readAll();
     QVERIFY2(!output.contains("Warning: "), output.constData());

@@ -56,7 +56,7 @@ public:
     int deliveries = 0;
 
 protected:
-    void deliver(QWebSocket *client, const QString &message) override
+    void deliver(QWebSocket *client, const QByteArray &message) override
     {
         ++deliveries;
         WebSocketKeywordServer::deliver(client, message);

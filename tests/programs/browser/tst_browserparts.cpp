@@ -3,7 +3,6 @@
 
 #include "client/inprocesskeywordclient.h"
 #include "client/websocketkeywordclient.h"
-#include "extras/writing/keywordwrite.h"
 #include "models/keywordquerymodel.h"
 #include "programs/browser/childcount.h"
 #include "programs/browser/childorder.h"
@@ -29,24 +28,12 @@
 #include <random>
 
 using namespace pellix::client;
-using pellix::extras::PKeywordWrite;
 using namespace pellix::server;
 using namespace pellix::simulator;
 
 namespace {
 
 const QString keyword = QStringLiteral("/a");
-
-void publish(PKeywordClient &client, const QVariant &value, bool error = false)
-{
-    PKeywordValue event;
-    event.value = value;
-    event.type = value.typeId() == QMetaType::Bool ? PKeywordValueType::KVT_BOOL
-                                                   : PKeywordValueType::KVT_DOUBLE;
-    event.connected = true;
-    event.error = error;
-    client.publisher()->publish(keyword, QVariant::fromValue(event));
-}
 
 // A client whose queries are answered by hand, and the list of children that it fills.
 class Listing
@@ -126,10 +113,6 @@ class tst_BrowserParts : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void write_outcomes();
-    void write_outcomes_data();
-    void write_withoutAnAnswer();
-    void write_withoutALinkIsNotSent();
     void naturalOrder_data();
     void naturalOrder();
     void naturalOrder_isOneOrderOfAll();
@@ -151,92 +134,6 @@ private Q_SLOTS:
     void preferences_nameAFileThatIsNew();
     void preferences_ofABrokenFileAreTheDefaults();
 };
-
-void tst_BrowserParts::write_outcomes_data()
-{
-    QTest::addColumn<bool>("relative");
-    QTest::addColumn<QVariant>("sent");
-    QTest::addColumn<QVariant>("answer");
-    QTest::addColumn<bool>("error");
-    QTest::addColumn<PKeywordWrite::Outcome>("outcome");
-
-    QTest::newRow("the value") << false << QVariant(5) << QVariant(5.0) << false
-                               << PKeywordWrite::Taken;
-    QTest::newRow("a text") << false << QVariant(QStringLiteral("x"))
-                            << QVariant(QStringLiteral("x")) << false << PKeywordWrite::Taken;
-    QTest::newRow("another value")
-        << false << QVariant(5) << QVariant(4.0) << false << PKeywordWrite::Different;
-    QTest::newRow("another type") << false << QVariant(1) << QVariant(QStringLiteral("1")) << false
-                                  << PKeywordWrite::Different;
-    QTest::newRow("an error") << false << QVariant(5) << QVariant(5.0) << true
-                              << PKeywordWrite::Refused;
-    QTest::newRow("relative") << true << QVariant(1) << QVariant(42.0) << false
-                              << PKeywordWrite::Taken;
-    QTest::newRow("relative, an error")
-        << true << QVariant(1) << QVariant(42.0) << true << PKeywordWrite::Refused;
-}
-
-void tst_BrowserParts::write_outcomes()
-{
-    QFETCH(const bool, relative);
-    QFETCH(const QVariant, sent);
-    QFETCH(const QVariant, answer);
-    QFETCH(const bool, error);
-    QFETCH(const PKeywordWrite::Outcome, outcome);
-
-    RecordingClient client;
-    PKeywordWrite write;
-    write.setClient(&client);
-    write.setKeyword(keyword);
-    publish(client, 0.0); // before the write: no answer
-    QCOMPARE(write.outcome(), PKeywordWrite::Idle);
-
-    if (relative)
-        write.writeRelative(sent);
-    else
-        write.write(sent);
-    QCOMPARE(write.outcome(), PKeywordWrite::Waiting);
-    QCOMPARE(write.sent(), sent);
-    publish(client, answer, error);
-    QCOMPARE(write.outcome(), outcome);
-    QCOMPARE(write.received(), answer);
-    publish(client, 77.0); // later: somebody else's
-    QCOMPARE(write.outcome(), outcome);
-    QCOMPARE(write.received(), answer);
-
-    write.setKeyword(QStringLiteral("/b"));
-    QCOMPARE(write.outcome(), PKeywordWrite::Idle);
-}
-
-void tst_BrowserParts::write_withoutAnAnswer()
-{
-    RecordingClient client;
-    PKeywordWrite unanswered;
-    unanswered.setClient(&client);
-    unanswered.setKeyword(keyword);
-    PKeywordWrite unchanged;
-    unchanged.setClient(&client);
-    unchanged.setKeyword(keyword);
-    publish(client, 5.0);
-    unanswered.write(6);
-    unchanged.write(5);
-    QTRY_COMPARE_WITH_TIMEOUT(unanswered.outcome(), PKeywordWrite::NoAnswer, 20000);
-    QTRY_COMPARE_WITH_TIMEOUT(unchanged.outcome(), PKeywordWrite::Unchanged, 20000);
-}
-
-void tst_BrowserParts::write_withoutALinkIsNotSent()
-{
-    PKeywordWrite write;
-    write.write(1);
-    QCOMPARE(write.outcome(), PKeywordWrite::NotSent);
-
-    RecordingClient client;
-    client.publisher()->setActive(false);
-    write.setClient(&client);
-    write.setKeyword(keyword);
-    write.write(1);
-    QCOMPARE(write.outcome(), PKeywordWrite::NotSent);
-}
 
 void tst_BrowserParts::naturalOrder_data()
 {

@@ -2,8 +2,16 @@
 // SPDX-License-Identifier: MIT
 
 import QtQuick
+import PellixClient.Theme
 
-/* The text element of the whole program, and of the components that the keyword library brings. */
+/*!
+    \qmltype PText
+    \inqmlmodule PellixClient.Control
+    \inherits Text
+    \brief A text in the colour and size of the Theme, plain and elided.
+
+    PKeywordPath and PKeywordPathList show their texts with it.
+*/
 Text {
     color: Theme.text
     font.pixelSize: Theme.dp(13)
