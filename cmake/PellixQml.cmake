@@ -41,10 +41,10 @@ function(pellix_correct_qml_types target)
     )
 endfunction()
 
-# pellix_add_qml_library(<target> <uri> [IMPORTS <modules>...] [QML_FILES <files>...]): the types of a library
-# are a QML module, installed as such. Called when the target has all its sources.
+# pellix_add_qml_library(<target> <uri> [IMPORTS <modules>...] [DEPENDENCIES <modules>...] [QML_FILES <files>...]):
+# the types of a library are a QML module, installed as such. Called when the target has all its sources.
 function(pellix_add_qml_library target uri)
-    cmake_parse_arguments(arg "" "" "IMPORTS;QML_FILES" ${ARGN})
+    cmake_parse_arguments(arg "" "" "IMPORTS;DEPENDENCIES;QML_FILES" ${ARGN})
     string(REPLACE "." "/" folder "${uri}")
     if(arg_QML_FILES)
         pellix_flatten_qml(${arg_QML_FILES})
@@ -57,7 +57,7 @@ function(pellix_add_qml_library target uri)
         OUTPUT_DIRECTORY "${PELLIX_QML_DIR}/${folder}"
         IMPORT_PATH "${PELLIX_QML_DIR}"
         IMPORTS ${arg_IMPORTS}
-        DEPENDENCIES PellixClient.Keyword/1.0
+        DEPENDENCIES PellixClient.Keyword/1.0 ${arg_DEPENDENCIES}
         QML_FILES ${arg_QML_FILES}
         OUTPUT_TARGETS resources # of a static library
     )

@@ -40,7 +40,7 @@ endif()
 set(undocumented "")
 foreach(entry IN LISTS entries)
     if(entry MATCHES "documented=\"true\"|associated-property=|override=\"true\"|_p\\.h\""
-        OR entry MATCHES "name=\"(QPrivateSignal|staticMetaObject|tr|qt_[A-Za-z_]*)\"|name=\"QMetaTypeId") # of Qt's macros
+        OR entry MATCHES "name=\"(QPrivateSignal|QtGadgetHelper|staticMetaObject|tr|qt_[A-Za-z_]*)\"|name=\"QMetaTypeId") # of Qt's macros
         continue()
     endif()
     string(REGEX REPLACE ".* (fullname|name)=\"([^\"]*)\".*" "\\2" name "${entry}")

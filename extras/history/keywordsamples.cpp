@@ -91,8 +91,18 @@ static_assert(sizeof(PKeywordSample) == 16, "what is said of the memory holds");
 */
 
 /*!
+    \variable pellix::extras::PKeywordStatistics::count
+    \brief the number of samples with a value within the time.
+*/
+
+/*!
     \property pellix::extras::PKeywordStatistics::count
     \brief the number of samples with a value within the time.
+*/
+
+/*!
+    \variable pellix::extras::PKeywordStatistics::minimum
+    \brief the lowest value within the time, the one that it began with included.
 */
 
 /*!
@@ -101,15 +111,30 @@ static_assert(sizeof(PKeywordSample) == 16, "what is said of the memory holds");
 */
 
 /*!
+    \variable pellix::extras::PKeywordStatistics::maximum
+    \brief the highest value within the time, the one that it began with included.
+*/
+
+/*!
     \property pellix::extras::PKeywordStatistics::maximum
     \brief the highest value within the time, the one that it began with included.
 */
 
 /*!
-    \property pellix::extras::PKeywordStatistics::mean
+    \variable pellix::extras::PKeywordStatistics::mean
     \brief the mean over the time in which the value was known.
 
     Each value counts for as long as it was held, up to the next one.
+*/
+
+/*!
+    \property pellix::extras::PKeywordStatistics::mean
+    \brief the mean over the time in which the value was known.
+*/
+
+/*!
+    \variable pellix::extras::PKeywordStatistics::last
+    \brief the last value that was known within the time.
 */
 
 /*!

@@ -7,53 +7,157 @@ import QtQuick
 import QtQuick.Templates as T
 import PellixClient.Keyword.Extras
 
-/*
-    A plot of the histories of keywords over the time, with axes, a legend and a cursor:
+/*!
+    \qmltype PKeywordPlot
+    \inqmlmodule PellixClient.Keyword
+    \inherits FocusScope
+    \brief Draws the histories of keywords over the time, with axes, a legend and a cursor.
 
-        PKeywordPlot {
-            span: 600
-            histories: PKeywordHistories {
-                client: keywordClient
-                keywords: ["/plant/tank1/level", "/plant/tank2/level"]
-            }
+    \qml
+    import PellixClient.Keyword.Extras
+
+    PKeywordPlot {
+        span: 600
+        histories: PKeywordHistories {
+            client: keywordClient
+            keywords: ["/plant/tank1/level", "/plant/tank2/level"]
         }
+    }
+    \endqml
+
+    It is zoomed and moved by mouse, touch and keys, see \l {Trends}. Numbers and times follow the
+    locale. Where nothing is known, a line has a gap; a bool is drawn in steps.
 */
 FocusScope { // and no Control, whose role is not to be changed in Qt 6.4
     id: root
 
+    /*!
+        \qmlproperty PKeywordHistories PKeywordPlot::histories
+        What is drawn; none by default.
+    */
     property alias histories: area.histories
-    property alias span: area.span // seconds
+
+    /*!
+        \qmlproperty real PKeywordPlot::span
+        The seconds from the left edge to the right one, 60 by default. Zooming changes it.
+    */
+    property alias span: area.span
+
+    /*!
+        \qmlproperty bool PKeywordPlot::following
+        Whether the right edge is now, which is the default. Moving the plot changes it.
+    */
     property alias following: area.following
+
+    /*!
+        \qmlproperty bool PKeywordPlot::steps
+        Whether numbers are drawn in steps, as a bool always is; \c false by default.
+    */
     property alias steps: area.steps
+
+    /*!
+        \qmlproperty real PKeywordPlot::minimum
+        The value at the lower edge; NaN, the default, is what the values need.
+    */
     property alias minimum: area.minimum
+
+    /*!
+        \qmlproperty real PKeywordPlot::maximum
+        The value at the upper edge; NaN, the default, is what the values need.
+    */
     property alias maximum: area.maximum
+
+    /*!
+        \qmlproperty real PKeywordPlot::lineWidth
+        The width of the lines in pixels, 1.6 by default.
+    */
     property alias lineWidth: area.lineWidth
+
+    /*!
+        \qmlproperty real PKeywordPlot::fillOpacity
+        How opaque the area below the line is where there is only one, 0.15 by default.
+    */
     property alias fillOpacity: area.fillOpacity
+
+    /*!
+        \qmlproperty date PKeywordPlot::from
+        \readonly
+        The time at the left edge.
+    */
     property alias from: area.from
+
+    /*!
+        \qmlproperty date PKeywordPlot::to
+        \readonly
+        The time at the right edge.
+    */
     property alias to: area.to
 
+    /*!
+        \qmlproperty font PKeywordPlot::font
+        The font of all labels, of 11 pixels by default.
+    */
     property font font: Qt.font({ pixelSize: 11 })
+
+    /*!
+        \qmlproperty bool PKeywordPlot::legendVisible
+        Whether there is a legend; by default, with two lines or more.
+    */
     property bool legendVisible: lines.count > 1
+
+    /*!
+        \qmlproperty color PKeywordPlot::textColor
+        The colour of all labels and of the cursor.
+    */
     property color textColor: palette.windowText
+
+    /*!
+        \qmlproperty color PKeywordPlot::gridColor
+        The colour of the grid.
+    */
     property color gridColor: Qt.alpha(palette.windowText, 0.16)
-    property color labelColor: palette.window // behind what the cursor tells
+
+    /*!
+        \qmlproperty color PKeywordPlot::labelColor
+        The colour behind what the cursor tells.
+    */
+    property color labelColor: palette.window
+
+    /*!
+        \qmlproperty color PKeywordPlot::focusColor
+        The colour of the frame around what has the focus of the keyboard.
+    */
     property color focusColor: palette.highlight
+
+    /*!
+        \qmlproperty var PKeywordPlot::colors
+        The colours of the lines, as a list; by default ten that suit the palette, dark or light.
+    */
     property var colors: palette.window.hslLightness < 0.5
         ? ["#4cc2ae", "#e3a73f", "#6ea8fe", "#ec6a6f", "#a78bfa",
            "#9ccc65", "#f48fb1", "#4dd0e1", "#d7b899", "#b0bec5"]
         : ["#0b7a6a", "#a85f00", "#1a62c9", "#bf2830", "#6d4bd8",
            "#4b7d12", "#b0246b", "#007a93", "#7a5a34", "#54626f"]
 
+    /*!
+        \qmlproperty bool PKeywordPlot::cursorShown
+        \readonly
+        Whether there is a cursor.
+    */
     readonly property bool cursorShown: area.cursorShown
 
-    // The same zoom for each key and each notch of a wheel.
-    readonly property real zoomStep: 1.25
-
+    /*!
+        \qmlmethod void PKeywordPlot::showNow()
+        Shows what is now, and follows it.
+    */
     function showNow() {
         area.following = true;
     }
 
-    // Puts the cursor to where it was or to the newest value, and moves it.
+    /*!
+        \qmlmethod void PKeywordPlot::moveCursor(real pixels)
+        Moves the cursor by \a pixels to the right. Without a cursor it begins at the right edge.
+    */
     function moveCursor(pixels: real) {
         const start = area.cursorShown ? area.cursorX : area.width;
         area.cursorX = Math.max(0, Math.min(area.width, start + pixels));
@@ -79,9 +183,9 @@ FocusScope { // and no Control, whose role is not to be changed in Qt 6.4
         case Qt.Key_PageDown: area.pan(-area.width * 0.9); break;
         case Qt.Key_Plus:
         case Qt.Key_Equal:
-        case Qt.Key_Up: area.zoom(root.zoomStep, root.zoomCentre()); break;
+        case Qt.Key_Up: area.zoom(content.zoomStep, content.zoomCentre); break;
         case Qt.Key_Minus:
-        case Qt.Key_Down: area.zoom(1 / root.zoomStep, root.zoomCentre()); break;
+        case Qt.Key_Down: area.zoom(1 / content.zoomStep, content.zoomCentre); break;
         case Qt.Key_Home: area.showOldest(); break;
         case Qt.Key_End: root.showNow(); break;
         case Qt.Key_Escape:
@@ -90,10 +194,6 @@ FocusScope { // and no Control, whose role is not to be changed in Qt 6.4
             break;
         default: event.accepted = false;
         }
-    }
-
-    function zoomCentre(): real {
-        return area.cursorShown ? area.cursorX : area.width / 2;
     }
 
     // One line of the legend, which shows and hides its line of the plot.
@@ -172,6 +272,8 @@ FocusScope { // and no Control, whose role is not to be changed in Qt 6.4
     Item {
         id: content
 
+        readonly property real zoomStep: 1.25 // of each key, and of each notch of a wheel
+        readonly property real zoomCentre: area.cursorShown ? area.cursorX : area.width / 2
         property bool keyboardUsed: true // and not the mouse, for which no frame is needed
 
         anchors {
@@ -313,7 +415,7 @@ FocusScope { // and no Control, whose role is not to be changed in Qt 6.4
                     if (event.modifiers & Qt.ShiftModifier)
                         area.pan(notches * area.width / 10);
                     else
-                        area.zoom(Math.pow(root.zoomStep, notches), event.x);
+                        area.zoom(Math.pow(content.zoomStep, notches), event.x);
                 }
             }
             WheelHandler {

@@ -20,6 +20,7 @@
 #include <QtCore/QRegularExpression>
 #include <QtCore/QScopeGuard>
 #include <QtGui/QColor>
+#include <QtCore/QTemporaryDir>
 #include <QtQml/QQmlApplicationEngine>
 #include <QtQml/QQmlComponent>
 #include <QtQml/QQmlContext>
@@ -109,6 +110,7 @@ private Q_SLOTS:
     void stateFrame_names_data();
     void stateFrame_names();
     void stateFrame_withoutALink_isNotConnected();
+    void trend_keepsDrawsAndSaves();
     void setpoint_isTakenRefusedOrNotAnswered();
     void setpoint_keepsTheOutcomeWhenAnotherClientWrites();
     void setpoint_isTakenAfterAnotherClientsWrite();
@@ -305,6 +307,26 @@ void tst_Guides::stateFrame_withoutALink_isNotConnected()
     client->publisher()->setActive(false);
     QCOMPARE(item->property("condition").toString(), q("not connected"));
     QCOMPARE(textOf("valueText").toString(), q("–"));
+}
+
+void tst_Guides::trend_keepsDrawsAndSaves()
+{
+    QVERIFY(
+        load("Trend.qml", {{q("client"), QVariant::fromValue<PKeywordClient *>(client.get())}}));
+    QTRY_COMPARE(textOf("mean").toString(), q("mean level 45.0"));
+    QCOMPARE(part("plot")->property("span").toDouble(), 600.0);
+    QTemporaryDir folder;
+    QString said;
+    QVERIFY(QMetaObject::invokeMethod(item.get(), "save", Q_RETURN_ARG(QString, said),
+                                      Q_ARG(QString, folder.filePath(q("a.csv")))));
+    QCOMPARE(said, q("saved"));
+    QFile file(folder.filePath(q("a.csv")));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray header = "\"Time\",\"Level\",\"/plant/tank1/setpoint\"\r\n";
+    QCOMPARE(file.readLine(), header);
+    QVERIFY(QMetaObject::invokeMethod(item.get(), "save", Q_RETURN_ARG(QString, said),
+                                      Q_ARG(QString, folder.filePath(q("none/a.csv")))));
+    QVERIFY2(said.contains(q("none/a.csv")), qPrintable(said));
 }
 
 void tst_Guides::setpoint_isTakenRefusedOrNotAnswered()

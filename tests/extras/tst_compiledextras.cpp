@@ -112,6 +112,27 @@ QStringList shownByWrite(const QUrl &url, const QVariant &value)
     return properties(*root);
 }
 
+// What a file shows of a keyword with a value.
+QStringList shownByHistory(const QUrl &url, const QVariant &value)
+{
+    KeywordServer server;
+    const QString type = value.typeId() == QMetaType::QVariantList ? q("object")
+        : value.typeId() == QMetaType::Bool                        ? q("bool")
+                                                                   : q("double");
+    server.declare({q("/a"), type, q("RW"), QString(), value});
+    PInProcessKeywordClient client;
+    linkInProcess(&server, &client);
+    QQmlEngine engine;
+    QQmlComponent component(&engine, url);
+    const std::unique_ptr<QObject> root(component.createWithInitialProperties(
+        {{q("client"), QVariant::fromValue<PKeywordClient *>(&client)}}));
+    if (!root)
+        return {component.errorString()};
+    if (!QTest::qWaitFor([&] { return root->property("changed").toBool(); }, 20000))
+        return {q("no value")};
+    return properties(*root);
+}
+
 } // namespace
 
 // The same QML, compiled ahead of time and interpreted.
@@ -125,6 +146,8 @@ private Q_SLOTS:
     void values_areTheSame();
     void writes_areTheSame_data();
     void writes_areTheSame();
+    void histories_areTheSame_data();
+    void histories_areTheSame();
     void types_haveNoWarnings();
 };
 
@@ -177,6 +200,29 @@ void tst_CompiledExtras::writes_areTheSame()
     QCOMPARE(compiled, interpreted);
 }
 
+void tst_CompiledExtras::histories_areTheSame_data()
+{
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("qlonglong") << QVariant(qlonglong(1200)) << q("lastOr = 1200");
+    QTest::newRow("double") << QVariant(1200.5) << q("lastDoubled = 2401");
+    QTest::newRow("bool") << QVariant(true) << q("mean = 1");
+    QTest::newRow("list") << QVariant(QVariantList {1, 2}) << q("element = 2");
+}
+
+void tst_CompiledExtras::histories_areTheSame()
+{
+    QFETCH(QVariant, value);
+    const QStringList interpreted = shownByHistory(interpretedFile("History.qml"), value);
+    const QStringList compiled = shownByHistory(compiledFile("History.qml"), value);
+    const QString all = interpreted.join(QLatin1Char('\n'));
+    QVERIFY2(interpreted.size() > 10, qPrintable(all));
+    QFETCH(QString, expected);
+    QVERIFY2(interpreted.contains(expected), qPrintable(all));
+    QVERIFY2(interpreted.contains(q("ready = [true]")), qPrintable(all));
+    QCOMPARE(compiled, interpreted);
+}
+
 // What compiled QML needs must not make qmllint object.
 void tst_CompiledExtras::types_haveNoWarnings()
 {
@@ -185,7 +231,7 @@ void tst_CompiledExtras::types_haveNoWarnings()
     QStringList arguments;
     for (const QString &folder : q(IMPORTS).split(QLatin1Char(':')))
         arguments << q("-I") << folder;
-    arguments << q(FOLDER "/Values.qml") << q(FOLDER "/Write.qml");
+    arguments << q(FOLDER "/Values.qml") << q(FOLDER "/Write.qml") << q(FOLDER "/History.qml");
     qmllint.start(q(QMLLINT), arguments);
     QVERIFY(qmllint.waitForFinished());
     const QByteArray output = qmllint.readAll();

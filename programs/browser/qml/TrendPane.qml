@@ -45,7 +45,7 @@ Pane {
         objectName: "trendHistories"
         client: root.session.client
         keywords: root.preferences.pinned
-        onHistoriesChanged: Qt.callLater(root.nameLines)
+        onHistoriesChanged: root.nameLines()
     }
     Instantiator {
         model: root.preferences.pinned
