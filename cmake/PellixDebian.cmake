@@ -9,6 +9,7 @@ set(PELLIX_PACKAGE_MAINTAINER "The pellixclient-keyword authors <pellixclient-ke
 set(soversion ${PROJECT_VERSION_MAJOR})
 set(package_runtime libpellixclient-keyword${soversion})
 set(package_module qml6-module-pellixclient-keyword)
+set(package_extrasmodule qml6-module-pellixclient-keyword-extras)
 set(package_control qml6-module-pellixclient-control)
 set(package_dev libpellixclient-keyword-dev)
 set(package_tools pellixclient-keyword-tools)
@@ -56,7 +57,7 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_COMPONENTS_ALL runtime module control dev tools doc)
+set(CPACK_COMPONENTS_ALL runtime module extrasmodule control dev tools doc)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
@@ -69,7 +70,7 @@ file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/debian/cpack.cmake" CONTENT
 "set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
     \"$<TARGET_FILE_DIR:pellixclient-pubsub>\"
     \"$<TARGET_FILE_DIR:pellixclient-keyword>\"
-    \"$<TARGET_FILE_DIR:pellixclient-keyword-extras-core>\"
+    \"$<TARGET_FILE_DIR:pellixclient-keyword-extras>\"
     \"$<TARGET_FILE_DIR:pellixclient-server>\"
     \"$<TARGET_FILE_DIR:pellixclient-simulator>\")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY \"\")
@@ -105,6 +106,17 @@ set(CPACK_DEBIAN_MODULE_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_MODULE_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_MODULE_PACKAGE_DEPENDS "qml6-module-qtqml")
 set(CPACK_DEBIAN_MODULE_PACKAGE_RECOMMENDS ${package_control})
+
+set(CPACK_COMPONENT_EXTRASMODULE_DESCRIPTION "live values of a keyword server in Qt Quick - companions
+${about}
+.
+This package has the QML module PellixClient.Keyword.Extras: writes with an
+outcome, connections, tables, alarms, trees, histories and plots.")
+set(CPACK_COMPONENT_EXTRASMODULE_DEPENDS module)
+set(CPACK_DEBIAN_EXTRASMODULE_PACKAGE_NAME ${package_extrasmodule})
+set(CPACK_DEBIAN_EXTRASMODULE_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_EXTRASMODULE_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_EXTRASMODULE_PACKAGE_DEPENDS "qml6-module-qtquick, qml6-module-qtquick-templates")
 
 set(CPACK_COMPONENT_CONTROL_DESCRIPTION "live values of a keyword server in Qt Quick - text and theme
 ${about}
