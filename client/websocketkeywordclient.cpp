@@ -3,16 +3,14 @@
 
 #include "client/websocketkeywordclient.h"
 
+#include "client/websocket_p.h"
 #include "pubsub/deletionwatch_p.h"
 #include "pubsub/publisher.h"
 
-#include <QtCore/QAbstractEventDispatcher>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QTimer>
 #include <QtCore/QTimerEvent>
 #include <QtCore/QUrl>
-#include <QtNetwork/QTcpSocket>
-#include <QtWebSockets/QWebSocket>
 
 #include <chrono>
 
@@ -27,7 +25,6 @@ Q_LOGGING_CATEGORY(lcWebSocketClient, "pellixclient.keyword.websocketclient", Qt
 
 constexpr auto keepAliveInterval = 5000ms;
 constexpr auto reconnectInterval = 1000ms;
-constexpr int receiveBufferSize = 128 * 1024;
 
 QUrl tolerantUrl(const QString &address)
 {
@@ -44,76 +41,13 @@ QUrl toOpen(const QString &address)
     return url;
 }
 
-/*
-    What the system holds ready of a connection is handled in one go, before the event loop turns
-    again. Linux lets that grow to many megabytes (net.ipv4.tcp_rmem) when a server sends faster
-    than the client reads. That makes seconds without a frame, and a pong that waits behind it all
-    until the keep-alive takes the server for dead. With a fixed size the server has to wait.
-
-    Limiting what QWebSocket reads at a time is no way: a frame above that limit would never arrive.
-*/
-void limitReceiveBuffer(const QWebSocket *socket)
-{
-    // QWebSocket does not offer the option; the connection below it is its child.
-    const auto connections = socket->findChildren<QTcpSocket *>(Qt::FindDirectChildrenOnly);
-    for (QTcpSocket *const connection : connections)
-        connection->setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption,
-                                    receiveBufferSize);
-}
-
-/*
-    A socket that may lose its owner while it emits a signal: handlers delete clients, and a socket
-    must not be deleted further down its own call stack. InUse marks such a stretch; the last one
-    to end disposes of an abandoned socket, from the event loop level where the signal came from.
-*/
-class Socket : public QWebSocket
-{
-public:
-    Socket() : QWebSocket(QString(), QWebSocketProtocol::VersionLatest) { }
-
-    class InUse
-    {
-    public:
-        explicit InUse(Socket *socket) : socket(socket) { ++socket->uses; }
-        InUse(const InUse &) = delete;
-        InUse &operator=(const InUse &) = delete;
-        ~InUse()
-        {
-            if (--socket->uses == 0 && socket->abandoned)
-                socket->deleteLater();
-        }
-
-    private:
-        Socket *const socket;
-    };
-
-    struct Disposal
-    {
-        void operator()(Socket *socket) const
-        {
-            if (socket->uses > 0) {
-                socket->abandoned = true;
-                return;
-            }
-            // A client that outlives the application: to close in order takes an event loop.
-            if (!QAbstractEventDispatcher::instance())
-                socket->abort();
-            delete socket;
-        }
-    };
-
-private:
-    int uses = 0;
-    bool abandoned = false;
-};
-
 } // namespace
 
 class PWebSocketKeywordClient::Private
 {
 public:
     QStringList urls;
-    std::unique_ptr<Socket, Socket::Disposal> socket {new Socket};
+    std::unique_ptr<WebSocket, WebSocket::Disposal> socket {new WebSocket};
     bool autoReconnect = false;
     int reconnectTimerId = 0; // stays as it was when the timer is stopped
     bool timerRuns = false;
@@ -193,7 +127,7 @@ public:
 PWebSocketKeywordClient::PWebSocketKeywordClient(QObject *parent)
     : PKeywordClient(parent), d(std::make_unique<Private>())
 {
-    Socket *const socket = d->socket.get();
+    WebSocket *const socket = d->socket.get();
 
     connect(publisher(), &PPublisher::activeChanged, this,
             &PWebSocketKeywordClient::connectedChanged);
@@ -209,12 +143,12 @@ PWebSocketKeywordClient::PWebSocketKeywordClient(QObject *parent)
     connect(socket, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), this, onError);
 #endif
     connect(socket, &QWebSocket::textMessageReceived, this, [this, socket](const QString &text) {
-        const Socket::InUse inUse(socket);
+        const WebSocket::InUse inUse(socket);
         receiveCommand(text.toUtf8());
     });
     connect(socket, &QWebSocket::stateChanged, this,
             [this, socket](QAbstractSocket::SocketState state) {
-                const Socket::InUse inUse(socket);
+                const WebSocket::InUse inUse(socket);
                 qCDebug(lcWebSocketClient) << "state:" << state;
                 d->attemptFailed = false;
                 if (state == QAbstractSocket::ConnectedState) {
@@ -234,7 +168,7 @@ PWebSocketKeywordClient::PWebSocketKeywordClient(QObject *parent)
                 return;
             if (d->pingOutstanding) {
                 d->pingOutstanding = false;
-                const Socket::InUse inUse(socket);
+                const WebSocket::InUse inUse(socket);
                 socket->abort();
                 return;
             }
@@ -279,7 +213,7 @@ void PWebSocketKeywordClient::setUrls(const QList<QString> &urls)
     if (self.deleted())
         return;
     {
-        const Socket::InUse inUse(d->socket.get());
+        const WebSocket::InUse inUse(d->socket.get());
         d->socket->abort();
     }
     if (self.deleted())
@@ -324,8 +258,8 @@ void PWebSocketKeywordClient::disconnect()
     d->pingOutstanding = false;
 
     const DeletionWatch::Scope self(d->watch);
-    Socket *const socket = d->socket.get();
-    const Socket::InUse inUse(socket);
+    WebSocket *const socket = d->socket.get();
+    const WebSocket::InUse inUse(socket);
     socket->abort();
     if (self.deleted() || socket->state() != QAbstractSocket::UnconnectedState)
         return; // a handler has deleted the client, or opened the next connection already
@@ -341,8 +275,8 @@ void PWebSocketKeywordClient::disconnect()
 bool PWebSocketKeywordClient::sendCommand(const QByteArray &data)
 {
     qCDebug(lcWebSocketClient) << "send" << data;
-    Socket *const socket = d->socket.get();
-    const Socket::InUse inUse(socket);
+    WebSocket *const socket = d->socket.get();
+    const WebSocket::InUse inUse(socket);
     const qint64 sent = socket->sendTextMessage(QString::fromStdString(data.toStdString()));
     if (sent != data.size())
         qCDebug(lcWebSocketClient) << "send issue" << sent << data.size();
@@ -361,8 +295,8 @@ void PWebSocketKeywordClient::timerEvent(QTimerEvent *event)
 void PWebSocketKeywordClient::reconnect()
 {
     const DeletionWatch::Scope self(d->watch);
-    Socket *const socket = d->socket.get();
-    const Socket::InUse inUse(socket);
+    WebSocket *const socket = d->socket.get();
+    const WebSocket::InUse inUse(socket);
 
     const QUrl target = toOpen(url());
     if (!target.isValid()) {

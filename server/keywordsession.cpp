@@ -39,8 +39,14 @@ KeywordSession::KeywordSession(KeywordServer *server, const Peer &peer, bool lim
 */
 KeywordSession::~KeywordSession()
 {
-    if (d->server)
-        d->server->d->leave(&d->state);
+    d->end();
+}
+
+void KeywordSession::Private::end()
+{
+    if (server)
+        server->d->leave(&state);
+    server.clear();
 }
 
 /*!
@@ -85,8 +91,7 @@ bool KeywordSession::isPaused() const
 */
 qint64 KeywordSession::waitingBytes() const
 {
-    const std::size_t places = d->state.waitingAnswers + d->state.formerPlaces;
-    return d->state.answerBytes + qint64(places) * qint64(sizeof(Waiting));
+    return d->state.answerBytes + qint64(d->state.waitingAnswers) * qint64(sizeof(Waiting));
 }
 
 /*!

@@ -3,7 +3,6 @@
 
 #include "programs/browser/session.h"
 
-#include "client/websocketkeywordclient.h"
 #include "programs/common/address.h"
 #include "pubsub/publisher.h"
 
@@ -14,10 +13,12 @@
 #include <utility>
 
 using namespace pellix::client;
+using pellix::extras::PKeywordConnection;
 
 namespace {
 
 constexpr int rateInterval = 500; // milliseconds
+constexpr int longestPause = 10000; // milliseconds: somebody is looking
 
 qint64 now()
 {
@@ -60,6 +61,10 @@ void Session::setAddresses(const QStringList &addresses)
     list = addresses;
     lost = {};
     wasConnected = false;
+    if (!token.isEmpty()) {
+        token.clear();
+        Q_EMIT hasTokenChanged();
+    }
     if (list.isEmpty()) {
         if (!inProcessClient)
             inProcessClient = createInProcess(this);
@@ -67,20 +72,40 @@ void Session::setAddresses(const QStringList &addresses)
     } else {
         // A new client rather than new addresses for the old one: what was bound to the old server
         // asks the new one again, and nothing of the old one is taken for an answer of the new.
-        auto *webSocket = new CountedClient<PWebSocketKeywordClient>(this);
-        webSocket->setUrls(list);
-        webSocket->setAutoReconnect(reconnecting);
-        adopt(webSocket);
+        adopt(createConnection());
     }
     if (previous && previous != inProcessClient)
         previous->deleteLater();
     Q_EMIT addressesChanged();
 }
 
+PKeywordClient *Session::createConnection()
+{
+    auto *const created = new CountedClient<PKeywordConnection>(this);
+    created->setMaxRetryDelay(longestPause);
+    created->setAutoReconnect(reconnecting);
+    created->setCaFile(authorities);
+    created->setCertificateFile(certificate);
+    created->setKeyFile(key);
+    created->setUrls(list);
+    connect(created, &PKeywordConnection::addressChanged, this, &Session::shownAddressChanged);
+    connect(created, &PKeywordConnection::reasonChanged, this, &Session::reasonChanged);
+    connect(created, &PKeywordConnection::stateChanged, this, &Session::stateChanged);
+    connect(created, &PKeywordConnection::retryInChanged, this, &Session::retryInChanged);
+    return created;
+}
+
+PKeywordConnection *Session::connection() const
+{
+    return qobject_cast<PKeywordConnection *>(current);
+}
+
 void Session::adopt(PKeywordClient *client)
 {
-    if (current)
+    if (current) {
         current->publisher()->disconnect(this);
+        current->disconnect(this);
+    }
     current = client;
     if (current) {
         connect(current->publisher(), &PPublisher::activeChanged, this, &Session::onActiveChanged);
@@ -88,12 +113,71 @@ void Session::adopt(PKeywordClient *client)
     }
     Q_EMIT clientChanged();
     Q_EMIT connectedChanged();
+    Q_EMIT shownAddressChanged();
+    Q_EMIT reasonChanged();
+    Q_EMIT stateChanged();
+    Q_EMIT retryInChanged();
 }
 
 QString Session::shownAddress() const
 {
-    const auto *webSocket = qobject_cast<const PWebSocketKeywordClient *>(current);
-    return webSocket ? programs::shownAddress(webSocket->url()) : QString();
+    return connection() ? connection()->address() : QString();
+}
+
+QString Session::caFile() const
+{
+    return authorities;
+}
+
+void Session::setCaFile(const QString &fileName)
+{
+    setFile(&authorities, fileName, &PKeywordConnection::setCaFile);
+}
+
+QString Session::certificateFile() const
+{
+    return certificate;
+}
+
+void Session::setCertificateFile(const QString &fileName)
+{
+    setFile(&certificate, fileName, &PKeywordConnection::setCertificateFile);
+}
+
+QString Session::keyFile() const
+{
+    return key;
+}
+
+void Session::setKeyFile(const QString &fileName)
+{
+    setFile(&key, fileName, &PKeywordConnection::setKeyFile);
+}
+
+void Session::setFile(QString *file, const QString &fileName,
+                      void (PKeywordConnection::*set)(const QString &))
+{
+    if (*file == fileName)
+        return;
+    *file = fileName;
+    if (connection())
+        (connection()->*set)(fileName);
+    Q_EMIT filesChanged();
+}
+
+bool Session::hasToken() const
+{
+    return !token.isEmpty();
+}
+
+void Session::setToken(const QString &newToken)
+{
+    if (newToken == token)
+        return;
+    token = newToken;
+    if (connection())
+        connection()->setToken(token);
+    Q_EMIT hasTokenChanged();
 }
 
 bool Session::inProcess() const
@@ -109,6 +193,21 @@ bool Session::connected() const
 QDateTime Session::lostAt() const
 {
     return lost;
+}
+
+QString Session::reason() const
+{
+    return connection() ? connection()->reason() : QString();
+}
+
+bool Session::unusable() const
+{
+    return connection() && connection()->state() == PKeywordConnection::Unusable;
+}
+
+int Session::retryIn() const
+{
+    return connection() ? connection()->retryIn() : 0;
 }
 
 void Session::onActiveChanged()
@@ -131,8 +230,11 @@ void Session::setAutoReconnect(bool autoReconnect)
     if (autoReconnect == reconnecting)
         return;
     reconnecting = autoReconnect;
-    if (auto *webSocket = qobject_cast<PWebSocketKeywordClient *>(current))
-        webSocket->setAutoReconnect(reconnecting);
+    if (PKeywordConnection *const server = connection()) {
+        server->setAutoReconnect(reconnecting);
+        if (reconnecting)
+            server->open();
+    }
     Q_EMIT autoReconnectChanged();
 }
 
@@ -178,12 +280,17 @@ QString Session::problem(const QStringList &addresses) const
     return {};
 }
 
-// Lasts: a client with automatic reconnection would be back within a second.
 void Session::disconnectFromServer()
 {
     setAutoReconnect(false);
-    if (auto *webSocket = qobject_cast<PWebSocketKeywordClient *>(current))
-        webSocket->disconnect();
+    if (connection())
+        connection()->close();
+}
+
+void Session::tryNow()
+{
+    if (connection())
+        connection()->open();
 }
 
 void Session::measure()

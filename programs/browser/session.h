@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "client/keywordclient.h"
+#include "extras/connection/keywordconnection.h"
 
 #include <QtCore/QDateTime>
 #include <QtCore/QObject>
@@ -14,20 +14,28 @@
 #include <functional>
 #include <memory>
 
-// The connection of the browser: to the server in this process, or over a WebSocket to the first
-// of some addresses. Both can be changed at any time; whoever is bound to client then moves along.
+// The connection of the browser: to the server in this process, or over a WebSocket to one of
+// some addresses. Both can be changed at any time; whoever is bound to client then moves along.
 //
-// An address may carry a secret, such as a token. The window shows addresses without their secrets,
-// and nothing saves them.
+// An address may carry a secret, such as a token, and a token may go with it. The window shows
+// neither, and nothing saves them.
 class Session : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(pellix::client::PKeywordClient *client READ client NOTIFY clientChanged)
     Q_PROPERTY(QStringList addresses READ addresses WRITE setAddresses NOTIFY addressesChanged)
-    Q_PROPERTY(QString shownAddress READ shownAddress NOTIFY addressesChanged)
+    Q_PROPERTY(QString shownAddress READ shownAddress NOTIFY shownAddressChanged)
+    Q_PROPERTY(QString caFile READ caFile WRITE setCaFile NOTIFY filesChanged)
+    Q_PROPERTY(
+        QString certificateFile READ certificateFile WRITE setCertificateFile NOTIFY filesChanged)
+    Q_PROPERTY(QString keyFile READ keyFile WRITE setKeyFile NOTIFY filesChanged)
+    Q_PROPERTY(bool hasToken READ hasToken NOTIFY hasTokenChanged)
     Q_PROPERTY(bool inProcess READ inProcess NOTIFY addressesChanged)
     Q_PROPERTY(bool connected READ connected NOTIFY connectedChanged)
     Q_PROPERTY(QDateTime lostAt READ lostAt NOTIFY connectedChanged)
+    Q_PROPERTY(QString reason READ reason NOTIFY reasonChanged)
+    Q_PROPERTY(bool unusable READ unusable NOTIFY stateChanged)
+    Q_PROPERTY(int retryIn READ retryIn NOTIFY retryInChanged)
     Q_PROPERTY(
         bool autoReconnect READ autoReconnect WRITE setAutoReconnect NOTIFY autoReconnectChanged)
     Q_PROPERTY(double eventsPerSecond READ eventsPerSecond NOTIFY eventsPerSecondChanged)
@@ -51,8 +59,24 @@ public:
     QString shownAddress() const; // of the server in use; empty for the one in this process
     bool inProcess() const;
 
+    // PEM files for wss:// addresses: the authorities to trust, a certificate and its key.
+    QString caFile() const;
+    void setCaFile(const QString &fileName);
+    QString certificateFile() const;
+    void setCertificateFile(const QString &fileName);
+    QString keyFile() const;
+    void setKeyFile(const QString &fileName);
+
+    // The token goes with the addresses that are set, and is forgotten with them: other servers are
+    // not to see it.
+    bool hasToken() const;
+    Q_INVOKABLE void setToken(const QString &token);
+
     bool connected() const;
     QDateTime lostAt() const; // invalid while connected, and before the first connection
+    QString reason() const; // why there is no connection, as far as that is known
+    bool unusable() const; // there will be none with the present settings
+    int retryIn() const; // milliseconds until the next attempt; 0 while there is none to wait for
 
     bool autoReconnect() const;
     void setAutoReconnect(bool autoReconnect);
@@ -68,6 +92,7 @@ public:
     Q_INVOKABLE QString problem(const QStringList &addresses) const;
 
     Q_INVOKABLE void disconnectFromServer();
+    Q_INVOKABLE void tryNow(); // rather than in a while
 
     // To be called for each message that comes from the server.
     void countEvent() { ++events; }
@@ -75,12 +100,22 @@ public:
 Q_SIGNALS:
     void clientChanged();
     void addressesChanged();
+    void shownAddressChanged();
+    void filesChanged();
+    void hasTokenChanged();
     void connectedChanged();
+    void reasonChanged();
+    void stateChanged();
+    void retryInChanged();
     void autoReconnectChanged();
     void eventsPerSecondChanged();
 
 private:
     void adopt(pellix::client::PKeywordClient *client);
+    pellix::extras::PKeywordConnection *connection() const; // null for the server in this process
+    pellix::client::PKeywordClient *createConnection();
+    void setFile(QString *file, const QString &fileName,
+                 void (pellix::extras::PKeywordConnection::*set)(const QString &));
     void onActiveChanged();
     void measure();
 
@@ -91,6 +126,10 @@ private:
     QDateTime lost;
     bool wasConnected = false;
     bool reconnecting = true;
+    QString authorities;
+    QString certificate;
+    QString key;
+    QString token;
 
     QTimer rateTimer;
     qint64 measuredAt = 0;

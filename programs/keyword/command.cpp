@@ -22,7 +22,7 @@ void Command::finish(ExitCode code)
 }
 
 ClientCommand::ClientCommand(const Settings &settings, Output *output)
-    : Command(settings, output), connection(settings.urls, settings.reconnect)
+    : Command(settings, output), connection(settings)
 {
     patience.setSingleShot(true);
     connect(&patience, &QTimer::timeout, this, &ClientCommand::checkPatience);
@@ -41,6 +41,11 @@ ClientCommand::ClientCommand(const Settings &settings, Output *output)
 
 void ClientCommand::start()
 {
+    if (const QString problem = connection.readFiles(); !problem.isEmpty()) {
+        complain(problem);
+        finish(ExitCode::FileError);
+        return;
+    }
     limit = settings.timeout;
     if (!limit && !isEndless())
         limit = defaultTimeout;

@@ -8,6 +8,9 @@
 #include "programs/keyword/output.h"
 #include "programs/keyword/settings.h"
 
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QTimer>
+
 #include <functional>
 #include <memory>
 #include <optional>

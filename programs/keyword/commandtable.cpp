@@ -28,6 +28,13 @@ OptionEntry option(const char *names, const char *valueName, const char *descrip
     return {words(names), text(valueName), text(description), words(choices)};
 }
 
+OptionEntry file(const char *names, const char *description)
+{
+    OptionEntry entry = option(names, "file", description);
+    entry.takesFile = true;
+    return entry;
+}
+
 OptionEntry list(const char *names, const char *valueName, const char *description)
 {
     OptionEntry entry = option(names, valueName, description);
@@ -58,6 +65,12 @@ const QList<OptionEntry> &optionTable()
              "The server, ws://host:port or wss://host:port. Given several times, the next one is "
              "tried when one cannot be reached. Otherwise KEYWORD_URL says it, with blanks between "
              "several. It cannot carry a password; a token in it is not shown."),
+        file("ca", "Trust the authorities in this PEM file, and no others, for wss:// addresses."),
+        file("cert", "Show this certificate (PEM) to the server. It goes with --key."),
+        file("key", "The private key (PEM, not encrypted) of the certificate."),
+        file("token-file",
+             "Send the token in this file to the server, as a header of the request. Addresses "
+             "have to be wss:// then."),
         option("timeout", "seconds",
                "How long to wait for the connection and for each answer: 5 by default. watch and "
                "record wait for ever by default; given it, they end when nothing came for so "
@@ -123,37 +136,42 @@ const QList<CommandEntry> &commandTable()
         command("get", "KEYWORD...",
                 "Print the values of keywords. - stands for those in standard input, one on each "
                 "line.",
-                "url timeout no-reconnect format time raw recursive type access depth"),
+                "url ca cert key token-file timeout no-reconnect format time raw recursive type "
+                "access depth"),
         command("watch", "KEYWORD...",
                 "Print each event of keywords, until interrupted. - stands for those in standard "
                 "input.",
-                "url timeout no-reconnect format time raw count recursive type access depth"),
+                "url ca cert key token-file timeout no-reconnect format time raw count recursive "
+                "type access depth"),
         command(
             "set", "KEYWORD VALUE [KEYWORD VALUE]...",
             "Write values. With - alone, each line of standard input has a keyword and its value; "
             "it is written as it comes.",
-            "url timeout no-reconnect format time wait as"),
+            "url ca cert key token-file timeout no-reconnect format time wait as"),
         command("add", "KEYWORD AMOUNT [KEYWORD AMOUNT]...",
                 "Change values by an amount; true toggles a bool. - as for set.",
-                "url timeout no-reconnect format time wait as"),
+                "url ca cert key token-file timeout no-reconnect format time wait as"),
         command("ls", "[KEYWORD]...", "List what is directly below a keyword.",
-                "url timeout no-reconnect format type access"),
+                "url ca cert key token-file timeout no-reconnect format type access"),
         command("tree", "[KEYWORD]...", "List everything below a keyword.",
-                "url timeout no-reconnect format type access depth"),
-        command("aggregate", "MODE CHILD CHILD...",
-                "Have the server form one value of several: min, max, equal, sum, and, or.",
-                "url timeout no-reconnect format time raw watch count keyword",
-                "min max equal sum and or"),
+                "url ca cert key token-file timeout no-reconnect format type access depth"),
+        command(
+            "aggregate", "MODE CHILD CHILD...",
+            "Have the server form one value of several: min, max, equal, sum, and, or.",
+            "url ca cert key token-file timeout no-reconnect format time raw watch count keyword",
+            "min max equal sum and or"),
         command("label", "KEYWORD...", "Print the labels of keywords. - as for get.",
-                "url timeout no-reconnect format raw recursive type access depth"),
+                "url ca cert key token-file timeout no-reconnect format raw recursive type access "
+                "depth"),
         command("ping", "[KEYWORD]",
                 "Measure the round trip of a request for what is below a keyword.",
-                "url timeout no-reconnect format count interval"),
+                "url ca cert key token-file timeout no-reconnect format count interval"),
         fileCommand(
             "record", "FILE [KEYWORD]...",
             "Store each message received, of all keywords by default, until interrupted. The file "
             "- is standard output, the keyword - stands for those in standard input.",
-            "url timeout no-reconnect count recursive exclude rotate force type access "
+            "url ca cert key token-file timeout no-reconnect count recursive exclude rotate force "
+            "type access "
             "depth"),
         fileCommand("replay", "FILE...", "Serve a recording to clients, over a WebSocket.",
                     "speed loop hold stay listen port allow-origin"),

@@ -75,9 +75,12 @@ QString bashFile()
         QStringList names;
         for (const QString &name : option.names)
             names.append(dashed(name));
-        text += QStringLiteral("    %1)\n        mapfile -t COMPREPLY < <(compgen -W '%2' -- "
+        const QString candidates = option.takesFile
+            ? QStringLiteral("-f")
+            : QStringLiteral("-W '%1'").arg(option.choices.join(QLatin1Char(' ')));
+        text += QStringLiteral("    %1)\n        mapfile -t COMPREPLY < <(compgen %2 -- "
                                "\"$current\")\n        return\n        ;;\n")
-                    .arg(names.join(QLatin1String(" | ")), option.choices.join(QLatin1Char(' ')));
+                    .arg(names.join(QLatin1String(" | ")), candidates);
     }
     text += QStringLiteral("    esac\n\n    case $command in\n    '') first='%1' "
                            "options='--help --version' ;;\n")
@@ -130,7 +133,9 @@ QString zshOption(const OptionEntry &option)
     for (const QString &name : option.names)
         names.append(dashed(name));
     QString tail = QLatin1Char('[') + zshText(inShort(option.description)) + QLatin1Char(']');
-    if (!option.valueName.isEmpty())
+    if (option.takesFile)
+        tail += QStringLiteral(":%1:_files").arg(option.valueName);
+    else if (!option.valueName.isEmpty())
         tail +=
             QStringLiteral(":%1:(%2)").arg(option.valueName, option.choices.join(QLatin1Char(' ')));
     const QString star = option.repeatable ? QStringLiteral("*") : QString();
@@ -204,7 +209,9 @@ QString fishFile()
             for (const QString &spelling : option.names)
                 text += (spelling.size() == 1 ? QStringLiteral(" -s ") : QStringLiteral(" -l "))
                     + spelling;
-            if (!option.valueName.isEmpty()) {
+            if (option.takesFile) {
+                text += QStringLiteral(" -r -F");
+            } else if (!option.valueName.isEmpty()) {
                 text += QStringLiteral(" -x");
                 if (!option.choices.isEmpty())
                     text +=

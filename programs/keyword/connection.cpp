@@ -3,189 +3,128 @@
 
 #include "programs/keyword/connection.h"
 
-#include "programs/common/address.h"
-#include "programs/keyword/diagnostics.h"
+#include "extras/connection/pemfiles_p.h"
 #include "programs/keyword/output.h"
-#include "pubsub/publisher.h"
 
-#include <QtCore/QHash>
-#include <QtNetwork/QTcpSocket>
-#include <QtWebSockets/QWebSocket>
+#include <QtCore/QFile>
 
-#include <chrono>
+#include <algorithm>
 
-using namespace pellix::client;
-using namespace std::chrono_literals;
+using pellix::extras::PKeywordConnection;
 
 namespace {
 
-constexpr auto longestAttempt = 3s;
-constexpr auto pause = 1s; // after all servers have been tried in vain
+constexpr int longestAttempt = 10000; // milliseconds, unless the user waits longer
+constexpr int longestAttemptOfSeveral = 3000;
+constexpr int longestPause = 5000;
+constexpr qint64 largestToken = 64 * 1024; // what is larger is another file
 
-// What the numbers mean by which a WebSocket is closed, or an empty text.
-QString meaningOf(int closeCode)
+// The token in a file, which may end with a line break as editors write it.
+QString readToken(const QString &fileName, QString *problem)
 {
-    static const QHash<int, QString> meanings = {
-        {1000, QStringLiteral("normal")},
-        {1001, QStringLiteral("going away")},
-        {1002, QStringLiteral("protocol error")},
-        {1003, QStringLiteral("unsupported data")},
-        {1007, QStringLiteral("inconsistent data")},
-        {1008, QStringLiteral("policy violation")},
-        {1009, QStringLiteral("message too big")},
-        {1010, QStringLiteral("extension missing")},
-        {1011, QStringLiteral("internal error")},
-        {1012, QStringLiteral("service restart")},
-        {1013, QStringLiteral("try again later")},
-        {1014, QStringLiteral("bad gateway")},
-    };
-    return meanings.value(closeCode);
-}
-
-QString closeText(const QWebSocket *socket)
-{
-    const int code = socket->closeCode();
-    QString text = QStringLiteral("closed with code %1").arg(code);
-    if (!meaningOf(code).isEmpty())
-        text += QStringLiteral(" (%1)").arg(meaningOf(code));
-    if (!socket->closeReason().isEmpty())
-        text += QLatin1String(": ") + socket->closeReason();
-    return text;
-}
-
-// What the transport says of a refused handshake, in words that are not the class's own.
-QString inWords(QString problem)
-{
-    problem.replace(QLatin1String("Unhandled http status code:"), QLatin1String("HTTP status"));
-    return problem.endsWith(QLatin1Char('.')) ? problem.chopped(1) : problem;
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly)) {
+        *problem = fileName + QLatin1String(": ") + file.errorString();
+        return QString();
+    }
+    const QByteArray content = file.read(largestToken + 1);
+    const QString token = QString::fromUtf8(content.trimmed());
+    if (token.isEmpty() || content.size() > largestToken) {
+        *problem = fileName + QLatin1String(": holds no token");
+        return QString();
+    }
+    return token;
 }
 
 } // namespace
 
-// The client does not offer its socket, and tells no reason of a loss. But it is from the socket's
-// signal that it says so, and QObject knows the sender of a signal that is being handled. Were that
-// to change, the reasons would be missing and nothing else.
-QWebSocket *ListeningClient::callingSocket() const
+Connection::Connection(const Settings &settings) : settings(settings)
 {
-    return qobject_cast<QWebSocket *>(sender());
-}
-
-Connection::Connection(const QStringList &urls, bool reconnects)
-    : urls(urls), reconnects(reconnects)
-{
-    connect(webSocket.publisher(), &PPublisher::activeChanged, this, &Connection::onActiveChanged);
-    // The client has no signal for an attempt that failed; it says so in its log.
-    diagnostics::setTransportHandler(
-        [this](const QString &problem) { onTransportProblem(problem); });
-    for (QTimer *timer : {&nextTimer, &patience}) {
-        timer->setSingleShot(true);
-        connect(timer, &QTimer::timeout, this, &Connection::tryNext);
-    }
-    patience.setInterval(longestAttempt);
+    const int patience = int(std::min(settings.timeout.value_or(std::chrono::milliseconds(0)),
+                                      std::chrono::milliseconds(std::chrono::hours(1)))
+                                 .count());
+    webSocket.setHandshakeTimeout(settings.urls.size() > 1 ? longestAttemptOfSeveral
+                                                           : std::max(longestAttempt, patience));
+    webSocket.setMaxRetryDelay(longestPause);
+    webSocket.setAutoReconnect(settings.reconnect);
+    webSocket.setCaFile(settings.caFile);
+    webSocket.setCertificateFile(settings.certificateFile);
+    webSocket.setKeyFile(settings.keyFile);
+    connect(&webSocket, &PKeywordConnection::connectedChanged, this,
+            &Connection::onConnectedChanged);
+    connect(&webSocket, &PKeywordConnection::stateChanged, this, &Connection::onStateChanged);
+    connect(&webSocket, &PKeywordConnection::reasonChanged, this, &Connection::onReasonChanged);
 }
 
 Connection::~Connection()
 {
-    diagnostics::setTransportHandler(nullptr);
-    webSocket.publisher()->disconnect(this);
-}
-
-QString Connection::address() const
-{
-    return programs::shownAddress(urls.constFirst());
+    webSocket.disconnect(this);
 }
 
 QString Connection::problem() const
 {
-    const QString where = QStringLiteral("not connected to ") + address();
-    return lastProblem.isEmpty() ? where : where + QLatin1String(": ") + lastProblem;
+    const QString reason = webSocket.reason();
+    if (!reason.isEmpty())
+        return QStringLiteral("not connected to %1: %2").arg(webSocket.address(), reason);
+    return QStringLiteral("not connected to ")
+        + (lastProblem.isEmpty() ? webSocket.address() : lastProblem);
+}
+
+// Files may change as long as it is open; at the beginning they have to be right.
+QString Connection::readFiles()
+{
+    QString problem;
+    if (!pellix::extras::tlsConfiguration(
+            {settings.caFile, settings.certificateFile, settings.keyFile}, &problem))
+        return problem;
+    if (!settings.tokenFile.isEmpty())
+        webSocket.setToken(readToken(settings.tokenFile, &problem));
+    return problem;
 }
 
 void Connection::open()
 {
-    webSocket.setAutoReconnect(reconnects);
-    if (urls.size() > 1)
-        patience.start();
-    webSocket.setUrls(urls);
+    webSocket.setUrls(settings.urls);
 }
 
-void Connection::onActiveChanged()
+// The client's other properties tell already how it is.
+void Connection::onConnectedChanged()
 {
-    if (isOpen()) {
-        failures = 0;
-        nextTimer.stop();
-        patience.stop();
-        if (wasOpen)
-            complain(QStringLiteral("connected again to %1").arg(address()));
-        else if (announcedFailure)
-            complain(QStringLiteral("connected to %1").arg(address()));
-        wasOpen = true;
-        lastProblem.clear();
-        Q_EMIT opened();
+    if (!isOpen()) {
+        complain(QStringLiteral("lost the connection to %1: %2%3")
+                     .arg(webSocket.address(), webSocket.reason(),
+                          settings.reconnect ? QStringLiteral("; trying again") : QString()));
+        Q_EMIT lost();
+        if (!settings.reconnect)
+            Q_EMIT failed();
         return;
     }
-    onLost();
+    if (wasOpen)
+        complain(QStringLiteral("connected again to ") + webSocket.address());
+    else if (announcedFailure)
+        complain(QStringLiteral("connected to ") + webSocket.address());
+    wasOpen = true;
+    lastProblem.clear();
+    Q_EMIT opened();
 }
 
-// A socket that closes in order is closing when it says so. One that had an error tells it through
-// its log; but QWebSocket repeats a handshake's error for ever, other than the connection below.
-QString Connection::lossReason() const
+void Connection::onStateChanged()
 {
-    const QWebSocket *const socket = webSocket.callingSocket();
-    if (!socket)
-        return lastProblem;
-    if (lastProblem.isEmpty())
-        return socket->state() == QAbstractSocket::ClosingState ? closeText(socket) : QString();
-    const auto *const below =
-        socket->findChild<QTcpSocket *>(QString(), Qt::FindDirectChildrenOnly);
-    return below ? below->errorString() : lastProblem;
-}
-
-void Connection::onLost()
-{
-    lastProblem = lossReason();
-    const QString reason = lastProblem.isEmpty() ? QString() : QLatin1String(": ") + lastProblem;
-    complain(
-        QStringLiteral("lost the connection to %1%2%3")
-            .arg(address(), reason, reconnects ? QStringLiteral("; trying again") : QString()));
-    Q_EMIT lost();
-    if (!reconnects)
+    const PKeywordConnection::State state = webSocket.state();
+    const bool hasEnded =
+        state == PKeywordConnection::Disconnected || state == PKeywordConnection::Unusable;
+    if (wasOpen)
+        return;
+    if (hasEnded) {
         Q_EMIT failed();
-}
-
-void Connection::onTransportProblem(const QString &problem)
-{
-    lastProblem = inWords(problem);
-    if (isOpen() || failurePending)
-        return;
-    failurePending = true; // the client is at work: not from within
-    QMetaObject::invokeMethod(this, &Connection::onAttemptFailed, Qt::QueuedConnection);
-}
-
-void Connection::onAttemptFailed()
-{
-    failurePending = false;
-    if (isOpen())
-        return;
-    ++failures;
-    const bool triedAll = failures % urls.size() == 0;
-    if (!reconnects && !wasOpen && triedAll) {
-        Q_EMIT failed();
-        return;
-    }
-    if (announcesAttempts && !announcedFailure && !wasOpen && triedAll) {
+    } else if (state == PKeywordConnection::Waiting && announcesAttempts && !announcedFailure) {
         announcedFailure = true;
         complain(problem() + QStringLiteral("; trying again"));
     }
-    if (urls.size() > 1 && !nextTimer.isActive())
-        nextTimer.start(triedAll ? pause : 0ms);
 }
 
-void Connection::tryNext()
+void Connection::onReasonChanged()
 {
-    if (isOpen() || urls.size() < 2)
-        return;
-    urls.append(urls.takeFirst());
-    patience.start();
-    webSocket.setUrls(urls); // connects at once
+    if (!webSocket.reason().isEmpty())
+        lastProblem = webSocket.address() + QLatin1String(": ") + webSocket.reason();
 }

@@ -3,31 +3,23 @@
 
 #pragma once
 
-#include "client/websocketkeywordclient.h"
-
-#include <QtCore/QTimer>
+#include "extras/connection/keywordconnection.h"
+#include "programs/keyword/settings.h"
 
 #include <functional>
 
-QT_BEGIN_NAMESPACE
-class QWebSocket;
-QT_END_NAMESPACE
-
-// A client that shows each message as it came, before it takes it, and the socket below.
-class ListeningClient : public pellix::client::PWebSocketKeywordClient
+// A client that shows each message as it came, before it takes it.
+class ListeningClient : public pellix::extras::PKeywordConnection
 {
 public:
     std::function<void(const QByteArray &message)> onMessage;
-
-    // While it tells that the connection was made or lost; null at other times.
-    QWebSocket *callingSocket() const;
 
 protected:
     bool receiveCommand(const QByteArray &data) override
     {
         if (onMessage)
             onMessage(data);
-        return PWebSocketKeywordClient::receiveCommand(data);
+        return PKeywordConnection::receiveCommand(data);
     }
 };
 
@@ -41,15 +33,16 @@ class Connection : public QObject
     Q_OBJECT
 
 public:
-    Connection(const QStringList &urls, bool reconnects);
+    explicit Connection(const Settings &settings);
     ~Connection() override;
 
     ListeningClient *client() { return &webSocket; }
     bool isOpen() const { return webSocket.connected(); }
-    QString address() const; // of the server in use, without secrets
     QString problem() const; // why there is none, for people
 
     void setAnnounced(bool announced) { announcesAttempts = announced; }
+    // What is wrong with the files that the settings name, or an empty text: then it can be opened.
+    QString readFiles();
     void open();
 
 Q_SIGNALS:
@@ -58,22 +51,14 @@ Q_SIGNALS:
     void failed(); // and is not tried again
 
 private:
-    void onActiveChanged();
-    QString lossReason() const;
-    void onLost();
-    void onTransportProblem(const QString &problem);
-    void onAttemptFailed();
-    void tryNext();
+    void onConnectedChanged();
+    void onStateChanged();
+    void onReasonChanged();
 
+    const Settings settings;
     ListeningClient webSocket;
-    QStringList urls; // the one in use comes first
-    const bool reconnects;
     bool announcesAttempts = false;
     bool announcedFailure = false;
     bool wasOpen = false;
-    bool failurePending = false;
-    int failures = 0;
-    QString lastProblem;
-    QTimer nextTimer;
-    QTimer patience; // with one server of several
+    QString lastProblem; // with an address before it
 };

@@ -5,6 +5,7 @@
 
 #include "programs/keyword/command.h"
 
+#include <QtCore/QTimer>
 #include <QtCore/QUuid>
 
 // Measures the time from an index request to its answer.

@@ -9,6 +9,7 @@
 #include "server/websocketkeywordserver.h"
 
 #include <QtCore/QHash>
+#include <QtCore/QTimer>
 
 // Serves a recording: its keywords with their values, types and states, one event for each that was
 // recorded. Nothing can be written.

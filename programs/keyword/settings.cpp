@@ -8,8 +8,11 @@
 #include "server/websocketkeywordserver.h"
 
 #include <QtCore/QCommandLineParser>
+#include <QtCore/QUrl>
 
+#include <algorithm>
 #include <cmath>
+#include <utility>
 
 using namespace pellix::client;
 using pellix::server::WebSocketKeywordServer;
@@ -143,8 +146,10 @@ private:
 
     void readConnection()
     {
-        if (findCommand(settings->command)->options.contains(QLatin1String("url")))
+        if (findCommand(settings->command)->options.contains(QLatin1String("url"))) {
             readUrls();
+            readFiles();
+        }
         std::chrono::milliseconds timeout {0};
         take("timeout", toDuration, &timeout, QStringLiteral("a number of seconds is expected"));
         if (timeout.count() > 0)
@@ -171,6 +176,33 @@ private:
                     .arg(isCut ? QStringLiteral("in KEYWORD_URL") : programs::shownAddress(url),
                          reason);
         }
+    }
+
+    void readFiles()
+    {
+        const std::pair<const char *, QString *> files[] = {
+            {"ca", &settings->caFile},
+            {"cert", &settings->certificateFile},
+            {"key", &settings->keyFile},
+            {"token-file", &settings->tokenFile},
+        };
+        for (const auto &[name, fileName] : files) {
+            *fileName = value(name);
+            if (!isSet(name) || !problem.isEmpty() || settings->urls.isEmpty())
+                continue;
+            const auto isPlain = [](const QString &url) {
+                return QUrl(url).scheme() != QLatin1String("wss");
+            };
+            const auto plain =
+                std::find_if(settings->urls.cbegin(), settings->urls.cend(), isPlain);
+            if (fileName->isEmpty())
+                problem = QStringLiteral("--%1: a file is expected").arg(QLatin1String(name));
+            else if (plain != settings->urls.cend())
+                problem = QStringLiteral("--%1 goes with wss:// addresses, and %2 is none")
+                              .arg(QLatin1String(name), programs::shownAddress(*plain));
+        }
+        if (problem.isEmpty() && isSet("cert") != isSet("key"))
+            problem = QStringLiteral("--cert and --key go together");
     }
 
     void readOutput()

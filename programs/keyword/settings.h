@@ -36,6 +36,10 @@ struct Settings
     QStringList arguments;
 
     QStringList urls;
+    QString caFile;
+    QString certificateFile;
+    QString keyFile;
+    QString tokenFile;
     std::optional<std::chrono::milliseconds> timeout;
     bool reconnect = true;
     bool verbose = false;

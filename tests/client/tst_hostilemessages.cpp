@@ -4,12 +4,12 @@
 // What a client makes of messages that no good server sends, each with the reaction that is due.
 
 #include "binding/keywordproxy.h"
-#include "client/websocketkeywordclient.h"
 #include "models/keywordqueryfilterproxymodel.h"
 #include "models/keywordquerymodel.h"
 #include "pubsub/publisher.h"
 #include "pubsub/subscriber.h"
 #include "tests/support/recordingclient.h"
+#include "tests/support/socketclient.h"
 
 #include <QtCore/QCryptographicHash>
 #include <QtCore/QJsonArray>
@@ -227,10 +227,7 @@ class tst_HostileMessages : public QObject
 
 private Q_SLOTS:
     // Logs each command by default, which is not what is tested here.
-    void initTestCase()
-    {
-        QLoggingCategory::setFilterRules(q("pellixclient.keyword.websocketclient.debug=false"));
-    }
+    void initTestCase() { QLoggingCategory::setFilterRules(q(CLIENT_CATEGORY ".debug=false")); }
     void init() { QTest::failOnWarning(QRegularExpression(q(".*"))); }
 
     void message_hasItsReaction_data();
@@ -863,7 +860,7 @@ void tst_HostileMessages::frames_overAWebSocket()
     QFETCH(QString, value);
     QWebSocketServer server(q("test"), QWebSocketServer::NonSecureMode);
     QVERIFY(server.listen(QHostAddress::LocalHost));
-    PWebSocketKeywordClient client;
+    SocketClient client;
     PKeywordProxy proxy;
     proxy.setClient(&client);
     proxy.setKeyword(q("/a"));
@@ -913,12 +910,12 @@ void tst_HostileMessages::brokenFrames_endTheConnection()
     QFETCH(Bytes, frames);
     RawServer server(goodHandshake + frames);
     const Warnings warnings;
-    PWebSocketKeywordClient client;
+    SocketClient client;
     PKeywordProxy proxy;
     proxy.setClient(&client);
     proxy.setKeyword(q("/a"));
     QSignalSpy values(&proxy, &PKeywordProxy::valueChanged);
-    QSignalSpy connections(&client, &PWebSocketKeywordClient::connectedChanged);
+    QSignalSpy connections(&client, &SocketClient::connectedChanged);
     client.setAutoReconnect(true);
 
     client.setUrls({server.url()});
@@ -943,7 +940,7 @@ void tst_HostileMessages::refusedHandshake_isLoggedQuoted()
     QFETCH(QString, quoted);
     const RawServer server("HTTP/1.1 418 " + reason + "\r\nX: y\r\n\r\n");
     const Warnings warnings;
-    PWebSocketKeywordClient client;
+    SocketClient client;
 
     client.setUrls({server.url()});
 

@@ -4,6 +4,7 @@
 #include "client/websocketkeywordclient.h"
 #include "docs/snippets/lifetimes.h"
 #include "docs/snippets/logging.h"
+#include "extras/keywordextrasmodule.h"
 #include "models/keywordquerymodel.h"
 #include "module/pellixclientkeywordmodule.h"
 #include "server/keywordsession.h"
@@ -14,9 +15,11 @@
 #include <QtCore/QFile>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
+#include <QtCore/QLoggingCategory>
 #include <QtCore/QProcess>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QScopeGuard>
+#include <QtGui/QColor>
 #include <QtQml/QQmlApplicationEngine>
 #include <QtQml/QQmlComponent>
 #include <QtQml/QQmlContext>
@@ -91,7 +94,11 @@ class tst_Guides : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { PellixClientKeywordModule::registerTypes("PellixClient.Keyword"); }
+    void initTestCase()
+    {
+        PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
+        pellix::extras::KeywordExtrasModule::registerTypes();
+    }
     void init();
     void cleanup();
 
@@ -118,6 +125,8 @@ private Q_SLOTS:
     void expressions_aQtObjectPropertyTakesAny();
     void browse_listsFiltersAndOpens();
     void browse_asksAgainWhenTheLinkIsBack();
+    void connecting_saysHowItIs();
+    void connecting_lampFollowsAnyClient();
     void privateCa_isMadeAsOnThePlainPage();
     void readme_showsAKeywordAndWritesIt();
     void readme_registersAsTheFirstScreenDoes();
@@ -135,7 +144,7 @@ private:
     QVariant textOf(const char *name) const { return part(name)->property("text"); }
     bool send(double value)
     {
-        return QMetaObject::invokeMethod(item.get(), "send", Q_ARG(QVariant, value));
+        return QMetaObject::invokeMethod(part("setpoint"), "set", Q_ARG(QVariant, value));
     }
     QString outcome() const { return item->property("outcome").toString(); }
     void answerWrites(const std::function<void(double)> &answer);
@@ -306,7 +315,7 @@ void tst_Guides::setpoint_isTakenRefusedOrNotAnswered()
     QTRY_COMPARE(textOf("levelText").toString(), q("level 45"));
 
     QVERIFY(send(70));
-    QCOMPARE(outcome(), q("sent"));
+    QCOMPARE(outcome(), q("pending"));
     QTRY_COMPARE(outcome(), q("taken"));
     QCOMPARE(server->value(path).toDouble(), 70.0);
 
@@ -359,7 +368,7 @@ void tst_Guides::setpoint_isTakenAfterAnotherClientsWrite()
     QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
     server->setWriteCheck(path, [&](const QVariant &) { return server->setValue(path, 33.0); });
     QVERIFY(send(70));
-    QTRY_VERIFY(outcome() != q("sent"));
+    QTRY_VERIFY(outcome() != q("pending"));
     QCOMPARE(textOf("setpointText").toString(), q("setpoint 70 taken"));
 }
 
@@ -382,7 +391,7 @@ void tst_Guides::setpoint_isRefusedOnceMore()
     QVERIFY(send(90));
     QTRY_COMPARE(outcome(), q("refused"));
     QVERIFY(send(91));
-    QCOMPARE(outcome(), q("sent"));
+    QCOMPARE(outcome(), q("pending"));
     QTRY_COMPARE(outcome(), q("refused"));
 }
 
@@ -394,7 +403,7 @@ void tst_Guides::setpoint_isChangedByALimit()
         QVERIFY(server->setValue(q("/plant/tank1/setpoint"), std::min(value, 80.0)));
     });
     QVERIFY(send(90));
-    QTRY_VERIFY(outcome() != q("sent"));
+    QTRY_VERIFY(outcome() != q("pending"));
     QCOMPARE(textOf("setpointText").toString(), q("setpoint 80 changed"));
 }
 
@@ -407,8 +416,8 @@ void tst_Guides::setpoint_isNotAnsweredByTheValueAfterALostLink()
         client->publisher()->setActive(true);
     });
     QVERIFY(send(90));
-    QCOMPARE(textOf("setpointText").toString(), q("setpoint – sent"));
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 sent"));
+    QCOMPARE(textOf("setpointText").toString(), q("setpoint – pending"));
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 pending"));
     QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 no answer"));
 }
 
@@ -553,6 +562,47 @@ void tst_Guides::browse_asksAgainWhenTheLinkIsBack()
     QTRY_COMPARE(part("list")->property("count").toInt(), 5);
     QVERIFY(!part("entries")->property("loading").toBool());
     item.reset();
+}
+
+void tst_Guides::connecting_saysHowItIs()
+{
+    QLoggingCategory::setFilterRules(q("pellixclient.keyword.connection=false"));
+    FaultyWebSocketServer socketServer(server.get());
+    QVERIFY(socketServer.listen());
+    const quint16 port = socketServer.port();
+    const QString url = socketServer.url().toString();
+    QVERIFY(load("connecting/ConnectionLine.qml", {}));
+    QCOMPARE(textOf("stateText").toString(), q("not connected. "));
+    QVERIFY(item->setProperty("urls", QStringList(url)));
+    QCOMPARE(textOf("stateText").toString(), q("connecting to ") + url);
+    QTRY_COMPARE(textOf("stateText").toString(), q("connected to ") + url);
+    QVERIFY(!part("tryNow")->property("visible").toBool());
+
+    socketServer.close();
+    QTRY_VERIFY(textOf("stateText").toString().endsWith(q("; next attempt in 1 s")));
+    QVERIFY2(textOf("stateText").toString().startsWith(url + q(": ")),
+             qPrintable(textOf("stateText").toString()));
+    QVERIFY(socketServer.listen(QHostAddress::LocalHost, port));
+    QVERIFY(QMetaObject::invokeMethod(part("tryNow"), "clicked"));
+    QTRY_COMPARE(textOf("stateText").toString(), q("connected to ") + url);
+
+    QVERIFY(item->setProperty("token", q("hush")));
+    QCOMPARE(textOf("stateText").toString(),
+             q("not connected. credentials are not sent over ws://, where anybody on the way can "
+               "read them; use wss://"));
+    QLoggingCategory::setFilterRules(QString());
+}
+
+void tst_Guides::connecting_lampFollowsAnyClient()
+{
+    QVERIFY(load("connecting/LinkLamp.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QCOMPARE(item->property("color").value<QColor>(), QColor(q("green")));
+    client->publisher()->setActive(false);
+    QCOMPARE(item->property("color").value<QColor>(), QColor(q("red")));
+    client->publisher()->setActive(true);
+    QCOMPARE(item->property("color").value<QColor>(), QColor(q("green")));
+    client.reset();
+    QCOMPARE(item->property("color").value<QColor>(), QColor(q("red")));
 }
 
 void tst_Guides::privateCa_isMadeAsOnThePlainPage()

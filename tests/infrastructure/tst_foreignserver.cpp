@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "binding/keywordproxy.h"
-#include "client/websocketkeywordclient.h"
 #include "models/keywordquerymodel.h"
+#include "tests/support/socketclient.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QJsonDocument>
@@ -109,7 +109,7 @@ private:
     void bind();
 
     std::unique_ptr<ForeignServer> server;
-    std::unique_ptr<PWebSocketKeywordClient> client;
+    std::unique_ptr<SocketClient> client;
     std::unique_ptr<PKeywordProxy> level;
     std::unique_ptr<PKeywordProxy> name;
 };
@@ -117,7 +117,7 @@ private:
 void tst_ForeignServer::initTestCase()
 {
     // Lost connections are logged as warnings, and here they are lost on purpose.
-    QLoggingCategory::setFilterRules(q("pellixclient.keyword.websocketclient=false"));
+    QLoggingCategory::setFilterRules(q(CLIENT_CATEGORY "=false"));
     QVERIFY2(!QStandardPaths::findExecutable(q("node")).isEmpty(),
              "node is needed; scripts/test installs it");
     QProcess node;
@@ -142,7 +142,7 @@ void tst_ForeignServer::init()
 {
     QTest::failOnWarning(QRegularExpression(q(".*")));
     server = std::make_unique<ForeignServer>();
-    client = std::make_unique<PWebSocketKeywordClient>();
+    client = std::make_unique<SocketClient>();
     level = std::make_unique<PKeywordProxy>();
     name = std::make_unique<PKeywordProxy>();
 }
@@ -216,7 +216,7 @@ void tst_ForeignServer::pings_areAnsweredBothWays()
 {
     QVERIFY(server->start(q("plain")));
     bind();
-    QSignalSpy connected(client.get(), &PWebSocketKeywordClient::connectedChanged);
+    QSignalSpy connected(client.get(), &SocketClient::connectedChanged);
 
     server->order({{q("do"), q("ping")}});
     QTRY_VERIFY(server->lines.contains(q("pong are you there")));
@@ -290,7 +290,7 @@ void tst_ForeignServer::droppedClient_returnsWithFreshValues()
     QFETCH(int, code);
     QVERIFY(server->start(q("plain")));
     bind();
-    QSignalSpy connected(client.get(), &PWebSocketKeywordClient::connectedChanged);
+    QSignalSpy connected(client.get(), &SocketClient::connectedChanged);
 
     if (code == 0)
         server->order({{q("do"), q("terminate")}});

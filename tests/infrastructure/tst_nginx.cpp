@@ -2,11 +2,11 @@
 // SPDX-License-Identifier: MIT
 
 #include "binding/keywordproxy.h"
-#include "client/websocketkeywordclient.h"
 #include "docs/snippets/privateca.h"
 #include "server/keywordserver.h"
 #include "simulator/faultywebsocketserver.h"
 #include "tests/support/clientwarnings.h"
+#include "tests/support/socketclient.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QProcess>
@@ -199,7 +199,7 @@ struct Screen
                            [](const auto &proxy) { return !proxy->value().isValid(); });
     }
 
-    PWebSocketKeywordClient client;
+    SocketClient client;
     std::vector<std::unique_ptr<PKeywordProxy>> proxies;
 };
 
@@ -307,7 +307,7 @@ void tst_Nginx::backendRestarted_everyKeywordIsFresh()
     start();
     Screen screen(nginx->url());
     QTRY_VERIFY(screen.shows(0));
-    QSignalSpy connected(&screen.client, &PWebSocketKeywordClient::connectedChanged);
+    QSignalSpy connected(&screen.client, &SocketClient::connectedChanged);
 
     for (int round = 1; round <= 5; ++round) {
         connected.clear();
@@ -344,7 +344,7 @@ void tst_Nginx::idleTimeout_shorterThanTheKeepAlive()
 
     // Each time that the link is lost, the values change while nobody listens.
     int lost = 0;
-    connect(&screen.client, &PWebSocketKeywordClient::connectedChanged, this, [&] {
+    connect(&screen.client, &SocketClient::connectedChanged, this, [&] {
         if (screen.client.connected())
             return;
         ++lost;
@@ -363,7 +363,7 @@ void tst_Nginx::idleTimeout_longerThanTheKeepAlive()
     start("proxy_read_timeout 7s; proxy_send_timeout 7s;");
     Screen screen(nginx->url());
     QTRY_VERIFY(screen.shows(0));
-    QSignalSpy connected(&screen.client, &PWebSocketKeywordClient::connectedChanged);
+    QSignalSpy connected(&screen.client, &SocketClient::connectedChanged);
 
     QVERIFY(!connected.wait(16000));
     QVERIFY(screen.client.connected());

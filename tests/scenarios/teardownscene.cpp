@@ -6,13 +6,13 @@
 #include "binding/keywordexpression.h"
 #include "binding/keywordproxy.h"
 #include "client/inprocesskeywordclient.h"
-#include "client/websocketkeywordclient.h"
 #include "models/keywordpathmodel.h"
 #include "models/keywordqueryfilterproxymodel.h"
 #include "models/keywordquerymodel.h"
 #include "pubsub/publisher.h"
 #include "pubsub/subscriber.h"
 #include "server/inprocesslink.h"
+#include "tests/support/socketclient.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDeadlineTimer>
@@ -115,7 +115,7 @@ TeardownScene::TeardownScene(Servers &servers, Transport transport, Screen scree
     if (transport == Transport::InProcess)
         objects[Client] = new PInProcessKeywordClient;
     else
-        objects[Client] = new PWebSocketKeywordClient;
+        objects[Client] = new SocketClient;
     objects[Publisher] = new PPublisher;
     objects[Subscriber] = new PSubscriber;
     objects[ClientSubscriber] = new PSubscriber;
@@ -176,11 +176,9 @@ void TeardownScene::destroy(Part part)
 
 void TeardownScene::connectSocket(const QStringList &urls)
 {
-    on<PWebSocketKeywordClient>(Client,
-                                [&](PWebSocketKeywordClient *client) { client->setUrls(urls); });
+    on<SocketClient>(Client, [&](SocketClient *client) { client->setUrls(urls); });
     const QDeadlineTimer deadline(5000);
-    while (objects[Client] && !get<PWebSocketKeywordClient>(Client)->connected()
-           && !deadline.hasExpired())
+    while (objects[Client] && !get<SocketClient>(Client)->connected() && !deadline.hasExpired())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 100);
 }
 
@@ -360,13 +358,11 @@ void TeardownScene::play()
         on<PKeywordClient>(Client,
                            [](PKeywordClient *client) { client->publisher()->setActive(true); });
     } else {
-        on<PWebSocketKeywordClient>(
-            Client, [](PWebSocketKeywordClient *client) { client->setAutoReconnect(true); });
+        on<SocketClient>(Client, [](SocketClient *client) { client->setAutoReconnect(true); });
         const QString url = servers.sockets.url().toString();
         connectSocket({url, url}); // another list: drops the link and opens it again
         settled();
-        on<PWebSocketKeywordClient>(
-            Client, [](PWebSocketKeywordClient *client) { client->setAutoReconnect(false); });
+        on<SocketClient>(Client, [](SocketClient *client) { client->setAutoReconnect(false); });
         servers.sockets.closeClients();
     }
     settled();

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "tests/soak/flood.h"
+#include "tests/support/socketclient.h"
 
 #include <QtCore/QLoggingCategory>
 #include <QtTest/QTest>
@@ -26,8 +27,7 @@ private Q_SLOTS:
 void tst_Flood::initTestCase()
 {
     // Each of the 10 000 creates would be logged.
-    QLoggingCategory::setFilterRules(
-        QStringLiteral("pellixclient.keyword.websocketclient.debug=false"));
+    QLoggingCategory::setFilterRules(QStringLiteral(CLIENT_CATEGORY ".debug=false"));
 }
 
 /*

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "tests/soak/restartrounds.h"
+#include "tests/support/socketclient.h"
 
 #include <QtCore/QLoggingCategory>
 #include <QtTest/QTest>
@@ -25,7 +26,7 @@ private Q_SLOTS:
 void tst_Restarts::initTestCase()
 {
     // Lost connections are logged as warnings, and here they are lost on purpose.
-    QLoggingCategory::setFilterRules(QStringLiteral("pellixclient.keyword.websocketclient=false"));
+    QLoggingCategory::setFilterRules(QStringLiteral(CLIENT_CATEGORY "=false"));
 }
 
 // A client for each way to begin with, all at the same time: 28 recoveries of 1 000 keywords. The

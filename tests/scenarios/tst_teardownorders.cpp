@@ -5,6 +5,7 @@
 #include "models/keywordquerymodel.h"
 #include "module/pellixclientkeywordmodule.h"
 #include "tests/scenarios/teardownscene.h"
+#include "tests/support/socketclient.h"
 
 #include <QtCore/QLoggingCategory>
 #include <QtTest/QTest>
@@ -63,7 +64,7 @@ private:
 void tst_TeardownOrders::initTestCase()
 {
     // Lost connections are logged as warnings, and here they are lost on purpose.
-    QLoggingCategory::setFilterRules(QStringLiteral("pellixclient.keyword.websocketclient=false"));
+    QLoggingCategory::setFilterRules(QStringLiteral(CLIENT_CATEGORY "=false"));
     PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
     servers = std::make_unique<TeardownScene::Servers>();
 }

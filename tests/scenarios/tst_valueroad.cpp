@@ -4,11 +4,11 @@
 #include "binding/keywordexpression.h"
 #include "binding/keywordproxy.h"
 #include "client/inprocesskeywordclient.h"
-#include "client/websocketkeywordclient.h"
 #include "module/pellixclientkeywordmodule.h"
 #include "server/inprocesslink.h"
 #include "server/keywordserver.h"
 #include "server/websocketkeywordserver.h"
+#include "tests/support/socketclient.h"
 
 #include <QtCore/QLoggingCategory>
 #include <QtQml/QQmlComponent>
@@ -123,7 +123,7 @@ private:
 void tst_ValueRoad::initTestCase()
 {
     // Lost connections are logged as warnings, and here they are lost on purpose.
-    QLoggingCategory::setFilterRules(QStringLiteral("pellixclient.keyword.websocketclient=false"));
+    QLoggingCategory::setFilterRules(QStringLiteral(CLIENT_CATEGORY "=false"));
     PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
 }
 
@@ -146,7 +146,7 @@ std::unique_ptr<tst_ValueRoad::Setup> tst_ValueRoad::setUp(const QString &transp
         setup->socketServer = std::make_unique<WebSocketKeywordServer>(&setup->server);
         if (!setup->socketServer->listen())
             qFatal("cannot listen");
-        auto client = std::make_unique<PWebSocketKeywordClient>();
+        auto client = std::make_unique<SocketClient>();
         client->setUrls({setup->socketServer->url().toString()});
         setup->client = std::move(client);
     }
@@ -251,7 +251,7 @@ void tst_ValueRoad::screen_isTornDownInAnyOrder()
     } else {
         socketServer = std::make_unique<WebSocketKeywordServer>(server.get());
         QVERIFY(socketServer->listen());
-        auto webSocket = std::make_unique<PWebSocketKeywordClient>();
+        auto webSocket = std::make_unique<SocketClient>();
         webSocket->setUrls({socketServer->url().toString()});
         client = std::move(webSocket);
     }
@@ -311,7 +311,7 @@ void tst_ValueRoad::serverLost_clearsAndComesBackFresh()
     auto socketServer = std::make_unique<WebSocketKeywordServer>(&server);
     QVERIFY(socketServer->listen());
     const quint16 port = socketServer->port();
-    PWebSocketKeywordClient client;
+    SocketClient client;
     client.setAutoReconnect(true);
     client.setUrls({socketServer->url().toString()});
     QQuickView view;
@@ -348,10 +348,10 @@ void tst_ValueRoad::serverRestarted_everyKeywordIsFreshEachTime()
     QVERIFY(socketServer->listen());
     const quint16 port = socketServer->port();
 
-    std::vector<std::unique_ptr<PWebSocketKeywordClient>> clients;
+    std::vector<std::unique_ptr<SocketClient>> clients;
     std::vector<std::unique_ptr<PKeywordProxy>> proxies;
     for (int c = 0; c < clientCount; ++c) {
-        clients.push_back(std::make_unique<PWebSocketKeywordClient>());
+        clients.push_back(std::make_unique<SocketClient>());
         clients.back()->setAutoReconnect(true);
         clients.back()->setUrls({socketServer->url().toString()});
         for (int i = 0; i < keywordCount; ++i) {

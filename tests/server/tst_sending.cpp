@@ -21,6 +21,7 @@ private Q_SLOTS:
     void paused_insideOfSending();
     void paused_costsTheSameForAnyNumberOfChanges();
     void paused_forgetsWhatIsLetGo();
+    void write_withoutAKeywordLeavesNothing();
     void answered_mayEndAnything_data();
     void answered_mayEndAnything();
     void resumed_mayEndAnything_data();
@@ -176,6 +177,14 @@ void tst_Sending::paused_forgetsWhatIsLetGo()
     server->clear();
     client.session->resume();
     QCOMPARE(client.taken(), QString());
+}
+
+void tst_Sending::write_withoutAKeywordLeavesNothing()
+{
+    Client client(server.get());
+    for (const char *payload : {"{}", R"({"value":1})", R"({"keyword":7})", R"({"keyword":""})"})
+        client.command("keyUpdate", payload);
+    QCOMPARE(client.session->waitingBytes(), qint64(0));
 }
 
 void tst_Sending::answered_mayEndAnything_data()

@@ -6,7 +6,7 @@
 #include "tests/soak/memory.h"
 
 #include "binding/keywordproxy.h"
-#include "client/websocketkeywordclient.h"
+#include "tests/support/socketclient.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QEventLoop>
@@ -116,7 +116,7 @@ FloodFigures runFlood(const FloodOptions &options)
     };
 
     std::vector<int> values(size_t(options.keywords), 0);
-    PWebSocketKeywordClient client;
+    SocketClient client;
     std::vector<std::unique_ptr<PKeywordProxy>> proxies;
     for (int i = 0; i < options.keywords; ++i) {
         proxies.push_back(std::make_unique<PKeywordProxy>());

@@ -30,8 +30,7 @@ RestartRounds::RestartRounds(const Options &options, QObject *parent)
       arrived(size_t(options.keywords)), random(quint32(options.client))
 {
     client.setAutoReconnect(true);
-    connect(&client, &PWebSocketKeywordClient::connectedChanged, this,
-            &RestartRounds::onConnectedChanged);
+    connect(&client, &SocketClient::connectedChanged, this, &RestartRounds::onConnectedChanged);
     for (int i = 0; i < options.keywords; ++i) {
         proxies.push_back(std::make_unique<PKeywordProxy>());
         connect(proxies.back().get(), &PKeywordProxy::valueChanged, this,

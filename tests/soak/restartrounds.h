@@ -4,8 +4,7 @@
 #pragma once
 
 #include "tests/soak/keywordhost.h"
-
-#include "client/websocketkeywordclient.h"
+#include "tests/support/socketclient.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QObject>
@@ -83,7 +82,7 @@ private:
 
     const Options options;
     KeywordHost host;
-    pellix::client::PWebSocketKeywordClient client;
+    SocketClient client;
     std::vector<std::unique_ptr<pellix::client::PKeywordProxy>> proxies;
     std::vector<bool> arrived; // with the value of the stage
     int missing = 0;

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "tests/support/socketclient.h"
+
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QStringList>
 
@@ -14,7 +16,7 @@ inline QtMessageHandler previousHandler = nullptr;
 
 inline void recordWarnings(QtMsgType type, const QMessageLogContext &context, const QString &text)
 {
-    if (QLatin1String(context.category) != QLatin1String("pellixclient.keyword.websocketclient"))
+    if (QLatin1String(context.category) != QLatin1String(CLIENT_CATEGORY))
         previousHandler(type, context, text);
     else if (type == QtWarningMsg)
         warnings << text;

@@ -8,8 +8,8 @@ import KeywordBrowser
 import PellixClient.Control
 
 /*
-    Where the server is, to be changed at any time, and the look of the window. Secrets in addresses are
-    shown while they are typed only.
+    Where the server is and how to get in, to be changed at any time, and the look of the window. Secrets in
+    addresses are shown while they are typed only, and a token not at all.
 */
 Pane {
     id: root
@@ -19,6 +19,10 @@ Pane {
 
     function reset() {
         field.text = session.shown(session.addresses);
+        caField.text = session.caFile;
+        certificateField.text = session.certificateFile;
+        keyField.text = session.keyFile;
+        tokenField.clear();
     }
 
     function apply() {
@@ -28,10 +32,19 @@ Pane {
         if (field.problem !== "")
             return;
         session.autoReconnect = true;
+        session.caFile = caField.text.trim();
+        session.certificateFile = certificateField.text.trim();
+        session.keyFile = keyField.text.trim();
         session.addresses = addresses;
+        // Last, as other addresses forget it.
+        if (tokenField.text !== "")
+            session.setToken(tokenField.text.trim());
+        tokenField.clear();
+        session.tryNow();
     }
 
-    implicitHeight: line.height + (problemText.visible ? problemText.implicitHeight + Theme.dp(8) : 0)
+    implicitHeight: line.height + (security.visible ? security.height : 0)
+                    + (problemText.visible ? problemText.implicitHeight + Theme.dp(8) : 0)
     Component.onCompleted: reset()
 
     RowLayout {
@@ -76,9 +89,71 @@ Pane {
             onClicked: root.session.disconnectFromServer()
         }
         PushButton {
+            id: securityButton
+
+            objectName: "securityButton"
+            text: qsTr("TLS")
+            tip: qsTr("Certificates and token")
+            checkable: true
+        }
+        PushButton {
             text: root.preferences.dark ? "\u2600" : "\u263e"
             tip: root.preferences.dark ? qsTr("Light colours") : qsTr("Dark colours")
             onClicked: root.preferences.dark = !root.preferences.dark
+        }
+    }
+    RowLayout {
+        id: security
+
+        anchors {
+            top: line.bottom
+            left: line.left
+            right: line.right
+        }
+        visible: securityButton.checked
+        height: Theme.dp(38)
+        spacing: Theme.dp(8)
+
+        Field {
+            id: caField
+
+            objectName: "caField"
+            placeholderText: qsTr("authority (file)")
+            Layout.fillWidth: true
+            onAccepted: root.apply()
+        }
+        Field {
+            id: certificateField
+
+            objectName: "certificateField"
+            placeholderText: qsTr("certificate (file)")
+            Layout.fillWidth: true
+            onAccepted: root.apply()
+        }
+        Field {
+            id: keyField
+
+            objectName: "keyField"
+            placeholderText: qsTr("its key (file)")
+            Layout.fillWidth: true
+            onAccepted: root.apply()
+        }
+        Field {
+            id: tokenField
+
+            objectName: "tokenField"
+            placeholderText: root.session.hasToken ? qsTr("token is set") : qsTr("token")
+            echoMode: TextInput.Password
+            inputMethodHints: Qt.ImhSensitiveData | Qt.ImhNoPredictiveText | Qt.ImhNoAutoUppercase
+            Accessible.passwordEdit: true
+            Layout.fillWidth: true
+            onAccepted: root.apply()
+        }
+        PushButton {
+            objectName: "forgetButton"
+            text: qsTr("Forget token")
+            enabled: root.session.hasToken
+            onClicked: root.session.setToken("")
         }
     }
     PText {
@@ -86,7 +161,7 @@ Pane {
 
         objectName: "addressProblem"
         anchors {
-            top: line.bottom
+            top: security.visible ? security.bottom : line.bottom
             left: line.left
             right: line.right
         }

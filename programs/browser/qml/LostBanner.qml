@@ -2,10 +2,11 @@
 // SPDX-License-Identifier: MIT
 
 import QtQuick
+import QtQuick.Layouts
 import KeywordBrowser
 import PellixClient.Control
 
-/* Says across the window that nothing shown is live, and what is done about it. */
+/* Says across the window that nothing shown is live, why, and what is done about it. */
 Rectangle {
     id: root
 
@@ -14,27 +15,51 @@ Rectangle {
 
     readonly property bool hadConnection: !isNaN(session.lostAt.getTime())
 
-    implicitHeight: Theme.dp(34)
+    readonly property string next: {
+        if (session.unusable)
+            return qsTr("No connection can be made with these settings.");
+        if (!session.autoReconnect)
+            return qsTr("Automatic reconnection is off.");
+        if (session.retryIn > 0)
+            return qsTr("Next attempt in %1 s.").arg(Math.ceil(session.retryIn / 1000));
+        return qsTr("Trying again.");
+    }
+
+    implicitHeight: Math.max(Theme.dp(34), lostText.implicitHeight + Theme.dp(10))
     color: Theme.error
 
-    PText {
+    RowLayout {
         anchors {
             fill: parent
             leftMargin: Theme.gap
             rightMargin: Theme.gap
         }
-        objectName: "lostText"
-        color: Theme.window
-        font.bold: true
-        text: {
-            const what = root.hadConnection
-                ? qsTr("Connection lost %1: values are the last known.")
-                      .arg(Format.ago((root.now - root.session.lostAt) / 1000))
-                : qsTr("Not connected: no value is known.");
-            const next = root.session.autoReconnect
-                ? qsTr("Trying again every second.")
-                : qsTr("Automatic reconnection is off.");
-            return what + "  " + next;
+        spacing: Theme.dp(8)
+
+        PText {
+            id: lostText
+
+            objectName: "lostText"
+            color: Theme.window
+            font.bold: true
+            wrapMode: Text.Wrap
+            Layout.fillWidth: true
+            Accessible.role: Accessible.AlertMessage
+            Accessible.name: text
+            text: {
+                const what = root.hadConnection
+                    ? qsTr("Connection lost %1: values are the last known.")
+                          .arg(Format.ago((root.now - root.session.lostAt) / 1000))
+                    : qsTr("Not connected: no value is known.");
+                const why = root.session.reason !== "" ? "  " + qsTr("Reason: %1.").arg(root.session.reason) : "";
+                return what + why + "  " + root.next;
+            }
+        }
+        PushButton {
+            objectName: "tryNowButton"
+            text: qsTr("Try now")
+            visible: root.session.retryIn > 0
+            onClicked: root.session.tryNow()
         }
     }
 }

@@ -15,7 +15,7 @@ Pane {
     required property date now
 
     readonly property color tone: session.connected ? Theme.accent : Theme.error
-    readonly property bool retrying: !session.connected && session.autoReconnect
+    readonly property bool retrying: !session.connected && session.autoReconnect && !session.unusable
 
     implicitHeight: Theme.dp(30)
 
@@ -55,8 +55,11 @@ Pane {
             palette.dark: Theme.error
         }
         PText {
+            objectName: "retryText"
             visible: root.retrying
-            text: qsTr("trying again")
+            text: root.session.retryIn > 0
+                  ? qsTr("next attempt in %1 s").arg(Math.ceil(root.session.retryIn / 1000))
+                  : qsTr("trying again")
             color: Theme.error
             font.pixelSize: Theme.dp(12)
         }

@@ -21,6 +21,22 @@ _keyword()
         mapfile -t COMPREPLY < <(compgen -W '' -- "$current")
         return
         ;;
+    --ca)
+        mapfile -t COMPREPLY < <(compgen -f -- "$current")
+        return
+        ;;
+    --cert)
+        mapfile -t COMPREPLY < <(compgen -f -- "$current")
+        return
+        ;;
+    --key)
+        mapfile -t COMPREPLY < <(compgen -f -- "$current")
+        return
+        ;;
+    --token-file)
+        mapfile -t COMPREPLY < <(compgen -f -- "$current")
+        return
+        ;;
     --timeout)
         mapfile -t COMPREPLY < <(compgen -W '' -- "$current")
         return
@@ -90,35 +106,35 @@ _keyword()
     case $command in
     '') first='get watch set add ls tree aggregate label ping record replay completion help' options='--help --version' ;;
     get)
-        options='--url -u --timeout --no-reconnect --format -f --time --raw --recursive -r --type --access --depth --verbose -v --help -h --version'
+        options='--url -u --ca --cert --key --token-file --timeout --no-reconnect --format -f --time --raw --recursive -r --type --access --depth --verbose -v --help -h --version'
         ;;
     watch)
-        options='--url -u --timeout --no-reconnect --format -f --time --raw --count -n --recursive -r --type --access --depth --verbose -v --help -h --version'
+        options='--url -u --ca --cert --key --token-file --timeout --no-reconnect --format -f --time --raw --count -n --recursive -r --type --access --depth --verbose -v --help -h --version'
         ;;
     set)
-        options='--url -u --timeout --no-reconnect --format -f --time --wait -w --as --verbose -v --help -h --version'
+        options='--url -u --ca --cert --key --token-file --timeout --no-reconnect --format -f --time --wait -w --as --verbose -v --help -h --version'
         ;;
     add)
-        options='--url -u --timeout --no-reconnect --format -f --time --wait -w --as --verbose -v --help -h --version'
+        options='--url -u --ca --cert --key --token-file --timeout --no-reconnect --format -f --time --wait -w --as --verbose -v --help -h --version'
         ;;
     ls)
-        options='--url -u --timeout --no-reconnect --format -f --type --access --verbose -v --help -h --version'
+        options='--url -u --ca --cert --key --token-file --timeout --no-reconnect --format -f --type --access --verbose -v --help -h --version'
         ;;
     tree)
-        options='--url -u --timeout --no-reconnect --format -f --type --access --depth --verbose -v --help -h --version'
+        options='--url -u --ca --cert --key --token-file --timeout --no-reconnect --format -f --type --access --depth --verbose -v --help -h --version'
         ;;
     aggregate)
-        options='--url -u --timeout --no-reconnect --format -f --time --raw --watch --count -n --keyword -k --verbose -v --help -h --version'
+        options='--url -u --ca --cert --key --token-file --timeout --no-reconnect --format -f --time --raw --watch --count -n --keyword -k --verbose -v --help -h --version'
         first='min max equal sum and or'
         ;;
     label)
-        options='--url -u --timeout --no-reconnect --format -f --raw --recursive -r --type --access --depth --verbose -v --help -h --version'
+        options='--url -u --ca --cert --key --token-file --timeout --no-reconnect --format -f --raw --recursive -r --type --access --depth --verbose -v --help -h --version'
         ;;
     ping)
-        options='--url -u --timeout --no-reconnect --format -f --count -n --interval --verbose -v --help -h --version'
+        options='--url -u --ca --cert --key --token-file --timeout --no-reconnect --format -f --count -n --interval --verbose -v --help -h --version'
         ;;
     record)
-        options='--url -u --timeout --no-reconnect --count -n --recursive -r --exclude --rotate --force --type --access --depth --verbose -v --help -h --version'
+        options='--url -u --ca --cert --key --token-file --timeout --no-reconnect --count -n --recursive -r --exclude --rotate --force --type --access --depth --verbose -v --help -h --version'
         ;;
     replay)
         options='--speed --loop --hold --stay --listen --port --allow-origin --verbose -v --help -h --version'

@@ -2,14 +2,19 @@
 // SPDX-License-Identifier: MIT
 
 #include "client/inprocesskeywordclient.h"
+#include "extras/connection/pemfiles_p.h"
+#include "extras/keywordextrasmodule.h"
 #include "module/pellixclientkeywordmodule.h"
 #include "programs/browser/preferences.h"
 #include "programs/browser/session.h"
 #include "programs/quick/hosttheme.h"
+#include "server/clientidentification.h"
 #include "server/inprocesslink.h"
 #include "server/keywordserver.h"
+#include "server/writerequest.h"
 #include "simulator/faultywebsocketserver.h"
 
+#include <QtCore/QFile>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QTemporaryDir>
 #include <QtQml/QQmlContext>
@@ -62,13 +67,12 @@ public:
                 QVariantMap {{QStringLiteral("sugar"), 3}});
         server.setLabel(QStringLiteral("/plant"), QStringLiteral("Bottling works"));
         declare("/other#1/value", "double", "R", "", 1.5);
-        server.setWriteCheck(QStringLiteral("/plant/limit"), [this](const QVariant &value) {
-            // Takes no more than 100, whatever is written.
-            server.setValue(QStringLiteral("/plant/limit"), qMin(value.toInt(), 100));
-            return false;
+        server.setWriteHandler(QStringLiteral("/plant/limit"), [](const WriteRequest &request) {
+            request.accept(qMin(request.value().toInt(), 100));
         });
         browserPreferences.setPinned({});
         browserSession.setAddresses({});
+        browserSession.setCaFile({});
     }
 
     Q_INVOKABLE QVariant value(const QString &path) const { return server.value(path); }
@@ -106,10 +110,41 @@ public:
         port = transport->port();
         return QStringLiteral("ws://127.0.0.1:%1").arg(port);
     }
+    Q_INVOKABLE QString lastUrl() const { return QStringLiteral("ws://127.0.0.1:%1").arg(port); }
+    // With a certificate of its own authority, for those who have the token.
+    Q_INVOKABLE QVariantMap listenWithTls()
+    {
+        transport = std::make_unique<FaultyWebSocketServer>(&server);
+        const QString authority = QStringLiteral(TLS_FILES "/server.crt");
+        QString error;
+        ClientIdentification identification;
+        const QByteArray token =
+            identification.tokens.create(QStringLiteral("browser"), QStringLiteral("*"));
+        if (!transport->setTls(
+                pellix::extras::readCertificate(authority, &error),
+                pellix::extras::readPrivateKey(QStringLiteral(TLS_FILES "/server.key"), &error))
+            || !transport->setIdentification(identification) || !transport->listen())
+            return {};
+        return {{QStringLiteral("url"), transport->url().toString()},
+                {QStringLiteral("authority"), authority},
+                {QStringLiteral("token"), QString::fromLatin1(token)}};
+    }
     Q_INVOKABLE void goAway()
     {
         transport->abortClients();
         transport.reset();
+    }
+
+    Q_INVOKABLE QString newFile(const QString &name) const
+    {
+        const QString path = directory.filePath(name);
+        QFile::remove(path);
+        return path;
+    }
+    Q_INVOKABLE QString read(const QString &path) const
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
     }
 
     // What another start of the browser would read.
@@ -142,8 +177,10 @@ public Q_SLOTS:
     void applicationAvailable()
     {
         QLoggingCategory::setFilterRules(
-            QStringLiteral("pellixclient.keyword.websocketclient=false"));
+            QStringLiteral("pellixclient.keyword.connection=false\n"
+                           "pellixclient.server.websocketserver=false"));
         PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
+        pellix::extras::KeywordExtrasModule::registerTypes();
         bench = std::make_unique<Bench>();
     }
     void qmlEngineAvailable(QQmlEngine *engine)

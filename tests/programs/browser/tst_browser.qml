@@ -512,20 +512,87 @@ TestCase {
 
     function test_detail_plotFitsTheType_data() {
         return [
-            { tag: "double", name: "Level", visible: true, steps: false },
-            { tag: "int", name: "Bottles", visible: true, steps: false },
-            { tag: "bool", name: "Running", visible: true, steps: true },
-            { tag: "string", name: "Serial", visible: false, steps: false },
-            { tag: "object", name: "Recipe", visible: false, steps: false },
+            { tag: "double", name: "Level", visible: true },
+            { tag: "int", name: "Bottles", visible: true },
+            { tag: "bool", name: "Running", visible: true },
+            { tag: "string", name: "Serial", visible: false },
+            { tag: "object", name: "Recipe", visible: false },
         ];
     }
 
     function test_detail_plotFitsTheType(row) {
         openPlant();
         select(row.name);
-        const plot = find("plot");
-        tryCompare(plot, "visible", row.visible);
-        compare(plot.steps, row.steps);
+        tryCompare(find("plot"), "visible", row.visible);
+    }
+
+    function test_trend_showsWhatIsPinned() {
+        openPlant();
+        select("Level");
+        keyClick(Qt.Key_T, Qt.ControlModifier);
+        tryCompare(find("trendPane"), "visible", true);
+        verify(find("trendEmpty").visible && !find("trendPlot").visible);
+        verify(!find("trendExport").enabled);
+        keyClick(Qt.Key_D, Qt.ControlModifier); // pins what is selected, also now
+        tryCompare(find("trendPlot"), "visible", true);
+        const histories = find("trendPlot").histories;
+        compare(histories.count, 1);
+        tryVerify(() => histories.at(0).name === "Level" && histories.at(0).sampleCount > 0);
+
+        // A label that two have is told with the keyword.
+        root.stage.declareDouble("/other#1/value", "Level", 2.5);
+        root.stage.preferences.pinned = ["/plant/level", "/other#1/value"];
+        tryVerify(() => histories.count === 2 && histories.at(1).name === "Level /other#1/value");
+        tryCompare(histories.at(0), "name", "Level /plant/level");
+        tryVerify(() => histories.at(1).sampleCount > 0);
+        const plot = find("trendPlot");
+        plot.forceActiveFocus();
+        keyClick(Qt.Key_Plus);
+        verify(plot.span < 60);
+        click(find("trendClose"));
+        tryCompare(find("detailPane"), "visible", true);
+        verify(!find("trendPane").visible);
+
+        // The samples of what is pinned are taken also while they are not shown.
+        const samples = histories.at(0).sampleCount;
+        root.stage.setValue("/plant/level", 43);
+        tryVerify(() => histories.at(0).sampleCount > samples);
+    }
+
+    function test_export_asksForAFile() {
+        openPlant();
+        select("Level");
+        tryCompare(find("plot"), "visible", true);
+        tryVerify(() => findChild(view, "history").sampleCount > 0);
+        keyClick(Qt.Key_E, Qt.ControlModifier);
+        const part = name => findChild(find("exportPopup").contentItem, name);
+        const field = () => part("exportFile");
+        tryVerify(() => field().activeFocus);
+        verify(/level-\d{8}-\d{6}\.csv$/.test(field().text), field().text);
+        const problem = () => part("exportProblem");
+        const file = root.stage.newFile("level.csv");
+        field().text = file + "/no/such";
+        keyClick(Qt.Key_Return);
+        tryVerify(() => problem().visible && problem().text.includes(file + "/no/such"));
+        field().text = file;
+        verify(!problem().visible);
+        keyClick(Qt.Key_Return);
+        tryVerify(() => !find("exportPopup").visible);
+        const written = root.stage.read(file);
+        verify(/^"Time","\/plant\/level"\r\n(\d{4}-[^,]*,41.5\r\n)+$/.test(written), written);
+
+        // A file that is there is replaced only when that is wanted.
+        root.stage.setValue("/plant/level", 43);
+        tryCompare(find("valueText"), "text", "43");
+        click(find("exportButton"));
+        tryVerify(() => field().activeFocus);
+        field().text = file;
+        keyClick(Qt.Key_Return);
+        tryVerify(() => problem().visible && problem().text.includes("already"));
+        compare(root.stage.read(file), written);
+        keyClick(Qt.Key_Return);
+        tryVerify(() => !find("exportPopup").visible);
+        verify(root.stage.read(file).endsWith(",43\r\n"));
     }
 
     function test_write_number() {
@@ -806,6 +873,58 @@ TestCase {
         tryCompare(root.stage.session, "connected", true, 10000);
     }
 
+    function test_server_reasonAndNextAttemptAreTold() {
+        root.stage.listen();
+        root.stage.goAway();
+        connectTo(root.stage.lastUrl());
+        tryVerify(() => find("lostText").text.startsWith("Not connected: no value is known.  Reason: "
+                                                         + "Connection refused.  Next attempt in "));
+        verify(/ in [1-9][0-9]? s\.$/.test(find("lostText").text), find("lostText").text);
+        verify(/^next attempt in [1-9][0-9]? s$/.test(find("retryText").text), find("retryText").text);
+        compare(find("addressText").text, root.stage.lastUrl());
+        root.stage.listen();
+        tryCompare(find("tryNowButton"), "visible", true);
+        click(find("tryNowButton"));
+        tryCompare(root.stage.session, "connected", true);
+        verify(!find("lostBanner").visible);
+    }
+
+    // By an authority, with a token; neither the token nor what it is typed into shows it.
+    function test_server_withAuthorityAndToken() {
+        const access = root.stage.listenWithTls();
+        connectTo(access.url);
+        tryVerify(() => find("lostText").text.includes("Reason: "));
+        verify(!find("caField").visible);
+        click(find("securityButton"));
+        verify(find("caField").visible && find("tokenField").visible);
+        find("caField").text = "/none";
+        click(find("connectButton"));
+        tryVerify(() => find("lostText").text.includes("Reason: /none: No such file or directory."));
+
+        find("caField").text = access.authority;
+        find("tokenField").text = access.token;
+        verify(!find("tokenField").displayText.includes(access.token));
+        click(find("connectButton"));
+        tryCompare(root.stage.session, "connected", true, 10000);
+        compare(texts(view).filter(text => text.includes(access.token)).join(" "), "");
+        compare(find("tokenField").placeholderText, "token is set");
+        tryRows(["Bottling works", "other"]);
+
+        // Without it there is no way in.
+        click(find("forgetButton"));
+        tryVerify(() => find("lostText").text.includes("HTTP status 401"));
+        find("tokenField").text = access.token;
+        connectTo("ws://127.0.0.1:1");
+        tryVerify(() => find("lostText").text.includes("credentials are not sent over ws://"));
+        verify(find("lostText").text.endsWith("No connection can be made with these settings."));
+        verify(!find("retryText").visible);
+        click(find("forgetButton"));
+        click(find("securityButton"));
+        find("caField").text = "";
+        connectTo("");
+        tryCompare(root.stage.session, "connected", true);
+    }
+
     function test_server_secretsAreNotShown() {
         const url = root.stage.listen();
         connectTo(url + "/?token=hush");
@@ -865,7 +984,9 @@ TestCase {
         openPlant();
         select("Level");
         tryCompare(find("valueField"), "visible", true);
-        const wanted = ["addressField", "connectButton", "upButton", "searchField", "typeChoice",
+        click(find("securityButton"));
+        const wanted = ["addressField", "connectButton", "securityButton", "caField",
+                        "certificateField", "keyField", "tokenField", "upButton", "searchField", "typeChoice",
                         "accessChoice", "childView", "pinButton", "valueField", "setButton",
                         "minusButton", "stepField", "plusButton", "pinnedList", "modeChoice"];
         const reached = {};
@@ -875,6 +996,7 @@ TestCase {
                 reached[name] = true;
         }
         compare(wanted.filter(name => !reached[name]).join(" "), "");
+        click(find("securityButton"));
     }
 
     function test_layout_fitsTheSmallestWindow_data() {

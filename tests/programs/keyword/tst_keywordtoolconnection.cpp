@@ -1,8 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+#include "server/clientidentification.h"
 #include "tests/programs/keyword/toolbench.h"
 
+#include <QtCore/QFile>
+#include <QtCore/QLoggingCategory>
+#include <QtNetwork/QSslCertificate>
+#include <QtNetwork/QSslKey>
 #include <QtNetwork/QTcpServer>
 #include <QtNetwork/QTcpSocket>
 #include <QtTest/QTest>
@@ -41,7 +46,12 @@ private Q_SLOTS:
     void silence_timesOut_data();
     void silence_timesOut();
     void urls_theNextOneIsTried();
+    void urls_aSilentOneIsGivenUp();
     void urls_comeFromTheEnvironment();
+    void tls_filesAndTokenOpenTheServer_data();
+    void tls_filesAndTokenOpenTheServer();
+    void tls_badFilesEndIt_data();
+    void tls_badFilesEndIt();
     void lostConnection_comesBackAndIsSaid();
     void lostConnection_isToldInRows_data();
     void lostConnection_isToldInRows();
@@ -142,6 +152,107 @@ void tst_KeywordToolConnection::urls_theNextOneIsTried()
                deadAddress()});
     QVERIFY(none.finish());
     QCOMPARE(none.exitCode(), 3);
+}
+
+void tst_KeywordToolConnection::urls_aSilentOneIsGivenUp()
+{
+    QTcpServer silent; // takes the connection and says nothing
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    const Bench bench;
+    Tool tool({q("get"), q("--raw"), q("/plant/shift"), q("--timeout"), q("30"), q("--url"),
+               q("ws://127.0.0.1:%1").arg(silent.serverPort()), q("--url"), bench.url()});
+
+    QVERIFY(tool.finish());
+
+    QCOMPARE(tool.errors(), QString());
+    QCOMPARE(tool.output(), q("2\n"));
+}
+
+void tst_KeywordToolConnection::tls_filesAndTokenOpenTheServer_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("problem"); // empty: it opens
+    QTest::newRow("nothing") << QStringList() << q("self-signed");
+    QTest::newRow("authority alone") << words("--ca CRT") << q("HTTP status 401 (Unauthorized)");
+    QTest::newRow("token") << words("--ca CRT --token-file TOKEN") << QString();
+    QTest::newRow("wrong token") << words("--ca CRT --token-file WRONG")
+                                 << q("HTTP status 401 (Unauthorized)");
+    QTest::newRow("certificate") << words("--ca CRT --cert CRT --key KEY") << QString();
+}
+
+void tst_KeywordToolConnection::tls_filesAndTokenOpenTheServer()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QString, problem);
+    Bench bench;
+    QFile key(q(TLS_FILES "/server.key"));
+    QVERIFY(key.open(QIODevice::ReadOnly));
+    const QSslCertificate certificate =
+        QSslCertificate::fromPath(q(TLS_FILES "/server.crt")).value(0);
+    QSslKey privateKey(&key, QSsl::Ec);
+    if (privateKey.isNull()) {
+        key.seek(0);
+        privateKey = QSslKey(&key, QSsl::Rsa);
+    }
+    bench.socketServer.close();
+    QVERIFY(bench.socketServer.setTls(certificate, privateKey));
+    pellix::server::ClientIdentification identification;
+    const QByteArray token = identification.tokens.create(q("shell"), q("*"));
+    identification.authorities = {certificate};
+    identification.certificates = {{q("CN=pellixclient-keyword test server"), q("shell"), q("*")}};
+    QVERIFY2(bench.socketServer.setIdentification(identification),
+             qPrintable(bench.socketServer.errorString()));
+    QVERIFY(bench.socketServer.listen());
+    const auto write = [&](const char *name, const QByteArray &content) {
+        QFile file(bench.file(name));
+        return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
+    };
+    QVERIFY(write("token", token + "\n") && write("wrong", "wrong-token"));
+    options.replaceInStrings(q("CRT"), q(TLS_FILES "/server.crt"));
+    options.replaceInStrings(q("KEY"), q(TLS_FILES "/server.key"));
+    options.replaceInStrings(q("TOKEN"), bench.file("token"));
+    options.replaceInStrings(q("WRONG"), bench.file("wrong"));
+    QLoggingCategory::setFilterRules(q("pellixclient.server.websocketserver=false"));
+
+    Tool tool(words("get --raw --verbose --no-reconnect /plant/shift") + options, bench.url());
+
+    QVERIFY(tool.finish());
+    QCOMPARE(tool.output(), problem.isEmpty() ? q("2\n") : QString());
+    QCOMPARE(tool.exitCode(), problem.isEmpty() ? 0 : 3);
+    QVERIFY2(tool.errors().contains(problem), qPrintable(tool.errors()));
+    QVERIFY(!tool.errors().contains(QString::fromLatin1(token)));
+    QVERIFY(!tool.errors().contains(q("wrong-token")));
+}
+
+void tst_KeywordToolConnection::tls_badFilesEndIt_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("no such authority")
+        << words("--ca /none/ca.crt") << q("/none/ca.crt: No such file or directory");
+    QTest::newRow("no authority") << words("--ca KEY") << q("KEY: holds no PEM certificate");
+    QTest::newRow("no key") << words("--cert CRT --key CRT")
+                            << q("CRT: holds no PEM private key (RSA or EC)");
+    QTest::newRow("no such token")
+        << words("--token-file /none/token") << q("/none/token: No such file or directory");
+    QTest::newRow("empty token") << words("--token-file /dev/null")
+                                 << q("/dev/null: holds no token");
+}
+
+void tst_KeywordToolConnection::tls_badFilesEndIt()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QString, error);
+    options.replaceInStrings(q("CRT"), q(TLS_FILES "/server.crt"));
+    options.replaceInStrings(q("KEY"), q(TLS_FILES "/server.key"));
+    error.replace(q("CRT"), q(TLS_FILES "/server.crt"));
+    error.replace(q("KEY"), q(TLS_FILES "/server.key"));
+    for (const char *command : {"get /a", "watch /a", "record - /a"}) {
+        Tool tool(words(command) + options, q("wss://127.0.0.1:1"));
+        QVERIFY(tool.finish());
+        QCOMPARE(tool.errors(), q("keyword: %1\n").arg(error));
+        QCOMPARE(tool.exitCode(), 6);
+    }
 }
 
 void tst_KeywordToolConnection::urls_comeFromTheEnvironment()

@@ -135,6 +135,18 @@ void tst_KeywordToolUsage::badUsage_isRefused_data()
     QTest::newRow("other address") << words("get /a --url http://localhost")
                                    << q("cannot use the address http://localhost: not a "
                                         "WebSocket address such as ws://host:port");
+    QTest::newRow("authority without TLS")
+        << words("get /a --ca ca.crt --url wss://h --url ws://i?token=x")
+        << q("--ca goes with wss:// addresses, and ws://i?token=*** is none");
+    QTest::newRow("token without TLS") << words("get /a --token-file t --url ws://h")
+                                       << q("--token-file goes with wss:// addresses, and "
+                                            "ws://h is none");
+    QTest::newRow("certificate without key")
+        << words("get /a --cert c --url wss://h") << q("--cert and --key go together");
+    QTest::newRow("key without certificate")
+        << words("get /a --key c --url wss://h") << q("--cert and --key go together");
+    QTest::newRow("no file") << words("get /a --ca= --url wss://h")
+                             << q("--ca: a file is expected");
     QTest::newRow("format") << words("get /a --format xml")
                             << q("--format: text, json, csv are known, not 'xml'");
     QTest::newRow("time") << words("get /a --time now")

@@ -1,0 +1,151 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "extras/connection/pemfiles_p.h"
+
+#include "extras/connection/keywordconnection.h"
+
+#include <QtCore/QFile>
+
+namespace pellix::extras {
+
+namespace {
+
+std::optional<QByteArray> contentOf(const QString &fileName, QString *error)
+{
+    QFile file(fileName);
+    if (file.open(QIODevice::ReadOnly))
+        return file.readAll();
+    *error = fileName + QLatin1String(": ") + file.errorString();
+    return std::nullopt;
+}
+
+// One value of the binary format (DER) of keys: what it holds, and what follows it.
+struct DerValue
+{
+    explicit DerValue(QByteArrayView bytes)
+    {
+        if (bytes.size() < 2)
+            return;
+        tag = quint8(bytes.at(0));
+        qsizetype length = quint8(bytes.at(1));
+        qsizetype begin = 2;
+        if (length >= 0x80) {
+            const qsizetype digits = length - 0x80;
+            if (digits == 0 || digits > 3 || bytes.size() < begin + digits)
+                return;
+            for (length = 0; begin < 2 + digits; ++begin)
+                length = length * 256 + quint8(bytes.at(begin));
+        }
+        if (bytes.size() - begin < length)
+            return;
+        content = bytes.sliced(begin, length);
+        rest = bytes.sliced(begin + length);
+    }
+
+    int tag = -1;
+    QByteArrayView content;
+    QByteArrayView rest;
+};
+
+// What of a private key its public key shows, too: the modulus of RSA, the point of a curve.
+QByteArrayView publicPart(QSsl::KeyAlgorithm algorithm, const QByteArray &privateKey)
+{
+    constexpr int point = 0xa1; // as DER numbers it
+    const DerValue version(DerValue(privateKey).content);
+    if (algorithm == QSsl::Rsa)
+        return DerValue(version.rest).content;
+    DerValue value(version.rest);
+    while (value.tag != point && !value.rest.isEmpty())
+        value = DerValue(value.rest);
+    return value.tag == point ? DerValue(value.content).content : QByteArrayView();
+}
+
+} // namespace
+
+QList<QSslCertificate> readCertificates(const QString &fileName, QString *error)
+{
+    const std::optional<QByteArray> pem = contentOf(fileName, error);
+    if (!pem)
+        return {};
+    const QList<QSslCertificate> certificates = QSslCertificate::fromData(*pem);
+    if (certificates.isEmpty())
+        *error = PKeywordConnection::tr("%1: holds no PEM certificate").arg(fileName);
+    return certificates;
+}
+
+QSslCertificate readCertificate(const QString &fileName, QString *error)
+{
+    return readCertificates(fileName, error).value(0);
+}
+
+QSslKey readPrivateKey(const QString &fileName, QString *error)
+{
+    const std::optional<QByteArray> pem = contentOf(fileName, error);
+    if (!pem)
+        return QSslKey();
+    if (pem->contains("BEGIN ENCRYPTED PRIVATE KEY") || pem->contains("Proc-Type: 4,ENCRYPTED")) {
+        *error =
+            PKeywordConnection::tr("the private key in %1 is encrypted; give a decrypted copy: "
+                                   "openssl pkey -in %1 -out plain.key")
+                .arg(fileName);
+        return QSslKey();
+    }
+    for (const QSsl::KeyAlgorithm algorithm : {QSsl::Rsa, QSsl::Ec}) {
+        QSslKey key(*pem, algorithm);
+        if (!key.isNull())
+            return key;
+    }
+    *error = PKeywordConnection::tr("%1: holds no PEM private key (RSA or EC)").arg(fileName);
+    return QSslKey();
+}
+
+// Qt offers no way to learn it but an encryption that fails.
+bool belongTogether(const QSslCertificate &certificate, const QSslKey &key)
+{
+    const QSslKey publicKey = certificate.publicKey();
+    if (publicKey.algorithm() != key.algorithm())
+        return false;
+    const QByteArray privateKey = key.toDer();
+    const QByteArrayView part = publicPart(key.algorithm(), privateKey);
+    return part.isEmpty() || publicKey.toDer().contains(part);
+}
+
+std::optional<QSslConfiguration> tlsConfiguration(const TlsFiles &files, QString *error)
+{
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    if (!files.authorities.isEmpty()) {
+        const QList<QSslCertificate> authorities = readCertificates(files.authorities, error);
+        if (authorities.isEmpty())
+            return std::nullopt;
+        configuration.setCaCertificates(authorities);
+    }
+    if (files.certificate.isEmpty() != files.key.isEmpty()) {
+        *error = files.key.isEmpty()
+            ? PKeywordConnection::tr("the certificate %1 is of no use without its private key")
+                  .arg(files.certificate)
+            : PKeywordConnection::tr("the private key %1 is of no use without its certificate")
+                  .arg(files.key);
+        return std::nullopt;
+    }
+    if (files.certificate.isEmpty())
+        return configuration;
+
+    const QList<QSslCertificate> chain = readCertificates(files.certificate, error);
+    if (chain.isEmpty())
+        return std::nullopt;
+    const QSslKey key = readPrivateKey(files.key, error);
+    if (key.isNull())
+        return std::nullopt;
+    if (!belongTogether(chain.constFirst(), key)) {
+        *error =
+            PKeywordConnection::tr("the private key in %1 does not belong to the certificate in %2")
+                .arg(files.key, files.certificate);
+        return std::nullopt;
+    }
+    configuration.setLocalCertificateChain(chain);
+    configuration.setPrivateKey(key);
+    return configuration;
+}
+
+} // namespace pellix::extras
