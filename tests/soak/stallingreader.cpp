@@ -57,12 +57,11 @@ void StallingReader::start()
     socket->connectToHost(QHostAddress(QHostAddress::LocalHost), port);
 }
 
-// For good.
+// For good. The server may have dropped it already, and tell of that later: it has stalled as long.
 void StallingReader::leave()
 {
     hasLeft = true;
     reading.stop();
-    sinceStalled.invalidate();
     socket->disconnect(this);
     socket->abort();
 }
