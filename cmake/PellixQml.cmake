@@ -85,3 +85,14 @@ function(pellix_add_qml_library target uri)
         )
     endif()
 endfunction()
+
+# pellix_qml_base(<target> <type> <class>): the type of a library's QML module is based on a class of another
+# library, whose types are registered by a function. Called in the folder of pellix_add_qml_library(), after it.
+function(pellix_qml_base target type class)
+    get_target_property(file ${target} QT_QML_MODULE_PLUGIN_TYPES_FILE)
+    set(script "${PROJECT_SOURCE_DIR}/cmake/PellixQmlBase.cmake")
+    add_custom_command(OUTPUT "${file}" APPEND
+        COMMAND ${CMAKE_COMMAND} -D "FILE=${file}" -D "TYPE=${type}" -D "BASE=${class}" -P "${script}"
+        DEPENDS "${script}"
+    )
+endfunction()

@@ -349,7 +349,7 @@ void tst_KeywordConnection::addresses_areTriedInTurn()
     SocketServer good, notTried;
     const QString dead = deadAddress();
     PKeywordConnection connection;
-    connection.setHandshakeTimeout(200);
+    connection.setHandshakeTimeout(1500);
     QStringList reasons;
     connect(&connection, &PKeywordConnection::reasonChanged, this, [&] {
         if (!connection.reason().isEmpty())
@@ -364,7 +364,7 @@ void tst_KeywordConnection::addresses_areTriedInTurn()
     QTRY_VERIFY(connection.connected());
     QCOMPARE(reasons,
              QStringList({dead + q(" Connection refused"),
-                          addressOf(silent) + q(" no answer to the opening handshake within 0.2 s"),
+                          addressOf(silent) + q(" no answer to the opening handshake within 1.5 s"),
                           addressOf(refusing) + q(" HTTP status 503 (Full)")}));
     QCOMPARE(states, QList<State>({State::Connecting, State::Connected})); // without a pause
     QCOMPARE(connection.address(), good.url());
@@ -641,7 +641,7 @@ void tst_KeywordConnection::handshake_timesOut()
     connection.setUrls({addressOf(silent, scheme)});
     QTRY_COMPARE(connection.reason(), reason);
     QTRY_VERIFY(silent.visits >= 3); // it goes on
-    QCOMPARE(connection.reason(), reason);
+    QTRY_COMPARE(connection.reason(), reason);
 }
 
 // The queue of what a server has not accepted yet is full, and the system answers no more.
@@ -905,7 +905,7 @@ void tst_KeywordConnection::credentials_thatCannotBeSent_data()
         QTest::addRow("token %d", ++row) << q(token) << QVariantMap() << badToken;
     for (const char *name : {"Host", "upgrade", "Sec-WebSocket-Key", "a b", "", "a:", "a\r\nb"}) {
         QTest::addRow("header %d", ++row) << QString() << QVariantMap {{q(name), q("hush")}}
-                                         << q("the header \"%1\" cannot be sent").arg(q(name));
+                                          << q("the header \"%1\" cannot be sent").arg(q(name));
     }
     QTest::newRow("value") << QString() << QVariantMap {{q("X-A"), q("hush\r\nHost: x")}}
                            << q("the value of the header \"X-A\" cannot be sent: it holds a "

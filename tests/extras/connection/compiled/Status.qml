@@ -2,13 +2,13 @@
 // SPDX-License-Identifier: MIT
 
 import QtQml
-import PellixClient.Keyword.Extras.Core
+import PellixClient.Keyword.Extras
 
 // The properties of a connection, read in the ways that screens read them.
 QtObject {
     id: root
 
-    required property list<string> addresses
+    required property var addresses
 
     readonly property PKeywordConnection connection: PKeywordConnection {
         urls: root.addresses
