@@ -164,7 +164,7 @@ public:
         keyword.label = isHidden(i) ? q("hidden") : keyword.path.mid(1);
         keyword.value = next(i);
         FUZZ_CHECK(server->declare(keyword));
-        if (i == handled) {
+        if (server && i == handled) { // a client may have been told, and have deleted it
             server->setWriteHandler(
                 keyword.path, [this](const WriteRequest &request) { requests.push_back(request); });
         }
