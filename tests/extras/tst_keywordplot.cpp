@@ -298,6 +298,9 @@ void tst_KeywordPlot::line_data()
         << QList<double> {10, 0, 20, nothing} << false << "10,100 20,100";
     QTest::newRow("leads beyond the picture")
         << QList<double> {90, 0, 150, 100, 160, 0} << false << "90,100 150,0";
+    QTest::newRow("a gap in a crowd")
+        << QList<double> {10, 0, 50.1, 40, 50.2, nothing, 50.3, 10, 60, 0} << false
+        << "10,100 50,90 50,60 | 50.3,90 60,100 100,100";
     QTest::newRow("a crowd in one column")
         << QList<double> {10, 0, 50.1, 40, 50.2, 90, 50.3, 10, 50.4, 30, 60, 0} << false
         << "10,100 50,90 50,10 60,100 100,100";

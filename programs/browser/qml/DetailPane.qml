@@ -202,6 +202,14 @@ Pane {
                 text: Format.typeText(history.known ? history.valueType : live.valueType)
                 color: Theme.textSecondary
             }
+            PushButton {
+                objectName: "exportButton"
+                visible: plot.plottable
+                implicitHeight: Theme.dp(24)
+                text: qsTr("CSV")
+                tip: qsTr("Save the values as CSV (Ctrl+E)")
+                onClicked: root.exportCsv()
+            }
         }
 
         GridLayout {
@@ -292,14 +300,6 @@ Pane {
                 implicitHeight: Theme.dp(24)
                 Layout.preferredWidth: Theme.dp(68)
                 onActivated: plot.showNow()
-            }
-            PushButton {
-                objectName: "exportButton"
-                visible: plot.plottable
-                implicitHeight: Theme.dp(24)
-                text: qsTr("CSV")
-                tip: qsTr("Save the values as CSV (Ctrl+E)")
-                onClicked: root.exportCsv()
             }
         }
 
