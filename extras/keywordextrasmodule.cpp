@@ -10,6 +10,13 @@ extern void qml_register_types_PellixClient_Keyword_Extras();
 namespace pellix::extras {
 
 /*!
+    \namespace pellix::extras
+    \inmodule PellixClientKeyword
+    \inheaderfile extras/keywordextrasmodule.h
+    \brief Companions of the client's classes, for those who write screens.
+*/
+
+/*!
     \class pellix::extras::KeywordExtrasModule
     \inmodule PellixClientKeyword
     \inheaderfile extras/keywordextrasmodule.h

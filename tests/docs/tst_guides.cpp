@@ -4,6 +4,7 @@
 #include "client/websocketkeywordclient.h"
 #include "docs/snippets/lifetimes.h"
 #include "docs/snippets/logging.h"
+#include "extras/keywordextrasmodule.h"
 #include "models/keywordquerymodel.h"
 #include "module/pellixclientkeywordmodule.h"
 #include "server/keywordsession.h"
@@ -21,6 +22,7 @@
 #include <QtQml/QQmlComponent>
 #include <QtQml/QQmlContext>
 #include <QtQuick/QQuickItem>
+#include <QtQuick/QQuickWindow>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
@@ -91,7 +93,11 @@ class tst_Guides : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { PellixClientKeywordModule::registerTypes("PellixClient.Keyword"); }
+    void initTestCase()
+    {
+        PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
+        pellix::extras::KeywordExtrasModule::registerTypes();
+    }
     void init();
     void cleanup();
 
@@ -118,6 +124,7 @@ private Q_SLOTS:
     void expressions_aQtObjectPropertyTakesAny();
     void browse_listsFiltersAndOpens();
     void browse_asksAgainWhenTheLinkIsBack();
+    void browseTree_expands();
     void privateCa_isMadeAsOnThePlainPage();
     void readme_showsAKeywordAndWritesIt();
     void readme_registersAsTheFirstScreenDoes();
@@ -520,6 +527,8 @@ void tst_Guides::browse_listsFiltersAndOpens()
     QVERIFY(load("Browse.qml",
                  {{q("client"), QVariant::fromValue(&webClient)}, {q("path"), q("/plant/tank1")}}));
     QTRY_COMPARE(part("list")->property("count").toInt(), 5);
+    QVERIFY(part("entries")->setProperty("currentKeyword", q("/plant/tank1/setpoint")));
+    QTRY_VERIFY(part("list")->property("currentIndex").toInt() > 0);
     QVERIFY(part("words")->setProperty("text", q("set LEVEL")));
     QTRY_COMPARE(part("list")->property("count").toInt(), 1);
     QCOMPARE(part("levels")->property("normalizedKeyword").toString(), q("/plant/tank1"));
@@ -553,6 +562,18 @@ void tst_Guides::browse_asksAgainWhenTheLinkIsBack()
     QTRY_COMPARE(part("list")->property("count").toInt(), 5);
     QVERIFY(!part("entries")->property("loading").toBool());
     item.reset();
+}
+
+void tst_Guides::browseTree_expands()
+{
+    QVERIFY(load("BrowseTree.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QQuickWindow window; // a view without one has no rows
+    item->setParentItem(window.contentItem());
+    window.show();
+    const auto leave = qScopeGuard([this] { item.reset(); });
+    QTRY_COMPARE(item->property("rows").toInt(), 1);
+    QVERIFY(QMetaObject::invokeMethod(item.get(), "expand", Q_ARG(int, 0)));
+    QTRY_VERIFY(item->property("rows").toInt() > 1);
 }
 
 void tst_Guides::privateCa_isMadeAsOnThePlainPage()
