@@ -693,6 +693,49 @@ TestCase {
         compare(root.stage.storedPins().join(" "), "/plant/level /plant/limit");
     }
 
+    function test_pin_isEdited_data() {
+        return [
+            { tag: "a number", keyword: "/plant/level", text: "12.5", shown: "12.5", value: 12.5, outcome: "taken" },
+            { tag: "no number", keyword: "/plant/level", text: "x", shown: "41.5", value: 41.5,
+              outcome: "a number is expected" },
+            { tag: "too much", keyword: "/plant/limit", text: "700", shown: "100", value: 100,
+              outcome: "another value came back" },
+            { tag: "a text", keyword: "/plant/name", text: "South", shown: "South", value: "South", outcome: "taken" },
+            { tag: "not writable", keyword: "/plant/serial", text: "B", shown: "A-7", value: "A-7", outcome: "refused" },
+        ];
+    }
+
+    function test_pin_isEdited(row) {
+        root.stage.preferences.pinned = [row.keyword];
+        const pinned = find("pinnedList");
+        tryVerify(() => pinned.itemAtIndex(0) && pinned.itemAtIndex(0).stateText === "good");
+        pinned.forceActiveFocus();
+        keyClick(Qt.Key_F2);
+        let field = findChild(pinned, "pinnedField");
+        verify(field && field.activeFocus);
+        compare(field.selectedText, field.text);
+        keyClick(Qt.Key_Escape);
+        verify(pinned.activeFocus);
+        compare(findChild(pinned, "pinnedField"), null);
+
+        keyClick(Qt.Key_F2);
+        field = findChild(pinned, "pinnedField");
+        field.text = row.text;
+        keyClick(Qt.Key_Return);
+        verify(pinned.activeFocus);
+        tryVerify(() => pinned.itemAtIndex(0).outcomeText === row.outcome, 5000,
+                  pinned.itemAtIndex(0).outcomeText);
+        tryVerify(() => pinned.itemAtIndex(0).shownValue === row.shown, 5000, pinned.itemAtIndex(0).shownValue);
+        compare(root.stage.value(row.keyword), row.value);
+        verify(pinned.itemAtIndex(0).Accessible.name.includes(row.outcome));
+        // In a narrow window it takes the place of the state.
+        compare(findChild(pinned, "pinnedOutcome").visible, true);
+        view.width = 800;
+        tryCompare(findChild(pinned, "pinnedOutcome"), "visible", false);
+        const failed = row.outcome !== "taken";
+        tryVerify(() => findChild(pinned, "pinnedState").text === (failed ? row.outcome : "good"));
+    }
+
     function test_aggregate_data() {
         return [
             { tag: "minimum", mode: 0, value: "7" },
