@@ -304,7 +304,8 @@ void tst_KeywordAlarms::rows_ofOneTurnAreToldTogether()
 void tst_KeywordAlarms::link_holdsTheState()
 {
     Bench bench;
-    bench.add("/a", "a")->setAbove(10);
+    PKeywordAlarm *const first = bench.add("/a", "a");
+    first->setAbove(10);
     bench.add("/b", "b")->setFlags(PKeywordAlarm::NotOnline);
     bench.add("/c", "c")->setFlags(PKeywordAlarm::NotConnected);
     bench.value("/a", 11);
@@ -315,6 +316,9 @@ void tst_KeywordAlarms::link_holdsTheState()
     QCOMPARE(bench.rows(), q("b+!? a+!?"));
     bench.client.link(true);
     QCOMPARE(bench.rows(), q("b+!? a+!?"));
+    first->setAbove(100); // what was known before the link was lost decides nothing
+    QCOMPARE(bench.rows(), q("b+!? a+!?"));
+    first->setAbove(10);
     bench.value("/a", 12);
     QCOMPARE(bench.rows(), q("b+!? a+!"));
     bench.value("/b", 1);
