@@ -33,6 +33,7 @@ ItemDelegate {
     required property bool current
     required property PinnedColumns columns
 
+    property bool editing: false
     readonly property bool known: stale ? valueText !== "" : connected
     readonly property string shownValue: known ? Format.shortText(value) : Format.none
     readonly property bool failed: outcome !== PKeywordWrite.Idle && outcome !== PKeywordWrite.Waiting
@@ -47,14 +48,24 @@ ItemDelegate {
     signal edited() // and the field is gone
 
     function edit() {
-        if (writableType)
-            field.active = true;
+        if (!writableType)
+            return;
+        field.text = valueText;
+        editing = true;
+        field.forceActiveFocus();
+        field.selectAll();
+    }
+
+    function endEditing() {
+        editing = false;
+        edited();
     }
 
     implicitHeight: Theme.dp(28)
     padding: 0
     focusPolicy: Qt.NoFocus // the table has the focus
-    Accessible.name: [displayName, shownValue, stateText, outcomeText].filter(text => text !== "").join(", ")
+    Accessible.name: displayName + ", " + shownValue + ", " + stateText
+                     + (outcomeText !== "" ? ", " + outcomeText : "")
     Accessible.description: writableType ? qsTr("F2 edits the value") : ""
 
     onClicked: selectRequested()
@@ -101,39 +112,28 @@ ItemDelegate {
             x: root.columns.valueX
             width: root.columns.valueWidth
             height: parent.height
-            visible: !field.active
+            visible: !root.editing
             horizontalAlignment: Text.AlignRight
             text: root.shownValue
             color: root.stale || !root.known ? Theme.textFaint : root.error ? Theme.error : Theme.text
             font.strikeout: root.stale && root.known
         }
-        Loader {
+        Field {
             id: field
 
-            function close() {
-                active = false;
-                root.edited();
-            }
-
+            objectName: "pinnedField"
             x: root.columns.valueX
             width: root.columns.valueWidth
-            height: parent.height - 1
-            active: false
-            onLoaded: item.forceActiveFocus()
-            sourceComponent: Field {
-                objectName: "pinnedField"
-                implicitHeight: field.height
-                text: root.valueText
-                horizontalAlignment: TextInput.AlignRight
-                Accessible.name: qsTr("New value of %1").arg(root.displayName)
-                Component.onCompleted: selectAll()
-                onAccepted: {
-                    root.writeRequested(text);
-                    field.close();
-                }
-                onActiveFocusChanged: if (!activeFocus) field.active = false
-                Keys.onEscapePressed: field.close()
+            implicitHeight: parent.height - 1
+            visible: root.editing
+            horizontalAlignment: TextInput.AlignRight
+            Accessible.name: qsTr("New value of %1").arg(root.displayName)
+            onAccepted: {
+                root.writeRequested(text);
+                root.endEditing();
             }
+            onActiveFocusChanged: if (!activeFocus) root.editing = false
+            Keys.onEscapePressed: root.endEditing()
         }
         Rectangle {
             x: root.columns.stateX
