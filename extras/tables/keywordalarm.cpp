@@ -63,6 +63,12 @@ public:
 */
 
 /*!
+    \typedef pellix::extras::PKeywordAlarm::Flags
+
+    Any number of PKeywordAlarm::Flag.
+*/
+
+/*!
     \property pellix::extras::PKeywordAlarm::keyword
     \brief the keyword whose state or value is the condition; empty by default, which is none.
 */

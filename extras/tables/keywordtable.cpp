@@ -609,10 +609,11 @@ QVariant PKeywordTable::Private::exported(const TableRow &row, int column) const
    its state and the outcome of the last write.
 
     The rows are those of \l keywords, a list of keywords and of patterns. In a pattern, a level of
-    one star stands for exactly one level, as in \c {/plant/}\unicode 42\c{/level}, and a level of
-   two stars for any number of levels, none included. The server is asked what fits when there is a
-   link, and again when it is back; refresh() asks at any other time. Keywords with a value are
-   found, in natural order; rows that are there before and after stay the same rows.
+    one star stands for exactly one level, and a level of two stars for any number of levels, none
+    included: the levels of tanks are those of the pattern with the levels \c plant, \c * and \c
+   level. The server is asked what fits when there is a link, and again when it is back; refresh()
+   asks at any other time. Keywords with a value are found, in natural order; rows that are there
+   before and after stay the same rows.
 
     Each event costs the same, however many rows there are: what changes within 16 ms is told by one
     dataChanged() for each run of neighbouring rows. While there is no link the values stay, as
@@ -643,7 +644,7 @@ QVariant PKeywordTable::Private::exported(const TableRow &row, int column) const
     \endtable
 
     The client is not owned; one that is destroyed reads as not set.
-    \sa PKeywordWrite
+    \sa {Tables and alarms}
 */
 
 /*!
