@@ -6,6 +6,7 @@
 #include "benchmarks/eventtext.h"
 #include "server/keywordserver.h"
 #include "server/websocketkeywordserver.h"
+#include "server/writerequest.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QElapsedTimer>
@@ -14,9 +15,12 @@
 #include <QtCore/QTextStream>
 #include <QtCore/QTimer>
 #include <QtNetwork/QHostAddress>
+#include <QtNetwork/QTcpServer>
+#include <QtNetwork/QTcpSocket>
 #include <QtWebSockets/QWebSocket>
 #include <QtWebSockets/QWebSocketServer>
 
+#include <ctime>
 #include <unistd.h>
 
 #include <memory>
@@ -32,6 +36,7 @@ namespace {
 constexpr int startTime = 30000; // milliseconds
 constexpr int longestWait = 120000; // milliseconds
 constexpr qint64 mostWaitingBytes = 1 << 20;
+constexpr int mostClients = 2000; // more than any benchmark has
 
 void announce(quint16 port)
 {
@@ -73,20 +78,44 @@ int serveEvents(int keywords)
     return QCoreApplication::exec();
 }
 
+// WebSockets for whoever connects, as many at once as come.
+int serveBare(const std::function<void(QWebSocket *)> &serve)
+{
+    QTcpServer listener;
+    listener.setListenBacklogSize(mostClients);
+    QWebSocketServer server(QStringLiteral("bare"), QWebSocketServer::NonSecureMode);
+    QObject::connect(&listener, &QTcpServer::newConnection, &server, [&listener, &server] {
+        while (QTcpSocket *const connection = listener.nextPendingConnection())
+            server.handleConnection(connection);
+    });
+    QObject::connect(&server, &QWebSocketServer::newConnection, &server, [&server, serve] {
+        QWebSocket *const socket = server.nextPendingConnection();
+        QObject::connect(socket, &QWebSocket::disconnected, socket, &QObject::deleteLater);
+        serve(socket);
+    });
+    if (!listener.listen(QHostAddress::LocalHost, 0))
+        return 1;
+    announce(listener.serverPort());
+    return QCoreApplication::exec();
+}
+
 int serveEcho()
 {
-    QWebSocketServer server(QStringLiteral("echo"), QWebSocketServer::NonSecureMode);
-    if (!server.listen(QHostAddress::LocalHost, 0))
-        return 1;
     const QString answer = QString::fromUtf8(eventText(keywordName(0), 1));
-    QObject::connect(&server, &QWebSocketServer::newConnection, &server, [&server, answer] {
-        QWebSocket *const socket = server.nextPendingConnection();
-        socket->setParent(&server);
+    return serveBare([answer](QWebSocket *socket) {
         QObject::connect(socket, &QWebSocket::textMessageReceived, socket,
                          [socket, answer](const QString &) { socket->sendTextMessage(answer); });
     });
-    announce(server.serverPort());
-    return QCoreApplication::exec();
+}
+
+// Sends so many texts to each client, and takes none.
+int serveGreetings(int count)
+{
+    const QString text = QString::fromUtf8(eventText(keywordName(0), 1));
+    return serveBare([text, count](QWebSocket *socket) {
+        for (int i = 0; i < count; ++i)
+            socket->sendTextMessage(text);
+    });
 }
 
 int serveKeywords(int keywords)
@@ -97,6 +126,43 @@ int serveKeywords(int keywords)
             {keywordName(i), QStringLiteral("double"), QStringLiteral("RW"), QString(), 1.5 + i});
     }
     WebSocketKeywordServer transport(&server);
+    if (!transport.listen(QHostAddress::LocalHost, 0))
+        return 1;
+    announce(transport.port());
+    return QCoreApplication::exec();
+}
+
+// Everybody who connects has a role with rights of its own. Sending is bounded as it is by default;
+// only the numbers of clients and of unfinished handshakes are not, as all connect at once. Whoever
+// writes a number to /go has the server change so many keywords.
+int servePanels(int keywords)
+{
+    KeywordServer server;
+    server.setRole({QStringLiteral("panel"),
+                    {QStringLiteral("/plant/**"), QStringLiteral("/go")},
+                    {QStringLiteral("/plant/*/*/speed"), QStringLiteral("/go")}});
+    for (int i = 0; i < keywords; ++i) {
+        server.declare(
+            {keywordName(i), QStringLiteral("double"), QStringLiteral("RW"), QString(), 1.5 + i});
+    }
+    KeywordServer::Keyword start;
+    start.path = QStringLiteral("/go");
+    start.type = QStringLiteral("int");
+    start.access = QStringLiteral("RW");
+    server.declare(start);
+    double value = 1000.25;
+    server.setWriteHandler(start.path, [&](const WriteRequest &request) {
+        value = value < 9000 ? value + 1 : 1000.25; // as long each time
+        for (int i = 0; i < request.value().toInt(); ++i)
+            server.setValue(keywordName(i), value);
+        request.accept();
+    });
+    WebSocketKeywordServer transport(&server);
+    ClientIdentification identification;
+    identification.role = QStringLiteral("panel");
+    transport.setIdentification(identification);
+    transport.setMaximumClients(mostClients);
+    transport.setMaximumHandshakes(mostClients);
     if (!transport.listen(QHostAddress::LocalHost, 0))
         return 1;
     announce(transport.port());
@@ -148,12 +214,25 @@ int serveRole(const QString &role, const QStringList &arguments)
         return serveEcho();
     if (role == QLatin1String("keywords"))
         return serveKeywords(count);
+    if (role == QLatin1String("greeter"))
+        return serveGreetings(count);
+    if (role == QLatin1String("panels"))
+        return servePanels(count);
 #ifdef HAVE_REMOTEOBJECTS
     if (role == QLatin1String("remoteobjects"))
         return serveRemoteObjects(count);
 #endif
     QTextStream(stderr) << "benchmarks: no role '" << role << "'" << Qt::endl;
     return 1;
+}
+
+double processorTime(qint64 process)
+{
+    clockid_t clock {};
+    timespec time {};
+    if (clock_getcpuclockid(pid_t(process), &clock) != 0 || clock_gettime(clock, &time) != 0)
+        return 0;
+    return double(time.tv_sec) + double(time.tv_nsec) / 1e9;
 }
 
 bool waitFor(const std::function<bool()> &condition)

@@ -18,6 +18,7 @@ public:
 
     bool isRunning() const { return port != 0; }
     QString url() const;
+    qint64 processId() const { return process.processId(); }
     quint16 port = 0;
 
 private:
@@ -26,6 +27,9 @@ private:
 
 // The server sides. Each prints its port and serves until its standard input is closed.
 int serveRole(const QString &role, const QStringList &arguments);
+
+// The processor's time that a process has used so far, in seconds.
+double processorTime(qint64 process);
 
 // Runs the event loop until the condition holds. Returns false if it does not within two minutes.
 bool waitFor(const std::function<bool()> &condition);

@@ -20,6 +20,7 @@ struct Row
     double items = 1;
     double floorItems = 1;
     bool rate = false; // more is better, and the ratio is that of the rates
+    const char *needs = ""; // for the floor, if it may be missing
 };
 
 // A goal stands for a ratio of the measured figure to its floor.
@@ -72,6 +73,12 @@ constexpr Row rows[] = {
     {"create 1 000 PKeywordPath", "createPaths/1000", "createPlainPaths/1000", "<= 2", 1000, 1000},
     {"a frame with 1 000 changing texts", "frameOfBoundTexts/1000", "frameOfPlainTexts/1000",
      "<= 1.3"},
+    {"a frame of 10 panned series of 10 000 samples", "framesOfPannedPlot/10000",
+     "framesOfBareLines/10000", "<= 2"},
+    {"  of 100 000", "framesOfPannedPlot/100000", "framesOfBareLines/100000", ""},
+    {"  with 10 new samples each frame", "framesOfFollowingPlot/10000", "framesOfBareLines/10000",
+     ""},
+    {"  of 100 000 likewise", "framesOfFollowingPlot/100000", "framesOfBareLines/100000", ""},
     {"server: a change encoded and sent to 1 session", "changeToMessages/1", "encodeByDocument",
      "<= 0.11"},
     {"server: the same to 50 sessions", "changeToMessages/50", "encodeByDocument", ""},
@@ -83,6 +90,18 @@ constexpr Row rows[] = {
      "memoryOfValuesInAHash/100000", "<= 400 B"},
     {"server: bytes of a watched keyword, beside its name", "memoryOfWatchedKeywords/100000",
      "memoryOfValuesInAHash/100000", "<= 700 B"},
+    {"server: a delivery to 50 sessions, 100 changes at once", "deliverToSessions/100",
+     "deliverByMosquitto/100", "<= 0.125", 1, 1, false, "mosquitto"},
+    {"  the same, written by a client", "deliverWrites/100", "deliverByMosquitto/100", "", 1, 1,
+     false, "mosquitto"},
+    {"  10 changes at once", "deliverToSessions/10", "deliverByMosquitto/10", "", 1, 1, false,
+     "mosquitto"},
+    {"  one change at a time", "deliverToSessions/1", "deliverByMosquitto/1", "", 1, 1, false,
+     "mosquitto"},
+    {"server: 1 000 sessions join and ask for 100 each", "joinKeywordServer/1000",
+     "joinBareServer/1000", "<= 2", 1000, 1000},
+    {"  beside an echo of what they ask", "joinKeywordServer/1000", "joinEchoServer/1000", "", 1000,
+     1000},
     {"reconnect with 10 000 keywords", "subscribeStorm/10000", "bareStorm/10000", "<= 2"},
 };
 
@@ -183,7 +202,10 @@ void RatioReporter::Finalize()
             std::printf(" %9s", "-");
         else
             std::printf(" %9.2f", measured / floor);
-        std::printf("  %s\n", row.goal);
+        std::printf("  %s", row.goal);
+        if (std::isnan(floor) && *row.needs)
+            std::printf("  (the floor needs %s)", row.needs);
+        std::printf("\n");
     }
     std::fflush(stdout);
 }

@@ -8,6 +8,8 @@ set(PELLIX_PACKAGE_MAINTAINER "The pellixclient-keyword authors <pellixclient-ke
 
 set(soversion ${PROJECT_VERSION_MAJOR})
 set(package_runtime libpellixclient-keyword${soversion})
+set(package_module qml6-module-pellixclient-keyword)
+set(package_control qml6-module-pellixclient-control)
 set(package_dev libpellixclient-keyword-dev)
 set(package_tools pellixclient-keyword-tools)
 set(package_doc libpellixclient-keyword-doc)
@@ -54,7 +56,7 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_COMPONENTS_ALL runtime dev tools doc)
+set(CPACK_COMPONENTS_ALL runtime module control dev tools doc)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
@@ -67,6 +69,7 @@ file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/debian/cpack.cmake" CONTENT
 "set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
     \"$<TARGET_FILE_DIR:pellixclient-pubsub>\"
     \"$<TARGET_FILE_DIR:pellixclient-keyword>\"
+    \"$<TARGET_FILE_DIR:pellixclient-keyword-extras-core>\"
     \"$<TARGET_FILE_DIR:pellixclient-server>\"
     \"$<TARGET_FILE_DIR:pellixclient-simulator>\")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY \"\")
@@ -90,12 +93,35 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/debian/tri
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS
     "qml6-module-qtquick, qml6-module-qtquick-controls, qml6-module-qtquick-templates, qml6-module-qtqml-workerscript")
 
+set(CPACK_COMPONENT_MODULE_DESCRIPTION "live values of a keyword server in Qt Quick - QML module
+${about}
+.
+This package has the QML module PellixClient.Keyword, for programs that do
+not register it themselves, such as qml and those in Python, and its
+description for qmllint and editors.")
+set(CPACK_COMPONENT_MODULE_DEPENDS runtime)
+set(CPACK_DEBIAN_MODULE_PACKAGE_NAME ${package_module})
+set(CPACK_DEBIAN_MODULE_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_MODULE_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_MODULE_PACKAGE_DEPENDS "qml6-module-qtqml")
+set(CPACK_DEBIAN_MODULE_PACKAGE_RECOMMENDS ${package_control})
+
+set(CPACK_COMPONENT_CONTROL_DESCRIPTION "live values of a keyword server in Qt Quick - text and theme
+${about}
+.
+This package has the QML modules PellixClient.Control and
+PellixClient.Theme. The components PKeywordPath and PKeywordPathList use
+them in programs that have no PellixClient.Control of their own.")
+set(CPACK_DEBIAN_CONTROL_PACKAGE_NAME ${package_control})
+set(CPACK_DEBIAN_CONTROL_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_CONTROL_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_CONTROL_PACKAGE_DEPENDS "qml6-module-qtqml, qml6-module-qtquick")
+
 set(CPACK_COMPONENT_DEV_DESCRIPTION "live values of a keyword server in Qt Quick - development files
 ${about}
 .
-This package has the headers, what CMake and pkg-config read, and the
-description of the QML module for qmllint and editors.")
-set(CPACK_COMPONENT_DEV_DEPENDS runtime)
+This package has the headers, and what CMake and pkg-config read.")
+set(CPACK_COMPONENT_DEV_DEPENDS runtime module)
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME ${package_dev})
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS

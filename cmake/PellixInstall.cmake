@@ -10,8 +10,19 @@ set(PELLIX_INSTALL_DATADIR "${CMAKE_INSTALL_DATADIR}/pellixclient")
 set(PELLIX_INSTALL_CMAKEDIR "${CMAKE_INSTALL_LIBDIR}/cmake/PellixClient")
 set(PELLIX_INSTALL_PKGCONFIGDIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 
+# Below our prefix as Qt's own modules are below Qt's, which is where Qt looks if the two are the same.
+set(qmldir "${QT6_INSTALL_QML}")
+if(IS_ABSOLUTE "${qmldir}")
+    cmake_path(RELATIVE_PATH qmldir BASE_DIRECTORY "${QT6_INSTALL_PREFIX}")
+endif()
+cmake_path(NORMAL_PATH qmldir)
+set(PELLIX_INSTALL_QMLDIR "${qmldir}" CACHE STRING "Where the QML modules are installed, below the prefix")
+
 # The parts of an installation, for cmake --install --component and for the packages.
 set(PELLIX_RUNTIME runtime)
+set(PELLIX_MODULE module)
+set(PELLIX_EXTRAS_MODULE extrasmodule)
+set(PELLIX_CONTROL control)
 set(PELLIX_DEVELOPMENT dev)
 set(PELLIX_TOOLS tools)
 set(PELLIX_DOCUMENTATION doc)
@@ -104,6 +115,17 @@ function(pellix_install_program target page)
         DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT ${PELLIX_TOOLS})
 endfunction()
 
+# pellix_install_plugin(<target> <folder of its module> <component>): beside the qmldir, finding the libraries
+# of the same installation.
+function(pellix_install_plugin target module component)
+    set(folder "${PELLIX_INSTALL_QMLDIR}/${module}")
+    cmake_path(ABSOLUTE_PATH folder BASE_DIRECTORY "/prefix" NORMALIZE OUTPUT_VARIABLE here)
+    cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_LIBDIR BASE_DIRECTORY "/prefix" NORMALIZE OUTPUT_VARIABLE there)
+    file(RELATIVE_PATH libraries "${here}" "${there}")
+    set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries}")
+    install(TARGETS ${target} LIBRARY DESTINATION "${folder}" COMPONENT ${component})
+endfunction()
+
 # The libraries there are, and what find_package(PellixClient) reads.
 function(pellix_install_package)
     foreach(part IN ITEMS pubsub keyword keyword-extras-core keyword-extras server simulator)
@@ -121,7 +143,7 @@ function(pellix_install_package)
         "${PROJECT_SOURCE_DIR}/cmake/PellixClientConfig.cmake.in"
         "${PROJECT_BINARY_DIR}/PellixClientConfig.cmake"
         INSTALL_DESTINATION "${PELLIX_INSTALL_CMAKEDIR}"
-        PATH_VARS PELLIX_INSTALL_DATADIR
+        PATH_VARS PELLIX_INSTALL_QMLDIR
     )
     write_basic_package_version_file(
         "${PROJECT_BINARY_DIR}/PellixClientConfigVersion.cmake"

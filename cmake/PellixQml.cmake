@@ -27,8 +27,22 @@ function(pellix_compile_qml target)
     set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 endfunction()
 
+# pellix_correct_qml_types(<target>): properties of any type are read correctly by compiled QML. Called in the
+# folder of qt_add_qml_module(), after it. Qt 6.5 and later need nothing.
+function(pellix_correct_qml_types target)
+    if(Qt6Qml_VERSION VERSION_GREATER_EQUAL 6.5)
+        return()
+    endif()
+    get_target_property(file ${target} QT_QML_MODULE_PLUGIN_TYPES_FILE)
+    set(script "${PROJECT_SOURCE_DIR}/cmake/PellixQmlTypes.cmake")
+    add_custom_command(OUTPUT "${file}" APPEND
+        COMMAND ${CMAKE_COMMAND} -D "FILE=${file}" -P "${script}"
+        DEPENDS "${script}"
+    )
+endfunction()
+
 # pellix_add_qml_library(<target> <uri> [IMPORTS <modules>...] [QML_FILES <files>...]): the types of a library
-# are a QML module. Called when the target has all its sources.
+# are a QML module, installed as such. Called when the target has all its sources.
 function(pellix_add_qml_library target uri)
     cmake_parse_arguments(arg "" "" "IMPORTS;QML_FILES" ${ARGN})
     string(REPLACE "." "/" folder "${uri}")
@@ -38,13 +52,16 @@ function(pellix_add_qml_library target uri)
     qt_add_qml_module(${target}
         URI ${uri}
         VERSION 1.0
+        ${pellix_no_cachegen}
         RESOURCE_PREFIX /qt-project.org/imports # where every engine looks
-        OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/qml/${folder}"
-        IMPORT_PATH "${PROJECT_BINARY_DIR}/qml" ${PELLIXCLIENT_QML_IMPORT_PATH}
+        OUTPUT_DIRECTORY "${PELLIX_QML_DIR}/${folder}"
+        IMPORT_PATH "${PELLIX_QML_DIR}"
         IMPORTS ${arg_IMPORTS}
         DEPENDENCIES PellixClient.Keyword/1.0
         QML_FILES ${arg_QML_FILES}
+        OUTPUT_TARGETS resources # of a static library
     )
+    pellix_correct_qml_types(${target})
     # The generated registration includes the headers by their bare names.
     get_target_property(headers ${target} HEADER_SET)
     list(TRANSFORM headers REPLACE "/[^/]*$" "")
@@ -52,5 +69,19 @@ function(pellix_add_qml_library target uri)
     target_include_directories(${target} PRIVATE ${headers})
     if(TARGET pellixclient-tooling-types)
         add_dependencies(${target} pellixclient-tooling-types)
+    endif()
+    if(PELLIX_INSTALL)
+        if(BUILD_SHARED_LIBS)
+            pellix_install_plugin(${target}plugin ${folder} ${PELLIX_EXTRAS_MODULE})
+        else()
+            list(FILTER resources EXCLUDE REGEX "plugin_init$")
+            get_target_property(name ${target} EXPORT_NAME)
+            install(TARGETS ${resources} EXPORT PellixClient${name}Targets
+                OBJECTS DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT ${PELLIX_DEVELOPMENT})
+        endif()
+        install(FILES "${PELLIX_QML_DIR}/${folder}/qmldir" "${PELLIX_QML_DIR}/${folder}/${target}.qmltypes" ${arg_QML_FILES}
+            DESTINATION "${PELLIX_INSTALL_QMLDIR}/${folder}"
+            COMPONENT ${PELLIX_EXTRAS_MODULE}
+        )
     endif()
 endfunction()

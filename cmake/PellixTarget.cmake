@@ -119,3 +119,14 @@ function(pellix_add_library target)
         VERIFY_INTERFACE_HEADER_SETS ON
     )
 endfunction()
+
+# pellix_add_plugin(<target> <folder of its module> <component>): what the engine loads from the folder of a
+# QML module, here and where it is installed.
+function(pellix_add_plugin target module component)
+    add_library(${target} MODULE)
+    pellix_configure_target(${target})
+    set_target_properties(${target} PROPERTIES LIBRARY_OUTPUT_DIRECTORY "${PELLIX_QML_DIR}/${module}")
+    if(PELLIX_INSTALL)
+        pellix_install_plugin(${target} ${module} ${component})
+    endif()
+endfunction()

@@ -17,6 +17,7 @@
 #include "extras/tables/keywordalarm.h"
 #include "extras/tables/keywordalarms.h"
 #include "extras/tables/keywordtable.h"
+#include "extras/writing/keywordwrite.h"
 #include "models/keywordpathmodel.h"
 #include "models/keywordqueryfilterproxymodel.h"
 #include "models/keywordquerymodel.h"

@@ -13,39 +13,20 @@
 #include "models/keywordqueryfilterproxymodel.h"
 #include "models/keywordquerymodel.h"
 #include "module/keywordresource.h"
+#include "module/moduleregistration_p.h"
 
+#include <QtCore/QByteArray>
+#include <QtCore/QHash>
+#include <QtCore/QMutex>
 #include <QtCore/QUrl>
 #include <QtQml/qqml.h>
+#include <QtQml/qqmlmoduleregistration.h>
 
 namespace pellix::client {
 
-/*!
-    \class pellix::client::PellixClientKeywordModule
-    \inmodule PellixClientKeyword
-    \inheaderfile module/pellixclientkeywordmodule.h
-    \ingroup PellixClientKeywordClasses
-    \brief The PellixClientKeywordModule class makes the library known to QML.
+namespace {
 
-    The name is reachable without its namespace, too.
-*/
-
-/*!
-    Registers the types of the library under the module \a uri, version 1.0, and then protects the
-    module against later registrations.
-
-    The host calls it once, in the thread of its QML engine, before it loads any QML that imports
-    the module. It passes "PellixClient.Keyword", the name under which the library's own components
-    import it. A second call is not guarded against.
-
-    The components PKeywordPath and PKeywordPathList also need the host's own module
-    "PellixClient.Control" 1.0 with a text element \c PText, and an object \c theme in the QML
-    context whose function \c dp(n) turns design units into pixels.
-
-    The components are a resource of the library, also when it is linked statically.
-
-    \sa initKeywordResource()
-*/
-void PellixClientKeywordModule::registerTypes(const char *uri)
+void registerAll(const char *uri)
 {
 #ifdef PELLIXCLIENT_STATIC
     initKeywordResource(); // the linker leaves out what nothing refers to
@@ -71,6 +52,62 @@ void PellixClientKeywordModule::registerTypes(const char *uri)
     qmlRegisterType(QUrl(QStringLiteral("qrc:/PKeywordPathList.qml")), uri, 1, 0,
                     "PKeywordPathList");
     qmlProtectModule(uri, 1);
+}
+
+// A second one for a module would end the program. They stay for ever, as the types do. The plugin
+// is loaded in a thread of the engine's.
+void leaveRegistration(const char *uri, void (*registerFunction)())
+{
+    static QBasicMutex mutex;
+    static auto *const registrations = new QHash<QByteArray, QQmlModuleRegistration *>;
+    const QMutexLocker locker(&mutex);
+    QQmlModuleRegistration *&registration = (*registrations)[uri];
+    if (!registration)
+        registration = new QQmlModuleRegistration(uri, registerFunction);
+}
+
+} // namespace
+
+/*!
+    \class pellix::client::PellixClientKeywordModule
+    \inmodule PellixClientKeyword
+    \inheaderfile module/pellixclientkeywordmodule.h
+    \ingroup PellixClientKeywordClasses
+    \brief The PellixClientKeywordModule class makes the library known to QML.
+
+    The name is reachable without its namespace, too.
+*/
+
+/*!
+    Registers the types of the library under the module \a uri, version 1.0, and then protects the
+    module against later registrations.
+
+    The host calls it once, in the thread of its QML engine, before it loads any QML that imports
+    the module. It passes "PellixClient.Keyword", the name under which the library's own components
+    import it. A second call is not guarded against: Qt warns of each type, and keeps the first.
+
+    An engine that also finds the installed module of that name on its import path does not load its
+    plugin. The call is too late once something has imported that module: Qt warns in the same way.
+
+    The components PKeywordPath and PKeywordPathList also need the host's own module
+    "PellixClient.Control" 1.0 with a text element \c PText, and an object \c theme in the QML
+    context whose function \c dp(n) turns design units into pixels. Installed ones stand in: see
+    \l {Text and theme of the components}.
+
+    The components are a resource of the library, also when it is linked statically.
+
+    \sa initKeywordResource()
+*/
+void PellixClientKeywordModule::registerTypes(const char *uri)
+{
+    registerAll(uri);
+    // Tells the engine, which may find the plugin on its import path, that nothing is left to do.
+    leaveRegistration(uri, [] {});
+}
+
+void registerTypesOnImport()
+{
+    leaveRegistration("PellixClient.Keyword", [] { registerAll("PellixClient.Keyword"); });
 }
 
 } // namespace pellix::client

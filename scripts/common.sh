@@ -30,17 +30,24 @@ run_packages=(
     qml6-module-qtquick-window
 )
 # Qt Quick Test, the headers that the C++ of qmltc includes, and the programs that tests start: a reverse
-# proxy, a WebSocket server that is not Qt's, and what makes certificates.
+# proxy, a WebSocket server that is not Qt's, what makes certificates, and Qt's runtime for QML.
 test_packages=(
     nginx-light
     node-ws
     nodejs
     openssl
+    qml-qt6
     qml6-module-qttest
     qt6-declarative-private-dev
 )
+# Qt for Python, which Debian 12 does not have
+optional_test_packages=(
+    python3-pyside6.qtgui
+    python3-pyside6.qtqml
+)
 benchmark_packages=(
     libbenchmark-dev
+    mosquitto
     qt6-remoteobjects-dev
 )
 # QDoc, qhelpgenerator, and the database that a .qch is
@@ -104,6 +111,20 @@ ${install[*]}
         die "apt-get update failed; without it, this is what to run as root: ${install[*]}"
     quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive "${install[@]}" --yes ||
         die "this failed: ${install[*]}"
+}
+
+# install_available NAME...: the same for those of the packages that this distribution has.
+install_available() {
+    command -v apt-cache >/dev/null || return 0
+    local available=() package
+    for package in "$@"; do
+        if apt-cache show "$package" >/dev/null 2>&1; then
+            available+=("$package")
+        else
+            say "Going without $package, which this distribution does not have"
+        fi
+    done
+    install_packages "${available[@]}"
 }
 
 # A sudo that asks for a password needs somebody to answer.

@@ -5,10 +5,12 @@
 
 #include "server/keywordsession.h"
 
+#include <QtCore/QSocketNotifier>
 #include <QtNetwork/QSslSocket>
 #include <QtWebSockets/QWebSocket>
 
 #include <algorithm>
+#include <cstring>
 
 #ifdef Q_OS_UNIX
 #include <netinet/in.h>
@@ -22,9 +24,17 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr qint64 greatestBacklog = qint64(16) * 1024 * 1024; // bytes, either way
-constexpr qint64 readAhead = qint64(2) * 1024 * 1024; // bytes of commands that may wait to be taken
+constexpr qint64 greatestBacklog = qint64(16) * 1024 * 1024; // bytes that wait to be sent
+constexpr qint64 greatestPongs = qint64(1024) * 1024; // bytes of them that wait to be sent
+constexpr qint64 readAhead = qint64(256) * 1024; // bytes of commands that may wait to be taken
+constexpr qint64 greatestAhead = qint64(8) * 1024 * 1024; // where reading cannot be stopped
+constexpr char wholeTextFrame = char(0x81);
+constexpr char longLength = 126; // says that the length stands in the two bytes behind it
+constexpr qsizetype greatestPlainFrame = 0xffff; // bytes
+constexpr qsizetype greatestKeptBuffer = qsizetype(32) * 1024; // bytes
 constexpr auto commandPause = 20ms;
+constexpr int slice = 5; // ms for the commands of one client, then it is another's turn
+constexpr qint64 greatestHeader = 14; // of a frame
 constexpr int burstSeconds = 2; // worth of commands that may come at once
 
 // How much the system takes before it has sent what it took. What is on its way is not counted: a
@@ -39,34 +49,55 @@ void limitUnsent(QTcpSocket *connection, int bytes)
 #endif
 }
 
+// Returns how many of the bytes the system takes as they are. What passes through the connection
+// costs more: a copy, and the event loop, which asks each time whether it may be written.
+qint64 sendAtOnce([[maybe_unused]] QTcpSocket *connection, [[maybe_unused]] const QByteArray &data)
+{
+#if defined(Q_OS_UNIX) && defined(MSG_NOSIGNAL)
+    const auto sent = ::send(int(connection->socketDescriptor()), data.constData(),
+                             size_t(data.size()), MSG_NOSIGNAL | MSG_DONTWAIT);
+    return qMax<qint64>(0, sent); // the connection learns of an error, too
+#else
+    return 0;
+#endif
+}
+
+// Of others nothing is said: it is a glance at where clients write what they command.
+bool asksForKeyword(QByteArrayView command)
+{
+    constexpr qsizetype wordsEnd = 64;
+    return command.first(qMin(command.size(), wordsEnd)).indexOf("\"keyCreateOrUpdate\"") >= 0;
+}
+
 } // namespace
 
 ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Limits &limits,
                            const std::shared_ptr<SendingBudget> &budget)
-    : QObject(socket), socket(socket), connection(connection), budget(budget),
+    : QObject(socket), socket(socket), connection(connection),
+      encrypted(qobject_cast<QSslSocket *>(connection)), budget(budget),
       room(limits.sendingBytes / 2), totalRoom(limits.totalSendingBytes),
       commandsPerSecond(limits.commandsPerSecond), stalledTime(limits.stalledTime),
       commandsLeft(double(limits.commandsPerSecond) * burstSeconds)
 {
     sinceCommand.start();
     sinceWritten.start();
-    sinceHeard.start();
     commandTimer.setSingleShot(true);
-    commandTimer.setInterval(commandPause);
     connect(&commandTimer, &QTimer::timeout, this, &ClientSocket::takeCommands);
     connect(&progressTimer, &QTimer::timeout, this, &ClientSocket::checkProgress);
     progressTimer.start(stalledTime / 2);
     connect(socket, &QWebSocket::textMessageReceived, this, &ClientSocket::enqueue);
-    connect(socket, &QWebSocket::disconnected, this, &ClientSocket::takeAllCommands);
-    connect(socket, &QWebSocket::pong, this, [this] { sinceHeard.start(); });
+    connect(socket, &QWebSocket::pong, this, [this] { sincePing.invalidate(); });
     if (!connection)
         return;
+    // As long as one command may be, as a WebSocket takes whole frames. Without a limit, all that
+    // the system holds of a flood would become commands at once.
+    connection->setReadBufferSize(qint64(limits.commandBytes) + greatestHeader);
     connection->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     limitUnsent(connection, int(limits.sendingBytes / 4));
     connect(connection, &QTcpSocket::bytesWritten, this, &ClientSocket::written);
     // A WebSocket answers pings by itself, as it reads them. It was connected before this object.
-    connect(connection, &QTcpSocket::readyRead, this, &ClientSocket::checkBacklog);
-    if (auto *const encrypted = qobject_cast<QSslSocket *>(connection))
+    connect(connection, &QTcpSocket::readyRead, this, &ClientSocket::onRead);
+    if (encrypted)
         connect(encrypted, &QSslSocket::encryptedBytesWritten, this, &ClientSocket::written);
 }
 
@@ -89,33 +120,87 @@ qint64 ClientSocket::countWaiting()
 bool ClientSocket::hasRoom()
 {
     const qint64 waiting = countWaiting();
+    own = waiting;
     return waiting == 0 || (waiting < room && budget->waiting < totalRoom);
+}
+
+// A server's frames are not masked: one is ready as soon as its length stands before it. Those of
+// one turn of the event loop are sent together, as that costs the system little more than one of
+// them.
+void ClientSocket::sendMessage(const QByteArray &message)
+{
+    if (full)
+        return;
+    if (message.size() > greatestPlainFrame) {
+        sendText(QString::fromUtf8(message));
+        return;
+    }
+    if (frames.isEmpty())
+        QMetaObject::invokeMethod(this, &ClientSocket::flush, Qt::QueuedConnection);
+    const bool isShort = message.size() < longLength;
+    const qsizetype start = frames.size();
+    frames.resize(start + (isShort ? 2 : 4) + message.size());
+    char *out = frames.data() + start;
+    *out++ = wholeTextFrame;
+    *out++ = isShort ? char(message.size()) : longLength;
+    if (!isShort) {
+        *out++ = char(message.size() >> 8);
+        *out++ = char(message.size());
+    }
+    std::memcpy(out, message.constData(), std::size_t(message.size()));
+}
+
+// Before anything else that the WebSocket sends: it writes to the connection at once.
+void ClientSocket::flush()
+{
+    if (frames.isEmpty())
+        return;
+    qint64 sent = 0;
+    if (connection && socket->state() == QAbstractSocket::ConnectedState) {
+        if (!encrypted && connection->bytesToWrite() == 0)
+            sent = sendAtOnce(connection, frames);
+        if (sent < frames.size())
+            connection->write(frames.constData() + sent, frames.size() - sent);
+    }
+    if (frames.size() <= greatestKeptBuffer)
+        frames.resize(0);
+    else
+        frames = {};
+    if (sent > 0)
+        written(sent);
 }
 
 void ClientSocket::sendText(const QString &text)
 {
-    if (!full)
-        added(socket->sendTextMessage(text));
+    if (full)
+        return;
+    flush();
+    added(socket->sendTextMessage(text));
 }
 
 void ClientSocket::sendBinary(const QByteArray &data)
 {
-    if (!full)
-        added(socket->sendBinaryMessage(data));
+    if (full)
+        return;
+    flush();
+    added(socket->sendBinaryMessage(data));
 }
 
 qint64 ClientSocket::waitingBytes() const
 {
     // The WebSocket writes through to its connection. Under TLS, what is encrypted already waits in
     // another buffer, and the connection does not count it.
-    const auto *const encrypted = qobject_cast<const QSslSocket *>(connection.data());
-    return socket->bytesToWrite() + (encrypted ? encrypted->encryptedBytesToWrite() : 0);
+    if (!connection)
+        return frames.size();
+    return frames.size() + connection->bytesToWrite()
+        + (encrypted ? encrypted->encryptedBytesToWrite() : 0);
 }
 
 // A message that is long by itself says nothing about the reader.
 void ClientSocket::added(qint64 bytes)
 {
     const qint64 waiting = countWaiting();
+    own = waiting;
     if (waiting - bytes <= greatestBacklog)
         longMessage = bytes > greatestBacklog / 2 ? bytes : 0;
     checkBacklog();
@@ -126,39 +211,55 @@ void ClientSocket::written(qint64)
     sinceWritten.start();
     const QPointer<ClientSocket> guard(this);
     const qint64 waiting = countWaiting();
+    own = qMin(own, waiting);
     if (waiting == 0 || (waiting <= room / 2 && budget->waiting < totalRoom))
         Q_EMIT drained();
     if (guard)
-        takeCommands();
+        takeSoon();
+}
+
+// A WebSocket has taken what was read, and has answered pings.
+void ClientSocket::onRead()
+{
+    limitReading();
+    checkBacklog();
 }
 
 void ClientSocket::checkBacklog()
 {
     if (full)
         return;
-    if (waitingBytes() > greatestBacklog + longMessage) {
-        giveUp(QStringLiteral("it does not read, and %1 bytes wait for it").arg(waitingBytes()));
-    } else if (commandBytes > greatestBacklog) {
+    const qint64 waiting = waitingBytes();
+    if (waiting > greatestBacklog + longMessage || waiting - own > greatestPongs)
+        giveUp(QStringLiteral("it does not read, and %1 bytes wait for it").arg(waiting));
+    else if (commands.bytes() > greatestAhead)
         giveUp(QStringLiteral("it sends faster than it may, and %1 bytes of it wait")
-                   .arg(commandBytes));
-    }
+                   .arg(commands.bytes()));
 }
 
-// A client that reads takes something, or answers a ping.
+// A client that reads takes something, or answers a ping. One that takes something may not have
+// been pinged for long: nothing is to be said about it before a ping has had its time.
 void ClientSocket::checkProgress()
 {
     if (full)
         return;
-    const QElapsedTimer &since = waitingBytes() > 0 ? sinceWritten : sinceHeard;
-    if (since.hasExpired(stalledTime.count())) {
-        giveUp(waitingBytes() > 0
-                   ? QStringLiteral("it has read nothing for %1 s, and %2 bytes wait for it")
-                         .arg(double(stalledTime.count()) / 1000)
-                         .arg(waitingBytes())
-                   : QStringLiteral("it does not answer pings"));
-    } else if (waitingBytes() == 0) {
-        socket->ping();
+    if (readNotifier && !readNotifier->isEnabled())
+        sincePing.invalidate(); // whatever it says is not heard
+    const qint64 waiting = waitingBytes();
+    if (waiting > 0) {
+        if (sinceWritten.hasExpired(stalledTime.count()))
+            giveUp(QStringLiteral("it has read nothing for %1 s, and %2 bytes wait for it")
+                       .arg(double(stalledTime.count()) / 1000)
+                       .arg(waiting));
+        return;
     }
+    if (sincePing.isValid() && sincePing.hasExpired(stalledTime.count())) {
+        giveUp(QStringLiteral("it does not answer pings"));
+        return;
+    }
+    if (!sincePing.isValid())
+        sincePing.start();
+    socket->ping();
 }
 
 void ClientSocket::giveUp(const QString &why)
@@ -176,17 +277,27 @@ void ClientSocket::giveUp(const QString &why)
 
 void ClientSocket::enqueue(const QString &text)
 {
-    sinceHeard.start();
-    commands.enqueue(text);
-    commandBytes += text.size() * qint64(sizeof(QChar));
-    takeCommands();
+    sincePing.invalidate(); // it is alive
+    commands.enqueue(text.toUtf8());
+    takeSoon();
     checkBacklog();
 }
 
-// Whether the client has read what it asked for before, and does not ask too often.
+// Whether the client has read what it asked for before. It may ask for more keywords when so many
+// commands wait that it would be read no further: its pings would have no answer then. What is kept
+// of that has a limit, as the values of its keywords wait like those of all changes.
+bool ClientSocket::hasReadAnswers() const
+{
+    if (session && session->waitingBytes() > room)
+        return false;
+    return waitingBytes() <= room
+        || (session && commands.bytes() > readAhead / 2 && asksForKeyword(commands.first()));
+}
+
+// Whether the client has read the answers, and does not ask too often.
 bool ClientSocket::mayTakeCommand()
 {
-    if (waitingBytes() > room || (session && session->waitingBytes() > room))
+    if (!hasReadAnswers())
         return false;
     if (commandsLeft < 1) {
         const double most = double(commandsPerSecond) * burstSeconds;
@@ -198,39 +309,64 @@ bool ClientSocket::mayTakeCommand()
         --commandsLeft;
         return true;
     }
-    if (!commandTimer.isActive()) {
-        commandTimer.start();
-        Q_EMIT delayed();
-    }
+    commandTimer.start(commandPause);
+    Q_EMIT delayed();
     return false;
+}
+
+void ClientSocket::takeSoon()
+{
+    if (!commandTimer.isActive() && !commands.isEmpty())
+        commandTimer.start(0);
 }
 
 void ClientSocket::takeCommands()
 {
     const QPointer<ClientSocket> guard(this);
-    if (taking)
-        return;
-    taking = true;
-    while (guard && !commands.isEmpty() && mayTakeCommand()) {
-        const QString text = commands.dequeue();
-        commandBytes -= text.size() * qint64(sizeof(QChar));
-        Q_EMIT received(text);
+    QElapsedTimer time;
+    time.start();
+    while (!commands.isEmpty() && (finishing || mayTakeCommand())) {
+        Q_EMIT received(commands.dequeue());
+        if (!guard)
+            return;
+        if (time.hasExpired(slice))
+            takeSoon();
+        if (commandTimer.isActive())
+            break;
     }
-    if (!guard)
-        return;
-    taking = false;
-    // A WebSocket cannot be told to wait, but it finds no whole frame in one byte, and gives up
-    // after five seconds of that: this is for floods. Under TLS, it would go on byte by byte.
-    if (connection && !qobject_cast<QSslSocket *>(connection.data()))
-        connection->setReadBufferSize(commandBytes > readAhead ? 1 : 0);
+    limitReading();
+    if (finishing && commands.isEmpty())
+        Q_EMIT finished();
 }
 
-// Their answers have nowhere to go, but what they write counts.
-void ClientSocket::takeAllCommands()
+// Neither a WebSocket nor TLS can be told to wait: they take whatever the connection has read. So
+// it must not learn that there is something to read. Each time that it has been read to the end,
+// it learns of it again by itself.
+void ClientSocket::limitReading()
 {
-    const QPointer<ClientSocket> guard(this);
-    while (guard && !commands.isEmpty())
-        Q_EMIT received(commands.dequeue());
+    if (!connection || connection->state() != QAbstractSocket::ConnectedState)
+        return;
+    const bool reads = commands.bytes() <= readAhead;
+    if (!readNotifier && reads)
+        return;
+    const auto notifiers = connection->findChildren<QSocketNotifier *>();
+    for (QSocketNotifier *notifier : notifiers) {
+        if (notifier->type() == QSocketNotifier::Read)
+            readNotifier = notifier;
+    }
+    if (readNotifier)
+        readNotifier->setEnabled(reads);
+}
+
+// The answers have nowhere to go, but what is written counts.
+void ClientSocket::finish()
+{
+    finishing = true;
+    full = true;
+    if (commands.isEmpty())
+        Q_EMIT finished();
+    else
+        commandTimer.start(0);
 }
 
 } // namespace pellix::server

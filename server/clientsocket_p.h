@@ -3,18 +3,20 @@
 
 #pragma once
 
+#include "server/commandqueue_p.h"
 #include "server/limits.h"
 #include "server/sendingbudget_p.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QObject>
 #include <QtCore/QPointer>
-#include <QtCore/QQueue>
 #include <QtCore/QString>
 #include <QtCore/QTimer>
 
 #include <memory>
 
+class QSocketNotifier;
+class QSslSocket;
 class QTcpSocket;
 class QWebSocket;
 
@@ -30,7 +32,8 @@ class KeywordSession;
 // answer that is long by itself, has a limit beyond which the connection is of no use.
 //
 // From the client: its commands wait while it sends more of them than it may, or does not read the
-// answers; then it is read no further.
+// answers; then it is read no further. They are taken from the event loop, a few at a time: others
+// have their turn in between, and whoever handles one may delete everything.
 class ClientSocket : public QObject
 {
     Q_OBJECT
@@ -45,48 +48,60 @@ public:
     // Also after something was sent: it counts from then on.
     bool hasRoom();
     qint64 waitingBytes() const;
+    // A message of the session, in UTF-8.
+    void sendMessage(const QByteArray &message);
     void sendText(const QString &text);
     void sendBinary(const QByteArray &data);
+    void flush();
+    // The connection has ended. What the client has sent before still counts.
+    void finish();
 
 Q_SIGNALS:
-    void received(const QString &text);
+    void received(const QByteArray &command);
     // There is room again.
     void drained();
     void delayed(); // once for each pause of the client's commands
     // Once, and from the event loop: nobody is sending or receiving then. Nothing is sent any more.
     void stalled(const QString &why);
+    void finished(); // after finish(), once all commands are taken
 
 private:
     qint64 countWaiting();
     void written(qint64 bytes);
+    void onRead();
     void checkBacklog();
     void checkProgress();
     void giveUp(const QString &why);
     void enqueue(const QString &text);
+    bool hasReadAnswers() const;
     bool mayTakeCommand();
+    void takeSoon();
     void takeCommands();
-    void takeAllCommands();
+    void limitReading();
     void added(qint64 bytes);
 
     QWebSocket *const socket;
     const QPointer<QTcpSocket> connection;
+    QSslSocket *const encrypted; // the same, under TLS
     QPointer<KeywordSession> session;
     const std::shared_ptr<SendingBudget> budget;
     const qint64 room;
     const qint64 totalRoom;
     qint64 counted = 0; // of the budget
+    QByteArray frames; // for the end of this turn of the event loop
     const int commandsPerSecond;
     const std::chrono::milliseconds stalledTime;
     qint64 longMessage = 0; // bytes of one that waits besides the limit
-    QQueue<QString> commands; // that wait
-    qint64 commandBytes = 0;
+    CommandQueue commands; // that wait
     double commandsLeft; // that the client may send at this moment
     QElapsedTimer sinceCommand;
     QElapsedTimer sinceWritten;
-    QElapsedTimer sinceHeard;
+    QElapsedTimer sincePing; // the first one since the client was heard of; invalid if none
     QTimer progressTimer;
     QTimer commandTimer;
-    bool taking = false;
+    QPointer<QSocketNotifier> readNotifier;
+    qint64 own = 0; // bytes that wait and are no pongs, at most
+    bool finishing = false;
     bool full = false;
 };
 

@@ -4,6 +4,7 @@
 #include "server/eventtext_p.h"
 #include "server/keywordserver_p.h"
 #include "server/keywordsession.h"
+#include "server/plaincommand_p.h"
 
 #include <QtCore/QDateTime>
 #include <QtCore/QIODevice>
@@ -25,7 +26,11 @@ namespace {
 constexpr qint64 bytesOfWatch = 200;
 constexpr qint64 bytesOfNode = 300;
 constexpr qint64 bytesOfChild = 420; // which may be a node of its own
-constexpr int greatestRefusedPaths = 1000;
+constexpr qint64 bytesOfWrite = 500;
+constexpr qint64 greatestWriteBytes = qint64(64) * 1024 * 1024; // not decided, of all clients
+
+constexpr QLatin1String createCommand("keyCreateOrUpdate");
+constexpr QLatin1String destroyCommand("keyDestroy");
 
 bool passesAccess(Access access, const QString &filter)
 {
@@ -98,24 +103,34 @@ void KeywordServer::Private::receive(SessionState *session, const QByteArray &co
     counts.bytesIn += quint64(command.size());
     if (session->limited && command.size() > limits.commandBytes)
         return;
+    if (const QString keyword = plainKeyword(command, createCommand); !keyword.isEmpty()) {
+        create(session, keyword, {});
+        return;
+    }
+    if (const QString keyword = plainKeyword(command, destroyCommand); !keyword.isEmpty()) {
+        unwatch(session, keyword);
+        return;
+    }
     const QJsonObject message = QJsonDocument::fromJson(command).object();
     const QString name = message.value(QLatin1String("cmd")).toString();
+    if (session->left && name != QLatin1String("keyUpdate"))
+        return;
     const QJsonObject payload = message.value(QLatin1String("payload")).toObject();
 
-    if (name == QLatin1String("keyCreateOrUpdate"))
-        create(session, payload);
+    if (name == createCommand)
+        create(session, payload.value(QLatin1String("keyword")).toString(), payload);
     else if (name == QLatin1String("keyUpdate"))
         update(session, payload);
-    else if (name == QLatin1String("keyDestroy"))
+    else if (name == destroyCommand)
         unwatch(session, payload.value(QLatin1String("keyword")).toString());
     else if (name == QLatin1String("keyIndex"))
         index(session, payload);
     // "keyChangeProtocol" is accepted by going on in JSON; anything else is not known.
 }
 
-void KeywordServer::Private::create(SessionState *session, const QJsonObject &payload)
+void KeywordServer::Private::create(SessionState *session, const QString &keyword,
+                                    const QJsonObject &payload)
 {
-    const QString keyword = payload.value(QLatin1String("keyword")).toString();
     Watch *watch = session->watches.value(keyword);
     const QString path = watch ? watch->node->path : KeywordServer::normalizedPath(keyword);
     if (path.isEmpty())
@@ -146,8 +161,8 @@ void KeywordServer::Private::create(SessionState *session, const QJsonObject &pa
 
     if (!watch) {
         Node *const node = known ? known : tree.ensure(path);
-        if (!known)
-            node->version = ++lastVersion;
+        if (node->version == 0)
+            node->version = ++lastVersion; // one that is an aggregate's child may have none, too
         watch = new Watch {node, session, keyword == path ? node->path : keyword};
         watch->hidden = !session->mayRead(path);
         watch->bytes = quint32(watchBytes);
@@ -175,48 +190,46 @@ void KeywordServer::Private::setAggregate(SessionState *session, const QString &
 {
     Aggregate *aggregate = session->aggregates.value(path);
     const bool isNew = !aggregate;
-    std::vector<Node *> nodes;
-    for (const QString &child : children)
-        nodes.push_back(child.isEmpty() ? nullptr : tree.ensure(child));
-    if (aggregate && aggregate->mode == mode && aggregate->children == nodes)
+    const auto isChild = [](const Aggregate::Child &child, const QString &path) {
+        return child.node ? child.node->path == path : path.isEmpty();
+    };
+    if (aggregate && aggregate->mode == mode
+        && std::equal(aggregate->children.cbegin(), aggregate->children.cend(), children.cbegin(),
+                      children.cend(), isChild))
         return;
     int uses = 0;
     if (aggregate) {
         uses = aggregate->uses;
         endAggregate(aggregate);
-        nodes.clear(); // some may have gone with it
-        for (const QString &child : children)
-            nodes.push_back(child.isEmpty() ? nullptr : tree.ensure(child));
     } else {
         for (Watch *watch = tree.ensure(path)->watches; watch; watch = watch->next)
             uses += watch->session == session;
     }
 
     aggregate = new Aggregate;
+    aggregate->number = ++lastAggregate;
     aggregate->session = session;
     aggregate->path = path;
     aggregate->mode = mode;
-    aggregate->children = nodes;
     aggregate->bytes = bytes;
     session->bytes += bytes;
     aggregate->uses = uses;
     session->aggregates.insert(path, aggregate);
-    for (Node *const child : nodes) {
-        if (!child)
-            continue;
-        auto &over = child->more().aggregates;
-        if (std::find(over.cbegin(), over.cend(), aggregate) == over.cend())
-            over.push_back(aggregate);
+    for (const QString &child : children) {
+        Node *const node = child.isEmpty() ? nullptr : tree.ensure(child);
+        aggregate->children.push_back({node, false});
+        if (node)
+            node->more().aggregates.insert(aggregate);
     }
+    session->updateRights(aggregate);
     if (isNew) {
         aggregate->last = aggregateRecord(*aggregate);
         aggregate->version = ++lastVersion;
+    } else {
+        changed({aggregate}, Forming::Now);
     }
-    // Those of this session that are formed over it have to follow, and if it was another one, so
-    // have those who watch it.
+    // Those of this session that are formed over it have to follow.
     std::vector<Aggregate *> others;
-    if (!isNew)
-        others.push_back(aggregate);
     const Node *const node = tree.find(path);
     if (node->extras) {
         std::copy_if(node->extras->aggregates.cbegin(), node->extras->aggregates.cend(),
@@ -230,18 +243,17 @@ void KeywordServer::Private::setAggregate(SessionState *session, const QString &
 void KeywordServer::Private::endAggregate(Aggregate *aggregate)
 {
     aggregate->session->aggregates.remove(aggregate->path);
+    aggregate->session->behind.remove(aggregate);
     aggregate->session->bytes -= aggregate->bytes;
-    for (Node *const child : aggregate->children) {
-        if (!child)
-            continue;
-        auto &over = child->more().aggregates;
-        over.erase(std::remove(over.begin(), over.end(), aggregate), over.end());
+    QSet<Node *> children; // one that is named twice is in the list twice
+    for (const Aggregate::Child &child : aggregate->children) {
+        if (child.node)
+            children.insert(child.node);
     }
-    // A child that is named twice is in the list twice.
-    QSet<Node *> children(aggregate->children.cbegin(), aggregate->children.cend());
-    children.remove(nullptr);
-    for (Node *const child : std::as_const(children))
+    for (Node *const child : std::as_const(children)) {
+        child->more().aggregates.erase(aggregate);
         tree.drop(child);
+    }
     delete aggregate;
 }
 
@@ -260,6 +272,7 @@ void KeywordServer::Private::removeWatch(Watch *watch)
     endWatch(watch);
     if (watch->queued) {
         watch->node = nullptr; // its place in the queue is left, and it goes with that
+        watch->keyword.clear(); // which may be long
         ++session->waitingAnswers;
     } else {
         delete watch;
@@ -288,20 +301,19 @@ void KeywordServer::Private::endWatch(Watch *watch)
 void KeywordServer::Private::join(SessionState *session)
 {
     sessions.insert(session->q, session);
+    session->formingLeft = mostFormedAtOnce;
+    session->formingSince = clock.elapsed();
     updateRights(session);
 }
 
 void KeywordServer::Private::leave(SessionState *session)
 {
+    session->stopSending();
     session->clearWaiting();
     const QHash<QString, Watch *> watches = std::exchange(session->watches, {});
     for (Watch *const watch : watches) {
         endWatch(watch);
         delete watch;
-    }
-    for (auto &[id, write] : writes) {
-        if (write.session == session)
-            write.session = nullptr;
     }
     toSend.erase(std::remove(toSend.begin(), toSend.end(), session), toSend.end());
     sessions.remove(session->q);
@@ -317,7 +329,7 @@ QVariant KeywordServer::Private::wholeValue(const Node &node, const QVariant &gi
         return asType(given, node.type);
     // Two quick steps are two steps, also while the first is not decided.
     const QVariant &base = node.extras && !node.extras->writes.empty()
-        ? writes.at(node.extras->writes.back()).value
+        ? writes.at(*node.extras->writes.crbegin()).value
         : node.value;
     switch (node.type) {
     case Type::Bool:
@@ -341,7 +353,7 @@ void KeywordServer::Private::update(SessionState *session, const QJsonObject &pa
     write.isRelative =
         payload.value(QLatin1String("valueChangeMode")).toString() == QLatin1String("relative");
     write.peer = session->peer;
-    write.session = session;
+    write.writer = session->q;
     write.value = given;
 
     Node *const node = tree.find(write.path);
@@ -374,11 +386,21 @@ void KeywordServer::Private::update(SessionState *session, const QJsonObject &pa
         return;
     }
 
+    write.isAssumed = node->assumesWrites;
+    if (write.isAssumed)
+        write.before = node->value;
+    write.bytes = bytesOfWrite + bytesOf(write.path) + bytesOf(write.keyword) + bytesOf(value)
+        + bytesOf(write.before);
+    if (session->limited && !hasRoomFor(write)) {
+        refuse(write, QStringLiteral("refused"),
+               QStringLiteral("too many writes are waiting for their decision"));
+        return;
+    }
     const quint64 id = ++lastWrite;
     write.deadline = clock.elapsed() + limits.writeTime.count();
-    write.before = node->value;
-    write.isAssumed = node->assumesWrites;
-    node->extras->writes.push_back(id);
+    writeBytes += write.bytes;
+    session->writeBytes += write.bytes;
+    node->extras->writes.insert(id);
     writes.emplace(id, write);
     if (!writeTimer.isActive())
         writeTimer.start(limits.writeTime);
@@ -394,35 +416,69 @@ void KeywordServer::Private::update(SessionState *session, const QJsonObject &pa
 void KeywordServer::Private::refuse(const PendingWrite &write, const QString &outcome,
                                     const QString &reason)
 {
+    const QPointer<KeywordServer> server(q);
     ++counts.refusedWrites;
-    audit(write, outcome, reason);
-    if (!write.session)
+    audit(write, outcome, reason); // into a device of the program, which may do anything then
+    SessionState *const session = server ? writerOf(write) : nullptr;
+    if (!session)
         return;
-    if (write.session->refused.size() < greatestRefusedPaths)
-        write.session->refused.insert(write.path);
-    enqueueRefusal(write.session, write.keyword);
-    send(write.session);
+    noteRefusal(session, write.path);
+    enqueueRefusal(session, write.keyword);
+    send(session);
+}
+
+void KeywordServer::Private::noteRefusal(SessionState *session, const QString &path)
+{
+    const qint64 bytes = bytesOfWatch + bytesOf(path);
+    if (session->refused.contains(path)
+        || (session->limited && session->bytes + bytes > limits.sessionBytes))
+        return;
+    session->refused.insert(path);
+    session->bytes += bytes;
+}
+
+// Whether the last write was refused.
+bool KeywordServer::Private::takeRefusal(SessionState *session, const QString &path)
+{
+    if (!session->refused.remove(path))
+        return false;
+    session->bytes -= bytesOfWatch + bytesOf(path);
+    return true;
+}
+
+// Null once it has left.
+SessionState *KeywordServer::Private::writerOf(const PendingWrite &write) const
+{
+    return sessions.value(write.writer);
+}
+
+// Whoever leaves does not take its writes along: all together have a limit, too.
+bool KeywordServer::Private::hasRoomFor(const PendingWrite &write) const
+{
+    const SessionState *const session = writerOf(write);
+    return session->bytes + session->writeBytes + write.bytes <= limits.sessionBytes
+        && writeBytes + write.bytes <= greatestWriteBytes;
 }
 
 void KeywordServer::Private::store(const PendingWrite &write)
 {
     const QPointer<KeywordServer> server(q);
     audit(write, QStringLiteral("accepted"), QString());
-    SessionState *const session = write.session;
-    const bool wasRefused = session && session->refused.remove(write.path);
-    Node *const node = tree.find(write.path);
+    if (!server)
+        return;
+    SessionState *const writer = writerOf(write);
+    const bool wasRefused = writer && takeRefusal(writer, write.path);
+    const Node *const node = tree.find(write.path);
     const bool isNew = node && node->value != asType(write.value, node->type);
-    const QString path = write.path;
-    const QVariant value = write.value;
-    const QString keyword = write.keyword;
-    KeywordSession *const writer = session ? session->q : nullptr;
-    q->setValue(path, value);
-    if (server && wasRefused && !isNew && sessions.contains(writer)) {
-        enqueueAnswer(session, eventText(keyword, record(session, tree.find(path), path)));
-        send(session);
+    q->setValue(write.path, write.value);
+    SessionState *const left = server && wasRefused && !isNew ? writerOf(write) : nullptr;
+    if (left) {
+        enqueueAnswer(left,
+                      eventText(write.keyword, record(left, tree.find(write.path), write.path)));
+        send(left);
     }
     if (server)
-        Q_EMIT q->valueWritten(path, value);
+        Q_EMIT q->valueWritten(write.path, write.value);
 }
 
 void KeywordServer::Private::forget(quint64 id)
@@ -431,10 +487,12 @@ void KeywordServer::Private::forget(quint64 id)
     if (found == writes.end())
         return;
     if (Node *const node = tree.find(found->second.path)) {
-        auto &pending = node->more().writes;
-        pending.erase(std::remove(pending.begin(), pending.end(), id), pending.end());
+        node->more().writes.erase(id);
         tree.drop(node);
     }
+    writeBytes -= found->second.bytes;
+    if (SessionState *const session = writerOf(found->second))
+        session->writeBytes -= found->second.bytes;
     writes.erase(found);
 }
 
@@ -519,7 +577,7 @@ void KeywordServer::Private::index(SessionState *session, const QJsonObject &pay
 
     const QString type = payload.value(QLatin1String("type")).toString();
     const QString access = payload.value(QLatin1String("access")).toString();
-    QByteArray items;
+    JsonText items;
     int count = 0;
     Node *const node = path.isEmpty() ? tree.root() : tree.find(path);
     if (node) {
@@ -535,17 +593,17 @@ void KeywordServer::Private::index(SessionState *session, const QJsonObject &pay
                 ++counts.cutAnswers;
                 break;
             }
-            items += count++ == 0 ? "{\"name\":" : ",{\"name\":";
+            append(items, count++ == 0 ? "{\"name\":" : ",{\"name\":");
             appendQuoted(items, child->path);
-            items += ",\"type\":";
+            append(items, ",\"type\":");
             appendQuoted(items, readable ? toWord(child->type) : QString());
-            items += '}';
+            append(items, "}");
         }
     }
     enqueueAnswer(session,
                   "{\"cmd\":\"keyIndex\",\"payload\":{\"request\":"
                       + QJsonDocument(payload).toJson(QJsonDocument::Compact) + ",\"response\":["
-                      + items + "]}}");
+                      + QByteArray::fromRawData(items.constData(), items.size()) + "]}}");
     send(session);
 }
 

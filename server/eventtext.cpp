@@ -16,35 +16,40 @@ namespace {
 constexpr double greatestExact = 9007199254740992.0; // 2^53, up to which each whole number is one
 
 // What QJsonDocument writes within the brackets of an array.
-void appendDocument(QByteArray &json, const QVariant &value)
+void appendDocument(JsonText &json, const QVariant &value)
 {
     const QByteArray array =
         QJsonDocument(QJsonArray {QJsonValue::fromVariant(value)}).toJson(QJsonDocument::Compact);
-    json.append(array.constData() + 1, array.size() - 2);
+    append(json, QByteArrayView(array).sliced(1).chopped(1));
 }
 
-void appendNumber(QByteArray &json, double number)
+void appendNumber(JsonText &json, double number)
 {
     if (!std::isfinite(number))
-        json += "null";
+        append(json, "null");
     else if (std::trunc(number) == number && std::fabs(number) < greatestExact)
-        json += QByteArray::number(qlonglong(number));
+        append(json, QByteArray::number(qlonglong(number)));
     else
-        json += QByteArray::number(number, 'g', QLocale::FloatingPointShortest);
+        append(json, QByteArray::number(number, 'g', QLocale::FloatingPointShortest));
 }
 
-void appendValue(QByteArray &json, const QVariant &value)
+void appendBool(JsonText &json, bool value)
+{
+    append(json, value ? QByteArrayView("true") : QByteArrayView("false"));
+}
+
+void appendValue(JsonText &json, const QVariant &value)
 {
     switch (value.typeId()) {
     case QMetaType::UnknownType:
-        json += "null";
+        append(json, "null");
         break;
     case QMetaType::Bool:
-        json += value.toBool() ? "true" : "false";
+        appendBool(json, value.toBool());
         break;
     case QMetaType::Int:
     case QMetaType::LongLong:
-        json += QByteArray::number(value.toLongLong());
+        append(json, QByteArray::number(value.toLongLong()));
         break;
     case QMetaType::Double:
         appendNumber(json, value.toDouble());
@@ -57,14 +62,9 @@ void appendValue(QByteArray &json, const QVariant &value)
     }
 }
 
-const char *trueOrFalse(bool value)
-{
-    return value ? "true" : "false";
-}
-
 } // namespace
 
-void appendQuoted(QByteArray &json, QStringView text)
+void appendQuoted(JsonText &json, QStringView text)
 {
     const qsizetype start = json.size();
     json.resize(start + text.size() + 2);
@@ -84,24 +84,23 @@ void appendQuoted(QByteArray &json, QStringView text)
 
 QByteArray eventText(QStringView keyword, const Record &record)
 {
-    QByteArray json;
-    json.reserve(160 + keyword.size());
-    json += "{\"cmd\":\"keyEvent\",\"payload\":{\"connected\":";
-    json += trueOrFalse(record.connected);
-    json += ",\"consistent\":";
-    json += trueOrFalse(record.consistent);
-    json += ",\"error\":";
-    json += trueOrFalse(record.error);
-    json += ",\"keyword\":";
+    JsonText json;
+    append(json, "{\"cmd\":\"keyEvent\",\"payload\":{\"connected\":");
+    appendBool(json, record.connected);
+    append(json, ",\"consistent\":");
+    appendBool(json, record.consistent);
+    append(json, ",\"error\":");
+    appendBool(json, record.error);
+    append(json, ",\"keyword\":");
     appendQuoted(json, keyword);
-    json += ",\"online\":";
-    json += trueOrFalse(record.online);
-    json += ",\"type\":";
+    append(json, ",\"online\":");
+    appendBool(json, record.online);
+    append(json, ",\"type\":");
     appendQuoted(json, toWord(record.type));
-    json += ",\"value\":";
+    append(json, ",\"value\":");
     appendValue(json, record.value);
-    json += "}}";
-    return json;
+    append(json, "}}");
+    return QByteArray(json.constData(), json.size());
 }
 
 } // namespace pellix::server

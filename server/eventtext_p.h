@@ -6,7 +6,9 @@
 #include "server/record_p.h"
 
 #include <QtCore/QByteArray>
+#include <QtCore/QByteArrayView>
 #include <QtCore/QStringView>
+#include <QtCore/QVarLengthArray>
 
 namespace pellix::server {
 
@@ -14,7 +16,15 @@ namespace pellix::server {
 // writes, but without a document, which would cost ten times as much.
 QByteArray eventText(QStringView keyword, const Record &record);
 
+// JSON that is being written. The usual event takes no memory but that of its finished text.
+using JsonText = QVarLengthArray<char, 512>;
+
+inline void append(JsonText &json, QByteArrayView text)
+{
+    json.append(text.data(), text.size());
+}
+
 // A text in quotes, as JSON has it.
-void appendQuoted(QByteArray &json, QStringView text);
+void appendQuoted(JsonText &json, QStringView text);
 
 } // namespace pellix::server

@@ -22,11 +22,34 @@ const QLatin1String labelSuffix("/Label");
 const QLatin1String fullRights("*");
 constexpr int greatestNesting = 100; // of aggregates over aggregates
 
+// A session may have so many children of aggregates looked at; then its aggregates wait a while.
+constexpr qint64 formedPerMillisecond = 200;
+constexpr std::chrono::milliseconds formPause {20};
+constexpr qsizetype greatestEncoded = 4096; // bytes of a message that is kept beside others
+
+qint64 bytesOf(const QString &text)
+{
+    return text.size() * qint64(sizeof(QChar));
+}
+
+Record recordOf(const Node &keyword)
+{
+    return {keyword.value, keyword.type, keyword.connected, keyword.online, keyword.consistent,
+            keyword.error, true};
+}
+
 } // namespace
 
 bool SessionState::mayRead(const QString &path) const
 {
     return !rights || rights->mayRead(path);
+}
+
+// Patterns are not compared for each change: a client could have that be very many comparisons.
+void SessionState::updateRights(Aggregate *aggregate) const
+{
+    for (Aggregate::Child &child : aggregate->children)
+        child.mayBeRead = child.node && mayRead(child.node->path);
 }
 
 void SessionState::clearWaiting()
@@ -42,16 +65,34 @@ void SessionState::clearWaiting()
     answerBytes = 0;
 }
 
+// Whoever sends just now must not touch the session any more, nor the server.
+void SessionState::stopSending()
+{
+    if (sending)
+        *std::exchange(sending, nullptr) = false;
+}
+
+// Only what its client has written before counts from now on.
+void SessionState::hangUp()
+{
+    left = true;
+    clearWaiting();
+}
+
 KeywordServer::Private::Private(KeywordServer *q) : q(q)
 {
     clock.start();
     writeTimer.setSingleShot(true);
     QObject::connect(&writeTimer, &QTimer::timeout, q, [this] { expireWrites(); });
+    formTimer.setSingleShot(true);
+    formTimer.setInterval(formPause);
+    QObject::connect(&formTimer, &QTimer::timeout, q, [this] { formThoseBehind(); });
 }
 
 KeywordServer::Private::~Private()
 {
     for (SessionState *const session : std::as_const(sessions)) {
+        session->stopSending();
         session->clearWaiting();
         qDeleteAll(session->watches);
         qDeleteAll(session->aggregates);
@@ -62,10 +103,21 @@ KeywordServer::Private::~Private()
 
 Record KeywordServer::Private::record(const SessionState *session, Node *node, const QString &path)
 {
-    if (node && node->declared && session->mayRead(path)) {
-        return {node->value, node->type, node->connected, node->online, node->consistent,
-                node->error, true};
-    }
+    return node && node->declared && session->mayRead(path) ? recordOf(*node)
+                                                            : formed(session, path);
+}
+
+Record KeywordServer::Private::record(const SessionState *session, const Aggregate::Child &child)
+{
+    if (!child.node)
+        return {};
+    return child.node->declared && child.mayBeRead ? recordOf(*child.node)
+                                                   : formed(session, child.node->path);
+}
+
+// What there is where no keyword is.
+Record KeywordServer::Private::formed(const SessionState *session, const QString &path)
+{
     if (Aggregate *const aggregate = session->aggregates.value(path))
         return aggregateRecord(*aggregate);
     if (path.endsWith(labelSuffix))
@@ -95,25 +147,24 @@ bool KeywordServer::Private::isVisible(const SessionState &session, Node *node)
                        [&](Node *child) { return isVisible(session, child); });
 }
 
-// Forms each aggregate below once, however often others name it, and none at any depth: a client
-// could have the server compute for ever, or run out of stack.
+// Forms each aggregate once, however many others name it, and none at any depth: a client could
+// have the server compute for ever, or run out of stack.
 Record KeywordServer::Private::aggregateRecord(Aggregate &aggregate)
 {
-    const auto known = formed.constFind(&aggregate);
-    if (known != formed.constEnd())
-        return *known;
-    Record result;
+    if (aggregate.formedIn == round)
+        return aggregate.formed;
     if (nesting == greatestNesting) {
+        Record result;
         result.exists = result.error = true;
         return result;
     }
     ++nesting;
-    result = aggregated(aggregate);
+    Record result = aggregated(aggregate);
     --nesting;
-    if (nesting == 0)
-        formed.clear();
-    else
-        formed.insert(&aggregate, result);
+    aggregate.formed = result;
+    aggregate.formedIn = round;
+    if (nesting == 0 && !inRound)
+        ++round;
     return result;
 }
 
@@ -128,9 +179,10 @@ Record KeywordServer::Private::aggregated(Aggregate &aggregate)
     }
 
     aggregate.computing = true;
+    aggregate.session->formingLeft -= qint64(aggregate.children.size());
     QVariantList values;
-    for (Node *const child : aggregate.children) {
-        const Record part = child ? record(aggregate.session, child, child->path) : Record();
+    for (const Aggregate::Child &child : aggregate.children) {
+        const Record part = record(aggregate.session, child);
         result.connected &= part.exists && part.connected;
         result.online &= part.exists && part.online;
         result.consistent &= part.exists && part.consistent;
@@ -196,15 +248,23 @@ void KeywordServer::Private::changed(Node *node)
             enqueue(watch);
     }
     if (node->extras && !node->extras->aggregates.empty())
-        changed(node->extras->aggregates);
+        changed({node->extras->aggregates.cbegin(), node->extras->aggregates.cend()});
     sendAll();
 }
 
-void KeywordServer::Private::changed(std::vector<Aggregate *> pending)
+void KeywordServer::Private::changed(std::vector<Aggregate *> pending, Forming forming)
 {
+    const std::size_t given = pending.size();
     QSet<Aggregate *> seen(pending.cbegin(), pending.cend());
+    inRound = true;
     for (std::size_t i = 0; i < pending.size(); ++i) {
         Aggregate &aggregate = *pending[i];
+        const bool mayWait = forming == Forming::WhenThereIsTime || i >= given;
+        if (mayWait && !hasTimeFor(aggregate.session)) {
+            aggregate.session->behind.insert(&aggregate);
+            continue;
+        }
+        aggregate.session->behind.remove(&aggregate);
         Record now = aggregateRecord(aggregate);
         if (now == aggregate.last)
             continue;
@@ -226,6 +286,37 @@ void KeywordServer::Private::changed(std::vector<Aggregate *> pending)
             }
         }
     }
+    inRound = false;
+    ++round;
+}
+
+// Otherwise one client could have the server do nothing else, as each change of one keyword may
+// concern all of its aggregates.
+bool KeywordServer::Private::hasTimeFor(SessionState *session)
+{
+    if (!session->limited || session->formingLeft > 0)
+        return true;
+    const qint64 now = clock.elapsed();
+    const qint64 gained = (now - session->formingSince) * formedPerMillisecond;
+    session->formingLeft = qMin(mostFormedAtOnce, session->formingLeft + gained);
+    session->formingSince = now;
+    if (session->formingLeft > 0)
+        return true;
+    if (!formTimer.isActive())
+        formTimer.start();
+    return false;
+}
+
+void KeywordServer::Private::formThoseBehind()
+{
+    for (SessionState *const session : std::as_const(sessions)) {
+        if (session->behind.isEmpty())
+            continue;
+        std::vector<Aggregate *> behind(session->behind.cbegin(), session->behind.cend());
+        std::sort(behind.begin(), behind.end(), ByAge());
+        changed(std::move(behind));
+    }
+    sendAll();
 }
 
 void KeywordServer::Private::labelChanged(const QString &path)
@@ -246,10 +337,13 @@ void KeywordServer::Private::labelChanged(const QString &path)
 void KeywordServer::Private::enqueue(Watch *watch, Place place)
 {
     SessionState *const session = watch->session;
+    if (session->left)
+        return;
     if (watch->queued) {
         ++counts.skippedValues;
         if (place == Place::Any && !watch->refusedBehind)
             return;
+        ++session->waitingAnswers; // its earlier place is left until its turn comes
     }
     ++watch->turn; // an earlier place does not count any more
     watch->queued = true;
@@ -263,6 +357,8 @@ void KeywordServer::Private::enqueue(Watch *watch, Place place)
 
 void KeywordServer::Private::enqueueAnswer(SessionState *session, const QByteArray &answer)
 {
+    if (session->left)
+        return;
     session->waiting.push_back({nullptr, 0, QString(), answer});
     ++session->waitingAnswers;
     session->answerBytes += answer.size();
@@ -270,10 +366,13 @@ void KeywordServer::Private::enqueueAnswer(SessionState *session, const QByteArr
 
 void KeywordServer::Private::enqueueRefusal(SessionState *session, const QString &keyword)
 {
+    if (session->left)
+        return;
     if (Watch *const watch = session->watches.value(keyword))
         watch->refusedBehind = watch->queued;
     session->waiting.push_back({nullptr, 0, keyword, QByteArray()});
     ++session->waitingAnswers;
+    session->answerBytes += bytesOf(keyword);
 }
 
 void KeywordServer::Private::sendAll()
@@ -300,15 +399,16 @@ void KeywordServer::Private::send(SessionState *session)
 {
     if (session->sending)
         return;
-    session->sending = true;
-    const QPointer<KeywordServer> server(q);
-    const QPointer<KeywordSession> alive(session->q);
+    bool sending = true;
+    session->sending = &sending;
     while (!session->waiting.empty() && !session->paused) {
         const Waiting next = std::move(session->waiting.front());
         session->waiting.pop_front();
         if (next.watch) {
-            if (next.turn != next.watch->turn)
+            if (next.turn != next.watch->turn) {
+                --session->waitingAnswers;
                 continue;
+            }
             if (!next.watch->node) {
                 --session->waitingAnswers;
                 delete next.watch;
@@ -316,35 +416,39 @@ void KeywordServer::Private::send(SessionState *session)
             }
             next.watch->queued = false;
             transmit(session, messageFor(next.watch));
-        } else if (!next.answer.isNull() || !next.keyword.isNull()) {
+        } else {
             --session->waitingAnswers;
-            session->answerBytes -= next.answer.size();
-            if (next.keyword.isNull()) {
-                transmit(session, Message(next.answer));
-            } else {
+            session->answerBytes -= next.answer.size() + bytesOf(next.keyword);
+            if (!next.answer.isNull()) {
+                transmit(session, next.answer);
+            } else if (!next.keyword.isNull()) { // which a client may have left out
                 const QString path = KeywordServer::normalizedPath(next.keyword);
                 Record refused = record(session, tree.find(path), path);
                 refused.error = true;
-                transmit(session, Message(eventText(next.keyword, refused)));
+                transmit(session, eventText(next.keyword, refused));
             }
         }
-        if (!server || !alive)
+        if (!sending)
             return;
     }
-    session->sending = false;
+    session->sending = nullptr;
 }
 
-void KeywordServer::Private::transmit(SessionState *session, const Message &message)
+void KeywordServer::Private::transmit(SessionState *session, const QByteArray &message)
 {
     ++counts.events;
-    counts.bytesOut += quint64(message.utf8().size());
-    if (session->receiver)
-        session->receiver(message);
-    else
-        Q_EMIT session->q->send(message.utf8());
+    counts.bytesOut += quint64(message.size());
+    if (!session->receiver) {
+        Q_EMIT session->q->send(message);
+        return;
+    }
+    const bool *const sending = session->sending;
+    session->receiver(message);
+    if (*sending && !session->hasRoom())
+        session->paused = true;
 }
 
-Message KeywordServer::Private::messageFor(Watch *watch)
+QByteArray KeywordServer::Private::messageFor(Watch *watch)
 {
     Node *const node = watch->node;
     const bool isKeyword = watch->showsKeyword();
@@ -352,20 +456,22 @@ Message KeywordServer::Private::messageFor(Watch *watch)
         isKeyword ? nullptr : watch->session->aggregates.value(node->path);
     const bool isShared = !watch->session->rights || isKeyword;
     const quint64 version = aggregate ? aggregate->version : node->version;
-    Encoded &slot = encoded[version % encoded.size()];
-    if (!isShared || slot.version != version || slot.keyword != watch->keyword) {
-        const Record current =
-            aggregate ? aggregate->last : record(watch->session, node, node->path);
-        const Message message(eventText(watch->keyword, current));
+    const auto isIt = [&](const Encoded &slot) {
+        return isShared && slot.version == version && slot.keyword == watch->keyword;
+    };
+    Encoded *slot = isIt(longEncoded) ? &longEncoded : &encoded[version % encoded.size()];
+    if (!isIt(*slot)) {
+        const Record current = aggregate ? aggregate->last
+            : isKeyword                  ? recordOf(*node)
+                                         : record(watch->session, node, node->path);
+        const QByteArray message = eventText(watch->keyword, current);
         if (!isShared)
             return message;
-        slot.version = version;
-        slot.keyword = watch->keyword;
-        slot.message = message;
+        if (message.size() > greatestEncoded)
+            slot = &longEncoded;
+        *slot = {version, watch->keyword, message};
     }
-    if (watch->session->receiver)
-        slot.message.text(); // for all that come by here
-    return slot.message;
+    return slot->message;
 }
 
 // The role of a session is another one.
@@ -375,6 +481,8 @@ void KeywordServer::Private::updateRights(SessionState *session)
     session->rights =
         session->peer.role == fullRights ? nullptr : roles.value(session->peer.role, none);
     std::vector<Aggregate *> aggregates(session->aggregates.cbegin(), session->aggregates.cend());
+    for (Aggregate *const aggregate : aggregates)
+        session->updateRights(aggregate);
     for (Watch *const watch : std::as_const(session->watches)) {
         const bool hidden = !session->mayRead(watch->node->path);
         if (hidden == watch->hidden && !watch->node->path.endsWith(labelSuffix))
@@ -382,7 +490,7 @@ void KeywordServer::Private::updateRights(SessionState *session)
         watch->hidden = hidden;
         enqueue(watch);
     }
-    changed(std::move(aggregates));
+    changed(std::move(aggregates), Forming::Now);
     sendAll();
 }
 
@@ -743,10 +851,12 @@ void KeywordServer::clear()
         qDeleteAll(session->aggregates);
         session->watches.clear();
         session->aggregates.clear();
+        session->behind.clear();
         session->refused.clear();
-        session->bytes = 0;
+        session->bytes = session->writeBytes = 0;
     }
     d->writes.clear();
+    d->writeBytes = 0;
     d->tree.clear();
     d->counts.watchedKeywords = 0;
 }
@@ -1002,7 +1112,7 @@ Statistics KeywordServer::statistics() const
     Statistics statistics = d->counts;
     statistics.clients = sessionCount();
     statistics.keywords = keywordCount();
-    statistics.memoryBytes = d->tree.bytes();
+    statistics.memoryBytes = d->tree.bytes() + d->writeBytes;
     statistics.sendingBytes = d->budget->waiting;
     for (const SessionState *session : std::as_const(d->sessions))
         statistics.memoryBytes += session->bytes + session->answerBytes;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "server/keywordserver.h"
+#include "server/keywordsession.h"
 #include "server/keywordtree_p.h"
 #include "server/record_p.h"
 #include "server/sendingbudget_p.h"
@@ -39,7 +40,8 @@ struct PendingWrite
     bool isRelative = false;
     bool isAssumed = false;
     Peer peer;
-    SessionState *session = nullptr; // null once it has left
+    QPointer<KeywordSession> writer; // null once it has left
+    qint64 bytes = 0; // that it takes while it waits
     qint64 deadline = 0; // ms on the server's clock
 };
 
@@ -51,6 +53,8 @@ public:
 
     // What is known
     Record record(const SessionState *session, Node *node, const QString &path);
+    Record record(const SessionState *session, const Aggregate::Child &child);
+    Record formed(const SessionState *session, const QString &path);
     Record labelRecord(const SessionState *session, const QString &path);
     Record aggregateRecord(Aggregate &aggregate);
     Record aggregated(Aggregate &aggregate);
@@ -59,7 +63,14 @@ public:
 
     // What changed
     void changed(Node *node);
-    void changed(std::vector<Aggregate *> aggregates);
+    enum class Forming {
+        Now,
+        WhenThereIsTime
+    };
+    void changed(std::vector<Aggregate *> aggregates, Forming forming = Forming::WhenThereIsTime);
+    static constexpr qint64 mostFormedAtOnce = 100'000; // children of aggregates, for a session
+    bool hasTimeFor(SessionState *session);
+    void formThoseBehind();
     void labelChanged(const QString &path);
     void tell(Node *node);
     void tell(Aggregate &aggregate);
@@ -72,12 +83,12 @@ public:
     void enqueueRefusal(SessionState *session, const QString &keyword);
     void send(SessionState *session);
     void sendAll();
-    void transmit(SessionState *session, const Message &message);
-    Message messageFor(Watch *watch);
+    void transmit(SessionState *session, const QByteArray &message);
+    QByteArray messageFor(Watch *watch);
 
     // What clients command
     void receive(SessionState *session, const QByteArray &command);
-    void create(SessionState *session, const QJsonObject &payload);
+    void create(SessionState *session, const QString &keyword, const QJsonObject &payload);
     void update(SessionState *session, const QJsonObject &payload);
     void index(SessionState *session, const QJsonObject &payload);
     void unwatch(SessionState *session, const QString &keyword);
@@ -97,6 +108,10 @@ public:
     void store(const PendingWrite &write);
     void decide(quint64 id, bool accepted, const QVariant &value, const QString &reason);
     void audit(const PendingWrite &write, const QString &outcome, const QString &reason);
+    SessionState *writerOf(const PendingWrite &write) const;
+    bool hasRoomFor(const PendingWrite &write) const;
+    void noteRefusal(SessionState *session, const QString &path);
+    bool takeRefusal(SessionState *session, const QString &path);
     void forget(quint64 id);
     void expireWrites();
 
@@ -116,12 +131,17 @@ public:
     QPointer<QIODevice> auditDevice;
     std::map<quint64, PendingWrite> writes;
     quint64 lastWrite = 0;
+    qint64 writeBytes = 0; // of all that are not decided
     QTimer writeTimer;
     QElapsedTimer clock;
     quint64 lastVersion = 0;
     int batch = 0; // of changes; nothing is sent before its end
     bool sendingAll = false;
-    QHash<Aggregate *, Record> formed; // while one over them is being formed
+    quint64 lastAggregate = 0;
+    // Aggregates are formed once in a round, in which nothing changes.
+    quint64 round = 1;
+    bool inRound = false;
+    QTimer formTimer;
     int nesting = 0; // of those being formed
 
     // The last messages, as several sessions are told of the same change.
@@ -129,9 +149,10 @@ public:
     {
         quint64 version = 0;
         QString keyword;
-        Message message {QByteArray()};
+        QByteArray message;
     };
     std::array<Encoded, 256> encoded;
+    Encoded longEncoded; // one alone, as they could be as long as a client likes
 
     QSet<QByteArray> reportedProperties; // that messages have been logged about
     std::map<QString, std::unique_ptr<ObjectKeywords>> served; // by their level; destroyed first

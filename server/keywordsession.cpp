@@ -39,8 +39,14 @@ KeywordSession::KeywordSession(KeywordServer *server, const Peer &peer, bool lim
 */
 KeywordSession::~KeywordSession()
 {
-    if (d->server)
-        d->server->d->leave(&d->state);
+    d->end();
+}
+
+void KeywordSession::Private::end()
+{
+    if (server)
+        server->d->leave(&state);
+    server.clear();
 }
 
 /*!
@@ -79,8 +85,9 @@ bool KeywordSession::isPaused() const
 }
 
 /*!
-    Returns how many bytes of answers wait for resume(). A transport takes no further commands while
-    there are many: each may ask for another answer.
+    Returns how many bytes of answers wait for resume(), other than values of keywords, which are as
+    many as the session watches at most. A transport takes no further commands while there are many:
+    each may ask for another answer.
 */
 qint64 KeywordSession::waitingBytes() const
 {

@@ -14,6 +14,9 @@ namespace pellix::server {
 class KeywordSession::Private
 {
 public:
+    // Its object may live on, and answers nothing.
+    void end();
+
     QPointer<KeywordServer> server;
     SessionState state;
 };

@@ -3,6 +3,8 @@
 
 #include "server/keywordtree_p.h"
 
+#include "server/sessionstate_p.h"
+
 #include <algorithm>
 
 namespace pellix::server {
@@ -20,6 +22,11 @@ qint64 bytesOf(const QString &text)
 }
 
 } // namespace
+
+bool ByAge::operator()(const Aggregate *a, const Aggregate *b) const
+{
+    return a->number < b->number;
+}
 
 NodeExtras &Node::more()
 {
@@ -76,18 +83,21 @@ void KeywordTree::undeclare(Node *node)
 
 void KeywordTree::unlist(Node *node)
 {
-    if (node == &top || !node->listed || node->declared || !node->children.empty())
-        return;
-    Node *const parent = node->parent;
-    Node *const last = parent->children.back();
-    parent->children[node->position] = last;
-    last->position = node->position;
-    parent->children.pop_back();
-    parent->sorted = parent->sorted && last == node;
-    node->listed = false;
-    node->parent = nullptr;
-    unlist(parent);
-    drop(parent);
+    for (Node *level = node; level != &top && level->listed;) {
+        if (level->declared || !level->children.empty())
+            return;
+        Node *const parent = level->parent;
+        Node *const last = parent->children.back();
+        parent->children[level->position] = last;
+        last->position = level->position;
+        parent->children.pop_back();
+        parent->sorted = parent->sorted && last == level;
+        level->listed = false;
+        level->parent = nullptr;
+        if (level != node)
+            drop(level);
+        level = parent;
+    }
 }
 
 void KeywordTree::drop(Node *node)

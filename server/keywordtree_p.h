@@ -12,6 +12,7 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <vector>
 
 namespace pellix::server {
@@ -20,13 +21,20 @@ struct Aggregate;
 class SessionState;
 struct Watch;
 
+// In the order in which they were made.
+struct ByAge
+{
+    bool operator()(const Aggregate *a, const Aggregate *b) const;
+};
+
 // What few nodes have.
 struct NodeExtras
 {
     QString label;
     std::function<void(const WriteRequest &)> writeHandler;
-    std::vector<Aggregate *> aggregates; // of which this is a child
-    std::vector<quint64> writes; // that are not decided yet, in their order
+    // Clients can have it be very many of both.
+    std::set<Aggregate *, ByAge> aggregates; // of which this is a child
+    std::set<quint64> writes; // that are not decided yet, in their order
 };
 
 // Whatever is known of a path: a declared keyword, an inner level, or just that somebody waits for

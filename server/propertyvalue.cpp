@@ -17,6 +17,11 @@
 #include <cmath>
 #include <limits>
 
+// Qt 6.11 calls QSequentialIterable and QAssociativeIterable deprecated; their successors are new
+// there.
+QT_WARNING_PUSH
+QT_WARNING_DISABLE_DEPRECATED
+
 namespace pellix::server {
 
 namespace {
@@ -567,3 +572,5 @@ bool fromKeywordValue(const QVariant &value, QMetaType type, QVariant *result)
 }
 
 } // namespace pellix::server
+
+QT_WARNING_POP

@@ -57,6 +57,10 @@ public:
         }
     }
 
+    bool isPossible() const
+    {
+        return std::find(reached.cbegin(), reached.cend(), true) != reached.cend();
+    }
     bool isComplete() const { return reached.last(); }
     bool canGoOn() const
     {
@@ -81,8 +85,11 @@ bool anyPattern(const Patterns &patterns, QStringView path, Test test)
     const Levels levels = levelsOf(path);
     return std::any_of(patterns.begin(), patterns.end(), [&](const QStringList &pattern) {
         Matcher matcher(pattern);
-        for (const QStringView level : levels)
+        for (const QStringView level : levels) {
+            if (!matcher.isPossible())
+                return false;
             matcher.take(level);
+        }
         return test(matcher);
     });
 }

@@ -26,31 +26,20 @@ struct Aggregate
     SessionState *session = nullptr;
     QString path;
     QString mode;
-    std::vector<Node *> children;
+    struct Child
+    {
+        Node *node; // null for a path that is none
+        bool mayBeRead;
+    };
+    std::vector<Child> children;
     Record last; // as told
     quint64 version = 0;
     qint64 bytes = 0; // that it has its session use
     int uses = 0; // spellings that the session watches it under
     bool computing = false; // breaks cycles of aggregates over each other
-};
-
-// A message in both forms that transports need; the second is made once, when one asks for it.
-class Message
-{
-public:
-    explicit Message(const QByteArray &utf8) : bytes(utf8) { }
-
-    const QByteArray &utf8() const { return bytes; }
-    const QString &text() const
-    {
-        if (string.isNull())
-            string = QString::fromUtf8(bytes);
-        return string;
-    }
-
-private:
-    QByteArray bytes;
-    mutable QString string;
+    quint64 number = 0; // the later one has the greater
+    Record formed; // in the round of this number
+    quint64 formedIn = 0;
 };
 
 // What waits for a session until its transport has room: a keyword whose newest value is told then,
@@ -68,7 +57,7 @@ struct Waiting
 class SessionState
 {
 public:
-    using Receiver = std::function<void(const Message &)>;
+    using Receiver = std::function<void(const QByteArray &)>;
 
     KeywordSession *q = nullptr;
     Peer peer;
@@ -77,18 +66,28 @@ public:
 
     QHash<QString, Watch *> watches; // by their spelling
     QHash<QString, Aggregate *> aggregates; // by their path
-    QSet<QString> refused; // paths whose last write was refused
+    QSet<QString> refused; // paths whose last write was refused, as far as there is memory for them
     std::deque<Waiting> waiting;
-    std::size_t waitingAnswers = 0; // and refusals, which are not merged
+    std::size_t waitingAnswers =
+        0; // and refusals, which are not merged, and places that do not count any more
     qint64 answerBytes = 0;
+    qint64 formingLeft = 0; // children of aggregates that may be looked at before others wait
+    qint64 formingSince = 0; // ms, when there were as many
+    QSet<Aggregate *> behind; // that are to be formed anew, when there is time for them
     qint64 bytes = 0; // that it has the server use
+    qint64 writeBytes = 0; // of its writes that are not decided
     Receiver receiver; // instead of the signal
+    std::function<bool()> hasRoom; // with a receiver: whether it takes more, or the session pauses
+    bool *sending = nullptr; // set to false when the session, or the server, goes while it sends
     bool paused = false;
-    bool sending = false;
     bool inTurn = false; // among those that are to send
+    bool left = false; // nobody is there any more to be told anything
 
     void clearWaiting();
+    void stopSending();
+    void hangUp();
     bool mayRead(const QString &path) const;
+    void updateRights(Aggregate *aggregate) const;
     bool mayWrite(const QString &path) const { return !rights || rights->mayWrite(path); }
 };
 

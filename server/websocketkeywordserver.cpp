@@ -34,6 +34,7 @@ namespace {
 Q_LOGGING_CATEGORY(lcWebSocketServer, "pellixclient.server.websocketserver", QtInfoMsg)
 
 constexpr auto defaultHandshakeTimeout = 10s;
+constexpr int waitingConnections = 1024; // that the system keeps: after a restart, all come at once
 constexpr auto farewellTime = 1s; // for the closing handshake of a session that is ended
 
 // Takes connections, and has them encrypted if it has a certificate. It does not wait for the
@@ -41,7 +42,10 @@ constexpr auto farewellTime = 1s; // for the closing handshake of a session that
 class Listener : public QTcpServer
 {
 public:
-    explicit Listener(const std::optional<QSslConfiguration> &tls) : tls(tls) { }
+    explicit Listener(const std::optional<QSslConfiguration> &tls) : tls(tls)
+    {
+        setListenBacklogSize(waitingConnections);
+    }
 
     bool isEncrypted() const { return tls.has_value(); }
     void setConfiguration(const QSslConfiguration &configuration) { tls = configuration; }
@@ -78,11 +82,11 @@ private:
 
 // A client is asked for a certificate if somebody is there to have signed it. A wrong one does not
 // end the encryption: the request tells of other credentials, and its answer what was wrong.
-QSslConfiguration tlsConfiguration(const QSslCertificate &certificate, const QSslKey &key,
+QSslConfiguration tlsConfiguration(const QList<QSslCertificate> &chain, const QSslKey &key,
                                    const QList<QSslCertificate> &authorities = {})
 {
     QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
-    configuration.setLocalCertificate(certificate);
+    configuration.setLocalCertificateChain(chain);
     configuration.setPrivateKey(key);
     configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
     if (!authorities.isEmpty()) {
@@ -96,9 +100,11 @@ QSslConfiguration tlsConfiguration(const QSslCertificate &certificate, const QSs
 
 // Why nothing can be encrypted with them. Qt offers no other way to learn whether a certificate and
 // a key belong together than to begin an encryption.
-QString tlsProblem(const QSslCertificate &certificate, const QSslKey &key)
+QString tlsProblem(const QList<QSslCertificate> &chain, const QSslKey &key)
 {
-    Listener listener(tlsConfiguration(certificate, key));
+    if (std::any_of(chain.cbegin(), chain.cend(), [](const auto &link) { return link.isNull(); }))
+        return QStringLiteral("one of the chain is none");
+    Listener listener(tlsConfiguration(chain, key));
     QTcpSocket peer;
     listener.listen(QHostAddress::LocalHost);
     peer.connectToHost(QHostAddress::LocalHost, listener.serverPort());
@@ -145,6 +151,7 @@ public:
     {
         ClientCredentials credentials;
         Peer peer;
+        QPointer<ClientSocket> socket;
     };
 
     explicit Private(WebSocketKeywordServer *q) : q(q) { }
@@ -161,6 +168,9 @@ public:
     void endHandshake(OpeningHandshake *handshake);
     void serve(QWebSocket *socket);
     QTcpSocket *connectionOf(const QWebSocket *socket) const;
+    void forget(ClientSocket *client, const QWebSocket *socket);
+    void release(QWebSocket *socket);
+    void endSessionsOf(QWebSocket *socket);
     void judgeAnew();
     void endSession(QWebSocket *socket);
     void dropAll();
@@ -170,7 +180,7 @@ public:
     QPointer<KeywordServer> server;
     std::unique_ptr<Listener> listener; // ours, so that faults reach the bare connections
     std::unique_ptr<QWebSocketServer> upgrade;
-    QSslCertificate certificate;
+    QList<QSslCertificate> chain; // of certificates, the listener's own first
     QSslKey key;
     QHostAddress address;
     QList<QPointer<QTcpSocket>> connections;
@@ -180,6 +190,7 @@ public:
     AccessControl access;
     bool isIdentificationSet = false;
     bool unencryptedAllowed = false;
+    bool isDestroyed = false;
     int maximumHandshakes = 64;
     quint64 droppedHandshakes = 0;
     std::chrono::milliseconds handshakeTimeout = defaultHandshakeTimeout;
@@ -198,7 +209,7 @@ ClientIdentification WebSocketKeywordServer::Private::defaultIdentification() co
 // Why it must not listen as it is set.
 QString WebSocketKeywordServer::Private::listenProblem() const
 {
-    if (!certificate.isNull())
+    if (!chain.isEmpty())
         return {};
     if (!access.identification.authorities.isEmpty())
         return QStringLiteral("certificates of clients need a listener with a certificate");
@@ -211,9 +222,8 @@ QString WebSocketKeywordServer::Private::listenProblem() const
 // For the next connections.
 void WebSocketKeywordServer::Private::replaceTlsConfiguration()
 {
-    if (listener && listener->isEncrypted() && !certificate.isNull()) {
-        listener->setConfiguration(
-            tlsConfiguration(certificate, key, access.identification.authorities));
+    if (listener && listener->isEncrypted() && !chain.isEmpty()) {
+        listener->setConfiguration(tlsConfiguration(chain, key, access.identification.authorities));
     }
 }
 
@@ -295,7 +305,8 @@ QTcpSocket *WebSocketKeywordServer::Private::connectionOf(const QWebSocket *sock
         std::find_if(connections.cbegin(), connections.cend(), [socket](const auto &connection) {
             return connection && connection->peerPort() != 0
                 && connection->peerPort() == socket->peerPort()
-                && connection->peerAddress() == socket->peerAddress();
+                && connection->peerAddress() == socket->peerAddress()
+                && connection->localAddress() == socket->localAddress();
         });
     return found == connections.cend() ? nullptr : found->data();
 }
@@ -318,27 +329,25 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
         return;
     }
     socket->setParent(q);
-    identities.insert(socket, {credentials, judgement.peer});
     const Limits limits = server->limits();
     socket->setMaxAllowedIncomingMessageSize(quint64(limits.commandBytes));
+    socket->setMaxAllowedIncomingFrameSize(quint64(limits.commandBytes)); // it waits for whole ones
     auto *const client = new ClientSocket(socket, connection, limits, server->d->budget);
     clients.append(client);
+    identities.insert(socket, {credentials, judgement.peer, client});
     KeywordSession *const session = server->openSession(judgement.peer, socket);
     client->setSession(session);
-    session->d->state.receiver = [this, socket, client, session](const Message &message) {
-        // A subclass may end the session while it delivers, and this function with it.
-        const QPointer<ClientSocket> aliveClient(client);
-        const QPointer<KeywordSession> aliveSession(session);
-        q->deliver(socket, message.text());
-        if (aliveClient && aliveSession && !aliveClient->hasRoom())
-            aliveSession->pause();
+    SessionState &state = session->d->state;
+    state.receiver = [this, socket](const QByteArray &message) { q->deliver(socket, message); };
+    state.hasRoom = [client = QPointer<ClientSocket>(client)] {
+        return client && client->hasRoom();
     };
     QObject::connect(client, &ClientSocket::drained, session, [session] {
         if (session->isPaused())
             session->resume();
     });
     QObject::connect(client, &ClientSocket::received, session,
-                     [session](const QString &text) { session->receive(text.toUtf8()); });
+                     [session](const QByteArray &command) { session->receive(command); });
     QObject::connect(client, &ClientSocket::delayed, q, [this] {
         if (server)
             ++server->d->counts.delayedCommands;
@@ -350,14 +359,48 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
             ++server->d->counts.droppedClients;
         socket->abort();
     });
-    QObject::connect(socket, &QWebSocket::disconnected, q, [this, socket, client] {
-        identities.remove(socket);
-        if (clients.removeOne(client)) {
-            socket->deleteLater();
-            tellClientCount();
-        }
+    QObject::connect(socket, &QWebSocket::disconnected, client,
+                     [client, session = QPointer(session)] {
+                         if (session)
+                             session->d->state.hangUp();
+                         client->finish();
+                     });
+    QObject::connect(client, &ClientSocket::finished, q, [this, socket, client] {
+        forget(client, socket);
+        release(socket);
     });
+    QObject::connect(client, &QObject::destroyed, q,
+                     [this, socket, client] { forget(client, socket); });
     tellClientCount();
+}
+
+void WebSocketKeywordServer::Private::forget(ClientSocket *client, const QWebSocket *socket)
+{
+    identities.remove(socket);
+    if (clients.removeOne(client))
+        tellClientCount();
+}
+
+// Whoever hears that a session is destroyed may delete everything: none of it may be in the midst
+// of being deleted itself, or among the children of what is.
+void WebSocketKeywordServer::Private::release(QWebSocket *socket)
+{
+    endSessionsOf(socket);
+    if (!isDestroyed)
+        socket->setParent(nullptr);
+    socket->deleteLater();
+}
+
+void WebSocketKeywordServer::Private::endSessionsOf(QWebSocket *socket)
+{
+    const auto sessions = socket->findChildren<KeywordSession *>(Qt::FindDirectChildrenOnly);
+    for (KeywordSession *session : sessions) {
+        session->d->end();
+        if (isDestroyed)
+            continue; // with this server
+        session->setParent(nullptr);
+        session->deleteLater();
+    }
 }
 
 // Ends the sessions of those who would not get in any more, or as somebody else.
@@ -377,13 +420,10 @@ void WebSocketKeywordServer::Private::judgeAnew()
 // At once: neither commands nor events pass any more. This may be called by a handler of either.
 void WebSocketKeywordServer::Private::endSession(QWebSocket *socket)
 {
-    auto *const client = socket->findChild<ClientSocket *>(QString(), Qt::FindDirectChildrenOnly);
-    const auto sessions = socket->findChildren<KeywordSession *>(Qt::FindDirectChildrenOnly);
-    for (KeywordSession *session : sessions) {
-        QObject::disconnect(client, nullptr, session, nullptr);
-        session->pause(); // and nobody resumes it
-        session->deleteLater();
-    }
+    endSessionsOf(socket);
+    if (auto *const client =
+            socket->findChild<ClientSocket *>(QString(), Qt::FindDirectChildrenOnly))
+        client->flush();
     QTimer::singleShot(farewellTime, socket, [socket] { socket->abort(); });
     socket->close(QWebSocketProtocol::CloseCodePolicyViolated,
                   QStringLiteral("access was taken away"));
@@ -406,9 +446,9 @@ void WebSocketKeywordServer::Private::dropAll()
     }
     for (ClientSocket *client : dropped) {
         QWebSocket *const socket = client->webSocket();
-        qDeleteAll(socket->findChildren<KeywordSession *>(Qt::FindDirectChildrenOnly));
+        endSessionsOf(socket);
         socket->abort();
-        socket->deleteLater();
+        release(socket);
     }
     for (const QPointer<QTcpSocket> &connection : std::as_const(connections)) {
         if (connection)
@@ -474,6 +514,7 @@ WebSocketKeywordServer::WebSocketKeywordServer(KeywordServer *server, QObject *p
 WebSocketKeywordServer::~WebSocketKeywordServer()
 {
     blockSignals(true);
+    d->isDestroyed = true;
     close();
 }
 
@@ -488,7 +529,20 @@ WebSocketKeywordServer::~WebSocketKeywordServer()
 */
 bool WebSocketKeywordServer::setTls(const QSslCertificate &certificate, const QSslKey &key)
 {
-    const QString problem = certificate.isNull() ? QString() : tlsProblem(certificate, key);
+    return setTls(certificate.isNull() ? QList<QSslCertificate>() : QList {certificate}, key);
+}
+
+/*!
+    \overload
+
+    Has the server speak wss with the first certificate of \a chain and its private \a key, and show
+    the others as well, in their order: those of the authorities between the server's and one that
+    clients know, each signed by the next. QSslCertificate::fromPath() reads them from one file. An
+    empty chain has the server speak ws again.
+*/
+bool WebSocketKeywordServer::setTls(const QList<QSslCertificate> &chain, const QSslKey &key)
+{
+    const QString problem = chain.isEmpty() ? QString() : tlsProblem(chain, key);
     if (!problem.isEmpty()) {
         const bool fits = !problem.contains(QLatin1String("private key"), Qt::CaseInsensitive);
         d->error = (fits ? QStringLiteral("the certificate cannot be used: %1")
@@ -498,7 +552,7 @@ bool WebSocketKeywordServer::setTls(const QSslCertificate &certificate, const QS
         return false;
     }
     d->error.clear();
-    d->certificate = certificate;
+    d->chain = chain;
     d->key = key;
     d->replaceTlsConfiguration();
     return true;
@@ -506,13 +560,16 @@ bool WebSocketKeywordServer::setTls(const QSslCertificate &certificate, const QS
 
 /*!
     Returns in how many days the server's certificate expires, rounded down: 0 on the last day, and
-    when it has expired. Returns -1 without a certificate.
+    when it has expired. Of a chain, the first to expire counts. Returns -1 without a certificate.
 */
 int WebSocketKeywordServer::certificateDays() const
 {
-    if (d->certificate.isNull())
+    if (d->chain.isEmpty())
         return -1;
-    const qint64 seconds = QDateTime::currentDateTimeUtc().secsTo(d->certificate.expiryDate());
+    QDateTime expiry = d->chain.constFirst().expiryDate();
+    for (const QSslCertificate &certificate : std::as_const(d->chain))
+        expiry = qMin(expiry, certificate.expiryDate());
+    const qint64 seconds = QDateTime::currentDateTimeUtc().secsTo(expiry);
     return int(qMax(qint64(0), seconds / (24 * 60 * 60)));
 }
 
@@ -700,7 +757,7 @@ bool WebSocketKeywordServer::listen(const QHostAddress &address, quint16 port)
     d->error = d->listenProblem();
     if (!d->error.isEmpty())
         return false;
-    const bool tls = !d->certificate.isNull();
+    const bool tls = !d->chain.isEmpty();
     d->upgrade = std::make_unique<QWebSocketServer>(QStringLiteral("pellixclient-server"),
                                                     tls ? QWebSocketServer::SecureMode
                                                         : QWebSocketServer::NonSecureMode);
@@ -708,10 +765,10 @@ bool WebSocketKeywordServer::listen(const QHostAddress &address, quint16 port)
         while (QWebSocket *const socket = d->upgrade->nextPendingConnection())
             d->serve(socket);
     });
-    d->listener = std::make_unique<Listener>(
-        tls ? std::make_optional(
-            tlsConfiguration(d->certificate, d->key, d->access.identification.authorities))
-            : std::nullopt);
+    d->listener =
+        std::make_unique<Listener>(tls ? std::make_optional(tlsConfiguration(
+                                       d->chain, d->key, d->access.identification.authorities))
+                                       : std::nullopt);
     connect(d->listener.get(), &QTcpServer::pendingConnectionAvailable, this, [this] {
         while (QTcpSocket *const connection = d->listener->nextPendingConnection()) {
             d->connections.removeIf([](const auto &gone) { return gone.isNull(); });
@@ -769,7 +826,7 @@ QUrl WebSocketKeywordServer::url() const
 */
 QList<QUrl> WebSocketKeywordServer::urls() const
 {
-    const bool isEncrypted = d->listener ? d->listener->isEncrypted() : !d->certificate.isNull();
+    const bool isEncrypted = d->listener ? d->listener->isEncrypted() : !d->chain.isEmpty();
     QList<QUrl> urls;
     for (const QHostAddress &address : reachableAddresses(d->address)) {
         QUrl url;
@@ -857,8 +914,10 @@ Statistics WebSocketKeywordServer::statistics() const
 void WebSocketKeywordServer::closeClients()
 {
     const QList<ClientSocket *> clients = d->clients;
-    for (ClientSocket *client : clients)
+    for (ClientSocket *client : clients) {
+        client->flush();
         client->webSocket()->close(QWebSocketProtocol::CloseCodeGoingAway);
+    }
 }
 
 /*!
@@ -889,12 +948,14 @@ void WebSocketKeywordServer::accept(QTcpSocket *connection)
 }
 
 /*!
-    Sends a \a message of the session to its \a client. For subclasses that watch, delay or change
-    what is sent.
+    Sends a \a message of the session, JSON in UTF-8, to its \a client. For subclasses that watch,
+    delay or change what is sent.
 */
-void WebSocketKeywordServer::deliver(QWebSocket *client, const QString &message)
+void WebSocketKeywordServer::deliver(QWebSocket *client, const QByteArray &message)
 {
-    client->sendTextMessage(message);
+    const auto found = d->identities.constFind(client);
+    if (found != d->identities.cend() && found->socket)
+        found->socket->sendMessage(message);
 }
 
 /*!

@@ -47,6 +47,7 @@ public:
     ~WebSocketKeywordServer() override;
 
     bool setTls(const QSslCertificate &certificate, const QSslKey &key);
+    bool setTls(const QList<QSslCertificate> &chain, const QSslKey &key);
     int certificateDays() const;
     void setUnencryptedAllowed(bool allowed);
     bool setIdentification(const ClientIdentification &identification);
@@ -83,7 +84,7 @@ Q_SIGNALS:
 
 protected:
     virtual void accept(QTcpSocket *connection);
-    virtual void deliver(QWebSocket *client, const QString &message);
+    virtual void deliver(QWebSocket *client, const QByteArray &message);
     void sendTo(QWebSocket *client, const QString &text);
     void sendTo(QWebSocket *client, const QByteArray &data);
 

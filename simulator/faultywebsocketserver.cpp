@@ -18,7 +18,7 @@ namespace pellix::simulator {
 class FaultyWebSocketServer::Private
 {
 public:
-    QString withFaults(const QString &message) const;
+    QByteArray withFaults(const QByteArray &message) const;
 
     bool silent = false;
     std::chrono::milliseconds answerDelay {0};
@@ -26,11 +26,11 @@ public:
     bool wrongRequestIds = false;
 };
 
-QString FaultyWebSocketServer::Private::withFaults(const QString &message) const
+QByteArray FaultyWebSocketServer::Private::withFaults(const QByteArray &message) const
 {
     if (!duplicateIndexItems && !wrongRequestIds)
         return message;
-    QJsonObject object = QJsonDocument::fromJson(message.toUtf8()).object();
+    QJsonObject object = QJsonDocument::fromJson(message).object();
     if (object.value(QLatin1String("cmd")) != QLatin1String("keyIndex"))
         return message;
 
@@ -48,7 +48,7 @@ QString FaultyWebSocketServer::Private::withFaults(const QString &message) const
         payload.insert(QLatin1String("request"), request);
     }
     object.insert(QLatin1String("payload"), payload);
-    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
 /*!
@@ -168,11 +168,11 @@ void FaultyWebSocketServer::accept(QTcpSocket *connection)
     connection->blockSignals(true); // until it is dropped, at the end of the silence
 }
 
-void FaultyWebSocketServer::deliver(QWebSocket *client, const QString &message)
+void FaultyWebSocketServer::deliver(QWebSocket *client, const QByteArray &message)
 {
     if (d->silent)
         return;
-    const QString sent = d->withFaults(message);
+    const QByteArray sent = d->withFaults(message);
     if (d->answerDelay.count() == 0) {
         WebSocketKeywordServer::deliver(client, sent);
         return;

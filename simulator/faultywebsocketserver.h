@@ -33,7 +33,7 @@ Q_SIGNALS:
 
 protected:
     void accept(QTcpSocket *connection) override;
-    void deliver(QWebSocket *client, const QString &message) override;
+    void deliver(QWebSocket *client, const QByteArray &message) override;
 
 private:
     class Private;

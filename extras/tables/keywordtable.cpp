@@ -22,7 +22,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <utility>
 
 using namespace pellix::client;
@@ -98,7 +97,6 @@ struct TableRow : UpdatedRow
     bool rated = false;
     qint64 changed = 0; // wall time, in ms
     Rate rate;
-    QString problem; // why a value was not written
     std::unique_ptr<PKeywordWrite> writing;
     std::unique_ptr<ClientLink::Watch> watch;
     std::unique_ptr<ClientLink::Watch> labelWatch;
@@ -129,11 +127,6 @@ bool isWritable(PKeywordValueType type)
     return type != PKeywordValueType::KVT_OBJECT && type != PKeywordValueType::KVT_NOPROP;
 }
 
-bool isDouble(const QVariant &value)
-{
-    return value.typeId() == QMetaType::Double || value.typeId() == QMetaType::Float;
-}
-
 QString textOf(const QVariant &value, const QLocale &locale)
 {
     if (!value.isValid() || value.isNull())
@@ -156,7 +149,7 @@ QString textOf(const QVariant &value, const QLocale &locale)
 }
 
 // As a number in QML: a whole number of 64 bits is one that code which Qt 6.4 has compiled loses.
-QVariant plainValue(const QVariant &value)
+QVariant scriptValue(const QVariant &value)
 {
     if (value.typeId() != QMetaType::LongLong)
         return value;
@@ -204,7 +197,7 @@ public:
     void tick();
     void tellAll();
     void tell();
-    QString fit(const TableRow &row, const QVariant &value, QVariant *typed) const;
+    PKeywordWrite *writingOf(const RowPointer &row);
     QString stateText(const TableRow &row) const;
     int outcome(const TableRow &row) const;
     QString outcomeText(const TableRow &row) const;
@@ -313,11 +306,14 @@ void PKeywordTable::Private::arrange()
             rows.push_back(row);
         }
         // Those that go are left at the end: the server is told, and a handler may do anything.
-        const auto gone = std::exchange(byKeyword, wanted);
+        auto gone = std::exchange(byKeyword, wanted);
         RowUpdate::run(q, {}, shown, std::move(rows));
         if (!self)
             return;
         watch(added);
+        if (!self)
+            return;
+        gone.clear();
         if (!self)
             return;
     }
@@ -486,44 +482,21 @@ void PKeywordTable::Private::tell()
         Q_EMIT q->resolvingChanged();
 }
 
-// Returns why a value does not fit the keyword, or nothing and the value to write.
-QString PKeywordTable::Private::fit(const TableRow &row, const QVariant &value,
-                                    QVariant *typed) const
+PKeywordWrite *PKeywordTable::Private::writingOf(const RowPointer &row)
 {
-    *typed = value;
-    const PKeywordValueType type = row.event.type;
-    const bool isText = value.typeId() == QMetaType::QString;
-    const QString text = value.toString().trimmed();
-    switch (type) {
-    case PKeywordValueType::KVT_BOOL:
-        if (!isText)
-            return value.typeId() == QMetaType::Bool ? QString() : tr("true or false is expected");
-        if (text != QLatin1String("true") && text != QLatin1String("false"))
-            return tr("true or false is expected");
-        *typed = text == QLatin1String("true");
-        return {};
-    case PKeywordValueType::KVT_INT:
-        if (isText) {
-            bool whole = false;
-            *typed = QLocale().toLongLong(text, &whole);
-            return whole ? QString() : tr("a whole number is expected");
-        }
-        if (isDouble(value) && value.toDouble() != std::floor(value.toDouble()))
-            return tr("a whole number is expected");
-        return {};
-    case PKeywordValueType::KVT_DOUBLE:
-        if (isText) {
-            bool number = false;
-            double parsed = QLocale().toDouble(text, &number);
-            if (!number)
-                parsed = QLocale::c().toDouble(text, &number); // as a program writes it
-            *typed = parsed;
-            return number && std::isfinite(parsed) ? QString() : tr("a number is expected");
-        }
-        return {};
-    default:
-        return {};
-    }
+    if (row->writing)
+        return row->writing.get();
+    row->writing = std::make_unique<PKeywordWrite>();
+    row->writing->setKeyword(row->keyword);
+    const std::weak_ptr<TableRow> kept = row;
+    connect(row->writing.get(), &PKeywordWrite::stateChanged, q,
+            [this, kept] { change(kept.lock()); });
+    connect(row->writing.get(), &PKeywordWrite::finished, q, [this, kept] {
+        const RowPointer row = kept.lock();
+        if (row && row->writing)
+            Q_EMIT q->written(row->keyword, row->writing->state());
+    });
+    return row->writing.get();
 }
 
 QString PKeywordTable::Private::stateText(const TableRow &row) const
@@ -541,30 +514,23 @@ QString PKeywordTable::Private::stateText(const TableRow &row) const
 
 int PKeywordTable::Private::outcome(const TableRow &row) const
 {
-    if (!row.problem.isEmpty())
-        return PKeywordWrite::Refused;
-    return row.writing ? row.writing->outcome() : PKeywordWrite::Idle;
+    return row.writing ? row.writing->state() : PKeywordWrite::Idle;
 }
 
 QString PKeywordTable::Private::outcomeText(const TableRow &row) const
 {
-    if (!row.problem.isEmpty())
-        return row.problem;
     switch (outcome(row)) {
-    case PKeywordWrite::Waiting:
+    case PKeywordWrite::Pending:
         return tr("waiting");
     case PKeywordWrite::Taken:
-        return tr("taken");
-    case PKeywordWrite::Different:
+        return row.writing->isUnchanged() ? tr("it was that already") : tr("taken");
+    case PKeywordWrite::Changed:
         return tr("another value came back");
     case PKeywordWrite::Refused:
         return tr("refused");
-    case PKeywordWrite::Unchanged:
-        return tr("it was that already");
-    case PKeywordWrite::NoAnswer:
-        return tr("no answer");
+    case PKeywordWrite::TimedOut:
     case PKeywordWrite::NotSent:
-        return tr("not sent: no connection");
+        return row.writing->problem();
     default:
         return {};
     }
@@ -639,8 +605,8 @@ QVariant PKeywordTable::Private::exported(const TableRow &row, int column) const
     \row \li changed \li when the present value came; an invalid date before
     \row \li rate \li changes per second, over the last 5 s
     \row \li writableType \li whether it is a bool, int, double or string
-    \row \li outcome \li the outcome of the last write, a PKeywordWrite::Outcome
-    \row \li outcomeText \li the same in words, or why a value does not fit
+    \row \li outcome \li the outcome of the last write, a PKeywordWrite::State
+    \row \li outcomeText \li the same in words: why it was not sent, or what went wrong
     \endtable
 
     The client is not owned; one that is destroyed reads as not set.
@@ -737,7 +703,7 @@ QVariant PKeywordTable::Private::exported(const TableRow &row, int column) const
     \fn void pellix::extras::PKeywordTable::written(const QString &keyword, int outcome)
 
     A write of \a keyword by write() or setData() has come to its \a outcome, a
-    PKeywordWrite::Outcome.
+    PKeywordWrite::State.
 */
 
 /*!
@@ -775,6 +741,8 @@ void PKeywordTable::setClient(PKeywordClient *client)
     if (d->link.isClient(client))
         return;
     const QPointer<PKeywordTable> self(this);
+    // Left at the end: one that has still to write does so, and a handler may do anything.
+    std::vector<std::unique_ptr<PKeywordWrite>> ended;
     d->resolver.reset();
     d->found.clear();
     for (const RowPointer &row : d->shown.rows) {
@@ -783,8 +751,7 @@ void PKeywordTable::setClient(PKeywordClient *client)
         row->current = false;
         row->changed = 0;
         row->label.clear();
-        row->problem.clear();
-        row->writing.reset();
+        ended.push_back(std::move(row->writing));
     }
     d->link.setClient(client);
     if (self)
@@ -900,39 +867,20 @@ QVariantMap PKeywordTable::get(int row) const
 }
 
 /*!
-    Writes \a value to the keyword of \a row; nothing happens if there is no such row. A text is
-   read as the type of the keyword says, a number in the default locale, or as programs write it.
-   What does not fit is not sent, and counts as refused; \c outcomeText then says why. The outcome
-   is told by the role \c outcome and by written().
+    Writes \a value to the keyword of \a row, as PKeywordWrite::set() does: as a value of the
+    keyword's type, where a text is read as a number of the default locale or of programs, without
+    separators of thousands. Nothing happens if there is no such row. What does not fit is not sent.
+    The outcome is told by the roles \c outcome and \c outcomeText, and by written().
 */
 void PKeywordTable::write(int row, const QVariant &value)
 {
     if (row < 0 || row >= count())
         return;
     const RowPointer written = d->shown.rows[size_t(row)];
-    QVariant typed;
-    written->problem = d->fit(*written, value, &typed);
-    d->change(written);
-    if (!written->problem.isEmpty()) {
-        Q_EMIT this->written(written->keyword, PKeywordWrite::Refused);
-        return;
-    }
-    if (!written->writing) {
-        written->writing = std::make_unique<PKeywordWrite>();
-        written->writing->setKeyword(written->keyword);
-        written->writing->setClient(d->link.client());
-        const std::weak_ptr<TableRow> kept = written;
-        connect(written->writing.get(), &PKeywordWrite::outcomeChanged, this, [this, kept] {
-            const RowPointer row = kept.lock();
-            if (!row || !row->writing)
-                return;
-            const auto outcome = row->writing->outcome();
-            d->change(row);
-            if (outcome != PKeywordWrite::Idle && outcome != PKeywordWrite::Waiting)
-                Q_EMIT this->written(row->keyword, outcome);
-        });
-    }
-    written->writing->write(typed);
+    const QPointer<PKeywordWrite> writing(d->writingOf(written));
+    writing->setClient(d->link.client()); // the first time, the server is asked for the value
+    if (writing) // a handler of that may have done anything
+        writing->set(value);
 }
 
 /*!
@@ -954,7 +902,7 @@ QString PKeywordTable::toCsv(bool localized) const
     static const char *const names[ColumnCount] = {"keyword",   "label",  "value",      "type",
                                                    "connected", "online", "consistent", "error",
                                                    "changed",   "rate",   "outcome"};
-    const auto outcomes = QMetaEnum::fromType<PKeywordWrite::Outcome>();
+    const auto outcomes = QMetaEnum::fromType<PKeywordWrite::State>();
     QString text;
     const auto add = [&](int column, const QString &field) {
         text += csvField(field, separator);
@@ -1023,7 +971,7 @@ QVariant PKeywordTable::data(const QModelIndex &index, int role) const
     const bool live = d->isLive(row);
     switch (role) {
     case Qt::EditRole:
-        return plainValue(d->exported(row, index.column()));
+        return scriptValue(d->exported(row, index.column()));
     case Qt::DisplayRole:
         switch (index.column()) {
         case LabelColumn:
@@ -1057,7 +1005,7 @@ QVariant PKeywordTable::data(const QModelIndex &index, int role) const
     case DisplayNameRole:
         return row.label.isEmpty() ? row.name : row.label;
     case ValueRole:
-        return plainValue(row.event.value);
+        return scriptValue(row.event.value);
     case ValueTextRole:
         return textOf(row.event.value, withoutGroups(QLocale()));
     case ValueTypeRole:
@@ -1126,17 +1074,17 @@ QVariant PKeywordTable::headerData(int section, Qt::Orientation orientation, int
 /*!
     \reimp
 
-    Writes the \a value of the ValueColumn, as write() does. Returns \c false if it is not sent.
+    Writes the \a value of the ValueColumn, as write() does. Returns \c false if it is known at once
+    that it is not sent. The first time that a row is written, whether the value fits may be known
+    only when the server has answered: written() tells it.
 */
 bool PKeywordTable::setData(const QModelIndex &index, const QVariant &value, int role)
 {
     if (!index.isValid() || index.column() != ValueColumn || role != Qt::EditRole)
         return false;
     const RowPointer row = d->shown.rows[size_t(index.row())];
-    const QPointer<PKeywordTable> self(this);
-    write(index.row(), value);
-    return self && row->problem.isEmpty() && row->writing
-        && row->writing->outcome() != PKeywordWrite::NotSent;
+    write(index.row(), value); // which may delete the table, but not the row
+    return row->writing && row->writing->state() != PKeywordWrite::NotSent;
 }
 
 Qt::ItemFlags PKeywordTable::flags(const QModelIndex &index) const

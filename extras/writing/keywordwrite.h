@@ -6,85 +6,93 @@
 #include "client/keywordclient.h"
 #include "client/keywordtypes.h"
 #include "extras/extrasglobal.h"
-#include "pubsub/subscriber.h"
 
-#include <QtCore/QElapsedTimer>
 #include <QtCore/QObject>
-#include <QtCore/QPointer>
-#include <QtCore/QTimer>
+#include <QtCore/QString>
 #include <QtCore/QVariant>
 #include <QtQml/qqmlregistration.h>
 
+#include <memory>
+
 namespace pellix::extras {
 
-// Writes a keyword and watches what comes back. The protocol has no acknowledgement: the next event
-// of the keyword is all that tells what became of a write.
 class PELLIXCLIENT_EXTRAS_EXPORT PKeywordWrite : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(
         pellix::client::PKeywordClient *client READ client WRITE setClient NOTIFY clientChanged)
     Q_PROPERTY(QString keyword READ keyword WRITE setKeyword NOTIFY keywordChanged)
-    Q_PROPERTY(Outcome outcome READ outcome NOTIFY outcomeChanged)
-    Q_PROPERTY(bool relative READ relative NOTIFY outcomeChanged)
-    // Qt 6.4 compiles "sent ?? 0" and comparisons wrongly; as an argument of a function it is
-    // right.
-    Q_PROPERTY(QVariant sent READ sent NOTIFY outcomeChanged)
-    Q_PROPERTY(QVariant received READ received NOTIFY outcomeChanged)
-    Q_PROPERTY(int latency READ latency NOTIFY outcomeChanged)
+    Q_PROPERTY(
+        int confirmWithin READ confirmWithin WRITE setConfirmWithin NOTIFY confirmWithinChanged)
+    Q_PROPERTY(bool typed READ isTyped WRITE setTyped NOTIFY typedChanged)
+    Q_PROPERTY(bool ready READ isReady NOTIFY currentChanged)
+    Q_PROPERTY(QVariant current READ current NOTIFY currentChanged)
+    Q_PROPERTY(State state READ state NOTIFY stateChanged)
+    Q_PROPERTY(bool pending READ isPending NOTIFY stateChanged)
+    Q_PROPERTY(QVariant asked READ asked NOTIFY stateChanged)
+    Q_PROPERTY(bool relative READ isRelative NOTIFY stateChanged)
+    Q_PROPERTY(QVariant received READ received NOTIFY stateChanged)
+    Q_PROPERTY(bool unchanged READ isUnchanged NOTIFY stateChanged)
+    Q_PROPERTY(int elapsed READ elapsed NOTIFY stateChanged)
+    Q_PROPERTY(QString problem READ problem NOTIFY stateChanged)
     QML_ELEMENT
 
 public:
-    enum Outcome {
-        Idle, // nothing was written yet
-        Waiting, // sent, and nothing has come back
-        Taken, // the event has the value that was sent; for a relative write, a value without error
-        Different, // the event has another value than the one sent
-        Refused, // the event has the error flag
-        Unchanged, // no event came, and the keyword has had that value already
-        NoAnswer, // no event came within the time
-        NotSent, // there is no link to send it over
+    enum State {
+        Idle,
+        Pending,
+        Taken,
+        Changed,
+        Refused,
+        TimedOut,
+        NotSent
     };
-    Q_ENUM(Outcome)
+    Q_ENUM(State)
 
     explicit PKeywordWrite(QObject *parent = nullptr);
     ~PKeywordWrite() override;
 
     pellix::client::PKeywordClient *client() const;
     void setClient(pellix::client::PKeywordClient *client);
+
     QString keyword() const;
     void setKeyword(const QString &keyword);
 
-    Outcome outcome() const;
-    bool relative() const;
-    QVariant sent() const;
-    QVariant received() const;
-    int latency() const; // milliseconds from the write to what came back
+    int confirmWithin() const;
+    void setConfirmWithin(int milliseconds);
 
-    Q_INVOKABLE void write(const QVariant &value);
-    Q_INVOKABLE void writeRelative(const QVariant &value);
+    bool isTyped() const;
+    void setTyped(bool typed);
+
+    bool isReady() const;
+    QVariant current() const;
+    pellix::client::PKeywordValue lastEvent() const;
+
+    State state() const;
+    bool isPending() const;
+    QVariant asked() const;
+    bool isRelative() const;
+    QVariant received() const;
+    bool isUnchanged() const;
+    int elapsed() const;
+    QString problem() const;
+
+    Q_INVOKABLE void set(const QVariant &value);
+    Q_INVOKABLE void add(const QVariant &amount);
+    Q_INVOKABLE void reset();
 
 Q_SIGNALS:
     void clientChanged();
     void keywordChanged();
-    void outcomeChanged();
+    void confirmWithinChanged();
+    void typedChanged();
+    void currentChanged();
+    void stateChanged();
+    void finished();
 
 private:
-    void reset();
-    bool begin(const QVariant &value, bool relative);
-    void onEvent(const QVariant &published);
-    void finish(Outcome outcome);
-
-    QPointer<pellix::client::PKeywordClient> target;
-    pellix::client::PSubscriber subscriber;
-    QTimer patience;
-    QElapsedTimer sinceWrite;
-    Outcome result = Idle;
-    bool isRelative = false;
-    QVariant lastValue; // of the last event
-    QVariant sentValue;
-    QVariant receivedValue;
-    qint64 answerTime = 0;
+    class Private;
+    const std::unique_ptr<Private> d;
 };
 
 } // namespace pellix::extras

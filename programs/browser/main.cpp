@@ -41,6 +41,7 @@ struct Options
     QStringList pinned;
     std::optional<int> aggregation;
     std::optional<bool> dark;
+    bool trend = false;
     QString settings; // empty: the user's
 };
 
@@ -94,6 +95,8 @@ private:
                "Aggregate what is pinned by this <mode>: min, max, equal, sum, and, or.", "mode");
     const QCommandLineOption settings =
         option("settings", "Keep the settings in this INI <file>.", "file");
+    const QCommandLineOption trend {QStringLiteral("trend"),
+                                    translated("Show all that is pinned in one plot.")};
     const QCommandLineOption dark {QStringLiteral("dark"), translated("Use dark colours.")};
     const QCommandLineOption light {QStringLiteral("light"), translated("Use light colours.")};
 };
@@ -107,7 +110,7 @@ CommandLine::CommandLine(const Screenshot &screenshot)
         "The exit code is 0, 1 when something fails, or 2 when the command line makes no sense."));
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addOptions({url, keyword, select, pin, filter, aggregate, dark, light, settings});
+    parser.addOptions({url, keyword, select, pin, filter, aggregate, trend, dark, light, settings});
     screenshot.addOptions(parser);
 }
 
@@ -132,6 +135,7 @@ std::optional<Options> CommandLine::options(const Session &session) const
     options.filter = parser.value(filter);
     options.pinned = parser.values(pin);
     options.settings = parser.value(settings);
+    options.trend = parser.isSet(trend);
     if (parser.isSet(settings) && options.settings.isEmpty()) {
         programs::complain(translated("--settings needs a file name"));
         return std::nullopt;
@@ -214,6 +218,7 @@ int main(int argc, char *argv[])
         {QStringLiteral("keyword"), options->keyword},
         {QStringLiteral("selected"), options->selected},
         {QStringLiteral("filter"), options->filter},
+        {QStringLiteral("trend"), options->trend},
     });
     engine.load(QUrl(QStringLiteral("qrc:/qt/qml/KeywordBrowser/Main.qml")));
     if (engine.rootObjects().isEmpty())

@@ -5,6 +5,11 @@
 
 #include "client/keywordtypes.h"
 
+#include <QtCore/QDateTime>
+#include <QtCore/QDir>
+#include <QtCore/QFileInfo>
+#include <QtCore/QStandardPaths>
+
 using pellix::client::PKeywordAggregation;
 
 namespace {
@@ -97,4 +102,20 @@ void Preferences::setWindowSize(const QSize &size)
         return;
     settings->setValue(windowSizeKey, size);
     Q_EMIT windowSizeChanged();
+}
+
+QString Preferences::exportFile(const QString &baseName) const
+{
+    QString folder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    if (!QDir(folder).exists())
+        folder = QDir::homePath();
+    const QString time = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
+    return QDir(folder).filePath(
+        QStringLiteral("%1-%2.csv")
+            .arg(baseName.isEmpty() ? QStringLiteral("keyword") : baseName, time));
+}
+
+bool Preferences::fileExists(const QString &path) const
+{
+    return QFileInfo::exists(path);
 }

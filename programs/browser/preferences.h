@@ -40,6 +40,10 @@ public:
     QSize windowSize() const;
     void setWindowSize(const QSize &size);
 
+    // A file for values to be saved in that there is not yet, among the user's documents.
+    Q_INVOKABLE QString exportFile(const QString &baseName) const;
+    Q_INVOKABLE bool fileExists(const QString &path) const;
+
 Q_SIGNALS:
     void pinnedChanged();
     void aggregationChanged();

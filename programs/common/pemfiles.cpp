@@ -22,15 +22,15 @@ std::optional<QByteArray> contentOf(const QString &fileName, QString *error)
 
 } // namespace
 
-QSslCertificate readCertificate(const QString &fileName, QString *error)
+QList<QSslCertificate> readCertificates(const QString &fileName, QString *error)
 {
     const std::optional<QByteArray> pem = contentOf(fileName, error);
     if (!pem)
-        return QSslCertificate();
-    QSslCertificate certificate(*pem);
-    if (certificate.isNull())
+        return {};
+    const QList<QSslCertificate> certificates = QSslCertificate::fromData(*pem);
+    if (certificates.isEmpty())
         *error = fileName + QLatin1String(": holds no PEM certificate");
-    return certificate;
+    return certificates;
 }
 
 QSslKey readPrivateKey(const QString &fileName, QString *error)

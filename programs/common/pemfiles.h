@@ -3,15 +3,16 @@
 
 #pragma once
 
+#include <QtCore/QList>
 #include <QtCore/QString>
 #include <QtNetwork/QSslCertificate>
 #include <QtNetwork/QSslKey>
 
-// What a program reads from files in PEM format. Both answer with a null object when there is none
-// in the file, and say why in the error, which names the file.
+// What a program reads from files in PEM format. Both answer with nothing when there is none in the
+// file, and say why in the error, which names the file.
 namespace programs {
 
-QSslCertificate readCertificate(const QString &fileName, QString *error);
+QList<QSslCertificate> readCertificates(const QString &fileName, QString *error);
 QSslKey readPrivateKey(const QString &fileName, QString *error);
 
 } // namespace programs

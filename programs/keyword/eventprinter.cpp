@@ -17,12 +17,6 @@ bool isNull(const QVariant &value)
     return !value.isValid() || value.typeId() == QMetaType::Nullptr;
 }
 
-bool isNumber(const QVariant &value)
-{
-    return value.typeId() == QMetaType::Double || value.typeId() == QMetaType::LongLong
-        || value.typeId() == QMetaType::Int;
-}
-
 QString stateWords(const PKeywordValue &event)
 {
     QStringList words;
@@ -66,17 +60,6 @@ QString typeName(PKeywordValueType type)
         return QStringLiteral("int");
     }
     return QString(QLatin1String(""));
-}
-
-bool isSameValue(const QVariant &a, const QVariant &b)
-{
-    if (isNull(a) || isNull(b))
-        return isNull(a) && isNull(b);
-    if (isNumber(a) && isNumber(b)) {
-        const bool whole = a.typeId() != QMetaType::Double && b.typeId() != QMetaType::Double;
-        return whole ? a.toLongLong() == b.toLongLong() : a.toDouble() == b.toDouble();
-    }
-    return QJsonValue::fromVariant(a) == QJsonValue::fromVariant(b);
 }
 
 bool isUnknown(const PKeywordValue &event)

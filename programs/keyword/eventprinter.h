@@ -37,7 +37,6 @@ private:
 QString shownValue(const QVariant &value);
 
 QString typeName(pellix::client::PKeywordValueType type); // empty for none
-bool isSameValue(const QVariant &a, const QVariant &b); // 5 and 5.0 are
 
 // Whether the event says that the server knows no such keyword.
 bool isUnknown(const pellix::client::PKeywordValue &event);

@@ -10,6 +10,7 @@
 #include <QtCore/QRegularExpression>
 
 using namespace pellix::client;
+using pellix::extras::PKeywordWrite;
 
 namespace {
 
@@ -179,83 +180,89 @@ void WriteCommand::expectAnswer()
 
 void WriteCommand::next()
 {
-    before.reset();
-    sent = false;
-    answerId = {};
+    asked = false;
+    last = {};
     answered();
-    events = std::make_unique<KeywordEvents>(
-        client(), [this](int, const PKeywordValue &event) { onEvent(event); });
-    events->add({current.front().keyword});
+    waited = std::make_unique<PKeywordWrite>();
+    waited->setTyped(false);
+    waited->setConfirmWithin(0); // there is another patience
+    connect(waited.get(), &PKeywordWrite::currentChanged, this, &WriteCommand::onEvent);
+    connect(waited.get(), &PKeywordWrite::finished, this, &WriteCommand::onFinished);
+    waited->setClient(client());
+    waited->setKeyword(current.front().keyword);
 }
 
-// Finds the value that is to be sent, and the one that is to come. Returns why there is none.
-QString WriteCommand::convert()
+// Finds the value that is to be sent. Returns why there is none.
+QString WriteCommand::convert(const PKeywordValue &before)
 {
     Write &write = current.front();
-    const bool isDouble = before->type == PKeywordValueType::KVT_DOUBLE;
-    if (waitsForType() || (relative && isDouble && settings.as.isEmpty())) {
-        const WrittenValue written = writtenValue(write.text, before->type);
-        if (!written.problem.isEmpty())
-            return written.problem;
-        write.value = written.value;
-    }
-    if (!relative) {
-        wanted = write.value;
+    const bool isDouble = before.type == PKeywordValueType::KVT_DOUBLE;
+    if (!waitsForType() && !(relative && isDouble && settings.as.isEmpty()))
         return {};
-    }
-    const WrittenValue sum =
-        sumOf(isDouble ? QVariant(before->value.toDouble()) : before->value, write.value);
-    wanted = sum.value;
-    return sum.problem;
+    const WrittenValue written = writtenValue(write.text, before.type);
+    if (written.problem.isEmpty())
+        write.value = written.value;
+    return written.problem;
 }
 
-void WriteCommand::send()
+void WriteCommand::onEvent()
 {
-    const QString problem = convert();
+    if (isFinished() || current.empty() || !waited->isReady())
+        return;
+    const PKeywordValue event = waited->lastEvent();
+    last = event.value;
+    if (asked)
+        return;
+    asked = true;
+    if (isUnknown(event)) {
+        end(ExitCode::NotFound, QStringLiteral("unknown"), QStringLiteral("no such keyword"));
+        return;
+    }
+    const QString problem = convert(event);
     if (!problem.isEmpty()) {
         end(ExitCode::BadUsage, QStringLiteral("invalid"), problem);
         return;
     }
-    sent = true;
     answered();
-    const Write &write = current.front();
     if (relative)
-        client()->sendKeyUpdateRelative(write.keyword, write.value);
+        waited->add(current.front().value);
     else
-        client()->sendKeyUpdate(write.keyword, write.value);
-    if (isSameValue(before->value, wanted))
-        expectAnswer();
+        waited->set(current.front().value);
 }
 
-void WriteCommand::onEvent(const PKeywordValue &event)
+void WriteCommand::onFinished()
 {
     if (isFinished() || current.empty())
         return;
-    last = event.value;
-    if (!before) {
-        before = event;
-        if (isUnknown(event))
-            end(ExitCode::NotFound, QStringLiteral("unknown"), QStringLiteral("no such keyword"));
-        else
-            send();
-        return;
+    switch (waited->state()) {
+    case PKeywordWrite::Taken:
+        end(ExitCode::Success,
+            waited->isUnchanged() ? QStringLiteral("unchanged") : QStringLiteral("taken"));
+        break;
+    case PKeywordWrite::Changed:
+        end(ExitCode::Refused, QStringLiteral("changed"),
+            QStringLiteral("not taken as it is; it became ") + shownValue(last));
+        break;
+    case PKeywordWrite::Refused:
+        refused();
+        break;
+    case PKeywordWrite::NotSent:
+        end(ExitCode::BadUsage, QStringLiteral("invalid"), waited->problem());
+        break;
+    default:
+        break; // the rest does not end it
     }
-    if (!sent)
-        return;
-    // A keyword in error to begin with stays so; its refusal repeats the value.
-    const bool refused = event.error
-        && (!before->error
-            || (isSameValue(event.value, before->value) && !isSameValue(event.value, wanted)));
-    if (refused) {
-        QString problem = QStringLiteral("refused; it stays ") + shownValue(event.value);
-        const QString type = typeName(event.type);
-        const bool isText = wanted.typeId() == QMetaType::QString;
-        if (!type.isEmpty() && isText != (type == QLatin1String("string")))
-            problem += QStringLiteral(", which is of type ") + type;
-        end(ExitCode::Refused, QStringLiteral("refused"), problem);
-    } else if (isSameValue(event.value, wanted)) {
-        end(ExitCode::Success, QStringLiteral("taken"));
-    }
+}
+
+void WriteCommand::refused()
+{
+    const PKeywordValue event = waited->lastEvent();
+    QString problem = QStringLiteral("refused; it stays ") + shownValue(event.value);
+    const QString type = typeName(event.type);
+    const bool isText = current.front().value.typeId() == QMetaType::QString;
+    if (!type.isEmpty() && isText != (type == QLatin1String("string")))
+        problem += QStringLiteral(", which is of type ") + type;
+    end(ExitCode::Refused, QStringLiteral("refused"), problem);
 }
 
 void WriteCommand::onIndexResponse(const QUuid &id)
@@ -263,10 +270,6 @@ void WriteCommand::onIndexResponse(const QUuid &id)
     if (isFinished() || id != answerId || current.empty())
         return;
     answered();
-    if (settings.wait) {
-        end(ExitCode::Success, QStringLiteral("unchanged"));
-        return;
-    }
     for (const Write &write : current)
         report(write, write.value, QStringLiteral("sent"));
     current.clear();
@@ -283,7 +286,7 @@ void WriteCommand::onTimeout()
         ClientCommand::onTimeout();
         return;
     }
-    const QString problem = before
+    const QString problem = asked
         ? QStringLiteral("no event with the value in time; the last one had ") + shownValue(last)
         : QStringLiteral("no answer");
     end(ExitCode::TimedOut, QStringLiteral("timeout"), problem);
@@ -296,7 +299,7 @@ void WriteCommand::end(ExitCode code, const QString &outcome, const QString &pro
     current.clear();
     if (!problem.isEmpty())
         complain(write.keyword + QLatin1String(": ") + problem);
-    report(write, code == ExitCode::Success || before ? last : QVariant(), outcome);
+    report(write, last, outcome);
     note(code);
     // Not from within a handler of what goes.
     QMetaObject::invokeMethod(this, &WriteCommand::work, Qt::QueuedConnection);

@@ -3,8 +3,8 @@
 
 #pragma once
 
+#include "extras/writing/keywordwrite.h"
 #include "programs/keyword/command.h"
-#include "programs/keyword/keywordevents.h"
 #include "programs/keyword/standardinput.h"
 
 #include <QtCore/QUuid>
@@ -13,13 +13,8 @@
 
 /*
     Writes, one keyword after the other: those of the command line, or those that come by standard
-    input, as they come.
-
-    Nothing acknowledges a write but the event that carries the value. So, to wait for it: the
-    keyword is watched; once its value is known the new one is sent; then the next event with that
-    value is a success, and one with the error flag a refusal. A value that the keyword had already
-    need not be sent again by the server: there, an answer to another request that overtakes no
-    refusal will do.
+    input, as they come. To wait for what becomes of each, it has a PKeywordWrite; but what a text
+    stands for is decided here, as for a write that is not waited for.
 */
 class WriteCommand : public ClientCommand
 {
@@ -55,9 +50,10 @@ private:
     void sendAll();
     void expectAnswer();
     void next();
-    QString convert();
-    void send();
-    void onEvent(const pellix::client::PKeywordValue &event);
+    QString convert(const pellix::client::PKeywordValue &before);
+    void onEvent();
+    void onFinished();
+    void refused();
     void onIndexResponse(const QUuid &id);
     void end(ExitCode code, const QString &outcome, const QString &problem = {});
     void report(const Write &write, const QVariant &value, const QString &outcome);
@@ -68,11 +64,9 @@ private:
     bool gotLines = false;
     std::deque<Write> queue;
     std::deque<Write> current; // under way: one of them when waiting, else all that there were
-    std::unique_ptr<KeywordEvents> events; // of the current keyword
-    std::optional<pellix::client::PKeywordValue> before;
+    std::unique_ptr<pellix::extras::PKeywordWrite> waited; // the current one, when waiting
+    bool asked = false; // for its value to be set
     QVariant last;
-    QVariant wanted;
-    bool sent = false;
     QUuid answerId;
     ExitCode result = ExitCode::Success;
 };

@@ -138,15 +138,3 @@ WrittenValue writtenValue(const QString &text, PKeywordValueType type)
     }
     return asItLooks(text);
 }
-
-WrittenValue sumOf(const QVariant &before, const QVariant &amount)
-{
-    if (before.typeId() == QMetaType::Bool)
-        return {before.toBool() != amount.toBool(), {}};
-    if (before.typeId() != QMetaType::LongLong || amount.typeId() != QMetaType::LongLong)
-        return {before.toDouble() + amount.toDouble(), {}};
-    qlonglong sum = 0;
-    if (qAddOverflow(before.toLongLong(), amount.toLongLong(), &sum))
-        return {{}, QStringLiteral("the sum does not fit into 64 bits")};
-    return {sum, {}};
-}

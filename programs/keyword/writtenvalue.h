@@ -22,6 +22,3 @@ WrittenValue writtenValue(const QString &text, const QString &type);
 
 // For a keyword of that type; as what it looks like, if it cannot be of it: the server decides.
 WrittenValue writtenValue(const QString &text, pellix::client::PKeywordValueType type);
-
-// The value behind a write that adds to the one before, or toggles it.
-WrittenValue sumOf(const QVariant &before, const QVariant &amount);

@@ -8,6 +8,7 @@
 #include <QtQml/QQmlComponent>
 #include <QtQml/QQmlContext>
 #include <QtQml/QQmlEngine>
+#include <QtQml/QQmlProperty>
 
 #include <memory>
 
@@ -15,11 +16,13 @@ QObject *provideTheme(QQmlEngine &engine)
 {
     engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
     QQmlComponent component(&engine);
-    component.setData("import QtQml\nimport PellixClient.Control\n"
+    component.setData("import QtQml\nimport PellixClient.Theme\n"
                       "QtObject { readonly property QtObject theme: Theme }",
                       QUrl());
     const std::unique_ptr<QObject> holder(component.create());
     auto *theme = holder ? holder->property("theme").value<QObject *>() : nullptr;
+    if (theme)
+        QQmlProperty::write(theme, QStringLiteral("dark"), true); // whatever the system has
     engine.rootContext()->setContextProperty(QStringLiteral("theme"), theme);
     return theme;
 }

@@ -11,7 +11,7 @@ class QQmlEngine;
 QT_END_NAMESPACE
 
 // The components of the keyword library look for an object "theme" in their context. This makes the
-// Theme of PellixClient.Control known there, and lets the engine find the modules of the program.
+// Theme of our programs known there, in dark colours, and lets the engine find their modules.
 // Returns the theme, which the engine owns, or null after a warning by Qt.
 QObject *provideTheme(QQmlEngine &engine);
 

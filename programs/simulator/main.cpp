@@ -94,7 +94,7 @@ int main(int argc, char **argv)
                                              QStringLiteral("Show this machine below /machine."));
     const QCommandLineOption certificateOption(QStringLiteral("tls-cert"),
                                                QStringLiteral("Speak wss with the certificate in "
-                                                              "<file> (PEM)."),
+                                                              "<file> (PEM), and its chain."),
                                                QStringLiteral("file"));
     const QCommandLineOption keyOption(QStringLiteral("tls-key"),
                                        QStringLiteral("The certificate's private key (PEM)."),
@@ -158,13 +158,14 @@ int main(int argc, char **argv)
     startScenes();
 
     if (parser.isSet(certificateOption)) {
-        const auto certificate = programs::readCertificate(parser.value(certificateOption), &error);
-        const auto key = certificate.isNull()
+        const auto certificates =
+            programs::readCertificates(parser.value(certificateOption), &error);
+        const auto key = certificates.isEmpty()
             ? QSslKey()
             : programs::readPrivateKey(parser.value(keyOption), &error);
         if (key.isNull())
             return fail(error);
-        if (!socketServer.setTls(certificate, key)) {
+        if (!socketServer.setTls(certificates, key)) {
             return fail(QStringLiteral("%1, %2: %3")
                             .arg(parser.value(certificateOption), parser.value(keyOption),
                                  socketServer.errorString()));

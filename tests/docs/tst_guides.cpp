@@ -144,7 +144,7 @@ private:
     QVariant textOf(const char *name) const { return part(name)->property("text"); }
     bool send(double value)
     {
-        return QMetaObject::invokeMethod(item.get(), "send", Q_ARG(QVariant, value));
+        return QMetaObject::invokeMethod(part("setpoint"), "set", Q_ARG(QVariant, value));
     }
     QString outcome() const { return item->property("outcome").toString(); }
     void answerWrites(const std::function<void(double)> &answer);
@@ -315,7 +315,7 @@ void tst_Guides::setpoint_isTakenRefusedOrNotAnswered()
     QTRY_COMPARE(textOf("levelText").toString(), q("level 45"));
 
     QVERIFY(send(70));
-    QCOMPARE(outcome(), q("sent"));
+    QCOMPARE(outcome(), q("pending"));
     QTRY_COMPARE(outcome(), q("taken"));
     QCOMPARE(server->value(path).toDouble(), 70.0);
 
@@ -368,7 +368,7 @@ void tst_Guides::setpoint_isTakenAfterAnotherClientsWrite()
     QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
     server->setWriteCheck(path, [&](const QVariant &) { return server->setValue(path, 33.0); });
     QVERIFY(send(70));
-    QTRY_VERIFY(outcome() != q("sent"));
+    QTRY_VERIFY(outcome() != q("pending"));
     QCOMPARE(textOf("setpointText").toString(), q("setpoint 70 taken"));
 }
 
@@ -391,7 +391,7 @@ void tst_Guides::setpoint_isRefusedOnceMore()
     QVERIFY(send(90));
     QTRY_COMPARE(outcome(), q("refused"));
     QVERIFY(send(91));
-    QCOMPARE(outcome(), q("sent"));
+    QCOMPARE(outcome(), q("pending"));
     QTRY_COMPARE(outcome(), q("refused"));
 }
 
@@ -403,7 +403,7 @@ void tst_Guides::setpoint_isChangedByALimit()
         QVERIFY(server->setValue(q("/plant/tank1/setpoint"), std::min(value, 80.0)));
     });
     QVERIFY(send(90));
-    QTRY_VERIFY(outcome() != q("sent"));
+    QTRY_VERIFY(outcome() != q("pending"));
     QCOMPARE(textOf("setpointText").toString(), q("setpoint 80 changed"));
 }
 
@@ -416,8 +416,8 @@ void tst_Guides::setpoint_isNotAnsweredByTheValueAfterALostLink()
         client->publisher()->setActive(true);
     });
     QVERIFY(send(90));
-    QCOMPARE(textOf("setpointText").toString(), q("setpoint – sent"));
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 sent"));
+    QCOMPARE(textOf("setpointText").toString(), q("setpoint – pending"));
+    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 pending"));
     QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 no answer"));
 }
 

@@ -42,21 +42,25 @@ public:
     void value(const QString &keyword, const QJsonValue &value,
                const QString &type = QStringLiteral("double"), const QString &flags = {})
     {
-        send(QStringLiteral("keyEvent"),
-             {{QStringLiteral("keyword"), keyword},
-              {QStringLiteral("value"), value},
-              {QStringLiteral("type"), type},
-              {QStringLiteral("connected"), !flags.contains(QLatin1Char('c'))},
-              {QStringLiteral("online"), !flags.contains(QLatin1Char('o'))},
-              {QStringLiteral("consistent"), !flags.contains(QLatin1Char('i'))},
-              {QStringLiteral("error"), flags.contains(QLatin1Char('e'))}});
+        const QJsonObject event {{QStringLiteral("keyword"), keyword},
+                                 {QStringLiteral("value"), value},
+                                 {QStringLiteral("type"), type},
+                                 {QStringLiteral("connected"), !flags.contains(QLatin1Char('c'))},
+                                 {QStringLiteral("online"), !flags.contains(QLatin1Char('o'))},
+                                 {QStringLiteral("consistent"), !flags.contains(QLatin1Char('i'))},
+                                 {QStringLiteral("error"), flags.contains(QLatin1Char('e'))}};
+        told.insert(keyword, event);
+        send(QStringLiteral("keyEvent"), event);
     }
 
     QMap<QString, QString> tree; // with it, queries are answered inside the call that sends them
     QStringList queries; // the paths, as "/a/b"
     QStringList created;
+    bool repeats = false; // with it, what is created is told inside that call, if it is known
+    QStringList updates; // the values, as JSON
     QStringList destroyed;
     std::function<void(const QString &keyword)> onCreate;
+    std::function<void(const QString &keyword)> onDestroy;
 
 private:
     void take(const QByteArray &data)
@@ -69,8 +73,16 @@ private:
             created.append(keyword);
             if (const auto handler = onCreate)
                 handler(keyword);
+            else if (repeats && told.contains(keyword))
+                send(QStringLiteral("keyEvent"), told.value(keyword));
+        } else if (name == QLatin1String("keyUpdate")) {
+            const QJsonArray value {payload[QLatin1String("value")]};
+            const QByteArray text = QJsonDocument(value).toJson(QJsonDocument::Compact);
+            updates.append(QString::fromUtf8(text.mid(1, text.size() - 2)));
         } else if (name == QLatin1String("keyDestroy")) {
             destroyed.append(keyword);
+            if (const auto handler = onDestroy)
+                handler(keyword);
         } else if (name == QLatin1String("keyIndex")) {
             lastQuery = payload;
             const QString path = pathOf(payload);
@@ -118,4 +130,5 @@ private:
     }
 
     QJsonObject lastQuery;
+    QMap<QString, QJsonObject> told;
 };

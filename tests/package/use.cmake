@@ -10,6 +10,8 @@
 #   static        find_package() and pkg-config on an installed tree of static libraries; compiled, too
 #   compiled      a program whose QML is compiled, on an installed tree that has been moved
 #   typed         a program whose QML qmltc turns into classes, on an installed tree that has been moved
+#   runtime       qml, and Python if it has PySide6, on the parts of an installed tree that they need, which
+#                 has been moved
 #   guides        the projects that the guides of the documentation quote, on an installed tree that has
 #                 been moved; and what README.md and the guides say of such a tree
 
@@ -36,16 +38,51 @@ set(precompile -D PELLIX_PRECOMPILE_HEADERS=${PRECOMPILE})
 # One run of the compiler for most of what Qt generates, which is small and includes much.
 set(at_once -D CMAKE_UNITY_BUILD=ON)
 
-# Installs below a prefix that is moved afterwards, so that nothing can depend on where it was.
+# Installs below a prefix that is moved afterwards, so that nothing can depend on where it was: everything, or
+# some components.
 function(install_and_move build_dir)
-    run(${CMAKE_COMMAND} --install ${build_dir} --prefix ${WORK_DIR}/prefix)
+    set(components ${ARGN})
+    if(NOT components)
+        run(${CMAKE_COMMAND} --install ${build_dir} --prefix ${WORK_DIR}/prefix)
+    endif()
+    foreach(component IN LISTS components)
+        run(${CMAKE_COMMAND} --install ${build_dir} --prefix ${WORK_DIR}/prefix --component ${component})
+    endforeach()
     file(RENAME ${WORK_DIR}/prefix ${prefix})
 endfunction()
 
+# The program registers the types, and finds the installed plugin as well.
 function(check_consumer program)
+    set(ENV{QML_IMPORT_PATH} "${prefix}/${QMLDIR}")
     run(${program} ${SOURCE_DIR}/tests/support/qml)
     expect("sent keyDestroy, received 42")
     expect("qrc:/PKeywordPath.qml loads")
+    unset(ENV{QML_IMPORT_PATH})
+endfunction()
+
+# use_runtimes(): the same test as of the modules where they are built.
+function(use_runtimes)
+    set(ENV{PELLIX_IMPORTS} "${prefix}/${QMLDIR}")
+    set(ENV{QT_QUICK_BACKEND} software)
+    foreach(command IN ITEMS "${QML_RUNTIME}" "${PYTHON_RUNTIME}")
+        if(command)
+            set(ENV{PELLIX_RUNTIME} "${command}")
+            run(${RUNTIME_TEST})
+            expect(" 0 failed, 0 skipped")
+        endif()
+    endforeach()
+endfunction()
+
+# check_plugin(<whether there is one>): below the prefix, and by what qmldir says.
+function(check_plugin wanted)
+    set(folder "${prefix}/${QMLDIR}/PellixClient/Keyword")
+    file(READ "${folder}/qmldir" text)
+    file(GLOB files "${folder}/*keywordplugin*")
+    list(LENGTH files count)
+    if((wanted AND NOT (count EQUAL 1 AND text MATCHES "\noptional plugin "))
+        OR (NOT wanted AND NOT (count EQUAL 0 AND NOT text MATCHES "plugin ")))
+        message(FATAL_ERROR "there are ${count} plugins in ${folder}, where qmldir says:\n${text}")
+    endif()
 endfunction()
 
 # expect_compiled(<build folder> <target>_<file> <count>): the file has at least so many compiled functions.
@@ -192,6 +229,7 @@ endfunction()
 file(REMOVE_RECURSE ${WORK_DIR})
 if(WAY STREQUAL "installed")
     install_and_move(${BUILD_DIR})
+    check_plugin(ON)
     use_cmake(-D CMAKE_PREFIX_PATH=${prefix})
 elseif(WAY STREQUAL "components")
     install_and_move(${BUILD_DIR})
@@ -221,6 +259,7 @@ elseif(WAY STREQUAL "static")
         -D PELLIX_BUILD_PROGRAMS=OFF -D PELLIX_BUILD_EXAMPLES=OFF ${precompile})
     run(${CMAKE_COMMAND} --build ${WORK_DIR}/library)
     install_and_move(${WORK_DIR}/library)
+    check_plugin(OFF)
     use_cmake(-D CMAKE_PREFIX_PATH=${prefix})
     use_pkgconfig()
     use_compiled()
@@ -230,6 +269,9 @@ elseif(WAY STREQUAL "compiled")
 elseif(WAY STREQUAL "typed")
     install_and_move(${BUILD_DIR})
     use_typed()
+elseif(WAY STREQUAL "runtime")
+    install_and_move(${BUILD_DIR} runtime module control)
+    use_runtimes()
 elseif(WAY STREQUAL "guides")
     install_and_move(${BUILD_DIR})
     check_links()

@@ -56,7 +56,7 @@ public:
     int deliveries = 0;
 
 protected:
-    void deliver(QWebSocket *client, const QString &message) override
+    void deliver(QWebSocket *client, const QByteArray &message) override
     {
         ++deliveries;
         WebSocketKeywordServer::deliver(client, message);
@@ -137,6 +137,7 @@ private Q_SLOTS:
     void fullServer_refusesByAStatus();
     void unfinishedHandshakes_areLimited();
     void serverCertificate_isReplacedWithoutDroppingSessions();
+    void serverCertificate_isShownWithItsChain();
     void serverCertificate_tellsItsDays();
     void clientAuthority_isReplacedWhileListening();
     void clientAuthority_isReplacedBehindTheEncryption();
@@ -194,7 +195,12 @@ void tst_Access::initTestCase()
            "    openssl x509 -req -in csr -CA $2 -CAkey $2.key -CAcreateserial -days ${4:-9}"
            " -extfile extensions -out $1; }\n"
            "printf 'subjectAltName = IP:127.0.0.1' >extensions\n"
-           "sign server ca '/CN=Server'; sign server2 ca '/CN=Server 2' 100\n"
+           "printf 'basicConstraints = critical,CA:TRUE' >authority\n"
+           "$new -out between.key; openssl req -new -key between.key -subj /CN=Between -out csr\n"
+           "openssl x509 -req -in csr -CA ca -CAkey ca.key -CAcreateserial -days 5"
+           " -extfile authority -out between\n"
+           "sign leaf between '/CN=Leaf'; sign server ca '/CN=Server'; sign server2 ca '/CN=Server "
+           "2' 100\n"
            "sign panel1 ca '/O=Plant/CN=panel1'; sign panel2 ca '/O=Plant/CN=panel2'\n"
            "sign unlisted ca '/O=Plant/CN=panel3'; sign twice ca '/CN=panel1/CN=panel2'\n"
            "sign foreign other '/O=Plant/CN=panel1'; sign renewed next '/O=Plant/CN=panel1'\n"
@@ -210,7 +216,7 @@ void tst_Access::initTestCase()
     QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0,
              process.readAll().constData());
     for (const char *name : {"server", "server2", "panel1", "panel2", "unlisted", "twice",
-                             "foreign", "renewed", "selfsigned", "expired"})
+                             "foreign", "renewed", "selfsigned", "expired", "between", "leaf"})
         QVERIFY2(!certificate(name).isNull(), name);
     QVERIFY(!key().isNull());
 }
@@ -857,6 +863,34 @@ void tst_Access::serverCertificate_isReplacedWithoutDroppingSessions()
     QCOMPARE(listener->url().scheme(), q("wss"));
     RawClient last(listener->url(), true);
     QVERIFY(last.open());
+}
+
+// A client knows the authority at the end of the chain alone.
+void tst_Access::serverCertificate_isShownWithItsChain()
+{
+    const auto isTrusted = [this] {
+        QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+        configuration.setCaCertificates({certificate("ca")});
+        QSslSocket socket;
+        socket.setSslConfiguration(configuration);
+        socket.connectToHostEncrypted(q("127.0.0.1"), listener->port());
+        const bool ended = QTest::qWaitFor([&socket] {
+            return socket.isEncrypted() || socket.state() == QAbstractSocket::UnconnectedState;
+        });
+        return ended && socket.isEncrypted();
+    };
+    QVERIFY(listener->setTls(certificate("leaf"), key()));
+    QVERIFY(listener->listen());
+    QVERIFY(!isTrusted());
+    QVERIFY(listener->setTls({certificate("leaf"), certificate("between")}, key()));
+    QVERIFY(isTrusted());
+    QVERIFY(listener->certificateDays() == 4 || listener->certificateDays() == 5); // of the other
+    QVERIFY(!listener->setTls({certificate("between"), certificate("leaf")}, key()));
+    QVERIFY(!listener->setTls({certificate("leaf"), QSslCertificate()}, key()));
+    QVERIFY(isTrusted());
+    QVERIFY(listener->setTls(QList<QSslCertificate>(), QSslKey()));
+    QVERIFY(listener->listen());
+    QCOMPARE(listener->url().scheme(), q("ws"));
 }
 
 void tst_Access::serverCertificate_tellsItsDays()

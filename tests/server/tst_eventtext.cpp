@@ -93,9 +93,12 @@ void tst_EventText::quoted_isThatOfADocument()
 {
     QFETCH(QString, text);
     const QJsonObject object {{QStringLiteral("a"), text}};
-    QByteArray json = "{\"a\":";
+    JsonText json;
+    append(json, "{\"a\":");
     appendQuoted(json, text);
-    QCOMPARE(json + '}', QJsonDocument(object).toJson(QJsonDocument::Compact));
+    append(json, "}");
+    QCOMPARE(QByteArray(json.constData(), json.size()),
+             QJsonDocument(object).toJson(QJsonDocument::Compact));
 }
 
 QTEST_GUILESS_MAIN(tst_EventText)

@@ -39,6 +39,7 @@ private Q_SLOTS:
     void update_refusalDoesNotLast();
     void update_asksTheWriteHandler();
     void label_isReadAndFollowed();
+    void label_isNewWhenItIsAskedForAgain();
     void aggregate_isFormed_data();
     void aggregate_isFormed();
     void aggregate_followsItsChildren();
@@ -365,6 +366,22 @@ void tst_KeywordServer::label_isReadAndFollowed()
     QVERIFY(server->setLabel(q("/p/m"), q("Motors")));
     QCOMPARE(peer.taken(), QString());
     QVERIFY(!server->setLabel(q("/none"), q("x")));
+}
+
+void tst_KeywordServer::label_isNewWhenItIsAskedForAgain()
+{
+    Client peer(server.get());
+    const char *const over =
+        R"({"keyword":"/agg","children":["/p/count/Label"],"aggregation":"eql"})";
+    for (const char *label : {"one", "two"}) {
+        server->setLabel(q("/p/count"), q(label));
+        peer.command("keyCreateOrUpdate", over); // before anybody watches it itself
+        peer.taken();
+        peer.create("/p/count/Label");
+        QCOMPARE(peer.taken(), q("/p/count/Label=\"%1\" coc-").arg(q(label)));
+        peer.command("keyDestroy", R"({"keyword":"/p/count/Label"})");
+        peer.command("keyDestroy", R"({"keyword":"/agg"})");
+    }
 }
 
 void tst_KeywordServer::aggregate_isFormed_data()

@@ -16,10 +16,12 @@ private Q_SLOTS:
 
     void paused_isToldTheNewestValues();
     void paused_keepsAnswersInTheirOrder();
+    void paused_countsWhatIsAskedForAgain();
     void paused_refusalIsNotTheLastWord();
     void paused_insideOfSending();
     void paused_costsTheSameForAnyNumberOfChanges();
     void paused_forgetsWhatIsLetGo();
+    void write_withoutAKeywordLeavesNothing();
     void answered_mayEndAnything_data();
     void answered_mayEndAnything();
     void resumed_mayEndAnything_data();
@@ -88,6 +90,21 @@ void tst_Sending::paused_keepsAnswersInTheirOrder()
     QVERIFY(client.session->waitingBytes() > 100);
     client.session->resume();
     QCOMPARE(client.taken(), q("/p/a /p/b /p/c | /p/a=5 coc- | /p/none=null --ce | /p"));
+    QCOMPARE(client.session->waitingBytes(), qint64(0));
+}
+
+void tst_Sending::paused_countsWhatIsAskedForAgain()
+{
+    Client client(server.get());
+    client.session->pause();
+    client.create("/p/a");
+    client.create("/p/b");
+    QCOMPARE(client.session->waitingBytes(), qint64(0)); // each keyword once is no more than that
+    for (int i = 0; i < 1000; ++i)
+        client.create("/p/a");
+    QVERIFY(client.session->waitingBytes() > 1000);
+    client.session->resume();
+    QCOMPARE(client.taken(), q("/p/b=2 coc- | /p/a=1 coc-"));
     QCOMPARE(client.session->waitingBytes(), qint64(0));
 }
 
@@ -160,6 +177,14 @@ void tst_Sending::paused_forgetsWhatIsLetGo()
     server->clear();
     client.session->resume();
     QCOMPARE(client.taken(), QString());
+}
+
+void tst_Sending::write_withoutAKeywordLeavesNothing()
+{
+    Client client(server.get());
+    for (const char *payload : {"{}", R"({"value":1})", R"({"keyword":7})", R"({"keyword":""})"})
+        client.command("keyUpdate", payload);
+    QCOMPARE(client.session->waitingBytes(), qint64(0));
 }
 
 void tst_Sending::answered_mayEndAnything_data()

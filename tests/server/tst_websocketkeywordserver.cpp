@@ -21,7 +21,9 @@
 #include <QtTest/QTest>
 #include <QtWebSockets/QWebSocket>
 
+#include <functional>
 #include <memory>
+#include <vector>
 
 using namespace pellix::server;
 using namespace pellix::simulator;
@@ -88,6 +90,7 @@ private Q_SLOTS:
     void cleanup();
 
     void listen_reportsAPortThatIsTaken();
+    void listen_letsManyConnectAtOnce();
     void clients_areServedSideBySide();
     void leavingClient_endsItsSession();
     void close_dropsTheClients();
@@ -96,6 +99,9 @@ private Q_SLOTS:
     void closeClients_closesWithTheHandshake();
     void abortClients_dropsWithoutAWord();
     void sendText_andBinaryReachTheClients();
+    void event_comesBeforeWhatFollows_data();
+    void event_comesBeforeWhatFollows();
+    void messages_ofAnyLengthArriveWhole();
     void answerDelay_delays();
     void duplicateIndexItems_listsTwice();
     void wrongRequestIds_answersWithOthers();
@@ -164,6 +170,17 @@ void tst_WebSocketKeywordServer::listen_reportsAPortThatIsTaken()
     QVERIFY(!second.errorString().isEmpty());
     QVERIFY(second.listen());
     QVERIFY(second.errorString().isEmpty());
+}
+
+// Those for whom the system has no place try again after a second, and then after two.
+void tst_WebSocketKeywordServer::listen_letsManyConnectAtOnce()
+{
+    std::vector<std::unique_ptr<QTcpSocket>> connections;
+    for (int i = 0; i < 300; ++i) { // while the server takes none
+        connections.push_back(std::make_unique<QTcpSocket>());
+        connections.back()->connectToHost(QHostAddress::LocalHost, server->port());
+        QVERIFY2(connections.back()->waitForConnected(), qPrintable(QString::number(i)));
+    }
 }
 
 void tst_WebSocketKeywordServer::clients_areServedSideBySide()
@@ -278,6 +295,77 @@ void tst_WebSocketKeywordServer::sendText_andBinaryReachTheClients()
     QTRY_COMPARE(peer.binaries.size(), 1);
     QCOMPARE(peer.texts, QStringList({q("gar{bage")}));
     QCOMPARE(peer.binaries.constFirst(), QByteArray("\0\1", 2));
+}
+
+void tst_WebSocketKeywordServer::event_comesBeforeWhatFollows_data()
+{
+    QTest::addColumn<std::function<void(FaultyWebSocketServer *)>>("what");
+    QTest::addColumn<bool>("closes");
+    const auto row = [](const char *name, bool closes,
+                        const std::function<void(FaultyWebSocketServer *)> &what) {
+        QTest::newRow(name) << what << closes;
+    };
+    row("closing", true, [](FaultyWebSocketServer *server) { server->closeClients(); });
+    row("access taken away", true, [](FaultyWebSocketServer *server) {
+        server->endSessions(ClientIdentification::fullRights);
+    });
+    row("a text beside it", false, [](FaultyWebSocketServer *server) { server->sendText(q("x")); });
+    row("data beside it", false,
+        [](FaultyWebSocketServer *server) { server->sendBinary(QByteArray("x")); });
+}
+
+void tst_WebSocketKeywordServer::event_comesBeforeWhatFollows()
+{
+    QFETCH(std::function<void(FaultyWebSocketServer *)>, what);
+    QFETCH(bool, closes);
+    BareClient peer(*server);
+    QStringList order;
+    connect(&peer.socket, &QWebSocket::textMessageReceived, &peer.socket,
+            [&order](const QString &text) { order << text.left(8); });
+    connect(&peer.socket, &QWebSocket::binaryMessageReceived, &peer.socket,
+            [&order] { order << q("x"); });
+    QTRY_VERIFY(peer.connected());
+    peer.create("/p/a");
+    QTRY_COMPARE(peer.texts.size(), 1);
+    order.clear();
+
+    keywords->setValue(q("/p/a"), 5);
+    what(server.get());
+
+    QTRY_COMPARE(!peer.connected(), closes);
+    QTRY_COMPARE(
+        order, closes ? QStringList {q("{\"cmd\":\"")} : (QStringList {q("{\"cmd\":\""), q("x")}));
+    peer.texts = peer.texts.mid(0, 2);
+    QCOMPARE(peer.last().value(q("value")).toInt(), 5);
+}
+
+// In each form that a frame has for its length, and beyond.
+void tst_WebSocketKeywordServer::messages_ofAnyLengthArriveWhole()
+{
+    keywords->declare({q("/p/text"), q("string"), q("R"), QString(), q("")});
+    BareClient peer(*server);
+    QTRY_VERIFY(peer.connected());
+    peer.socket.sendTextMessage(q(R"({"cmd":"keyIndex","payload":{"factory":"none"}})"));
+    QTRY_COMPARE(peer.texts.size(), 1);
+    QVERIFY(peer.texts.takeFirst().size() < 126);
+    peer.create("/p/text");
+    QTRY_COMPARE(peer.texts.size(), 1);
+    const qsizetype empty = peer.texts.takeFirst().size();
+    QVERIFY(empty > 126);
+
+    for (const qsizetype length : {200, 0xfffe, 0xffff, 0x10000, 0x10001, 1000000}) {
+        const QString text(length - empty, QLatin1Char('x'));
+        const QString umlaut = text.chopped(2) + QChar(0xe4);
+        for (const QString &value : {text, umlaut}) { // as many bytes
+            peer.texts.clear();
+            keywords->setValue(q("/p/text"), value);
+            keywords->setValue(q("/p/text"), q("end"));
+            QTRY_COMPARE(peer.texts.size(), 2);
+            QCOMPARE(peer.last().value(q("value")).toString(), q("end"));
+            peer.texts.removeLast();
+            QCOMPARE(peer.last().value(q("value")).toString(), value);
+        }
+    }
 }
 
 void tst_WebSocketKeywordServer::answerDelay_delays()

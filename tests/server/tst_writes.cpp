@@ -7,10 +7,31 @@
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
+#include <functional>
 #include <vector>
 
 using namespace pellix::server;
 using namespace std::chrono_literals;
+
+namespace {
+
+// A device that does something else whenever a line comes.
+class Device : public QIODevice
+{
+public:
+    Device() { open(QIODevice::WriteOnly); }
+    std::function<void()> whenWritten;
+
+protected:
+    qint64 readData(char *, qint64) override { return -1; }
+    qint64 writeData(const char *, qint64 size) override
+    {
+        whenWritten();
+        return size;
+    }
+};
+
+} // namespace
 
 class tst_Writes : public QObject
 {
@@ -38,6 +59,10 @@ private Q_SLOTS:
     void server_mayGoMeanwhile();
     void handler_mayDeleteAnything_data();
     void handler_mayDeleteAnything();
+    void assumed_takenBackMayEndAnything_data();
+    void assumed_takenBackMayEndAnything();
+    void audit_mayEndAnything_data();
+    void audit_mayEndAnything();
     void handler_mayReplaceItself();
     void audit_hasALineForEachWrite();
 
@@ -386,6 +411,82 @@ void tst_Writes::handler_mayDeleteAnything()
     QCOMPARE(calls, 1);
     if (server && server->contains(q("/p/v")))
         QCOMPARE(server->value(q("/p/v")), QVariant(accepts ? 25.0 : 10.0));
+}
+
+void tst_Writes::assumed_takenBackMayEndAnything_data()
+{
+    QTest::addColumn<QString>("deleted");
+    QTest::addColumn<bool>("expires");
+    for (const char *deleted : {"session", "keyword", "clear", "server"}) {
+        QTest::addRow("%s, refused", deleted) << q(deleted) << false;
+        QTest::addRow("%s, expired", deleted) << q(deleted) << true;
+    }
+}
+
+void tst_Writes::assumed_takenBackMayEndAnything()
+{
+    QFETCH(QString, deleted);
+    QFETCH(bool, expires);
+    if (expires) {
+        Limits limits = server->limits();
+        limits.writeTime = 1ms;
+        server->setLimits(limits);
+    }
+    keepRequests(true);
+    Client writer(server.get()), other(server.get());
+    other.create("/p/v");
+    writer.update("/p/v", "25");
+    bool done = false;
+    connect(other.session.get(), &KeywordSession::send, this, [&] {
+        done = true;
+        if (deleted == q("session"))
+            writer.session.reset();
+        else if (deleted == q("keyword"))
+            server->remove(q("/p/v"));
+        else if (deleted == q("clear"))
+            server->clear();
+        else
+            server.reset();
+    });
+    if (!expires)
+        requests[0].refuse();
+    QTRY_VERIFY(done);
+}
+
+void tst_Writes::audit_mayEndAnything_data()
+{
+    QTest::addColumn<QString>("deleted");
+    QTest::addColumn<QByteArray>("value");
+    for (const char *deleted : {"session", "keyword", "clear", "server", "device"}) {
+        QTest::addRow("%s, accepted", deleted) << q(deleted) << QByteArray("4");
+        QTest::addRow("%s, refused", deleted) << q(deleted) << QByteArray("true");
+    }
+}
+
+void tst_Writes::audit_mayEndAnything()
+{
+    QFETCH(QString, deleted);
+    QFETCH(QByteArray, value);
+    auto device = std::make_unique<Device>();
+    server->setAuditDevice(device.get());
+    Client writer(server.get());
+    writer.create("/p/n");
+    int lines = 0;
+    device->whenWritten = [&] {
+        ++lines;
+        if (deleted == q("session"))
+            writer.session.reset();
+        else if (deleted == q("keyword"))
+            server->remove(q("/p/n"));
+        else if (deleted == q("clear"))
+            server->clear();
+        else if (deleted == q("server"))
+            server.reset();
+        else
+            server->setAuditDevice(nullptr);
+    };
+    writer.update("/p/n", value.constData());
+    QCOMPARE(lines, 1);
 }
 
 void tst_Writes::handler_mayReplaceItself()

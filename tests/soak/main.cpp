@@ -1,9 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+#include "tests/soak/allspeedsrun.h"
 #include "tests/soak/floodrun.h"
 #include "tests/soak/mixedload.h"
 #include "tests/soak/restarts.h"
+#include "tests/soak/stalledclientrun.h"
 
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QLoggingCategory>
@@ -17,6 +19,12 @@ int fail(const QString &text)
 {
     std::fprintf(stderr, "soak: %s\n", qPrintable(text));
     return 2;
+}
+
+// Beside this program.
+QString serverProgram()
+{
+    return QCoreApplication::applicationDirPath() + QStringLiteral("/soak-server");
 }
 
 } // namespace
@@ -47,15 +55,22 @@ int main(int argc, char **argv)
                                          QStringLiteral("Take events as fast as a server can send "
                                                         "them."));
     const QCommandLineOption eventsOption(QStringLiteral("events"),
-                                          QStringLiteral("With --flood: <count> events, rounded up "
-                                                         "to full ten thousands; 1000000 by "
-                                                         "default."),
+                                          QStringLiteral("With --flood and --stalled: <count> "
+                                                         "events, rounded up to full ten "
+                                                         "thousands; 1000000 by default."),
                                           QStringLiteral("count"), QStringLiteral("1000000"));
+    const QCommandLineOption serveOption(QStringLiteral("serve"),
+                                         QStringLiteral("Have a server serve clients of all speeds "
+                                                        "for <count> minutes."),
+                                         QStringLiteral("count"));
+    const QCommandLineOption stalledOption(QStringLiteral("stalled"),
+                                           QStringLiteral("Measure what a client that has stopped "
+                                                          "reading costs."));
     const QCommandLineOption reportOption(QStringLiteral("report"),
                                           QStringLiteral("Write the figures to <file> as JSON."),
                                           QStringLiteral("file"));
-    parser.addOptions(
-        {restartsOption, clientsOption, minutesOption, floodOption, eventsOption, reportOption});
+    parser.addOptions({restartsOption, clientsOption, minutesOption, floodOption, eventsOption,
+                       serveOption, stalledOption, reportOption});
     if (!parser.parse(QCoreApplication::arguments()))
         return fail(parser.errorText());
     if (parser.isSet(QStringLiteral("help")))
@@ -64,14 +79,15 @@ int main(int argc, char **argv)
         return fail(QStringLiteral("unexpected argument: ")
                     + parser.positionalArguments().constFirst());
 
-    const int modes =
-        parser.isSet(restartsOption) + parser.isSet(minutesOption) + parser.isSet(floodOption);
+    const int modes = parser.isSet(restartsOption) + parser.isSet(minutesOption)
+        + parser.isSet(floodOption) + parser.isSet(serveOption) + parser.isSet(stalledOption);
     if (modes != 1)
-        return fail(QStringLiteral("one of --restarts, --minutes and --flood is needed"));
+        return fail(QStringLiteral(
+            "one of --restarts, --minutes, --flood, --serve and --stalled is needed"));
     if (parser.isSet(clientsOption) && !parser.isSet(restartsOption))
         return fail(QStringLiteral("--clients goes with --restarts"));
-    if (parser.isSet(eventsOption) && !parser.isSet(floodOption))
-        return fail(QStringLiteral("--events goes with --flood"));
+    if (parser.isSet(eventsOption) && !parser.isSet(floodOption) && !parser.isSet(stalledOption))
+        return fail(QStringLiteral("--events goes with --flood and --stalled"));
 
     QString error;
     const auto count = [&](const QCommandLineOption &option, int most) {
@@ -90,6 +106,7 @@ int main(int argc, char **argv)
 
     const int restarts = parser.isSet(restartsOption) ? count(restartsOption, 10000000) : 0;
     const int minutes = parser.isSet(minutesOption) ? count(minutesOption, 100000) : 0;
+    const int servingMinutes = parser.isSet(serveOption) ? count(serveOption, 100000) : 0;
     const int clients = count(clientsOption, 200);
     const int events = count(eventsOption, 1000000000);
     Report report;
@@ -97,10 +114,17 @@ int main(int argc, char **argv)
         || (parser.isSet(reportOption) && !report.open(parser.value(reportOption), &error)))
         return fail(error);
 
-    const bool passed = restarts
-        ? soakRestarts(restarts, clients, QStringLiteral(SIMULATOR_PROGRAM), &report)
-        : minutes ? soakMixedLoad(minutes, &report)
-                  : soakFlood(events, &report);
+    bool passed = false;
+    if (restarts)
+        passed = soakRestarts(restarts, clients, QStringLiteral(SIMULATOR_PROGRAM), &report);
+    else if (minutes)
+        passed = soakMixedLoad(minutes, &report);
+    else if (servingMinutes)
+        passed = soakAllSpeeds(servingMinutes, serverProgram(), &report);
+    else if (parser.isSet(stalledOption))
+        passed = soakStalledClient(events, serverProgram(), &report);
+    else
+        passed = soakFlood(events, &report);
     if (!report.save(&error))
         return fail(error);
     return passed ? 0 : 1;

@@ -3,10 +3,11 @@
 
 #pragma once
 
+#include "tests/support/waitfor.h"
+
 #include <QtCore/QUrl>
 #include <QtNetwork/QSslConfiguration>
 #include <QtNetwork/QSslSocket>
-#include <QtTest/QTest>
 
 // A client that sends what it is told to, byte by byte, and reads only while it should: a frame or
 // a request that is wrong, or a reader that has stopped.
@@ -17,6 +18,8 @@ public:
                        const QSslConfiguration &configuration = QSslConfiguration())
     {
         connect(&socket, &QSslSocket::readyRead, this, &RawClient::read);
+        connect(&socket, &QSslSocket::connected, this, // or a second small message waits
+                [this] { socket.setSocketOption(QAbstractSocket::LowDelayOption, 1); });
         if (!configuration.isNull())
             socket.setSslConfiguration(configuration);
         socket.setPeerVerifyMode(QSslSocket::VerifyNone);
@@ -50,8 +53,7 @@ public:
     QByteArray statusOf(const QByteArray &request)
     {
         send(request);
-        const bool answered =
-            QTest::qWaitFor([this] { return received.contains("\r\n\r\n"); }, 30000);
+        const bool answered = waitFor([this] { return received.contains("\r\n\r\n"); }, 30000);
         return answered ? received.mid(9, 3) : QByteArray();
     }
 

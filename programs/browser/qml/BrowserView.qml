@@ -18,6 +18,7 @@ Item {
     property string keyword: "/" // what is listed
     property string selected // what is shown in full
     property alias filter: list.filter
+    property bool trend // whether what is pinned is shown in one plot, instead of the selected keyword
     property date now: new Date()
     // Of what is below the selected keyword; negative until the server has answered.
     readonly property int childCount: below.listed ? below.total : -1
@@ -81,6 +82,14 @@ Item {
     Shortcut {
         sequences: ["Ctrl+D"]
         onActivated: detail.togglePin()
+    }
+    Shortcut {
+        sequences: ["Ctrl+T"]
+        onActivated: root.trend = !root.trend
+    }
+    Shortcut {
+        sequences: ["Ctrl+E"]
+        onActivated: root.trend ? trends.exportCsv() : detail.exportCsv()
     }
     Shortcut {
         sequences: ["Alt+Up"]
@@ -154,22 +163,35 @@ Item {
                             onSelectRequested: keyword => root.selected = keyword
                             onOpenRequested: keyword => root.open(keyword)
                             onUpRequested: root.up()
-                            onEntered: detail.focusWriting()
+                            onEntered: if (!root.trend) detail.focusWriting()
                         }
                     }
                 }
-                DetailPane {
-                    id: detail
-
-                    objectName: "detailPane"
+                StackLayout {
                     SplitView.fillWidth: true
                     SplitView.minimumWidth: Theme.dp(460)
-                    session: root.session
-                    preferences: root.preferences
-                    keyword: root.selected
-                    childCount: root.childCount
-                    now: root.now
-                    onOpenRequested: root.open(root.selected)
+                    currentIndex: root.trend ? 1 : 0
+
+                    DetailPane {
+                        id: detail
+
+                        objectName: "detailPane"
+                        session: root.session
+                        preferences: root.preferences
+                        keyword: root.selected
+                        childCount: root.childCount
+                        now: root.now
+                        onOpenRequested: root.open(root.selected)
+                        onTrendRequested: root.trend = true
+                    }
+                    TrendPane {
+                        id: trends
+
+                        objectName: "trendPane"
+                        session: root.session
+                        preferences: root.preferences
+                        onCloseRequested: root.trend = false
+                    }
                 }
             }
             PinnedPane {

@@ -20,6 +20,7 @@ Pane {
     required property int childCount // of keywords below it; negative while unknown
 
     signal openRequested()
+    signal trendRequested()
 
     readonly property bool pinned: Array.from(preferences.pinned).includes(keyword)
     readonly property string valueText: Format.valueText(stale ? history.lastValue : live.value)
@@ -31,6 +32,13 @@ Pane {
     function focusWriting() {
         writing.focusField();
     }
+
+    function exportCsv() {
+        if (plot.plottable)
+            exporting.open();
+    }
+
+    onKeywordChanged: plot.showNow()
 
     function togglePin() {
         if (keyword === "")
@@ -58,12 +66,17 @@ Pane {
         onKeywordChanged: text = ""
         onValueChanged: if (value) text = value
     }
-    KeywordHistory {
-        id: history
+    PKeywordHistories {
+        id: histories
 
-        objectName: "history"
         client: root.session.client
-        keyword: root.keyword
+
+        PKeywordHistory {
+            id: history
+
+            objectName: "history"
+            keyword: root.keyword
+        }
     }
     PKeywordWrite {
         id: writer
@@ -120,6 +133,13 @@ Pane {
                 tip: qsTr("List what is below (Right)")
                 Layout.alignment: Qt.AlignTop
                 onClicked: root.openRequested()
+            }
+            PushButton {
+                objectName: "trendButton"
+                text: qsTr("Trend")
+                tip: qsTr("Show all that is pinned in one plot (Ctrl+T)")
+                Layout.alignment: Qt.AlignTop
+                onClicked: root.trendRequested()
             }
             PushButton {
                 objectName: "pinButton"
@@ -236,7 +256,7 @@ Pane {
 
         RowLayout {
             visible: !root.valueless
-            spacing: Theme.gap
+            spacing: Theme.dp(6)
 
             PText {
                 objectName: "changeText"
@@ -265,40 +285,38 @@ Pane {
                 color: Theme.textSecondary
                 font.pixelSize: Theme.dp(12)
             }
-            Choice {
+            SpanChoice {
                 id: spanChoice
 
                 visible: plot.plottable
                 implicitHeight: Theme.dp(24)
-                currentIndex: 1
-                Accessible.name: qsTr("Time shown")
-                model: [
-                    { text: qsTr("10 s"), value: 10 },
-                    { text: qsTr("1 min"), value: 60 },
-                    { text: qsTr("10 min"), value: 600 },
-                    { text: qsTr("1 h"), value: 3600 }
-                ]
+                Layout.preferredWidth: Theme.dp(68)
+                onActivated: plot.showNow()
+            }
+            PushButton {
+                objectName: "exportButton"
+                visible: plot.plottable
+                implicitHeight: Theme.dp(24)
+                text: qsTr("CSV")
+                tip: qsTr("Save the values as CSV (Ctrl+E)")
+                onClicked: root.exportCsv()
             }
         }
 
         HistoryPlot {
             id: plot
 
-            readonly property bool plottable: Format.isNumber(history.valueType) || steps
+            readonly property bool plottable: Format.isNumber(history.valueType)
+                                              || history.valueType === PKeyword.KVT_BOOL
 
             objectName: "plot"
             visible: plottable
-            history: history
+            histories: histories
             span: spanChoice.currentValue ?? 60
-            steps: history.valueType === PKeyword.KVT_BOOL
-            lineColor: root.stale ? Theme.unknown : Theme.accent
-            gridColor: Theme.groove
-            textColor: Theme.textSecondary
-            fontSize: Theme.dp(11)
+            colors: [root.stale ? Theme.unknown : Theme.accent]
             Layout.fillWidth: true
             Layout.fillHeight: true
             Layout.minimumHeight: Theme.dp(70)
-            Accessible.role: Accessible.Graphic
             Accessible.name: qsTr("History of %1").arg(root.keyword)
         }
         // What is too long for one line is shown in full where a number has its plot.
@@ -347,5 +365,15 @@ Pane {
             visible: !root.valueless
             Layout.fillWidth: true
         }
+    }
+
+    ExportPopup {
+        id: exporting
+
+        objectName: "exportPopup"
+        histories: histories
+        plot: plot
+        preferences: root.preferences
+        baseName: root.keyword.slice(root.keyword.search(/[^\/#]*$/))
     }
 }

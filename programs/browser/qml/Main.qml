@@ -15,6 +15,7 @@ ApplicationWindow {
     property alias keyword: view.keyword
     property alias selected: view.selected
     property alias filter: view.filter
+    property alias trend: view.trend
 
     width: preferences.windowSize.width
     height: preferences.windowSize.height

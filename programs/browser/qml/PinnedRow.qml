@@ -36,9 +36,8 @@ ItemDelegate {
     property bool editing: false
     readonly property bool known: stale ? valueText !== "" : connected
     readonly property string shownValue: known ? Format.shortText(value) : Format.none
-    readonly property bool failed: outcome !== PKeywordWrite.Idle && outcome !== PKeywordWrite.Waiting
+    readonly property bool failed: outcome !== PKeywordWrite.Idle && outcome !== PKeywordWrite.Pending
                                    && outcome !== PKeywordWrite.Taken
-                                   && outcome !== PKeywordWrite.Unchanged
     readonly property color tone: stale || !linked ? Theme.unknown
         : !connected || error ? Theme.error : online && consistent ? Theme.accent : Theme.warning
 

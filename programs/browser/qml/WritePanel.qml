@@ -10,7 +10,7 @@ import PellixClient.Keyword.Extras
 
 /*
     Writes the keyword, absolutely and, where that makes sense, relatively, with what suits its type.
-    Says what came back: the protocol acknowledges nothing, the next event is the answer.
+    Says what became of it.
 */
 ColumnLayout {
     id: root
@@ -33,9 +33,13 @@ ColumnLayout {
         field.selectAll();
     }
 
+    function plainNumber(text: string): string {
+        return text.trim().replace(",", ".");
+    }
+
     // The number in a text, or NaN. It is var since qmllint 6.4 crashes on the calls below otherwise.
     function number(text: var): real {
-        const trimmed = text.trim().replace(",", ".");
+        const trimmed = plainNumber(text);
         const number = trimmed === "" ? NaN : Number(trimmed);
         const whole = valueType !== PKeyword.KVT_INT || Number.isInteger(number);
         return isFinite(number) && whole ? number : NaN;
@@ -51,13 +55,13 @@ ColumnLayout {
     function writeField() {
         field.problem = isNumber ? numberProblem(field.text) : "";
         if (field.problem === "")
-            writer.write(isNumber ? number(field.text) : field.text);
+            writer.set(isNumber ? plainNumber(field.text) : field.text); // each digit of it
     }
 
     function writeStep(sign: int) {
         step.problem = numberProblem(step.text);
         if (step.problem === "")
-            writer.writeRelative(sign * number(step.text));
+            writer.add(sign * number(step.text));
     }
 
     onWrittenKeywordChanged: {
@@ -88,20 +92,20 @@ ColumnLayout {
             objectName: "falseButton"
             visible: root.isBool
             text: qsTr("false")
-            onClicked: root.writer.write(false)
+            onClicked: root.writer.set(false)
         }
         PushButton {
             objectName: "trueButton"
             visible: root.isBool
             text: qsTr("true")
-            onClicked: root.writer.write(true)
+            onClicked: root.writer.set(true)
         }
         PushButton {
             objectName: "toggleButton"
             visible: root.isBool
             enabled: typeof root.value === "boolean"
             text: qsTr("toggle")
-            onClicked: root.writer.write(!root.value)
+            onClicked: root.writer.set(!root.value)
         }
         Field {
             id: field
@@ -168,11 +172,11 @@ ColumnLayout {
         color: {
             if (root.problem !== "")
                 return Theme.error;
-            switch (root.writer.outcome) {
-            case PKeywordWrite.Taken: return Theme.accent;
-            case PKeywordWrite.Different: return Theme.warning;
+            switch (root.writer.state) {
+            case PKeywordWrite.Taken: return root.writer.unchanged ? Theme.textSecondary : Theme.accent;
+            case PKeywordWrite.Changed: return Theme.warning;
             case PKeywordWrite.Refused:
-            case PKeywordWrite.NoAnswer:
+            case PKeywordWrite.TimedOut:
             case PKeywordWrite.NotSent: return Theme.error;
             default: return Theme.textSecondary;
             }
@@ -181,25 +185,25 @@ ColumnLayout {
             if (root.problem !== "")
                 return root.problem;
             const writer = root.writer;
-            const number = Number(writer.sent);
+            const number = Number(writer.asked);
             const sent = writer.relative ? (number < 0 ? "" : "+") + Format.numberText(number)
-                                         : Format.valueText(writer.sent);
+                                         : Format.valueText(writer.asked);
             const received = Format.valueText(writer.received);
-            switch (writer.outcome) {
-            case PKeywordWrite.Waiting:
+            switch (writer.state) {
+            case PKeywordWrite.Pending:
                 return qsTr("%1 sent, waiting for what comes back").arg(sent);
             case PKeywordWrite.Taken:
-                return qsTr("%1 sent, %2 came back after %3 ms").arg(sent).arg(received).arg(writer.latency);
-            case PKeywordWrite.Different:
-                return qsTr("%1 sent, but %2 came back after %3 ms").arg(sent).arg(received).arg(writer.latency);
+                return writer.unchanged
+                    ? qsTr("%1 sent, which is what it was already").arg(sent)
+                    : qsTr("%1 sent, %2 came back after %3 ms").arg(sent).arg(received).arg(writer.elapsed);
+            case PKeywordWrite.Changed:
+                return qsTr("%1 sent, but %2 came back after %3 ms").arg(sent).arg(received).arg(writer.elapsed);
             case PKeywordWrite.Refused:
-                return qsTr("%1 sent, refused: %2 came back with an error after %3 ms").arg(sent).arg(received).arg(writer.latency);
-            case PKeywordWrite.Unchanged:
-                return qsTr("%1 sent, which is what it was already").arg(sent);
-            case PKeywordWrite.NoAnswer:
-                return qsTr("%1 sent, nothing came back").arg(sent);
+                return qsTr("%1 sent, refused: %2 came back with an error after %3 ms").arg(sent).arg(received).arg(writer.elapsed);
+            case PKeywordWrite.TimedOut:
+                return qsTr("%1 sent: %2").arg(sent).arg(writer.problem);
             case PKeywordWrite.NotSent:
-                return qsTr("%1 not sent: there is no connection").arg(sent);
+                return qsTr("%1 not sent: %2").arg(sent).arg(writer.problem);
             default:
                 return "";
             }

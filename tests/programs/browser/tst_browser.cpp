@@ -9,8 +9,10 @@
 #include "programs/quick/hosttheme.h"
 #include "server/inprocesslink.h"
 #include "server/keywordserver.h"
+#include "server/writerequest.h"
 #include "simulator/faultywebsocketserver.h"
 
+#include <QtCore/QFile>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QTemporaryDir>
 #include <QtQml/QQmlContext>
@@ -63,10 +65,8 @@ public:
                 QVariantMap {{QStringLiteral("sugar"), 3}});
         server.setLabel(QStringLiteral("/plant"), QStringLiteral("Bottling works"));
         declare("/other#1/value", "double", "R", "", 1.5);
-        server.setWriteCheck(QStringLiteral("/plant/limit"), [this](const QVariant &value) {
-            // Takes no more than 100, whatever is written.
-            server.setValue(QStringLiteral("/plant/limit"), qMin(value.toInt(), 100));
-            return false;
+        server.setWriteHandler(QStringLiteral("/plant/limit"), [](const WriteRequest &request) {
+            request.accept(qMin(request.value().toInt(), 100));
         });
         browserPreferences.setPinned({});
         browserSession.setAddresses({});
@@ -111,6 +111,18 @@ public:
     {
         transport->abortClients();
         transport.reset();
+    }
+
+    Q_INVOKABLE QString newFile(const QString &name) const
+    {
+        const QString path = directory.filePath(name);
+        QFile::remove(path);
+        return path;
+    }
+    Q_INVOKABLE QString read(const QString &path) const
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
     }
 
     // What another start of the browser would read.

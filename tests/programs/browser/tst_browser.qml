@@ -510,20 +510,87 @@ TestCase {
 
     function test_detail_plotFitsTheType_data() {
         return [
-            { tag: "double", name: "Level", visible: true, steps: false },
-            { tag: "int", name: "Bottles", visible: true, steps: false },
-            { tag: "bool", name: "Running", visible: true, steps: true },
-            { tag: "string", name: "Serial", visible: false, steps: false },
-            { tag: "object", name: "Recipe", visible: false, steps: false },
+            { tag: "double", name: "Level", visible: true },
+            { tag: "int", name: "Bottles", visible: true },
+            { tag: "bool", name: "Running", visible: true },
+            { tag: "string", name: "Serial", visible: false },
+            { tag: "object", name: "Recipe", visible: false },
         ];
     }
 
     function test_detail_plotFitsTheType(row) {
         openPlant();
         select(row.name);
-        const plot = find("plot");
-        tryCompare(plot, "visible", row.visible);
-        compare(plot.steps, row.steps);
+        tryCompare(find("plot"), "visible", row.visible);
+    }
+
+    function test_trend_showsWhatIsPinned() {
+        openPlant();
+        select("Level");
+        keyClick(Qt.Key_T, Qt.ControlModifier);
+        tryCompare(find("trendPane"), "visible", true);
+        verify(find("trendEmpty").visible && !find("trendPlot").visible);
+        verify(!find("trendExport").enabled);
+        keyClick(Qt.Key_D, Qt.ControlModifier); // pins what is selected, also now
+        tryCompare(find("trendPlot"), "visible", true);
+        const histories = find("trendPlot").histories;
+        compare(histories.count, 1);
+        tryVerify(() => histories.at(0).name === "Level" && histories.at(0).sampleCount > 0);
+
+        // A label that two have is told with the keyword.
+        root.stage.declareDouble("/other#1/value", "Level", 2.5);
+        root.stage.preferences.pinned = ["/plant/level", "/other#1/value"];
+        tryVerify(() => histories.count === 2 && histories.at(1).name === "Level /other#1/value");
+        tryCompare(histories.at(0), "name", "Level /plant/level");
+        tryVerify(() => histories.at(1).sampleCount > 0);
+        const plot = find("trendPlot");
+        plot.forceActiveFocus();
+        keyClick(Qt.Key_Plus);
+        verify(plot.span < 60);
+        click(find("trendClose"));
+        tryCompare(find("detailPane"), "visible", true);
+        verify(!find("trendPane").visible);
+
+        // The samples of what is pinned are taken also while they are not shown.
+        const samples = histories.at(0).sampleCount;
+        root.stage.setValue("/plant/level", 43);
+        tryVerify(() => histories.at(0).sampleCount > samples);
+    }
+
+    function test_export_asksForAFile() {
+        openPlant();
+        select("Level");
+        tryCompare(find("plot"), "visible", true);
+        tryVerify(() => findChild(view, "history").sampleCount > 0);
+        keyClick(Qt.Key_E, Qt.ControlModifier);
+        const part = name => findChild(find("exportPopup").contentItem, name);
+        const field = () => part("exportFile");
+        tryVerify(() => field().activeFocus);
+        verify(/level-\d{8}-\d{6}\.csv$/.test(field().text), field().text);
+        const problem = () => part("exportProblem");
+        const file = root.stage.newFile("level.csv");
+        field().text = file + "/no/such";
+        keyClick(Qt.Key_Return);
+        tryVerify(() => problem().visible && problem().text.includes(file + "/no/such"));
+        field().text = file;
+        verify(!problem().visible);
+        keyClick(Qt.Key_Return);
+        tryVerify(() => !find("exportPopup").visible);
+        const written = root.stage.read(file);
+        verify(/^"Time","\/plant\/level"\r\n(\d{4}-[^,]*,41.5\r\n)+$/.test(written), written);
+
+        // A file that is there is replaced only when that is wanted.
+        root.stage.setValue("/plant/level", 43);
+        tryCompare(find("valueText"), "text", "43");
+        click(find("exportButton"));
+        tryVerify(() => field().activeFocus);
+        field().text = file;
+        keyClick(Qt.Key_Return);
+        tryVerify(() => problem().visible && problem().text.includes("already"));
+        compare(root.stage.read(file), written);
+        keyClick(Qt.Key_Return);
+        tryVerify(() => !find("exportPopup").visible);
+        verify(root.stage.read(file).endsWith(",43\r\n"));
     }
 
     function test_write_number() {
@@ -697,7 +764,7 @@ TestCase {
         return [
             { tag: "a number", keyword: "/plant/level", text: "12.5", shown: "12.5", value: 12.5, outcome: "taken" },
             { tag: "no number", keyword: "/plant/level", text: "x", shown: "41.5", value: 41.5,
-              outcome: "a number is expected" },
+              outcome: "\"x\" is no number" },
             { tag: "too much", keyword: "/plant/limit", text: "700", shown: "100", value: 100,
               outcome: "another value came back" },
             { tag: "a text", keyword: "/plant/name", text: "South", shown: "South", value: "South", outcome: "taken" },

@@ -106,12 +106,17 @@ void tst_KeywordToolLoad::watch_dropsNothing()
     const double before = processorTime(tool.processId());
     QElapsedTimer elapsed;
     elapsed.start();
+    const int headings = format == q("csv") ? 1 : 0;
+    LineCounter counter(file);
     int round = 0;
     QTimer timer;
     timer.setTimerType(Qt::PreciseTimer);
     QObject::connect(&timer, &QTimer::timeout, &timer, [&] {
         if (round == rounds)
             return timer.stop();
+        // Of a keyword that changes faster than it is read, a server leaves values out.
+        if (counter.count() < qint64(keywords) * (round + 1) + headings)
+            return;
         ++round;
         for (const QString &path : std::as_const(paths))
             bench.server.setValue(path, round);
@@ -121,8 +126,6 @@ void tst_KeywordToolLoad::watch_dropsNothing()
     const double seconds = double(elapsed.elapsed()) / 1000;
     const double used = processorTime(tool.processId()) - before;
     const qint64 expected = qint64(keywords) * (rounds + 1);
-    const int headings = format == q("csv") ? 1 : 0;
-    LineCounter counter(file);
     const bool complete = QTest::qWaitFor(
         [&] {
             return counter.count() >= expected + headings || tool.state() == QProcess::NotRunning;

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+#include "server/writerequest.h"
 #include "tests/programs/keyword/toolbench.h"
 
 #include <QtCore/QJsonValue>
@@ -39,6 +40,8 @@ private Q_SLOTS:
     void inexactNumbers_areNotSent();
     void wait_timesOutWhenTheValueDoesNotCome();
     void wait_doesNotTakeAnErrorThatWasThereForARefusal();
+    void wait_tellsOfAnotherValueAtOnce();
+    void wait_addsToWhatOthersWrite();
     void wait_endsAtOnceWhenInterrupted();
     void severalWrites_areDoneInOrder();
     void withoutWaiting_refusalsAreNotNoticed();
@@ -325,6 +328,33 @@ void tst_KeywordToolWriting::wait_doesNotTakeAnErrorThatWasThereForARefusal()
 
     const Run refused = bench.run(words("set --wait /plant/shift x"));
     QCOMPARE(refused.exitCode, 4);
+}
+
+void tst_KeywordToolWriting::wait_tellsOfAnotherValueAtOnce()
+{
+    Bench bench;
+    bench.server.setWriteHandler(q("/plant/shift"),
+                                 [](const pellix::server::WriteRequest &request) {
+                                     request.accept(qMin(request.value().toInt(), 100));
+                                 });
+    const Run run = bench.run(words("set --wait --timeout 60 -f json /plant/shift 200"));
+    QCOMPARE(run.errors, q("keyword: /plant/shift: not taken as it is; it became 100\n"));
+    QCOMPARE(run.output,
+             q("{\"keyword\":\"/plant/shift\",\"value\":100,\"outcome\":\"changed\"}\n"));
+    QCOMPARE(run.exitCode, 4);
+}
+
+void tst_KeywordToolWriting::wait_addsToWhatOthersWrite()
+{
+    Bench bench;
+    bench.server.setWriteHandler(
+        q("/plant/shift"), [&bench](const pellix::server::WriteRequest &request) {
+            bench.server.setValue(request.path(), 40); // between the value and the write
+            request.accept(40 + request.change().toInt());
+        });
+    const Run run = bench.run(words("add --wait /plant/shift 1"));
+    QCOMPARE(run.errors, QString());
+    QCOMPARE(run.output, q("/plant/shift  41  taken\n"));
 }
 
 void tst_KeywordToolWriting::wait_endsAtOnceWhenInterrupted()

@@ -1,0 +1,46 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "extras/plot/plotline_p.h"
+
+#include <QtGui/QColor>
+#include <QtGui/QImage>
+
+#include <vector>
+
+QT_BEGIN_NAMESPACE
+class QQuickWindow;
+class QSGNode;
+QT_END_NAMESPACE
+
+namespace pellix::extras {
+
+// Everything that is drawn, in the coordinates of the item.
+struct PlotPicture
+{
+    QSizeF size;
+    QColor gridColor;
+    std::vector<double> horizontals; // where the grid is
+    std::vector<double> verticals;
+    std::vector<PlotLine> lines;
+    double offset = 0; // of the lines, to the right
+    int serial = 0; // of the lines: another one where anything but the offset is different
+    double lineWidth = 1;
+    double fillOpacity = 0;
+};
+
+/*
+    Draws a picture with the scene graph of a window: as triangles where there is a graphics API,
+   and as an image where everything is drawn by software, which knows no geometry.
+
+    Takes what it returned last for the same item, and returns what takes its place.
+*/
+QSGNode *drawPlot(const PlotPicture &picture, QQuickWindow &window, QSGNode *last);
+
+// Its two ways of drawing.
+QSGNode *drawTriangles(const PlotPicture &picture, QSGNode *last);
+QImage paintPlot(const PlotPicture &picture, double pixelRatio);
+
+} // namespace pellix::extras

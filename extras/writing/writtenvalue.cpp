@@ -1,0 +1,410 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "extras/writing/writtenvalue_p.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QDateTime>
+#include <QtCore/QHash>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+#include <QtCore/QLocale>
+#include <QtCore/QRegularExpression>
+#include <QtCore/QUrl>
+#include <QtCore/QUuid>
+#include <QtQml/QJSValue>
+#include <QtQml/QJSValueIterator>
+
+#include <cmath>
+#include <limits>
+
+using pellix::client::PKeywordValueType;
+
+namespace pellix::extras {
+
+namespace {
+
+constexpr int greatestDepth = 64; // of lists and maps in one another; one within itself ends here
+constexpr qsizetype longestShown = 40;
+
+struct Text
+{
+    Q_DECLARE_TR_FUNCTIONS(pellix::extras::PKeywordWrite)
+};
+
+WrittenValue problem(const QString &text)
+{
+    return {{}, text};
+}
+
+bool isNull(const QVariant &value)
+{
+    return !value.isValid() || value.typeId() == QMetaType::Nullptr;
+}
+
+bool isWhole(const QVariant &value)
+{
+    return value.typeId() == QMetaType::LongLong || value.typeId() == QMetaType::Int;
+}
+
+bool isNumber(const QVariant &value)
+{
+    return isWhole(value) || value.typeId() == QMetaType::Double;
+}
+
+bool isCompound(const QVariant &value)
+{
+    return value.typeId() == QMetaType::QVariantList || value.typeId() == QMetaType::QVariantMap;
+}
+
+// As a user reads it, in a message.
+QString shown(const QVariant &value)
+{
+    QString text;
+    if (isWhole(value))
+        return QLocale().toString(value.toLongLong());
+    if (value.typeId() == QMetaType::Double)
+        return QLocale().toString(value.toDouble(), 'g', QLocale::FloatingPointShortest);
+    if (value.typeId() == QMetaType::Bool)
+        return value.toBool() ? Text::tr("true") : Text::tr("false");
+    if (isNull(value))
+        return Text::tr("nothing");
+    if (isCompound(value))
+        text = QString::fromUtf8(QJsonDocument::fromVariant(value).toJson(QJsonDocument::Compact));
+    else
+        text = value.toString();
+    if (text.size() > longestShown)
+        text = text.left(longestShown) + QChar(u'…');
+    return isCompound(value) ? text : QLatin1Char('"') + text + QLatin1Char('"');
+}
+
+// The whole number that a double is; without a problem, but not valid, if it is none.
+WrittenValue wholeOf(double number)
+{
+    if (std::trunc(number) != number)
+        return {};
+    constexpr double limit = 9223372036854775808.0; // 2^63, the first one that does not fit
+    if (number < -limit || number >= limit)
+        return problem(Text::tr("%1 does not fit into 64 bits").arg(shown(number)));
+    return {qlonglong(number), {}};
+}
+
+bool isExactDouble(qlonglong number)
+{
+    const auto rounded = double(number);
+    return wholeOf(rounded).value == QVariant(number);
+}
+
+WrittenValue notANumber()
+{
+    return problem(Text::tr("a number that is infinite, or none, cannot be written"));
+}
+
+WrittenValue tooDeep()
+{
+    return problem(Text::tr("a list or object within itself cannot be written"));
+}
+
+WrittenValue plainOf(const QVariant &given, int depth);
+
+WrittenValue plainListOf(const QVariantList &list, int depth)
+{
+    QVariantList plain;
+    plain.reserve(list.size());
+    for (const QVariant &entry : list) {
+        const WrittenValue element = plainOf(entry, depth + 1);
+        if (!element.isGood())
+            return element;
+        plain.append(element.value);
+    }
+    return {plain, {}};
+}
+
+WrittenValue plainMapOf(const QVariantMap &map, int depth)
+{
+    QVariantMap plain;
+    for (auto member = map.cbegin(); member != map.cend(); ++member) {
+        const WrittenValue element = plainOf(member.value(), depth + 1);
+        if (!element.isGood())
+            return element;
+        plain.insert(member.key(), element.value);
+    }
+    return {plain, {}};
+}
+
+// What JSON.stringify() would leave out, or make null of, is a problem here: nothing changes
+// silently.
+WrittenValue plainScriptOf(const QJSValue &value, int depth)
+{
+    if (depth > greatestDepth)
+        return tooDeep();
+    if (value.isUndefined())
+        return plainOf({}, depth);
+    if (value.isNull())
+        return {QVariant::fromValue(nullptr), {}};
+    if (value.isCallable())
+        return problem(Text::tr("a function cannot be written"));
+    if (value.isArray()) {
+        QVariantList list;
+        const quint32 length = value.property(QStringLiteral("length")).toUInt();
+        for (quint32 i = 0; i < length; ++i) {
+            const WrittenValue element = plainScriptOf(value.property(i), depth + 1);
+            if (!element.isGood())
+                return element;
+            list.append(element.value);
+        }
+        return {list, {}};
+    }
+    const bool isPlainObject = value.isObject() && !value.isDate() && !value.isRegExp()
+        && !value.isError() && !value.isQObject() && !value.isVariant();
+    if (!isPlainObject)
+        return plainOf(value.toVariant(), depth);
+    QVariantMap map;
+    QJSValueIterator members(value);
+    while (members.hasNext()) {
+        members.next();
+        const WrittenValue element = plainScriptOf(members.value(), depth + 1);
+        if (!element.isGood())
+            return element;
+        map.insert(members.name(), element.value);
+    }
+    return {map, {}};
+}
+
+WrittenValue plainTextOf(const QVariant &given)
+{
+    if (given.typeId() == QMetaType::QDateTime) {
+        // As JSON.stringify() writes a Date.
+        const QDateTime time = given.toDateTime();
+        return time.isValid() ? WrittenValue {time.toUTC().toString(Qt::ISODateWithMs), {}}
+                              : problem(Text::tr("a date that is invalid cannot be written"));
+    }
+    if (given.metaType().flags() & QMetaType::PointerToQObject || !given.canConvert<QString>())
+        return problem(
+            Text::tr("a %1 cannot be written").arg(QString::fromLatin1(given.typeName())));
+    return {given.toString(), {}};
+}
+
+WrittenValue plainOf(const QVariant &given, int depth)
+{
+    if (depth > greatestDepth)
+        return tooDeep();
+    if (given.metaType() == QMetaType::fromType<QJSValue>())
+        return plainScriptOf(given.value<QJSValue>(), depth);
+    if (given.metaType().flags() & QMetaType::IsEnumeration)
+        return {given.toLongLong(), {}};
+    switch (given.typeId()) {
+    case QMetaType::UnknownType:
+        return problem(Text::tr("undefined cannot be written"));
+    case QMetaType::Nullptr:
+    case QMetaType::Bool:
+    case QMetaType::QString:
+    case QMetaType::LongLong:
+        return {given, {}};
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::SChar:
+    case QMetaType::UChar:
+    case QMetaType::Char:
+    case QMetaType::Long:
+        return {given.toLongLong(), {}};
+    case QMetaType::ULong:
+    case QMetaType::ULongLong: {
+        const quint64 number = given.toULongLong();
+        return number <= quint64(std::numeric_limits<qint64>::max())
+            ? WrittenValue {qlonglong(number), {}}
+            : problem(Text::tr("%1 does not fit into 64 bits").arg(QLocale().toString(number)));
+    }
+    case QMetaType::Float:
+    case QMetaType::Double:
+        return std::isfinite(given.toDouble()) ? WrittenValue {given.toDouble(), {}} : notANumber();
+    case QMetaType::QStringList:
+    case QMetaType::QVariantList:
+        return plainListOf(given.toList(), depth);
+    case QMetaType::QVariantHash:
+    case QMetaType::QVariantMap:
+        return plainMapOf(given.toMap(), depth);
+    case QMetaType::QJsonValue: {
+        const QJsonValue json = given.toJsonValue();
+        return json.isNull() ? WrittenValue {QVariant::fromValue(nullptr), {}}
+                             : plainOf(json.toVariant(), depth);
+    }
+    case QMetaType::QJsonArray:
+        return plainListOf(given.toJsonArray().toVariantList(), depth);
+    case QMetaType::QJsonObject:
+        return plainMapOf(given.toJsonObject().toVariantMap(), depth);
+    default:
+        // Such as QList<int>, which QML has for a property of that type
+        if (given.canConvert<QVariantList>() && !given.canConvert<QString>())
+            return plainListOf(given.toList(), depth);
+        return plainTextOf(given);
+    }
+}
+
+// A text as programs write numbers, or with the decimal point of the user, but without groups.
+WrittenValue numberOf(const QString &given)
+{
+    static const QRegularExpression whole(QStringLiteral("^[+-]?[0-9]+$"));
+    static const QRegularExpression any(
+        QStringLiteral("^[+-]?([0-9]+\\.?[0-9]*|\\.[0-9]+)([eE][+-]?[0-9]+)?$"));
+    QString text = given.trimmed();
+    const QString point = QLocale().decimalPoint();
+    if (point != QLatin1String(".") && text.count(point) == 1 && !text.contains(QLatin1Char('.')))
+        text.replace(point, QLatin1String("."));
+    if (!any.match(text).hasMatch())
+        return {};
+    if (whole.match(text).hasMatch()) {
+        bool fits = false;
+        const qlonglong number = text.toLongLong(&fits);
+        return fits ? WrittenValue {number, {}}
+                    : problem(Text::tr("%1 does not fit into 64 bits").arg(text));
+    }
+    const double number = text.toDouble();
+    return std::isfinite(number) ? WrittenValue {number, {}}
+                                 : problem(Text::tr("%1 is too great").arg(text));
+}
+
+// A plain value as a number; without a problem, but not valid, if it is none.
+WrittenValue numberOf(const QVariant &plain)
+{
+    if (isNumber(plain))
+        return {plain, {}};
+    if (plain.typeId() == QMetaType::Bool)
+        return {qlonglong(plain.toBool()), {}};
+    return plain.typeId() == QMetaType::QString ? numberOf(plain.toString()) : WrittenValue {};
+}
+
+WrittenValue intOf(const QVariant &plain)
+{
+    WrittenValue number = numberOf(plain);
+    if (number.value.typeId() == QMetaType::Double)
+        number = wholeOf(number.value.toDouble());
+    if (number.isGood() && !number.value.isValid())
+        return problem(Text::tr("%1 is no whole number").arg(shown(plain)));
+    return number;
+}
+
+WrittenValue doubleOf(const QVariant &plain)
+{
+    WrittenValue number = numberOf(plain);
+    if (number.isGood() && !number.value.isValid())
+        return problem(Text::tr("%1 is no number").arg(shown(plain)));
+    if (isWhole(number.value) && !isExactDouble(number.value.toLongLong()))
+        return problem(
+            Text::tr("%1 is not exact as a floating point number").arg(shown(number.value)));
+    return number;
+}
+
+WrittenValue boolOf(const QVariant &plain)
+{
+    if (plain.typeId() == QMetaType::Bool)
+        return {plain, {}};
+    if (isNumber(plain) && (plain.toDouble() == 0 || plain.toDouble() == 1))
+        return {plain.toDouble() == 1, {}};
+    const QString text =
+        plain.typeId() == QMetaType::QString ? plain.toString().trimmed() : QString();
+    if (text == QLatin1String("true") || text == QLatin1String("1"))
+        return {true, {}};
+    if (text == QLatin1String("false") || text == QLatin1String("0"))
+        return {false, {}};
+    return problem(Text::tr("%1 is neither true nor false").arg(shown(plain)));
+}
+
+// As String() has it in JavaScript.
+WrittenValue textOf(const QVariant &plain)
+{
+    if (plain.typeId() == QMetaType::QString)
+        return {plain, {}};
+    if (isWhole(plain))
+        return {QString::number(plain.toLongLong()), {}};
+    if (plain.typeId() == QMetaType::Double)
+        return {QString::number(plain.toDouble(), 'g', QLocale::FloatingPointShortest), {}};
+    if (plain.typeId() == QMetaType::Bool)
+        return {plain.toBool() ? QStringLiteral("true") : QStringLiteral("false"), {}};
+    return problem(Text::tr("%1 is no text").arg(shown(plain)));
+}
+
+WrittenValue objectOf(const QVariant &plain)
+{
+    if (isCompound(plain) || isNull(plain))
+        return {plain, {}};
+    if (plain.typeId() == QMetaType::QString) {
+        const auto document = QJsonDocument::fromJson(plain.toString().toUtf8());
+        if (!document.isNull())
+            return {document.toVariant(), {}};
+    }
+    return problem(Text::tr("%1 is neither an object nor a list").arg(shown(plain)));
+}
+
+} // namespace
+
+WrittenValue plainValue(const QVariant &given)
+{
+    return plainOf(given, 0);
+}
+
+WrittenValue valueForType(const QVariant &plain, PKeywordValueType type)
+{
+    switch (type) {
+    case PKeywordValueType::KVT_INT:
+        return intOf(plain);
+    case PKeywordValueType::KVT_DOUBLE:
+        return doubleOf(plain);
+    case PKeywordValueType::KVT_BOOL:
+        return boolOf(plain);
+    case PKeywordValueType::KVT_STRING:
+        return textOf(plain);
+    case PKeywordValueType::KVT_OBJECT:
+        return objectOf(plain);
+    case PKeywordValueType::KVT_NOPROP:
+        break;
+    }
+    return {plain, {}};
+}
+
+WrittenValue amountForType(const QVariant &plain, PKeywordValueType type)
+{
+    switch (type) {
+    case PKeywordValueType::KVT_STRING:
+        return problem(Text::tr("nothing can be added to a text"));
+    case PKeywordValueType::KVT_OBJECT:
+        return problem(Text::tr("nothing can be added to an object"));
+    default:
+        return valueForType(plain, type);
+    }
+}
+
+WrittenValue sumOf(const QVariant &value, const QVariant &amount)
+{
+    if (value.typeId() == QMetaType::Bool)
+        return {value.toBool() != amount.toBool(), {}};
+    if (!isNumber(value) || !isNumber(amount))
+        return {};
+    if (!isWhole(value) || !isWhole(amount))
+        return {value.toDouble() + amount.toDouble(), {}};
+    qlonglong sum = 0;
+    if (qAddOverflow(value.toLongLong(), amount.toLongLong(), &sum))
+        return problem(Text::tr("the sum does not fit into 64 bits"));
+    return {sum, {}};
+}
+
+bool isSameValue(const QVariant &sent, const QVariant &came)
+{
+    if (isNull(sent) || isNull(came))
+        return isNull(sent) && isNull(came);
+    if (isNumber(sent) && isNumber(came)) {
+        if (isWhole(sent) && isWhole(came))
+            return sent.toLongLong() == came.toLongLong();
+        const double number = sent.toDouble();
+        // A machine may hold a number in single precision.
+        return number == came.toDouble()
+            || (std::abs(number) <= double(std::numeric_limits<float>::max())
+                && double(float(number)) == came.toDouble());
+    }
+    return QJsonValue::fromVariant(sent) == QJsonValue::fromVariant(came);
+}
+
+} // namespace pellix::extras

@@ -1,0 +1,38 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "client/keywordtypes.h"
+
+#include <QtCore/QString>
+#include <QtCore/QVariant>
+
+namespace pellix::extras {
+
+// A value as it can be sent, or why it cannot.
+struct WrittenValue
+{
+    QVariant value;
+    QString problem;
+
+    bool isGood() const { return problem.isEmpty(); }
+};
+
+// What a screen or a program gives, as what JSON has: null, bool, whole number, number, text, list
+// or map.
+WrittenValue plainValue(const QVariant &given);
+
+// A plain value, for a keyword of that type.
+WrittenValue valueForType(const QVariant &plain, client::PKeywordValueType type);
+
+// A plain value that is to be added to a keyword of that type, or toggles it.
+WrittenValue amountForType(const QVariant &plain, client::PKeywordValueType type);
+
+// A number more, or a bool toggled. Without a value and without a problem if nothing can be added.
+WrittenValue sumOf(const QVariant &value, const QVariant &amount);
+
+// Whether what came is what was sent, whichever type carries a number.
+bool isSameValue(const QVariant &sent, const QVariant &came);
+
+} // namespace pellix::extras

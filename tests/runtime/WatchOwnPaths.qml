@@ -1,0 +1,16 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+import QtQuick
+import "../../docs/snippets/control"
+
+/* The window with a theme of its own. It ends once a value is shown. */
+OwnPaths {
+    id: root
+
+    address: Qt.application.arguments[Qt.application.arguments.length - 1]
+
+    ShownTexts {
+        item: root.contentItem
+    }
+}

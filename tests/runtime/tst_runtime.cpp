@@ -1,0 +1,127 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "server/keywordserver.h"
+#include "simulator/faultywebsocketserver.h"
+#include "simulator/jsonscene.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QProcess>
+#include <QtCore/QProcessEnvironment>
+#include <QtTest/QTest>
+
+#include <memory>
+
+using namespace pellix::server;
+using namespace pellix::simulator;
+
+namespace {
+
+QString q(const char *text)
+{
+    return QString::fromUtf8(text);
+}
+
+// What runs QML files, told by the environment, so that the package tests can say where the modules
+// are installed. The first words of the command line are the program and its own arguments.
+QStringList runtime()
+{
+    return qEnvironmentVariable("PELLIX_RUNTIME").split(QLatin1Char(' '), Qt::SkipEmptyParts);
+}
+
+} // namespace
+
+// Programs that know nothing of the library import its modules.
+class tst_Runtime : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+
+    void window_showsAndWritesLiveValues();
+    void components_haveTheirDefaults();
+    void components_takeTheHostsText();
+    void components_takeTheHostsTheme();
+
+private:
+    QString run(const char *file, const QString &firstImports = {});
+
+    std::unique_ptr<KeywordServer> server;
+    std::unique_ptr<FaultyWebSocketServer> socketServer;
+};
+
+void tst_Runtime::initTestCase()
+{
+    QVERIFY(!runtime().isEmpty());
+    QVERIFY(!qEnvironmentVariable("PELLIX_IMPORTS").isEmpty());
+    server = std::make_unique<KeywordServer>();
+    JsonScene scene(server.get());
+    QVERIFY(scene.load(q(PLANT_SCENE)));
+    socketServer = std::make_unique<FaultyWebSocketServer>(server.get());
+    QVERIFY(socketServer->listen());
+}
+
+// What the program prints, or nothing if it fails. The address follows the file.
+QString tst_Runtime::run(const char *file, const QString &firstImports)
+{
+    QStringList imports {qEnvironmentVariable("PELLIX_IMPORTS")};
+    if (!firstImports.isEmpty())
+        imports.prepend(firstImports);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(q("QML_IMPORT_PATH"), imports.join(QDir::listSeparator()));
+    environment.insert(q("QT_LOGGING_RULES"), q("pellixclient.*.debug=false"));
+    environment.insert(q("QT_FORCE_STDERR_LOGGING"), q("1"));
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(runtime().constFirst(),
+                  runtime().mid(1)
+                      << q(TESTS "/") + q(file) << q("--") << socketServer->url().toString());
+    // The server is in this thread.
+    const auto isOver = [&process] { return process.state() == QProcess::NotRunning; };
+    if (!QTest::qWaitFor(isOver, 60000)) {
+        process.kill();
+        process.waitForFinished();
+    }
+    QString printed = QString::fromUtf8(process.readAll());
+    if (process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0)
+        return printed;
+    qWarning("%s", qPrintable(printed));
+    return {};
+}
+
+void tst_Runtime::window_showsAndWritesLiveValues()
+{
+    const QString printed = run("Watch.qml");
+    QVERIFY2(printed.contains(q("setpoint 60, a double\n")), qPrintable(printed));
+    QVERIFY2(printed.contains(q("setpoint 53, a double\n")), qPrintable(printed));
+    QVERIFY2(printed.contains(q("level 45.0\n")), qPrintable(printed));
+    QCOMPARE(server->value(q("/plant/tank1/setpoint")), QVariant(53));
+    // The guide's program in Python reads it, too.
+    const bool isPython = runtime().constLast().endsWith(q(".py"));
+    QVERIFY2(printed.contains(q("last level: 45.0\n")) == isPython, qPrintable(printed));
+}
+
+void tst_Runtime::components_haveTheirDefaults()
+{
+    const QString printed = run("WatchPaths.qml");
+    QVERIFY2(printed.contains(q("Bottling works (16)|Tank 1 (16)|Level (16)|= 45.00 (16)|")),
+             qPrintable(printed));
+    QVERIFY2(!printed.contains(q("theme")), qPrintable(printed)); // is not defined
+}
+
+void tst_Runtime::components_takeTheHostsText()
+{
+    const QString printed = run("WatchOwnPaths.qml", q(SNIPPETS "/control/own"));
+    QVERIFY2(printed.contains(q("Level (24, bold)|= 45.00 (24, bold)\n")), qPrintable(printed));
+}
+
+void tst_Runtime::components_takeTheHostsTheme()
+{
+    const QString printed = run("WatchOwnPaths.qml");
+    QVERIFY2(printed.contains(q("Level (24)|= 45.00 (24)\n")), qPrintable(printed));
+}
+
+QTEST_GUILESS_MAIN(tst_Runtime)
+#include "tst_runtime.moc"

@@ -1,0 +1,841 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "server/clientidentification.h"
+#include "server/keywordserver.h"
+#include "server/keywordsession.h"
+#include "server/websocketkeywordserver.h"
+#include "tests/server/testclient.h"
+#include "tests/support/rawclient.h"
+#include "tests/support/waitfor.h"
+
+#include <QtCore/QFile>
+#include <QtCore/QLoggingCategory>
+#include <QtNetwork/QSslKey>
+#include <QtTest/QSignalSpy>
+#include <QtTest/QTest>
+#include <QtWebSockets/QWebSocket>
+
+#include <ctime>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__)
+#include <malloc.h>
+#define PELLIX_HAS_MALLINFO
+#endif
+
+using namespace pellix::server;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr qint64 mebibyte = 1024 * 1024;
+constexpr qint64 most = 16 * mebibyte; // that one hostile session may cost
+
+// Bytes that are allocated; 0 where nobody tells.
+qint64 allocated()
+{
+#ifdef PELLIX_HAS_MALLINFO
+    const auto info = mallinfo2();
+    return qint64(info.uordblks) + qint64(info.hblkhd);
+#else
+    return 0;
+#endif
+}
+
+QByteArray bytes(quint64 number, int count)
+{
+    QByteArray result;
+    while (count-- > 0)
+        result.append(char(number >> (8 * count)));
+    return result;
+}
+
+// The beginning of a frame, with the mask 0: the first byte as it is, and the length as announced.
+QByteArray header(int first, quint64 length)
+{
+    QByteArray result(1, char(first));
+    if (length < 126)
+        result += char(0x80 | int(length));
+    else if (length < 65536)
+        result += char(0x80 | 126) + bytes(length, 2);
+    else
+        result += char(0x80 | 127) + bytes(length, 8);
+    return result + QByteArray(4, '\0');
+}
+
+QByteArray frame(const QByteArray &text)
+{
+    return header(0x81, quint64(text.size())) + text;
+}
+
+QByteArray commandOf(const char *name, const QByteArray &payload)
+{
+    return QByteArray("{\"cmd\":\"") + name + "\",\"payload\":{" + payload + "}}";
+}
+
+QByteArray createOf(const QByteArray &keyword)
+{
+    return commandOf("keyCreateOrUpdate", "\"keyword\":\"" + keyword + '"');
+}
+
+QByteArray updateOf(const QByteArray &keyword, const QByteArray &value)
+{
+    return commandOf("keyUpdate", "\"keyword\":\"" + keyword + "\",\"value\":" + value);
+}
+
+QByteArray aggregateOf(const QByteArray &keyword, const QByteArrayList &children,
+                       const char *mode = "sum")
+{
+    return commandOf("keyCreateOrUpdate",
+                     "\"keyword\":\"" + keyword + "\",\"children\":[\"" + children.join("\",\"")
+                         + "\"],\"aggregation\":\"" + mode + '"');
+}
+
+// A client as it should be: it writes a keyword and waits until it is told the new value.
+class Neighbour
+{
+public:
+    explicit Neighbour(const QUrl &url)
+    {
+        QObject::connect(&socket, &QWebSocket::textMessageReceived, &socket,
+                         [this](const QString &text) {
+                             told = text;
+                             if (whenTold)
+                                 whenTold();
+                         });
+        QObject::connect(&socket, &QWebSocket::sslErrors, &socket,
+                         [this] { socket.ignoreSslErrors(); });
+        QObject::connect(&socket, &QWebSocket::connected, &socket, [this] {
+            socket.sendTextMessage(QString::fromUtf8(createOf("/neighbour")));
+        });
+        socket.open(url);
+    }
+
+    bool isServed()
+    {
+        const QString value = QString::number(++number);
+        if (!waitFor([this] { return !told.isEmpty(); }, 30000))
+            return false; // is not even connected
+        socket.sendTextMessage(QString::fromUtf8(updateOf("/neighbour", value.toUtf8())));
+        return waitFor([&] { return told.contains(q("\"value\":%1}").arg(value)); }, 30000);
+    }
+
+    std::function<void()> whenTold;
+
+private:
+    QWebSocket socket;
+    QString told;
+    int number = 0;
+};
+
+} // namespace
+
+Q_DECLARE_METATYPE(std::function<QByteArray(int)>)
+
+// Clients that do as much harm as they can, each beside one that has to be served throughout.
+class tst_HostileClients : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void handshake_thatNeverEnds_data();
+    void handshake_thatNeverEnds();
+    void frames_areNotCollected_data();
+    void frames_areNotCollected();
+    void flood_costsLittleMemory_data();
+    void flood_costsLittleMemory();
+    void flood_leavesTimeForOthers();
+    void flood_isNotAnsweredWhenItsClientGoes();
+    void stalledReader_costsLittleMemory_data();
+    void stalledReader_costsLittleMemory();
+    void pausedSession_costsLittleMemory_data();
+    void pausedSession_costsLittleMemory();
+    void refusedWrites_costLittleMemory();
+    void undecidedWrites_costLittleMemory();
+    void undecidedWrites_ofThoseWhoLeaveCostLittleMemory();
+    void undecidedWrites_areDecidedQuickly();
+    void manyCreates_areAllAnswered();
+    void longPaths_areAnswered_data();
+    void longPaths_areAnswered();
+    void deepJson_isHarmless_data();
+    void deepJson_isHarmless();
+    void aggregates_areAnswered_data();
+    void aggregates_areAnswered();
+    void aggregates_overAllOthersAreQuick();
+    void aggregates_areFormedLaterWhenTheyAreTooMany();
+    void aggregates_areFormedAtOnceWhenTheRoleChanges();
+    void samePort_ofTwoClientsIsNoConfusion();
+
+private:
+    bool listen(bool encrypted);
+    bool listenForTiringClients();
+    static void addAnswered();
+    KeywordSession *openSession() const // with limits
+    {
+        return keywords->openSession({q("hostile"), q("127.0.0.1"), q("*")});
+    }
+    void pour(RawClient *client, const std::function<QByteArray(int)> &data, qint64 total);
+    qint64 costs() const;
+
+    std::unique_ptr<KeywordServer> keywords;
+    std::unique_ptr<WebSocketKeywordServer> listener;
+    std::unique_ptr<Neighbour> neighbour;
+    qint64 before = 0; // allocated
+    qint64 peak = 0; // allocated besides, while a client pours
+};
+
+void tst_HostileClients::initTestCase()
+{
+    // It says whom it drops, which is nearly everybody here.
+    QLoggingCategory::setFilterRules(q("pellixclient.server.websocketserver=false"));
+}
+
+void tst_HostileClients::init()
+{
+    QTest::failOnWarning(QRegularExpression(q(".*")));
+    keywords = std::make_unique<KeywordServer>();
+    for (const char *path : {"/neighbour", "/p/a", "/p/b"})
+        QVERIFY(keywords->declare(keyword(path, "int", 0)));
+    QVERIFY(keywords->declare(keyword("/p/o", "object", QVariantMap())));
+    QVERIFY(keywords->declare(keyword("/p/text", "string", QString())));
+    listener = std::make_unique<WebSocketKeywordServer>(keywords.get());
+}
+
+void tst_HostileClients::cleanup()
+{
+    neighbour.reset();
+    listener.reset();
+    keywords.reset();
+}
+
+bool tst_HostileClients::listen(bool encrypted)
+{
+    if (encrypted) {
+        QFile file(q(TLS_FILES "/server.key"));
+        const auto certificates = QSslCertificate::fromPath(q(TLS_FILES "/server.crt"));
+        if (!file.open(QIODevice::ReadOnly)
+            || !listener->setTls(certificates.value(0), QSslKey(&file, QSsl::Ec)))
+            return false;
+    }
+    if (!listener->listen())
+        return false;
+    neighbour = std::make_unique<Neighbour>(listener->url());
+    return neighbour->isServed();
+}
+
+// They look for something in a thousand levels that they may not read.
+bool tst_HostileClients::listenForTiringClients()
+{
+    for (int i = 0; i < 5000; ++i) {
+        if (!keywords->declare(keyword(qPrintable(q("/plant/l%1/k/v").arg(i)), "int", 0)))
+            return false;
+    }
+    ClientIdentification identification;
+    identification.role = q("guest");
+    const QStringList patterns {q("/neighbour"), q("/**/none"), q("/p/a")};
+    return keywords->setRole({q("guest"), patterns, patterns})
+        && listener->setIdentification(identification) && listen(false);
+}
+
+// Commands whose answers wait, in as many ways as there are.
+void tst_HostileClients::addAnswered()
+{
+    QTest::addColumn<std::function<QByteArray(int)>>("command");
+    const auto row = [](const char *name, std::function<QByteArray(int)> command) {
+        QTest::newRow(name) << std::move(command);
+    };
+    const QByteArray text(100000, 'x');
+    const QByteArray unknown = createOf("/x");
+    row("index", [](int) { return commandOf("keyIndex", "\"factory\":\"p\""); });
+    row("long index", [text](int) { return commandOf("keyIndex", "\"uuid\":\"" + text + '"'); });
+    row("same create", [unknown](int) { return unknown; });
+    row("long creates", [text](int i) { return createOf(text + QByteArray::number(i)); });
+    row("refused writes", [](int) { return updateOf("/x", "1"); });
+    row("long refused writes",
+        [text](int i) { return updateOf(text + QByteArray::number(i), "1"); });
+    row("creates that are let go", [text](int i) {
+        return i % 2 ? commandOf("keyDestroy", "\"keyword\":\"" + text + '"') : createOf(text);
+    });
+}
+
+qint64 tst_HostileClients::costs() const
+{
+    return allocated() - before;
+}
+
+// Sends what there is to send as fast as the server takes it, until so many bytes are sent, the
+// connection has ended or the server takes nothing any more. The neighbour is asked meanwhile.
+void tst_HostileClients::pour(RawClient *client, const std::function<QByteArray(int)> &data,
+                              qint64 total)
+{
+    constexpr qint64 ahead = 256 * 1024; // that the client holds itself
+    const auto waiting = [client] {
+        return client->socket.bytesToWrite() + client->socket.encryptedBytesToWrite();
+    };
+    const auto measure = [&] { peak = qMax(peak, costs() - waiting()); };
+    const auto hasRoom = [&] { return waiting() < ahead || !client->isConnected(); };
+    client->keeps = false;
+    before = allocated();
+    peak = 0;
+    qint64 sent = 0;
+    for (int i = 0; sent < total && client->isConnected();) {
+        while (waiting() < ahead && sent < total) {
+            const QByteArray next = data(i++);
+            client->send(next);
+            sent += next.size();
+        }
+        QCoreApplication::processEvents();
+        measure();
+        if (hasRoom())
+            continue;
+        QVERIFY(neighbour->isServed());
+        measure();
+        if (!waitFor(hasRoom, 300))
+            break;
+    }
+    QVERIFY(neighbour->isServed());
+    measure();
+}
+
+void tst_HostileClients::handshake_thatNeverEnds_data()
+{
+    QTest::addColumn<bool>("encrypted");
+    QTest::addColumn<QByteArray>("start");
+    QTest::newRow("ws request") << false << QByteArray("GET / HTTP/1.1\r\nHost: a\r\nX: ");
+    QTest::newRow("ws line") << false << QByteArray();
+    QTest::newRow("wss request") << true << QByteArray("GET / HTTP/1.1\r\nHost: a\r\nX: ");
+}
+
+void tst_HostileClients::handshake_thatNeverEnds()
+{
+    QFETCH(bool, encrypted);
+    QFETCH(QByteArray, start);
+    QVERIFY(listen(encrypted));
+    constexpr int clients = 100;
+    std::vector<std::unique_ptr<RawClient>> hostile;
+    for (int i = 0; i < clients; ++i) {
+        hostile.push_back(std::make_unique<RawClient>(listener->url(), encrypted));
+        hostile.back()->send(start);
+    }
+    for (int round = 0; round < 50; ++round) {
+        for (const auto &client : hostile) {
+            if (client->isConnected())
+                client->send("x");
+        }
+        QCoreApplication::processEvents();
+        QVERIFY(listener->handshakeCount() <= listener->maximumHandshakes());
+    }
+    QTRY_COMPARE(listener->droppedHandshakes(), quint64(clients - listener->maximumHandshakes()));
+    QVERIFY(neighbour->isServed());
+    Neighbour another(listener->url()); // which takes the place of the oldest
+    QVERIFY(another.isServed());
+    QCOMPARE(listener->clientCount(), 2);
+}
+
+void tst_HostileClients::frames_areNotCollected_data()
+{
+    QTest::addColumn<bool>("encrypted");
+    QTest::addColumn<std::function<QByteArray(int)>>("data");
+    for (const bool encrypted : {false, true}) {
+        const auto row = [encrypted](const char *name, std::function<QByteArray(int)> data) {
+            QTest::addRow("%s %s", encrypted ? "wss" : "ws", name) << encrypted << std::move(data);
+        };
+        const QByteArray chunk(65536, ' ');
+        const auto announced = [row, chunk](const char *name, int first, quint64 length) {
+            row(name, [=](int i) { return i == 0 ? header(first, length) : chunk; });
+        };
+        announced("2^62 bytes", 0x81, quint64(1) << 62);
+        announced("2^63 bytes", 0x81, quint64(1) << 63);
+        announced("2^64 - 1 bytes", 0x82, ~quint64(0));
+        announced("256 MiB", 0x81, 256 * mebibyte);
+        announced("256 MiB, binary", 0x82, 256 * mebibyte);
+        announced("256 MiB, fragment", 0x01, 256 * mebibyte);
+        announced("256 MiB, reserved", 0x83, 256 * mebibyte);
+        announced("256 MiB, ping", 0x89, 256 * mebibyte);
+        row("fragments without end",
+            [chunk](int i) { return header(i == 0 ? 0x01 : 0x00, quint64(chunk.size())) + chunk; });
+        row("small fragments without end", [](int i) {
+            QByteArray all;
+            for (int j = 0; j < 1000; ++j)
+                all += header(i + j == 0 ? 0x02 : 0x00, 10) + QByteArray(10, 'x');
+            return all;
+        });
+        row("message as long as memory",
+            [chunk](int i) { return i == 0 ? header(0x81, 64 * mebibyte) + chunk : chunk; });
+    }
+}
+
+void tst_HostileClients::frames_areNotCollected()
+{
+    QFETCH(bool, encrypted);
+    QFETCH(std::function<QByteArray(int)>, data);
+    QVERIFY(listen(encrypted));
+    RawClient hostile(listener->url(), encrypted);
+    QVERIFY(hostile.open());
+    pour(&hostile, data, 32 * mebibyte);
+    QVERIFY2(peak < most, qPrintable(QString::number(peak)));
+    QTRY_COMPARE(listener->clientCount(), 1);
+    QVERIFY(neighbour->isServed());
+}
+
+void tst_HostileClients::flood_costsLittleMemory_data()
+{
+    QTest::addColumn<bool>("encrypted");
+    QTest::addColumn<std::function<QByteArray(int)>>("data");
+    for (const bool encrypted : {false, true}) {
+        const auto row = [encrypted](const char *name, std::function<QByteArray(int)> data) {
+            QTest::addRow("%s %s", encrypted ? "wss" : "ws", name) << encrypted << std::move(data);
+        };
+        const auto often = [row](const char *name, const QByteArray &text) {
+            QByteArray many;
+            while (many.size() < 16384)
+                many += text;
+            row(name, [many](int) { return many; });
+        };
+        often("updates", frame(updateOf("/p/a", "1")));
+        often("no commands", frame("x"));
+        often("empty messages", frame(""));
+        often("empty fragments", header(0x00, 0));
+        often("pings", header(0x89, 125) + QByteArray(125, 'x'));
+        often("pongs", header(0x8a, 0));
+        often("long commands", frame(updateOf("/p/text", '"' + QByteArray(200000, 'x') + '"')));
+        row("long values that change", [](int i) {
+            return i == 0
+                ? frame(createOf("/p/text"))
+                : frame(updateOf("/p/text",
+                                 '"' + QByteArray::number(i) + QByteArray(200000, 'x') + '"'));
+        });
+        row("creates", [](int i) {
+            QByteArray many;
+            for (int j = 0; j < 100; ++j)
+                many += frame(createOf("/x/" + QByteArray::number(i * 100 + j)));
+            return many;
+        });
+    }
+}
+
+void tst_HostileClients::flood_costsLittleMemory()
+{
+    QFETCH(bool, encrypted);
+    QFETCH(std::function<QByteArray(int)>, data);
+    QVERIFY(listen(encrypted));
+    RawClient hostile(listener->url(), encrypted);
+    QVERIFY(hostile.open());
+    pour(&hostile, data, 4 * mebibyte);
+    QVERIFY2(peak < most, qPrintable(QString::number(peak)));
+}
+
+// A few commands that take the server long: the keywords that it looks through for each of them.
+void tst_HostileClients::flood_leavesTimeForOthers()
+{
+    QVERIFY(listenForTiringClients());
+    RawClient hostile(listener->url());
+    QVERIFY(hostile.open());
+    const quint64 before = keywords->statistics().commands;
+    constexpr int commands = 3000;
+    for (int i = 0; i < commands; ++i)
+        hostile.send(frame(commandOf("keyIndex", {})));
+    quint64 after = 0;
+    neighbour->whenTold = [&] { after = keywords->statistics().commands; };
+    QVERIFY(neighbour->isServed());
+    QVERIFY2(after < before + commands / 2, qPrintable(QString::number(after - before)));
+}
+
+void tst_HostileClients::flood_isNotAnsweredWhenItsClientGoes()
+{
+    QVERIFY(listenForTiringClients());
+    RawClient hostile(listener->url());
+    QVERIFY(hostile.open());
+    const quint64 before = keywords->statistics().events;
+    constexpr int commands = 3000;
+    for (int i = 0; i < commands; ++i)
+        hostile.send(frame(commandOf("keyIndex", {})));
+    hostile.send(frame(updateOf("/p/a", "77")));
+    hostile.socket.disconnectFromHost(); // once all is sent
+    QTRY_COMPARE(listener->clientCount(), 1);
+    QVERIFY(neighbour->isServed());
+    QVERIFY(keywords->statistics().events < before + commands / 2);
+    QTRY_COMPARE(keywords->value(q("/p/a")).toInt(), 77); // nothing that was written is lost
+}
+
+void tst_HostileClients::stalledReader_costsLittleMemory_data()
+{
+    addAnswered();
+}
+
+void tst_HostileClients::stalledReader_costsLittleMemory()
+{
+    QFETCH(std::function<QByteArray(int)>, command);
+    QVERIFY(listen(false));
+    RawClient hostile(listener->url());
+    QVERIFY(hostile.open());
+    hostile.setReading(0);
+    pour(
+        &hostile, [command](int i) { return frame(command(i)); }, 64 * mebibyte);
+    QVERIFY2(peak < most, qPrintable(QString::number(peak)));
+}
+
+void tst_HostileClients::pausedSession_costsLittleMemory_data()
+{
+    addAnswered();
+}
+
+// As a transport does it that has no room: it goes on until too much waits.
+void tst_HostileClients::pausedSession_costsLittleMemory()
+{
+    QFETCH(std::function<QByteArray(int)>, command);
+    const std::unique_ptr<KeywordSession> session(openSession());
+    before = allocated();
+    session->pause();
+    constexpr int greatest = 10000;
+    int count = 0;
+    while (count < greatest && session->waitingBytes() < 32 * 1024)
+        session->receive(command(count++));
+    QVERIFY(count < greatest);
+    QVERIFY2(costs() < most, qPrintable(QString::number(costs())));
+    session->resume();
+    QCOMPARE(session->waitingBytes(), qint64(0));
+}
+
+void tst_HostileClients::refusedWrites_costLittleMemory()
+{
+    const std::unique_ptr<KeywordSession> session(openSession());
+    before = allocated();
+    for (int i = 0; i < 60; ++i) {
+        session->receive(updateOf("/x/" + QByteArray::number(i) + QByteArray(500000, 'x'), "1"));
+    }
+    QVERIFY2(costs() < most, qPrintable(QString::number(costs())));
+    QCOMPARE(keywords->statistics().refusedWrites, quint64(60));
+    QVERIFY(keywords->statistics().memoryBytes < most);
+}
+
+void tst_HostileClients::undecidedWrites_costLittleMemory()
+{
+    std::vector<WriteRequest> requests;
+    keywords->setWriteHandler(
+        q("/p/text"), [&requests](const WriteRequest &request) { requests.push_back(request); });
+    const std::unique_ptr<KeywordSession> session(openSession());
+    before = allocated();
+    for (int i = 0; i < 200; ++i)
+        session->receive(updateOf("/p/text", '"' + QByteArray(100000, 'x') + '"'));
+    QVERIFY2(costs() < most, qPrintable(QString::number(costs())));
+    QVERIFY(keywords->statistics().memoryBytes < most);
+    QVERIFY(requests.size() > 10);
+    QCOMPARE(keywords->statistics().refusedWrites, quint64(200 - requests.size()));
+
+    for (const WriteRequest &request : requests)
+        request.accept();
+    requests.clear();
+    session->receive(updateOf("/p/text", "\"again\""));
+    QCOMPARE(requests.size(), std::size_t(1));
+}
+
+void tst_HostileClients::undecidedWrites_ofThoseWhoLeaveCostLittleMemory()
+{
+    std::vector<WriteRequest> requests;
+    keywords->setWriteHandler(
+        q("/p/text"), [&requests](const WriteRequest &request) { requests.push_back(request); });
+    before = allocated();
+    for (int i = 0; i < 50; ++i) {
+        const std::unique_ptr<KeywordSession> session(openSession());
+        for (int j = 0; j < 50; ++j)
+            session->receive(updateOf("/p/text", '"' + QByteArray(100000, 'x') + '"'));
+    }
+    QVERIFY2(costs() < 80 * mebibyte, qPrintable(QString::number(costs())));
+    QVERIFY(keywords->statistics().refusedWrites > 0);
+    for (const WriteRequest &request : requests)
+        request.refuse();
+    requests.clear();
+    const std::unique_ptr<KeywordSession> session(openSession());
+    session->receive(updateOf("/p/text", "\"again\""));
+    QCOMPARE(requests.size(), std::size_t(1));
+}
+
+// However many wait for the same keyword: four times as many take four times as long.
+void tst_HostileClients::undecidedWrites_areDecidedQuickly()
+{
+    std::vector<WriteRequest> requests;
+    keywords->setWriteHandler(
+        q("/p/a"), [&requests](const WriteRequest &request) { requests.push_back(request); });
+    const std::unique_ptr<KeywordSession> session(keywords->openSession());
+    const auto timeOf = [&](int count) {
+        for (int i = 0; i < count; ++i)
+            session->receive(updateOf("/p/a", "1"));
+        const std::clock_t start = std::clock();
+        for (const WriteRequest &request : requests)
+            request.accept();
+        requests.clear();
+        return double(std::clock() - start);
+    };
+    timeOf(1000);
+    const double few = timeOf(8000);
+    const double many = timeOf(64000);
+    QVERIFY2(many < 20 * few, qPrintable(q("%1 times").arg(many / few)));
+}
+
+void tst_HostileClients::manyCreates_areAllAnswered()
+{
+    QVERIFY(listen(false));
+    const std::unique_ptr<KeywordSession> session(openSession());
+    before = allocated();
+    int answers = 0;
+    connect(session.get(), &KeywordSession::send, this, [&answers] { ++answers; });
+#ifdef QT_NO_DEBUG
+    constexpr int count = 1000000;
+#else
+    constexpr int count = 200000; // it takes its time
+#endif
+    for (int i = 0; i < count; ++i)
+        session->receive(createOf("/plant/" + QByteArray::number(i)));
+    QCOMPARE(answers, count);
+    const Statistics statistics = keywords->statistics();
+    const int watched = int(statistics.watchedKeywords) - 1; // the neighbour has one
+    QVERIFY(watched > 1000 && watched <= keywords->limits().watchedKeywords);
+    QCOMPARE(statistics.refusedCreates, quint64(count - watched));
+    QVERIFY2(costs() < most, qPrintable(QString::number(costs())));
+    QVERIFY(neighbour->isServed());
+}
+
+void tst_HostileClients::longPaths_areAnswered_data()
+{
+    QTest::addColumn<QByteArray>("path");
+    QTest::newRow("100 000 levels") << QByteArray("/a").repeated(100000);
+    QTest::newRow("100 000 levels of x") << QByteArray("/x").repeated(100000);
+    QTest::newRow("100 000 levels, #") << QByteArray("a#").repeated(100000);
+    QTest::newRow("100 000 separators") << QByteArray("/").repeated(100000) + "a";
+    QTest::newRow("one level") << QByteArray(400000, 'a');
+    QTest::newRow("labels") << QByteArray("/Label").repeated(50000);
+}
+
+// With a role whose patterns have to look at each level.
+void tst_HostileClients::longPaths_areAnswered()
+{
+    QFETCH(QByteArray, path);
+    const QStringList patterns {q("/neighbour"), q("/**/x/**/y/**/z"), q("/*/**/x")};
+    QVERIFY(keywords->setRole({q("guest"), patterns, patterns}));
+    ClientIdentification identification;
+    identification.role = q("guest");
+    QVERIFY(listener->setIdentification(identification));
+    QVERIFY(listen(false));
+    RawClient hostile(listener->url());
+    QVERIFY(hostile.open());
+    const QByteArray levels = "\"" + path.split('/').join("\",\"") + '"';
+    const QByteArrayList commands {
+        createOf(path),
+        updateOf(path, "1"),
+        createOf(path + "/Label"),
+        aggregateOf("/agg", {path, "/neighbour"}),
+        aggregateOf(path, {path}),
+        commandOf("keyIndex", "\"keyQuery\":[" + levels + ']'),
+        commandOf("keyIndex", "\"factory\":\"" + path + '"'),
+    };
+    for (const QByteArray &command : commands) {
+        hostile.received.clear();
+        hostile.send(frame(command));
+        QTRY_VERIFY(hostile.received.endsWith("}}")); // the end of its answer
+        QVERIFY(neighbour->isServed());
+    }
+    QCOMPARE(listener->clientCount(), 2);
+}
+
+void tst_HostileClients::deepJson_isHarmless_data()
+{
+    QTest::addColumn<QByteArray>("command");
+    const auto nested = [](int depth, const char *open, const char *middle, const char *close) {
+        return QByteArray(open).repeated(depth) + middle + QByteArray(close).repeated(depth);
+    };
+    for (const int depth : {100, 1000, 1100, 100000}) {
+        QTest::addRow("arrays %d", depth) << updateOf("/p/o", nested(depth, "[", "", "]"));
+        QTest::addRow("objects %d", depth) << updateOf("/p/o", nested(depth, "{\"a\":", "1", "}"));
+        QTest::addRow("query %d", depth)
+            << commandOf("keyIndex", "\"keyQuery\":" + nested(depth, "[", "", "]"));
+        QTest::addRow("children %d", depth)
+            << commandOf("keyCreateOrUpdate",
+                         "\"keyword\":\"/a\",\"children\":" + nested(depth, "[", "\"/p/a\"", "]"));
+    }
+    QTest::newRow("never closed") << QByteArray(1000000, '[');
+    QTest::newRow("never closed objects") << QByteArray("{\"a\":").repeated(150000);
+}
+
+void tst_HostileClients::deepJson_isHarmless()
+{
+    QFETCH(QByteArray, command);
+    QVERIFY(listen(false));
+    RawClient hostile(listener->url());
+    QVERIFY(hostile.open());
+    const quint64 taken = keywords->statistics().commands;
+    for (int i = 0; i < 3; ++i)
+        hostile.send(frame(command));
+    hostile.send(frame(createOf("/p/o")));
+    QTRY_VERIFY(hostile.received.contains("\"keyword\":\"/p/o\""));
+    QCOMPARE(keywords->statistics().commands, taken + 4);
+    QVERIFY(neighbour->isServed());
+}
+
+void tst_HostileClients::aggregates_areAnswered_data()
+{
+    QTest::addColumn<QByteArrayList>("commands");
+    const auto name = [](int i) { return "/agg/" + QByteArray::number(i); };
+    const auto row = [](const char *name, const QByteArrayList &commands) {
+        QTest::newRow(name) << commands;
+    };
+    row("over itself", {aggregateOf("/agg", {"/agg"})});
+    row("over itself and a value", {aggregateOf("/agg", {"/agg", "/p/a", "/agg"})});
+    row("over its label", {aggregateOf("/agg", {"/agg/Label"})});
+    row("over each other", {aggregateOf("/a", {"/b", "/p/a"}), aggregateOf("/b", {"/a", "/p/a"})});
+    QByteArrayList ring, chain, reversed, children, twice;
+    for (int i = 0; i < 1000; ++i)
+        ring << aggregateOf(name(i), {name((i + 1) % 1000), "/p/a"});
+    row("ring of 1 000", ring);
+    for (int i = 0; i < 10000; ++i)
+        chain << aggregateOf(name(i), {i ? name(i - 1) : "/p/a"});
+    row("chain of 10 000", chain);
+    for (int i = 10000; i > 0; --i)
+        reversed << aggregateOf(name(i), {i > 1 ? name(i - 1) : "/p/a"});
+    row("chain of 10 000, from its end", reversed);
+    for (int i = 0; i < 1000; ++i)
+        children << (i ? name(i) : "/p/a");
+    row("1 000 children", {aggregateOf("/agg", children)});
+    row("1 001 children", {aggregateOf("/agg", children + QByteArrayList {"/p/b"})});
+    row("a child 1 000 times", {aggregateOf("/agg", QByteArrayList(1000, "/p/a"))});
+    QByteArrayList changing;
+    for (int i = 0; i < 200; ++i)
+        changing << aggregateOf("/agg", children.mid(i), i % 2 ? "sum" : "max");
+    row("changing", changing);
+}
+
+void tst_HostileClients::aggregates_areAnswered()
+{
+    QFETCH(QByteArrayList, commands);
+    QVERIFY(listen(false));
+    RawClient hostile(listener->url());
+    QVERIFY(hostile.open());
+    before = allocated();
+    const quint64 taken = keywords->statistics().commands;
+    const quint64 events = keywords->statistics().events;
+    for (const QByteArray &command : std::as_const(commands))
+        hostile.send(frame(command));
+    QVERIFY(neighbour->isServed());
+    QTRY_VERIFY(keywords->statistics().commands >= taken + quint64(commands.size()));
+    QTRY_VERIFY(keywords->statistics().events >= events + quint64(commands.size()));
+    for (int i = 1; i <= 3; ++i) {
+        keywords->setValue(q("/p/a"), i);
+        QVERIFY(neighbour->isServed());
+    }
+    QVERIFY(keywords->statistics().memoryBytes < most);
+    hostile.socket.abort();
+    QTRY_COMPARE(listener->clientCount(), 1);
+    QCOMPARE(keywords->statistics().watchedKeywords, qint64(1));
+    QVERIFY(neighbour->isServed());
+}
+
+// Each is formed once for a change, however many are formed over it.
+void tst_HostileClients::aggregates_overAllOthersAreQuick()
+{
+    constexpr int layers = 3;
+    constexpr int width = 100;
+    const auto timeOf = [this](bool nested) {
+        const std::unique_ptr<KeywordSession> session(keywords->openSession());
+        for (int i = 0; i < layers * width; ++i) {
+            QByteArrayList children;
+            for (int j = 0; j < width; ++j) {
+                children << (nested && i >= width
+                                 ? "/agg/" + QByteArray::number((i / width - 1) * width + j)
+                                 : QByteArray(j % 2 ? "/p/a" : "/p/b"));
+            }
+            session->receive(aggregateOf("/agg/" + QByteArray::number(i), children));
+        }
+        const std::clock_t start = std::clock();
+        for (int i = 1; i <= 5; ++i)
+            keywords->setValue(q("/p/a"), int(start) + i);
+        return double(std::clock() - start);
+    };
+    const double flat = timeOf(false);
+    const double nested = timeOf(true);
+    QVERIFY2(nested < 10 * flat, qPrintable(q("%1 times").arg(nested / flat)));
+}
+
+// Their session is told the newest values, and not each one in between.
+void tst_HostileClients::aggregates_areFormedLaterWhenTheyAreTooMany()
+{
+    const std::unique_ptr<KeywordSession> session(openSession());
+    QByteArray last;
+    int events = 0;
+    connect(session.get(), &KeywordSession::send, this, [&](const QByteArray &message) {
+        ++events;
+        if (message.contains("\"/agg/19\""))
+            last = message;
+    });
+    for (int i = 0; i < 20; ++i) {
+        session->receive(
+            aggregateOf("/agg/" + QByteArray::number(i), QByteArrayList(1000, "/p/a"), "max"));
+    }
+    QCOMPARE(events, 20);
+    constexpr int changes = 1000;
+    for (int i = 1; i <= changes; ++i)
+        keywords->setValue(q("/p/a"), i);
+    QVERIFY2(events < 20 * changes / 2, qPrintable(QString::number(events)));
+    QTRY_VERIFY(last.contains("\"value\":1000}"));
+    session->receive(commandOf("keyDestroy", "\"keyword\":\"/agg/19\""));
+    for (int i = 1; i <= 100; ++i)
+        keywords->setValue(q("/p/a"), -i);
+    keywords->clear(); // while some wait
+    QTest::qWait(0);
+}
+
+// What may not be read any more is not told from before.
+void tst_HostileClients::aggregates_areFormedAtOnceWhenTheRoleChanges()
+{
+    QVERIFY(keywords->setRole({q("guest"), {q("/p/*")}, {}}));
+    const std::unique_ptr<KeywordSession> session(
+        keywords->openSession({q("hostile"), q("127.0.0.1"), q("guest")}));
+    for (int i = 0; i < 20; ++i) {
+        session->receive(
+            aggregateOf("/agg/" + QByteArray::number(i), QByteArrayList(1000, "/p/a"), "max"));
+    }
+    for (int i = 1; i <= 1000; ++i)
+        keywords->setValue(q("/p/a"), i);
+    QVERIFY(keywords->setRole({q("guest"), {q("/p/b")}, {}}));
+    QByteArray told;
+    connect(session.get(), &KeywordSession::send, this,
+            [&told](const QByteArray &message) { told += message; });
+    for (int i = 0; i < 20; ++i)
+        session->receive(createOf("/agg/" + QByteArray::number(i)));
+    QCOMPARE(told.count("\"value\":null"), 20);
+    QCOMPARE(told.count("\"value\":"), 20);
+}
+
+// Two connections to two addresses of the server may come from the same port.
+void tst_HostileClients::samePort_ofTwoClientsIsNoConfusion()
+{
+    ClientIdentification identification;
+    identification.role = ClientIdentification::fullRights;
+    QVERIFY(listener->setIdentification(identification));
+    listener->setUnencryptedAllowed(true);
+    QVERIFY(listener->listen(QHostAddress::AnyIPv4));
+    quint16 port = 0;
+    std::vector<std::unique_ptr<QTcpSocket>> sockets;
+    for (const char *address : {"127.0.0.1", "127.0.0.2"}) {
+        sockets.push_back(std::make_unique<QTcpSocket>());
+        QTcpSocket &socket = *sockets.back();
+        QVERIFY(socket.bind(QHostAddress(QHostAddress::LocalHost), port,
+                            QAbstractSocket::ShareAddress | QAbstractSocket::ReuseAddressHint));
+        port = socket.localPort();
+        socket.connectToHost(q(address), listener->port());
+        socket.write(RawClient::request());
+        QTRY_VERIFY(socket.peek(12).startsWith("HTTP/1.1 101"));
+    }
+    QTRY_COMPARE(listener->clientCount(), 2);
+    QVERIFY(sockets[0]->state() == QAbstractSocket::ConnectedState);
+    QVERIFY(sockets[1]->state() == QAbstractSocket::ConnectedState);
+}
+
+QTEST_GUILESS_MAIN(tst_HostileClients)
+#include "tst_hostileclients.moc"

@@ -1,0 +1,275 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "server/clientidentification.h"
+#include "server/keywordserver.h"
+#include "server/websocketkeywordserver.h"
+#include "tests/server/testclient.h"
+#include "tests/support/rawclient.h"
+#include "tests/support/waitfor.h"
+
+#include <QtTest/QTest>
+
+#include <memory>
+
+using namespace pellix::server;
+
+namespace {
+
+// What nobody but full rights may be told: no other value, label or path has any of it.
+constexpr int secretNumber = 86753091;
+const char *const secretText = "HIDDEN";
+
+QByteArray command(const char *name, const QByteArray &payload)
+{
+    return QByteArray("{\"cmd\":\"") + name + "\",\"payload\":{" + payload + "}}";
+}
+
+QByteArray keywordOf(const char *spelling)
+{
+    return QByteArray("\"keyword\":\"") + spelling + '"';
+}
+
+QByteArray over(const char *spelling, const char *mode, const char *path = "/x")
+{
+    return command("keyCreateOrUpdate",
+                   keywordOf(path) + ",\"children\":[\"" + spelling
+                       + "\",\"/plant/one\"],\"aggregation\":\"" + mode + '"');
+}
+
+} // namespace
+
+// Over real sockets, with two tokens: a guest, who may not read what is below /secret and /dev,
+// tries whatever there is to try, next to somebody with full rights who is told all of it.
+class tst_RoleEscapes : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void guest_isToldNothing_data();
+    void guest_isToldNothing();
+    void guest_changesNothing_data();
+    void guest_changesNothing();
+    void sameName_isNoSameSession();
+
+private:
+    std::unique_ptr<RawClient> open(const QByteArray &token);
+    static void send(RawClient *client, const QByteArray &command)
+    {
+        QByteArray frame = RawClient::frame(1, command);
+        client->send(frame);
+    }
+    // Answered last of all that was asked before.
+    static bool isServed(RawClient *client)
+    {
+        static int number = 0;
+        const QByteArray unique = "served" + QByteArray::number(++number);
+        send(client, command("keyIndex", "\"uuid\":\"" + unique + '"'));
+        return waitFor([&] { return client->received.contains(unique); }, 30000);
+    }
+    static bool holdsASecret(const QByteArray &received)
+    {
+        return received.contains(secretText) || received.contains(QByteArray::number(secretNumber))
+            || received.contains(QByteArray::number(secretNumber + 1))
+            || received.contains(QByteArray::number(secretNumber + 2));
+    }
+    void change()
+    {
+        keywords->setValue(q("/secret/a"), secretNumber + 1);
+        keywords->setValue(q("/dev/1/temp"), secretNumber + 1);
+        keywords->setValue(q("/secret/text"), q("HIDDEN again"));
+        keywords->setLabel(q("/secret/a"), q("HIDDEN label again"));
+        keywords->setLabel(q("/secret"), q("HIDDEN level again"));
+        keywords->setState(q("/secret/a"), false, true, true, true);
+        keywords->remove(q("/secret/b"));
+        keywords->declare(keyword("/secret/b", "int", secretNumber + 2, "RW", "HIDDEN b"));
+        keywords->setConnected(q("/"), false);
+        keywords->setConnected(q("/"), true);
+    }
+
+    std::unique_ptr<KeywordServer> keywords;
+    std::unique_ptr<WebSocketKeywordServer> listener;
+    QByteArray guestToken;
+    QByteArray ownerToken;
+};
+
+void tst_RoleEscapes::init()
+{
+    QTest::failOnWarning(QRegularExpression(q(".*")));
+    keywords = std::make_unique<KeywordServer>();
+    for (const char *path : {"/secret/a", "/secret/b", "/dev/1/temp"})
+        QVERIFY(keywords->declare(keyword(path, "int", secretNumber, "RW", "HIDDEN label")));
+    QVERIFY(keywords->declare(keyword("/secret/text", "string", q(secretText))));
+    QVERIFY(keywords->declare(keyword("/plant/one", "int", 1)));
+    QVERIFY(keywords->declare(keyword("/plant/shown", "int", 2)));
+    QVERIFY(keywords->setLabel(q("/secret"), q("HIDDEN level")));
+    QVERIFY(keywords->setRole({q("guest"),
+                               {q("/plant/*"), q("/dev/*"), q("/SECRET/**"), q("/secre")},
+                               {q("/plant/one"), q("/secret/**"), q("/dev/**")}}));
+    listener = std::make_unique<WebSocketKeywordServer>(keywords.get());
+    ClientIdentification identification;
+    guestToken = identification.tokens.create(q("guest"), q("guest"));
+    ownerToken = identification.tokens.create(q("owner"), ClientIdentification::fullRights);
+    QVERIFY(listener->setIdentification(identification));
+    QVERIFY(listener->listen());
+}
+
+void tst_RoleEscapes::cleanup()
+{
+    listener.reset();
+    keywords.reset();
+}
+
+std::unique_ptr<RawClient> tst_RoleEscapes::open(const QByteArray &token)
+{
+    auto client = std::make_unique<RawClient>(listener->url());
+    return client->open("Authorization: Bearer " + token + "\r\n") ? std::move(client) : nullptr;
+}
+
+void tst_RoleEscapes::guest_isToldNothing_data()
+{
+    QTest::addColumn<QByteArray>("asked");
+    QTest::addColumn<bool>("ownerIsTold"); // by the same command
+    for (const char *spelling :
+         {"/secret/a", "secret/a", "/secret/a/", "//secret//a", "/secret#a", "#secret#a#",
+          "secret#a", "/#secret/#a", "/secret/a/Label", "secret#a#Label", "/secret/Label",
+          "/secret/text", "/dev/1/temp", "dev#1/temp", "/dev/1/temp/Label", "/dev/1/temp#Label/"}) {
+        QTest::addRow("create %s", spelling)
+            << command("keyCreateOrUpdate", keywordOf(spelling)) << true;
+        QTest::addRow("refused write to %s", spelling)
+            << command("keyUpdate", keywordOf(spelling) + ",\"value\":[]")
+            << !QByteArray(spelling).contains("Label");
+        QTest::addRow("eql over %s", spelling) << over(spelling, "eql") << false;
+    }
+    for (const char *spelling : {"/SECRET/a", "/secret/A", "/secret/%61", "/secret%2fa",
+                                 "/secret/./a", "/plant/../secret/a", "/secret\\\\a", "/secre/t/a",
+                                 "/secret/a\\u0000", "\\uFEFF/secret/a", "/secret/*", "/**",
+                                 "/secret/a?", "/secret/a/Label/Label", "/secret/ a"}) {
+        QTest::addRow("create %s", spelling)
+            << command("keyCreateOrUpdate", keywordOf(spelling)) << false;
+        QTest::addRow("write to %s", spelling)
+            << command("keyUpdate", keywordOf(spelling) + ",\"value\":7") << false;
+    }
+    for (const char *mode : {"sum", "min", "max", "bool_and", "unknown", ""}) {
+        const bool tells = QByteArray(mode) == "sum" || QByteArray(mode) == "max";
+        QTest::addRow("aggregate %s", mode) << over("/secret/a", mode) << tells;
+        QTest::addRow("aggregate %s in its place", mode)
+            << over("/secret/a", mode, "/secret/b") << true;
+    }
+    QTest::newRow("eql of labels") << command(
+        "keyCreateOrUpdate", R"("keyword":"/x","children":["/secret/a/Label"],"aggregation":"eql")")
+                                   << true;
+    QTest::newRow("eql alone") << command(
+        "keyCreateOrUpdate", R"("keyword":"/x","children":["secret#a"],"aggregation":"eql")")
+                               << true;
+    for (const char *payload :
+         {R"("factory":"secret")", R"("keyQuery":["secret"])", R"("instance":"secret")",
+          R"("factory":"dev","keyQuery":["1"])", R"("factory":"dev/1")",
+          R"("factory":"dev","instance":"1")", R"("factory":"secret","type":"int")",
+          R"("factory":"secret","access":"RW")"}) {
+        QTest::addRow("index %s", payload) << command("keyIndex", payload) << false;
+    }
+}
+
+void tst_RoleEscapes::guest_isToldNothing()
+{
+    QFETCH(QByteArray, asked);
+    QFETCH(bool, ownerIsTold);
+    const auto guest = open(guestToken);
+    const auto owner = open(ownerToken);
+    QVERIFY(guest && owner);
+    for (RawClient *client : {guest.get(), owner.get()}) {
+        send(client, asked);
+        QVERIFY(isServed(client));
+    }
+    const QByteArray atFirst = guest->received;
+    change();
+    for (RawClient *client : {guest.get(), owner.get()}) {
+        send(client, asked); // and once more, as it is then
+        QVERIFY(isServed(client));
+    }
+    QVERIFY2(!holdsASecret(guest->received), guest->received.constData());
+    if (ownerIsTold)
+        QVERIFY2(holdsASecret(owner->received), owner->received.constData());
+    QVERIFY(!guest->received.contains("\"name\":\"/secret"));
+    QVERIFY(!guest->received.contains("\"name\":\"/dev/1/temp\""));
+    QCOMPARE(keywords->value(q("/secret/a")).toInt(), secretNumber + 1); // also not changed
+}
+
+void tst_RoleEscapes::guest_changesNothing_data()
+{
+    QTest::addColumn<QByteArray>("spelling");
+    for (const char *spelling :
+         {"/secret/a", "secret#a", "//secret/a//", "/dev/1/temp", "dev#1#temp", "/plant/shown",
+          "#plant#shown", "/plant/one/Label", "/secret/text", "/new", "/plant/new"})
+        QTest::newRow(spelling) << QByteArray(spelling);
+}
+
+void tst_RoleEscapes::guest_changesNothing()
+{
+    QFETCH(QByteArray, spelling);
+    const auto guest = open(guestToken);
+    QVERIFY(guest);
+    const QStringList paths {q("/secret/a"),    q("/secret/b"),  q("/dev/1/temp"),
+                             q("/secret/text"), q("/plant/one"), q("/plant/shown")};
+    QVariantList before;
+    for (const QString &path : paths)
+        before << keywords->value(path);
+    for (const char *value : {"7", "7.5", "true", "\"text\"", "null", "[]", "{}"}) {
+        for (const char *mode : {"", ",\"valueChangeMode\":\"relative\""}) {
+            send(
+                guest.get(),
+                command("keyUpdate", "\"keyword\":\"" + spelling + "\",\"value\":" + value + mode));
+        }
+    }
+    send(guest.get(), over("/plant/one", "sum", spelling.constData()));
+    QVERIFY(isServed(guest.get()));
+    QVariantList after;
+    for (const QString &path : paths)
+        after << keywords->value(path);
+    QCOMPARE(after, before);
+    QCOMPARE(keywords->keywordCount(), int(paths.size()));
+    QCOMPARE(keywords->statistics().refusedWrites, quint64(14));
+    QVERIFY(!holdsASecret(guest->received));
+}
+
+// An aggregate belongs to its session and its rights, whatever others form under the same name.
+void tst_RoleEscapes::sameName_isNoSameSession()
+{
+    const auto guest = open(guestToken);
+    const auto second = open(guestToken);
+    const auto owner = open(ownerToken);
+    QVERIFY(guest && second && owner);
+    send(owner.get(), over("/secret/a", "max"));
+    QVERIFY(isServed(owner.get()));
+    send(guest.get(), over("/secret/a", "max"));
+    send(second.get(),
+         command("keyCreateOrUpdate",
+                 R"("keyword":"/x","children":["/plant/shown"],"aggregation":"max")"));
+    for (RawClient *client : {guest.get(), second.get(), owner.get()})
+        QVERIFY(isServed(client));
+    QVERIFY(owner->received.contains(QByteArray::number(secretNumber)));
+    QVERIFY(guest->received.contains(R"("keyword":"/x","online":false,"type":"int","value":1})"));
+    QVERIFY(second->received.contains(R"("keyword":"/x","online":true,"type":"int","value":2})"));
+
+    for (RawClient *client : {guest.get(), second.get(), owner.get()})
+        client->received.clear();
+    change();
+    keywords->setValue(q("/plant/one"), 11);
+    keywords->setValue(q("/plant/shown"), 12);
+    send(owner.get(), command("keyDestroy", keywordOf("/x")));
+    for (RawClient *client : {guest.get(), second.get(), owner.get()})
+        QVERIFY(isServed(client));
+    QVERIFY(owner->received.contains(QByteArray::number(secretNumber + 1)));
+    QVERIFY(guest->received.contains(R"("type":"int","value":11})"));
+    QVERIFY(second->received.contains(R"("type":"int","value":12})"));
+    QVERIFY(!second->received.contains("11}"));
+    for (RawClient *client : {guest.get(), second.get()})
+        QVERIFY2(!holdsASecret(client->received), client->received.constData());
+}
+
+QTEST_GUILESS_MAIN(tst_RoleEscapes)
+#include "tst_roleescapes.moc"
