@@ -7,36 +7,13 @@ pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Controls.Basic
 import PellixClient.Keyword 1.0
+import PellixClient.Keyword.Extras
 
 Column {
     id: root
 
-    property PWebSocketKeywordClient client
+    property PKeywordClient client
     property string path: "/"
-
-    // Asks for the children of path. A query that is lost with its connection is not repeated by
-    // the model, which stays loading; asking again when the link is back is up to its user.
-    function ask() {
-        entries.keyword = path
-    }
-
-    onPathChanged: ask()
-
-    Connections {
-        target: root.client
-
-        function onConnectedChanged() {
-            if (root.client.connected)
-                root.ask()
-        }
-    }
-
-    PKeywordQueryModel {
-        id: entries
-        objectName: "entries"
-
-        keywordClient: root.client
-    }
 
     //! [path]
     PKeywordPathModel {
@@ -69,30 +46,31 @@ Column {
         placeholderText: "filter"
     }
 
-    BusyIndicator {
-        objectName: "busy"
-        running: entries.loading
-    }
-
     ListView {
-        id: list
         objectName: "list"
 
         width: 300
         height: 400
-        model: PKeywordQueryFilterProxyModel {
-            sourceModel: entries
+        currentIndex: children.currentIndex
+        model: PKeywordChildren {
+            id: children
+            objectName: "entries"
+
+            client: root.client
+            keyword: root.path
             filter: words.text
         }
         delegate: ItemDelegate {
             required property string displayName
             required property string typeLetter
             required property color typeColor
-            required property string normalizedKeyword
+            required property string keyword
 
             text: displayName + "  " + typeLetter
             palette.text: typeColor
-            onClicked: root.path = normalizedKeyword
+            highlighted: ListView.isCurrentItem
+            onClicked: children.currentKeyword = keyword
+            onDoubleClicked: root.path = keyword
         }
     }
 }

@@ -3,7 +3,7 @@
 
 #include "keywordchildren.h"
 
-#include "programs/common/naturalorder.h"
+#include "extras/browsing/naturalorder.h"
 #include "pubsub/publisher.h"
 
 #include <QtCore/QJsonArray>
@@ -105,7 +105,7 @@ void KeywordChildren::onKeyIndexResponse(const QUuid &id, const QVariant &data)
     }
     // core10 after core9
     std::sort(keywords.begin(), keywords.end(), [](const QString &a, const QString &b) {
-        return programs::compareNaturally(a, b) < 0;
+        return pellix::extras::compareNaturally(a, b) < 0;
     });
 
     if (keywords == m_keywords)

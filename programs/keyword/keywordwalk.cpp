@@ -3,7 +3,7 @@
 
 #include "programs/keyword/keywordwalk.h"
 
-#include "programs/common/naturalorder.h"
+#include "extras/browsing/naturalorder.h"
 #include "programs/keyword/connection.h"
 
 #include <QtCore/QJsonArray>
@@ -113,8 +113,9 @@ void KeywordWalk::onResponse(const QUuid &id, const QVariant &data)
         seen.insert(path);
         children.push_back({keyword, child.value(QLatin1String("type")).toString(), depth, {}});
     }
-    std::sort(children.begin(), children.end(),
-              [](const Item &a, const Item &b) { return programs::compareNaturally(a.keyword, b.keyword) < 0; });
+    std::sort(children.begin(), children.end(), [](const Item &a, const Item &b) {
+        return pellix::extras::compareNaturally(a.keyword, b.keyword) < 0;
+    });
     for (Item &child : children) {
         const int position = int(found.size());
         found.at(size_t(parent)).children.push_back(position);

@@ -5,6 +5,7 @@
 
 #include "binding/keywordproxy.h"
 
+#include <QtCore/QAbstractItemModel>
 #include <QtQuick/QQuickItem>
 #include <QtQuick/QQuickWindow>
 
@@ -17,8 +18,33 @@ namespace {
 // Longer keywords (aggregated ones carry a digest) do not push the others apart.
 constexpr qsizetype widestAlignedKeyword = 40;
 
-void collectProxies(const QObject &parent, LiveValues &values)
+// Of the rows of a model that has keywords in them, the values and labels.
+void collectRows(const QAbstractItemModel &model, LiveValues &values)
 {
+    const QHash<int, QByteArray> names = model.roleNames();
+    const int keywordRole = names.key("keyword", -1);
+    const int valueRole = names.key("value", -1);
+    const int labelRole = names.key("label", -1);
+    const int staleRole = names.key("stale", -1);
+    if (keywordRole < 0)
+        return;
+    for (int row = 0; row < model.rowCount(); ++row) {
+        const QModelIndex index = model.index(row, 0);
+        const QString keyword = index.data(keywordRole).toString();
+        const QVariant value = index.data(valueRole);
+        if (!value.isNull() && !index.data(staleRole).toBool())
+            values.insert_or_assign(keyword, value);
+        const QString label = index.data(labelRole).toString();
+        if (!label.isEmpty())
+            values.insert_or_assign(keyword + QStringLiteral("/Label"), label);
+    }
+}
+
+void collectValues(const QObject &parent, LiveValues &values)
+{
+    const auto models = parent.findChildren<QAbstractItemModel *>();
+    for (const QAbstractItemModel *model : models)
+        collectRows(*model, values);
     const auto proxies = parent.findChildren<PKeywordProxy *>();
     for (const PKeywordProxy *proxy : proxies) {
         if (proxy->value().isValid() && !proxy->value().isNull())
@@ -27,12 +53,12 @@ void collectProxies(const QObject &parent, LiveValues &values)
 }
 
 // Delegates are no QObject children of the item they are shown in, so both trees are walked.
-void collectProxies(const QQuickItem &item, LiveValues &values)
+void collectValues(const QQuickItem &item, LiveValues &values)
 {
-    collectProxies(static_cast<const QObject &>(item), values);
+    collectValues(static_cast<const QObject &>(item), values);
     const auto children = item.childItems();
     for (const QQuickItem *child : children)
-        collectProxies(*child, values);
+        collectValues(*child, values);
 }
 
 QString text(const QVariant &value)
@@ -47,8 +73,8 @@ QString text(const QVariant &value)
 LiveValues liveValues(const QQuickWindow &window)
 {
     LiveValues values;
-    collectProxies(static_cast<const QObject &>(window), values);
-    collectProxies(*window.contentItem(), values);
+    collectValues(static_cast<const QObject &>(window), values);
+    collectValues(*window.contentItem(), values);
     return values;
 }
 

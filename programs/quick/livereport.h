@@ -13,7 +13,7 @@ QT_BEGIN_NAMESPACE
 class QQuickWindow;
 QT_END_NAMESPACE
 
-// The value of each keyword that a proxy of the window shows at this moment.
+// The value of each keyword that a proxy or a model of the window has at this moment.
 using LiveValues = std::map<QString, QVariant>;
 
 LiveValues liveValues(const QQuickWindow &window);

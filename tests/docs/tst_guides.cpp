@@ -19,12 +19,13 @@
 #include <QtCore/QProcess>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QScopeGuard>
-#include <QtGui/QColor>
 #include <QtCore/QTemporaryDir>
+#include <QtGui/QColor>
 #include <QtQml/QQmlApplicationEngine>
 #include <QtQml/QQmlComponent>
 #include <QtQml/QQmlContext>
 #include <QtQuick/QQuickItem>
+#include <QtQuick/QQuickWindow>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
@@ -129,6 +130,9 @@ private Q_SLOTS:
     void browse_asksAgainWhenTheLinkIsBack();
     void connecting_saysHowItIs();
     void connecting_lampFollowsAnyClient();
+    void browseTree_expands();
+    void alarms_comeAndAreAcknowledged();
+    void table_followsThePattern();
     void privateCa_isMadeAsOnThePlainPage();
     void readme_showsAKeywordAndWritesIt();
     void readme_registersAsTheFirstScreenDoes();
@@ -551,6 +555,8 @@ void tst_Guides::browse_listsFiltersAndOpens()
     QVERIFY(load("Browse.qml",
                  {{q("client"), QVariant::fromValue(&webClient)}, {q("path"), q("/plant/tank1")}}));
     QTRY_COMPARE(part("list")->property("count").toInt(), 5);
+    QVERIFY(part("entries")->setProperty("currentKeyword", q("/plant/tank1/setpoint")));
+    QTRY_VERIFY(part("list")->property("currentIndex").toInt() > 0);
     QVERIFY(part("words")->setProperty("text", q("set LEVEL")));
     QTRY_COMPARE(part("list")->property("count").toInt(), 1);
     QCOMPARE(part("levels")->property("normalizedKeyword").toString(), q("/plant/tank1"));
@@ -625,6 +631,53 @@ void tst_Guides::connecting_lampFollowsAnyClient()
     QCOMPARE(item->property("color").value<QColor>(), QColor(q("green")));
     client.reset();
     QCOMPARE(item->property("color").value<QColor>(), QColor(q("red")));
+}
+
+void tst_Guides::browseTree_expands()
+{
+    QVERIFY(load("BrowseTree.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QQuickWindow window; // a view without one has no rows
+    item->setParentItem(window.contentItem());
+    window.show();
+    const auto leave = qScopeGuard([this] { item.reset(); });
+    QTRY_COMPARE(item->property("rows").toInt(), 1);
+    QVERIFY(QMetaObject::invokeMethod(item.get(), "expand", Q_ARG(int, 0)));
+    QTRY_VERIFY(item->property("rows").toInt() > 1);
+}
+
+void tst_Guides::alarms_comeAndAreAcknowledged()
+{
+    QVERIFY(load("Alarms.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QObject *const alarms = part("alarms");
+    QCOMPARE(alarms->property("count").toInt(), 0);
+    QVERIFY(server->setValue(q("/plant/tank1/level"), 95.0));
+    QTRY_COMPARE(alarms->property("activeCount").toInt(), 1);
+    QVERIFY(server->setState(q("/plant/tank1/setpoint"), true, false, true, false));
+    QTRY_COMPARE(alarms->property("activeCount").toInt(), 2);
+    QTRY_COMPARE(part("list")->property("count").toInt(), 2);
+    QQuickWindow window; // a view without one has no rows
+    window.resize(400, 600);
+    item->setParentItem(window.contentItem());
+    window.show();
+    const auto leave = qScopeGuard([this] { item.reset(); });
+    QQuickItem *row = nullptr;
+    QTRY_VERIFY(QMetaObject::invokeMethod(part("list"), "itemAtIndex",
+                                          Q_RETURN_ARG(QQuickItem *, row), Q_ARG(int, 0))
+                && row);
+    QVERIFY(row->property("text").toString().endsWith(q("  Tank 1 is full")));
+    QVERIFY(QMetaObject::invokeMethod(alarms, "acknowledge", Q_ARG(int, 0), Q_ARG(QString, {})));
+    QCOMPARE(alarms->property("unacknowledgedCount").toInt(), 1);
+}
+
+void tst_Guides::table_followsThePattern()
+{
+    QVERIFY(load("Alarms.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    auto *const table = part("table")->property("model").value<QAbstractItemModel *>();
+    QVERIFY(table);
+    QTRY_COMPARE(table->rowCount(), 3);
+    QVERIFY(part("pattern")->setProperty("text", q("/plant/tank1/**")));
+    QTRY_VERIFY(table->rowCount() > 3);
+    item.reset();
 }
 
 void tst_Guides::privateCa_isMadeAsOnThePlainPage()

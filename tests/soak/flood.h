@@ -21,7 +21,8 @@ struct FloodOptions
 struct FloodFigures
 {
     QString failure; // empty when nothing was lost
-    bool linkLost = false; // the client's keep-alive gave up, as one of them stood still for seconds
+    bool linkLost =
+        false; // the client's keep-alive gave up, as one of them stood still for seconds
     qint64 received = 0;
     int lastValuesRight = 0;
     qint64 milliseconds = 0; // from the first event to the last

@@ -8,8 +8,8 @@
 #include <QtCore/QEvent>
 #include <QtCore/QTimer>
 
-// As QTest::qWaitFor(), but it looks again after each event, rather than every 10 ms: a test of many
-// short exchanges would do nothing but wait.
+// As QTest::qWaitFor(), but it looks again after each event, rather than every 10 ms: a test of
+// many short exchanges would do nothing but wait.
 template <typename Predicate> bool waitFor(Predicate predicate, int timeout = 30000)
 {
     const QDeadlineTimer deadline(timeout);

@@ -6,6 +6,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import KeywordBrowser
 import PellixClient.Control
+import PellixClient.Keyword.Extras
 
 /* The whole browser, to be put into a window. */
 Item {
@@ -19,12 +20,13 @@ Item {
     property alias filter: list.filter
     property bool trend // whether what is pinned is shown in one plot, instead of the selected keyword
     property date now: new Date()
-    readonly property alias childCount: below.count // of what is below the selected keyword
+    // Of what is below the selected keyword; negative until the server has answered.
+    readonly property int childCount: below.listed ? below.total : -1
 
     // Lists what is below a keyword.
     function open(keyword: string) {
-        const target = list.normalized(keyword);
-        if (target === list.normalized(root.keyword))
+        const target = list.children.normalized(keyword);
+        if (target === list.children.normalized(root.keyword))
             return;
         list.filter = "";
         root.keyword = keyword.startsWith("/") ? keyword : "/" + keyword;
@@ -37,7 +39,7 @@ Item {
             return;
         const from = keyword;
         list.filter = "";
-        keyword = list.parentOf(keyword);
+        keyword = list.children.parentOf(keyword);
         selected = from;
         list.focusList();
     }
@@ -45,15 +47,17 @@ Item {
     // Lists the level of a keyword and selects it.
     function reveal(keyword: string) {
         list.filter = "";
-        root.keyword = list.parentOf(keyword);
+        root.keyword = list.children.parentOf(keyword);
         selected = keyword;
     }
 
-    ChildCount {
+    // A keyword with a value may have others below it, too. Only a question about it tells.
+    PKeywordChildren {
         id: below
 
         client: root.session.client
         keyword: root.selected
+        labels: false
     }
     Timer {
         interval: 250
@@ -153,7 +157,7 @@ Item {
                             session: root.session
                             keyword: root.keyword
                             selected: root.selected
-                            selectedIsParent: below.count > 0
+                            selectedIsParent: root.childCount > 0
                             Layout.fillWidth: true
                             Layout.fillHeight: true
                             onSelectRequested: keyword => root.selected = keyword
@@ -175,7 +179,7 @@ Item {
                         session: root.session
                         preferences: root.preferences
                         keyword: root.selected
-                        childCount: below.count
+                        childCount: root.childCount
                         now: root.now
                         onOpenRequested: root.open(root.selected)
                         onTrendRequested: root.trend = true

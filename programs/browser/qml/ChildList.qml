@@ -9,10 +9,10 @@ import QtQuick.Layouts
 import KeywordBrowser
 import PellixClient.Control
 import PellixClient.Keyword 1.0
+import PellixClient.Keyword.Extras
 
 /*
-    The children of one keyword, filtered and in order. An answer of the server rebuilds all rows: what
-    is selected stays selected, and the row at the top stays there.
+    The children of one keyword, filtered and in order.
 */
 ColumnLayout {
     id: root
@@ -23,49 +23,16 @@ ColumnLayout {
     required property bool selectedIsParent // there is something below, as far as is known
     property alias filter: search.text
     readonly property alias view: view
-    readonly property alias loading: query.loading
-    readonly property int total: query.keyword === "" ? 0 : counter.total
+    readonly property alias total: children.total
+    readonly property alias children: children
 
     signal selectRequested(string keyword)
     signal openRequested(string keyword)
     signal upRequested()
     signal entered() // Return on something that has a value
 
-    // Numbers of the roles that the models offer.
-    readonly property int keywordRole: 261
-    readonly property int normalizedKeywordRole: 262
-
-    // What to scroll to when the rows are there again: so far down, but if the row that was at the top
-    // is among them, to that one, by so much of it. Negative: nothing to scroll to.
-    property real restoredY: -1
-    property string restoredTop
-    property real restoredOffset
-    property bool awaiting: false
-
     function refresh() {
-        keepPlace();
-        ask();
-    }
-
-    // Before the rows change. Who has not scrolled stays at the beginning, whatever comes first there.
-    function keepPlace() {
-        if (restoredY >= 0)
-            return;
-        restoredY = view.contentY - view.originY;
-        const top = restoredY > 0 ? view.itemAt(0, view.contentY) as ChildRow : null;
-        restoredTop = top ? top.keyword : "";
-        restoredOffset = top ? view.contentY - top.y : 0;
-    }
-
-    function begin() {
-        restoredY = 0;
-        restoredTop = "";
-        ask();
-    }
-
-    function ask() {
-        awaiting = true;
-        query.keyword = keyword; // asks anew, also for the same keyword
+        children.refresh();
     }
 
     function openRow(row: int) {
@@ -74,29 +41,12 @@ ColumnLayout {
             openRequested(item.keyword);
     }
 
-    function normalized(keyword: string): string {
-        return query.joinKeyword(query.splitKeyword(keyword));
-    }
-
-    function parentOf(keyword: string): string {
-        return query.getParentKeyword(keyword);
-    }
-
-    function rowOf(keyword: string): int {
-        if (keyword === "" || sorted.rowCount() === 0)
-            return -1;
-        const found = sorted.match(sorted.index(0, 0), normalizedKeywordRole, normalized(keyword),
-                                   1, Qt.MatchExactly | Qt.MatchCaseSensitive);
-        return found.length > 0 ? found[0].row : -1;
-    }
-
     function selectRow(row: int) {
         if (view.count === 0)
             return;
         row = Math.max(0, Math.min(view.count - 1, row));
-        view.currentIndex = row;
         view.positionViewAtIndex(row, ListView.Contain);
-        selectRequested(sorted.data(sorted.index(row, 0), keywordRole));
+        selectRequested(children.keywordAt(row));
     }
 
     function focusList() {
@@ -108,74 +58,22 @@ ColumnLayout {
         search.selectAll();
     }
 
-    // Brings the view back to what it showed, now that the rows are new or in another order.
-    function restore() {
-        view.currentIndex = rowOf(selected);
-        if (awaiting || restoredY < 0)
-            return;
-        const top = rowOf(restoredTop);
-        const y = top < 0 ? restoredY : top * view.rowHeight + restoredOffset;
-        restoredY = -1;
-        view.forceLayout(); // the height of rows that are not laid out is not known
-        const lowest = Math.max(0, view.contentHeight - view.height);
-        view.contentY = view.originY + Math.min(y, lowest);
-    }
-
     spacing: Theme.dp(6)
 
-    onKeywordChanged: begin()
-    onSelectedChanged: view.currentIndex = rowOf(selected)
-    Component.onCompleted: begin()
+    PKeywordChildren {
+        id: children
 
-    PKeywordQueryModel {
-        id: query
-
-        keywordClient: root.session.client
+        client: root.session.client
+        keyword: root.keyword
+        currentKeyword: root.selected
+        filter: search.text
         filterType: typeChoice.currentValue ?? PKeyword.KVT_NOPROP
         filterAccess: accessChoice.currentValue ?? PKeyword.KVA_NONE
-        onKeywordClientChanged: root.begin() // the rows are those of another server
+        // The first row, whatever it is, of another level.
+        onKeywordChanged: view.positionViewAtBeginning()
         onLoadingChanged: {
-            if (loading) {
-                patience.restart();
-            } else {
-                patience.stop();
-                waiting.tooLong = false;
-                root.awaiting = false;
-                root.restore();
-            }
-        }
-    }
-    ChildOrder {
-        id: sorted
-
-        filter: search.text
-        sourceModel: query
-        onRearranging: root.keepPlace()
-        onRearranged: root.restore()
-    }
-    QuietSorting {
-        id: sorting
-
-        model: sorted
-        onSettled: root.restore()
-    }
-    Connections {
-        id: counter
-
-        property int total: 0
-
-        target: query
-        function onModelReset() {
-            counter.total = query.rowCount();
-        }
-    }
-    Connections {
-        target: root.session
-
-        // What is listed may have changed meanwhile, and an answer may be lost with the link.
-        function onConnectedChanged() {
-            if (root.session.connected)
-                root.refresh();
+            waiting.tooLong = false;
+            patience.running = loading;
         }
     }
     Timer {
@@ -220,7 +118,7 @@ ColumnLayout {
                 width: Theme.dp(22)
                 height: width
                 padding: Theme.dp(2)
-                running: query.loading && root.session.connected
+                running: children.loading && root.session.connected
                 visible: running
                 palette.dark: Theme.accent
             }
@@ -285,7 +183,8 @@ ColumnLayout {
         boundsBehavior: Flickable.StopAtBounds
         reuseItems: true
         cacheBuffer: 0 // Qt 6.4 warns of rows that are made ahead when a reset comes in between
-        model: sorted
+        model: children
+        currentIndex: children.currentIndex
         Accessible.role: Accessible.List
         Accessible.name: qsTr("Keywords below %1").arg(root.keyword)
 
@@ -335,7 +234,7 @@ ColumnLayout {
             text: {
                 if (!root.session.connected)
                     return qsTr("Not connected");
-                if (query.loading)
+                if (children.loading)
                     return tooLong ? qsTr("The server does not answer. F5 asks again.") : "";
                 return root.total > 0 ? qsTr("Nothing fits the filter")
                                       : qsTr("There is nothing below");

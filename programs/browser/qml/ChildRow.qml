@@ -15,7 +15,7 @@ ItemDelegate {
     id: root
 
     required property string displayName
-    required property string levelName
+    required property string name
     required property string keyword
     required property string typeLetter
     required property color typeColor
@@ -82,8 +82,8 @@ ItemDelegate {
                 rightMargin: Theme.dp(8)
                 baseline: labelText.baseline
             }
-            visible: root.levelName !== root.displayName && width >= Theme.dp(20)
-            text: root.levelName
+            visible: root.name !== root.displayName && width >= Theme.dp(20)
+            text: root.name
             color: Theme.textFaint
             font.pixelSize: Theme.dp(12)
         }

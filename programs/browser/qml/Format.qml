@@ -51,23 +51,6 @@ QtObject {
         return valueText(value).replace(/\s+/g, " ");
     }
 
-    // What the flags of a keyword say together, the gravest first.
-    function stateText(keyword: PKeywordProxy): string {
-        if (!keyword.connected)
-            return qsTr("no source");
-        if (keyword.error)
-            return qsTr("error");
-        if (!keyword.online)
-            return qsTr("offline");
-        return keyword.consistent ? qsTr("good") : qsTr("inconsistent");
-    }
-
-    function stateColor(keyword: PKeywordProxy): color {
-        if (!keyword.connected || keyword.error)
-            return Theme.error;
-        return keyword.online && keyword.consistent ? Theme.accent : Theme.warning;
-    }
-
     function time(date: var): string {
         return isNaN(date.getTime()) ? none : Qt.formatTime(date, "HH:mm:ss.zzz");
     }

@@ -12,7 +12,10 @@ QtObject {
     readonly property real keywordWidth: valueX - keywordX - Theme.gap
     readonly property real valueX: stateX - Theme.gap - valueWidth
     readonly property real valueWidth: Math.round(width * 0.24)
-    readonly property real stateX: removeX - stateWidth
+    readonly property real stateX: outcomeX - stateWidth
     readonly property real stateWidth: Theme.dp(104)
+    readonly property real outcomeX: removeX - outcomeWidth
+    // Where there is no room for it, the state makes way for what went wrong.
+    readonly property real outcomeWidth: width >= Theme.dp(680) ? Theme.dp(150) : 0
     readonly property real removeX: width - Theme.dp(26)
 }

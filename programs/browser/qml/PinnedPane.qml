@@ -8,6 +8,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import KeywordBrowser
 import PellixClient.Control
+import PellixClient.Keyword.Extras
 
 /* What the user keeps in sight, from one start to the next, and an aggregate of it. */
 Pane {
@@ -18,37 +19,11 @@ Pane {
 
     signal selectRequested(string keyword)
 
-    // Row by row: the rows that stay keep what they know, such as the last value after a lost link.
-    function takePinned() {
-        const pinned = Array.from(preferences.pinned);
-        for (let row = rows.count - 1; row >= 0; --row) {
-            if (!pinned.includes(rows.get(row).keyword))
-                rows.remove(row);
-        }
-        for (let row = 0; row < pinned.length; ++row) {
-            let old = row;
-            while (old < rows.count && rows.get(old).keyword !== pinned[row])
-                ++old;
-            if (old === rows.count)
-                rows.insert(row, { keyword: pinned[row] });
-            else if (old !== row)
-                rows.move(old, row, 1);
-        }
-        while (rows.count > pinned.length)
-            rows.remove(pinned.length);
-    }
-
-    Component.onCompleted: takePinned()
-
-    Connections {
-        target: root.preferences
-
-        function onPinnedChanged() {
-            root.takePinned();
-        }
-    }
-    ListModel {
+    PKeywordTable {
         id: rows
+
+        client: root.session.client
+        keywords: root.preferences.pinned
     }
     PinnedColumns {
         id: place
@@ -94,6 +69,12 @@ Pane {
                     width: place.stateWidth
                     text: qsTr("State")
                 }
+                Heading {
+                    x: place.outcomeX
+                    width: place.outcomeWidth
+                    visible: width > 0
+                    text: qsTr("Last write")
+                }
                 Rectangle {
                     anchors.bottom: parent.bottom
                     width: place.width
@@ -124,11 +105,12 @@ Pane {
                 delegate: PinnedRow {
                     width: place.width
                     columns: place
-                    client: root.session.client
-                    stale: !root.session.connected
+                    linked: root.session.connected
                     current: view.activeFocus && index === view.currentIndex
                     onSelectRequested: root.selectRequested(keyword)
                     onRemoveRequested: root.preferences.unpin(keyword)
+                    onWriteRequested: text => rows.write(index, text)
+                    onEdited: view.forceActiveFocus()
                 }
 
                 onActiveFocusChanged: {
@@ -144,6 +126,7 @@ Pane {
                     switch (event.key) {
                     case Qt.Key_Return:
                     case Qt.Key_Enter: root.selectRequested(row.keyword); break;
+                    case Qt.Key_F2: row.edit(); break;
                     case Qt.Key_Delete: root.preferences.unpin(row.keyword); break;
                     default: return;
                     }

@@ -5,32 +5,71 @@ import QtQuick
 import QtQuick.Controls.Basic
 import KeywordBrowser
 import PellixClient.Control
-import PellixClient.Keyword 1.0
+import PellixClient.Keyword.Extras
 
-/* One pinned keyword: its label and path, its live value or the last known one, and its state. */
+/*
+    One pinned keyword: its label and path, its live value or the last known one, its state, and what
+    became of the last write. The value is edited in its place.
+*/
 ItemDelegate {
     id: root
 
     required property int index
     required property string keyword
-
-    required property PKeywordClient client
+    required property string displayName
+    required property var value
+    required property string valueText
     required property bool stale
+    required property bool connected
+    required property bool online
+    required property bool consistent
+    required property bool error
+    required property string stateText
+    required property bool writableType
+    required property int outcome
+    required property string outcomeText
+
+    required property bool linked
     required property bool current
     required property PinnedColumns columns
 
-    readonly property string name: keyword.slice(keyword.search(/[^\/#]*$/))
-    readonly property bool known: stale ? live.lastValue !== undefined : live.connected
+    property bool editing: false
+    readonly property bool known: stale ? valueText !== "" : connected
+    readonly property string shownValue: known ? Format.shortText(value) : Format.none
+    readonly property bool failed: outcome !== PKeywordWrite.Idle && outcome !== PKeywordWrite.Pending
+                                   && outcome !== PKeywordWrite.Taken
+    readonly property color tone: stale || !linked ? Theme.unknown
+        : !connected || error ? Theme.error : online && consistent ? Theme.accent : Theme.warning
 
     signal selectRequested()
     signal removeRequested()
+    signal writeRequested(string text)
+    signal edited() // and the field is gone
+
+    function edit() {
+        if (!writableType)
+            return;
+        field.text = valueText;
+        editing = true;
+        field.forceActiveFocus();
+        field.selectAll();
+    }
+
+    function endEditing() {
+        editing = false;
+        edited();
+    }
 
     implicitHeight: Theme.dp(28)
     padding: 0
     focusPolicy: Qt.NoFocus // the table has the focus
-    Accessible.name: (label.text !== "" ? label.text : name) + " " + valueText.text
+    Accessible.name: displayName + ", " + shownValue + ", " + stateText
+                     + (outcomeText !== "" ? ", " + outcomeText : "")
+    Accessible.description: writableType ? qsTr("F2 edits the value") : ""
 
     onClicked: selectRequested()
+    onDoubleClicked: edit()
+    onPressAndHold: edit()
 
     background: Rectangle {
         color: root.current ? Qt.alpha(Theme.accent, 0.22)
@@ -52,8 +91,8 @@ ItemDelegate {
             x: root.columns.keywordX
             width: Math.min(implicitWidth, root.columns.keywordWidth)
             height: parent.height
-            text: label.text !== "" ? label.text : root.name
-            color: root.stale ? Theme.textSecondary : Theme.text
+            text: root.displayName
+            color: !root.linked ? Theme.textSecondary : Theme.text
         }
         PText {
             objectName: "pinnedPath"
@@ -68,16 +107,32 @@ ItemDelegate {
             font.pixelSize: Theme.dp(12)
         }
         PText {
-            id: valueText
-
             objectName: "pinnedValue"
             x: root.columns.valueX
             width: root.columns.valueWidth
             height: parent.height
+            visible: !root.editing
             horizontalAlignment: Text.AlignRight
-            text: root.known ? Format.shortText(root.stale ? live.lastValue : live.value) : Format.none
-            color: root.stale || !root.known ? Theme.textFaint : live.error ? Theme.error : Theme.text
+            text: root.shownValue
+            color: root.stale || !root.known ? Theme.textFaint : root.error ? Theme.error : Theme.text
             font.strikeout: root.stale && root.known
+        }
+        Field {
+            id: field
+
+            objectName: "pinnedField"
+            x: root.columns.valueX
+            width: root.columns.valueWidth
+            implicitHeight: parent.height - 1
+            visible: root.editing
+            horizontalAlignment: TextInput.AlignRight
+            Accessible.name: qsTr("New value of %1").arg(root.displayName)
+            onAccepted: {
+                root.writeRequested(text);
+                root.endEditing();
+            }
+            onActiveFocusChanged: if (!activeFocus) root.editing = false
+            Keys.onEscapePressed: root.endEditing()
         }
         Rectangle {
             x: root.columns.stateX
@@ -85,19 +140,32 @@ ItemDelegate {
             width: Theme.dp(8)
             height: width
             radius: width / 2
-            color: root.stale ? "transparent" : Format.stateColor(live)
+            color: root.tone === Theme.unknown ? "transparent" : root.tone
             border.width: 1
-            border.color: root.stale ? Theme.unknown : color
+            border.color: root.tone
         }
         PText {
             objectName: "pinnedState"
+
+            readonly property bool makesWay: root.columns.outcomeWidth === 0 && root.failed
+
             x: root.columns.stateX + Theme.dp(15)
             width: root.columns.stateWidth - Theme.dp(15)
             height: parent.height
-            text: root.stale ? (root.known ? qsTr("last known") : qsTr("unknown"))
-                             : Format.stateText(live)
-            color: root.stale || Format.stateColor(live) === Theme.accent ? Theme.textSecondary
-                                                                         : Format.stateColor(live)
+            text: makesWay ? root.outcomeText : root.stateText
+            color: makesWay ? Theme.error
+                            : root.tone === Theme.accent || root.tone === Theme.unknown ? Theme.textSecondary
+                                                                                        : root.tone
+            font.pixelSize: Theme.dp(12)
+        }
+        PText {
+            objectName: "pinnedOutcome"
+            x: root.columns.outcomeX
+            width: root.columns.outcomeWidth
+            height: parent.height
+            visible: width > 0
+            text: root.outcomeText
+            color: root.failed ? Theme.error : Theme.textSecondary
             font.pixelSize: Theme.dp(12)
         }
         AbstractButton {
@@ -121,22 +189,5 @@ ItemDelegate {
                 horizontalAlignment: Text.AlignHCenter
             }
         }
-    }
-
-    WatchedKeyword {
-        id: live
-
-        client: root.client
-        keyword: root.keyword
-    }
-    PKeywordProxy {
-        id: label
-
-        property string text // stays when the link is lost
-
-        client: root.client
-        keyword: root.keyword + "/Label"
-        onClientChanged: text = ""
-        onValueChanged: if (value) text = value
     }
 }

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-#include "programs/common/naturalorder.h"
+#include "extras/browsing/naturalorder.h"
 
-namespace programs {
+namespace pellix::extras {
 
 namespace {
 
@@ -34,6 +34,17 @@ int compareNumbers(QStringView a, QStringView b)
 
 } // namespace
 
+/*!
+    \fn int pellix::extras::compareNaturally(QStringView a, QStringView b)
+    \relates pellix::extras::PKeywordChildren
+
+    Compares two texts as people order them: runs of digits by the number that they are, however
+    long, and the rest without regard to case. "item 9" comes before "Item 10".
+
+    Returns a negative number if \a a comes first, a positive one if \a b does, and 0 only for equal
+    texts: those that differ in case or leading zeros alone have an order, too. It is the same in
+   every locale, and a strict order, so it can be sorted by.
+*/
 int compareNaturally(QStringView a, QStringView b)
 {
     qsizetype i = 0;
@@ -55,4 +66,4 @@ int compareNaturally(QStringView a, QStringView b)
     return a.compare(b);
 }
 
-} // namespace programs
+} // namespace pellix::extras

@@ -1,0 +1,37 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+//! [tree]
+import QtQuick
+import PellixClient.Keyword 1.0
+import PellixClient.Keyword.Extras
+
+TreeView {
+    id: root
+
+    property PKeywordClient client
+
+    width: 300
+    height: 400
+    model: PKeywordTree { client: root.client }
+    delegate: Text {
+        id: level
+
+        required property TreeView treeView
+        required property bool expanded
+        required property bool hasChildren
+        required property int depth
+        required property int row
+        required property string displayName
+
+        text: (hasChildren ? expanded ? "\u25be " : "\u25b8 " : "   ") + displayName
+        leftPadding: 16 * depth
+        Accessible.role: Accessible.TreeItem
+        Accessible.name: displayName
+
+        TapHandler {
+            onTapped: level.treeView.toggleExpanded(level.row)
+        }
+    }
+}
+//! [tree]

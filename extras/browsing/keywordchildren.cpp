@@ -1,0 +1,710 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "extras/browsing/keywordchildren.h"
+
+#include "extras/browsing/listedkeyword_p.h"
+#include "extras/browsing/naturalorder.h"
+#include "extras/shared/clientlink_p.h"
+#include "extras/shared/rowupdate_p.h"
+#include "models/keywordquerymodel.h"
+
+#include <QtCore/QHash>
+#include <QtCore/QPointer>
+#include <QtCore/QTimer>
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+using namespace pellix::client;
+using namespace std::chrono_literals;
+
+namespace pellix::extras {
+
+namespace {
+
+// The labels of a long list arrive one by one. Moving a row for each would cost the square of their
+// number, and make the rows dance: they are sorted and filtered anew when the labels have come to
+// rest.
+constexpr auto quietTime = 60ms;
+constexpr auto longestWait = 1s;
+
+struct Child : UpdatedRow
+{
+    const QString &shownName() const { return label.isEmpty() ? listed.name : label; }
+
+    ListedKeyword listed;
+    QString label;
+    QString access;
+    std::unique_ptr<ClientLink::Watch> labelWatch;
+};
+using ChildPointer = std::shared_ptr<Child>;
+
+bool isBefore(const ChildPointer &left, const ChildPointer &right)
+{
+    if (const int order = compareNaturally(left->shownName(), right->shownName()))
+        return order < 0;
+    // Of the same label. No two rows have the same keyword.
+    return compareNaturally(left->listed.normalized, right->listed.normalized) < 0;
+}
+
+} // namespace
+
+class PKeywordChildren::Private
+{
+public:
+    explicit Private(PKeywordChildren *q) : q(q) { }
+
+    void startAnew();
+    void ask();
+    void askForAccess(PKeywordValueAccess access, QLatin1Char letter);
+    void onListed(const QVariant &response);
+    void onAccess(const QVariant &response, QLatin1Char letter);
+    void watchLabels();
+    void onLabel(Child *child, const QString &label);
+    void settleSoon();
+    void arrange();
+    std::vector<ChildPointer> wanted() const;
+    void tell();
+
+    PKeywordChildren *const q;
+    const PKeywordQueryModel types; // knows letters and colours
+    QString keyword;
+    PKeywordValueType filterType = PKeywordValueType::KVT_NOPROP;
+    PKeywordValueAccess filterAccess = PKeywordValueAccess::KVA_NONE;
+    QString filter;
+    QStringList words;
+    bool labels = true;
+    bool accesses = false;
+    QString current; // as it was set
+    QTimer rest;
+    QTimer patience;
+    ClientLink link;
+    QHash<QString, ChildPointer> children; // by normalized keyword
+    UpdatedRows<Child> shown;
+    bool waiting = false;
+    bool listed = false;
+    bool arranging = false;
+    bool arrangeAgain = false;
+
+    // What was told last.
+    bool toldLoading = false;
+    bool toldListed = false;
+    int toldCount = 0;
+    int toldTotal = 0;
+    int toldIndex = -1;
+};
+
+// All that is known is about another keyword, or of another server.
+void PKeywordChildren::Private::startAnew()
+{
+    link.dropAll();
+    listed = false;
+    const auto gone = std::exchange(children, {}); // leaves the labels at the end
+    const QPointer<PKeywordChildren> self(q);
+    arrange();
+    if (self)
+        ask();
+}
+
+void PKeywordChildren::Private::ask()
+{
+    link.dropAll();
+    waiting = link.client() && !keyword.isEmpty();
+    const QPointer<PKeywordChildren> self(q);
+    if (waiting) {
+        link.ask({keyword, filterType, filterAccess, false},
+                 [this](const QVariant &response) { onListed(response); });
+    }
+    if (self)
+        tell();
+}
+
+void PKeywordChildren::Private::onListed(const QVariant &response)
+{
+    waiting = false;
+    listed = true;
+    const QHash<QString, ChildPointer> before = std::exchange(children, {});
+    for (ListedKeyword &found : listedIn(response)) {
+        ChildPointer child = before.value(found.normalized);
+        // Of another type, or spelt in another way, it is another one.
+        if (!child || child->listed.type != found.type || child->listed.keyword != found.keyword) {
+            const ChildPointer earlier = std::exchange(child, std::make_shared<Child>());
+            child->label = earlier ? earlier->label : QString();
+        }
+        child->listed = std::move(found);
+        children.insert(child->listed.normalized, child);
+    }
+    const QPointer<PKeywordChildren> self(q);
+    arrange();
+    if (self)
+        watchLabels();
+    if (self && accesses)
+        askForAccess(PKeywordValueAccess::KVA_READ, QLatin1Char('R'));
+    if (self && accesses)
+        askForAccess(PKeywordValueAccess::KVA_WRITE, QLatin1Char('W'));
+}
+
+void PKeywordChildren::Private::askForAccess(PKeywordValueAccess access, QLatin1Char letter)
+{
+    if (!listed)
+        return;
+    link.ask({keyword, filterType, access, false},
+             [this, letter](const QVariant &response) { onAccess(response, letter); });
+}
+
+void PKeywordChildren::Private::onAccess(const QVariant &response, QLatin1Char letter)
+{
+    QHash<QString, bool> granted;
+    for (const ListedKeyword &found : listedIn(response))
+        granted.insert(found.normalized, true);
+    for (const ChildPointer &child : std::as_const(children)) {
+        if (child->listed.type.isEmpty())
+            continue;
+        QString access = child->access == QLatin1String("N") ? QString() : child->access;
+        access.remove(letter);
+        if (granted.contains(child->listed.normalized))
+            access = letter == QLatin1Char('R') ? letter + access : access + letter;
+        child->access = access.isEmpty() ? QStringLiteral("N") : access;
+    }
+    if (!shown.rows.empty())
+        Q_EMIT q->dataChanged(q->index(0), q->index(int(shown.rows.size()) - 1), {AccessRole});
+}
+
+// Asking for a label may bring it at once, and with it anything that a handler does.
+void PKeywordChildren::Private::watchLabels()
+{
+    const QPointer<PKeywordChildren> self(q);
+    std::vector<ChildPointer> unwatched;
+    for (const ChildPointer &child : std::as_const(children)) {
+        if (bool(child->labelWatch) != labels)
+            unwatched.push_back(child);
+    }
+    // In the order of the rows: the first to be seen are labelled first.
+    std::sort(unwatched.begin(), unwatched.end(), isBefore);
+    for (const ChildPointer &child : unwatched) {
+        if (!labels) {
+            child->labelWatch.reset();
+        } else if (children.value(child->listed.normalized) == child) {
+            auto watch = link.watch(child->listed.keyword + QLatin1String("/Label"),
+                                    [this, child = child.get()](const PKeywordValue &event) {
+                                        onLabel(child, event.value.toString());
+                                    });
+            child->labelWatch = std::move(watch);
+        }
+        if (!self)
+            return;
+    }
+}
+
+void PKeywordChildren::Private::onLabel(Child *child, const QString &label)
+{
+    if (label == child->label)
+        return;
+    child->label = label;
+    settleSoon();
+    if (child->row < 0)
+        return;
+    const QModelIndex index = q->index(child->row);
+    Q_EMIT q->dataChanged(index, index, {LabelRole, DisplayNameRole, Qt::DisplayRole});
+}
+
+void PKeywordChildren::Private::settleSoon()
+{
+    if (!patience.isActive())
+        patience.start();
+    rest.start();
+}
+
+std::vector<ChildPointer> PKeywordChildren::Private::wanted() const
+{
+    std::vector<ChildPointer> rows;
+    rows.reserve(size_t(children.size()));
+    for (const ChildPointer &child : children) {
+        if (hasWords(words, child->label, child->listed.name))
+            rows.push_back(child);
+    }
+    std::sort(rows.begin(), rows.end(), isBefore);
+    return rows;
+}
+
+// A handler of a row that goes or comes may want other rows: they are brought once these are there.
+void PKeywordChildren::Private::arrange()
+{
+    rest.stop();
+    patience.stop();
+    arrangeAgain = true;
+    if (arranging)
+        return;
+    const QPointer<PKeywordChildren> self(q);
+    arranging = true;
+    while (std::exchange(arrangeAgain, false)) {
+        RowUpdate::run(q, {}, shown, wanted());
+        if (!self)
+            return;
+    }
+    arranging = false;
+    tell();
+}
+
+// Tells what has changed. Each signal may lead to anything, another call of this among it.
+void PKeywordChildren::Private::tell()
+{
+    if (arranging)
+        return;
+    const QPointer<PKeywordChildren> self(q);
+    const auto tellOne = [&](auto &told, auto now, auto signal) {
+        if (!self || told == now)
+            return;
+        told = now;
+        Q_EMIT(q->*signal)();
+    };
+    tellOne(toldCount, int(shown.rows.size()), &PKeywordChildren::countChanged);
+    if (self)
+        tellOne(toldTotal, int(children.size()), &PKeywordChildren::totalChanged);
+    if (self)
+        tellOne(toldIndex, q->rowOf(current), &PKeywordChildren::currentIndexChanged);
+    if (self)
+        tellOne(toldListed, listed, &PKeywordChildren::listedChanged);
+    if (self)
+        tellOne(toldLoading, waiting, &PKeywordChildren::loadingChanged);
+}
+
+/*!
+    \class pellix::extras::PKeywordChildren
+    \inmodule PellixClientKeyword
+    \inheaderfile extras/browsing/keywordchildren.h
+    \ingroup PellixClientKeywordClasses
+    \brief The PKeywordChildren class lists the children of a keyword, in natural order.
+
+    Given a client and a keyword, it asks the server for the children and watches the label of each.
+    It asks again by itself when the link is back, when the client is another one, and when the
+    keyword or a filter of the server changes; a question that is lost with its connection is
+    repeated. The children that are there before and after an answer stay the same rows, so a view
+    stays where it is scrolled to. While there is no link, the rows stay as they were.
+
+    The rows are ordered by what is shown of them, by compareNaturally(). Labels arrive one by one:
+    the rows are sorted and filtered anew when no label has come for 60 ms, or after a second.
+
+    QML reads these roles; get() has them by name, too:
+
+    \table
+    \header \li Role \li Value
+    \row \li keyword \li the keyword, with separators as the server sent them
+    \row \li normalizedKeyword \li the keyword with "/" as the only separator
+    \row \li name \li the last level
+    \row \li label \li the label, empty until it has come, or when there is none
+    \row \li displayName \li the label, or the name if there is none
+    \row \li type \li the type, as the server names it; empty for a level that only leads to others
+    \row \li typeLetter \li PKeywordQueryModel::getTypeLetter() of the type
+    \row \li typeColor \li PKeywordQueryModel::getTypeColor() of the type
+    \row \li access \li "R", "W", "RW" or "N" (none); empty unless \l accesses is set
+    \row \li hasChildren \li whether it is a level that only leads to others; a keyword with a value
+   may have children, too: only a question about it tells \endtable
+
+    The client is not owned; one that is destroyed reads as not set.
+    \sa PKeywordTree, {Browsing}
+*/
+
+/*!
+    \enum pellix::extras::PKeywordChildren::Role
+
+    The roles of a row.
+
+    \value KeywordRole            \c keyword
+    \value NormalizedKeywordRole  \c normalizedKeyword
+    \value NameRole               \c name
+    \value LabelRole              \c label
+    \value DisplayNameRole        \c displayName
+    \value TypeRole               \c type
+    \value TypeLetterRole         \c typeLetter
+    \value TypeColorRole          \c typeColor
+    \value AccessRole             \c access
+    \value HasChildrenRole        \c hasChildren
+*/
+
+/*!
+    \property pellix::extras::PKeywordChildren::client
+    \brief the client that asks; \c nullptr by default. Another one empties the list.
+*/
+
+/*!
+    \property pellix::extras::PKeywordChildren::keyword
+    \brief the keyword whose children are listed, "/" for the top level; empty by default, which
+    lists nothing. Another one empties the list until the answer has come.
+*/
+
+/*!
+    \property pellix::extras::PKeywordChildren::filterType
+    \brief the type of the children to list; KVT_NOPROP, for any, by default. A change asks again.
+    KVT_OBJECT filters nothing.
+*/
+
+/*!
+    \property pellix::extras::PKeywordChildren::filterAccess
+    \brief the access that the children must grant; KVA_NONE, for any, by default. A change asks
+   again.
+*/
+
+/*!
+    \property pellix::extras::PKeywordChildren::filter
+    \brief words, separated by blanks, each of which must be in the label or the name of a row, in
+   any order and case. Empty by default, which accepts every row.
+*/
+
+/*!
+    \property pellix::extras::PKeywordChildren::labels
+    \brief whether the labels of the children are watched, one keyword more on the wire for each;
+    \c true by default.
+*/
+
+/*!
+    \property pellix::extras::PKeywordChildren::accesses
+    \brief whether two more queries tell the \c access of each child; \c false by default.
+*/
+
+/*!
+    \property pellix::extras::PKeywordChildren::loading
+    \brief whether an answer is awaited, also as long as there is no link; \c false by default.
+*/
+
+/*!
+    \property pellix::extras::PKeywordChildren::listed
+    \brief whether the server has answered for the present keyword and client: no rows mean that
+   there are no children. \c false by default.
+*/
+
+/*!
+    \property pellix::extras::PKeywordChildren::count
+    \brief the number of rows.
+*/
+
+/*!
+    \property pellix::extras::PKeywordChildren::total
+    \brief the number of children, those that \l filter hides included.
+*/
+
+/*!
+    \property pellix::extras::PKeywordChildren::currentKeyword
+    \brief the keyword that is selected, in any spelling; empty by default. It stays when the rows
+    change, and also when there is no row of it.
+*/
+
+/*!
+    \property pellix::extras::PKeywordChildren::currentIndex
+    \brief the row of \l currentKeyword, or -1 if none of the rows is. Setting it selects the
+   keyword of that row, and none with -1; any other number that is no row changes nothing.
+
+    Bound to the \c currentIndex of a view, it keeps the selection whatever the rows do.
+*/
+
+/*!
+    Constructs a model without rows. \a parent owns it, if given.
+*/
+PKeywordChildren::PKeywordChildren(QObject *parent)
+    : QAbstractListModel(parent), d(std::make_unique<Private>(this))
+{
+    for (QTimer *timer : {&d->rest, &d->patience}) {
+        timer->setSingleShot(true);
+        connect(timer, &QTimer::timeout, this, [this] { d->arrange(); });
+    }
+    d->rest.setInterval(quietTime);
+    d->patience.setInterval(longestWait);
+    // What is listed may have changed while there was no link.
+    connect(&d->link, &ClientLink::linkedChanged, this, [this] {
+        if (d->link.linked() && d->listed)
+            d->ask();
+    });
+}
+
+/*!
+    Destroys the model. The server is told that the labels are of no interest any more.
+*/
+PKeywordChildren::~PKeywordChildren()
+{
+    d->link.disconnect(this);
+}
+
+PKeywordClient *PKeywordChildren::client() const
+{
+    return d->link.client();
+}
+
+void PKeywordChildren::setClient(PKeywordClient *client)
+{
+    if (d->link.isClient(client))
+        return;
+    const QPointer<PKeywordChildren> self(this);
+    d->listed = false;
+    d->waiting = false;
+    d->link.dropAll();
+    const auto gone = std::exchange(d->children, {});
+    d->arrange();
+    if (self)
+        d->link.setClient(client);
+    if (self)
+        Q_EMIT clientChanged();
+    if (self && d->link.isClient(client) && !d->listed && !d->waiting)
+        d->ask();
+}
+
+QString PKeywordChildren::keyword() const
+{
+    return d->keyword;
+}
+
+void PKeywordChildren::setKeyword(const QString &keyword)
+{
+    if (keyword == d->keyword)
+        return;
+    d->keyword = keyword;
+    const QPointer<PKeywordChildren> self(this);
+    Q_EMIT keywordChanged();
+    if (self && d->keyword == keyword)
+        d->startAnew();
+}
+
+PKeywordValueType PKeywordChildren::filterType() const
+{
+    return d->filterType;
+}
+
+void PKeywordChildren::setFilterType(PKeywordValueType type)
+{
+    if (type == d->filterType)
+        return;
+    d->filterType = type;
+    const QPointer<PKeywordChildren> self(this);
+    Q_EMIT filterTypeChanged();
+    if (self)
+        d->ask();
+}
+
+PKeywordValueAccess PKeywordChildren::filterAccess() const
+{
+    return d->filterAccess;
+}
+
+void PKeywordChildren::setFilterAccess(PKeywordValueAccess access)
+{
+    if (access == d->filterAccess)
+        return;
+    d->filterAccess = access;
+    const QPointer<PKeywordChildren> self(this);
+    Q_EMIT filterAccessChanged();
+    if (self)
+        d->ask();
+}
+
+QString PKeywordChildren::filter() const
+{
+    return d->filter;
+}
+
+void PKeywordChildren::setFilter(const QString &filter)
+{
+    if (filter == d->filter)
+        return;
+    d->filter = filter;
+    d->words = filter.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    const QPointer<PKeywordChildren> self(this);
+    Q_EMIT filterChanged();
+    if (self)
+        d->arrange();
+}
+
+bool PKeywordChildren::labels() const
+{
+    return d->labels;
+}
+
+void PKeywordChildren::setLabels(bool labels)
+{
+    if (labels == d->labels)
+        return;
+    d->labels = labels;
+    const QPointer<PKeywordChildren> self(this);
+    Q_EMIT labelsChanged();
+    if (self)
+        d->watchLabels();
+}
+
+bool PKeywordChildren::accesses() const
+{
+    return d->accesses;
+}
+
+void PKeywordChildren::setAccesses(bool accesses)
+{
+    if (accesses == d->accesses)
+        return;
+    d->accesses = accesses;
+    const QPointer<PKeywordChildren> self(this);
+    Q_EMIT accessesChanged();
+    if (self && d->accesses && d->listed)
+        d->ask();
+}
+
+bool PKeywordChildren::loading() const
+{
+    return d->waiting;
+}
+
+bool PKeywordChildren::listed() const
+{
+    return d->listed;
+}
+
+int PKeywordChildren::count() const
+{
+    return int(d->shown.rows.size());
+}
+
+int PKeywordChildren::total() const
+{
+    return int(d->children.size());
+}
+
+QString PKeywordChildren::currentKeyword() const
+{
+    return d->current;
+}
+
+void PKeywordChildren::setCurrentKeyword(const QString &keyword)
+{
+    if (keyword == d->current)
+        return;
+    d->current = keyword;
+    const QPointer<PKeywordChildren> self(this);
+    Q_EMIT currentKeywordChanged();
+    if (self)
+        d->tell();
+}
+
+int PKeywordChildren::currentIndex() const
+{
+    return rowOf(d->current);
+}
+
+void PKeywordChildren::setCurrentIndex(int row)
+{
+    if (row == -1)
+        setCurrentKeyword(QString());
+    else if (row >= 0 && row < count() && row != currentIndex())
+        setCurrentKeyword(keywordAt(row));
+}
+
+/*!
+    Asks the server again. The rows stay until the answer has come, and those that are in it, too,
+    stay then.
+*/
+void PKeywordChildren::refresh()
+{
+    d->ask();
+}
+
+/*!
+    Returns the row of \a keyword, in any spelling, or -1.
+*/
+int PKeywordChildren::rowOf(const QString &keyword) const
+{
+    if (keyword.isEmpty())
+        return -1;
+    const auto child = d->children.constFind(normalizedKeyword(keyword));
+    return child == d->children.constEnd() ? -1 : (*child)->row;
+}
+
+/*!
+    Returns the keyword of \a row as the server spells it, or an empty text if there is no such row.
+*/
+QString PKeywordChildren::keywordAt(int row) const
+{
+    return data(index(row), KeywordRole).toString();
+}
+
+/*!
+    Returns all that is known of \a row, by the names of the roles; an empty object if there is no
+    such row.
+*/
+QVariantMap PKeywordChildren::get(int row) const
+{
+    QVariantMap fields;
+    if (row < 0 || row >= count())
+        return fields;
+    const QHash<int, QByteArray> names = roleNames();
+    for (auto name = names.cbegin(); name != names.cend(); ++name)
+        fields.insert(QString::fromLatin1(*name), data(index(row), name.key()));
+    return fields;
+}
+
+/*!
+    Returns \a keyword, any, with "/" as the only separator.
+*/
+QString PKeywordChildren::normalized(const QString &keyword) const
+{
+    return normalizedKeyword(keyword);
+}
+
+/*!
+    Returns the keyword one level above \a keyword, "/" for the top level.
+*/
+QString PKeywordChildren::parentOf(const QString &keyword) const
+{
+    return QLatin1Char('/')
+        + levelsOf(keyword).mid(0, levelsOf(keyword).size() - 1).join(QLatin1Char('/'));
+}
+
+int PKeywordChildren::rowCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : count();
+}
+
+QVariant PKeywordChildren::data(const QModelIndex &index, int role) const
+{
+    if (!index.isValid())
+        return {};
+    const Child &child = *d->shown.rows[size_t(index.row())];
+    switch (role) {
+    case KeywordRole:
+        return child.listed.keyword;
+    case NormalizedKeywordRole:
+        return child.listed.normalized;
+    case NameRole:
+        return child.listed.name;
+    case LabelRole:
+        return child.label;
+    case Qt::DisplayRole:
+    case DisplayNameRole:
+        return child.shownName();
+    case TypeRole:
+        return child.listed.type;
+    case TypeLetterRole:
+        return d->types.getTypeLetter(child.listed.type);
+    case TypeColorRole:
+        return d->types.getTypeColor(child.listed.type);
+    case AccessRole:
+        return child.access;
+    case HasChildrenRole:
+        return child.listed.type.isEmpty();
+    }
+    return {};
+}
+
+QHash<int, QByteArray> PKeywordChildren::roleNames() const
+{
+    return {
+        {KeywordRole, "keyword"},
+        {NormalizedKeywordRole, "normalizedKeyword"},
+        {NameRole, "name"},
+        {LabelRole, "label"},
+        {DisplayNameRole, "displayName"},
+        {TypeRole, "type"},
+        {TypeLetterRole, "typeLetter"},
+        {TypeColorRole, "typeColor"},
+        {AccessRole, "access"},
+        {HasChildrenRole, "hasChildren"},
+    };
+}
+
+} // namespace pellix::extras
