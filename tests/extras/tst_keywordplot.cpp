@@ -186,6 +186,14 @@ public:
         for (int i = 0; i < 1000; ++i)
             history->append({now - (1000 - i) * 1000, value});
     }
+    // Waits for a picture of what is asked for now: the times at the edges are those of the last
+    // one.
+    bool drawn()
+    {
+        QSignalSpy frames(area, &PKeywordPlotArea::frameChanged);
+        area->polish();
+        return frames.wait();
+    }
     QVariant row(int row, const char *role) const
     {
         const QAbstractItemModel *model = area->series();
@@ -719,11 +727,13 @@ void tst_KeywordPlot::mouse()
     QVERIFY(!area->following());
 
     // What is below the mouse stays there.
-    QTRY_VERIFY(area->to() < QDateTime::currentDateTime().addMSecs(-1000));
+    QVERIFY(page.drawn());
+    QVERIFY(area->to() < QDateTime::currentDateTime().addMSecs(-1000));
     const QDateTime centre = area->from().addMSecs(area->from().msecsTo(area->to()) / 2);
     wheel({0, 240});
-    QTRY_VERIFY(std::abs(double(area->from().msecsTo(area->to())) - 60000 / 1.5625) < 5);
-    QTRY_VERIFY(std::abs(page.positionOf(centre) - area->width() / 2) < 3);
+    QVERIFY(page.drawn());
+    QVERIFY(std::abs(double(area->from().msecsTo(area->to())) - 60000 / 1.5625) < 5);
+    QVERIFY(std::abs(page.positionOf(centre) - area->width() / 2) < 3);
     const QDateTime before = area->to();
     wheel({0, 120}, Qt::ShiftModifier);
     QTRY_VERIFY(area->to() < before.addMSecs(-1000));
