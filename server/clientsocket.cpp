@@ -81,6 +81,7 @@ ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Lim
 {
     sinceCommand.start();
     sinceWritten.start();
+    sinceChecked.start();
     commandTimer.setSingleShot(true);
     connect(&commandTimer, &QTimer::timeout, this, &ClientSocket::takeCommands);
     connect(&progressTimer, &QTimer::timeout, this, &ClientSocket::checkProgress);
@@ -243,8 +244,13 @@ void ClientSocket::checkProgress()
 {
     if (full)
         return;
-    if (readNotifier && !readNotifier->isEnabled())
-        sincePing.invalidate(); // whatever it says is not heard
+    const bool wasBusy = sinceChecked.hasExpired(stalledTime.count()); // with something else
+    const bool isDeaf = readNotifier && !readNotifier->isEnabled();
+    if (wasBusy || isDeaf)
+        sincePing.invalidate(); // whatever it has said was not heard
+    if (wasBusy)
+        sinceWritten.start();
+    sinceChecked.start();
     const qint64 waiting = waitingBytes();
     if (waiting > 0) {
         if (sinceWritten.hasExpired(stalledTime.count()))

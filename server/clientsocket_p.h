@@ -97,6 +97,7 @@ private:
     QElapsedTimer sinceCommand;
     QElapsedTimer sinceWritten;
     QElapsedTimer sincePing; // the first one since the client was heard of; invalid if none
+    QElapsedTimer sinceChecked;
     QTimer progressTimer;
     QTimer commandTimer;
     QPointer<QSocketNotifier> readNotifier;

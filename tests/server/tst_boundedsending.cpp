@@ -5,6 +5,7 @@
 #include "server/websocketkeywordserver.h"
 #include "tests/support/rawclient.h"
 
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QTimer>
@@ -133,6 +134,7 @@ private Q_SLOTS:
     void reader_isNotDropped();
     void busyReader_isNotDropped();
     void slowReader_isAnsweredPings();
+    void reader_isNotDroppedWhenTheProgramWasBusy();
     void flood_isDelayed();
     void commands_waitWhileAnswersDo();
     void repeatedCreates_wait();
@@ -389,6 +391,24 @@ void tst_BoundedSending::slowReader_isAnsweredPings()
 
     slow.setReading(mebibyte);
     QTRY_COMPARE(countIn(slow.received, 1), keywords);
+}
+
+// It has answered, but nobody has read that.
+void tst_BoundedSending::reader_isNotDroppedWhenTheProgramWasBusy()
+{
+    setLimits([](Limits &limits) { limits.stalledTime = 200ms; });
+    declare(1);
+    Reader reader(sockets->url());
+    QTRY_VERIFY(reader.isConnected());
+    reader.create(1);
+    QTRY_COMPARE(reader.events, 1);
+    QElapsedTimer busy;
+    for (busy.start(); !busy.hasExpired(500);)
+        setAll(1, int(busy.elapsed()));
+    setAll(1, 1000);
+    QTRY_COMPARE(reader.values[pathOf(0)], 1000);
+    QVERIFY(reader.isConnected());
+    QCOMPARE(server->statistics().droppedClients, quint64(0));
 }
 
 void tst_BoundedSending::flood_isDelayed()

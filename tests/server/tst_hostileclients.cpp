@@ -332,7 +332,8 @@ void tst_HostileClients::handshake_thatNeverEnds()
         QCoreApplication::processEvents();
         QVERIFY(listener->handshakeCount() <= listener->maximumHandshakes());
     }
-    QTRY_COMPARE(listener->droppedHandshakes(), quint64(clients - listener->maximumHandshakes()));
+    QTRY_COMPARE_WITH_TIMEOUT(listener->droppedHandshakes(),
+                              quint64(clients - listener->maximumHandshakes()), 30000);
     QVERIFY(neighbour->isServed());
     Neighbour another(listener->url()); // which takes the place of the oldest
     QVERIFY(another.isServed());
@@ -381,7 +382,7 @@ void tst_HostileClients::frames_areNotCollected()
     QVERIFY(hostile.open());
     pour(&hostile, data, 32 * mebibyte);
     QVERIFY2(peak < most, qPrintable(QString::number(peak)));
-    QTRY_COMPARE(listener->clientCount(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(listener->clientCount(), 1, 30000);
     QVERIFY(neighbour->isServed());
 }
 
@@ -459,10 +460,11 @@ void tst_HostileClients::flood_isNotAnsweredWhenItsClientGoes()
         hostile.send(frame(commandOf("keyIndex", {})));
     hostile.send(frame(updateOf("/p/a", "77")));
     hostile.socket.disconnectFromHost(); // once all is sent
-    QTRY_COMPARE(listener->clientCount(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(listener->clientCount(), 1, 30000);
     QVERIFY(neighbour->isServed());
     QVERIFY(keywords->statistics().events < before + commands / 2);
-    QTRY_COMPARE(keywords->value(q("/p/a")).toInt(), 77); // nothing that was written is lost
+    QTRY_COMPARE_WITH_TIMEOUT(keywords->value(q("/p/a")).toInt(), 77,
+                              30000); // nothing that was written is lost
 }
 
 void tst_HostileClients::stalledReader_costsLittleMemory_data()
@@ -639,7 +641,7 @@ void tst_HostileClients::longPaths_areAnswered()
     for (const QByteArray &command : commands) {
         hostile.received.clear();
         hostile.send(frame(command));
-        QTRY_VERIFY(hostile.received.endsWith("}}")); // the end of its answer
+        QTRY_VERIFY_WITH_TIMEOUT(hostile.received.endsWith("}}"), 30000); // the end of its answer
         QVERIFY(neighbour->isServed());
     }
     QCOMPARE(listener->clientCount(), 2);
@@ -674,7 +676,7 @@ void tst_HostileClients::deepJson_isHarmless()
     for (int i = 0; i < 3; ++i)
         hostile.send(frame(command));
     hostile.send(frame(createOf("/p/o")));
-    QTRY_VERIFY(hostile.received.contains("\"keyword\":\"/p/o\""));
+    QTRY_VERIFY_WITH_TIMEOUT(hostile.received.contains("\"keyword\":\"/p/o\""), 30000);
     QCOMPARE(keywords->statistics().commands, taken + 4);
     QVERIFY(neighbour->isServed());
 }
@@ -723,15 +725,17 @@ void tst_HostileClients::aggregates_areAnswered()
     for (const QByteArray &command : std::as_const(commands))
         hostile.send(frame(command));
     QVERIFY(neighbour->isServed());
-    QTRY_VERIFY(keywords->statistics().commands >= taken + quint64(commands.size()));
-    QTRY_VERIFY(keywords->statistics().events >= events + quint64(commands.size()));
+    QTRY_VERIFY_WITH_TIMEOUT(keywords->statistics().commands >= taken + quint64(commands.size()),
+                             30000);
+    QTRY_VERIFY_WITH_TIMEOUT(keywords->statistics().events >= events + quint64(commands.size()),
+                             30000);
     for (int i = 1; i <= 3; ++i) {
         keywords->setValue(q("/p/a"), i);
         QVERIFY(neighbour->isServed());
     }
     QVERIFY(keywords->statistics().memoryBytes < most);
     hostile.socket.abort();
-    QTRY_COMPARE(listener->clientCount(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(listener->clientCount(), 1, 30000);
     QCOMPARE(keywords->statistics().watchedKeywords, qint64(1));
     QVERIFY(neighbour->isServed());
 }
@@ -782,7 +786,7 @@ void tst_HostileClients::aggregates_areFormedLaterWhenTheyAreTooMany()
     for (int i = 1; i <= changes; ++i)
         keywords->setValue(q("/p/a"), i);
     QVERIFY2(events < 20 * changes / 2, qPrintable(QString::number(events)));
-    QTRY_VERIFY(last.contains("\"value\":1000}"));
+    QTRY_VERIFY_WITH_TIMEOUT(last.contains("\"value\":1000}"), 30000);
     session->receive(commandOf("keyDestroy", "\"keyword\":\"/agg/19\""));
     for (int i = 1; i <= 100; ++i)
         keywords->setValue(q("/p/a"), -i);
@@ -830,9 +834,9 @@ void tst_HostileClients::samePort_ofTwoClientsIsNoConfusion()
         port = socket.localPort();
         socket.connectToHost(q(address), listener->port());
         socket.write(RawClient::request());
-        QTRY_VERIFY(socket.peek(12).startsWith("HTTP/1.1 101"));
+        QTRY_VERIFY_WITH_TIMEOUT(socket.peek(12).startsWith("HTTP/1.1 101"), 30000);
     }
-    QTRY_COMPARE(listener->clientCount(), 2);
+    QTRY_COMPARE_WITH_TIMEOUT(listener->clientCount(), 2, 30000);
     QVERIFY(sockets[0]->state() == QAbstractSocket::ConnectedState);
     QVERIFY(sockets[1]->state() == QAbstractSocket::ConnectedState);
 }
