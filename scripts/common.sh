@@ -11,6 +11,7 @@ build_packages=(
     cmake
     g++
     libgl1-mesa-dev
+    libmosquitto-dev
     ninja-build
     pkgconf
     qt6-base-dev
@@ -32,6 +33,7 @@ run_packages=(
 # Qt Quick Test, the headers that the C++ of qmltc includes, and the programs that tests start: a reverse
 # proxy, a WebSocket server that is not Qt's, what makes certificates, and Qt's runtime for QML.
 test_packages=(
+    mosquitto
     nginx-light
     node-ws
     nodejs
@@ -47,7 +49,6 @@ optional_test_packages=(
 )
 benchmark_packages=(
     libbenchmark-dev
-    mosquitto
     qt6-remoteobjects-dev
 )
 # QDoc, qhelpgenerator, and the database that a .qch is
