@@ -81,6 +81,35 @@ QList<QByteArray> blocksOfReadme(const QByteArray &language)
     return blocks;
 }
 
+// The commands of a guide's transcripts, and what the guide has them print.
+QList<std::pair<QString, QString>> transcriptOf(const char *guide)
+{
+    QList<std::pair<QString, QString>> commands;
+    QFile file(q(GUIDES "/") + q(guide));
+    bool isTranscript = false;
+    while (file.isOpen() || file.open(QIODevice::ReadOnly)) {
+        const QString line = QString::fromUtf8(file.readLine()).trimmed();
+        isTranscript = isTranscript && line != q("\\endcode");
+        if (line.startsWith(q("$ "))) {
+            isTranscript = true;
+            commands.append({line.mid(2), QString()});
+        } else if (isTranscript) {
+            commands.last().second += line + QLatin1Char('\n');
+        }
+        if (file.atEnd())
+            break;
+    }
+    return commands;
+}
+
+// The level moves all the time.
+QString withoutLevels(QString text)
+{
+    static const QRegularExpression level(q("(?<=/plant/tank1/level)(.*?)\\d+( *)(?=double|$)"),
+                                          QRegularExpression::MultilineOption);
+    return text.replace(level, q("\\1N "));
+}
+
 QList<QByteArray> logged;
 
 void record(QtMsgType, const QMessageLogContext &context, const QString &)
@@ -107,6 +136,7 @@ private Q_SLOTS:
     void firstScreen_showsTheLevelAndMovesTheSetpoint();
     void firstScreen_runsAsAProgram();
     void serving_clientsFollowAndWriteTheTank();
+    void serving_commandsPrintWhatTheGuideShows();
     void serving_refusesWhatIsNoPort();
     void stateFrame_names_data();
     void stateFrame_names();
@@ -259,6 +289,39 @@ void tst_Guides::serving_clientsFollowAndWriteTheTank()
     QTRY_COMPARE(mode.value(), QVariant(q("Manual")));
     QVERIFY(level.update(7));
     QTRY_VERIFY(level.error());
+}
+
+void tst_Guides::serving_commandsPrintWhatTheGuideShows()
+{
+#ifndef KEYWORD_PROGRAM
+    QSKIP("The programs are not built.");
+#else
+    QProcess tank;
+    const auto end = qScopeGuard([&tank] {
+        tank.kill();
+        tank.waitForFinished();
+    });
+    tank.setProcessChannelMode(QProcess::MergedChannels);
+    tank.start(q(SERVE_TANK), {q("0")});
+    QTRY_VERIFY_WITH_TIMEOUT(tank.canReadLine(), 20000);
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(q("KEYWORD_URL"),
+                       QString::fromUtf8(tank.readLine()).trimmed().section(QLatin1Char(' '), -1));
+    int commands = 0;
+    for (const auto &[command, shown] : transcriptOf("serving.qdoc")) {
+        QStringList words = QProcess::splitCommand(command);
+        if (words.takeFirst() != q("keyword"))
+            continue;
+        QProcess keyword;
+        keyword.setProcessEnvironment(environment);
+        keyword.setProcessChannelMode(QProcess::MergedChannels);
+        keyword.start(q(KEYWORD_PROGRAM), words);
+        QVERIFY(keyword.waitForFinished());
+        QCOMPARE(withoutLevels(QString::fromUtf8(keyword.readAll())), withoutLevels(shown));
+        ++commands;
+    }
+    QCOMPARE(commands, 8);
+#endif
 }
 
 void tst_Guides::serving_refusesWhatIsNoPort()
