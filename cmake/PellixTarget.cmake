@@ -73,6 +73,8 @@ if(PELLIX_PRECOMPILE_HEADERS AND NOT PELLIX_COVERAGE)
     )
     # Without the macros that tell which of Qt's modules are linked: they differ, and nothing of this asks.
     target_link_libraries(pellix-precompiled PRIVATE Qt6::Platform)
+    # What Qt6::Core says besides: macros must be the same.
+    target_compile_definitions(pellix-precompiled PRIVATE $<$<NOT:$<CONFIG:Debug>>:QT_NO_DEBUG>)
     target_include_directories(pellix-precompiled SYSTEM PRIVATE
         "$<TARGET_PROPERTY:Qt6::Core,INTERFACE_INCLUDE_DIRECTORIES>")
 endif()
