@@ -156,8 +156,14 @@ WrittenValue plainScriptOf(const QJSValue &value, int depth)
         }
         return {list, {}};
     }
+    // A value of C++, such as a color, comes out of the script; an object of the script stays in
+    // it.
+    const auto isOfScript = [&value] {
+        return value.toVariant(QJSValue::RetainJSObjects).metaType()
+            == QMetaType::fromType<QJSValue>();
+    };
     const bool isPlainObject = value.isObject() && !value.isDate() && !value.isRegExp()
-        && !value.isError() && !value.isQObject() && !value.isVariant();
+        && !value.isError() && !value.isQObject() && isOfScript();
     if (!isPlainObject)
         return plainOf(value.toVariant(), depth);
     QVariantMap map;
