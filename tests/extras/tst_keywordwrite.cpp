@@ -801,7 +801,8 @@ void tst_KeywordWrite::values_ofCpp_data()
     row("texts", QStringList {q("a"), q("b")}, "[\"a\",\"b\"]");
     row("hash", QVariantHash {{q("a"), 1}}, "{\"a\":1}");
     row("numbers", QVariant::fromValue(QList<int> {1, 2}), "[1,2]");
-    row("time", QDateTime({2026, 11, 22}, {9, 30}, Qt::UTC), "\"2026-11-22T09:30:00.000Z\"");
+    row("time", QDateTime::fromString(q("2026-11-22T09:30:00Z"), Qt::ISODate),
+        "\"2026-11-22T09:30:00.000Z\"");
     row("no time", QDateTime(), "", "a date that is invalid cannot be written");
     row("address", QUrl(q("http://a/b")), "\"http://a/b\"");
     row("enumerator", QVariant::fromValue(PKeywordWrite::Refused), "4");
