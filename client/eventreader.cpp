@@ -3,9 +3,7 @@
 
 #include "client/eventreader_p.h"
 
-#include <QtCore/QByteArrayView>
-
-#include <cmath>
+#include "client/jsonscanner_p.h"
 
 namespace pellix::client {
 
@@ -35,137 +33,6 @@ template <typename Text> PKeywordValueType typeOf(const Text &text)
     return PKeywordValueType::KVT_NOPROP;
 }
 
-// As many digits as a double and a qint64 can hold, whatever they are.
-constexpr qsizetype mostDigits = 15;
-
-// Walks over the text of a message. What each function takes it steps over; one that cannot take
-// what is there returns false, and the message is not a plain one.
-class Scanner
-{
-public:
-    explicit Scanner(const QByteArray &text) : at(text.constData()), end(at + text.size()) { }
-
-    bool take(char character)
-    {
-        skipBlanks();
-        if (at == end || *at != character)
-            return false;
-        ++at;
-        return true;
-    }
-
-    bool takeEnd()
-    {
-        skipBlanks();
-        return at == end;
-    }
-
-    bool takeString(QLatin1String *string)
-    {
-        if (!take('"'))
-            return false;
-        const char *const begin = at;
-        for (; at != end && *at != '"'; ++at) {
-            const auto byte = static_cast<unsigned char>(*at);
-            if (byte < 0x20 || byte > 0x7e || byte == '\\')
-                return false;
-        }
-        if (at == end)
-            return false;
-        *string = QLatin1String(begin, at - begin);
-        ++at;
-        return true;
-    }
-
-    bool takeBool(bool *value)
-    {
-        skipBlanks();
-        *value = at != end && *at == 't';
-        return takeWord(*value ? QByteArrayView("true") : QByteArrayView("false"));
-    }
-
-    bool takeValue(QVariant *value)
-    {
-        skipBlanks();
-        if (at == end)
-            return false;
-        switch (*at) {
-        case '"': {
-            QLatin1String string;
-            if (!takeString(&string))
-                return false;
-            *value = QString(string);
-            return true;
-        }
-        case 't':
-        case 'f': {
-            bool truth = false;
-            if (!takeBool(&truth))
-                return false;
-            *value = truth;
-            return true;
-        }
-        default:
-            return takeNumber(value);
-        }
-    }
-
-private:
-    void skipBlanks()
-    {
-        while (at != end && (*at == ' ' || *at == '\n' || *at == '\t' || *at == '\r'))
-            ++at;
-    }
-
-    bool takeWord(QByteArrayView word)
-    {
-        if (end - at < word.size() || QByteArrayView(at, word.size()) != word)
-            return false;
-        at += word.size();
-        return true;
-    }
-
-    qsizetype takeDigits()
-    {
-        const char *const begin = at;
-        while (at != end && *at >= '0' && *at <= '9')
-            ++at;
-        return at - begin;
-    }
-
-    bool takeNumber(QVariant *value)
-    {
-        const char *const begin = at;
-        if (*at == '-')
-            ++at;
-        const bool leadingZero = at != end && *at == '0';
-        const qsizetype whole = takeDigits();
-        if (whole == 0 || whole > mostDigits || (leadingZero && whole > 1))
-            return false;
-        if (at == end || *at == 'e' || *at == 'E')
-            return false;
-        if (*at != '.') {
-            const qlonglong number = QByteArrayView(begin, at - begin).toLongLong();
-            if (number == 0 && *begin == '-')
-                return false; // minus zero
-            *value = number;
-            return true;
-        }
-        ++at;
-        const qsizetype fraction = takeDigits();
-        if (fraction == 0 || fraction > mostDigits || at == end || *at == 'e' || *at == 'E')
-            return false;
-        const double number = QByteArrayView(begin, at - begin).toDouble();
-        if (number == std::floor(number))
-            return false; // a document makes a whole number of it
-        *value = number;
-        return true;
-    }
-
-    const char *at;
-    const char *const end;
-};
-
 enum Member : quint8 {
     Keyword = 1 << 0,
     Value = 1 << 1,
@@ -176,7 +43,7 @@ enum Member : quint8 {
     Error = 1 << 6,
 };
 
-int memberOf(QLatin1String name)
+template <typename Text> int memberOf(const Text &name)
 {
     if (name == QLatin1String("value"))
         return Value;
@@ -193,45 +60,71 @@ int memberOf(QLatin1String name)
     return name == QLatin1String("error") ? Error : 0;
 }
 
-bool readMember(Scanner &scanner, int member, QString *keyword, PKeywordValue *event)
+// Calls a function with a text as it is, or with a decoded one where it has to be. Returns false if
+// it is not valid.
+template <typename Function> bool withText(const JsonScanner::String &string, Function function)
 {
-    QLatin1String text;
+    if (string.isPlain) {
+        function(QLatin1String(string.raw));
+        return true;
+    }
+    QString text;
+    if (!string.decode(&text))
+        return false;
+    function(text);
+    return true;
+}
+
+// A member that is something else than it should be counts as missing.
+bool readText(JsonScanner &scanner, QString *text)
+{
+    JsonScanner::String string;
+    if (scanner.next() != '"')
+        return scanner.skipValue();
+    return scanner.takeString(&string) && string.decode(text);
+}
+
+bool readMember(JsonScanner &scanner, int member, QString *keyword, PKeywordValue *event)
+{
     switch (member) {
     case Value:
         return scanner.takeValue(&event->value);
     case Keyword:
-        if (!scanner.takeString(&text))
-            return false;
-        *keyword = QString(text);
-        return true;
-    case Type:
-        if (!scanner.takeString(&text))
-            return false;
-        event->type = valueTypeFromString(text);
-        return true;
-    case Connected:
-        return scanner.takeBool(&event->connected);
-    case Online:
-        return scanner.takeBool(&event->online);
-    case Consistent:
-        return scanner.takeBool(&event->consistent);
-    case Error:
-        return scanner.takeBool(&event->error);
+        return readText(scanner, keyword);
+    case Type: {
+        JsonScanner::String name;
+        if (scanner.next() != '"')
+            return scanner.skipValue();
+        return scanner.takeString(&name)
+            && withText(name, [event](const auto &text) { event->type = typeOf(text); });
     }
-    return false;
+    case Connected:
+        return scanner.takeFlag(&event->connected);
+    case Online:
+        return scanner.takeFlag(&event->online);
+    case Consistent:
+        return scanner.takeFlag(&event->consistent);
+    case Error:
+        return scanner.takeFlag(&event->error);
+    }
+    return scanner.skipValue();
 }
 
-bool readPayload(Scanner &scanner, QString *keyword, PKeywordValue *event)
+bool readPayload(JsonScanner &scanner, QString *keyword, PKeywordValue *event)
 {
     if (!scanner.take('{'))
         return false;
+    if (scanner.take('}'))
+        return true;
     int seen = 0;
     do {
-        QLatin1String name;
-        if (!scanner.takeString(&name) || !scanner.take(':'))
+        JsonScanner::String name;
+        int member = 0;
+        if (!scanner.takeString(&name)
+            || !withText(name, [&member](const auto &text) { member = memberOf(text); })
+            || !scanner.take(':'))
             return false;
-        const int member = memberOf(name);
-        if (member == 0 || (seen & member) || !readMember(scanner, member, keyword, event))
+        if ((seen & member) || !readMember(scanner, member, keyword, event))
             return false;
         seen |= member;
     } while (scanner.take(','));
@@ -250,16 +143,43 @@ PKeywordValueType valueTypeFromString(const QString &name)
     return typeOf(name);
 }
 
-bool readPlainEvent(const QByteArray &message, QString *keyword, PKeywordValue *event)
+bool readEvent(const QByteArray &message, QString *keyword, PKeywordValue *event)
 {
-    Scanner scanner(message);
-    QLatin1String name;
-    QLatin1String command;
-    return scanner.take('{') && scanner.takeString(&name) && name == QLatin1String("cmd")
-        && scanner.take(':') && scanner.takeString(&command) && command == QLatin1String("keyEvent")
-        && scanner.take(',') && scanner.takeString(&name) && name == QLatin1String("payload")
-        && scanner.take(':') && readPayload(scanner, keyword, event) && scanner.take('}')
-        && scanner.takeEnd();
+    JsonScanner scanner(message);
+    if (!scanner.take('{'))
+        return false;
+    bool isEvent = false;
+    bool hasPayload = false;
+    do {
+        JsonScanner::String name;
+        enum {
+            Command,
+            Payload,
+            Other
+        } member = Other;
+        const auto find = [&member](const auto &text) {
+            member = text == QLatin1String("cmd")  ? Command
+                : text == QLatin1String("payload") ? Payload
+                                                   : Other;
+        };
+        if (!scanner.takeString(&name) || !withText(name, find) || !scanner.take(':'))
+            return false;
+        if (member == Command) {
+            JsonScanner::String command;
+            const auto compare = [&isEvent](const auto &text) {
+                isEvent = text == QLatin1String("keyEvent");
+            };
+            if (isEvent || !scanner.takeString(&command) || !withText(command, compare) || !isEvent)
+                return false;
+        } else if (member == Payload) {
+            if (hasPayload || !readPayload(scanner, keyword, event))
+                return false;
+            hasPayload = true;
+        } else if (!scanner.skipValue()) {
+            return false;
+        }
+    } while (scanner.take(','));
+    return scanner.take('}') && scanner.isAtEnd() && isEvent && hasPayload;
 }
 
 } // namespace pellix::client

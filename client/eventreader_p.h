@@ -15,13 +15,13 @@ PKeywordValueType valueTypeFromString(QLatin1String name);
 PKeywordValueType valueTypeFromString(const QString &name);
 
 /*
-    Reads a "keyEvent" message that looks as such messages do: the known members, each at most once,
-    plain ASCII texts without escapes, numbers without an exponent. That is a fifth of the work of
-    building a document for it.
+    Reads a "keyEvent" message without building a document for it, which takes a fifth to a half of
+    the time, and gives exactly what QJsonDocument would have given.
 
-    Returns false, with nothing said about the message, when it is anything else: QJsonDocument is
-    the judge of that. What is read is exactly what QJsonDocument would have given.
+    Returns false, with nothing said about the message, when it is another message, is no JSON, or
+   is one of those rare texts of which JSON does not say what they mean: QJsonDocument is the judge
+   of them.
 */
-bool readPlainEvent(const QByteArray &message, QString *keyword, PKeywordValue *event);
+bool readEvent(const QByteArray &message, QString *keyword, PKeywordValue *event);
 
 } // namespace pellix::client

@@ -328,7 +328,7 @@ bool PKeywordClient::receiveCommand(const QByteArray &data)
 
     QString keyword;
     PKeywordValue event;
-    if (readPlainEvent(data, &keyword, &event)) {
+    if (readEvent(data, &keyword, &event)) {
         d->publisher->publish(keyword, QVariant::fromValue(event));
         return true;
     }

@@ -1,0 +1,69 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QtCore/QByteArray>
+#include <QtCore/QByteArrayView>
+#include <QtCore/QString>
+#include <QtCore/QVariant>
+
+namespace pellix::client {
+
+/*
+    Walks over a JSON text without building a document of it. Each function steps over what it takes
+    and returns whether it could.
+
+    A function that returns false has met something that is no JSON, or about which JSON leaves
+    doubts (a member that occurs twice, a text that is no UTF-8, a number beyond a double): then the
+    whole text is a case for QJsonDocument. What is taken is exactly what QJsonDocument would have
+    given, down to the type in the variant.
+*/
+class JsonScanner
+{
+public:
+    // As it stands in the text, between its quotes.
+    struct String
+    {
+        QByteArrayView raw;
+        bool isPlain = true; // printable ASCII without escapes
+
+        // Returns false if it is not valid.
+        bool decode(QString *text) const;
+    };
+
+    explicit JsonScanner(const QByteArray &text) : at(text.constData()), end(at + text.size()) { }
+
+    bool take(char character)
+    {
+        if (next() != character)
+            return false;
+        ++at;
+        return true;
+    }
+    // The next character that is not blank; 0 at the end.
+    char next()
+    {
+        while (at != end && (*at == ' ' || *at == '\n' || *at == '\t' || *at == '\r'))
+            ++at;
+        return at == end ? '\0' : *at;
+    }
+    bool isAtEnd() { return next() == '\0' && at == end; }
+
+    bool takeString(String *string);
+    bool takeValue(QVariant *value, int depth = 0);
+    bool skipValue(int depth = 0);
+    // Anything but true and false counts as false.
+    bool takeFlag(bool *flag);
+
+private:
+    bool takeWord(QByteArrayView word);
+    bool takeNumber(QVariant *value);
+    bool takeArray(QVariant *value, int depth);
+    bool takeObject(QVariant *value, int depth);
+
+    const char *at;
+    const char *const end;
+};
+
+} // namespace pellix::client
