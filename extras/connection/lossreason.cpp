@@ -66,12 +66,18 @@ QString errorReason(const QWebSocket *socket)
     static const QRegularExpression status(
         QStringLiteral("^QWebSocket\\w*::\\w+: .*?\\b([1-5]\\d\\d) \\((.*)\\)\\.?$"),
         QRegularExpression::DotMatchesEverythingOption);
+    // Since Qt 6.7 a server that knows no such client is not quoted.
+    static const QRegularExpression unauthorized(
+        QStringLiteral("WWW-Authenticate|requires authentication"));
     static const QRegularExpression functionName(QStringLiteral("\\bQWebSocket\\w*::\\w+: "));
     QString text = socket->errorString();
     const QRegularExpressionMatch match = status.match(text);
     if (match.hasMatch())
         return PKeywordConnection::tr("HTTP status %1 (%2)")
             .arg(match.captured(1), match.captured(2));
+    if (text.contains(unauthorized))
+        return PKeywordConnection::tr("HTTP status %1 (%2)")
+            .arg(QStringLiteral("401"), QStringLiteral("Unauthorized"));
     text.remove(functionName);
     return text.endsWith(QLatin1Char('.')) ? text.chopped(1) : text;
 }

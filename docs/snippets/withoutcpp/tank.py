@@ -14,7 +14,8 @@ engine.load(sys.argv[1])
 if not engine.rootObjects():
     sys.exit(1)
 
-level = engine.rootObjects()[0].findChild(QObject, "level")
+window = engine.rootObjects()[0]  # what Python finds in it lives no longer than this variable
+level = window.findChild(QObject, "level")
 application.aboutToQuit.connect(lambda: print("last level:", level.property("value")))
 
 exit_code = application.exec()
