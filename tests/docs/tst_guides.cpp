@@ -135,6 +135,7 @@ private Q_SLOTS:
 
     void firstScreen_showsTheLevelAndMovesTheSetpoint();
     void firstScreen_runsAsAProgram();
+    void cpp_printsTheLevel();
     void serving_clientsFollowAndWriteTheTank();
     void serving_commandsPrintWhatTheGuideShows();
     void serving_refusesWhatIsNoPort();
@@ -257,6 +258,30 @@ void tst_Guides::firstScreen_runsAsAProgram()
     program.terminate();
     QTRY_COMPARE(socketServer.clientCount(), 0);
     QVERIFY(program.state() == QProcess::NotRunning || program.waitForFinished());
+}
+
+void tst_Guides::cpp_printsTheLevel()
+{
+    FaultyWebSocketServer socketServer(server.get());
+    QVERIFY(socketServer.listen());
+    QVERIFY(server->setValue(q("/plant/tank1/level"), 41.5));
+    QProcess program;
+    const auto end = qScopeGuard([&program] {
+        program.kill();
+        program.waitForFinished();
+    });
+    program.setProcessChannelMode(QProcess::MergedChannels);
+    program.start(q(WATCH_LEVEL), {socketServer.url().toString()});
+    QByteArray said;
+    const auto says = [&](const char *line) {
+        said += program.readAll();
+        return said.contains(line);
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(says("connected\nlevel: 41.5\n"), 20000);
+    QVERIFY(server->setValue(q("/plant/tank1/level"), 42.5));
+    QTRY_VERIFY(says("level: 42.5\n"));
+    socketServer.close();
+    QTRY_VERIFY(says("not connected\n"));
 }
 
 void tst_Guides::serving_clientsFollowAndWriteTheTank()

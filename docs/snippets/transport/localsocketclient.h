@@ -1,0 +1,47 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+//! [transport]
+#include "client/keywordclient.h"
+#include "pubsub/publisher.h"
+
+#include <QtNetwork/QLocalSocket>
+
+// Sends and receives one message per line over a local socket.
+class LocalSocketClient : public pellix::client::PKeywordClient
+{
+    Q_OBJECT
+    Q_PROPERTY(bool connected READ connected NOTIFY connectedChanged)
+
+public:
+    explicit LocalSocketClient(QObject *parent = nullptr) : PKeywordClient(parent)
+    {
+        connect(publisher(), &pellix::client::PPublisher::activeChanged, this,
+                &LocalSocketClient::connectedChanged);
+        connect(&socket, &QLocalSocket::connected, this, [this] { publisher()->setActive(true); });
+        connect(&socket, &QLocalSocket::disconnected, this,
+                [this] { publisher()->setActive(false); });
+        connect(&socket, &QLocalSocket::readyRead, this, [this] {
+            while (socket.canReadLine())
+                receiveCommand(socket.readLine());
+        });
+    }
+
+    bool connected() const { return publisher()->active(); }
+    void open(const QString &name) { socket.connectToServer(name); }
+
+Q_SIGNALS:
+    void connectedChanged();
+
+protected:
+    bool sendCommand(const QByteArray &data) override
+    {
+        return connected() && socket.write(data + '\n') > 0;
+    }
+
+private:
+    QLocalSocket socket;
+};
+//! [transport]
