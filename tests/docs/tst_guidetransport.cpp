@@ -29,7 +29,7 @@ class tst_GuideTransport : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init()
+    void initTestCase()
     {
         KeywordServer::Keyword level;
         level.path = q("/plant/level");
@@ -54,6 +54,7 @@ private Q_SLOTS:
 
     void valuesAreFollowedAndWritten();
     void childrenAreListed();
+    void handlersMayDeleteIt();
 
 Q_SIGNALS:
     void hangUp();
@@ -96,9 +97,25 @@ void tst_GuideTransport::childrenAreListed()
     client.open(local.serverName());
     QTRY_VERIFY(client.connected());
     PKeywordQueryModel children;
-    children.setClient(&client);
+    children.setKeywordClient(&client);
     children.setKeyword(q("/plant"));
     QTRY_COMPARE(children.rowCount(), 1);
+}
+
+void tst_GuideTransport::handlersMayDeleteIt()
+{
+    auto *const client = new LocalSocketClient;
+    const QPointer<LocalSocketClient> watched(client);
+    PKeywordProxy level;
+    level.setClient(client);
+    level.setKeyword(q("/plant/level"));
+    connect(&level, &PKeywordProxy::valueChanged, this, [&level, &watched] {
+        if (level.value().isValid())
+            delete watched;
+    });
+    client->open(local.serverName());
+    QTRY_VERIFY(!watched);
+    QVERIFY(!level.value().isValid());
 }
 
 QTEST_GUILESS_MAIN(tst_GuideTransport)

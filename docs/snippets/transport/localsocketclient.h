@@ -7,6 +7,7 @@
 #include "client/keywordclient.h"
 #include "pubsub/publisher.h"
 
+#include <QtCore/QPointer>
 #include <QtNetwork/QLocalSocket>
 
 // Sends and receives one message per line over a local socket.
@@ -20,17 +21,22 @@ public:
     {
         connect(publisher(), &pellix::client::PPublisher::activeChanged, this,
                 &LocalSocketClient::connectedChanged);
-        connect(&socket, &QLocalSocket::connected, this, [this] { publisher()->setActive(true); });
-        connect(&socket, &QLocalSocket::disconnected, this,
+        connect(socket, &QLocalSocket::connected, this, [this] { publisher()->setActive(true); });
+        connect(socket, &QLocalSocket::disconnected, this,
                 [this] { publisher()->setActive(false); });
-        connect(&socket, &QLocalSocket::readyRead, this, [this] {
-            while (socket.canReadLine())
-                receiveCommand(socket.readLine());
+        connect(socket, &QLocalSocket::readyRead, this, [this, self = QPointer(this)] {
+            while (self && socket->canReadLine())
+                receiveCommand(socket->readLine()); // a handler of the value may delete this
         });
+    }
+    ~LocalSocketClient() override
+    {
+        socket->disconnect(this);
+        socket->deleteLater(); // it may be what is being read from
     }
 
     bool connected() const { return publisher()->active(); }
-    void open(const QString &name) { socket.connectToServer(name); }
+    void open(const QString &name) { socket->connectToServer(name); }
 
 Q_SIGNALS:
     void connectedChanged();
@@ -38,10 +44,10 @@ Q_SIGNALS:
 protected:
     bool sendCommand(const QByteArray &data) override
     {
-        return connected() && socket.write(data + '\n') > 0;
+        return connected() && socket->write(data + '\n') > 0;
     }
 
 private:
-    QLocalSocket socket;
+    QLocalSocket *const socket = new QLocalSocket;
 };
 //! [transport]
