@@ -277,7 +277,8 @@ void tst_Guides::cpp_printsTheLevel()
         said += program.readAll();
         return said.contains(line);
     };
-    QTRY_VERIFY_WITH_TIMEOUT(says("connected\nlevel: 41.5\n"), 20000);
+    QTRY_VERIFY_WITH_TIMEOUT(says("\nlevel: 41.5\n"), 20000);
+    QVERIFY(says("connected\n") && !says("not connected\n"));
     QVERIFY(server->setValue(q("/plant/tank1/level"), 42.5));
     QTRY_VERIFY(says("level: 42.5\n"));
     socketServer.close();
