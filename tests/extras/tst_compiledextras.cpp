@@ -144,6 +144,8 @@ private Q_SLOTS:
     void initTestCase();
     void values_areTheSame_data();
     void values_areTheSame();
+    void alarms_areTheSame_data();
+    void alarms_areTheSame();
     void writes_areTheSame_data();
     void writes_areTheSame();
     void histories_areTheSame_data();
@@ -177,6 +179,22 @@ void tst_CompiledExtras::values_areTheSame()
     const QStringList interpreted = shownBy(interpretedFile("Values.qml"), value);
     const QStringList compiled = shownBy(compiledFile("Values.qml"), value);
     QVERIFY2(interpreted.size() > 20, qPrintable(interpreted.join(QLatin1Char('\n'))));
+    QCOMPARE(compiled, interpreted);
+}
+
+void tst_CompiledExtras::alarms_areTheSame_data()
+{
+    values_areTheSame_data();
+}
+
+void tst_CompiledExtras::alarms_areTheSame()
+{
+    QFETCH(QVariant, value);
+    const QStringList interpreted = shownBy(interpretedFile("Alarm.qml"), value);
+    const QStringList compiled = shownBy(compiledFile("Alarm.qml"), value);
+    QVERIFY2(interpreted.size() > 12, qPrintable(interpreted.join(QLatin1Char('\n'))));
+    QVERIFY2(interpreted.contains(q("literal = 3")),
+             qPrintable(interpreted.join(QLatin1Char('\n'))));
     QCOMPARE(compiled, interpreted);
 }
 
