@@ -163,9 +163,6 @@ bool belongTogether(const QSslCertificate &certificate, const QSslKey &key)
 }
 
 /*!
-    \fn std::optional<QSslConfiguration> pellix::extras::tlsConfiguration(const PTlsFiles &files,
-   QString *error)
-
     Returns the configuration of TLS that \a files make: with the authorities of the file and no
    others, or with those of the system if there is no file. If a file cannot be used, nothing is
    returned, and \a error says why and names the file.
