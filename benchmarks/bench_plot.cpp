@@ -109,9 +109,8 @@ void framesOfPannedPlot(benchmark::State &state)
 BENCHMARK(framesOfPannedPlot)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 // Showing what is now, with a new sample of each series in each frame.
-void framesOfFollowingPlot(benchmark::State &state)
+void followPlot(benchmark::State &state, Plot &plot)
 {
-    Plot plot(int(state.range(0)));
     if (!plot.show(state))
         return;
     double value = 0;
@@ -123,7 +122,22 @@ void framesOfFollowingPlot(benchmark::State &state)
         plot.draw();
     }
 }
+
+void framesOfFollowingPlot(benchmark::State &state)
+{
+    Plot plot(int(state.range(0)));
+    followPlot(state, plot);
+}
 BENCHMARK(framesOfFollowingPlot)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+// The same, where what these frames take is about a pixel: what is new is never in the same column.
+void framesOfFastPlot(benchmark::State &state)
+{
+    Plot plot(int(state.range(0)));
+    plot.area.setSpan(1);
+    followPlot(state, plot);
+}
+BENCHMARK(framesOfFastPlot)->Arg(10000)->Unit(benchmark::kMillisecond);
 
 // Floor: lines of all the points, moved by writing their vertices anew.
 class BareLines : public QQuickItem

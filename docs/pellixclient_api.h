@@ -15,6 +15,8 @@
 #include "extras/browsing/naturalorder.h"
 #include "extras/connection/keywordconnection.h"
 #include "extras/connection/keywordlink.h"
+#include "extras/connection/pemfiles.h"
+#include "extras/connection/shownaddress.h"
 #include "extras/history/keywordhistories.h"
 #include "extras/history/keywordhistory.h"
 #include "extras/history/keywordsamples.h"

@@ -50,7 +50,7 @@ QtObject {
     /*! Of text that says more about another. */
     readonly property color textSecondary: dark ? "#93a1af" : "#54626f"
     /*! Of text that may be overlooked. */
-    readonly property color textFaint: dark ? "#6d7c8b" : "#788795"
+    readonly property color textFaint: dark ? "#8493a2" : "#5f6d79"
 
     /*! Of what is selected, active or good. */
     readonly property color accent: dark ? "#4cc2ae" : "#0b7a6a"

@@ -38,6 +38,9 @@ Column {
         width: 400
         height: 200
         model: alarms
+        activeFocusOnTab: true
+        Accessible.role: Accessible.List
+        Accessible.name: qsTr("Alarms")
         delegate: ItemDelegate {
             required property int index
             required property var model
@@ -48,6 +51,9 @@ Column {
             text: came.toLocaleTimeString(Qt.locale(), Locale.ShortFormat) + "  " + model.text
             font.bold: active
             highlighted: !acknowledged
+            Accessible.name: text
+            Accessible.description: (active ? qsTr("active") : qsTr("gone"))
+                + (acknowledged ? "" : ", " + qsTr("not acknowledged"))
             onClicked: alarms.acknowledge(index)
         }
     }
@@ -57,6 +63,7 @@ Column {
         id: pattern
         objectName: "pattern"
         text: "/plant/*/level"
+        Accessible.name: qsTr("Keywords of the table")
     }
     TableView {
         objectName: "table"
@@ -74,6 +81,7 @@ Column {
             required property int column
 
             text: display
+            Accessible.name: table.headerData(column, Qt.Horizontal)
             readOnly: column !== PKeywordTable.ValueColumn
             onAccepted: table.write(row, text)
         }

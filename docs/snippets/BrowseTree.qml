@@ -14,6 +14,11 @@ TreeView {
     width: 300
     height: 400
     model: PKeywordTree { client: root.client }
+    selectionModel: ItemSelectionModel { model: root.model } // has the current row, for the arrow keys
+    activeFocusOnTab: true
+    Accessible.role: Accessible.Tree
+    Accessible.name: qsTr("Keywords")
+    Keys.onSpacePressed: toggleExpanded(currentRow)
     delegate: Text {
         id: level
 
@@ -22,10 +27,12 @@ TreeView {
         required property bool hasChildren
         required property int depth
         required property int row
+        required property bool current
         required property string displayName
 
         text: (hasChildren ? expanded ? "\u25be " : "\u25b8 " : "   ") + displayName
         leftPadding: 16 * depth
+        font.bold: current
         Accessible.role: Accessible.TreeItem
         Accessible.name: displayName
 

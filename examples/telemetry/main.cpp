@@ -85,7 +85,7 @@ std::optional<QStringList> CommandLine::addresses() const
     }
     const QStringList addresses = parser.values(url);
     for (const QString &address : addresses) {
-        const QString problem = programs::addressProblem(address);
+        const QString problem = programs::addressProblem(address, programs::Passwords::Nowhere);
         if (!problem.isEmpty()) {
             programs::complain(QGuiApplication::translate("main", "cannot use '%1': %2")
                                    .arg(programs::shownAddress(address), problem));

@@ -3,50 +3,30 @@
 
 #include "extras/browsing/keywordchildren.h"
 
-#include "extras/browsing/listedkeyword_p.h"
-#include "extras/browsing/naturalorder.h"
-#include "extras/shared/clientlink_p.h"
-#include "extras/shared/rowupdate_p.h"
+#include "extras/browsing/listedrow_p.h"
 #include "models/keywordquerymodel.h"
 
 #include <QtCore/QHash>
 #include <QtCore/QPointer>
-#include <QtCore/QTimer>
 
 #include <algorithm>
-#include <chrono>
 #include <utility>
 
 using namespace pellix::client;
-using namespace std::chrono_literals;
 
 namespace pellix::extras {
 
 namespace {
 
-// The labels of a long list arrive one by one. Moving a row for each would cost the square of their
-// number, and make the rows dance: they are sorted and filtered anew when the labels have come to
-// rest.
-constexpr auto quietTime = 60ms;
-constexpr auto longestWait = 1s;
-
-struct Child : UpdatedRow
+struct Child : ListedRow
 {
-    const QString &shownName() const { return label.isEmpty() ? listed.name : label; }
-
-    ListedKeyword listed;
-    QString label;
     QString access;
-    std::unique_ptr<ClientLink::Watch> labelWatch;
 };
 using ChildPointer = std::shared_ptr<Child>;
 
 bool isBefore(const ChildPointer &left, const ChildPointer &right)
 {
-    if (const int order = compareNaturally(left->shownName(), right->shownName()))
-        return order < 0;
-    // Of the same label. No two rows have the same keyword.
-    return compareNaturally(left->listed.normalized, right->listed.normalized) < 0;
+    return isListedBefore(*left, *right);
 }
 
 } // namespace
@@ -54,7 +34,7 @@ bool isBefore(const ChildPointer &left, const ChildPointer &right)
 class PKeywordChildren::Private
 {
 public:
-    explicit Private(PKeywordChildren *q) : q(q) { }
+    explicit Private(PKeywordChildren *q) : q(q), rest(q, [this] { arrange(); }) { }
 
     void startAnew();
     void ask();
@@ -63,7 +43,6 @@ public:
     void onAccess(const QVariant &response, QLatin1Char letter);
     void watchLabels();
     void onLabel(Child *child, const QString &label);
-    void settleSoon();
     void arrange();
     std::vector<ChildPointer> wanted() const;
     void tell();
@@ -78,8 +57,7 @@ public:
     bool labels = true;
     bool accesses = false;
     QString current; // as it was set
-    QTimer rest;
-    QTimer patience;
+    LabelRest rest;
     ClientLink link;
     QHash<QString, ChildPointer> children; // by normalized keyword
     UpdatedRows<Child> shown;
@@ -128,8 +106,7 @@ void PKeywordChildren::Private::onListed(const QVariant &response)
     const QHash<QString, ChildPointer> before = std::exchange(children, {});
     for (ListedKeyword &found : listedIn(response)) {
         ChildPointer child = before.value(found.normalized);
-        // Of another type, or spelt in another way, it is another one.
-        if (!child || child->listed.type != found.type || child->listed.keyword != found.keyword) {
+        if (!child || !child->isOf(found)) {
             const ChildPointer earlier = std::exchange(child, std::make_shared<Child>());
             child->label = earlier ? earlier->label : QString();
         }
@@ -184,14 +161,10 @@ void PKeywordChildren::Private::watchLabels()
     // In the order of the rows: the first to be seen are labelled first.
     std::sort(unwatched.begin(), unwatched.end(), isBefore);
     for (const ChildPointer &child : unwatched) {
-        if (!labels) {
-            child->labelWatch.reset();
-        } else if (children.value(child->listed.normalized) == child) {
-            auto watch = link.watch(child->listed.keyword + QLatin1String("/Label"),
-                                    [this, child = child.get()](const PKeywordValue &event) {
-                                        onLabel(child, event.value.toString());
-                                    });
-            child->labelWatch = std::move(watch);
+        if (!labels || children.value(child->listed.normalized) == child) {
+            child->watchLabel(labels, link, [this, child = child.get()](const QString &label) {
+                onLabel(child, label);
+            });
         }
         if (!self)
             return;
@@ -203,18 +176,11 @@ void PKeywordChildren::Private::onLabel(Child *child, const QString &label)
     if (label == child->label)
         return;
     child->label = label;
-    settleSoon();
+    rest.begin();
     if (child->row < 0)
         return;
     const QModelIndex index = q->index(child->row);
     Q_EMIT q->dataChanged(index, index, {LabelRole, DisplayNameRole, Qt::DisplayRole});
-}
-
-void PKeywordChildren::Private::settleSoon()
-{
-    if (!patience.isActive())
-        patience.start();
-    rest.start();
 }
 
 std::vector<ChildPointer> PKeywordChildren::Private::wanted() const
@@ -233,7 +199,6 @@ std::vector<ChildPointer> PKeywordChildren::Private::wanted() const
 void PKeywordChildren::Private::arrange()
 {
     rest.stop();
-    patience.stop();
     arrangeAgain = true;
     if (arranging)
         return;
@@ -405,12 +370,6 @@ void PKeywordChildren::Private::tell()
 PKeywordChildren::PKeywordChildren(QObject *parent)
     : QAbstractListModel(parent), d(std::make_unique<Private>(this))
 {
-    for (QTimer *timer : {&d->rest, &d->patience}) {
-        timer->setSingleShot(true);
-        connect(timer, &QTimer::timeout, this, [this] { d->arrange(); });
-    }
-    d->rest.setInterval(quietTime);
-    d->patience.setInterval(longestWait);
     // What is listed may have changed while there was no link.
     connect(&d->link, &ClientLink::linkedChanged, this, [this] {
         if (d->link.linked() && d->listed)

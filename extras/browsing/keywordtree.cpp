@@ -3,10 +3,7 @@
 
 #include "extras/browsing/keywordtree.h"
 
-#include "extras/browsing/listedkeyword_p.h"
-#include "extras/browsing/naturalorder.h"
-#include "extras/shared/clientlink_p.h"
-#include "extras/shared/rowupdate_p.h"
+#include "extras/browsing/listedrow_p.h"
 #include "models/keywordquerymodel.h"
 
 #include <QtCore/QHash>
@@ -14,27 +11,19 @@
 #include <QtCore/QTimer>
 
 #include <algorithm>
-#include <chrono>
 #include <utility>
 
 using namespace pellix::client;
-using namespace std::chrono_literals;
 
 namespace pellix::extras {
 
 namespace {
 
-// As in a PKeywordChildren: labels that arrive one by one move the rows once.
-constexpr auto quietTime = 60ms;
-constexpr auto longestWait = 1s;
-
 struct Node;
 using NodePointer = std::shared_ptr<Node>;
 
-struct Node : UpdatedRow
+struct Node : ListedRow
 {
-    const QString &shownName() const { return label.isEmpty() ? listed.name : label; }
-
     enum Level {
         Unasked,
         Asked,
@@ -47,8 +36,6 @@ struct Node : UpdatedRow
         Something
     };
 
-    ListedKeyword listed;
-    QString label;
     std::weak_ptr<Node> parent;
     UpdatedRows<Node> children;
     std::vector<NodePointer> wanted; // the children to be there after the next update
@@ -56,14 +43,11 @@ struct Node : UpdatedRow
     Below below = NotLooked; // whether there are any, while they are not known
     quint64 question = 0;
     bool unsettled = false;
-    std::unique_ptr<ClientLink::Watch> labelWatch;
 };
 
 bool isBefore(const NodePointer &left, const NodePointer &right)
 {
-    if (const int order = compareNaturally(left->shownName(), right->shownName()))
-        return order < 0;
-    return compareNaturally(left->listed.normalized, right->listed.normalized) < 0;
+    return isListedBefore(*left, *right);
 }
 
 } // namespace
@@ -71,7 +55,7 @@ bool isBefore(const NodePointer &left, const NodePointer &right)
 class PKeywordTree::Private
 {
 public:
-    explicit Private(PKeywordTree *q) : q(q) { }
+    explicit Private(PKeywordTree *q) : q(q), rest(q, [this] { settle(); }) { }
 
     NodePointer nodeAt(const QModelIndex &index) const;
     QModelIndex indexAt(const NodePointer &node) const;
@@ -100,8 +84,7 @@ public:
     PKeywordValueAccess filterAccess = PKeywordValueAccess::KVA_NONE;
     bool labels = true;
     bool lookBelow = true;
-    QTimer rest;
-    QTimer patience;
+    LabelRest rest;
     QTimer looking;
     ClientLink link;
     NodePointer root = std::make_shared<Node>();
@@ -243,7 +226,7 @@ void PKeywordTree::Private::onListed(const NodePointer &node, const QVariant &re
     std::vector<NodePointer> wanted;
     for (ListedKeyword &found : listedIn(response)) {
         NodePointer child = before.value(found.normalized);
-        if (!child || child->listed.type != found.type || child->listed.keyword != found.keyword)
+        if (!child || !child->isOf(found))
             child = std::make_shared<Node>();
         child->listed = std::move(found);
         child->parent = node;
@@ -295,14 +278,10 @@ void PKeywordTree::Private::watchLabels(const NodePointer &node)
     for (const NodePointer &child : children) {
         if (bool(child->labelWatch) == labels)
             continue;
-        if (!labels) {
-            child->labelWatch.reset();
-        } else if (child->row >= 0) {
-            auto watch = link.watch(child->listed.keyword + QLatin1String("/Label"),
-                                    [this, child = child.get()](const PKeywordValue &event) {
-                                        onLabel(child, event.value.toString());
-                                    });
-            child->labelWatch = std::move(watch);
+        if (!labels || child->row >= 0) {
+            child->watchLabel(labels, link, [this, child = child.get()](const QString &label) {
+                onLabel(child, label);
+            });
         }
         if (!self)
             return;
@@ -328,16 +307,13 @@ void PKeywordTree::Private::settleSoon(const NodePointer &level)
         level->unsettled = true;
         toArrange.push_back(level);
     }
-    if (!patience.isActive())
-        patience.start();
-    rest.start();
+    rest.begin();
 }
 
 // The rows of each level that waits, in order. A handler may have more levels wait.
 void PKeywordTree::Private::settle()
 {
     rest.stop();
-    patience.stop();
     if (arranging)
         return;
     const QPointer<PKeywordTree> self(q);
@@ -500,12 +476,6 @@ void PKeywordTree::Private::tell()
 PKeywordTree::PKeywordTree(QObject *parent)
     : QAbstractItemModel(parent), d(std::make_unique<Private>(this))
 {
-    for (QTimer *timer : {&d->rest, &d->patience}) {
-        timer->setSingleShot(true);
-        connect(timer, &QTimer::timeout, this, [this] { d->settle(); });
-    }
-    d->rest.setInterval(quietTime);
-    d->patience.setInterval(longestWait);
     // hasChildren() asks nobody: a view may call it from anywhere.
     d->looking.setSingleShot(true);
     connect(&d->looking, &QTimer::timeout, this, [this] { d->look(); });

@@ -4,7 +4,7 @@
 #include "extras/connection/connectiontarget_p.h"
 
 #include "extras/connection/keywordconnection.h"
-#include "extras/connection/shownaddress_p.h"
+#include "extras/connection/shownaddress.h"
 
 #include <QtCore/QRegularExpression>
 #include <QtCore/QUrl>

@@ -6,8 +6,8 @@
 #include "client/websocket_p.h"
 #include "extras/connection/connectiontarget_p.h"
 #include "extras/connection/lossreason_p.h"
-#include "extras/connection/pemfiles_p.h"
-#include "extras/connection/shownaddress_p.h"
+#include "extras/connection/pemfiles.h"
+#include "extras/connection/shownaddress.h"
 #include "pubsub/deletionwatch_p.h"
 #include "pubsub/publisher.h"
 
@@ -82,7 +82,7 @@ public:
     int maxRetryDelay = 30000;
     int handshakeTimeout = 10000;
     Credentials credentials;
-    TlsFiles files;
+    PTlsFiles files;
     bool complete = true; // all settings are there, as QML sets one after the other
 
     QList<ConnectionTarget> targets;

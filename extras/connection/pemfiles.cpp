@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-#include "extras/connection/pemfiles_p.h"
+#include "extras/connection/pemfiles.h"
 
 #include "extras/connection/keywordconnection.h"
 
@@ -63,6 +63,40 @@ QByteArrayView publicPart(QSsl::KeyAlgorithm algorithm, const QByteArray &privat
 
 } // namespace
 
+/*!
+    \class pellix::extras::PTlsFiles
+    \inmodule PellixClientKeyword
+    \inheaderfile extras/connection/pemfiles.h
+    \ingroup PellixClientKeywordClasses
+    \brief The PTlsFiles class names the files by which a client trusts a server, and says who it
+   is.
+
+    All are in PEM format. Each may be missing; then its name is empty.
+*/
+
+/*!
+    \variable pellix::extras::PTlsFiles::authorities
+    \brief the file of the authorities to trust.
+*/
+
+/*!
+    \variable pellix::extras::PTlsFiles::certificate
+    \brief the file of the certificate, which those of its authorities may follow.
+*/
+
+/*!
+    \variable pellix::extras::PTlsFiles::key
+    \brief the file of the certificate's private key, which is not encrypted.
+*/
+
+/*!
+    \fn QList<QSslCertificate> pellix::extras::readCertificates(const QString &fileName, QString
+   *error)
+
+    Returns all certificates of the file \a fileName in PEM format, in its order: a certificate may
+   be followed by those of its authorities. If there is none, the list is empty, and \a error says
+   why and names the file.
+*/
 QList<QSslCertificate> readCertificates(const QString &fileName, QString *error)
 {
     const std::optional<QByteArray> pem = contentOf(fileName, error);
@@ -74,11 +108,22 @@ QList<QSslCertificate> readCertificates(const QString &fileName, QString *error)
     return certificates;
 }
 
+/*!
+    \fn QSslCertificate pellix::extras::readCertificate(const QString &fileName, QString *error)
+
+    Returns the first certificate of the file \a fileName, or a null one and the reason in \a error.
+*/
 QSslCertificate readCertificate(const QString &fileName, QString *error)
 {
     return readCertificates(fileName, error).value(0);
 }
 
+/*!
+    \fn QSslKey pellix::extras::readPrivateKey(const QString &fileName, QString *error)
+
+    Returns the private key (RSA or EC) of the file \a fileName in PEM format, or a null one and the
+    reason in \a error. An encrypted key is not read.
+*/
 QSslKey readPrivateKey(const QString &fileName, QString *error)
 {
     const std::optional<QByteArray> pem = contentOf(fileName, error);
@@ -100,6 +145,12 @@ QSslKey readPrivateKey(const QString &fileName, QString *error)
     return QSslKey();
 }
 
+/*!
+    \fn bool pellix::extras::belongTogether(const QSslCertificate &certificate, const QSslKey &key)
+
+    Returns whether the private \a key is the one of the \a certificate, and \c true where that
+   cannot be found out.
+*/
 // Qt offers no way to learn it but an encryption that fails.
 bool belongTogether(const QSslCertificate &certificate, const QSslKey &key)
 {
@@ -111,7 +162,12 @@ bool belongTogether(const QSslCertificate &certificate, const QSslKey &key)
     return part.isEmpty() || publicKey.toDer().contains(part);
 }
 
-std::optional<QSslConfiguration> tlsConfiguration(const TlsFiles &files, QString *error)
+/*!
+    Returns the configuration of TLS that \a files make: with the authorities of the file and no
+   others, or with those of the system if there is no file. If a file cannot be used, nothing is
+   returned, and \a error says why and names the file.
+*/
+std::optional<QSslConfiguration> tlsConfiguration(const PTlsFiles &files, QString *error)
 {
     QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
     if (!files.authorities.isEmpty()) {

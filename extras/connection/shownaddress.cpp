@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-#include "extras/connection/shownaddress_p.h"
+#include "extras/connection/shownaddress.h"
 
 #include <QtCore/QRegularExpression>
 #include <QtCore/QUrl>
@@ -73,11 +73,23 @@ QString withoutPathToken(const QString &text)
 
 } // namespace
 
+/*!
+    \fn QString pellix::extras::shownAddress(const QString &text)
+
+    Returns the address in \a text as it may be shown, logged or recorded: a password, a token in
+   the path (/t/TOKEN) and the values of a query that carry a secret, such as a token, read "***". A
+   text that is no address is treated the same way as far as it looks like one.
+*/
 QString shownAddress(const QString &text)
 {
     return withoutSecretFields(withoutPathToken(withoutPassword(text)));
 }
 
+/*!
+    \fn QString pellix::extras::withoutSecrets(const QString &message)
+
+    Returns \a message, which may quote addresses, with each of them as shownAddress() shows it.
+*/
 QString withoutSecrets(const QString &message)
 {
     // QDebug shows a QUrl with its blanks and quotes decoded: there only the bracket ends it.

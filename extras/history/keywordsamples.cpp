@@ -363,6 +363,13 @@ PKeywordStatistics PKeywordSamples::statistics(qint64 from, qint64 to) const
 */
 
 /*!
+    \fn quint64 PKeywordSamples::generation() const
+
+    Returns a number that append() leaves as it is, and that is another one after clear() or
+    setCapacity(). While it is the same, samples have only come, and the oldest have made room.
+*/
+
+/*!
     Returns how many bytes are in use.
 */
 std::size_t PKeywordSamples::memory() const

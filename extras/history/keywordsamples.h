@@ -73,6 +73,7 @@ public:
     PKeywordStatistics statistics(qint64 from, qint64 to) const;
 
     quint64 revision() const { return changes; }
+    quint64 generation() const { return changes - appended; }
     std::size_t memory() const;
 
 private:

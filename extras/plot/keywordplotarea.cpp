@@ -34,6 +34,7 @@ constexpr int longestRedraw = 250;
 constexpr double shortestSpan = 1; // seconds
 constexpr double longestSpan = 30 * 24 * 3600;
 constexpr qint64 summaryInterval = 1000; // milliseconds
+constexpr double goneWidth = 8; // pixels of samples that have made room, before they are taken away
 constexpr double nothing = std::numeric_limits<double>::quiet_NaN();
 
 bool isSame(double a, double b)
@@ -94,6 +95,9 @@ public:
     void lookAt(const QSizeF &size);
     void layOut(const QFontMetricsF &metrics);
     void trace();
+    void beginLines();
+    void beginLine(std::size_t i);
+    bool showsWhatIsGone(const PKeywordSamples &samples, const PlotLine &line) const;
     void tell(double cursor);
     bool sumUp();
 
@@ -113,7 +117,7 @@ public:
     double fillOpacity = 0.15;
     double cursor = nothing;
 
-    // What the lines were made of: while it is the same, they are only moved.
+    // What the lines were made of: while it is the same, they are only moved, and go on.
     struct Traced
     {
         double lowest = 0;
@@ -122,7 +126,7 @@ public:
         QSizeF size;
         double lineWidth = 0;
         double fillOpacity = 0;
-        std::vector<std::pair<const PKeywordHistory *, quint64>> histories;
+        std::vector<const PKeywordHistory *> histories;
         std::vector<QColor> colors;
         std::vector<bool> stepped;
 
@@ -136,8 +140,11 @@ public:
     };
 
     PlotView view;
-    PlotView tracedView; // which may be wider
+    PlotView scale; // of the lines
+    PlotView tracedView; // what they show, which may be more than is seen
     Traced traced;
+    std::vector<PlotTracer> tracers; // of the lines of the picture
+    int serial = 0; // of the last line that was begun
     PlotPicture picture;
     PlotSeries series;
     PlotTicks valueTicks;
@@ -199,29 +206,59 @@ void PKeywordPlotArea::Private::trace()
         PKeywordHistory *history = histories.at(row);
         if (hidden.contains(history))
             continue;
-        wanted.histories.emplace_back(history, history->samples().revision());
+        wanted.histories.push_back(history);
         wanted.colors.push_back(color(row));
         wanted.stepped.push_back(stepped || isBool(history));
     }
-    const bool within = tracedView.from <= view.from && view.to <= tracedView.to;
+    const bool within = tracedView.from <= view.from && view.from <= tracedView.from + 3 * length()
+        && (isFollowing || view.to <= tracedView.to);
     if (!within || !(wanted == traced)) {
         traced = wanted;
-        tracedView = view;
-        if (!isFollowing) { // and is panned, perhaps
-            const double margin = std::max(0.0, std::min(length(), view.now - view.to));
-            tracedView.from -= length();
-            tracedView.to += margin;
-            tracedView.size.rwidth() *= (tracedView.to - tracedView.from) / length();
-        }
-        picture.lines.clear();
-        for (std::size_t i = 0; i < traced.histories.size(); ++i) {
-            picture.lines.push_back(
-                traceLine(traced.histories[i].first->samples(), tracedView, traced.stepped[i]));
-            picture.lines.back().color = traced.colors[i];
-        }
-        ++picture.serial;
+        beginLines();
+    }
+    tracedView.to = std::max(tracedView.to, view.to);
+    for (std::size_t i = 0; i < traced.histories.size(); ++i) {
+        const PKeywordSamples &samples = traced.histories[i]->samples();
+        if (!tracers[i].canExtend(samples) || showsWhatIsGone(samples, picture.lines[i]))
+            beginLine(i);
+        tracers[i].extend(picture.lines[i], samples, tracedView.to, view.now);
     }
     picture.offset = view.x(tracedView.from);
+}
+
+void PKeywordPlotArea::Private::beginLines()
+{
+    tracedView = view;
+    if (!isFollowing) { // and is panned, perhaps
+        const double margin = std::max(0.0, std::min(length(), view.now - view.to));
+        tracedView.from -= length();
+        tracedView.to += margin;
+        tracedView.size.rwidth() *= (tracedView.to - tracedView.from) / length();
+    }
+    scale = tracedView;
+    tracers.assign(traced.histories.size(), PlotTracer(scale, false));
+    picture.lines.assign(traced.histories.size(), {});
+    for (std::size_t i = 0; i < tracers.size(); ++i)
+        beginLine(i);
+}
+
+void PKeywordPlotArea::Private::beginLine(std::size_t i)
+{
+    tracers[i] = PlotTracer(scale, traced.stepped[i]);
+    picture.lines[i] = {};
+    picture.lines[i].color = traced.colors[i];
+    picture.lines[i].serial = ++serial;
+}
+
+// The oldest samples have made room. Their part of a line is not taken away at each of them, since
+// all of the line is made anew then.
+bool PKeywordPlotArea::Private::showsWhatIsGone(const PKeywordSamples &samples,
+                                                const PlotLine &line) const
+{
+    if (line.points.empty() || samples.empty())
+        return !line.points.empty();
+    const double shownFrom = std::max(line.points.front().x(), scale.x(view.from));
+    return scale.x(static_cast<double>(samples.front().time)) > shownFrom + goneWidth;
 }
 
 // What the models and the texts tell. A cursor that is no number is not shown.
@@ -802,9 +839,7 @@ void PKeywordPlotArea::updatePolish()
     d->lookAt(size());
     const double labelWidth = d->labelWidth;
     if (d->view.isEmpty() || !d->source) {
-        const int serial = d->picture.serial;
         d->picture = {};
-        d->picture.serial = serial + 1;
         d->traced = {};
         d->valueTicks.setTicks({});
         d->timeTicks.setTicks({});

@@ -39,6 +39,8 @@ struct PlotLine
     QColor color;
     std::vector<QPointF> points;
     std::vector<std::size_t> ends; // of each run, into the points
+    std::size_t final = 0; // so many of the points stay as they are while the serial is the same
+    int serial = 0;
 };
 
 /*
@@ -46,8 +48,54 @@ struct PlotLine
     highest are drawn, so that there are two points a column at the most, or four in steps.
 
     The columns are those of the time, not of the picture: a picture that moves along does not
-    flicker.
+    flicker, and a column that is over stays as it is. So a line goes on with what is new.
 */
+class PlotTracer
+{
+public:
+    // The scale, and where the line begins.
+    PlotTracer(const PlotView &view, bool stepped);
+
+    // Whether a line that was traced from these samples can go on.
+    bool canExtend(const PKeywordSamples &samples) const;
+
+    // Traces what lies before the end, and holds the last value up to now.
+    void extend(PlotLine &line, const PKeywordSamples &samples, double end, double now);
+
+private:
+    // What the line was before its last column.
+    struct State
+    {
+        std::size_t points = 0;
+        std::size_t ends = 0;
+        bool known = false;
+        double lastY = 0;
+    };
+
+    void addColumn(PlotLine &line, const PKeywordSamples &samples, std::size_t from,
+                   std::size_t to);
+    void addSample(PlotLine &line, const PKeywordSample &sample);
+    void addExtent(PlotLine &line, double time, const PKeywordExtent &extent);
+    void addPoint(PlotLine &line, double x, double y);
+    void hold(PlotLine &line, double x);
+    void endRun(PlotLine &line);
+
+    PlotView view;
+    double column; // milliseconds
+    bool stepped;
+    bool known = false;
+    double lastY = 0;
+
+    State before;
+    bool begun = false;
+    qint64 resumeAt = 0; // the first sample of the last column
+    quint64 revision = 0;
+    quint64 generation = 0;
+    double heldTo = 0;
+    double tracedTo = 0;
+};
+
+// A line that is traced once.
 PlotLine traceLine(const PKeywordSamples &samples, const PlotView &view, bool stepped);
 
 } // namespace pellix::extras

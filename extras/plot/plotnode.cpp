@@ -15,7 +15,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <memory>
+#include <vector>
 
 namespace pellix::extras {
 
@@ -85,18 +87,6 @@ Amount gridAmount(const PlotPicture &picture)
     return {lines * 4, lines * quadIndices};
 }
 
-Amount linesAmount(const PlotPicture &picture)
-{
-    Amount result;
-    const bool filled = picture.fillOpacity > 0;
-    for (const PlotLine &line : picture.lines) {
-        result.vertices += line.points.size() * (lineVertices + (filled ? fillVertices : 0));
-        const std::size_t segments = line.points.size() - line.ends.size();
-        result.indices += segments * (lineIndices + (filled ? quadIndices : 0));
-    }
-    return result;
-}
-
 void addRectangle(Triangles &triangles, const QRectF &area, const VertexColor &color)
 {
     triangles.addVertex(area.left(), area.top(), color);
@@ -125,21 +115,44 @@ QPointF across(const QPointF *points, std::size_t i, std::size_t count)
     return square < 1 ? after : sum * (2 / square);
 }
 
-void addLine(Triangles &triangles, const QPointF *points, std::size_t count, double width,
-             const QColor &color)
+// Points of a run, from the first to before the last, and the whole run around them.
+struct Stretch
+{
+    const QPointF *points;
+    std::size_t count;
+    std::size_t first;
+    std::size_t last;
+};
+
+// Calls a function for each run of which there is something to draw between two points of a line.
+template <typename Function>
+void forEachRun(const PlotLine &line, std::size_t from, std::size_t to, Function function)
+{
+    std::size_t begin = 0;
+    for (const std::size_t end : line.ends) {
+        const std::size_t first = std::max(begin, from);
+        const std::size_t last = std::min(end, to);
+        if (first + 1 < last)
+            function(
+                Stretch {line.points.data() + begin, end - begin, first - begin, last - begin});
+        begin = end;
+    }
+}
+
+void addLine(Triangles &triangles, const Stretch &stretch, double width, const QColor &color)
 {
     const VertexColor solid(color, 1);
     const VertexColor clear(color, 0);
     const double inner = std::max(0.0, width / 2 - 0.5);
     const double outer = inner + 1;
-    for (std::size_t i = 0; i < count; ++i) {
-        const QPointF normal = across(points, i, count);
-        const QPointF &point = points[i];
+    for (std::size_t i = stretch.first; i < stretch.last; ++i) {
+        const QPointF normal = across(stretch.points, i, stretch.count);
+        const QPointF &point = stretch.points[i];
         triangles.addVertex(point.x() + normal.x() * outer, point.y() + normal.y() * outer, clear);
         triangles.addVertex(point.x() + normal.x() * inner, point.y() + normal.y() * inner, solid);
         triangles.addVertex(point.x() - normal.x() * inner, point.y() - normal.y() * inner, solid);
         triangles.addVertex(point.x() - normal.x() * outer, point.y() - normal.y() * outer, clear);
-        if (i == 0)
+        if (i == stretch.first)
             continue;
         triangles.addQuad(8, 7, 4, 3);
         triangles.addQuad(7, 6, 3, 2);
@@ -147,26 +160,29 @@ void addLine(Triangles &triangles, const QPointF *points, std::size_t count, dou
     }
 }
 
-void addFill(Triangles &triangles, const QPointF *points, std::size_t count, double bottom,
-             const VertexColor &color)
+void addFill(Triangles &triangles, const Stretch &stretch, double bottom, const VertexColor &color)
 {
-    for (std::size_t i = 0; i < count; ++i) {
-        triangles.addVertex(points[i].x(), points[i].y(), color);
-        triangles.addVertex(points[i].x(), bottom, color);
-        if (i > 0)
+    for (std::size_t i = stretch.first; i < stretch.last; ++i) {
+        const QPointF &point = stretch.points[i];
+        triangles.addVertex(point.x(), point.y(), color);
+        triangles.addVertex(point.x(), bottom, color);
+        if (i > stretch.first)
             triangles.addQuad(4, 3, 2, 1);
     }
 }
 
-// Calls a function for each run of a line, with its points and their number.
-template <typename Function> void forEachRun(const PlotLine &line, Function function)
+// Vertex colours, but equal to no other one: the scene graph uploads whatever has equal materials
+// together, so that a line that grows would have all others uploaded, too.
+class OwnMaterial : public QSGVertexColorMaterial
 {
-    std::size_t begin = 0;
-    for (const std::size_t end : line.ends) {
-        function(line.points.data() + begin, end - begin);
-        begin = end;
+public:
+    int compare(const QSGMaterial *other) const override
+    {
+        if (other == this)
+            return 0;
+        return std::less<const QSGMaterial *>()(this, other) ? -1 : 1;
     }
-}
+};
 
 // Triangles of any colours.
 class TrianglesNode : public QSGGeometryNode
@@ -174,6 +190,7 @@ class TrianglesNode : public QSGGeometryNode
 public:
     TrianglesNode()
     {
+        setFlag(QSGNode::OwnedByParent, false);
         geometry.setDrawingMode(QSGGeometry::DrawTriangles);
         setGeometry(&geometry);
         setMaterial(&material);
@@ -185,11 +202,80 @@ public:
         markDirty(QSGNode::DirtyGeometry);
         return Triangles(geometry);
     }
+    void clear()
+    {
+        if (geometry.vertexCount() > 0)
+            begin({});
+    }
 
 private:
     QSGGeometry geometry {QSGGeometry::defaultAttributes_ColoredPoint2D(), 0, 0,
                           QSGGeometry::UnsignedIntType};
-    QSGVertexColorMaterial material;
+    OwnMaterial material;
+};
+
+// A line, or the area below it: what stays as it is, and what is made anew each time.
+struct Strip
+{
+    TrianglesNode body;
+    TrianglesNode tail;
+};
+
+class LineNodes
+{
+public:
+    void appendTo(QSGNode &fills, QSGNode &lines)
+    {
+        fills.appendChildNode(&fill.body);
+        fills.appendChildNode(&fill.tail);
+        lines.appendChildNode(&stroke.body);
+        lines.appendChildNode(&stroke.tail);
+    }
+
+    void draw(const PlotLine &line, const PlotPicture &picture)
+    {
+        // The way across a point depends on the next one, which has to be final as well.
+        const std::size_t final = line.final > 1 ? line.final - 1 : 0;
+        if (line.serial != serial || final > built + longestTail) {
+            serial = line.serial;
+            built = final;
+            drawStretch(line, picture, 0, built, fill.body, stroke.body);
+        }
+        drawStretch(line, picture, built > 0 ? built - 1 : 0, line.points.size(), fill.tail,
+                    stroke.tail);
+    }
+
+private:
+    static constexpr std::size_t longestTail = 256; // points
+
+    static void drawStretch(const PlotLine &line, const PlotPicture &picture, std::size_t from,
+                            std::size_t to, TrianglesNode &fill, TrianglesNode &stroke)
+    {
+        std::size_t points = 0;
+        std::size_t segments = 0;
+        forEachRun(line, from, to, [&](const Stretch &stretch) {
+            points += stretch.last - stretch.first;
+            segments += stretch.last - stretch.first - 1;
+        });
+        Triangles strokes = stroke.begin({points * lineVertices, segments * lineIndices});
+        forEachRun(line, from, to, [&](const Stretch &stretch) {
+            addLine(strokes, stretch, picture.lineWidth, line.color);
+        });
+        if (picture.fillOpacity <= 0) {
+            fill.clear();
+            return;
+        }
+        const VertexColor color(line.color, picture.fillOpacity);
+        Triangles fills = fill.begin({points * fillVertices, segments * quadIndices});
+        forEachRun(line, from, to, [&](const Stretch &stretch) {
+            addFill(fills, stretch, picture.size.height(), color);
+        });
+    }
+
+    Strip fill;
+    Strip stroke;
+    int serial = -1;
+    std::size_t built = 0; // points of the body
 };
 
 // The grid, and the lines before it, which move without being made anew.
@@ -198,15 +284,17 @@ class PictureNode : public QSGNode
 public:
     PictureNode()
     {
-        for (QSGNode *node : {static_cast<QSGNode *>(&grid), static_cast<QSGNode *>(&place),
-                              static_cast<QSGNode *>(&lines)})
+        for (QSGNode *node : {static_cast<QSGNode *>(&place), &fills, &lines})
             node->setFlag(QSGNode::OwnedByParent, false);
         appendChildNode(&grid);
         appendChildNode(&place);
+        place.appendChildNode(&fills);
         place.appendChildNode(&lines);
     }
     ~PictureNode() override
     {
+        fills.removeAllChildNodes();
+        lines.removeAllChildNodes();
         place.removeAllChildNodes();
         removeAllChildNodes();
     }
@@ -214,10 +302,10 @@ public:
     void draw(const PlotPicture &picture)
     {
         drawGrid(picture);
-        if (picture.serial != serial) {
-            serial = picture.serial;
-            drawLines(picture);
-        }
+        if (all.size() != picture.lines.size())
+            makeNodes(picture.lines.size());
+        for (std::size_t i = 0; i < all.size(); ++i)
+            all[i]->draw(picture.lines[i], picture);
         QMatrix4x4 matrix;
         matrix.translate(float(picture.offset), 0);
         if (matrix != place.matrix())
@@ -235,28 +323,22 @@ private:
             addRectangle(triangles, {std::round(x), 0, 1, picture.size.height()}, color);
     }
 
-    void drawLines(const PlotPicture &picture)
+    void makeNodes(std::size_t count)
     {
-        Triangles triangles = lines.begin(linesAmount(picture));
-        for (const PlotLine &line : picture.lines) {
-            if (picture.fillOpacity <= 0)
-                break;
-            const VertexColor fill(line.color, picture.fillOpacity);
-            forEachRun(line, [&](const QPointF *points, std::size_t count) {
-                addFill(triangles, points, count, picture.size.height(), fill);
-            });
-        }
-        for (const PlotLine &line : picture.lines) {
-            forEachRun(line, [&](const QPointF *points, std::size_t count) {
-                addLine(triangles, points, count, picture.lineWidth, line.color);
-            });
+        fills.removeAllChildNodes();
+        lines.removeAllChildNodes();
+        all.clear();
+        for (std::size_t i = 0; i < count; ++i) {
+            all.push_back(std::make_unique<LineNodes>());
+            all.back()->appendTo(fills, lines);
         }
     }
 
     TrianglesNode grid;
     QSGTransformNode place;
-    TrianglesNode lines;
-    int serial = -1;
+    QSGNode fills;
+    QSGNode lines;
+    std::vector<std::unique_ptr<LineNodes>> all;
 };
 
 QSGNode *drawImage(const PlotPicture &picture, QQuickWindow &window, QSGNode *last)
@@ -310,8 +392,8 @@ QImage paintPlot(const PlotPicture &picture, double pixelRatio)
             fill.setAlphaF(float(fill.alphaF() * picture.fillOpacity));
             painter.setBrush(fill);
             painter.setPen(Qt::NoPen);
-            forEachRun(line, [&](const QPointF *points, std::size_t count) {
-                QPolygonF area(QList<QPointF>(points, points + count));
+            forEachRun(line, 0, line.points.size(), [&](const Stretch &run) {
+                QPolygonF area(QList<QPointF>(run.points, run.points + run.count));
                 area << QPointF(area.constLast().x(), picture.size.height())
                      << QPointF(area.constFirst().x(), picture.size.height());
                 painter.drawPolygon(area);
@@ -322,9 +404,8 @@ QImage paintPlot(const PlotPicture &picture, double pixelRatio)
     for (const PlotLine &line : picture.lines) {
         painter.setPen(
             QPen(line.color, picture.lineWidth, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-        forEachRun(line, [&](const QPointF *points, std::size_t count) {
-            painter.drawPolyline(points, int(count));
-        });
+        forEachRun(line, 0, line.points.size(),
+                   [&](const Stretch &run) { painter.drawPolyline(run.points, int(run.count)); });
     }
     return image;
 }

@@ -26,7 +26,6 @@ struct PlotPicture
     std::vector<double> verticals;
     std::vector<PlotLine> lines;
     double offset = 0; // of the lines, to the right
-    int serial = 0; // of the lines: another one where anything but the offset is different
     double lineWidth = 1;
     double fillOpacity = 0;
 };

@@ -209,12 +209,13 @@ public:
    sent.
 
     The value becomes one of the keyword's type, which its first event tells. Texts are read as
-    numbers and as "true" and "false" are, and with the decimal point of the user's language, so
-    what is in a text field can be written as it is: "007" to a keyword of the type int is 7, "7.5"
-    is not sent. A whole number that a double cannot hold exactly is not sent to a keyword of type
-    double. 0 and 1 stand for \c false and \c true, and the other way round. A keyword of type
-   string takes the text of a number or bool; one of type object takes a list, a map, null, or a
-   text that is JSON for one. With typed \c false the server decides.
+    numbers and as "true" and "false" are, and with the digits, signs and decimal point of the
+   user's language, but without groups, so what is in a text field can be written as it is: "007" to
+   a keyword of the type int is 7, "7.5" is not sent. A whole number that a double cannot hold
+   exactly is not sent to a keyword of type double. 0 and 1 stand for \c false and \c true, and the
+   other way round. A keyword of type string takes the text of a number or bool; one of type object
+   takes a list, a map, null, or a text that is JSON for one. With typed \c false the server
+   decides.
 
     A write is sent once the server has told the keyword's value, which it does when asked for it:
     ready is \c true then. A write that cannot wait for that, since the object is destroyed or gets

@@ -250,16 +250,49 @@ WrittenValue plainOf(const QVariant &given, int depth)
     }
 }
 
-// A text as programs write numbers, or with the decimal point of the user, but without groups.
+// Marks of the writing direction, which some locales put around signs, say nothing about a number.
+QString withoutMarks(QString text)
+{
+    static const QRegularExpression marks(QStringLiteral("[\\x{061C}\\x{200E}\\x{200F}]"));
+    return text.remove(marks);
+}
+
+QString withPlainDigits(const QString &text)
+{
+    QString plain;
+    for (const char32_t character : text.toUcs4()) {
+        if (QChar::category(character) == QChar::Number_DecimalDigit)
+            plain += QString::number(QChar::digitValue(character));
+        else
+            plain += QChar::fromUcs4(character);
+    }
+    return plain;
+}
+
+// A number as the user's locale writes it, as programs write it. What each part is replaced by is
+// what programs have, so that their own numbers stay what they are.
+QString plainNumberText(const QString &given)
+{
+    const QLocale locale;
+    QString text = withoutMarks(given).trimmed();
+    // First, as it has digits in some locales.
+    text.replace(withoutMarks(locale.exponential()), QLatin1String("e"), Qt::CaseInsensitive);
+    const QString point = locale.decimalPoint();
+    if (text.count(point) == 1 && !text.contains(QLatin1Char('.')))
+        text.replace(point, QLatin1String("."));
+    text.replace(withoutMarks(locale.negativeSign()), QLatin1String("-"));
+    text.replace(withoutMarks(locale.positiveSign()), QLatin1String("+"));
+    text.replace(QChar(u'\u2212'), QLatin1Char('-')); // which typesetting has for it anywhere
+    return withPlainDigits(text);
+}
+
+// A text as programs write numbers, or as the user's locale does, but without groups.
 WrittenValue numberOf(const QString &given)
 {
     static const QRegularExpression whole(QStringLiteral("^[+-]?[0-9]+$"));
     static const QRegularExpression any(
         QStringLiteral("^[+-]?([0-9]+\\.?[0-9]*|\\.[0-9]+)([eE][+-]?[0-9]+)?$"));
-    QString text = given.trimmed();
-    const QString point = QLocale().decimalPoint();
-    if (point != QLatin1String(".") && text.count(point) == 1 && !text.contains(QLatin1Char('.')))
-        text.replace(point, QLatin1String("."));
+    const QString text = plainNumberText(given);
     if (!any.match(text).hasMatch())
         return {};
     if (whole.match(text).hasMatch()) {

@@ -2,10 +2,12 @@
 // SPDX-License-Identifier: MIT
 
 #include "client/inprocesskeywordclient.h"
+#include "extras/connection/pemfiles.h"
 #include "extras/keywordextrasmodule.h"
 #include "module/pellixclientkeywordmodule.h"
 #include "programs/browser/preferences.h"
 #include "programs/browser/session.h"
+#include "programs/common/accessfiles.h"
 #include "programs/common/address.h"
 #include "programs/common/commandline.h"
 #include "programs/quick/hosttheme.h"
@@ -35,6 +37,7 @@ namespace {
 struct Options
 {
     QStringList addresses; // none: the server in this process
+    programs::AccessFiles files;
     QString keyword = QStringLiteral("/");
     QString selected;
     QString filter;
@@ -82,6 +85,18 @@ private:
                "Browse the keyword server at this WebSocket <address>, such as ws://host:port. "
                "Given again: the next choice. Without it: the live values of this machine.",
                "address");
+    const QCommandLineOption ca = option(
+        "ca", "Trust the authorities in this PEM <file>, and no others, for wss:// addresses.",
+        "file");
+    const QCommandLineOption certificate = option(
+        "cert", "Show this certificate <file> (PEM) to the server. It goes with --key.", "file");
+    const QCommandLineOption key =
+        option("key", "The private key <file> (PEM, not encrypted) of the certificate.", "file");
+    const QCommandLineOption token =
+        option("token-file",
+               "Send the token in this <file> to the server. It goes with --url, whose addresses "
+               "have to be wss:// then.",
+               "file");
     const QCommandLineOption keyword =
         option("keyword", "Open this <path>, / if not given.", "path");
     const QCommandLineOption select =
@@ -105,12 +120,13 @@ CommandLine::CommandLine(const Screenshot &screenshot)
 {
     parser.setApplicationDescription(translated(
         "Browses a keyword server: lists keywords, shows their live values, writes them.\n\n"
-        "An address with a password is refused. Addresses are shown without their secrets and are "
-        "not saved.\n\n"
+        "An address may carry user:password@ over wss:// only. Addresses are shown without their "
+        "secrets and are not saved.\n\n"
         "The exit code is 0, 1 when something fails, or 2 when the command line makes no sense."));
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addOptions({url, keyword, select, pin, filter, aggregate, trend, dark, light, settings});
+    parser.addOptions({url, ca, certificate, key, token, keyword, select, pin, filter, aggregate,
+                       trend, dark, light, settings});
     screenshot.addOptions(parser);
 }
 
@@ -127,6 +143,17 @@ std::optional<Options> CommandLine::options(const Session &session) const
     const QString problem = session.problem(options.addresses);
     if (!problem.isEmpty()) {
         programs::complain(problem);
+        return std::nullopt;
+    }
+    const auto given = [this](const QCommandLineOption &option) {
+        return parser.isSet(option) ? std::optional<QString>(parser.value(option)) : std::nullopt;
+    };
+    options.files = {given(ca), given(certificate), given(key), given(token)};
+    QString fileProblem = programs::accessProblem(options.files, options.addresses);
+    if (fileProblem.isEmpty() && options.files.token && options.addresses.isEmpty())
+        fileProblem = translated("--token-file goes with --url");
+    if (!fileProblem.isEmpty()) {
+        programs::complain(fileProblem);
         return std::nullopt;
     }
     if (parser.isSet(keyword))
@@ -155,6 +182,24 @@ std::optional<Options> CommandLine::options(const Session &session) const
     if (parser.isSet(dark) || parser.isSet(light))
         options.dark = parser.isSet(dark);
     return options;
+}
+
+// Gives the session the files, and returns what is wrong with one, or an empty text. Afterwards its
+// addresses can be set, and then the token.
+QString readFiles(Session &session, const programs::AccessFiles &files, QString *token)
+{
+    const pellix::extras::PTlsFiles names {files.authorities.value_or(QString()),
+                                           files.certificate.value_or(QString()),
+                                           files.key.value_or(QString())};
+    QString problem;
+    if (!pellix::extras::tlsConfiguration(names, &problem))
+        return problem;
+    session.setCaFile(names.authorities);
+    session.setCertificateFile(names.certificate);
+    session.setKeyFile(names.key);
+    if (files.token)
+        *token = programs::readToken(*files.token, &problem);
+    return problem;
 }
 
 // A server with the live values of this machine, and the client that is linked to it.
@@ -189,6 +234,12 @@ int main(int argc, char *argv[])
     const std::optional<Options> options = commandLine.options(session);
     if (!options)
         return programs::badUsage;
+    QString token;
+    const QString fileProblem = readFiles(session, options->files, &token);
+    if (!fileProblem.isEmpty()) {
+        programs::complain(fileProblem);
+        return EXIT_FAILURE;
+    }
     if (const int exitCode = screenshot.prepare(commandLine.parser))
         return exitCode;
 
@@ -206,6 +257,7 @@ int main(int argc, char *argv[])
     if (options->dark)
         preferences.setDark(*options->dark);
     session.setAddresses(options->addresses);
+    session.setToken(token);
 
     PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
     pellix::extras::KeywordExtrasModule::registerTypes();

@@ -272,7 +272,9 @@ QString Session::problem(const QStringList &addresses) const
 {
     for (const QString &address : addresses) {
         QString problem = programs::addressProblem(address);
-        if (problem.isEmpty() && address.contains(QLatin1String("=***")))
+        if (problem.isEmpty()
+            && (address.contains(QLatin1String("=***"))
+                || address.contains(QLatin1String(":***@"))))
             problem = tr("its secret is hidden here: type the address with it");
         if (!problem.isEmpty())
             return tr("cannot use '%1': %2").arg(programs::shownAddress(address), problem);

@@ -3,20 +3,38 @@
 
 #include "programs/common/address.h"
 
+#include <QtCore/QCoreApplication>
 #include <QtCore/QUrl>
 
 namespace programs {
 
-QString addressProblem(const QString &text)
+namespace {
+
+// Windows show it, too.
+QString translated(const char *text)
+{
+    return QCoreApplication::translate("programs", text);
+}
+
+} // namespace
+
+QString addressProblem(const QString &text, Passwords passwords)
 {
     const QUrl url(text, QUrl::StrictMode);
     const bool isWebSocket =
         url.scheme() == QLatin1String("ws") || url.scheme() == QLatin1String("wss");
     if (!url.isValid() || !isWebSocket || url.host().isEmpty())
-        return QStringLiteral("not a WebSocket address such as ws://host:port");
+        return translated("not a WebSocket address such as ws://host:port");
+    if (passwords == Passwords::Encrypted) {
+        const bool tells = !url.userName().isEmpty() || !url.password().isEmpty();
+        if (tells && url.scheme() == QLatin1String("ws"))
+            return translated("user and password are not sent over ws://, where anybody on the "
+                              "way can read them; use wss://");
+        return QString();
+    }
     if (!url.password().isEmpty())
-        return QStringLiteral("an address cannot carry a password: it would not be sent to the "
-                              "server. Use a token that the server takes in the address");
+        return translated("an address cannot carry a password: it would not be sent to the "
+                          "server. Use a token that the server takes in the address");
     return QString();
 }
 

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "extras/connection/shownaddress_p.h"
+#include "extras/connection/shownaddress.h"
 
 #include <QtCore/QString>
 
@@ -11,10 +11,17 @@
 // wss://host:port.
 namespace programs {
 
+// Where an address may carry a user and a password: for PKeywordConnection, which sends them over
+// wss:// alone; nowhere for PWebSocketKeywordClient, since Qt's WebSockets send none before Qt 6.5,
+// and the server would be asked without them.
+enum class Passwords {
+    Encrypted,
+    Nowhere
+};
+
 // Why the text is no address that a program can use, as the end of a message that names the
-// address before it; empty if it is one. An address with a password is none: Qt's WebSockets send
-// no credentials from an address before Qt 6.5, and the server would be asked without them.
-QString addressProblem(const QString &text);
+// address before it; empty if it is one.
+QString addressProblem(const QString &text, Passwords passwords = Passwords::Encrypted);
 
 using pellix::extras::shownAddress;
 using pellix::extras::withoutSecrets;

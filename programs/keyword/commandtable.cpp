@@ -61,10 +61,12 @@ CommandEntry fileCommand(const char *name, const char *arguments, const char *su
 const QList<OptionEntry> &optionTable()
 {
     static const QList<OptionEntry> table = {
-        list("url u", "address",
-             "The server, ws://host:port or wss://host:port. Given several times, the next one is "
-             "tried when one cannot be reached. Otherwise KEYWORD_URL says it, with blanks between "
-             "several. It cannot carry a password; a token in it is not shown."),
+        list(
+            "url u", "address",
+            "The server, ws://host:port or wss://host:port. Given several times, the next one is "
+            "tried when one cannot be reached. Otherwise KEYWORD_URL says it, with blanks between "
+            "several. user:password@ before the host goes with wss:// only; neither a password nor "
+            "a token in it is shown."),
         file("ca", "Trust the authorities in this PEM file, and no others, for wss:// addresses."),
         file("cert", "Show this certificate (PEM) to the server. It goes with --key."),
         file("key", "The private key (PEM, not encrypted) of the certificate."),

@@ -3,10 +3,9 @@
 
 #include "programs/keyword/connection.h"
 
-#include "extras/connection/pemfiles_p.h"
+#include "extras/connection/pemfiles.h"
+#include "programs/common/accessfiles.h"
 #include "programs/keyword/output.h"
-
-#include <QtCore/QFile>
 
 #include <algorithm>
 
@@ -17,24 +16,6 @@ namespace {
 constexpr int longestAttempt = 10000; // milliseconds, unless the user waits longer
 constexpr int longestAttemptOfSeveral = 3000;
 constexpr int longestPause = 5000;
-constexpr qint64 largestToken = 64 * 1024; // what is larger is another file
-
-// The token in a file, which may end with a line break as editors write it.
-QString readToken(const QString &fileName, QString *problem)
-{
-    QFile file(fileName);
-    if (!file.open(QIODevice::ReadOnly)) {
-        *problem = fileName + QLatin1String(": ") + file.errorString();
-        return QString();
-    }
-    const QByteArray content = file.read(largestToken + 1);
-    const QString token = QString::fromUtf8(content.trimmed());
-    if (token.isEmpty() || content.size() > largestToken) {
-        *problem = fileName + QLatin1String(": holds no token");
-        return QString();
-    }
-    return token;
-}
 
 } // namespace
 
@@ -78,7 +59,7 @@ QString Connection::readFiles()
             {settings.caFile, settings.certificateFile, settings.keyFile}, &problem))
         return problem;
     if (!settings.tokenFile.isEmpty())
-        webSocket.setToken(readToken(settings.tokenFile, &problem));
+        webSocket.setToken(programs::readToken(settings.tokenFile, &problem));
     return problem;
 }
 

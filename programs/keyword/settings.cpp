@@ -3,6 +3,7 @@
 
 #include "programs/keyword/settings.h"
 
+#include "programs/common/accessfiles.h"
 #include "programs/common/address.h"
 #include "programs/keyword/commandtable.h"
 #include "server/websocketkeywordserver.h"
@@ -180,29 +181,16 @@ private:
 
     void readFiles()
     {
-        const std::pair<const char *, QString *> files[] = {
-            {"ca", &settings->caFile},
-            {"cert", &settings->certificateFile},
-            {"key", &settings->keyFile},
-            {"token-file", &settings->tokenFile},
+        settings->caFile = value("ca");
+        settings->certificateFile = value("cert");
+        settings->keyFile = value("key");
+        settings->tokenFile = value("token-file");
+        const auto given = [this](const char *name) {
+            return isSet(name) ? std::optional<QString>(value(name)) : std::nullopt;
         };
-        for (const auto &[name, fileName] : files) {
-            *fileName = value(name);
-            if (!isSet(name) || !problem.isEmpty() || settings->urls.isEmpty())
-                continue;
-            const auto isPlain = [](const QString &url) {
-                return QUrl(url).scheme() != QLatin1String("wss");
-            };
-            const auto plain =
-                std::find_if(settings->urls.cbegin(), settings->urls.cend(), isPlain);
-            if (fileName->isEmpty())
-                problem = QStringLiteral("--%1: a file is expected").arg(QLatin1String(name));
-            else if (plain != settings->urls.cend())
-                problem = QStringLiteral("--%1 goes with wss:// addresses, and %2 is none")
-                              .arg(QLatin1String(name), programs::shownAddress(*plain));
-        }
-        if (problem.isEmpty() && isSet("cert") != isSet("key"))
-            problem = QStringLiteral("--cert and --key go together");
+        if (problem.isEmpty() && !settings->urls.isEmpty())
+            problem = programs::accessProblem(
+                {given("ca"), given("cert"), given("key"), given("token-file")}, settings->urls);
     }
 
     void readOutput()

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-#include "extras/connection/pemfiles_p.h"
+#include "extras/connection/pemfiles.h"
 #include "programs/common/interrupt.h"
 #include "server/keywordserver.h"
 #include "simulator/faultkeywords.h"

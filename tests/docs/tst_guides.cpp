@@ -20,6 +20,7 @@
 #include <QtCore/QRegularExpression>
 #include <QtCore/QScopeGuard>
 #include <QtCore/QTemporaryDir>
+#include <QtGui/QAccessible>
 #include <QtGui/QColor>
 #include <QtQml/QQmlApplicationEngine>
 #include <QtQml/QQmlComponent>
@@ -732,6 +733,22 @@ void tst_Guides::browseTree_expands()
     QTRY_COMPARE(item->property("rows").toInt(), 1);
     QVERIFY(QMetaObject::invokeMethod(item.get(), "expand", Q_ARG(int, 0)));
     QTRY_VERIFY(item->property("rows").toInt() > 1);
+
+    // By keys: to the first row, which is closed by Space.
+    window.requestActivate();
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    item->forceActiveFocus();
+    QTest::keyClick(&window, Qt::Key_Down);
+    QTest::keyClick(&window, Qt::Key_Up);
+    QTRY_COMPARE(item->property("currentRow").toInt(), 0);
+    QTest::keyClick(&window, Qt::Key_Space);
+    QTRY_COMPARE(item->property("rows").toInt(), 1);
+    QTest::keyClick(&window, Qt::Key_Space);
+    QTRY_VERIFY(item->property("rows").toInt() > 1);
+    QAccessibleInterface *const reader = QAccessible::queryAccessibleInterface(item.get());
+    QVERIFY(reader);
+    QCOMPARE(reader->role(), QAccessible::Tree);
+    QCOMPARE(reader->text(QAccessible::Name), q("Keywords"));
 }
 
 void tst_Guides::alarms_comeAndAreAcknowledged()
@@ -754,8 +771,20 @@ void tst_Guides::alarms_comeAndAreAcknowledged()
                                           Q_RETURN_ARG(QQuickItem *, row), Q_ARG(int, 0))
                 && row);
     QVERIFY(row->property("text").toString().endsWith(q("  Tank 1 is full")));
-    QVERIFY(QMetaObject::invokeMethod(alarms, "acknowledge", Q_ARG(int, 0), Q_ARG(QString, {})));
+    QAccessibleInterface *const reader = QAccessible::queryAccessibleInterface(row);
+    QVERIFY(reader);
+    QVERIFY(reader->text(QAccessible::Name).endsWith(q("Tank 1 is full")));
+    QCOMPARE(reader->text(QAccessible::Description), q("active, not acknowledged"));
+    auto *const list = qobject_cast<QQuickItem *>(part("list"));
+    QVERIFY(list);
+    QCOMPARE(QAccessible::queryAccessibleInterface(list)->role(), QAccessible::List);
+    window.requestActivate();
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    list->forceActiveFocus();
+    QCOMPARE(list->property("currentIndex").toInt(), 0);
+    QTest::keyClick(&window, Qt::Key_Space);
     QCOMPARE(alarms->property("unacknowledgedCount").toInt(), 1);
+    QCOMPARE(reader->text(QAccessible::Description), q("active"));
 }
 
 void tst_Guides::table_followsThePattern()

@@ -147,6 +147,8 @@ private Q_SLOTS:
     void initTestCase();
     void values_areTheSame_data();
     void values_areTheSame();
+    void alarms_areTheSame_data();
+    void alarms_areTheSame();
     void writes_areTheSame_data();
     void writes_areTheSame();
     void histories_areTheSame_data();
@@ -186,6 +188,22 @@ void tst_CompiledExtras::values_areTheSame()
         compiled.removeAll(compiled.filter(ofFunction).value(0));
     }
     QVERIFY2(interpreted.size() > 20, qPrintable(interpreted.join(QLatin1Char('\n'))));
+    QCOMPARE(compiled, interpreted);
+}
+
+void tst_CompiledExtras::alarms_areTheSame_data()
+{
+    values_areTheSame_data();
+}
+
+void tst_CompiledExtras::alarms_areTheSame()
+{
+    QFETCH(QVariant, value);
+    const QStringList interpreted = shownBy(interpretedFile("Alarm.qml"), value);
+    const QStringList compiled = shownBy(compiledFile("Alarm.qml"), value);
+    QVERIFY2(interpreted.size() > 12, qPrintable(interpreted.join(QLatin1Char('\n'))));
+    QVERIFY2(interpreted.contains(q("literal = 3")),
+             qPrintable(interpreted.join(QLatin1Char('\n'))));
     QCOMPARE(compiled, interpreted);
 }
 

@@ -142,6 +142,28 @@ void rasterize(QImage &image, const QSGNode *node, QPointF offset)
         rasterize(image, child, offset);
 }
 
+struct Difference
+{
+    int different = 0;
+    int colored = 0;
+};
+
+// Of the same size. Edges may be as soft as they like.
+Difference differentPixels(const QImage &drawn, const QImage &painted)
+{
+    Difference result;
+    for (int y = 0; y < drawn.height(); ++y) {
+        for (int x = 0; x < drawn.width(); ++x) {
+            const QRgb a = drawn.pixel(x, y);
+            const QRgb b = painted.pixel(x, y);
+            result.colored += qAlpha(b) > 200;
+            result.different += std::abs(qAlpha(a) - qAlpha(b)) > 110
+                || std::abs(qRed(a) - qRed(b)) > 150 || std::abs(qBlue(a) - qBlue(b)) > 110;
+        }
+    }
+    return result;
+}
+
 // A plot made of QML in a window, with two histories.
 class Page
 {
@@ -227,6 +249,9 @@ private Q_SLOTS:
     void line();
     void line_isBoundedByThePixels();
     void line_doesNotFlicker();
+    void line_goesOnAsIfMadeAnew_data();
+    void line_goesOnAsIfMadeAnew();
+    void line_doesNotGoOnFromOtherSamples();
     void valueAxis_data();
     void valueAxis();
     void valueAxis_ofBoolsAndOfNothing();
@@ -234,8 +259,11 @@ private Q_SLOTS:
     void texts_followTheLocale();
     void picture_isTheSameInTriangles_data();
     void picture_isTheSameInTriangles();
+    void picture_thatGrowsIsTheSameInTriangles();
     void plot_isDrawnAtMostThirtyTimesASecond();
     void plot_drawsStepsAtTheirHeight();
+    void plot_thatFollowedLooksLikeANewOne_data();
+    void plot_thatFollowedLooksLikeANewOne();
     void legend_hidesALine();
     void cursor_tellsAllValuesOfATime();
     void keyboard();
@@ -378,6 +406,107 @@ void tst_KeywordPlot::line_doesNotFlicker()
     QVERIFY(compared > 100);
 }
 
+void tst_KeywordPlot::line_goesOnAsIfMadeAnew_data()
+{
+    QTest::addColumn<bool>("stepped");
+    QTest::addColumn<int>("longest"); // milliseconds from a sample to the next
+    QTest::addColumn<int>("capacity");
+    QTest::newRow("crowded") << false << 4 << 100000;
+    QTest::newRow("crowded steps") << true << 4 << 100000;
+    QTest::newRow("sparse") << false << 400 << 100000;
+    QTest::newRow("sparse steps") << true << 400 << 100000;
+    QTest::newRow("mixed") << false << 60 << 100000;
+    QTest::newRow("of few samples") << true << 60 << 40;
+}
+
+void tst_KeywordPlot::line_goesOnAsIfMadeAnew()
+{
+    QFETCH(bool, stepped);
+    QFETCH(int, longest);
+    QFETCH(int, capacity);
+    std::mt19937 random(7);
+    PKeywordSamples samples;
+    samples.setCapacity(std::size_t(capacity));
+    const PlotView view = plainView(1000, 2000);
+    PlotTracer tracer(view, stepped);
+    PlotLine line;
+    std::vector<QPointF> kept;
+    qint64 time = 1000;
+    double end = 0;
+    int begun = 0;
+    std::size_t mostFinal = 0;
+    for (int step = 0; step < 1000; ++step) {
+        for (unsigned count = random() % 4; count > 0; --count) {
+            time += random() % unsigned(longest);
+            samples.append({time, random() % 20 == 0 ? nothing : double(random() % 100)});
+        }
+        if (random() % 3 == 0)
+            time += random() % 5;
+        end = std::max(end, double(time) - (random() % 4 == 0 ? 30 : 0)); // a sample is beyond
+        if (!tracer.canExtend(samples) || samples.empty() || capacity < 100) {
+            // What has made room is not taken away; that is left to the plot.
+            tracer = PlotTracer(view, stepped);
+            line = {};
+            kept.clear();
+            ++begun;
+        }
+        tracer.extend(line, samples, end, double(time));
+
+        PlotLine anew;
+        PlotTracer(view, stepped).extend(anew, samples, end, double(time));
+        if (line.points != anew.points || line.ends != anew.ends)
+            QCOMPARE(shown(line), shown(anew));
+        QVERIFY(line.final <= line.points.size());
+        QVERIFY(line.final >= kept.size());
+        QVERIFY(std::equal(kept.cbegin(), kept.cend(), line.points.cbegin()));
+        kept.assign(line.points.cbegin(), line.points.cbegin() + qsizetype(line.final));
+        mostFinal = std::max(mostFinal, line.final);
+    }
+    if (capacity > 100) {
+        QVERIFY(begun <= 1); // before the first sample
+        QVERIFY2(line.points.size() < line.final + 16, qPrintable(QString::number(line.final)));
+        QVERIFY(mostFinal > 300);
+    }
+}
+
+void tst_KeywordPlot::line_doesNotGoOnFromOtherSamples()
+{
+    PKeywordSamples samples;
+    samples.setCapacity(5);
+    const PlotView view = plainView(0, 1000);
+    PlotTracer tracer(view, false);
+    PlotLine line;
+    QVERIFY(tracer.canExtend(samples));
+    tracer.extend(line, samples, 1000, 1000);
+    QVERIFY(tracer.canExtend(samples)); // nothing was there
+    for (int i = 0; i < 5; ++i)
+        samples.append({i * 100, 50.0 + i});
+    tracer.extend(line, samples, 1000, 500);
+    QVERIFY(tracer.canExtend(samples));
+    const quint64 generation = samples.generation();
+    for (int i = 5; i < 9; ++i)
+        samples.append({i * 100, 50});
+    QCOMPARE(samples.generation(), generation);
+    QVERIFY(tracer.canExtend(samples)); // where it goes on is there still
+    samples.append({900, 50});
+    QVERIFY(!tracer.canExtend(samples));
+
+    tracer = PlotTracer(view, false);
+    line = {};
+    tracer.extend(line, samples, 1000, 1000);
+    QVERIFY(tracer.canExtend(samples));
+    samples.setCapacity(50);
+    QVERIFY(samples.generation() != generation);
+    QVERIFY(!tracer.canExtend(samples));
+    tracer = PlotTracer(view, false);
+    line = {};
+    tracer.extend(line, samples, 1000, 1000);
+    samples.clear();
+    QVERIFY(!tracer.canExtend(samples));
+    samples.append({2000, 1});
+    QVERIFY(!tracer.canExtend(samples));
+}
+
 void tst_KeywordPlot::valueAxis_data()
 {
     QTest::addColumn<double>("lowest");
@@ -500,7 +629,6 @@ void tst_KeywordPlot::picture_isTheSameInTriangles()
     picture.lines.front().color = Qt::red;
     picture.lineWidth = 3;
     picture.fillOpacity = fillOpacity;
-    picture.serial = 1;
 
     std::unique_ptr<QSGNode> node(drawTriangles(picture, nullptr));
     picture.offset = offset;
@@ -509,20 +637,71 @@ void tst_KeywordPlot::picture_isTheSameInTriangles()
     drawn.fill(Qt::transparent);
     rasterize(drawn, node.get(), {});
     const QImage painted = paintPlot(picture, 1);
-    QCOMPARE(painted.size(), drawn.size());
-    int different = 0;
-    int colored = 0;
-    for (int y = 0; y < drawn.height(); ++y) {
-        for (int x = 0; x < drawn.width(); ++x) {
-            const QRgb a = drawn.pixel(x, y);
-            const QRgb b = painted.pixel(x, y);
-            colored += qAlpha(b) > 200;
-            different += std::abs(qAlpha(a) - qAlpha(b)) > 110 || std::abs(qRed(a) - qRed(b)) > 150
-                || std::abs(qBlue(a) - qBlue(b)) > 110;
-        }
-    }
+    const auto [different, colored] = differentPixels(drawn, painted);
     QVERIFY2(colored > 400, qPrintable(QString::number(colored)));
     QVERIFY2(different < colored / 50, qPrintable(QString::number(different)));
+}
+
+// Whatever part of a line was made before, it is one line.
+void tst_KeywordPlot::picture_thatGrowsIsTheSameInTriangles()
+{
+    PKeywordSamples samples;
+    PlotView view = plainView(0, 1000);
+    view.size = QSizeF(1000, 100);
+    PlotPicture picture;
+    picture.size = view.size;
+    picture.gridColor = Qt::transparent;
+    picture.lineWidth = 3;
+    picture.lines.resize(2);
+    picture.lines[0].color = QColor(255, 0, 0, 150); // what is drawn twice shows
+    picture.lines[1].color = Qt::blue;
+    PlotTracer tracers[] = {PlotTracer(view, false), PlotTracer(view, true)};
+    std::unique_ptr<QSGNode> node;
+    const auto image = [&](const QSGNode *drawn) {
+        QImage result(view.size.toSize(), QImage::Format_ARGB32_Premultiplied);
+        result.fill(Qt::transparent);
+        rasterize(result, drawn, {});
+        return result;
+    };
+    const auto draw = [&](int time) {
+        for (std::size_t line = 0; line < 2; ++line)
+            tracers[line].extend(picture.lines[line], samples, time, time);
+        QSGNode *const drawn = drawTriangles(picture, node.get());
+        if (!node)
+            node.reset(drawn);
+        return drawn == node.get();
+    };
+    const auto drawAnew = [&] {
+        PlotPicture copy = picture;
+        for (PlotLine &line : copy.lines)
+            line.final = 0; // all in one
+        const std::unique_ptr<QSGNode> fresh(drawTriangles(copy, nullptr));
+        return image(fresh.get());
+    };
+    for (int i = 0; i <= 200; ++i) {
+        samples.append({i * 5, i % 70 == 50 ? nothing : 50 + 40 * std::sin(i / 6.0)});
+        QVERIFY(draw(i * 5));
+        if (i % 40 == 7)
+            QCOMPARE(image(node.get()), drawAnew());
+        for (PlotLine &line : picture.lines)
+            line.serial += i % 50 == 20; // begins a body, at the next one
+        if (i % 50 == 21) { // whose end looks another way now
+            samples.append({i * 5, 5});
+            samples.append({i * 5, 95});
+            QVERIFY(draw(i * 5));
+            QCOMPARE(image(node.get()), drawAnew());
+        }
+    }
+    // More than a tail has, at once and one by one
+    for (int i = 200; i < 1200; ++i) {
+        samples.append({i * 5, double(i % 90)});
+        if (i % 50 == 0 || i > 1000) {
+            picture.offset = 1000 - i * 5;
+            QVERIFY(draw(i * 5));
+        }
+        if (i % 400 == 0 || i == 1199)
+            QCOMPARE(image(node.get()), drawAnew());
+    }
 }
 
 void tst_KeywordPlot::plot_isDrawnAtMostThirtyTimesASecond()
@@ -599,6 +778,129 @@ void tst_KeywordPlot::plot_drawsStepsAtTheirHeight()
     QTRY_VERIFY(!redRows().isEmpty() && redRows().constFirst() > 60);
     histories.setClient(nullptr); // nothing is known from here on
     QTRY_VERIFY(redRows().isEmpty());
+}
+
+void tst_KeywordPlot::plot_thatFollowedLooksLikeANewOne_data()
+{
+    QTest::addColumn<int>("what");
+    for (const char *name : {"samples", "gap", "another range", "made room", "cleared",
+                             "other capacity", "zoomed", "panned", "hidden", "steps", "color"}) {
+        static int number = 0;
+        QTest::newRow(name) << number++;
+    }
+}
+
+void tst_KeywordPlot::plot_thatFollowedLooksLikeANewOne()
+{
+    QFETCH(int, what);
+    PKeywordHistory histories[2];
+    PKeywordHistories all;
+    const qint64 now = PKeywordHistory::now();
+    for (PKeywordHistory &history : histories) {
+        history.setCapacity(2000);
+        for (int i = 0; i < 1500; ++i)
+            history.append({now - 1000000 + i * 500, 50 + 40 * std::sin(i / 90.0)});
+        all.add(&history);
+    }
+    QQuickWindow window;
+    window.resize(600, 200);
+    window.setColor(Qt::white);
+    const auto make = [&](double y) {
+        auto plot = std::make_unique<PKeywordPlotArea>();
+        plot->setParentItem(window.contentItem());
+        plot->setSize({600, 100});
+        plot->setY(y);
+        plot->setSpan(1000); // a pixel is more than the test takes
+        plot->setColors({QColor(Qt::red), QColor(Qt::blue)});
+        plot->setHistories(&all);
+        return plot;
+    };
+    const auto drawn = [](PKeywordPlotArea *plot) {
+        QSignalSpy frames(plot, &PKeywordPlotArea::frameChanged);
+        plot->polish();
+        return frames.wait();
+    };
+    const std::unique_ptr<PKeywordPlotArea> plot = make(0);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QVERIFY(drawn(plot.get()));
+    const auto append = [&](int count, double value) {
+        for (PKeywordHistory &history : histories) {
+            const qint64 last = history.samples().back().time;
+            for (int i = 0; i < count; ++i)
+                history.append({last + i * 100, value});
+        }
+    };
+    append(500, 30);
+    QVERIFY(drawn(plot.get()));
+    switch (what) {
+    case 1:
+        append(1, nothing);
+        QVERIFY(drawn(plot.get()));
+        append(200, 60);
+        break;
+    case 2:
+        append(3, 400);
+        break;
+    case 3:
+        append(1200, 10);
+        break;
+    case 4:
+        histories[0].clear();
+        histories[0].append({now - 300000, 70});
+        histories[0].append({now - 200000, 60});
+        break;
+    case 5:
+        histories[0].setCapacity(200);
+        histories[0].append({now - 100000, 60});
+        break;
+    case 6:
+        plot->setSpan(300);
+        break;
+    case 7:
+        plot->pan(200);
+        break;
+    case 8:
+        plot->setShown(0, false);
+        break;
+    case 9:
+        plot->setSteps(true);
+        break;
+    case 10:
+        plot->setColors({QColor(Qt::green)});
+        break;
+    default:
+        break;
+    }
+    QVERIFY(drawn(plot.get()));
+    append(40, 20);
+    QVERIFY(drawn(plot.get()));
+
+    const std::unique_ptr<PKeywordPlotArea> other = make(100);
+    other->setSpan(plot->span());
+    if (what == 7)
+        other->pan(200);
+    other->setShown(0, what != 8);
+    other->setSteps(plot->steps());
+    other->setColors(plot->colors());
+    QVERIFY(drawn(other.get()) && drawn(plot.get()));
+    const QImage image = window.grabWindow();
+    const QImage upper = image.copy(0, 0, 600, 100);
+    const QImage lower = image.copy(0, 100, 600, 100);
+    int different = 0;
+    int colored = 0;
+    for (int y = 0; y < 100; ++y) {
+        for (int x = 0; x < 600; ++x) {
+            const QColor a = upper.pixelColor(x, y);
+            const QColor b = lower.pixelColor(x, y);
+            colored += b.saturation() > 100;
+            different += std::abs(a.red() - b.red()) > 130 || std::abs(a.blue() - b.blue()) > 130
+                || std::abs(a.green() - b.green()) > 130;
+        }
+    }
+    QVERIFY2(colored > 100, qPrintable(QString::number(colored)));
+    QVERIFY2(different <= colored / 30,
+             qPrintable(QStringLiteral("%1 of %2").arg(different).arg(colored)));
 }
 
 void tst_KeywordPlot::legend_hidesALine()

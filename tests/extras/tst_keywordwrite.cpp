@@ -17,6 +17,7 @@
 #include <QtCore/QJsonObject>
 #include <QtCore/QLocale>
 #include <QtCore/QRegularExpression>
+#include <QtCore/QScopeGuard>
 #include <QtCore/QUrl>
 #include <QtQml/QQmlContext>
 #include <QtQml/QQmlEngine>
@@ -137,6 +138,8 @@ private Q_SLOTS:
     void types();
     void typed_falseLeavesItToTheServer();
     void texts_haveTheUsersDecimalPoint();
+    void texts_areReadAsTheLocaleWritesThem_data();
+    void texts_areReadAsTheLocaleWritesThem();
     void values_ofCpp_data();
     void values_ofCpp();
     void values_ofJavaScript_data();
@@ -776,6 +779,60 @@ void tst_KeywordWrite::texts_haveTheUsersDecimalPoint()
     write.add(q("-0,5"));
     QLocale::setDefault(before);
     QCOMPARE(peer.writes(), QStringList({q("7.5"), q("8.5"), q("+-0.5")}));
+}
+
+void tst_KeywordWrite::texts_areReadAsTheLocaleWritesThem_data()
+{
+    QTest::addColumn<QString>("locale");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("sent"); // nothing: refused
+    const auto row = [](const char *locale, const QString &text, const char *sent) {
+        QTest::addRow("%s: %s", locale, text.isEmpty() ? "-" : qPrintable(text))
+            << q(locale) << text << q(sent);
+    };
+    // What a table shows is what a user edits.
+    for (const char *name : {"sv", "ar_EG", "fa", "hi", "mr", "de", "ckb", "ff_Adlm", "C"}) {
+        QLocale locale(q(name));
+        locale.setNumberOptions(QLocale::OmitGroupSeparator);
+        const auto shown = [&locale](double number) {
+            return locale.toString(number, 'g', QLocale::FloatingPointShortest);
+        };
+        row(name, locale.toString(-42), "-42");
+        row(name, shown(-1234.5), "-1234.5");
+        row(name, shown(1.5e-300), "1.5e-300");
+        row(name, locale.positiveSign() + shown(2.5), "2.5");
+        row(name, q("-7.25"), "-7.25"); // as programs write it
+    }
+    row("sv", q("\u22123,5e\u22122"), "-0.035");
+    row("C", q("\u22123"), "-3");
+    row("de", q("\u0661\u0662"), "12"); // a keyboard of another language
+    row("ar_EG", q("\u0665\u0665\u066b\u0665"), "55.5");
+    row("ar_EG", q("\u0661\u066c\u0662\u0663\u0664"), ""); // groups
+    row("fa", q("\u06f1\u066b\u06f2\u066b\u06f3"), "");
+    row("sv", q("3\u2212"), "");
+    row("sv", q("\u2212\u22123"), "");
+    row("C", q("\u00b2"), ""); // a digit, but none of a number
+    row("C", q("\u200e"), "");
+    row("sv", q("1\u00d710"), "");
+}
+
+void tst_KeywordWrite::texts_areReadAsTheLocaleWritesThem()
+{
+    QFETCH(const QString, locale);
+    QFETCH(const QString, text);
+    QFETCH(const QString, sent);
+    const QLocale before;
+    const auto back = qScopeGuard([&before] { QLocale::setDefault(before); });
+    QLocale::setDefault(QLocale(locale));
+    Peer peer;
+    PKeywordWrite write;
+    write.setClient(&peer);
+    write.setKeyword(path);
+    peer.tell(5.0);
+    write.set(text);
+    QCOMPARE(peer.writes().join(q(" ")), sent);
+    QCOMPARE(write.state(), sent.isEmpty() ? State::NotSent : State::Pending);
+    QCOMPARE(write.problem().contains(text), sent.isEmpty());
 }
 
 void tst_KeywordWrite::values_ofCpp_data()

@@ -206,9 +206,17 @@ void tst_Control::theme_followsTheSystem()
                      "    property bool isDark: Theme.dark\n"
                      "    property color window: Theme.window\n"
                      "    property color card: Theme.card\n"
+                     "    property color control: Theme.control\n"
+                     "    property color secondary: Theme.textSecondary\n"
+                     "    property color faint: Theme.textFaint\n"
                      "}")));
     const auto color = [this](const char *name) { return object->property(name).value<QColor>(); };
     QCOMPARE(object->property("isDark").toBool(), isDark);
+    // Also what may be overlooked is to be read by those who see little contrast.
+    for (const char *text : {"secondary", "faint"}) {
+        for (const char *behind : {"window", "card", "control"})
+            QVERIFY2(contrast(color(text), color(behind)) >= 4.5, text);
+    }
     QVERIFY(contrast(color("color"), color("window")) > 7);
     QVERIFY(contrast(color("color"), color("card")) > 7);
     const QColor before = color("color");

@@ -2,12 +2,13 @@
 # SPDX-License-Identifier: MIT
 
 # Configures, builds and runs the consumer project against the library, by one WAY:
-#   installed     find_package() on an installed tree that has been moved
+#   installed     find_package() on an installed tree that has been moved; the companions, too
 #   components    which components find_package() finds, and what it says about the others
 #   pkgconfig     pkg-config and the compiler alone, on an installed tree that has been moved
 #   subdirectory  add_subdirectory()
 #   fetchcontent  FetchContent, from a folder
-#   static        find_package() and pkg-config on an installed tree of static libraries; compiled, too
+#   static        find_package() and pkg-config on an installed tree of static libraries; the companions, and
+#                 compiled, too
 #   compiled      a program whose QML is compiled, on an installed tree that has been moved
 #   typed         a program whose QML qmltc turns into classes, on an installed tree that has been moved
 #   runtime       qml, and Python if it has PySide6, on the parts of an installed tree that they need, which
@@ -149,6 +150,17 @@ function(use_typed)
     expect("/setpoint = 1200, and 7 others")
 endfunction()
 
+# use_extras(): the companions
+function(use_extras)
+    run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/package/extras -B ${WORK_DIR}/extras ${common}
+        -D CMAKE_PREFIX_PATH=${prefix})
+    run(${CMAKE_COMMAND} --build ${WORK_DIR}/extras)
+    set(ENV{QT_QUICK_BACKEND} software)
+    run(${WORK_DIR}/extras/extras)
+    expect("taken, the last value is 42, 1 alarm")
+    unset(ENV{QT_QUICK_BACKEND})
+endfunction()
+
 # use_pkgconfig(): Qt Quick is what the consumer itself needs.
 function(use_pkgconfig)
     file(GLOB_RECURSE file "${prefix}/pellixclient-keyword.pc")
@@ -231,6 +243,7 @@ if(WAY STREQUAL "installed")
     install_and_move(${BUILD_DIR})
     check_plugin(ON)
     use_cmake(-D CMAKE_PREFIX_PATH=${prefix})
+    use_extras()
 elseif(WAY STREQUAL "components")
     install_and_move(${BUILD_DIR})
     check_components("targets: PubSub Keyword;" "")
@@ -261,6 +274,7 @@ elseif(WAY STREQUAL "static")
     install_and_move(${WORK_DIR}/library)
     check_plugin(OFF)
     use_cmake(-D CMAKE_PREFIX_PATH=${prefix})
+    use_extras()
     use_pkgconfig()
     use_compiled()
 elseif(WAY STREQUAL "compiled")
@@ -270,7 +284,7 @@ elseif(WAY STREQUAL "typed")
     install_and_move(${BUILD_DIR})
     use_typed()
 elseif(WAY STREQUAL "runtime")
-    install_and_move(${BUILD_DIR} runtime module control)
+    install_and_move(${BUILD_DIR} runtime module extrasmodule control)
     use_runtimes()
 elseif(WAY STREQUAL "guides")
     install_and_move(${BUILD_DIR})

@@ -40,6 +40,7 @@ private Q_SLOTS:
     void initTestCase();
 
     void window_showsAndWritesLiveValues();
+    void screen_hasSetpointsATrendAndAlarms();
     void components_haveTheirDefaults();
     void components_takeTheHostsText();
     void components_takeTheHostsTheme();
@@ -101,6 +102,18 @@ void tst_Runtime::window_showsAndWritesLiveValues()
     // The guide's program in Python reads it, too.
     const bool isPython = runtime().constLast().endsWith(q(".py"));
     QVERIFY2(printed.contains(q("last level: 45.0\n")) == isPython, qPrintable(printed));
+}
+
+void tst_Runtime::screen_hasSetpointsATrendAndAlarms()
+{
+    QVERIFY(server->setValue(q("/plant/tank2/level"), 20));
+    const QString printed = run("WatchScreen.qml");
+    QVERIFY2(printed.contains(q("Tanks|/plant/tank1/setpoint: 30|/plant/tank2/setpoint: 35|"
+                                "/plant/tank1/level: 45; /plant/tank2/level: 20|"
+                                "Tank 2 is too empty\n")),
+             qPrintable(printed));
+    QCOMPARE(server->value(q("/plant/tank1/setpoint")), QVariant(30));
+    QCOMPARE(server->value(q("/plant/tank2/setpoint")), QVariant(35));
 }
 
 void tst_Runtime::components_haveTheirDefaults()

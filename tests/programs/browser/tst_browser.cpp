@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "client/inprocesskeywordclient.h"
-#include "extras/connection/pemfiles_p.h"
+#include "extras/connection/pemfiles.h"
 #include "extras/keywordextrasmodule.h"
 #include "module/pellixclientkeywordmodule.h"
 #include "programs/browser/preferences.h"

@@ -981,10 +981,10 @@ TestCase {
         compare(root.stage.session.addresses.join(" "), url + "/?token=hush");
     }
 
-    function test_server_passwordIsRefused() {
+    function test_server_passwordIsRefusedOverPlainAddresses() {
         connectTo("ws://me:hush@127.0.0.1:1 ws://127.0.0.1:2/?token=hush");
         const problem = find("addressProblem");
-        verify(problem.visible && problem.text.includes("an address cannot carry a password"),
+        verify(problem.visible && problem.text.includes("user and password are not sent over ws://"),
                problem.text);
         compare(find("addressField").text, "ws://me:***@127.0.0.1:1 ws://127.0.0.1:2/?token=***");
         compare(texts(view).filter(text => text.includes("hush")).join(" "), "");

@@ -1,6 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+#include "extras/connection/pemfiles.h"
+#include "server/clientidentification.h"
 #include "server/keywordserver.h"
 #include "server/websocketkeywordserver.h"
 #include "tests/programs/programrun.h"
@@ -21,6 +23,7 @@ private Q_SLOTS:
     void initTestCase();
     void inProcess_printsWhatItShowsAndSavesThePicture();
     void webSocket_opensSelectsFiltersPinsAndAggregates();
+    void tls_filesAndTokenOpenTheServer();
     void pinned_isThereAgainAtTheNextStart();
     void unreachableServer_failsButStillSavesThePicture();
     void badArguments_failWithAMessage();
@@ -94,6 +97,40 @@ void tst_BrowserProgram::webSocket_opensSelectsFiltersPinsAndAggregates()
     QVERIFY(desk.hasPicture({1200, 800}));
 }
 
+void tst_BrowserProgram::tls_filesAndTokenOpenTheServer()
+{
+    const QString certificate = QStringLiteral(TLS_FILES "/server.crt");
+    KeywordServer server;
+    server.declare(
+        {QStringLiteral("/a"), QStringLiteral("int"), QStringLiteral("R"), QString(), 7});
+    WebSocketKeywordServer transport(&server);
+    QString problem;
+    QVERIFY(transport.setTls(
+        pellix::extras::readCertificate(certificate, &problem),
+        pellix::extras::readPrivateKey(QStringLiteral(TLS_FILES "/server.key"), &problem)));
+    ClientIdentification identification;
+    const QByteArray token =
+        identification.tokens.create(QStringLiteral("screen"), QStringLiteral("*"));
+    QVERIFY(transport.setIdentification(identification));
+    QVERIFY(transport.listen(QHostAddress::LocalHost, 0));
+
+    const Desk desk;
+    QFile file(desk.file(QStringLiteral("token")));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(token + '\n') > 0);
+    file.close();
+    const Run run = desk.run(
+        {QStringLiteral("--url"), QStringLiteral("wss://127.0.0.1:%1").arg(transport.port()),
+         QStringLiteral("--ca"), certificate, QStringLiteral("--token-file"), file.fileName(),
+         QStringLiteral("--pin"), QStringLiteral("/a"), QStringLiteral("--settings"),
+         desk.file(QStringLiteral("settings.ini")), QStringLiteral("--screenshot"), desk.picture(),
+         QStringLiteral("--duration"), QStringLiteral("2")});
+
+    QVERIFY(run.finished);
+    QCOMPARE(run.errors, QString());
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.values().value(QStringLiteral("/a")), QStringLiteral("7"));
+}
+
 void tst_BrowserProgram::pinned_isThereAgainAtTheNextStart()
 {
     const Desk desk;
@@ -152,7 +189,22 @@ void tst_BrowserProgram::badArguments_failWithAMessage_data()
     row("settings without a name", {QStringLiteral("--settings"), QString()}, "needs a file name");
     row("url with a password",
         {QStringLiteral("--url"), QStringLiteral("ws://me:hush@127.0.0.1:1")},
-        "cannot use 'ws://me:***@127.0.0.1:1': an address cannot carry a password");
+        "cannot use 'ws://me:***@127.0.0.1:1': user and password are not sent over ws://");
+    const auto options = [](const char *text) {
+        return QString::fromLatin1(text).split(QLatin1Char(' '));
+    };
+    row("authority without TLS", options("--url ws://127.0.0.1:1 --ca a"),
+        "--ca goes with wss:// addresses, and ws://127.0.0.1:1 is none");
+    row("certificate without its key", options("--url wss://127.0.0.1:1 --cert a"),
+        "--cert and --key go together");
+    row("no file name", options("--url wss://127.0.0.1:1 --ca="), "--ca: a file is expected");
+    row("token without a server", options("--token-file a"), "--token-file goes with --url");
+    row("no such authority", options("--url wss://127.0.0.1:1 --ca /none"),
+        "/none: No such file or directory", 1);
+    row("no such token", options("--url wss://127.0.0.1:1 --token-file /none"),
+        "/none: No such file or directory", 1);
+    row("empty token", options("--url wss://127.0.0.1:1 --token-file /dev/null"),
+        "/dev/null: holds no token", 1);
     row("bad url with a token", {QStringLiteral("--url"), QStringLiteral("http://a/?token=hush")},
         "cannot use 'http://a/?token=***': not a WebSocket address");
     row("stray address", {QStringLiteral("me:hush@127.0.0.1:1")},

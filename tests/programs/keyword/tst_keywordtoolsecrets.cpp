@@ -32,8 +32,8 @@ class tst_KeywordToolSecrets : public QObject
 private Q_SLOTS:
     void init() { QTest::failOnWarning(QRegularExpression(q(".*"))); }
 
-    void password_isRefused_data();
-    void password_isRefused();
+    void password_isRefusedOverPlainAddresses_data();
+    void password_isRefusedOverPlainAddresses();
     void password_isNoMatterToCommandsWithoutAServer();
     void secret_isNotQuoted_data();
     void secret_isNotQuoted();
@@ -42,7 +42,7 @@ private Q_SLOTS:
     void token_isNotRecorded();
 };
 
-void tst_KeywordToolSecrets::password_isRefused_data()
+void tst_KeywordToolSecrets::password_isRefusedOverPlainAddresses_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("environment");
@@ -57,13 +57,13 @@ void tst_KeywordToolSecrets::password_isRefused_data()
                                   << QString() << user;
     QTest::newRow("environment") << words("get /a") << q("ws://me:secret@127.0.0.1:9") << user;
     QTest::newRow("second of the environment")
-        << words("ping") << q("ws://host:1 \t wss://:secret@127.0.0.1:9") << q("in KEYWORD_URL");
+        << words("ping") << q("ws://host:1 \t ws://:secret@127.0.0.1:9") << q("in KEYWORD_URL");
     QTest::newRow("with a token, too")
         << words("record f --url ws://me:secret@127.0.0.1:9?token=secret") << QString()
         << q("ws://me:***@127.0.0.1:9?token=***");
 }
 
-void tst_KeywordToolSecrets::password_isRefused()
+void tst_KeywordToolSecrets::password_isRefusedOverPlainAddresses()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QString, environment);
@@ -73,9 +73,8 @@ void tst_KeywordToolSecrets::password_isRefused()
     QVERIFY(tool.finish());
 
     QCOMPARE(tool.errors(),
-             q("keyword: cannot use the address %1: an address cannot carry a password: it would "
-               "not be sent to the "
-               "server. Use a token that the server takes in the address\n"
+             q("keyword: cannot use the address %1: user and password are not sent over ws://, "
+               "where anybody on the way can read them; use wss://\n"
                "keyword: try \"keyword help\"\n")
                  .arg(shown));
     QCOMPARE(tool.output(), QString());

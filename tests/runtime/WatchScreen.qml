@@ -1,0 +1,58 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+pragma ComponentBehavior: Bound
+
+import QtQuick
+import QtQuick.Controls.Fusion
+import "../../docs/snippets/withoutcpp"
+
+/*
+    The screen that a guide shows, for the address that is the last argument of the program. It moves the
+    setpoints as a user does, prints what the parts show once all have their values, acknowledges the first
+    alarm, and ends.
+*/
+Screen {
+    id: root
+
+    property bool moved: false
+
+    function all(item, found) {
+        for (let i = 0; i < item.children.length; ++i) { // no "of" in Qt 6.4
+            found.push(item.children[i]);
+            root.all(item.children[i], found);
+        }
+        return found;
+    }
+
+    address: Qt.application.arguments[Qt.application.arguments.length - 1]
+
+    Timer {
+        interval: 10
+        repeat: true
+        running: true
+        onTriggered: {
+            const items = root.all(root.contentItem.parent, []);
+            const sliders = items.filter(item => item instanceof Slider);
+            const alarms = items.filter(item => item instanceof ItemDelegate);
+            const plot = items.find(item => item.Accessible.role === Accessible.Chart);
+            if (!root.moved && sliders.every(slider => slider.enabled)) {
+                root.moved = true;
+                sliders.forEach((slider, index) => {
+                    slider.value = 30 + 5 * index;
+                    slider.moved();
+                });
+            }
+            const setpoints = items.filter(item => item instanceof Label).map(item => item.text.trim());
+            const texts = setpoints.concat(plot.Accessible.description)
+                .concat(alarms.map(item => item.text.replace(/^[0-9:]+ +/, "")));
+            if (!/setpoint: 30\|.*setpoint: 35\|.*level: [0-9.]+; .*level: [0-9.]+\|/.test(texts.join("|"))
+                || alarms.length < 1)
+                return;
+            running = false;
+            print(root.title + "|" + texts.join("|"));
+            alarms[0].clicked();
+            Qt.quit();
+        }
+    }
+}
