@@ -182,7 +182,8 @@ bool Broker::launch()
     process.setStandardErrorFile(filePath(q("log")));
     process.start(program, {q("-c"), file});
     frozen = false;
-    return waitUntil(&process, [this] { return log().contains(" running\n"); })
+    return process.waitForStarted()
+        && waitUntil(&process, [this] { return log().contains(" running\n"); })
         && process.state() == QProcess::Running;
 }
 
