@@ -17,11 +17,13 @@ auto membersOf(const TopicAvailability::Entry &entry)
 
 auto whatIsRead(const TopicKeyword &keyword)
 {
-    return std::tie(keyword.topic, keyword.member, keyword.path, keyword.type, keyword.label,
-                    keyword.unit, keyword.access, keyword.values, keyword.ignoresOthers,
-                    keyword.unknownPayloads, keyword.emptyText, keyword.scale, keyword.staleAfter,
-                    keyword.availability, keyword.errorTopic, keyword.isFaulty, keyword.targetTopic,
-                    keyword.isConsistentWithTarget, keyword.origin);
+    return std::tie(keyword.topic, keyword.member, keyword.path, keyword.isMemberInPath,
+                    keyword.arrayKey, keyword.arrayValue, keyword.timeMember, keyword.type,
+                    keyword.label, keyword.unit, keyword.access, keyword.values,
+                    keyword.ignoresOthers, keyword.unknownPayloads, keyword.emptyText,
+                    keyword.scale, keyword.staleAfter, keyword.availability, keyword.errorTopic,
+                    keyword.isFaulty, keyword.targetTopic, keyword.isConsistentWithTarget,
+                    keyword.origin);
 }
 
 auto whatIsWritten(const TopicKeyword &keyword)

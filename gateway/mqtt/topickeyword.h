@@ -55,6 +55,10 @@ struct TopicKeyword
     QString topic; // of the state; empty for a command without one
     QString member; // JSON pointer into the payload, such as "/value"; the whole payload if empty
     QString path; // below the mount; from topic and member if empty; may name levels by {NAME}
+    bool isMemberInPath = true; // if the path is empty; else it is that of the topic alone
+    QString arrayKey; // member of each object of an array that names it: they become children
+    QString arrayValue; // member of each object that has the value of that child
+    QString timeMember; // JSON pointer to when the value was taken; on arrival if empty
     QString type; // from the first value if empty
     QString label; // may name levels by {NAME}
     QString unit;
