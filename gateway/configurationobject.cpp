@@ -240,9 +240,12 @@ int ConfigurationObject::problemCount() const
 void ConfigurationObject::finish()
 {
     for (const QString &name : names()) {
-        if (!known.contains(name))
-            problem(name,
-                    QStringLiteral("unknown member \"%1\"%2").arg(name, suggestion(name, known)));
+        if (known.contains(name))
+            continue;
+        QString hint = suggestion(name, known);
+        if (hint.isEmpty() && !known.isEmpty())
+            hint = QStringLiteral("; known here: ") + known.join(QLatin1String(", "));
+        problem(name, QStringLiteral("unknown member \"%1\"%2").arg(name, hint));
     }
 }
 

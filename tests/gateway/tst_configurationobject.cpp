@@ -199,11 +199,14 @@ private Q_SLOTS:
                                    << QStringLiteral("/at/token: unknown member \"token\"; "
                                                      "did you mean tokenFile?");
         QTest::newRow("nothing near") << QByteArray(R"({"zzzzz": 1})")
-                                      << QStringLiteral("/at/zzzzz: unknown member \"zzzzz\"");
+                                      << QStringLiteral("/at/zzzzz: unknown member \"zzzzz\"; "
+                                                        "known here: topics, tokenFile");
         QTest::newRow("escaped") << QByteArray(R"({"a/b~c": 1})")
-                                 << QStringLiteral("/at/a~1b~0c: unknown member \"a/b~c\"");
+                                 << QStringLiteral("/at/a~1b~0c: unknown member \"a/b~c\"; "
+                                                   "known here: topics, tokenFile");
         QTest::newRow("empty") << QByteArray(R"({"": 1})")
-                               << QStringLiteral("/at/: unknown member \"\"");
+                               << QStringLiteral("/at/: unknown member \"\"; known here: topics, "
+                                                 "tokenFile");
     }
 
     void unknownMembers_areNamedWithTheNearest()
