@@ -5,6 +5,9 @@
 
 #include "text/suggestion.h"
 
+#include <QtCore/QDir>
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 #include <QtCore/QJsonArray>
 
 #include <cmath>
@@ -50,8 +53,8 @@ QString below(const QString &pointer, const QString &name)
 } // namespace
 
 ConfigurationObject::ConfigurationObject(const QJsonObject &object, const QString &pointer,
-                                         ConfigurationProblems *problems)
-    : content(object), place(pointer), problems(problems)
+                                         ConfigurationProblems *problems, const QString &folder)
+    : content(object), place(pointer), problems(problems), folder(folder)
 { }
 
 QString ConfigurationObject::pointer() const
@@ -160,6 +163,26 @@ std::optional<QString> ConfigurationObject::word(const QString &name, const QStr
     return {};
 }
 
+std::optional<QString> ConfigurationObject::file(const QString &name)
+{
+    const std::optional<QString> given = text(name);
+    if (!given)
+        return {};
+    QString path = QDir(folder).filePath(*given);
+    const QString credentials = qEnvironmentVariable("CREDENTIALS_DIRECTORY");
+    if (!credentials.isEmpty() && QDir::isRelativePath(*given)
+        && QFileInfo(QDir(credentials).filePath(*given)).isFile())
+        path = QDir(credentials).filePath(*given);
+    QFile file(path);
+    if (QFileInfo(path).isDir())
+        problem(name, QStringLiteral("cannot open %1: it is a folder").arg(path));
+    else if (!file.open(QIODevice::ReadOnly))
+        problem(name, QStringLiteral("cannot open %1: %2").arg(path, file.errorString()));
+    else
+        return path;
+    return {};
+}
+
 QJsonValue ConfigurationObject::value(const QString &name)
 {
     if (!known.contains(name))
@@ -173,7 +196,7 @@ std::optional<ConfigurationObject> ConfigurationObject::object(const QString &na
     if (given.isUndefined())
         return {};
     if (given.isObject())
-        return ConfigurationObject(given.toObject(), pointerTo(name), problems);
+        return ConfigurationObject(given.toObject(), pointerTo(name), problems, folder);
     problem(name, wrongKind("an object", given));
     return {};
 }
@@ -192,7 +215,7 @@ QList<ConfigurationObject> ConfigurationObject::objects(const QString &name)
     for (qsizetype i = 0; i < entries.size(); ++i) {
         const QString entry = below(pointerTo(name), QString::number(i));
         if (entries.at(i).isObject())
-            objects.append(ConfigurationObject(entries.at(i).toObject(), entry, problems));
+            objects.append(ConfigurationObject(entries.at(i).toObject(), entry, problems, folder));
         else
             problems->append({entry, wrongKind("an object", entries.at(i))});
     }
@@ -217,9 +240,12 @@ int ConfigurationObject::problemCount() const
 void ConfigurationObject::finish()
 {
     for (const QString &name : names()) {
-        if (!known.contains(name))
-            problem(name,
-                    QStringLiteral("unknown member \"%1\"%2").arg(name, suggestion(name, known)));
+        if (known.contains(name))
+            continue;
+        QString hint = suggestion(name, known);
+        if (hint.isEmpty() && !known.isEmpty())
+            hint = QStringLiteral("; known here: ") + known.join(QLatin1String(", "));
+        problem(name, QStringLiteral("unknown member \"%1\"%2").arg(name, hint));
     }
 }
 

@@ -3,7 +3,9 @@
 
 #include "gateway/configurationobject.h"
 
+#include <QtCore/QFile>
 #include <QtCore/QJsonDocument>
+#include <QtCore/QTemporaryDir>
 #include <QtTest/QTest>
 
 using namespace pellix::gateway;
@@ -147,6 +149,42 @@ private Q_SLOTS:
         QCOMPARE(object.problemCount(), int(expected.size()));
     }
 
+    void files_areBelowTheFolder()
+    {
+        QTemporaryDir folder, credentials;
+        const auto write = [](const QString &path) {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+        };
+        write(folder.filePath(QStringLiteral("pw")));
+        write(folder.filePath(QStringLiteral("both")));
+        write(credentials.filePath(QStringLiteral("both")));
+        ConfigurationProblems problems;
+        const QString absolute = folder.filePath(QStringLiteral("pw"));
+        ConfigurationObject top({{QStringLiteral("in"),
+                                  QJsonObject {{QStringLiteral("a"), QStringLiteral("pw")},
+                                               {QStringLiteral("b"), absolute},
+                                               {QStringLiteral("c"), QStringLiteral("both")},
+                                               {QStringLiteral("d"), QStringLiteral("missing")},
+                                               {QStringLiteral("e"), QStringLiteral(".")}}}},
+                                QString(), &problems, folder.path());
+        std::optional<ConfigurationObject> object = top.object(QStringLiteral("in"));
+        QCOMPARE(*object->file(QStringLiteral("a")), absolute);
+        QCOMPARE(*object->file(QStringLiteral("b")), absolute);
+        QCOMPARE(*object->file(QStringLiteral("c")), folder.filePath(QStringLiteral("both")));
+        qputenv("CREDENTIALS_DIRECTORY", QFile::encodeName(credentials.path()));
+        QCOMPARE(*object->file(QStringLiteral("c")), credentials.filePath(QStringLiteral("both")));
+        QCOMPARE(*object->file(QStringLiteral("a")), absolute);
+        qunsetenv("CREDENTIALS_DIRECTORY");
+        QVERIFY(!object->file(QStringLiteral("d")));
+        QVERIFY(!object->file(QStringLiteral("e")));
+        QCOMPARE(lines(problems),
+                 (QStringList {QStringLiteral("/in/d: cannot open %1: No such file or directory")
+                                   .arg(folder.filePath(QStringLiteral("missing"))),
+                               QStringLiteral("/in/e: cannot open %1: it is a folder")
+                                   .arg(folder.filePath(QStringLiteral(".")))}));
+    }
+
     void unknownMembers_areNamedWithTheNearest_data()
     {
         QTest::addColumn<QByteArray>("json");
@@ -161,11 +199,14 @@ private Q_SLOTS:
                                    << QStringLiteral("/at/token: unknown member \"token\"; "
                                                      "did you mean tokenFile?");
         QTest::newRow("nothing near") << QByteArray(R"({"zzzzz": 1})")
-                                      << QStringLiteral("/at/zzzzz: unknown member \"zzzzz\"");
+                                      << QStringLiteral("/at/zzzzz: unknown member \"zzzzz\"; "
+                                                        "known here: topics, tokenFile");
         QTest::newRow("escaped") << QByteArray(R"({"a/b~c": 1})")
-                                 << QStringLiteral("/at/a~1b~0c: unknown member \"a/b~c\"");
+                                 << QStringLiteral("/at/a~1b~0c: unknown member \"a/b~c\"; "
+                                                   "known here: topics, tokenFile");
         QTest::newRow("empty") << QByteArray(R"({"": 1})")
-                               << QStringLiteral("/at/: unknown member \"\"");
+                               << QStringLiteral("/at/: unknown member \"\"; known here: topics, "
+                                                 "tokenFile");
     }
 
     void unknownMembers_areNamedWithTheNearest()
