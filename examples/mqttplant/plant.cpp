@@ -110,7 +110,6 @@ void Plant::end()
     for (const Tank &tank : tanks)
         say("factory/" + tank.name + "/status", "offline");
     say("factory/heater/status", "offline");
-    say(stateTopic(), "offline");
 }
 
 bool Plant::isAway() const
@@ -140,14 +139,14 @@ void Plant::advance(std::chrono::milliseconds step)
     boilerFlow = approached(boilerFlow, boilerMode == "off" ? 20 : boilerSetpoint, 0.4);
     say("homie/5/boiler-room/boiler/flow", QByteArray::number(rounded(boilerFlow)));
 
-    if (!isAway())
-        sayJson(QByteArrayLiteral("factory/scale"),
-                {{QStringLiteral("weight"), rounded(812 + 5 * qSin(seconds / 3))}});
     if (isAway() != heaterWasAway)
         say("factory/heater/status", isAway() ? "offline" : "online");
     heaterWasAway = isAway();
-    if (!isAway())
-        say("factory/heater/power", QByteArray::number(rounded(1500 + 200 * qSin(seconds / 7))));
+    if (isAway())
+        return;
+    sayJson(QByteArrayLiteral("factory/scale"),
+            {{QStringLiteral("weight"), rounded(812 + 5 * qSin(seconds / 3))}});
+    say("factory/heater/power", QByteArray::number(rounded(1500 + 200 * qSin(seconds / 7))));
 }
 
 void Plant::sayTank(const Tank &tank)

@@ -26,7 +26,7 @@ public:
     void start(); // says everything, as after each connecting
     void advance(std::chrono::milliseconds step);
     void take(const QByteArray &topic, const QByteArray &payload); // a command
-    void end(); // says that it goes
+    void end(); // says that it goes, but for its state
 
     static std::vector<QByteArray> commands(); // topic filters
     static QByteArray stateTopic(); // where a will says "offline"

@@ -28,6 +28,10 @@ PlantLink::PlantLink(const QByteArray &host, int port, std::chrono::milliseconds
     mosquitto_connect_callback_set(client.get(), [](mosquitto *, void *self, int reason) {
         static_cast<PlantLink *>(self)->connected(reason);
     });
+    mosquitto_publish_callback_set(client.get(), [](mosquitto *, void *self, int message) {
+        auto *const link = static_cast<PlantLink *>(self);
+        link->isAcknowledged = message == link->lastMessage;
+    });
     mosquitto_message_callback_set(
         client.get(), [](mosquitto *, void *self, const mosquitto_message *message) {
             static_cast<PlantLink *>(self)->plant.take(
@@ -78,6 +82,12 @@ void PlantLink::run(const std::atomic<bool> &isEnding)
     if (result != MOSQ_ERR_SUCCESS)
         return;
     plant.end();
+    // As the will would. Once it is acknowledged, the broker has all before it as well; a link that
+    // is closed before that may lose it.
+    const QByteArray state = Plant::stateTopic();
+    mosquitto_publish(client.get(), &lastMessage, state.constData(), 7, "offline", 1, true);
+    const auto deadline = Clock::now() + 1s;
+    while (!isAcknowledged && Clock::now() < deadline
+           && mosquitto_loop(client.get(), 50, 1) == MOSQ_ERR_SUCCESS) { }
     mosquitto_disconnect(client.get());
-    while (mosquitto_loop(client.get(), 100, 1) == MOSQ_ERR_SUCCESS) { }
 }

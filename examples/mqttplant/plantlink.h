@@ -32,5 +32,7 @@ private:
     const QByteArray host;
     const int port;
     Plant plant;
+    int lastMessage = 0;
+    bool isAcknowledged = false;
     std::unique_ptr<mosquitto, Delete> client;
 };
