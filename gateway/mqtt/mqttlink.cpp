@@ -519,10 +519,12 @@ void MqttLink::Private::fail(const QString &why)
         version = 5;
     log(reason);
     setState(State::Connecting);
+    if (state == State::Connecting) // and not closed by who was told
+        drop();
     if (state != State::Connecting)
-        return; // closed by who was told
-    drop();
+        return;
     attemptAgain();
+    Q_EMIT q->failed();
 }
 
 void MqttLink::Private::drop()

@@ -94,6 +94,7 @@ public:
 
 Q_SIGNALS:
     void stateChanged(pellix::gateway::MqttLink::State state);
+    void failed(); // once more; reason() says why
     void filterRefused(const QByteArray &filter, const QString &reason);
     void subscribed(); // each filter so far has been granted or refused
     void answered(int number);

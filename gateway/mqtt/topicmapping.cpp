@@ -1314,15 +1314,31 @@ TopicMapping::Statistics TopicMapping::statistics() const
     return counts;
 }
 
-QStringList TopicMapping::topics() const
+QList<ServedTopic> TopicMapping::served() const
 {
-    QStringList result;
+    QList<ServedTopic> result;
+    const std::function<void(const QString &, const QString &, const Private::Node &)> addMembers
+        = [&](const QString &topic, const QString &pointer, const Private::Node &node) {
+              for (const Private::Node &inner : node.children) {
+                  QString name = inner.name;
+                  name.replace(QLatin1Char('~'), QLatin1String("~0"));
+                  name.replace(QLatin1Char('/'), QLatin1String("~1"));
+                  const QString member = pointer + QLatin1Char('/') + name;
+                  const Private::Keyword *const keyword = inner.keyword.get();
+                  if (keyword && keyword->isReported)
+                      result.append({topic, member, keyword->path, valueTypeWord(keyword->type)});
+                  addMembers(topic, member, inner);
+              }
+          };
     for (const auto &topic : d->ownedTopics) {
-        if (topic->own || !topic->root.children.empty() || !topic->declared.empty()
-            || !topic->arrays.empty())
-            result.append(QString::fromUtf8(topic->name));
+        const QString name = QString::fromUtf8(topic->name);
+        if (topic->own && topic->own->isReported)
+            result.append({name, {}, topic->path, valueTypeWord(topic->own->type)});
+        addMembers(name, {}, topic->root);
     }
-    result.sort();
+    std::sort(result.begin(), result.end(), [](const ServedTopic &left, const ServedTopic &right) {
+        return std::tie(left.topic, left.member) < std::tie(right.topic, right.member);
+    });
     return result;
 }
 

@@ -52,6 +52,15 @@ struct TopicMessage
     qint64 expiry = -1; // in seconds
 };
 
+// A keyword that nobody has declared.
+struct ServedTopic
+{
+    QString topic;
+    QString member; // JSON pointer
+    QString path;
+    QString type;
+};
+
 // Which keywords topics become, and what messages say of them. It has all its state in one thread,
 // and knows nothing of the link.
 class TopicMapping
@@ -93,7 +102,7 @@ public:
     bool hasReports() const;
     QStringList takeMessages(); // for the log, each said once
     Statistics statistics() const;
-    QStringList topics() const; // that are served, sorted
+    QList<ServedTopic> served() const; // as it is, and not declared; sorted
 
 private:
     class Private;
