@@ -82,10 +82,12 @@ QString readTopic(ConfigurationObject &object, const char *name, const QStringLi
         return topic;
     }
     const QString filter = pattern->filter();
-    if (filter.endsWith(QLatin1Char('#')) || (!hasOwnNames && topic.mid(1).contains(QLatin1Char('+')))) {
-        object.problem(q(name),
-                       q("may have \"+\" in front only, which stands for the topic of the value, and "
-                         "levels that it names, such as \"{1}\""));
+    if (filter.endsWith(QLatin1Char('#'))
+        || (!hasOwnNames && topic.mid(1).contains(QLatin1Char('+')))) {
+        object.problem(
+            q(name),
+            q("may have \"+\" in front only, which stands for the topic of the value, and "
+              "levels that it names, such as \"{1}\""));
         return topic;
     }
     for (const QString &used : namesIn(topic)) {
@@ -117,8 +119,8 @@ private:
     QStringList names;
 };
 
-TopicAvailability::Entry readAvailabilityEntry(ConfigurationObject &object, const QStringList &names,
-                                               bool hasOwnNames)
+TopicAvailability::Entry readAvailabilityEntry(ConfigurationObject &object,
+                                               const QStringList &names, bool hasOwnNames)
 {
     TopicAvailability::Entry entry;
     entry.topic = readTopic(object, "topic", names, hasOwnNames);
@@ -149,7 +151,8 @@ TopicAvailability readAvailability(ConfigurationObject &parent, const QStringLis
         object->finish();
         return availability;
     }
-    const QString mode = object->word(q("mode"), {q("all"), q("any"), q("latest")}).value_or(q("all"));
+    const QString mode =
+        object->word(q("mode"), {q("all"), q("any"), q("latest")}).value_or(q("all"));
     availability.mode = mode == q("any") ? TopicAvailability::Mode::Any
         : mode == q("latest")            ? TopicAvailability::Mode::Latest
                                          : TopicAvailability::Mode::All;
@@ -195,13 +198,14 @@ void KeywordReader::readPlace()
     if (!keyword.path.isEmpty()) {
         const QString normal = server::KeywordServer::normalizedPath(keyword.path);
         if (normal != keyword.path || normal.endsWith(q("/Label")))
-            object.problem(q("path"),
-                           q("must be a path such as \"/tank1/level\", not \"%1\"").arg(keyword.path));
+            object.problem(
+                q("path"),
+                q("must be a path such as \"/tank1/level\", not \"%1\"").arg(keyword.path));
     }
     keyword.label = object.text(q("label")).value_or(QString());
     keyword.unit = object.text(q("unit")).value_or(QString());
-    for (const auto &[member, text] : {std::pair {q("path"), keyword.path},
-                                       std::pair {q("label"), keyword.label}}) {
+    for (const auto &[member, text] :
+         {std::pair {q("path"), keyword.path}, std::pair {q("label"), keyword.label}}) {
         for (const QString &name : namesIn(text)) {
             if (!names.contains(name)) {
                 object.problem(member, q("{%1} is no level of the topic").arg(name));
@@ -213,9 +217,9 @@ void KeywordReader::readPlace()
 
 void KeywordReader::readValues()
 {
-    keyword.type = object
-                       .word(q("type"), {q("bool"), q("int"), q("double"), q("string"), q("object")})
-                       .value_or(QString());
+    keyword.type =
+        object.word(q("type"), {q("bool"), q("int"), q("double"), q("string"), q("object")})
+            .value_or(QString());
     if (object.contains(q("key"))) {
         keyword.arrayKey = object.text(q("key")).value_or(QString());
         keyword.arrayValue = object.text(q("value")).value_or(q("value"));
@@ -237,8 +241,9 @@ void KeywordReader::readValues()
         four[std::size_t(i)] = numbers.at(i).toDouble();
     }
     if (!isGood || four[0] == four[1] || four[2] == four[3]) {
-        object.problem(q("scale"),
-                       q("must be [a, b, c, d], where payloads from a to b are values from c to d"));
+        object.problem(
+            q("scale"),
+            q("must be [a, b, c, d], where payloads from a to b are values from c to d"));
         return;
     }
     if (!keyword.type.isEmpty() && keyword.type != q("int") && keyword.type != q("double"))
@@ -246,14 +251,16 @@ void KeywordReader::readValues()
     keyword.scale = four;
 }
 
-void KeywordReader::addMapped(const QJsonValue &payload, const QJsonValue &value, const char *member)
+void KeywordReader::addMapped(const QJsonValue &payload, const QJsonValue &value,
+                              const char *member)
 {
     QVariant variant = value.toVariant();
     const bool isNumber = value.isDouble();
     if (!keyword.type.isEmpty() && !value.isNull()
         && !server::KeywordServer::fits(variant, keyword.type)) {
-        object.problem(q(member), q("%1 is not of the type \"%2\"")
-                                      .arg(QString::fromUtf8(compact(value)), keyword.type));
+        object.problem(
+            q(member),
+            q("%1 is not of the type \"%2\"").arg(QString::fromUtf8(compact(value)), keyword.type));
         return;
     }
     if (isNumber && keyword.type == q("int"))
@@ -305,13 +312,13 @@ void KeywordReader::readLimits()
     const QJsonValue range = object.value(q("range"));
     if (!range.isUndefined()) {
         const QJsonArray limits = range.toArray();
-        const auto isLimit
-            = [](const QJsonValue &limit) { return limit.isDouble() || limit.isNull(); };
+        const auto isLimit = [](const QJsonValue &limit) {
+            return limit.isDouble() || limit.isNull();
+        };
         if (limits.size() != 2 || !isLimit(limits.at(0)) || !isLimit(limits.at(1))
             || (limits.at(0).isDouble() && limits.at(1).isDouble()
                 && limits.at(0).toDouble() > limits.at(1).toDouble())) {
-            object.problem(q("range"),
-                           q("must be [least, greatest], of which one may be null"));
+            object.problem(q("range"), q("must be [least, greatest], of which one may be null"));
         } else {
             if (limits.at(0).isDouble())
                 keyword.minimum = limits.at(0).toDouble();
@@ -331,8 +338,9 @@ void KeywordReader::readLimits()
     for (const QJsonValue &choice : list) {
         if (!keyword.type.isEmpty()
             && !server::KeywordServer::fits(choice.toVariant(), keyword.type)) {
-            object.problem(q("choices"), q("%1 is not of the type \"%2\"")
-                                             .arg(QString::fromUtf8(compact(choice)), keyword.type));
+            object.problem(q("choices"),
+                           q("%1 is not of the type \"%2\"")
+                               .arg(QString::fromUtf8(compact(choice)), keyword.type));
         }
         keyword.choices.append(choice.toVariant());
     }
@@ -379,8 +387,7 @@ class SourceReader
 public:
     explicit SourceReader(ConfigurationObject &source)
         : source(source), settings(std::make_shared<MqttSourceSettings>())
-    {
-    }
+    { }
 
     std::shared_ptr<const SourceSettings> read();
 
@@ -404,8 +411,8 @@ std::shared_ptr<const SourceSettings> SourceReader::read()
     readTests();
     if (source.problemCount() > before)
         return nullptr;
-    for (const char *const member : {"mqtt", "topics", "available", "keywords", "conventions", "meta",
-                                     "labelUnit", "tests"}) {
+    for (const char *const member :
+         {"mqtt", "topics", "available", "keywords", "conventions", "meta", "labelUnit", "tests"}) {
         if (source.contains(q(member)))
             settings->json.insert(q(member), source.object().value(q(member)));
     }
@@ -431,9 +438,9 @@ void SourceReader::readLink()
         link.passwordFile = mqtt->file(q("passwordFile")).value_or(QString());
     if (!link.passwordFile.isEmpty() && link.user.isEmpty())
         mqtt->problem(q("passwordFile"), q("needs a \"user\""));
-    for (const auto &[name, file] : {std::pair {"ca", &link.authorityFile},
-                                     std::pair {"certificate", &link.certificateFile},
-                                     std::pair {"key", &link.keyFile}}) {
+    for (const auto &[name, file] :
+         {std::pair {"ca", &link.authorityFile}, std::pair {"certificate", &link.certificateFile},
+          std::pair {"key", &link.keyFile}}) {
         if (!mqtt->contains(q(name)))
             continue;
         *file = mqtt->file(q(name)).value_or(QString());
@@ -466,15 +473,17 @@ void SourceReader::readUrl(ConfigurationObject &mqtt)
     const QUrl url(*text, QUrl::StrictMode);
     const QString scheme = url.scheme();
     if (!url.password().isEmpty()) {
-        mqtt.problem(member, q("a URL with a password ends up in logs: name a file by \"passwordFile\""));
+        mqtt.problem(member,
+                     q("a URL with a password ends up in logs: name a file by \"passwordFile\""));
         return;
     }
     const bool isKnown = scheme == q("mqtt") || scheme == q("mqtts");
     if (!url.isValid() || !isKnown || url.host().isEmpty()) {
-        mqtt.problem(member,
-                     q("must be an address such as \"mqtt://broker:1883\" or \"mqtts://broker:8883\", "
-                       "not \"%1\"")
-                         .arg(*text));
+        mqtt.problem(
+            member,
+            q("must be an address such as \"mqtt://broker:1883\" or \"mqtts://broker:8883\", "
+              "not \"%1\"")
+                .arg(*text));
         return;
     }
     const bool hasPath = !url.path().isEmpty() && url.path() != q("/");
@@ -490,8 +499,8 @@ void SourceReader::readMapping()
 {
     MappingOptions &mapping = settings->mapping;
     const bool hasOther = source.contains(q("keywords")) || source.contains(q("conventions"));
-    mapping.topics = source.texts(q("topics"))
-                         .value_or(hasOther ? QStringList() : QStringList {q("#")});
+    mapping.topics =
+        source.texts(q("topics")).value_or(hasOther ? QStringList() : QStringList {q("#")});
     for (const QString &filter : std::as_const(mapping.topics)) {
         if (!TopicPattern::fromFilter(filter))
             source.problem(q("topics"), q("\"%1\" is no topic filter").arg(filter));
@@ -523,8 +532,9 @@ void SourceReader::readConventions()
         const QJsonValue entry = list.at(i);
         use.name = entry.isObject() ? entry[q("name")].toString() : entry.toString();
         if (!known.contains(use.name)) {
-            source.problem(member, q("\"%1\" is no convention; there are: %2")
-                                       .arg(use.name, known.join(q(", "))));
+            source.problem(
+                member,
+                q("\"%1\" is no convention; there are: %2").arg(use.name, known.join(q(", "))));
             continue;
         }
         const QJsonObject object = entry.toObject();
@@ -604,8 +614,8 @@ struct Seen
 
 QString describe(const SourceValue &value)
 {
-    const QString text
-        = QString::fromUtf8(compact(QJsonValue::fromVariant(value.value.value_or(QVariant()))));
+    const QString text =
+        QString::fromUtf8(compact(QJsonValue::fromVariant(value.value.value_or(QVariant()))));
     return value.error ? text + q(", with an error") : text;
 }
 
@@ -665,16 +675,16 @@ MappingTests MqttSourceSettings::runTests(const QString &mount) const
             const bool isBelow = base.isEmpty() || base == q("/") || path.startsWith(base + q("/"));
             const QString own = base == q("/") ? path : path.mid(base.size());
             const auto found = seen.values.constFind(own);
-            const SourceValue *const value
-                = isBelow && found != seen.values.constEnd() ? &*found : nullptr;
+            const SourceValue *const value =
+                isBelow && found != seen.values.constEnd() ? &*found : nullptr;
             if (isAsExpected(it.value(), value))
                 continue;
             QString escaped = it.key();
             escaped.replace(QLatin1Char('~'), q("~0")).replace(QLatin1Char('/'), q("~1"));
-            result.failed.append(
-                {test.pointer + q("/expect/") + escaped,
-                 q("is %1, not %2").arg(value ? describe(*value) : q("not there"),
-                                        QString::fromUtf8(compact(it.value())))});
+            result.failed.append({test.pointer + q("/expect/") + escaped,
+                                  q("is %1, not %2")
+                                      .arg(value ? describe(*value) : q("not there"),
+                                           QString::fromUtf8(compact(it.value())))});
         }
     }
     return result;

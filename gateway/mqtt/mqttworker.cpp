@@ -140,8 +140,8 @@ void MqttWorker::start()
 void MqttWorker::stop()
 {
     link->close();
-    expiry->stop();
     setState(Source::State::Stopped);
+    expiry->stop(); // in its thread
 }
 
 void MqttWorker::onStateChanged(MqttLink::State linkState)

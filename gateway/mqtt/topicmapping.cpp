@@ -1085,7 +1085,7 @@ TopicMapping::Private::memberKeyword(Topic *topic, Node *node, const QString &pa
     Keyword *const keyword = node->keyword.get();
     keyword->path = path;
     keyword->topic = topic;
-    keyword->member = path.toUtf8();
+    keyword->member = '/' + node->name.toUtf8();
     keyword->isMember = true;
     keyword->declaration = declaration;
     keyword->type = declaration ? declaration->rules.type() : ValueType::None;
@@ -1317,19 +1317,19 @@ TopicMapping::Statistics TopicMapping::statistics() const
 QList<ServedTopic> TopicMapping::served() const
 {
     QList<ServedTopic> result;
-    const std::function<void(const QString &, const QString &, const Private::Node &)> addMembers
-        = [&](const QString &topic, const QString &pointer, const Private::Node &node) {
-              for (const Private::Node &inner : node.children) {
-                  QString name = inner.name;
-                  name.replace(QLatin1Char('~'), QLatin1String("~0"));
-                  name.replace(QLatin1Char('/'), QLatin1String("~1"));
-                  const QString member = pointer + QLatin1Char('/') + name;
-                  const Private::Keyword *const keyword = inner.keyword.get();
-                  if (keyword && keyword->isReported)
-                      result.append({topic, member, keyword->path, valueTypeWord(keyword->type)});
-                  addMembers(topic, member, inner);
-              }
-          };
+    const std::function<void(const QString &, const QString &, const Private::Node &)> addMembers =
+        [&](const QString &topic, const QString &pointer, const Private::Node &node) {
+            for (const Private::Node &inner : node.children) {
+                QString name = inner.name;
+                name.replace(QLatin1Char('~'), QLatin1String("~0"));
+                name.replace(QLatin1Char('/'), QLatin1String("~1"));
+                const QString member = pointer + QLatin1Char('/') + name;
+                const Private::Keyword *const keyword = inner.keyword.get();
+                if (keyword && keyword->isReported)
+                    result.append({topic, member, keyword->path, valueTypeWord(keyword->type)});
+                addMembers(topic, member, inner);
+            }
+        };
     for (const auto &topic : d->ownedTopics) {
         const QString name = QString::fromUtf8(topic->name);
         if (topic->own && topic->own->isReported)
