@@ -12,6 +12,11 @@
 #include <QtWebSockets/QWebSocket>
 
 #include <csignal>
+#include <cstring>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace {
 
@@ -74,6 +79,9 @@ private Q_SLOTS:
     void serves_andEndsWhenToldTo_data();
     void serves_andEndsWhenToldTo();
     void hangUp_readsAnew();
+    void service_isToldHowItIs();
+    void broker_thatIsNotThere_isNoError();
+    void dump_saysWhyThereIsNone();
     void manualPage_hasAllOptions();
 
 private:
@@ -262,6 +270,79 @@ void tst_GatewayProgram::hangUp_readsAnew()
     write(file, R"({"listen": [{"port": 0}]})");
     program.signal(SIGHUP);
     QTRY_VERIFY(texts.constLast().contains(q("\"connected\":false")));
+}
+
+void tst_GatewayProgram::service_isToldHowItIs()
+{
+    const QByteArray name = desk.file(q("notify")).toUtf8();
+    sockaddr_un address {};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, name.constData(), std::size_t(name.size()));
+    const int descriptor = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0);
+    QCOMPARE(::bind(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof(address)), 0);
+    QByteArray told;
+    const auto isTold = [&](const char *line) {
+        return QTest::qWaitFor(
+            [&] {
+                char bytes[1000];
+                const auto size = ::recv(descriptor, bytes, sizeof(bytes), 0);
+                if (size > 0)
+                    told += QByteArray(bytes, qsizetype(size)) + '\n';
+                return told.contains(line);
+            },
+            20000);
+    };
+    const QString file = desk.file(q("gateway.json"));
+    write(file, R"({"listen": [{"port": 0}]})");
+    qputenv("NOTIFY_SOCKET", name);
+    qputenv("WATCHDOG_USEC", "100000");
+    Program program(desk, {q("--config"), file});
+    qunsetenv("NOTIFY_SOCKET");
+    qunsetenv("WATCHDOG_USEC");
+    QVERIFY(isTold("READY=1\n"));
+    QVERIFY(isTold("STATUS=0 of 0 sources ready, 0 clients, 0 keywords\n"));
+    QVERIFY(isTold("WATCHDOG=1\n"));
+    told.clear();
+    write(file, "nonsense");
+    program.signal(SIGHUP);
+    QVERIFY(isTold("RELOADING=1\nMONOTONIC_USEC="));
+    QVERIFY(isTold("\nREADY=1\n")); // with what there was before
+    program.signal(SIGTERM);
+    QVERIFY(isTold("STOPPING=1\n"));
+    QVERIFY(program.hasEnded());
+    QCOMPARE(program.process.exitCode(), 0);
+    ::close(descriptor);
+}
+
+// Its port was free a moment ago.
+void tst_GatewayProgram::broker_thatIsNotThere_isNoError()
+{
+    QTcpServer gone;
+    QVERIFY(gone.listen(QHostAddress::LocalHost));
+    const QString url = q("mqtt://127.0.0.1:%1").arg(gone.serverPort());
+    gone.close();
+    Program program(desk, {q("--mqtt"), url, q("--mount"), q("/plant"), q("--port"), q("0")});
+    QVERIFY2(program.firstLine.startsWith(q("listening on ws://127.0.0.1:")),
+             qPrintable(program.firstLine));
+    QTRY_VERIFY(program.complaints().contains(q("Connection refused")));
+    program.signal(SIGTERM);
+    QVERIFY(program.hasEnded());
+    QCOMPARE(program.process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(program.process.exitCode(), 0);
+}
+
+void tst_GatewayProgram::dump_saysWhyThereIsNone()
+{
+    QTcpServer gone;
+    QVERIFY(gone.listen(QHostAddress::LocalHost));
+    const QString url = q("mqtt://127.0.0.1:%1").arg(gone.serverPort());
+    gone.close();
+    const Run run = desk.run({q("--mqtt"), url, q("--dump")});
+    QVERIFY(run.finished);
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.output, QString());
+    QVERIFY2(run.errors.contains(q("keyword-gateway: mqtt: not connected: ")),
+             qPrintable(run.errors));
 }
 
 void tst_GatewayProgram::manualPage_hasAllOptions()

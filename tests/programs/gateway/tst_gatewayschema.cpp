@@ -38,6 +38,26 @@ void tst_GatewaySchema::members_areTheSame_data()
     row("client", R"({"clients": [{"certificate": "CN=a", "role": "viewer", "00000000": 1},
                                   {"tokenFile": "a", "00000000": 1}]})");
     row("limits", R"({"limits": {"00000000": 1}})");
+    const auto source = [](const QByteArray &members) {
+        return R"({"sources": [{"name": "a", "mount": "/a", )" + members + "}]}";
+    };
+    row("source", source(R"("mqtt": {"url": "mqtt://a"}, "available": {"topic": "a"},
+                             "00000000": 1)"));
+    row("mqtt", source(R"("mqtt": {"url": "mqtts://a", "user": "a", "passwordFile": "x", "ca": "x",
+                                   "certificate": "x", "key": "x", "00000000": 1})"));
+    row("availability",
+        source(R"("mqtt": {"url": "mqtt://a"}, "available": {"topic": "a", "00000000": 1})"));
+    row("availabilities",
+        source(R"("mqtt": {"url": "mqtt://a"}, "available": {"topics": [], "00000000": 1})"));
+    row("keyword", source(R"("mqtt": {"url": "mqtt://a"},
+        "keywords": [{"topic": "a", "available": {"topic": "a"}, "00000000": 1}, {"topic": "b", "key": "a", "00000000": 1}])"));
+    row("write", source(R"("mqtt": {"url": "mqtt://a"}, "keywords": [{"topic": "a", "type": "int",
+        "write": {"topic": "a", "00000000": 1}}])"));
+    row("message", source(R"("mqtt": {"url": "mqtt://a"}, "tests": [{"messages": [{"topic": "a",
+        "payload": 1, "00000000": 1}], "expect": {"/a": 1}}])"));
+    row("test", source(R"("mqtt": {"url": "mqtt://a"}, "tests": [{"topic": "a", "payload": 1,
+        "00000000": 1, "expect": {"/a": 1}}, {"messages": [], "00000000": 1,
+        "expect": {"/a": 1}}])"));
     row("health", R"({"health": {"00000000": 1}})");
 }
 
