@@ -13,6 +13,7 @@ set(package_extrasmodule qml6-module-pellixclient-keyword-extras)
 set(package_control qml6-module-pellixclient-control)
 set(package_dev libpellixclient-keyword-dev)
 set(package_tools pellixclient-keyword-tools)
+set(package_gateway keyword-gateway)
 set(package_doc libpellixclient-keyword-doc)
 
 # What each package has to have in /usr/share/doc.
@@ -58,6 +59,9 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL runtime module extrasmodule control dev tools doc)
+if(TARGET keyword-gateway)
+    list(APPEND CPACK_COMPONENTS_ALL gateway)
+endif()
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
@@ -151,6 +155,18 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
     "qml6-module-qtqml, qml6-module-qtquick, qml6-module-qtquick-controls, qml6-module-qtquick-layouts, qml6-module-qtquick-templates, qml6-module-qtquick-window, qml6-module-qtqml-models, qml6-module-qtqml-workerscript")
+
+set(CPACK_COMPONENT_GATEWAY_DESCRIPTION "serve the topics of MQTT brokers as keywords
+${about}
+.
+This package has the program keyword-gateway, which makes the topics of MQTT
+brokers live, writable keywords, its service for systemd, and the schema of
+its configuration.")
+set(CPACK_COMPONENT_GATEWAY_DEPENDS runtime)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_NAME ${package_gateway})
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_SUGGESTS "mosquitto, ${package_tools}")
 
 set(CPACK_COMPONENT_DOC_DESCRIPTION "live values of a keyword server in Qt Quick - documentation
 ${about}

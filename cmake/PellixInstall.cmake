@@ -25,6 +25,7 @@ set(PELLIX_EXTRAS_MODULE extrasmodule)
 set(PELLIX_CONTROL control)
 set(PELLIX_DEVELOPMENT dev)
 set(PELLIX_TOOLS tools)
+set(PELLIX_GATEWAY gateway)
 set(PELLIX_DOCUMENTATION doc)
 
 # The library with its headers, its exported target and its pkg-config file. The libraries find each
@@ -93,14 +94,16 @@ Cflags: -I${includedir}@cflags@
     )
 endfunction()
 
-# pellix_install_program(<target> <manual page>): into the tools, finding the libraries of the same
-# installation. A test checks that the page has all options.
+# pellix_install_program(<target> <manual page> [component]): into the tools, or that component, finding the
+# libraries of the same installation. A test checks that the page has all options.
 function(pellix_install_program target page)
+    set(component ${ARGN} ${PELLIX_TOOLS})
+    list(GET component 0 component)
     file(RELATIVE_PATH libraries
         "/prefix/${CMAKE_INSTALL_BINDIR}" "/prefix/${CMAKE_INSTALL_LIBDIR}")
     set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries}")
     install(TARGETS ${target}
-        RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT ${PELLIX_TOOLS})
+        RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT ${component})
 
     cmake_path(ABSOLUTE_PATH page OUTPUT_VARIABLE source)
     set_property(TARGET ${target} PROPERTY PELLIX_MANUAL_PAGE "${source}")
@@ -112,7 +115,7 @@ function(pellix_install_program target page)
         set(source "${page}.gz")
     endif()
     install(FILES "${source}"
-        DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT ${PELLIX_TOOLS})
+        DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT ${component})
 endfunction()
 
 # pellix_install_plugin(<target> <folder of its module> <component>): beside the qmldir, finding the libraries

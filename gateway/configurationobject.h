@@ -27,8 +27,9 @@ using ConfigurationProblems = QList<ConfigurationProblem>;
 class ConfigurationObject
 {
 public:
+    // Relative file names are below the folder.
     ConfigurationObject(const QJsonObject &object, const QString &pointer,
-                        ConfigurationProblems *problems);
+                        ConfigurationProblems *problems, const QString &folder = {});
 
     QString pointer() const;
     QString pointerTo(const QString &name) const;
@@ -42,6 +43,10 @@ public:
     std::optional<int> integer(const QString &name, int least, int most);
     std::optional<QStringList> texts(const QString &name); // a text alone is a list of one
     std::optional<QString> word(const QString &name, const QStringList &words); // one of them
+    // The name of a file that can be read. A relative one is one of the credentials that systemd
+    // hands to a service, if there is such a one, and otherwise below the folder of the
+    // configuration.
+    std::optional<QString> file(const QString &name);
     QJsonValue value(const QString &name); // of any kind
     std::optional<ConfigurationObject> object(const QString &name);
     QList<ConfigurationObject> objects(const QString &name); // of a list
@@ -55,6 +60,7 @@ private:
     QJsonObject content;
     QString place;
     ConfigurationProblems *problems;
+    QString folder;
     QStringList known;
 };
 

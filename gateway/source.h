@@ -29,6 +29,8 @@ struct SourceKeyword
     QString label;
     QVariant minimum; // for writes; outside of them, a value that was read is not consistent
     QVariant maximum;
+    double step = 0; // what is written is rounded to steps from minimum, maximum, or the value
+    double tolerance = 0; // by which a readback may differ from what was written
     QVariantList choices; // the only values that may be written; any if empty
     std::chrono::milliseconds staleAfter {0}; // 0: a value never gets too old
     std::chrono::milliseconds confirmWithin {5000};
@@ -40,14 +42,15 @@ struct SourceKeyword
 struct SourceValue
 {
     QString path;
-    std::optional<QVariant> value;
+    std::optional<QVariant> value; // an invalid one is the value null
     bool online = true;
     bool consistent = true;
     bool error = false;
     qint64 time = 0; // of the value, in milliseconds since 1970 UTC; 0: now
 };
 
-// What a source reports at once: first what is gone, then what is there anew, then values.
+// What a source reports at once: first what is gone, then what is there anew, or as it is now, then
+// values. Of two declarations of one path the first one counts.
 struct SourceReport
 {
     QList<QString> removed;

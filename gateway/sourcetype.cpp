@@ -7,6 +7,16 @@ namespace pellix::gateway {
 
 SourceSettings::~SourceSettings() = default;
 
+MappingTests SourceSettings::runTests(const QString & /*mount*/) const
+{
+    return {};
+}
+
+QJsonObject SourceSettings::toJson(const Source * /*source*/) const
+{
+    return {};
+}
+
 SourceType::~SourceType() = default;
 
 } // namespace pellix::gateway

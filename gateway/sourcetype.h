@@ -3,14 +3,23 @@
 
 #pragma once
 
+#include "gateway/configurationobject.h"
+
+#include <QtCore/QJsonObject>
 #include <QtCore/QString>
 
 #include <memory>
 
 namespace pellix::gateway {
 
-class ConfigurationObject;
 class Source;
+
+// What came of the tests that a configuration keeps of its mapping.
+struct MappingTests
+{
+    int run = 0;
+    ConfigurationProblems failed;
+};
 
 // What the configuration says of one source, as its own kind reads it.
 class SourceSettings
@@ -23,6 +32,13 @@ public:
     // over.
     virtual bool apply(const SourceSettings &other, Source *source) const = 0;
     virtual bool operator==(const SourceSettings &other) const = 0;
+
+    // Runs the tests that the configuration keeps, without a connection. Keywords are under the
+    // mount.
+    virtual MappingTests runTests(const QString &mount) const;
+    // The members of an entry of "sources" that these settings amount to, with what the source has
+    // seen so far, if one is given. Secrets are no part of it.
+    virtual QJsonObject toJson(const Source *source) const;
 };
 
 // A kind of source, which the member of this name in an entry of "sources" chooses.

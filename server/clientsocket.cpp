@@ -117,6 +117,11 @@ qint64 ClientSocket::countWaiting()
     return waiting;
 }
 
+bool ClientSocket::hasUndecidedWrites() const
+{
+    return session && session->hasUndecidedWrites();
+}
+
 // Whoever has nothing waiting may send: nothing else would tell that there is room again.
 bool ClientSocket::hasRoom()
 {

@@ -45,6 +45,7 @@ public:
 
     QWebSocket *webSocket() const { return socket; }
     void setSession(KeywordSession *session) { this->session = session; }
+    bool hasUndecidedWrites() const;
     // Also after something was sent: it counts from then on.
     bool hasRoom();
     qint64 waitingBytes() const;

@@ -462,6 +462,12 @@ bool KeywordServer::Private::hasRoomFor(const PendingWrite &write) const
 
 void KeywordServer::Private::store(const PendingWrite &write)
 {
+    accepted(write, write.value);
+}
+
+// The value may be another one than the client asked for, or the one that there is.
+void KeywordServer::Private::accepted(const PendingWrite &write, const QVariant &value)
+{
     const QPointer<KeywordServer> server(q);
     audit(write, QStringLiteral("accepted"), QString());
     if (!server)
@@ -469,8 +475,9 @@ void KeywordServer::Private::store(const PendingWrite &write)
     SessionState *const writer = writerOf(write);
     const bool wasRefused = writer && takeRefusal(writer, write.path);
     const Node *const node = tree.find(write.path);
-    const bool isNew = node && node->value != asType(write.value, node->type);
-    q->setValue(write.path, write.value);
+    const bool isNew = node && node->value != value && node->value != asType(value, node->type);
+    if (isNew)
+        q->setValue(write.path, value);
     SessionState *const left = server && wasRefused && !isNew ? writerOf(write) : nullptr;
     if (left) {
         enqueueAnswer(left,
@@ -478,7 +485,7 @@ void KeywordServer::Private::store(const PendingWrite &write)
         send(left);
     }
     if (server)
-        Q_EMIT q->valueWritten(write.path, write.value);
+        Q_EMIT q->valueWritten(write.path, value);
 }
 
 void KeywordServer::Private::forget(quint64 id)
@@ -496,7 +503,7 @@ void KeywordServer::Private::forget(quint64 id)
     writes.erase(found);
 }
 
-void KeywordServer::Private::decide(quint64 id, bool accepted, const QVariant &value,
+void KeywordServer::Private::decide(quint64 id, Decision decision, const QVariant &value,
                                     const QString &reason)
 {
     const auto found = writes.find(id);
@@ -509,7 +516,11 @@ void KeywordServer::Private::decide(quint64 id, bool accepted, const QVariant &v
         refuse(write, QStringLiteral("refused"), QStringLiteral("the keyword has been removed"));
         return;
     }
-    if (accepted && server::fits(value, node->type)) {
+    if (decision == Decision::AcceptedAsReported) {
+        accepted(write, node->value);
+        return;
+    }
+    if (decision == Decision::Accepted && server::fits(value, node->type)) {
         write.value = value;
         store(write);
         return;

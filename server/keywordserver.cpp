@@ -605,6 +605,48 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
 */
 
 /*!
+    \class pellix::server::KeywordServer::State
+    \inmodule PellixClientServer
+    \inheaderfile server/keywordserver.h
+    \ingroup PellixClientServerClasses
+    \brief The State struct holds the four state flags of a keyword.
+*/
+
+/*!
+    \variable pellix::server::KeywordServer::State::connected
+    \brief whether the keyword has a source; \c true by default.
+*/
+
+/*!
+    \variable pellix::server::KeywordServer::State::online
+    \brief whether its value is of now; \c true by default.
+*/
+
+/*!
+    \variable pellix::server::KeywordServer::State::consistent
+    \brief whether its value agrees with what else is known; \c true by default.
+*/
+
+/*!
+    \variable pellix::server::KeywordServer::State::error
+    \brief whether something is wrong with it; \c false by default.
+*/
+
+/*!
+    \class pellix::server::KeywordServer::Batch
+    \inmodule PellixClientServer
+    \inheaderfile server/keywordserver.h
+    \ingroup PellixClientServerClasses
+    \brief The Batch class has changes told together.
+
+    While one exists, keywords can be declared, removed and changed, and nothing of it is sent. With
+    the end of the last one, each client is told of every keyword that it watches and that changed,
+    once and as it is then. No handler of the program runs in between, unless it answers a write.
+
+    The server may be destroyed first.
+*/
+
+/*!
     \typedef pellix::server::KeywordServer::WriteHandler
 
     A function that gets a client's write and accepts or refuses it, at once or later.
@@ -755,6 +797,26 @@ QString KeywordServer::normalizedPath(const QString &keyword)
         path += character;
     }
     return path;
+}
+
+/*!
+    Has \a server tell nothing until this object is destroyed.
+*/
+KeywordServer::Batch::Batch(KeywordServer *server) : server(server)
+{
+    if (server)
+        ++server->d->batch;
+}
+
+/*!
+    Has the server tell what changed, unless another batch goes on.
+*/
+KeywordServer::Batch::~Batch()
+{
+    if (!server)
+        return;
+    --server->d->batch;
+    server->d->sendAll();
 }
 
 /*!
@@ -923,6 +985,34 @@ bool KeywordServer::setState(const QString &path, bool connected, bool online, b
     node->online = online;
     node->consistent = consistent;
     node->error = error;
+    d->changed(node);
+    return true;
+}
+
+/*!
+    Sets the keyword at \a path to \a value and its state flags to \a state, and tells those who
+    watch it once, if one of them differs. A \a value that is invalid, or a null pointer, is the
+    value null, which every type can have.
+
+    Returns \c false, and changes nothing, when there is no such keyword or the value does not fit
+    its type.
+*/
+bool KeywordServer::update(const QString &path, const QVariant &value, const State &state)
+{
+    Node *const node = d->nodeAt(path);
+    const bool isNull = !value.isValid() || value.typeId() == QMetaType::Nullptr;
+    if (!node || !node->declared || (!isNull && !server::fits(value, node->type)))
+        return false;
+    QVariant typed = isNull ? QVariant() : asType(value, node->type);
+    if (node->connected == state.connected && node->online == state.online
+        && node->consistent == state.consistent && node->error == state.error
+        && typed == node->value)
+        return true;
+    node->value = std::move(typed);
+    node->connected = state.connected;
+    node->online = state.online;
+    node->consistent = state.consistent;
+    node->error = state.error;
     d->changed(node);
     return true;
 }

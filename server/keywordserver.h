@@ -12,6 +12,7 @@
 #include "server/writerequest.h"
 
 #include <QtCore/QObject>
+#include <QtCore/QPointer>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QVariant>
@@ -45,6 +46,23 @@ public:
         bool error = false;
         bool assumesWrites = false;
     };
+    struct State
+    {
+        bool connected = true;
+        bool online = true;
+        bool consistent = true;
+        bool error = false;
+    };
+    class PELLIXCLIENT_SERVER_EXPORT Batch
+    {
+    public:
+        explicit Batch(KeywordServer *server);
+        ~Batch();
+        Q_DISABLE_COPY_MOVE(Batch)
+
+    private:
+        const QPointer<KeywordServer> server;
+    };
     using WriteHandler = std::function<void(const WriteRequest &request)>;
     using WriteCheck = std::function<bool(const QVariant &value)>;
 
@@ -65,6 +83,7 @@ public:
     QVariant value(const QString &path) const;
     bool setValue(const QString &path, const QVariant &value);
     bool setState(const QString &path, bool connected, bool online, bool consistent, bool error);
+    bool update(const QString &path, const QVariant &value, const State &state);
     int setConnected(const QString &level, bool connected);
     bool setLabel(const QString &path, const QString &label);
     void setWriteHandler(const QString &path, const WriteHandler &handler);

@@ -45,6 +45,12 @@ struct PendingWrite
     qint64 deadline = 0; // ms on the server's clock
 };
 
+enum class Decision {
+    Refused,
+    Accepted,
+    AcceptedAsReported // the value stays as it is
+};
+
 class KeywordServer::Private
 {
 public:
@@ -106,7 +112,8 @@ public:
     QVariant wholeValue(const Node &node, const QVariant &given, bool isRelative) const;
     void refuse(const PendingWrite &write, const QString &outcome, const QString &reason);
     void store(const PendingWrite &write);
-    void decide(quint64 id, bool accepted, const QVariant &value, const QString &reason);
+    void accepted(const PendingWrite &write, const QVariant &value);
+    void decide(quint64 id, Decision decision, const QVariant &value, const QString &reason);
     void audit(const PendingWrite &write, const QString &outcome, const QString &reason);
     SessionState *writerOf(const PendingWrite &write) const;
     bool hasRoomFor(const PendingWrite &write) const;

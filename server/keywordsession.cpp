@@ -95,6 +95,14 @@ qint64 KeywordSession::waitingBytes() const
 }
 
 /*!
+    Returns whether a write of this session waits for its decision.
+*/
+bool KeywordSession::hasUndecidedWrites() const
+{
+    return d->state.writeBytes > 0;
+}
+
+/*!
     Takes one \a command, as JSON text. What is no valid command is ignored.
 */
 void KeywordSession::receive(const QByteArray &command)

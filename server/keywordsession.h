@@ -27,6 +27,7 @@ public:
     void resume();
     bool isPaused() const;
     qint64 waitingBytes() const;
+    bool hasUndecidedWrites() const;
 
 public Q_SLOTS:
     void receive(const QByteArray &command);

@@ -921,6 +921,34 @@ void WebSocketKeywordServer::closeClients()
 }
 
 /*!
+    \overload
+
+    Closes at most \a most connections with the closing handshake, those first that have been open
+    for longest. Clients with a write that is not decided yet are left out. Returns how many clients
+    are still to be closed.
+
+    This is how a server goes without having all of its clients come back in the same moment.
+    \sa setMaximumClients()
+*/
+int WebSocketKeywordServer::closeClients(int most)
+{
+    const QList<ClientSocket *> clients = d->clients;
+    int left = 0;
+    for (ClientSocket *client : clients) {
+        if (client->webSocket()->state() != QAbstractSocket::ConnectedState)
+            continue;
+        if (most <= 0 || client->hasUndecidedWrites()) {
+            ++left;
+            continue;
+        }
+        --most;
+        client->flush();
+        client->webSocket()->close(QWebSocketProtocol::CloseCodeGoingAway);
+    }
+    return left;
+}
+
+/*!
     Takes a new \a connection: reads its request for a WebSocket and grants or refuses it.
 
     For subclasses that watch or disturb what happens. One that blocks the signals of a connection

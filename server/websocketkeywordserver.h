@@ -78,6 +78,7 @@ public:
     Statistics statistics() const;
 
     void closeClients();
+    int closeClients(int most);
 
 Q_SIGNALS:
     void clientCountChanged();

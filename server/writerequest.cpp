@@ -15,15 +15,16 @@ public:
     Handle(KeywordServer *server, quint64 id, const PendingWrite &write)
         : server(server), id(id), write(write)
     { }
-    ~Handle() { decide(false, {}, QStringLiteral("its handler has not decided it")); }
+    ~Handle() { refuse(QStringLiteral("its handler has not decided it")); }
     Q_DISABLE_COPY_MOVE(Handle)
 
     bool isPending() const { return server && server->d->writes.count(id) > 0; }
-    void decide(bool accepted, const QVariant &value, const QString &reason) const
+    void decide(Decision decision, const QVariant &value = {}, const QString &reason = {}) const
     {
         if (server)
-            server->d->decide(id, accepted, value, reason);
+            server->d->decide(id, decision, value, reason);
     }
+    void refuse(const QString &reason) const { decide(Decision::Refused, {}, reason); }
 
     const QPointer<KeywordServer> server;
     const quint64 id;
@@ -136,7 +137,20 @@ void WriteRequest::accept(const QVariant &value) const
 {
     const std::shared_ptr<Handle> handle = d; // what happens now may destroy this object
     if (handle)
-        handle->decide(true, value, QStringLiteral("the accepted value does not fit"));
+        handle->decide(Decision::Accepted, value,
+                       QStringLiteral("the accepted value does not fit"));
+}
+
+/*!
+    Accepts the write and leaves the value as it is. This is for sources that report each new value
+    by themselves: whatever they make of the write has been set already, or will be.
+    \sa KeywordServer::setValue()
+*/
+void WriteRequest::acceptAsReported() const
+{
+    const std::shared_ptr<Handle> handle = d;
+    if (handle)
+        handle->decide(Decision::AcceptedAsReported);
 }
 
 /*!
@@ -146,7 +160,7 @@ void WriteRequest::refuse(const QString &reason) const
 {
     const std::shared_ptr<Handle> handle = d;
     if (handle)
-        handle->decide(false, {}, reason);
+        handle->refuse(reason);
 }
 
 } // namespace pellix::server

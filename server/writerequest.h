@@ -31,6 +31,7 @@ public:
 
     void accept() const;
     void accept(const QVariant &value) const;
+    void acceptAsReported() const;
     void refuse(const QString &reason = QString()) const;
 
 private:

@@ -6,9 +6,11 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QSocketNotifier>
 
+#include <cerrno>
 #include <csignal>
 
 #ifdef Q_OS_UNIX
+#include <fcntl.h>
 #include <unistd.h>
 #endif
 
@@ -18,12 +20,22 @@ namespace programs {
 namespace {
 
 int signalPipe[2] = {-1, -1};
+int hangUpPipe[2] = {-1, -1};
 
 void onSignal(int number)
 {
     std::signal(number, SIG_DFL);
     const char byte = 0;
     [[maybe_unused]] const auto written = ::write(signalPipe[1], &byte, 1);
+}
+
+void onHangUpSignal(int)
+{
+    const int error = errno;
+    const char byte = 0;
+    // A full pipe has it called anyway.
+    [[maybe_unused]] const auto written = ::write(hangUpPipe[1], &byte, 1);
+    errno = error;
 }
 
 // As nohup has it, which wants the program to outlive the terminal.
@@ -47,11 +59,30 @@ void onInterrupt(std::function<void()> handler)
                      });
     std::signal(SIGINT, onSignal);
     std::signal(SIGTERM, onSignal);
-    if (!isIgnored(SIGHUP))
+    if (!isIgnored(SIGHUP) && hangUpPipe[0] < 0)
         std::signal(SIGHUP, onSignal);
+}
+
+void onHangUp(std::function<void()> handler)
+{
+    if (::pipe(hangUpPipe) != 0)
+        return;
+    ::fcntl(hangUpPipe[1], F_SETFL, O_NONBLOCK);
+    auto *const notifier = new QSocketNotifier(hangUpPipe[0], QSocketNotifier::Read, qApp);
+    QObject::connect(notifier, &QSocketNotifier::activated, qApp, [handler = std::move(handler)] {
+        char bytes[64];
+        // Several at once are one.
+        [[maybe_unused]] const auto read = ::read(hangUpPipe[0], bytes, sizeof(bytes));
+        handler();
+    });
+    struct sigaction action = {};
+    action.sa_handler = onHangUpSignal;
+    action.sa_flags = SA_RESTART;
+    ::sigaction(SIGHUP, &action, nullptr);
 }
 #else
 void onInterrupt(std::function<void()>) { }
+void onHangUp(std::function<void()>) { }
 #endif
 
 } // namespace programs

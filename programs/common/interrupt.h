@@ -12,4 +12,9 @@ namespace programs {
 // one ignored. The same one again ends the program at once.
 void onInterrupt(std::function<void()> handler);
 
+// Has the handler called, from the event loop, each time when the program is told to read its
+// configuration again (SIGHUP). Then onInterrupt(), which has to be called later, leaves that
+// alone.
+void onHangUp(std::function<void()> handler);
+
 } // namespace programs

@@ -5,7 +5,7 @@
 
 #include "programs/keyword/commandtable.h"
 #include "programs/keyword/help.h"
-#include "programs/keyword/suggestion.h"
+#include "text/suggestion.h"
 
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QCoreApplication>

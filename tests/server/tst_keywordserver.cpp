@@ -27,6 +27,9 @@ private Q_SLOTS:
     void create_unknownComesAliveWhenDeclared();
     void create_echoesTheSpelling();
     void changes_areSentOnlyWhenTheyAreChanges();
+    void update_setsValueAndStateAtOnce_data();
+    void update_setsValueAndStateAtOnce();
+    void batch_tellsWhatChangedOnce();
     void destroy_endsTheSubscription();
     void leaving_endsSubscriptionsAndAggregates();
     void severalClients_areServedSideBySide();
@@ -163,6 +166,75 @@ void tst_KeywordServer::changes_areSentOnlyWhenTheyAreChanges()
     QVERIFY(!server->setValue(q("/p/none"), 1));
     QVERIFY(!server->setState(q("/p/none"), true, true, true, true));
     QCOMPARE(peer.taken(), QString());
+}
+
+void tst_KeywordServer::update_setsValueAndStateAtOnce_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<QString>("state");
+    QTest::addColumn<bool>("taken");
+    QTest::addColumn<QString>("told");
+    QTest::newRow("both") << q("/p/count") << QVariant(4) << q("c--e") << true
+                          << q("/p/count=4 c--e");
+    QTest::newRow("value alone") << q("/p/count") << QVariant(4) << q("coc-") << true
+                                 << q("/p/count=4 coc-");
+    QTest::newRow("state alone") << q("/p/count") << QVariant(3) << q("c-c-") << true
+                                 << q("/p/count=3 c-c-");
+    QTest::newRow("nothing new") << q("/p/count") << QVariant(3) << q("coc-") << true << QString();
+    QTest::newRow("no value") << q("/p/count") << QVariant() << q("coc-") << true
+                              << q("/p/count=null coc-");
+    QTest::newRow("null pointer") << q("/p/count") << QVariant::fromValue(nullptr) << q("coc-")
+                                  << true << q("/p/count=null coc-");
+    QTest::newRow("does not fit") << q("/p/count") << QVariant(q("4")) << q("c--e") << false
+                                  << QString();
+    QTest::newRow("no keyword") << q("/p") << QVariant(4) << q("c--e") << false << QString();
+}
+
+void tst_KeywordServer::update_setsValueAndStateAtOnce()
+{
+    QFETCH(QString, path);
+    QFETCH(QVariant, value);
+    QFETCH(QString, state);
+    QFETCH(bool, taken);
+    QFETCH(QString, told);
+    Client client(server.get());
+    client.create("/p/count");
+    client.taken();
+    const auto has = [&](char flag) { return state.contains(QLatin1Char(flag)); };
+    // The letter of two flags is the same.
+    const KeywordServer::State flags {state.startsWith(QLatin1Char('c')), has('o'),
+                                      state.at(2) == QLatin1Char('c'), has('e')};
+    QCOMPARE(server->update(path, value, flags), taken);
+    QCOMPARE(client.taken(), told);
+}
+
+void tst_KeywordServer::batch_tellsWhatChangedOnce()
+{
+    Client client(server.get());
+    client.create("/p/count");
+    client.create("/p/new");
+    client.create("/p/level");
+    client.create("/p/on");
+    client.taken();
+    {
+        const KeywordServer::Batch all(server.get());
+        {
+            const KeywordServer::Batch inner(server.get());
+            QVERIFY(server->setValue(q("/p/count"), 4));
+            QVERIFY(server->remove(q("/p/level")));
+        }
+        QVERIFY(server->declare(keyword("/p/new", "int", 1)));
+        QVERIFY(server->setValue(q("/p/count"), 5));
+        QVERIFY(server->setValue(q("/p/on"), true));
+        QVERIFY(server->declare(keyword("/p/level", "double", 1.5)));
+        QCOMPARE(client.taken(), QString());
+    }
+    QCOMPARE(client.taken(),
+             q("/p/count=5 coc- | /p/level=1.5 coc- | /p/new=1 coc- | /p/on=true coc-"));
+
+    const KeywordServer::Batch last(server.get());
+    server.reset();
 }
 
 void tst_KeywordServer::destroy_endsTheSubscription()

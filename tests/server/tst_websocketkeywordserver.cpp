@@ -97,6 +97,7 @@ private Q_SLOTS:
     void silent_neitherAnswersNorPongs();
     void silent_endDropsThatWhichWentThroughIt();
     void closeClients_closesWithTheHandshake();
+    void closeClients_closesAFewAtATime();
     void abortClients_dropsWithoutAWord();
     void sendText_andBinaryReachTheClients();
     void event_comesBeforeWhatFollows_data();
@@ -272,6 +273,34 @@ void tst_WebSocketKeywordServer::closeClients_closesWithTheHandshake()
     server->closeClients();
     QTRY_VERIFY(!peer.connected());
     QCOMPARE(peer.socket.closeCode(), QWebSocketProtocol::CloseCodeGoingAway);
+    QTRY_COMPARE(server->clientCount(), 0);
+}
+
+void tst_WebSocketKeywordServer::closeClients_closesAFewAtATime()
+{
+    WriteRequest request;
+    keywords->setWriteHandler(q("/p/a"), [&](const WriteRequest &asked) { request = asked; });
+    BareClient writer(*server);
+    QTRY_COMPARE(server->clientCount(), 1);
+    BareClient second(*server);
+    QTRY_COMPARE(server->clientCount(), 2);
+    BareClient third(*server);
+    QTRY_COMPARE(server->clientCount(), 3);
+    QTRY_VERIFY(writer.connected() && second.connected() && third.connected());
+    writer.socket.sendTextMessage(
+        q(R"({"cmd":"keyUpdate","payload":{"keyword":"/p/a","value":5}})"));
+    QTRY_VERIFY(request.isPending());
+
+    QCOMPARE(server->closeClients(0), 3);
+    QCOMPARE(server->closeClients(1), 2);
+    QTRY_VERIFY(!second.connected());
+    QCOMPARE(second.socket.closeCode(), QWebSocketProtocol::CloseCodeGoingAway);
+    QCOMPARE(server->closeClients(5), 1);
+    QTRY_VERIFY(!third.connected());
+    QVERIFY(writer.connected());
+    request.accept();
+    QCOMPARE(server->closeClients(5), 0);
+    QTRY_VERIFY(!writer.connected());
     QTRY_COMPARE(server->clientCount(), 0);
 }
 

@@ -44,6 +44,9 @@ private Q_SLOTS:
     void accepted_laterIsShownThen();
     void accepted_withWhatTheSourceMadeOfIt();
     void accepted_withAValueThatDoesNotFitIsRefused();
+    void accepted_asReportedLeavesTheValue_data();
+    void accepted_asReportedLeavesTheValue();
+    void accepted_asReportedEndsARefusal();
     void refused_isToldToTheWriterAlone();
     void relative_addsToWhatIsPending();
     void relative_countsFromTheValueAgainAfterARefusal();
@@ -147,6 +150,51 @@ void tst_Writes::accepted_withWhatTheSourceMadeOfIt()
     requests[0].accept(100);
     QCOMPARE(writer.taken(), q("/p/v=100 coc-"));
     QCOMPARE(server->value(q("/p/v")), QVariant(100.0));
+}
+
+void tst_Writes::accepted_asReportedLeavesTheValue_data()
+{
+    QTest::addColumn<QVariant>("value");
+    QTest::newRow("a number") << QVariant(10.0);
+    QTest::newRow("none") << QVariant();
+}
+
+void tst_Writes::accepted_asReportedLeavesTheValue()
+{
+    QFETCH(QVariant, value);
+    QVERIFY(server->declare(keyword("/p/v", "double", value)));
+    server->setWriteHandler(q("/p/v"),
+                            [this](const WriteRequest &request) { requests.push_back(request); });
+    QBuffer lines;
+    QVERIFY(lines.open(QIODevice::ReadWrite));
+    server->setAuditDevice(&lines);
+    Client writer(server.get());
+    writer.create("/p/v");
+    writer.taken();
+    QSignalSpy written(server.get(), &KeywordServer::valueWritten);
+    writer.update("/p/v", "25");
+    requests[0].acceptAsReported();
+    QVERIFY(!requests[0].isPending());
+    QCOMPARE(writer.taken(), QString());
+    QCOMPARE(server->value(q("/p/v")), value);
+    QCOMPARE(written.count(), 1);
+    QCOMPARE(written.first().last(), value);
+    const QJsonObject line = QJsonDocument::fromJson(lines.data()).object();
+    QCOMPARE(line.value(q("outcome")).toString(), q("accepted"));
+    QCOMPARE(line.value(q("value")).toDouble(), 25.0);
+}
+
+void tst_Writes::accepted_asReportedEndsARefusal()
+{
+    keepRequests();
+    Client writer(server.get());
+    writer.create("/p/v");
+    writer.update("/p/v", "25");
+    requests[0].refuse();
+    writer.taken();
+    writer.update("/p/v", "26");
+    requests[1].acceptAsReported();
+    QCOMPARE(writer.taken(), q("/p/v=10 coc-"));
 }
 
 void tst_Writes::accepted_withAValueThatDoesNotFitIsRefused()

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-#include "programs/keyword/suggestion.h"
+#include "text/suggestion.h"
 
 #include <algorithm>
 #include <iterator>
@@ -41,8 +41,9 @@ QString nearest(const QString &word, const QStringList &candidates)
 {
     const QString typed = word.toLower();
     QStringList longer;
-    std::copy_if(candidates.cbegin(), candidates.cend(), std::back_inserter(longer),
-                 [&](const QString &candidate) { return candidate.startsWith(typed); });
+    std::copy_if(
+        candidates.cbegin(), candidates.cend(), std::back_inserter(longer),
+        [&](const QString &candidate) { return candidate.startsWith(typed, Qt::CaseInsensitive); });
     if (longer.size() == 1 && typed.size() > 1)
         return longer.constFirst();
 
@@ -50,7 +51,7 @@ QString nearest(const QString &word, const QStringList &candidates)
     // In short words, two mistakes make anything of anything.
     int least = qMin(mostMistakes, int(typed.size() - 1) / 2) + 1;
     for (const QString &candidate : candidates) {
-        const int mistakes = mistakesBetween(typed, candidate);
+        const int mistakes = mistakesBetween(typed, candidate.toLower());
         if (mistakes < least) {
             least = mistakes;
             found = candidate;

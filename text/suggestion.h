@@ -6,8 +6,8 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
-// The candidate, all of which are in lower case, that a mistyped or shortened word most likely
-// stands for; empty if there is none.
+// The candidate that a mistyped or shortened word most likely stands for, in any case of letters;
+// empty if there is none.
 QString nearest(const QString &word, const QStringList &candidates);
 
 // "; did you mean watch?" for the end of a message, or nothing.

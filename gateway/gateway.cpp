@@ -1,0 +1,511 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "gateway/gateway.h"
+
+#include "gateway/healthserver.h"
+#include "gateway/metrics.h"
+#include "gateway/selfkeywords.h"
+#include "gateway/sourcemount.h"
+#include "server/keywordserver.h"
+#include "server/websocketkeywordserver.h"
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QLoggingCategory>
+#include <QtCore/QPointer>
+#include <QtCore/QTimer>
+
+#include <algorithm>
+#include <typeinfo>
+#include <utility>
+#include <vector>
+
+namespace pellix::gateway {
+
+Q_LOGGING_CATEGORY(lcGateway, "pellixclient.gateway", QtInfoMsg)
+
+namespace {
+
+using namespace std::chrono_literals;
+using server::KeywordServer;
+using server::WebSocketKeywordServer;
+
+constexpr auto selfInterval = 1000ms;
+constexpr auto drainInterval = 20ms;
+constexpr auto stopTime = 500ms; // that sources have, once the clients have left
+
+bool isSame(const SourceSettings &a, const SourceSettings &b)
+{
+    return typeid(a) == typeid(b) && a == b;
+}
+
+QString placeOf(const QHostAddress &address, quint16 port)
+{
+    return QStringLiteral("%1 port %2").arg(address.toString()).arg(port);
+}
+
+} // namespace
+
+class Gateway::Private
+{
+public:
+    struct Listener
+    {
+        Configuration::Listener settings;
+        std::unique_ptr<WebSocketKeywordServer> server;
+    };
+    using Listeners = std::vector<Listener>;
+    struct Running
+    {
+        Configuration::Source settings;
+        std::unique_ptr<Source> source;
+        std::unique_ptr<SourceMount> mount;
+        Source::State lastState = Source::State::Stopped;
+        QString lastReason;
+        bool wasReady = false;
+    };
+
+    explicit Private(Gateway *q) : q(q) { }
+
+    std::unique_ptr<WebSocketKeywordServer> open(const Configuration::Listener &settings,
+                                                 int clients, QString *error);
+    static bool configure(WebSocketKeywordServer *listener, const Configuration::Listener &settings,
+                          int clients);
+    bool openAll(const Configuration &configuration, Listeners *opened, QString *error);
+    bool openHealth(const Configuration &configuration, std::unique_ptr<HealthServer> *opened,
+                    QString *error);
+    void addHealthPages(HealthServer *server);
+    void applyRoles(const QList<server::Role> &roles);
+    void dropOldRoles(const QList<server::Role> &roles);
+    void applySources(const QList<Configuration::Source> &wanted);
+    bool keeps(Running &running, const Configuration::Source &wanted);
+    std::unique_ptr<Running> start(const Configuration::Source &settings);
+    void retire(std::unique_ptr<Running> running);
+    void applySelf(const QString &mount);
+    void onStateChanged(Running *running, Source::State state);
+    void drainSome();
+    void stopSources();
+    void endDraining();
+
+    Gateway *const q;
+    KeywordServer server;
+    std::shared_ptr<PathQueue> queue = SourceMount::createQueue();
+    Listeners listeners;
+    std::optional<Configuration::Health> healthSettings;
+    std::unique_ptr<HealthServer> health;
+    std::vector<std::unique_ptr<Running>> running;
+    std::vector<std::unique_ptr<Source>> retired; // that have not stopped yet
+    std::unique_ptr<SelfKeywords> self;
+    QTimer selfTimer;
+    QTimer drainTimer;
+    QElapsedTimer sinceDrain;
+    std::chrono::milliseconds drainTime {0};
+    bool isDraining = false;
+    bool isStopping = false; // the sources
+    bool isDrained = false;
+};
+
+Gateway::Gateway(QObject *parent) : QObject(parent), d(std::make_unique<Private>(this))
+{
+    qRegisterMetaType<Source::State>();
+    d->selfTimer.setInterval(selfInterval);
+    connect(&d->selfTimer, &QTimer::timeout, this, [this] { d->self->update(sources()); });
+    d->drainTimer.setInterval(drainInterval);
+    connect(&d->drainTimer, &QTimer::timeout, this, [this] { d->drainSome(); });
+}
+
+Gateway::~Gateway()
+{
+    blockSignals(true);
+    d->self.reset();
+    for (auto &running : d->running) {
+        running->source->disconnect(this);
+        running->mount.reset();
+    }
+}
+
+bool Gateway::apply(const Configuration &configuration, QString *error)
+{
+    Private::Listeners opened;
+    std::unique_ptr<HealthServer> health;
+    // All that can fail is done before anything else.
+    if (!d->openHealth(configuration, &health, error) || !d->openAll(configuration, &opened, error))
+        return false;
+
+    server::Limits limits = configuration.limits;
+    limits.writeTime =
+        std::max(limits.writeTime, d->server.limits().writeTime); // as mounts need it
+    d->server.setLimits(limits);
+    d->applyRoles(configuration.roles);
+    d->applySources(configuration.sources);
+    d->applySelf(configuration.self);
+    if (health || !configuration.health)
+        d->health = std::move(health);
+    d->healthSettings = configuration.health;
+    // What was listening and is not any more closes its connections now.
+    const Private::Listeners old = std::exchange(d->listeners, std::move(opened));
+    d->dropOldRoles(configuration.roles);
+    Q_EMIT statusChanged();
+    return true;
+}
+
+void Gateway::drain(std::chrono::milliseconds within)
+{
+    if (std::exchange(d->isDraining, true))
+        return;
+    d->drainTime = within;
+    d->sinceDrain.start();
+    for (const Private::Listener &listener : d->listeners)
+        listener.server->setMaximumClients(0);
+    d->drainTimer.start();
+    Q_EMIT statusChanged();
+}
+
+bool Gateway::isReady() const
+{
+    return !d->isDraining && !d->listeners.empty()
+        && std::all_of(d->running.cbegin(), d->running.cend(),
+                       [](const auto &running) { return running->wasReady; });
+}
+
+bool Gateway::isDraining() const
+{
+    return d->isDraining;
+}
+
+QList<Gateway::SourceStatus> Gateway::sources() const
+{
+    QList<SourceStatus> sources;
+    for (const auto &running : d->running) {
+        sources.append({running->settings.name, running->mount->isReady(), running->wasReady,
+                        running->source.get(), running->mount.get()});
+    }
+    return sources;
+}
+
+QList<QUrl> Gateway::urls() const
+{
+    QList<QUrl> urls;
+    for (const Private::Listener &listener : d->listeners)
+        urls += listener.server->urls();
+    return urls;
+}
+
+quint16 Gateway::healthPort() const
+{
+    return d->health ? d->health->port() : 0;
+}
+
+QByteArray Gateway::metrics() const
+{
+    server::Statistics statistics = d->server.statistics();
+    for (const Private::Listener &listener : d->listeners) {
+        statistics.refusedClients +=
+            listener.server->statistics().refusedClients - d->server.statistics().refusedClients;
+        const int days = listener.server->certificateDays();
+        if (days >= 0 && (statistics.certificateDays < 0 || days < statistics.certificateDays))
+            statistics.certificateDays = days;
+    }
+    return statistics.toPrometheus() + sourceMetrics(sources()) + processMetrics();
+}
+
+QString Gateway::status() const
+{
+    const auto ready = std::count_if(d->running.cbegin(), d->running.cend(),
+                                     [](const auto &running) { return running->mount->isReady(); });
+    return QStringLiteral("%1%2 of %3 sources ready, %4 clients, %5 keywords")
+        .arg(d->isDraining ? QStringLiteral("stopping, ") : QString())
+        .arg(ready)
+        .arg(d->running.size())
+        .arg(d->server.sessionCount())
+        .arg(d->server.keywordCount());
+}
+
+KeywordServer *Gateway::keywordServer() const
+{
+    return &d->server;
+}
+
+bool Gateway::Private::configure(WebSocketKeywordServer *listener,
+                                 const Configuration::Listener &settings, int clients)
+{
+    listener->setUnencryptedAllowed(settings.isUnencryptedAllowed);
+    listener->setAllowedOrigins(settings.origins);
+    listener->setMaximumClients(clients);
+    return listener->setTls(settings.chain, settings.key)
+        && listener->setIdentification(settings.identification);
+}
+
+std::unique_ptr<WebSocketKeywordServer>
+Gateway::Private::open(const Configuration::Listener &settings, int clients, QString *error)
+{
+    auto listener = std::make_unique<WebSocketKeywordServer>(&server);
+    if (configure(listener.get(), settings, clients)
+        && listener->listen(settings.address, settings.port))
+        return listener;
+    *error = QStringLiteral("cannot listen on %1: %2")
+                 .arg(placeOf(settings.address, settings.port), listener->errorString());
+    return nullptr;
+}
+
+// Listeners of places that stay go on. One that takes the port of another has to wait for it, and
+// if it then fails, the other one comes back.
+bool Gateway::Private::openAll(const Configuration &configuration, Listeners *opened,
+                               QString *error)
+{
+    const int clients = isDraining ? 0 : configuration.clients;
+    std::vector<bool> isKept(listeners.size());
+    Listeners wanted;
+    std::vector<std::size_t> keptFrom; // for each of the wanted; the size of listeners for none
+    for (const Configuration::Listener &settings : configuration.listeners) {
+        std::size_t i = 0;
+        while (i < listeners.size() && (isKept[i] || !listeners[i].settings.isSamePlace(settings)))
+            ++i;
+        if (i < listeners.size())
+            isKept[i] = true;
+        keptFrom.push_back(i);
+        wanted.push_back({settings, nullptr});
+    }
+
+    std::vector<Listener *> closed;
+    bool hasFailed = false;
+    for (std::size_t i = 0; i < wanted.size() && !hasFailed; ++i) {
+        if (keptFrom[i] < listeners.size())
+            continue;
+        for (std::size_t other = 0; other < listeners.size(); ++other) {
+            const bool isInTheWay = !isKept[other] && wanted[i].settings.port != 0
+                && listeners[other].server->port() == wanted[i].settings.port;
+            if (isInTheWay) {
+                listeners[other].server->close();
+                closed.push_back(&listeners[other]);
+            }
+        }
+        wanted[i].server = open(wanted[i].settings, clients, error);
+        hasFailed = !wanted[i].server;
+    }
+    if (hasFailed) {
+        wanted.clear();
+        for (Listener *const listener : closed)
+            listener->server->listen(listener->settings.address, listener->settings.port);
+        return false;
+    }
+
+    // Roles come first: whoever connects in between has those of before.
+    for (const server::Role &role : configuration.roles)
+        server.setRole(role);
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+        if (keptFrom[i] == listeners.size())
+            continue;
+        wanted[i].server = std::move(listeners[keptFrom[i]].server);
+        configure(wanted[i].server.get(), wanted[i].settings, clients);
+    }
+    listeners.erase(std::remove_if(listeners.begin(), listeners.end(),
+                                   [](const Listener &listener) { return !listener.server; }),
+                    listeners.end());
+    *opened = std::move(wanted);
+    return true;
+}
+
+bool Gateway::Private::openHealth(const Configuration &configuration,
+                                  std::unique_ptr<HealthServer> *opened, QString *error)
+{
+    const auto &wanted = configuration.health;
+    const bool isSame = wanted && healthSettings && health
+        && wanted->address == healthSettings->address && wanted->port == healthSettings->port;
+    if (!wanted || isSame)
+        return true;
+    auto server = std::make_unique<HealthServer>();
+    addHealthPages(server.get());
+    if (!server->listen(wanted->address, wanted->port)) {
+        *error = QStringLiteral("cannot listen on %1 for health: %2")
+                     .arg(placeOf(wanted->address, wanted->port), server->errorString());
+        return false;
+    }
+    *opened = std::move(server);
+    return true;
+}
+
+void Gateway::Private::addHealthPages(HealthServer *pages)
+{
+    const QByteArray text = "text/plain; charset=utf-8";
+    pages->setPage("/healthz", [text] { return HealthServer::Page {200, text, "ok\n"}; });
+    pages->setPage("/readyz", [this, text] {
+        if (q->isReady())
+            return HealthServer::Page {200, text, "ready\n"};
+        QByteArray reason = isDraining ? "stopping\n" : "";
+        for (const auto &one : running) {
+            if (!isDraining && !one->wasReady)
+                reason +=
+                    one->settings.name.toUtf8() + ": " + one->source->reason().toUtf8() + '\n';
+        }
+        return HealthServer::Page {503, text, reason};
+    });
+    pages->setPage("/metrics", [this] {
+        return HealthServer::Page {200, "text/plain; version=0.0.4; charset=utf-8", q->metrics()};
+    });
+}
+
+void Gateway::Private::applyRoles(const QList<server::Role> &roles)
+{
+    for (const server::Role &role : roles)
+        server.setRole(role);
+}
+
+// Once no listener gives them any more.
+void Gateway::Private::dropOldRoles(const QList<server::Role> &roles)
+{
+    const QStringList names = server.roles();
+    for (const QString &name : names) {
+        const bool isKept =
+            std::any_of(roles.cbegin(), roles.cend(),
+                        [&](const server::Role &role) { return role.name == name; });
+        if (!isKept)
+            server.removeRole(name);
+    }
+}
+
+void Gateway::Private::applySources(const QList<Configuration::Source> &wanted)
+{
+    std::vector<std::unique_ptr<Running>> before = std::exchange(running, {});
+    std::vector<std::unique_ptr<Running>> next(std::size_t(wanted.size()));
+    for (std::size_t i = 0; i < next.size(); ++i) {
+        const auto found = std::find_if(before.begin(), before.end(), [&](const auto &one) {
+            return one && keeps(*one, wanted.at(qsizetype(i)));
+        });
+        if (found != before.end())
+            next[i] = std::move(*found);
+    }
+    // What goes frees its paths before others take them.
+    for (auto &one : before) {
+        if (one)
+            retire(std::move(one));
+    }
+    for (std::size_t i = 0; i < next.size(); ++i)
+        running.push_back(next[i] ? std::move(next[i]) : start(wanted.at(qsizetype(i))));
+}
+
+bool Gateway::Private::keeps(Running &running, const Configuration::Source &wanted)
+{
+    if (running.settings.name != wanted.name || running.settings.mount != wanted.mount)
+        return false;
+    const SourceSettings &now = *running.settings.settings;
+    const SourceSettings &next = *wanted.settings;
+    const bool keeps =
+        isSame(now, next) || (typeid(now) == typeid(next) && now.apply(next, running.source.get()));
+    if (keeps)
+        running.settings = wanted;
+    return keeps;
+}
+
+std::unique_ptr<Gateway::Private::Running>
+Gateway::Private::start(const Configuration::Source &settings)
+{
+    auto running = std::make_unique<Running>();
+    running->settings = settings;
+    running->source = settings.settings->create();
+    running->mount = std::make_unique<SourceMount>(running->source.get(), &server, settings.name,
+                                                   settings.mount, queue);
+    connect(
+        running->source.get(), &Source::stateChanged, q,
+        [this, running = running.get()](Source::State state) { onStateChanged(running, state); });
+    running->source->start();
+    return running;
+}
+
+// Its keywords are gone at once; it may take its time to stop.
+void Gateway::Private::retire(std::unique_ptr<Running> running)
+{
+    Source *const source = running->source.get();
+    source->disconnect(q);
+    running->mount.reset();
+    retired.push_back(std::move(running->source));
+    const auto dropIfStopped = [this, source] {
+        const auto found = std::find_if(retired.begin(), retired.end(),
+                                        [&](const auto &one) { return one.get() == source; });
+        if (found == retired.end() || source->state() != Source::State::Stopped)
+            return;
+        found->release()->deleteLater(); // it may be in the midst of something
+        retired.erase(found);
+    };
+    connect(source, &Source::stateChanged, q, dropIfStopped);
+    source->stop();
+    dropIfStopped();
+}
+
+void Gateway::Private::applySelf(const QString &mount)
+{
+    if (self && self->mount() == mount)
+        return;
+    self.reset();
+    selfTimer.stop();
+    if (mount.isEmpty())
+        return;
+    self = std::make_unique<SelfKeywords>(&server, mount);
+    self->update(q->sources());
+    selfTimer.start();
+}
+
+// One line for each change, however often it tries in vain.
+void Gateway::Private::onStateChanged(Running *running, Source::State state)
+{
+    const QString name = running->settings.name;
+    const QString reason = running->source->reason();
+    if (state == Source::State::Ready) {
+        running->wasReady = true;
+        qCInfo(lcGateway).noquote().nospace() << name << ": ready";
+    } else if (state == Source::State::Lost
+               && (running->lastState == Source::State::Ready || reason != running->lastReason)) {
+        qCWarning(lcGateway).noquote().nospace()
+            << name << ": not connected: "
+            << (reason.isEmpty() ? QStringLiteral("the connection was lost") : reason);
+    }
+    if (state == Source::State::Ready || state == Source::State::Lost) {
+        running->lastState = state;
+        running->lastReason = reason;
+    }
+    Q_EMIT q->statusChanged();
+}
+
+// Evenly over the time, so that not all of them come back in the same moment.
+void Gateway::Private::drainSome()
+{
+    if (isStopping) {
+        const bool haveStopped = std::all_of(running.cbegin(), running.cend(), [](const auto &one) {
+            return one->source->state() == Source::State::Stopped;
+        });
+        if (haveStopped || sinceDrain.elapsed() >= (drainTime + stopTime).count())
+            endDraining();
+        return;
+    }
+    const qint64 left = drainTime.count() - sinceDrain.elapsed();
+    int waiting = 0;
+    int clients = 0;
+    for (const Listener &listener : listeners) {
+        if (left <= 0)
+            listener.server->closeClients();
+        const int now = listener.server->closeClients(0);
+        const qint64 turns = qMax<qint64>(1, left / drainInterval.count());
+        waiting += listener.server->closeClients(int((now + turns - 1) / turns));
+        clients += listener.server->clientCount();
+    }
+    if (left <= 0 || (waiting == 0 && clients == 0))
+        stopSources();
+}
+
+void Gateway::Private::stopSources()
+{
+    isStopping = true;
+    drainTime = std::chrono::milliseconds(sinceDrain.elapsed());
+    for (const auto &one : running)
+        one->source->stop();
+    drainSome();
+}
+
+void Gateway::Private::endDraining()
+{
+    drainTimer.stop();
+    if (!std::exchange(isDrained, true))
+        Q_EMIT q->drained();
+}
+
+} // namespace pellix::gateway

@@ -1,0 +1,46 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QtCore/QByteArray>
+#include <QtCore/QObject>
+#include <QtCore/QString>
+#include <QtNetwork/QHostAddress>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+namespace pellix::gateway {
+
+// A few pages by HTTP, for those who look after the program. Each connection gets one answer.
+class HealthServer : public QObject
+{
+    Q_OBJECT
+
+public:
+    struct Page
+    {
+        int status = 200;
+        QByteArray type;
+        QByteArray body;
+    };
+    using Handler = std::function<Page()>;
+
+    explicit HealthServer(QObject *parent = nullptr);
+    ~HealthServer() override;
+
+    void setPage(const QByteArray &path, const Handler &handler); // such as "/healthz"
+    void setTimeout(std::chrono::milliseconds timeout); // of a connection as a whole
+
+    bool listen(const QHostAddress &address, quint16 port);
+    quint16 port() const; // 0: does not listen
+    QString errorString() const;
+
+private:
+    class Private;
+    const std::unique_ptr<Private> d;
+};
+
+} // namespace pellix::gateway

@@ -1,0 +1,30 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QtCore/QJsonValue>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+#include <optional>
+
+namespace pellix::gateway {
+
+// The way to a member in JSON, such as "/tank/level" or "/3/value" (RFC 6901).
+class JsonPointer
+{
+public:
+    JsonPointer() = default; // the whole
+    // None if the text is no pointer.
+    static std::optional<JsonPointer> fromText(const QString &text);
+
+    bool isWhole() const { return levels.isEmpty(); }
+    const QStringList &names() const { return levels; }
+    QJsonValue of(const QJsonValue &json) const; // undefined if there is none
+
+private:
+    QStringList levels;
+};
+
+} // namespace pellix::gateway

@@ -1,0 +1,665 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "gateway/mqtt/mqttlink.h"
+
+#include "gateway/mqtt/connectionattempt.h"
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QHash>
+#include <QtCore/QLoggingCategory>
+#include <QtCore/QRandomGenerator>
+#include <QtCore/QSocketNotifier>
+#include <QtCore/QTimer>
+
+#include <mosquitto.h>
+#include <mqtt_protocol.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+namespace pellix::gateway {
+
+namespace {
+
+Q_LOGGING_CATEGORY(lcMqttLink, "pellixclient.gateway.mqtt", QtInfoMsg)
+
+using namespace std::chrono_literals;
+
+constexpr auto firstDelay = 200ms; // before another attempt; half of it at random
+constexpr auto longestDelay = 1000ms;
+constexpr auto tick = 250ms;
+constexpr int filtersPerPacket = 100;
+constexpr qsizetype bytesPerPacket = 16 * 1024;
+constexpr int mostUnacknowledged = 1000;
+constexpr int mostAbandoned = 32; // attempts that hang
+constexpr int packetsPerTurn = 256;
+constexpr char nothing[] = "keyword-gateway/nothing/is/here"; // that nobody subscribes to
+
+auto membersOf(const MqttOptions &options)
+{
+    return std::tie(options.name, options.host, options.port, options.tls, options.user,
+                    options.passwordFile, options.authorityFile, options.certificateFile,
+                    options.keyFile, options.clientId, options.keepAlive, options.version,
+                    options.announceTopic, options.connectWithin);
+}
+
+QString text(const char *utf8)
+{
+    return QString::fromUtf8(utf8);
+}
+
+// What the other side says itself, if it does.
+QString reasonString(const mosquitto_property *properties)
+{
+    char *string = nullptr;
+    if (!mosquitto_property_read_string(properties, MQTT_PROP_REASON_STRING, &string, false))
+        return {};
+    const QString result = QString::fromUtf8(string);
+    std::free(string);
+    return result;
+}
+
+QString reasonOf(int code, const mosquitto_property *properties)
+{
+    const QString said = reasonString(properties);
+    const QString reason = text(mosquitto_reason_string(code));
+    return said.isEmpty() ? reason : reason + QStringLiteral(" (") + said + QLatin1Char(')');
+}
+
+} // namespace
+
+bool operator==(const MqttOptions &left, const MqttOptions &right)
+{
+    return membersOf(left) == membersOf(right);
+}
+
+class MqttLink::Private
+{
+public:
+    Private(MqttLink *q, const MqttOptions &options) : q(q), options(options) { }
+
+    void attempt();
+    void attemptAgain();
+    void takeAttempt(ConnectionAttempt::Result result);
+    void setCallbacks();
+    void read();
+    void write();
+    void look();
+    void checkLink();
+    void settle();
+    void fail(const QString &why);
+    void setState(State next);
+    void drop();
+    void log(const QString &line);
+    void chooseVersion();
+
+    void onConnect(int code, const mosquitto_property *properties);
+    void onDisconnect(int code);
+    void onSubscribe(int mid, int count, const int *granted);
+    void onPublish(int mid, int code, const mosquitto_property *properties);
+
+    MqttLink *const q;
+    const MqttOptions options;
+    MessageHandler handler;
+    State state = State::Closed;
+    QString reason;
+    QString logged; // last
+
+    // One connection
+    MosquittoClient client;
+    std::unique_ptr<QSocketNotifier> readNotifier;
+    std::unique_ptr<QSocketNotifier> writeNotifier;
+    QHash<int, QByteArrayList> subscribing; // by number of the packet
+    QHash<int, quint64> publishing;
+    QString endReason;
+    quint64 callbacks = 0;
+    int inLibrary = 0;
+    bool closeWanted = false;
+    bool isConfirmed = false; // by a good CONNACK
+    bool isAsked = false; // for a sign of life
+    std::chrono::milliseconds keepAlive {0};
+    QElapsedTimer heard;
+    QElapsedTimer ticked;
+
+    // Attempts
+    std::unique_ptr<ConnectionAttempt> connecting;
+    const ConnectionAttempt::Counter abandoned = std::make_shared<std::atomic<int>>(0);
+    QTimer *retry = nullptr;
+    QTimer *limit = nullptr; // of an attempt, until the broker has confirmed it
+    QTimer *ticker = nullptr;
+    int failures = 0;
+    int version = 5;
+    int closesBeforeAnswer = 0;
+    bool isFiveRefused = false;
+};
+
+MqttLink::MqttLink(const MqttOptions &options, QObject *parent)
+    : QObject(parent), d(std::make_unique<Private>(this, options))
+{
+    d->retry = new QTimer(this);
+    d->limit = new QTimer(this);
+    d->ticker = new QTimer(this);
+    for (QTimer *timer : {d->retry, d->limit})
+        timer->setSingleShot(true);
+    d->ticker->setInterval(tick);
+    connect(d->retry, &QTimer::timeout, this, [this] { d->attempt(); });
+    connect(d->limit, &QTimer::timeout, this,
+            [this] { d->fail(QStringLiteral("no answer in time")); });
+    connect(d->ticker, &QTimer::timeout, this, [this] { d->look(); });
+}
+
+MqttLink::~MqttLink()
+{
+    disconnect();
+    close();
+}
+
+void MqttLink::setMessageHandler(const MessageHandler &handler)
+{
+    d->handler = handler;
+}
+
+MqttLink::State MqttLink::state() const
+{
+    return d->state;
+}
+
+QString MqttLink::reason() const
+{
+    return d->reason;
+}
+
+int MqttLink::version() const
+{
+    return d->version;
+}
+
+QString MqttLink::url() const
+{
+    const bool isIpv6 = d->options.host.contains(QLatin1Char(':'));
+    return QStringLiteral("%1://%2:%3")
+        .arg(d->options.tls ? QStringLiteral("mqtts") : QStringLiteral("mqtt"),
+             isIpv6 ? QLatin1Char('[') + d->options.host + QLatin1Char(']') : d->options.host)
+        .arg(d->options.port);
+}
+
+void MqttLink::open()
+{
+    if (d->state != State::Closed)
+        return;
+    d->version = d->options.version == 3 ? 3 : 5;
+    d->setState(State::Connecting);
+    d->attempt();
+}
+
+void MqttLink::close()
+{
+    if (d->state == State::Closed)
+        return;
+    if (d->inLibrary > 0) {
+        d->closeWanted = true;
+        return;
+    }
+    if (d->client && d->isConfirmed) {
+        if (!d->options.announceTopic.isEmpty()) {
+            mosquitto_publish(d->client.get(), nullptr,
+                              d->options.announceTopic.toUtf8().constData(), 1, "0", 1, true);
+        }
+        mosquitto_disconnect_v5(d->client.get(), 0, nullptr);
+        for (int i = 0; i < 10 && mosquitto_socket(d->client.get()) >= 0
+             && mosquitto_want_write(d->client.get());
+             ++i)
+            mosquitto_loop_write(d->client.get(), 1);
+    }
+    d->retry->stop();
+    d->reason.clear();
+    d->setState(State::Closed);
+    d->drop();
+    d->log(QStringLiteral("closed"));
+}
+
+void MqttLink::Private::log(const QString &line)
+{
+    if (line == logged) // again and again the same
+        return;
+    logged = line;
+    qCInfo(lcMqttLink).noquote() << (options.name.isEmpty() ? q->url()
+                                                            : options.name + QStringLiteral(" (")
+                                             + q->url() + QLatin1Char(')'))
+            + QStringLiteral(": ") + line;
+}
+
+void MqttLink::Private::setState(State next)
+{
+    if (state == next)
+        return;
+    state = next;
+    Q_EMIT q->stateChanged(next);
+}
+
+void MqttLink::Private::attempt()
+{
+    if (*abandoned >= mostAbandoned) {
+        attemptAgain();
+        return;
+    }
+    limit->start(options.connectWithin);
+    connecting = std::make_unique<ConnectionAttempt>(
+        options, version, abandoned, q,
+        [this](ConnectionAttempt::Result result) { takeAttempt(std::move(result)); });
+}
+
+// Soon at first, as a broker that restarts is back soon; later about once a second. At random, or
+// all gateways of a plant would come at once.
+void MqttLink::Private::attemptAgain()
+{
+    const auto longest = qMin(longestDelay, firstDelay * (1 << qMin(failures, 4)));
+    ++failures;
+    const auto shortest = int(longest.count() / 2);
+    retry->start(shortest + QRandomGenerator::global()->bounded(shortest + 1));
+}
+
+void MqttLink::Private::takeAttempt(ConnectionAttempt::Result result)
+{
+    const auto finished = std::move(connecting); // its function runs
+    if (!result.error.isEmpty()) {
+        fail(result.error);
+        return;
+    }
+    client = std::move(result.client);
+    setCallbacks();
+    const int socket = mosquitto_socket(client.get());
+    if (socket < 0) {
+        fail(QStringLiteral("the broker closed the connection"));
+        return;
+    }
+    readNotifier = std::make_unique<QSocketNotifier>(socket, QSocketNotifier::Read);
+    writeNotifier = std::make_unique<QSocketNotifier>(socket, QSocketNotifier::Write);
+    connect(readNotifier.get(), &QSocketNotifier::activated, q, [this] { read(); });
+    connect(writeNotifier.get(), &QSocketNotifier::activated, q, [this] { write(); });
+    keepAlive = options.keepAlive;
+    heard.start();
+    ticked.start();
+    ticker->start();
+    settle();
+}
+
+void MqttLink::Private::setCallbacks()
+{
+    static_cast<MosquittoData *>(mosquitto_userdata(client.get()))->owner = this;
+    static const auto owner = [](void *data) {
+        return static_cast<Private *>(static_cast<MosquittoData *>(data)->owner);
+    };
+    mosquitto_connect_v5_callback_set(
+        client.get(),
+        [](mosquitto *, void *data, int code, int, const mosquitto_property *properties) {
+            owner(data)->onConnect(code, properties);
+        });
+    mosquitto_disconnect_v5_callback_set(
+        client.get(), [](mosquitto *, void *data, int code, const mosquitto_property *) {
+            owner(data)->onDisconnect(code);
+        });
+    mosquitto_subscribe_v5_callback_set(
+        client.get(),
+        [](mosquitto *, void *data, int mid, int count, const int *granted,
+           const mosquitto_property *) { owner(data)->onSubscribe(mid, count, granted); });
+    mosquitto_unsubscribe_v5_callback_set(
+        client.get(), [](mosquitto *, void *data, int mid, const mosquitto_property *) {
+            ++owner(data)->callbacks;
+            Q_EMIT owner(data)->q->answered(mid);
+        });
+    mosquitto_publish_v5_callback_set(
+        client.get(),
+        [](mosquitto *, void *data, int mid, int code, const mosquitto_property *properties) {
+            owner(data)->onPublish(mid, code, properties);
+        });
+    mosquitto_message_v5_callback_set(
+        client.get(),
+        [](mosquitto *, void *data, const mosquitto_message *message,
+           const mosquitto_property *properties) {
+            Private *const d = owner(data);
+            ++d->callbacks;
+            if (!d->handler)
+                return;
+            MqttMessage copy {message->topic,
+                              {static_cast<const char *>(message->payload), message->payloadlen},
+                              message->retain};
+            uint32_t expiry = 0;
+            if (properties
+                && mosquitto_property_read_int32(properties, MQTT_PROP_MESSAGE_EXPIRY_INTERVAL,
+                                                 &expiry, false))
+                copy.expiry = expiry;
+            d->handler(copy);
+        });
+}
+
+void MqttLink::Private::onConnect(int code, const mosquitto_property *properties)
+{
+    ++callbacks;
+    constexpr int unknownVersion = 1; // of 3.1.1
+    if (code == 0) {
+        uint16_t serverKeepAlive = 0;
+        if (mosquitto_property_read_int16(properties, MQTT_PROP_SERVER_KEEP_ALIVE, &serverKeepAlive,
+                                          false)
+            && serverKeepAlive > 0)
+            keepAlive = std::chrono::seconds(serverKeepAlive);
+        isConfirmed = true;
+        return;
+    }
+    if (options.version == 0
+        && (code == unknownVersion || code == MQTT_RC_UNSUPPORTED_PROTOCOL_VERSION)) {
+        isFiveRefused = version == 5;
+        version = version == 5 ? 3 : 5;
+        failures = 0;
+    }
+    endReason = QStringLiteral("refused: ")
+        + (version == 5 || code > 5 ? reasonOf(code, properties)
+                                    : text(mosquitto_connack_string(code)));
+}
+
+void MqttLink::Private::onDisconnect(int code)
+{
+    ++callbacks;
+    if (!endReason.isEmpty())
+        return;
+    const QByteArray tls = static_cast<MosquittoData *>(mosquitto_userdata(client.get()))->tlsError;
+    if (code == MOSQ_ERR_TLS || (!isConfirmed && !tls.isEmpty()))
+        endReason = QString::fromUtf8(tls);
+    else if (code == MOSQ_ERR_KEEPALIVE)
+        endReason = QStringLiteral("the broker does not answer");
+    else if (code >= 0x80)
+        endReason = QStringLiteral("the broker ended it: ") + text(mosquitto_reason_string(code));
+}
+
+void MqttLink::Private::onSubscribe(int mid, int count, const int *granted)
+{
+    ++callbacks;
+    const QByteArrayList filters = subscribing.take(mid);
+    for (qsizetype i = 0; i < filters.size(); ++i) {
+        const int code = i < count ? granted[i] : int(MQTT_RC_UNSPECIFIED);
+        if (code >= 0x80)
+            Q_EMIT q->filterRefused(filters.at(i), text(mosquitto_reason_string(code)));
+    }
+    if (subscribing.isEmpty())
+        Q_EMIT q->subscribed();
+}
+
+void MqttLink::Private::onPublish(int mid, int code, const mosquitto_property *properties)
+{
+    ++callbacks;
+    const auto id = publishing.constFind(mid);
+    if (id == publishing.constEnd())
+        return;
+    const quint64 number = *id;
+    publishing.erase(id);
+    // "No matching subscribers" is no refusal, and any wildcard subscription hides it anyway.
+    if (code >= 0x80)
+        Q_EMIT q->published(number, Outcome::Refused, reasonOf(code, properties));
+    else
+        Q_EMIT q->published(number, Outcome::Acknowledged, {});
+}
+
+// A call reads one packet, so that many come with one turn of the event loop. In TLS what follows
+// may have been decrypted already, with nothing left in the socket to tell of it.
+void MqttLink::Private::read()
+{
+    for (int i = 0; i < packetsPerTurn; ++i) {
+        const quint64 before = callbacks;
+        ++inLibrary;
+        const int result = mosquitto_loop_read(client.get(), 1);
+        --inLibrary;
+        if (result != MOSQ_ERR_SUCCESS || mosquitto_socket(client.get()) < 0)
+            break;
+        if (i == 0) {
+            heard.start();
+            isAsked = false;
+        }
+        if (callbacks == before || closeWanted)
+            break;
+    }
+    Q_EMIT q->readingPaused();
+    settle();
+}
+
+void MqttLink::Private::write()
+{
+    ++inLibrary;
+    mosquitto_loop_write(client.get(), 1);
+    --inLibrary;
+    settle();
+}
+
+// Each now and then.
+void MqttLink::Private::look()
+{
+    const bool wasAsleep = ticked.restart() > 4 * tick.count();
+    if (!client)
+        return;
+    if (wasAsleep) // this program, not the broker
+        heard.start();
+    if (options.tls) {
+        read();
+        if (!client)
+            return;
+    }
+    ++inLibrary;
+    mosquitto_loop_misc(client.get());
+    --inLibrary;
+    settle();
+    if (isConfirmed)
+        checkLink();
+}
+
+// The library notices a link that is half open within somewhat more than two periods.
+void MqttLink::Private::checkLink()
+{
+    const auto silence = std::chrono::milliseconds(heard.elapsed());
+    if (!isAsked && silence > keepAlive / 2) {
+        isAsked = true;
+        q->askForAnswer();
+    } else if (silence > keepAlive * 3 / 2) {
+        fail(QStringLiteral("the broker does not answer"));
+    }
+}
+
+// What any call of the library may have changed.
+void MqttLink::Private::settle()
+{
+    if (inLibrary > 0 || !client)
+        return;
+    if (closeWanted) {
+        closeWanted = false;
+        q->close();
+        return;
+    }
+    if (isConfirmed && state != State::Connected && mosquitto_socket(client.get()) >= 0) {
+        limit->stop();
+        failures = 0;
+        closesBeforeAnswer = 0;
+        reason.clear();
+        log(version == 5 ? QStringLiteral("connected") : QStringLiteral("connected by MQTT 3.1.1"));
+        if (!options.announceTopic.isEmpty()) {
+            mosquitto_publish(client.get(), nullptr, options.announceTopic.toUtf8().constData(), 1,
+                              "1", 1, true);
+        }
+        setState(State::Connected);
+        settle();
+        return;
+    }
+    if (mosquitto_socket(client.get()) < 0) {
+        chooseVersion();
+        fail(endReason.isEmpty() ? QStringLiteral("the broker closed the connection") : endReason);
+        return;
+    }
+    const bool wantsWrite = mosquitto_want_write(client.get());
+    if (writeNotifier->isEnabled() != wantsWrite)
+        writeNotifier->setEnabled(wantsWrite);
+}
+
+// A broker that does not know MQTT 5 may just close.
+void MqttLink::Private::chooseVersion()
+{
+    if (isConfirmed || options.version != 0 || !endReason.isEmpty() || ++closesBeforeAnswer < 2)
+        return;
+    closesBeforeAnswer = 0;
+    version = version == 5 ? 3 : 5;
+}
+
+void MqttLink::Private::fail(const QString &why)
+{
+    const bool wasConnected = state == State::Connected;
+    reason = wasConnected ? QStringLiteral("connection lost: ") + why
+                          : QStringLiteral("cannot connect: ") + why;
+    // It may have been something in between that closed before, and not the broker.
+    if (wasConnected && options.version == 0 && !isFiveRefused)
+        version = 5;
+    log(reason);
+    setState(State::Connecting);
+    if (state == State::Connecting) // and not closed by who was told
+        drop();
+    if (state != State::Connecting)
+        return;
+    attemptAgain();
+    Q_EMIT q->failed();
+}
+
+void MqttLink::Private::drop()
+{
+    ticker->stop();
+    limit->stop();
+    connecting.reset();
+    // They may be what calls.
+    for (auto *notifier : {&readNotifier, &writeNotifier}) {
+        if (*notifier) {
+            (*notifier)->setEnabled(false);
+            notifier->release()->deleteLater();
+        }
+    }
+    client.reset(); // with all that it would send again
+    subscribing.clear();
+    endReason.clear();
+    closeWanted = false;
+    isConfirmed = false;
+    isAsked = false;
+    const auto unknown = std::exchange(publishing, {});
+    for (const quint64 id : unknown) {
+        Q_EMIT q->published(id, Outcome::Unknown,
+                            QStringLiteral("the connection was lost before the broker answered"));
+    }
+}
+
+void MqttLink::subscribe(const QByteArrayList &filters, int qos)
+{
+    if (d->state != State::Connected)
+        return;
+    const int options =
+        d->version == 5 ? MQTT_SUB_OPT_RETAIN_AS_PUBLISHED | MQTT_SUB_OPT_SEND_RETAIN_ALWAYS : 0;
+    for (qsizetype i = 0; i < filters.size();) {
+        QByteArrayList packet;
+        std::vector<char *> pointers;
+        qsizetype bytes = 0;
+        for (; i < filters.size() && packet.size() < filtersPerPacket && bytes < bytesPerPacket;
+             ++i) {
+            const QByteArray &filter = filters.at(i);
+            if (mosquitto_sub_topic_check2(filter.constData(), size_t(filter.size()))
+                != MOSQ_ERR_SUCCESS) {
+                Q_EMIT filterRefused(filter, QStringLiteral("no topic filter"));
+                continue;
+            }
+            packet.append(filter);
+            bytes += filter.size();
+        }
+        for (const QByteArray &filter : std::as_const(packet))
+            pointers.push_back(const_cast<char *>(filter.constData()));
+        if (packet.isEmpty())
+            continue;
+        int mid = 0;
+        const int result = mosquitto_subscribe_multiple(d->client.get(), &mid, int(packet.size()),
+                                                        pointers.data(), qos, options, nullptr);
+        if (result == MOSQ_ERR_SUCCESS || mosquitto_socket(d->client.get()) < 0) {
+            d->subscribing.insert(mid, packet);
+            continue;
+        }
+        for (const QByteArray &filter : std::as_const(packet))
+            Q_EMIT filterRefused(filter, text(mosquitto_strerror(result)));
+    }
+    // Never within this call.
+    if (d->subscribing.isEmpty())
+        QMetaObject::invokeMethod(this, &MqttLink::subscribed, Qt::QueuedConnection);
+    d->settle();
+}
+
+void MqttLink::unsubscribe(const QByteArrayList &filters)
+{
+    if (d->state != State::Connected)
+        return;
+    for (const QByteArray &filter : filters)
+        mosquitto_unsubscribe(d->client.get(), nullptr, filter.constData());
+    d->settle();
+}
+
+int MqttLink::askForAnswer()
+{
+    int mid = 0;
+    if (d->state == State::Connected) {
+        mosquitto_unsubscribe(d->client.get(), &mid, nothing);
+        d->settle();
+    }
+    return mid;
+}
+
+void MqttLink::publish(quint64 id, const QByteArray &topic, const QByteArray &payload, int qos,
+                       std::chrono::milliseconds validFor)
+{
+    if (d->state != State::Connected) {
+        Q_EMIT published(id, Outcome::Refused, QStringLiteral("there is no link to the broker"));
+        return;
+    }
+    if (d->publishing.size() >= mostUnacknowledged) {
+        Q_EMIT published(id, Outcome::Refused, QStringLiteral("the broker is too slow"));
+        return;
+    }
+    mosquitto_property *properties = nullptr;
+    if (d->version == 5 && validFor > 0ms) {
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(validFor + 999ms);
+        mosquitto_property_add_int32(&properties, MQTT_PROP_MESSAGE_EXPIRY_INTERVAL,
+                                     uint32_t(seconds.count()));
+    }
+    int mid = 0;
+    const auto send = [&](int level) {
+        return mosquitto_publish_v5(d->client.get(), &mid, topic.constData(), int(payload.size()),
+                                    payload.constData(), level, false, properties);
+    };
+    int result = send(qos);
+    while (result == MOSQ_ERR_QOS_NOT_SUPPORTED && qos > 0)
+        result = send(--qos);
+    mosquitto_property_free_all(&properties);
+    switch (result) {
+    case MOSQ_ERR_SUCCESS:
+        if (qos == 0) // nobody acknowledges it
+            Q_EMIT published(id, Outcome::Acknowledged, {});
+        else
+            d->publishing.insert(mid, id);
+        break;
+    case MOSQ_ERR_INVAL:
+    case MOSQ_ERR_NOMEM:
+    case MOSQ_ERR_NO_CONN: // kept by the library, but never sent: the client is thrown away
+    case MOSQ_ERR_NOT_SUPPORTED:
+    case MOSQ_ERR_OVERSIZE_PACKET:
+    case MOSQ_ERR_PAYLOAD_SIZE:
+    case MOSQ_ERR_MALFORMED_UTF8:
+    case MOSQ_ERR_QOS_NOT_SUPPORTED:
+        Q_EMIT published(id, Outcome::Refused, text(mosquitto_strerror(result)));
+        break;
+    default: // also of an error in the link: part of it may have gone
+        d->publishing.insert(mid, id);
+        break;
+    }
+    d->settle();
+}
+
+} // namespace pellix::gateway

@@ -1,0 +1,292 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "gateway/mqtt/mqttworker.h"
+
+#include <QtCore/QDateTime>
+#include <QtCore/QLoggingCategory>
+#include <QtCore/QTimer>
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace pellix::gateway {
+
+namespace {
+
+Q_LOGGING_CATEGORY(lcMqttSource, "pellixclient.gateway.mqtt", QtInfoMsg)
+
+using namespace std::chrono_literals;
+
+constexpr qsizetype mostValues = 20000; // waiting, before older ones are left out
+constexpr int enoughQuietAnswers = 2;
+constexpr auto longestSubscribing = 30s; // where a broker never comes to an end
+
+} // namespace
+
+bool MqttNews::add(Item item)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (item.kind == Item::Kind::Reports && !items.empty()
+        && items.back().kind == Item::Kind::Reports) {
+        ReportList &waiting = items.back().reports;
+        waiting.append(std::move(item.reports));
+        if (waiting.valueCount() > qMax(mostValues, compactAt)) {
+            waiting.compact();
+            compactAt = 2 * waiting.valueCount();
+        }
+    } else {
+        items.push_back(std::move(item));
+    }
+    return !std::exchange(isTold, true);
+}
+
+std::optional<MqttNews::Item> MqttNews::take(qsizetype most)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (items.empty()) {
+        isTold = false;
+        compactAt = 0;
+        return std::nullopt;
+    }
+    Item &next = items.front();
+    if (next.kind != Item::Kind::Reports) {
+        Item item = std::move(next);
+        items.pop_front();
+        return item;
+    }
+    Item item;
+    item.report = next.reports.takeSlice(most);
+    if (next.reports.isEmpty())
+        items.pop_front();
+    return item;
+}
+
+MqttWorker::MqttWorker(const MqttOptions &options, int qos, const MappingOptions &mapping,
+                       const std::shared_ptr<MqttNews> &news)
+    : link(new MqttLink(options, this)), expiry(new QTimer(this)),
+      mapping(std::make_unique<TopicMapping>(mapping)), news(news), name(options.name), qos(qos)
+{
+    expiry->setSingleShot(true);
+    link->setMessageHandler([this](const MqttMessage &message) { takeMessage(message); });
+    connect(link, &MqttLink::stateChanged, this, &MqttWorker::onStateChanged);
+    connect(link, &MqttLink::failed, this, [this] { setState(state); }); // for another reason
+    connect(link, &MqttLink::subscribed, this, &MqttWorker::onSubscribed);
+    connect(link, &MqttLink::answered, this, &MqttWorker::onAnswered);
+    connect(link, &MqttLink::readingPaused, this, &MqttWorker::flush);
+    connect(link, &MqttLink::filterRefused, this,
+            [this](const QByteArray &filter, const QString &reason) {
+                refusedFilters.append(filter);
+                qCWarning(lcMqttSource).noquote() << name
+                        + QStringLiteral(": the broker refuses the subscription to ")
+                        + QString::fromUtf8(filter) + QStringLiteral(": ") + reason;
+            });
+    connect(link, &MqttLink::published, this,
+            [this](quint64 id, MqttLink::Outcome outcome, const QString &reason) {
+                answer(id,
+                       outcome == MqttLink::Outcome::Acknowledged  ? Source::Outcome::Accepted
+                           : outcome == MqttLink::Outcome::Refused ? Source::Outcome::Refused
+                                                                   : Source::Outcome::Unknown,
+                       reason);
+            });
+    connect(expiry, &QTimer::timeout, this, &MqttWorker::flush);
+}
+
+MqttWorker::~MqttWorker() = default;
+
+void MqttWorker::add(MqttNews::Item item)
+{
+    if (news->add(std::move(item)))
+        Q_EMIT newsAdded();
+}
+
+// What was known before comes before.
+void MqttWorker::setState(Source::State next)
+{
+    flush();
+    state = next;
+    MqttNews::Item item;
+    item.kind = MqttNews::Item::Kind::State;
+    item.state = next;
+    if (next == Source::State::Connecting || next == Source::State::Lost)
+        item.reason = link->reason();
+    else if (next == Source::State::Subscribing && !refusedFilters.isEmpty())
+        item.reason = QStringLiteral("the broker refuses the subscription to %1")
+                          .arg(QString::fromUtf8(refusedFilters.constFirst()));
+    else if (next == Source::State::Subscribing)
+        item.reason = QStringLiteral("waiting for what the broker keeps");
+    add(std::move(item));
+}
+
+void MqttWorker::answer(quint64 id, Source::Outcome outcome, const QString &reason)
+{
+    flush(); // what was reported before it, was
+    MqttNews::Item item;
+    item.kind = MqttNews::Item::Kind::Answer;
+    item.write = id;
+    item.outcome = outcome;
+    item.reason = reason;
+    add(std::move(item));
+}
+
+void MqttWorker::start()
+{
+    setState(Source::State::Connecting);
+    link->open();
+    flush();
+}
+
+void MqttWorker::stop()
+{
+    link->close();
+    setState(Source::State::Stopped);
+    expiry->stop(); // in its thread
+}
+
+void MqttWorker::onStateChanged(MqttLink::State linkState)
+{
+    switch (linkState) {
+    case MqttLink::State::Closed:
+        break;
+    case MqttLink::State::Connecting:
+        if (state == Source::State::Subscribing || state == Source::State::Ready)
+            setState(Source::State::Lost);
+        break;
+    case MqttLink::State::Connected:
+        ++news->counters.connections;
+        refusedFilters.clear();
+        mapping->beginConnection();
+        fresh = 0;
+        quietAnswers = 0;
+        asked = 0;
+        subscribing.start();
+        mapping->takeNewFilters(); // all of them are subscribed to
+        mapping->takeOldFilters();
+        setState(Source::State::Subscribing);
+        link->subscribe(mapping->filters(), qos);
+        break;
+    }
+}
+
+// Nothing in the protocol tells where the messages that were kept end. But a broker answers in
+// order: once it has answered twice and nothing new came in between, there was nothing left.
+void MqttWorker::onSubscribed()
+{
+    if (state != Source::State::Subscribing || !refusedFilters.isEmpty()) {
+        if (state == Source::State::Subscribing)
+            setState(state); // says which
+        return;
+    }
+    quietAnswers = 0;
+    asked = link->askForAnswer();
+}
+
+void MqttWorker::onAnswered(int number)
+{
+    if (state != Source::State::Subscribing || number != asked)
+        return;
+    quietAnswers = std::exchange(fresh, 0) == 0 ? quietAnswers + 1 : 0;
+    const bool isLate =
+        subscribing.hasExpired(std::chrono::milliseconds(longestSubscribing).count());
+    if (quietAnswers < enoughQuietAnswers && !isLate) {
+        asked = link->askForAnswer();
+        return;
+    }
+    asked = 0;
+    setState(Source::State::Ready);
+}
+
+void MqttWorker::takeMessage(const MqttMessage &message)
+{
+    ++messages;
+    bytes += quint64(message.topic.size() + message.payload.size());
+    const TopicMessage topicMessage {message.topic, message.payload, message.isRetained,
+                                     link->version() == 5, message.expiry};
+    const qint64 now = message.expiry < 0 ? 0 : QDateTime::currentMSecsSinceEpoch();
+    if (mapping->take(topicMessage, now))
+        ++fresh;
+}
+
+void MqttWorker::subscribeNew()
+{
+    const QByteArrayList added = mapping->takeNewFilters();
+    const QByteArrayList removed = mapping->takeOldFilters();
+    if (link->state() != MqttLink::State::Connected)
+        return; // all of them are, once there is a connection
+    if (!removed.isEmpty())
+        link->unsubscribe(removed);
+    if (!added.isEmpty()) {
+        asked = 0; // not before they have been granted
+        link->subscribe(added, qos);
+    }
+}
+
+// At the end of what could be read at once.
+void MqttWorker::flush()
+{
+    const qint64 next = mapping->expire(QDateTime::currentMSecsSinceEpoch());
+    if (next > 0)
+        expiry->start(std::chrono::milliseconds(
+            qBound(qint64(1), next - QDateTime::currentMSecsSinceEpoch(), qint64(3600000))));
+    if (mapping->hasReports()) {
+        MqttNews::Item item;
+        item.reports = mapping->takeReports();
+        add(std::move(item));
+    }
+    const QStringList lines = mapping->takeMessages();
+    for (const QString &line : lines)
+        qCInfo(lcMqttSource).noquote() << name + QStringLiteral(": ") + line;
+    news->counters.messages += std::exchange(messages, 0);
+    news->counters.bytes += std::exchange(bytes, 0);
+    const TopicMapping::Statistics counts = mapping->statistics();
+    news->counters.unreadable = counts.unreadable;
+    news->counters.skipped = counts.skipped;
+    subscribeNew();
+}
+
+// The link stays. What the broker keeps is asked for again, as it may mean something else now.
+void MqttWorker::setMapping(const MappingOptions &options, int newQos)
+{
+    flush();
+    auto next = std::make_unique<TopicMapping>(options);
+    next->takeOver(*mapping);
+    const QByteArrayList before = mapping->filters();
+    const QByteArrayList after = next->filters();
+    mapping = std::move(next);
+    mapping->takeNewFilters();
+    qos = newQos;
+    if (link->state() == MqttLink::State::Connected) {
+        QByteArrayList removed;
+        std::copy_if(before.begin(), before.end(), std::back_inserter(removed),
+                     [&after](const QByteArray &filter) { return !after.contains(filter); });
+        link->unsubscribe(removed);
+        refusedFilters.clear();
+        link->subscribe(after, qos);
+    }
+    flush();
+}
+
+void MqttWorker::write(const SourceWrite &write)
+{
+    QString reason;
+    if (link->state() != MqttLink::State::Connected) {
+        answer(write.id, Source::Outcome::Refused,
+               QStringLiteral("there is no link to the broker"));
+        return;
+    }
+    const std::optional<TopicCommand> command = mapping->command(write, &reason);
+    if (!command) {
+        answer(write.id, Source::Outcome::Refused, reason);
+        return;
+    }
+    ++news->counters.writes;
+    link->publish(write.id, command->topic, command->payload, command->qos, command->validFor);
+}
+
+QList<ServedTopic> MqttWorker::served() const
+{
+    return mapping->served();
+}
+
+} // namespace pellix::gateway

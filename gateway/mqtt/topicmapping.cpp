@@ -1,0 +1,1345 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "gateway/mqtt/topicmapping.h"
+
+#include "gateway/mqtt/jsonpointer.h"
+#include "gateway/mqtt/keywordpath.h"
+#include "gateway/mqtt/payload.h"
+#include "gateway/mqtt/topicpattern.h"
+
+#include <QtCore/QHash>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+#include <QtCore/QSet>
+
+#include <algorithm>
+#include <functional>
+#include <set>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+namespace pellix::gateway {
+
+namespace {
+
+constexpr int memberLevels = 4; // of objects that become children
+constexpr qsizetype mostMembers = 10000; // of one topic
+constexpr qsizetype mostTopics = 1000000;
+constexpr qsizetype mostMessages = 1000; // kept for the log
+
+QByteArray raw(QByteArrayView bytes)
+{
+    return QByteArray::fromRawData(bytes.data(), bytes.size());
+}
+
+// Who has a path that two want: first what the configuration says, then topics before members,
+// then the smaller one.
+enum class Rank {
+    Configured,
+    Topic,
+    Member
+};
+
+} // namespace
+
+class TopicMapping::Private
+{
+public:
+    struct Topic;
+    struct Availability;
+
+    struct Declaration
+    {
+        TopicKeyword keyword;
+        PayloadRules rules;
+        JsonPointer member;
+        JsonPointer time;
+        bool isConfigured = false;
+    };
+
+    struct Keyword
+    {
+        QString path;
+        Topic *topic = nullptr;
+        std::shared_ptr<const Declaration> declaration; // null: served as it is
+        Availability *availability = nullptr;
+        QByteArray member; // for the order of two with one path
+        QVariant value; // only if there is a target
+        QVariant target;
+        qint64 expires = 0;
+        ValueType type = ValueType::None;
+        Rank rank = Rank::Topic;
+        bool isMember = false;
+        bool isReported = false; // declared to the source
+        bool isShadowed = false; // by another one of the path
+        bool isMisfit = false;
+        bool isExpired = false;
+        bool isGone = false; // deleted; there is no value until the next one
+        bool hasErrorTopic = false; // it says something
+        bool hasTarget = false;
+    };
+    using KeywordPointer = std::unique_ptr<Keyword>;
+
+    // A member of an object; those of inner objects are its children.
+    struct Node
+    {
+        QString name;
+        KeywordPointer keyword;
+        std::vector<Node> children; // sorted
+    };
+
+    // A declaration whose array has children.
+    struct Array
+    {
+        std::shared_ptr<const Declaration> declaration;
+        QString path;
+        Availability *availability = nullptr;
+        Node root;
+    };
+
+    struct Topic
+    {
+        QByteArray name;
+        KeywordPointer own; // the payload as it is
+        Node root; // its members
+        std::vector<KeywordPointer> declared;
+        std::vector<Array> arrays;
+        std::vector<Convention *> conventions;
+        std::vector<std::pair<Availability *, int>> availabilities;
+        std::vector<Keyword *> errorOf;
+        std::vector<Keyword *> targetOf;
+        Availability *availability = nullptr; // of what is served as it is
+        QString path;
+        quint32 connection = 0;
+        int members = 0;
+        bool isServed = false; // as it is
+        bool isDescription = false;
+    };
+
+    struct Availability
+    {
+        TopicAvailability settings;
+        std::vector<JsonPointer> members;
+        std::vector<signed char> states; // -1: not known
+        int latest = -1;
+        bool isAvailable = false;
+        QSet<Keyword *> keywords;
+    };
+
+    explicit Private(const MappingOptions &options);
+
+    // What there is
+    Topic *topicOf(QByteArrayView name);
+    Topic *prepare(const QByteArray &name);
+    void prepareDeclared(Topic *topic, const QStringList &levels);
+    void declareKeyword(Topic *topic, const TopicKeyword &pattern, const TopicCaptures &captures,
+                        bool isConfigured);
+    TopicKeyword instance(const TopicKeyword &pattern, const TopicCaptures &captures) const;
+    QString pathOf(const TopicKeyword &keyword) const;
+    QString strippedPath(const QString &topic) const;
+    Availability *availabilityOf(const TopicAvailability &settings);
+    TopicAvailability defaultAvailability(const QStringList &levels,
+                                          const TopicCaptures &captures) const;
+    void attach(Keyword *keyword);
+    void forget(Keyword *keyword);
+    void clear(Node *node);
+    void dropUndeclared(Topic *topic);
+    void addFilter(const QString &filter);
+    void removeFilter(const QString &filter);
+    void needTopic(const QString &topic);
+    void needTopics(const TopicKeyword &keyword);
+
+    // Paths
+    bool isBefore(const Keyword &left, const Keyword &right) const;
+    bool claim(Keyword *keyword);
+    void release(Keyword *keyword);
+    void declareNow(Keyword *keyword, bool again);
+    SourceKeyword sourceKeyword(const Keyword &keyword) const;
+    void declareMeta(const Keyword &keyword, bool again);
+    void removeMeta(const Keyword &keyword);
+
+    // Messages
+    void takeDescription(Topic *topic, QByteArrayView payload);
+    void apply(const ConventionChange &change);
+    void takeAvailability(Topic *topic, QByteArrayView payload);
+    void takeErrors(Topic *topic, QByteArrayView payload);
+    void takeTargets(Topic *topic, QByteArrayView payload);
+    void takeValues(Topic *topic, const TopicMessage &message, qint64 now);
+    void takeDeclared(Topic *topic, const Payload &payload, const TopicMessage &message,
+                      qint64 now);
+    void takeArray(Topic *topic, Array *array, const QJsonValue &json, qint64 expires);
+    void takeMembers(Topic *topic, Node *node, const QJsonObject &object, const QString &path,
+                     int level, qint64 expires);
+    Node *child(Topic *topic, Node *node, const QString &name);
+    Keyword *memberKeyword(Topic *topic, Node *node, const QString &path,
+                           Availability *availability,
+                           const std::shared_ptr<const Declaration> &declaration);
+    void setMisfit(Node *node);
+    void update(Keyword *keyword, const Payload &payload, qint64 expires, qint64 time);
+    void reportFlags(Keyword *keyword);
+    SourceValue flags(const Keyword &keyword) const;
+    void removeTopic(Topic *topic);
+    bool isDeletion(const Topic &topic, const TopicMessage &message) const;
+    void say(const QString &message);
+
+    const MappingOptions options;
+    QList<TopicPattern> served;
+    QList<TopicPattern> patterns; // of options.keywords
+    QStringList prefix; // levels that no path has
+    std::vector<std::unique_ptr<Convention>> conventions;
+    std::vector<std::pair<TopicPattern, Convention *>> descriptions;
+
+    QHash<QByteArray, Topic *> topics;
+    std::vector<std::unique_ptr<Topic>> ownedTopics;
+    QHash<QString, Availability *> availabilities; // by what they say
+    std::vector<std::unique_ptr<Availability>> ownedAvailabilities;
+    QHash<QString, Keyword *> paths; // who has them
+    QHash<QString, Keyword *> described; // by conventions
+    std::set<std::pair<qint64, Keyword *>> expiring;
+    std::vector<KeywordPointer> commands; // without a topic
+
+    QHash<QString, int> filterUses;
+    QStringList filterOrder;
+    QList<TopicPattern> wildcardFilters;
+    QByteArrayList newFilters;
+    QByteArrayList oldFilters;
+
+    PayloadRules plain;
+    ReportList reports;
+    QStringList messages;
+    QSet<QString> said;
+    Statistics counts;
+    quint32 connection = 1;
+};
+
+TopicMapping::Private::Private(const MappingOptions &options) : options(options)
+{
+    QList<QStringList> fixed;
+    for (const QString &filter : options.topics) {
+        served.append(TopicPattern::fromFilter(filter).value_or(TopicPattern()));
+        fixed.append(served.constLast().fixedLevels());
+        addFilter(filter);
+    }
+    // What all of them begin with says nothing.
+    if (!fixed.isEmpty()) {
+        prefix = fixed.constFirst();
+        for (const QStringList &levels : std::as_const(fixed)) {
+            const auto end =
+                std::mismatch(prefix.cbegin(), prefix.cend(), levels.cbegin(), levels.cend()).first;
+            prefix.resize(end - prefix.cbegin());
+        }
+    }
+    for (const TopicAvailability::Entry &entry : options.availability.entries) {
+        if (const auto pattern = TopicPattern::fromText(entry.topic))
+            addFilter(pattern->filter());
+    }
+    for (const auto &use : options.conventions) {
+        std::unique_ptr<Convention> convention = Convention::create(use.name, use.options);
+        if (!convention)
+            continue;
+        const QStringList filters = convention->subscriptions();
+        for (const QString &filter : filters) {
+            descriptions.emplace_back(TopicPattern::fromFilter(filter).value_or(TopicPattern()),
+                                      convention.get());
+            addFilter(filter);
+        }
+        conventions.push_back(std::move(convention));
+    }
+    for (const TopicKeyword &keyword : options.keywords)
+        patterns.append(TopicPattern::fromText(keyword.topic).value_or(TopicPattern()));
+    for (qsizetype i = 0; i < patterns.size(); ++i) {
+        const TopicKeyword &keyword = options.keywords.at(i);
+        if (keyword.topic.isEmpty()) {
+            declareKeyword(nullptr, keyword, {}, true);
+            continue;
+        }
+        addFilter(patterns.at(i).filter());
+        // Those of its other topics; with wildcards as well, as who is there is not known.
+        TopicKeyword wild = keyword;
+        TopicCaptures captures;
+        for (const QString &name : patterns.at(i).names())
+            captures.insert(name, QStringLiteral("+"));
+        wild.topic = patterns.at(i).filter();
+        needTopics(instance(wild, captures));
+        if (!patterns.at(i).hasWildcards())
+            topicOf(keyword.topic.toUtf8());
+    }
+}
+
+// Filters
+
+void TopicMapping::Private::addFilter(const QString &filter)
+{
+    if (filterUses[filter]++ > 0)
+        return;
+    filterOrder.append(filter);
+    const QByteArray utf8 = filter.toUtf8();
+    oldFilters.removeAll(utf8);
+    newFilters.append(utf8);
+    const auto pattern = TopicPattern::fromFilter(filter);
+    if (pattern && pattern->hasWildcards())
+        wildcardFilters.append(*pattern);
+}
+
+void TopicMapping::Private::removeFilter(const QString &filter)
+{
+    const auto uses = filterUses.find(filter);
+    if (uses == filterUses.end() || --*uses > 0)
+        return;
+    filterUses.erase(uses);
+    filterOrder.removeOne(filter);
+    const QByteArray utf8 = filter.toUtf8();
+    if (!newFilters.removeOne(utf8))
+        oldFilters.append(utf8);
+    wildcardFilters.removeIf(
+        [&filter](const TopicPattern &pattern) { return pattern.filter() == filter; });
+}
+
+// What no other filter brings.
+void TopicMapping::Private::needTopic(const QString &topic)
+{
+    if (topic.isEmpty() || filterUses.contains(topic))
+        return;
+    const QStringList levels = topic.split(QLatin1Char('/'));
+    for (const TopicPattern &pattern : std::as_const(wildcardFilters)) {
+        if (pattern.matches(levels))
+            return;
+    }
+    addFilter(topic);
+}
+
+void TopicMapping::Private::needTopics(const TopicKeyword &keyword)
+{
+    needTopic(keyword.topic);
+    needTopic(keyword.errorTopic);
+    needTopic(keyword.targetTopic);
+    for (const TopicAvailability::Entry &entry : keyword.availability.entries)
+        needTopic(entry.topic);
+}
+
+// What there is
+
+TopicMapping::Private::Topic *TopicMapping::Private::topicOf(QByteArrayView name)
+{
+    const auto found = topics.constFind(raw(name));
+    return found != topics.constEnd() ? *found : prepare(name.toByteArray());
+}
+
+// What a topic is for, once for all its messages.
+TopicMapping::Private::Topic *TopicMapping::Private::prepare(const QByteArray &name)
+{
+    if (topics.size() >= mostTopics) {
+        say(QStringLiteral("more than %1 topics: the rest is ignored").arg(mostTopics));
+        return nullptr;
+    }
+    ownedTopics.push_back(std::make_unique<Topic>());
+    Topic *const topic = ownedTopics.back().get();
+    topic->name = name;
+    topics.insert(name, topic);
+    const QString text = QString::fromUtf8(name);
+    const QStringList levels = text.split(QLatin1Char('/'));
+    for (const auto &[pattern, convention] : descriptions) {
+        if (pattern.matches(levels)) {
+            topic->isDescription = true;
+            if (std::find(topic->conventions.begin(), topic->conventions.end(), convention)
+                == topic->conventions.end())
+                topic->conventions.push_back(convention);
+        }
+    }
+    prepareDeclared(topic, levels);
+    if (!topic->declared.empty() || !topic->arrays.empty() || topic->isDescription)
+        return topic;
+    topic->isServed = std::any_of(served.cbegin(), served.cend(), [&](const TopicPattern &pattern) {
+        return pattern.matches(levels);
+    });
+    if (topic->isServed) {
+        topic->path = strippedPath(text);
+        topic->availability = availabilityOf(defaultAvailability(levels, {}));
+    }
+    return topic;
+}
+
+void TopicMapping::Private::prepareDeclared(Topic *topic, const QStringList &levels)
+{
+    QSet<QString> members; // the first declaration of each
+    for (qsizetype i = 0; i < patterns.size(); ++i) {
+        TopicCaptures captures;
+        const TopicKeyword &pattern = options.keywords.at(i);
+        if (members.contains(pattern.member) || !patterns.at(i).matches(levels, &captures))
+            continue;
+        members.insert(pattern.member);
+        TopicKeyword keyword = pattern;
+        keyword.topic = QString::fromUtf8(topic->name);
+        declareKeyword(topic, keyword, captures, true);
+    }
+}
+
+// With what stood for its wildcards.
+TopicKeyword TopicMapping::Private::instance(const TopicKeyword &pattern,
+                                             const TopicCaptures &captures) const
+{
+    TopicKeyword keyword = pattern;
+    const auto fill = [&](QString *topic) {
+        *topic = filledIn(*topic, captures);
+        if (topic->startsWith(QLatin1String("+/"))) // of the topic itself
+            *topic = keyword.topic + topic->mid(1);
+    };
+    TopicCaptures asLevels;
+    for (auto it = captures.begin(); it != captures.end(); ++it)
+        asLevels.insert(it.key(), keywordLevel(it.value()));
+    keyword.path = filledIn(keyword.path, asLevels);
+    keyword.label = filledIn(keyword.label, captures);
+    for (QString *topic : {&keyword.writeTopic, &keyword.errorTopic, &keyword.targetTopic})
+        fill(topic);
+    if (keyword.availability.entries.isEmpty()) {
+        keyword.availability = defaultAvailability(keyword.topic.split(QLatin1Char('/')), captures);
+    } else {
+        for (TopicAvailability::Entry &entry : keyword.availability.entries)
+            fill(&entry.topic);
+    }
+    return keyword;
+}
+
+// A level that is named by the availability, and not by the keyword, is the one that stands at its
+// place in the topic.
+TopicAvailability TopicMapping::Private::defaultAvailability(const QStringList &levels,
+                                                             const TopicCaptures &captures) const
+{
+    TopicAvailability result = options.availability;
+    for (TopicAvailability::Entry &entry : result.entries) {
+        const auto pattern = TopicPattern::fromText(entry.topic);
+        TopicCaptures own;
+        if (!pattern || !pattern->hasWildcards())
+            continue;
+        if (!pattern->matchesBeginning(levels, &own))
+            own = captures;
+        QString topic = entry.topic;
+        int number = 0;
+        QStringList parts = topic.split(QLatin1Char('/'));
+        for (QString &part : parts) {
+            if (part == QLatin1String("+"))
+                part = QLatin1Char('{') + QString::number(++number) + QLatin1Char('}');
+            else if (part.startsWith(QLatin1Char('{')))
+                ++number;
+        }
+        entry.topic = filledIn(parts.join(QLatin1Char('/')), own);
+    }
+    // What no level could be found for is about something else.
+    result.entries.removeIf(
+        [](const TopicAvailability::Entry &entry) { return !namesIn(entry.topic).isEmpty(); });
+    return result;
+}
+
+QString TopicMapping::Private::strippedPath(const QString &topic) const
+{
+    const QStringList levels = topic.split(QLatin1Char('/'));
+    const bool hasPrefix = levels.size() > prefix.size()
+        && std::equal(prefix.cbegin(), prefix.cend(), levels.cbegin());
+    return keywordPath(hasPrefix ? levels.mid(prefix.size()).join(QLatin1Char('/')) : topic);
+}
+
+QString TopicMapping::Private::pathOf(const TopicKeyword &keyword) const
+{
+    if (!keyword.path.isEmpty())
+        return keyword.path;
+    QString path = strippedPath(keyword.topic);
+    if (keyword.isMemberInPath) {
+        const auto pointer = JsonPointer::fromText(keyword.member).value_or(JsonPointer());
+        for (const QString &name : pointer.names())
+            path += QLatin1Char('/') + keywordLevel(name);
+    }
+    return path;
+}
+
+void TopicMapping::Private::declareKeyword(Topic *topic, const TopicKeyword &pattern,
+                                           const TopicCaptures &captures, bool isConfigured)
+{
+    auto declaration = std::make_shared<Declaration>();
+    declaration->keyword = isConfigured ? instance(pattern, captures) : pattern;
+    declaration->rules = PayloadRules(pattern);
+    declaration->member = JsonPointer::fromText(pattern.member).value_or(JsonPointer());
+    declaration->time = JsonPointer::fromText(pattern.timeMember).value_or(JsonPointer());
+    declaration->isConfigured = isConfigured;
+    needTopics(declaration->keyword);
+    const QString path = pathOf(declaration->keyword);
+    if (topic && !pattern.arrayKey.isEmpty()) {
+        topic->arrays.push_back(
+            {declaration, path, availabilityOf(declaration->keyword.availability), {}});
+        return;
+    }
+    auto keyword = std::make_unique<Keyword>();
+    keyword->path = path;
+    keyword->topic = topic;
+    keyword->declaration = declaration;
+    keyword->member = pattern.member.toUtf8();
+    keyword->isMember = !pattern.member.isEmpty();
+    keyword->rank = isConfigured ? Rank::Configured : Rank::Topic;
+    keyword->type = declaration->rules.type();
+    attach(keyword.get());
+    Keyword *const declared = keyword.get();
+    (topic ? topic->declared : commands).push_back(std::move(keyword));
+    if (!isConfigured)
+        described.insert(path, declared);
+    if (declared->type != ValueType::None && claim(declared) && topic)
+        reports.report(flags(*declared));
+}
+
+// To the other topics that have to do with it.
+void TopicMapping::Private::attach(Keyword *keyword)
+{
+    const TopicKeyword &settings = keyword->declaration->keyword;
+    keyword->availability = availabilityOf(settings.availability);
+    if (keyword->availability)
+        keyword->availability->keywords.insert(keyword);
+    if (!settings.errorTopic.isEmpty()) {
+        if (Topic *const topic = topicOf(settings.errorTopic.toUtf8()))
+            topic->errorOf.push_back(keyword);
+    }
+    if (!settings.targetTopic.isEmpty()) {
+        if (Topic *const topic = topicOf(settings.targetTopic.toUtf8()))
+            topic->targetOf.push_back(keyword);
+    }
+}
+
+TopicMapping::Private::Availability *
+TopicMapping::Private::availabilityOf(const TopicAvailability &settings)
+{
+    if (settings.entries.isEmpty())
+        return nullptr;
+    QStringList words {QString::number(int(settings.mode))};
+    for (const TopicAvailability::Entry &entry : settings.entries)
+        words << entry.topic << entry.member << entry.online << QString() << entry.offline
+              << QString();
+    Availability *&availability = availabilities[words.join(QChar(u'\n'))];
+    if (availability)
+        return availability;
+    ownedAvailabilities.push_back(std::make_unique<Availability>());
+    availability = ownedAvailabilities.back().get();
+    Availability *const made = availability; // the hash may move
+    made->settings = settings;
+    made->states.assign(std::size_t(settings.entries.size()), -1);
+    for (int i = 0; i < int(settings.entries.size()); ++i) {
+        const TopicAvailability::Entry &entry = settings.entries.at(i);
+        made->members.push_back(JsonPointer::fromText(entry.member).value_or(JsonPointer()));
+        needTopic(entry.topic);
+        if (Topic *const topic = topicOf(entry.topic.toUtf8()))
+            topic->availabilities.emplace_back(made, i);
+    }
+    return made;
+}
+
+// Everything that points to it.
+void TopicMapping::Private::forget(Keyword *keyword)
+{
+    release(keyword);
+    if (keyword->availability)
+        keyword->availability->keywords.remove(keyword);
+    if (keyword->expires > 0)
+        expiring.erase({keyword->expires, keyword});
+    if (!keyword->declaration)
+        return;
+    const TopicKeyword &settings = keyword->declaration->keyword;
+    const auto detach = [&](const QString &name, std::vector<Keyword *> Topic::*list) {
+        Topic *const topic = name.isEmpty() ? nullptr : topics.value(name.toUtf8());
+        if (topic) {
+            auto &users = topic->*list;
+            users.erase(std::remove(users.begin(), users.end(), keyword), users.end());
+        }
+    };
+    detach(settings.errorTopic, &Topic::errorOf);
+    detach(settings.targetTopic, &Topic::targetOf);
+}
+
+void TopicMapping::Private::clear(Node *node)
+{
+    for (Node &inner : node->children)
+        clear(&inner);
+    if (node->keyword)
+        forget(node->keyword.get());
+    node->keyword.reset();
+    node->children.clear();
+}
+
+// What a topic was served as before it was declared.
+void TopicMapping::Private::dropUndeclared(Topic *topic)
+{
+    if (topic->own)
+        forget(topic->own.get());
+    topic->own.reset();
+    clear(&topic->root);
+    topic->members = 0;
+}
+
+// Paths
+
+bool TopicMapping::Private::isBefore(const Keyword &left, const Keyword &right) const
+{
+    const auto key = [](const Keyword &keyword) {
+        const Rank rank =
+            keyword.rank == Rank::Topic && keyword.isMember ? Rank::Member : keyword.rank;
+        return std::make_tuple(rank, keyword.topic ? keyword.topic->name : QByteArray(),
+                               keyword.member);
+    };
+    return key(left) < key(right);
+}
+
+// Whether the keyword has its path now.
+bool TopicMapping::Private::claim(Keyword *keyword)
+{
+    if (keyword->isReported)
+        return true;
+    Keyword *&owner = paths[keyword->path];
+    if (owner && owner != keyword) {
+        Keyword *const other = owner;
+        if (!keyword->isShadowed && !other->isShadowed) {
+            ++counts.collisions;
+            const auto name = [](const Keyword &one) {
+                return one.topic ? QString::fromUtf8(one.topic->name + one.member)
+                                 : QStringLiteral("a command");
+            };
+            say(QStringLiteral("%1 and %2 have the same path, %3: the first one has it")
+                    .arg(name(isBefore(*keyword, *other) ? *keyword : *other),
+                         name(isBefore(*keyword, *other) ? *other : *keyword), keyword->path));
+        }
+        if (!isBefore(*keyword, *other)) {
+            keyword->isShadowed = true;
+            return false;
+        }
+        release(other);
+        other->isShadowed = true;
+    }
+    paths.insert(keyword->path, keyword);
+    keyword->isShadowed = false;
+    declareNow(keyword, false);
+    return true;
+}
+
+void TopicMapping::Private::release(Keyword *keyword)
+{
+    if (!keyword->isReported)
+        return;
+    keyword->isReported = false;
+    paths.remove(keyword->path);
+    removeMeta(*keyword);
+    reports.remove(keyword->path);
+}
+
+void TopicMapping::Private::declareNow(Keyword *keyword, bool again)
+{
+    keyword->isReported = true;
+    reports.declare(sourceKeyword(*keyword), again);
+    declareMeta(*keyword, again);
+}
+
+SourceKeyword TopicMapping::Private::sourceKeyword(const Keyword &keyword) const
+{
+    SourceKeyword result;
+    result.path = keyword.path;
+    result.type = valueTypeWord(keyword.type);
+    if (!keyword.declaration)
+        return result;
+    const TopicKeyword &settings = keyword.declaration->keyword;
+    const bool isWritten = !settings.writeTopic.isEmpty();
+    const bool isRead = !settings.topic.isEmpty();
+    result.access = settings.access;
+    if (result.access.isEmpty()) {
+        result.access = !isWritten ? QStringLiteral("R")
+            : isRead               ? QStringLiteral("RW")
+                                   : QStringLiteral("W");
+    }
+    result.label = settings.label;
+    if (options.labelUnit && !settings.unit.isEmpty()) {
+        const QString name =
+            result.label.isEmpty() ? keyword.path.section(QLatin1Char('/'), -1) : result.label;
+        result.label = QStringLiteral("%1 [%2]").arg(name, settings.unit);
+    }
+    result.minimum = settings.minimum;
+    result.maximum = settings.maximum;
+    result.step = settings.step;
+    result.choices = settings.choices;
+    if (result.choices.isEmpty() && isWritten && keyword.type != ValueType::Bool) {
+        for (const TopicValue &entry :
+             settings.writeValues.isEmpty() ? settings.values : settings.writeValues) {
+            if (!result.choices.contains(entry.value))
+                result.choices.append(entry.value);
+        }
+    }
+    result.staleAfter = settings.staleAfter;
+    result.confirmWithin = settings.confirmWithin;
+    result.confirmation = settings.confirmation;
+    if (!isRead && result.confirmation == SourceKeyword::Confirmation::Readback)
+        result.confirmation = SourceKeyword::Confirmation::Answer;
+    result.writesChange = settings.writesChange;
+    return result;
+}
+
+void TopicMapping::Private::declareMeta(const Keyword &keyword, bool again)
+{
+    if (!options.meta || !keyword.declaration)
+        return;
+    const TopicKeyword &settings = keyword.declaration->keyword;
+    const auto declare = [&](const char *name, const QVariant &value, const QString &type) {
+        if (value.isNull())
+            return;
+        SourceKeyword meta;
+        meta.path = keyword.path + QLatin1Char('/') + QString::fromLatin1(name);
+        meta.type = type;
+        meta.access = QStringLiteral("RM");
+        reports.declare(meta, again);
+        SourceValue reported;
+        reported.path = meta.path;
+        reported.value = value;
+        reports.report(reported);
+    };
+    const QString number = QStringLiteral("double");
+    declare("Unit", settings.unit.isEmpty() ? QVariant() : settings.unit, QStringLiteral("string"));
+    declare("Min", settings.minimum, number);
+    declare("Max", settings.maximum, number);
+}
+
+void TopicMapping::Private::removeMeta(const Keyword &keyword)
+{
+    if (!options.meta || !keyword.declaration)
+        return;
+    const TopicKeyword &settings = keyword.declaration->keyword;
+    if (!settings.unit.isEmpty())
+        reports.remove(keyword.path + QStringLiteral("/Unit"));
+    if (!settings.minimum.isNull())
+        reports.remove(keyword.path + QStringLiteral("/Min"));
+    if (!settings.maximum.isNull())
+        reports.remove(keyword.path + QStringLiteral("/Max"));
+}
+
+void TopicMapping::Private::say(const QString &message)
+{
+    if (said.size() >= mostMessages || said.contains(message))
+        return;
+    said.insert(message);
+    messages.append(message);
+}
+
+// Descriptions
+
+void TopicMapping::Private::takeDescription(Topic *topic, QByteArrayView payload)
+{
+    const auto listeners = topic->conventions;
+    for (Convention *const convention : listeners)
+        apply(convention->take(QString::fromUtf8(topic->name), payload.toByteArray()));
+}
+
+void TopicMapping::Private::apply(const ConventionChange &change)
+{
+    const auto drop = [this](const QString &path) {
+        Keyword *const keyword = described.take(path);
+        if (!keyword)
+            return;
+        forget(keyword);
+        auto &list = keyword->topic ? keyword->topic->declared : commands;
+        list.erase(std::find_if(list.begin(), list.end(), [keyword](const KeywordPointer &other) {
+            return other.get() == keyword;
+        }));
+    };
+    for (const QString &path : change.removed)
+        drop(path);
+    for (const TopicKeyword &keyword : change.declared) {
+        Topic *const topic = keyword.topic.isEmpty() ? nullptr : topicOf(keyword.topic.toUtf8());
+        if (!topic && !keyword.topic.isEmpty())
+            continue;
+        Keyword *const old = described.value(pathOf(keyword));
+        if (old && old->topic == topic && old->declaration->keyword.member == keyword.member) {
+            // As it is now; the value stays.
+            const bool wasReported = old->isReported;
+            old->isReported = false;
+            const Keyword before = *old;
+            forget(old);
+            auto declaration = std::make_shared<Declaration>(*old->declaration);
+            declaration->keyword = keyword;
+            declaration->rules = PayloadRules(keyword);
+            declaration->time = JsonPointer::fromText(keyword.timeMember).value_or(JsonPointer());
+            old->declaration = declaration;
+            attach(old);
+            old->isReported = wasReported;
+            if (declaration->rules.type() != ValueType::None)
+                old->type = declaration->rules.type();
+            if (wasReported) {
+                declareNow(old, true);
+                reports.report(flags(*old));
+            } else if (old->type != ValueType::None) {
+                claim(old);
+            }
+            continue;
+        }
+        drop(pathOf(keyword));
+        if (topic)
+            dropUndeclared(topic);
+        declareKeyword(topic, keyword, {}, false);
+    }
+    for (const QString &filter : change.subscribe)
+        addFilter(filter);
+    for (const QString &filter : change.unsubscribe)
+        removeFilter(filter);
+    for (const QString &message : change.messages)
+        say(message);
+}
+
+// Messages about other topics
+
+void TopicMapping::Private::takeAvailability(Topic *topic, QByteArrayView payload)
+{
+    for (const auto &[availability, index] : topic->availabilities) {
+        const TopicAvailability::Entry &entry = availability->settings.entries.at(index);
+        QString word = QString::fromUtf8(payload);
+        const JsonPointer &member = availability->members[std::size_t(index)];
+        if (!member.isWhole()) {
+            const Payload read = Payload::read(payload);
+            if (read.structure.isObject()) {
+                const QJsonValue value = member.of(read.structure);
+                word = value.isString()
+                    ? value.toString()
+                    : QString::fromUtf8(PayloadRules()
+                                            .payload(value.toVariant(), ValueType::None)
+                                            .value_or(QByteArray()));
+            }
+        }
+        signed char &state = availability->states[std::size_t(index)];
+        if (payload.isEmpty() && !entry.online.contains(word) && !entry.offline.contains(word))
+            state = -1; // nobody says it any longer
+        else if (entry.online.contains(word) || entry.online.contains(word.trimmed()))
+            state = 1;
+        else if (entry.offline.contains(word) || entry.offline.contains(word.trimmed()))
+            state = 0;
+        else
+            continue;
+        availability->latest = state == -1 ? availability->latest : index;
+        const auto &states = availability->states;
+        const auto isOn = [](signed char one) { return one == 1; };
+        bool isAvailable = false;
+        switch (availability->settings.mode) {
+        case TopicAvailability::Mode::All:
+            isAvailable = std::all_of(states.begin(), states.end(), isOn);
+            break;
+        case TopicAvailability::Mode::Any:
+            isAvailable = std::any_of(states.begin(), states.end(), isOn);
+            break;
+        case TopicAvailability::Mode::Latest:
+            isAvailable =
+                availability->latest >= 0 && states[std::size_t(availability->latest)] == 1;
+            break;
+        }
+        if (isAvailable == availability->isAvailable)
+            continue;
+        availability->isAvailable = isAvailable;
+        for (Keyword *const keyword : std::as_const(availability->keywords))
+            reportFlags(keyword);
+    }
+}
+
+void TopicMapping::Private::takeErrors(Topic *topic, QByteArrayView payload)
+{
+    for (Keyword *const keyword : topic->errorOf) {
+        if (std::exchange(keyword->hasErrorTopic, !payload.isEmpty()) == payload.isEmpty())
+            reportFlags(keyword);
+    }
+}
+
+void TopicMapping::Private::takeTargets(Topic *topic, QByteArrayView payload)
+{
+    for (Keyword *const keyword : topic->targetOf) {
+        keyword->hasTarget = !payload.isEmpty()
+            && keyword->declaration->rules.value(Payload::read(payload), keyword->type,
+                                                 &keyword->target)
+                == PayloadRules::Result::Value;
+        reportFlags(keyword);
+    }
+}
+
+SourceValue TopicMapping::Private::flags(const Keyword &keyword) const
+{
+    SourceValue value;
+    value.path = keyword.path;
+    value.online = (!keyword.availability || keyword.availability->isAvailable)
+        && !keyword.isExpired && !keyword.isGone;
+    value.error = keyword.isMisfit;
+    if (keyword.declaration) {
+        const TopicKeyword &settings = keyword.declaration->keyword;
+        value.error = value.error || keyword.hasErrorTopic || settings.isFaulty;
+        value.consistent = !keyword.hasTarget || !settings.isConsistentWithTarget
+            || keyword.target == keyword.value;
+    }
+    return value;
+}
+
+void TopicMapping::Private::reportFlags(Keyword *keyword)
+{
+    if (keyword->isReported)
+        reports.report(flags(*keyword));
+}
+
+// Values
+
+void TopicMapping::Private::update(Keyword *keyword, const Payload &payload, qint64 expires,
+                                   qint64 time)
+{
+    if (keyword->type == ValueType::None) {
+        keyword->type = payload.inferredType();
+        if (keyword->type == ValueType::None) // nothing can be said of it yet
+            return;
+    }
+    if (!claim(keyword))
+        return;
+    QVariant value;
+    const PayloadRules &rules = keyword->declaration ? keyword->declaration->rules : plain;
+    const PayloadRules::Result result = rules.value(payload, keyword->type, &value);
+    if (result == PayloadRules::Result::Ignored)
+        return;
+    if (result == PayloadRules::Result::Misfit) {
+        ++counts.misfits;
+        keyword->isMisfit = true;
+        reports.report(flags(*keyword));
+        return;
+    }
+    keyword->isMisfit = false;
+    keyword->isExpired = false;
+    keyword->isGone = false;
+    if (keyword->expires != expires) {
+        if (keyword->expires > 0)
+            expiring.erase({keyword->expires, keyword});
+        keyword->expires = expires;
+        if (expires > 0)
+            expiring.insert({expires, keyword});
+    }
+    if (keyword->declaration && !keyword->declaration->keyword.targetTopic.isEmpty())
+        keyword->value = value;
+    SourceValue reported = flags(*keyword);
+    reported.value = std::move(value);
+    reported.time = time;
+    reports.report(std::move(reported));
+}
+
+// An empty message that is retained takes the one back that was. Before MQTT 5 who listens already
+// cannot tell it from an empty text.
+bool TopicMapping::Private::isDeletion(const Topic &topic, const TopicMessage &message) const
+{
+    if (!message.payload.isEmpty())
+        return false;
+    if (message.isRetained || message.isFlagExact)
+        return message.isRetained;
+    const auto isText = [](const KeywordPointer &keyword) {
+        return keyword && keyword->type == ValueType::String;
+    };
+    return !isText(topic.own) && std::none_of(topic.declared.begin(), topic.declared.end(), isText);
+}
+
+void TopicMapping::Private::removeTopic(Topic *topic)
+{
+    dropUndeclared(topic);
+    for (Array &array : topic->arrays)
+        clear(&array.root);
+    for (const KeywordPointer &keyword : topic->declared) {
+        keyword->isGone = true;
+        keyword->isMisfit = false;
+        const bool isDescribed = !keyword->declaration->isConfigured;
+        const QString text = QString::fromUtf8(topic->name);
+        const bool isNamed =
+            std::any_of(options.keywords.cbegin(), options.keywords.cend(),
+                        [&text](const TopicKeyword &other) { return other.topic == text; });
+        // What is declared by name stays, without a value of now.
+        if (isDescribed || isNamed)
+            reportFlags(keyword.get());
+        else
+            release(keyword.get());
+    }
+}
+
+void TopicMapping::Private::takeValues(Topic *topic, const TopicMessage &message, qint64 now)
+{
+    const bool isDeclared = !topic->declared.empty() || !topic->arrays.empty();
+    if (!isDeclared && !topic->isServed)
+        return;
+    if (isDeletion(*topic, message)) {
+        removeTopic(topic);
+        return;
+    }
+    const Payload payload = Payload::read(message.payload);
+    if (payload.kind == Payload::Kind::Unreadable)
+        ++counts.unreadable;
+    if (isDeclared) {
+        takeDeclared(topic, payload, message, now);
+        return;
+    }
+    const qint64 expires = message.expiry < 0 ? 0 : now + message.expiry * 1000;
+    if (!topic->own && payload.structure.isObject()) {
+        takeMembers(topic, &topic->root, payload.structure.toObject(), topic->path, 1, expires);
+        return;
+    }
+    if (!topic->root.children.empty()) {
+        if (payload.kind != Payload::Kind::Null) {
+            ++counts.misfits;
+            setMisfit(&topic->root);
+        }
+        return;
+    }
+    if (!topic->own) {
+        topic->own = std::make_unique<Keyword>();
+        topic->own->path = topic->path;
+        topic->own->topic = topic;
+        topic->own->availability = topic->availability;
+        if (topic->availability)
+            topic->availability->keywords.insert(topic->own.get());
+    }
+    update(topic->own.get(), payload, expires, 0);
+}
+
+void TopicMapping::Private::takeDeclared(Topic *topic, const Payload &payload,
+                                         const TopicMessage &message, qint64 now)
+{
+    const qint64 expires = message.expiry < 0 ? 0 : now + message.expiry * 1000;
+    for (const KeywordPointer &keyword : topic->declared) {
+        const Declaration &declaration = *keyword->declaration;
+        qint64 time = 0;
+        if (!declaration.time.isWhole())
+            time = timeOf(declaration.time.of(payload.structure)).value_or(0);
+        if (declaration.member.isWhole()) {
+            update(keyword.get(), payload, expires, time);
+            continue;
+        }
+        if (payload.kind != Payload::Kind::Structure) {
+            // What stands for no value may do so for all members.
+            if (payload.kind == Payload::Kind::Null)
+                continue;
+            Payload none;
+            update(keyword.get(), none, expires, time);
+            continue;
+        }
+        const QJsonValue value = declaration.member.of(payload.structure);
+        if (!value.isUndefined()) // else it says nothing of it
+            update(keyword.get(), Payload::read(value), expires, time);
+    }
+    for (Array &array : topic->arrays)
+        takeArray(topic, &array, array.declaration->member.of(payload.json()), expires);
+}
+
+void TopicMapping::Private::takeArray(Topic *topic, Array *array, const QJsonValue &json,
+                                      qint64 expires)
+{
+    if (json.isUndefined())
+        return;
+    if (!json.isArray()) {
+        ++counts.misfits;
+        setMisfit(&array->root);
+        return;
+    }
+    const TopicKeyword &settings = array->declaration->keyword;
+    const QJsonArray elements = json.toArray();
+    for (const QJsonValue &element : elements) {
+        const QJsonValue key = element[settings.arrayKey];
+        const QJsonValue value = element[settings.arrayValue];
+        const QString name = key.isString() ? key.toString()
+            : key.isDouble()                ? QString::fromUtf8(numberText(key.toDouble()))
+                                            : QString();
+        if (name.isEmpty() || value.isUndefined())
+            continue;
+        Node *const node = child(topic, &array->root, name);
+        if (!node)
+            return;
+        Keyword *const keyword =
+            memberKeyword(topic, node, array->path + QLatin1Char('/') + keywordLevel(name),
+                          array->availability, array->declaration);
+        update(keyword, Payload::read(value), expires, 0);
+    }
+}
+
+// The member of that name, sorted in; null if there are too many.
+TopicMapping::Private::Node *TopicMapping::Private::child(Topic *topic, Node *node,
+                                                          const QString &name)
+{
+    auto &children = node->children;
+    const auto place =
+        std::lower_bound(children.begin(), children.end(), name,
+                         [](const Node &one, const QString &other) { return one.name < other; });
+    if (place != children.end() && place->name == name)
+        return &*place;
+    if (topic->members >= mostMembers) {
+        say(QStringLiteral("%1 has more than %2 members: the rest is ignored")
+                .arg(QString::fromUtf8(topic->name))
+                .arg(mostMembers));
+        return nullptr;
+    }
+    ++topic->members;
+    Node made;
+    made.name = name;
+    return &*children.insert(place, std::move(made));
+}
+
+TopicMapping::Private::Keyword *
+TopicMapping::Private::memberKeyword(Topic *topic, Node *node, const QString &path,
+                                     Availability *availability,
+                                     const std::shared_ptr<const Declaration> &declaration)
+{
+    if (node->keyword)
+        return node->keyword.get();
+    node->keyword = std::make_unique<Keyword>();
+    Keyword *const keyword = node->keyword.get();
+    keyword->path = path;
+    keyword->topic = topic;
+    keyword->member = '/' + node->name.toUtf8();
+    keyword->isMember = true;
+    keyword->declaration = declaration;
+    keyword->type = declaration ? declaration->rules.type() : ValueType::None;
+    keyword->rank = declaration ? Rank::Configured : Rank::Topic;
+    keyword->availability = availability;
+    if (availability)
+        availability->keywords.insert(keyword);
+    return keyword;
+}
+
+void TopicMapping::Private::takeMembers(Topic *topic, Node *node, const QJsonObject &object,
+                                        const QString &path, int level, qint64 expires)
+{
+    for (auto it = object.begin(); it != object.end(); ++it) {
+        Node *const inner = child(topic, node, it.key());
+        if (!inner)
+            return;
+        const QJsonValue value = it.value();
+        const bool isInner = value.isObject() && !inner->keyword && level < memberLevels;
+        if (isInner) {
+            takeMembers(topic, inner, value.toObject(),
+                        path + QLatin1Char('/') + keywordLevel(it.key()), level + 1, expires);
+            continue;
+        }
+        if (!inner->children.empty()) { // it was an object, and is none
+            if (!value.isNull()) {
+                ++counts.misfits;
+                setMisfit(inner);
+            }
+            continue;
+        }
+        Keyword *const keyword = inner->keyword
+            ? inner->keyword.get()
+            : memberKeyword(topic, inner, path + QLatin1Char('/') + keywordLevel(it.key()),
+                            topic->availability, nullptr);
+        update(keyword, Payload::read(value), expires, 0);
+    }
+}
+
+void TopicMapping::Private::setMisfit(Node *node)
+{
+    for (Node &inner : node->children)
+        setMisfit(&inner);
+    if (node->keyword) {
+        node->keyword->isMisfit = true;
+        reportFlags(node->keyword.get());
+    }
+}
+
+TopicMapping::TopicMapping(const MappingOptions &options)
+    : d(std::make_unique<Private>(options)) { }
+
+TopicMapping::~TopicMapping() = default;
+
+// Types stay, and so do values where the source keeps them.
+void TopicMapping::takeOver(const TopicMapping &other)
+{
+    using Node = Private::Node;
+    using Topic = Private::Topic;
+    const auto claim = [this](Private::Keyword *keyword, const Private::Keyword &before) {
+        if (keyword->type == ValueType::None)
+            keyword->type = before.type;
+        keyword->isMisfit = before.isMisfit;
+        if (before.isReported && keyword->type == before.type)
+            d->claim(keyword);
+    };
+    const std::function<void(Topic *, Node *, const Node &, const QString &)> takeNode =
+        [&](Topic *topic, Node *node, const Node &before, const QString &path) {
+            for (const Node &inner : before.children) {
+                Node *const made = d->child(topic, node, inner.name);
+                if (!made)
+                    return;
+                const QString innerPath = path + QLatin1Char('/') + keywordLevel(inner.name);
+                if (inner.keyword) {
+                    claim(d->memberKeyword(topic, made, innerPath, topic->availability, nullptr),
+                          *inner.keyword);
+                }
+                takeNode(topic, made, inner, innerPath);
+            }
+        };
+    for (const auto &before : other.d->ownedTopics) {
+        Topic *const topic = d->topicOf(before->name);
+        if (!topic)
+            continue;
+        if (!topic->isServed)
+            continue; // what is declared has a type, or gets it from the next message
+        if (before->own) {
+            topic->own = std::make_unique<Private::Keyword>();
+            topic->own->path = topic->path;
+            topic->own->topic = topic;
+            topic->own->availability = topic->availability;
+            if (topic->availability)
+                topic->availability->keywords.insert(topic->own.get());
+            claim(topic->own.get(), *before->own);
+        }
+        takeNode(topic, &topic->root, before->root, topic->path);
+    }
+    // Who is there is known already.
+    for (auto it = d->availabilities.begin(); it != d->availabilities.end(); ++it) {
+        const Private::Availability *const before = other.d->availabilities.value(it.key());
+        if (!before)
+            continue;
+        (*it)->states = before->states;
+        (*it)->latest = before->latest;
+        (*it)->isAvailable = before->isAvailable;
+    }
+    // Removals come first, or what is declared anew would be removed.
+    ReportList all;
+    for (auto it = other.d->paths.begin(); it != other.d->paths.end(); ++it) {
+        if (!d->paths.contains(it.key()))
+            all.remove(it.key());
+    }
+    all.append(std::move(d->reports));
+    d->reports = std::move(all);
+}
+
+QByteArrayList TopicMapping::filters() const
+{
+    QByteArrayList result;
+    for (const QString &filter : std::as_const(d->filterOrder))
+        result.append(filter.toUtf8());
+    return result;
+}
+
+QByteArrayList TopicMapping::takeNewFilters()
+{
+    return std::exchange(d->newFilters, {});
+}
+
+QByteArrayList TopicMapping::takeOldFilters()
+{
+    return std::exchange(d->oldFilters, {});
+}
+
+void TopicMapping::beginConnection()
+{
+    ++d->connection;
+}
+
+bool TopicMapping::take(const TopicMessage &message, qint64 now)
+{
+    Private::Topic *const topic = d->topicOf(message.topic);
+    if (!topic)
+        return false;
+    const bool isFirst = std::exchange(topic->connection, d->connection) != d->connection;
+    if (topic->isDescription)
+        d->takeDescription(topic, message.payload);
+    if (!topic->availabilities.empty())
+        d->takeAvailability(topic, message.payload);
+    if (!topic->errorOf.empty())
+        d->takeErrors(topic, message.payload);
+    if (!topic->targetOf.empty())
+        d->takeTargets(topic, message.payload);
+    d->takeValues(topic, message, now);
+    return isFirst && message.isRetained;
+}
+
+qint64 TopicMapping::expire(qint64 now)
+{
+    while (!d->expiring.empty() && d->expiring.begin()->first <= now) {
+        Private::Keyword *const keyword = d->expiring.begin()->second;
+        d->expiring.erase(d->expiring.begin());
+        keyword->expires = 0;
+        keyword->isExpired = true;
+        d->reportFlags(keyword);
+    }
+    return d->expiring.empty() ? 0 : d->expiring.begin()->first;
+}
+
+std::optional<TopicCommand> TopicMapping::command(const SourceWrite &write, QString *reason) const
+{
+    const Private::Keyword *const keyword = d->paths.value(write.path);
+    if (!keyword || !keyword->declaration || keyword->declaration->keyword.writeTopic.isEmpty()) {
+        *reason = QStringLiteral("there is no topic to write it to");
+        return std::nullopt;
+    }
+    const TopicKeyword &settings = keyword->declaration->keyword;
+    const PayloadRules &rules = keyword->declaration->rules;
+    if (keyword->type == ValueType::String) {
+        const QString text = write.value.toString();
+        const bool isTooLong = settings.maximumLength >= 0 && text.size() > settings.maximumLength;
+        if (text.size() < settings.minimumLength || isTooLong) {
+            *reason = QStringLiteral("the text is too %1")
+                          .arg(isTooLong ? QStringLiteral("long") : QStringLiteral("short"));
+            return std::nullopt;
+        }
+        if (!settings.pattern.isEmpty()
+            && !QRegularExpression(QRegularExpression::anchoredPattern(settings.pattern))
+                    .match(text)
+                    .hasMatch()) {
+            *reason = QStringLiteral("the text does not match %1").arg(settings.pattern);
+            return std::nullopt;
+        }
+    }
+    const std::optional<QByteArray> payload = settings.writesChange && write.change.isValid()
+        ? rules.changePayload(write.change.toDouble(), keyword->type)
+        : rules.payload(write.value, keyword->type);
+    if (!payload) {
+        *reason = QStringLiteral("no payload stands for the value");
+        return std::nullopt;
+    }
+    return TopicCommand {settings.writeTopic.toUtf8(), *payload, settings.writeQos,
+                         settings.confirmWithin};
+}
+
+ReportList TopicMapping::takeReports()
+{
+    return std::exchange(d->reports, {});
+}
+
+bool TopicMapping::hasReports() const
+{
+    return !d->reports.isEmpty();
+}
+
+QStringList TopicMapping::takeMessages()
+{
+    return std::exchange(d->messages, {});
+}
+
+TopicMapping::Statistics TopicMapping::statistics() const
+{
+    Statistics counts = d->counts;
+    for (const auto &convention : d->conventions)
+        counts.skipped += quint64(convention->skipped());
+    return counts;
+}
+
+QList<ServedTopic> TopicMapping::served() const
+{
+    QList<ServedTopic> result;
+    const std::function<void(const QString &, const QString &, const Private::Node &)> addMembers =
+        [&](const QString &topic, const QString &pointer, const Private::Node &node) {
+            for (const Private::Node &inner : node.children) {
+                QString name = inner.name;
+                name.replace(QLatin1Char('~'), QLatin1String("~0"));
+                name.replace(QLatin1Char('/'), QLatin1String("~1"));
+                const QString member = pointer + QLatin1Char('/') + name;
+                const Private::Keyword *const keyword = inner.keyword.get();
+                if (keyword && keyword->isReported)
+                    result.append({topic, member, keyword->path, valueTypeWord(keyword->type)});
+                addMembers(topic, member, inner);
+            }
+        };
+    for (const auto &topic : d->ownedTopics) {
+        const QString name = QString::fromUtf8(topic->name);
+        if (topic->own && topic->own->isReported)
+            result.append({name, {}, topic->path, valueTypeWord(topic->own->type)});
+        addMembers(name, {}, topic->root);
+    }
+    std::sort(result.begin(), result.end(), [](const ServedTopic &left, const ServedTopic &right) {
+        return std::tie(left.topic, left.member) < std::tie(right.topic, right.member);
+    });
+    return result;
+}
+
+} // namespace pellix::gateway

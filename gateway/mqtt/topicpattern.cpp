@@ -1,0 +1,174 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "gateway/mqtt/topicpattern.h"
+
+#include <functional>
+
+namespace pellix::gateway {
+
+namespace {
+
+std::optional<TopicPattern> refuse(QString *reason, const QString &why)
+{
+    if (reason)
+        *reason = why;
+    return std::nullopt;
+}
+
+// Calls the function with each name in braces, and puts in what it returns.
+QString replaced(const QString &text, const std::function<QString(const QString &)> &value)
+{
+    QString result;
+    qsizetype at = 0;
+    for (;;) {
+        const qsizetype open = text.indexOf(QLatin1Char('{'), at);
+        const qsizetype close = open < 0 ? -1 : text.indexOf(QLatin1Char('}'), open);
+        if (close < 0)
+            return result + text.mid(at);
+        result += text.mid(at, open - at) + value(text.mid(open + 1, close - open - 1));
+        at = close + 1;
+    }
+}
+
+} // namespace
+
+std::optional<TopicPattern> TopicPattern::parse(const QString &text, bool hasNames, QString *reason)
+{
+    constexpr qsizetype longest = 65535; // of the protocol, in bytes
+    if (text.isEmpty())
+        return refuse(reason, QStringLiteral("a topic is not empty"));
+    if (text.toUtf8().size() > longest || text.contains(QChar(u'\0')))
+        return refuse(reason, QStringLiteral("no topic"));
+    TopicPattern pattern;
+    const QStringList parts = text.split(QLatin1Char('/'));
+    for (qsizetype i = 0; i < parts.size(); ++i) {
+        const QString &part = parts.at(i);
+        const bool isNamed = hasNames && part.size() > 2 && part.startsWith(QLatin1Char('{'))
+            && part.endsWith(QLatin1Char('}'));
+        if (part == QLatin1String("#")) {
+            if (i + 1 < parts.size())
+                return refuse(reason, QStringLiteral("\"#\" is the last level"));
+            pattern.hasRest = true;
+            break;
+        }
+        const QString name = isNamed ? part.mid(1, part.size() - 2) : QString();
+        if (part == QLatin1String("+") || isNamed) {
+            if (!name.isEmpty() && pattern.names().contains(name))
+                return refuse(reason, QStringLiteral("{%1} is there twice").arg(name));
+            pattern.levels.append({{}, name, true});
+            ++pattern.wildcards;
+            continue;
+        }
+        if (part.contains(QLatin1Char('+')) || part.contains(QLatin1Char('#'))
+            || (hasNames && part.contains(QLatin1Char('{'))))
+            return refuse(reason, QStringLiteral("a wildcard stands for a whole level"));
+        pattern.levels.append({part, {}, false});
+    }
+    return pattern;
+}
+
+std::optional<TopicPattern> TopicPattern::fromText(const QString &text, QString *reason)
+{
+    return parse(text, true, reason);
+}
+
+std::optional<TopicPattern> TopicPattern::fromFilter(const QString &filter)
+{
+    return parse(filter, false, nullptr);
+}
+
+QString TopicPattern::filter() const
+{
+    QStringList parts;
+    for (const Level &level : levels)
+        parts.append(level.isAny ? QStringLiteral("+") : level.text);
+    if (hasRest)
+        parts.append(QStringLiteral("#"));
+    return parts.join(QLatin1Char('/'));
+}
+
+QStringList TopicPattern::names() const
+{
+    QStringList result;
+    int number = 0;
+    for (const Level &level : levels) {
+        if (!level.isAny)
+            continue;
+        result.append(QString::number(++number));
+        if (!level.name.isEmpty() && level.name != result.constLast())
+            result.append(level.name);
+    }
+    return result;
+}
+
+QStringList TopicPattern::fixedLevels() const
+{
+    QStringList result;
+    for (const Level &level : levels) {
+        if (level.isAny)
+            return result;
+        result.append(level.text);
+    }
+    // All of a topic but its name
+    if (!hasRest && !result.isEmpty())
+        result.removeLast();
+    return result;
+}
+
+bool TopicPattern::match(const QStringList &topic, qsizetype count, TopicCaptures *captures) const
+{
+    // Only who names such a topic means it.
+    if (topic.at(0).startsWith(QLatin1Char('$')) && (levels.isEmpty() || levels.at(0).isAny))
+        return false;
+    int number = 0;
+    for (qsizetype i = 0; i < count; ++i) {
+        const Level &level = levels.at(i);
+        if (!level.isAny && level.text != topic.at(i))
+            return false;
+        if (!level.isAny || !captures)
+            continue;
+        captures->insert(QString::number(++number), topic.at(i));
+        if (!level.name.isEmpty())
+            captures->insert(level.name, topic.at(i));
+    }
+    return true;
+}
+
+bool TopicPattern::matches(const QStringList &topic, TopicCaptures *captures) const
+{
+    if (levels.isEmpty() && !hasRest)
+        return false;
+    // "a/#" is also "a".
+    if (topic.size() < levels.size() || (!hasRest && topic.size() != levels.size()))
+        return false;
+    return match(topic, levels.size(), captures);
+}
+
+bool TopicPattern::matchesBeginning(const QStringList &topic, TopicCaptures *captures) const
+{
+    qsizetype count = levels.size();
+    while (count > 0 && !levels.at(count - 1).isAny)
+        --count;
+    return count <= topic.size() && (count == 0 || match(topic, count, captures));
+}
+
+QString filledIn(const QString &text, const TopicCaptures &captures)
+{
+    return replaced(text, [&captures](const QString &name) {
+        const auto found = captures.constFind(name);
+        return found == captures.constEnd() ? QLatin1Char('{') + name + QLatin1Char('}') : *found;
+    });
+}
+
+QStringList namesIn(const QString &text)
+{
+    QStringList names;
+    replaced(text, [&names](const QString &name) {
+        names.append(name);
+        return QString();
+    });
+    return names;
+}
+
+} // namespace pellix::gateway

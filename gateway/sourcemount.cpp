@@ -1,0 +1,818 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "gateway/sourcemount.h"
+
+#include <QtCore/QDateTime>
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QHash>
+#include <QtCore/QJsonValue>
+#include <QtCore/QLoggingCategory>
+#include <QtCore/QPointer>
+#include <QtCore/QTimer>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <set>
+#include <tuple>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace pellix::gateway {
+
+Q_LOGGING_CATEGORY(lcSourceMount, "pellixclient.gateway.source", QtInfoMsg)
+
+namespace {
+
+using server::KeywordServer;
+using server::WriteRequest;
+using namespace std::chrono_literals;
+
+constexpr auto quickReadback = 300ms; // within which nobody need see that a write is on its way
+constexpr auto decisionMargin = 5000ms; // by which the server waits longer for us than we do
+
+bool isNumber(const QVariant &value)
+{
+    return KeywordServer::fits(value, QStringLiteral("double"));
+}
+
+bool isWritable(const SourceKeyword &keyword)
+{
+    return keyword.access == QLatin1String("W") || keyword.access == QLatin1String("RW");
+}
+
+// Devices that keep 32-bit numbers report what they were told with the digits of those.
+bool isReadbackOf(const QVariant &reported, const SourceKeyword &keyword, const QVariant &written)
+{
+    if (keyword.type == QLatin1String("object"))
+        return QJsonValue::fromVariant(reported) == QJsonValue::fromVariant(written);
+    if (!isNumber(reported) || !isNumber(written))
+        return reported == written;
+    if (keyword.type == QLatin1String("int") && keyword.tolerance == 0)
+        return reported.toLongLong() == written.toLongLong();
+    const double a = reported.toDouble();
+    const double b = written.toDouble();
+    return std::abs(a - b) <= keyword.tolerance || float(a) == float(b);
+}
+
+bool isOutside(const QVariant &value, const SourceKeyword &keyword)
+{
+    if (!isNumber(value))
+        return false;
+    const double number = value.toDouble();
+    return (keyword.minimum.isValid() && number < keyword.minimum.toDouble())
+        || (keyword.maximum.isValid() && number > keyword.maximum.toDouble());
+}
+
+QVariant rounded(const QVariant &value, const SourceKeyword &keyword, const QVariant &current)
+{
+    if (keyword.step <= 0 || !isNumber(value))
+        return value;
+    const double from = keyword.minimum.isValid() ? keyword.minimum.toDouble()
+        : keyword.maximum.isValid()               ? keyword.maximum.toDouble()
+                                                  : current.toDouble();
+    const double steps = std::round((value.toDouble() - from) / keyword.step);
+    const double number = from + steps * keyword.step;
+    if (keyword.type == QLatin1String("int"))
+        return qlonglong(number);
+    return number;
+}
+
+// What a relative write makes of the base; invalid if the type cannot hold it.
+QVariant changed(const QVariant &base, const QVariant &change)
+{
+    if (base.typeId() == QMetaType::Bool)
+        return base.toBool() != change.toBool();
+    if (base.typeId() == QMetaType::Double) {
+        const double sum = base.toDouble() + change.toDouble();
+        return std::isfinite(sum) ? QVariant(sum) : QVariant();
+    }
+    qlonglong sum = 0;
+    return qAddOverflow(base.toLongLong(), change.toLongLong(), &sum) ? QVariant() : QVariant(sum);
+}
+
+} // namespace
+
+class PathQueue
+{
+public:
+    // As the mount's source names the path.
+    void wait(const QString &path, SourceMount *mount, const QString &sourcePath);
+    void leave(const QString &path, SourceMount *mount);
+    // Nobody has the path any more.
+    void free(const QString &path);
+
+private:
+    QHash<QString, QList<std::pair<SourceMount *, QString>>> waiting;
+};
+
+class SourceMount::Private
+{
+public:
+    struct Entry;
+    // What few keywords have.
+    struct Details
+    {
+        SourceKeyword keyword;
+        QVariant kept; // the value of one that is not served
+        std::vector<quint64> writes; // on their way, in their order
+        int lateWrites = 0; // of them
+    };
+    struct Entry
+    {
+        QString path; // in the server
+        std::unique_ptr<Details> details;
+        qint64 staleAt = 0; // on our clock; 0: never
+        qint64 queuedFor = 0; // when it is looked at
+        quint64 declaredIn = 0; // which report
+        bool isServed = false;
+        bool isShownOnline = false;
+        bool hasValue = false; // since the link was made
+        bool isOnline = true; // as the source says, as the next two
+        bool isConsistent = true;
+        bool hasError = false;
+        bool isStale = false;
+        bool isOutside = false;
+        bool isMisfit = false;
+    };
+    struct Write
+    {
+        WriteRequest request;
+        Entry *entry;
+        QVariant target;
+        qint64 late = 0; // when it is, or 0
+        qint64 deadline = 0;
+        bool isAnswered = false;
+        bool isLate = false;
+    };
+    // To be told once nothing of ours is being changed.
+    struct Decision
+    {
+        WriteRequest request;
+        bool isAccepted;
+        QString reason;
+    };
+    using Decisions = std::vector<Decision>;
+    enum class Due {
+        Late,
+        Unconfirmed
+    };
+
+    SourceMount *q;
+    QPointer<Source> source;
+    QPointer<KeywordServer> server;
+    QString name;
+    QString mount; // without a slash at its end; empty for the top
+    std::shared_ptr<PathQueue> queue;
+    std::unordered_map<QString, Entry> entries; // by the source's path
+    std::map<quint64, Write> writes;
+    std::set<std::pair<qint64, Entry *>> staleness;
+    std::set<std::tuple<qint64, Due, quint64>> writesDue;
+    QElapsedTimer clock;
+    QTimer timer;
+    qint64 timerFor = 0;
+    quint64 lastWrite = 0;
+    quint64 reports = 0;
+    Source::State state = Source::State::Stopped;
+    bool isLimitLogged = false;
+    bool isConflictLogged = false;
+    Statistics counts;
+
+    bool isReady() const { return state == Source::State::Ready; }
+    bool isLinked() const { return isReady() || state == Source::State::Subscribing; }
+
+    // What the source says
+    void onReported(const SourceReport &report);
+    void onStateChanged(Source::State now);
+    void onAnswered(quint64 id, Source::Outcome outcome, const QString &reason);
+    void declare(const SourceKeyword &keyword);
+    void serve(Entry &entry, const SourceKeyword &keyword, const QVariant &value);
+    void takeOver(const QString &path);
+    void remove(const QString &path, Decisions *decisions);
+    void take(const SourceValue &value, Decisions *decisions);
+    void noteAge(Entry &entry, qint64 time);
+
+    // What clients see
+    KeywordServer::State shown(Entry &entry);
+    void show(Entry &entry);
+
+    // Writes
+    void onWrite(const QString &path, const WriteRequest &request);
+    QString findTarget(const Entry &entry, const WriteRequest &request, QVariant *target) const;
+    void confirm(Entry &entry, const QVariant &value, bool isNew, Decisions *decisions);
+    void settle(quint64 id, bool isAccepted, const QString &reason, Decisions *decisions);
+    void loseWrites(Decisions *decisions);
+    static void tell(const Decisions &decisions);
+
+    // Time
+    void arm();
+    void onTimeout();
+    void becomeStale(qint64 now);
+    void becomeLate(Write &write);
+    void expire(quint64 id, Decisions *decisions);
+};
+
+void PathQueue::wait(const QString &path, SourceMount *mount, const QString &sourcePath)
+{
+    waiting[path].append({mount, sourcePath});
+}
+
+void PathQueue::leave(const QString &path, SourceMount *mount)
+{
+    const auto found = waiting.find(path);
+    if (found == waiting.end())
+        return;
+    found->removeIf([mount](const auto &entry) { return entry.first == mount; });
+    if (found->isEmpty())
+        waiting.erase(found);
+}
+
+void PathQueue::free(const QString &path)
+{
+    const auto found = waiting.find(path);
+    if (found == waiting.end())
+        return;
+    const auto [mount, sourcePath] = found->takeFirst();
+    if (found->isEmpty())
+        waiting.erase(found);
+    mount->d->takeOver(sourcePath);
+}
+
+SourceMount::SourceMount(Source *source, KeywordServer *server, const QString &name,
+                         const QString &mount, const std::shared_ptr<PathQueue> &queue,
+                         QObject *parent)
+    : QObject(parent), d(std::make_unique<Private>())
+{
+    d->q = this;
+    d->source = source;
+    d->server = server;
+    d->name = name;
+    d->mount = KeywordServer::normalizedPath(mount);
+    d->queue = queue ? queue : createQueue();
+    d->clock.start();
+    d->timer.setSingleShot(true);
+    d->timer.setTimerType(Qt::PreciseTimer);
+    d->state = source->state();
+
+    connect(&d->timer, &QTimer::timeout, this, [this] { d->onTimeout(); });
+    connect(source, &Source::reported, this,
+            [this](const SourceReport &report) { d->onReported(report); });
+    connect(source, &Source::stateChanged, this,
+            [this](Source::State state) { d->onStateChanged(state); });
+    connect(source, &Source::writeAnswered, this,
+            [this](quint64 id, Source::Outcome outcome, const QString &reason) {
+                d->onAnswered(id, outcome, reason);
+            });
+    connect(source, &QObject::destroyed, this,
+            [this] { d->onStateChanged(Source::State::Stopped); });
+    connect(server, &KeywordServer::keywordRequested, this, [this](const QString &path) {
+        const bool isOurs = path.startsWith(d->mount)
+            && (path.size() == d->mount.size() || path.at(d->mount.size()) == QLatin1Char('/'));
+        if (isOurs && d->source)
+            d->source->request(path.mid(d->mount.size()));
+    });
+}
+
+SourceMount::~SourceMount()
+{
+    Private::Decisions decisions;
+    if (d->server) {
+        const KeywordServer::Batch batch(d->server);
+        while (!d->entries.empty())
+            d->remove(QString(d->entries.begin()->first), &decisions);
+    }
+    Private::tell(decisions);
+}
+
+std::shared_ptr<PathQueue> SourceMount::createQueue()
+{
+    return std::make_shared<PathQueue>();
+}
+
+Source *SourceMount::source() const
+{
+    return d->source;
+}
+
+QString SourceMount::name() const
+{
+    return d->name;
+}
+
+QString SourceMount::mount() const
+{
+    return d->mount.isEmpty() ? QStringLiteral("/") : d->mount;
+}
+
+bool SourceMount::isReady() const
+{
+    return d->isReady();
+}
+
+SourceMount::Statistics SourceMount::statistics() const
+{
+    return d->counts;
+}
+
+void SourceMount::Private::onReported(const SourceReport &report)
+{
+    if (!server)
+        return;
+    Decisions decisions;
+    {
+        const KeywordServer::Batch batch(server);
+        ++reports;
+        for (const QString &path : report.removed)
+            remove(path, &decisions);
+        for (const SourceKeyword &keyword : report.declared)
+            declare(keyword);
+        for (const SourceValue &value : report.values)
+            take(value, &decisions);
+        arm();
+    }
+    tell(decisions); // the mount may be gone by now
+}
+
+// Values stay; what they are of is not now any more.
+void SourceMount::Private::onStateChanged(Source::State now)
+{
+    const bool wasReady = isReady();
+    state = now;
+    if (!server)
+        return;
+    Decisions decisions;
+    {
+        const KeywordServer::Batch batch(server);
+        const bool isLost = !isLinked();
+        if (wasReady && !isReady())
+            loseWrites(&decisions);
+        for (auto &[path, entry] : entries) {
+            if (isLost)
+                entry.hasValue = false;
+            if (entry.isServed)
+                show(entry);
+        }
+    }
+    tell(decisions);
+}
+
+void SourceMount::Private::onAnswered(quint64 id, Source::Outcome outcome, const QString &reason)
+{
+    const auto found = writes.find(id);
+    if (found == writes.end() || !server)
+        return;
+    Decisions decisions;
+    {
+        const KeywordServer::Batch batch(server);
+        Write &write = found->second;
+        Entry &entry = *write.entry;
+        const SourceKeyword &keyword = entry.details->keyword;
+        if (outcome == Source::Outcome::Refused) {
+            settle(id, false, reason, &decisions);
+        } else if (outcome == Source::Outcome::Unknown) {
+            ++counts.unconfirmedWrites;
+            settle(id, false, QStringLiteral("what became of it is not known: ") + reason,
+                   &decisions);
+        } else if (keyword.confirmation == SourceKeyword::Confirmation::Answer) {
+            settle(id, true, {}, &decisions);
+        } else if (keyword.confirmation == SourceKeyword::Confirmation::Assumed) {
+            entry.hasValue = true;
+            entry.isOutside = entry.isMisfit = false;
+            noteAge(entry, 0);
+            arm();
+            server->update(entry.path, write.target, shown(entry));
+            settle(id, true, {}, &decisions);
+        } else {
+            write.isAnswered = true;
+            // Many devices do not report what has not changed.
+            if (entry.isShownOnline && entry.details->writes.front() == id
+                && isReadbackOf(server->value(entry.path), keyword, write.target))
+                settle(id, true, {}, &decisions);
+        }
+    }
+    tell(decisions);
+}
+
+void SourceMount::Private::declare(const SourceKeyword &keyword)
+{
+    Entry &entry = entries[keyword.path];
+    const bool isNew = entry.path.isEmpty();
+    if (isNew)
+        entry.path = KeywordServer::normalizedPath(mount + QLatin1Char('/') + keyword.path);
+    const bool isTwice = entry.declaredIn == reports;
+    const bool isElsewhere = !entry.isServed && server->contains(entry.path);
+    if (isTwice || (isNew && isElsewhere)) {
+        ++counts.conflicts;
+        if (!std::exchange(isConflictLogged, true)) {
+            qCWarning(lcSourceMount).noquote().nospace()
+                << name << ": " << entry.path
+                << " is there already, and not served again; further ones are only counted";
+        }
+        if (isTwice)
+            return;
+    }
+
+    entry.declaredIn = reports;
+    const bool hasDetails = isElsewhere || isWritable(keyword) || keyword.staleAfter > 0ms
+        || keyword.minimum.isValid() || keyword.maximum.isValid()
+        || (entry.details && !entry.details->writes.empty());
+    if (!hasDetails)
+        entry.details.reset();
+    else if (!entry.details)
+        entry.details = std::make_unique<Details>();
+    if (entry.details)
+        entry.details->keyword = keyword;
+    if (keyword.staleAfter <= 0ms) {
+        entry.staleAt = 0;
+        entry.isStale = false;
+    }
+    if (isElsewhere) {
+        if (isNew)
+            queue->wait(entry.path, q, keyword.path);
+        return;
+    }
+    if (!isNew && !entry.isServed)
+        queue->leave(entry.path, q);
+    serve(entry, keyword, entry.isServed ? server->value(entry.path) : QVariant());
+}
+
+void SourceMount::Private::serve(Entry &entry, const SourceKeyword &keyword, const QVariant &value)
+{
+    const bool isKnown = entry.isServed;
+    const bool fits = KeywordServer::fits(value, keyword.type);
+    entry.isOutside = isOutside(value, keyword);
+    const KeywordServer::State state = shown(entry);
+    KeywordServer::Keyword declared;
+    declared.path = entry.path;
+    declared.type = keyword.type;
+    declared.access = keyword.access;
+    declared.label = keyword.label;
+    if (fits)
+        declared.value = value;
+    declared.connected = state.connected;
+    declared.online = state.online;
+    declared.consistent = state.consistent;
+    declared.error = state.error;
+    if (!server->declare(declared)) {
+        ++counts.refusedDeclarations;
+        if (!std::exchange(isLimitLogged, true)) {
+            qCWarning(lcSourceMount).noquote().nospace()
+                << name << ": " << entry.path << " is not served: there are "
+                << server->keywordCount() << " keywords of at most " << server->limits().keywords
+                << ", or its type " << keyword.type << " or access " << keyword.access
+                << " is none; further ones are only counted";
+        }
+        if (!isKnown) {
+            if (entry.isShownOnline)
+                --counts.online;
+            staleness.erase({entry.queuedFor, &entry});
+            entries.erase(keyword.path);
+        }
+        return;
+    }
+    if (!isKnown)
+        ++counts.keywords;
+    entry.isServed = true;
+    if (isKnown)
+        server->setLabel(entry.path, keyword.label);
+    if (!isWritable(keyword)) {
+        if (isKnown)
+            server->setWriteHandler(entry.path, {});
+        return;
+    }
+    server->setWriteHandler(
+        entry.path,
+        [mount = QPointer<SourceMount>(q), path = keyword.path](const WriteRequest &request) {
+            if (mount)
+                mount->d->onWrite(path, request);
+        });
+    server::Limits limits = server->limits();
+    if (limits.writeTime < keyword.confirmWithin + decisionMargin) {
+        limits.writeTime = keyword.confirmWithin + decisionMargin;
+        server->setLimits(limits);
+    }
+}
+
+// What another mount had at this path is gone.
+void SourceMount::Private::takeOver(const QString &path)
+{
+    const auto found = entries.find(path);
+    if (found == entries.end() || !server)
+        return;
+    Entry &entry = found->second;
+    const QVariant value = std::exchange(entry.details->kept, {});
+    const SourceKeyword keyword = entry.details->keyword;
+    serve(entry, keyword, value);
+}
+
+void SourceMount::Private::remove(const QString &path, Decisions *decisions)
+{
+    const auto found = entries.find(path);
+    if (found == entries.end())
+        return;
+    Entry &entry = found->second;
+    while (entry.details && !entry.details->writes.empty()) {
+        settle(entry.details->writes.front(), false, QStringLiteral("the keyword has been removed"),
+               decisions);
+    }
+    if (entry.queuedFor > 0)
+        staleness.erase({entry.queuedFor, &entry});
+    if (entry.isShownOnline)
+        --counts.online;
+    const QString served = entry.path;
+    const bool wasServed = entry.isServed;
+    entries.erase(found);
+    if (!wasServed) {
+        queue->leave(served, q);
+        return;
+    }
+    --counts.keywords;
+    server->remove(served);
+    queue->free(served);
+}
+
+void SourceMount::Private::take(const SourceValue &reported, Decisions *decisions)
+{
+    const auto found = entries.find(reported.path);
+    if (found == entries.end())
+        return;
+    Entry &entry = found->second;
+    Details *const details = entry.details.get();
+    ++counts.values;
+    entry.isOnline = reported.online;
+    entry.isConsistent = reported.consistent;
+    entry.hasError = reported.error;
+    if (!reported.value) {
+        if (entry.isServed)
+            show(entry);
+        return;
+    }
+
+    const QVariant &value = *reported.value;
+    const bool hadValue = std::exchange(entry.hasValue, true);
+    entry.isMisfit = false;
+    if (details) {
+        noteAge(entry, reported.time);
+        entry.isOutside = isOutside(value, details->keyword);
+    }
+    if (!entry.isServed) {
+        details->kept = value;
+        return;
+    }
+    const bool hasWrites = details && !details->writes.empty();
+    const QVariant before = hasWrites ? server->value(entry.path) : QVariant();
+    if (!server->update(entry.path, value, shown(entry))) {
+        ++counts.misfits;
+        entry.isMisfit = true;
+        entry.hasValue = hadValue;
+        show(entry);
+        return;
+    }
+    if (hasWrites)
+        confirm(entry, value, value != before, decisions);
+}
+
+// Times of the wall clock become those of ours at once, as the former may be set.
+void SourceMount::Private::noteAge(Entry &entry, qint64 time)
+{
+    const qint64 staleAfter = entry.details ? entry.details->keyword.staleAfter.count() : 0;
+    if (staleAfter <= 0)
+        return;
+    const qint64 now = clock.elapsed();
+    const qint64 age = time > 0 ? qMax<qint64>(0, QDateTime::currentMSecsSinceEpoch() - time) : 0;
+    entry.staleAt = now + staleAfter - age;
+    entry.isStale = entry.staleAt <= now;
+    // One that is queued for earlier is queued again when its turn comes.
+    if (entry.isStale || (entry.queuedFor > 0 && entry.queuedFor <= entry.staleAt))
+        return;
+    if (entry.queuedFor > 0)
+        staleness.erase({entry.queuedFor, &entry});
+    entry.queuedFor = entry.staleAt;
+    staleness.insert({entry.queuedFor, &entry});
+}
+
+KeywordServer::State SourceMount::Private::shown(Entry &entry)
+{
+    KeywordServer::State shown;
+    shown.connected = isReady();
+    shown.online = isReady() && entry.hasValue && entry.isOnline && !entry.isStale;
+    shown.consistent = entry.isConsistent && !entry.isOutside
+        && (!entry.details || entry.details->lateWrites == 0);
+    shown.error = entry.hasError || entry.isMisfit;
+    if (shown.online != entry.isShownOnline) {
+        entry.isShownOnline = shown.online;
+        counts.online += shown.online ? 1 : -1;
+    }
+    return shown;
+}
+
+void SourceMount::Private::show(Entry &entry)
+{
+    const KeywordServer::State state = shown(entry);
+    server->setState(entry.path, state.connected, state.online, state.consistent, state.error);
+}
+
+void SourceMount::Private::onWrite(const QString &path, const WriteRequest &request)
+{
+    ++counts.writes;
+    const auto found = entries.find(path);
+    if (found == entries.end() || !found->second.details) {
+        ++counts.refusedWrites;
+        request.refuse(QStringLiteral("the keyword has been removed"));
+        return;
+    }
+    Entry &entry = found->second;
+    QVariant target;
+    const QString problem = findTarget(entry, request, &target);
+    if (!problem.isEmpty()) {
+        ++counts.refusedWrites;
+        request.refuse(problem);
+        return;
+    }
+
+    const SourceKeyword &keyword = entry.details->keyword;
+    const quint64 id = ++lastWrite;
+    Write write {request, &entry, target};
+    const qint64 now = clock.elapsed();
+    write.deadline = now + keyword.confirmWithin.count();
+    writesDue.insert({write.deadline, Due::Unconfirmed, id});
+    if (keyword.confirmation == SourceKeyword::Confirmation::Readback) {
+        write.late = now + std::chrono::milliseconds(quickReadback).count();
+        writesDue.insert({write.late, Due::Late, id});
+    }
+    entry.details->writes.push_back(id);
+    writes.emplace(id, write);
+    arm();
+    const bool isChange = keyword.writesChange && request.isRelative();
+    source->write({id, path, target, isChange ? request.change() : QVariant()});
+}
+
+// Finds what is to be written. Returns why nothing is.
+QString SourceMount::Private::findTarget(const Entry &entry, const WriteRequest &request,
+                                         QVariant *target) const
+{
+    if (!isReady() || !source)
+        return QStringLiteral("the source has no link");
+    const Details &details = *entry.details;
+    const QVariant current = server->value(entry.path);
+    QVariant value = request.value();
+    if (request.isRelative()) {
+        const bool isUnderWay = !details.writes.empty();
+        if (!isUnderWay && (!entry.isShownOnline || !current.isValid()))
+            return QStringLiteral("there is no value of now to add to");
+        value = changed(isUnderWay ? writes.at(details.writes.back()).target : current,
+                        request.change());
+    }
+    value = rounded(value, details.keyword, current);
+    if (!KeywordServer::fits(value, details.keyword.type))
+        return QStringLiteral("the value does not fit");
+    if (isOutside(value, details.keyword))
+        return QStringLiteral("the value is outside of the limits");
+    if (!details.keyword.choices.isEmpty() && !details.keyword.choices.contains(value))
+        return QStringLiteral("the value is none of the choices");
+    *target = value;
+    return {};
+}
+
+// A value settles the first write that it fits, and those before, which it has overtaken. One that
+// was there before says nothing about a write behind others.
+void SourceMount::Private::confirm(Entry &entry, const QVariant &value, bool isNew,
+                                   Decisions *decisions)
+{
+    const SourceKeyword &keyword = entry.details->keyword;
+    if (keyword.confirmation != SourceKeyword::Confirmation::Readback)
+        return;
+    const std::vector<quint64> pending = entry.details->writes;
+    const std::size_t last = isNew ? pending.size() : 1;
+    for (std::size_t i = 0; i < last; ++i) {
+        if (!isReadbackOf(value, keyword, writes.at(pending[i]).target))
+            continue;
+        for (std::size_t done = 0; done <= i; ++done)
+            settle(pending[done], true, {}, decisions);
+        return;
+    }
+}
+
+void SourceMount::Private::settle(quint64 id, bool isAccepted, const QString &reason,
+                                  Decisions *decisions)
+{
+    const auto found = writes.find(id);
+    const Write write = found->second;
+    writes.erase(found);
+    writesDue.erase({write.deadline, Due::Unconfirmed, id});
+    writesDue.erase({write.late, Due::Late, id});
+    std::vector<quint64> &pending = write.entry->details->writes;
+    pending.erase(std::find(pending.begin(), pending.end(), id));
+    if (write.isLate && --write.entry->details->lateWrites == 0)
+        show(*write.entry);
+    if (!isAccepted)
+        ++counts.refusedWrites;
+    decisions->push_back({write.request, isAccepted, reason});
+}
+
+// A write whose link broke may have been done or not, and is not done again.
+void SourceMount::Private::loseWrites(Decisions *decisions)
+{
+    while (!writes.empty()) {
+        ++counts.unconfirmedWrites;
+        settle(writes.begin()->first, false,
+               QStringLiteral("the link was lost; what became of it is not known"), decisions);
+    }
+}
+
+void SourceMount::Private::tell(const Decisions &decisions)
+{
+    for (const Decision &decision : decisions) {
+        if (decision.isAccepted)
+            decision.request.acceptAsReported();
+        else
+            decision.request.refuse(decision.reason);
+    }
+}
+
+void SourceMount::Private::arm()
+{
+    qint64 next = staleness.empty() ? 0 : staleness.begin()->first;
+    if (!writesDue.empty() && (next == 0 || std::get<0>(*writesDue.begin()) < next))
+        next = std::get<0>(*writesDue.begin());
+    if (next == 0 || (timer.isActive() && timerFor <= next))
+        return;
+    timerFor = next;
+    timer.start(std::chrono::milliseconds(qMax<qint64>(0, next - clock.elapsed())));
+}
+
+void SourceMount::Private::onTimeout()
+{
+    if (!server)
+        return;
+    Decisions decisions;
+    {
+        const KeywordServer::Batch batch(server);
+        const qint64 now = clock.elapsed();
+        becomeStale(now);
+        while (!writesDue.empty() && std::get<0>(*writesDue.begin()) <= now) {
+            const auto [at, due, id] = *writesDue.begin();
+            writesDue.erase(writesDue.begin());
+            if (due == Due::Late)
+                becomeLate(writes.at(id));
+            else
+                expire(id, &decisions);
+        }
+        arm();
+    }
+    tell(decisions);
+}
+
+void SourceMount::Private::becomeStale(qint64 now)
+{
+    while (!staleness.empty() && staleness.begin()->first <= now) {
+        Entry &entry = *staleness.begin()->second;
+        staleness.erase(staleness.begin());
+        entry.queuedFor = 0;
+        if (entry.staleAt == 0)
+            continue;
+        if (entry.staleAt > now) {
+            entry.queuedFor = entry.staleAt;
+            staleness.insert({entry.queuedFor, &entry});
+            continue;
+        }
+        entry.isStale = true;
+        if (entry.isServed)
+            show(entry);
+    }
+}
+
+void SourceMount::Private::becomeLate(Write &write)
+{
+    write.isLate = true;
+    if (++write.entry->details->lateWrites == 1)
+        show(*write.entry);
+}
+
+void SourceMount::Private::expire(quint64 id, Decisions *decisions)
+{
+    const Write &write = writes.at(id);
+    const Entry &entry = *write.entry;
+    const SourceKeyword &keyword = entry.details->keyword;
+    if (!write.isAnswered || keyword.confirmation != SourceKeyword::Confirmation::Readback) {
+        ++counts.unconfirmedWrites;
+        settle(id, false,
+               QStringLiteral("not acknowledged in time; what became of it is not known"),
+               decisions);
+        return;
+    }
+    // The device may have gone over this value to the one of a later write.
+    const QVariant current = server->value(entry.path);
+    const std::vector<quint64> &pending = entry.details->writes;
+    const bool isOvertaken =
+        entry.isShownOnline && std::any_of(pending.begin(), pending.end(), [&](quint64 other) {
+            return other >= id && isReadbackOf(current, keyword, writes.at(other).target);
+        });
+    if (!isOvertaken)
+        ++counts.unconfirmedWrites;
+    settle(id, isOvertaken, QStringLiteral("no readback of the value in time"), decisions);
+}
+
+} // namespace pellix::gateway

@@ -1,0 +1,134 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+// Messages through the mapping of topics. A line is a topic; the next one its payload, with a
+// leading "r" if it is retained and "l" if it is not. What is reported has to make sense: nothing
+// is declared twice, reported or removed without being declared, or of another type than declared;
+// and a payload that a value is written as reads back as that value.
+
+#include "gateway/mqtt/payload.h"
+#include "gateway/mqtt/topicmapping.h"
+#include "gateway/mqtt/topicpattern.h"
+#include "server/keywordserver.h"
+#include "tests/fuzz/fuzz.h"
+
+#include <QtCore/QHash>
+
+using namespace pellix::gateway;
+using pellix::server::KeywordServer;
+
+namespace {
+
+QString q(const char *text)
+{
+    return QString::fromLatin1(text);
+}
+
+MappingOptions options()
+{
+    MappingOptions result;
+    result.topics = QStringList {q("f/#"), q("g/+/x")};
+    result.meta = true;
+    result.labelUnit = true;
+    TopicKeyword keyword;
+    keyword.topic = q("f/{name}/level");
+    keyword.label = q("{name}");
+    keyword.unit = q("m");
+    keyword.minimum = 0.0;
+    keyword.errorTopic = q("f/{name}/error");
+    keyword.type = q("int");
+    keyword.writeTopic = q("+/set");
+    result.keywords.append(keyword);
+    keyword = {};
+    keyword.topic = q("h/#");
+    keyword.member = q("/a/0");
+    keyword.scale = {0, 10, 0, 100};
+    result.keywords.append(keyword);
+    keyword = {};
+    keyword.topic = q("k/+");
+    keyword.arrayKey = q("id");
+    keyword.arrayValue = q("v");
+    result.keywords.append(keyword);
+    TopicAvailability::Entry entry;
+    entry.topic = q("f/{1}/status");
+    entry.online = QStringList {q("on")};
+    entry.offline = QStringList {q("off")};
+    result.availability.entries.append(entry);
+    for (const QString &name : Convention::names())
+        result.conventions.append({name, {}});
+    return result;
+}
+
+class Checker
+{
+public:
+    void take(ReportList reports)
+    {
+        while (!reports.isEmpty()) {
+            const SourceReport report = reports.takeSlice(7);
+            for (const QString &path : report.removed)
+                FUZZ_CHECK(types.remove(path) == 1);
+            for (const SourceKeyword &keyword : report.declared) {
+                FUZZ_CHECK(KeywordServer::types().contains(keyword.type));
+                FUZZ_CHECK(KeywordServer::accesses().contains(keyword.access));
+                FUZZ_CHECK(KeywordServer::normalizedPath(keyword.path) == keyword.path);
+                types.insert(keyword.path, keyword.type);
+            }
+            for (const SourceValue &value : report.values) {
+                FUZZ_CHECK(types.contains(value.path));
+                if (value.value && value.value->isValid())
+                    checkWrite(*value.value, types.value(value.path));
+            }
+        }
+    }
+
+private:
+    static void checkWrite(const QVariant &value, const QString &type)
+    {
+        FUZZ_CHECK(KeywordServer::fits(value, type));
+        const PayloadRules rules;
+        const ValueType valueKind = valueType(type);
+        const auto payload = rules.payload(value, valueKind);
+        FUZZ_CHECK(payload);
+        if (valueKind != ValueType::Double && valueKind != ValueType::Bool)
+            return; // texts may look like something else
+        QVariant read;
+        FUZZ_CHECK(rules.value(Payload::read(*payload), valueKind, &read)
+                   == PayloadRules::Result::Value);
+        FUZZ_CHECK(read == value);
+    }
+
+    QHash<QString, QString> types;
+};
+
+} // namespace
+
+void runInput(const QByteArray &input)
+{
+    TopicMapping mapping(options());
+    Checker checker;
+    checker.take(mapping.takeReports());
+    Lines lines(input);
+    qint64 now = 0;
+    while (!lines.atEnd()) {
+        const QByteArray topic = lines.bytes();
+        const QByteArray payload = lines.bytes();
+        // As the library does, which lets no others through
+        if (topic.isEmpty() || !QByteArrayView(topic).isValidUtf8() || topic.contains('\0'))
+            continue;
+        const bool isRetained = payload.startsWith('r');
+        mapping.take({topic, QByteArrayView(payload).sliced(payload.isEmpty() ? 0 : 1), isRetained,
+                      payload.startsWith('r') || payload.startsWith('l'),
+                      payload.startsWith('e') ? 1 : -1},
+                     ++now * 500);
+        mapping.expire(now * 500);
+        checker.take(mapping.takeReports());
+        mapping.takeMessages();
+    }
+    mapping.takeNewFilters();
+    // Another mapping takes over what is there.
+    TopicMapping next(options());
+    next.takeOver(mapping);
+    checker.take(next.takeReports());
+    TopicPattern::fromText(QString::fromUtf8(input));
+}

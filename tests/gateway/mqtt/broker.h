@@ -1,0 +1,125 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QtCore/QByteArray>
+#include <QtCore/QByteArrayList>
+#include <QtCore/QHash>
+#include <QtCore/QList>
+#include <QtCore/QObject>
+#include <QtCore/QProcess>
+#include <QtCore/QString>
+#include <QtCore/QTemporaryDir>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+
+struct mosquitto;
+
+struct BrokerOptions
+{
+    bool persistence = false; // what is retained survives kill()
+    QHash<QString, QString> passwords; // user and password; anybody may connect if empty
+    QByteArray acl;
+    bool tls = false; // certificates of an authority of its own, for 127.0.0.1 and localhost
+    bool clientCertificates = false; // required, with tls
+    int queuedMessages = -1; // for each client
+    int inflightMessages = -1;
+    int connections = -1; // at once
+    QByteArrayList lines; // of the configuration, besides
+};
+
+// The real mosquitto on a free port of 127.0.0.1.
+class Broker
+{
+public:
+    explicit Broker(const BrokerOptions &options = {});
+    ~Broker();
+
+    // All of them return when it has been done; start() and restart() when it listens.
+    bool start(); // again on the same port
+    void kill(); // kill -9
+    void terminate(); // SIGTERM
+    void freeze(); // SIGSTOP: its links stay open, and nothing answers
+    void thaw();
+    bool restart() { return kill(), start(); }
+    // SIGHUP after the passwords have been replaced.
+    void setPasswords(const QHash<QString, QString> &passwords);
+
+    // The options that start() takes next.
+    BrokerOptions options;
+
+    quint16 port() const { return brokerPort; }
+    QString host() const { return QStringLiteral("127.0.0.1"); }
+    QString url() const;
+    bool isRunning() const { return process.state() == QProcess::Running; }
+    QByteArray log() const;
+    int connectionsSeen() const; // since the start
+    QString filePath(const QString &name) const { return folder.filePath(name); }
+    QString authority() const { return filePath(QStringLiteral("ca.crt")); }
+    QString clientCertificate() const { return filePath(QStringLiteral("client.crt")); }
+    QString clientKey() const { return filePath(QStringLiteral("client.key")); }
+    QString writeFile(const QString &name, const QByteArray &content) const;
+
+private:
+    bool launch();
+    void save();
+    void writePasswords() const;
+    QByteArray configuration() const;
+    bool makeCertificates() const;
+
+    QTemporaryDir folder;
+    QProcess process;
+    quint16 brokerPort = 0;
+    bool frozen = false;
+};
+
+// Another client of a broker, with a thread of libmosquitto's own. It connects again by itself, and
+// then subscribes to what it was subscribed to.
+class BrokerClient : public QObject
+{
+    Q_OBJECT
+
+public:
+    struct Message
+    {
+        QByteArray topic;
+        QByteArray payload;
+        bool retained = false;
+        int qos = 0;
+        qint64 expiry = -1; // in seconds
+    };
+
+    explicit BrokerClient(const Broker &broker, const QString &user = {},
+                          const QString &password = {}, QObject *parent = nullptr);
+    ~BrokerClient() override;
+
+    bool isConnected() const { return connected; }
+    // Returns when the broker has granted it.
+    bool subscribe(const QByteArray &filter, int qos = 1);
+    void publish(const QByteArray &topic, const QByteArray &payload, bool retained = false,
+                 int qos = 1, qint64 expiry = -1);
+    // Returns when the broker has everything that was published.
+    bool flush();
+    QList<Message> messages() const { return received; } // that receivedMessage() was emitted for
+    QList<QByteArray> payloads(const QByteArray &topic) const;
+    void clear() { received.clear(); }
+
+    struct Shared;
+
+Q_SIGNALS:
+    void receivedMessage(const QByteArray &topic, const QByteArray &payload, bool retained);
+
+private:
+    void take(const Message &message);
+    void connectAgain();
+
+    QList<Message> received;
+    std::atomic<bool> connected {false};
+    std::atomic<int> unacknowledged {0};
+    std::atomic<int> ungranted {0};
+    QByteArrayList filters;
+    mosquitto *client = nullptr;
+};

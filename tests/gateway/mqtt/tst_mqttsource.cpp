@@ -1,0 +1,665 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "gateway/mqtt/mqttsource.h"
+
+#include "gateway/mqtt/mqttsourcetype.h"
+#include "gateway/sourcemount.h"
+#include "server/keywordserver.h"
+#include "tests/gateway/mqtt/broker.h"
+#include "tests/server/testclient.h"
+#include "tests/support/waitfor.h"
+
+#include <QtCore/QElapsedTimer>
+#include <QtTest/QSignalSpy>
+#include <QtTest/QTest>
+
+using namespace pellix::gateway;
+using namespace std::chrono_literals;
+using State = Source::State;
+using Outcome = Source::Outcome;
+
+namespace {
+
+constexpr int longTime = 60000; // in milliseconds; how long a loaded machine may take
+
+MqttOptions optionsFor(const Broker &broker)
+{
+    MqttOptions options;
+    options.name = q("test");
+    options.host = broker.host();
+    options.port = broker.port();
+    options.keepAlive = 5s;
+    options.connectWithin = 1s;
+    return options;
+}
+
+TopicKeyword writable(const char *topic, const char *type)
+{
+    TopicKeyword keyword;
+    keyword.topic = q(topic);
+    keyword.type = q(type);
+    keyword.writeTopic = q("+/set");
+    return keyword;
+}
+
+MappingOptions everything(const QList<TopicKeyword> &keywords = {})
+{
+    MappingOptions options;
+    options.topics = QStringList {q("#")};
+    options.keywords = keywords;
+    return options;
+}
+
+// A source, with what it has told.
+struct Observed
+{
+    Observed(const Broker &broker, const MappingOptions &mapping, int qos = 0)
+        : source(optionsFor(broker), mapping, qos)
+    {
+        QObject::connect(&source, &Source::stateChanged, &source,
+                         [this](State state) { states.append(state); });
+        QObject::connect(&source, &Source::reported, &source, [this](const SourceReport &report) {
+            largest = qMax(largest,
+                           report.removed.size() + report.declared.size() + report.values.size());
+            for (const QString &path : report.removed)
+                values.remove(path);
+            for (const SourceKeyword &keyword : report.declared)
+                values[keyword.path];
+            for (const SourceValue &value : report.values) {
+                ++reports;
+                SourceValue &known = values[value.path];
+                const auto before = known.value;
+                known = value;
+                if (!known.value)
+                    known.value = before;
+                lastState = source.state();
+            }
+        });
+        QObject::connect(&source, &Source::writeAnswered, &source,
+                         [this](quint64 id, Outcome outcome, const QString &reason) {
+                             answers.append({id, outcome});
+                             lastReason = reason;
+                         });
+    }
+    void write(quint64 id, const char *path, const QVariant &value)
+    {
+        SourceWrite write;
+        write.id = id;
+        write.path = q(path);
+        write.value = value;
+        source.write(write);
+    }
+    QVariant value(const char *path) const
+    {
+        return values.value(q(path)).value.value_or(QVariant());
+    }
+
+    MqttSource source;
+    QList<State> states;
+    QHash<QString, SourceValue> values;
+    QList<std::pair<quint64, Outcome>> answers;
+    QString lastReason;
+    State lastState = State::Stopped;
+    qsizetype largest = 0;
+    int reports = 0;
+};
+using Answers = QList<std::pair<quint64, Outcome>>;
+
+// The whole way to the clients of a server
+struct Plant
+{
+    explicit Plant(const MappingOptions &mapping)
+    {
+        if (!broker.start())
+            qFatal("no broker");
+        device = std::make_unique<BrokerClient>(broker);
+        device->publish("v", "10", true);
+        device->flush();
+        source = std::make_unique<MqttSource>(optionsFor(broker), mapping);
+        mount = std::make_unique<SourceMount>(source.get(), &server, q("test"), q("/plant"),
+                                              SourceMount::createQueue());
+        source->start();
+    }
+    bool isReady()
+    {
+        return waitFor(
+            [this] { return source->state() == State::Ready && server.contains(q("/plant/v")); });
+    }
+    // What the device does with a write.
+    void onWrite(const std::function<void(const QByteArray &)> &function)
+    {
+        device->subscribe("v/set");
+        QObject::connect(
+            device.get(), &BrokerClient::receivedMessage, device.get(),
+            [function](const QByteArray &, const QByteArray &payload) { function(payload); });
+    }
+
+    Broker broker;
+    std::unique_ptr<BrokerClient> device;
+    pellix::server::KeywordServer server;
+    std::unique_ptr<MqttSource> source;
+    std::unique_ptr<SourceMount> mount;
+};
+
+TopicKeyword setpoint(std::chrono::milliseconds confirmWithin = 20s)
+{
+    TopicKeyword keyword = writable("v", "double");
+    keyword.confirmWithin = confirmWithin;
+    return keyword;
+}
+
+#define QTRY_STATE(observed, expected)                                                             \
+    QTRY_COMPARE_WITH_TIMEOUT((observed).source.state(), expected, longTime)
+
+} // namespace
+
+class tst_MqttSource : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void states_followTheLink();
+    void ready_isAfterWhatWasKept_data();
+    void ready_isAfterWhatWasKept();
+    void ready_waitsForConventions();
+    void values_areReported();
+    void brokersQueue_mayBeFull();
+    void restart_isFollowed_data();
+    void restart_isFollowed();
+    void frozenBroker_isLost();
+    void otherPassword_isLost();
+    void write_isAnswered();
+    void write_isRefused_data();
+    void write_isRefused();
+    void write_withoutLinkIsRefusedAtOnce();
+    void write_isUnknownIfTheBrokerDies();
+    void write_isUnknownIfTheSourceStops();
+    void mapping_isReplacedWithoutTheLink();
+    void stop_isQuick_data();
+    void stop_isQuick();
+    void deletion_isPossibleFromHandlers();
+    void slowReader_getsTheNewest();
+    void mounted_readbackIsShown();
+    void mounted_linkLossKeepsValues();
+    void mounted_twoWritersAddUp();
+    void mounted_deviceThatNeverAnswers();
+    void mounted_deviceThatAnswersSomethingElse();
+};
+
+void tst_MqttSource::states_followTheLink()
+{
+    Broker broker;
+    QVERIFY(broker.start());
+    Observed observed(broker, everything());
+    QCOMPARE(observed.source.state(), State::Stopped);
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    QCOMPARE(observed.source.reason(), QString());
+    QCOMPARE(observed.states, (QList {State::Connecting, State::Subscribing, State::Ready}));
+    observed.source.stop();
+    QCOMPARE(observed.source.state(), State::Stopped);
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    QCOMPARE(observed.source.statistics().connections, quint64(2));
+}
+
+void tst_MqttSource::ready_isAfterWhatWasKept_data()
+{
+    QTest::addColumn<int>("count");
+    QTest::newRow("none") << 0;
+    QTest::newRow("one") << 1;
+    QTest::newRow("many") << 10000;
+}
+
+void tst_MqttSource::ready_isAfterWhatWasKept()
+{
+    QFETCH(const int, count);
+    Broker broker;
+    QVERIFY(broker.start());
+    BrokerClient writer(broker);
+    for (int i = 0; i < count; ++i)
+        writer.publish("plant/" + QByteArray::number(i), QByteArray::number(i), true);
+    QVERIFY(writer.flush());
+    Observed observed(broker, everything());
+    int atReady = -1;
+    connect(&observed.source, &Source::stateChanged, this, [&](State state) {
+        if (state == State::Ready)
+            atReady = int(observed.values.size());
+    });
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    QCOMPARE(atReady, count);
+    QVERIFY2(observed.largest <= 1000, qPrintable(QString::number(observed.largest)));
+    QCOMPARE(observed.source.statistics().messages, quint64(count));
+    QCOMPARE(observed.source.served().size(), count);
+}
+
+void tst_MqttSource::ready_waitsForConventions()
+{
+    Broker broker;
+    QVERIFY(broker.start());
+    BrokerClient writer(broker);
+    writer.publish("homie/5/dev/$description",
+                   "{\"homie\":\"5.0\",\"version\":1,\"nodes\":{\"n\":{\"properties\":{\"t\":{"
+                   "\"datatype\":\"float\"}}}}}",
+                   true);
+    writer.publish("homie/5/dev/n/t", "21.5", true);
+    writer.publish("homie/5/dev/$state", "ready", true);
+    QVERIFY(writer.flush());
+    MappingOptions options;
+    options.conventions = {{q("homie"), {}}};
+    Observed observed(broker, options);
+    QVariant atReady;
+    connect(&observed.source, &Source::stateChanged, this, [&](State state) {
+        if (state == State::Ready && !observed.values.isEmpty())
+            atReady = observed.values.cbegin()->value.value_or(QVariant());
+    });
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    QCOMPARE(atReady, QVariant(21.5));
+}
+
+void tst_MqttSource::values_areReported()
+{
+    Broker broker;
+    QVERIFY(broker.start());
+    BrokerClient writer(broker);
+    Observed observed(broker, everything());
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    writer.publish("a", "1");
+    writer.publish("b", "{\"x\":true}");
+    writer.publish("c", "\xff");
+    writer.publish("d", QByteArray(1 << 20, 'x'));
+    writer.publish("e", "x", true);
+    writer.publish("e", "", true);
+    writer.publish("f", "1", false, 1, 1);
+    QTRY_COMPARE_WITH_TIMEOUT(observed.value("/f"), QVariant(1.0), longTime);
+    QCOMPARE(observed.value("/a"), QVariant(1.0));
+    QCOMPARE(observed.value("/b/x"), QVariant(true));
+    QCOMPARE(observed.value("/d").toString().size(), 1 << 20);
+    QVERIFY(!observed.values.contains(q("/c")));
+    QVERIFY(!observed.values.contains(q("/e")));
+    QCOMPARE(observed.source.statistics().unreadable, quint64(1));
+    QTRY_VERIFY_WITH_TIMEOUT(!observed.values.value(q("/f")).online, longTime); // it expires
+}
+
+// A broker drops what it keeps beyond its queue, for subscriptions with QoS 1.
+void tst_MqttSource::brokersQueue_mayBeFull()
+{
+    BrokerOptions options;
+    options.queuedMessages = 10;
+    options.inflightMessages = 5;
+    Broker broker(options);
+    QVERIFY(broker.start());
+    BrokerClient writer(broker);
+    for (int i = 0; i < 3000; ++i)
+        writer.publish("plant/" + QByteArray::number(i), "1", true);
+    QVERIFY(writer.flush());
+    Observed some(broker, everything(), 1);
+    some.source.start();
+    QTRY_STATE(some, State::Ready);
+    QVERIFY(some.values.size() < 3000);
+    Observed all(broker, everything(), 0);
+    all.source.start();
+    QTRY_STATE(all, State::Ready);
+    QCOMPARE(all.values.size(), 3000);
+}
+
+void tst_MqttSource::restart_isFollowed_data()
+{
+    QTest::addColumn<bool>("persistence");
+    QTest::newRow("with persistence") << true;
+    QTest::newRow("without") << false;
+}
+
+void tst_MqttSource::restart_isFollowed()
+{
+    QFETCH(const bool, persistence);
+    BrokerOptions options;
+    options.persistence = persistence;
+    Broker broker(options);
+    QVERIFY(broker.start());
+    {
+        BrokerClient writer(broker);
+        writer.publish("a", "1", true);
+        writer.publish("b", "1", true);
+        QVERIFY(writer.flush());
+    }
+    Observed observed(broker, everything());
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    const int before = observed.reports;
+    broker.kill();
+    QTRY_STATE(observed, State::Lost);
+    QVERIFY(observed.source.reason().startsWith(q("connection lost: ")));
+    QVERIFY(broker.start());
+    QTRY_STATE(observed, State::Ready);
+    QCOMPARE(observed.states.mid(3), (QList {State::Lost, State::Subscribing, State::Ready}));
+    QCOMPARE(observed.value("/a"), QVariant(1.0));
+    // Each value is of now again, if the broker has it.
+    QCOMPARE(observed.reports - before, persistence ? 2 : 0);
+    BrokerClient writer(broker);
+    writer.publish("a", "2");
+    QTRY_COMPARE_WITH_TIMEOUT(observed.value("/a"), QVariant(2.0), longTime);
+}
+
+void tst_MqttSource::frozenBroker_isLost()
+{
+    Broker broker;
+    QVERIFY(broker.start());
+    Observed observed(broker, everything());
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    broker.freeze();
+    QTRY_STATE(observed, State::Lost);
+    broker.thaw();
+    QTRY_STATE(observed, State::Ready);
+}
+
+void tst_MqttSource::otherPassword_isLost()
+{
+    BrokerOptions options;
+    options.passwords.insert(q("hmi"), q("secret"));
+    Broker broker(options);
+    QVERIFY(broker.start());
+    MqttOptions link = optionsFor(broker);
+    link.user = q("hmi");
+    link.passwordFile = broker.writeFile(q("secret"), "secret");
+    MqttSource source(link, everything());
+    source.start();
+    QTRY_COMPARE_WITH_TIMEOUT(source.state(), State::Ready, longTime);
+    broker.options.passwords = {{q("hmi"), q("other")}};
+    QVERIFY(broker.restart());
+    QTRY_VERIFY_WITH_TIMEOUT(source.reason().contains(q("Not authorized")), longTime);
+    QCOMPARE(source.state(), State::Lost);
+    broker.writeFile(q("secret"), "other");
+    QTRY_COMPARE_WITH_TIMEOUT(source.state(), State::Ready, longTime);
+}
+
+void tst_MqttSource::write_isAnswered()
+{
+    Broker broker;
+    QVERIFY(broker.start());
+    BrokerClient device(broker);
+    QVERIFY(device.subscribe("pump/set"));
+    Observed observed(broker, everything({writable("pump", "bool")}));
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    observed.write(1, "/pump", true);
+    QTRY_COMPARE_WITH_TIMEOUT(observed.answers, (Answers {{1, Outcome::Accepted}}), longTime);
+    QTRY_COMPARE_WITH_TIMEOUT(device.payloads("pump/set"), QList<QByteArray> {"true"}, longTime);
+    QVERIFY(!device.messages().constFirst().retained);
+    QCOMPARE(device.messages().constFirst().expiry, 5);
+    QVERIFY(!observed.value("/pump").isValid()); // the readback's, and never the wish
+    QCOMPARE(observed.source.statistics().writes, quint64(1));
+}
+
+void tst_MqttSource::write_isRefused_data()
+{
+    QTest::addColumn<QByteArray>("path");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("by the broker") << QByteArray("/pump") << "Not authorized";
+    QTest::newRow("no write topic") << QByteArray("/level") << "there is no topic to write it to";
+    QTest::newRow("no keyword") << QByteArray("/none") << "there is no topic to write it to";
+}
+
+void tst_MqttSource::write_isRefused()
+{
+    QFETCH(const QByteArray, path);
+    QFETCH(const QString, reason);
+    BrokerOptions options;
+    options.acl = "topic read #\n";
+    Broker broker(options);
+    QVERIFY(broker.start());
+    Observed observed(broker, everything({writable("pump", "bool")}));
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    observed.write(1, path.constData(), true);
+    QTRY_COMPARE_WITH_TIMEOUT(observed.answers, (Answers {{1, Outcome::Refused}}), longTime);
+    QCOMPARE(observed.lastReason, reason);
+}
+
+void tst_MqttSource::write_withoutLinkIsRefusedAtOnce()
+{
+    Broker broker;
+    QVERIFY(broker.start());
+    Observed observed(broker, everything({writable("pump", "bool")}));
+    observed.write(1, "/pump", true);
+    QTRY_COMPARE_WITH_TIMEOUT(observed.answers.size(), 1, longTime);
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    broker.kill();
+    QTRY_STATE(observed, State::Lost);
+    observed.write(2, "/pump", true);
+    QTRY_COMPARE_WITH_TIMEOUT(observed.answers,
+                              (Answers {{1, Outcome::Refused}, {2, Outcome::Refused}}), longTime);
+    QVERIFY(broker.start());
+    BrokerClient device(broker);
+    QVERIFY(device.subscribe("pump/set"));
+    QTRY_STATE(observed, State::Ready);
+    observed.write(3, "/pump", false);
+    QTRY_COMPARE_WITH_TIMEOUT(device.payloads("pump/set"), QList<QByteArray> {"false"}, longTime);
+}
+
+void tst_MqttSource::write_isUnknownIfTheBrokerDies()
+{
+    Broker broker;
+    QVERIFY(broker.start());
+    Observed observed(broker, everything({writable("pump", "bool")}));
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    broker.freeze();
+    observed.write(1, "/pump", true);
+    QTRY_COMPARE_WITH_TIMEOUT(observed.source.statistics().writes, quint64(1), longTime);
+    broker.kill();
+    QTRY_COMPARE_WITH_TIMEOUT(observed.answers, (Answers {{1, Outcome::Unknown}}), longTime);
+    QVERIFY(broker.start());
+    BrokerClient device(broker);
+    QVERIFY(device.subscribe("pump/set"));
+    QTRY_STATE(observed, State::Ready);
+    observed.write(2, "/pump", false);
+    QTRY_COMPARE_WITH_TIMEOUT(device.payloads("pump/set"), QList<QByteArray> {"false"}, longTime);
+    QTRY_COMPARE_WITH_TIMEOUT(observed.answers.size(), 2, longTime);
+}
+
+void tst_MqttSource::write_isUnknownIfTheSourceStops()
+{
+    Broker broker;
+    QVERIFY(broker.start());
+    Observed observed(broker, everything({writable("pump", "bool")}));
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    broker.freeze();
+    observed.write(1, "/pump", true);
+    observed.source.stop();
+    QCOMPARE(observed.answers, (Answers {{1, Outcome::Unknown}}));
+    QCOMPARE(observed.source.state(), State::Stopped);
+}
+
+void tst_MqttSource::mapping_isReplacedWithoutTheLink()
+{
+    Broker broker;
+    QVERIFY(broker.start());
+    BrokerClient writer(broker);
+    writer.publish("a", "1", true);
+    writer.publish("b", "1", true);
+    QVERIFY(writer.flush());
+    MappingOptions before = everything();
+    Observed observed(broker, before);
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    writer.publish("live", "1");
+    QTRY_VERIFY_WITH_TIMEOUT(observed.values.contains(q("/live")), longTime);
+    TopicKeyword b;
+    b.topic = q("b");
+    b.type = q("int");
+    b.path = q("/renamed");
+    QSignalSpy states(&observed.source, &Source::stateChanged);
+    observed.source.setMapping(everything({b}), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(observed.value("/renamed"), QVariant(qint64(1)), longTime);
+    QVERIFY(!observed.values.contains(q("/b")));
+    QCOMPARE(observed.value("/a"), QVariant(1.0));
+    QCOMPARE(observed.value("/live"), QVariant(1.0));
+    QCOMPARE(states.size(), 0);
+    QCOMPARE(observed.source.statistics().connections, quint64(1));
+}
+
+void tst_MqttSource::stop_isQuick_data()
+{
+    QTest::addColumn<QString>("host");
+    QTest::newRow("nobody listens") << "127.0.0.1";
+    QTest::newRow("swallows packets") << "192.0.2.1"; // for documentation only
+    QTest::newRow("no such name") << "broker.invalid";
+}
+
+void tst_MqttSource::stop_isQuick()
+{
+    QFETCH(const QString, host);
+    MqttOptions options;
+    options.host = host;
+    options.port = 1;
+    auto source = std::make_unique<MqttSource>(options, everything());
+    source->start();
+    QTRY_COMPARE_WITH_TIMEOUT(source->state(), State::Connecting, longTime);
+    // Without a limit of time this hangs for minutes.
+    QElapsedTimer time;
+    time.start();
+    source->stop();
+    QCOMPARE(source->state(), State::Stopped);
+    source.reset();
+    QVERIFY2(time.elapsed() < 20000, qPrintable(QString::number(time.elapsed())));
+}
+
+void tst_MqttSource::deletion_isPossibleFromHandlers()
+{
+    Broker broker;
+    QVERIFY(broker.start());
+    BrokerClient writer(broker);
+    writer.publish("a", "1", true);
+    QVERIFY(writer.flush());
+    for (int i = 0; i < 3; ++i) {
+        auto source = std::make_unique<MqttSource>(optionsFor(broker), everything());
+        const auto reset = [&] { source.reset(); };
+        connect(source.get(), &Source::reported, this, [&] {
+            if (i == 0)
+                reset();
+        });
+        connect(source.get(), &Source::stateChanged, this, [&](State state) {
+            if ((i == 1 && state == State::Ready) || (i == 2 && state == State::Stopped))
+                reset();
+        });
+        source->start();
+        if (i == 2)
+            source->stop();
+        QTRY_VERIFY_WITH_TIMEOUT(!source, longTime);
+    }
+}
+
+void tst_MqttSource::slowReader_getsTheNewest()
+{
+    Broker broker;
+    QVERIFY(broker.start());
+    Observed observed(broker, everything());
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    BrokerClient writer(broker);
+    constexpr int count = 60000;
+    const int before = observed.reports;
+    for (int i = 1; i <= count; ++i)
+        writer.publish("fast", QByteArray::number(i), false, 0);
+    // This thread does nothing until all of it has come.
+    while (observed.source.statistics().messages < count && writer.isConnected()) { }
+    QTRY_COMPARE_WITH_TIMEOUT(observed.value("/fast"), QVariant(double(count)), longTime);
+    QVERIFY(observed.reports - before <= count);
+}
+
+void tst_MqttSource::mounted_readbackIsShown()
+{
+    Plant plant(everything({setpoint()}));
+    QVERIFY(plant.isReady());
+    plant.onWrite([&](const QByteArray &payload) { plant.device->publish("v", payload, true); });
+    Client client(&plant.server);
+    client.create("/plant/v");
+    QCOMPARE(client.taken(), q("/plant/v=10 coc-"));
+    client.update("/plant/v", "11.5");
+    QCOMPARE(plant.server.value(q("/plant/v")), QVariant(10.0)); // not the wish
+    QTRY_VERIFY_WITH_TIMEOUT(client.seen.contains(q("/plant/v=11.5 coc-")), longTime);
+    QTRY_COMPARE_WITH_TIMEOUT(plant.mount->statistics().writes, quint64(1), longTime);
+    QCOMPARE(plant.mount->statistics().refusedWrites, quint64(0));
+}
+
+void tst_MqttSource::mounted_linkLossKeepsValues()
+{
+    Plant plant(everything({setpoint()}));
+    QVERIFY(plant.isReady());
+    Client client(&plant.server);
+    client.create("/plant/v");
+    QCOMPARE(client.taken(), q("/plant/v=10 coc-"));
+    plant.broker.kill();
+    QTRY_COMPARE_WITH_TIMEOUT(client.seen.join(QLatin1Char(' ')), q("/plant/v=10 --c-"), longTime);
+    client.taken();
+    client.update("/plant/v", "11"); // refused at once
+    QTRY_COMPARE_WITH_TIMEOUT(client.seen.join(QLatin1Char(' ')), q("/plant/v=10 --ce"), longTime);
+    client.taken();
+    // Back, but nobody has said what the value is now
+    QVERIFY(plant.broker.start());
+    QTRY_COMPARE_WITH_TIMEOUT(plant.source->state(), State::Ready, longTime);
+    QTRY_COMPARE_WITH_TIMEOUT(client.seen.join(QLatin1Char(' ')), q("/plant/v=10 c-c-"), longTime);
+    client.taken();
+    BrokerClient writer(plant.broker);
+    writer.publish("v", "12");
+    QTRY_COMPARE_WITH_TIMEOUT(client.seen.join(QLatin1Char(' ')), q("/plant/v=12 coc-"), longTime);
+}
+
+void tst_MqttSource::mounted_twoWritersAddUp()
+{
+    Plant plant(everything({setpoint()}));
+    QVERIFY(plant.isReady());
+    plant.onWrite([&](const QByteArray &payload) { plant.device->publish("v", payload, true); });
+    Client one(&plant.server), other(&plant.server);
+    one.create("/plant/v");
+    other.create("/plant/v");
+    for (int i = 0; i < 5; ++i) {
+        one.update("/plant/v", "1", true);
+        other.update("/plant/v", "2", true);
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(plant.server.value(q("/plant/v")), QVariant(25.0), longTime);
+    QCOMPARE(plant.mount->statistics().refusedWrites, quint64(0));
+}
+
+void tst_MqttSource::mounted_deviceThatNeverAnswers()
+{
+    Plant plant(everything({setpoint(500ms)}));
+    QVERIFY(plant.isReady());
+    Client client(&plant.server), other(&plant.server);
+    client.create("/plant/v");
+    other.create("/plant/v");
+    client.taken();
+    other.taken();
+    client.update("/plant/v", "11");
+    // Waited for too long not to say so, and then refused, to the writer alone.
+    QTRY_VERIFY_WITH_TIMEOUT(client.seen.contains(q("/plant/v=10 coce")), longTime);
+    QCOMPARE(client.seen.constFirst(), q("/plant/v=10 co--"));
+    QCOMPARE(client.seen.constLast(), q("/plant/v=10 coce"));
+    QTRY_COMPARE_WITH_TIMEOUT(other.seen.join(q(" | ")), q("/plant/v=10 co-- | /plant/v=10 coc-"),
+                              longTime);
+}
+
+void tst_MqttSource::mounted_deviceThatAnswersSomethingElse()
+{
+    Plant plant(everything({setpoint(2s)}));
+    QVERIFY(plant.isReady());
+    plant.onWrite([&](const QByteArray &) { plant.device->publish("v", "50", true); });
+    Client client(&plant.server);
+    client.create("/plant/v");
+    client.taken();
+    client.update("/plant/v", "11");
+    QTRY_VERIFY_WITH_TIMEOUT(client.seen.contains(q("/plant/v=50 coce")), longTime);
+    QCOMPARE(plant.server.value(q("/plant/v")), QVariant(50.0));
+    QCOMPARE(plant.mount->statistics().refusedWrites, quint64(1));
+}
+
+QTEST_GUILESS_MAIN(tst_MqttSource)
+#include "tst_mqttsource.moc"
