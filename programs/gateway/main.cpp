@@ -70,8 +70,10 @@ int check(const QString &file, const Configuration &configuration)
 
 QJsonObject written(const Arguments &arguments)
 {
+    QByteArray json = arguments.json;
     QFile file(arguments.file);
-    const QByteArray json = file.open(QIODevice::ReadOnly) ? file.readAll() : arguments.json;
+    if (!arguments.file.isEmpty() && file.open(QIODevice::ReadOnly))
+        json = file.readAll();
     return QJsonDocument::fromJson(json).object();
 }
 

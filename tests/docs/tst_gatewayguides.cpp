@@ -1,0 +1,280 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "tests/gateway/mqtt/broker.h"
+
+#include <QtCore/QDeadlineTimer>
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
+#include <QtCore/QRandomGenerator>
+#include <QtCore/QRegularExpression>
+#include <QtCore/QStandardPaths>
+#include <QtCore/QTemporaryDir>
+#include <QtNetwork/QTcpServer>
+#include <QtTest/QTest>
+
+#include <algorithm>
+
+namespace {
+
+QString q(const char *text)
+{
+    return QString::fromUtf8(text);
+}
+
+QString contentOf(const QString &fileName)
+{
+    QFile file(fileName);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+// One that nobody listens on, and that no connection gets by chance.
+int freePort()
+{
+    QTcpServer server;
+    for (int i = 0; i < 100; ++i) {
+        const int port = QRandomGenerator::global()->bounded(10000, 30000);
+        if (server.listen(QHostAddress::LocalHost, quint16(port)))
+            return port;
+    }
+    return 0;
+}
+
+// A bash in which a reader types, with the programs in its path.
+class Shell
+{
+public:
+    Shell(const QString &folder, const QStringList &path)
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(q("PATH"),
+                           path.join(QLatin1Char(':')) + QLatin1Char(':')
+                               + environment.value(q("PATH")));
+        environment.insert(q("QT_QPA_PLATFORM"), q("offscreen"));
+        environment.insert(q("HOME"), folder);
+        environment.remove(q("KEYWORD_URL"));
+        process.setProcessEnvironment(environment);
+        process.setWorkingDirectory(folder);
+        process.setProcessChannelMode(QProcess::MergedChannels);
+        process.start(q("bash"), {q("--norc"), q("--noprofile")});
+        process.waitForStarted();
+        process.write("exec 2>&1\n");
+    }
+    ~Shell()
+    {
+        process.write("kill $(jobs -p) 2>/dev/null\nwait\nexit\n");
+        process.closeWriteChannel();
+        if (!process.waitForFinished(20000))
+            process.kill();
+        process.waitForFinished();
+    }
+
+    // Returns what it printed.
+    QString run(const QString &command)
+    {
+        const QByteArray end = "done-" + QByteArray::number(++count) + "-";
+        process.write(command.toUtf8() + "\necho " + end + "$?\n");
+        const QDeadlineTimer deadline(60000);
+        while (!output.contains(end) && !deadline.hasExpired()) {
+            process.waitForReadyRead(100);
+            output += process.readAll();
+        }
+        const auto at = output.indexOf(end);
+        const QByteArray printed = output.left(at);
+        output.remove(0, output.indexOf('\n', at) + 1);
+        return QString::fromUtf8(printed);
+    }
+
+private:
+    QProcess process;
+    QByteArray output;
+    int count = 0;
+};
+
+} // namespace
+
+// What the guides of the gateway have their readers type does what they say.
+class tst_GatewayGuides : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void tenMinutes();
+    void access();
+
+private:
+    void save(const char *name);
+    void play(const char *name);
+    void type(const QString &command, const QStringList &expected);
+    void start(const QString &command, const QStringList &expected);
+    QString background() const;
+    QStringList linesOf(const QString &printed) const;
+    QString forHere(QString text) const; // the guides have the usual ports
+    QString forGuide(QString text) const;
+
+    std::unique_ptr<QTemporaryDir> folder;
+    std::unique_ptr<Broker> broker;
+    std::unique_ptr<Shell> shell;
+    int port = 0; // of the gateway
+    int started = 0;
+};
+
+void tst_GatewayGuides::init()
+{
+    for (const char *const program : {"mosquitto_pub", "mosquitto_sub"}) {
+        if (QStandardPaths::findExecutable(q(program)).isEmpty())
+            QSKIP("there is no mosquitto_pub or mosquitto_sub");
+    }
+    folder = std::make_unique<QTemporaryDir>();
+    BrokerOptions options;
+    options.persistence = true; // as Debian has it
+    broker = std::make_unique<Broker>(options);
+    QVERIFY(broker->start());
+    port = freePort();
+    QVERIFY(port > 0);
+
+    // Debian's broker has the port that these take by themselves.
+    const QString programs = folder->filePath(q("bin"));
+    QVERIFY(QDir().mkdir(programs));
+    for (const char *const program : {"mosquitto_pub", "mosquitto_sub"}) {
+        QFile file(programs + QLatin1Char('/') + q(program));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("#!/bin/sh\nexec " + QStandardPaths::findExecutable(q(program)).toUtf8() + " -p "
+                   + QByteArray::number(broker->port()) + " \"$@\"\n");
+        file.close();
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+    shell = std::make_unique<Shell>(folder->path(),
+                                    QStringList {programs, QFileInfo(q(KEYWORD)).path(),
+                                                 QFileInfo(q(GATEWAY)).path(),
+                                                 QFileInfo(q(BROWSER)).path()});
+}
+
+void tst_GatewayGuides::cleanup()
+{
+    shell.reset();
+    broker.reset();
+    folder.reset();
+}
+
+QString tst_GatewayGuides::forHere(QString text) const
+{
+    text.replace(q("mqtt://127.0.0.1:1883"), q("mqtt://127.0.0.1"));
+    text.replace(q("mqtt://127.0.0.1"), broker->url());
+    return text.replace(q("8765"), QString::number(port));
+}
+
+QString tst_GatewayGuides::forGuide(QString text) const
+{
+    text.replace(broker->url(), q("mqtt://127.0.0.1"));
+    return text.replace(QString::number(port), q("8765"));
+}
+
+// "Save this as".
+void tst_GatewayGuides::save(const char *name)
+{
+    const QString content = contentOf(q(SNIPPETS "/") + q(name));
+    QVERIFY2(!content.isEmpty(), name);
+    QFile file(folder->filePath(q(name)));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(forHere(content).toUtf8());
+}
+
+void tst_GatewayGuides::play(const char *name)
+{
+    QStringList lines = contentOf(q(SNIPPETS "/") + q(name)).split(QLatin1Char('\n'));
+    QVERIFY2(lines.size() > 1, name);
+    while (!lines.isEmpty() && !QTest::currentTestFailed()) {
+        const QString line = lines.takeFirst();
+        QStringList expected;
+        while (!lines.isEmpty() && !lines.first().startsWith(q("$ "))
+               && !lines.first().startsWith(q("# ")))
+            expected.append(lines.takeFirst().simplified());
+        expected.removeAll(QString());
+        if (line == q("# systemctl stop mosquitto"))
+            broker->terminate();
+        else if (line == q("# systemctl start mosquitto"))
+            QVERIFY(broker->start());
+        else if (line.startsWith(q("$ ")))
+            type(line.mid(2), expected);
+    }
+}
+
+void tst_GatewayGuides::type(const QString &command, const QStringList &expected)
+{
+    if (command.endsWith(QLatin1Char('&'))) {
+        start(command, expected);
+        return;
+    }
+    // What only looks may be asked again until a background program is as far as its reader thinks.
+    static const QRegularExpression looks(q("^keyword (get|ls|tree|label|aggregate) "));
+    const bool canRepeat = looks.match(command).hasMatch();
+    const QDeadlineTimer deadline(30000);
+    QStringList printed;
+    do {
+        printed = linesOf(shell->run(forHere(command)));
+    } while (canRepeat && printed != expected && !deadline.hasExpired());
+    QVERIFY2(printed == expected,
+             qPrintable(q("%1\nprints:\n%2\nand not:\n%3\nThe gateway says:\n%4")
+                            .arg(command, printed.join(QLatin1Char('\n')),
+                                 expected.join(QLatin1Char('\n')), contentOf(background()))));
+}
+
+// In the background: what it prints comes when it likes.
+void tst_GatewayGuides::start(const QString &command, const QStringList &expected)
+{
+    ++started;
+    const QString quiet = command.chopped(1) + q("> '%1' 2>&1 &").arg(background());
+    shell->run(forHere(quiet));
+    const QDeadlineTimer deadline(30000);
+    const auto hasSaidIt = [&] {
+        const QStringList printed = linesOf(contentOf(background()));
+        return std::all_of(expected.begin(), expected.end(),
+                           [&](const QString &line) { return printed.contains(line); });
+    };
+    while (!hasSaidIt() && !deadline.hasExpired())
+        QTest::qWait(10);
+    QVERIFY2(hasSaidIt(), qPrintable(command + q("\nprints:\n") + contentOf(background())));
+}
+
+QString tst_GatewayGuides::background() const
+{
+    return folder->filePath(q("background%1.log").arg(started));
+}
+
+QStringList tst_GatewayGuides::linesOf(const QString &printed) const
+{
+    QStringList lines;
+    const QStringList all = forGuide(printed).split(QLatin1Char('\n'));
+    for (const QString &line : all) {
+        if (!line.simplified().isEmpty())
+            lines.append(line.simplified());
+    }
+    return lines;
+}
+
+void tst_GatewayGuides::tenMinutes()
+{
+    play("publish.txt");
+    play("first.txt");
+    save("gateway.json");
+    save("device.sh");
+    play("mapped.txt");
+    play("writing.txt");
+    play("lost.txt");
+}
+
+void tst_GatewayGuides::access()
+{
+    play("publish.txt");
+    QFile::copy(q(CERTIFICATES), folder->filePath(q("make-certificates.sh")));
+    type(q("sh make-certificates.sh >certificates.log 2>&1"), {});
+    save("access.json");
+    play("tokens.txt");
+}
+
+QTEST_GUILESS_MAIN(tst_GatewayGuides)
+#include "tst_gatewayguides.moc"

@@ -1,0 +1,95 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "gateway/configuration.h"
+#include "programs/gateway/sourcetypes.h"
+
+#include <QtCore/QFile>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+#include <QtTest/QTest>
+
+using namespace pellix::gateway;
+
+// That the schema and the program know the same members. The program lists those that it knows
+// where it finds one that it does not.
+class tst_GatewaySchema : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void members_areTheSame_data();
+    void members_areTheSame();
+};
+
+void tst_GatewaySchema::members_areTheSame_data()
+{
+    QTest::addColumn<QByteArray>("json"); // with an unknown member at the place
+    QTest::addColumn<QString>("definition"); // of the schema; empty: the top
+    const auto row = [](const char *definition, const QByteArray &json) {
+        QTest::newRow(*definition ? definition : "top") << json << QString::fromLatin1(definition);
+    };
+    row("", R"({"00000000": 1})");
+    row("listener", R"({"listen": [{"00000000": 1}]})");
+    row("tls", R"({"listen": [{"tls": {"00000000": 1}}]})");
+    row("proxies", R"({"listen": [{"proxies": {"00000000": 1}}]})");
+    row("role", R"({"roles": {"a": {"00000000": 1}}})");
+    row("client", R"({"clients": [{"certificate": "CN=a", "role": "viewer", "00000000": 1},
+                                  {"tokenFile": "a", "00000000": 1}]})");
+    row("limits", R"({"limits": {"00000000": 1}})");
+    const auto source = [](const QByteArray &members) {
+        return R"({"sources": [{"name": "a", "mount": "/a", )" + members + "}]}";
+    };
+    row("source", source(R"("mqtt": {"url": "mqtt://a"}, "available": {"topic": "a"},
+                             "00000000": 1)"));
+    row("mqtt", source(R"("mqtt": {"url": "mqtts://a", "user": "a", "passwordFile": "x", "ca": "x",
+                                   "certificate": "x", "key": "x", "00000000": 1})"));
+    row("availability",
+        source(R"("mqtt": {"url": "mqtt://a"}, "available": {"topic": "a", "00000000": 1})"));
+    row("availabilities",
+        source(R"("mqtt": {"url": "mqtt://a"}, "available": {"topics": [], "00000000": 1})"));
+    row("keyword", source(R"("mqtt": {"url": "mqtt://a"},
+        "keywords": [{"topic": "a", "available": {"topic": "a"}, "00000000": 1}, {"topic": "b", "key": "a", "00000000": 1}])"));
+    row("write", source(R"("mqtt": {"url": "mqtt://a"}, "keywords": [{"topic": "a", "type": "int",
+        "write": {"topic": "a", "00000000": 1}}])"));
+    row("message", source(R"("mqtt": {"url": "mqtt://a"}, "tests": [{"messages": [{"topic": "a",
+        "payload": 1, "00000000": 1}], "expect": {"/a": 1}}])"));
+    row("test", source(R"("mqtt": {"url": "mqtt://a"}, "tests": [{"topic": "a", "payload": 1,
+        "00000000": 1, "expect": {"/a": 1}}, {"messages": [], "00000000": 1,
+        "expect": {"/a": 1}}])"));
+    row("health", R"({"health": {"00000000": 1}})");
+}
+
+void tst_GatewaySchema::members_areTheSame()
+{
+    QFETCH(QByteArray, json);
+    QFETCH(QString, definition);
+    QFile file(QStringLiteral(SCHEMA));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QJsonParseError error;
+    QJsonObject schema = QJsonDocument::fromJson(file.readAll(), &error).object();
+    QCOMPARE(error.error, QJsonParseError::NoError);
+    QCOMPARE(schema.value(QLatin1String("$schema")).toString(),
+             QStringLiteral("https://json-schema.org/draft/2020-12/schema"));
+    if (!definition.isEmpty())
+        schema = schema.value(QLatin1String("$defs")).toObject().value(definition).toObject();
+    QCOMPARE(schema.value(QLatin1String("additionalProperties")), QJsonValue(false));
+    QStringList expected = schema.value(QLatin1String("properties")).toObject().keys();
+    expected.sort();
+
+    ConfigurationProblems problems;
+    QVERIFY(!Configuration::parse(json, QString(), sourceTypes(), &problems));
+    QStringList known;
+    for (const ConfigurationProblem &problem : problems) {
+        const QLatin1String start("unknown member \"00000000\"; known here: ");
+        if (problem.text.startsWith(start))
+            known += problem.text.mid(start.size()).split(QLatin1String(", "));
+    }
+    known.sort();
+    known.removeDuplicates();
+    QCOMPARE(known, expected);
+}
+
+QTEST_GUILESS_MAIN(tst_GatewaySchema)
+#include "tst_gatewayschema.moc"
