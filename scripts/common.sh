@@ -34,6 +34,7 @@ run_packages=(
 # proxy, a WebSocket server that is not Qt's, what makes certificates, and Qt's runtime for QML.
 test_packages=(
     mosquitto
+    mosquitto-clients
     nginx-light
     node-ws
     nodejs

@@ -58,9 +58,9 @@ public:
     public:
         explicit Batch(KeywordServer *server);
         ~Batch();
-        Q_DISABLE_COPY_MOVE(Batch)
 
     private:
+        Q_DISABLE_COPY_MOVE(Batch)
         const QPointer<KeywordServer> server;
     };
     using WriteHandler = std::function<void(const WriteRequest &request)>;

@@ -109,6 +109,7 @@ public:
         std::vector<Array> arrays;
         std::vector<Convention *> conventions;
         std::vector<std::pair<Availability *, int>> availabilities;
+        QByteArray state; // the last payload, if keywords may depend on it
         std::vector<Keyword *> errorOf;
         std::vector<Keyword *> targetOf;
         Availability *availability = nullptr; // of what is served as it is
@@ -165,6 +166,7 @@ public:
     void takeDescription(Topic *topic, QByteArrayView payload);
     void apply(const ConventionChange &change);
     void takeAvailability(Topic *topic, QByteArrayView payload);
+    bool takeState(Availability *availability, int index, QByteArrayView payload);
     void takeErrors(Topic *topic, QByteArrayView payload);
     void takeTargets(Topic *topic, QByteArrayView payload);
     void takeValues(Topic *topic, const TopicMessage &message, qint64 now);
@@ -525,8 +527,11 @@ TopicMapping::Private::availabilityOf(const TopicAvailability &settings)
         const TopicAvailability::Entry &entry = settings.entries.at(i);
         made->members.push_back(JsonPointer::fromText(entry.member).value_or(JsonPointer()));
         needTopic(entry.topic);
-        if (Topic *const topic = topicOf(entry.topic.toUtf8()))
+        if (Topic *const topic = topicOf(entry.topic.toUtf8())) {
             topic->availabilities.emplace_back(made, i);
+            if (!topic->state.isEmpty()) // it may not be said again for a long time
+                takeState(made, i, topic->state);
+        }
     }
     return made;
 }
@@ -790,51 +795,55 @@ void TopicMapping::Private::apply(const ConventionChange &change)
 void TopicMapping::Private::takeAvailability(Topic *topic, QByteArrayView payload)
 {
     for (const auto &[availability, index] : topic->availabilities) {
-        const TopicAvailability::Entry &entry = availability->settings.entries.at(index);
-        QString word = QString::fromUtf8(payload);
-        const JsonPointer &member = availability->members[std::size_t(index)];
-        if (!member.isWhole()) {
-            const Payload read = Payload::read(payload);
-            if (read.structure.isObject()) {
-                const QJsonValue value = member.of(read.structure);
-                word = value.isString()
-                    ? value.toString()
-                    : QString::fromUtf8(PayloadRules()
-                                            .payload(value.toVariant(), ValueType::None)
-                                            .value_or(QByteArray()));
-            }
-        }
-        signed char &state = availability->states[std::size_t(index)];
-        if (payload.isEmpty() && !entry.online.contains(word) && !entry.offline.contains(word))
-            state = -1; // nobody says it any longer
-        else if (entry.online.contains(word) || entry.online.contains(word.trimmed()))
-            state = 1;
-        else if (entry.offline.contains(word) || entry.offline.contains(word.trimmed()))
-            state = 0;
-        else
+        if (!takeState(availability, index, payload))
             continue;
-        availability->latest = state == -1 ? availability->latest : index;
-        const auto &states = availability->states;
-        const auto isOn = [](signed char one) { return one == 1; };
-        bool isAvailable = false;
-        switch (availability->settings.mode) {
-        case TopicAvailability::Mode::All:
-            isAvailable = std::all_of(states.begin(), states.end(), isOn);
-            break;
-        case TopicAvailability::Mode::Any:
-            isAvailable = std::any_of(states.begin(), states.end(), isOn);
-            break;
-        case TopicAvailability::Mode::Latest:
-            isAvailable =
-                availability->latest >= 0 && states[std::size_t(availability->latest)] == 1;
-            break;
-        }
-        if (isAvailable == availability->isAvailable)
-            continue;
-        availability->isAvailable = isAvailable;
         for (Keyword *const keyword : std::as_const(availability->keywords))
             reportFlags(keyword);
     }
+}
+
+// Whether the keywords that depend on it are available now, or no longer.
+bool TopicMapping::Private::takeState(Availability *availability, int index, QByteArrayView payload)
+{
+    const TopicAvailability::Entry &entry = availability->settings.entries.at(index);
+    QString word = QString::fromUtf8(payload);
+    const JsonPointer &member = availability->members[std::size_t(index)];
+    if (!member.isWhole()) {
+        const Payload read = Payload::read(payload);
+        if (read.structure.isObject()) {
+            const QJsonValue value = member.of(read.structure);
+            word = value.isString()
+                ? value.toString()
+                : QString::fromUtf8(PayloadRules()
+                                        .payload(value.toVariant(), ValueType::None)
+                                        .value_or(QByteArray()));
+        }
+    }
+    signed char &state = availability->states[std::size_t(index)];
+    if (payload.isEmpty() && !entry.online.contains(word) && !entry.offline.contains(word))
+        state = -1; // nobody says it any longer
+    else if (entry.online.contains(word) || entry.online.contains(word.trimmed()))
+        state = 1;
+    else if (entry.offline.contains(word) || entry.offline.contains(word.trimmed()))
+        state = 0;
+    else
+        return false;
+    availability->latest = state == -1 ? availability->latest : index;
+    const auto &states = availability->states;
+    const auto isOn = [](signed char one) { return one == 1; };
+    bool isAvailable = false;
+    switch (availability->settings.mode) {
+    case TopicAvailability::Mode::All:
+        isAvailable = std::all_of(states.begin(), states.end(), isOn);
+        break;
+    case TopicAvailability::Mode::Any:
+        isAvailable = std::any_of(states.begin(), states.end(), isOn);
+        break;
+    case TopicAvailability::Mode::Latest:
+        isAvailable = availability->latest >= 0 && states[std::size_t(availability->latest)] == 1;
+        break;
+    }
+    return std::exchange(availability->isAvailable, isAvailable) != isAvailable;
 }
 
 void TopicMapping::Private::takeErrors(Topic *topic, QByteArrayView payload)
@@ -1231,6 +1240,11 @@ bool TopicMapping::take(const TopicMessage &message, qint64 now)
     if (!topic)
         return false;
     const bool isFirst = std::exchange(topic->connection, d->connection) != d->connection;
+    constexpr qsizetype longestState = 256; // descriptions are longer
+    const bool isState = message.payload.size() <= longestState
+        && (topic->isDescription || !topic->availabilities.empty());
+    if (isState || !topic->state.isEmpty())
+        topic->state = isState ? message.payload.toByteArray() : QByteArray();
     if (topic->isDescription)
         d->takeDescription(topic, message.payload);
     if (!topic->availabilities.empty())

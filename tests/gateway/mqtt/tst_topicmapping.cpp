@@ -610,6 +610,20 @@ void tst_TopicMapping::availability_isHeeded_data()
     row("latest, away", mode("latest"), {"v=1", "s1=online", "s2=down"}, "/v:int=1(away)");
     row("latest, there", mode("latest"), {"v=1", "s2=down", "s1=online"}, "/v:int=1");
     row("nobody says so any longer", mode("any"), {"v=1", "s1=online", "s1="}, "/v:int=1(away)");
+    const QByteArray homie =
+        "homie/5/d/$description={\"homie\":\"5.0\",\"version\":1,\"nodes\":{\"n\":"
+        "{\"properties\":{\"p\":{\"datatype\":\"integer\"}}}}}";
+    row("said before the description", "\"conventions\":\"homie\"",
+        {"homie/5/d/$state=ready", homie, "homie/5/d/n/p=1"}, "/d/n/p:int=1");
+    row("said behind the description", "\"conventions\":\"homie\"",
+        {homie, "homie/5/d/$state=ready", "homie/5/d/n/p=1"}, "/d/n/p:int=1");
+    row("said away before the description", "\"conventions\":\"homie\"",
+        {"homie/5/d/$state=lost", homie, "homie/5/d/n/p=1"}, "/d/n/p:int=1(away)");
+    row("said before another keyword needs it", "\"conventions\":\"homeassistant\"",
+        {"homeassistant/sensor/a/config={\"stat_t\":\"v\",\"avty_t\":\"s\"}", "s=online",
+         "homeassistant/sensor/b/config={\"stat_t\":\"v\",\"avty_t\":\"s\",\"avty_mode\":\"all\"}",
+         "v=x"},
+        "/a:string=\"x\" /b:string=\"x\"");
 }
 
 void tst_TopicMapping::availability_isHeeded()
