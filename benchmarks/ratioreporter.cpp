@@ -103,6 +103,11 @@ constexpr Row rows[] = {
     {"  beside an echo of what they ask", "joinKeywordServer/1000", "joinEchoServer/1000", "", 1000,
      1000},
     {"reconnect with 10 000 keywords", "subscribeStorm/10000", "bareStorm/10000", "<= 2"},
+    {"gateway: processor time of a message to an event", "gatewayMessages/0", "mosquittoMessages/0",
+     "<= 1.3"},
+    {"  of a message in JSON", "gatewayMessages/1", "mosquittoMessages/1", "<= 1.3"},
+    {"gateway: 100 000 retained topics until ready", "gatewayRetained/100000",
+     "mosquittoRetained/100000", "<= 2"},
 };
 
 const char *unit(const Row &row)

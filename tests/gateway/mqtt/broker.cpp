@@ -140,7 +140,9 @@ bool Broker::makeCertificates() const
 QByteArray Broker::configuration() const
 {
     const auto path = [this](const char *name) { return QFile::encodeName(filePath(q(name))); };
-    QByteArrayList lines {"log_dest stderr", "log_type all", "persistence false"};
+    QByteArrayList lines {"log_dest stderr",
+                          options.isQuiet ? "log_type information" : "log_type all",
+                          "persistence false"};
     if (::geteuid() == 0)
         lines.append("user root"); // else it could not read what only we can
     if (options.passwords.isEmpty())

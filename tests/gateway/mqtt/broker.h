@@ -28,6 +28,7 @@ struct BrokerOptions
     int queuedMessages = -1; // for each client
     int inflightMessages = -1;
     int connections = -1; // at once
+    bool isQuiet = false; // does not log each message
     QByteArrayList lines; // of the configuration, besides
 };
 

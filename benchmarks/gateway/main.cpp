@@ -1,0 +1,28 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "benchmarks/gateway/publisher.h"
+#include "benchmarks/ratioreporter.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QLoggingCategory>
+
+#include <benchmark/benchmark.h>
+
+int main(int argc, char *argv[])
+{
+    QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\n*.info=false"));
+    if (argc > 6 && qstrcmp(argv[1], "--publish") == 0) {
+        const auto number = [&argv](int i) { return QByteArray(argv[i]).toInt(); };
+        return Publisher::run(quint16(number(2)), number(3), number(4), number(5), number(6) != 0);
+    }
+    const QCoreApplication application(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    RatioReporter reporter;
+    if (benchmark::RunSpecifiedBenchmarks(&reporter) == 0 || reporter.failed())
+        return 1;
+    benchmark::Shutdown();
+    return 0;
+}

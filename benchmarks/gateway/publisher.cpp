@@ -1,0 +1,72 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "benchmarks/gateway/publisher.h"
+
+#include <QtCore/QCoreApplication>
+
+#include <mosquitto.h>
+
+#include <poll.h>
+
+bool isSmokeRun()
+{
+    return qEnvironmentVariableIsSet("PELLIX_BENCHMARK_SMOKE");
+}
+
+Publisher::Publisher(quint16 port, int first, int messages, int topics, bool isJson)
+{
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process.start(QCoreApplication::applicationFilePath(),
+                  {QStringLiteral("--publish"), QString::number(port), QString::number(first),
+                   QString::number(messages), QString::number(topics),
+                   QString::number(int(isJson))});
+}
+
+Publisher::~Publisher()
+{
+    waitForEnd();
+}
+
+bool Publisher::waitForEnd()
+{
+    return process.state() == QProcess::NotRunning || process.waitForFinished(300000);
+}
+
+// A hundred on each level.
+QByteArray Publisher::topic(int number)
+{
+    return "line" + QByteArray::number(number / 100) + "/motor" + QByteArray::number(number % 100);
+}
+
+int Publisher::run(quint16 port, int first, int messages, int topics, bool isJson)
+{
+    mosquitto_lib_init();
+    mosquitto *const client = mosquitto_new(nullptr, true, nullptr);
+    if (mosquitto_connect(client, "127.0.0.1", port, 60) != MOSQ_ERR_SUCCESS)
+        return 1;
+    for (int i = first; i < first + messages; ++i) {
+        const QByteArray number = QByteArray::number(i) + ".5";
+        const QByteArray payload =
+            isJson ? "{\"value\":" + number + ",\"unit\":\"bar\",\"quality\":\"good\"}" : number;
+        mosquitto_publish(client, nullptr, topic(i % topics).constData(), int(payload.size()),
+                          payload.constData(), 0, false);
+        while (mosquitto_want_write(client) && mosquitto_socket(client) >= 0) {
+            pollfd wait {mosquitto_socket(client), POLLOUT | POLLIN, 0};
+            ::poll(&wait, 1, 1000);
+            if (wait.revents & POLLIN)
+                mosquitto_loop_read(client, 1);
+            mosquitto_loop_write(client, 1);
+        }
+        if (i == first) { // the answer to the connection
+            pollfd wait {mosquitto_socket(client), POLLIN, 0};
+            ::poll(&wait, 1, 1000);
+            mosquitto_loop_read(client, 1);
+        }
+    }
+    mosquitto_disconnect(client);
+    while (mosquitto_want_write(client) && mosquitto_socket(client) >= 0)
+        mosquitto_loop_write(client, 1);
+    mosquitto_destroy(client);
+    return 0;
+}
