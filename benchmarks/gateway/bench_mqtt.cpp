@@ -111,13 +111,23 @@ private:
 
 struct Gateway
 {
-    explicit Gateway(const Broker &broker)
+    // With JSON, of each topic the member that the floor decodes as well
+    explicit Gateway(const Broker &broker, bool isJson = false)
     {
         MqttOptions link;
         link.host = broker.host();
         link.port = broker.port();
         MappingOptions mapping;
-        mapping.topics = QStringList {QStringLiteral("#")};
+        if (isJson) {
+            TopicKeyword keyword;
+            keyword.topic = QStringLiteral("{line}/{motor}");
+            keyword.member = QStringLiteral("/value");
+            keyword.isMemberInPath = false;
+            keyword.type = QStringLiteral("double");
+            mapping.keywords.append(keyword);
+        } else {
+            mapping.topics = QStringList {QStringLiteral("#")};
+        }
         source = std::make_unique<MqttSource>(link, mapping);
         mount = std::make_unique<SourceMount>(source.get(), &server, QString(),
                                               QStringLiteral("/plant"), SourceMount::createQueue());
@@ -162,7 +172,7 @@ void gatewayMessages(benchmark::State &state)
         return state.SkipWithError("no broker");
     const bool isJson = state.range(0) == 1;
     for (auto _ : state) {
-        Gateway gateway(broker);
+        Gateway gateway(broker, isJson);
         gateway.waitUntilReady();
         Publisher publisher(broker.port(), 0, topicCount, topicCount, isJson);
         publisher.waitForEnd();
@@ -172,8 +182,8 @@ void gatewayMessages(benchmark::State &state)
         QObject::connect(session.get(), &pellix::server::KeywordSession::send, session.get(),
                          [&events](const QByteArray &) { ++events; });
         for (int i = 0; i < topicCount; ++i) {
-            session->receive("{\"cmd\":\"keyCreateOrUpdate\",\"payload\":{\"keyword\":\"/plant"
-                             + Publisher::path(i, isJson) + "\"}}");
+            session->receive("{\"cmd\":\"keyCreateOrUpdate\",\"payload\":{\"keyword\":\"/plant/"
+                             + Publisher::topic(i) + "\"}}");
         }
         events = 0;
         const quint64 first = gateway.source->statistics().messages;

@@ -39,11 +39,6 @@ QByteArray Publisher::topic(int number)
     return "line" + QByteArray::number(number / 100) + "/motor" + QByteArray::number(number % 100);
 }
 
-QByteArray Publisher::path(int number, bool isJson)
-{
-    return '/' + topic(number) + (isJson ? "/value" : "");
-}
-
 int Publisher::run(quint16 port, int first, int messages, int topics, bool isJson)
 {
     mosquitto_lib_init();

@@ -20,7 +20,6 @@ public:
     bool waitForEnd();
 
     static QByteArray topic(int number);
-    static QByteArray path(int number, bool isJson); // of its keyword, below the mount
 
     // What that process does.
     static int run(quint16 port, int first, int messages, int topics, bool isJson);

@@ -481,6 +481,8 @@ void MqttLink::Private::settle()
         failures = 0;
         closesBeforeAnswer = 0;
         reason.clear();
+        // It is for errors in TLS, which come before; and for it the library spells each packet.
+        mosquitto_log_callback_set(client.get(), nullptr);
         log(version == 5 ? QStringLiteral("connected") : QStringLiteral("connected by MQTT 3.1.1"));
         if (!options.announceTopic.isEmpty()) {
             mosquitto_publish(client.get(), nullptr, options.announceTopic.toUtf8().constData(), 1,

@@ -36,7 +36,6 @@ public:
     std::shared_ptr<MqttNews> news;
     std::unique_ptr<MqttWorker> worker;
     QThread thread;
-    QList<ServedTopic> lastServed;
 };
 
 MqttSource::MqttSource(const MqttOptions &options, const MappingOptions &mapping, int qos,
@@ -74,12 +73,7 @@ void MqttSource::stop()
     if (!d->worker)
         return;
     QMetaObject::invokeMethod(
-        d->worker.get(),
-        [this] {
-            d->worker->stop();
-            d->lastServed = d->worker->served();
-        },
-        Qt::BlockingQueuedConnection);
+        d->worker.get(), [this] { d->worker->stop(); }, Qt::BlockingQueuedConnection);
     d->thread.quit();
     d->thread.wait();
     d->worker.reset();
@@ -141,7 +135,7 @@ void MqttSource::setMapping(const MappingOptions &mapping, int qos)
 QList<ServedTopic> MqttSource::served() const
 {
     if (!d->worker)
-        return d->lastServed;
+        return {};
     QList<ServedTopic> result;
     QMetaObject::invokeMethod(
         d->worker.get(), [this, &result] { result = d->worker->served(); },

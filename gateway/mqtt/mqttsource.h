@@ -35,7 +35,8 @@ public:
 
     // From now on; the link stays.
     void setMapping(const MappingOptions &mapping, int qos);
-    QList<ServedTopic> served() const; // what has been seen and is not declared, sorted
+    // What has been seen since the start and is not declared, sorted.
+    QList<ServedTopic> served() const;
 
 private:
     class Private;
