@@ -34,7 +34,9 @@ ItemDelegate {
     required property PinnedColumns columns
 
     property bool editing: false
-    readonly property bool known: stale ? valueText !== "" : connected
+    // A server keeps the last value of a keyword whose source is gone.
+    readonly property bool known: stale ? valueText !== "" : connected || (value ?? null) !== null
+    readonly property bool old: stale || !connected
     readonly property string shownValue: known ? Format.shortText(value) : Format.none
     readonly property bool failed: outcome !== PKeywordWrite.Idle && outcome !== PKeywordWrite.Pending
                                    && outcome !== PKeywordWrite.Taken
@@ -114,8 +116,8 @@ ItemDelegate {
             visible: !root.editing
             horizontalAlignment: Text.AlignRight
             text: root.shownValue
-            color: root.stale || !root.known ? Theme.textFaint : root.error ? Theme.error : Theme.text
-            font.strikeout: root.stale && root.known
+            color: root.old || !root.known ? Theme.textFaint : root.error ? Theme.error : Theme.text
+            font.strikeout: root.old && root.known
         }
         Field {
             id: field
