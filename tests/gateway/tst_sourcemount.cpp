@@ -997,8 +997,5 @@ void tst_SourceMount::statistics_count()
     QVERIFY(mount->isReady());
 }
 
-Q_DECLARE_METATYPE(std::function<void(FakeSource *)>)
-Q_DECLARE_METATYPE(std::function<void(tst_SourceMount *)>)
-
 QTEST_GUILESS_MAIN(tst_SourceMount)
 #include "tst_sourcemount.moc"
