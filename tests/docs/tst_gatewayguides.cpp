@@ -56,13 +56,14 @@ public:
         process.setProcessEnvironment(environment);
         process.setWorkingDirectory(folder);
         process.setProcessChannelMode(QProcess::MergedChannels);
-        process.start(q("bash"), {q("--norc"), q("--noprofile")});
+        // In a group of its own, so that all that is started from it can be ended with it.
+        process.start(q("setsid"), {q("bash"), q("--norc"), q("--noprofile")});
         process.waitForStarted();
         process.write("exec 2>&1\n");
     }
     ~Shell()
     {
-        process.write("kill $(jobs -p) 2>/dev/null\nwait\nexit\n");
+        process.write("trap '' TERM\nkill 0\nwait\nexit\n");
         process.closeWriteChannel();
         if (!process.waitForFinished(20000))
             process.kill();
