@@ -72,20 +72,20 @@ bool asksForKeyword(QByteArrayView command)
 } // namespace
 
 ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Limits &limits,
-                           const std::shared_ptr<SendingBudget> &budget)
+                           const std::shared_ptr<SendingBudget> &budget,
+                           const std::shared_ptr<QTimer> &progressTimer)
     : QObject(socket), socket(socket), connection(connection),
       encrypted(qobject_cast<QSslSocket *>(connection)), budget(budget),
       room(limits.sendingBytes / 2), totalRoom(limits.totalSendingBytes),
       commandsPerSecond(limits.commandsPerSecond), stalledTime(limits.stalledTime),
-      commandsLeft(double(limits.commandsPerSecond) * burstSeconds)
+      commandsLeft(double(limits.commandsPerSecond) * burstSeconds), progressTimer(progressTimer)
 {
     sinceCommand.start();
     sinceWritten.start();
     sinceChecked.start();
     commandTimer.setSingleShot(true);
     connect(&commandTimer, &QTimer::timeout, this, &ClientSocket::takeCommands);
-    connect(&progressTimer, &QTimer::timeout, this, &ClientSocket::checkProgress);
-    progressTimer.start(stalledTime / 2);
+    connect(progressTimer.get(), &QTimer::timeout, this, &ClientSocket::checkProgress);
     connect(socket, &QWebSocket::textMessageReceived, this, &ClientSocket::enqueue);
     connect(socket, &QWebSocket::pong, this, [this] { sincePing.invalidate(); });
     if (!connection)
@@ -325,14 +325,19 @@ bool ClientSocket::mayTakeCommand()
     return false;
 }
 
+// By an event: a timer of 0 ms would be sorted in before all others, of which there are many when
+// many clients connect.
 void ClientSocket::takeSoon()
 {
-    if (!commandTimer.isActive() && !commands.isEmpty())
-        commandTimer.start(0);
+    if (isTakingLater() || commands.isEmpty())
+        return;
+    takesSoon = true;
+    QMetaObject::invokeMethod(this, &ClientSocket::takeCommands, Qt::QueuedConnection);
 }
 
 void ClientSocket::takeCommands()
 {
+    takesSoon = false;
     const QPointer<ClientSocket> guard(this);
     QElapsedTimer time;
     time.start();
@@ -342,12 +347,18 @@ void ClientSocket::takeCommands()
             return;
         if (time.hasExpired(slice))
             takeSoon();
-        if (commandTimer.isActive())
+        if (isTakingLater())
             break;
     }
     limitReading();
-    if (finishing && commands.isEmpty())
+    if (finishing && commands.isEmpty()) {
         Q_EMIT finished();
+        return;
+    }
+    // The answers go before others have theirs made: then those can take the same memory.
+    flush();
+    if (guard && frames.isEmpty())
+        frames = {};
 }
 
 // Neither a WebSocket nor TLS can be told to wait: they take whatever the connection has read. So
@@ -374,10 +385,11 @@ void ClientSocket::finish()
 {
     finishing = true;
     full = true;
+    commandTimer.stop();
     if (commands.isEmpty())
         Q_EMIT finished();
     else
-        commandTimer.start(0);
+        takeSoon();
 }
 
 } // namespace pellix::server

@@ -39,8 +39,10 @@ class ClientSocket : public QObject
     Q_OBJECT
 
 public:
+    // The timer ticks twice in the time after which a client has stalled, for all who share it.
     ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Limits &limits,
-                 const std::shared_ptr<SendingBudget> &budget);
+                 const std::shared_ptr<SendingBudget> &budget,
+                 const std::shared_ptr<QTimer> &progressTimer);
     ~ClientSocket() override;
 
     QWebSocket *webSocket() const { return socket; }
@@ -76,6 +78,7 @@ private:
     void enqueue(const QString &text);
     bool hasReadAnswers() const;
     bool mayTakeCommand();
+    bool isTakingLater() const { return takesSoon || commandTimer.isActive(); }
     void takeSoon();
     void takeCommands();
     void limitReading();
@@ -99,10 +102,11 @@ private:
     QElapsedTimer sinceWritten;
     QElapsedTimer sincePing; // the first one since the client was heard of; invalid if none
     QElapsedTimer sinceChecked;
-    QTimer progressTimer;
-    QTimer commandTimer;
+    const std::shared_ptr<QTimer> progressTimer;
+    QTimer commandTimer; // for the end of a pause
     QPointer<QSocketNotifier> readNotifier;
     qint64 own = 0; // bytes that wait and are no pongs, at most
+    bool takesSoon = false;
     bool finishing = false;
     bool full = false;
 };

@@ -3,7 +3,6 @@
 
 #include "server/openinghandshake_p.h"
 
-#include <QtCore/QTimer>
 #include <QtCore/QUrl>
 #include <QtNetwork/QTcpSocket>
 
@@ -74,19 +73,22 @@ QList<QByteArray> HandshakeRequest::values(const QByteArray &name) const
 
 OpeningHandshake::OpeningHandshake(QTcpSocket *connection, std::chrono::milliseconds timeLimit)
     : QObject(connection), connection(connection), timeLimit(timeLimit)
-{ }
+{
+    startTime();
+}
 
 void OpeningHandshake::begin()
 {
     connection->setReadBufferSize(greatestRequest + 1);
     connect(connection, &QTcpSocket::readyRead, this, &OpeningHandshake::read);
-    QTimer::singleShot(timeLimit, this, &OpeningHandshake::timedOut);
     read(); // it may have come with the connection
 }
 
 void OpeningHandshake::read()
 {
-    const QByteArray received = connection->peek(greatestRequest + 1);
+    // Not of its greatest length at once, which takes that much memory each time.
+    const QByteArray received =
+        connection->peek(qMin<qint64>(connection->bytesAvailable(), greatestRequest + 1));
     const qsizetype end = received.indexOf("\r\n\r\n");
     if (end < 0 && received.size() <= greatestRequest)
         return;

@@ -6,6 +6,7 @@
 #include "server/clientcredentials_p.h"
 
 #include <QtCore/QByteArray>
+#include <QtCore/QDeadlineTimer>
 #include <QtCore/QList>
 #include <QtCore/QObject>
 #include <QtCore/QPair>
@@ -49,18 +50,27 @@ public:
     // The client is told, and the connection closes. More headers end with a line break each.
     void refuse(const QByteArray &status, const QByteArray &moreHeaders, const QString &reason);
 
+    QTcpSocket *socket() const { return connection; }
+    // The time counts until this object is deleted, which is after the upgrade.
+    void startTime() { deadline.setRemainingTime(timeLimit); }
+    bool isLate() const { return deadline.hasExpired(); }
+    std::chrono::milliseconds timeLeft() const
+    {
+        return std::chrono::milliseconds(deadline.remainingTime());
+    }
+
     bool isGranted() const { return granted.has_value(); }
     const ClientCredentials &credentials() const { return *granted; } // once granted
 
 Q_SIGNALS:
     void requested(const HandshakeRequest &request); // once, and granted or refused by the receiver
-    void timedOut(); // counts until this object is deleted, which is after the upgrade
 
 private:
     void read();
 
     QTcpSocket *const connection;
     const std::chrono::milliseconds timeLimit;
+    QDeadlineTimer deadline;
     std::optional<ClientCredentials> granted;
 };
 

@@ -165,9 +165,12 @@ public:
                 const AccessControl::Decision &decision);
     void drop(QTcpSocket *connection, const char *reason);
     void dropOldestHandshakes();
+    void limitTime(std::chrono::milliseconds time);
+    void dropLateHandshakes();
     void endHandshake(OpeningHandshake *handshake);
     void serve(QWebSocket *socket);
-    QTcpSocket *connectionOf(const QWebSocket *socket) const;
+    std::shared_ptr<QTimer> progressTimerFor(const Limits &limits);
+    OpeningHandshake *handshakeOf(const QWebSocket *socket) const;
     void forget(ClientSocket *client, const QWebSocket *socket);
     void release(QWebSocket *socket);
     void endSessionsOf(QWebSocket *socket);
@@ -187,6 +190,8 @@ public:
     QList<OpeningHandshake *> handshakes; // unfinished, the oldest first
     QList<ClientSocket *> clients;
     QHash<const QWebSocket *, Identity> identities; // of the clients
+    std::shared_ptr<QTimer> progressTimer; // of the next one
+    QTimer handshakeTimer {q}; // until the first handshake may be late
     AccessControl access;
     bool isIdentificationSet = false;
     bool unencryptedAllowed = false;
@@ -277,10 +282,12 @@ void WebSocketKeywordServer::Private::drop(QTcpSocket *connection, const char *r
 // than they need to open as many again.
 void WebSocketKeywordServer::Private::dropOldestHandshakes()
 {
+    if (handshakes.size() <= maximumHandshakes)
+        return;
     const QList<OpeningHandshake *> open = handshakes;
     qsizetype excess = q->handshakeCount() - maximumHandshakes;
     for (OpeningHandshake *handshake : open) {
-        auto *const connection = qobject_cast<QTcpSocket *>(handshake->parent());
+        QTcpSocket *const connection = handshake->socket();
         if (excess <= 0)
             return;
         if (connection->signalsBlocked())
@@ -290,36 +297,69 @@ void WebSocketKeywordServer::Private::dropOldestHandshakes()
     }
 }
 
+// The timer is one for all handshakes.
+void WebSocketKeywordServer::Private::limitTime(std::chrono::milliseconds time)
+{
+    if (!handshakeTimer.isActive() || time < handshakeTimer.intervalAsDuration())
+        handshakeTimer.start(qMax(time, 1ms));
+}
+
+void WebSocketKeywordServer::Private::dropLateHandshakes()
+{
+    const QList<OpeningHandshake *> open = handshakes;
+    for (OpeningHandshake *handshake : open) {
+        if (!handshake->isLate())
+            continue;
+        handshake->startTime(); // anew, if it stays: a subclass may hold it
+        drop(handshake->socket(), "its handshake takes too long");
+    }
+    handshakeTimer.stop();
+    for (const OpeningHandshake *handshake : std::as_const(handshakes))
+        limitTime(handshake->timeLeft());
+}
+
 void WebSocketKeywordServer::Private::endHandshake(OpeningHandshake *handshake)
 {
     handshakes.removeOne(handshake);
-    QObject::disconnect(handshake, nullptr, q, nullptr); // its time limit counts no longer
+    QObject::disconnect(handshake, nullptr, q, nullptr);
     QObject::disconnect(handshake->parent(), nullptr, handshake, nullptr);
     handshake->deleteLater();
 }
 
 // A WebSocket does not tell which connection it has been made of. Null when its client has left.
-QTcpSocket *WebSocketKeywordServer::Private::connectionOf(const QWebSocket *socket) const
+OpeningHandshake *WebSocketKeywordServer::Private::handshakeOf(const QWebSocket *socket) const
 {
     const auto found =
-        std::find_if(connections.cbegin(), connections.cend(), [socket](const auto &connection) {
-            return connection && connection->peerPort() != 0
-                && connection->peerPort() == socket->peerPort()
+        std::find_if(handshakes.cbegin(), handshakes.cend(), [socket](const auto *handshake) {
+            const QTcpSocket *const connection = handshake->socket();
+            return connection->peerPort() != 0 && connection->peerPort() == socket->peerPort()
                 && connection->peerAddress() == socket->peerAddress()
                 && connection->localAddress() == socket->localAddress();
         });
-    return found == connections.cend() ? nullptr : found->data();
+    return found == handshakes.cend() ? nullptr : *found;
+}
+
+// Clients share one, unless the limit has changed meanwhile: with one for each of them, all other
+// timers of the program would take longer to start.
+std::shared_ptr<QTimer> WebSocketKeywordServer::Private::progressTimerFor(const Limits &limits)
+{
+    const auto interval = limits.stalledTime / 2;
+    if (!progressTimer || progressTimer->intervalAsDuration() != interval) {
+        progressTimer = std::make_shared<QTimer>();
+        progressTimer->start(interval);
+    }
+    return progressTimer;
 }
 
 void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
 {
-    QTcpSocket *const connection = connectionOf(socket);
-    auto *const handshake = connection ? connection->findChild<OpeningHandshake *>() : nullptr;
+    OpeningHandshake *const handshake = handshakeOf(socket);
     if (!handshake || !handshake->isGranted()) {
         socket->abort();
         socket->deleteLater();
         return;
     }
+    QTcpSocket *const connection = handshake->socket();
     const ClientCredentials credentials = handshake->credentials();
     endHandshake(handshake);
     const auto judgement = credentials.judge(access.identification); // it may have been replaced
@@ -332,7 +372,8 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
     const Limits limits = server->limits();
     socket->setMaxAllowedIncomingMessageSize(quint64(limits.commandBytes));
     socket->setMaxAllowedIncomingFrameSize(quint64(limits.commandBytes)); // it waits for whole ones
-    auto *const client = new ClientSocket(socket, connection, limits, server->d->budget);
+    auto *const client =
+        new ClientSocket(socket, connection, limits, server->d->budget, progressTimerFor(limits));
     clients.append(client);
     identities.insert(socket, {credentials, judgement.peer, client});
     KeywordSession *const session = server->openSession(judgement.peer, socket);
@@ -504,6 +545,8 @@ WebSocketKeywordServer::WebSocketKeywordServer(KeywordServer *server, QObject *p
     : QObject(parent), d(std::make_unique<Private>(this))
 {
     d->server = server;
+    d->handshakeTimer.setSingleShot(true);
+    connect(&d->handshakeTimer, &QTimer::timeout, this, [this] { d->dropLateHandshakes(); });
     if (server)
         connect(server, &KeywordServer::roleRemoved, this, &WebSocketKeywordServer::endSessions);
 }
@@ -970,8 +1013,7 @@ void WebSocketKeywordServer::accept(QTcpSocket *connection)
                      [this, connection, handshake](const HandshakeRequest &request) {
                          d->admit(connection, handshake, request);
                      });
-    QObject::connect(handshake, &OpeningHandshake::timedOut, this,
-                     [this, connection] { d->drop(connection, "its handshake takes too long"); });
+    d->limitTime(d->handshakeTimeout);
     handshake->begin();
 }
 
