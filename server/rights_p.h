@@ -26,10 +26,23 @@ public:
     bool mayLeadToReadable(QStringView path) const;
 
 private:
-    using Pattern = QStringList; // its levels
+    // The usual patterns, a path and all from a path on, are compared with a path as a whole.
+    struct Pattern
+    {
+        enum Kind {
+            Path,
+            Branch,
+            Other
+        };
+        QStringList levels;
+        Kind kind;
+        QString start; // the path; empty for others
+    };
     using Patterns = std::vector<Pattern>;
 
     static Patterns compiled(const QStringList &texts);
+    static bool covers(const Patterns &patterns, QStringView path);
+    static bool covers(const Pattern &pattern, QStringView path);
 
     Patterns read;
     Patterns write;

@@ -79,19 +79,23 @@ private:
     QVarLengthArray<bool, 16> reached;
 };
 
-template <typename Patterns, typename Test>
-bool anyPattern(const Patterns &patterns, QStringView path, Test test)
+// The matcher that has taken all levels of the path, or those up to the first that does not fit.
+Matcher matched(const QStringList &pattern, QStringView path)
 {
+    Matcher matcher(pattern);
     const Levels levels = levelsOf(path);
-    return std::any_of(patterns.begin(), patterns.end(), [&](const QStringList &pattern) {
-        Matcher matcher(pattern);
-        for (const QStringView level : levels) {
-            if (!matcher.isPossible())
-                return false;
-            matcher.take(level);
-        }
-        return test(matcher);
-    });
+    for (const QStringView level : levels) {
+        if (!matcher.isPossible())
+            break;
+        matcher.take(level);
+    }
+    return matcher;
+}
+
+bool isWithin(QStringView path, QStringView branch)
+{
+    return path.startsWith(branch)
+        && (path.size() == branch.size() || path.at(branch.size()) == QLatin1Char('/'));
 }
 
 } // namespace
@@ -157,27 +161,55 @@ Rights::Rights(const Role &role) : read(compiled(role.read)), write(compiled(rol
 Rights::Patterns Rights::compiled(const QStringList &texts)
 {
     Patterns patterns;
-    for (const QString &text : texts)
-        patterns.push_back(text.mid(1).split(QLatin1Char('/')));
+    for (const QString &text : texts) {
+        const QString branchEnd = QLatin1Char('/') + anyLevels;
+        const bool isBranch = text.endsWith(branchEnd);
+        QString start = isBranch ? text.chopped(branchEnd.size()) : text;
+        const bool isOther = start.contains(QLatin1Char('*'));
+        patterns.push_back({text.mid(1).split(QLatin1Char('/')),
+                            isOther        ? Pattern::Other
+                                : isBranch ? Pattern::Branch
+                                           : Pattern::Path,
+                            isOther ? QString() : start});
+    }
     return patterns;
+}
+
+bool Rights::covers(const Patterns &patterns, QStringView path)
+{
+    return std::any_of(patterns.cbegin(), patterns.cend(),
+                       [path](const Pattern &pattern) { return covers(pattern, path); });
+}
+
+bool Rights::covers(const Pattern &pattern, QStringView path)
+{
+    switch (pattern.kind) {
+    case Pattern::Path:
+        return path == pattern.start;
+    case Pattern::Branch:
+        return isWithin(path, pattern.start);
+    case Pattern::Other:
+        return matched(pattern.levels, path).isComplete();
+    }
+    return false;
 }
 
 bool Rights::mayRead(QStringView path) const
 {
-    return readsEverything
-        || anyPattern(read, path, [](const Matcher &matcher) { return matcher.isComplete(); });
+    return readsEverything || covers(read, path);
 }
 
 bool Rights::mayWrite(QStringView path) const
 {
-    return mayRead(path)
-        && anyPattern(write, path, [](const Matcher &matcher) { return matcher.isComplete(); });
+    return mayRead(path) && covers(write, path);
 }
 
 bool Rights::mayLeadToReadable(QStringView path) const
 {
     return readsEverything
-        || anyPattern(read, path, [](const Matcher &matcher) { return matcher.canGoOn(); });
+        || std::any_of(read.cbegin(), read.cend(), [path](const Pattern &pattern) {
+               return matched(pattern.levels, path).canGoOn();
+           });
 }
 
 } // namespace pellix::server
