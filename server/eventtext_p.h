@@ -10,6 +10,8 @@
 #include <QtCore/QStringView>
 #include <QtCore/QVarLengthArray>
 
+#include <cstring>
+
 namespace pellix::server {
 
 // The event that tells what is known of a keyword: compact JSON, byte for byte what QJsonDocument
@@ -19,9 +21,19 @@ QByteArray eventText(QStringView keyword, const Record &record);
 // JSON that is being written. The usual event takes no memory but that of its finished text.
 using JsonText = QVarLengthArray<char, 512>;
 
+// Adds room for so many characters, and returns where it begins.
+inline char *grow(JsonText &json, qsizetype size)
+{
+    const qsizetype start = json.size();
+    if (start + size > json.capacity())
+        json.reserve(qMax(start + size, 2 * json.capacity())); // resize() takes no more than asked
+    json.resize(start + size);
+    return json.data() + start;
+}
+
 inline void append(JsonText &json, QByteArrayView text)
 {
-    json.append(text.data(), text.size());
+    std::memcpy(grow(json, text.size()), text.data(), std::size_t(text.size()));
 }
 
 // A text in quotes, as JSON has it.

@@ -3,8 +3,10 @@
 
 #include "server/eventtext_p.h"
 
+#include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
+#include <QtCore/QRandomGenerator>
 #include <QtTest/QTest>
 
 #include <cmath>
@@ -19,6 +21,7 @@ class tst_EventText : public QObject
 private Q_SLOTS:
     void text_isThatOfADocument_data();
     void text_isThatOfADocument();
+    void number_isThatOfADocument();
     void quoted_isThatOfADocument_data();
     void quoted_isThatOfADocument();
 };
@@ -44,6 +47,12 @@ void tst_EventText::text_isThatOfADocument_data()
     row("1e300", -1e300);
     row("denormal", 5e-324);
     row("0.1 + 0.2", 0.1 + 0.2);
+    row("0.1", 0.1);
+    row("0.0625", -0.0625);
+    row("four decimals", 99999.0625);
+    row("next to four decimals", std::nextafter(99999.0625, 0));
+    row("15 digits", 9999999999.9999);
+    row("17 digits", 99999999999.9999);
     row("infinite", std::numeric_limits<double>::infinity());
     row("no number", std::nan(""));
     row("empty text", QString(QLatin1String("")));
@@ -79,6 +88,28 @@ void tst_EventText::text_isThatOfADocument()
         const QJsonObject message {{QStringLiteral("cmd"), QStringLiteral("keyEvent")},
                                    {QStringLiteral("payload"), payload}};
         QCOMPARE(eventText(u"/a/b", record), QJsonDocument(message).toJson(QJsonDocument::Compact));
+    }
+}
+
+// Of all magnitudes, with few decimals and next to such a number.
+void tst_EventText::number_isThatOfADocument()
+{
+    QRandomGenerator random(1);
+    for (int i = 0; i < 10000; ++i) {
+        const double scale = std::pow(10.0, random.bounded(7));
+        const double few = double(random.bounded(1 << 30)) * random.bounded(1000) / scale;
+        for (const double number : {few, -few, std::nextafter(few, 0), few / 1e5, few * 1e5}) {
+            Record record;
+            record.value = number;
+            const QByteArray expected = "\"value\":"
+                + QJsonDocument(QJsonArray {number})
+                      .toJson(QJsonDocument::Compact)
+                      .mid(1)
+                      .chopped(1)
+                + "}}";
+            const QByteArray text = eventText(u"/a", record);
+            QVERIFY2(text.endsWith(expected), text + " does not end with " + expected);
+        }
     }
 }
 
