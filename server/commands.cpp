@@ -72,27 +72,19 @@ QVariant sum(double a, double b)
     return std::isfinite(a + b) ? QVariant(a + b) : QVariant();
 }
 
-// In the order in which they came. The first one knows the last.
+// In the order in which they came.
 void link(Node *node, Watch *watch)
 {
-    Watch *const first = node->watches;
-    if (!first) {
-        node->watches = watch->previous = watch;
-        return;
-    }
-    watch->previous = first->previous;
-    watch->previous->next = watch;
-    first->previous = watch;
+    Watch *const last = std::exchange(node->lastWatch, watch);
+    watch->previous = last;
+    (last ? last->next : node->watches) = watch;
 }
 
 void unlink(Watch *watch)
 {
-    Watch *&first = watch->node->watches;
-    if (watch->next)
-        watch->next->previous = watch->previous;
-    else
-        first->previous = watch->previous;
-    (watch == first ? first : watch->previous->next) = watch->next;
+    Node *const node = watch->node;
+    (watch->next ? watch->next->previous : node->lastWatch) = watch->previous;
+    (watch->previous ? watch->previous->next : node->watches) = watch->next;
 }
 
 } // namespace

@@ -45,7 +45,8 @@ struct Node
     QString path; // normalized
     QVariant value;
     std::vector<Node *> children;
-    Watch *watches = nullptr;
+    Watch *watches = nullptr; // the first one
+    Watch *lastWatch = nullptr;
     std::unique_ptr<NodeExtras> extras;
     quint64 version = 0; // another one whenever its event is another one
     quint32 position = 0; // among the children of its parent
@@ -71,7 +72,7 @@ struct Watch
     SessionState *session;
     QString keyword; // as the client spelt it
     Watch *next = nullptr; // of the node
-    Watch *previous = nullptr; // of the first: the last
+    Watch *previous = nullptr;
     quint32 bytes = 0; // that it has its session use
     quint32 turn = 0; // which of its places in the session's queue counts
     bool queued = false;
