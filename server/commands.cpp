@@ -471,7 +471,9 @@ void KeywordServer::Private::accepted(const PendingWrite &write, const QVariant 
     if (isNew)
         q->setValue(write.path, value);
     SessionState *const left = server && wasRefused && !isNew ? writerOf(write) : nullptr;
-    if (left) {
+    const Watch *const watch = left ? left->watches.value(write.keyword) : nullptr;
+    // An event since the refusal has ended it already, such as that of an assumed value.
+    if (left && (!watch || watch->showsRefusal)) {
         enqueueAnswer(left,
                       eventText(write.keyword, record(left, tree.find(write.path), write.path)));
         send(left);

@@ -348,6 +348,7 @@ void KeywordServer::Private::enqueue(Watch *watch, Place place)
     ++watch->turn; // an earlier place does not count any more
     watch->queued = true;
     watch->refusedBehind = false;
+    watch->showsRefusal = false;
     session->waiting.push_back({watch, watch->turn, QString(), QByteArray()});
     if (!session->inTurn) {
         session->inTurn = true;
@@ -368,8 +369,10 @@ void KeywordServer::Private::enqueueRefusal(SessionState *session, const QString
 {
     if (session->left)
         return;
-    if (Watch *const watch = session->watches.value(keyword))
+    if (Watch *const watch = session->watches.value(keyword)) {
         watch->refusedBehind = watch->queued;
+        watch->showsRefusal = true;
+    }
     session->waiting.push_back({nullptr, 0, keyword, QByteArray()});
     ++session->waitingAnswers;
     session->answerBytes += bytesOf(keyword);

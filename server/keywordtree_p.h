@@ -77,6 +77,7 @@ struct Watch
     quint32 turn = 0; // which of its places in the session's queue counts
     bool queued = false;
     bool refusedBehind = false; // a refusal of this keyword waits behind it
+    bool showsRefusal = false; // the last event of it is a refusal, sent or still waiting
     bool hidden = false; // its session may not read it
 
     // Otherwise it is as if there were no keyword.

@@ -47,6 +47,8 @@ private Q_SLOTS:
     void accepted_asReportedLeavesTheValue_data();
     void accepted_asReportedLeavesTheValue();
     void accepted_asReportedEndsARefusal();
+    void accepted_endsARefusalOnce();
+    void accepted_endsARefusalThatWaits();
     void refused_isToldToTheWriterAlone();
     void relative_addsToWhatIsPending();
     void relative_countsFromTheValueAgainAfterARefusal();
@@ -56,6 +58,7 @@ private Q_SLOTS:
     void assumed_isShownAtOnce();
     void assumed_isTakenBackWhenRefused();
     void assumed_isNotTakenBackOverANewerValue();
+    void assumed_endsARefusalOnce();
     void withoutAHandler_theServerKeepsTheValue();
     void session_mayLeaveMeanwhile();
     void keyword_mayBeRemovedMeanwhile();
@@ -195,6 +198,48 @@ void tst_Writes::accepted_asReportedEndsARefusal()
     writer.update("/p/v", "26");
     requests[1].acceptAsReported();
     QCOMPARE(writer.taken(), q("/p/v=10 coc-"));
+}
+
+// An event that has come since then has ended it, as when a device reports before the write is
+// accepted.
+void tst_Writes::accepted_endsARefusalOnce()
+{
+    keepRequests();
+    Client writer(server.get());
+    writer.create("/p/v");
+    writer.update("/p/v", "25");
+    requests[0].refuse();
+    writer.taken();
+    writer.update("/p/v", "26");
+    server->setValue(q("/p/v"), 26.0);
+    QCOMPARE(writer.taken(), q("/p/v=26 coc-"));
+    requests[1].acceptAsReported();
+    QCOMPARE(writer.taken(), QString());
+    // Under a name that is not watched, no event comes but the answer.
+    writer.update("p#v", "27");
+    requests[2].refuse();
+    QCOMPARE(writer.taken(), q("p#v=26 coce"));
+    server->setValue(q("/p/v"), 28.0);
+    writer.taken();
+    writer.update("p#v", "28");
+    requests[3].accept();
+    QCOMPARE(writer.taken(), q("p#v=28 coc-"));
+}
+
+void tst_Writes::accepted_endsARefusalThatWaits()
+{
+    keepRequests();
+    Client writer(server.get());
+    writer.create("/p/v");
+    writer.taken();
+    writer.session->pause();
+    server->setValue(q("/p/v"), 11.0);
+    writer.update("/p/v", "25");
+    requests[0].refuse();
+    writer.update("/p/v", "11");
+    requests[1].accept();
+    writer.session->resume();
+    QCOMPARE(writer.taken(), q("/p/v=11 coc- | /p/v=11 coce | /p/v=11 coc-"));
 }
 
 void tst_Writes::accepted_withAValueThatDoesNotFitIsRefused()
@@ -341,6 +386,20 @@ void tst_Writes::assumed_isNotTakenBackOverANewerValue()
     server->setValue(q("/p/v"), 30.0);
     requests[0].refuse();
     QCOMPARE(server->value(q("/p/v")), QVariant(30.0));
+}
+
+void tst_Writes::assumed_endsARefusalOnce()
+{
+    keepRequests(true);
+    Client client(server.get());
+    client.create("/p/v");
+    client.update("/p/v", "25");
+    requests[0].refuse();
+    client.taken();
+    client.update("/p/v", "26");
+    QCOMPARE(client.taken(), q("/p/v=26 coc-"));
+    requests[1].accept();
+    QCOMPARE(client.taken(), QString());
 }
 
 void tst_Writes::withoutAHandler_theServerKeepsTheValue()
