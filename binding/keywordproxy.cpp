@@ -11,6 +11,7 @@
 #include "pubsub/subscriberlistener_p.h"
 
 #include <QtCore/QLoggingCategory>
+#include <QtCore/QPointer>
 #include <QtCore/QStringList>
 
 namespace pellix::client {
@@ -26,40 +27,77 @@ const QLatin1String labelPostfix("/Label");
 class PKeywordProxy::Private final : public SubscriberListener
 {
 public:
-    explicit Private(PKeywordProxy *q) : q(q) { }
+    // What few of many proxies need.
+    struct Rare
+    {
+        NotOwned<PAbstractKeywordExpression> keywordExpression;
+        QMetaObject::Connection expressionConnection;
+
+        QStringList labelParts;
+        QStringList labelPrefixes;
+        QString labelKeyword;
+        // The last label of a finished lookup, whose result it must not replace; invalid otherwise.
+        QVariant takenLabel;
+        bool isLabelValid = false;
+    };
+
+    explicit Private(PKeywordProxy *q)
+        : q(q), valueType(PKeywordValueType::KVT_NOPROP),
+          consistent(true), // Required: unlike the other three
+          connected(false), online(false), error(false), valueValid(false), labelLookup(false),
+          isClientSet(false), dying(false)
+    { }
 
     void onActiveChanged() override { q->resetSubscription(); }
     void onPublisherActiveChanged() override { q->resetSubscription(); }
     void onValue(const QVariant &value) override { q->onSubscriberValue(value); }
 
+    PAbstractKeywordExpression *keywordExpression() const
+    {
+        return rare ? rare->keywordExpression.data() : nullptr;
+    }
+    Rare &makeRare()
+    {
+        if (!rare)
+            rare = std::make_unique<Rare>();
+        return *rare;
+    }
+    void forgetTakenLabel()
+    {
+        if (rare)
+            rare->takenLabel.clear();
+    }
+
+    // As NotOwned does, which would take eight bytes more.
+    bool holdsClient(const PKeywordClient *other) const
+    {
+        return other ? client == other : !isClientSet;
+    }
+    void setClient(PKeywordClient *other)
+    {
+        client = other;
+        isClientSet = other != nullptr;
+    }
+
     PKeywordProxy *const q;
 
-    NotOwned<PKeywordClient> client;
+    QPointer<PKeywordClient> client;
     PSubscriber subscriber;
-    NotOwned<PAbstractKeywordExpression> keywordExpression;
-    QMetaObject::Connection expressionConnection;
     QString keyword;
-
-    PKeywordValueType valueType = PKeywordValueType::KVT_NOPROP;
     QVariant value;
-    bool consistent = true; // Required: unlike the other three
-    bool connected = false;
-    bool online = false;
-    bool error = false;
-    bool valueValid = false;
-
-    bool valueLabelValid = false;
-    bool labelLookup = false;
-    QStringList labelParts;
-    QStringList labelPrefixes;
-    QString labelKeyword;
-    QVariant labelValue;
-    // The last label of a finished lookup, whose result it must not replace; invalid otherwise.
-    QVariant takenLabel;
+    std::unique_ptr<Rare> rare;
+    DeletionWatch watch;
 
     quint32 resets = 0; // runs of resetSubscription()
-    DeletionWatch watch;
-    bool dying = false;
+    PKeywordValueType valueType : 8;
+    bool consistent : 1;
+    bool connected : 1;
+    bool online : 1;
+    bool error : 1;
+    bool valueValid : 1;
+    bool labelLookup : 1;
+    bool isClientSet : 1; // also when it has been destroyed since
+    bool dying : 1;
 };
 
 /*!
@@ -241,19 +279,19 @@ PKeywordClient *PKeywordProxy::client() const
 
 void PKeywordProxy::setClient(PKeywordClient *client)
 {
-    if (d->client.holds(client) || d->dying)
+    if (d->holdsClient(client) || d->dying)
         return;
 
     const DeletionWatch::Scope self(d->watch);
     if (client) {
-        d->client = client;
+        d->setClient(client);
         d->subscriber.setPublisher(client->publisher());
     } else {
         const PKeywordClient *const left = d->client;
         d->subscriber.setPublisher(nullptr);
         if (self.deleted() || (d->client && d->client != left))
             return; // a handler has set another one, which stays
-        d->client = nullptr;
+        d->setClient(nullptr);
     }
     if (self.deleted())
         return;
@@ -274,7 +312,8 @@ void PKeywordProxy::resetClient()
 
 QString PKeywordProxy::keyword() const
 {
-    return d->keywordExpression ? d->keywordExpression->keyword() : d->subscriber.topic();
+    const PAbstractKeywordExpression *const expression = d->keywordExpression();
+    return expression ? expression->keyword() : d->subscriber.topic();
 }
 
 /*!
@@ -283,7 +322,7 @@ QString PKeywordProxy::keyword() const
 */
 void PKeywordProxy::setKeyword(const QString &keyword, bool labelLookup)
 {
-    if (d->keywordExpression) {
+    if (d->keywordExpression()) {
         qCWarning(lcKeywordProxy) << "Proxy is already using a keyword expression";
         return;
     }
@@ -307,19 +346,20 @@ void PKeywordProxy::setKeyword(const QString &keyword, bool labelLookup)
 
 PAbstractKeywordExpression *PKeywordProxy::keywordExpression() const
 {
-    return d->keywordExpression;
+    return d->keywordExpression();
 }
 
 void PKeywordProxy::setKeywordExpression(PAbstractKeywordExpression *expression)
 {
-    if (d->keywordExpression.holds(expression))
+    if (d->rare ? d->rare->keywordExpression.holds(expression) : !expression)
         return;
 
     qCDebug(lcKeywordProxy) << objectName() << "keywordExpression:"
                             << (expression ? expression->keyword() : QStringLiteral("[nullptr]"));
-    if (d->expressionConnection)
-        disconnect(d->expressionConnection);
-    d->keywordExpression = expression;
+    Private::Rare &rare = d->makeRare();
+    if (rare.expressionConnection)
+        disconnect(rare.expressionConnection);
+    rare.keywordExpression = expression;
 
     // Required: keywordExpressionChanged() is not emitted.
     const DeletionWatch::Scope self(d->watch);
@@ -328,10 +368,10 @@ void PKeywordProxy::setKeywordExpression(PAbstractKeywordExpression *expression)
         return;
     resetSubscription();
     // cppcheck-suppress identicalConditionAfterEarlyExit ; handlers run in between
-    if (self.deleted() || !expression || d->keywordExpression != expression)
+    if (self.deleted() || !expression || rare.keywordExpression != expression)
         return; // a handler has replaced the expression, or it is gone
-    disconnect(d->expressionConnection); // a handler may have set the same one again
-    d->expressionConnection =
+    disconnect(rare.expressionConnection); // a handler may have set the same one again
+    rare.expressionConnection =
         connect(expression, &PAbstractKeywordExpression::keywordChanged, this, [this] {
             const DeletionWatch::Scope self(d->watch);
             Q_EMIT keywordChanged();
@@ -347,7 +387,7 @@ QVariant PKeywordProxy::value() const
 
 QVariant PKeywordProxy::labelValue() const
 {
-    return d->labelValue;
+    return QVariant(); // Required, as is that labelValueChanged() is never emitted
 }
 
 QVariant PKeywordProxy::valueValid() const
@@ -357,7 +397,7 @@ QVariant PKeywordProxy::valueValid() const
 
 QVariant PKeywordProxy::valueLabelValid() const
 {
-    return d->valueLabelValid;
+    return d->rare && d->rare->isLabelValid;
 }
 
 PKeywordValueType PKeywordProxy::valueType() const
@@ -446,45 +486,46 @@ bool PKeywordProxy::updateRelative(QVariant value)
 // cppcheck-suppress passedByValue
 void PKeywordProxy::getKeywordLabel(QString key) // NOLINT(performance-unnecessary-value-param)
 {
-    if (!d->client || key == d->labelKeyword)
+    if (!d->client || key == (d->rare ? d->rare->labelKeyword : QString()))
         return;
+    Private::Rare &rare = d->makeRare();
 
     const DeletionWatch::Scope self(d->watch);
-    d->valueLabelValid = false;
+    rare.isLabelValid = false;
     Q_EMIT valueLabelValidChanged();
     if (self.deleted())
         return;
 
     d->labelLookup = true;
-    d->labelValue.clear(); // Required: labelValueChanged() is not emitted.
-    d->takenLabel.clear();
-    d->labelParts.clear();
-    d->labelKeyword = key;
+    rare.takenLabel.clear();
+    rare.labelParts.clear();
+    rare.labelKeyword = key;
 
     const QStringList parts = key.split(QLatin1Char('/')).mid(1);
     // Required: prefixes left from an abandoned lookup stay in front of the new ones.
     QString prefix;
     for (const QString &part : parts) {
         prefix += QLatin1Char('/') + part;
-        d->labelPrefixes.append(prefix);
+        rare.labelPrefixes.append(prefix);
     }
-    if (!d->labelPrefixes.isEmpty())
-        d->labelParts.append(d->labelPrefixes.takeFirst());
+    if (!rare.labelPrefixes.isEmpty())
+        rare.labelParts.append(rare.labelPrefixes.takeFirst());
 
-    if (d->labelPrefixes.isEmpty())
+    if (rare.labelPrefixes.isEmpty())
         finishLabelLookup(QVariant());
     else
-        setKeyword(d->labelPrefixes.takeFirst() + labelPostfix, true);
+        setKeyword(rare.labelPrefixes.takeFirst() + labelPostfix, true);
 }
 
 void PKeywordProxy::resetSubscription()
 {
-    const bool valueCleared = d->value != QVariant();
+    const bool valueCleared = d->value.isValid();
     const bool typeCleared = d->valueType != PKeywordValueType::KVT_NOPROP;
     const bool stateCleared = !d->consistent || d->connected || d->online || d->error;
 
-    d->takenLabel.clear();
-    d->value.clear();
+    d->forgetTakenLabel();
+    if (valueCleared)
+        d->value.clear();
     d->valueType = PKeywordValueType::KVT_NOPROP;
     d->connected = false;
     d->online = false;
@@ -502,14 +543,16 @@ void PKeywordProxy::resetSubscription()
         return;
 
     ++d->resets;
-    d->subscriber.setTopic(d->keywordExpression ? d->keywordExpression->keyword() : d->keyword);
+    const PAbstractKeywordExpression *expression = d->keywordExpression();
+    d->subscriber.setTopic(expression ? expression->keyword() : d->keyword);
     if (self.deleted())
         return;
     // Required: becoming active has run this function again, which has asked the server, and it is
     // asked here once more.
     if (!d->client || !d->subscriber.active() || !d->subscriber.publisherActive())
         return;
-    if (const PAbstractKeywordExpression *expression = d->keywordExpression) {
+    expression = d->keywordExpression();
+    if (expression) {
         if (expression->valid())
             d->client->sendKeyCreate(expression->keyword(), expression->keywordChildren(),
                                      expression->aggregation());
@@ -530,12 +573,12 @@ void PKeywordProxy::onSubscriberValue(const QVariant &published)
     }
 
     bool valueDiffers = record->value != d->value;
-    if (d->takenLabel.isValid()) {
+    if (d->rare && d->rare->takenLabel.isValid()) {
         // The server may answer for the last label of a lookup more than once.
-        if (record->value == d->takenLabel)
+        if (record->value == d->rare->takenLabel)
             valueDiffers = false;
         else
-            d->takenLabel.clear();
+            d->rare->takenLabel.clear();
     }
     const bool typeDiffers = record->type != d->valueType;
     const bool stateDiffers = record->consistent != d->consistent
@@ -569,21 +612,23 @@ void PKeywordProxy::onSubscriberValue(const QVariant &published)
     if (self.deleted())
         return;
 
-    if (valueDiffers && lookingUp && d->resets == run && !d->labelKeyword.isEmpty())
+    if (valueDiffers && lookingUp && d->resets == run && d->rare
+        && !d->rare->labelKeyword.isEmpty())
         takeLabelStep(record->value);
 }
 
 void PKeywordProxy::takeLabelStep(const QVariant &label)
 {
+    Private::Rare &rare = *d->rare;
     const QString text = label.isNull() ? QString() : label.toString();
     if (!text.isEmpty())
-        d->labelParts.append(text);
+        rare.labelParts.append(text);
     else
-        d->labelParts.append(d->keyword.section(QLatin1Char('/'), -2, -2));
+        rare.labelParts.append(d->keyword.section(QLatin1Char('/'), -2, -2));
 
     // The prefix leaves the list first: a server that answers inside the call comes back here.
-    if (!d->labelPrefixes.isEmpty())
-        setKeyword(d->labelPrefixes.takeFirst() + labelPostfix, true);
+    if (!rare.labelPrefixes.isEmpty())
+        setKeyword(rare.labelPrefixes.takeFirst() + labelPostfix, true);
     else
         finishLabelLookup(label);
 }
@@ -592,15 +637,16 @@ void PKeywordProxy::finishLabelLookup(const QVariant &lastLabel)
 {
     // Handlers may start the next lookup, which then owns the proxy: this one says no more.
     const DeletionWatch::Scope self(d->watch);
-    d->labelKeyword.clear();
-    d->takenLabel = lastLabel;
-    d->value = d->labelParts.join(QLatin1Char('/'));
+    Private::Rare &rare = *d->rare;
+    rare.labelKeyword.clear();
+    rare.takenLabel = lastLabel;
+    d->value = rare.labelParts.join(QLatin1Char('/'));
     Q_EMIT valueChanged();
-    if (self.deleted() || !d->labelKeyword.isEmpty())
+    if (self.deleted() || !rare.labelKeyword.isEmpty())
         return;
-    d->valueLabelValid = true;
+    rare.isLabelValid = true;
     Q_EMIT valueLabelValidChanged();
-    if (self.deleted() || !d->labelKeyword.isEmpty())
+    if (self.deleted() || !rare.labelKeyword.isEmpty())
         return;
     d->labelLookup = false;
 }

@@ -11,6 +11,7 @@
 #include <QtCore/QLoggingCategory>
 
 #include <algorithm>
+#include <initializer_list>
 
 namespace pellix::client {
 
@@ -90,20 +91,24 @@ public:
     explicit Command(QLatin1String name)
     {
         text.reserve(128);
-        text.append("{\"cmd\":\"").append(name.data(), name.size()).append("\",\"payload\":{");
+        append({QLatin1String("{\"cmd\":\""), name, QLatin1String("\",\"payload\":{")});
     }
 
     void add(QLatin1String field, const QString &value)
     {
         addName(field);
-        if (isPlain(value)) {
-            text.append('"');
-            for (const QChar character : value)
-                text.append(character.toLatin1());
-            text.append('"');
-        } else {
-            addValue(value);
+        const qsizetype size = text.size();
+        char *to = grow(value.size() + 2);
+        *to++ = '"';
+        for (const QChar character : value) {
+            if (!isPlain(character.unicode())) {
+                text.truncate(size);
+                addValue(value);
+                return;
+            }
+            *to++ = char(character.unicode());
         }
+        *to = '"';
     }
     void add(QLatin1String field, const QJsonValue &value)
     {
@@ -116,22 +121,34 @@ public:
     QByteArray finished() { return text.append("}}"); }
 
 private:
-    // Whether the text stands in JSON as it is. Keywords do.
-    static bool isPlain(const QString &value)
+    // Whether the character stands in JSON as it is. Those of keywords do.
+    static bool isPlain(char16_t code)
     {
-        return std::all_of(value.cbegin(), value.cend(), [](QChar character) {
-            const char16_t code = character.unicode();
-            return code >= 0x20 && code < 0x7f && code != u'"' && code != u'\\';
-        });
+        return code >= 0x20 && code < 0x7f && code != u'"' && code != u'\\';
+    }
+
+    // Makes room at the end of the text.
+    char *grow(qsizetype size)
+    {
+        const qsizetype before = text.size();
+        text.resize(before + size);
+        return text.data() + before;
+    }
+    void append(std::initializer_list<QLatin1String> parts)
+    {
+        qsizetype size = 0;
+        for (const QLatin1String part : parts)
+            size += part.size();
+        char *to = grow(size);
+        for (const QLatin1String part : parts)
+            to = std::copy(part.begin(), part.end(), to);
     }
 
     void addName(QLatin1String field)
     {
         Q_ASSERT(lastField.isEmpty() || lastField < field);
         lastField = field;
-        if (!text.endsWith('{'))
-            text.append(',');
-        text.append('"').append(field.data(), field.size()).append("\":");
+        append({QLatin1String(text.endsWith('{') ? "\"" : ",\""), field, QLatin1String("\":")});
     }
 
     // What QJsonDocument writes within the brackets of an array.

@@ -39,7 +39,7 @@ void PPublisher::Private::joinTopic(Subscription *subscription)
     if (subscription->topic.isEmpty())
         return;
     subscription->joined = ++joins;
-    topics[subscription->topic].append(subscription);
+    topics.append(subscription);
 }
 
 bool PPublisher::Private::leaveTopic(Subscription *subscription)
@@ -47,12 +47,7 @@ bool PPublisher::Private::leaveTopic(Subscription *subscription)
     if (subscription->topic.isEmpty())
         return false;
     TopicWalk::leave(deliveries, subscription);
-    const auto topic = topics.find(subscription->topic);
-    topic->remove(subscription);
-    if (topic->first)
-        return false;
-    topics.erase(decltype(topics)::const_iterator(topic));
-    return true;
+    return topics.remove(subscription);
 }
 
 void PPublisher::Private::Delivery::run()
@@ -70,8 +65,7 @@ void PPublisher::Private::publishNested(const QString &topic, const QVariant &va
 {
     // Entered into the stack before the enclosing deliveries run: it fixes whom to serve, and
     // stop() ends it when the publisher is destroyed meanwhile.
-    const auto found = topics.constFind(topic);
-    Delivery delivery(deliveries, found->first, topic, value, joins);
+    Delivery delivery(deliveries, topics.first(topic), topic, value, joins);
     for (TopicWalk *walk = delivery.enclosing(); walk; walk = walk->enclosing()) {
         auto *const pending = static_cast<Delivery *>(walk);
         if (pending->topic == delivery.topic)
@@ -131,12 +125,12 @@ PPublisher::~PPublisher()
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the copy outlives whatever handlers do
 void PPublisher::publish(const QString &topic, QVariant value)
 {
-    const auto found = d->topics.constFind(topic);
-    if (found == d->topics.cend())
+    Private::Subscription *const first = d->topics.first(topic);
+    if (!first)
         return;
 
     if (!d->deliveries) {
-        Private::Delivery(d->deliveries, found->first, topic, value, d->joins).run();
+        Private::Delivery(d->deliveries, first, topic, value, d->joins).run();
         return;
     }
     d->publishNested(topic, value);

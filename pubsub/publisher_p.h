@@ -5,8 +5,7 @@
 
 #include "pubsub/publisher.h"
 #include "pubsub/subscriber_p.h"
-
-#include <QtCore/QHash>
+#include "pubsub/topictable_p.h"
 
 namespace pellix::client {
 
@@ -15,7 +14,6 @@ class PPublisher::Private
 public:
     using Subscription = PSubscriber::Private;
     using Attached = IntrusiveList<Subscription, &Subscription::attached>;
-    using Topic = IntrusiveList<Subscription, &Subscription::inTopic>;
     using Notification = ListWalk<Subscription, &Subscription::attached>;
     using TopicWalk = ListWalk<Subscription, &Subscription::inTopic>;
 
@@ -42,7 +40,7 @@ public:
     bool active = false;
     bool dying = false;
     quint64 joins = 0;
-    QHash<QString, Topic> topics;
+    TopicTable<Subscription> topics;
     Attached subscriptions;
     Notification *notifications = nullptr;
     TopicWalk *deliveries = nullptr; // all of them Delivery
