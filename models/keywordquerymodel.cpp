@@ -16,6 +16,7 @@
 #include <QtCore/QSet>
 
 #include <algorithm>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -25,31 +26,33 @@ namespace {
 
 Q_LOGGING_CATEGORY(lcQueryModel, "pellixclient.keyword.querymodel", QtWarningMsg)
 
-struct Entry
+// A child of the last answer, or what is left of it.
+struct Row
 {
-    QString keyword;
+    quint64 hash; // of the key
+    QString key;
     QString normalizedKeyword;
     QString name;
     QString type;
+    // Setting the keyword clears all entries, and what is set afterwards has a name alone.
+    bool hasEntry = true;
+    bool isComplete = true;
+};
+
+// The watch on the label of a child.
+class LabelProxy : public PKeywordProxy
+{
+public:
+    LabelProxy(const QString &key, QObject *parent) : PKeywordProxy(parent), key(key) { }
+
+    const QString key; // of the child
+    int row = -1; // its place when the last answer came
 };
 
 // A number and a bool have a text, too.
 QString textOf(const QJsonValue &value)
 {
     return value.isString() ? value.toString() : value.toVariant().toString();
-}
-
-// The child as a response gives it.
-Entry entryOf(const QJsonObject &fields)
-{
-    const QString name = textOf(fields.value(QLatin1String("name")));
-    const QString path = QString(name).replace(QLatin1Char('#'), QLatin1Char('/'));
-    return {
-        name.startsWith(QLatin1Char('/')) ? name : QLatin1Char('/') + name,
-        keywordsyntax::cleaned(path),
-        path.mid(path.lastIndexOf(QLatin1Char('/')) + 1),
-        textOf(fields.value(QLatin1String("type"))),
-    };
 }
 
 // FNV-1a: the same number for the same text in every process, on every machine and in every
@@ -62,26 +65,51 @@ quint64 fixedHash(const QString &text)
     return hash;
 }
 
-/*
-    The keys in the order of the rows. It depends on the set of keys alone: not on the order of the
-    response, nor on QHash, whose order changes with each process. A view that sorts the rows by a
-    comparison that leaves some order open, as the filter model's does, then shows the same list
-   each time.
-*/
-QStringList inRowOrder(const QHash<QString, Entry> &entries)
+// The child as a response gives it.
+Row rowOf(const QJsonObject &fields)
 {
-    using HashedKey = std::pair<quint64, QString>;
-    std::vector<HashedKey> hashed;
-    hashed.reserve(size_t(entries.size()));
-    for (auto entry = entries.keyBegin(); entry != entries.keyEnd(); ++entry)
-        hashed.emplace_back(fixedHash(*entry), *entry);
-    std::sort(hashed.begin(), hashed.end());
+    const QString name = textOf(fields.value(QLatin1String("name")));
+    const QString path = QString(name).replace(QLatin1Char('#'), QLatin1Char('/'));
+    const QString key = name.startsWith(QLatin1Char('/')) ? name : QLatin1Char('/') + name;
+    return {
+        fixedHash(key),
+        key,
+        keywordsyntax::cleaned(path),
+        path.mid(path.lastIndexOf(QLatin1Char('/')) + 1),
+        textOf(fields.value(QLatin1String("type"))),
+    };
+}
 
-    QStringList keys;
-    keys.reserve(entries.size());
-    for (HashedKey &key : hashed)
-        keys.append(std::move(key.second));
-    return keys;
+/*
+    The children, in the order of a hash of their keys, and the last one where several have the same
+   key.
+
+    The order depends on the set of keys alone: not on the order of the response, nor on QHash,
+   whose order changes with each process. A view that sorts the rows by a comparison that leaves
+   some order open, as the filter model's does, then shows the same list each time.
+*/
+std::vector<Row> inRowOrder(std::vector<Row> &&children)
+{
+    using Place = std::pair<quint64, size_t>; // sorted in place of the children, which are larger
+    std::vector<Place> places;
+    places.reserve(children.size());
+    for (size_t i = 0; i < children.size(); ++i)
+        places.emplace_back(children[i].hash, i);
+    std::sort(places.begin(), places.end(), [&](const Place &left, const Place &right) {
+        return std::tie(left.first, children[left.second].key, left.second)
+            < std::tie(right.first, children[right.second].key, right.second);
+    });
+
+    std::vector<Row> rows;
+    rows.reserve(children.size());
+    for (const Place &place : places) {
+        Row &child = children[place.second];
+        if (!rows.empty() && rows.back().hash == child.hash && rows.back().key == child.key)
+            rows.back() = std::move(child);
+        else
+            rows.push_back(std::move(child));
+    }
+    return rows;
 }
 
 } // namespace
@@ -89,27 +117,62 @@ QStringList inRowOrder(const QHash<QString, Entry> &entries)
 class PKeywordQueryModel::Private
 {
 public:
-    void setEntries(QHash<QString, Entry> &&children)
+    // -1 without one
+    int rowOf(const QString &key) const
     {
-        entries = std::move(children);
-        rowKeys = inRowOrder(entries);
-        rows.clear();
-        rows.reserve(rowKeys.size());
-        for (int row = 0; row < rowKeys.size(); ++row)
-            rows.insert(rowKeys.at(row), row);
+        const quint64 hash = fixedHash(key);
+        auto row = std::lower_bound(rows.cbegin(), rows.cend(), hash,
+                                    [](const Row &row, quint64 hash) { return row.hash < hash; });
+        while (row != rows.cend() && row->hash == hash && row->key != key)
+            ++row;
+        return row != rows.cend() && row->hash == hash ? int(row - rows.cbegin()) : -1;
+    }
+    int rowOf(LabelProxy *proxy) const
+    {
+        if (size_t(proxy->row) >= rows.size() || rows[size_t(proxy->row)].key != proxy->key)
+            proxy->row = rowOf(proxy->key);
+        return proxy->row;
+    }
+
+    void setRows(std::vector<Row> &&children)
+    {
+        rows = inRowOrder(std::move(children));
+        entries = int(rows.size());
+        strays.clear();
+    }
+    void clearEntries()
+    {
+        for (Row &row : rows)
+            row.hasEntry = false;
+        strays.clear();
+        entries = 0;
+    }
+    // Makes an empty one if there is none.
+    Row &entryAt(int row)
+    {
+        Row &entry = rows[size_t(row)];
+        if (!entry.hasEntry) {
+            entry.hasEntry = true;
+            entry.isComplete = false;
+            entry.normalizedKeyword.clear();
+            entry.name.clear();
+            entry.type.clear();
+            ++entries;
+        }
+        return entry;
     }
 
     NotOwned<PKeywordClient> keywordClient;
     QString keyword;
     QStringList parts;
     QMetaObject::Connection responseConnection;
-    QHash<QString, Entry> entries;
-    QStringList rowKeys;
-    QHash<QString, int> rows; // the place of each key in rowKeys
+    std::vector<Row> rows; // in the order of their hashes
+    QHash<QString, QString> strays; // labels of children that have no row, by their keys
+    int entries = 0; // how many of the rows have one
     QUuid pendingRequest;
     PKeywordValueType filterType = PKeywordValueType::KVT_NOPROP;
     PKeywordValueAccess filterAccess = PKeywordValueAccess::KVA_NONE;
-    QHash<QString, PKeywordProxy *> labelProxies; // children of the model
+    QHash<QString, LabelProxy *> labelProxies; // children of the model
     DeletionWatch watch;
 };
 
@@ -278,7 +341,7 @@ void PKeywordQueryModel::setKeyword(const QString &keyword)
         return;
     d->keyword = clean;
     d->parts = parts;
-    d->entries.clear(); // Required: rowKeys and the label proxies stay until the next answer.
+    d->clearEntries(); // Required: keys and label proxies stay until the next answer.
     endResetModel();
     if (self.deleted())
         return;
@@ -431,7 +494,7 @@ QModelIndex PKeywordQueryModel::parent(const QModelIndex &index) const
 
 int PKeywordQueryModel::rowCount(const QModelIndex &parent) const
 {
-    return parent.isValid() ? 0 : int(d->entries.size());
+    return parent.isValid() ? 0 : d->entries + int(d->strays.size());
 }
 
 int PKeywordQueryModel::columnCount(const QModelIndex &parent) const
@@ -444,10 +507,9 @@ QVariant PKeywordQueryModel::data(const QModelIndex &index, int role) const
 {
     // A label of an earlier answer makes a row that has no key.
     if (!index.isValid() || role < NameRole || role > DisplayNameRole
-        || index.row() >= d->rowKeys.size())
+        || size_t(index.row()) >= d->rows.size())
         return {};
-    // Required: a key without an entry gets one.
-    const Entry &entry = d->entries[d->rowKeys.at(index.row())];
+    const Row &entry = d->entryAt(index.row()); // Required: a key without an entry gets one
     switch (role) {
     case NameRole:
     case DisplayNameRole:
@@ -459,7 +521,7 @@ QVariant PKeywordQueryModel::data(const QModelIndex &index, int role) const
     case TypeColorRole:
         return getTypeColor(entry.type);
     case KeywordRole:
-        return entry.keyword;
+        return entry.isComplete ? entry.key : QString();
     case NormalizedKeywordRole:
         return entry.normalizedKeyword;
     }
@@ -522,19 +584,18 @@ bool PKeywordQueryModel::updateFromResponse(const QVariant &response)
                                     .toObject()
                                     .value(QLatin1String("response"))
                                     .toArray();
-    QHash<QString, Entry> entries;
-    entries.reserve(children.size());
+    std::vector<Row> rows;
+    rows.reserve(size_t(children.size()));
     for (const auto &child : children) {
-        const Entry entry = entryOf(child.toObject());
-        entries.insert(entry.keyword, entry);
-        if (!watchLabel(entry.keyword))
+        rows.push_back(rowOf(child.toObject()));
+        if (!watchLabel(rows.back().key))
             return false;
     }
 
     beginResetModel();
     if (self.deleted())
         return false;
-    d->setEntries(std::move(entries));
+    d->setRows(std::move(rows));
     endResetModel();
     return !self.deleted();
 }
@@ -562,7 +623,7 @@ bool PKeywordQueryModel::dropLabelProxies()
 bool PKeywordQueryModel::watchLabel(const QString &keyword)
 {
     const DeletionWatch::Scope self(d->watch);
-    auto *const proxy = new PKeywordProxy(this);
+    auto *const proxy = new LabelProxy(keyword, this);
     proxy->setClient(d->keywordClient);
     if (self.deleted())
         return false;
@@ -573,19 +634,20 @@ bool PKeywordQueryModel::watchLabel(const QString &keyword)
     // Required: of two children with one name both proxies live on; the later one is listed.
     d->labelProxies.insert(keyword, proxy);
     connect(proxy, &PKeywordProxy::valueChanged, this,
-            [this, keyword, proxy] { onLabel(keyword, proxy->value().toString()); });
+            [this, proxy] { onLabel(proxy->key, d->rowOf(proxy), proxy->value().toString()); });
     return true;
 }
 
-void PKeywordQueryModel::onLabel(const QString &keyword, const QString &label)
+void PKeywordQueryModel::onLabel(const QString &key, int row, const QString &label)
 {
     if (label.isEmpty())
         return;
-    Entry &entry = d->entries[keyword]; // Required: made if it is missing, without a reset
-    if (entry.name == label)
+    // Required: what is missing is made, without a reset.
+    QString &name = row >= 0 ? d->entryAt(row).name : d->strays[key];
+    if (name == label)
         return;
-    entry.name = label;
-    const QModelIndex changed = index(d->rows.value(keyword, -1), 0);
+    name = label;
+    const QModelIndex changed = index(row, 0);
     Q_EMIT dataChanged(changed, changed, {DisplayNameRole}); // Required: this role alone
 }
 
