@@ -4,6 +4,7 @@
 #include "gateway/mqtt/mqttlink.h"
 
 #include "gateway/mqtt/connectionattempt.h"
+#include "gateway/mqtt/libmosquitto.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QHash>
@@ -11,9 +12,6 @@
 #include <QtCore/QRandomGenerator>
 #include <QtCore/QSocketNotifier>
 #include <QtCore/QTimer>
-
-#include <mosquitto.h>
-#include <mqtt_protocol.h>
 
 #include <cstdlib>
 #include <cstring>
