@@ -204,8 +204,8 @@ PPublisher *PKeywordClient::publisher() const
 }
 
 /*!
-    Subscribes to \a keyword: the server sends its value, and every change from now on. With \a
-    children, the server computes the value from these keywords, as defined by \a aggregation;
+    Subscribes to \a keyword: the server sends its value, and every change from now on. With
+    \a children, the server computes the value from these keywords, as defined by \a aggregation;
     PKeywordAggregation::No then means PKeywordAggregation::Equal.
 
     Returns whether the transport took the command; \c false when \a keyword is empty.
@@ -282,9 +282,9 @@ bool PKeywordClient::sendKeyDestroy(const QString &keyword)
 }
 
 /*!
-    Queries the children of \a query, a keyword path; an empty path stands for the top level. \a
-    filterType restricts the reply to one type, where KVT_NOPROP and KVT_OBJECT mean any type. \a
-    filterAccess restricts it to one access, and is always sent.
+    Queries the children of \a query, a keyword path; an empty path stands for the top level.
+    \a filterType restricts the reply to one type, where KVT_NOPROP and KVT_OBJECT mean any type.
+    \a filterAccess restricts it to one access, and is always sent.
 
     Returns the identifier of the request, which keyIndexResponse() passes with the reply, or a null
     identifier if the transport did not accept the command.

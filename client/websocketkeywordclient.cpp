@@ -75,8 +75,8 @@ public:
     Proxies subscribe again as soon as the client is connected.
 
     The client logs its activity in the category "pellixclient.keyword.websocketclient", in which
-    debug output is enabled by default. The filter rule \c
-    {pellixclient.keyword.websocketclient.debug=false} disables it.
+    debug output is enabled by default. The filter rule
+    \c {pellixclient.keyword.websocketclient.debug=false} disables it.
 */
 
 /*!

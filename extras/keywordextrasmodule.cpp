@@ -26,7 +26,7 @@ namespace pellix::extras {
 
 /*!
     Makes "PellixClient.Keyword.Extras" known to the QML engines of a program that links the
-   library.
+    library.
 
     The program calls it once, before it loads any QML that imports the module. It needs no import
     path then. A program that finds the installed plugin on its import path, such as \c qml, needs

@@ -47,7 +47,7 @@ public:
     itself: 9 comes before 10 as a number, 10 before 1a and 1a before 9 as text. The same rows are
     then listed in the same order each time they are sorted as a whole, which is when an answer has
     arrived. A label that arrives later moves its own row only, so such a list can also depend on
-   the order in which labels arrive. Use a sort model of your own where names are mixed like this.
+    the order in which labels arrive. Use a sort model of your own where names are mixed like this.
 
     The source model has to offer the roles of PKeywordQueryModel, and a column: in
     rows without one, Qt looks for children of the rejected row without an end. It is not owned.

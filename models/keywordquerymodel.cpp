@@ -66,7 +66,7 @@ quint64 fixedHash(const QString &text)
     The keys in the order of the rows. It depends on the set of keys alone: not on the order of the
     response, nor on QHash, whose order changes with each process. A view that sorts the rows by a
     comparison that leaves some order open, as the filter model's does, then shows the same list
-   each time.
+    each time.
 */
 QStringList inRowOrder(const QHash<QString, Entry> &entries)
 {
@@ -122,7 +122,7 @@ public:
 
     Given a client and a keyword, the model asks the server for the children and shows each as a row
     of one column. For each child it also watches CHILD/Label, and shows that text in place of the
-   name once it has come.
+    name once it has come.
 
     The order of the rows means nothing, but the same children always come in the same order,
     whatever the order in which the server lists them. PKeywordQueryFilterProxyModel sorts and

@@ -16,7 +16,7 @@ namespace pellix::client {
     asks deleted() after each emission. Scopes nest with the calls that open them.
 
     A class that exists once per bound keyword, or emits with each value, uses a DeletionWatch,
-   which allocates nothing; everything else uses a QPointer to itself.
+    which allocates nothing; everything else uses a QPointer to itself.
 */
 class DeletionWatch
 {

@@ -63,9 +63,9 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
     \brief The ClientIdentification struct says how a listener knows who its clients are.
 
     A client is known by its certificate, or by a token, and each of them gives it a name and a
-   role. One that brings neither gets the role of the listener, or is refused if there is none. What
-   a client brings has to be right: a wrong token is refused even where none is needed. A client
-   with a certificate and a token gets the name and the role of the certificate.
+    role. One that brings neither gets the role of the listener, or is refused if there is none.
+    What a client brings has to be right: a wrong token is refused even where none is needed. A
+    client with a certificate and a token gets the name and the role of the certificate.
 
     \code
     ClientIdentification identification;
@@ -124,7 +124,7 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
     wss.
 
     PWebSocketKeywordClient brings the local certificate of the QSslConfiguration that is the
-   default when it is constructed.
+    default when it is constructed.
 */
 
 /*!
@@ -175,8 +175,8 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
     \brief The Proxy struct says what a reverse proxy is trusted with.
 
     The proxy has to set both headers itself, in place of what a client sends. It checks
-   certificates in place of the listener: it must pass the subject of a certificate that it has
-   verified only.
+    certificates in place of the listener: it must pass the subject of a certificate that it has
+    verified only.
 */
 
 /*!

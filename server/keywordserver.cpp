@@ -600,8 +600,8 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
 /*!
     \variable pellix::server::KeywordServer::Keyword::assumesWrites
     \brief whether a write that has a handler is shown at once, before the handler has decided. If
-   it is refused, the value from before is shown again. \c false by default: clients see a new value
-    when the source has confirmed it.
+    it is refused, the value from before is shown again. \c false by default: clients see a new
+    value when the source has confirmed it.
 */
 
 /*!
@@ -667,8 +667,8 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
     \brief The Limits struct holds what clients can have a server do and keep.
 
     Whatever can be answered beyond a limit is answered, as a client would wait for ever otherwise,
-   and each is counted in Statistics. Sessions that the program opens for itself have no limits. \sa
-   KeywordServer::setLimits()
+    and each is counted in Statistics. Sessions that the program opens for itself have no limits.
+    \sa KeywordServer::setLimits()
 */
 
 /*!
@@ -679,13 +679,13 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
 /*!
     \variable pellix::server::Limits::commandsPerSecond
     \brief commands of one session; 50 000 by default, and those of two seconds at once. Others
-   wait, and their connection is not read meanwhile.
+    wait, and their connection is not read meanwhile.
 */
 
 /*!
     \variable pellix::server::Limits::commandBytes
     \brief the length of one command; 1 MiB by default. A longer one is not taken, and a WebSocket
-   is closed.
+    is closed.
 */
 
 /*!
@@ -758,7 +758,7 @@ const QStringList &KeywordServer::accesses()
 
 /*!
     Returns whether a keyword of \a type can hold \a value. Whole numbers fit "int" also as a
-   double, and every number fits "double"; lists and maps are an "object".
+    double, and every number fits "double"; lists and maps are an "object".
 */
 bool KeywordServer::fits(const QVariant &value, const QString &type)
 {
@@ -767,7 +767,7 @@ bool KeywordServer::fits(const QVariant &value, const QString &type)
 
 /*!
     Returns the path of \a keyword: with "/" as its only separator, one before each level, and none
-   at the end. It is empty when the text names no level.
+    at the end. It is empty when the text names no level.
 */
 QString KeywordServer::normalizedPath(const QString &keyword)
 {
@@ -832,7 +832,7 @@ KeywordServer::~KeywordServer() = default;
 
 /*!
     Declares \a keyword, or replaces what was declared under its path. The label and the write
-   handler that it had stay, unless the label of \a keyword is not empty.
+    handler that it had stay, unless the label of \a keyword is not empty.
 
     Returns \c false, and changes nothing, when its path is empty, its type or access is none of
     those listed with the struct, its value is set and does not fit the type, or there are as many
@@ -1068,7 +1068,7 @@ bool KeywordServer::setLabel(const QString &path, const QString &label)
 
 /*!
     Has \a handler decide on each write to the keyword at \a path. An empty one accepts all: then
-   the server itself is where the value is kept. \sa WriteRequest, Keyword::assumesWrites
+    the server itself is where the value is kept. \sa WriteRequest, Keyword::assumesWrites
 */
 void KeywordServer::setWriteHandler(const QString &path, const WriteHandler &handler)
 {
@@ -1099,7 +1099,7 @@ void KeywordServer::setWriteCheck(const QString &path, const WriteCheck &check)
     Has one line of JSON written to \a device for each write of a client: the time in UTC, name,
     address and role of the session, the keyword, the value, the outcome ("accepted", "refused" or
     "timed out") and the reason. Control characters are escaped. Null, which is the default, ends
-   it.
+    it.
 
     The device has to be open. It is not owned, and may be destroyed.
 */
@@ -1111,7 +1111,7 @@ void KeywordServer::setAuditDevice(QIODevice *device)
 /*!
     Adds \a role, or replaces the one of its name: what its sessions may do changes at once. Returns
     \c false, and changes nothing, when the name is empty or "*", or when one of the patterns is
-   none. \sa Role::isPattern()
+    none. \sa Role::isPattern()
 */
 bool KeywordServer::setRole(const Role &role)
 {
@@ -1128,7 +1128,7 @@ bool KeywordServer::setRole(const Role &role)
 
 /*!
     Removes the role of this \a name. Its sessions have no rights any more, and roleRemoved() has
-   their transports end them. Returns whether there was one.
+    their transports end them. Returns whether there was one.
 */
 bool KeywordServer::removeRole(const QString &name)
 {

@@ -17,7 +17,7 @@ namespace pellix::server {
 
     Whatever carries the messages hands each command to receive() and delivers each send(). When it
     can take no more, it calls pause(): the session then keeps which keywords have changed, and
-   tells their newest values on resume().
+    tells their newest values on resume().
 
     Deleting the session ends it: its subscriptions go, and its aggregates. A session whose server
     is gone takes commands without answering.
@@ -67,7 +67,7 @@ void KeywordSession::pause()
 
 /*!
     Sends what has been waiting since pause(): answers as they are, in their order, and of each
-   keyword that has changed its newest value.
+    keyword that has changed its newest value.
 */
 void KeywordSession::resume()
 {

@@ -106,7 +106,7 @@ bool anyPattern(const Patterns &patterns, QStringView path, Test test)
     The rights are lists of patterns of paths. In a pattern, a level of one star stands for exactly
     one level of a path, and a level of two stars for any number of levels, none included; every
     other level stands for itself, upper and lower case distinguished. Patterns are compared with
-   the normalized path: however a client spells a keyword, with "#" or with doubled separators, its
+    the normalized path: however a client spells a keyword, with "#" or with doubled separators, its
     rights are the same.
 
     \list
@@ -134,7 +134,7 @@ bool anyPattern(const Patterns &patterns, QStringView path, Test test)
 
 /*!
     Returns whether \a text is a pattern: it begins with "/", no level is empty, and stars occur
-   only as levels of one or two of them.
+    only as levels of one or two of them.
 */
 bool Role::isPattern(const QString &text)
 {

@@ -30,7 +30,7 @@ qint64 counted(quint64 value)
     \brief The Statistics struct is what a keyword server has counted.
 
     The first members tell what there is at this moment, the others what has happened since the
-   server was made. \sa KeywordServer::statistics()
+    server was made. \sa KeywordServer::statistics()
 */
 
 /*!

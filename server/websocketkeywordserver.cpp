@@ -483,7 +483,7 @@ void WebSocketKeywordServer::Private::tellClientCount()
     "pellixclient.server.websocketserver".
 
     By default, the server listens on this machine alone, and whoever connects there has full
-   rights. For others, set a certificate, and how clients are known:
+    rights. For others, set a certificate, and how clients are known:
 
     \code
     WebSocketKeywordServer listener(&keywords);
@@ -522,7 +522,7 @@ WebSocketKeywordServer::~WebSocketKeywordServer()
     Has the server speak wss with \a certificate and its private \a key.
 
     A server that listens already and speaks wss shows the new certificate to the next clients;
-   those who are connected stay. Whether it speaks ws or wss is decided by the next listen().
+    those who are connected stay. Whether it speaks ws or wss is decided by the next listen().
 
     Returns \c false, and changes nothing, when they cannot be used, above all because they do not
     belong together; errorString() then says why. A null certificate has the server speak ws again.
@@ -721,11 +721,11 @@ void WebSocketKeywordServer::setMaximumHandshakes(int handshakes)
 /*!
     Returns how many attempts of one address may fail in a minute: 20 by default.
 
-    An attempt fails when a client brings wrong credentials, or none where some are needed. After
-    so many, the address is refused by the HTTP status 429, with right credentials as well, and gets
+    An attempt fails when a client brings wrong credentials, or none where some are needed. After so
+    many, the address is refused by the HTTP status 429, with right credentials as well, and gets
     its attempts back evenly over a minute. All addresses of an IPv6 network of 64 bits count as
-   one, and loopback like any other. The 2048 addresses that failed last are remembered, and some
-   more.
+    one, and loopback like any other. The 2048 addresses that failed last are remembered, and some
+    more.
 */
 int WebSocketKeywordServer::maximumAttempts() const
 {

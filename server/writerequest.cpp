@@ -40,7 +40,7 @@ public:
 
     The write handler of a keyword gets a request and decides it at once, or keeps it and decides it
     later, when the device has answered. Clients see the new value once the request is accepted;
-   when it is refused, the writer gets the unchanged value with the flag \e error.
+    when it is refused, the writer gets the unchanged value with the flag \e error.
 
     Copies of a request are the same request. The first decision counts; later ones do nothing. A
     request that nobody keeps is refused, and so is one that is not decided within
@@ -90,7 +90,7 @@ QString WriteRequest::path() const
 
 /*!
     Returns the whole new value, also for a relative write. A relative write adds to the last write
-   of this keyword that is still pending, if there is one.
+    of this keyword that is still pending, if there is one.
 */
 QVariant WriteRequest::value() const
 {

@@ -41,7 +41,7 @@ void declareFault(KeywordServer *server, FaultyWebSocketServer *socketServer, co
     \relates FaultyWebSocketServer
 
     Declares keywords on \a server, below /simulator/faults, by which a client commands the faults
-   of \a socketServer. Both have to outlive the keywords.
+    of \a socketServer. Both have to outlive the keywords.
 */
 void declareFaultKeywords(KeywordServer *server, FaultyWebSocketServer *socketServer)
 {

@@ -316,11 +316,11 @@ void JsonScene::Private::declareAll()
 
     A keyword has a path, a type ("bool", "int", "double", "string" or "object"), an access ("N",
     "R", "RM", "W" or "RW"; "R" by default), a label and a value. Without type and value it only
-    gives a label to a level. Animators are "ramp", "sine" and "randomWalk" for numbers, between
-    min and max, with a period in seconds or a step and a seed, and "toggle" for a bool. They move
-    at the rate of the scene, in Hz, and move on after a client has written. generate adds count
+    gives a label to a level. Animators are "ramp", "sine" and "randomWalk" for numbers, between min
+    and max, with a period in seconds or a step and a seed, and "toggle" for a bool. They move at
+    the rate of the scene, in Hz, and move on after a client has written. generate adds count
     keywords below a prefix, a hundred to a level. A path that occurs twice, in whatever spelling,
-   is an error.
+    is an error.
 */
 
 /*!

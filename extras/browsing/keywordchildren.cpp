@@ -265,8 +265,9 @@ void PKeywordChildren::Private::tell()
     \row \li typeLetter \li PKeywordQueryModel::getTypeLetter() of the type
     \row \li typeColor \li PKeywordQueryModel::getTypeColor() of the type
     \row \li access \li "R", "W", "RW" or "N" (none); empty unless \l accesses is set
-    \row \li hasChildren \li whether it is a level that only leads to others; a keyword with a value
-   may have children, too: only a question about it tells \endtable
+    \row \li hasChildren \li whether it is only a level above other keywords. A keyword with a value
+             can also have children; only a query shows that.
+    \endtable
 
     The client is not owned; one that is destroyed reads as not set.
     \sa PKeywordTree, {Browsing}
@@ -309,13 +310,13 @@ void PKeywordChildren::Private::tell()
 /*!
     \property pellix::extras::PKeywordChildren::filterAccess
     \brief the access that the children must grant; KVA_NONE, for any, by default. A change asks
-   again.
+    again.
 */
 
 /*!
     \property pellix::extras::PKeywordChildren::filter
     \brief words, separated by blanks, each of which must be in the label or the name of a row, in
-   any order and case. Empty by default, which accepts every row.
+    any order and case. Empty by default, which accepts every row.
 */
 
 /*!
@@ -337,7 +338,7 @@ void PKeywordChildren::Private::tell()
 /*!
     \property pellix::extras::PKeywordChildren::listed
     \brief whether the server has answered for the present keyword and client: no rows mean that
-   there are no children. \c false by default.
+    there are no children. \c false by default.
 */
 
 /*!
@@ -359,7 +360,7 @@ void PKeywordChildren::Private::tell()
 /*!
     \property pellix::extras::PKeywordChildren::currentIndex
     \brief the row of \l currentKeyword, or -1 if none of the rows is. Setting it selects the
-   keyword of that row, and none with -1; any other number that is no row changes nothing.
+    keyword of that row, and none with -1; any other number that is no row changes nothing.
 
     Bound to the \c currentIndex of a view, it keeps the selection whatever the rows do.
 */

@@ -394,7 +394,8 @@ void PKeywordTree::Private::tell()
     stays so. Another client, or another keyword, empties the tree.
 
     A level that leads to others can be expanded. Of a keyword that has a value only a question
-   about it tells: with \l lookBelow, that is asked once a view wants to know, 64 of them at a time.
+    about it tells: with \l lookBelow, that is asked once a view wants to know, 64 of them at a
+    time.
 
     QML reads these roles, which are those of PKeywordChildren:
 
@@ -449,7 +450,7 @@ void PKeywordTree::Private::tell()
 /*!
     \property pellix::extras::PKeywordTree::filterAccess
     \brief the access that the keywords must grant; KVA_NONE, for any, by default. A change asks
-   again.
+    again.
 */
 
 /*!

@@ -43,7 +43,7 @@ int compareNumbers(QStringView a, QStringView b)
 
     Returns a negative number if \a a comes first, a positive one if \a b does, and 0 only for equal
     texts: those that differ in case or leading zeros alone have an order, too. It is the same in
-   every locale, and a strict order, so it can be sorted by.
+    every locale, and a strict order, so it can be sorted by.
 */
 int compareNaturally(QStringView a, QStringView b)
 {

@@ -69,7 +69,7 @@ QByteArrayView publicPart(QSsl::KeyAlgorithm algorithm, const QByteArray &privat
     \inheaderfile extras/connection/pemfiles.h
     \ingroup PellixClientKeywordClasses
     \brief The PTlsFiles class names the files by which a client trusts a server, and says who it
-   is.
+    is.
 
     All are in PEM format. Each may be missing; then its name is empty.
 */
@@ -94,8 +94,8 @@ QByteArrayView publicPart(QSsl::KeyAlgorithm algorithm, const QByteArray &privat
    *error)
 
     Returns all certificates of the file \a fileName in PEM format, in its order: a certificate may
-   be followed by those of its authorities. If there is none, the list is empty, and \a error says
-   why and names the file.
+    be followed by those of its authorities. If there is none, the list is empty, and \a error says
+    why and names the file.
 */
 QList<QSslCertificate> readCertificates(const QString &fileName, QString *error)
 {
@@ -149,7 +149,7 @@ QSslKey readPrivateKey(const QString &fileName, QString *error)
     \fn bool pellix::extras::belongTogether(const QSslCertificate &certificate, const QSslKey &key)
 
     Returns whether the private \a key is the one of the \a certificate, and \c true where that
-   cannot be found out.
+    cannot be found out.
 */
 // Qt offers no way to learn it but an encryption that fails.
 bool belongTogether(const QSslCertificate &certificate, const QSslKey &key)
@@ -164,8 +164,8 @@ bool belongTogether(const QSslCertificate &certificate, const QSslKey &key)
 
 /*!
     Returns the configuration of TLS that \a files make: with the authorities of the file and no
-   others, or with those of the system if there is no file. If a file cannot be used, nothing is
-   returned, and \a error says why and names the file.
+    others, or with those of the system if there is no file. If a file cannot be used, nothing is
+    returned, and \a error says why and names the file.
 */
 std::optional<QSslConfiguration> tlsConfiguration(const PTlsFiles &files, QString *error)
 {

@@ -77,8 +77,8 @@ QString withoutPathToken(const QString &text)
     \fn QString pellix::extras::shownAddress(const QString &text)
 
     Returns the address in \a text as it may be shown, logged or recorded: a password, a token in
-   the path (/t/TOKEN) and the values of a query that carry a secret, such as a token, read "***". A
-   text that is no address is treated the same way as far as it looks like one.
+    the path (/t/TOKEN) and the values of a query that carry a secret, such as a token, read "***".
+    A text that is no address is treated the same way as far as it looks like one.
 */
 QString shownAddress(const QString &text)
 {

@@ -114,7 +114,7 @@ private:
     \endqml
 
     Handlers of the signals may do anything, including deleting this object, a history or the
-   client.
+    client.
 
     \sa {Trends}
 */
@@ -301,12 +301,12 @@ PKeywordHistory *PKeywordHistories::find(const QString &keyword) const
 
 /*!
     Returns the samples from the time \a from, or the first if it is invalid, to the time \a to, or
-   the last if it is invalid, as comma-separated values by RFC 4180.
+    the last if it is invalid, as comma-separated values by RFC 4180.
 
     The first line has the names. Each of the others has a time at which a sample of any keyword was
     taken, in ISO 8601 with milliseconds and the offset from UTC, and the values that hold then.
-   They are numbers without a locale, and empty where nothing is known; a bool is 0 or 1. With \a
-   from, the first line tells what holds then.
+    They are numbers without a locale, and empty where nothing is known; a bool is 0 or 1. With
+    \a from, the first line tells what holds then.
 */
 QString PKeywordHistories::toCsv(const QDateTime &from, const QDateTime &to) const
 {
@@ -336,7 +336,7 @@ QString PKeywordHistories::toCsv(const QDateTime &from, const QDateTime &to) con
 
 /*!
     Writes what toCsv() returns for \a from and \a to into \a file: a path, or an address that
-   begins with \c {file:}.
+    begins with \c {file:}.
 
     Returns whether that succeeded. If it did not, error says why, and a file of that name is as it
     was.
@@ -361,7 +361,7 @@ bool PKeywordHistories::saveCsv(const QString &file, const QDateTime &from, cons
 
 /*!
     Adds \a history, which is not owned and may be deleted at any time. One that is there already
-   stays where it is.
+    stays where it is.
 */
 void PKeywordHistories::add(PKeywordHistory *history)
 {

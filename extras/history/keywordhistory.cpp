@@ -317,7 +317,7 @@ int PKeywordHistory::sampleCount() const
 /*!
     Sums up what was known from the time \a from, or the beginning if it is invalid, to the time
     \a to, or now if it is invalid or later. The time that it takes grows with the samples in
-   between.
+    between.
 */
 PKeywordStatistics PKeywordHistory::statistics(const QDateTime &from, const QDateTime &to) const
 {
@@ -339,7 +339,7 @@ void PKeywordHistory::clear()
 /*!
     Appends \a sample, such as one that was kept elsewhere. Only its value, being no number, makes a
     gap. Samples have to be in the order of their time; one that is not counts as simultaneous to
-   the one before.
+    the one before.
 */
 void PKeywordHistory::append(const PKeywordSample &sample)
 {
@@ -359,7 +359,7 @@ qint64 PKeywordHistory::now()
     Returns what a clock on the wall shows at \a time, a time of now().
 
     Where the clock of the system was set since, it is what that clock would have shown if it had
-   been right then.
+    been right then.
 */
 QDateTime PKeywordHistory::wallTime(qint64 time)
 {

@@ -148,7 +148,7 @@ static_assert(sizeof(PKeywordSample) == 16, "what is said of the memory holds");
     \inheaderfile extras/history/keywordsamples.h
     \ingroup PellixClientKeywordClasses
     \brief The PKeywordSamples class keeps the latest samples of a number, in the order of their
-   time.
+    time.
 
     The oldest makes room for the newest. Appending costs the same however many there are. A sample
     takes 16 bytes, and what finds the lowest and the highest of many samples fast takes one byte
@@ -174,7 +174,7 @@ PKeywordSamples::PKeywordSamples(std::size_t capacity) : limit(std::max<std::siz
 
 /*!
     Keeps up to \a capacity samples from now on, at least 1. The newest of those that there are
-   stay.
+    stay.
 */
 void PKeywordSamples::setCapacity(std::size_t capacity)
 {

@@ -311,8 +311,8 @@ bool PKeywordPlotArea::Private::sumUp()
 
     What a frame costs depends on the pixels and not on the samples: of those that share a column of
     pixels, the lowest and the highest are drawn. Frames are drawn 30 times a second at the most,
-   and only while something in them moves. A gap of the samples is a gap of the line, and a bool is
-   drawn in steps.
+    and only while something in them moves. A gap of the samples is a gap of the line, and a bool is
+    drawn in steps.
 
     The scene graph draws it as triangles; with its software adaptation, as an image.
 */
@@ -722,7 +722,7 @@ QAbstractItemModel *PKeywordPlotArea::timeTicks() const
 
 /*!
     Moves the picture by \a pixels to the right, so that what was before appears; or to the left, up
-   to now.
+    to now.
 */
 void PKeywordPlotArea::pan(double pixels)
 {

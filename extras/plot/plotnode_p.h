@@ -32,7 +32,7 @@ struct PlotPicture
 
 /*
     Draws a picture with the scene graph of a window: as triangles where there is a graphics API,
-   and as an image where everything is drawn by software, which knows no geometry.
+    and as an image where everything is drawn by software, which knows no geometry.
 
     Takes what it returned last for the same item, and returns what takes its place.
 */

@@ -42,12 +42,20 @@ public:
     \brief The PKeywordAlarm class is a condition of a keyword that people are to be told of.
 
     It is one of the alarms of a PKeywordAlarms, which watches the keyword. The condition is there
-   when any of what is set holds: a flag, a limit, or a value.
+    when any of what is set holds: a flag, a limit, or a value.
 
     \code
-    PKeywordAlarm { keyword: "/plant/tank1/level"; above: 90; hysteresis: 2; text: qsTr("Tank 1 is
-   full") } PKeywordAlarm { keyword: "/plant/pump"; flags: PKeywordAlarm.NotOnline |
-   PKeywordAlarm.Error } \endcode
+    PKeywordAlarm {
+        keyword: "/plant/tank1/level"
+        above: 90
+        hysteresis: 2
+        text: qsTr("Tank 1 is full")
+    }
+    PKeywordAlarm {
+        keyword: "/plant/pump"
+        flags: PKeywordAlarm.NotOnline | PKeywordAlarm.Error
+    }
+    \endcode
 */
 
 /*!
@@ -86,7 +94,7 @@ public:
 /*!
     \property pellix::extras::PKeywordAlarm::enabled
     \brief whether the condition is watched; \c true by default. One that is active goes when this
-   becomes \c false.
+    becomes \c false.
 */
 
 /*!
@@ -107,7 +115,7 @@ public:
 /*!
     \property pellix::extras::PKeywordAlarm::hysteresis
     \brief how far the value has to come back from a limit until the condition goes; 0 by default,
-   and not less.
+    and not less.
 */
 
 /*!

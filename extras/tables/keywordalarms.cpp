@@ -363,22 +363,22 @@ void PKeywordAlarms::Private::tell()
     \inheaderfile extras/tables/keywordalarms.h
     \ingroup PellixClientKeywordClasses
     \brief The PKeywordAlarms class lists what has happened: conditions of keywords that came and
-   went, and whether somebody has acknowledged them.
+    went, and whether somebody has acknowledged them.
 
     The conditions are declared inside it, or added by addAlarm():
 
     \snippet Alarms.qml alarms
 
     Each time that a condition comes is a row, which stays when the condition goes, and when
-   somebody acknowledges it, up to \l limit rows. The active ones are first; among them, and among
-   those that have gone, the ones that nobody has acknowledged; of these the greatest priority; of
-   these the newest.
+    somebody acknowledges it, up to \l limit rows. The active ones are first; among them, and among
+    those that have gone, the ones that nobody has acknowledged; of these the greatest priority; of
+    these the newest.
 
     A condition comes and goes by what the server says. While that is not known, it does neither:
-   without a link, until the keyword's first event after that, and, for a limit or a value, while
-   the keyword is not connected or has a value that is no number. The role \c known is \c false for
-   an active row whose condition has not been heard of since the link was lost. What happens within
-   one turn of the event loop is told at its end.
+    without a link, until the keyword's first event after that, and, for a limit or a value, while
+    the keyword is not connected or has a value that is no number. The role \c known is \c false for
+    an active row whose condition has not been heard of since the link was lost. What happens within
+    one turn of the event loop is told at its end.
 
     \table
     \header \li Role \li Value
@@ -391,7 +391,7 @@ void PKeywordAlarms::Private::tell()
     \endtable
 
     The client and the alarms are not owned. With another client, conditions stay as they are until
-   that one tells about their keywords. \sa PKeywordAlarm, PKeywordTable
+    that one tells about their keywords. \sa PKeywordAlarm, PKeywordTable
 */
 
 /*!
@@ -424,7 +424,7 @@ void PKeywordAlarms::Private::tell()
 /*!
     \property pellix::extras::PKeywordAlarms::limit
     \brief the greatest number of rows; 1000 by default. The last row goes for a new one; active
-   ones never do.
+    ones never do.
 */
 
 /*!
@@ -511,7 +511,7 @@ QList<PKeywordAlarm *> PKeywordAlarms::alarms() const
 
 /*!
     Watches \a alarm, too. It is not owned: one that is destroyed is watched no more. Nothing
-   happens if it is null, or watched already.
+    happens if it is null, or watched already.
 */
 void PKeywordAlarms::addAlarm(PKeywordAlarm *alarm)
 {
@@ -587,7 +587,7 @@ int PKeywordAlarms::unacknowledgedCount() const
 
 /*!
     Acknowledges \a row, with the name of who does it in \a by, if given. One that is acknowledged
-   already stays so; nothing happens if there is no such row.
+    already stays so; nothing happens if there is no such row.
 */
 void PKeywordAlarms::acknowledge(int row, const QString &by)
 {
@@ -604,7 +604,7 @@ void PKeywordAlarms::acknowledge(int row, const QString &by)
 
 /*!
     Acknowledges all rows that are not acknowledged yet, with the name of who does it in \a by, if
-   given.
+    given.
 */
 void PKeywordAlarms::acknowledgeAll(const QString &by)
 {

@@ -18,7 +18,7 @@ namespace pellix::extras {
     stands for exactly one level, and a level of two stars for any number of levels, none included.
 
     It is bounded by the number of keywords, and of queries. It begins when there is a link; one
-   that is lost has the queries under way repeated. Destroyed, it asks for nothing more.
+    that is lost has the queries under way repeated. Destroyed, it asks for nothing more.
 */
 class KeywordResolver
 {

@@ -572,21 +572,21 @@ QVariant PKeywordTable::Private::exported(const TableRow &row, int column) const
     \inheaderfile extras/tables/keywordtable.h
     \ingroup PellixClientKeywordClasses
     \brief The PKeywordTable class is a table of many keywords: one row for each, with its value,
-   its state and the outcome of the last write.
+    its state and the outcome of the last write.
 
     The rows are those of \l keywords, a list of keywords and of patterns. In a pattern, a level of
     one star stands for exactly one level, and a level of two stars for any number of levels, none
-    included: the levels of tanks are those of the pattern with the levels \c plant, \c * and \c
-   level. The server is asked what fits when there is a link, and again when it is back; refresh()
-   asks at any other time. Keywords with a value are found, in natural order; rows that are there
-   before and after stay the same rows.
+    included: the levels of tanks are those of the pattern with the levels \c plant, \c * and
+    \c level. The server is asked what fits when there is a link, and again when it is back;
+    refresh() asks at any other time. Keywords with a value are found, in natural order; rows that
+    are there before and after stay the same rows.
 
     Each event costs the same, however many rows there are: what changes within 16 ms is told by one
     dataChanged() for each run of neighbouring rows. While there is no link the values stay, as
     \c stale ones, and no flag is set.
 
     A view of columns, such as a TableView, has those of \l Column; a ListView reads the roles from
-   any column:
+    any column:
 
     \table
     \header \li Role \li Value
@@ -668,7 +668,7 @@ QVariant PKeywordTable::Private::exported(const TableRow &row, int column) const
 /*!
     \property pellix::extras::PKeywordTable::keywords
     \brief the keywords and patterns, in the order of the rows; empty by default. A keyword that
-   occurs twice has one row. What has no level, such as "/", has none.
+    occurs twice has one row. What has no level, such as "/", has none.
 */
 
 /*!
@@ -686,7 +686,7 @@ QVariant PKeywordTable::Private::exported(const TableRow &row, int column) const
 /*!
     \property pellix::extras::PKeywordTable::resolving
     \brief whether the server is being asked what patterns stand for, also as long as there is no
-   link.
+    link.
 */
 
 /*!
@@ -888,8 +888,8 @@ void PKeywordTable::write(int row, const QVariant &value)
 
     For programs, it is in English with commas, numbers with all digits and a point, \c true and
     \c false, times in UTC by ISO 8601, and lists and objects as JSON. If \a localized is \c true,
-   it is for people: headers and texts are translated, and numbers and times follow the default
-   locale; the separator is a semicolon where the locale writes numbers with a comma.
+    it is for people: headers and texts are translated, and numbers and times follow the default
+    locale; the separator is a semicolon where the locale writes numbers with a comma.
 
     Texts are left as they are. A program for spreadsheets may take one that begins with "=" for a
     formula.

@@ -49,7 +49,7 @@ QVariant summand(const PKeywordValue &event)
 
 /*
     Nothing acknowledges a write but an event of the keyword, and events come for other reasons,
-   too. What tells them apart:
+    too. What tells them apart:
 
     - An event with the value that is wanted is taken for the answer.
     - An index query is sent behind each write, the fence. A server that works in order answers it
@@ -58,7 +58,7 @@ QVariant summand(const PKeywordValue &event)
       it. What comes before the answer to the fence of an earlier write may belong to that one.
     - A server that does not work in order answers the fence early. So its answer decides only over
       what had come until then. Later, only the value wanted, an error or the end of the time
-   decide.
+      decide.
 */
 class PKeywordWrite::Private
 {
@@ -194,11 +194,11 @@ public:
     \section1 Several writes
 
     While one is pending, set() replaces what has not been sent yet: the newest value is sent as
-   soon as it is known what became of the one before, and after 100 ms at the latest. There is never
-   more than one that waits, and the last one is always sent, also when the object is destroyed or
-   gets another keyword. A slider may call it at each move. state stays \c Pending meanwhile and
-   ends with the outcome of the last. add() adds up what waits, and what is relative waits for the
-   one before to be known, so that no amount is lost or counted twice.
+    soon as it is known what became of the one before, and after 100 ms at the latest. There is
+    never more than one that waits, and the last one is always sent, also when the object is
+    destroyed or gets another keyword. A slider may call it at each move. state stays \c Pending
+    meanwhile and ends with the outcome of the last. add() adds up what waits, and what is relative
+    waits for the one before to be known, so that no amount is lost or counted twice.
 
     \section1 Values
 
@@ -206,16 +206,16 @@ public:
     JavaScript. A Date is written as JSON.stringify() does, as "2026-11-22T09:30:00.000Z"; a URL, a
     color and the like as their text. undefined, a function, an object of QML, NaN, infinity, a
     whole number beyond 64 bits, and a list or map that contains itself or one of these, are not
-   sent.
+    sent.
 
     The value becomes one of the keyword's type, which its first event tells. Texts are read as
     numbers and as "true" and "false" are, and with the digits, signs and decimal point of the
-   user's language, but without groups, so what is in a text field can be written as it is: "007" to
-   a keyword of the type int is 7, "7.5" is not sent. A whole number that a double cannot hold
-   exactly is not sent to a keyword of type double. 0 and 1 stand for \c false and \c true, and the
-   other way round. A keyword of type string takes the text of a number or bool; one of type object
-   takes a list, a map, null, or a text that is JSON for one. With typed \c false the server
-   decides.
+    user's language, but without groups, so what is in a text field can be written as it is: "007"
+    to a keyword of the type int is 7, "7.5" is not sent. A whole number that a double cannot hold
+    exactly is not sent to a keyword of type double. 0 and 1 stand for \c false and \c true, and the
+    other way round. A keyword of type string takes the text of a number or bool; one of type object
+    takes a list, a map, null, or a text that is JSON for one. With typed \c false the server
+    decides.
 
     A write is sent once the server has told the keyword's value, which it does when asked for it:
     ready is \c true then. A write that cannot wait for that, since the object is destroyed or gets
