@@ -341,17 +341,21 @@ bool KeywordServer::Private::isNew(const QByteArray &reported)
     \table
     \header \li Property \li Keyword
     \row \li \c bool \li "bool"
-    \row \li integers, and enumerations whose names Qt does not know \li "int"; null for a \c
-   quint64 above the greatest \c qint64 \row \li \c double, \c float \li "double"; null for NaN and
-   infinity \row \li QString, QUrl, QUuid; QByteArray, as UTF-8; QDate, QTime and QDateTime, as ISO
-   8601, with milliseconds and the offset from UTC \li "string"; null for a date or a time that is
-   not valid \row \li enumerations and flags with Q_ENUM or Q_FLAG \li "string": the key, such as
-   "Manual" or "Valve|Pump". A value without a key shows as a number, flags without one do not show.
-    \row \li lists, maps and hashes of any of these, JSON, QVariantList, QVariantMap \li "object"
+    \row \li integers, and enumerations whose names Qt does not have
+         \li "int"; null for a \c quint64 above the largest \c qint64
+    \row \li \c double, \c float \li "double"; null for NaN and infinity
+    \row \li QString, QUrl, QUuid; QByteArray, as UTF-8; QDate, QTime, and QDateTime, as ISO 8601,
+             with milliseconds and the offset from UTC
+         \li "string"; null for an invalid date or time
+    \row \li enumerations and flags with Q_ENUM or Q_FLAG
+         \li "string": the key, such as "Manual" or "Valve|Pump". A value without a key is
+             represented as a number; flags without a key are not represented.
+    \row \li lists, maps, and hashes of any of these, JSON, QVariantList, QVariantMap \li "object"
     \row \li a class with Q_GADGET and properties \li "object": a map of these
-    \row \li other types that QVariant converts to a text and back \li "string"
-    \row \li QVariant, QJsonValue \li what the value is; a change to another type changes the
-   keyword \endtable
+    \row \li other types that QVariant converts to a string and back \li "string"
+    \row \li QVariant, QJsonValue
+         \li the type of the value; when it changes, the type of the keyword changes as well
+    \endtable
 
     A property of any other type, such as a pointer, is left out, with a warning in the category
     "pellixclient.server.objects". So is such a field of a gadget.

@@ -103,17 +103,21 @@ bool anyPattern(const Patterns &patterns, QStringView path, Test test)
     \ingroup PellixClientServerClasses
     \brief The Role struct says what a session may read and write.
 
-    The rights are lists of patterns of paths. In a pattern, a level of one star stands for exactly
-    one level of a path, and a level of two stars for any number of levels, none included; every
-    other level stands for itself, upper and lower case distinguished. Patterns are compared with
-    the normalized path: however a client spells a keyword, with "#" or with doubled separators, its
-    rights are the same.
+    The rights are lists of path patterns. In a pattern, a level of one star matches exactly one
+    level of a path, and a level of two stars any number of levels, including none. Every other level
+    matches itself, case-sensitively. Patterns are compared with the normalized path: the rights to a
+    keyword do not depend on its spelling, such as "#" or double separators.
 
     \list
-        \li A keyword that may be written may be read, too, or it is not writable: the rights to
-   write count only where those to read do. \li KEYWORD/Label follows its keyword. \li Levels that
-   lead to a readable keyword are listed. \li What may not be read is answered as if it did not
-   exist, and is not listed. \endlist \sa KeywordServer::setRole()
+        \li A keyword is writable only if it is also readable: the write patterns have an effect
+            only where the read patterns match.
+        \li The rights to KEYWORD/Label are those of KEYWORD.
+        \li Levels above a readable keyword are listed.
+        \li A keyword that is not readable is not listed, and the server replies as if it did not
+            exist.
+    \endlist
+
+    \sa KeywordServer::setRole()
 */
 
 /*!
