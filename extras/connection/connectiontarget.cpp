@@ -13,7 +13,7 @@ namespace pellix::extras {
 
 namespace {
 
-// Of the opening handshake itself, which they would break.
+// Headers of the opening handshake itself, which must not be changed.
 bool isReserved(const QString &header)
 {
     static const QRegularExpression reserved(
@@ -29,7 +29,7 @@ bool isHeaderName(const QString &text)
     return name.match(text).hasMatch();
 }
 
-// A line break would begin another header.
+// A line break would start another header.
 bool isHeaderValue(const QString &text)
 {
     static const QRegularExpression value(QStringLiteral("^[\\x20-\\x7e]*\\z"));
@@ -42,7 +42,7 @@ bool isToken(const QString &text)
     return token.match(text).hasMatch();
 }
 
-// What is wrong with the credentials, whatever the address. No secret is quoted.
+// The problem with the credentials, independent of the address. Secrets are never quoted.
 QString credentialsProblem(const Credentials &credentials)
 {
     if (!credentials.token.isEmpty() && !isToken(credentials.token))
