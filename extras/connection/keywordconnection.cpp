@@ -202,8 +202,8 @@ int PKeywordConnection::Private::nextDelay()
 
     This enum describes the state of the connection.
 
-    \value Disconnected It has no addresses, is not enabled, or has been lost or refused and does not
-           reconnect.
+    \value Disconnected It has no addresses, is not enabled, or has been lost or refused and does
+           not reconnect.
     \value Connecting It is trying an address.
     \value Connected It is open.
     \value Waiting It is pausing, and retries in retryIn.
