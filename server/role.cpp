@@ -31,8 +31,8 @@ Levels levelsOf(QStringView path)
     return levels;
 }
 
-// Marks the positions in the pattern up to which it covers all of the levels so far. Each level
-// moves all of them on at once: the time is that of levels by positions, whatever the pattern.
+// Marks the positions in the pattern up to which it matches all levels so far. Each level advances
+// all positions at once: the time is proportional to levels times positions for any pattern.
 class Matcher
 {
 public:
@@ -101,12 +101,12 @@ bool anyPattern(const Patterns &patterns, QStringView path, Test test)
     \inmodule PellixClientServer
     \inheaderfile server/role.h
     \ingroup PellixClientServerClasses
-    \brief The Role struct says what a session may read and write.
+    \brief The Role struct defines what a session may read and write.
 
-    The rights are lists of path patterns. In a pattern, a level of one star matches exactly one
-    level of a path, and a level of two stars any number of levels, including none. Every other level
-    matches itself, case-sensitively. Patterns are compared with the normalized path: the rights to a
-    keyword do not depend on its spelling, such as "#" or double separators.
+    The rights are given as lists of path patterns. In a pattern, a level of one star matches
+    exactly one level of a path, and a level of two stars any number of levels, including none.
+    Every other level matches itself, case-sensitively. Patterns are compared with the normalized
+    path: the rights to a keyword do not depend on its spelling, such as "#" or double separators.
 
     \list
         \li A keyword is writable only if it is also readable: the write patterns have an effect
@@ -122,23 +122,23 @@ bool anyPattern(const Patterns &patterns, QStringView path, Test test)
 
 /*!
     \variable pellix::server::Role::name
-    \brief by which sessions refer to the role; not empty, and not a single star, which is the
-    name of full rights.
+    \brief the name by which sessions refer to the role. It must not be empty or a single star,
+    which is the name of the role with full rights.
 */
 
 /*!
     \variable pellix::server::Role::read
-    \brief patterns of what may be read and listed.
+    \brief patterns of the keywords that may be read and listed.
 */
 
 /*!
     \variable pellix::server::Role::write
-    \brief patterns of what may be written, as far as it may be read.
+    \brief patterns of the keywords that may be written, provided that they may also be read.
 */
 
 /*!
-    Returns whether \a text is a pattern: it begins with "/", no level is empty, and stars occur
-    only as levels of one or two of them.
+    Returns whether \a text is a valid pattern: it begins with "/", no level is empty, and stars
+    occur only as levels of one or two stars.
 */
 bool Role::isPattern(const QString &text)
 {

@@ -27,25 +27,27 @@ qint64 counted(quint64 value)
     \inmodule PellixClientServer
     \inheaderfile server/statistics.h
     \ingroup PellixClientServerClasses
-    \brief The Statistics struct is what a keyword server has counted.
+    \brief The Statistics struct contains the statistics of a keyword server.
 
-    The first members tell what there is at this moment, the others what has happened since the
-    server was made. \sa KeywordServer::statistics()
+    The first members describe the current state, the others count events since the server was
+    created.
+
+    \sa KeywordServer::statistics()
 */
 
 /*!
     \variable pellix::server::Statistics::clients
-    \brief open sessions.
+    \brief the number of open sessions.
 */
 
 /*!
     \variable pellix::server::Statistics::keywords
-    \brief declared keywords.
+    \brief the number of declared keywords.
 */
 
 /*!
     \variable pellix::server::Statistics::watchedKeywords
-    \brief keywords that sessions watch, each spelling counted.
+    \brief the number of keywords to which sessions are subscribed, counting each spelling.
 */
 
 /*!
@@ -55,86 +57,88 @@ qint64 counted(quint64 value)
 
 /*!
     \variable pellix::server::Statistics::sendingBytes
-    \brief bytes of messages that wait for clients.
+    \brief the size in bytes of the messages that wait for clients.
 */
 
 /*!
     \variable pellix::server::Statistics::commands
-    \brief commands received.
+    \brief the number of received commands.
 */
 
 /*!
     \variable pellix::server::Statistics::events
-    \brief messages sent: events and answers.
+    \brief the number of sent messages: events and replies.
 */
 
 /*!
     \variable pellix::server::Statistics::bytesIn
-    \brief bytes of the commands.
+    \brief the size in bytes of the received commands.
 */
 
 /*!
     \variable pellix::server::Statistics::bytesOut
-    \brief bytes of the messages.
+    \brief the size in bytes of the sent messages.
 */
 
 /*!
     \variable pellix::server::Statistics::skippedValues
-    \brief values that were left out, as a newer one came before they were sent.
+    \brief the number of values that were skipped, because a newer value arrived before they were
+    sent.
 */
 
 /*!
     \variable pellix::server::Statistics::writes
-    \brief writes received.
+    \brief the number of received writes.
 */
 
 /*!
     \variable pellix::server::Statistics::refusedWrites
-    \brief writes refused, those included that nobody decided in time.
+    \brief the number of refused writes, including those that timed out.
 */
 
 /*!
     \variable pellix::server::Statistics::timedOutWrites
-    \brief writes that nobody decided in time.
+    \brief the number of writes that timed out without a decision.
 */
 
 /*!
     \variable pellix::server::Statistics::refusedCreates
-    \brief keywords that a session asked for beyond its limits.
+    \brief the number of subscriptions beyond the limits of a session.
 */
 
 /*!
     \variable pellix::server::Statistics::refusedDeclarations
-    \brief keywords that were not declared, as there are too many.
+    \brief the number of keywords that were not declared, because there are too many.
 */
 
 /*!
     \variable pellix::server::Statistics::cutAnswers
-    \brief index answers that were cut.
+    \brief the number of truncated index replies.
 */
 
 /*!
     \variable pellix::server::Statistics::delayedCommands
-    \brief how often the commands of a session had to wait.
+    \brief the number of times that the commands of a session had to wait.
 */
 
 /*!
     \variable pellix::server::Statistics::refusedClients
-    \brief connections that were refused.
+    \brief the number of refused connections.
 */
 
 /*!
     \variable pellix::server::Statistics::droppedClients
-    \brief sessions that were dropped, as they made no progress.
+    \brief the number of sessions that were closed, because they made no progress.
 */
 
 /*!
     \variable pellix::server::Statistics::certificateDays
-    \brief days until the certificate of the listener expires; -1 without one.
+    \brief the number of days until the certificate of the listener expires, or -1 without a
+    certificate.
 */
 
 /*!
-    Returns the figures in the text format of Prometheus, version 0.0.4.
+    Returns the statistics in the text format of Prometheus, version 0.0.4.
 */
 QByteArray Statistics::toPrometheus() const
 {

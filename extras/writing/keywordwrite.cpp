@@ -180,8 +180,8 @@ public:
     \row \li \c Taken \li the keyword has the requested value; if unchanged is set, it had it before
     \row \li \c Changed \li the keyword has another value than the requested one; see received
     \row \li \c Refused \li the server refused the write: an event with the error flag arrived
-    \row \li \c TimedOut \li no event that could be the answer arrived in time, see confirmWithin; the
-             write may have arrived
+    \row \li \c TimedOut \li no event that could be the answer arrived in time, see confirmWithin;
+             the write may have reached the server
     \row \li \c NotSent \li nothing was sent; see problem: there is no connection, or the value
              does not fit the keyword
     \endtable
