@@ -28,7 +28,7 @@ void declareFault(KeywordServer *server, FaultyWebSocketServer *socketServer, co
     keyword.label = QString::fromLatin1(label);
     keyword.value = value;
     server->declare(keyword);
-    // Acts after the write is answered: most faults end the connection that it came over.
+    // Acts after the reply to the write: most faults end the connection of the writer.
     server->setWriteCheck(keyword.path, [socketServer, action](const QVariant &written) {
         QTimer::singleShot(0, socketServer, [action, written] { action(written); });
         return true;
@@ -40,8 +40,8 @@ void declareFault(KeywordServer *server, FaultyWebSocketServer *socketServer, co
 /*!
     \relates FaultyWebSocketServer
 
-    Declares keywords on \a server, below /simulator/faults, by which a client commands the faults
-    of \a socketServer. Both have to outlive the keywords.
+    Declares keywords on \a server, below /simulator/faults, with which a client controls the faults
+    of \a socketServer. Both must exist as long as the keywords.
 */
 void declareFaultKeywords(KeywordServer *server, FaultyWebSocketServer *socketServer)
 {
