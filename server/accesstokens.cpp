@@ -244,7 +244,7 @@ QString AccessTokens::add(const Token &token)
         return QStringLiteral("not a name");
     for (const Token &other : std::as_const(tokens)) {
         if (other.holder.name == token.holder.name)
-            return QStringLiteral("the name has a token already");
+            return QStringLiteral("the name already has a token");
         if (other.digest == token.digest)
             return QStringLiteral("the digest occurs twice");
     }

@@ -178,7 +178,7 @@ Judgement ClientCredentials::judge(const ClientIdentification &identification) c
     if (token)
         return *token;
     if (identification.role.isEmpty())
-        return {None, QStringLiteral("it does not say who it is"), {}};
+        return {None, QStringLiteral("it sent no credentials"), {}};
     return known({}, identification.role);
 }
 
@@ -211,7 +211,7 @@ std::optional<Judgement>
 ClientCredentials::judgeTokens(const ClientIdentification &identification) const
 {
     if (otherAuthorization)
-        return wrong(QStringLiteral("its header Authorization holds no token"));
+        return wrong(QStringLiteral("its header Authorization contains no token"));
     std::optional<Judgement> found;
     for (const QByteArray &token :
          {headerToken, identification.tokensInPath ? pathToken : QByteArray()}) {

@@ -37,7 +37,7 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
     for (const auto &[address, prefix] : proxy.addresses) {
         const int bits = address.protocol() == QAbstractSocket::IPv4Protocol ? 32 : 128;
         if (address.isNull() || prefix < 0 || prefix > bits)
-            return QStringLiteral("an address of the proxy is none");
+            return QStringLiteral("an address of the proxy is invalid");
     }
     for (const QByteArray &header : {proxy.addressHeader, proxy.subjectHeader}) {
         if (header.isEmpty())
@@ -45,8 +45,9 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
         if (!isHeaderName(header))
             return QStringLiteral("%1: not the name of a header").arg(QString::fromUtf8(header));
         if (proxy.addresses.isEmpty()) {
-            return QStringLiteral("the header %1 counts for no proxy: give the addresses of the "
-                                  "proxy")
+            return QStringLiteral(
+                       "the header %1 is not used without a proxy: set the addresses of the "
+                       "proxy")
                 .arg(QString::fromUtf8(header));
         }
     }
@@ -235,14 +236,14 @@ QString ClientIdentification::problem() const
             return problem;
     }
     if (!certificates.isEmpty() && authorities.isEmpty() && proxy.subjectHeader.isEmpty())
-        return QStringLiteral("certificates of clients need an authority that signs them");
+        return QStringLiteral("client certificates require an authority that signs them");
     for (const QSslCertificate &authority : authorities) {
         if (authority.isNull())
-            return QStringLiteral("an authority is no certificate");
+            return QStringLiteral("an authority is not a certificate");
     }
     if (!proxy.addresses.isEmpty() && !role.isEmpty()) {
-        return QStringLiteral("a listener behind a proxy cannot have a role: everybody who reaches "
-                              "the proxy would have it. Have clients bring tokens or certificates");
+        return QStringLiteral("a listener behind a proxy cannot have a role, because all clients "
+                              "of the proxy would get it. Use tokens or certificates instead");
     }
     return proxyProblem(proxy);
 }

@@ -545,7 +545,8 @@ void KeywordServer::Private::expireWrites()
         if (write.isAssumed && node && node->declared && node->value == write.value)
             q->setValue(write.path, write.before);
         if (server) {
-            refuse(write, QStringLiteral("timed out"), QStringLiteral("nobody decided it in time"));
+            refuse(write, QStringLiteral("timed out"),
+                   QStringLiteral("it was not decided in time"));
         }
     }
     if (server && !writes.empty())

@@ -189,10 +189,9 @@ void ObjectKeywords::follow(const QMetaProperty &property, const ServeOptions &o
         properties.back().isPolled = true;
         if (options.pollInterval.count() <= 0
             && server->d->isNew(qualifiedName(object->metaObject(), property)))
-            qCInfo(lcObjects).noquote()
-                << qualifiedName(object->metaObject(), property)
-                << "has no NOTIFY signal and is read once. ServeOptions::pollInterval has it read "
-                   "again and again";
+            qCInfo(lcObjects).noquote() << qualifiedName(object->metaObject(), property)
+                                        << "has no NOTIFY signal and is read once. Set "
+                                           "ServeOptions::pollInterval to read it periodically";
     }
 }
 
@@ -270,7 +269,7 @@ void ObjectKeywords::write(int number, const WriteRequest &request)
 {
     const QMetaProperty property = metaProperty(number);
     if (!property.isValid()) {
-        request.refuse(QStringLiteral("the object is gone"));
+        request.refuse(QStringLiteral("the object has been destroyed"));
         return;
     }
     const QPointer<ObjectKeywords> self(this);
@@ -411,11 +410,11 @@ bool KeywordServer::serve(QObject *object, const QString &path, const ServeOptio
     if (level.isEmpty())
         return refuse("the path names no level, such as \"/plant\"");
     if (object->thread() != thread())
-        return refuse("it lives in another thread than the server");
+        return refuse("it lives in a different thread than the server");
 
     auto keywords = std::make_unique<ObjectKeywords>(this, object, level, options);
     if (keywords->paths().isEmpty())
-        return refuse("it has no property that a keyword can have. Does its class have Q_OBJECT?");
+        return refuse("it has no property that can be served. Does its class contain Q_OBJECT?");
     if (!keywords->readAll()) {
         qCWarning(lcObjects) << "cannot serve an object: a getter has destroyed it, or the server";
         return false;

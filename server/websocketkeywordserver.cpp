@@ -34,7 +34,7 @@ namespace {
 Q_LOGGING_CATEGORY(lcWebSocketServer, "pellixclient.server.websocketserver", QtInfoMsg)
 
 constexpr auto defaultHandshakeTimeout = 10s;
-constexpr int waitingConnections = 1024; // queued by the system: after a restart, all connect at once
+constexpr int waitingConnections = 1024; // queued by the system; clients reconnect at once
 constexpr auto farewellTime = 1s; // for the closing handshake of a session that is ended
 
 // Accepts connections, and starts TLS if it has a certificate. Unlike QSslServer, it does not wait
@@ -104,7 +104,7 @@ QSslConfiguration tlsConfiguration(const QList<QSslCertificate> &chain, const QS
 QString tlsProblem(const QList<QSslCertificate> &chain, const QSslKey &key)
 {
     if (std::any_of(chain.cbegin(), chain.cend(), [](const auto &link) { return link.isNull(); }))
-        return QStringLiteral("one of the chain is none");
+        return QStringLiteral("the chain contains an invalid one");
     Listener listener(tlsConfiguration(chain, key));
     QTcpSocket peer;
     listener.listen(QHostAddress::LocalHost);
@@ -213,10 +213,10 @@ QString WebSocketKeywordServer::Private::listenProblem() const
     if (!chain.isEmpty())
         return {};
     if (!access.identification.authorities.isEmpty())
-        return QStringLiteral("certificates of clients need a listener with a certificate");
+        return QStringLiteral("client certificates require a listener with a certificate");
     if (address.isLoopback() || unencryptedAllowed)
         return {};
-    return QStringLiteral("without a certificate, everybody on the network could read values and "
+    return QStringLiteral("without a certificate, others on the network could read values and "
                           "tokens. Set a certificate, or allow unencrypted connections");
 }
 
@@ -428,7 +428,7 @@ void WebSocketKeywordServer::Private::endSession(QWebSocket *socket)
         client->flush();
     QTimer::singleShot(farewellTime, socket, [socket] { socket->abort(); });
     socket->close(QWebSocketProtocol::CloseCodePolicyViolated,
-                  QStringLiteral("access was taken away"));
+                  QStringLiteral("its access was removed"));
 }
 
 // Aborts all connections, including those that are not upgraded yet or are on hold.
@@ -611,7 +611,7 @@ bool WebSocketKeywordServer::setIdentification(const ClientIdentification &ident
     d->error = identification.problem();
     const bool isPlain = d->listener && !d->listener->isEncrypted();
     if (d->error.isEmpty() && isPlain && !identification.authorities.isEmpty())
-        d->error = QStringLiteral("certificates of clients need a listener with a certificate");
+        d->error = QStringLiteral("client certificates require a listener with a certificate");
     if (!d->error.isEmpty())
         return false;
     d->isIdentificationSet = true;

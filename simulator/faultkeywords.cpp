@@ -57,17 +57,17 @@ void declareFaultKeywords(KeywordServer *server, FaultyWebSocketServer *socketSe
                 action();
         });
     };
-    declare("silent", "bool", false, "Fall silent",
+    declare("silent", "bool", false, "Become unresponsive",
             [=](const QVariant &on) { socketServer->setSilent(on.toBool()); });
-    declare("answerDelay", "int", 0, "Delay of answers in ms", [=](const QVariant &delay) {
+    declare("answerDelay", "int", 0, "Delay of replies in ms", [=](const QVariant &delay) {
         socketServer->setAnswerDelay(std::chrono::milliseconds(qMax(0, delay.toInt())));
     });
     declare("duplicateIndexItems", "bool", false, "List children twice",
             [=](const QVariant &on) { socketServer->setDuplicateIndexItems(on.toBool()); });
-    declare("wrongRequestIds", "bool", false, "Answer with wrong identifiers",
+    declare("wrongRequestIds", "bool", false, "Reply with wrong identifiers",
             [=](const QVariant &on) { socketServer->setWrongRequestIds(on.toBool()); });
     declareTrigger("close", "Close all connections", [=] { socketServer->closeClients(); });
-    declareTrigger("abort", "Drop all connections", [=] { socketServer->abortClients(); });
+    declareTrigger("abort", "Abort all connections", [=] { socketServer->abortClients(); });
     declareTrigger("garbage", "Send garbage", [=] {
         socketServer->sendText(QStringLiteral("{\"cmd\":\"keyEvent\",\"payload\":[1,2"));
     });

@@ -239,10 +239,10 @@ void JsonScene::Private::claim(const QString &path, const QString &where, Proble
     if (path.isEmpty())
         problem.report(where, QStringLiteral("is missing or empty"));
     else if (normalized.isEmpty())
-        problem.report(where, QStringLiteral("holds only separators"));
+        problem.report(where, QStringLiteral("contains only separators"));
     else if (!other.isEmpty())
         problem.report(where,
-                       QStringLiteral("%1 is declared already, at %2").arg(normalized, other));
+                       QStringLiteral("%1 is already declared at %2").arg(normalized, other));
     places.insert(normalized, where);
 }
 

@@ -47,14 +47,14 @@ QString credentialsProblem(const Credentials &credentials)
 {
     if (!credentials.token.isEmpty() && !isToken(credentials.token))
         return PKeywordConnection::tr(
-            "the token cannot be sent: it holds a blank or a character that is not ASCII");
+            "the token cannot be sent: it contains a space or a character that is not ASCII");
     for (auto header = credentials.headers.cbegin(); header != credentials.headers.cend();
          ++header) {
         if (!isHeaderName(header.key()) || isReserved(header.key()))
             return PKeywordConnection::tr("the header \"%1\" cannot be sent").arg(header.key());
         if (!isHeaderValue(header.value().toString()))
             return PKeywordConnection::tr("the value of the header \"%1\" cannot be sent: it "
-                                          "holds a character that is not printable ASCII")
+                                          "contains a character that is not printable ASCII")
                 .arg(header.key());
         if (header.key().compare(QLatin1String("Authorization"), Qt::CaseInsensitive) == 0
             && !credentials.token.isEmpty())
@@ -85,8 +85,8 @@ std::optional<ConnectionTarget> connectionTarget(const QString &address,
     const bool basic = !url.userName().isEmpty() || !url.password().isEmpty();
     const bool tells = basic || !credentials.token.isEmpty() || !credentials.headers.isEmpty();
     if (tells && !target.encrypted && !credentials.allowedPlain) {
-        *problem = PKeywordConnection::tr("credentials are not sent over ws://, where anybody on "
-                                          "the way can read them; use wss://");
+        *problem = PKeywordConnection::tr(
+            "credentials are not sent over ws://, which is not encrypted; use wss://");
         return std::nullopt;
     }
 

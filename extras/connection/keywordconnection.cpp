@@ -586,7 +586,7 @@ void PKeywordConnection::set(Value *setting, const Value &value, Signal changed)
 void PKeywordConnection::setDelay(int *setting, int milliseconds, const char *name, Signal changed)
 {
     if (milliseconds < 1) {
-        qmlWarning(this) << name << " has to be 1 ms or more, and is not changed to "
+        qmlWarning(this) << name << " must be at least 1 ms, and is not changed to "
                          << milliseconds;
         return;
     }

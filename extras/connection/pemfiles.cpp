@@ -104,7 +104,7 @@ QList<QSslCertificate> readCertificates(const QString &fileName, QString *error)
         return {};
     const QList<QSslCertificate> certificates = QSslCertificate::fromData(*pem);
     if (certificates.isEmpty())
-        *error = PKeywordConnection::tr("%1: holds no PEM certificate").arg(fileName);
+        *error = PKeywordConnection::tr("%1: contains no PEM certificate").arg(fileName);
     return certificates;
 }
 
@@ -131,10 +131,9 @@ QSslKey readPrivateKey(const QString &fileName, QString *error)
     if (!pem)
         return QSslKey();
     if (pem->contains("BEGIN ENCRYPTED PRIVATE KEY") || pem->contains("Proc-Type: 4,ENCRYPTED")) {
-        *error =
-            PKeywordConnection::tr("the private key in %1 is encrypted; give a decrypted copy: "
-                                   "openssl pkey -in %1 -out plain.key")
-                .arg(fileName);
+        *error = PKeywordConnection::tr("the private key in %1 is encrypted; use a decrypted copy: "
+                                        "openssl pkey -in %1 -out plain.key")
+                     .arg(fileName);
         return QSslKey();
     }
     for (const QSsl::KeyAlgorithm algorithm : {QSsl::Rsa, QSsl::Ec}) {
@@ -142,7 +141,7 @@ QSslKey readPrivateKey(const QString &fileName, QString *error)
         if (!key.isNull())
             return key;
     }
-    *error = PKeywordConnection::tr("%1: holds no PEM private key (RSA or EC)").arg(fileName);
+    *error = PKeywordConnection::tr("%1: contains no PEM private key (RSA or EC)").arg(fileName);
     return QSslKey();
 }
 
@@ -179,9 +178,9 @@ std::optional<QSslConfiguration> tlsConfiguration(const PTlsFiles &files, QStrin
     }
     if (files.certificate.isEmpty() != files.key.isEmpty()) {
         *error = files.key.isEmpty()
-            ? PKeywordConnection::tr("the certificate %1 is of no use without its private key")
+            ? PKeywordConnection::tr("the certificate %1 cannot be used without its private key")
                   .arg(files.certificate)
-            : PKeywordConnection::tr("the private key %1 is of no use without its certificate")
+            : PKeywordConnection::tr("the private key %1 cannot be used without its certificate")
                   .arg(files.key);
         return std::nullopt;
     }

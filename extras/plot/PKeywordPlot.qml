@@ -173,7 +173,7 @@ FocusScope { // and no Control, whose role is not to be changed in Qt 6.4
     activeFocusOnTab: true
 
     Accessible.role: Accessible.Chart
-    Accessible.name: qsTr("Plot of values over the time")
+    Accessible.name: qsTr("Plot of values over time")
     Accessible.description: area.cursorShown ? area.cursorSummary : area.summary
     Accessible.focusable: true
 
@@ -528,7 +528,7 @@ FocusScope { // and no Control, whose role is not to be changed in Qt 6.4
                 implicitWidth: implicitContentWidth + 2 * padding
                 implicitHeight: implicitContentHeight + 2 * padding
                 focusPolicy: Qt.TabFocus
-                Accessible.name: qsTr("Show what is now")
+                Accessible.name: qsTr("Follow the current time")
                 onClicked: root.showNow()
 
                 contentItem: Text {

@@ -584,7 +584,7 @@ void PKeywordPlotArea::setColors(const QVariantList &colors)
         if (color.isValid())
             taken.append(color);
         else
-            qmlWarning(this) << "colors has an entry that is no colour: " << variant.toString();
+            qmlWarning(this) << "colors contains an invalid color: " << variant.toString();
     }
     if (taken.isEmpty() || taken == d->colors)
         return; // a line has to have one

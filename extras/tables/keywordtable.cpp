@@ -524,9 +524,9 @@ QString PKeywordTable::Private::outcomeText(const TableRow &row) const
     case PKeywordWrite::Pending:
         return tr("waiting");
     case PKeywordWrite::Taken:
-        return row.writing->isUnchanged() ? tr("it was that already") : tr("taken");
+        return row.writing->isUnchanged() ? tr("unchanged") : tr("taken");
     case PKeywordWrite::Changed:
-        return tr("another value came back");
+        return tr("a different value was set");
     case PKeywordWrite::Refused:
         return tr("refused");
     case PKeywordWrite::TimedOut:
@@ -949,7 +949,7 @@ QString PKeywordTable::saveCsv(const QUrl &file, bool localized) const
 {
     const QString path = file.scheme().isEmpty() ? file.path() : file.toLocalFile();
     if (path.isEmpty())
-        return tr("cannot write \"%1\": it is no local file").arg(file.toString());
+        return tr("cannot write \"%1\": not a local file").arg(file.toString());
     QSaveFile out(path);
     const QByteArray text = toCsv(localized).toUtf8();
     if (out.open(QIODevice::WriteOnly) && out.write(text) == text.size() && out.commit())

@@ -690,7 +690,7 @@ QString PKeywordWrite::Private::enqueue(const Request &request)
     if (!sum.isGood())
         return sum.problem;
     if (!sum.value.isValid())
-        return PKeywordWrite::tr("nothing can be added to what is still to be written");
+        return PKeywordWrite::tr("nothing can be added to the value that is waiting to be written");
     queued->value = sum.value;
     return {};
 }
@@ -756,7 +756,7 @@ void PKeywordWrite::Private::send(const Request &request)
     if (!guard || sending != sends || !out)
         return;
     if (!isTaken) {
-        settle(NotSent, PKeywordWrite::tr("the client does not send it"));
+        settle(NotSent, PKeywordWrite::tr("the client did not accept the command"));
         announce();
     } else if (!lost && isLinked()) {
         sendFence();
@@ -897,7 +897,7 @@ void PKeywordWrite::Private::onPatience()
         decide(true);
     } else if (queued) {
         queued.reset();
-        conclude(TimedOut, PKeywordWrite::tr("the server does not tell the keyword's value"));
+        conclude(TimedOut, PKeywordWrite::tr("the server has not sent the value of the keyword"));
     }
     proceed();
 }
@@ -918,7 +918,7 @@ void PKeywordWrite::Private::decide(bool timeIsUp)
     } else if (timeIsUp) {
         settle(TimedOut,
                lost ? PKeywordWrite::tr("the connection was lost")
-                    : PKeywordWrite::tr("nothing came back within %1 s")
+                    : PKeywordWrite::tr("no reply within %1 s")
                           .arg(QLocale().toString(confirmWithin / 1000.0)));
     }
 }

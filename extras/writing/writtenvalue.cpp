@@ -98,12 +98,12 @@ bool isExactDouble(qlonglong number)
 
 WrittenValue notANumber()
 {
-    return problem(Text::tr("a number that is infinite, or none, cannot be written"));
+    return problem(Text::tr("NaN and infinity cannot be written"));
 }
 
 WrittenValue tooDeep()
 {
-    return problem(Text::tr("a list or object within itself cannot be written"));
+    return problem(Text::tr("a list or an object that contains itself cannot be written"));
 }
 
 WrittenValue plainOf(const QVariant &given, int depth);
@@ -183,7 +183,7 @@ WrittenValue plainTextOf(const QVariant &given)
         // As JSON.stringify() writes a Date.
         const QDateTime time = given.toDateTime();
         return time.isValid() ? WrittenValue {time.toUTC().toString(Qt::ISODateWithMs), {}}
-                              : problem(Text::tr("a date that is invalid cannot be written"));
+                              : problem(Text::tr("an invalid date cannot be written"));
     }
     if (given.metaType().flags() & QMetaType::PointerToQObject || !given.canConvert<QString>())
         return problem(
@@ -301,7 +301,7 @@ WrittenValue numberOf(const QString &given)
     }
     const double number = text.toDouble();
     return std::isfinite(number) ? WrittenValue {number, {}}
-                                 : problem(Text::tr("%1 is too great").arg(text));
+                                 : problem(Text::tr("%1 is too large").arg(text));
 }
 
 // A plain value as a number; invalid, but without a problem, if it is not a number.
@@ -320,7 +320,7 @@ WrittenValue intOf(const QVariant &plain)
     if (number.value.typeId() == QMetaType::Double)
         number = wholeOf(number.value.toDouble());
     if (number.isGood() && !number.value.isValid())
-        return problem(Text::tr("%1 is no whole number").arg(shown(plain)));
+        return problem(Text::tr("%1 is not an integer").arg(shown(plain)));
     return number;
 }
 
@@ -330,8 +330,8 @@ WrittenValue doubleOf(const QVariant &plain)
     if (number.isGood() && !number.value.isValid())
         return problem(Text::tr("%1 is no number").arg(shown(plain)));
     if (isWhole(number.value) && !isExactDouble(number.value.toLongLong()))
-        return problem(
-            Text::tr("%1 is not exact as a floating point number").arg(shown(number.value)));
+        return problem(Text::tr("%1 cannot be represented exactly as a floating-point number")
+                           .arg(shown(number.value)));
     return number;
 }
 
@@ -406,7 +406,7 @@ WrittenValue amountForType(const QVariant &plain, PKeywordValueType type)
 {
     switch (type) {
     case PKeywordValueType::KVT_STRING:
-        return problem(Text::tr("nothing can be added to a text"));
+        return problem(Text::tr("nothing can be added to a string"));
     case PKeywordValueType::KVT_OBJECT:
         return problem(Text::tr("nothing can be added to an object"));
     default:

@@ -28,8 +28,8 @@ QString addressProblem(const QString &text, Passwords passwords)
     if (passwords == Passwords::Encrypted) {
         const bool tells = !url.userName().isEmpty() || !url.password().isEmpty();
         if (tells && url.scheme() == QLatin1String("ws"))
-            return translated("user and password are not sent over ws://, where anybody on the "
-                              "way can read them; use wss://");
+            return translated(
+                "user and password are not sent over ws://, which is not encrypted; use wss://");
         return QString();
     }
     if (!url.password().isEmpty())

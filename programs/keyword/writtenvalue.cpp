@@ -70,7 +70,7 @@ WrittenValue doubleOf(const QString &text)
     bool isDouble = false;
     const double number = text.toDouble(&isDouble);
     if (!isDouble || !std::isfinite(number)) // JSON has no others
-        return isNumber(text) ? problem(text, QStringLiteral("is too great for a double")) : none();
+        return isNumber(text) ? problem(text, QStringLiteral("is too large for a double")) : none();
     if (!isWholeNumber(text))
         return {number, {}};
     const QString exact = QString::fromLatin1(QByteArray::number(number, 'f', 0));

@@ -217,8 +217,8 @@ void tst_Configuration::problems_sayWhereAndWhat_data()
         "subjectHeader");
     row("proxy and role",
         R"({"listen": [{"port": 0, "role": "viewer", "proxies": {"addresses": "::1"}}]})",
-        "/listen/0: a listener behind a proxy cannot have a role: everybody who reaches the proxy "
-        "would have it. Have clients bring tokens or certificates");
+        "/listen/0: a listener behind a proxy cannot have a role, because all clients of the proxy "
+        "would get it. Use tokens or certificates instead");
     row("pattern", with(R"("roles": {"a": {"read": ["/plant/**", "plant"]}})"),
         "/roles/a/read: \"plant\" is no pattern such as /plant/**, with * for one level and ** for "
         "any");

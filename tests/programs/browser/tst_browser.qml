@@ -766,7 +766,7 @@ TestCase {
             { tag: "no number", keyword: "/plant/level", text: "x", shown: "41.5", value: 41.5,
               outcome: "\"x\" is no number" },
             { tag: "too much", keyword: "/plant/limit", text: "700", shown: "100", value: 100,
-              outcome: "another value came back" },
+              outcome: "a different value was set" },
             { tag: "a text", keyword: "/plant/name", text: "South", shown: "South", value: "South", outcome: "taken" },
             { tag: "not writable", keyword: "/plant/serial", text: "B", shown: "A-7", value: "A-7", outcome: "refused" },
         ];

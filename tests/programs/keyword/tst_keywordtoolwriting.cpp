@@ -261,9 +261,9 @@ void tst_KeywordToolWriting::inexactNumbers_areNotSent_data()
         "/plant/setpoint: '9007199254740993' is not exact as a double, which has 9007199254740992");
     row("waiting, too great a sum", "add --wait /plant/shift 9223372036854775806",
         "/plant/shift: the sum does not fit into 64 bits");
-    row("beyond a double", "set /plant/setpoint 1e400", "'1e400' is too great for a double");
+    row("beyond a double", "set /plant/setpoint 1e400", "'1e400' is too large for a double");
     row("waiting, beyond a double", "set --wait /plant/setpoint -1e400",
-        "/plant/setpoint: '-1e400' is too great for a double");
+        "/plant/setpoint: '-1e400' is too large for a double");
 }
 
 void tst_KeywordToolWriting::inexactNumbers_areNotSent()
