@@ -33,8 +33,8 @@ QString addressProblem(const QString &text, Passwords passwords)
         return QString();
     }
     if (!url.password().isEmpty())
-        return translated("an address cannot carry a password: it would not be sent to the "
-                          "server. Use a token that the server takes in the address");
+        return translated("an address cannot contain a password: it would not be sent to the "
+                          "server. Use a token in the address if the server accepts it");
     return QString();
 }
 

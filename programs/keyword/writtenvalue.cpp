@@ -75,7 +75,10 @@ WrittenValue doubleOf(const QString &text)
         return {number, {}};
     const QString exact = QString::fromLatin1(QByteArray::number(number, 'f', 0));
     if (exact != plainDigits(text))
-        return problem(text, QStringLiteral("is not exact as a double, which has ") + exact);
+        return problem(
+            text,
+            QStringLiteral("cannot be represented exactly as a double; the nearest value is ")
+                + exact);
     bool fits = false;
     const qlonglong whole = text.toLongLong(&fits);
     return {fits ? QVariant(whole) : QVariant(number), {}};

@@ -270,7 +270,7 @@ void tst_KeywordToolConnection::tls_badFilesEndIt_data()
     QTest::newRow("no such token")
         << words("--token-file /none/token") << q("/none/token: No such file or directory");
     QTest::newRow("empty token") << words("--token-file /dev/null")
-                                 << q("/dev/null: holds no token");
+                                 << q("/dev/null: contains no token");
 }
 
 void tst_KeywordToolConnection::tls_badFilesEndIt()

@@ -349,7 +349,7 @@ void tst_SimulatorProgram::refusesBadUsage_data()
                               << q("/nowhere.json: ");
     QTest::newRow("count") << QStringList({q("--generate"), q("x")}) << q("--generate: ");
     QTest::newRow("certificate alone")
-        << QStringList({q("--tls-cert"), q("x")}) << q("go together");
+        << QStringList({q("--tls-cert"), q("x")}) << q("must be used together");
     QTest::newRow("no certificate")
         << QStringList({q("--tls-cert"), q("/nowhere"), q("--tls-key"), q("x")}) << q("/nowhere: ");
     QTest::newRow("no PEM") << QStringList(
