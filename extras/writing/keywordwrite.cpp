@@ -240,7 +240,7 @@ public:
     \value Taken the keyword has the requested value
     \value Changed the keyword has another value
     \value Refused the server refused it
-    \value TimedOut there was no answer in time
+    \value TimedOut there was no reply in time
     \value NotSent nothing was sent
 */
 

@@ -361,7 +361,7 @@ WrittenValue textOf(const QVariant &plain)
         return {QString::number(plain.toDouble(), 'g', QLocale::FloatingPointShortest), {}};
     if (plain.typeId() == QMetaType::Bool)
         return {plain.toBool() ? QStringLiteral("true") : QStringLiteral("false"), {}};
-    return problem(Text::tr("%1 is no text").arg(shown(plain)));
+    return problem(Text::tr("%1 is not a string").arg(shown(plain)));
 }
 
 WrittenValue objectOf(const QVariant &plain)

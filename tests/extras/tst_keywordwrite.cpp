@@ -702,8 +702,8 @@ void tst_KeywordWrite::types_data()
     toText(7, "\"7\"");
     toText(0.1, "\"0.1\"");
     toText(true, "\"true\"");
-    toText(QVariantList {1, 2}, "", "[1,2] is no text");
-    toText(QVariant::fromValue(nullptr), "", "nothing is no text");
+    toText(QVariantList {1, 2}, "", "[1,2] is not a string");
+    toText(QVariant::fromValue(nullptr), "", "nothing is not a string");
 
     const auto toObject = [&](const QVariant &value, const char *sent, const char *problem = "") {
         row("object", PKeywordValueType::KVT_OBJECT, value, sent, problem);
