@@ -328,7 +328,7 @@ WrittenValue doubleOf(const QVariant &plain)
 {
     WrittenValue number = numberOf(plain);
     if (number.isGood() && !number.value.isValid())
-        return problem(Text::tr("%1 is no number").arg(shown(plain)));
+        return problem(Text::tr("%1 is not a number").arg(shown(plain)));
     if (isWhole(number.value) && !isExactDouble(number.value.toLongLong()))
         return problem(Text::tr("%1 cannot be represented exactly as a floating-point number")
                            .arg(shown(number.value)));

@@ -375,9 +375,9 @@ void tst_KeywordTable::write_byType_data()
     row("text", "double", q(" 2.5 "), "2.5");
     row("exponent", "double", q("1e3"), "1000");
     row("number", "double", 2.5, "2.5");
-    row("words", "double", q("two"), "\"two\" is no number");
-    row("nothing", "double", q(""), "\"\" is no number");
-    row("infinity", "double", q("inf"), "\"inf\" is no number");
+    row("words", "double", q("two"), "\"two\" is not a number");
+    row("nothing", "double", q(""), "\"\" is not a number");
+    row("infinity", "double", q("inf"), "\"inf\" is not a number");
     row("zeros", "int", q("007"), "7");
     row("beyond 53 bits", "int", q("9007199254740993"), "9007199254740993");
     row("fraction", "int", q("2.5"), "\"2.5\" is not an integer");
@@ -433,7 +433,7 @@ void tst_KeywordTable::write_outcome()
     bench.client.value(q("/b"), 5, q("double"), q("e"));
     QCOMPARE(bench.cell(1, "outcomeText").toString(), q("refused"));
     bench.table.write(1, q("x")); // and what does not fit, after that
-    QCOMPARE(bench.cell(1, "outcomeText").toString(), q("\"x\" is no number"));
+    QCOMPARE(bench.cell(1, "outcomeText").toString(), q("\"x\" is not a number"));
     bench.table.write(1, 6);
     QCOMPARE(bench.cell(1, "outcomeText").toString(), q("waiting"));
     bench.client.value(q("/b"), 7);
@@ -470,7 +470,7 @@ void tst_KeywordTable::write_waitsForTheValue()
     QCOMPARE(bench.cell(0, "outcomeText").toString(), q("waiting"));
     QCOMPARE(written.size(), 0);
     bench.client.value(q("/a"), 1);
-    QCOMPARE(bench.cell(0, "outcomeText").toString(), q("\"x\" is no number"));
+    QCOMPARE(bench.cell(0, "outcomeText").toString(), q("\"x\" is not a number"));
     QCOMPARE(written.size(), 1);
     QCOMPARE(written.at(0), (QVariantList {q("/a"), int(PKeywordWrite::NotSent)}));
     bench.client.value(q("/b"), 1, q("int"));

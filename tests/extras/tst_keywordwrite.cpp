@@ -675,7 +675,7 @@ void tst_KeywordWrite::types_data()
     toDouble(q("7.25"), "7.25");
     toDouble(q(".5"), "0.5");
     toDouble(q("1e400"), "", "1e400 is too large");
-    toDouble(q("warm"), "", "\"warm\" is no number");
+    toDouble(q("warm"), "", "\"warm\" is not a number");
     toDouble(qlonglong(9007199254740992), "9007199254740992");
     toDouble(qlonglong(9007199254740993), "",
              "9,007,199,254,740,993 cannot be represented exactly as a floating-point number");
@@ -1203,7 +1203,7 @@ void tst_KeywordWrite::slider_invalidValueDoesNotLoseTheOneBefore()
     write.set(2);
     write.set(q("x"));
     QCOMPARE(write.state(), State::NotSent);
-    QCOMPARE(write.problem(), q("\"x\" is no number"));
+    QCOMPARE(write.problem(), q("\"x\" is not a number"));
     QCOMPARE(peer.writes(), QStringList({q("1"), q("2")}));
     peer.tell(1.0);
     peer.tell(2.0);
