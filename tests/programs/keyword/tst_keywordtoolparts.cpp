@@ -199,9 +199,9 @@ void tst_KeywordToolParts::replay_refuses_data()
         "%3, line 1: part 1 is given twice; it is in %1 as well");
     row("old, twice",
         {oldHeading + entry("1", 1) + entry("2", 2), oldHeading + entry("1", 1) + entry("2", 2)},
-        "%2, line 2: the time 1 s is before that of the last entry, 2 s");
+        "%2, line 2: the time 1 s is before that of the previous entry, 2 s");
     row("time goes back", {part1 + entry("3", 1) + "\n" + entry("2.5", 1)},
-        "%1, line 5: the time 2.5 s is before that of the last entry, 3 s");
+        "%1, line 5: the time 2.5 s is before that of the previous entry, 3 s");
     row("negative time", {heading("x", 1) + entry("-1", 1)},
         "%1, line 2: the time -1 s is negative");
     row("absurd time", {part1 + entry("1e10", 1)},
