@@ -90,7 +90,7 @@ void PKeywordLink::setClient(PKeywordClient *client)
     d->client = client;
     if (client) {
         d->clientDestroyed = connect(client, &QObject::destroyed, this, [this] {
-            d->client = nullptr; // its publisher was destroyed before, and the subscriber has signaled that
+            d->client = nullptr; // the destroyed publisher was signaled before
             Q_EMIT clientChanged();
         });
     }
