@@ -23,11 +23,11 @@ public:
     void deliver(const QVariant &value);
 
     PSubscriber *const q;
-    SubscriberListener *listener = nullptr; // hears everything in place of the signals
+    SubscriberListener *listener = nullptr; // called in place of the signals
     PPublisher *publisher = nullptr;
     QString topic;
 
-    // What the two change signals told last, so that each change is told once.
+    // The last signaled values, so that each change is signaled once.
     bool announcedActive = false;
     bool announcedPublisherActive = false;
     bool dying = false;
