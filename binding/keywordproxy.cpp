@@ -27,7 +27,7 @@ const QLatin1String labelPostfix("/Label");
 class PKeywordProxy::Private final : public SubscriberListener
 {
 public:
-    // What few of many proxies need.
+    // Data that most proxies do not need.
     struct Rare
     {
         NotOwned<PAbstractKeywordExpression> keywordExpression;
@@ -36,7 +36,8 @@ public:
         QStringList labelParts;
         QStringList labelPrefixes;
         QString labelKeyword;
-        // The last label of a finished lookup, whose result it must not replace; invalid otherwise.
+        // The last label of a finished lookup, which must not replace the result; invalid
+        // otherwise.
         QVariant takenLabel;
         bool isLabelValid = false;
     };
@@ -68,7 +69,7 @@ public:
             rare->takenLabel.clear();
     }
 
-    // As NotOwned does, which would take eight bytes more.
+    // Like NotOwned, which would require eight more bytes.
     bool holdsClient(const PKeywordClient *other) const
     {
         return other ? client == other : !isClientSet;
@@ -96,7 +97,7 @@ public:
     bool error : 1;
     bool valueValid : 1;
     bool labelLookup : 1;
-    bool isClientSet : 1; // also when it has been destroyed since
+    bool isClientSet : 1; // even if it has been destroyed since
     bool dying : 1;
 };
 
@@ -107,8 +108,8 @@ public:
     \ingroup PellixClientKeywordClasses
     \brief The PKeywordProxy class binds one keyword to a live, writable value.
 
-    Given a client and a keyword, or an expression that computes one, a proxy asks the server for
-    the keyword and follows it:
+    Set a client and a keyword, or an expression that computes one. The proxy then subscribes to the
+    keyword:
 
     \qml
     Column {
@@ -122,138 +123,140 @@ public:
     }
     \endqml
 
-    The value is cleared, and the server asked again, whenever the link to the server comes or goes
-    and whenever the keyword is set, also to what it was.
+    The proxy clears the value and subscribes again whenever the connection is established or lost,
+    and whenever the keyword is set, even to the same value.
 
-    Neither the client nor the expression is owned. After its destruction it reads as \c nullptr,
-    and the proxy whose client was destroyed loses its value. Setting \c nullptr then is still a
-    change, as if the object existed.
+    The proxy owns neither the client nor the expression. If one of them is destroyed, the property
+    becomes \c nullptr; without its client, the proxy loses its value. Setting the property to
+    \c nullptr afterwards still counts as a change.
 
-    An event of the keyword is taken over whole and signalled then: valueChanged() and
-    valueValidChanged() if the value differs, valueTypeChanged() if the type does, and
-    stateChanged() if one of the four flags does. valueValid alone changes after valueChanged().
+    When an event arrives, the proxy first updates its properties from the event and then emits the
+    signals: valueChanged() and valueValidChanged() if the value differs, valueTypeChanged() if the
+    type differs, and stateChanged() if any of the four flags differs. Only valueValid changes after
+    valueChanged().
 
     Handlers of the signals may do anything, including deleting the proxy or its client.
 */
 
 /*!
     \property pellix::client::PKeywordProxy::client
-    \brief the client whose server holds the keyword; \c nullptr by default. Not owned.
+    \brief the client that is connected to the server. The default is \c nullptr. The proxy does not
+    own the client.
 */
 
 /*!
     \property pellix::client::PKeywordProxy::keyword
-    \brief the keyword that the proxy listens to; empty by default.
+    \brief the keyword to which the proxy subscribes. The default is an empty string.
 
-    With keywordExpression set, this is the keyword of the expression, and writing is refused with
-    a warning. Setting the current keyword again clears the value and asks the server again.
+    If keywordExpression is set, this is the keyword of the expression, and writing to the property
+    logs a warning and has no effect. Setting the current keyword again clears the value and
+    subscribes again.
 
-    Without an expression, keywordChanged() and the valueChanged() that clears the old value come
-    before the proxy changes to the new keyword: a handler, and a binding, still reads the old one
-    there.
+    Without an expression, keywordChanged() and the valueChanged() that clears the old value are
+    emitted before the keyword changes: handlers and bindings still read the old keyword.
 */
 
 /*!
     \property pellix::client::PKeywordProxy::keywordExpression
-    \brief the expression that computes the keyword, in place of keyword; \c nullptr by default.
-    Not owned.
+    \brief the expression that computes the keyword and overrides keyword. The default is
+    \c nullptr. The proxy does not own the expression.
 
-    Cleared, the proxy goes back to the keyword that was set before. Its change signal is never
-    emitted.
+    The change signal is never emitted. When you clear the property, the proxy returns to the
+    keyword that was set before.
 
-    An expression that is destroyed while it is in use leaves the proxy with the keyword that it had
-    computed last, until this property is set (also to \c nullptr) or the subscription is
-    established anew.
+    If an expression is destroyed while it is in use, the proxy keeps the last computed keyword
+    until this property is set (even to \c nullptr) or the proxy subscribes again.
 */
 
 /*!
     \property pellix::client::PKeywordProxy::value
-    \brief the value of the keyword as the server sent it last; undefined while there is none.
+    \brief the last value that the server sent. It is undefined if there is none.
 
-    Numbers are \c double or \c qlonglong, arrays lists and objects maps, and null is a valid
-    variant that holds a null pointer. Values are compared with QVariant's equality to decide
-    whether they changed.
+    A number is a \c double or a \c qlonglong, an array is a list, an object is a map, and null is a
+    valid variant that contains a null pointer. Whether a value has changed is determined by the
+    equality of QVariant.
 
-    A label lookup delivers its result here too, see getKeywordLabel().
+    The result of a label lookup also arrives here, see getKeywordLabel().
 */
 
 /*!
     \property pellix::client::PKeywordProxy::labelValue
-    \brief always undefined, and its change signal is never emitted; the result of a label lookup
-    is in value.
+    \brief an undefined value. The change signal is never emitted. The result of a label lookup
+    arrives in value.
 */
 
 /*!
     \property pellix::client::PKeywordProxy::valueValid
-    \brief whether a value, null included, has arrived since keyword was last set to another one.
+    \brief whether a value, including null, has arrived since keyword was last set to another
+    keyword.
 
-    It holds a \c bool. An expression that is set, or moves to another keyword, does not reset
-    it. It stays \c true when the link to the server is lost, while value is cleared.
-    valueValidChanged() is emitted at every change of the value, and with every other keyword that
-    is set.
+    It is a \c bool. Setting an expression, or a change of its keyword, does not reset it. It stays
+    \c true when the connection is lost, although value is cleared then. valueValidChanged() is
+    emitted with every change of the value, and whenever another keyword is set.
 */
 
 /*!
     \property pellix::client::PKeywordProxy::valueLabelValid
-    \brief whether the last label lookup has finished. It holds a \c bool.
+    \brief whether the last label lookup has finished. It is a \c bool.
 */
 
 /*!
     \property pellix::client::PKeywordProxy::valueType
-    \brief the type of the value as the server declares it; KVT_NOPROP while there is none.
+    \brief the type that the server declares for the value, or KVT_NOPROP if there is no value.
 */
 
 /*!
     \property pellix::client::PKeywordProxy::connected
-    \brief whether the server has a source for the keyword, as its last event says; \c false
-    without one.
+    \brief whether the server has a source for the keyword, according to its last event. It is
+    \c false until an event arrives.
 
-    It says nothing of the link between client and server, which is
+    For the state of the connection between client and server, see
     PWebSocketKeywordClient::connected.
     \sa {The four state flags}
 */
 
 /*!
     \property pellix::client::PKeywordProxy::online
-    \brief whether the source delivers, as the keyword's last event says; \c false without one.
+    \brief whether the source delivers data, according to the last event of the keyword. It is
+    \c false until an event arrives.
     \sa {The four state flags}
 */
 
 /*!
     \property pellix::client::PKeywordProxy::consistent
-    \brief whether the value agrees with all its sources, as the keyword's last event says; \c true
-    without one, unlike the other flags.
+    \brief whether the value is consistent with all its sources, according to the last event of the
+    keyword. Unlike the other flags, it is \c true until an event arrives.
     \sa {The four state flags}
 */
 
 /*!
     \property pellix::client::PKeywordProxy::error
-    \brief whether the keyword is in error, or the last write to it was refused, as its last event
-    says; \c false without one.
+    \brief whether the keyword is in error, or the last write to it was refused, according to its
+    last event. It is \c false until an event arrives.
     \sa {The four state flags}, {Setpoint and readback}
 */
 
 /*!
     \fn void PKeywordProxy::keywordExpressionChanged()
 
-    This signal is never emitted: keywordChanged() is, when the expression is replaced.
+    This signal is never emitted. When the expression is replaced, keywordChanged() is emitted.
 */
 
 /*!
     \fn void PKeywordProxy::labelValueChanged()
 
-    This signal is never emitted: the result of a label lookup is in value.
+    This signal is never emitted. The result of a label lookup arrives in value.
 */
 
 /*!
     \fn void PKeywordProxy::stateChanged()
 
-    This signal is emitted once when at least one of connected, online, consistent and error
+    This signal is emitted once if at least one of connected, online, consistent, and error has
     changed.
 */
 
 /*!
-    Constructs a proxy that is bound to nothing. \a parent owns it, if given.
+    Constructs a proxy without a client and a keyword. If \a parent is given, it owns the proxy.
 */
 PKeywordProxy::PKeywordProxy(QObject *parent) : QObject(parent), d(std::make_unique<Private>(this))
 {
@@ -261,12 +264,13 @@ PKeywordProxy::PKeywordProxy(QObject *parent) : QObject(parent), d(std::make_uni
 }
 
 /*!
-    Destroys the proxy. If it was the last one on its keyword, its client tells the server.
+    Destroys the proxy. If it was the last proxy on its keyword, the client unsubscribes from the
+    keyword.
 */
 PKeywordProxy::~PKeywordProxy()
 {
-    // Leaving the keyword tells the server, whose handlers may come back here: not to a proxy that
-    // is half gone.
+    // Unsubscribing sends a command, whose handlers may call back: they must not reach a proxy that
+    // is being destroyed.
     d->dying = true;
     SubscriberListener::listen(d->subscriber, nullptr);
     d->subscriber.setPublisher(nullptr);
@@ -303,7 +307,7 @@ void PKeywordProxy::setClient(PKeywordClient *client)
 }
 
 /*!
-    Takes the client away, like setting it to \c nullptr.
+    Resets the client, like setting it to \c nullptr.
 */
 void PKeywordProxy::resetClient()
 {
@@ -317,8 +321,8 @@ QString PKeywordProxy::keyword() const
 }
 
 /*!
-    Sets \a keyword as the one to listen to. \a labelLookup marks it as a step of a label lookup and
-    is left at its default by all others.
+    Subscribes to \a keyword. \a labelLookup marks a step of a label lookup; all other callers omit
+    it.
 */
 void PKeywordProxy::setKeyword(const QString &keyword, bool labelLookup)
 {
@@ -369,7 +373,7 @@ void PKeywordProxy::setKeywordExpression(PAbstractKeywordExpression *expression)
     resetSubscription();
     // cppcheck-suppress identicalConditionAfterEarlyExit ; handlers run in between
     if (self.deleted() || !expression || rare.keywordExpression != expression)
-        return; // a handler has replaced the expression, or it is gone
+        return; // a handler has replaced or deleted the expression
     disconnect(rare.expressionConnection); // a handler may have set the same one again
     rare.expressionConnection =
         connect(expression, &PAbstractKeywordExpression::keywordChanged, this, [this] {
@@ -428,16 +432,18 @@ bool PKeywordProxy::error() const
 /*!
     \fn bool PKeywordProxy::update(QVariant value)
 
-    Asks the server to set the keyword to \a value, which PKeywordClient::sendKeyUpdate() turns into
-    JSON. The proxy's own value changes when the server's event comes back, not here.
+    Requests that the server set the keyword to \a value, which PKeywordClient::sendKeyUpdate()
+    converts to JSON. The property value changes when the event from the server arrives, not
+    immediately.
 
-    Numbers, texts and booleans of JavaScript are sent as such, null and undefined as null. Arrays
-    and objects of JavaScript reach this function as a QJSValue, which Qt's conversion turns into
-    null: hand over a list or map that comes from C++ instead.
+    JavaScript numbers, strings, and Boolean values are sent as such, null and undefined as null.
+    JavaScript arrays and objects reach this function as a QJSValue, which Qt converts to null: pass
+    a list or a map that comes from C++ instead.
 
-    Returns what the client returns, or \c false without a client. That is not the server's answer:
-    with a PWebSocketKeywordClient it is \c true also while there is no connection and the command
-    is lost. \c false comes only from a missing client or an empty keyword.
+    Returns the return value of the client, or \c false if there is no client. This is not the reply
+    of the server: a PWebSocketKeywordClient returns \c true even if there is no connection and the
+    command is lost. The function returns \c false only if there is no client or the keyword is
+    empty.
 */
 // NOLINTNEXTLINE(performance-unnecessary-value-param): part of the interface
 bool PKeywordProxy::update(QVariant value)
@@ -448,8 +454,9 @@ bool PKeywordProxy::update(QVariant value)
 /*!
     \fn bool PKeywordProxy::updateRelative(QVariant value)
 
-    Asks the server to change the keyword by \a value. Otherwise, also in what it returns,
-    like update().
+    Requests a relative write: the server adds \a value to a number, and toggles a Boolean value if
+    \a value is \c true. Otherwise, the function behaves like update() and has the same return
+    value.
 */
 // NOLINTNEXTLINE(performance-unnecessary-value-param): part of the interface
 bool PKeywordProxy::updateRelative(QVariant value)
@@ -460,29 +467,31 @@ bool PKeywordProxy::updateRelative(QVariant value)
 /*!
     \fn void PKeywordProxy::getKeywordLabel(QString key)
 
-    Starts to look up the label of \a key, a keyword path: the proxy reads the "/Label" keyword of
-    each level below the first in turn, and takes a level's own name where the label is empty.
-    valueLabelValid is \c false meanwhile.
+    Looks up the label of \a key, a keyword path. The proxy reads the "/Label" keyword of each level
+    below the first in turn. If a label is empty, it uses the name of the level. valueLabelValid is
+    \c false during the lookup.
 
-    The result, the labels joined with "/", is delivered in value, and valueLabelValid becomes
-    \c true. The first level is never looked up. For /u1/k1/level with the label Main for /u1/k1
-    and an empty one for the last level, the result is /u1/Main/level. A key with no second level is
-    answered at once.
+    The result, the labels joined with "/", arrives in value, and then valueLabelValid becomes
+    \c true. The first level is never looked up. For /u1/k1/level with the label Main for /u1/k1 and
+    an empty one for the last level, the result is /u1/Main/level. For a key without a second level,
+    the result arrives immediately.
 
-    The proxy's keyword walks through the label keywords and stays on the last one, whose later
-    changes arrive as ordinary values: the first event with another label replaces the result. An
-    event that repeats the label is no change, and leaves the result in place, until the proxy
-    subscribes again: when the link to the server is lost, or another client or the keyword is
-    set. Use a proxy for this alone.
+    During the lookup, the proxy sets its keyword to each label keyword in turn, and it keeps the
+    last one. Later changes of that keyword arrive as ordinary values: the first event with a
+    different label replaces the result. An event that repeats the label is not a change and leaves
+    the result in place, until the proxy subscribes again: when the connection is lost, or when the
+    client or the keyword is set. Use a separate proxy for lookups.
 
-    The key has to begin with "/", or its first level is lost; "#" separates no levels here.
+    The key must begin with "/", otherwise its first level is lost. "#" does not separate levels
+    here.
 
-    Nothing happens without a client, or when the same lookup is under way. One that is abandoned by
-    setting keyword counts as under way for its key, and the levels that it had still to ask come
-    first in the next one: let a lookup finish, or use another proxy. Starting another
-    lookup from a handler of this one's signals is allowed; the new one then takes the proxy over.
+    The function does nothing if there is no client, or if the same lookup is pending. If you
+    interrupt a lookup by setting keyword, it still counts as pending for its key, and the next
+    lookup first requests the remaining levels of the interrupted one: let a lookup finish, or use
+    another proxy. A handler of a signal of this lookup may start another one, which then replaces
+    it.
 */
-// The parameter is a part of the interface.
+// The parameter is part of the interface.
 // cppcheck-suppress passedByValue
 void PKeywordProxy::getKeywordLabel(QString key) // NOLINT(performance-unnecessary-value-param)
 {
@@ -547,8 +556,8 @@ void PKeywordProxy::resetSubscription()
     d->subscriber.setTopic(expression ? expression->keyword() : d->keyword);
     if (self.deleted())
         return;
-    // Required: becoming active has run this function again, which has asked the server, and it is
-    // asked here once more.
+    // Required: becoming active has called this function recursively, which has subscribed, and it
+    // subscribes once more here.
     if (!d->client || !d->subscriber.active() || !d->subscriber.publisherActive())
         return;
     expression = d->keywordExpression();
@@ -574,7 +583,7 @@ void PKeywordProxy::onSubscriberValue(const QVariant &published)
 
     bool valueDiffers = record->value != d->value;
     if (d->rare && d->rare->takenLabel.isValid()) {
-        // The server may answer for the last label of a lookup more than once.
+        // The server may send the last label of a lookup more than once.
         if (record->value == d->rare->takenLabel)
             valueDiffers = false;
         else
@@ -593,8 +602,8 @@ void PKeywordProxy::onSubscriberValue(const QVariant &published)
     d->online = record->online;
     d->error = record->error;
 
-    // A handler may bind the proxy to another keyword or start a label lookup, for which this value
-    // is no label.
+    // A handler may set another keyword or start a label lookup, for which this value is not a
+    // label.
     const bool lookingUp = d->labelLookup;
     const quint32 run = d->resets;
     const DeletionWatch::Scope self(d->watch);
@@ -602,7 +611,7 @@ void PKeywordProxy::onSubscriberValue(const QVariant &published)
         Q_EMIT valueChanged();
         if (self.deleted())
             return;
-        d->valueValid = true; // Required: also when a handler has bound the proxy anew
+        d->valueValid = true; // Required: even if a handler has set another keyword
         Q_EMIT valueValidChanged(); // Required: at every change of the value
     }
     if (!self.deleted() && typeDiffers)
@@ -626,7 +635,7 @@ void PKeywordProxy::takeLabelStep(const QVariant &label)
     else
         rare.labelParts.append(d->keyword.section(QLatin1Char('/'), -2, -2));
 
-    // The prefix leaves the list first: a server that answers inside the call comes back here.
+    // Remove the prefix first: a server that replies inside the call causes a recursive call.
     if (!rare.labelPrefixes.isEmpty())
         setKeyword(rare.labelPrefixes.takeFirst() + labelPostfix, true);
     else
@@ -635,7 +644,8 @@ void PKeywordProxy::takeLabelStep(const QVariant &label)
 
 void PKeywordProxy::finishLabelLookup(const QVariant &lastLabel)
 {
-    // Handlers may start the next lookup, which then owns the proxy: this one says no more.
+    // Handlers may start the next lookup, which then owns the proxy: nothing more is signaled for
+    // this one.
     const DeletionWatch::Scope self(d->watch);
     Private::Rare &rare = *d->rare;
     rare.labelKeyword.clear();

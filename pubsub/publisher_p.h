@@ -17,7 +17,7 @@ public:
     using Notification = ListWalk<Subscription, &Subscription::attached>;
     using TopicWalk = ListWalk<Subscription, &Subscription::inTopic>;
 
-    // One value on its way to the subscribers that the topic had when it was published.
+    // The delivery of one value to the subscribers that the topic had when it was published.
     struct Delivery : TopicWalk
     {
         Delivery(TopicWalk *&stack, Subscription *first, const QString &topic,
@@ -34,7 +34,7 @@ public:
     void attach(Subscription *subscription);
     void detach(Subscription *subscription);
     void joinTopic(Subscription *subscription);
-    bool leaveTopic(Subscription *subscription); // true when its topic is gone with it
+    bool leaveTopic(Subscription *subscription); // true if its topic was removed with it
     void publishNested(const QString &topic, const QVariant &value);
 
     bool active = false;

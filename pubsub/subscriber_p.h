@@ -25,16 +25,17 @@ public:
     void deliver(const QVariant &value);
 
     PSubscriber *const q;
-    SubscriberListener *listener = nullptr; // hears everything in place of the signals
+    SubscriberListener *listener = nullptr; // called in place of the signals
     PPublisher *publisher = nullptr;
     QString topic;
 
     ListLinks<Private> attached; // among all subscribers of the publisher
     ListLinks<Private> inTopic; // among those of the topic
-    Private *nextTopic = nullptr; // in its bucket of the table, if it is the first of its topic
+    Private *nextTopic =
+        nullptr; // in the same bucket, if this is the first subscriber of its topic
 
     quint64 joined : 61; // when it joined its topic, in the publisher's count
-    // What the two change signals told last, so that each change is told once.
+    // The last signaled values, so that each change is signaled once.
     bool announcedActive : 1;
     bool announcedPublisherActive : 1;
     bool dying : 1;

@@ -15,8 +15,8 @@ namespace pellix::client {
 /*
     The topics of a publisher, each with its subscribers in the order in which they joined.
 
-    A hash table that consists of the subscribers: the first one of a topic stands for the topic,
-   which therefore has a name in one place only and needs no entry of its own.
+    This is a hash table whose nodes are the subscribers themselves: the first subscriber of a
+    topic represents the topic, which therefore needs no memory of its own.
 */
 template <typename Subscription> class TopicTable
 {
@@ -45,11 +45,11 @@ public:
         }
     }
 
-    // Returns true if the topic is gone with its last subscriber.
+    // Returns true if this was the last subscriber of its topic.
     bool remove(Subscription *subscription)
     {
         const auto [previous, next] = std::exchange(subscription->inTopic, {});
-        if (previous->inTopic.next) { // not the first: the last one comes before that
+        if (previous->inTopic.next) { // not the first, whose predecessor is the last one
             previous->inTopic.next = next;
             (next ? next : *slotOf(subscription->topic))->inTopic.previous = previous;
             return false;
@@ -74,7 +74,7 @@ private:
         return qHash(topic, QHashSeed::globalSeed()) & (buckets.size() - 1);
     }
 
-    // Where the topic is linked, or where a new one would be.
+    // Points to the first subscriber of the topic, or to where it is to be inserted.
     Subscription **slotOf(const QString &topic) const
     {
         Subscription **slot = &buckets[bucketOf(topic)];
@@ -96,7 +96,7 @@ private:
         }
     }
 
-    mutable std::vector<Subscription *> buckets; // as many as a power of two
+    mutable std::vector<Subscription *> buckets; // their number is a power of two
     size_t topics = 0;
 };
 
