@@ -18,6 +18,7 @@ Pane {
     required property date now
     property string keyword
     required property int childCount // of keywords below it; negative while unknown
+    required property bool readOnly // as far as the server has told
 
     signal openRequested()
     signal trendRequested()
@@ -362,6 +363,7 @@ Pane {
             writer: writer
             valueType: history.known ? history.valueType : live.valueType
             value: live.value
+            readOnly: root.readOnly
             visible: !root.valueless
             Layout.fillWidth: true
         }

@@ -15,6 +15,7 @@
 #include "simulator/faultywebsocketserver.h"
 
 #include <QtCore/QFile>
+#include <QtCore/QLocale>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QTemporaryDir>
 #include <QtQml/QQmlContext>
@@ -54,6 +55,7 @@ public:
     // Everything as it was at the beginning.
     Q_INVOKABLE void reset()
     {
+        QLocale::setDefault(QLocale::c());
         transport.reset();
         port = 0;
         server.clear();
@@ -84,6 +86,11 @@ public:
                               bool error)
     {
         return server.setState(path, connected, online, consistent, error);
+    }
+    Q_INVOKABLE void setLocale(const QString &name) { QLocale::setDefault(QLocale(name)); }
+    Q_INVOKABLE void refuseWrites(const QString &path)
+    {
+        server.setWriteHandler(path, [](const WriteRequest &request) { request.refuse(); });
     }
     Q_INVOKABLE void declareDouble(const QString &path, const QString &label, double value)
     {

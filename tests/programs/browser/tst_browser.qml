@@ -618,11 +618,12 @@ TestCase {
 
     function test_write_badNumberIsNotSent_data() {
         return [
-            { tag: "text", name: "Level", text: "warm", problem: "a number is expected" },
-            { tag: "nothing", name: "Level", text: "", problem: "a number is expected" },
-            { tag: "infinite", name: "Level", text: "1e999", problem: "a number is expected" },
+            { tag: "text", name: "Level", text: "warm", problem: "\"warm\" is no number" },
+            { tag: "nothing", name: "Level", text: " ", problem: "a number is expected" },
+            { tag: "infinite", name: "Level", text: "1e999", problem: "1e999 is too great" },
             { tag: "fraction for an int", name: "Bottles", text: "1.5",
-              problem: "a whole number is expected" },
+              problem: "\"1.5\" is no whole number" },
+            { tag: "groups", name: "Level", text: "1,000", problem: "\"1,000\" is no number" },
         ];
     }
 
@@ -634,11 +635,110 @@ TestCase {
         field.text = row.text;
         click(find("setButton"));
         compare(field.problem, row.problem);
-        compare(outcome(), row.problem); // to be read, not only pointed at
+        compare(outcome(), "not sent: " + row.problem); // to be read, not only pointed at
+        field.forceActiveFocus();
+        keyClick(Qt.Key_End);
+        keyClick("x");
+        compare(field.problem, "");
+        compare(outcome(), ""); // as long as it is being corrected
         field.text = "12";
         click(find("setButton"));
         compare(field.problem, "");
         tryCompare(find("valueText"), "text", "12");
+    }
+
+    function test_write_badStepIsNotSent() {
+        openPlant();
+        select("Level");
+        const step = find("stepField");
+        tryCompare(step, "visible", true);
+        step.text = "much";
+        click(find("minusButton"));
+        compare(outcome(), "not sent: \"-much\" is no number");
+        verify(step.problem !== "");
+        step.text = "";
+        click(find("plusButton"));
+        compare(outcome(), "not sent: a number is expected");
+        step.text = "-2";
+        click(find("minusButton"));
+        tryCompare(find("valueText"), "text", "43.5");
+        compare(step.problem, "");
+    }
+
+    // Numbers and times are shown and read as the user's locale has them, in each place.
+    function test_locale_isFollowedEverywhere() {
+        root.stage.setLocale("de_DE");
+        view = createTemporaryObject(browser, root);
+        list = find("childView");
+        root.stage.preferences.pinned = ["/plant/level", "/plant/count"];
+        openPlant();
+        select("Level");
+        tryCompare(find("valueText"), "text", "41,5");
+        verify(findItem(row("Level"), item => item.text === "41,5"));
+        tryPinnedRows(["Level | /plant/level | 41,5 | good", "Bottles | /plant/count | 7 | good"]);
+        tryVerify(() => / \d\d:\d\d:\d\d,\d\d\d, /.test(find("changeText").text), 5000,
+                  find("changeText").text);
+        tryVerify(() => /^\d+,\d changes\/s$/.test(find("changeRateText").text), 5000,
+                  find("changeRateText").text);
+        tryVerify(() => /^\d+,\d events\/s$/.test(find("rateText").text), 5000, find("rateText").text);
+        choose("modeChoice", 3);
+        tryCompare(find("aggregateText"), "text", "48,5");
+
+        find("valueField").text = "1234567,25";
+        click(find("setButton"));
+        tryCompare(find("valueText"), "text", "1234567,25");
+        compare(root.stage.value("/plant/level"), 1234567.25);
+        verify(/^1234567,25 sent, 1234567,25 came back/.test(outcome()), outcome());
+        find("stepField").text = "0,25";
+        click(find("minusButton"));
+        tryCompare(find("valueText"), "text", "1234567");
+        verify(/^-0,25 sent, 1234567 came back/.test(outcome()), outcome());
+        click(find("plusButton"));
+        tryVerify(() => /^\+0,25 sent, 1234567,25 came back/.test(outcome()), 5000, outcome());
+        root.stage.setValue("/plant/level", 0.1 + 0.2);
+        tryCompare(find("valueText"), "text", "0,3");
+    }
+
+    // In a locale whose signs and digits are others than those of programs.
+    function test_locale_withItsOwnDigits() {
+        root.stage.setLocale("fa_IR");
+        view = createTemporaryObject(browser, root);
+        list = find("childView");
+        openPlant();
+        select("Level");
+        const shown = number => Number(number).toLocaleString(Qt.locale("fa_IR"), "g", 6);
+        tryCompare(find("valueText"), "text", shown(41.5));
+        find("stepField").text = shown(-0.5);
+        click(find("minusButton"));
+        tryCompare(find("valueText"), "text", shown(42));
+        click(find("plusButton"));
+        tryCompare(find("valueText"), "text", shown(41.5));
+    }
+
+    function test_write_readOnlyIsNotOffered() {
+        openPlant();
+        select("Serial");
+        tryCompare(find("valueText"), "text", "A-7");
+        const reason = find("notWritableText");
+        tryCompare(reason, "visible", true);
+        compare(reason.text, "read-only: the server takes no value for it");
+        verify(!reason.truncated);
+        for (const name of ["valueField", "setButton", "trueButton", "plusButton", "stepField"])
+            verify(!find(name).visible, name);
+        keyClick(Qt.Key_Return); // there is no field to go to
+        verify(list.activeFocus);
+        select("Level");
+        tryCompare(find("valueField"), "visible", true);
+        verify(!reason.visible);
+        // Wherever it was selected: what the list is filtered by does not matter.
+        choose("accessChoice", 3);
+        root.stage.preferences.pinned = ["/plant/serial"];
+        view.selected = "/plant/serial";
+        tryCompare(reason, "visible", true);
+        choose("accessChoice", 0);
+        // What the server does not list may be there nevertheless.
+        view.selected = "/plant/level/unit";
+        verify(!find("notWritableText").text.includes("read-only"));
     }
 
     function test_write_bool() {
@@ -666,14 +766,15 @@ TestCase {
     }
 
     function test_write_refused() {
+        root.stage.refuseWrites("/plant/name");
         openPlant();
-        select("Serial");
-        tryCompare(find("valueText"), "text", "A-7");
+        select("Name of the plant");
+        tryCompare(find("valueText"), "text", "North");
         find("valueField").text = "B-8";
         click(find("setButton"));
-        tryVerify(() => outcome().startsWith("B-8 sent, refused: A-7 came back with an error"),
+        tryVerify(() => outcome().startsWith("B-8 sent, refused: North came back with an error"),
                   5000, outcome());
-        compare(find("valueText").text, "A-7");
+        compare(find("valueText").text, "North");
         verify(!find("errorFlag").good);
     }
 
@@ -866,7 +967,7 @@ TestCase {
         verify(/^last seen [0-9:.]+, .+$/.test(find("changeText").text), find("changeText").text);
         find("valueField").text = "1";
         click(find("setButton"));
-        compare(outcome(), "1 not sent: there is no connection");
+        compare(outcome(), "not sent: there is no connection");
 
         root.stage.setValue("/plant/level", 77);
         compare(root.stage.listen(), url);
