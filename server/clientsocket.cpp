@@ -10,6 +10,7 @@
 #include <QtWebSockets/QWebSocket>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #ifdef Q_OS_UNIX
@@ -32,6 +33,8 @@ constexpr char wholeTextFrame = char(0x81);
 constexpr char longLength = 126; // says that the length stands in the two bytes behind it
 constexpr qsizetype greatestPlainFrame = 0xffff; // bytes
 constexpr qsizetype greatestKeptBuffer = qsizetype(32) * 1024; // bytes
+constexpr char closeFrame = char(0x88);
+constexpr qint64 greatestControlPayload = 125; // bytes
 constexpr auto commandPause = 20ms;
 constexpr int slice = 5; // ms for the commands of one client, then it is another's turn
 constexpr qint64 greatestHeader = 14; // of a frame
@@ -60,6 +63,14 @@ qint64 sendAtOnce([[maybe_unused]] QTcpSocket *connection, [[maybe_unused]] cons
 #else
     return 0;
 #endif
+}
+
+// Whether a client may close a connection with this code, as far as nothing is wrong with it.
+bool isOrdinary(int closeCode)
+{
+    return closeCode == QWebSocketProtocol::CloseCodeNormal
+        || closeCode == QWebSocketProtocol::CloseCodeGoingAway
+        || (closeCode >= 3000 && closeCode < 5000); // of libraries and applications
 }
 
 // Of others nothing is said: it is a glance at where clients write what they command.
@@ -288,10 +299,42 @@ void ClientSocket::giveUp(const QString &why)
 
 void ClientSocket::enqueue(const QString &text)
 {
+    if (closeCode)
+        return; // it has said that this was all
     sincePing.invalidate(); // it is alive
     commands.enqueue(text.toUtf8());
+    takeCloseFrame();
     takeSoon();
     checkBacklog();
+}
+
+// A WebSocket answers a close frame when it sees it, and nothing may follow that answer. So one
+// that was read together with a command does not reach it before the command is taken. Frames that
+// are wrong do, as it knows what to say of them.
+void ClientSocket::takeCloseFrame()
+{
+    constexpr qint64 header = 6; // with the mask
+    std::array<char, header + 2> start {};
+    if (!connection || connection->peek(start.data(), qint64(start.size())) < header
+        || start[0] != closeFrame)
+        return;
+    const qint64 length = uchar(start[1]) - 0x80; // the upper bit says that there is a mask
+    if (length < 0 || length == 1 || length > greatestControlPayload
+        || connection->bytesAvailable() < header + length)
+        return;
+    const auto payload = [&start](int i) { return uchar(start[6 + i]) ^ uchar(start[2 + i]); };
+    const int code =
+        length == 0 ? QWebSocketProtocol::CloseCodeNormal : (payload(0) << 8) + payload(1);
+    if (!isOrdinary(code))
+        return;
+    connection->skip(header + length);
+    closeCode = code;
+}
+
+void ClientSocket::answerCloseFrame()
+{
+    flush();
+    socket->close(QWebSocketProtocol::CloseCode(*closeCode));
 }
 
 // Whether the client has read what it asked for before. It may ask for more keywords when so many
@@ -346,8 +389,11 @@ void ClientSocket::takeCommands()
             break;
     }
     limitReading();
+    const bool goesOn = commandTimer.isActive() && commandTimer.intervalAsDuration() < commandPause;
     if (finishing && commands.isEmpty())
         Q_EMIT finished();
+    else if (closeCode && !finishing && !goesOn)
+        answerCloseFrame();
 }
 
 // Neither a WebSocket nor TLS can be told to wait: they take whatever the connection has read. So

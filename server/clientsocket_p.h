@@ -14,6 +14,7 @@
 #include <QtCore/QTimer>
 
 #include <memory>
+#include <optional>
 
 class QSocketNotifier;
 class QSslSocket;
@@ -33,7 +34,8 @@ class KeywordSession;
 //
 // From the client: its commands wait while it sends more of them than it may, or does not read the
 // answers; then it is read no further. They are taken from the event loop, a few at a time: others
-// have their turn in between, and whoever handles one may delete everything.
+// have their turn in between, and whoever handles one may delete everything. A client that closes
+// the connection in the same packet has its answers before the close frame.
 class ClientSocket : public QObject
 {
     Q_OBJECT
@@ -74,6 +76,8 @@ private:
     void checkProgress();
     void giveUp(const QString &why);
     void enqueue(const QString &text);
+    void takeCloseFrame();
+    void answerCloseFrame();
     bool hasReadAnswers() const;
     bool mayTakeCommand();
     void takeSoon();
@@ -103,6 +107,7 @@ private:
     QTimer commandTimer;
     QPointer<QSocketNotifier> readNotifier;
     qint64 own = 0; // bytes that wait and are no pongs, at most
+    std::optional<int> closeCode; // that the client has sent, and that is to be answered
     bool finishing = false;
     bool full = false;
 };
