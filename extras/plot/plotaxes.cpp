@@ -24,10 +24,10 @@ constexpr qint64 minute = 60 * second;
 constexpr qint64 hour = 60 * minute;
 constexpr qint64 day = 24 * hour;
 
-QString translated(const char *text)
+struct Text
 {
-    return QCoreApplication::translate("PKeywordPlot", text);
-}
+    Q_DECLARE_TR_FUNCTIONS(PKeywordPlot)
+};
 
 // The next of 1, 2 or 5 times a power of ten.
 double roundStep(double atLeast)
@@ -98,7 +98,7 @@ QString plotNumberText(double value)
 
 QString plotBoolText(bool value)
 {
-    return value ? translated("true") : translated("false");
+    return value ? Text::tr("true") : Text::tr("false");
 }
 
 QString plotTimeText(const QDateTime &time, double span)

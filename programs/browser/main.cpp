@@ -12,6 +12,7 @@
 #include "programs/common/commandline.h"
 #include "programs/quick/hosttheme.h"
 #include "programs/quick/screenshot.h"
+#include "programs/quick/translations.h"
 #include "server/inprocesslink.h"
 #include "server/keywordserver.h"
 #include "simulator/telemetryscene.h"
@@ -48,10 +49,10 @@ struct Options
     QString settings; // empty: the user's
 };
 
-QString translated(const char *text)
+struct Text
 {
-    return QGuiApplication::translate("main", text);
-}
+    Q_DECLARE_TR_FUNCTIONS(main)
+};
 
 std::optional<int> aggregationFromName(const QString &name)
 {
@@ -64,9 +65,9 @@ std::optional<int> aggregationFromName(const QString &name)
     return std::nullopt;
 }
 
-QCommandLineOption option(const char *name, const char *description, const char *value)
+QCommandLineOption option(const char *name, const QString &description, const char *value)
 {
-    return {QString::fromLatin1(name), translated(description), QString::fromLatin1(value)};
+    return {QString::fromLatin1(name), description, QString::fromLatin1(value)};
 }
 
 class CommandLine
@@ -80,45 +81,48 @@ public:
     QCommandLineParser parser;
 
 private:
-    const QCommandLineOption url =
-        option("url",
-               "Browse the keyword server at this WebSocket <address>, such as ws://host:port. "
-               "Given again: the next choice. Without it: the live values of this machine.",
-               "address");
+    const QCommandLineOption url = option(
+        "url",
+        Text::tr("Browse the keyword server at this WebSocket <address>, such as ws://host:port. "
+                 "Given again: the next choice. Without it: the live values of this machine."),
+        "address");
     const QCommandLineOption ca = option(
-        "ca", "Trust the authorities in this PEM <file>, and no others, for wss:// addresses.",
+        "ca",
+        Text::tr("Trust the authorities in this PEM <file>, and no others, for wss:// addresses."),
         "file");
     const QCommandLineOption certificate = option(
-        "cert", "Show this certificate <file> (PEM) to the server. It goes with --key.", "file");
-    const QCommandLineOption key =
-        option("key", "The private key <file> (PEM, not encrypted) of the certificate.", "file");
-    const QCommandLineOption token =
-        option("token-file",
-               "Send the token in this <file> to the server. It goes with --url, whose addresses "
-               "have to be wss:// then.",
-               "file");
+        "cert", Text::tr("Show this certificate <file> (PEM) to the server. It goes with --key."),
+        "file");
+    const QCommandLineOption key = option(
+        "key", Text::tr("The private key <file> (PEM, not encrypted) of the certificate."), "file");
+    const QCommandLineOption token = option(
+        "token-file",
+        Text::tr("Send the token in this <file> to the server. It goes with --url, whose addresses "
+                 "have to be wss:// then."),
+        "file");
     const QCommandLineOption keyword =
-        option("keyword", "Open this <path>, / if not given.", "path");
+        option("keyword", Text::tr("Open this <path>, / if not given."), "path");
     const QCommandLineOption select =
-        option("select", "Select the keyword at this <path>.", "path");
+        option("select", Text::tr("Select the keyword at this <path>."), "path");
     const QCommandLineOption pin =
-        option("pin", "Pin the keyword at this <path>. May be given again.", "path");
-    const QCommandLineOption filter =
-        option("filter", "List only what has all these <words> in its label or name.", "words");
+        option("pin", Text::tr("Pin the keyword at this <path>. May be given again."), "path");
+    const QCommandLineOption filter = option(
+        "filter", Text::tr("List only what has all these <words> in its label or name."), "words");
     const QCommandLineOption aggregate =
         option("aggregate",
-               "Aggregate what is pinned by this <mode>: min, max, equal, sum, and, or.", "mode");
+               Text::tr("Aggregate what is pinned by this <mode>: min, max, equal, sum, and, or."),
+               "mode");
     const QCommandLineOption settings =
-        option("settings", "Keep the settings in this INI <file>.", "file");
+        option("settings", Text::tr("Keep the settings in this INI <file>."), "file");
     const QCommandLineOption trend {QStringLiteral("trend"),
-                                    translated("Show all that is pinned in one plot.")};
-    const QCommandLineOption dark {QStringLiteral("dark"), translated("Use dark colours.")};
-    const QCommandLineOption light {QStringLiteral("light"), translated("Use light colours.")};
+                                    Text::tr("Show all that is pinned in one plot.")};
+    const QCommandLineOption dark {QStringLiteral("dark"), Text::tr("Use dark colours.")};
+    const QCommandLineOption light {QStringLiteral("light"), Text::tr("Use light colours.")};
 };
 
 CommandLine::CommandLine(const Screenshot &screenshot)
 {
-    parser.setApplicationDescription(translated(
+    parser.setApplicationDescription(Text::tr(
         "Browses a keyword server: lists keywords, shows their live values, writes them.\n\n"
         "An address may carry user:password@ over wss:// only. Addresses are shown without their "
         "secrets and are not saved.\n\n"
@@ -135,7 +139,7 @@ std::optional<Options> CommandLine::options(const Session &session) const
     if (!parser.positionalArguments().isEmpty()) {
         const QString argument = parser.positionalArguments().constFirst();
         programs::complain(
-            translated("unexpected argument '%1'").arg(programs::shownAddress(argument)));
+            Text::tr("unexpected argument '%1'").arg(programs::shownAddress(argument)));
         return std::nullopt;
     }
     Options options;
@@ -151,7 +155,7 @@ std::optional<Options> CommandLine::options(const Session &session) const
     options.files = {given(ca), given(certificate), given(key), given(token)};
     QString fileProblem = programs::accessProblem(options.files, options.addresses);
     if (fileProblem.isEmpty() && options.files.token && options.addresses.isEmpty())
-        fileProblem = translated("--token-file goes with --url");
+        fileProblem = Text::tr("--token-file goes with --url");
     if (!fileProblem.isEmpty()) {
         programs::complain(fileProblem);
         return std::nullopt;
@@ -164,19 +168,19 @@ std::optional<Options> CommandLine::options(const Session &session) const
     options.settings = parser.value(settings);
     options.trend = parser.isSet(trend);
     if (parser.isSet(settings) && options.settings.isEmpty()) {
-        programs::complain(translated("--settings needs a file name"));
+        programs::complain(Text::tr("--settings needs a file name"));
         return std::nullopt;
     }
     if (parser.isSet(aggregate)) {
         options.aggregation = aggregationFromName(parser.value(aggregate));
         if (!options.aggregation) {
-            programs::complain(translated("'%1' is no mode: min, max, equal, sum, and, or are")
+            programs::complain(Text::tr("'%1' is no mode: min, max, equal, sum, and, or are")
                                    .arg(parser.value(aggregate)));
             return std::nullopt;
         }
     }
     if (parser.isSet(dark) && parser.isSet(light)) {
-        programs::complain(translated("--dark and --light exclude each other"));
+        programs::complain(Text::tr("--dark and --light exclude each other"));
         return std::nullopt;
     }
     if (parser.isSet(dark) || parser.isSet(light))
@@ -227,7 +231,8 @@ int main(int argc, char *argv[])
     if (programs::answeredWithoutDisplay(commandLine.parser, argc, argv))
         return EXIT_SUCCESS;
     const QGuiApplication application(argc, argv);
-    QGuiApplication::setApplicationDisplayName(translated("Keyword Browser"));
+    installTranslations();
+    QGuiApplication::setApplicationDisplayName(Text::tr("Keyword Browser"));
     Session session(createInProcess); // outlives the engine, whose proxies point to its clients
     if (!programs::parseArguments(commandLine.parser))
         return programs::badUsage;
