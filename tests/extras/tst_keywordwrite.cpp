@@ -777,6 +777,9 @@ void tst_KeywordWrite::texts_haveTheUsersDecimalPoint()
         QCOMPARE(write.state(), State::NotSent);
     }
     write.add(q("-0,5"));
+    peer.tell(5, false, PKeywordValueType::KVT_INT);
+    write.set(1234.5);
+    QCOMPARE(write.problem(), q("1234,5 is no whole number")); // as it would be typed
     QLocale::setDefault(before);
     QCOMPARE(peer.writes(), QStringList({q("7.5"), q("8.5"), q("+-0.5")}));
 }
