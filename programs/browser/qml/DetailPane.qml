@@ -125,6 +125,8 @@ Pane {
                     wrapMode: TextEdit.WrapAnywhere
                     textFormat: TextEdit.PlainText
                     Layout.fillWidth: true
+                    Accessible.role: Accessible.StaticText
+                    Accessible.name: text
                 }
             }
             PushButton {
@@ -350,6 +352,8 @@ Pane {
                 font.pixelSize: Theme.dp(13)
                 wrapMode: TextEdit.Wrap
                 textFormat: TextEdit.PlainText
+                Accessible.role: Accessible.StaticText
+                Accessible.name: text
             }
         }
         Item {

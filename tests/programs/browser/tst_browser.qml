@@ -1140,6 +1140,114 @@ TestCase {
         click(find("securityButton"));
     }
 
+    function pages(): var {
+        return [
+            { tag: "number", name: "Level" },
+            { tag: "bool", name: "Running" },
+            { tag: "text", name: "Name of the plant" },
+            { tag: "read-only", name: "Serial" },
+            { tag: "long text", name: "Name of the plant", text: "first\nsecond" },
+            { tag: "trend", name: "Level", trend: true },
+            { tag: "security", name: "Level", security: true },
+            { tag: "disconnected", name: "Level", lost: true },
+            { tag: "export", name: "Level", exporting: true },
+        ];
+    }
+
+    // Returns the item that is the page.
+    function turnTo(page: var): Item {
+        const url = root.stage.listen();
+        connectTo(url);
+        tryCompare(root.stage.session, "connected", true);
+        root.stage.preferences.pinned = ["/plant/level", "/plant/count"];
+        view.open("/plant");
+        tryCompare(list, "count", plant.length);
+        view.selected = "/plant/" + ({ "Level": "level", "Running": "running", "Serial": "serial" }[page.name] ?? "name");
+        tryVerify(() => findChild(view, "history").known);
+        if (page.text)
+            root.stage.setValue("/plant/name", page.text);
+        tryCompare(find("longText"), "visible", Boolean(page.text));
+        view.trend = page.trend ?? false;
+        if (page.security)
+            click(find("securityButton"));
+        if (page.lost) {
+            root.stage.goAway();
+            tryCompare(find("lostBanner"), "visible", true);
+            tryCompare(find("tryNowButton"), "visible", true);
+        }
+        if (page.exporting) {
+            tryVerify(() => findChild(view, "history").sampleCount > 0);
+            click(find("exportButton"));
+            tryVerify(() => find("exportPopup").opened);
+            return find("exportPopup").contentItem;
+        }
+        return view;
+    }
+
+    function turnBack(page: var) {
+        if (page.exporting)
+            find("exportPopup").close();
+        if (page.security)
+            click(find("securityButton"));
+    }
+
+    function test_access_everythingIsNamedAndReached_data() {
+        return pages();
+    }
+
+    // For a screen reader each control has a name and a role; Tab comes to all, and back.
+    function test_access_everythingIsNamedAndReached(page) {
+        const part = turnTo(page);
+        const controls = root.stage.controls(part);
+        verify(controls.length > 3, controls.length);
+        const bad = controls.filter(control => control.name === "" || control.role <= 0);
+        compare(bad.map(control => control.what + " " + control.role).join(", "), "");
+
+        const stops = controls.filter(control => control.tabStop);
+        for (const key of [Qt.Key_Tab, Qt.Key_Backtab]) {
+            const left = new Set(stops.map(control => control.what + " " + control.name));
+            stops[0].item.forceActiveFocus();
+            for (let i = 0; i <= stops.length; ++i) {
+                for (const stop of stops.filter(stop => stop.item.activeFocus))
+                    left.delete(stop.what + " " + stop.name);
+                keyClick(key);
+            }
+            compare(Array.from(left).join(", "), "");
+        }
+        turnBack(page);
+    }
+
+    function test_texts_canBeTranslated_data() {
+        return pages();
+    }
+
+    // But names, values and addresses, which are of the server.
+    function test_texts_canBeTranslated(page) {
+        root.stage.markTexts();
+        view = createTemporaryObject(browser, root);
+        list = find("childView");
+        const part = turnTo(page);
+        if (part === view && !page.lost) {
+            tryVerify(() => find("pinnedList").itemAtIndex(0).stateText === "«good»");
+            if (page.name === "Level" && !page.trend) {
+                find("valueField").text = "warm";
+                click(find("setButton"));
+                tryVerify(() => outcome().startsWith("«not sent: "));
+            }
+        }
+        const data = plant.concat(["Bottling works", "count", "level", "name", "recipe", "running", "serial",
+                                   "North", "A-7", "true", "false", "first", "second", "warm", "Connection refused"]);
+        const spoken = root.stage.controls(part).map(control => control.name);
+        const plain = texts(part).concat(spoken).map(text => {
+            let rest = text.replace(/«[^]*»/, "");
+            for (const word of data.concat(data.map(word => word.toLowerCase())))
+                rest = rest.split(word).join("");
+            return rest.replace(/\/[a-z#\/]+|wss?:\/\/[0-9.:]+|\{.*\}?|\S+\.csv/g, "");
+        });
+        compare(plain.filter(text => /[a-z]{2}/i.test(text)).join(" | "), "");
+        turnBack(page);
+    }
+
     function test_layout_fitsTheSmallestWindow_data() {
         return [ { tag: "dark", dark: true }, { tag: "light", dark: false } ];
     }
