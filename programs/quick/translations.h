@@ -4,5 +4,6 @@
 #pragma once
 
 // Has the application show the texts of Qt, of the companions and of the programs in the user's
-// language, as far as there are translations. Call it once there is an application, before any text.
+// language, as far as there are translations. Call it once there is an application, before any
+// text.
 void installTranslations();
