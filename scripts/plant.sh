@@ -1,9 +1,8 @@
 # SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 # SPDX-License-Identifier: MIT
 #
-# A broker, the simulated plant of examples/mqttplant and keyword-gateway between them, from build/$preset, or build/release,
-# and
-# on free ports. Sourced, not run.
+# A broker, the simulated plant of examples/mqttplant and keyword-gateway between them, from build/$preset or,
+# if that is not set, build/release, and on free ports. Sourced, not run.
 
 plant_folder=
 plant_pids=() # in the order of starting

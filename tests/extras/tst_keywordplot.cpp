@@ -598,7 +598,7 @@ void tst_KeywordPlot::texts_followTheLocale()
     extent.add(18000);
     const QString ticks =
         texts(valueTicks(view, extent, nothing, nothing, false, QFontMetricsF(QFont())));
-    QVERIFY2(ticks.contains(QStringLiteral("14000")), qPrintable(ticks));
+    QVERIFY2(ticks.contains(QStringLiteral("15000")), qPrintable(ticks));
     QVERIFY2(plotTimeText(time, 60000).startsWith(QStringLiteral("3:04:05")),
              qPrintable(plotTimeText(time, 60000)));
     QVERIFY(plotTimeText(time.addDays(-1), 60000).size() > plotTimeText(time, 60000).size());
