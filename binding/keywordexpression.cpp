@@ -9,7 +9,7 @@
 
 namespace pellix::client {
 
-// Part of the library's set of categories; nothing here has anything to say yet.
+// Part of the library's set of categories; nothing is logged here yet.
 Q_LOGGING_CATEGORY(lcKeywordExpression, "pellixclient.keyword.expression", QtWarningMsg)
 
 namespace {
@@ -55,28 +55,28 @@ public:
     \ingroup PellixClientKeywordClasses
     \brief The PAbstractKeywordExpression class computes the keyword that a proxy binds to.
 
-    An expression is given to PKeywordProxy::keywordExpression, which then follows keyword. The
-    proxy does not own it.
+    Assign an expression to PKeywordProxy::keywordExpression: the proxy then subscribes to the
+    computed keyword. The proxy does not own the expression.
 
-    QML knows this class as \c PKeywordExpression, the name that the concrete class
-    PKeywordExpression also has there; the later registration wins. A QML property of type
-    \c PKeywordExpression therefore takes a PKeywordExpression or PPostfixKeywordExpression, but no
-    PListPostfixKeywordExpression, which is assigned to a proxy directly.
+    In QML, this class has the name \c PKeywordExpression, like the concrete class
+    PKeywordExpression; the later registration takes precedence. A QML property of type
+    \c PKeywordExpression therefore accepts a PKeywordExpression or a PPostfixKeywordExpression, but
+    not a PListPostfixKeywordExpression. Assign the latter directly to a proxy.
 */
 
 /*!
     \property pellix::client::PAbstractKeywordExpression::keyword
-    \brief the computed keyword; empty when the expression is not valid().
+    \brief the computed keyword, or an empty string if the expression is not valid().
 */
 
 /*!
     \property pellix::client::PAbstractKeywordExpression::keywordChildren
-    \brief the keywords over which the server forms the value of keyword; empty unless it is an
-    aggregated one.
+    \brief the keywords from which the server computes the value of keyword. It is empty unless
+    keyword is an aggregate.
 */
 
 /*!
-    Constructs an expression with an empty keyword. \a parent owns it, if given.
+    Constructs an expression with an empty keyword. If \a parent is given, it owns the expression.
 */
 PAbstractKeywordExpression::PAbstractKeywordExpression(QObject *parent)
     : QObject(parent), d(std::make_unique<Private>())
@@ -98,7 +98,7 @@ QStringList PAbstractKeywordExpression::keywordChildren() const
 }
 
 /*!
-    Returns whether keyword is non-empty.
+    Returns whether keyword is not empty.
 */
 bool PAbstractKeywordExpression::valid() const
 {
@@ -106,8 +106,8 @@ bool PAbstractKeywordExpression::valid() const
 }
 
 /*!
-    Returns how the server is to form the value from keywordChildren: PKeywordAggregation::No in
-    this class.
+    Returns how the server computes the value from keywordChildren. This implementation returns
+    PKeywordAggregation::No.
 */
 PKeywordAggregation PAbstractKeywordExpression::aggregation() const
 {
@@ -117,7 +117,7 @@ PKeywordAggregation PAbstractKeywordExpression::aggregation() const
 /*!
     \fn void PAbstractKeywordExpression::validChanged()
 
-    This signal is never emitted; follow keywordChanged() instead.
+    This signal is never emitted. Use keywordChanged() instead.
 */
 
 /*!
@@ -127,8 +127,8 @@ PKeywordAggregation PAbstractKeywordExpression::aggregation() const
 */
 
 /*!
-    Computes keyword and keywordChildren anew and signals what changed. Subclasses call it after
-    each change of a property.
+    Computes keyword and keywordChildren, and emits the signals of those that have changed.
+    Subclasses call this function after each change of a property.
 */
 void PAbstractKeywordExpression::doUpdate()
 {
@@ -153,23 +153,23 @@ void PAbstractKeywordExpression::doUpdate()
     \inmodule PellixClientKeyword
     \inheaderfile binding/keywordexpression.h
     \ingroup PellixClientKeywordClasses
-    \brief The PKeywordExpression class is an expression whose keyword is its value.
+    \brief The PKeywordExpression class provides a fixed keyword.
 */
 
 /*!
     \property pellix::client::PKeywordExpression::value
-    \brief the keyword; empty by default.
+    \brief the keyword. The default is an empty string.
 */
 
 /*!
-    Constructs an expression with an empty value. \a parent owns it, if given.
+    Constructs an expression with an empty value. If \a parent is given, it owns the expression.
 */
 PKeywordExpression::PKeywordExpression(QObject *parent)
     : PAbstractKeywordExpression(parent), d(std::make_unique<Private>())
 { }
 
 /*!
-    Constructs an expression with \a value. \a parent owns it, if given.
+    Constructs an expression with \a value. If \a parent is given, it owns the expression.
 */
 PKeywordExpression::PKeywordExpression(const QString &value, QObject *parent)
     : PKeywordExpression(parent)
@@ -214,16 +214,18 @@ std::tuple<QString, QStringList> PKeywordExpression::calculateKeyword() const
     \ingroup PellixClientKeywordClasses
     \brief The PPostfixKeywordExpression class appends a postfix to its value.
 
-    The keyword is value and postfix with "/" between them, or the one of the two that is set.
+    The keyword is value and postfix, separated by "/". If only one of the two is set, the keyword
+    is that one.
 */
 
 /*!
     \property pellix::client::PPostfixKeywordExpression::postfix
-    \brief what is appended to value, without a leading "/"; empty by default.
+    \brief the string to append to value, without a leading "/". The default is an empty string.
 */
 
 /*!
-    Constructs an expression with empty value and postfix. \a parent owns it, if given.
+    Constructs an expression with an empty value and postfix. If \a parent is given, it owns the
+    expression.
 */
 PPostfixKeywordExpression::PPostfixKeywordExpression(QObject *parent)
     : PKeywordExpression(parent), d(std::make_unique<Private>())
@@ -265,39 +267,40 @@ std::tuple<QString, QStringList> PPostfixKeywordExpression::calculateKeyword() c
     \inmodule PellixClientKeyword
     \inheaderfile binding/keywordexpression.h
     \ingroup PellixClientKeywordClasses
-    \brief The PListPostfixKeywordExpression class has the server aggregate several keywords.
+    \brief The PListPostfixKeywordExpression class lets the server aggregate several keywords.
 
-    With two or more values, keyword is a path below "/store/aggregated/" made from a digest of the
-    children and the aggregation, and keywordChildren holds each value with the postfix. A proxy
-    asks the server to create that keyword and to form its value from the children. The order of
-    the values and the aggregation are part of the address.
+    With two or more values, keyword is a path below "/store/aggregated/" that contains a digest of
+    the children and the aggregation, and keywordChildren contains each value with the postfix. A
+    proxy requests that the server create this keyword and compute its value from the children. The
+    order of the values and the aggregation are part of the path.
 
-    One value gives a plain keyword, the value with the postfix; no value gives none.
+    With one value, keyword is that value with the postfix. With no value, it is empty.
 
-    The children are digested without a separator between them, so lists whose texts coincide when
-    joined, such as /a, /b/x and /a/b, /x, share a keyword. Replacing one by the other does not make
-    a proxy ask the server again.
+    The digest of the children is computed without a separator. Lists with the same concatenation,
+    such as /a, /b/x and /a/b, /x, therefore share a keyword, and replacing one with the other does
+    not make a proxy subscribe again.
 */
 
 /*!
     \property pellix::client::PListPostfixKeywordExpression::values
-    \brief the keywords to aggregate, in order; empty by default.
+    \brief the keywords to aggregate, in order. The default is an empty list.
 */
 
 /*!
     \property pellix::client::PListPostfixKeywordExpression::postfix
-    \brief what is appended to each of the values, without a leading "/"; empty by default.
+    \brief the string to append to each value, without a leading "/". The default is an empty
+    string.
 */
 
 /*!
     \property pellix::client::PListPostfixKeywordExpression::aggregation
-    \brief how the server forms the value; PKeywordAggregation::No by default.
+    \brief how the server computes the value. The default is PKeywordAggregation::No.
 
-    It plays no part with fewer than two values.
+    The property has no effect with fewer than two values.
 */
 
 /*!
-    Constructs an expression without values. \a parent owns it, if given.
+    Constructs an expression without values. If \a parent is given, it owns the expression.
 */
 PListPostfixKeywordExpression::PListPostfixKeywordExpression(QObject *parent)
     : PAbstractKeywordExpression(parent), d(std::make_unique<Private>())
@@ -374,7 +377,7 @@ std::tuple<QString, QStringList> PListPostfixKeywordExpression::calculateKeyword
     for (const QString &value : d->values)
         children.append(withPostfix(value, d->postfix));
 
-    // Required: no separator between the children; servers and other clients form the same address.
+    // Required: no separator between the children; servers and other clients compute the same path.
     const QString digestInput = children.join(QString()) + QLatin1Char('/')
         + QString::number(static_cast<int>(d->aggregation));
     const QByteArray digest =

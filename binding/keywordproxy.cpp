@@ -11,6 +11,7 @@
 #include "pubsub/subscriberlistener_p.h"
 
 #include <QtCore/QLoggingCategory>
+#include <QtCore/QPointer>
 #include <QtCore/QStringList>
 
 namespace pellix::client {
@@ -26,40 +27,78 @@ const QLatin1String labelPostfix("/Label");
 class PKeywordProxy::Private final : public SubscriberListener
 {
 public:
-    explicit Private(PKeywordProxy *q) : q(q) { }
+    // Data that most proxies do not need.
+    struct Rare
+    {
+        NotOwned<PAbstractKeywordExpression> keywordExpression;
+        QMetaObject::Connection expressionConnection;
+
+        QStringList labelParts;
+        QStringList labelPrefixes;
+        QString labelKeyword;
+        // The last label of a finished lookup, which must not replace the result; invalid
+        // otherwise.
+        QVariant takenLabel;
+        bool isLabelValid = false;
+    };
+
+    explicit Private(PKeywordProxy *q)
+        : q(q), valueType(PKeywordValueType::KVT_NOPROP),
+          consistent(true), // Required: unlike the other three
+          connected(false), online(false), error(false), valueValid(false), labelLookup(false),
+          isClientSet(false), dying(false)
+    { }
 
     void onActiveChanged() override { q->resetSubscription(); }
     void onPublisherActiveChanged() override { q->resetSubscription(); }
     void onValue(const QVariant &value) override { q->onSubscriberValue(value); }
 
+    PAbstractKeywordExpression *keywordExpression() const
+    {
+        return rare ? rare->keywordExpression.data() : nullptr;
+    }
+    Rare &makeRare()
+    {
+        if (!rare)
+            rare = std::make_unique<Rare>();
+        return *rare;
+    }
+    void forgetTakenLabel()
+    {
+        if (rare)
+            rare->takenLabel.clear();
+    }
+
+    // Like NotOwned, which would require eight more bytes.
+    bool holdsClient(const PKeywordClient *other) const
+    {
+        return other ? client == other : !isClientSet;
+    }
+    void setClient(PKeywordClient *other)
+    {
+        client = other;
+        isClientSet = other != nullptr;
+    }
+
     PKeywordProxy *const q;
 
-    NotOwned<PKeywordClient> client;
+    QPointer<PKeywordClient> client;
     PSubscriber subscriber;
-    NotOwned<PAbstractKeywordExpression> keywordExpression;
-    QMetaObject::Connection expressionConnection;
     QString keyword;
-
-    PKeywordValueType valueType = PKeywordValueType::KVT_NOPROP;
     QVariant value;
-    bool consistent = true; // Required: unlike the other three
-    bool connected = false;
-    bool online = false;
-    bool error = false;
-    bool valueValid = false;
-
-    bool valueLabelValid = false;
-    bool labelLookup = false;
-    QStringList labelParts;
-    QStringList labelPrefixes;
-    QString labelKeyword;
-    QVariant labelValue;
-    // The last label of a finished lookup, whose result it must not replace; invalid otherwise.
-    QVariant takenLabel;
+    std::unique_ptr<Rare> rare;
+    DeletionWatch watch;
 
     quint32 resets = 0; // runs of resetSubscription()
-    DeletionWatch watch;
-    bool dying = false;
+    PKeywordValueType valueType : 8;
+    bool consistent : 1;
+    bool connected : 1;
+    bool online : 1;
+    bool error : 1;
+    bool valueValid : 1;
+    bool labelLookup : 1;
+    bool isClientSet : 1; // even if it has been destroyed since
+    bool dying : 1;
 };
 
 /*!
@@ -69,8 +108,8 @@ public:
     \ingroup PellixClientKeywordClasses
     \brief The PKeywordProxy class binds one keyword to a live, writable value.
 
-    Given a client and a keyword, or an expression that computes one, a proxy asks the server for
-    the keyword and follows it:
+    Set a client and a keyword, or an expression that computes one. The proxy then subscribes to the
+    keyword:
 
     \qml
     Column {
@@ -84,138 +123,140 @@ public:
     }
     \endqml
 
-    The value is cleared, and the server asked again, whenever the link to the server comes or goes
-    and whenever the keyword is set, also to what it was.
+    The proxy clears the value and subscribes again whenever the connection is established or lost,
+    and whenever the keyword is set, even to the same value.
 
-    Neither the client nor the expression is owned. After its destruction it reads as \c nullptr,
-    and the proxy whose client was destroyed loses its value. Setting \c nullptr then is still a
-    change, as if the object existed.
+    The proxy owns neither the client nor the expression. If one of them is destroyed, the property
+    becomes \c nullptr; without its client, the proxy loses its value. Setting the property to
+    \c nullptr afterwards still counts as a change.
 
-    An event of the keyword is taken over whole and signalled then: valueChanged() and
-    valueValidChanged() if the value differs, valueTypeChanged() if the type does, and
-    stateChanged() if one of the four flags does. valueValid alone changes after valueChanged().
+    When an event arrives, the proxy first updates its properties from the event and then emits the
+    signals: valueChanged() and valueValidChanged() if the value differs, valueTypeChanged() if the
+    type differs, and stateChanged() if any of the four flags differs. Only valueValid changes after
+    valueChanged().
 
     Handlers of the signals may do anything, including deleting the proxy or its client.
 */
 
 /*!
     \property pellix::client::PKeywordProxy::client
-    \brief the client whose server holds the keyword; \c nullptr by default. Not owned.
+    \brief the client that is connected to the server. The default is \c nullptr. The proxy does not
+    own the client.
 */
 
 /*!
     \property pellix::client::PKeywordProxy::keyword
-    \brief the keyword that the proxy listens to; empty by default.
+    \brief the keyword to which the proxy subscribes. The default is an empty string.
 
-    With keywordExpression set, this is the keyword of the expression, and writing is refused with
-    a warning. Setting the current keyword again clears the value and asks the server again.
+    If keywordExpression is set, this is the keyword of the expression, and writing to the property
+    logs a warning and has no effect. Setting the current keyword again clears the value and
+    subscribes again.
 
-    Without an expression, keywordChanged() and the valueChanged() that clears the old value come
-    before the proxy changes to the new keyword: a handler, and a binding, still reads the old one
-    there.
+    Without an expression, keywordChanged() and the valueChanged() that clears the old value are
+    emitted before the keyword changes: handlers and bindings still read the old keyword.
 */
 
 /*!
     \property pellix::client::PKeywordProxy::keywordExpression
-    \brief the expression that computes the keyword, in place of keyword; \c nullptr by default.
-    Not owned.
+    \brief the expression that computes the keyword and overrides keyword. The default is
+    \c nullptr. The proxy does not own the expression.
 
-    Cleared, the proxy goes back to the keyword that was set before. Its change signal is never
-    emitted.
+    The change signal is never emitted. When you clear the property, the proxy returns to the
+    keyword that was set before.
 
-    An expression that is destroyed while it is in use leaves the proxy with the keyword that it had
-    computed last, until this property is set (also to \c nullptr) or the subscription is
-    established anew.
+    If an expression is destroyed while it is in use, the proxy keeps the last computed keyword
+    until this property is set (even to \c nullptr) or the proxy subscribes again.
 */
 
 /*!
     \property pellix::client::PKeywordProxy::value
-    \brief the value of the keyword as the server sent it last; undefined while there is none.
+    \brief the last value that the server sent. It is undefined if there is none.
 
-    Numbers are \c double or \c qlonglong, arrays lists and objects maps, and null is a valid
-    variant that holds a null pointer. Values are compared with QVariant's equality to decide
-    whether they changed.
+    A number is a \c double or a \c qlonglong, an array is a list, an object is a map, and null is a
+    valid variant that contains a null pointer. Whether a value has changed is determined by the
+    equality of QVariant.
 
-    A label lookup delivers its result here too, see getKeywordLabel().
+    The result of a label lookup also arrives here, see getKeywordLabel().
 */
 
 /*!
     \property pellix::client::PKeywordProxy::labelValue
-    \brief always undefined, and its change signal is never emitted; the result of a label lookup
-    is in value.
+    \brief an undefined value. The change signal is never emitted. The result of a label lookup
+    arrives in value.
 */
 
 /*!
     \property pellix::client::PKeywordProxy::valueValid
-    \brief whether a value, null included, has arrived since keyword was last set to another one.
+    \brief whether a value, including null, has arrived since keyword was last set to another
+    keyword.
 
-    It holds a \c bool. An expression that is set, or moves to another keyword, does not reset
-    it. It stays \c true when the link to the server is lost, while value is cleared.
-    valueValidChanged() is emitted at every change of the value, and with every other keyword that
-    is set.
+    It is a \c bool. Setting an expression, or a change of its keyword, does not reset it. It stays
+    \c true when the connection is lost, although value is cleared then. valueValidChanged() is
+    emitted with every change of the value, and whenever another keyword is set.
 */
 
 /*!
     \property pellix::client::PKeywordProxy::valueLabelValid
-    \brief whether the last label lookup has finished. It holds a \c bool.
+    \brief whether the last label lookup has finished. It is a \c bool.
 */
 
 /*!
     \property pellix::client::PKeywordProxy::valueType
-    \brief the type of the value as the server declares it; KVT_NOPROP while there is none.
+    \brief the type that the server declares for the value, or KVT_NOPROP if there is no value.
 */
 
 /*!
     \property pellix::client::PKeywordProxy::connected
-    \brief whether the server has a source for the keyword, as its last event says; \c false
-    without one.
+    \brief whether the server has a source for the keyword, according to its last event. It is
+    \c false until an event arrives.
 
-    It says nothing of the link between client and server, which is
+    For the state of the connection between client and server, see
     PWebSocketKeywordClient::connected.
     \sa {The four state flags}
 */
 
 /*!
     \property pellix::client::PKeywordProxy::online
-    \brief whether the source delivers, as the keyword's last event says; \c false without one.
+    \brief whether the source delivers data, according to the last event of the keyword. It is
+    \c false until an event arrives.
     \sa {The four state flags}
 */
 
 /*!
     \property pellix::client::PKeywordProxy::consistent
-    \brief whether the value agrees with all its sources, as the keyword's last event says; \c true
-    without one, unlike the other flags.
+    \brief whether the value is consistent with all its sources, according to the last event of the
+    keyword. Unlike the other flags, it is \c true until an event arrives.
     \sa {The four state flags}
 */
 
 /*!
     \property pellix::client::PKeywordProxy::error
-    \brief whether the keyword is in error, or the last write to it was refused, as its last event
-    says; \c false without one.
+    \brief whether the keyword is in error, or the last write to it was refused, according to its
+    last event. It is \c false until an event arrives.
     \sa {The four state flags}, {Setpoint and readback}
 */
 
 /*!
     \fn void PKeywordProxy::keywordExpressionChanged()
 
-    This signal is never emitted: keywordChanged() is, when the expression is replaced.
+    This signal is never emitted. When the expression is replaced, keywordChanged() is emitted.
 */
 
 /*!
     \fn void PKeywordProxy::labelValueChanged()
 
-    This signal is never emitted: the result of a label lookup is in value.
+    This signal is never emitted. The result of a label lookup arrives in value.
 */
 
 /*!
     \fn void PKeywordProxy::stateChanged()
 
-    This signal is emitted once when at least one of connected, online, consistent and error
+    This signal is emitted once if at least one of connected, online, consistent, and error has
     changed.
 */
 
 /*!
-    Constructs a proxy that is bound to nothing. \a parent owns it, if given.
+    Constructs a proxy without a client and a keyword. If \a parent is given, it owns the proxy.
 */
 PKeywordProxy::PKeywordProxy(QObject *parent) : QObject(parent), d(std::make_unique<Private>(this))
 {
@@ -223,12 +264,13 @@ PKeywordProxy::PKeywordProxy(QObject *parent) : QObject(parent), d(std::make_uni
 }
 
 /*!
-    Destroys the proxy. If it was the last one on its keyword, its client tells the server.
+    Destroys the proxy. If it was the last proxy on its keyword, the client unsubscribes from the
+    keyword.
 */
 PKeywordProxy::~PKeywordProxy()
 {
-    // Leaving the keyword tells the server, whose handlers may come back here: not to a proxy that
-    // is half gone.
+    // Unsubscribing sends a command, whose handlers may call back: they must not reach a proxy that
+    // is being destroyed.
     d->dying = true;
     SubscriberListener::listen(d->subscriber, nullptr);
     d->subscriber.setPublisher(nullptr);
@@ -241,19 +283,19 @@ PKeywordClient *PKeywordProxy::client() const
 
 void PKeywordProxy::setClient(PKeywordClient *client)
 {
-    if (d->client.holds(client) || d->dying)
+    if (d->holdsClient(client) || d->dying)
         return;
 
     const DeletionWatch::Scope self(d->watch);
     if (client) {
-        d->client = client;
+        d->setClient(client);
         d->subscriber.setPublisher(client->publisher());
     } else {
         const PKeywordClient *const left = d->client;
         d->subscriber.setPublisher(nullptr);
         if (self.deleted() || (d->client && d->client != left))
             return; // a handler has set another one, which stays
-        d->client = nullptr;
+        d->setClient(nullptr);
     }
     if (self.deleted())
         return;
@@ -265,7 +307,7 @@ void PKeywordProxy::setClient(PKeywordClient *client)
 }
 
 /*!
-    Takes the client away, like setting it to \c nullptr.
+    Resets the client, like setting it to \c nullptr.
 */
 void PKeywordProxy::resetClient()
 {
@@ -274,16 +316,17 @@ void PKeywordProxy::resetClient()
 
 QString PKeywordProxy::keyword() const
 {
-    return d->keywordExpression ? d->keywordExpression->keyword() : d->subscriber.topic();
+    const PAbstractKeywordExpression *const expression = d->keywordExpression();
+    return expression ? expression->keyword() : d->subscriber.topic();
 }
 
 /*!
-    Sets \a keyword as the one to listen to. \a labelLookup marks it as a step of a label lookup and
-    is left at its default by all others.
+    Subscribes to \a keyword. \a labelLookup marks a step of a label lookup; all other callers omit
+    it.
 */
 void PKeywordProxy::setKeyword(const QString &keyword, bool labelLookup)
 {
-    if (d->keywordExpression) {
+    if (d->keywordExpression()) {
         qCWarning(lcKeywordProxy) << "Proxy is already using a keyword expression";
         return;
     }
@@ -307,19 +350,20 @@ void PKeywordProxy::setKeyword(const QString &keyword, bool labelLookup)
 
 PAbstractKeywordExpression *PKeywordProxy::keywordExpression() const
 {
-    return d->keywordExpression;
+    return d->keywordExpression();
 }
 
 void PKeywordProxy::setKeywordExpression(PAbstractKeywordExpression *expression)
 {
-    if (d->keywordExpression.holds(expression))
+    if (d->rare ? d->rare->keywordExpression.holds(expression) : !expression)
         return;
 
     qCDebug(lcKeywordProxy) << objectName() << "keywordExpression:"
                             << (expression ? expression->keyword() : QStringLiteral("[nullptr]"));
-    if (d->expressionConnection)
-        disconnect(d->expressionConnection);
-    d->keywordExpression = expression;
+    Private::Rare &rare = d->makeRare();
+    if (rare.expressionConnection)
+        disconnect(rare.expressionConnection);
+    rare.keywordExpression = expression;
 
     // Required: keywordExpressionChanged() is not emitted.
     const DeletionWatch::Scope self(d->watch);
@@ -328,10 +372,10 @@ void PKeywordProxy::setKeywordExpression(PAbstractKeywordExpression *expression)
         return;
     resetSubscription();
     // cppcheck-suppress identicalConditionAfterEarlyExit ; handlers run in between
-    if (self.deleted() || !expression || d->keywordExpression != expression)
-        return; // a handler has replaced the expression, or it is gone
-    disconnect(d->expressionConnection); // a handler may have set the same one again
-    d->expressionConnection =
+    if (self.deleted() || !expression || rare.keywordExpression != expression)
+        return; // a handler has replaced or deleted the expression
+    disconnect(rare.expressionConnection); // a handler may have set the same one again
+    rare.expressionConnection =
         connect(expression, &PAbstractKeywordExpression::keywordChanged, this, [this] {
             const DeletionWatch::Scope self(d->watch);
             Q_EMIT keywordChanged();
@@ -347,7 +391,7 @@ QVariant PKeywordProxy::value() const
 
 QVariant PKeywordProxy::labelValue() const
 {
-    return d->labelValue;
+    return QVariant(); // Required, as is that labelValueChanged() is never emitted
 }
 
 QVariant PKeywordProxy::valueValid() const
@@ -357,7 +401,7 @@ QVariant PKeywordProxy::valueValid() const
 
 QVariant PKeywordProxy::valueLabelValid() const
 {
-    return d->valueLabelValid;
+    return d->rare && d->rare->isLabelValid;
 }
 
 PKeywordValueType PKeywordProxy::valueType() const
@@ -388,16 +432,18 @@ bool PKeywordProxy::error() const
 /*!
     \fn bool PKeywordProxy::update(QVariant value)
 
-    Asks the server to set the keyword to \a value, which PKeywordClient::sendKeyUpdate() turns into
-    JSON. The proxy's own value changes when the server's event comes back, not here.
+    Requests that the server set the keyword to \a value, which PKeywordClient::sendKeyUpdate()
+    converts to JSON. The property value changes when the event from the server arrives, not
+    immediately.
 
-    Numbers, texts and booleans of JavaScript are sent as such, null and undefined as null. Arrays
-    and objects of JavaScript reach this function as a QJSValue, which Qt's conversion turns into
-    null: hand over a list or map that comes from C++ instead.
+    JavaScript numbers, strings, and Boolean values are sent as such, null and undefined as null.
+    JavaScript arrays and objects reach this function as a QJSValue, which Qt converts to null: pass
+    a list or a map that comes from C++ instead.
 
-    Returns what the client returns, or \c false without a client. That is not the server's answer:
-    with a PWebSocketKeywordClient it is \c true also while there is no connection and the command
-    is lost. \c false comes only from a missing client or an empty keyword.
+    Returns the return value of the client, or \c false if there is no client. This is not the reply
+    of the server: a PWebSocketKeywordClient returns \c true even if there is no connection and the
+    command is lost. The function returns \c false only if there is no client or the keyword is
+    empty.
 */
 // NOLINTNEXTLINE(performance-unnecessary-value-param): part of the interface
 bool PKeywordProxy::update(QVariant value)
@@ -408,8 +454,9 @@ bool PKeywordProxy::update(QVariant value)
 /*!
     \fn bool PKeywordProxy::updateRelative(QVariant value)
 
-    Asks the server to change the keyword by \a value. Otherwise, also in what it returns,
-    like update().
+    Requests a relative write: the server adds \a value to a number, and toggles a Boolean value if
+    \a value is \c true. Otherwise, the function behaves like update() and has the same return
+    value.
 */
 // NOLINTNEXTLINE(performance-unnecessary-value-param): part of the interface
 bool PKeywordProxy::updateRelative(QVariant value)
@@ -420,71 +467,74 @@ bool PKeywordProxy::updateRelative(QVariant value)
 /*!
     \fn void PKeywordProxy::getKeywordLabel(QString key)
 
-    Starts to look up the label of \a key, a keyword path: the proxy reads the "/Label" keyword of
-    each level below the first in turn, and takes a level's own name where the label is empty.
-    valueLabelValid is \c false meanwhile.
+    Looks up the label of \a key, a keyword path. The proxy reads the "/Label" keyword of each level
+    below the first in turn. If a label is empty, it uses the name of the level. valueLabelValid is
+    \c false during the lookup.
 
-    The result, the labels joined with "/", is delivered in value, and valueLabelValid becomes
-    \c true. The first level is never looked up. For /u1/k1/level with the label Main for /u1/k1
-    and an empty one for the last level, the result is /u1/Main/level. A key with no second level is
-    answered at once.
+    The result, the labels joined with "/", arrives in value, and then valueLabelValid becomes
+    \c true. The first level is never looked up. For /u1/k1/level with the label Main for /u1/k1 and
+    an empty one for the last level, the result is /u1/Main/level. For a key without a second level,
+    the result arrives immediately.
 
-    The proxy's keyword walks through the label keywords and stays on the last one, whose later
-    changes arrive as ordinary values: the first event with another label replaces the result. An
-    event that repeats the label is no change, and leaves the result in place, until the proxy
-    subscribes again: when the link to the server is lost, or another client or the keyword is
-    set. Use a proxy for this alone.
+    During the lookup, the proxy sets its keyword to each label keyword in turn, and it keeps the
+    last one. Later changes of that keyword arrive as ordinary values: the first event with a
+    different label replaces the result. An event that repeats the label is not a change and leaves
+    the result in place, until the proxy subscribes again: when the connection is lost, or when the
+    client or the keyword is set. Use a separate proxy for lookups.
 
-    The key has to begin with "/", or its first level is lost; "#" separates no levels here.
+    The key must begin with "/", otherwise its first level is lost. "#" does not separate levels
+    here.
 
-    Nothing happens without a client, or when the same lookup is under way. One that is abandoned by
-    setting keyword counts as under way for its key, and the levels that it had still to ask come
-    first in the next one: let a lookup finish, or use another proxy. Starting another
-    lookup from a handler of this one's signals is allowed; the new one then takes the proxy over.
+    The function does nothing if there is no client, or if the same lookup is pending. If you
+    interrupt a lookup by setting keyword, it still counts as pending for its key, and the next
+    lookup first requests the remaining levels of the interrupted one: let a lookup finish, or use
+    another proxy. A handler of a signal of this lookup may start another one, which then replaces
+    it.
 */
-// The parameter is a part of the interface.
+// The parameter is part of the interface.
 // cppcheck-suppress passedByValue
 void PKeywordProxy::getKeywordLabel(QString key) // NOLINT(performance-unnecessary-value-param)
 {
-    if (!d->client || key == d->labelKeyword)
+    if (!d->client || key == (d->rare ? d->rare->labelKeyword : QString()))
         return;
+    Private::Rare &rare = d->makeRare();
 
     const DeletionWatch::Scope self(d->watch);
-    d->valueLabelValid = false;
+    rare.isLabelValid = false;
     Q_EMIT valueLabelValidChanged();
     if (self.deleted())
         return;
 
     d->labelLookup = true;
-    d->labelValue.clear(); // Required: labelValueChanged() is not emitted.
-    d->takenLabel.clear();
-    d->labelParts.clear();
-    d->labelKeyword = key;
+    rare.takenLabel.clear();
+    rare.labelParts.clear();
+    rare.labelKeyword = key;
 
     const QStringList parts = key.split(QLatin1Char('/')).mid(1);
     // Required: prefixes left from an abandoned lookup stay in front of the new ones.
     QString prefix;
     for (const QString &part : parts) {
         prefix += QLatin1Char('/') + part;
-        d->labelPrefixes.append(prefix);
+        rare.labelPrefixes.append(prefix);
     }
-    if (!d->labelPrefixes.isEmpty())
-        d->labelParts.append(d->labelPrefixes.takeFirst());
+    if (!rare.labelPrefixes.isEmpty())
+        rare.labelParts.append(rare.labelPrefixes.takeFirst());
 
-    if (d->labelPrefixes.isEmpty())
+    if (rare.labelPrefixes.isEmpty())
         finishLabelLookup(QVariant());
     else
-        setKeyword(d->labelPrefixes.takeFirst() + labelPostfix, true);
+        setKeyword(rare.labelPrefixes.takeFirst() + labelPostfix, true);
 }
 
 void PKeywordProxy::resetSubscription()
 {
-    const bool valueCleared = d->value != QVariant();
+    const bool valueCleared = d->value.isValid();
     const bool typeCleared = d->valueType != PKeywordValueType::KVT_NOPROP;
     const bool stateCleared = !d->consistent || d->connected || d->online || d->error;
 
-    d->takenLabel.clear();
-    d->value.clear();
+    d->forgetTakenLabel();
+    if (valueCleared)
+        d->value.clear();
     d->valueType = PKeywordValueType::KVT_NOPROP;
     d->connected = false;
     d->online = false;
@@ -502,14 +552,16 @@ void PKeywordProxy::resetSubscription()
         return;
 
     ++d->resets;
-    d->subscriber.setTopic(d->keywordExpression ? d->keywordExpression->keyword() : d->keyword);
+    const PAbstractKeywordExpression *expression = d->keywordExpression();
+    d->subscriber.setTopic(expression ? expression->keyword() : d->keyword);
     if (self.deleted())
         return;
-    // Required: becoming active has run this function again, which has asked the server, and it is
-    // asked here once more.
+    // Required: becoming active has called this function recursively, which has subscribed, and it
+    // subscribes once more here.
     if (!d->client || !d->subscriber.active() || !d->subscriber.publisherActive())
         return;
-    if (const PAbstractKeywordExpression *expression = d->keywordExpression) {
+    expression = d->keywordExpression();
+    if (expression) {
         if (expression->valid())
             d->client->sendKeyCreate(expression->keyword(), expression->keywordChildren(),
                                      expression->aggregation());
@@ -530,12 +582,12 @@ void PKeywordProxy::onSubscriberValue(const QVariant &published)
     }
 
     bool valueDiffers = record->value != d->value;
-    if (d->takenLabel.isValid()) {
-        // The server may answer for the last label of a lookup more than once.
-        if (record->value == d->takenLabel)
+    if (d->rare && d->rare->takenLabel.isValid()) {
+        // The server may send the last label of a lookup more than once.
+        if (record->value == d->rare->takenLabel)
             valueDiffers = false;
         else
-            d->takenLabel.clear();
+            d->rare->takenLabel.clear();
     }
     const bool typeDiffers = record->type != d->valueType;
     const bool stateDiffers = record->consistent != d->consistent
@@ -550,8 +602,8 @@ void PKeywordProxy::onSubscriberValue(const QVariant &published)
     d->online = record->online;
     d->error = record->error;
 
-    // A handler may bind the proxy to another keyword or start a label lookup, for which this value
-    // is no label.
+    // A handler may set another keyword or start a label lookup, for which this value is not a
+    // label.
     const bool lookingUp = d->labelLookup;
     const quint32 run = d->resets;
     const DeletionWatch::Scope self(d->watch);
@@ -559,7 +611,7 @@ void PKeywordProxy::onSubscriberValue(const QVariant &published)
         Q_EMIT valueChanged();
         if (self.deleted())
             return;
-        d->valueValid = true; // Required: also when a handler has bound the proxy anew
+        d->valueValid = true; // Required: even if a handler has set another keyword
         Q_EMIT valueValidChanged(); // Required: at every change of the value
     }
     if (!self.deleted() && typeDiffers)
@@ -569,38 +621,42 @@ void PKeywordProxy::onSubscriberValue(const QVariant &published)
     if (self.deleted())
         return;
 
-    if (valueDiffers && lookingUp && d->resets == run && !d->labelKeyword.isEmpty())
+    if (valueDiffers && lookingUp && d->resets == run && d->rare
+        && !d->rare->labelKeyword.isEmpty())
         takeLabelStep(record->value);
 }
 
 void PKeywordProxy::takeLabelStep(const QVariant &label)
 {
+    Private::Rare &rare = *d->rare;
     const QString text = label.isNull() ? QString() : label.toString();
     if (!text.isEmpty())
-        d->labelParts.append(text);
+        rare.labelParts.append(text);
     else
-        d->labelParts.append(d->keyword.section(QLatin1Char('/'), -2, -2));
+        rare.labelParts.append(d->keyword.section(QLatin1Char('/'), -2, -2));
 
-    // The prefix leaves the list first: a server that answers inside the call comes back here.
-    if (!d->labelPrefixes.isEmpty())
-        setKeyword(d->labelPrefixes.takeFirst() + labelPostfix, true);
+    // Remove the prefix first: a server that replies inside the call causes a recursive call.
+    if (!rare.labelPrefixes.isEmpty())
+        setKeyword(rare.labelPrefixes.takeFirst() + labelPostfix, true);
     else
         finishLabelLookup(label);
 }
 
 void PKeywordProxy::finishLabelLookup(const QVariant &lastLabel)
 {
-    // Handlers may start the next lookup, which then owns the proxy: this one says no more.
+    // Handlers may start the next lookup, which then owns the proxy: nothing more is signaled for
+    // this one.
     const DeletionWatch::Scope self(d->watch);
-    d->labelKeyword.clear();
-    d->takenLabel = lastLabel;
-    d->value = d->labelParts.join(QLatin1Char('/'));
+    Private::Rare &rare = *d->rare;
+    rare.labelKeyword.clear();
+    rare.takenLabel = lastLabel;
+    d->value = rare.labelParts.join(QLatin1Char('/'));
     Q_EMIT valueChanged();
-    if (self.deleted() || !d->labelKeyword.isEmpty())
+    if (self.deleted() || !rare.labelKeyword.isEmpty())
         return;
-    d->valueLabelValid = true;
+    rare.isLabelValid = true;
     Q_EMIT valueLabelValidChanged();
-    if (self.deleted() || !d->labelKeyword.isEmpty())
+    if (self.deleted() || !rare.labelKeyword.isEmpty())
         return;
     d->labelLookup = false;
 }

@@ -18,9 +18,8 @@ PKeywordValueType valueTypeFromString(const QString &name);
     Reads a "keyEvent" message without building a document for it, which takes a fifth to a half of
     the time, and gives exactly what QJsonDocument would have given.
 
-    Returns false, with nothing said about the message, when it is another message, is no JSON, or
-   is one of those rare texts of which JSON does not say what they mean: QJsonDocument is the judge
-   of them.
+    Returns false, without logging anything, if it is another message, is not JSON, or is one of the
+    rare texts whose meaning JSON leaves open: QJsonDocument decides about those.
 */
 bool readEvent(const QByteArray &message, QString *keyword, PKeywordValue *event);
 

@@ -12,7 +12,7 @@ namespace pellix::client {
 namespace {
 Q_LOGGING_CATEGORY(lcInProcessClient, "pellixclient.keyword.inprocessclient", QtWarningMsg)
 
-// Byte for byte as servers know it. The client itself goes on in JSON whatever the server answers.
+// Byte for byte as servers expect it. The client itself continues to send JSON, whatever the reply.
 constexpr char protocolRequest[] =
     R"({"cmd": "keyChangeProtocol", "payload": {"newprotocol": "flatbuffers"}})";
 } // namespace
@@ -25,11 +25,11 @@ class PInProcessKeywordClient::Private
     \inmodule PellixClientKeyword
     \inheaderfile client/inprocesskeywordclient.h
     \ingroup PellixClientKeywordClasses
-    \brief The PInProcessKeywordClient class talks to a keyword server in the same process.
+    \brief The PInProcessKeywordClient class is the client of a keyword server in the same process.
 
-    Every command leaves through sendToServer(), every message of the server enters through
-    receiveFromServer(). The host connects both to its server object, calls
-    afterSignalsConnected(), and then hands the client to proxies and models:
+    The client emits sendToServer() for every command. Pass every message of the server to
+    receiveFromServer(). The application connects both to its server object, calls
+    afterSignalsConnected(), and then passes the client to proxies and models:
 
     \code
     PInProcessKeywordClient client;
@@ -38,19 +38,19 @@ class PInProcessKeywordClient::Private
     client.afterSignalsConnected();
     \endcode
 
-    The server should answer queued, that is, after the call that sent it a command has returned.
-    With direct connections an answer is decoded inside the sending call: events work, but the
-    answer to an index query comes before the caller of sendKeyIndex() knows the identifier of its
-    query, and is lost to a PKeywordQueryModel.
+    The server should reply through a queued connection, that is, after the call that sent the
+    command has returned. With direct connections, the client decodes a reply inside the sending
+    call: events work, but the reply to an index query arrives before sendKeyIndex() has returned
+    the identifier of the query, and a PKeywordQueryModel ignores it.
 */
 
 /*!
     \property pellix::client::PInProcessKeywordClient::connected
-    \brief whether the server can be reached: always \c true.
+    \brief whether the server can be reached. It is always \c true.
 */
 
 /*!
-    Constructs a client, which is connected from then on. \a parent owns it, if given.
+    Constructs a client, which is connected immediately. \a parent owns it, if given.
 */
 PInProcessKeywordClient::PInProcessKeywordClient(QObject *parent)
     : PKeywordClient(parent), d(std::make_unique<Private>())
@@ -61,7 +61,7 @@ PInProcessKeywordClient::PInProcessKeywordClient(QObject *parent)
 }
 
 /*!
-    Destroys the client. Its subscribers are detached, the server is not told.
+    Destroys the client and detaches its subscribers. The server is not notified.
 */
 PInProcessKeywordClient::~PInProcessKeywordClient() = default;
 
@@ -71,8 +71,8 @@ bool PInProcessKeywordClient::connected() const
 }
 
 /*!
-    Tells the server that the wiring is complete and asks it to change to the protocol that it
-    prefers. The client itself goes on in JSON, and the server must answer it in JSON.
+    Tells the server that the signals are connected, and requests that it switch to its preferred
+    protocol. The client itself continues to send JSON, and the server must reply in JSON.
 */
 void PInProcessKeywordClient::afterSignalsConnected()
 {
@@ -82,11 +82,11 @@ void PInProcessKeywordClient::afterSignalsConnected()
 /*!
     \fn void PInProcessKeywordClient::sendToServer(const QByteArray &data)
 
-    This signal carries one command, \a data, to the server.
+    This signal is emitted to send one command, \a data, to the server.
 */
 
 /*!
-    Takes one message of the server, \a data. What is no valid message is dropped silently.
+    Processes one message of the server, \a data. Invalid messages are silently discarded.
 */
 void PInProcessKeywordClient::receiveFromServer(const QByteArray &data)
 {
@@ -96,7 +96,7 @@ void PInProcessKeywordClient::receiveFromServer(const QByteArray &data)
 /*!
     \reimp
 
-    Emits sendToServer() with \a data. Always returns \c true, also with no server connected.
+    Emits sendToServer() with \a data. Always returns \c true, even if no server is connected.
 */
 bool PInProcessKeywordClient::sendCommand(const QByteArray &data)
 {

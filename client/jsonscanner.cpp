@@ -12,7 +12,7 @@ namespace pellix::client {
 
 namespace {
 
-// Deeper values are for QJsonDocument, which has a limit of its own: the stack is not without one.
+// Deeper values are left to QJsonDocument, which has its own limit: the stack is finite.
 constexpr int greatestDepth = 64;
 
 // So many digits fit a qint64 whatever they are, and fewer a double without rounding.

@@ -14,10 +14,10 @@ namespace pellix::client {
     Walks over a JSON text without building a document of it. Each function steps over what it takes
     and returns whether it could.
 
-    A function that returns false has met something that is no JSON, or about which JSON leaves
-    doubts (a member that occurs twice, a text that is no UTF-8, a number beyond a double): then the
-    whole text is a case for QJsonDocument. What is taken is exactly what QJsonDocument would have
-    given, down to the type in the variant.
+    A function returns false if the text is not JSON, or if JSON leaves its meaning open (a member
+    that occurs twice, a string that is not UTF-8, a number beyond the range of a double). The whole
+    text is then parsed by QJsonDocument. The result of a successful function is exactly that of
+    QJsonDocument, including the type in the variant.
 */
 class JsonScanner
 {

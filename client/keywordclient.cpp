@@ -11,6 +11,7 @@
 #include <QtCore/QLoggingCategory>
 
 #include <algorithm>
+#include <initializer_list>
 
 namespace pellix::client {
 
@@ -57,7 +58,8 @@ QString accessFilterToString(PKeywordValueAccess access)
     return QString();
 }
 
-// Required: "object" is understood in events but never sent as a filter. Null means: not sent.
+// Required: "object" is understood in events but never sent as a filter. Null means that the filter
+// is not sent.
 QString typeFilterToString(PKeywordValueType type)
 {
     switch (type) {
@@ -77,9 +79,9 @@ QString typeFilterToString(PKeywordValueType type)
 }
 
 /*
-    Builds the text of a command: compact JSON, with the members in the order of their names. It is
-    what QJsonDocument writes, byte for byte, but written straight away: a document would cost
-    thirty times as much, and each bound keyword sends two commands in its life.
+    Builds the text of a command: compact JSON, with the members in the order of their names. The
+    result is byte for byte that of QJsonDocument, but written directly: a document would cost
+    thirty times as much, and each bound keyword sends two commands.
 
     The fields have to be added in the order of their names, which are plain texts. As in a
     QJsonObject, a field with an undefined value is left out.
@@ -90,20 +92,24 @@ public:
     explicit Command(QLatin1String name)
     {
         text.reserve(128);
-        text.append("{\"cmd\":\"").append(name.data(), name.size()).append("\",\"payload\":{");
+        append({QLatin1String("{\"cmd\":\""), name, QLatin1String("\",\"payload\":{")});
     }
 
     void add(QLatin1String field, const QString &value)
     {
         addName(field);
-        if (isPlain(value)) {
-            text.append('"');
-            for (const QChar character : value)
-                text.append(character.toLatin1());
-            text.append('"');
-        } else {
-            addValue(value);
+        const qsizetype size = text.size();
+        char *to = grow(value.size() + 2);
+        *to++ = '"';
+        for (const QChar character : value) {
+            if (!isPlain(character.unicode())) {
+                text.truncate(size);
+                addValue(value);
+                return;
+            }
+            *to++ = char(character.unicode());
         }
+        *to = '"';
     }
     void add(QLatin1String field, const QJsonValue &value)
     {
@@ -116,22 +122,34 @@ public:
     QByteArray finished() { return text.append("}}"); }
 
 private:
-    // Whether the text stands in JSON as it is. Keywords do.
-    static bool isPlain(const QString &value)
+    // Whether the character needs no escape in JSON. Those of keywords need none.
+    static bool isPlain(char16_t code)
     {
-        return std::all_of(value.cbegin(), value.cend(), [](QChar character) {
-            const char16_t code = character.unicode();
-            return code >= 0x20 && code < 0x7f && code != u'"' && code != u'\\';
-        });
+        return code >= 0x20 && code < 0x7f && code != u'"' && code != u'\\';
+    }
+
+    // Adds room at the end of the text and returns its address.
+    char *grow(qsizetype size)
+    {
+        const qsizetype before = text.size();
+        text.resize(before + size);
+        return text.data() + before;
+    }
+    void append(std::initializer_list<QLatin1String> parts)
+    {
+        qsizetype size = 0;
+        for (const QLatin1String part : parts)
+            size += part.size();
+        char *to = grow(size);
+        for (const QLatin1String part : parts)
+            to = std::copy(part.begin(), part.end(), to);
     }
 
     void addName(QLatin1String field)
     {
         Q_ASSERT(lastField.isEmpty() || lastField < field);
         lastField = field;
-        if (!text.endsWith('{'))
-            text.append(',');
-        text.append('"').append(field.data(), field.size()).append("\":");
+        append({QLatin1String(text.endsWith('{') ? "\"" : ",\""), field, QLatin1String("\":")});
     }
 
     // What QJsonDocument writes within the brackets of an array.
@@ -150,8 +168,8 @@ private:
 class PKeywordClient::Private
 {
 public:
-    // Not a smart pointer: it has to be readable as long as the publisher is being destroyed,
-    // since subscribers signal from there and their owners may ask for it.
+    // Not a smart pointer: it must remain readable while the publisher is being destroyed, since
+    // subscribers emit signals then and their owners may read it.
     PPublisher *publisher = new PPublisher;
 };
 
@@ -162,20 +180,20 @@ public:
     \ingroup PellixClientKeywordClasses
     \brief The PKeywordClient class encodes commands to a keyword server and decodes its messages.
 
-    It is the base of the transports, PInProcessKeywordClient and PWebSocketKeywordClient, and has
-    none itself: used directly, it can send nothing. In QML it is the type of properties that take
-    any client; it cannot be created there.
+    It is the base class of the transports, PInProcessKeywordClient and PWebSocketKeywordClient. It
+    has no transport itself: a plain PKeywordClient cannot send anything. In QML, it is the type of
+    properties that accept any client; it cannot be created there.
 
-    Values that the server sends are published on publisher(), with the keyword as topic and a
-    PKeywordValue in the variant; PKeywordProxy is the usual receiver. When the last subscriber
-    leaves a keyword, the server is told to destroy it.
+    The client publishes the values that the server sends on publisher(), with the keyword as the
+    topic and a PKeywordValue in the variant. The usual receiver is PKeywordProxy. When the last
+    subscriber of a keyword unsubscribes, the client sends a destroy command for it.
 
-    Nothing is queued, repeated or waited for: a send operation only says whether the transport
-    took the command. Messages that are not understood are dropped silently.
+    The client does not queue, repeat, or wait for anything: a send function returns whether the
+    transport accepted the command. Messages that the client cannot decode are silently discarded.
 */
 
 /*!
-    Constructs a client with a publisher of its own. \a parent owns the client, if given.
+    Constructs a client and its publisher. If \a parent is given, it owns the client.
 */
 PKeywordClient::PKeywordClient(QObject *parent) : QObject(parent), d(std::make_unique<Private>())
 {
@@ -185,7 +203,8 @@ PKeywordClient::PKeywordClient(QObject *parent) : QObject(parent), d(std::make_u
 }
 
 /*!
-    Destroys the client and its publisher. Subscribers are detached and signal it.
+    Destroys the client and its publisher. The subscribers are detached and emit their change
+    signals.
 */
 PKeywordClient::~PKeywordClient()
 {
@@ -193,8 +212,8 @@ PKeywordClient::~PKeywordClient()
 }
 
 /*!
-    Returns the publisher on which the client publishes what it receives. It is owned by the client
-    and lives as long; its active flag says whether the server can be reached.
+    Returns the publisher on which the client publishes the values that it receives. The client owns
+    the publisher. Its active flag is set while the server can be reached.
 */
 PPublisher *PKeywordClient::publisher() const
 {
@@ -202,9 +221,9 @@ PPublisher *PKeywordClient::publisher() const
 }
 
 /*!
-    Asks the server for \a keyword: to send its value and every change of it from now on. With
-    \a children, the server forms the value from those keywords, by \a aggregation;
-    PKeywordAggregation::No then counts as PKeywordAggregation::Equal.
+    Subscribes to \a keyword: the server sends its value, and every change from now on. With
+    \a children, the server computes the value from these keywords, as defined by \a aggregation;
+    PKeywordAggregation::No then means PKeywordAggregation::Equal.
 
     Returns whether the transport took the command; \c false when \a keyword is empty.
 */
@@ -227,11 +246,11 @@ bool PKeywordClient::sendKeyCreate(const QString &keyword, const QStringList &ch
 }
 
 /*!
-    Asks the server to set \a keyword to \a value.
+    Requests that the server set \a keyword to \a value.
 
-    The value becomes JSON by QJsonValue::fromVariant(); an invalid variant becomes null. A
-    QJsonValue that is undefined is left out of the command. Whether the server accepts the value
-    shows in the event that it sends.
+    The value is converted to JSON with QJsonValue::fromVariant(); an invalid variant becomes null.
+    An undefined QJsonValue is omitted from the command. The event that the server sends shows
+    whether it accepted the value.
 
     Returns whether the transport took the command; \c false when \a keyword is empty.
 */
@@ -247,8 +266,9 @@ bool PKeywordClient::sendKeyUpdate(const QString &keyword, const QVariant &value
 }
 
 /*!
-    Asks the server to change \a keyword by \a value: to add a number, or to toggle where the
-    keyword is a bool. Otherwise like sendKeyUpdate(), also in what it returns.
+    Requests a relative write of \a keyword: the server adds \a value to a number, and toggles a
+    Boolean value if \a value is \c true. Otherwise, the function behaves like sendKeyUpdate() and
+    has the same return value.
 */
 bool PKeywordClient::sendKeyUpdateRelative(const QString &keyword, const QVariant &value)
 {
@@ -263,8 +283,8 @@ bool PKeywordClient::sendKeyUpdateRelative(const QString &keyword, const QVarian
 }
 
 /*!
-    Tells the server that \a keyword is of no interest any more. The client does so itself when the
-    last subscriber leaves a keyword.
+    Unsubscribes from \a keyword. The client does this automatically when the last subscriber of a
+    keyword unsubscribes.
 
     Returns whether the transport took the command; \c false when \a keyword is empty.
 */
@@ -279,12 +299,12 @@ bool PKeywordClient::sendKeyDestroy(const QString &keyword)
 }
 
 /*!
-    Asks the server for the children of \a query, a keyword path; an empty one asks for the top
-    level. \a filterType restricts them to a type, with KVT_NOPROP and KVT_OBJECT for any type;
-    \a filterAccess restricts them to an access, and is always sent.
+    Queries the children of \a query, a keyword path; an empty path stands for the top level.
+    \a filterType restricts the reply to one type, where KVT_NOPROP and KVT_OBJECT mean any type.
+    \a filterAccess restricts it to one access, and is always sent.
 
-    Returns the identifier of the request, with which keyIndexResponse() brings the answer, or a
-    null identifier when the transport did not take the command.
+    Returns the identifier of the request, which keyIndexResponse() passes with the reply, or a null
+    identifier if the transport did not accept the command.
 */
 QUuid PKeywordClient::sendKeyIndex(const QString &query, PKeywordValueType filterType,
                                    PKeywordValueAccess filterAccess)
@@ -312,15 +332,15 @@ QUuid PKeywordClient::sendKeyIndex(const QString &query, PKeywordValueType filte
 /*!
     \fn void PKeywordClient::keyIndexResponse(QUuid id, const QVariant &data)
 
-    This signal brings the answer to the index query with the identifier \a id. \a data holds the
-    whole message of the server as a QJsonObject, with its members "cmd" and "payload".
+    This signal is emitted when the reply to the query with the identifier \a id arrives. \a data is
+    the complete message of the server as a QJsonObject, with its members "cmd" and "payload".
 */
 
 /*!
-    Decodes one message of the server, \a data, and publishes or emits what it says. Transports
-    call it for each message that they receive.
+    Decodes one message of the server, \a data, and publishes the event or emits the reply that it
+    contains. Transports call this function for each message that they receive.
 
-    Returns whether the message was understood. Nothing is logged about one that was not.
+    Returns whether the message was valid. Nothing is logged for an invalid message.
 */
 bool PKeywordClient::receiveCommand(const QByteArray &data)
 {
@@ -364,8 +384,8 @@ bool PKeywordClient::receiveCommand(const QByteArray &data)
 }
 
 /*!
-    Hands one command, \a data, to the server; a transport overrides it. Returns whether it was
-    taken. The base class has no transport and returns \c false.
+    Sends one command, \a data, to the server, and returns whether the transport accepted it.
+    Transports override this function. The base class has no transport and returns \c false.
 */
 bool PKeywordClient::sendCommand(const QByteArray &data)
 {

@@ -11,7 +11,7 @@ namespace pellix::client {
     \namespace pellix
     \inmodule PellixClientKeyword
     \inheaderfile client/keywordtypes.h
-    \brief Contains everything of this library.
+    \brief Contains the namespaces of this library.
 */
 
 /*!
@@ -20,18 +20,18 @@ namespace pellix::client {
     \inheaderfile client/keywordtypes.h
     \brief Contains the classes and enumerations of the keyword client.
 
-    QML reaches the enumerators of its three enumerations through the name \c PKeyword, as in
-    \c {PKeyword.KVT_DOUBLE}.
+    In QML, the enumerators of its three enumerations are available under the name \c PKeyword, as
+    in \c {PKeyword.KVT_DOUBLE}.
 */
 
 /*!
     \enum pellix::client::PKeywordAggregation
 
-    How the value of a keyword with children is formed from the children.
+    This enum describes how the server computes the value of a keyword from its children.
 
     \value No     No aggregation.
     \value Min    The smallest value.
-    \value Max    The greatest value.
+    \value Max    The largest value.
     \value Equal  The value that all children have in common.
     \value Sum    The sum of the values.
     \value And    Whether all values are \c true.
@@ -41,24 +41,24 @@ namespace pellix::client {
 /*!
     \enum pellix::client::PKeywordValueType
 
-    The type of a keyword's value.
+    This enum describes the type of the value of a keyword.
 
-    \value KVT_NOPROP  No value, or of a type that is not known here.
+    \value KVT_NOPROP  No value, or a value of an unknown type.
     \value KVT_OBJECT  An object.
     \value KVT_BOOL    \c true or \c false.
-    \value KVT_STRING  Text.
-    \value KVT_DOUBLE  A floating point number.
-    \value KVT_INT     A whole number.
+    \value KVT_STRING  A string.
+    \value KVT_DOUBLE  A floating-point number.
+    \value KVT_INT     An integer.
 */
 
 /*!
     \enum pellix::client::PKeywordValueAccess
 
-    The access that a keyword grants; a filter of index queries.
+    This enum describes the access that a keyword grants. Index queries can filter by it.
 
     \value KVA_NONE       No particular access.
     \value KVA_READ       The value can be read.
-    \value KVA_READ_META  What describes the value can be read.
+    \value KVA_READ_META  The metadata of the value can be read.
     \value KVA_WRITE      The value can be written.
     \value KVA_READWRITE  The value can be read and written.
 */
@@ -68,22 +68,23 @@ namespace pellix::client {
     \inmodule PellixClientKeyword
     \inheaderfile client/keywordtypes.h
     \ingroup PellixClientKeywordClasses
-    \brief The PKeywordValue struct is the record of one keyword event.
+    \brief The PKeywordValue struct contains the data of one keyword event.
 
-    It travels inside a QVariant. The four flags are those of the server, as sent. Records have no
-    equality: two variants that hold records never compare equal.
+    It is passed in a QVariant. The four flags are those that the server sent. Records cannot be
+    compared: two variants that contain records are never equal.
     \sa {The four state flags}
 */
 
 /*!
     \variable pellix::client::PKeywordValue::value
-    \brief the value: a \c double or \c qlonglong, a \c bool, a text, a list or a map. Null is a
-    valid variant that holds a null pointer; an event without a value leaves it invalid.
+    \brief the value: a \c double or \c qlonglong, a \c bool, a string, a list, or a map. Null is a
+    valid variant that contains a null pointer; after an event without a value, the variant is
+    invalid.
 */
 
 /*!
     \variable pellix::client::PKeywordValue::type
-    \brief the type that the server declares. Nothing checks the value against it.
+    \brief the type that the server declares. The value is not checked against it.
 */
 
 /*!
@@ -93,12 +94,12 @@ namespace pellix::client {
 
 /*!
     \variable pellix::client::PKeywordValue::online
-    \brief whether the source delivers.
+    \brief whether the source delivers data.
 */
 
 /*!
     \variable pellix::client::PKeywordValue::consistent
-    \brief whether the value agrees with all its sources.
+    \brief whether the value is consistent with all its sources.
 */
 
 /*!
@@ -107,11 +108,12 @@ namespace pellix::client {
 */
 
 /*!
-    Writes \a value to \a debug: its value and the flags connected, online, consistent and error.
+    Writes \a value to \a debug: its value and the flags connected, online, consistent, and error.
 */
 QDebug operator<<(QDebug debug, const PKeywordValue &value)
 {
-    // Required: no separators, and the type is left out. Logs are read by programs that know it so.
+    // Required: no separators, and the type is omitted. Programs that read logs rely on this
+    // format.
     const QDebugStateSaver saver(debug);
     debug.nospace() << "PKeywordValue(" << value.value << value.connected << value.online
                     << value.consistent << value.error << ")";

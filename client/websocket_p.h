@@ -7,16 +7,18 @@
 #include <QtNetwork/QTcpSocket>
 #include <QtWebSockets/QWebSocket>
 
-// What the transports over WebSockets share.
+// Shared by the transports over WebSockets.
 namespace pellix::client {
 
 /*
-    What the system holds ready of a connection is handled in one go, before the event loop turns
-    again. Linux lets that grow to many megabytes (net.ipv4.tcp_rmem) when a server sends faster
-    than the client reads. That makes seconds without a frame, and a pong that waits behind it all
-    until the keep-alive takes the server for dead. With a fixed size the server has to wait.
+    All data that the system has buffered for a connection is processed at once, before control
+    returns to the event loop. On Linux, this buffer can grow to many megabytes (net.ipv4.tcp_rmem)
+    when a server sends faster than the client reads. The result is seconds without a frame, and a
+    pong behind all that data, until the keep-alive considers the server unresponsive. With a fixed
+    size, the server has to wait.
 
-    Limiting what QWebSocket reads at a time is no way: a frame above that limit would never arrive.
+    Limiting the amount that QWebSocket reads at a time is not an option: a frame above that limit
+    would never arrive.
 */
 inline void limitReceiveBuffer(const QWebSocket *socket)
 {
@@ -29,9 +31,9 @@ inline void limitReceiveBuffer(const QWebSocket *socket)
 }
 
 /*
-    A socket that may lose its owner while it emits a signal: handlers delete clients, and a socket
-    must not be deleted further down its own call stack. InUse marks such a stretch; the last one
-    to end disposes of an abandoned socket, from the event loop level where the signal came from.
+    A socket whose owner may be deleted while it emits a signal: handlers delete clients, and a
+    socket must not be deleted further down its own call stack. InUse marks such a section; the last
+    one to end deletes an abandoned socket, from the event loop level that emitted the signal.
 */
 class WebSocket : public QWebSocket
 {
@@ -62,7 +64,8 @@ public:
                 socket->abandoned = true;
                 return;
             }
-            // A client that outlives the application: to close in order takes an event loop.
+            // The client is destroyed after the application: closing properly requires an event
+            // loop.
             if (!QAbstractEventDispatcher::instance())
                 socket->abort();
             delete socket;

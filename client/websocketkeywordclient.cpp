@@ -20,7 +20,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// Debug output is on in this category, unlike in the others: a lost link has to show in the log.
+// Unlike in the other categories, debug output is enabled here: a lost connection must be logged.
 Q_LOGGING_CATEGORY(lcWebSocketClient, "pellixclient.keyword.websocketclient", QtDebugMsg)
 
 constexpr auto keepAliveInterval = 5000ms;
@@ -62,50 +62,50 @@ public:
     \inmodule PellixClientKeyword
     \inheaderfile client/websocketkeywordclient.h
     \ingroup PellixClientKeywordClasses
-    \brief The PWebSocketKeywordClient class talks to a keyword server over a WebSocket.
+    \brief The PWebSocketKeywordClient class is the client of a keyword server over a WebSocket.
 
-    Setting urls opens a connection to the first valid address of the list. With autoReconnect a
-    lost or failed connection is tried again every second.
+    Setting urls opens a connection to the first valid address of the list. With autoReconnect, the
+    client retries a lost or failed connection every second.
 
-    The connection is kept alive by pings every 5 seconds. A server that does not answer one until
-    the next is due is taken for dead, and the connection dropped: 5 to 10 seconds after it fell
-    silent.
+    The client sends a ping every 5 seconds. If the server does not answer it before the next one is
+    due, it is considered unresponsive, and the client closes the connection: 5 to 10 seconds after
+    the server became unresponsive.
 
-    Commands sent while there is no connection are dropped, although the sending function returns
-    \c true. Bound keywords need none: proxies ask
-    for theirs again as soon as the server is reached.
+    Commands sent without a connection are discarded, although the sending function returns \c true.
+    Proxies subscribe again as soon as the client is connected.
 
-    What happens is logged in the category "pellixclient.keyword.websocketclient", in which debug
-    output is enabled. The filter rule
-    \c {pellixclient.keyword.websocketclient.debug=false} silences it.
+    The client logs its activity in the category "pellixclient.keyword.websocketclient", in which
+    debug output is enabled by default. The filter rule
+    \c {pellixclient.keyword.websocketclient.debug=false} disables it.
 */
 
 /*!
     \property pellix::client::PWebSocketKeywordClient::url
-    \brief the first entry of urls that is a valid URL in tolerant parsing; empty when none is.
+    \brief the first entry of urls that is a valid URL in tolerant mode, or an empty URL if there is
+    none.
 
-    It is computed at each read. Its change signal is never emitted: a binding on it is not
-    refreshed when urls changes.
+    The value is computed at each access. Its change signal is never emitted: bindings are not
+    updated when urls changes.
 */
 
 /*!
     \property pellix::client::PWebSocketKeywordClient::urls
     \brief the candidate addresses of the server, as ws:// or wss:// URLs.
 
-    The first valid one is used. A connection that fails does not move on to the next: later entries
-    count only when all before them are not valid URLs. Valid means valid as any URL: localhost:8765
-    without ws:// is, and never connects.
+    The client uses the first valid URL, even if that server cannot be reached. It uses a later
+    entry only if all entries before it are not valid URLs. An entry is valid if it is a valid URL:
+    \c {localhost:8765} without \c {ws://} is valid, but the client can never connect to it.
 
-    Setting a list that differs from the current one drops the connection, even when its first valid
-    entry is the same, and connects at once. With no valid entry it only drops the connection.
+    Setting a different list closes the connection, even if its first valid entry is the same, and
+    connects immediately. If the list has no valid entry, it only closes the connection.
 */
 
 /*!
     \property pellix::client::PWebSocketKeywordClient::autoReconnect
-    \brief whether a lost or failed connection is tried again, once every 1000 ms.
+    \brief whether the client retries a lost or failed connection every 1000 ms.
 
-    The default is \c false. Enabling it does not connect at once: the first attempt comes 1000 ms
-    later. The address is chosen anew each time.
+    The default is \c false. Enabling it does not connect immediately: the first attempt takes place
+    1000 ms later. Each attempt selects the address again.
     \sa urls, disconnect()
 */
 
@@ -117,12 +117,12 @@ public:
 /*!
     \fn void PWebSocketKeywordClient::urlChanged()
 
-    This signal is never emitted; follow urlsChanged() instead.
+    This signal is never emitted. Use urlsChanged() instead.
 */
 
 /*!
-    Constructs a client without addresses, which connects to nothing yet. \a parent owns it, if
-    given.
+    Constructs a client without addresses, which is not connected. If \a parent is given, it owns
+    the client.
 */
 PWebSocketKeywordClient::PWebSocketKeywordClient(QObject *parent)
     : PKeywordClient(parent), d(std::make_unique<Private>())
@@ -153,7 +153,7 @@ PWebSocketKeywordClient::PWebSocketKeywordClient(QObject *parent)
                 d->attemptFailed = false;
                 if (state == QAbstractSocket::ConnectedState) {
                     limitReceiveBuffer(socket);
-                    d->pingOutstanding = false; // an earlier connection's, which nobody answers
+                    d->pingOutstanding = false; // from an earlier connection; never answered
                 }
                 publisher()->setActive(state == QAbstractSocket::ConnectedState);
             });
@@ -180,11 +180,11 @@ PWebSocketKeywordClient::PWebSocketKeywordClient(QObject *parent)
 }
 
 /*!
-    Destroys the client and drops the connection. Its subscribers are detached.
+    Destroys the client, closes the connection, and detaches the subscribers.
 */
 PWebSocketKeywordClient::~PWebSocketKeywordClient()
 {
-    // Closing must not call back into an object that is half gone.
+    // Closing must not call back into an object that is being destroyed.
     QObject::disconnect(d->socket.get(), nullptr, this, nullptr);
 }
 
@@ -249,8 +249,8 @@ bool PWebSocketKeywordClient::connected() const
 }
 
 /*!
-    Drops the connection. urls and autoReconnect stay as they are: with automatic reconnection the
-    connection comes back within a second. To stay disconnected, switch that off first.
+    Closes the connection. urls and autoReconnect do not change: with autoReconnect set, the client
+    reconnects within a second. To stay disconnected, set autoReconnect to \c false first.
 */
 void PWebSocketKeywordClient::disconnect()
 {
@@ -269,7 +269,7 @@ void PWebSocketKeywordClient::disconnect()
 /*!
     \reimp
 
-    Sends \a data as one text message. Always returns \c true, also when there is no connection and
+    Sends \a data as one text message. Always returns \c true, even if there is no connection and
     the command is lost.
 */
 bool PWebSocketKeywordClient::sendCommand(const QByteArray &data)
@@ -303,8 +303,9 @@ void PWebSocketKeywordClient::reconnect()
         socket->abort();
         return;
     }
-    // A server that refuses the handshake by an HTTP status may keep the connection open, as
-    // proxies do. QWebSocket reports the error and then stays in ConnectingState as long.
+    // A server that refuses the handshake with an HTTP status may keep the connection open, as
+    // proxies do. QWebSocket reports the error and then stays in ConnectingState until it is
+    // closed.
     if (socket->state() != QAbstractSocket::UnconnectedState
         && (socket->requestUrl() != target || d->attemptFailed)) {
         qCDebug(lcWebSocketClient) << "disconnect" << socket->requestUrl();

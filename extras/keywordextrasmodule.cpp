@@ -13,7 +13,7 @@ namespace pellix::extras {
     \namespace pellix::extras
     \inmodule PellixClientKeyword
     \inheaderfile extras/keywordextrasmodule.h
-    \brief Companions of the client's classes, for those who write screens.
+    \brief Contains additional classes for user interfaces.
 */
 
 /*!
@@ -21,22 +21,22 @@ namespace pellix::extras {
     \inmodule PellixClientKeyword
     \inheaderfile extras/keywordextrasmodule.h
     \ingroup PellixClientKeywordClasses
-    \brief The KeywordExtrasModule class makes the companions of the library known to QML.
+    \brief The KeywordExtrasModule class registers the module PellixClient.Keyword.Extras with QML.
 */
 
 /*!
-    Makes "PellixClient.Keyword.Extras" known to the QML engines of a program that links the
-   library.
+    Registers "PellixClient.Keyword.Extras" with the QML engines of a program that links the
+    library.
 
-    The program calls it once, before it loads any QML that imports the module. It needs no import
-    path then. A program that finds the installed plugin on its import path, such as \c qml, needs
-    not call it, but may.
+    Call this function once, before you load any QML that imports the module. The program does not
+    need an import path then. If it finds the installed plugin on its import path, like \c qml, the
+    call is optional.
 
     \sa pellix::client::PellixClientKeywordModule::registerTypes()
 */
 void KeywordExtrasModule::registerTypes()
 {
-    // A linker leaves out a library, or an object file of it, that nothing refers to.
+    // A linker omits a library, or an object file, without a reference.
     static void (*volatile const linked[])() = {
         qml_register_types_PellixClient_Keyword_Extras_Core,
         qml_register_types_PellixClient_Keyword_Extras,

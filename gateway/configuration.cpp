@@ -59,9 +59,9 @@ QString wrongPath(const QString &path)
     if (!path.startsWith(QLatin1Char('/')))
         return QStringLiteral("must be a path such as /plant, not \"%1\"").arg(path);
     if (path.contains(QLatin1Char('#')) || path.contains(QLatin1Char('*')))
-        return QStringLiteral("\"%1\" is no path: # and * have a meaning of their own").arg(path);
+        return QStringLiteral("\"%1\" is not a valid path: # and * are reserved").arg(path);
     if (path.endsWith(QLatin1String("/Label")))
-        return QStringLiteral("a level called Label is the label of what is above it");
+        return QStringLiteral("the level Label is reserved for labels");
     return {};
 }
 
@@ -128,7 +128,7 @@ void Reader::readRoles(ConfigurationObject &top)
             continue;
         if (name.isEmpty() || name != name.simplified() || name.contains(QLatin1Char(' '))
             || name == ClientIdentification::fullRights) {
-            role->problem(QStringLiteral("\"%1\" cannot be the name of a role").arg(name));
+            role->problem(QStringLiteral("\"%1\" is not a valid role name").arg(name));
         }
         server::Role read {name, readPatterns(*role, QStringLiteral("read")),
                            readPatterns(*role, QStringLiteral("write"))};
@@ -146,8 +146,8 @@ QStringList Reader::readPatterns(ConfigurationObject &role, const QString &name)
     for (const QString &pattern : patterns) {
         if (!server::Role::isPattern(pattern)) {
             role.problem(name,
-                         QStringLiteral("\"%1\" is no pattern such as /plant/**, with * for one "
-                                        "level and ** for any")
+                         QStringLiteral("\"%1\" is not a pattern such as /plant/**, where * "
+                                        "matches one level and ** any number of levels")
                              .arg(pattern));
         }
     }
@@ -180,7 +180,7 @@ void Reader::readClients(ConfigurationObject &top)
             continue;
         }
         if (isToken && hasTokens)
-            client.problem(QStringLiteral("there can be one \"tokenFile\" only"));
+            client.problem(QStringLiteral("only one \"tokenFile\" is allowed"));
         else if (isToken)
             readTokens(client);
         else
@@ -275,7 +275,7 @@ Configuration::Listener Reader::readListener(ConfigurationObject &object)
         if (!server::WebSocketKeywordServer::isOrigin(origin)) {
             object.problem(
                 QStringLiteral("origins"),
-                QStringLiteral("\"%1\" is no origin such as https://example.org").arg(origin));
+                QStringLiteral("\"%1\" is not an origin such as https://example.org").arg(origin));
         }
     }
     listener.identification.role = readRole(object);
@@ -321,7 +321,8 @@ void Reader::readTls(ConfigurationObject &listener, Configuration::Listener *rea
 
     read->chain = QSslCertificate::fromPath(*certificateFile);
     if (read->chain.isEmpty())
-        tls->problem(certificate, QStringLiteral("%1 has no certificate").arg(*certificateFile));
+        tls->problem(certificate,
+                     QStringLiteral("%1 contains no certificate").arg(*certificateFile));
     QFile file(*keyFile);
     const QByteArray pem = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     for (const QSsl::KeyAlgorithm algorithm : {QSsl::Rsa, QSsl::Ec}) {
@@ -329,12 +330,13 @@ void Reader::readTls(ConfigurationObject &listener, Configuration::Listener *rea
             read->key = QSslKey(pem, algorithm);
     }
     if (read->key.isNull())
-        tls->problem(key,
-                     QStringLiteral("%1 has no private key, or an encrypted one").arg(*keyFile));
+        tls->problem(
+            key, QStringLiteral("%1 contains no private key, or an encrypted one").arg(*keyFile));
     if (authorityFile) {
         read->identification.authorities = QSslCertificate::fromPath(*authorityFile);
         if (read->identification.authorities.isEmpty())
-            tls->problem(authority, QStringLiteral("%1 has no certificate").arg(*authorityFile));
+            tls->problem(authority,
+                         QStringLiteral("%1 contains no certificate").arg(*authorityFile));
     }
     if (tls->problemCount() > before)
         return;
@@ -356,8 +358,8 @@ void Reader::readProxy(ConfigurationObject &listener, ClientIdentification *iden
             : QPair<QHostAddress, int>(QHostAddress(text),
                                        text.contains(QLatin1Char(':')) ? 128 : 32);
         if (address.first.isNull())
-            proxies->problem(addresses,
-                             QStringLiteral("\"%1\" is no address such as 10.0.0.0/8").arg(text));
+            proxies->problem(
+                addresses, QStringLiteral("\"%1\" is not an address such as 10.0.0.0/8").arg(text));
         identification->proxy.addresses.append(address);
     }
     identification->proxy.addressHeader =
@@ -439,13 +441,15 @@ void Reader::readSource(ConfigurationObject &object)
     if (!object.contains(nameMember))
         object.problem(QStringLiteral("must have a \"name\""));
     else if (!isName && object.object().value(nameMember).isString())
-        object.problem(nameMember, QStringLiteral("must have letters, digits, -, _ and . only"));
+        object.problem(nameMember,
+                       QStringLiteral("must contain only letters, digits, -, _, and ."));
     const auto hasName = [&](const Configuration::Source &other) {
         return other.name == source.name;
     };
     if (isName
         && std::any_of(configuration.sources.cbegin(), configuration.sources.cend(), hasName))
-        object.problem(nameMember, QStringLiteral("another source is called %1").arg(source.name));
+        object.problem(nameMember,
+                       QStringLiteral("another source has the name %1").arg(source.name));
 
     source.mount = object.text(mountMember).value_or(QString());
     if (!object.contains(mountMember)) {
@@ -519,7 +523,7 @@ void Reader::readSelf(ConfigurationObject &top)
     if (!problem.isEmpty())
         top.problem(name, problem);
     else if (configuration.self.isEmpty())
-        top.problem(name, QStringLiteral("must have a level, such as /gateway"));
+        top.problem(name, QStringLiteral("must contain a level, such as /gateway"));
 }
 
 } // namespace

@@ -122,7 +122,7 @@ std::optional<int> ConfigurationObject::integer(const QString &name, int least, 
         return {};
     if (*given >= least && *given <= most && std::floor(*given) == *given)
         return int(*given);
-    problem(name, QStringLiteral("must be a whole number from %1 to %2").arg(least).arg(most));
+    problem(name, QStringLiteral("must be an integer from %1 to %2").arg(least).arg(most));
     return {};
 }
 
@@ -134,7 +134,7 @@ std::optional<QStringList> ConfigurationObject::texts(const QString &name)
     if (given.isString())
         return QStringList {given.toString()};
     if (!given.isArray()) {
-        problem(name, wrongKind("a text or a list of texts", given));
+        problem(name, wrongKind("a string or a list of strings", given));
         return {};
     }
     const int before = problemCount();

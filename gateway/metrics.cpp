@@ -83,22 +83,23 @@ QByteArray sourceMetrics(const QList<Gateway::SourceStatus> &sources)
          counted(&Source::Statistics::writes)},
         {"source_keywords", "gauge", "Keywords that the source serves.",
          mounted(&SourceMount::Statistics::keywords)},
-        {"source_online_keywords", "gauge", "Keywords with a value of now.",
+        {"source_online_keywords", "gauge", "Keywords with a current value.",
          mounted(&SourceMount::Statistics::online)},
         {"source_values_total", "counter", "Values that the source reported.",
          mounted(&SourceMount::Statistics::values)},
         {"source_misfits_total", "counter", "Values that do not fit the type of their keyword.",
          mounted(&SourceMount::Statistics::misfits)},
-        {"source_conflicts_total", "counter", "Keywords not served, as their path is taken.",
+        {"source_conflicts_total", "counter", "Keywords not served, because their path is in use.",
          mounted(&SourceMount::Statistics::conflicts)},
-        {"source_refused_keywords_total", "counter", "Keywords not served, as there are too many.",
+        {"source_refused_keywords_total", "counter",
+         "Keywords not served, because there are too many.",
          mounted(&SourceMount::Statistics::refusedDeclarations)},
         {"source_writes_total", "counter", "Writes of clients.",
          mounted(&SourceMount::Statistics::writes)},
         {"source_refused_writes_total", "counter", "Writes of clients that were refused.",
          mounted(&SourceMount::Statistics::refusedWrites)},
         {"source_unconfirmed_writes_total", "counter",
-         "Writes refused, as nothing tells what became of them.",
+         "Writes refused, because their outcome is unknown.",
          mounted(&SourceMount::Statistics::unconfirmedWrites)},
     };
     QByteArray text;
@@ -129,7 +130,7 @@ QByteArray processMetrics()
         if (boot >= 0) {
             const double seconds = system.mid(boot + 7).split('\n').constFirst().toDouble();
             text += metric("process_start_time_seconds", "gauge",
-                           "When the process started, since 1970.",
+                           "Start time of the process, since 1970.",
                            seconds + stat.at(19).toDouble() / ticks);
         }
     }

@@ -35,7 +35,8 @@ void SelfKeywords::update(const QList<Gateway::SourceStatus> &sources)
 
     const server::Statistics statistics = server->statistics();
     set(QStringLiteral("/clients"), "int", "Clients", statistics.clients);
-    set(QStringLiteral("/dropped"), "int", "Clients dropped", qint64(statistics.droppedClients));
+    set(QStringLiteral("/dropped"), "int", "Clients disconnected",
+        qint64(statistics.droppedClients));
     set(QStringLiteral("/keywords"), "int", "Keywords", statistics.keywords);
 
     const QHash<QString, quint64> before = std::exchange(messages, {});
@@ -56,7 +57,7 @@ void SelfKeywords::update(const QList<Gateway::SourceStatus> &sources)
             one.source ? one.source->reason() : QString());
         set(source + QStringLiteral("/messagesPerSecond"), "double", "Messages in 1/s", rate);
         set(source + QStringLiteral("/keywords"), "int", "Keywords", mounted.keywords);
-        set(source + QStringLiteral("/onlineKeywords"), "int", "Keywords with a value of now",
+        set(source + QStringLiteral("/onlineKeywords"), "int", "Keywords with a current value",
             mounted.online);
         set(source + QStringLiteral("/writes"), "int", "Writes", qint64(mounted.writes));
         set(source + QStringLiteral("/refusedWrites"), "int", "Writes refused",

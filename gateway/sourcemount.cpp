@@ -373,8 +373,7 @@ void SourceMount::Private::onAnswered(quint64 id, Source::Outcome outcome, const
             settle(id, false, reason, &decisions);
         } else if (outcome == Source::Outcome::Unknown) {
             ++counts.unconfirmedWrites;
-            settle(id, false, QStringLiteral("what became of it is not known: ") + reason,
-                   &decisions);
+            settle(id, false, QStringLiteral("the outcome is unknown: ") + reason, &decisions);
         } else if (keyword.confirmation == SourceKeyword::Confirmation::Answer) {
             settle(id, true, {}, &decisions);
         } else if (keyword.confirmation == SourceKeyword::Confirmation::Assumed) {
@@ -408,7 +407,7 @@ void SourceMount::Private::declare(const SourceKeyword &keyword)
         if (!std::exchange(isConflictLogged, true)) {
             qCWarning(lcSourceMount).noquote().nospace()
                 << name << ": " << entry.path
-                << " is there already, and not served again; further ones are only counted";
+                << " already exists and is not served again; further ones are only counted";
         }
         if (isTwice)
             return;
@@ -654,14 +653,14 @@ QString SourceMount::Private::findTarget(const Entry &entry, const WriteRequest 
                                          QVariant *target) const
 {
     if (!isReady() || !source)
-        return QStringLiteral("the source has no link");
+        return QStringLiteral("the source is not connected");
     const Details &details = *entry.details;
     const QVariant current = server->value(entry.path);
     QVariant value = request.value();
     if (request.isRelative()) {
         const bool isUnderWay = !details.writes.empty();
         if (!isUnderWay && (!entry.isShownOnline || !current.isValid()))
-            return QStringLiteral("there is no value of now to add to");
+            return QStringLiteral("there is no current value to which to add");
         value = changed(isUnderWay ? writes.at(details.writes.back()).target : current,
                         request.change());
     }
@@ -669,9 +668,9 @@ QString SourceMount::Private::findTarget(const Entry &entry, const WriteRequest 
     if (!KeywordServer::fits(value, details.keyword.type))
         return QStringLiteral("the value does not fit");
     if (isOutside(value, details.keyword))
-        return QStringLiteral("the value is outside of the limits");
+        return QStringLiteral("the value is out of range");
     if (!details.keyword.choices.isEmpty() && !details.keyword.choices.contains(value))
-        return QStringLiteral("the value is none of the choices");
+        return QStringLiteral("the value is not one of the choices");
     *target = value;
     return {};
 }
@@ -718,7 +717,7 @@ void SourceMount::Private::loseWrites(Decisions *decisions)
     while (!writes.empty()) {
         ++counts.unconfirmedWrites;
         settle(writes.begin()->first, false,
-               QStringLiteral("the link was lost; what became of it is not known"), decisions);
+               QStringLiteral("the connection was lost; the outcome is unknown"), decisions);
     }
 }
 
@@ -798,8 +797,7 @@ void SourceMount::Private::expire(quint64 id, Decisions *decisions)
     const SourceKeyword &keyword = entry.details->keyword;
     if (!write.isAnswered || keyword.confirmation != SourceKeyword::Confirmation::Readback) {
         ++counts.unconfirmedWrites;
-        settle(id, false,
-               QStringLiteral("not acknowledged in time; what became of it is not known"),
+        settle(id, false, QStringLiteral("not acknowledged in time; the outcome is unknown"),
                decisions);
         return;
     }

@@ -28,27 +28,27 @@ public:
     \inmodule PellixClientKeyword
     \inheaderfile models/keywordpathmodel.h
     \ingroup PellixClientKeywordClasses
-    \brief The PKeywordPathModel class shows a keyword path level by level.
+    \brief The PKeywordPathModel class provides the levels of a keyword path as rows.
 
-    Each level of keyword is a row of one column. "/" and "#" both separate levels. QML reads these
-    roles:
+    Each level of keyword is a row with one column. Both "/" and "#" separate levels. In QML, the
+    roles have these names:
 
     \table
     \header \li Role \li Value
     \row \li part \li the text of the level
-    \row \li partDisplay \li the same, or providerDisplayName in the first row, if that is set
+    \row \li partDisplay \li the same, or providerDisplayName in the first row if it is set
     \row \li index \li the row
     \row \li keyword \li the keyword up to and including this level
     \endtable
 
-    Every effective change of keyword resets the model.
+    Every change of keyword resets the model.
     \sa {Browsing}
 */
 
 /*!
     \enum pellix::client::PKeywordPathModel::Role
 
-    The roles of a row.
+    This enum describes the roles of a row.
 
     \value PartRole         \c part, the text of the level
     \value PartDisplayRole  \c partDisplay, the same, or providerDisplayName in the first row
@@ -58,26 +58,27 @@ public:
 
 /*!
     \property pellix::client::PKeywordPathModel::keyword
-    \brief the path to show, in clean form: with a leading "/" and doubled separators made one.
-    Empty by default.
+    \brief the path to show, in clean form: with a leading "/" and without double separators. The
+    default is an empty string.
 
-    Cleaning is a single pass; it is applied once for the comparison with the current keyword and
-    twice for what is stored. Setting a path with three separators in a row, such as a///b, so
-    resets the model each time.
+    Cleaning is a single pass: it is applied once to compare a path with the current keyword, and
+    twice to store it. As a consequence, setting a path with three consecutive separators, such as
+    a///b, always resets the model.
 */
 
 /*!
     \property pellix::client::PKeywordPathModel::normalizedKeyword
-    \brief the levels joined with "/".
+    \brief the levels, joined with "/".
 */
 
 /*!
     \property pellix::client::PKeywordPathModel::providerDisplayName
-    \brief what the role partDisplay shows for the first level; empty, for its own text, by default.
+    \brief the string that the role partDisplay returns for the first level. The default is an empty
+    string, which returns the text of the level.
 */
 
 /*!
-    Constructs a model without rows. \a parent owns it, if given.
+    Constructs a model without rows. If \a parent is given, it owns the model.
 */
 PKeywordPathModel::PKeywordPathModel(QObject *parent)
     : QAbstractItemModel(parent), d(std::make_unique<Private>())

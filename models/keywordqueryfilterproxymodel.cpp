@@ -11,14 +11,14 @@
 
 namespace pellix::client {
 
-// Part of the library's set of categories; nothing here has anything to say yet.
+// Part of the library's set of categories; nothing is logged here yet.
 Q_LOGGING_CATEGORY(lcQueryFilterProxyModel, "pellixclient.keyword.queryfilterproxymodel",
                    QtWarningMsg)
 
 namespace {
 
-// Most names are not numbers. Converting one only to find that out takes a quarter of the time of a
-// comparison.
+// Most names are not numbers. Converting a name just to find that out takes a quarter of the time
+// of a comparison.
 bool mayBeNumber(const QString &name)
 {
     return !name.isEmpty() && !name.front().isLetter();
@@ -42,26 +42,27 @@ public:
     \brief The PKeywordQueryFilterProxyModel class sorts and filters the rows of a
     PKeywordQueryModel.
 
-    Rows are sorted by name: as numbers where both are whole numbers, and else as text, without
-    regard to case. Where whole numbers and other names are mixed, this comparison can contradict
-    itself: 9 comes before 10 as a number, 10 before 1a and 1a before 9 as text. The same rows are
-    then listed in the same order each time they are sorted as a whole, which is when an answer has
-    arrived. A label that arrives later moves its own row only, so such a list can also depend on
-   the order in which labels arrive. Use a sort model of your own where names are mixed like this.
+    Rows are sorted by name: as numbers if both names are integers, and otherwise as strings,
+    case-insensitively. If a list mixes integers and other names, the order is not consistent: 9
+    comes before 10 as a number, but 10 before 1a and 1a before 9 as strings. The same rows are then
+    listed in the same order each time all of them are sorted, that is, after each reply. A label
+    that arrives later moves only its own row, so the order of such a list can also depend on the
+    order in which labels arrive. For mixed names, use a sort model of your own.
 
-    The source model has to offer the roles of PKeywordQueryModel, and a column: in
-    rows without one, Qt looks for children of the rejected row without an end. It is not owned.
+    The source model must have the roles of PKeywordQueryModel and at least one column: without a
+    column, Qt searches for children of a rejected row in an infinite loop. The model does not own
+    its source model.
     \sa {Browsing}
 */
 
 /*!
     \property pellix::client::PKeywordQueryFilterProxyModel::filter
-    \brief words, separated by blanks, that must all occur in a row's displayName, in any order and
-    case. Empty by default, which accepts every row.
+    \brief words, separated by spaces, that must all occur in the displayName of a row, in any order
+    and case-insensitively. The default is an empty string, which accepts every row.
 */
 
 /*!
-    Constructs a model without a source. \a parent owns it, if given.
+    Constructs a model without a source. If \a parent is given, it owns the model.
 */
 PKeywordQueryFilterProxyModel::PKeywordQueryFilterProxyModel(QObject *parent)
     : QSortFilterProxyModel(parent), d(std::make_unique<Private>())

@@ -16,6 +16,7 @@
 #include <QtCore/QSet>
 
 #include <algorithm>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -25,31 +26,34 @@ namespace {
 
 Q_LOGGING_CATEGORY(lcQueryModel, "pellixclient.keyword.querymodel", QtWarningMsg)
 
-struct Entry
+// A child listed in the last reply.
+struct Row
 {
-    QString keyword;
+    quint64 hash; // of the key
+    QString key;
     QString normalizedKeyword;
     QString name;
     QString type;
+    // Setting the keyword removes all entries, but not the rows. An entry that is created
+    // afterwards has only a name.
+    bool hasEntry = true;
+    bool isComplete = true;
 };
 
-// A number and a bool have a text, too.
+// Subscribes to the label of a child.
+class LabelProxy : public PKeywordProxy
+{
+public:
+    LabelProxy(const QString &key, QObject *parent) : PKeywordProxy(parent), key(key) { }
+
+    const QString key; // of the child
+    int row = -1; // of the child when it was last looked up
+};
+
+// Numbers and Boolean values are converted, too.
 QString textOf(const QJsonValue &value)
 {
     return value.isString() ? value.toString() : value.toVariant().toString();
-}
-
-// The child as a response gives it.
-Entry entryOf(const QJsonObject &fields)
-{
-    const QString name = textOf(fields.value(QLatin1String("name")));
-    const QString path = QString(name).replace(QLatin1Char('#'), QLatin1Char('/'));
-    return {
-        name.startsWith(QLatin1Char('/')) ? name : QLatin1Char('/') + name,
-        keywordsyntax::cleaned(path),
-        path.mid(path.lastIndexOf(QLatin1Char('/')) + 1),
-        textOf(fields.value(QLatin1String("type"))),
-    };
 }
 
 // FNV-1a: the same number for the same text in every process, on every machine and in every
@@ -62,26 +66,51 @@ quint64 fixedHash(const QString &text)
     return hash;
 }
 
-/*
-    The keys in the order of the rows. It depends on the set of keys alone: not on the order of the
-    response, nor on QHash, whose order changes with each process. A view that sorts the rows by a
-    comparison that leaves some order open, as the filter model's does, then shows the same list
-   each time.
-*/
-QStringList inRowOrder(const QHash<QString, Entry> &entries)
+// The child as listed in a reply.
+Row rowOf(const QJsonObject &fields)
 {
-    using HashedKey = std::pair<quint64, QString>;
-    std::vector<HashedKey> hashed;
-    hashed.reserve(size_t(entries.size()));
-    for (auto entry = entries.keyBegin(); entry != entries.keyEnd(); ++entry)
-        hashed.emplace_back(fixedHash(*entry), *entry);
-    std::sort(hashed.begin(), hashed.end());
+    const QString name = textOf(fields.value(QLatin1String("name")));
+    const QString path = QString(name).replace(QLatin1Char('#'), QLatin1Char('/'));
+    const QString key = name.startsWith(QLatin1Char('/')) ? name : QLatin1Char('/') + name;
+    return {
+        fixedHash(key),
+        key,
+        keywordsyntax::cleaned(path),
+        path.mid(path.lastIndexOf(QLatin1Char('/')) + 1),
+        textOf(fields.value(QLatin1String("type"))),
+    };
+}
 
-    QStringList keys;
-    keys.reserve(entries.size());
-    for (HashedKey &key : hashed)
-        keys.append(std::move(key.second));
-    return keys;
+/*
+    The children in the order of the hashes of their keys. Of several children with the same key,
+    only the last one remains.
+
+    The order depends only on the set of keys, not on the order of the reply, nor on that of a
+    QHash, which differs between processes. A view that sorts the rows with an incomplete order, as
+    the filter model does, then shows the same list each time.
+*/
+std::vector<Row> inRowOrder(std::vector<Row> &&children)
+{
+    using Place = std::pair<quint64, size_t>; // sorted instead of the children, which are larger
+    std::vector<Place> places;
+    places.reserve(children.size());
+    for (size_t i = 0; i < children.size(); ++i)
+        places.emplace_back(children[i].hash, i);
+    std::sort(places.begin(), places.end(), [&](const Place &left, const Place &right) {
+        return std::tie(left.first, children[left.second].key, left.second)
+            < std::tie(right.first, children[right.second].key, right.second);
+    });
+
+    std::vector<Row> rows;
+    rows.reserve(children.size());
+    for (const Place &place : places) {
+        Row &child = children[place.second];
+        if (!rows.empty() && rows.back().hash == child.hash && rows.back().key == child.key)
+            rows.back() = std::move(child);
+        else
+            rows.push_back(std::move(child));
+    }
+    return rows;
 }
 
 } // namespace
@@ -89,27 +118,62 @@ QStringList inRowOrder(const QHash<QString, Entry> &entries)
 class PKeywordQueryModel::Private
 {
 public:
-    void setEntries(QHash<QString, Entry> &&children)
+    // -1 without one
+    int rowOf(const QString &key) const
     {
-        entries = std::move(children);
-        rowKeys = inRowOrder(entries);
-        rows.clear();
-        rows.reserve(rowKeys.size());
-        for (int row = 0; row < rowKeys.size(); ++row)
-            rows.insert(rowKeys.at(row), row);
+        const quint64 hash = fixedHash(key);
+        auto row = std::lower_bound(rows.cbegin(), rows.cend(), hash,
+                                    [](const Row &row, quint64 hash) { return row.hash < hash; });
+        while (row != rows.cend() && row->hash == hash && row->key != key)
+            ++row;
+        return row != rows.cend() && row->hash == hash ? int(row - rows.cbegin()) : -1;
+    }
+    int rowOf(LabelProxy *proxy) const
+    {
+        if (size_t(proxy->row) >= rows.size() || rows[size_t(proxy->row)].key != proxy->key)
+            proxy->row = rowOf(proxy->key);
+        return proxy->row;
+    }
+
+    void setRows(std::vector<Row> &&children)
+    {
+        rows = inRowOrder(std::move(children));
+        entries = int(rows.size());
+        strays.clear();
+    }
+    void clearEntries()
+    {
+        for (Row &row : rows)
+            row.hasEntry = false;
+        strays.clear();
+        entries = 0;
+    }
+    // Creates an empty one if there is none.
+    Row &entryAt(int row)
+    {
+        Row &entry = rows[size_t(row)];
+        if (!entry.hasEntry) {
+            entry.hasEntry = true;
+            entry.isComplete = false;
+            entry.normalizedKeyword.clear();
+            entry.name.clear();
+            entry.type.clear();
+            ++entries;
+        }
+        return entry;
     }
 
     NotOwned<PKeywordClient> keywordClient;
     QString keyword;
     QStringList parts;
     QMetaObject::Connection responseConnection;
-    QHash<QString, Entry> entries;
-    QStringList rowKeys;
-    QHash<QString, int> rows; // the place of each key in rowKeys
+    std::vector<Row> rows; // in the order of their hashes
+    QHash<QString, QString> strays; // labels of children without a row, by key
+    int entries = 0; // the number of rows that have one
     QUuid pendingRequest;
     PKeywordValueType filterType = PKeywordValueType::KVT_NOPROP;
     PKeywordValueAccess filterAccess = PKeywordValueAccess::KVA_NONE;
-    QHash<QString, PKeywordProxy *> labelProxies; // children of the model
+    QHash<QString, LabelProxy *> labelProxies; // children of the model
     DeletionWatch watch;
 };
 
@@ -120,55 +184,55 @@ public:
     \ingroup PellixClientKeywordClasses
     \brief The PKeywordQueryModel class lists the children of a keyword.
 
-    Given a client and a keyword, the model asks the server for the children and shows each as a row
-    of one column. For each child it also watches CHILD/Label, and shows that text in place of the
-   name once it has come.
+    Set a client and a keyword. The model then queries the children of the keyword from the server,
+    and lists each as a row with one column. It also subscribes to CHILD/Label of each child, and
+    shows the label in place of the name as soon as it has arrived.
 
-    The order of the rows means nothing, but the same children always come in the same order,
-    whatever the order in which the server lists them. PKeywordQueryFilterProxyModel sorts and
-    filters them.
+    The order of the rows has no meaning, but it is always the same for the same children,
+    regardless of the order in which the server lists them. Use a PKeywordQueryFilterProxyModel to
+    sort and filter them.
 
-    QML reads these roles:
+    In QML, the roles have these names:
 
     \table
     \header \li Role \li Value
     \row \li name \li the last level of the child's keyword, or its label
-    \row \li type \li its type, as the server names it
-    \row \li typeLetter \li getTypeLetter() of the type
-    \row \li typeColor \li getTypeColor() of the type
-    \row \li keyword \li its keyword, with separators as the server sent them
-    \row \li normalizedKeyword \li its keyword with "/" as the only separator
+    \row \li type \li the type of the child, as sent by the server
+    \row \li typeLetter \li the letter of the type, see getTypeLetter()
+    \row \li typeColor \li the color of the type, see getTypeColor()
+    \row \li keyword \li the keyword of the child, with separators as the server sent them
+    \row \li normalizedKeyword \li the keyword of the child, with "/" as the only separator
     \row \li displayName \li the same as name
     \endtable
 
-    A label that arrives signals a change of the role displayName alone.
+    When a label arrives, the model signals a change of the role displayName only.
 
-    Setting the keyword empties the model until the answer has come. A label of the earlier answer
-    that arrives in between shows as a row of its own, without a reset, and reading a row whose
-    child is gone makes it one; the next answer puts that right.
+    Setting the keyword clears the model until the reply arrives. If a label of the previous reply
+    arrives in between, it appears as a row of its own, without a reset. Reading a row whose child
+    has been removed also creates such a row. The next reply removes these rows.
 
-    Calling setKeyword() from a handler of the model's reset is safe. While an answer is applied,
-    that query's own answer is then not taken any more: call it queued instead. A server that
-    answers inside the sending call is not heard either, since the identifier of the query is not
-    known yet.
+    Calling setKeyword() in a handler of the model's reset is safe. However, if you call it while
+    the model processes a reply, the model ignores the reply to the new query: use a queued call
+    instead. The model also ignores a reply that arrives inside the sending call, because it does
+    not have the identifier of the query yet.
 
-    A query that is sent without a connection, or whose connection or client goes before the answer
-    has come, is lost and not repeated: the model stays loading, with the rows it had,
-    until it is asked again by setting keyword, a filter or the client.
+    A query is lost and not repeated if there is no connection, if the connection is lost before the
+    reply arrives, or if the client is removed. The model then stays in the state loading, and the
+    rows do not change, until you send a query again by setting keyword, a filter, or the client.
 
-    The client is not owned; one that is destroyed reads as not set.
+    The model does not own the client. If the client is destroyed, the property becomes \c nullptr.
     \sa {Browsing}
 */
 
 /*!
     \enum pellix::client::PKeywordQueryModel::Role
 
-    The roles of a row.
+    This enum describes the roles of a row.
 
     \value NameRole               \c name, the last level of the child's keyword, or its label
-    \value TypeRole               \c type, as the server names it; empty where a level only leads on
-    \value TypeLetterRole         \c typeLetter, getTypeLetter() of the type
-    \value TypeColorRole          \c typeColor, getTypeColor() of the type
+    \value TypeRole               \c type, as sent by the server; empty if the child is only a level
+    \value TypeLetterRole         \c typeLetter, see getTypeLetter()
+    \value TypeColorRole          \c typeColor, see getTypeColor()
     \value KeywordRole            \c keyword, with separators as the server sent them
     \value NormalizedKeywordRole  \c normalizedKeyword, with "/" as the only separator
     \value DisplayNameRole        \c displayName, the same as name
@@ -176,14 +240,15 @@ public:
 
 /*!
     \property pellix::client::PKeywordQueryModel::keywordClient
-    \brief the client that asks; \c nullptr by default. Setting another one asks again.
+    \brief the client that sends the queries. The default is \c nullptr. Setting another client
+    sends the query again.
 */
 
 /*!
     \property pellix::client::PKeywordQueryModel::keyword
-    \brief the keyword whose children are listed, in clean form; empty by default.
+    \brief the keyword whose children are listed, in clean form. The default is an empty string.
 
-    Setting it always empties the model and asks again, also when it is the same.
+    Setting the property always clears the model and sends a query, even if the keyword is the same.
 */
 
 /*!
@@ -198,41 +263,42 @@ public:
 
 /*!
     \property pellix::client::PKeywordQueryModel::storedFilter
-    \brief always empty: kept for its name, it holds nothing and takes nothing.
+    \brief an empty string. Setting the property has no effect.
 
-    storedFilterChanged() is emitted all the same, each time that keyword is set. Use
-    PKeywordQueryFilterProxyModel::filter to filter rows.
+    storedFilterChanged() is nevertheless emitted each time keyword is set. To filter rows, use
+    PKeywordQueryFilterProxyModel::filter.
 */
 
 /*!
     \property pellix::client::PKeywordQueryModel::loading
-    \brief whether an answer is awaited; \c false by default.
+    \brief whether a query is pending. The default is \c false.
 
-    loadingChanged() is emitted with each query, also when the model was loading already. When there
-    is no connection, or it or the client goes before the answer has come, this stays \c true until
-    the model is asked again.
+    loadingChanged() is emitted with each query, even if the model was already loading. If the query
+    is lost, because there is no connection, the connection is lost, or the client is removed,
+    loading stays \c true until a query is sent again.
 */
 
 /*!
     \property pellix::client::PKeywordQueryModel::filterAccess
-    \brief the access that the children must grant; KVA_NONE by default. A change asks again.
+    \brief the access that the children must grant. The default is KVA_NONE. A change sends the
+    query again.
 */
 
 /*!
     \property pellix::client::PKeywordQueryModel::filterType
-    \brief the type of the children to list; KVT_NOPROP, for any, by default. A change asks again.
-    KVT_OBJECT filters nothing.
+    \brief the type of the children to list. The default is KVT_NOPROP, for any type; KVT_OBJECT
+    also stands for any type. A change sends the query again.
 */
 
 /*!
-    Constructs a model without rows. \a parent owns it, if given.
+    Constructs a model without rows. If \a parent is given, it owns the model.
 */
 PKeywordQueryModel::PKeywordQueryModel(QObject *parent)
     : QAbstractItemModel(parent), d(std::make_unique<Private>())
 { }
 
 /*!
-    Destroys the model, and with it the proxies that watch the labels.
+    Destroys the model and the proxies that subscribe to the labels.
 */
 PKeywordQueryModel::~PKeywordQueryModel() = default;
 
@@ -252,7 +318,7 @@ void PKeywordQueryModel::setKeywordClient(PKeywordClient *client)
     const DeletionWatch::Scope self(d->watch);
     Q_EMIT keywordClientChanged();
     if (self.deleted() || d->keywordClient != client)
-        return; // a handler has set another one, which has been asked already
+        return; // a handler has set another one and sent its query already
     if (client) {
         disconnect(d->responseConnection);
         d->responseConnection = connect(client, &PKeywordClient::keyIndexResponse, this,
@@ -278,7 +344,7 @@ void PKeywordQueryModel::setKeyword(const QString &keyword)
         return;
     d->keyword = clean;
     d->parts = parts;
-    d->entries.clear(); // Required: rowKeys and the label proxies stay until the next answer.
+    d->clearEntries(); // Required: the keys and the label proxies remain until the next reply.
     endResetModel();
     if (self.deleted())
         return;
@@ -352,7 +418,7 @@ void PKeywordQueryModel::setFilterType(const PKeywordValueType &type)
 
 /*!
     Returns the letter that stands for \a type: N for "double" and "int", T for "string", B for
-    "bool", O for "object", and > for anything else, such as a level that leads on.
+    "bool", O for "object", and > for anything else, such as a child that is only a level.
 */
 QString PKeywordQueryModel::getTypeLetter(const QString &type) const
 {
@@ -368,7 +434,7 @@ QString PKeywordQueryModel::getTypeLetter(const QString &type) const
 }
 
 /*!
-    Returns the colour that goes with getTypeLetter() of \a type.
+    Returns the color for \a type, to be used with getTypeLetter().
 */
 QColor PKeywordQueryModel::getTypeColor(const QString &type) const
 {
@@ -386,7 +452,8 @@ QColor PKeywordQueryModel::getTypeColor(const QString &type) const
 }
 
 /*!
-    Returns \a keyword with a leading "/" and doubled "/" made one, in a single pass.
+    Returns \a keyword with a leading "/", and with double slashes replaced by single ones in one
+    pass.
 */
 QString PKeywordQueryModel::getCleanKeyword(const QString &keyword) const
 {
@@ -394,7 +461,8 @@ QString PKeywordQueryModel::getCleanKeyword(const QString &keyword) const
 }
 
 /*!
-    Returns the keyword \a distance levels above \a keyword, / when there are not as many.
+    Returns the keyword \a distance levels above \a keyword, or "/" if there are not that many
+    levels.
 */
 QString PKeywordQueryModel::getParentKeyword(const QString &keyword, int distance) const
 {
@@ -403,7 +471,8 @@ QString PKeywordQueryModel::getParentKeyword(const QString &keyword, int distanc
 }
 
 /*!
-    Returns the levels of \a keyword. Unlike in a PKeywordPathModel, blanks alone are a level.
+    Returns the levels of \a keyword. Unlike in a PKeywordPathModel, a keyword of spaces only is a
+    level.
 */
 QStringList PKeywordQueryModel::splitKeyword(const QString &keyword) const
 {
@@ -411,7 +480,7 @@ QStringList PKeywordQueryModel::splitKeyword(const QString &keyword) const
 }
 
 /*!
-    Returns the clean keyword of the levels in \a parts.
+    Returns the cleaned keyword with the levels in \a parts; see getCleanKeyword().
 */
 QString PKeywordQueryModel::joinKeyword(const QStringList &parts) const
 {
@@ -431,7 +500,7 @@ QModelIndex PKeywordQueryModel::parent(const QModelIndex &index) const
 
 int PKeywordQueryModel::rowCount(const QModelIndex &parent) const
 {
-    return parent.isValid() ? 0 : int(d->entries.size());
+    return parent.isValid() ? 0 : d->entries + int(d->strays.size());
 }
 
 int PKeywordQueryModel::columnCount(const QModelIndex &parent) const
@@ -442,12 +511,11 @@ int PKeywordQueryModel::columnCount(const QModelIndex &parent) const
 
 QVariant PKeywordQueryModel::data(const QModelIndex &index, int role) const
 {
-    // A label of an earlier answer makes a row that has no key.
+    // A label of an earlier reply creates a row that has no key.
     if (!index.isValid() || role < NameRole || role > DisplayNameRole
-        || index.row() >= d->rowKeys.size())
+        || size_t(index.row()) >= d->rows.size())
         return {};
-    // Required: a key without an entry gets one.
-    const Entry &entry = d->entries[d->rowKeys.at(index.row())];
+    const Row &entry = d->entryAt(index.row()); // Required: a key without an entry gets one
     switch (role) {
     case NameRole:
     case DisplayNameRole:
@@ -459,7 +527,7 @@ QVariant PKeywordQueryModel::data(const QModelIndex &index, int role) const
     case TypeColorRole:
         return getTypeColor(entry.type);
     case KeywordRole:
-        return entry.keyword;
+        return entry.isComplete ? entry.key : QString();
     case NormalizedKeywordRole:
         return entry.normalizedKeyword;
     }
@@ -509,32 +577,32 @@ void PKeywordQueryModel::onResponse(const QUuid &id, const QVariant &response)
     Q_EMIT loadingChanged();
 }
 
-// This function and those that it calls return false when the model did not outlive them.
+// This function and those that it calls return false if the model has been deleted in the meantime.
 bool PKeywordQueryModel::updateFromResponse(const QVariant &response)
 {
     const DeletionWatch::Scope self(d->watch);
     if (!dropLabelProxies())
         return false;
 
-    // Read as it is: turning it into maps and lists of variants costs more than all else done here.
+    // Read directly: converting it to maps and lists of variants costs more than everything else
+    // here.
     const QJsonArray children = response.toJsonObject()
                                     .value(QLatin1String("payload"))
                                     .toObject()
                                     .value(QLatin1String("response"))
                                     .toArray();
-    QHash<QString, Entry> entries;
-    entries.reserve(children.size());
+    std::vector<Row> rows;
+    rows.reserve(size_t(children.size()));
     for (const auto &child : children) {
-        const Entry entry = entryOf(child.toObject());
-        entries.insert(entry.keyword, entry);
-        if (!watchLabel(entry.keyword))
+        rows.push_back(rowOf(child.toObject()));
+        if (!watchLabel(rows.back().key))
             return false;
     }
 
     beginResetModel();
     if (self.deleted())
         return false;
-    d->setEntries(std::move(entries));
+    d->setRows(std::move(rows));
     endResetModel();
     return !self.deleted();
 }
@@ -542,15 +610,14 @@ bool PKeywordQueryModel::updateFromResponse(const QVariant &response)
 bool PKeywordQueryModel::dropLabelProxies()
 {
     const DeletionWatch::Scope self(d->watch);
-    // In the order in which they were made: taking them off the parent's list is then quick.
+    // In the order of their creation: removing them from the parent's list is then fast.
     const auto proxies = std::exchange(d->labelProxies, {});
     const QSet<const QObject *> old(proxies.cbegin(), proxies.cend());
     const QObjectList children = this->children();
     for (QObject *child : children) {
         if (!old.contains(child))
             continue;
-        // The server is told, and a handler of that may delete the model, which would delete its
-        // children as well.
+        // This sends commands, and a handler of those may delete the model, including its children.
         child->setParent(nullptr);
         delete child;
         if (self.deleted())
@@ -562,7 +629,7 @@ bool PKeywordQueryModel::dropLabelProxies()
 bool PKeywordQueryModel::watchLabel(const QString &keyword)
 {
     const DeletionWatch::Scope self(d->watch);
-    auto *const proxy = new PKeywordProxy(this);
+    auto *const proxy = new LabelProxy(keyword, this);
     proxy->setClient(d->keywordClient);
     if (self.deleted())
         return false;
@@ -570,23 +637,24 @@ bool PKeywordQueryModel::watchLabel(const QString &keyword)
     // cppcheck-suppress identicalConditionAfterEarlyExit ; handlers run in between
     if (self.deleted())
         return false;
-    // Required: of two children with one name both proxies live on; the later one is listed.
+    // Required: of two children with the same name, both proxies are kept; the later one is listed.
     d->labelProxies.insert(keyword, proxy);
     connect(proxy, &PKeywordProxy::valueChanged, this,
-            [this, keyword, proxy] { onLabel(keyword, proxy->value().toString()); });
+            [this, proxy] { onLabel(proxy->key, d->rowOf(proxy), proxy->value().toString()); });
     return true;
 }
 
-void PKeywordQueryModel::onLabel(const QString &keyword, const QString &label)
+void PKeywordQueryModel::onLabel(const QString &key, int row, const QString &label)
 {
     if (label.isEmpty())
         return;
-    Entry &entry = d->entries[keyword]; // Required: made if it is missing, without a reset
-    if (entry.name == label)
+    // Required: created if it is missing, without a reset
+    QString &name = row >= 0 ? d->entryAt(row).name : d->strays[key];
+    if (name == label)
         return;
-    entry.name = label;
-    const QModelIndex changed = index(d->rows.value(keyword, -1), 0);
-    Q_EMIT dataChanged(changed, changed, {DisplayNameRole}); // Required: this role alone
+    name = label;
+    const QModelIndex changed = index(row, 0);
+    Q_EMIT dataChanged(changed, changed, {DisplayNameRole}); // Required: only this role
 }
 
 } // namespace pellix::client

@@ -98,7 +98,7 @@ private:
     bool updateFromResponse(const QVariant &response);
     bool dropLabelProxies();
     bool watchLabel(const QString &keyword);
-    void onLabel(const QString &keyword, const QString &label);
+    void onLabel(const QString &key, int row, const QString &label);
 
     class Private;
     const std::unique_ptr<Private> d;

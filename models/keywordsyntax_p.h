@@ -10,13 +10,13 @@
 // "/".
 namespace pellix::client::keywordsyntax {
 
-// Doubled separators become one, in a single pass, and a leading "/" is put in front.
+// Double separators become one, in a single pass, and a leading "/" is added.
 QString cleaned(const QString &keyword);
 
-// The levels, without empty ones. A keyword of blanks alone is one level.
+// The levels, without empty ones. A keyword of spaces only is one level.
 QStringList split(const QString &keyword);
 
-// The same, but a keyword of blanks alone has no level: the rule of the path model.
+// The same, but a keyword of spaces only has no level: the rule of the path model.
 QStringList splitUnlessBlank(const QString &keyword);
 
 // The clean keyword of the levels.

@@ -5,7 +5,7 @@
 
 #include <QtCore/QtGlobal>
 
-// Q_INIT_RESOURCE wants to be outside any namespace.
+// Q_INIT_RESOURCE must be outside any namespace.
 static void initResource()
 {
     Q_INIT_RESOURCE(pellixclientkeyword);
@@ -17,19 +17,19 @@ namespace pellix::client {
     \headerfile <module/keywordresource.h>
     \inmodule PellixClientKeyword
     \title Keyword Resource
-    \brief The files of the QML components.
+    \brief Provides the files of the QML components.
 */
 
 /*!
     \fn void pellix::client::initKeywordResource()
     \relates <module/keywordresource.h>
 
-    Makes sure that the files of the QML components are in the resource system, at
+    Ensures that the files of the QML components are in the resource system, at
     "qrc:/PKeywordPath.qml", "qrc:/PKeywordPathList.qml" and "qrc:/PKeywordBinding.qml".
 
-    A shared library puts them there when it is loaded. Linked statically, they are there from the
-    start of any program that calls PellixClientKeywordModule::registerTypes(); one that reads them
-    without doing so calls this first. Calling it again does nothing.
+    A shared library registers them when it is loaded. With a static library, they are available in
+    any program that calls PellixClientKeywordModule::registerTypes(); call this function first if
+    your program reads them without doing so. Calling it again has no effect.
 */
 void initKeywordResource()
 {

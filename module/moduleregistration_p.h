@@ -7,9 +7,9 @@
 
 namespace pellix::client {
 
-// Has the engine register the types of "PellixClient.Keyword" when something imports that module
-// for the first time. For the plugin, which Qt refuses if it registers types while it is being
-// loaded. Does nothing where PellixClientKeywordModule::registerTypes() has registered that module.
+// Makes the engine register the types of "PellixClient.Keyword" when that module is imported for
+// the first time. For the plugin, which Qt rejects if it registers types while it is being loaded.
+// Does nothing if PellixClientKeywordModule::registerTypes() has registered the module.
 PELLIXCLIENT_KEYWORD_EXPORT void registerTypesOnImport();
 
 } // namespace pellix::client

@@ -29,7 +29,7 @@ namespace {
 void registerAll(const char *uri)
 {
 #ifdef PELLIXCLIENT_STATIC
-    initKeywordResource(); // the linker leaves out what nothing refers to
+    initKeywordResource(); // the linker omits everything without a reference
 #endif
     qmlRegisterModule(uri, 1, 0);
     qmlRegisterUncreatableMetaObject(staticMetaObject, uri, 1, 0, "PKeyword",
@@ -39,7 +39,7 @@ void registerAll(const char *uri)
     qmlRegisterType<PWebSocketKeywordClient>(uri, 1, 0, "PWebSocketKeywordClient");
     qmlRegisterType<PInProcessKeywordClient>(uri, 1, 0, "PInProcessKeywordClient");
     qmlRegisterType<PKeywordProxy>(uri, 1, 0, "PKeywordProxy");
-    // Required: two classes under one name, the abstract one first. The later one wins.
+    // Required: two classes under one name, the abstract one first. The later one takes precedence.
     qmlRegisterUncreatableType<PAbstractKeywordExpression>(
         uri, 1, 0, "PKeywordExpression", QStringLiteral("PKeywordExpression is not instantiable"));
     qmlRegisterType<PKeywordExpression>(uri, 1, 0, "PKeywordExpression");
@@ -54,8 +54,8 @@ void registerAll(const char *uri)
     qmlProtectModule(uri, 1);
 }
 
-// A second one for a module would end the program. They stay for ever, as the types do. The plugin
-// is loaded in a thread of the engine's.
+// A second one for a module would terminate the program. They are never removed, like the types.
+// The plugin is loaded in a thread of the engine.
 void leaveRegistration(const char *uri, void (*registerFunction)())
 {
     static QBasicMutex mutex;
@@ -73,35 +73,38 @@ void leaveRegistration(const char *uri, void (*registerFunction)())
     \inmodule PellixClientKeyword
     \inheaderfile module/pellixclientkeywordmodule.h
     \ingroup PellixClientKeywordClasses
-    \brief The PellixClientKeywordModule class makes the library known to QML.
+    \brief The PellixClientKeywordModule class registers the types of the library with QML.
 
-    The name is reachable without its namespace, too.
+    The class is also available without its namespace.
 */
 
 /*!
     Registers the types of the library under the module \a uri, version 1.0, and then protects the
     module against later registrations.
 
-    The host calls it once, in the thread of its QML engine, before it loads any QML that imports
-    the module. It passes "PellixClient.Keyword", the name under which the library's own components
-    import it. A second call is not guarded against: Qt warns of each type, and keeps the first.
+    Call this function once, in the thread of your QML engine, before you load any QML that imports
+    the module. Pass "PellixClient.Keyword" as \a uri: the components of the library import the
+    module under this name. Do not call the function twice: Qt then logs a warning for each type,
+    and keeps the first registration.
 
-    An engine that also finds the installed module of that name on its import path does not load its
-    plugin. The call is too late once something has imported that module: Qt warns in the same way.
+    If an engine also finds the installed module of that name on its import path, it does not load
+    its plugin. After the module has been imported, it is too late for the call: Qt then logs the
+    same warnings.
 
-    The components PKeywordPath and PKeywordPathList also need the host's own module
-    "PellixClient.Control" 1.0 with a text element \c PText, and an object \c theme in the QML
-    context whose function \c dp(n) turns design units into pixels. Installed ones stand in: see
-    \l {Text and theme of the components}.
+    The components PKeywordPath and PKeywordPathList also need a module "PellixClient.Control" 1.0
+    with a text element \c PText, and an object \c theme in the QML context whose function \c dp(n)
+    converts design units to pixels. The library provides defaults for both: see \l {Text and theme
+    of the components}.
 
-    The components are a resource of the library, also when it is linked statically.
+    The components are resources of the library, even if it is linked statically.
 
     \sa initKeywordResource()
 */
 void PellixClientKeywordModule::registerTypes(const char *uri)
 {
     registerAll(uri);
-    // Tells the engine, which may find the plugin on its import path, that nothing is left to do.
+    // Tells the engine, which may find the plugin on its import path, that nothing remains to be
+    // done.
     leaveRegistration(uri, [] {});
 }
 

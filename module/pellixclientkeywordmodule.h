@@ -15,5 +15,5 @@ public:
 
 } // namespace pellix::client
 
-// Hosts call this once from main(), which rarely sits in a namespace.
+// Applications call this once from main(), which is rarely in a namespace.
 using pellix::client::PellixClientKeywordModule;

@@ -10,13 +10,13 @@ PELLIX_STACK_OBJECTS_BEGIN
 namespace pellix::client {
 
 /*
-    Tells a function that emits signals whether its object outlived them.
+    Lets a function that emits signals check whether its object still exists afterwards.
 
     The object keeps a DeletionWatch among its private data; the function opens a Scope on it and
     asks deleted() after each emission. Scopes nest with the calls that open them.
 
     A class that exists once per bound keyword, or emits with each value, uses a DeletionWatch,
-   which allocates nothing; everything else uses a QPointer to itself.
+    which allocates nothing; everything else uses a QPointer to itself.
 */
 class DeletionWatch
 {

@@ -38,11 +38,11 @@ template <typename Node, ListLinks<Node> Node::*links> struct IntrusiveList
 };
 
 /*
-    A walk along a list during which anything may happen to the list.
+    An iteration during which the list may change in any way.
 
-    The walks in progress form a stack. Whoever takes a node out of the list tells them all with
-    leave(), so each of them always points at a node that is still there; stop() ends them all.
-    Nodes that join go to the end of the list.
+    The iterations in progress form a stack. The code that removes a node from the list calls
+    leave(), which advances them, so each of them always points to an existing node; stop() ends
+    them all. New nodes are appended to the list.
 */
 template <typename Node, ListLinks<Node> Node::*links> class ListWalk
 {
@@ -76,7 +76,7 @@ public:
     {
         for (ListWalk *walk = stack; walk; walk = walk->outer) {
             walk->following = nullptr;
-            walk->stack = nullptr; // the owner of the stack is about to go
+            walk->stack = nullptr; // the owner of the stack is being destroyed
         }
     }
 

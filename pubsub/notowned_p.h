@@ -8,7 +8,7 @@
 namespace pellix::client {
 
 /*
-    A pointer, in a property, to an object that somebody else owns.
+    A pointer, in a property, to an object with another owner.
 
     It reads as null once the object has been destroyed. The property still counts as set, so that
     setting null afterwards is a change: holds(nullptr) is false until then.

@@ -8,18 +8,18 @@
 namespace pellix::client {
 
 /*
-    What may happen while a publisher delivers or notifies, and what follows:
+    Changes that handlers may make while a publisher delivers or notifies, and their effects:
 
-    - A subscriber changes its topic or publisher, or dies: it is out of the list at once and is
-      not served any more by the delivery that is under way. All others are.
-    - A subscriber joins the topic (or leaves and joins again): it stands at the end of the list,
-      with a higher number than the delivery started with, and gets the next value, not this one.
-    - The same topic is published again: the value that is on its way goes out first, to all who
-      have yet to get it, and then the new one in full. Everybody sees them in the order in which
-      they were published, and ends with the newest.
-    - The publisher dies: every delivery ends there.
+    - A subscriber changes its topic or publisher, or is destroyed: it is removed from the list at
+      once, and the delivery in progress skips it. All others receive the value.
+    - A subscriber joins the topic (or leaves and joins again): it is appended to the list, with a
+      higher number than the delivery started with, and receives the next value, not this one.
+    - The same topic is published again: the delivery in progress is completed first, and then the
+      new value is delivered to all. All subscribers receive the values in the order in which they
+      were published, and the newest value last.
+    - The publisher is destroyed: every delivery ends.
     - The active flag changes again while its change is notified: each subscriber compares the flag
-      with what it told last, so it never tells the same state twice.
+      with the state that it signaled last, so it never signals the same state twice.
 */
 
 void PPublisher::Private::attach(Subscription *subscription)
@@ -39,7 +39,7 @@ void PPublisher::Private::joinTopic(Subscription *subscription)
     if (subscription->topic.isEmpty())
         return;
     subscription->joined = ++joins;
-    topics[subscription->topic].append(subscription);
+    topics.append(subscription);
 }
 
 bool PPublisher::Private::leaveTopic(Subscription *subscription)
@@ -47,12 +47,7 @@ bool PPublisher::Private::leaveTopic(Subscription *subscription)
     if (subscription->topic.isEmpty())
         return false;
     TopicWalk::leave(deliveries, subscription);
-    const auto topic = topics.find(subscription->topic);
-    topic->remove(subscription);
-    if (topic->first)
-        return false;
-    topics.erase(decltype(topics)::const_iterator(topic));
-    return true;
+    return topics.remove(subscription);
 }
 
 void PPublisher::Private::Delivery::run()
@@ -68,10 +63,9 @@ void PPublisher::Private::Delivery::run()
 // Publishes from inside a delivery. Handlers may delete the publisher, and this object with it.
 void PPublisher::Private::publishNested(const QString &topic, const QVariant &value)
 {
-    // Entered into the stack before the enclosing deliveries run: it fixes whom to serve, and
-    // stop() ends it when the publisher is destroyed meanwhile.
-    const auto found = topics.constFind(topic);
-    Delivery delivery(deliveries, found->first, topic, value, joins);
+    // Pushed onto the stack before the enclosing deliveries run: this determines the receivers, and
+    // stop() ends the delivery if the publisher is destroyed in the meantime.
+    Delivery delivery(deliveries, topics.first(topic), topic, value, joins);
     for (TopicWalk *walk = delivery.enclosing(); walk; walk = walk->enclosing()) {
         auto *const pending = static_cast<Delivery *>(walk);
         if (pending->topic == delivery.topic)
@@ -87,27 +81,30 @@ void PPublisher::Private::publishNested(const QString &topic, const QVariant &va
     \ingroup PellixClientPubSubClasses
     \brief The PPublisher class delivers values to the subscribers of a topic.
 
-    Any number of PSubscriber objects attach to a publisher, each with one topic. A value published
-    on a topic reaches every subscriber of exactly that topic, in the order in which they joined
-    it. Values are not kept: a subscriber gets what is published after it joined.
+    Any number of PSubscriber objects can attach to a publisher, each with one topic. A value that
+    is published on a topic is delivered to every subscriber of exactly that topic, in the order in
+    which they joined it. Values are not stored: a subscriber receives only values that are
+    published after it joined.
 
-    The publisher owns none of its subscribers. All objects live in one thread.
+    The publisher does not own its subscribers. All objects must live in the same thread.
 
-    From inside any of the signals that a publisher or its subscribers emit, every one of these
-    objects may be changed or deleted. A subscriber that leaves is not served any more by the
-    delivery under way; one that joins during a delivery gets the next value.
+    A handler of any signal of a publisher or its subscribers may change or delete every one of
+    these objects. If a subscriber leaves during a delivery, the delivery skips it; if it joins
+    during a delivery, it receives the next value.
 */
 
 /*!
-    Constructs a publisher that is not active and has no topics. \a parent owns it, if given.
+    Constructs a publisher that is not active and has no topics. If \a parent is given, it owns the
+    publisher.
 */
 PPublisher::PPublisher(QObject *parent) : QObject(parent), d(std::make_unique<Private>()) { }
 
 /*!
     Destroys the publisher and detaches its subscribers.
 
-    Subscribers signal that they, and their publisher, are no longer active. topicRemoved() is not
-    emitted. Attaching to the publisher from a handler of these signals has no effect.
+    The subscribers emit their change signals, since they and their publisher are no longer active.
+    topicRemoved() is not emitted. Attaching to the publisher from a handler of these signals has no
+    effect.
 */
 PPublisher::~PPublisher()
 {
@@ -122,31 +119,31 @@ PPublisher::~PPublisher()
 /*!
     \fn void PPublisher::publish(const QString &topic, QVariant value)
 
-    Delivers \a value to every subscriber whose topic equals \a topic (case-sensitive), by having
-    each emit PSubscriber::valueChanged().
+    Delivers \a value to every subscriber whose topic equals \a topic (case-sensitive): each of them
+    emits PSubscriber::valueChanged().
 
-    Nothing happens when nobody listens to \a topic, or when it is empty. Whether the publisher is
-    active() plays no part. The cost depends on the subscribers of this topic alone.
+    The function does nothing if \a topic is empty or has no subscribers. It works whether or not
+    the publisher is active(). The cost depends only on the number of subscribers of this topic.
 */
-// NOLINTNEXTLINE(performance-unnecessary-value-param): the copy outlives whatever handlers do
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the copy remains valid, whatever handlers do
 void PPublisher::publish(const QString &topic, QVariant value)
 {
-    const auto found = d->topics.constFind(topic);
-    if (found == d->topics.cend())
+    Private::Subscription *const first = d->topics.first(topic);
+    if (!first)
         return;
 
     if (!d->deliveries) {
-        Private::Delivery(d->deliveries, found->first, topic, value, d->joins).run();
+        Private::Delivery(d->deliveries, first, topic, value, d->joins).run();
         return;
     }
     d->publishNested(topic, value);
 }
 
 /*!
-    Says whether the source of the values is live.
+    Sets whether the source of the values is live.
 
-    When \a active differs from active(), emits activeChanged(), and then every subscriber emits
-    PSubscriber::publisherActiveChanged().
+    If \a active differs from active(), the publisher emits activeChanged(), and then every
+    subscriber emits PSubscriber::publisherActiveChanged().
 */
 void PPublisher::setActive(bool active)
 {
@@ -174,16 +171,18 @@ bool PPublisher::active() const
 /*!
     \fn void PPublisher::activeChanged()
 
-    This signal is emitted after active() changed, before the subscribers signal it in turn.
+    This signal is emitted after active() has changed, before the subscribers emit their signals.
 */
 
 /*!
     \fn void PPublisher::topicRemoved(const QString &topic)
 
-    This signal is emitted when the last subscriber of \a topic left it: changed its topic or
-    publisher, or was destroyed. The subscriber has already joined its new topic by then.
+    This signal is emitted when the last subscriber of \a topic has left it because its topic or
+    publisher changed, or because it was destroyed. The subscriber has already joined its new topic
+    at that time.
 
-    It is emitted whether or not the publisher is active, but not while the publisher is destroyed.
+    It is emitted whether or not the publisher is active, but not while the publisher is being
+    destroyed.
 */
 
 } // namespace pellix::client

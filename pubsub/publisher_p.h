@@ -5,8 +5,7 @@
 
 #include "pubsub/publisher.h"
 #include "pubsub/subscriber_p.h"
-
-#include <QtCore/QHash>
+#include "pubsub/topictable_p.h"
 
 namespace pellix::client {
 
@@ -15,11 +14,10 @@ class PPublisher::Private
 public:
     using Subscription = PSubscriber::Private;
     using Attached = IntrusiveList<Subscription, &Subscription::attached>;
-    using Topic = IntrusiveList<Subscription, &Subscription::inTopic>;
     using Notification = ListWalk<Subscription, &Subscription::attached>;
     using TopicWalk = ListWalk<Subscription, &Subscription::inTopic>;
 
-    // One value on its way to the subscribers that the topic had when it was published.
+    // The delivery of one value to the subscribers that the topic had when it was published.
     struct Delivery : TopicWalk
     {
         Delivery(TopicWalk *&stack, Subscription *first, const QString &topic,
@@ -36,13 +34,13 @@ public:
     void attach(Subscription *subscription);
     void detach(Subscription *subscription);
     void joinTopic(Subscription *subscription);
-    bool leaveTopic(Subscription *subscription); // true when its topic is gone with it
+    bool leaveTopic(Subscription *subscription); // true if its topic was removed with it
     void publishNested(const QString &topic, const QVariant &value);
 
     bool active = false;
     bool dying = false;
     quint64 joins = 0;
-    QHash<QString, Topic> topics;
+    TopicTable<Subscription> topics;
     Attached subscriptions;
     Notification *notifications = nullptr;
     TopicWalk *deliveries = nullptr; // all of them Delivery

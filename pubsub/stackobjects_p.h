@@ -4,8 +4,7 @@
 #pragma once
 
 // Around classes whose objects live on the stack, enter a list, and leave it in their destructor.
-// GCC 12 and later, when optimising, take that for a pointer to a local variable that is left
-// behind.
+// With optimization, GCC 12 and later mistake this for a dangling pointer to a local variable.
 #if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 12
 #define PELLIX_STACK_OBJECTS_BEGIN                                                                 \
     _Pragma("GCC diagnostic push") _Pragma("GCC diagnostic ignored \"-Wdangling-pointer\"")

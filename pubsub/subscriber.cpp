@@ -57,20 +57,22 @@ void SubscriberListener::listen(PSubscriber &subscriber, SubscriberListener *lis
     \ingroup PellixClientPubSubClasses
     \brief The PSubscriber class receives the values published on one topic.
 
-    A subscriber listens to one topic() of one PPublisher. While it has both it is active(), and
-    emits valueChanged() for each value published on that topic.
+    A subscriber subscribes to one topic() of one PPublisher. While it has both, it is active() and
+    emits valueChanged() for each value that is published on that topic.
 
-    Both may be changed at any time, also from a handler of a signal of the subscriber or its
-    publisher. When the publisher is destroyed first, the subscriber detaches and signals it.
+    You can change both at any time, even in a handler of a signal of the subscriber or its
+    publisher. If the publisher is destroyed first, the subscriber detaches and emits its change
+    signals.
 */
 
 /*!
-    Constructs a subscriber without publisher and topic. \a parent owns it, if given.
+    Constructs a subscriber without a publisher and a topic. If \a parent is given, it owns the
+    subscriber.
 */
 PSubscriber::PSubscriber(QObject *parent) : QObject(parent), d(std::make_unique<Private>(this)) { }
 
 /*!
-    Destroys the subscriber, which leaves its topic; it emits no signals of its own.
+    Destroys the subscriber, which leaves its topic without emitting a signal.
 */
 PSubscriber::~PSubscriber()
 {
@@ -84,12 +86,12 @@ PSubscriber::~PSubscriber()
 }
 
 /*!
-    Attaches the subscriber to \a publisher, or detaches it when that is \c nullptr. The publisher
-    is not owned.
+    Attaches the subscriber to \a publisher, or detaches it if \a publisher is \c nullptr. The
+    subscriber does not own the publisher.
 
-    The subscriber has left the old publisher when that emits PPublisher::topicRemoved(). Then
-    publisherActiveChanged() and activeChanged() follow, each only if what it stands for changed.
-    Setting the same publisher again does nothing.
+    The subscriber has already left the old publisher when that emits PPublisher::topicRemoved().
+    Then the subscriber emits publisherActiveChanged() and activeChanged(), each only if its value
+    has changed. Setting the same publisher again does nothing.
 */
 void PSubscriber::setPublisher(PPublisher *publisher)
 {
@@ -120,11 +122,11 @@ void PSubscriber::setPublisher(PPublisher *publisher)
 }
 
 /*!
-    Sets the topic to listen to. An empty \a topic means none.
+    Sets the topic to \a topic. An empty string means no topic.
 
-    The subscriber has joined the new topic when its publisher emits PPublisher::topicRemoved() for
-    the old one; activeChanged() follows if active() changed. Setting the same topic again does
-    nothing.
+    The subscriber has already joined the new topic when its publisher emits
+    PPublisher::topicRemoved() for the old one; activeChanged() follows if active() has changed.
+    Setting the same topic again does nothing.
 */
 void PSubscriber::setTopic(const QString &topic)
 {
@@ -149,7 +151,7 @@ void PSubscriber::setTopic(const QString &topic)
 }
 
 /*!
-    Returns the topic, empty when there is none.
+    Returns the topic, or an empty string if there is none.
 */
 QString PSubscriber::topic()
 {
@@ -157,8 +159,7 @@ QString PSubscriber::topic()
 }
 
 /*!
-    Returns whether the subscriber has a publisher and a topic, so that it receives the values
-    published there.
+    Returns whether the subscriber has a publisher and a topic, so that it receives values.
 */
 bool PSubscriber::active() const
 {
@@ -166,7 +167,7 @@ bool PSubscriber::active() const
 }
 
 /*!
-    Returns whether the publisher is active; \c false without a publisher.
+    Returns whether the publisher is active, or \c false if there is no publisher.
 */
 bool PSubscriber::publisherActive() const
 {
@@ -176,14 +177,14 @@ bool PSubscriber::publisherActive() const
 /*!
     \fn void PSubscriber::activeChanged()
 
-    This signal is emitted after active() changed.
+    This signal is emitted after active() has changed.
 */
 
 /*!
     \fn void PSubscriber::publisherActiveChanged()
 
-    This signal is emitted after publisherActive() changed, because the publisher's flag changed or
-    because of another publisher.
+    This signal is emitted after publisherActive() has changed, because the flag of the publisher
+    changed or because another publisher was set.
 */
 
 /*!

@@ -13,7 +13,9 @@ namespace pellix::client {
 class PSubscriber::Private
 {
 public:
-    explicit Private(PSubscriber *q) : q(q) { }
+    explicit Private(PSubscriber *q)
+        : q(q), joined(0), announcedActive(false), announcedPublisherActive(false), dying(false)
+    { }
 
     bool active() const { return publisher && !topic.isEmpty(); }
     bool publisherActive() const;
@@ -23,18 +25,20 @@ public:
     void deliver(const QVariant &value);
 
     PSubscriber *const q;
-    SubscriberListener *listener = nullptr; // hears everything in place of the signals
+    SubscriberListener *listener = nullptr; // called in place of the signals
     PPublisher *publisher = nullptr;
     QString topic;
 
-    // What the two change signals told last, so that each change is told once.
-    bool announcedActive = false;
-    bool announcedPublisherActive = false;
-    bool dying = false;
-
-    quint64 joined = 0; // when it joined its topic, in the publisher's count
     ListLinks<Private> attached; // among all subscribers of the publisher
     ListLinks<Private> inTopic; // among those of the topic
+    Private *nextTopic =
+        nullptr; // in the same bucket, if this is the first subscriber of its topic
+
+    quint64 joined : 61; // when it joined its topic, in the publisher's count
+    // The last signaled values, so that each change is signaled once.
+    bool announcedActive : 1;
+    bool announcedPublisherActive : 1;
+    bool dying : 1;
     DeletionWatch watch;
 };
 

@@ -14,12 +14,11 @@ namespace pellix::client {
 class PSubscriber;
 
 /*
-    The owner of a subscriber that nobody else knows hears from it by plain calls, in place of its
-    signals: three connections for each bound keyword cost more than everything else about it, in
-    time and in memory.
+    The owner of a private subscriber is notified by plain calls instead of signals: three
+    connections for each bound keyword cost more than everything else about it, in time and in
+    memory.
 
-    What holds for a handler of the signals holds here: a call may change or delete everything, the
-    subscriber included.
+    As in a handler of a signal, a call may change or delete anything, including the subscriber.
 */
 class PELLIXCLIENT_PUBSUB_EXPORT SubscriberListener
 {

@@ -42,8 +42,8 @@ QByteArray retryAfter(std::chrono::milliseconds time)
 
 } // namespace
 
-// What is sent by no fault of a client, or by a web page in its browser, does not count as an
-// attempt: a page could otherwise lock out the machine that shows it.
+// Requests of a web page, and those that fail through no fault of the client, do not count as
+// attempts: otherwise, a page could lock out the machine on which it is displayed.
 AccessControl::Decision AccessControl::decide(const HandshakeRequest &request,
                                               const QTcpSocket *connection, int clients)
 {
@@ -103,8 +103,8 @@ AccessControl::Decision AccessControl::refuseAttempt(Refusal refusal, const QStr
     return decision;
 }
 
-// Web pages reach servers that listen on this machine alone, too. Their browsers tell which page it
-// is, and other programs have no reason to.
+// Web pages can also reach servers that listen on this machine only. Browsers send the origin of
+// the page; other programs have no reason to do so.
 std::optional<QString> AccessControl::foreignOrigin(const HandshakeRequest &request) const
 {
     const QList<QByteArray> origins = request.values("Origin");

@@ -20,7 +20,7 @@ namespace pellix::server {
 
 struct HandshakeRequest;
 
-// Decides who may come in, and counts who may not.
+// Accepts or refuses clients, and counts the refused ones.
 class AccessControl
 {
 public:
@@ -28,7 +28,7 @@ public:
 
     struct Decision
     {
-        std::optional<Refusal> refusal; // none: it may come in
+        std::optional<Refusal> refusal; // none: the client is accepted
         QByteArray status; // of HTTP, for a refusal
         QByteArray headers;
         QString reason;
@@ -37,7 +37,7 @@ public:
 
     AccessControl() { clock.start(); }
 
-    // The number of clients is that of those who are in, or about to be.
+    // The number of clients includes those whose handshake is not complete.
     Decision decide(const HandshakeRequest &request, const QTcpSocket *connection, int clients);
 
     ClientIdentification identification;

@@ -34,7 +34,7 @@ bool isRole(const QString &text)
     return isName(text) && !text.contains(QLatin1Char(' '));
 }
 
-// It takes the same time wherever the two differ.
+// The time does not depend on the position of the first difference.
 bool equal(const QByteArray &digest, const QByteArray &other)
 {
     uchar difference = digest.size() != other.size();
@@ -56,24 +56,22 @@ void set(QString *error, const QString &message)
     \inmodule PellixClientServer
     \inheaderfile server/accesstokens.h
     \ingroup PellixClientServerClasses
-    \brief The AccessTokens class holds the tokens by which clients identify themselves.
+    \brief The AccessTokens class contains the tokens with which clients identify themselves.
 
-    A token is a random text that create() makes and returns once. What is kept is its SHA-256
-    digest, with the name of its holder and the role that it gives: whoever reads the file of the
-    tokens cannot use them.
+    A token is a random string that create() generates and returns once. Only its SHA-256 digest is
+    stored, with the name of its holder and the role that it grants: the tokens cannot be recovered
+    from the file.
 
     \code
-    AccessTokens tokens;
-    if (!tokens.load("tokens", &error))
-        return fail(error);
-    const QByteArray token = tokens.create("panel1", "operator"); // to be handed over now
-    tokens.save("tokens", &error);
+    AccessTokens tokens; if (!tokens.load("tokens", &error)) return fail(error); const QByteArray
+    token = tokens.create("panel1", "operator"); // pass it to the client now tokens.save("tokens",
+    &error);
     \endcode
 
-    The file is a text in UTF-8, with one token a line: its digest, its role and the name of its
-    holder, separated by blanks. Empty lines, and those that begin with \c #, are skipped.
+    The file is UTF-8 text with one token per line: its digest, its role, and the name of its
+    holder, separated by spaces. Empty lines and lines that begin with \c # are ignored.
 
-    Objects of this class are values: they can be copied, and a copy does not follow changes.
+    This class is a value class: a copy is independent of the original.
     \sa ClientIdentification::tokens
 */
 
@@ -82,7 +80,7 @@ void set(QString *error, const QString &message)
     \inmodule PellixClientServer
     \inheaderfile server/accesstokens.h
     \ingroup PellixClientServerClasses
-    \brief The Holder struct tells whose a token is.
+    \brief The Holder struct identifies the holder of a token.
 */
 
 /*!
@@ -92,14 +90,14 @@ void set(QString *error, const QString &message)
 
 /*!
     \variable pellix::server::AccessTokens::Holder::role
-    \brief the role that the token gives.
+    \brief the role that the token grants.
 */
 
 /*!
-    Reads the tokens in \a fileName, in place of those held so far.
+    Reads the tokens in \a fileName, which replace the current ones.
 
-    Returns \c false, and changes nothing, when the file cannot be read or has an error; \a error
-    then tells the file, the line and the reason. It never quotes the file.
+    Returns \c false, and changes nothing, if the file cannot be read or contains an error; \a error
+    then contains the file, the line, and the reason. It never quotes the content of the file.
 */
 bool AccessTokens::load(const QString &fileName, QString *error)
 {
@@ -140,11 +138,11 @@ bool AccessTokens::load(const QString &fileName, QString *error)
 }
 
 /*!
-    Writes the digests, roles and names to \a fileName, which only its owner can read then. An
-    existing file is replaced at once and as a whole; comments in it are lost.
+    Writes the digests, roles, and names to \a fileName, which only its owner can read. An existing
+    file is replaced atomically; its comments are lost.
 
-    Returns \c false when that fails; \a error then tells the reason, and an existing file is as it
-    was.
+    Returns \c false if the file cannot be written; \a error then contains the reason, and an
+    existing file is not changed.
 */
 bool AccessTokens::save(const QString &fileName, QString *error) const
 {
@@ -164,12 +162,12 @@ bool AccessTokens::save(const QString &fileName, QString *error) const
 }
 
 /*!
-    Makes a token for the client \a name, which gives it \a role, and returns the token: 43 letters,
-    digits, hyphens and underscores with 256 random bits. It cannot be had again.
+    Creates a token that grants the client \a name the \a role, and returns it: 43 letters, digits,
+    hyphens, and underscores with 256 random bits. The token cannot be retrieved again.
 
-    Returns an empty array, and changes nothing, when there is a token with that name, and when the
-    name or the role cannot be stored: both consist of printable characters, the name without blanks
-    at its ends or side by side, the role without any blank.
+    Returns an empty array, and changes nothing, if there is already a token with this name, or if
+    the name or the role is invalid: both must consist of printable characters, the name without
+    leading, trailing, or consecutive spaces, and the role without spaces.
 */
 QByteArray AccessTokens::create(const QString &name, const QString &role)
 {
@@ -182,9 +180,9 @@ QByteArray AccessTokens::create(const QString &name, const QString &role)
 }
 
 /*!
-    Takes the token of the client \a name away. Returns \c false when there is none.
+    Removes the token of the client \a name. Returns \c false if there is none.
 
-    A listener ends the sessions of that token when it is given the tokens without it; see
+    A listener ends the sessions of that token when you set the remaining tokens with
     WebSocketKeywordServer::setIdentification().
 */
 bool AccessTokens::revoke(const QString &name)
@@ -193,8 +191,8 @@ bool AccessTokens::revoke(const QString &name)
 }
 
 /*!
-    Returns whose \a token is, and nothing when it is nobody's. The time that it takes does not show
-    how much of the token is right.
+    Returns the holder of \a token, or nothing if the token is not valid. The time of the comparison
+    does not reveal how much of the token is correct.
 */
 std::optional<AccessTokens::Holder> AccessTokens::find(const QByteArray &token) const
 {
@@ -202,7 +200,7 @@ std::optional<AccessTokens::Holder> AccessTokens::find(const QByteArray &token) 
 }
 
 /*!
-    Returns all holders of tokens, in the order of the file, then of creation.
+    Returns all holders of tokens, in the order of the file, followed by those created later.
 */
 QList<AccessTokens::Holder> AccessTokens::holders() const
 {
@@ -228,14 +226,14 @@ QByteArray AccessTokens::digestOf(const QByteArray &token)
 std::optional<AccessTokens::Holder> AccessTokens::findDigest(const QByteArray &digest) const
 {
     std::optional<Holder> found;
-    for (const Token &token : tokens) { // all of them, for the same time
+    for (const Token &token : tokens) { // all of them, so that the time is constant
         if (equal(token.digest, digest))
             found = token.holder;
     }
     return found;
 }
 
-// Returns why the token cannot be added; empty when it has been.
+// Returns the reason why the token cannot be added, or an empty string if it was added.
 QString AccessTokens::add(const Token &token)
 {
     if (!isDigest(token.digest))
@@ -246,7 +244,7 @@ QString AccessTokens::add(const Token &token)
         return QStringLiteral("not a name");
     for (const Token &other : std::as_const(tokens)) {
         if (other.holder.name == token.holder.name)
-            return QStringLiteral("the name has a token already");
+            return QStringLiteral("the name already has a token");
         if (other.digest == token.digest)
             return QStringLiteral("the digest occurs twice");
     }

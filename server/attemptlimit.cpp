@@ -14,7 +14,7 @@ namespace {
 
 constexpr qint64 attempt = 60000; // parts, as a minute has milliseconds
 
-// Whoever has an IPv6 address has the whole network of it.
+// The owner of an IPv6 address has its whole network.
 QHostAddress keyOf(const QHostAddress &address)
 {
     if (address.protocol() != QAbstractSocket::IPv6Protocol)

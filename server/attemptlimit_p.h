@@ -10,8 +10,8 @@
 
 namespace pellix::server {
 
-// How often each address may try to get in and fail. An address starts with as many attempts as it
-// gets in a minute, and gets them back evenly. Times are those of any clock that does not go back.
+// Limits the number of failed attempts of each address. An address starts with the attempts of one
+// minute, and regains them evenly. Times are those of any monotonic clock.
 class AttemptLimit
 {
 public:
@@ -20,7 +20,7 @@ public:
     int perMinute() const { return rate; }
     void setPerMinute(int attempts); // 0: no limit
 
-    // How long the address has to wait until its next attempt; 0 when it need not.
+    // The time until the next attempt of the address; 0 if it need not wait.
     std::chrono::milliseconds waitingTime(const QHostAddress &address,
                                           std::chrono::milliseconds now) const;
     void countFailure(const QHostAddress &address, std::chrono::milliseconds now);

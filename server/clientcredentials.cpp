@@ -21,7 +21,7 @@ using Judgement = ClientCredentials::Judgement;
 
 constexpr char pathOfTokens[] = "/t/";
 
-// Behind a listener for both, an IPv4 address looks like one of IPv6.
+// On a dual-stack listener, an IPv4 address appears as an IPv6 address.
 QHostAddress plain(const QHostAddress &address)
 {
     bool is4 = false;
@@ -36,7 +36,7 @@ bool isIn(const QList<QPair<QHostAddress, int>> &networks, const QHostAddress &a
     });
 }
 
-// An address of X-Forwarded-For, perhaps with a port. Null if it is none.
+// An address in X-Forwarded-For, optionally with a port. Null if it is invalid.
 QHostAddress parsedAddress(const QByteArray &text)
 {
     QByteArray address = text;
@@ -58,7 +58,7 @@ bool hasAuthority(const ClientIdentification &identification, const QByteArray &
                        [&digest](const auto &authority) { return digestOf(authority) == digest; });
 }
 
-// Without the query. A target may be a whole address.
+// Without the query. A target may be a complete URL.
 QByteArray pathOf(const QByteArray &target)
 {
     const bool isAddress = !target.startsWith('/');
@@ -93,7 +93,7 @@ void ClientCredentials::readProxyHeaders(const HandshakeRequest &request,
     QList<QByteArray> hops;
     for (const QByteArray &list : lists)
         hops += list.split(',');
-    // Each proxy has appended whom it got the request from; what is before that is anybody's word.
+    // Each proxy has appended the sender of the request; the entries before that cannot be trusted.
     while (!hops.isEmpty() && isIn(proxy.addresses, address)) {
         const QByteArray hop = hops.takeLast().trimmed();
         address = parsedAddress(hop);
@@ -132,7 +132,7 @@ void ClientCredentials::readCertificate(const QSslSocket *connection,
         if (maySign)
             signers.append(digestOf(authority));
     }
-    // The authorities may have been replaced since the encryption began.
+    // The authorities may have been replaced since the TLS handshake.
     if (signers.isEmpty() && certificateProblem.isEmpty())
         certificateProblem = QStringLiteral("its authority is not accepted");
 }
@@ -153,7 +153,7 @@ void ClientCredentials::readTokens(const HandshakeRequest &request)
         pathToken = AccessTokens::digestOf(path.mid(qsizetype(sizeof(pathOfTokens)) - 1));
 }
 
-// A certificate is the proxy's own then, and its word counts as long as it is listed.
+// In this case, a certificate is that of the proxy, whose headers are trusted while it is listed.
 bool ClientCredentials::identifiesByHeader(const ClientIdentification &identification) const
 {
     return throughProxy && !identification.proxy.subjectHeader.isEmpty()
@@ -166,7 +166,7 @@ Judgement ClientCredentials::judge(const ClientIdentification &identification) c
         return {Malformed, malformed, {}};
     if (identification.role == ClientIdentification::fullRights && identification.tokens.isEmpty()
         && identification.authorities.isEmpty())
-        return known({}, identification.role); // nothing that it brings could change that
+        return known({}, identification.role); // no credentials could change that
     const auto certificate = judgeCertificate(identification);
     const auto token = judgeTokens(identification);
     for (const auto &judgement : {certificate, token}) {
@@ -178,7 +178,7 @@ Judgement ClientCredentials::judge(const ClientIdentification &identification) c
     if (token)
         return *token;
     if (identification.role.isEmpty())
-        return {None, QStringLiteral("it does not say who it is"), {}};
+        return {None, QStringLiteral("it sent no credentials"), {}};
     return known({}, identification.role);
 }
 
@@ -211,7 +211,7 @@ std::optional<Judgement>
 ClientCredentials::judgeTokens(const ClientIdentification &identification) const
 {
     if (otherAuthorization)
-        return wrong(QStringLiteral("its header Authorization holds no token"));
+        return wrong(QStringLiteral("its header Authorization contains no token"));
     std::optional<Judgement> found;
     for (const QByteArray &token :
          {headerToken, identification.tokensInPath ? pathToken : QByteArray()}) {

@@ -20,8 +20,8 @@ namespace pellix::server {
 struct ClientIdentification;
 struct HandshakeRequest;
 
-// What a client brought with its request, by which it can be judged anew when the identification
-// changes. Of a token it keeps the digest alone.
+// The credentials in the request of a client, which are checked again when the identification
+// changes. Of a token, only the digest is stored.
 class ClientCredentials
 {
 public:
@@ -59,7 +59,7 @@ private:
     QHostAddress connectionAddress; // the proxy's, if there is one
     QHostAddress address;
     bool throughProxy = false;
-    QString malformed; // why the request makes no sense
+    QString malformed; // why the request is invalid
     bool hasHeaderSubject = false;
     std::optional<DistinguishedName> headerSubject;
     std::optional<DistinguishedName> certificateSubject;

@@ -37,7 +37,7 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
     for (const auto &[address, prefix] : proxy.addresses) {
         const int bits = address.protocol() == QAbstractSocket::IPv4Protocol ? 32 : 128;
         if (address.isNull() || prefix < 0 || prefix > bits)
-            return QStringLiteral("an address of the proxy is none");
+            return QStringLiteral("an address of the proxy is invalid");
     }
     for (const QByteArray &header : {proxy.addressHeader, proxy.subjectHeader}) {
         if (header.isEmpty())
@@ -45,8 +45,9 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
         if (!isHeaderName(header))
             return QStringLiteral("%1: not the name of a header").arg(QString::fromUtf8(header));
         if (proxy.addresses.isEmpty()) {
-            return QStringLiteral("the header %1 counts for no proxy: give the addresses of the "
-                                  "proxy")
+            return QStringLiteral(
+                       "the header %1 is not used without a proxy: set the addresses of the "
+                       "proxy")
                 .arg(QString::fromUtf8(header));
         }
     }
@@ -60,45 +61,43 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
     \inmodule PellixClientServer
     \inheaderfile server/clientidentification.h
     \ingroup PellixClientServerClasses
-    \brief The ClientIdentification struct says how a listener knows who its clients are.
+    \brief The ClientIdentification struct defines how a listener identifies its clients.
 
-    A client is known by its certificate, or by a token, and each of them gives it a name and a
-   role. One that brings neither gets the role of the listener, or is refused if there is none. What
-   a client brings has to be right: a wrong token is refused even where none is needed. A client
-   with a certificate and a token gets the name and the role of the certificate.
+    A client is identified by its certificate or by a token. Both have a name and a role. A client
+    without either of them gets the role of the listener, or is refused if there is none.
+    Credentials must be valid: an invalid token is refused even if none is required. A client with
+    both a certificate and a token gets the name and the role of the certificate.
 
     \code
-    ClientIdentification identification;
-    identification.role = "viewer"; // of everybody who does not say who he is
-    identification.tokens.load("tokens", &error);
-    identification.authorities = QSslCertificate::fromPath("panels.crt");
-    identification.certificates = {{"CN=panel1", "panel1", "operator"}};
-    listener.setIdentification(identification);
+    ClientIdentification identification; identification.role = "viewer"; // for clients without
+    credentials identification.tokens.load("tokens", &error); identification.authorities =
+    QSslCertificate::fromPath("panels.crt"); identification.certificates = {{"CN=panel1", "panel1",
+    "operator"}}; listener.setIdentification(identification);
     \endcode
 
-    What a role may do is the keyword server's to say. The one called fullRights may do all.
+    The keyword server defines the rights of a role. The role fullRights has all rights.
 
-    Tokens and certificates are looked for only where there is something to protect: when everybody
-    has full rights, and there are neither tokens nor authorities, an Authorization header is
-    ignored.
+    If all clients have full rights, and there are neither tokens nor authorities, an Authorization
+    header is ignored.
     \sa WebSocketKeywordServer::setIdentification()
 */
 
 /*!
     \variable pellix::server::ClientIdentification::fullRights
-    \brief the role that may read and write everything, "*".
+    \brief the name of the role that may read and write everything, "*".
 */
 
 /*!
     \variable pellix::server::ClientIdentification::role
-    \brief the role of clients that bring neither a certificate nor a token.
+    \brief the role of clients with neither a certificate nor a token.
 
-    By default it is empty, and such clients are refused. Behind a proxy it has to be.
+    The default is an empty string: such clients are refused. Behind a proxy, the role must be
+    empty.
 */
 
 /*!
     \variable pellix::server::ClientIdentification::tokens
-    \brief the tokens that are accepted; none by default.
+    \brief the accepted tokens. By default, there are none.
 
     A client sends its token in the header \c {Authorization: Bearer TOKEN} of the request for the
     WebSocket.
@@ -107,36 +106,36 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
 
 /*!
     \variable pellix::server::ClientIdentification::tokensInPath
-    \brief whether a token is accepted in the path of the address as well:
-    \c {wss://HOST/t/TOKEN}.
+    \brief whether a token is also accepted in the path of the address: \c {wss://HOST/t/TOKEN}.
 
-    The default is \c false, as clients and proxies write addresses into their logs. Use it for
-    clients that cannot send headers. While it is \c false, such a path says nothing.
+    The default is \c false, because clients and proxies log addresses. Use it for clients that
+    cannot send headers. If it is \c false, such a path has no meaning.
 */
 
 /*!
     \variable pellix::server::ClientIdentification::authorities
-    \brief the authorities that sign the certificates of clients; none by default, and then no
-    client is asked for a certificate.
+    \brief the authorities that sign the certificates of clients. By default, there are none, and
+    clients are not asked for a certificate.
 
-    Only these count, and never those of the system. A certificate of another authority, or one
-    that has expired, is refused, although a client need not have one. The listener has to speak
-    wss.
+    Only these authorities are accepted, not those of the system. A certificate of another authority
+    or an expired certificate is refused, even if no certificate is required. The listener must use
+    TLS.
 
-    PWebSocketKeywordClient brings the local certificate of the QSslConfiguration that is the
-   default when it is constructed.
+    PWebSocketKeywordClient sends the local certificate of the QSslConfiguration that is the default
+    when the client is constructed.
 */
 
 /*!
     \variable pellix::server::ClientIdentification::certificates
-    \brief the clients that are known by a certificate; none by default.
+    \brief the clients that are identified by a certificate. By default, there are none.
 
-    The first entry whose subject fits counts. A certificate that none fits is refused.
+    The first entry with a matching subject is used. A certificate without a matching entry is
+    refused.
 */
 
 /*!
     \variable pellix::server::ClientIdentification::proxy
-    \brief the reverse proxy through which clients come; none by default.
+    \brief the reverse proxy through which clients connect. By default, there is none.
 */
 
 /*!
@@ -144,17 +143,16 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
     \inmodule PellixClientServer
     \inheaderfile server/clientidentification.h
     \ingroup PellixClientServerClasses
-    \brief The Certificate struct tells whose a client certificate is.
+    \brief The Certificate struct identifies the holder of a client certificate.
 */
 
 /*!
     \variable pellix::server::ClientIdentification::Certificate::subject
-    \brief what the subject of the certificate has to have, such as "CN=panel1" or
+    \brief the required attributes of the subject of the certificate, such as "CN=panel1" or
     "CN=panel1, O=Plant".
 
-    It is written as RFC 4514 has it, in any order. The certificate may have attributes of other
-    types besides, but no others of those types. Types are compared regardless of case, values
-    exactly.
+    The format is that of RFC 4514, in any order. The certificate may also have attributes of other
+    types, but no others of these types. Types are compared case-insensitively, and values exactly.
 */
 
 /*!
@@ -172,35 +170,35 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
     \inmodule PellixClientServer
     \inheaderfile server/clientidentification.h
     \ingroup PellixClientServerClasses
-    \brief The Proxy struct says what a reverse proxy is trusted with.
+    \brief The Proxy struct defines which headers of a reverse proxy are trusted.
 
-    The proxy has to set both headers itself, in place of what a client sends. It checks
-   certificates in place of the listener: it must pass the subject of a certificate that it has
-   verified only.
+    The proxy must set both headers itself and replace those that a client sends. It checks
+    certificates in place of the listener: it must pass the subject of a certificate only if it has
+    verified the certificate.
 */
 
 /*!
     \variable pellix::server::ClientIdentification::Proxy::addresses
     \brief the networks of the proxy, each as QHostAddress::parseSubnet() returns it.
 
-    Headers of others are ignored.
+    Headers from other addresses are ignored.
 */
 
 /*!
     \variable pellix::server::ClientIdentification::Proxy::addressHeader
-    \brief the header that names the address of the client, such as "X-Forwarded-For"; empty for
+    \brief the header with the address of the client, such as "X-Forwarded-For". It is empty for
     none.
 
-    Of several addresses the last counts that is not the proxy's. A request without the header
-    comes from the proxy itself, one whose header names no address is refused.
+    Of several addresses, the last one that is not that of the proxy is used. A request without the
+    header is from the proxy itself. A request whose header contains no address is refused.
 */
 
 /*!
     \variable pellix::server::ClientIdentification::Proxy::subjectHeader
-    \brief the header that names the subject of the client's certificate; empty for none.
+    \brief the header with the subject of the client's certificate. It is empty for none.
 
-    The subject is written as RFC 4514 has it. An empty header is the same as none. A certificate
-    of the proxy itself identifies nobody then.
+    The format is that of RFC 4514. An empty header is equivalent to a missing one. If the property
+    is set, a certificate of the proxy itself does not identify a client.
 */
 
 /*!
@@ -208,12 +206,12 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
     \inmodule PellixClientServer
     \inheaderfile server/peer.h
     \ingroup PellixClientServerClasses
-    \brief The Peer struct says who is at the other end of a session.
+    \brief The Peer struct describes the client of a session.
 */
 
 /*!
     \variable pellix::server::Peer::name
-    \brief the name of the client; empty if nothing but the listener's role is known of it.
+    \brief the name of the client. It is empty if only the role of the listener is known.
 */
 
 /*!
@@ -228,7 +226,7 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
 */
 
 /*!
-    Returns what is wrong with the settings, as a text for people, and an empty one when nothing is.
+    Returns the error in the settings, as text for users, or an empty string if there is none.
 */
 QString ClientIdentification::problem() const
 {
@@ -238,14 +236,14 @@ QString ClientIdentification::problem() const
             return problem;
     }
     if (!certificates.isEmpty() && authorities.isEmpty() && proxy.subjectHeader.isEmpty())
-        return QStringLiteral("certificates of clients need an authority that signs them");
+        return QStringLiteral("client certificates require an authority that signs them");
     for (const QSslCertificate &authority : authorities) {
         if (authority.isNull())
-            return QStringLiteral("an authority is no certificate");
+            return QStringLiteral("an authority is not a certificate");
     }
     if (!proxy.addresses.isEmpty() && !role.isEmpty()) {
-        return QStringLiteral("a listener behind a proxy cannot have a role: everybody who reaches "
-                              "the proxy would have it. Have clients bring tokens or certificates");
+        return QStringLiteral("a listener behind a proxy cannot have a role, because all clients "
+                              "of the proxy would get it. Use tokens or certificates instead");
     }
     return proxyProblem(proxy);
 }

@@ -27,7 +27,7 @@ namespace {
 
 constexpr qint64 greatestBacklog = qint64(16) * 1024 * 1024; // bytes that wait to be sent
 constexpr qint64 greatestPongs = qint64(1024) * 1024; // bytes of them that wait to be sent
-constexpr qint64 readAhead = qint64(256) * 1024; // bytes of commands that may wait to be taken
+constexpr qint64 readAhead = qint64(256) * 1024; // bytes of commands that may wait to be processed
 constexpr qint64 greatestAhead = qint64(8) * 1024 * 1024; // where reading cannot be stopped
 constexpr char wholeTextFrame = char(0x81);
 constexpr char longLength = 126; // says that the length stands in the two bytes behind it
@@ -36,12 +36,12 @@ constexpr qsizetype greatestKeptBuffer = qsizetype(32) * 1024; // bytes
 constexpr char closeFrame = char(0x88);
 constexpr qint64 greatestControlPayload = 125; // bytes
 constexpr auto commandPause = 20ms;
-constexpr int slice = 5; // ms for the commands of one client, then it is another's turn
+constexpr int slice = 5; // ms for the commands of one client before the next client
 constexpr qint64 greatestHeader = 14; // of a frame
 constexpr int burstSeconds = 2; // worth of commands that may come at once
 
-// How much the system takes before it has sent what it took. What is on its way is not counted: a
-// small send buffer would count that, too, and have each segment wait for the one before it.
+// The amount of unsent data that the system accepts. Data in transit does not count: a small send
+// buffer would include it, so that each segment would wait for the previous one.
 void limitUnsent(QTcpSocket *connection, int bytes)
 {
 #ifdef TCP_NOTSENT_LOWAT
@@ -52,8 +52,8 @@ void limitUnsent(QTcpSocket *connection, int bytes)
 #endif
 }
 
-// Returns how many of the bytes the system takes as they are. What passes through the connection
-// costs more: a copy, and the event loop, which asks each time whether it may be written.
+// Returns the number of bytes that the system accepts directly. Writing through the connection
+// costs more: a copy, and a check in the event loop each time.
 qint64 sendAtOnce([[maybe_unused]] QTcpSocket *connection, [[maybe_unused]] const QByteArray &data)
 {
 #if defined(Q_OS_UNIX) && defined(MSG_NOSIGNAL)
@@ -65,7 +65,7 @@ qint64 sendAtOnce([[maybe_unused]] QTcpSocket *connection, [[maybe_unused]] cons
 #endif
 }
 
-// Whether a client may close a connection with this code, as far as nothing is wrong with it.
+// Whether a client may use this code to close a connection without an error.
 bool isOrdinary(int closeCode)
 {
     return closeCode == QWebSocketProtocol::CloseCodeNormal
@@ -73,7 +73,7 @@ bool isOrdinary(int closeCode)
         || (closeCode >= 3000 && closeCode < 5000); // of libraries and applications
 }
 
-// Of others nothing is said: it is a glance at where clients write what they command.
+// Other messages are not parsed: this only looks at the usual position.
 bool asksForKeyword(QByteArrayView command)
 {
     constexpr qsizetype wordsEnd = 64;
@@ -101,8 +101,8 @@ ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Lim
     connect(socket, &QWebSocket::pong, this, [this] { sincePing.invalidate(); });
     if (!connection)
         return;
-    // As long as one command may be, as a WebSocket takes whole frames. Without a limit, all that
-    // the system holds of a flood would become commands at once.
+    // The maximum length of a command, since a WebSocket reads whole frames. Without a limit, all
+    // buffered data of a flood would become commands at once.
     connection->setReadBufferSize(qint64(limits.commandBytes) + greatestHeader);
     connection->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     limitUnsent(connection, int(limits.sendingBytes / 4));
@@ -133,7 +133,7 @@ bool ClientSocket::hasUndecidedWrites() const
     return session && session->hasUndecidedWrites();
 }
 
-// Whoever has nothing waiting may send: nothing else would tell that there is room again.
+// A client without waiting data may send: there would be no other signal that there is room again.
 bool ClientSocket::hasRoom()
 {
     const qint64 waiting = countWaiting();
@@ -141,9 +141,8 @@ bool ClientSocket::hasRoom()
     return waiting == 0 || (waiting < room && budget->waiting < totalRoom);
 }
 
-// A server's frames are not masked: one is ready as soon as its length stands before it. Those of
-// one turn of the event loop are sent together, as that costs the system little more than one of
-// them.
+// The frames of a server are not masked: a frame only needs its length as a prefix. All frames of
+// one event loop iteration are sent together, which costs the system little more than one.
 void ClientSocket::sendMessage(const QByteArray &message)
 {
     if (full)
@@ -213,7 +212,7 @@ qint64 ClientSocket::waitingBytes() const
         + (encrypted ? encrypted->encryptedBytesToWrite() : 0);
 }
 
-// A message that is long by itself says nothing about the reader.
+// A single long message is no sign of a slow reader.
 void ClientSocket::added(qint64 bytes)
 {
     const qint64 waiting = countWaiting();
@@ -235,7 +234,7 @@ void ClientSocket::written(qint64)
         takeSoon();
 }
 
-// A WebSocket has taken what was read, and has answered pings.
+// The WebSocket has processed the data, and has answered pings.
 void ClientSocket::onRead()
 {
     limitReading();
@@ -254,8 +253,8 @@ void ClientSocket::checkBacklog()
                    .arg(commands.bytes()));
 }
 
-// A client that reads takes something, or answers a ping. One that takes something may not have
-// been pinged for long: nothing is to be said about it before a ping has had its time.
+// A client that reads either accepts data or answers a ping. A client that accepts data may not
+// have been pinged for some time: it is not judged before a ping has timed out.
 void ClientSocket::checkProgress()
 {
     if (full)
@@ -290,7 +289,7 @@ void ClientSocket::giveUp(const QString &why)
     QMetaObject::invokeMethod(
         this,
         [this, why] {
-            // One that is closing may wait for ever: its closing frame is not read, either.
+            // One that is closing might wait indefinitely: its closing frame is not read, either.
             if (socket->state() != QAbstractSocket::UnconnectedState)
                 Q_EMIT stalled(why);
         },
@@ -308,9 +307,9 @@ void ClientSocket::enqueue(const QString &text)
     checkBacklog();
 }
 
-// A WebSocket answers a close frame when it sees it, and nothing may follow that answer. So one
-// that was read together with a command does not reach it before the command is taken. Frames that
-// are wrong do, as it knows what to say of them.
+// A WebSocket replies to a close frame when it reads it, and nothing may follow that reply. So a
+// close frame that was read together with a command is held back until the command has been
+// processed. Invalid frames are not: the WebSocket rejects them.
 void ClientSocket::takeCloseFrame()
 {
     constexpr qint64 header = 6; // with the mask
@@ -337,9 +336,9 @@ void ClientSocket::answerCloseFrame()
     socket->close(QWebSocketProtocol::CloseCode(*closeCode));
 }
 
-// Whether the client has read what it asked for before. It may ask for more keywords when so many
-// commands wait that it would be read no further: its pings would have no answer then. What is kept
-// of that has a limit, as the values of its keywords wait like those of all changes.
+// Whether the client has read the replies to its previous requests. It may request more keywords
+// while so many commands wait that it would not be read any further: its pings would have no reply
+// then. The stored data is limited, because the values of its keywords wait like all changes.
 bool ClientSocket::hasReadAnswers() const
 {
     if (session && session->waitingBytes() > room)
@@ -348,7 +347,7 @@ bool ClientSocket::hasReadAnswers() const
         || (session && commands.bytes() > readAhead / 2 && asksForKeyword(commands.first()));
 }
 
-// Whether the client has read the answers, and does not ask too often.
+// Whether the client has read the replies, and does not send too many requests.
 bool ClientSocket::mayTakeCommand()
 {
     if (!hasReadAnswers())
@@ -396,9 +395,9 @@ void ClientSocket::takeCommands()
         answerCloseFrame();
 }
 
-// Neither a WebSocket nor TLS can be told to wait: they take whatever the connection has read. So
-// it must not learn that there is something to read. Each time that it has been read to the end,
-// it learns of it again by itself.
+// Neither a WebSocket nor TLS can be paused: they process everything that the connection has read.
+// So the connection must not be notified of new data. It is notified again automatically each time
+// it has been read to the end.
 void ClientSocket::limitReading()
 {
     if (!connection || connection->state() != QAbstractSocket::ConnectedState)
@@ -415,7 +414,7 @@ void ClientSocket::limitReading()
         readNotifier->setEnabled(reads);
 }
 
-// The answers have nowhere to go, but what is written counts.
+// The replies cannot be delivered, but the writes take effect.
 void ClientSocket::finish()
 {
     finishing = true;

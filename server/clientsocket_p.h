@@ -25,17 +25,18 @@ namespace pellix::server {
 
 class KeywordSession;
 
-// One client's WebSocket and the connection below it, with a limit to whatever the client could
-// have the server keep. It belongs to the WebSocket.
+// The WebSocket of one client and its connection, with limits on all data that the server stores
+// for the client. The WebSocket owns it.
 //
-// To the client: its session is paused while more waits than there is room for, in this process and
-// in the system's buffer together. So a pong is never far behind. What is sent anyway, such as an
-// answer that is long by itself, has a limit beyond which the connection is of no use.
+// To the client: its session is paused while more data waits than the limit, in this process and in
+// the system's buffer together. So a pong is never delayed for long. Data that is sent
+// nevertheless, such as a long reply, has a limit beyond which the connection is closed.
 //
-// From the client: its commands wait while it sends more of them than it may, or does not read the
-// answers; then it is read no further. They are taken from the event loop, a few at a time: others
-// have their turn in between, and whoever handles one may delete everything. A client that closes
-// the connection in the same packet has its answers before the close frame.
+// From the client: its commands wait while it exceeds the permitted rate or does not read the
+// replies; then its connection is not read any further. Commands are processed from the event loop,
+// a few at a time, so that other clients are served in between. A handler of a command may delete
+// anything. If a client closes the connection in the same packet, it gets the replies before the
+// close frame.
 class ClientSocket : public QObject
 {
     Q_OBJECT
@@ -64,7 +65,8 @@ Q_SIGNALS:
     // There is room again.
     void drained();
     void delayed(); // once for each pause of the client's commands
-    // Once, and from the event loop: nobody is sending or receiving then. Nothing is sent any more.
+    // Once, and from the event loop: nothing is being sent or received then. Nothing is sent
+    // afterwards.
     void stalled(const QString &why);
     void finished(); // after finish(), once all commands are taken
 

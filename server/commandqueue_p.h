@@ -8,8 +8,8 @@
 
 namespace pellix::server {
 
-// Commands of a client that wait, one behind the other in the same memory: a text of its own for
-// each would take ten times as much as a client has to send for it.
+// Waiting commands of a client, consecutively in the same memory: a separate string for each would
+// take ten times as much memory as the client sends.
 class CommandQueue
 {
 public:

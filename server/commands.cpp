@@ -228,7 +228,7 @@ void KeywordServer::Private::setAggregate(SessionState *session, const QString &
     } else {
         changed({aggregate}, Forming::Now);
     }
-    // Those of this session that are formed over it have to follow.
+    // Those of this session that are computed from it must be updated.
     std::vector<Aggregate *> others;
     const Node *const node = tree.find(path);
     if (node->extras) {
@@ -279,7 +279,7 @@ void KeywordServer::Private::removeWatch(Watch *watch)
     }
 }
 
-// Its session does not know it any more, and soon its node does not either.
+// Its session has no reference to it any more, and soon its node does not either.
 void KeywordServer::Private::endWatch(Watch *watch)
 {
     Node *const node = watch->node;
@@ -327,7 +327,7 @@ QVariant KeywordServer::Private::wholeValue(const Node &node, const QVariant &gi
         return {};
     if (!isRelative)
         return asType(given, node.type);
-    // Two quick steps are two steps, also while the first is not decided.
+    // Two quick steps are two steps, even while the first is pending.
     const QVariant &base = node.extras && !node.extras->writes.empty()
         ? writes.at(*node.extras->writes.crbegin()).value
         : node.value;
@@ -412,7 +412,7 @@ void KeywordServer::Private::update(SessionState *session, const QJsonObject &pa
         handler(WriteRequest(server, id, write));
 }
 
-// Tells the writer alone, and does not last: the next good write is always answered.
+// Notifies only the writer, and is not stored: the next valid write is always answered.
 void KeywordServer::Private::refuse(const PendingWrite &write, const QString &outcome,
                                     const QString &reason)
 {
@@ -452,7 +452,7 @@ SessionState *KeywordServer::Private::writerOf(const PendingWrite &write) const
     return sessions.value(write.writer);
 }
 
-// Whoever leaves does not take its writes along: all together have a limit, too.
+// The writes of a session remain when it ends: their total is limited as well.
 bool KeywordServer::Private::hasRoomFor(const PendingWrite &write) const
 {
     const SessionState *const session = writerOf(write);
@@ -532,7 +532,7 @@ void KeywordServer::Private::decide(quint64 id, Decision decision, const QVarian
         refuse(write, QStringLiteral("refused"), reason);
 }
 
-// Writes wait for the same time each: the first in the list is the first to expire.
+// All writes have the same time limit: the first in the list is the first to expire.
 void KeywordServer::Private::expireWrites()
 {
     const QPointer<KeywordServer> server(q);
@@ -545,7 +545,8 @@ void KeywordServer::Private::expireWrites()
         if (write.isAssumed && node && node->declared && node->value == write.value)
             q->setValue(write.path, write.before);
         if (server) {
-            refuse(write, QStringLiteral("timed out"), QStringLiteral("nobody decided it in time"));
+            refuse(write, QStringLiteral("timed out"),
+                   QStringLiteral("it was not decided in time"));
         }
     }
     if (server && !writes.empty())
@@ -594,8 +595,8 @@ void KeywordServer::Private::index(SessionState *session, const QJsonObject &pay
     if (node) {
         for (Node *const child : tree.sortedChildren(node)) {
             const bool readable = child->declared && session->mayRead(child->path);
-            // A level that leads to something is listed whatever the filter, or what is below it is
-            // not found.
+            // A level above keywords is listed regardless of the filter; otherwise, the keywords
+            // below it would not be found.
             const bool passes = readable && (type.isEmpty() || toWord(child->type) == type)
                 && passesAccess(child->access, access);
             if (!passes && (child->children.empty() || !isVisible(*session, child)))

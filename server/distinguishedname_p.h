@@ -14,11 +14,12 @@ class QSslCertificate;
 
 namespace pellix::server {
 
-// The name of somebody in a certificate: types of attributes in upper case, and their values.
+// The distinguished name in a certificate: attribute types in upper case, and their values.
 using DistinguishedName = QList<QPair<QByteArray, QString>>;
 
-// Reads a name as RFC 4514 writes it, such as CN=panel1,O=Plant; nothing if the text is none. The
-// older form with slashes is none: it cannot tell a slash of a value from one between two.
+// Parses a name in the format of RFC 4514, such as CN=panel1,O=Plant; returns nothing if the text
+// is invalid. The older format with slashes is not supported: it is ambiguous if a value contains a
+// slash.
 std::optional<DistinguishedName> parseDistinguishedName(const QByteArray &text);
 
 DistinguishedName subjectOf(const QSslCertificate &certificate);

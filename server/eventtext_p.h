@@ -12,11 +12,11 @@
 
 namespace pellix::server {
 
-// The event that tells what is known of a keyword: compact JSON, byte for byte what QJsonDocument
-// writes, but without a document, which would cost ten times as much.
+// The event with the state of a keyword: compact JSON, byte for byte that of QJsonDocument, but
+// without a document, which would cost ten times as much.
 QByteArray eventText(QStringView keyword, const Record &record);
 
-// JSON that is being written. The usual event takes no memory but that of its finished text.
+// JSON that is being written. The usual event allocates no memory except for its final text.
 using JsonText = QVarLengthArray<char, 512>;
 
 inline void append(JsonText &json, QByteArrayView text)

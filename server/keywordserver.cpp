@@ -22,10 +22,10 @@ const QLatin1String labelSuffix("/Label");
 const QLatin1String fullRights("*");
 constexpr int greatestNesting = 100; // of aggregates over aggregates
 
-// A session may have so many children of aggregates looked at; then its aggregates wait a while.
+// The number of children of aggregates that are evaluated for a session; then its aggregates wait.
 constexpr qint64 formedPerMillisecond = 200;
 constexpr std::chrono::milliseconds formPause {20};
-constexpr qsizetype greatestEncoded = 4096; // bytes of a message that is kept beside others
+constexpr qsizetype greatestEncoded = 4096; // bytes of a message that is cached
 
 qint64 bytesOf(const QString &text)
 {
@@ -45,7 +45,7 @@ bool SessionState::mayRead(const QString &path) const
     return !rights || rights->mayRead(path);
 }
 
-// Patterns are not compared for each change: a client could have that be very many comparisons.
+// Patterns are not compared for each change: a client could cause very many comparisons.
 void SessionState::updateRights(Aggregate *aggregate) const
 {
     for (Aggregate::Child &child : aggregate->children)
@@ -65,7 +65,7 @@ void SessionState::clearWaiting()
     answerBytes = 0;
 }
 
-// Whoever sends just now must not touch the session any more, nor the server.
+// A sender in progress must not access the session or the server any more.
 void SessionState::stopSending()
 {
     if (sending)
@@ -115,7 +115,7 @@ Record KeywordServer::Private::record(const SessionState *session, const Aggrega
                                                    : formed(session, child.node->path);
 }
 
-// What there is where no keyword is.
+// The state of a path without a keyword.
 Record KeywordServer::Private::formed(const SessionState *session, const QString &path)
 {
     if (Aggregate *const aggregate = session->aggregates.value(path))
@@ -147,8 +147,8 @@ bool KeywordServer::Private::isVisible(const SessionState &session, Node *node)
                        [&](Node *child) { return isVisible(session, child); });
 }
 
-// Forms each aggregate once, however many others name it, and none at any depth: a client could
-// have the server compute for ever, or run out of stack.
+// Computes each aggregate once, regardless of how many others refer to it, and with a limited
+// depth: otherwise, a client could cause an endless computation or a stack overflow.
 Record KeywordServer::Private::aggregateRecord(Aggregate &aggregate)
 {
     if (aggregate.formedIn == round)
@@ -239,7 +239,8 @@ Record KeywordServer::Private::aggregated(Aggregate &aggregate)
     return result;
 }
 
-// Tells the watchers of a node, and then those of the aggregates over it that are others by now.
+// Notifies the sessions that watch a node, and then those of the aggregates over it whose values
+// have changed.
 void KeywordServer::Private::changed(Node *node)
 {
     node->version = ++lastVersion;
@@ -290,8 +291,8 @@ void KeywordServer::Private::changed(std::vector<Aggregate *> pending, Forming f
     ++round;
 }
 
-// Otherwise one client could have the server do nothing else, as each change of one keyword may
-// concern all of its aggregates.
+// Otherwise, one client could keep the server busy, since each change of one keyword may affect all
+// of its aggregates.
 bool KeywordServer::Private::hasTimeFor(SessionState *session)
 {
     if (!session->limited || session->formingLeft > 0)
@@ -393,8 +394,8 @@ void KeywordServer::Private::sendAll()
     sendingAll = false;
 }
 
-// Sends what waits for a session, until its transport has no room. What is added meanwhile waits
-// behind.
+// Sends the waiting data of a session until its transport has no room. Data added in the meantime
+// is appended.
 void KeywordServer::Private::send(SessionState *session)
 {
     if (session->sending)
@@ -510,7 +511,7 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
     \namespace pellix::server
     \inmodule PellixClientServer
     \inheaderfile server/inprocesslink.h
-    \brief Contains the keyword server and the transports that lead to it.
+    \brief Contains the keyword server and its transports.
 */
 
 /*!
@@ -520,25 +521,26 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
     \ingroup PellixClientServerClasses
     \brief The KeywordServer class is a keyword server without a transport.
 
-    The program that holds it declares keywords and changes their values; clients reach it through
-    sessions, which linkInProcess() and WebSocketKeywordServer open. All paths are taken with "/"
-    and "#" alike; events name a keyword as the client spelt it.
+    The application declares keywords and changes their values. Clients access the server through
+    sessions, which linkInProcess() and WebSocketKeywordServer open. All functions accept both "/"
+    and "#" as separators; events contain a keyword in the spelling of the client.
 
-    A client that asks for a keyword gets its value at once, and every change of it until it lets
-    go. One that does not exist is answered with neither connected nor online, and comes alive when
-    it is declared. KEYWORD/Label of any path is its label, empty when it has none. Asked for a
-    keyword with children, the server forms it from them, for as long as somebody watches it.
+    When a client subscribes to a keyword, it receives the value immediately, and then every change
+    until it unsubscribes. If the keyword does not exist, the event has neither \e connected nor \e
+    online set; the keyword becomes available when it is declared. KEYWORD/Label of any path is its
+    label, or an empty string if it has none. When a client subscribes to a keyword with children,
+    the server computes the value from them while at least one client is subscribed.
 
-    A write is refused, with an event to the writer that carries \e error and the unchanged value,
-    when the keyword does not exist or grants no write access, when the role of the session does
-    not, when the value does not fit its type, or when its write handler refuses it or does not
-    decide in time. Relative writes add to numbers and toggle a bool; they count from the last write
-    that is not decided yet.
+    The server refuses a write by sending the writer an event with \e error set and the unchanged
+    value. It does so if the keyword does not exist or does not grant write access, if the role of
+    the session does not grant it, if the value does not fit the type, or if the write handler
+    refuses the write or does not decide in time. Relative writes add to numbers and toggle Boolean
+    values; they are based on the last pending write, if there is one.
 
-    Sessions whose transport has no room are told the newest value of each keyword once it has; the
-    values in between are left out.
+    If the transport of a session has no room, the session receives the newest value of each keyword
+    later; the values in between are skipped.
 
-    All of it lives in one thread. Sessions are owned by whoever opened them.
+    The server and its sessions live in one thread. The code that opens a session owns it.
     \sa {Testing your QML without a server}, {The wire protocol}
 */
 
@@ -547,34 +549,35 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
     \inmodule PellixClientServer
     \inheaderfile server/keywordserver.h
     \ingroup PellixClientServerClasses
-    \brief The Keyword struct is what a program declares of one keyword.
+    \brief The Keyword struct contains the declaration of one keyword.
 */
 
 /*!
     \variable pellix::server::KeywordServer::Keyword::path
-    \brief where the keyword stands, such as "/plant/tank1/level"; "#" counts as "/".
+    \brief the path of the keyword, such as "/plant/tank1/level". "#" is equivalent to "/".
 */
 
 /*!
     \variable pellix::server::KeywordServer::Keyword::type
-    \brief the type of its values: "bool", "int", "double", "string" or "object".
+    \brief the type of its values: "bool", "int", "double", "string", or "object".
 */
 
 /*!
     \variable pellix::server::KeywordServer::Keyword::access
-    \brief what clients may do with it: "N" for nothing, "R" to read, "RM" to read what describes
-    it, "W" to write, "RW" for both. The default is "R". Reading is never refused; the access counts
-    for writes and for the filter of index queries.
+    \brief the access that the keyword grants: "N" for none, "R" to read, "RM" to read metadata, "W"
+    to write, or "RW" to read and write. The default is "R". Reading is never refused; the access
+    applies to writes and to the filter of index queries.
 */
 
 /*!
     \variable pellix::server::KeywordServer::Keyword::label
-    \brief what KEYWORD/Label answers; empty, for none, by default.
+    \brief the value of KEYWORD/Label. The default is an empty string, for no label.
 */
 
 /*!
     \variable pellix::server::KeywordServer::Keyword::value
-    \brief the first value, which has to fit the type. By default none, which clients see as null.
+    \brief the initial value, which must fit the type. By default, there is none, which clients
+    receive as null.
 */
 
 /*!
@@ -599,9 +602,9 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
 
 /*!
     \variable pellix::server::KeywordServer::Keyword::assumesWrites
-    \brief whether a write that has a handler is shown at once, before the handler has decided. If
-   it is refused, the value from before is shown again. \c false by default: clients see a new value
-    when the source has confirmed it.
+    \brief whether a written value is published before the write handler has decided. If the handler
+    refuses the write, the previous value is published again. The default is \c false: clients
+    receive a new value when the source has confirmed it.
 */
 
 /*!
@@ -609,7 +612,7 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
     \inmodule PellixClientServer
     \inheaderfile server/keywordserver.h
     \ingroup PellixClientServerClasses
-    \brief The State struct holds the four state flags of a keyword.
+    \brief The State struct contains the four state flags of a keyword.
 */
 
 /*!
@@ -619,17 +622,17 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
 
 /*!
     \variable pellix::server::KeywordServer::State::online
-    \brief whether its value is of now; \c true by default.
+    \brief whether its value is current; \c true by default.
 */
 
 /*!
     \variable pellix::server::KeywordServer::State::consistent
-    \brief whether its value agrees with what else is known; \c true by default.
+    \brief whether its value is consistent with all its sources; \c true by default.
 */
 
 /*!
     \variable pellix::server::KeywordServer::State::error
-    \brief whether something is wrong with it; \c false by default.
+    \brief whether the keyword is in error; \c false by default.
 */
 
 /*!
@@ -637,26 +640,27 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
     \inmodule PellixClientServer
     \inheaderfile server/keywordserver.h
     \ingroup PellixClientServerClasses
-    \brief The Batch class has changes told together.
+    \brief The Batch class combines several changes.
 
-    While one exists, keywords can be declared, removed and changed, and nothing of it is sent. With
-    the end of the last one, each client is told of every keyword that it watches and that changed,
-    once and as it is then. No handler of the program runs in between, unless it answers a write.
+    While a batch exists, you can declare, remove, and change keywords, and nothing is sent. When
+    the last batch is destroyed, each client receives one event with the current state for each
+    changed keyword to which it is subscribed. No handlers of the application run in between, except
+    those that decide on a write.
 
-    The server may be destroyed first.
+    The server may be destroyed before the batch.
 */
 
 /*!
     \typedef pellix::server::KeywordServer::WriteHandler
 
-    A function that gets a client's write and accepts or refuses it, at once or later.
+    A function that accepts or refuses the write of a client, immediately or later.
     \sa WriteRequest
 */
 
 /*!
     \typedef pellix::server::KeywordServer::WriteCheck
 
-    A function that gets the whole new value and returns whether the write is accepted.
+    A function that receives the complete new value and returns whether the write is accepted.
 */
 
 /*!
@@ -664,79 +668,87 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
     \inmodule PellixClientServer
     \inheaderfile server/limits.h
     \ingroup PellixClientServerClasses
-    \brief The Limits struct holds what clients can have a server do and keep.
+    \brief The Limits struct contains the limits on the work and memory that clients can cause on a
+    server.
 
-    Whatever can be answered beyond a limit is answered, as a client would wait for ever otherwise,
-   and each is counted in Statistics. Sessions that the program opens for itself have no limits. \sa
-   KeywordServer::setLimits()
+    Requests beyond a limit are answered if possible, because a client would otherwise wait forever.
+    All of them are counted in Statistics. Sessions that the application opens for itself have no
+    limits.
+
+    \sa KeywordServer::setLimits()
 */
 
 /*!
     \variable pellix::server::Limits::watchedKeywords
-    \brief keywords that one session watches; 50 000 by default. Others are answered as not known.
+    \brief the number of keywords to which one session can subscribe; 50 000 by default. Further
+    keywords are reported as unknown.
 */
 
 /*!
     \variable pellix::server::Limits::commandsPerSecond
-    \brief commands of one session; 50 000 by default, and those of two seconds at once. Others
-   wait, and their connection is not read meanwhile.
+    \brief the number of commands of one session per second; 50 000 by default, with bursts of up to
+    two seconds. Further commands wait, and the connection is not read in the meantime.
 */
 
 /*!
     \variable pellix::server::Limits::commandBytes
-    \brief the length of one command; 1 MiB by default. A longer one is not taken, and a WebSocket
-   is closed.
+    \brief the length of one command; 1 MiB by default. A longer command is not processed, and a
+    WebSocket is closed.
 */
 
 /*!
     \variable pellix::server::Limits::valueBytes
-    \brief the length of a value that a session writes; 256 KiB by default. A longer one is refused.
+    \brief the length of a value that a session writes; 256 KiB by default. A longer value is
+    refused.
 */
 
 /*!
     \variable pellix::server::Limits::aggregatedKeywords
-    \brief children of one aggregate; 1 000 by default. One with more is answered as not known.
+    \brief the number of children of one aggregate; 1 000 by default. An aggregate with more
+    children is reported as unknown.
 */
 
 /*!
     \variable pellix::server::Limits::listedKeywords
-    \brief entries of one index answer; 10 000 by default. A longer one is cut.
+    \brief the number of entries in one index reply; 10 000 by default. A longer reply is truncated.
 */
 
 /*!
     \variable pellix::server::Limits::keywords
-    \brief declared keywords; 1 000 000 by default. KeywordServer::declare() refuses others.
+    \brief the number of declared keywords; 1 000 000 by default. KeywordServer::declare() refuses
+    further keywords.
 */
 
 /*!
     \variable pellix::server::Limits::sessionBytes
-    \brief memory that one session has the server use; 12 MiB by default. Keywords beyond it are
-    answered as not known.
+    \brief the memory that the server uses for one session; 12 MiB by default. Keywords beyond it
+    are reported as unknown.
 */
 
 /*!
     \variable pellix::server::Limits::sendingBytes
-    \brief messages that wait for one session, here and in the system together; 64 KiB by default.
-    Beyond it, changes are kept as changes, and told later with the newest values.
+    \brief the size of the messages that wait for one session, in the application and in the system
+    together; 64 KiB by default. Beyond it, only the changed keywords are recorded, and their newest
+    values are sent later.
 */
 
 /*!
     \variable pellix::server::Limits::totalSendingBytes
-    \brief messages that wait for all sessions together; 64 MiB by default.
+    \brief the size of the messages that wait for all sessions together; 64 MiB by default.
 */
 
 /*!
     \variable pellix::server::Limits::stalledTime
-    \brief how long a session may make no progress; 30 s by default. Then it is dropped.
+    \brief how long a session may make no progress; 30 seconds by default. Then it is closed.
 */
 
 /*!
     \variable pellix::server::Limits::writeTime
-    \brief how long a write may wait for its decision; 10 s by default. Then it is refused.
+    \brief how long a write may wait for its decision; 10 seconds by default. Then it is refused.
 */
 
 /*!
-    Returns the types that a keyword can have: "bool", "int", "double", "string" and "object".
+    Returns the types that a keyword can have: "bool", "int", "double", "string", and "object".
 */
 const QStringList &KeywordServer::types()
 {
@@ -746,7 +758,7 @@ const QStringList &KeywordServer::types()
 }
 
 /*!
-    Returns what a keyword can grant: "N", "R", "RM", "W" and "RW".
+    Returns the accesses that a keyword can grant: "N", "R", "RM", "W", and "RW".
 */
 const QStringList &KeywordServer::accesses()
 {
@@ -757,8 +769,8 @@ const QStringList &KeywordServer::accesses()
 }
 
 /*!
-    Returns whether a keyword of \a type can hold \a value. Whole numbers fit "int" also as a
-   double, and every number fits "double"; lists and maps are an "object".
+    Returns whether a keyword of \a type can hold \a value. An integer fits "int" even if it is
+    stored as a double, and every number fits "double". Lists and maps fit "object".
 */
 bool KeywordServer::fits(const QVariant &value, const QString &type)
 {
@@ -766,8 +778,8 @@ bool KeywordServer::fits(const QVariant &value, const QString &type)
 }
 
 /*!
-    Returns the path of \a keyword: with "/" as its only separator, one before each level, and none
-   at the end. It is empty when the text names no level.
+    Returns the path of \a keyword with "/" as the only separator, one before each level, and none
+    at the end. The path is empty if \a keyword contains no level.
 */
 QString KeywordServer::normalizedPath(const QString &keyword)
 {
@@ -800,7 +812,7 @@ QString KeywordServer::normalizedPath(const QString &keyword)
 }
 
 /*!
-    Has \a server tell nothing until this object is destroyed.
+    Starts a batch: \a server sends nothing until this object is destroyed.
 */
 KeywordServer::Batch::Batch(KeywordServer *server) : server(server)
 {
@@ -809,7 +821,7 @@ KeywordServer::Batch::Batch(KeywordServer *server) : server(server)
 }
 
 /*!
-    Has the server tell what changed, unless another batch goes on.
+    Ends the batch. The server sends the changes, unless there is another batch.
 */
 KeywordServer::Batch::~Batch()
 {
@@ -820,23 +832,22 @@ KeywordServer::Batch::~Batch()
 }
 
 /*!
-    Constructs a server without keywords. \a parent owns it, if given.
+    Constructs a server without keywords. If \a parent is given, it owns the server.
 */
 KeywordServer::KeywordServer(QObject *parent) : QObject(parent), d(std::make_unique<Private>(this))
 { }
 
 /*!
-    Destroys the server. Its sessions live on and answer nothing.
+    Destroys the server. Its sessions continue to exist, but do not reply any more.
 */
 KeywordServer::~KeywordServer() = default;
 
 /*!
-    Declares \a keyword, or replaces what was declared under its path. The label and the write
-   handler that it had stay, unless the label of \a keyword is not empty.
+    Declares \a keyword, or replaces the declaration with the same path. The existing write handler
+    is kept, and so is the label if the label of \a keyword is empty.
 
-    Returns \c false, and changes nothing, when its path is empty, its type or access is none of
-    those listed with the struct, its value is set and does not fit the type, or there are as many
-    keywords as limits() allow.
+    Returns \c false, and changes nothing, if the path is empty, the type or access is invalid, the
+    value is set and does not fit the type, or limits() allow no further keywords.
 */
 bool KeywordServer::declare(const Keyword &keyword)
 {
@@ -875,8 +886,8 @@ bool KeywordServer::declare(const Keyword &keyword)
 }
 
 /*!
-    Removes the keyword at \a path. Clients that watch it are told that it is not connected. Returns
-    whether there was one.
+    Removes the keyword at \a path. Subscribed clients receive an event with \e connected cleared.
+    Returns whether there was such a keyword.
 */
 bool KeywordServer::remove(const QString &path)
 {
@@ -900,9 +911,8 @@ bool KeywordServer::remove(const QString &path)
 }
 
 /*!
-    Forgets all keywords, labels and subscriptions, as a restart would. Sessions stay open and are
-    not told. Writes that are not decided yet are forgotten, too. Objects are served no more. Roles
-    stay.
+    Removes all keywords, labels, and subscriptions, like a restart. Sessions stay open and are not
+    notified. Pending writes are discarded, and objects are no longer served. Roles are kept.
 */
 void KeywordServer::clear()
 {
@@ -941,7 +951,7 @@ int KeywordServer::keywordCount() const
 }
 
 /*!
-    Returns the value of the keyword at \a path, or an invalid variant when there is none.
+    Returns the value of the keyword at \a path, or an invalid variant if there is none.
 */
 QVariant KeywordServer::value(const QString &path) const
 {
@@ -950,10 +960,10 @@ QVariant KeywordServer::value(const QString &path) const
 }
 
 /*!
-    Sets the keyword at \a path to \a value and tells those who watch it, if it is another one.
+    Sets the keyword at \a path to \a value. If the value differs, subscribed clients are notified.
 
-    Access plays no part here. Returns \c false when there is no such keyword or the value does not
-    fit its type.
+    The access of the keyword has no effect here. Returns \c false if there is no such keyword or
+    the value does not fit its type.
 */
 bool KeywordServer::setValue(const QString &path, const QVariant &value)
 {
@@ -969,8 +979,9 @@ bool KeywordServer::setValue(const QString &path, const QVariant &value)
 }
 
 /*!
-    Sets the four state flags of the keyword at \a path, \a connected, \a online, \a consistent and
-    \a error, and tells those who watch it, if one differs. Returns whether there is such a keyword.
+    Sets the four state flags of the keyword at \a path: \a connected, \a online, \a consistent, and
+    \a error. If any of them differs, subscribed clients are notified. Returns whether there is such
+    a keyword.
 */
 bool KeywordServer::setState(const QString &path, bool connected, bool online, bool consistent,
                              bool error)
@@ -990,12 +1001,12 @@ bool KeywordServer::setState(const QString &path, bool connected, bool online, b
 }
 
 /*!
-    Sets the keyword at \a path to \a value and its state flags to \a state, and tells those who
-    watch it once, if one of them differs. A \a value that is invalid, or a null pointer, is the
-    value null, which every type can have.
+    Sets the keyword at \a path to \a value and its state flags to \a state. If any of them differs,
+    subscribed clients are notified once. An invalid \a value or a null pointer means the value
+    null, which fits every type.
 
-    Returns \c false, and changes nothing, when there is no such keyword or the value does not fit
-    its type.
+    Returns \c false, and changes nothing, if there is no such keyword or the value does not fit its
+    type.
 */
 bool KeywordServer::update(const QString &path, const QVariant &value, const State &state)
 {
@@ -1019,10 +1030,11 @@ bool KeywordServer::update(const QString &path, const QVariant &value, const Sta
 
 /*!
     Sets the flags \e connected and \e online of the keyword at \a level, and of all keywords below
-    it, to \a connected, and tells those who watch them. This is how a source that serves many
-    keywords goes and comes back. "/" stands for all keywords. Returns how many there are.
+    it, to \a connected, and notifies subscribed clients. Use this function when a source that
+    serves many keywords is lost or restored. "/" stands for all keywords. Returns the number of
+    keywords.
 
-    The values stay, so that clients can show the last ones.
+    The values do not change, so clients can show the last ones.
 */
 int KeywordServer::setConnected(const QString &level, bool connected)
 {
@@ -1052,7 +1064,7 @@ int KeywordServer::setConnected(const QString &level, bool connected)
 
 /*!
     Sets the label of \a path, which may be a keyword or a level above keywords, to \a label.
-    Returns \c false when there is neither.
+    Returns \c false if there is neither.
 */
 bool KeywordServer::setLabel(const QString &path, const QString &label)
 {
@@ -1067,8 +1079,10 @@ bool KeywordServer::setLabel(const QString &path, const QString &label)
 }
 
 /*!
-    Has \a handler decide on each write to the keyword at \a path. An empty one accepts all: then
-   the server itself is where the value is kept. \sa WriteRequest, Keyword::assumesWrites
+    Sets \a handler as the function that decides on each write to the keyword at \a path. An empty
+    handler accepts all writes: the value is then stored in the server only.
+
+    \sa WriteRequest, Keyword::assumesWrites
 */
 void KeywordServer::setWriteHandler(const QString &path, const WriteHandler &handler)
 {
@@ -1078,8 +1092,9 @@ void KeywordServer::setWriteHandler(const QString &path, const WriteHandler &han
 }
 
 /*!
-    Has \a check decide at once on each write to the keyword at \a path: it gets the whole new value
-    and returns whether the write is accepted. This replaces the write handler.
+    Sets \a check as the function that decides immediately on each write to the keyword at \a path:
+    it receives the complete new value and returns whether the write is accepted. This replaces the
+    write handler.
 */
 void KeywordServer::setWriteCheck(const QString &path, const WriteCheck &check)
 {
@@ -1096,12 +1111,12 @@ void KeywordServer::setWriteCheck(const QString &path, const WriteCheck &check)
 }
 
 /*!
-    Has one line of JSON written to \a device for each write of a client: the time in UTC, name,
-    address and role of the session, the keyword, the value, the outcome ("accepted", "refused" or
-    "timed out") and the reason. Control characters are escaped. Null, which is the default, ends
-   it.
+    Sets \a device as the audit device. For each write of a client, the server writes one line of
+    JSON to it: the time in UTC, the name, address, and role of the session, the keyword, the value,
+    the outcome ("accepted", "refused", or "timed out"), and the reason. Control characters are
+    escaped. The default is null, for no audit.
 
-    The device has to be open. It is not owned, and may be destroyed.
+    The device must be open. The server does not own it, and it may be destroyed at any time.
 */
 void KeywordServer::setAuditDevice(QIODevice *device)
 {
@@ -1109,9 +1124,11 @@ void KeywordServer::setAuditDevice(QIODevice *device)
 }
 
 /*!
-    Adds \a role, or replaces the one of its name: what its sessions may do changes at once. Returns
-    \c false, and changes nothing, when the name is empty or "*", or when one of the patterns is
-   none. \sa Role::isPattern()
+    Adds \a role, or replaces the role with the same name; the rights of its sessions change
+    immediately. Returns \c false, and changes nothing, if the name is empty or "*", or if one of
+    the patterns is invalid.
+
+    \sa Role::isPattern()
 */
 bool KeywordServer::setRole(const Role &role)
 {
@@ -1127,8 +1144,8 @@ bool KeywordServer::setRole(const Role &role)
 }
 
 /*!
-    Removes the role of this \a name. Its sessions have no rights any more, and roleRemoved() has
-   their transports end them. Returns whether there was one.
+    Removes the role \a name. Its sessions lose all rights, and their transports end them on the
+    signal roleRemoved(). Returns whether there was such a role.
 */
 bool KeywordServer::removeRole(const QString &name)
 {
@@ -1142,7 +1159,7 @@ bool KeywordServer::removeRole(const QString &name)
 }
 
 /*!
-    Returns the names of all roles, without that of full rights.
+    Returns the names of all roles, except the one with full rights.
 */
 QStringList KeywordServer::roles() const
 {
@@ -1152,7 +1169,7 @@ QStringList KeywordServer::roles() const
 }
 
 /*!
-    Returns the limits. Sessions that the program opens without a Peer have none.
+    Returns the limits. They do not apply to sessions that the application opens without a Peer.
 */
 Limits KeywordServer::limits() const
 {
@@ -1160,7 +1177,7 @@ Limits KeywordServer::limits() const
 }
 
 /*!
-    Sets the \a limits. What is beyond them already stays.
+    Sets the limits to \a limits. Existing data beyond them is kept.
 */
 void KeywordServer::setLimits(const Limits &limits)
 {
@@ -1168,8 +1185,8 @@ void KeywordServer::setLimits(const Limits &limits)
 }
 
 /*!
-    Opens a session with full rights and without limits, for the program itself. \a parent owns it,
-    if given, and otherwise the caller.
+    Opens a session with full rights and without limits, for the application itself. The session is
+    owned by \a parent or, if that is null, by the caller.
 */
 KeywordSession *KeywordServer::openSession(QObject *parent)
 {
@@ -1177,9 +1194,9 @@ KeywordSession *KeywordServer::openSession(QObject *parent)
 }
 
 /*!
-    Opens a session for \a peer, with the rights of its role and within limits(). The role "*" has
-    full rights; one that does not exist has none, until it is set. \a parent owns the session, if
-    given, and otherwise the caller.
+    Opens a session for \a peer, with the rights of its role and subject to limits(). The role "*"
+    has full rights; a role that does not exist has none until it is set. The session is owned by
+    \a parent or, if that is null, by the caller.
 */
 KeywordSession *KeywordServer::openSession(const Peer &peer, QObject *parent)
 {
@@ -1195,7 +1212,7 @@ int KeywordServer::sessionCount() const
 }
 
 /*!
-    Returns what the server has counted so far, and what it holds at this moment.
+    Returns the counters and the current state of the server.
 */
 Statistics KeywordServer::statistics() const
 {
@@ -1212,19 +1229,20 @@ Statistics KeywordServer::statistics() const
 /*!
     \fn void KeywordServer::keywordRequested(const QString &path)
 
-    This signal is emitted after a client asked for \a path and was sent what there is of it.
+    This signal is emitted after a client has subscribed to \a path and received its state.
 */
 
 /*!
     \fn void KeywordServer::valueWritten(const QString &path, const QVariant &value)
 
-    This signal is emitted after a client's write to \a path was accepted and \a value set.
+    This signal is emitted after the write of a client to \a path has been accepted and \a value has
+    been set.
 */
 
 /*!
     \fn void KeywordServer::roleRemoved(const QString &name)
 
-    This signal is emitted after the role of this \a name was removed.
+    This signal is emitted after the role \a name has been removed.
 */
 
 } // namespace pellix::server

@@ -29,7 +29,7 @@ namespace pellix::server {
 
 class ObjectKeywords;
 
-// A client's write that its handler has not decided yet.
+// A client's write that is pending.
 struct PendingWrite
 {
     QString path;
@@ -92,7 +92,7 @@ public:
     void transmit(SessionState *session, const QByteArray &message);
     QByteArray messageFor(Watch *watch);
 
-    // What clients command
+    // Commands of clients
     void receive(SessionState *session, const QByteArray &command);
     void create(SessionState *session, const QString &keyword, const QJsonObject &payload);
     void update(SessionState *session, const QJsonObject &payload);
@@ -161,7 +161,7 @@ public:
     std::array<Encoded, 256> encoded;
     Encoded longEncoded; // one alone, as they could be as long as a client likes
 
-    QSet<QByteArray> reportedProperties; // that messages have been logged about
+    QSet<QByteArray> reportedProperties; // for which messages have been logged
     std::map<QString, std::unique_ptr<ObjectKeywords>> served; // by their level; destroyed first
 };
 

@@ -13,14 +13,14 @@ namespace pellix::server {
     \inmodule PellixClientServer
     \inheaderfile server/keywordsession.h
     \ingroup PellixClientServerClasses
-    \brief The KeywordSession class is one client's link to a KeywordServer.
+    \brief The KeywordSession class is the connection of one client to a KeywordServer.
 
-    Whatever carries the messages hands each command to receive() and delivers each send(). When it
-    can take no more, it calls pause(): the session then keeps which keywords have changed, and
-   tells their newest values on resume().
+    The transport passes each command to receive() and delivers each message of send(). When it
+    cannot accept more messages, it calls pause(): the session then records which keywords have
+    changed, and sends their newest values on resume().
 
-    Deleting the session ends it: its subscriptions go, and its aggregates. A session whose server
-    is gone takes commands without answering.
+    Deleting the session ends it, including its subscriptions and aggregates. If the server is
+    destroyed, the session accepts commands without replying.
 */
 
 KeywordSession::KeywordSession(KeywordServer *server, const Peer &peer, bool limited,
@@ -50,7 +50,7 @@ void KeywordSession::Private::end()
 }
 
 /*!
-    Returns who is at the other end.
+    Returns the client of this session.
 */
 Peer KeywordSession::peer() const
 {
@@ -58,7 +58,7 @@ Peer KeywordSession::peer() const
 }
 
 /*!
-    Has nothing sent until resume().
+    Pauses the session: nothing is sent until resume().
 */
 void KeywordSession::pause()
 {
@@ -66,8 +66,8 @@ void KeywordSession::pause()
 }
 
 /*!
-    Sends what has been waiting since pause(): answers as they are, in their order, and of each
-   keyword that has changed its newest value.
+    Resumes the session and sends the data that has been waiting since pause(): replies unchanged
+    and in order, and the newest value of each changed keyword.
 */
 void KeywordSession::resume()
 {
@@ -85,9 +85,9 @@ bool KeywordSession::isPaused() const
 }
 
 /*!
-    Returns how many bytes of answers wait for resume(), other than values of keywords, which are as
-    many as the session watches at most. A transport takes no further commands while there are many:
-    each may ask for another answer.
+    Returns the number of bytes of the replies that wait for resume(). This does not include values
+    of keywords, whose number is limited by that of the subscriptions. While there are many waiting
+    replies, a transport should not accept further commands, since each may cause another reply.
 */
 qint64 KeywordSession::waitingBytes() const
 {
@@ -95,7 +95,7 @@ qint64 KeywordSession::waitingBytes() const
 }
 
 /*!
-    Returns whether a write of this session waits for its decision.
+    Returns whether a write of this session is pending.
 */
 bool KeywordSession::hasUndecidedWrites() const
 {
@@ -103,7 +103,7 @@ bool KeywordSession::hasUndecidedWrites() const
 }
 
 /*!
-    Takes one \a command, as JSON text. What is no valid command is ignored.
+    Processes one \a command, as JSON text. Invalid commands are ignored.
 */
 void KeywordSession::receive(const QByteArray &command)
 {
@@ -114,20 +114,20 @@ void KeywordSession::receive(const QByteArray &command)
 /*!
     \fn void KeywordSession::send(const QByteArray &message)
 
-    This signal carries one \a message to the client, as JSON text. It is emitted inside receive()
-    and inside the changes of the server's keywords.
+    This signal is emitted to send one \a message to the client, as JSON text. It is emitted inside
+    receive(), and inside functions that change the keywords of the server.
 */
 
 /*!
     \fn template <typename Client> KeywordSession *linkInProcess(KeywordServer *server, Client
    *client)
 
-    Opens a session for \a client on \a server and wires the two, up to the protocol request. The
-    client is a PInProcessKeywordClient, or a class derived from it.
+    Opens a session for \a client on \a server and connects the two, including the protocol request.
+    \a client is a PInProcessKeywordClient or derived from it.
 
-    The server answers queued: an answer to an index query that came inside the query would be lost,
-    as its sender does not know the identifier yet. The session belongs to the client and ends with
-    it, or with the server.
+    The server replies through a queued connection: a reply inside an index query would be lost,
+    because the identifier of the query is not known yet. The client owns the session, which ends
+    with the client or with the server.
 */
 
 } // namespace pellix::server

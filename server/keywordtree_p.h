@@ -32,13 +32,13 @@ struct NodeExtras
 {
     QString label;
     std::function<void(const WriteRequest &)> writeHandler;
-    // Clients can have it be very many of both.
+    // Clients can cause very many of both.
     std::set<Aggregate *, ByAge> aggregates; // of which this is a child
     std::set<quint64> writes; // that are not decided yet, in their order
 };
 
-// Whatever is known of a path: a declared keyword, an inner level, or just that somebody waits for
-// it. A node without any of that is dropped.
+// The data of a path: a declared keyword, an inner level, or only its subscribers. A node without
+// any of these is removed.
 struct Node
 {
     Node *parent = nullptr;
@@ -64,7 +64,7 @@ struct Node
     NodeExtras &more();
 };
 
-// One name that a session watches. It may watch a keyword under several spellings.
+// One name to which a session is subscribed. It may subscribe to a keyword in several spellings.
 struct Watch
 {
     Node *node;
@@ -78,7 +78,7 @@ struct Watch
     bool refusedBehind = false; // a refusal of this keyword waits behind it
     bool hidden = false; // its session may not read it
 
-    // Otherwise it is as if there were no keyword.
+    // Otherwise, the keyword appears not to exist.
     bool showsKeyword() const { return node->declared && !hidden; }
 };
 
@@ -92,9 +92,9 @@ public:
     Node *find(const QString &path) const { return nodes.value(path, nullptr); }
     Node *ensure(const QString &path);
     void declare(Node *node);
-    // The keyword is declared no more.
+    // The keyword is no longer declared.
     void undeclare(Node *node);
-    // Forgets a node that says nothing any more, and the levels above that only led to it.
+    // Removes a node without data, and the levels above it that are no longer needed.
     void drop(Node *node);
     void clear();
     const std::vector<Node *> &sortedChildren(Node *node);

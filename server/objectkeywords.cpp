@@ -22,7 +22,7 @@ QString nameOf(const QMetaProperty &property)
     return QString::fromUtf8(property.name());
 }
 
-// For messages, and to say each once for a class.
+// For messages, and to log each once per class.
 QByteArray qualifiedName(const QMetaObject *type, const QMetaProperty &property)
 {
     return QByteArray(type->className()) + "::" + property.name();
@@ -157,7 +157,7 @@ void ObjectKeywords::add(const QMetaProperty &property, const ServeOptions &opti
     follow(property, options);
 }
 
-// Says what is missing in the gadgets of a type.
+// Logs unsupported fields in the gadgets of a type.
 void ObjectKeywords::reportFields(QMetaType type)
 {
     const QMetaObject *const gadget = gadgetIn(type);
@@ -189,14 +189,13 @@ void ObjectKeywords::follow(const QMetaProperty &property, const ServeOptions &o
         properties.back().isPolled = true;
         if (options.pollInterval.count() <= 0
             && server->d->isNew(qualifiedName(object->metaObject(), property)))
-            qCInfo(lcObjects).noquote()
-                << qualifiedName(object->metaObject(), property)
-                << "has no NOTIFY signal and is read once. ServeOptions::pollInterval has it read "
-                   "again and again";
+            qCInfo(lcObjects).noquote() << qualifiedName(object->metaObject(), property)
+                                        << "has no NOTIFY signal and is read once. Set "
+                                           "ServeOptions::pollInterval to read it periodically";
     }
 }
 
-// What the keywords said last stays, for clients to show.
+// The last values are kept, so that clients can show them.
 void ObjectKeywords::onDestroyed()
 {
     notifiers.clear();
@@ -270,7 +269,7 @@ void ObjectKeywords::write(int number, const WriteRequest &request)
 {
     const QMetaProperty property = metaProperty(number);
     if (!property.isValid()) {
-        request.refuse(QStringLiteral("the object is gone"));
+        request.refuse(QStringLiteral("the object has been destroyed"));
         return;
     }
     const QPointer<ObjectKeywords> self(this);
@@ -306,20 +305,20 @@ bool KeywordServer::Private::isNew(const QByteArray &reported)
     \inmodule PellixClientServer
     \inheaderfile server/serveoptions.h
     \ingroup PellixClientServerClasses
-    \brief The ServeOptions struct is how KeywordServer::serve() serves an object.
+    \brief The ServeOptions struct contains the options of KeywordServer::serve().
 */
 
 /*!
     \variable pellix::server::ServeOptions::labels
-    \brief the labels of keywords by the names of their properties. They come before those that the
-    class has in Q_CLASSINFO.
+    \brief the labels of keywords by the names of their properties. They take precedence over those
+    in the Q_CLASSINFO of the class.
 */
 
 /*!
     \variable pellix::server::ServeOptions::pollInterval
-    \brief how often properties are read whose changes cannot be followed: those that are not
-    constant, and have neither a NOTIFY signal nor BINDABLE. At 0, which is the default, and below,
-    they are read once.
+    \brief the interval at which properties without change notification are read: those that are not
+    constant, and have neither a NOTIFY signal nor BINDABLE. With 0, which is the default, and
+    below, they are read once.
 */
 
 /*!
@@ -328,9 +327,9 @@ bool KeywordServer::Private::isNew(const QByteArray &reported)
 */
 
 /*!
-    Serves the properties of \a object: each becomes a keyword below \a path, with the name of the
-    property, and is followed. Properties of base classes are among them, those that are added by
-    QObject::setProperty() are not. The \a options have labels and more.
+    Serves the properties of \a object: each property becomes a keyword below \a path with the name
+    of the property, and its changes are published. This includes the properties of base classes,
+    but not those added with QObject::setProperty(). \a options contains labels and other options.
 
     \code
     server.serve(&tank, QStringLiteral("/plant/tank1")); // "/plant/tank1/level" and so on
@@ -341,28 +340,32 @@ bool KeywordServer::Private::isNew(const QByteArray &reported)
     \table
     \header \li Property \li Keyword
     \row \li \c bool \li "bool"
-    \row \li integers, and enumerations whose names Qt does not know \li "int"; null for a \c
-   quint64 above the greatest \c qint64 \row \li \c double, \c float \li "double"; null for NaN and
-   infinity \row \li QString, QUrl, QUuid; QByteArray, as UTF-8; QDate, QTime and QDateTime, as ISO
-   8601, with milliseconds and the offset from UTC \li "string"; null for a date or a time that is
-   not valid \row \li enumerations and flags with Q_ENUM or Q_FLAG \li "string": the key, such as
-   "Manual" or "Valve|Pump". A value without a key shows as a number, flags without one do not show.
-    \row \li lists, maps and hashes of any of these, JSON, QVariantList, QVariantMap \li "object"
+    \row \li integers, and enumerations whose names Qt does not have
+         \li "int"; null for a \c quint64 above the largest \c qint64
+    \row \li \c double, \c float \li "double"; null for NaN and infinity
+    \row \li QString, QUrl, QUuid; QByteArray, as UTF-8; QDate, QTime, and QDateTime, as ISO 8601,
+             with milliseconds and the offset from UTC
+         \li "string"; null for an invalid date or time
+    \row \li enumerations and flags with Q_ENUM or Q_FLAG
+         \li "string": the key, such as "Manual" or "Valve|Pump". A value without a key is
+             represented as a number; flags without a key are not represented.
+    \row \li lists, maps, and hashes of any of these, JSON, QVariantList, QVariantMap \li "object"
     \row \li a class with Q_GADGET and properties \li "object": a map of these
-    \row \li other types that QVariant converts to a text and back \li "string"
-    \row \li QVariant, QJsonValue \li what the value is; a change to another type changes the
-   keyword \endtable
+    \row \li other types that QVariant converts to a string and back \li "string"
+    \row \li QVariant, QJsonValue
+         \li the type of the value; when it changes, the type of the keyword changes as well
+    \endtable
 
-    A property of any other type, such as a pointer, is left out, with a warning in the category
-    "pellixclient.server.objects". So is such a field of a gadget.
+    Properties of any other type, such as a pointer, are skipped with a warning in the category
+    "pellixclient.server.objects". This also applies to fields of a gadget.
 
     \section2 Values
 
     The keyword changes when the NOTIFY signal of the property is emitted, or when a BINDABLE
-    property without one changes. Other properties are read once, which the log says, or in the
-    interval of the \a options. The state flags are good while the object lives.
+    property without one changes. Other properties are read once, which is logged, or at the
+    interval in \a options. The state flags are good as long as the object exists.
 
-    Label a property of the class with Q_CLASSINFO:
+    To label a property in its class, use Q_CLASSINFO:
 
     \code
     Q_CLASSINFO("Label.level", "Level in %")
@@ -370,25 +373,28 @@ bool KeywordServer::Private::isNew(const QByteArray &reported)
 
     \section2 Writes
 
-    A property with a setter grants "RW", others "R". A client's write calls the setter, and the
-    keyword takes the value that the property has afterwards. So clients see a value that the setter
-    has limited. The write is refused if the value does not convert, also when it is beyond an
-    integer type or is no key of an enumeration, or if the property does not take it. Fields that a
-    write to a gadget does not name keep their values, and read-only ones are skipped. These
-    keywords keep a write handler of their own: one that is set instead has the writes not reach the
-    object.
+    A property with a setter grants "RW", and other properties grant "R". A write of a client calls
+    the setter, and the keyword then contains the value of the property. So clients receive the
+    value that the setter has limited. The write is refused if the value cannot be converted, if it
+    is out of the range of an integer type or not a key of an enumeration, or if the property does
+    not accept it. When a client writes a gadget, fields that it does not contain keep their values,
+    and read-only fields are skipped. These keywords have their own write handler: if you replace
+    it, writes do not reach the object.
 
     \section2 Lifetime
 
-    The \a object is not owned, has to live in the thread of the server, and may be destroyed at any
-    time. Its keywords stay with their last values, neither connected nor online, and writes are
-    refused, until stopServing() or until another object is served at the same path. That object
-    replaces the one before, alive or not: keywords that it has no property for are removed. A label
-    stays if there is no new one. An object can be served at several paths.
+    The server does not own \a object, which must live in the thread of the server, and may be
+    destroyed at any time. Its keywords then keep their last values, neither connected nor online,
+    and writes are refused, until stopServing() is called or another object is served at the same
+    path. That object replaces the previous one, whether or not it still exists: keywords without a
+    matching property are removed. A label is kept if there is no new one. An object can be served
+    at several paths.
 
-    Returns \c false, and logs why, when \a object is null, in another thread or has nothing to
-    serve, when \a path names no level, or when there would be more keywords than limits() allow.
-    Nothing has changed then. \sa stopServing(), {Serve your own values}
+    Returns \c false, changes nothing, and logs the reason if \a object is null, lives in another
+    thread, or has no properties to serve, if \a path contains no level, or if limits() do not allow
+    as many keywords.
+
+    \sa stopServing(), {Serve your own values}
 */
 bool KeywordServer::serve(QObject *object, const QString &path, const ServeOptions &options)
 {
@@ -404,11 +410,11 @@ bool KeywordServer::serve(QObject *object, const QString &path, const ServeOptio
     if (level.isEmpty())
         return refuse("the path names no level, such as \"/plant\"");
     if (object->thread() != thread())
-        return refuse("it lives in another thread than the server");
+        return refuse("it lives in a different thread than the server");
 
     auto keywords = std::make_unique<ObjectKeywords>(this, object, level, options);
     if (keywords->paths().isEmpty())
-        return refuse("it has no property that a keyword can have. Does its class have Q_OBJECT?");
+        return refuse("it has no property that can be served. Does its class contain Q_OBJECT?");
     if (!keywords->readAll()) {
         qCWarning(lcObjects) << "cannot serve an object: a getter has destroyed it, or the server";
         return false;
@@ -422,8 +428,10 @@ bool KeywordServer::serve(QObject *object, const QString &path, const ServeOptio
 }
 
 /*!
-    Ends serving at \a path, and removes the keywords there. The object stays as it is. Returns
-    whether an object was served, alive or not. \sa serve(), clear()
+    Stops serving the object at \a path, and removes its keywords. The object is not affected.
+    Returns whether an object was served, whether or not it still exists.
+
+    \sa serve(), clear()
 */
 bool KeywordServer::stopServing(const QString &path)
 {
@@ -440,7 +448,7 @@ bool KeywordServer::stopServing(const QString &path)
     return true;
 }
 
-// What the object before this one leaves behind does not count.
+// The remaining keywords of the previous object do not count.
 bool KeywordServer::Private::hasRoomFor(const QString &level, const QStringList &paths) const
 {
     const auto isDeclared = [this](const QString &path) { return q->contains(path); };

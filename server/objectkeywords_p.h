@@ -23,9 +23,8 @@ class KeywordServer;
 class WriteRequest;
 struct ServeOptions;
 
-// The keywords of one object. It is its own receiver: all of what it follows, and nothing else, is
-// cut when it goes. Getters, setters and receivers of events may delete it, the object and the
-// server.
+// The keywords of one object. It is the receiver of its connections, which therefore end with it.
+// Getters, setters, and receivers of events may delete it, the object, and the server.
 class ObjectKeywords : public QObject
 {
     Q_OBJECT
@@ -36,7 +35,7 @@ public:
     ~ObjectKeywords() override;
 
     QStringList paths() const;
-    // Reads all values. False if the object or the server has gone meanwhile.
+    // Reads all values. Returns false if the object or the server has been deleted in the meantime.
     bool readAll();
     void declare();
 
@@ -47,8 +46,8 @@ private Q_SLOTS:
     void onNotify();
 
 private:
-    // It is looked up anew by its index each time, as some objects change their meta-object. Inside
-    // the destructors of its bases, an object has only their properties left.
+    // It is looked up by its index each time, because some objects change their meta-object. Inside
+    // the destructor of a base class, an object has only the properties of that class.
     struct Property
     {
         int index = -1;

@@ -20,8 +20,8 @@ int defaultPort(const QString &scheme)
     return scheme == QLatin1String("https") ? 443 : -1;
 }
 
-// A second Host shows that somebody on the way may have understood the request in another sense,
-// and so does a header that goes on in another line.
+// With a second Host or a folded header, an intermediary may have interpreted the request
+// differently.
 HandshakeRequest parsed(const QByteArray &text)
 {
     HandshakeRequest request;

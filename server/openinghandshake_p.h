@@ -18,25 +18,25 @@ class QTcpSocket;
 
 namespace pellix::server {
 
-// The origin in the form in which browsers send it, such as https://example.org:8443; empty if the
-// text is none.
+// The origin in the form that browsers send, such as https://example.org:8443; empty if the text is
+// not an origin.
 QString normalizedOrigin(const QString &text);
 
-// What a client asks for, up to the empty line.
+// The request of a client, up to the empty line.
 struct HandshakeRequest
 {
     QByteArray target; // as it stands in the first line
     QList<QPair<QByteArray, QByteArray>> headers; // names in lower case
-    QString malformed; // why it makes no sense; empty if it does
+    QString malformed; // why it is invalid; empty if it is valid
     bool tooLong = false;
 
     // Of all headers with that name, in their order; none for an empty name.
     QList<QByteArray> values(const QByteArray &name) const;
 };
 
-// Reads a client's request for a WebSocket before anybody answers it, so that it can be refused by
-// an HTTP status. It leaves the request in the connection, for the WebSocket server, and belongs to
-// the connection.
+// Reads the WebSocket request of a client before there is a reply, so that it can be refused with
+// an HTTP status. It leaves the request in the connection for the WebSocket server. The connection
+// owns it.
 class OpeningHandshake : public QObject
 {
     Q_OBJECT
@@ -46,7 +46,8 @@ public:
 
     void begin();
     void grant(const ClientCredentials &credentials);
-    // The client is told, and the connection closes. More headers end with a line break each.
+    // Sends the status to the client and closes the connection. Each additional header ends with a
+    // line break.
     void refuse(const QByteArray &status, const QByteArray &moreHeaders, const QString &reason);
 
     bool isGranted() const { return granted.has_value(); }

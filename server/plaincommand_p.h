@@ -13,9 +13,8 @@ namespace pellix::server {
     blanks, with the keyword as its only member, in plain ASCII without escapes. That is a tenth of
     the work of building a document for it, and most commands are of this kind.
 
-    Returns an empty text, with nothing said about the command, when it is anything else:
-    QJsonDocument is the judge of that. What is returned is exactly what QJsonDocument would have
-    given.
+    Returns an empty string, without logging anything, for any other command, which is left to
+    QJsonDocument. The result is exactly that of QJsonDocument.
 */
 QString plainKeyword(QByteArrayView command, QLatin1String name);
 

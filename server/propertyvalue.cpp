@@ -51,7 +51,7 @@ bool isFloatingPoint(QMetaType type)
     return type.id() == QMetaType::Double || type.id() == QMetaType::Float;
 }
 
-// What QVariant would have as a number or a list in JSON, or in another spelling.
+// Types that QVariant would convert to a number or a list in JSON, or to another spelling.
 bool isText(QMetaType type)
 {
     switch (type.id()) {
@@ -131,7 +131,7 @@ bool valueOf(const QMetaEnum &names, const QString &text, int *value)
     return true;
 }
 
-// Those with nothing to show, such as QFont, may still have a text.
+// Gadgets without usable properties, such as QFont, may still convert to a string.
 bool isGadget(QMetaType type)
 {
     return type.flags().testFlag(QMetaType::IsGadget) && type.metaObject()
@@ -269,7 +269,7 @@ QVariant sequenceToList(const QVariant &value)
 {
     QVariantList result;
     const auto sequence = value.value<QSequentialIterable>();
-    // A value of JavaScript says only now what it is.
+    // The type of a JavaScript value is known only now.
     if (!sequence.metaContainer().hasConstIterator())
         return value.canConvert<QVariantMap>() ? toMap(value.toMap()) : QVariant();
     for (const QVariant &element : sequence)
@@ -299,7 +299,7 @@ bool integerFrom(const QVariant &value, QMetaType type, QVariant *result)
     if (isUnsigned && number < 0)
         return false;
     *result = number;
-    return result->convert(type) && result->toLongLong() == number; // QVariant cuts in silence
+    return result->convert(type) && result->toLongLong() == number; // QVariant truncates silently
 }
 
 bool floatingPointFrom(const QVariant &value, QMetaType type, QVariant *result)
@@ -393,7 +393,7 @@ bool gadgetFrom(const QVariant &value, QMetaType type, QVariant *result)
             meta->property(meta->indexOfProperty(it.key().toUtf8().constData()));
         if (!field.isValid())
             return false;
-        // Clients send back what they were shown.
+        // Clients may send the value that they received.
         if (!field.isWritable())
             continue;
         QVariant fieldValue = field.readOnGadget(result->constData());

@@ -10,7 +10,7 @@
 
 namespace pellix::server {
 
-// Whether values of the type decide themselves what they are.
+// Whether the type of the keyword depends on the value.
 bool isDynamic(QMetaType type);
 
 // The type of a keyword for values of this type; None if no keyword can carry them.
@@ -26,8 +26,8 @@ const QMetaObject *gadgetIn(QMetaType type);
 // these. Invalid if there is nothing to carry.
 QVariant toKeywordValue(const QVariant &value);
 
-// The way back. A gadget in *result keeps the fields that are not given. False if the value does
-// not convert.
+// The reverse conversion. A gadget in *result keeps the fields that are missing. Returns false if
+// the value cannot be converted.
 bool fromKeywordValue(const QVariant &value, QMetaType type, QVariant *result);
 
 } // namespace pellix::server

@@ -24,7 +24,7 @@ enum class Access : quint8 {
     ReadWrite
 };
 
-// The words that the protocol has for them.
+// Their names in the protocol.
 const QString &toWord(Type type);
 const QString &toWord(Access access);
 Type typeFromWord(const QString &word); // None if it is no type

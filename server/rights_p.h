@@ -12,7 +12,7 @@
 
 namespace pellix::server {
 
-// What a role grants, ready to be asked about normalized paths.
+// The rights of a role, prepared for checks of normalized paths.
 class Rights
 {
 public:

@@ -31,8 +31,8 @@ Levels levelsOf(QStringView path)
     return levels;
 }
 
-// Marks the positions in the pattern up to which it covers all of the levels so far. Each level
-// moves all of them on at once: the time is that of levels by positions, whatever the pattern.
+// Marks the positions in the pattern up to which it matches all levels so far. Each level advances
+// all positions at once: the time is proportional to levels times positions for any pattern.
 class Matcher
 {
 public:
@@ -101,40 +101,44 @@ bool anyPattern(const Patterns &patterns, QStringView path, Test test)
     \inmodule PellixClientServer
     \inheaderfile server/role.h
     \ingroup PellixClientServerClasses
-    \brief The Role struct says what a session may read and write.
+    \brief The Role struct defines what a session may read and write.
 
-    The rights are lists of patterns of paths. In a pattern, a level of one star stands for exactly
-    one level of a path, and a level of two stars for any number of levels, none included; every
-    other level stands for itself, upper and lower case distinguished. Patterns are compared with
-   the normalized path: however a client spells a keyword, with "#" or with doubled separators, its
-    rights are the same.
+    The rights are given as lists of path patterns. In a pattern, a level of one star matches
+    exactly one level of a path, and a level of two stars any number of levels, including none.
+    Every other level matches itself, case-sensitively. Patterns are compared with the normalized
+    path: the rights to a keyword do not depend on its spelling, such as "#" or double separators.
 
     \list
-        \li A keyword that may be written may be read, too, or it is not writable: the rights to
-   write count only where those to read do. \li KEYWORD/Label follows its keyword. \li Levels that
-   lead to a readable keyword are listed. \li What may not be read is answered as if it did not
-   exist, and is not listed. \endlist \sa KeywordServer::setRole()
+        \li A keyword is writable only if it is also readable: the write patterns have an effect
+            only where the read patterns match.
+        \li The rights to KEYWORD/Label are those of KEYWORD.
+        \li Levels above a readable keyword are listed.
+        \li A keyword that is not readable is not listed, and the server replies as if it did not
+            exist.
+    \endlist
+
+    \sa KeywordServer::setRole()
 */
 
 /*!
     \variable pellix::server::Role::name
-    \brief by which sessions refer to the role; not empty, and not a single star, which is the
-    name of full rights.
+    \brief the name by which sessions refer to the role. It must not be empty or a single star,
+    which is the name of the role with full rights.
 */
 
 /*!
     \variable pellix::server::Role::read
-    \brief patterns of what may be read and listed.
+    \brief patterns of the keywords that may be read and listed.
 */
 
 /*!
     \variable pellix::server::Role::write
-    \brief patterns of what may be written, as far as it may be read.
+    \brief patterns of the keywords that may be written, provided that they may also be read.
 */
 
 /*!
-    Returns whether \a text is a pattern: it begins with "/", no level is empty, and stars occur
-   only as levels of one or two of them.
+    Returns whether \a text is a valid pattern: it begins with "/", no level is empty, and stars
+    occur only as levels of one or two stars.
 */
 bool Role::isPattern(const QString &text)
 {

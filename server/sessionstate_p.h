@@ -20,7 +20,7 @@ namespace pellix::server {
 
 class KeywordSession;
 
-// A keyword that the server forms of others, for the session that asked for it.
+// A keyword that the server computes from others, for the session that requested it.
 struct Aggregate
 {
     SessionState *session = nullptr;
@@ -42,9 +42,9 @@ struct Aggregate
     quint64 formedIn = 0;
 };
 
-// What waits for a session until its transport has room: a keyword whose newest value is told then,
-// a refusal, or an answer as it is. A place whose watch has another turn by now does not count; one
-// whose watch has no node was let go meanwhile.
+// Data that waits for a session until its transport has room: a keyword whose newest value is sent
+// then, a refusal, or an unchanged reply. An entry whose watch has a different turn is obsolete;
+// one whose watch has no node was unsubscribed in the meantime.
 struct Waiting
 {
     Watch *watch = nullptr;
@@ -53,7 +53,7 @@ struct Waiting
     QByteArray answer;
 };
 
-// A session as the server sees it.
+// The server's data of a session.
 class SessionState
 {
 public:
@@ -81,7 +81,7 @@ public:
     bool *sending = nullptr; // set to false when the session, or the server, goes while it sends
     bool paused = false;
     bool inTurn = false; // among those that are to send
-    bool left = false; // nobody is there any more to be told anything
+    bool left = false; // there are no receivers any more
 
     void clearWaiting();
     void stopSending();

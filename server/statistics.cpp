@@ -27,25 +27,27 @@ qint64 counted(quint64 value)
     \inmodule PellixClientServer
     \inheaderfile server/statistics.h
     \ingroup PellixClientServerClasses
-    \brief The Statistics struct is what a keyword server has counted.
+    \brief The Statistics struct contains the statistics of a keyword server.
 
-    The first members tell what there is at this moment, the others what has happened since the
-   server was made. \sa KeywordServer::statistics()
+    The first members describe the current state, the others count events since the server was
+    created.
+
+    \sa KeywordServer::statistics()
 */
 
 /*!
     \variable pellix::server::Statistics::clients
-    \brief open sessions.
+    \brief the number of open sessions.
 */
 
 /*!
     \variable pellix::server::Statistics::keywords
-    \brief declared keywords.
+    \brief the number of declared keywords.
 */
 
 /*!
     \variable pellix::server::Statistics::watchedKeywords
-    \brief keywords that sessions watch, each spelling counted.
+    \brief the number of keywords to which sessions are subscribed, counting each spelling.
 */
 
 /*!
@@ -55,116 +57,120 @@ qint64 counted(quint64 value)
 
 /*!
     \variable pellix::server::Statistics::sendingBytes
-    \brief bytes of messages that wait for clients.
+    \brief the size in bytes of the messages that wait for clients.
 */
 
 /*!
     \variable pellix::server::Statistics::commands
-    \brief commands received.
+    \brief the number of received commands.
 */
 
 /*!
     \variable pellix::server::Statistics::events
-    \brief messages sent: events and answers.
+    \brief the number of sent messages: events and replies.
 */
 
 /*!
     \variable pellix::server::Statistics::bytesIn
-    \brief bytes of the commands.
+    \brief the size in bytes of the received commands.
 */
 
 /*!
     \variable pellix::server::Statistics::bytesOut
-    \brief bytes of the messages.
+    \brief the size in bytes of the sent messages.
 */
 
 /*!
     \variable pellix::server::Statistics::skippedValues
-    \brief values that were left out, as a newer one came before they were sent.
+    \brief the number of values that were skipped, because a newer value arrived before they were
+    sent.
 */
 
 /*!
     \variable pellix::server::Statistics::writes
-    \brief writes received.
+    \brief the number of received writes.
 */
 
 /*!
     \variable pellix::server::Statistics::refusedWrites
-    \brief writes refused, those included that nobody decided in time.
+    \brief the number of refused writes, including those that timed out.
 */
 
 /*!
     \variable pellix::server::Statistics::timedOutWrites
-    \brief writes that nobody decided in time.
+    \brief the number of writes that timed out without a decision.
 */
 
 /*!
     \variable pellix::server::Statistics::refusedCreates
-    \brief keywords that a session asked for beyond its limits.
+    \brief the number of subscriptions beyond the limits of a session.
 */
 
 /*!
     \variable pellix::server::Statistics::refusedDeclarations
-    \brief keywords that were not declared, as there are too many.
+    \brief the number of keywords that were not declared, because there are too many.
 */
 
 /*!
     \variable pellix::server::Statistics::cutAnswers
-    \brief index answers that were cut.
+    \brief the number of truncated index replies.
 */
 
 /*!
     \variable pellix::server::Statistics::delayedCommands
-    \brief how often the commands of a session had to wait.
+    \brief the number of times that the commands of a session had to wait.
 */
 
 /*!
     \variable pellix::server::Statistics::refusedClients
-    \brief connections that were refused.
+    \brief the number of refused connections.
 */
 
 /*!
     \variable pellix::server::Statistics::droppedClients
-    \brief sessions that were dropped, as they made no progress.
+    \brief the number of sessions that were closed, because they made no progress.
 */
 
 /*!
     \variable pellix::server::Statistics::certificateDays
-    \brief days until the certificate of the listener expires; -1 without one.
+    \brief the number of days until the certificate of the listener expires, or -1 without a
+    certificate.
 */
 
 /*!
-    Returns the figures in the text format of Prometheus, version 0.0.4.
+    Returns the statistics in the text format of Prometheus, version 0.0.4.
 */
 QByteArray Statistics::toPrometheus() const
 {
     const Metric metrics[] = {
         {"clients", "gauge", "Open sessions.", clients},
         {"keywords", "gauge", "Declared keywords.", keywords},
-        {"watched_keywords", "gauge", "Keywords that sessions watch.", watchedKeywords},
+        {"watched_keywords", "gauge", "Keywords to which sessions are subscribed.",
+         watchedKeywords},
         {"memory_bytes", "gauge", "Memory for keywords and sessions.", memoryBytes},
         {"sending_bytes", "gauge", "Messages that wait for clients.", sendingBytes},
-        {"certificate_days", "gauge", "Days until the certificate expires, -1 without one.",
+        {"certificate_days", "gauge", "Days until the certificate expires, or -1 without one.",
          certificateDays},
         {"commands_total", "counter", "Commands received.", counted(commands)},
         {"events_total", "counter", "Messages sent.", counted(events)},
         {"received_bytes_total", "counter", "Bytes of commands.", counted(bytesIn)},
         {"sent_bytes_total", "counter", "Bytes of messages.", counted(bytesOut)},
         {"skipped_values_total", "counter",
-         "Values left out, as a newer one came before they were sent.", counted(skippedValues)},
+         "Values skipped, because a newer one arrived before they were sent.",
+         counted(skippedValues)},
         {"writes_total", "counter", "Writes received.", counted(writes)},
         {"refused_writes_total", "counter", "Writes refused.", counted(refusedWrites)},
-        {"timed_out_writes_total", "counter", "Writes refused, as nobody decided them in time.",
-         counted(timedOutWrites)},
+        {"timed_out_writes_total", "counter",
+         "Writes refused, because they were not decided in time.", counted(timedOutWrites)},
         {"refused_creates_total", "counter",
-         "Keywords that a session may not watch beyond its limits.", counted(refusedCreates)},
-        {"refused_declarations_total", "counter", "Keywords not declared, as there are too many.",
-         counted(refusedDeclarations)},
-        {"cut_answers_total", "counter", "Index answers that were too long.", counted(cutAnswers)},
-        {"delayed_commands_total", "counter", "Commands that waited, as a session sent too many.",
+         "Subscriptions refused beyond the limits of a session.", counted(refusedCreates)},
+        {"refused_declarations_total", "counter",
+         "Keywords not declared, because there are too many.", counted(refusedDeclarations)},
+        {"cut_answers_total", "counter", "Index replies truncated.", counted(cutAnswers)},
+        {"delayed_commands_total", "counter", "Commands delayed, because a session sent too many.",
          counted(delayedCommands)},
         {"refused_clients_total", "counter", "Connections refused.", counted(refusedClients)},
-        {"dropped_clients_total", "counter", "Sessions dropped, as they made no progress.",
+        {"dropped_clients_total", "counter", "Sessions closed, because they made no progress.",
          counted(droppedClients)},
     };
     QByteArray text;

@@ -34,11 +34,11 @@ namespace {
 Q_LOGGING_CATEGORY(lcWebSocketServer, "pellixclient.server.websocketserver", QtInfoMsg)
 
 constexpr auto defaultHandshakeTimeout = 10s;
-constexpr int waitingConnections = 1024; // that the system keeps: after a restart, all come at once
+constexpr int waitingConnections = 1024; // queued by the system; clients reconnect at once
 constexpr auto farewellTime = 1s; // for the closing handshake of a session that is ended
 
-// Takes connections, and has them encrypted if it has a certificate. It does not wait for the
-// encryption, unlike QSslServer: one time limit counts for all that comes before the upgrade.
+// Accepts connections, and starts TLS if it has a certificate. Unlike QSslServer, it does not wait
+// for TLS: a single time limit applies to everything before the upgrade.
 class Listener : public QTcpServer
 {
 public:
@@ -50,7 +50,7 @@ public:
     bool isEncrypted() const { return tls.has_value(); }
     void setConfiguration(const QSslConfiguration &configuration) { tls = configuration; }
 
-    // Why the encryption of the last connection could not even begin.
+    // The reason why TLS of the last connection could not be started.
     const QString &tlsError() const { return lastTlsError; }
 
 protected:
@@ -80,8 +80,9 @@ private:
     QString lastTlsError;
 };
 
-// A client is asked for a certificate if somebody is there to have signed it. A wrong one does not
-// end the encryption: the request tells of other credentials, and its answer what was wrong.
+// A client is asked for a certificate if there is an authority for it. An invalid certificate does
+// not end the connection: the request may contain other credentials, and the response contains the
+// error.
 QSslConfiguration tlsConfiguration(const QList<QSslCertificate> &chain, const QSslKey &key,
                                    const QList<QSslCertificate> &authorities = {})
 {
@@ -93,17 +94,17 @@ QSslConfiguration tlsConfiguration(const QList<QSslCertificate> &chain, const QS
         configuration.setPeerVerifyMode(QSslSocket::QueryPeer);
         configuration.setCaCertificates(authorities); // and none of the system
     }
-    // A resumed session would bring a certificate without the errors of its verification.
+    // A resumed session would provide a certificate without its verification errors.
     configuration.setSslOption(QSsl::SslOptionDisableSessionTickets, true);
     return configuration;
 }
 
-// Why nothing can be encrypted with them. Qt offers no other way to learn whether a certificate and
-// a key belong together than to begin an encryption.
+// The reason why they cannot be used. In Qt, the only way to determine whether a certificate and a
+// key belong together is to start TLS with them.
 QString tlsProblem(const QList<QSslCertificate> &chain, const QSslKey &key)
 {
     if (std::any_of(chain.cbegin(), chain.cend(), [](const auto &link) { return link.isNull(); }))
-        return QStringLiteral("one of the chain is none");
+        return QStringLiteral("the chain contains an invalid one");
     Listener listener(tlsConfiguration(chain, key));
     QTcpSocket peer;
     listener.listen(QHostAddress::LocalHost);
@@ -112,7 +113,7 @@ QString tlsProblem(const QList<QSslCertificate> &chain, const QSslKey &key)
     return listener.tlsError();
 }
 
-// Address and port of whoever is at the other end.
+// Address and port of the peer.
 template <typename Socket> QString peerName(const Socket *socket)
 {
     const QHostAddress address = socket->peerAddress();
@@ -132,7 +133,7 @@ QList<QHostAddress> reachableAddresses(const QHostAddress &address)
     QList<QHostAddress> addresses = QNetworkInterface::allAddresses();
     addresses.removeIf([any4, any6](const QHostAddress &candidate) {
         const bool is4 = candidate.protocol() == QAbstractSocket::IPv4Protocol;
-        // Link-local ones mean nothing without the interface, which has another name elsewhere.
+        // Link-local addresses require the interface, which has a different name on other machines.
         return is4 ? !any4 : !any6 || candidate.isLinkLocal();
     });
     std::stable_partition(addresses.begin(), addresses.end(),
@@ -197,7 +198,7 @@ public:
     QString error;
 };
 
-// On this machine alone, everybody may do all; elsewhere, nobody comes in by default.
+// On loopback, all clients have full rights; on other addresses, clients are refused by default.
 ClientIdentification WebSocketKeywordServer::Private::defaultIdentification() const
 {
     ClientIdentification identification;
@@ -206,16 +207,16 @@ ClientIdentification WebSocketKeywordServer::Private::defaultIdentification() co
     return identification;
 }
 
-// Why it must not listen as it is set.
+// The reason why it must not listen with its settings.
 QString WebSocketKeywordServer::Private::listenProblem() const
 {
     if (!chain.isEmpty())
         return {};
     if (!access.identification.authorities.isEmpty())
-        return QStringLiteral("certificates of clients need a listener with a certificate");
+        return QStringLiteral("client certificates require a listener with a certificate");
     if (address.isLoopback() || unencryptedAllowed)
         return {};
-    return QStringLiteral("without a certificate, everybody on the network could read values and "
+    return QStringLiteral("without a certificate, others on the network could read values and "
                           "tokens. Set a certificate, or allow unencrypted connections");
 }
 
@@ -251,7 +252,7 @@ void WebSocketKeywordServer::Private::refuse(QTcpSocket *connection, OpeningHand
         ? QStringLiteral("%1, through %2")
               .arg(credentials.clientAddress().toString(), peerName(connection))
         : peerName(connection);
-    // One line for each attempt over the limit would be one more thing to flood.
+    // Logging each attempt over the limit would allow flooding the log.
     if (decision.refusal == Refusal::TooManyAttempts)
         qCDebug(lcWebSocketServer, "refused %s: %s", qUtf8Printable(name),
                 qUtf8Printable(decision.reason));
@@ -261,20 +262,20 @@ void WebSocketKeywordServer::Private::refuse(QTcpSocket *connection, OpeningHand
     handshake->refuse(decision.status, decision.headers, decision.reason);
 }
 
-// Gives up a connection that has not become a WebSocket.
+// Closes a connection that has not become a WebSocket.
 void WebSocketKeywordServer::Private::drop(QTcpSocket *connection, const char *reason)
 {
     if (connection->signalsBlocked())
-        return; // a subclass holds it, and to drop it would be an answer
+        return; // a subclass holds it, and closing it would be a reply
     if (connection->state() == QAbstractSocket::UnconnectedState)
-        return; // it has left, and is deleted when the event loop turns
+        return; // it has disconnected, and is deleted from the event loop
     qCInfo(lcWebSocketServer, "dropped %s: %s", qUtf8Printable(peerName(connection)), reason);
     ++droppedHandshakes;
     connection->abort();
 }
 
-// Those who open connections and say nothing cannot keep others out: a handshake takes no longer
-// than they need to open as many again.
+// Clients that open connections without sending anything cannot block others: a handshake takes no
+// longer than opening the same number of connections again.
 void WebSocketKeywordServer::Private::dropOldestHandshakes()
 {
     const QList<OpeningHandshake *> open = handshakes;
@@ -298,7 +299,7 @@ void WebSocketKeywordServer::Private::endHandshake(OpeningHandshake *handshake)
     handshake->deleteLater();
 }
 
-// A WebSocket does not tell which connection it has been made of. Null when its client has left.
+// A WebSocket does not provide its connection. Null if its client has disconnected.
 QTcpSocket *WebSocketKeywordServer::Private::connectionOf(const QWebSocket *socket) const
 {
     const auto found =
@@ -381,8 +382,8 @@ void WebSocketKeywordServer::Private::forget(ClientSocket *client, const QWebSoc
         tellClientCount();
 }
 
-// Whoever hears that a session is destroyed may delete everything: none of it may be in the midst
-// of being deleted itself, or among the children of what is.
+// Receivers of the destruction of a session may delete everything: nothing may be in the process of
+// being deleted then, or be a child of such an object.
 void WebSocketKeywordServer::Private::release(QWebSocket *socket)
 {
     endSessionsOf(socket);
@@ -403,7 +404,7 @@ void WebSocketKeywordServer::Private::endSessionsOf(QWebSocket *socket)
     }
 }
 
-// Ends the sessions of those who would not get in any more, or as somebody else.
+// Ends the sessions of clients that would be refused now, or would have another identity.
 void WebSocketKeywordServer::Private::judgeAnew()
 {
     const QList<ClientSocket *> judged = clients;
@@ -417,7 +418,8 @@ void WebSocketKeywordServer::Private::judgeAnew()
     }
 }
 
-// At once: neither commands nor events pass any more. This may be called by a handler of either.
+// Immediately: neither commands nor events are processed any more. A handler of either may call
+// this.
 void WebSocketKeywordServer::Private::endSession(QWebSocket *socket)
 {
     endSessionsOf(socket);
@@ -426,10 +428,10 @@ void WebSocketKeywordServer::Private::endSession(QWebSocket *socket)
         client->flush();
     QTimer::singleShot(farewellTime, socket, [socket] { socket->abort(); });
     socket->close(QWebSocketProtocol::CloseCodePolicyViolated,
-                  QStringLiteral("access was taken away"));
+                  QStringLiteral("its access was removed"));
 }
 
-// Aborts all connections, those that are not upgraded yet or silent included.
+// Aborts all connections, including those that are not upgraded yet or are on hold.
 void WebSocketKeywordServer::Private::dropAll()
 {
     const QList<ClientSocket *> dropped = std::exchange(clients, {});
@@ -439,7 +441,7 @@ void WebSocketKeywordServer::Private::dropAll()
             continue;
         connection->blockSignals(false);
         if (connection->state() == QAbstractSocket::UnconnectedState) {
-            // Its client left during the silence; the WebSocket on top has yet to be told.
+            // Its client disconnected during the hold; the WebSocket has not been notified yet.
             Q_EMIT connection->stateChanged(QAbstractSocket::UnconnectedState);
             Q_EMIT connection->disconnected();
         }
@@ -459,8 +461,8 @@ void WebSocketKeywordServer::Private::dropAll()
         tellClientCount();
 }
 
-// From the event loop: whoever hears of it may delete the server, and a WebSocket or a connection
-// that is emitting a signal with it.
+// From the event loop: a receiver may delete the server, including a WebSocket or a connection that
+// is emitting a signal.
 void WebSocketKeywordServer::Private::tellClientCount()
 {
     QMetaObject::invokeMethod(q, &WebSocketKeywordServer::clientCountChanged, Qt::QueuedConnection);
@@ -473,17 +475,17 @@ void WebSocketKeywordServer::Private::tellClientCount()
     \ingroup PellixClientServerClasses
     \brief The WebSocketKeywordServer class serves a KeywordServer to WebSocket clients.
 
-    Each client gets a session of its own, which ends with its connection. With a certificate the
-    server speaks wss.
+    Each client gets its own session, which ends with the connection. With a certificate, the server
+    uses TLS (wss).
 
-    A client that cannot keep up is told the newest value of each keyword, once it has read what was
-    sent before. One that reads nothing for Limits::stalledTime is dropped, as is one that does not
-    complete its handshake in time. Web pages are refused unless their origin is allowed, as are
-    handshakes that name more than one host. All of this is logged in the category
+    A slow client receives the newest value of each keyword after it has read the previous messages.
+    The server closes the connection of a client that reads nothing for Limits::stalledTime, or that
+    does not complete its handshake in time. It refuses web pages unless their origin is allowed,
+    and handshakes with more than one host. All of this is logged in the category
     "pellixclient.server.websocketserver".
 
-    By default, the server listens on this machine alone, and whoever connects there has full
-   rights. For others, set a certificate, and how clients are known:
+    By default, the server listens on this machine only, and all clients have full rights. To listen
+    on the network, set a certificate and the identification of clients:
 
     \code
     WebSocketKeywordServer listener(&keywords);
@@ -492,13 +494,15 @@ void WebSocketKeywordServer::Private::tellClientCount()
     listener.listen(QHostAddress::Any, 8765);
     \endcode
 
-    Certificate, tokens and roles can be replaced while it listens.
+    You can replace the certificate, tokens, and roles while the server is listening.
 
-    The keyword server is not owned, and may be destroyed first: clients get no answers then.
+    This class does not own the keyword server, which may be destroyed first: clients receive no
+    replies then.
 */
 
 /*!
-    Constructs a server for \a server that listens nowhere yet. \a parent owns it, if given.
+    Constructs a listener for \a server that is not listening yet. If \a parent is given, it owns
+    the listener.
 */
 WebSocketKeywordServer::WebSocketKeywordServer(KeywordServer *server, QObject *parent)
     : QObject(parent), d(std::make_unique<Private>(this))
@@ -509,7 +513,7 @@ WebSocketKeywordServer::WebSocketKeywordServer(KeywordServer *server, QObject *p
 }
 
 /*!
-    Destroys the server and drops its connections.
+    Destroys the server and closes its connections.
 */
 WebSocketKeywordServer::~WebSocketKeywordServer()
 {
@@ -519,13 +523,15 @@ WebSocketKeywordServer::~WebSocketKeywordServer()
 }
 
 /*!
-    Has the server speak wss with \a certificate and its private \a key.
+    Makes the server use TLS (wss) with \a certificate and its private \a key.
 
-    A server that listens already and speaks wss shows the new certificate to the next clients;
-   those who are connected stay. Whether it speaks ws or wss is decided by the next listen().
+    If the server is already listening with TLS, it sends the new certificate to the next clients;
+    existing connections are not affected. The next listen() determines whether the server uses ws
+    or wss.
 
-    Returns \c false, and changes nothing, when they cannot be used, above all because they do not
-    belong together; errorString() then says why. A null certificate has the server speak ws again.
+    Returns \c false, and changes nothing, if they cannot be used, in particular if they do not
+    belong together; errorString() then contains the reason. With a null certificate, the server
+    uses ws again.
 */
 bool WebSocketKeywordServer::setTls(const QSslCertificate &certificate, const QSslKey &key)
 {
@@ -535,10 +541,10 @@ bool WebSocketKeywordServer::setTls(const QSslCertificate &certificate, const QS
 /*!
     \overload
 
-    Has the server speak wss with the first certificate of \a chain and its private \a key, and show
-    the others as well, in their order: those of the authorities between the server's and one that
-    clients know, each signed by the next. QSslCertificate::fromPath() reads them from one file. An
-    empty chain has the server speak ws again.
+    Makes the server use TLS (wss) with the first certificate of \a chain and its private \a key.
+    The server also sends the other certificates, in their order: those of the intermediate
+    authorities, each signed by the next. QSslCertificate::fromPath() reads them from one file. With
+    an empty chain, the server uses ws again.
 */
 bool WebSocketKeywordServer::setTls(const QList<QSslCertificate> &chain, const QSslKey &key)
 {
@@ -559,8 +565,9 @@ bool WebSocketKeywordServer::setTls(const QList<QSslCertificate> &chain, const Q
 }
 
 /*!
-    Returns in how many days the server's certificate expires, rounded down: 0 on the last day, and
-    when it has expired. Of a chain, the first to expire counts. Returns -1 without a certificate.
+    Returns the number of days until the certificate of the server expires, rounded down: 0 on the
+    last day, and after it has expired. For a chain, the first certificate to expire is used.
+    Returns -1 if there is no certificate.
 */
 int WebSocketKeywordServer::certificateDays() const
 {
@@ -574,11 +581,11 @@ int WebSocketKeywordServer::certificateDays() const
 }
 
 /*!
-    Has listen() take addresses of the network without a certificate when \a allowed is \c true.
+    If \a allowed is \c true, listen() accepts addresses of the network without a certificate.
 
-    Everybody on the way can then read and change what is sent, tokens included: this is for
-    development, and for networks that are protected otherwise. The default is \c false, and then
-    only loopback addresses are taken without a certificate.
+    Others on the network can then read and change all data, including tokens: use this only for
+    development, and in networks that are protected by other means. The default is \c false: only
+    loopback addresses are accepted without a certificate.
 */
 void WebSocketKeywordServer::setUnencryptedAllowed(bool allowed)
 {
@@ -586,17 +593,17 @@ void WebSocketKeywordServer::setUnencryptedAllowed(bool allowed)
 }
 
 /*!
-    Sets how clients are known to \a identification, from the next request on.
+    Sets the identification of clients to \a identification, starting with the next request.
 
-    A session ends at once when its client would be refused now, or would get another name or role:
-    its token or its certificate was taken away, or the role of the listener. The client is told by
-    the close code 1008, a violated policy. Other sessions go on.
+    A session ends immediately if its client would be refused now, or would get another name or
+    role: its token, its certificate, or the role of the listener was removed. The client receives
+    the close code 1008, policy violation. Other sessions continue.
 
-    Until this is called, a client on a loopback address has full rights, and a listener on another
-    address takes no client.
+    Until this function is called, a listener on a loopback address gives clients full rights, and a
+    listener on another address refuses all clients.
 
-    Returns \c false, and changes nothing, when the settings contradict each other; errorString()
-    then says why.
+    Returns \c false, and changes nothing, if the settings contradict each other; errorString() then
+    contains the reason.
     \sa endSessions()
 */
 bool WebSocketKeywordServer::setIdentification(const ClientIdentification &identification)
@@ -604,7 +611,7 @@ bool WebSocketKeywordServer::setIdentification(const ClientIdentification &ident
     d->error = identification.problem();
     const bool isPlain = d->listener && !d->listener->isEncrypted();
     if (d->error.isEmpty() && isPlain && !identification.authorities.isEmpty())
-        d->error = QStringLiteral("certificates of clients need a listener with a certificate");
+        d->error = QStringLiteral("client certificates require a listener with a certificate");
     if (!d->error.isEmpty())
         return false;
     d->isIdentificationSet = true;
@@ -615,8 +622,8 @@ bool WebSocketKeywordServer::setIdentification(const ClientIdentification &ident
 }
 
 /*!
-    Returns how clients are known. Until setIdentification() is called, that depends on the address
-    of the last listen().
+    Returns the identification of clients. Until setIdentification() is called, it depends on the
+    address of the last listen().
 */
 ClientIdentification WebSocketKeywordServer::identification() const
 {
@@ -624,8 +631,9 @@ ClientIdentification WebSocketKeywordServer::identification() const
 }
 
 /*!
-    Ends the sessions of all clients with \a role, as setIdentification() does. They may come back,
-    and do if they are set to reconnect: call it after what the role may do has changed.
+    Ends the sessions of all clients with \a role, like setIdentification(). Clients may connect
+    again, and do so if they reconnect automatically: call this function after the rights of the
+    role have changed.
 */
 void WebSocketKeywordServer::endSessions(const QString &role)
 {
@@ -637,13 +645,14 @@ void WebSocketKeywordServer::endSessions(const QString &role)
 }
 
 /*!
-    Has handshakes pass that name one of \a origins, such as "https://example.org:8443", as where
-    they come from. Takes effect with the next request.
+    Allows handshakes of web pages from \a origins, such as "https://example.org:8443". The change
+    takes effect with the next request.
 
-    Browsers name the origin of the page in each handshake; other programs, such as those that use
-    PWebSocketKeywordClient, name none and always pass. By default no origin is allowed: whatever
-    page a browser shows could otherwise use a server on the same machine. A handshake with another
-    origin is refused by the HTTP status 403, and logged. Texts that are no origin are ignored.
+    Browsers send the origin of the page in each handshake; other programs, such as those that use
+    PWebSocketKeywordClient, send none and are always accepted. By default, no origin is allowed:
+    otherwise, any page in a browser could use a server on the same machine. A handshake with
+    another origin is refused with the HTTP status 403, and logged. Strings that are not valid
+    origins are ignored.
     \sa isOrigin()
 */
 void WebSocketKeywordServer::setAllowedOrigins(const QStringList &origins)
@@ -656,7 +665,7 @@ void WebSocketKeywordServer::setAllowedOrigins(const QStringList &origins)
 }
 
 /*!
-    Returns whether \a text is an origin: a scheme, a host and perhaps a port, and nothing else.
+    Returns whether \a text is an origin: a scheme, a host, and optionally a port, and nothing else.
     \sa setAllowedOrigins()
 */
 bool WebSocketKeywordServer::isOrigin(const QString &text)
@@ -665,8 +674,8 @@ bool WebSocketKeywordServer::isOrigin(const QString &text)
 }
 
 /*!
-    Returns the time within which a connection has to become a WebSocket, encryption included: 10
-    seconds by default. One that takes longer is dropped.
+    Returns the time limit for a connection to become a WebSocket, including TLS: 10 seconds by
+    default. A connection that takes longer is closed.
 */
 std::chrono::milliseconds WebSocketKeywordServer::handshakeTimeout() const
 {
@@ -674,8 +683,8 @@ std::chrono::milliseconds WebSocketKeywordServer::handshakeTimeout() const
 }
 
 /*!
-    Sets the time within which a connection has to become a WebSocket to \a timeout. Takes effect
-    with the next connection.
+    Sets the time limit for a connection to become a WebSocket to \a timeout. The change takes
+    effect with the next connection.
 */
 void WebSocketKeywordServer::setHandshakeTimeout(std::chrono::milliseconds timeout)
 {
@@ -683,8 +692,8 @@ void WebSocketKeywordServer::setHandshakeTimeout(std::chrono::milliseconds timeo
 }
 
 /*!
-    Returns how many clients may be connected at a time: 500 by default. More are refused by the
-    HTTP status 503.
+    Returns the maximum number of connected clients: 500 by default. Further clients are refused
+    with the HTTP status 503.
 */
 int WebSocketKeywordServer::maximumClients() const
 {
@@ -692,8 +701,8 @@ int WebSocketKeywordServer::maximumClients() const
 }
 
 /*!
-    Sets how many clients may be connected at a time to \a clients; 0 takes none. Those who are
-    connected already stay.
+    Sets the maximum number of connected clients to \a clients; with 0, all clients are refused.
+    Existing connections are not affected.
 */
 void WebSocketKeywordServer::setMaximumClients(int clients)
 {
@@ -701,8 +710,8 @@ void WebSocketKeywordServer::setMaximumClients(int clients)
 }
 
 /*!
-    Returns how many connections may be on their way to become a WebSocket at a time: 64 by default.
-    One more has the oldest of them dropped, so that connections that say nothing keep nobody out.
+    Returns the maximum number of unfinished handshakes: 64 by default. One more closes the oldest
+    of them, so that inactive connections cannot block clients.
 */
 int WebSocketKeywordServer::maximumHandshakes() const
 {
@@ -710,8 +719,8 @@ int WebSocketKeywordServer::maximumHandshakes() const
 }
 
 /*!
-    Sets how many connections may be on their way to become a WebSocket at a time to \a handshakes,
-    at least 1. Takes effect with the next connection.
+    Sets the maximum number of unfinished handshakes to \a handshakes, at least 1. The change takes
+    effect with the next connection.
 */
 void WebSocketKeywordServer::setMaximumHandshakes(int handshakes)
 {
@@ -719,13 +728,13 @@ void WebSocketKeywordServer::setMaximumHandshakes(int handshakes)
 }
 
 /*!
-    Returns how many attempts of one address may fail in a minute: 20 by default.
+    Returns the number of failed attempts that one address may make per minute: 20 by default.
 
-    An attempt fails when a client brings wrong credentials, or none where some are needed. After
-    so many, the address is refused by the HTTP status 429, with right credentials as well, and gets
-    its attempts back evenly over a minute. All addresses of an IPv6 network of 64 bits count as
-   one, and loopback like any other. The 2048 addresses that failed last are remembered, and some
-   more.
+    An attempt fails if a client sends invalid credentials, or none where they are required. Beyond
+    the limit, the address is refused with the HTTP status 429, even with valid credentials, and
+    regains its attempts evenly over a minute. All addresses of a 64-bit IPv6 network count as one,
+    and loopback addresses count like any other. At least the last 2048 addresses that failed are
+    recorded.
 */
 int WebSocketKeywordServer::maximumAttempts() const
 {
@@ -733,8 +742,8 @@ int WebSocketKeywordServer::maximumAttempts() const
 }
 
 /*!
-    Sets how many attempts of one address may fail in a minute to \a attempts; 0 ends the limit. All
-    addresses start anew.
+    Sets the number of failed attempts that one address may make per minute to \a attempts; 0
+    disables the limit. The counts of all addresses are reset.
 */
 void WebSocketKeywordServer::setMaximumAttempts(int attempts)
 {
@@ -742,11 +751,11 @@ void WebSocketKeywordServer::setMaximumAttempts(int attempts)
 }
 
 /*!
-    Starts to listen on \a address and \a port, a free one for 0. Returns \c false when that fails;
-    errorString() then says why.
+    Starts listening on \a address and \a port; with 0, a free port is used. Returns \c false if
+    this fails; errorString() then contains the reason.
 
-    An address that is not a loopback one needs a certificate, unless setUnencryptedAllowed() says
-    otherwise.
+    An address other than a loopback address requires a certificate, unless setUnencryptedAllowed()
+    is set.
     \sa setTls(), setIdentification()
 */
 bool WebSocketKeywordServer::listen(const QHostAddress &address, quint16 port)
@@ -786,7 +795,7 @@ bool WebSocketKeywordServer::listen(const QHostAddress &address, quint16 port)
 }
 
 /*!
-    Stops to listen and drops all connections.
+    Stops listening and closes all connections.
 */
 void WebSocketKeywordServer::close()
 {
@@ -804,7 +813,7 @@ QHostAddress WebSocketKeywordServer::address() const
 }
 
 /*!
-    Returns the port on which the server listens, 0 when it does not.
+    Returns the port on which the server is listening, or 0 if it is not listening.
 */
 quint16 WebSocketKeywordServer::port() const
 {
@@ -812,7 +821,7 @@ quint16 WebSocketKeywordServer::port() const
 }
 
 /*!
-    Returns the address for clients on this machine, such as ws://127.0.0.1:41234: the first one of
+    Returns the URL for clients on this machine, such as ws://127.0.0.1:41234: the first entry of
     urls().
 */
 QUrl WebSocketKeywordServer::url() const
@@ -821,8 +830,8 @@ QUrl WebSocketKeywordServer::url() const
 }
 
 /*!
-    Returns the addresses under which clients reach the server. It is one, unless the server listens
-    on all of the machine's; then those of this moment are listed, loopback first.
+    Returns the URLs of the server. There is one URL, unless the server is listening on all
+    addresses of the machine; then the current addresses are listed, loopback first.
 */
 QList<QUrl> WebSocketKeywordServer::urls() const
 {
@@ -839,7 +848,8 @@ QList<QUrl> WebSocketKeywordServer::urls() const
 }
 
 /*!
-    Returns why the last listen(), setTls() or setIdentification() failed; empty when it did not.
+    Returns the reason why the last listen(), setTls(), or setIdentification() failed, or an empty
+    string if it succeeded.
 */
 QString WebSocketKeywordServer::errorString() const
 {
@@ -855,8 +865,7 @@ int WebSocketKeywordServer::clientCount() const
 }
 
 /*!
-    Returns the number of connections that are on their way to become a WebSocket. Those that a
-    subclass holds do not count.
+    Returns the number of unfinished handshakes. Connections that a subclass holds do not count.
 */
 int WebSocketKeywordServer::handshakeCount() const
 {
@@ -868,18 +877,18 @@ int WebSocketKeywordServer::handshakeCount() const
 /*!
     \enum pellix::server::WebSocketKeywordServer::Refusal
 
-    Why a client was refused.
+    This enum describes why a client was refused.
 
     \value BadRequest its request is malformed, or too long (HTTP status 400 or 431)
-    \value ForeignOrigin it is a web page of an origin that is not allowed (403)
-    \value NoCredentials it does not say who it is (401)
+    \value ForeignOrigin it is a web page from an origin that is not allowed (403)
+    \value NoCredentials it sends no credentials (401)
     \value WrongCredentials its token or its certificate is not accepted (401)
-    \value TooManyAttempts too many attempts of its address have failed (429)
-    \value TooManyClients the server is full (503)
+    \value TooManyAttempts too many attempts from its address have failed (429)
+    \value TooManyClients the maximum number of clients is reached (503)
 */
 
 /*!
-    Returns how many clients have been refused for \a reason since the server was made.
+    Returns the number of clients refused for \a reason since the server was created.
 */
 quint64 WebSocketKeywordServer::refusedClients(Refusal reason) const
 {
@@ -887,8 +896,8 @@ quint64 WebSocketKeywordServer::refusedClients(Refusal reason) const
 }
 
 /*!
-    Returns how many connections have been dropped before they became a WebSocket, because they took
-    too long or were too many.
+    Returns the number of connections that were closed before they became a WebSocket, because they
+    took too long or there were too many.
 */
 quint64 WebSocketKeywordServer::droppedHandshakes() const
 {
@@ -896,8 +905,8 @@ quint64 WebSocketKeywordServer::droppedHandshakes() const
 }
 
 /*!
-    Returns the statistics of the keyword server, with what this listener knows besides: how many
-    clients it has refused, for whatever reason, and how many days its certificate is valid.
+    Returns the statistics of the keyword server, including those of this listener: the number of
+    refused clients, for all reasons, and the number of days until its certificate expires.
 */
 Statistics WebSocketKeywordServer::statistics() const
 {
@@ -923,11 +932,11 @@ void WebSocketKeywordServer::closeClients()
 /*!
     \overload
 
-    Closes at most \a most connections with the closing handshake, those first that have been open
-    for longest. Clients with a write that is not decided yet are left out. Returns how many clients
-    are still to be closed.
+    Closes at most \a most connections with the closing handshake, the oldest first. Clients with a
+    pending write are skipped. Returns the number of clients that remain to be closed.
 
-    This is how a server goes without having all of its clients come back in the same moment.
+    Use this function to shut down a server without all of its clients reconnecting at the same
+    time.
     \sa setMaximumClients()
 */
 int WebSocketKeywordServer::closeClients(int most)
@@ -949,16 +958,17 @@ int WebSocketKeywordServer::closeClients(int most)
 }
 
 /*!
-    Takes a new \a connection: reads its request for a WebSocket and grants or refuses it.
+    Accepts a new \a connection: reads its WebSocket request and grants or refuses it.
 
-    For subclasses that watch or disturb what happens. One that blocks the signals of a connection
-    holds it: nothing is read from it, and it is not dropped for being late.
+    Subclasses can reimplement this function to observe or disturb connections. A subclass that
+    blocks the signals of a connection holds it: nothing is read from it, and the time limit does
+    not apply.
 */
 void WebSocketKeywordServer::accept(QTcpSocket *connection)
 {
     auto *const handshake = new OpeningHandshake(connection, d->handshakeTimeout);
     d->handshakes.append(handshake);
-    // Its WebSocket disposes of it later.
+    // Its WebSocket deletes it later.
     QObject::connect(connection, &QTcpSocket::disconnected, handshake,
                      [connection, handshake, this] {
                          d->handshakes.removeOne(handshake);
@@ -976,8 +986,8 @@ void WebSocketKeywordServer::accept(QTcpSocket *connection)
 }
 
 /*!
-    Sends a \a message of the session, JSON in UTF-8, to its \a client. For subclasses that watch,
-    delay or change what is sent.
+    Sends a \a message of the session, JSON in UTF-8, to its \a client. Subclasses can reimplement
+    this function to observe, delay, or change messages.
 */
 void WebSocketKeywordServer::deliver(QWebSocket *client, const QByteArray &message)
 {
@@ -987,7 +997,7 @@ void WebSocketKeywordServer::deliver(QWebSocket *client, const QByteArray &messa
 }
 
 /*!
-    Sends \a text to \a client, beside what its session sends.
+    Sends \a text to \a client, in addition to the messages of its session.
 */
 void WebSocketKeywordServer::sendTo(QWebSocket *client, const QString &text)
 {
@@ -1003,7 +1013,7 @@ void WebSocketKeywordServer::sendTo(QWebSocket *client, const QByteArray &data)
 }
 
 /*!
-    Returns the keyword server, or null when it is gone.
+    Returns the keyword server, or null if it has been destroyed.
 */
 KeywordServer *WebSocketKeywordServer::keywordServer() const
 {
@@ -1011,7 +1021,7 @@ KeywordServer *WebSocketKeywordServer::keywordServer() const
 }
 
 /*!
-    Returns all connections, those included that are no WebSockets yet.
+    Returns all connections, including those that are not WebSockets yet.
 */
 QList<QTcpSocket *> WebSocketKeywordServer::connections() const
 {
@@ -1035,8 +1045,8 @@ QList<QWebSocket *> WebSocketKeywordServer::clients() const
 }
 
 /*!
-    Returns who \a client is: its name, which is empty if it is known by nothing but the listener's
-    role, its address and its role.
+    Returns the identity of \a client: its name, which is empty if only the role of the listener is
+    known, its address, and its role.
 */
 Peer WebSocketKeywordServer::peerOf(QWebSocket *client) const
 {
@@ -1054,8 +1064,8 @@ void WebSocketKeywordServer::abortClients()
 /*!
     \fn void WebSocketKeywordServer::clientCountChanged()
 
-    This signal is emitted after a client has connected or its connection has ended, when the event
-    loop turns. The server may be deleted then.
+    This signal is emitted from the event loop after a client has connected or its connection has
+    ended. Handlers may delete the server.
 */
 
 } // namespace pellix::server

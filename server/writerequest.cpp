@@ -7,8 +7,8 @@
 
 namespace pellix::server {
 
-// What all copies of a request share. With the last of them the write is refused, as nobody can
-// decide it any more.
+// The data that all copies of a request share. The destruction of the last copy refuses the write,
+// because it can no longer be decided.
 class WriteRequest::Handle
 {
 public:
@@ -36,15 +36,17 @@ public:
     \inmodule PellixClientServer
     \inheaderfile server/writerequest.h
     \ingroup PellixClientServerClasses
-    \brief The WriteRequest class is a client's write to a keyword, to be accepted or refused.
+    \brief The WriteRequest class represents a write of a client, which can be accepted or refused.
 
-    The write handler of a keyword gets a request and decides it at once, or keeps it and decides it
-    later, when the device has answered. Clients see the new value once the request is accepted;
-   when it is refused, the writer gets the unchanged value with the flag \e error.
+    The write handler of a keyword receives a request and decides it immediately, or stores it and
+    decides it later, after the reply of the device. When the request is accepted, clients receive
+    the new value. When it is refused, the writer receives the unchanged value with the flag \e
+    error.
 
-    Copies of a request are the same request. The first decision counts; later ones do nothing. A
-    request that nobody keeps is refused, and so is one that is not decided within
-    Limits::writeTime. The session, the keyword and the server may all be gone when it is decided.
+    All copies refer to the same request. The first decision is final; later ones have no effect. A
+    request is refused if all copies are destroyed, or if it is not decided within
+    Limits::writeTime. A request can be decided even after the session, the keyword, or the server
+    has been destroyed.
     \sa KeywordServer::setWriteHandler()
 */
 
@@ -58,12 +60,12 @@ WriteRequest::WriteRequest(KeywordServer *server, quint64 id, const PendingWrite
 { }
 
 /*!
-    Constructs a copy of \a other, which is the same request.
+    Constructs a copy of \a other, which refers to the same request.
 */
 WriteRequest::WriteRequest(const WriteRequest &other) = default;
 
 /*!
-    Makes this the same request as \a other.
+    Makes this object refer to the same request as \a other.
 */
 WriteRequest &WriteRequest::operator=(const WriteRequest &other) = default;
 
@@ -73,7 +75,7 @@ WriteRequest &WriteRequest::operator=(const WriteRequest &other) = default;
 WriteRequest::~WriteRequest() = default;
 
 /*!
-    Returns whether the write is still to be decided.
+    Returns whether the write has not been decided yet.
 */
 bool WriteRequest::isPending() const
 {
@@ -89,8 +91,8 @@ QString WriteRequest::path() const
 }
 
 /*!
-    Returns the whole new value, also for a relative write. A relative write adds to the last write
-   of this keyword that is still pending, if there is one.
+    Returns the complete new value, even for a relative write. A relative write adds to the last
+    pending write of this keyword, if there is one.
 */
 QVariant WriteRequest::value() const
 {
@@ -98,7 +100,7 @@ QVariant WriteRequest::value() const
 }
 
 /*!
-    Returns whether the client asked for a change of the value rather than for a value.
+    Returns whether this is a relative write.
 */
 bool WriteRequest::isRelative() const
 {
@@ -106,7 +108,8 @@ bool WriteRequest::isRelative() const
 }
 
 /*!
-    Returns what a relative write adds; for a bool, whether it toggles. Invalid for others.
+    Returns the amount of a relative write or, for a Boolean value, whether it toggles. For other
+    writes, returns an invalid variant.
 */
 QVariant WriteRequest::change() const
 {
@@ -114,7 +117,7 @@ QVariant WriteRequest::change() const
 }
 
 /*!
-    Returns who writes.
+    Returns the client that writes.
 */
 Peer WriteRequest::peer() const
 {
@@ -122,7 +125,7 @@ Peer WriteRequest::peer() const
 }
 
 /*!
-    Accepts the write: the keyword has the new value from now on.
+    Accepts the write: the keyword is set to the new value.
 */
 void WriteRequest::accept() const
 {
@@ -130,20 +133,20 @@ void WriteRequest::accept() const
 }
 
 /*!
-    Accepts the write with \a value, which is what the source made of it. A value that does not fit
-    the type of the keyword refuses the write.
+    Accepts the write with \a value, the actual value of the source. If the value does not fit the
+    type of the keyword, the write is refused.
 */
 void WriteRequest::accept(const QVariant &value) const
 {
-    const std::shared_ptr<Handle> handle = d; // what happens now may destroy this object
+    const std::shared_ptr<Handle> handle = d; // the following calls may destroy this object
     if (handle)
         handle->decide(Decision::Accepted, value,
                        QStringLiteral("the accepted value does not fit"));
 }
 
 /*!
-    Accepts the write and leaves the value as it is. This is for sources that report each new value
-    by themselves: whatever they make of the write has been set already, or will be.
+    Accepts the write without changing the value. Use this function for sources that report each new
+    value themselves: the result of the write has been set already, or will be set.
     \sa KeywordServer::setValue()
 */
 void WriteRequest::acceptAsReported() const
@@ -154,7 +157,7 @@ void WriteRequest::acceptAsReported() const
 }
 
 /*!
-    Refuses the write. \a reason goes to the audit line, and not to the client.
+    Refuses the write. \a reason appears in the audit line, but is not sent to the client.
 */
 void WriteRequest::refuse(const QString &reason) const
 {

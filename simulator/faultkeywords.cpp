@@ -28,7 +28,7 @@ void declareFault(KeywordServer *server, FaultyWebSocketServer *socketServer, co
     keyword.label = QString::fromLatin1(label);
     keyword.value = value;
     server->declare(keyword);
-    // Acts after the write is answered: most faults end the connection that it came over.
+    // Acts after the reply to the write: most faults end the connection of the writer.
     server->setWriteCheck(keyword.path, [socketServer, action](const QVariant &written) {
         QTimer::singleShot(0, socketServer, [action, written] { action(written); });
         return true;
@@ -40,8 +40,8 @@ void declareFault(KeywordServer *server, FaultyWebSocketServer *socketServer, co
 /*!
     \relates FaultyWebSocketServer
 
-    Declares keywords on \a server, below /simulator/faults, by which a client commands the faults
-   of \a socketServer. Both have to outlive the keywords.
+    Declares keywords on \a server, below /simulator/faults, with which a client controls the faults
+    of \a socketServer. Both must exist as long as the keywords.
 */
 void declareFaultKeywords(KeywordServer *server, FaultyWebSocketServer *socketServer)
 {
@@ -57,17 +57,17 @@ void declareFaultKeywords(KeywordServer *server, FaultyWebSocketServer *socketSe
                 action();
         });
     };
-    declare("silent", "bool", false, "Fall silent",
+    declare("silent", "bool", false, "Become unresponsive",
             [=](const QVariant &on) { socketServer->setSilent(on.toBool()); });
-    declare("answerDelay", "int", 0, "Delay of answers in ms", [=](const QVariant &delay) {
+    declare("answerDelay", "int", 0, "Delay of replies in ms", [=](const QVariant &delay) {
         socketServer->setAnswerDelay(std::chrono::milliseconds(qMax(0, delay.toInt())));
     });
     declare("duplicateIndexItems", "bool", false, "List children twice",
             [=](const QVariant &on) { socketServer->setDuplicateIndexItems(on.toBool()); });
-    declare("wrongRequestIds", "bool", false, "Answer with wrong identifiers",
+    declare("wrongRequestIds", "bool", false, "Reply with wrong identifiers",
             [=](const QVariant &on) { socketServer->setWrongRequestIds(on.toBool()); });
     declareTrigger("close", "Close all connections", [=] { socketServer->closeClients(); });
-    declareTrigger("abort", "Drop all connections", [=] { socketServer->abortClients(); });
+    declareTrigger("abort", "Abort all connections", [=] { socketServer->abortClients(); });
     declareTrigger("garbage", "Send garbage", [=] {
         socketServer->sendText(QStringLiteral("{\"cmd\":\"keyEvent\",\"payload\":[1,2"));
     });

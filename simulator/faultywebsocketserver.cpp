@@ -56,22 +56,22 @@ QByteArray FaultyWebSocketServer::Private::withFaults(const QByteArray &message)
     \inmodule PellixClientSimulator
     \inheaderfile simulator/faultywebsocketserver.h
     \ingroup PellixClientSimulatorClasses
-    \brief The FaultyWebSocketServer class brings WebSocket clients into situations that are rare in
-    life.
+    \brief The FaultyWebSocketServer class simulates connection faults for WebSocket clients.
 
-    Without a fault it is the WebSocketKeywordServer that it is derived from.
+    Without a fault, it behaves like its base class, WebSocketKeywordServer.
     \sa declareFaultKeywords()
 */
 
 /*!
-    Constructs a server for \a server that listens nowhere yet. \a parent owns it, if given.
+    Constructs a listener for \a server that is not listening yet. If \a parent is given, it owns
+    the listener.
 */
 FaultyWebSocketServer::FaultyWebSocketServer(server::KeywordServer *server, QObject *parent)
     : WebSocketKeywordServer(server, parent), d(std::make_unique<Private>())
 { }
 
 /*!
-    Destroys the server and drops its connections.
+    Destroys the server and closes its connections.
 */
 FaultyWebSocketServer::~FaultyWebSocketServer()
 {
@@ -80,9 +80,10 @@ FaultyWebSocketServer::~FaultyWebSocketServer()
 }
 
 /*!
-    Falls silent when \a silent is \c true: connections stay open, but nothing is read, answered or
-    sent, pings included, and new connections get no handshake. Ending it drops the connections
-    that went through it, as their clients have missed what happened meanwhile.
+    Makes the server unresponsive if \a silent is \c true: connections stay open, but nothing is
+    read, answered, or sent, including pongs, and new connections get no handshake. Setting
+    \a silent to \c false closes the affected connections, because their clients have missed events
+    in the meantime.
 */
 void FaultyWebSocketServer::setSilent(bool silent)
 {
@@ -107,7 +108,7 @@ void FaultyWebSocketServer::setAnswerDelay(std::chrono::milliseconds delay)
 }
 
 /*!
-    Lists every child twice in index answers while \a duplicate is \c true.
+    Lists every child twice in index replies while \a duplicate is \c true.
 */
 void FaultyWebSocketServer::setDuplicateIndexItems(bool duplicate)
 {
@@ -115,7 +116,7 @@ void FaultyWebSocketServer::setDuplicateIndexItems(bool duplicate)
 }
 
 /*!
-    Answers index queries with an identifier that nobody asked with while \a wrong is \c true.
+    Replies to index queries with a wrong identifier while \a wrong is \c true.
 */
 void FaultyWebSocketServer::setWrongRequestIds(bool wrong)
 {
@@ -123,7 +124,7 @@ void FaultyWebSocketServer::setWrongRequestIds(bool wrong)
 }
 
 /*!
-    Sends \a text to all clients as it stands.
+    Sends \a text unchanged to all clients.
 */
 void FaultyWebSocketServer::sendText(const QString &text)
 {
@@ -143,9 +144,9 @@ void FaultyWebSocketServer::sendBinary(const QByteArray &data)
 }
 
 /*!
-    Restarts with an empty state: drops all connections, clears the keyword server, and listens
-    again on the same port. Emits restarted() before the first client is back, so that keywords can
-    be declared anew. Returns whether the port could be had.
+    Restarts with an empty state: closes all connections, clears the keyword server, and listens
+    again on the same port. Emits restarted() before the first client reconnects, so that keywords
+    can be declared again. Returns whether the port was available.
 */
 bool FaultyWebSocketServer::restart()
 {
@@ -165,7 +166,7 @@ void FaultyWebSocketServer::accept(QTcpSocket *connection)
         return;
     }
     connect(connection, &QTcpSocket::disconnected, connection, &QObject::deleteLater);
-    connection->blockSignals(true); // until it is dropped, at the end of the silence
+    connection->blockSignals(true); // until it is closed at the end of the fault
 }
 
 void FaultyWebSocketServer::deliver(QWebSocket *client, const QByteArray &message)

@@ -32,7 +32,7 @@ constexpr quint32 greatestSeed = std::numeric_limits<quint32>::max();
 constexpr double shortestPeriod = 0.001; // s
 constexpr double greatestNumber = 1e15; // that animators reach: any int of it is a double as well
 
-// Thrown nowhere: the first problem is kept, with where it is, and what follows is skipped.
+// Not thrown: the first problem is stored with its location, and the rest is skipped.
 class Problem
 {
 public:
@@ -231,7 +231,7 @@ void JsonScene::Private::readKeyword(const QJsonValue &value, const QString &whe
     keywords.push_back(keyword);
 }
 
-// A path in any of its spellings is for one place alone: the last one would win.
+// A path may occur only once, in any spelling: otherwise, the last one would take effect.
 void JsonScene::Private::claim(const QString &path, const QString &where, Problem &problem)
 {
     const QString normalized = KeywordServer::normalizedPath(path);
@@ -239,14 +239,14 @@ void JsonScene::Private::claim(const QString &path, const QString &where, Proble
     if (path.isEmpty())
         problem.report(where, QStringLiteral("is missing or empty"));
     else if (normalized.isEmpty())
-        problem.report(where, QStringLiteral("holds only separators"));
+        problem.report(where, QStringLiteral("contains only separators"));
     else if (!other.isEmpty())
         problem.report(where,
-                       QStringLiteral("%1 is declared already, at %2").arg(normalized, other));
+                       QStringLiteral("%1 is already declared at %2").arg(normalized, other));
     places.insert(normalized, where);
 }
 
-// N keywords below a prefix, a hundred to a level, for load work.
+// N keywords below a prefix, a hundred per level, for load tests.
 void JsonScene::Private::readGenerator(const QJsonObject &object, const QString &where,
                                        Problem &problem)
 {
@@ -299,7 +299,7 @@ void JsonScene::Private::declareAll()
     \inmodule PellixClientSimulator
     \inheaderfile simulator/jsonscene.h
     \ingroup PellixClientSimulatorClasses
-    \brief The JsonScene class declares keywords from a JSON file and makes them move.
+    \brief The JsonScene class declares keywords from a JSON file and animates them.
 
     \code
     {
@@ -314,17 +314,17 @@ void JsonScene::Private::declareAll()
     }
     \endcode
 
-    A keyword has a path, a type ("bool", "int", "double", "string" or "object"), an access ("N",
-    "R", "RM", "W" or "RW"; "R" by default), a label and a value. Without type and value it only
-    gives a label to a level. Animators are "ramp", "sine" and "randomWalk" for numbers, between
-    min and max, with a period in seconds or a step and a seed, and "toggle" for a bool. They move
-    at the rate of the scene, in Hz, and move on after a client has written. generate adds count
-    keywords below a prefix, a hundred to a level. A path that occurs twice, in whatever spelling,
-   is an error.
+    A keyword has a path, a type ("bool", "int", "double", "string", or "object"), an access ("N",
+    "R", "RM", "W", or "RW"; the default is "R"), a label, and a value. Without a type and a value,
+    it only gives a label to a level. The animators are "ramp", "sine", and "randomWalk" for
+    numbers, between min and max, with a period in seconds or a step and a seed, and "toggle" for a
+    Boolean value. They change values at the rate of the scene, in Hz, and continue after a client
+    has written. generate adds count keywords below a prefix, a hundred per level. A path that
+    occurs twice, in any spelling, is an error.
 */
 
 /*!
-    Constructs a scene on \a server, which is not owned. \a parent owns the scene, if given.
+    Constructs a scene on \a server, which is not owned. If \a parent is given, it owns the scene.
 */
 JsonScene::JsonScene(KeywordServer *server, QObject *parent)
     : QObject(parent), d(std::make_unique<Private>())
@@ -340,15 +340,15 @@ JsonScene::JsonScene(KeywordServer *server, QObject *parent)
 }
 
 /*!
-    Destroys the scene. Its keywords stay, at rest.
+    Destroys the scene. Its keywords remain, but no longer change.
 */
 JsonScene::~JsonScene() = default;
 
 /*!
     Loads the scene in the file \a fileName and declares its keywords.
 
-    Returns \c false, declares nothing, and says in \a error which file, where in it and why, when
-    the file cannot be read or holds no valid scene.
+    Returns \c false and declares nothing if the file cannot be read or does not contain a valid
+    scene; \a error then contains the file, the location, and the reason.
 */
 bool JsonScene::load(const QString &fileName, QString *error)
 {
@@ -362,8 +362,8 @@ bool JsonScene::load(const QString &fileName, QString *error)
 }
 
 /*!
-    Loads the scene in \a json and declares its keywords. \a name stands for the file in \a error.
-    Otherwise like load(), also in what it returns.
+    Loads the scene in \a json and declares its keywords. \a name is used in place of the file name
+    in \a error. Otherwise, the function behaves like load() and has the same return value.
 */
 bool JsonScene::loadData(const QByteArray &json, const QString &name, QString *error)
 {
@@ -414,8 +414,8 @@ bool JsonScene::loadData(const QByteArray &json, const QString &name, QString *e
 }
 
 /*!
-    Starts the animators, from their beginning. Keywords that the server has forgotten are declared
-    again.
+    Starts the animators from their beginning. Keywords that were removed from the server are
+    declared again.
 */
 void JsonScene::start()
 {

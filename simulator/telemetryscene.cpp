@@ -304,7 +304,7 @@ void TelemetryScene::Private::refresh()
     \namespace pellix::simulator
     \inmodule PellixClientSimulator
     \inheaderfile simulator/faultkeywords.h
-    \brief Contains scenes for a keyword server, and one with faults.
+    \brief Contains scenes for a keyword server, and a server with faults.
 */
 
 /*!
@@ -312,21 +312,22 @@ void TelemetryScene::Private::refresh()
     \inmodule PellixClientSimulator
     \inheaderfile simulator/telemetryscene.h
     \ingroup PellixClientSimulatorClasses
-    \brief The TelemetryScene class declares keywords that show the machine it runs on.
+    \brief The TelemetryScene class declares keywords with the state of the machine on which it
+    runs.
 
-    All are below /machine and read from the kernel's files, five times a second by default. Sizes
-    are in bytes, rates in bytes per second, loads of cores in percent, times in seconds. What this
-    machine does not offer stays offline, and what can no longer be read goes offline and keeps its
-    last value.
+    All keywords are below /machine and are read from the files of the kernel, five times per second
+    by default. Sizes are in bytes, rates in bytes per second, loads of cores in percent, and times
+    in seconds. Keywords that are not available on this machine stay offline. Keywords that can no
+    longer be read go offline and keep their last values.
 
-    The keywords below /machine/settings can be written: refreshRate in Hz, from 0.2 to 50; paused,
-    which stops the measuring; name, the machine's display name, not empty; and highLoad, a limit in
-    percent from 0 to 100 that /machine/cpu/high compares the load with.
+    The keywords below /machine/settings are writable: refreshRate in Hz, from 0.2 to 50; paused,
+    which stops the measurements; name, the display name of the machine, not empty; and highLoad, a
+    limit in percent from 0 to 100, with which /machine/cpu/high compares the load.
 */
 
 /*!
-    Constructs a scene on \a server, which is not owned. Nothing is declared before start().
-    \a parent owns the scene, if given.
+    Constructs a scene on \a server, which is not owned. Nothing is declared before start(). If
+    \a parent is given, it owns the scene.
 */
 TelemetryScene::TelemetryScene(KeywordServer *server, QObject *parent)
     : QObject(parent), d(std::make_unique<Private>())
@@ -340,13 +341,13 @@ TelemetryScene::TelemetryScene(KeywordServer *server, QObject *parent)
 }
 
 /*!
-    Destroys the scene. Its keywords stay as they are.
+    Destroys the scene. Its keywords do not change.
 */
 TelemetryScene::~TelemetryScene() = default;
 
 /*!
-    Has the kernel's files read below \a folder, which stands for the root of the file system: the
-    scene reads the directories \c proc and \c sys in it. To be set before start().
+    Sets the root of the kernel's files to \a folder: the scene reads the directories \c proc and
+    \c sys in it. Call this function before start().
 */
 void TelemetryScene::setRootFolder(const QString &folder)
 {
@@ -354,8 +355,8 @@ void TelemetryScene::setRootFolder(const QString &folder)
 }
 
 /*!
-    Declares the keywords and starts to measure. Called again it declares them anew, with the
-    settings at their defaults.
+    Declares the keywords and starts the measurements. If called again, it declares them again, with
+    default settings.
 */
 void TelemetryScene::start()
 {
@@ -430,7 +431,7 @@ void TelemetryScene::start()
 }
 
 /*!
-    Stops to measure. The keywords stay as they are.
+    Stops the measurements. The keywords do not change.
 */
 void TelemetryScene::stop()
 {

@@ -5,6 +5,7 @@
 // of its own publishes them: only the time of the receiving process counts.
 
 #include "benchmarks/gateway/publisher.h"
+#include "gateway/mqtt/libmosquitto.h"
 #include "gateway/mqtt/mqttsource.h"
 #include "gateway/sourcemount.h"
 #include "server/keywordserver.h"
@@ -18,8 +19,6 @@
 #include <QtCore/QJsonObject>
 
 #include <benchmark/benchmark.h>
-#include <mosquitto.h>
-#include <mqtt_protocol.h>
 
 #include <ctime>
 #include <memory>

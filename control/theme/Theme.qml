@@ -9,9 +9,9 @@ import QtQuick
     \qmltype Theme
     \inqmlmodule PellixClient.Theme
     \inherits QtObject
-    \brief The colours and sizes of PText.
+    \brief Provides the colors and sizes of PText.
 
-    It is a singleton, which \c {import PellixClient.Control} brings as well:
+    It is a singleton, which is also available with \c {import PellixClient.Control}:
 
     \code
     Window {
@@ -21,58 +21,58 @@ import QtQuick
     \endcode
 */
 QtObject {
-    /*! The colours of the system. */
+    /*! The colors of the system. */
     readonly property SystemPalette system: SystemPalette { }
     /*!
-        Whether the colours are dark: by default while those of the system are.
+        Whether the colors are dark. By default, this follows the colors of the system.
 
-        Assigning it decides otherwise.
+        Assign a value to override the system.
     */
     property bool dark: system.window.hslLightness < system.windowText.hslLightness
-    /*! How many pixels a design unit has; 1 by default. */
+    /*! The number of pixels per design unit. The default is 1. */
     property real scale: 1
 
-    /*! Behind everything. */
+    /*! The background of a window. */
     readonly property color window: dark ? "#0e1318" : "#eef1f4"
-    /*! Behind what belongs together. */
+    /*! The background of a card. */
     readonly property color card: dark ? "#161d24" : "#ffffff"
-    /*! Around a card. */
+    /*! The border of a card. */
     readonly property color cardBorder: dark ? "#222c36" : "#d5dce3"
-    /*! Of tracks, and of lines on a card. */
+    /*! The color of tracks, and of lines on a card. */
     readonly property color groove: dark ? "#26313c" : "#d3dae1"
-    /*! Of buttons and fields. */
+    /*! The color of buttons and fields. */
     readonly property color control: dark ? "#202a34" : "#f1f4f7"
-    /*! Of a button below the mouse. */
+    /*! The color of a button under the mouse. */
     readonly property color controlHover: dark ? "#2a3641" : "#e4e9ee"
 
-    /*! Of text. */
+    /*! The color of text. */
     readonly property color text: dark ? "#e4eaf0" : "#1b242d"
-    /*! Of text that says more about another. */
+    /*! The color of secondary text. */
     readonly property color textSecondary: dark ? "#93a1af" : "#54626f"
-    /*! Of text that may be overlooked. */
+    /*! The color of text of minor importance. */
     readonly property color textFaint: dark ? "#8493a2" : "#5f6d79"
 
-    /*! Of what is selected, active or good. */
+    /*! The color of selected, active, or good items. */
     readonly property color accent: dark ? "#4cc2ae" : "#0b7a6a"
-    /*! The first colour that means nothing by itself. */
+    /*! The first color without a fixed meaning. */
     readonly property color blue: dark ? "#6ea8fe" : "#1a62c9"
-    /*! The second one. */
+    /*! The second color without a fixed meaning. */
     readonly property color violet: dark ? "#a78bfa" : "#6d4bd8"
-    /*! Of warnings. */
+    /*! The color of warnings. */
     readonly property color warning: dark ? "#e3a73f" : "#955f00"
-    /*! Of errors. */
+    /*! The color of errors. */
     readonly property color error: dark ? "#ec6a6f" : "#bf2830"
-    /*! Of what is not known. */
+    /*! The color of unknown states. */
     readonly property color unknown: dark ? "#5d6b79" : "#8b98a5"
 
-    /*! Between neighbours, in pixels. */
+    /*! The spacing between adjacent items, in pixels. */
     readonly property real gap: dp(12)
-    /*! Between an edge and what is inside, in pixels. */
+    /*! The padding between an edge and its content, in pixels. */
     readonly property real padding: dp(16)
-    /*! Of rounded corners, in pixels. */
+    /*! The radius of rounded corners, in pixels. */
     readonly property real radius: dp(10)
 
-    /*! Returns the whole number of pixels that \a units design units have. */
+    /*! Returns \a units design units in pixels, as an integer. */
     function dp(units: real): real {
         return Math.round(units * scale);
     }

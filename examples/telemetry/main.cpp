@@ -68,7 +68,7 @@ CommandLine::CommandLine(const Screenshot &screenshot)
         "main",
         "Shows the live values of a machine: of this one, or of a keyword server.\n\n"
         "An address with a password is refused. Addresses are shown without their secrets.\n\n"
-        "The exit code is 0, 1 when something fails, or 2 when the command line makes no sense."));
+        "The exit code is 0 on success, 1 on failure, or 2 if the command line is invalid."));
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addOption(url);

@@ -48,7 +48,7 @@ public:
     void tell();
 
     PKeywordChildren *const q;
-    const PKeywordQueryModel types; // knows letters and colours
+    const PKeywordQueryModel types; // provides letters and colors
     QString keyword;
     PKeywordValueType filterType = PKeywordValueType::KVT_NOPROP;
     PKeywordValueAccess filterAccess = PKeywordValueAccess::KVA_NONE;
@@ -66,7 +66,7 @@ public:
     bool arranging = false;
     bool arrangeAgain = false;
 
-    // What was told last.
+    // The last signaled values.
     bool toldLoading = false;
     bool toldListed = false;
     int toldCount = 0;
@@ -74,7 +74,7 @@ public:
     int toldIndex = -1;
 };
 
-// All that is known is about another keyword, or of another server.
+// All known data belongs to another keyword, or to another server.
 void PKeywordChildren::Private::startAnew()
 {
     link.dropAll();
@@ -149,7 +149,7 @@ void PKeywordChildren::Private::onAccess(const QVariant &response, QLatin1Char l
         Q_EMIT q->dataChanged(q->index(0), q->index(int(shown.rows.size()) - 1), {AccessRole});
 }
 
-// Asking for a label may bring it at once, and with it anything that a handler does.
+// A label may arrive inside the call that subscribes to it, and handlers may do anything.
 void PKeywordChildren::Private::watchLabels()
 {
     const QPointer<PKeywordChildren> self(q);
@@ -158,7 +158,7 @@ void PKeywordChildren::Private::watchLabels()
         if (bool(child->labelWatch) != labels)
             unwatched.push_back(child);
     }
-    // In the order of the rows: the first to be seen are labelled first.
+    // In the order of the rows: the first visible rows get their labels first.
     std::sort(unwatched.begin(), unwatched.end(), isBefore);
     for (const ChildPointer &child : unwatched) {
         if (!labels || children.value(child->listed.normalized) == child) {
@@ -195,7 +195,7 @@ std::vector<ChildPointer> PKeywordChildren::Private::wanted() const
     return rows;
 }
 
-// A handler of a row that goes or comes may want other rows: they are brought once these are there.
+// A handler of a removed or inserted row may require other rows: they follow after these.
 void PKeywordChildren::Private::arrange()
 {
     rest.stop();
@@ -213,7 +213,8 @@ void PKeywordChildren::Private::arrange()
     tell();
 }
 
-// Tells what has changed. Each signal may lead to anything, another call of this among it.
+// Emits the signals of everything that has changed. Their handlers may do anything, including a
+// recursive call.
 void PKeywordChildren::Private::tell()
 {
     if (arranging)
@@ -243,39 +244,42 @@ void PKeywordChildren::Private::tell()
     \ingroup PellixClientKeywordClasses
     \brief The PKeywordChildren class lists the children of a keyword, in natural order.
 
-    Given a client and a keyword, it asks the server for the children and watches the label of each.
-    It asks again by itself when the link is back, when the client is another one, and when the
-    keyword or a filter of the server changes; a question that is lost with its connection is
-    repeated. The children that are there before and after an answer stay the same rows, so a view
-    stays where it is scrolled to. While there is no link, the rows stay as they were.
+    Set a client and a keyword. The model then queries the children from the server, and subscribes
+    to the label of each. It repeats the query automatically when the connection is restored, when
+    another client is set, and when the keyword or a filter of the server changes; a query that is
+    lost with its connection is repeated. Children that are listed both before and after a reply
+    keep their rows, so a view keeps its scroll position. Without a connection, the rows do not
+    change.
 
-    The rows are ordered by what is shown of them, by compareNaturally(). Labels arrive one by one:
-    the rows are sorted and filtered anew when no label has come for 60 ms, or after a second.
+    The rows are ordered by their displayName, with compareNaturally(). Labels arrive one by one:
+    the model sorts and filters the rows again when no label has arrived for 60 ms, or after one
+    second.
 
-    QML reads these roles; get() has them by name, too:
+    In QML, the roles have these names, which get() also uses:
 
     \table
     \header \li Role \li Value
     \row \li keyword \li the keyword, with separators as the server sent them
     \row \li normalizedKeyword \li the keyword with "/" as the only separator
     \row \li name \li the last level
-    \row \li label \li the label, empty until it has come, or when there is none
+    \row \li label \li the label; empty until it has arrived, and if there is none
     \row \li displayName \li the label, or the name if there is none
-    \row \li type \li the type, as the server names it; empty for a level that only leads to others
-    \row \li typeLetter \li PKeywordQueryModel::getTypeLetter() of the type
-    \row \li typeColor \li PKeywordQueryModel::getTypeColor() of the type
+    \row \li type \li the type, as sent by the server; empty if the row is only a level
+    \row \li typeLetter \li the letter of the type, see PKeywordQueryModel::getTypeLetter()
+    \row \li typeColor \li the color of the type, see PKeywordQueryModel::getTypeColor()
     \row \li access \li "R", "W", "RW" or "N" (none); empty unless \l accesses is set
-    \row \li hasChildren \li whether it is a level that only leads to others; a keyword with a value
-   may have children, too: only a question about it tells \endtable
+    \row \li hasChildren \li whether it is only a level above other keywords. A keyword with a value
+             can also have children; only a query shows that.
+    \endtable
 
-    The client is not owned; one that is destroyed reads as not set.
+    The model does not own the client. If the client is destroyed, the property becomes \c nullptr.
     \sa PKeywordTree, {Browsing}
 */
 
 /*!
     \enum pellix::extras::PKeywordChildren::Role
 
-    The roles of a row.
+    This enum describes the roles of a row.
 
     \value KeywordRole            \c keyword
     \value NormalizedKeywordRole  \c normalizedKeyword
@@ -291,53 +295,57 @@ void PKeywordChildren::Private::tell()
 
 /*!
     \property pellix::extras::PKeywordChildren::client
-    \brief the client that asks; \c nullptr by default. Another one empties the list.
+    \brief the client that sends the queries. The default is \c nullptr. Setting another client
+    clears the list.
 */
 
 /*!
     \property pellix::extras::PKeywordChildren::keyword
-    \brief the keyword whose children are listed, "/" for the top level; empty by default, which
-    lists nothing. Another one empties the list until the answer has come.
+    \brief the keyword whose children are listed; "/" stands for the top level. The default is an
+    empty string, which lists nothing. Setting another keyword clears the list until the reply
+    arrives.
 */
 
 /*!
     \property pellix::extras::PKeywordChildren::filterType
-    \brief the type of the children to list; KVT_NOPROP, for any, by default. A change asks again.
-    KVT_OBJECT filters nothing.
+    \brief the type of the children to list. The default is KVT_NOPROP, for any type; KVT_OBJECT
+    also stands for any type. A change sends the query again.
 */
 
 /*!
     \property pellix::extras::PKeywordChildren::filterAccess
-    \brief the access that the children must grant; KVA_NONE, for any, by default. A change asks
-   again.
+    \brief the access that the children must grant. The default is KVA_NONE, for any access. A
+    change sends the query again.
 */
 
 /*!
     \property pellix::extras::PKeywordChildren::filter
-    \brief words, separated by blanks, each of which must be in the label or the name of a row, in
-   any order and case. Empty by default, which accepts every row.
+    \brief words, separated by spaces, that must all occur in the label or the name of a row, in any
+    order and case-insensitively. The default is an empty string, which accepts every row.
 */
 
 /*!
     \property pellix::extras::PKeywordChildren::labels
-    \brief whether the labels of the children are watched, one keyword more on the wire for each;
-    \c true by default.
+    \brief whether the model subscribes to the label of each child, which is one more keyword for
+    each. The default is \c true.
 */
 
 /*!
     \property pellix::extras::PKeywordChildren::accesses
-    \brief whether two more queries tell the \c access of each child; \c false by default.
+    \brief whether the model sends two more queries to determine the \c access of each child. The
+    default is \c false.
 */
 
 /*!
     \property pellix::extras::PKeywordChildren::loading
-    \brief whether an answer is awaited, also as long as there is no link; \c false by default.
+    \brief whether a query is pending, including while there is no connection. The default is
+    \c false.
 */
 
 /*!
     \property pellix::extras::PKeywordChildren::listed
-    \brief whether the server has answered for the present keyword and client: no rows mean that
-   there are no children. \c false by default.
+    \brief whether the server has replied for the current keyword and client. If it is \c true and
+    there are no rows, there are no children. The default is \c false.
 */
 
 /*!
@@ -347,30 +355,30 @@ void PKeywordChildren::Private::tell()
 
 /*!
     \property pellix::extras::PKeywordChildren::total
-    \brief the number of children, those that \l filter hides included.
+    \brief the number of children, including those that \l filter hides.
 */
 
 /*!
     \property pellix::extras::PKeywordChildren::currentKeyword
-    \brief the keyword that is selected, in any spelling; empty by default. It stays when the rows
-    change, and also when there is no row of it.
+    \brief the selected keyword, in any spelling. The default is an empty string. It does not change
+    with the rows, even if it has no row.
 */
 
 /*!
     \property pellix::extras::PKeywordChildren::currentIndex
-    \brief the row of \l currentKeyword, or -1 if none of the rows is. Setting it selects the
-   keyword of that row, and none with -1; any other number that is no row changes nothing.
+    \brief the row of \l currentKeyword, or -1 if it has no row. Setting the property selects the
+    keyword of that row, or no keyword if it is -1; any other invalid row has no effect.
 
-    Bound to the \c currentIndex of a view, it keeps the selection whatever the rows do.
+    Bind it to the \c currentIndex of a view to keep the selection when the rows change.
 */
 
 /*!
-    Constructs a model without rows. \a parent owns it, if given.
+    Constructs a model without rows. If \a parent is given, it owns the model.
 */
 PKeywordChildren::PKeywordChildren(QObject *parent)
     : QAbstractListModel(parent), d(std::make_unique<Private>(this))
 {
-    // What is listed may have changed while there was no link.
+    // The children may have changed while there was no connection.
     connect(&d->link, &ClientLink::linkedChanged, this, [this] {
         if (d->link.linked() && d->listed)
             d->ask();
@@ -378,7 +386,7 @@ PKeywordChildren::PKeywordChildren(QObject *parent)
 }
 
 /*!
-    Destroys the model. The server is told that the labels are of no interest any more.
+    Destroys the model, and unsubscribes from the labels.
 */
 PKeywordChildren::~PKeywordChildren()
 {
@@ -555,8 +563,8 @@ void PKeywordChildren::setCurrentIndex(int row)
 }
 
 /*!
-    Asks the server again. The rows stay until the answer has come, and those that are in it, too,
-    stay then.
+    Sends the query again. The rows remain until the reply arrives; rows whose children are in the
+    reply remain after it.
 */
 void PKeywordChildren::refresh()
 {
@@ -575,7 +583,8 @@ int PKeywordChildren::rowOf(const QString &keyword) const
 }
 
 /*!
-    Returns the keyword of \a row as the server spells it, or an empty text if there is no such row.
+    Returns the keyword of \a row in the server's spelling, or an empty string if there is no such
+    row.
 */
 QString PKeywordChildren::keywordAt(int row) const
 {
@@ -583,8 +592,8 @@ QString PKeywordChildren::keywordAt(int row) const
 }
 
 /*!
-    Returns all that is known of \a row, by the names of the roles; an empty object if there is no
-    such row.
+    Returns the data of \a row, with the names of the roles as keys, or an empty object if there is
+    no such row.
 */
 QVariantMap PKeywordChildren::get(int row) const
 {
@@ -598,7 +607,7 @@ QVariantMap PKeywordChildren::get(int row) const
 }
 
 /*!
-    Returns \a keyword, any, with "/" as the only separator.
+    Returns \a keyword with "/" as the only separator.
 */
 QString PKeywordChildren::normalized(const QString &keyword) const
 {
@@ -606,7 +615,7 @@ QString PKeywordChildren::normalized(const QString &keyword) const
 }
 
 /*!
-    Returns the keyword one level above \a keyword, "/" for the top level.
+    Returns the keyword one level above \a keyword, or "/" for the top level.
 */
 QString PKeywordChildren::parentOf(const QString &keyword) const
 {

@@ -39,7 +39,7 @@ struct Node : ListedRow
     std::weak_ptr<Node> parent;
     UpdatedRows<Node> children;
     std::vector<NodePointer> wanted; // the children to be there after the next update
-    Level level = Unasked; // what is known of the children
+    Level level = Unasked; // the known data of the children
     Below below = NotLooked; // whether there are any, while they are not known
     quint64 question = 0;
     bool unsettled = false;
@@ -78,7 +78,7 @@ public:
     template <typename Do> void forEach(const NodePointer &node, const Do &act) const;
 
     PKeywordTree *const q;
-    const PKeywordQueryModel types; // knows letters and colours
+    const PKeywordQueryModel types; // provides letters and colors
     QString keyword = QStringLiteral("/");
     PKeywordValueType filterType = PKeywordValueType::KVT_NOPROP;
     PKeywordValueAccess filterAccess = PKeywordValueAccess::KVA_NONE;
@@ -95,7 +95,7 @@ public:
     bool toldLoading = false;
 };
 
-// Of the node and all that is below it. What is done may change the tree.
+// For the node and everything below it. The function may change the tree.
 template <typename Do>
 void PKeywordTree::Private::forEach(const NodePointer &node, const Do &act) const
 {
@@ -131,7 +131,7 @@ bool PKeywordTree::Private::isThere(const NodePointer &node) const
     return top == root;
 }
 
-// All that is known is about another keyword, or of another server.
+// All known data belongs to another keyword, or to another server.
 void PKeywordTree::Private::clear()
 {
     link.dropAll();
@@ -154,7 +154,7 @@ void PKeywordTree::Private::begin()
         tell();
 }
 
-// What is listed may have changed: each level that was asked for is asked for again.
+// The children may have changed: each queried level is queried again.
 void PKeywordTree::Private::askAgain()
 {
     const QPointer<PKeywordTree> self(q);
@@ -191,7 +191,7 @@ void PKeywordTree::Private::ask(const NodePointer &node)
     const QPointer<PKeywordTree> self(q);
     const bool isRoot = node == root;
     const QString path = isRoot ? keyword : node->listed.normalized;
-    // It may be answered at once: the question is known by the answer that takes it away.
+    // The reply may arrive at once: it is the reply that removes the query.
     const auto answered = std::make_shared<bool>(false);
     const std::weak_ptr<Node> asked = node;
     const quint64 question = link.ask({path, filterType, filterAccess, false},
@@ -242,7 +242,7 @@ void PKeywordTree::Private::onListed(const NodePointer &node, const QVariant &re
         changed(node, wasKnown ? QList<int> {LoadingRole} : QList<int> {});
 }
 
-// Looks for what is below keywords that have a value, of those that somebody wants to know of.
+// Queries the children of keywords with a value, as far as a view has asked whether they have any.
 void PKeywordTree::Private::look()
 {
     const auto nodes = std::exchange(toLookAt, {});
@@ -350,7 +350,7 @@ void PKeywordTree::Private::arrange(const NodePointer &level)
     settle();
 }
 
-// One that has been removed: nothing about it, or about what is below it, is of interest any more.
+// One that has been removed: its data, and that of everything below it, is no longer needed.
 void PKeywordTree::Private::forget(const NodePointer &node)
 {
     const QPointer<PKeywordTree> self(q);
@@ -386,39 +386,40 @@ void PKeywordTree::Private::tell()
     \inmodule PellixClientKeyword
     \inheaderfile extras/browsing/keywordtree.h
     \ingroup PellixClientKeywordClasses
-    \brief The PKeywordTree class is the tree of keywords of a server, for a TreeView.
+    \brief The PKeywordTree class provides the keywords of a server as a tree, for a TreeView.
 
-    Each level is asked for when it is fetched, which a view does when a row is expanded, and its
-    rows are in natural order. When the link is back, every level that was asked for is asked for
-    again; rows that are there before and after stay the same rows, so what is expanded and selected
-    stays so. Another client, or another keyword, empties the tree.
+    Each level is queried when it is fetched, which a view does when a row is expanded. Its rows are
+    in natural order. When the connection is restored, the model queries all these levels again;
+    keywords that are listed both before and after keep their rows, so expanded and selected rows
+    stay as they are. Setting another client or another keyword clears the tree.
 
-    A level that leads to others can be expanded. Of a keyword that has a value only a question
-   about it tells: with \l lookBelow, that is asked once a view wants to know, 64 of them at a time.
+    A row that is only a level can be expanded. For a keyword with a value, only a query shows
+    whether it has children: with \l lookBelow, the model sends this query when a view asks for it,
+    up to 64 at a time.
 
-    QML reads these roles, which are those of PKeywordChildren:
+    In QML, the roles have these names, as in PKeywordChildren:
 
     \table
     \header \li Role \li Value
     \row \li keyword \li the keyword, with separators as the server sent them
     \row \li normalizedKeyword \li the keyword with "/" as the only separator
     \row \li name \li the last level
-    \row \li label \li the label, empty until it has come, or when there is none
+    \row \li label \li the label; empty until it has arrived, and if there is none
     \row \li displayName \li the label, or the name if there is none
-    \row \li type \li the type, as the server names it; empty for a level that only leads to others
-    \row \li typeLetter \li PKeywordQueryModel::getTypeLetter() of the type
-    \row \li typeColor \li PKeywordQueryModel::getTypeColor() of the type
-    \row \li loading \li whether the answer for the level below is awaited
+    \row \li type \li the type, as sent by the server; empty if the row is only a level
+    \row \li typeLetter \li the letter of the type, see PKeywordQueryModel::getTypeLetter()
+    \row \li typeColor \li the color of the type, see PKeywordQueryModel::getTypeColor()
+    \row \li loading \li whether the query of the level below is pending
     \endtable
 
-    The client is not owned; one that is destroyed reads as not set.
+    The model does not own the client. If the client is destroyed, the property becomes \c nullptr.
     \sa PKeywordChildren, {Browsing}
 */
 
 /*!
     \enum pellix::extras::PKeywordTree::Role
 
-    The roles of a row.
+    This enum describes the roles of a row.
 
     \value KeywordRole            \c keyword
     \value NormalizedKeywordRole  \c normalizedKeyword
@@ -433,50 +434,52 @@ void PKeywordTree::Private::tell()
 
 /*!
     \property pellix::extras::PKeywordTree::client
-    \brief the client that asks; \c nullptr by default. Another one empties the tree.
+    \brief the client that sends the queries. The default is \c nullptr. Setting another client
+    clears the tree.
 */
 
 /*!
     \property pellix::extras::PKeywordTree::keyword
-    \brief the keyword whose children are the top level of the tree; "/" by default.
+    \brief the keyword whose children are the top level of the tree. The default is "/".
 */
 
 /*!
     \property pellix::extras::PKeywordTree::filterType
-    \brief the type of the keywords to list; KVT_NOPROP, for any, by default. A change asks again.
+    \brief the type of the keywords to list. The default is KVT_NOPROP, for any type. A change sends
+    the queries again.
 */
 
 /*!
     \property pellix::extras::PKeywordTree::filterAccess
-    \brief the access that the keywords must grant; KVA_NONE, for any, by default. A change asks
-   again.
+    \brief the access that the keywords must grant. The default is KVA_NONE, for any access. A
+    change sends the queries again.
 */
 
 /*!
     \property pellix::extras::PKeywordTree::labels
-    \brief whether the labels of the rows are watched, one keyword more on the wire for each;
-    \c true by default.
+    \brief whether the model subscribes to the label of each row, which is one more keyword for
+    each. The default is \c true.
 */
 
 /*!
     \property pellix::extras::PKeywordTree::lookBelow
-    \brief whether keywords that have a value are asked whether there are others below them;
-    \c true by default. Without, they cannot be expanded.
+    \brief whether the model queries the children of keywords with a value. The default is \c true.
+    If it is \c false, these keywords cannot be expanded.
 */
 
 /*!
     \property pellix::extras::PKeywordTree::loading
-    \brief whether the answer for a level is awaited, also as long as there is no link; \c false by
-    default.
+    \brief whether the query of a level is pending, including while there is no connection. The
+    default is \c false.
 */
 
 /*!
-    Constructs a model without rows. \a parent owns it, if given.
+    Constructs a model without rows. If \a parent is given, it owns the model.
 */
 PKeywordTree::PKeywordTree(QObject *parent)
     : QAbstractItemModel(parent), d(std::make_unique<Private>(this))
 {
-    // hasChildren() asks nobody: a view may call it from anywhere.
+    // hasChildren() sends nothing: a view may call it from anywhere.
     d->looking.setSingleShot(true);
     connect(&d->looking, &QTimer::timeout, this, [this] { d->look(); });
     connect(&d->link, &ClientLink::linkedChanged, this, [this] {
@@ -486,7 +489,7 @@ PKeywordTree::PKeywordTree(QObject *parent)
 }
 
 /*!
-    Destroys the model. The server is told that the labels are of no interest any more.
+    Destroys the model, and unsubscribes from the labels.
 */
 PKeywordTree::~PKeywordTree()
 {
@@ -601,8 +604,7 @@ bool PKeywordTree::loading() const
 }
 
 /*!
-    Asks the server again for each level that was asked for. The rows stay until the answers have
-    come.
+    Queries each level again that has been queried before. The rows remain until the replies arrive.
 */
 void PKeywordTree::refresh()
 {
@@ -615,8 +617,8 @@ void PKeywordTree::refresh()
 }
 
 /*!
-    Returns the index of \a keyword, in any spelling. It is invalid for a keyword that is not among
-    the levels that have been fetched.
+    Returns the index of \a keyword, in any spelling. The index is invalid if the keyword is not in
+    a level that has been fetched.
 */
 QModelIndex PKeywordTree::indexOf(const QString &keyword) const
 {
@@ -636,7 +638,8 @@ QModelIndex PKeywordTree::indexOf(const QString &keyword) const
 }
 
 /*!
-    Returns the keyword at \a index as the server spells it, or an empty text if it is invalid.
+    Returns the keyword at \a index in the server's spelling, or an empty string if the index is
+    invalid.
 */
 QString PKeywordTree::keywordAt(const QModelIndex &index) const
 {
@@ -676,7 +679,7 @@ int PKeywordTree::columnCount(const QModelIndex &parent) const
 /*!
     \reimp
 
-    Also \c true for a level that has not been asked for, where there may be something.
+    Returns \c true as well for a level that has not been queried and may have children.
 */
 bool PKeywordTree::hasChildren(const QModelIndex &parent) const
 {
@@ -708,7 +711,7 @@ bool PKeywordTree::canFetchMore(const QModelIndex &parent) const
 /*!
     \reimp
 
-    Asks the server for the level below \a parent, once.
+    Queries the level below \a parent, once.
 */
 void PKeywordTree::fetchMore(const QModelIndex &parent)
 {

@@ -13,7 +13,7 @@ namespace pellix::extras {
 
 namespace {
 
-// A number and a bool have a text, too.
+// Numbers and Boolean values are converted, too.
 QString textOf(const QJsonValue &value)
 {
     return value.isString() ? value.toString() : value.toVariant().toString();

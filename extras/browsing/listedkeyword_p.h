@@ -11,22 +11,22 @@
 
 namespace pellix::extras {
 
-// A keyword as the answer to an index query lists it.
+// A keyword as listed in the reply to an index query.
 struct ListedKeyword
 {
     QString keyword; // with the separators of the server
     QString normalized; // with "/" as the only separator
     QString name; // the last level
-    QString type; // as the server names it; empty where it only leads to others
+    QString type; // as sent by the server; empty if it is only a level
 };
 
-// Each keyword once; of two with the same name, the later one.
+// Contains each keyword once; of two with the same name, the later one.
 std::vector<ListedKeyword> listedIn(const QVariant &response);
 
 QStringList levelsOf(const QString &keyword);
 QString normalizedKeyword(const QString &keyword);
 
-// All words are in the label or the name.
+// Whether all words occur in the label or the name.
 bool hasWords(const QStringList &words, const QString &label, const QString &name);
 
 } // namespace pellix::extras

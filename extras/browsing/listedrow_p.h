@@ -19,14 +19,14 @@ struct ListedRow : UpdatedRow
 {
     const QString &shownName() const { return label.isEmpty() ? listed.name : label; }
 
-    // Of another type, or spelt in another way, it is another one.
+    // With another type or another spelling, it is another row.
     bool isOf(const ListedKeyword &found) const
     {
         return listed.type == found.type && listed.keyword == found.keyword;
     }
 
-    // Watches the label, or does not any more. A label may come at once, and with it anything that
-    // a handler does.
+    // Subscribes to the label, or unsubscribes. A label may arrive inside the call, and handlers
+    // may do anything.
     void watchLabel(bool wanted, ClientLink &link,
                     const std::function<void(const QString &label)> &onLabel);
 
@@ -35,12 +35,11 @@ struct ListedRow : UpdatedRow
     std::unique_ptr<ClientLink::Watch> labelWatch;
 };
 
-// The order of rows: that of what is shown of them, naturally.
+// The order of rows: the natural order of their displayed names.
 bool isListedBefore(const ListedRow &left, const ListedRow &right);
 
-// The labels of a long list arrive one by one. Moving a row for each would cost the square of their
-// number, and make the rows dance: the rows are put in order when the labels have come to rest, or
-// have not done so for long.
+// The labels of a long list arrive one by one. Moving a row for each would have quadratic cost, and
+// the rows would jump: the rows are sorted when no more labels arrive, or after some time.
 class LabelRest
 {
 public:

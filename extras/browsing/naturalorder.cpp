@@ -7,14 +7,14 @@ namespace pellix::extras {
 
 namespace {
 
-// Of the digits that keywords have. Next to one another in Unicode, they are all before or all
-// after any other character.
+// Only ASCII digits. They are adjacent in Unicode, so any other character is before or after all of
+// them.
 bool isDigit(QChar character)
 {
     return character >= QLatin1Char('0') && character <= QLatin1Char('9');
 }
 
-// The number at the position, without leading zeros; the position moves behind it.
+// The number at the position, without leading zeros; moves the position past it.
 QStringView takeNumber(QStringView text, qsizetype &position)
 {
     while (position < text.size() && text.at(position) == QLatin1Char('0'))
@@ -38,12 +38,12 @@ int compareNumbers(QStringView a, QStringView b)
     \fn int pellix::extras::compareNaturally(QStringView a, QStringView b)
     \relates pellix::extras::PKeywordChildren
 
-    Compares two texts as people order them: runs of digits by the number that they are, however
-    long, and the rest without regard to case. "item 9" comes before "Item 10".
+    Compares two strings in natural order: sequences of digits of any length as numbers, and all
+    other characters case-insensitively. "item 9" comes before "Item 10".
 
-    Returns a negative number if \a a comes first, a positive one if \a b does, and 0 only for equal
-    texts: those that differ in case or leading zeros alone have an order, too. It is the same in
-   every locale, and a strict order, so it can be sorted by.
+    Returns a negative number if \a a comes first, a positive number if \a b comes first, and 0 only
+    for equal strings: strings that differ only in case or leading zeros are ordered, too. The order
+    is strict, so it can be used for sorting, and it does not depend on the locale.
 */
 int compareNaturally(QStringView a, QStringView b)
 {

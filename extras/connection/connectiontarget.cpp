@@ -13,7 +13,7 @@ namespace pellix::extras {
 
 namespace {
 
-// Of the opening handshake itself, which they would break.
+// Headers of the opening handshake itself, which must not be changed.
 bool isReserved(const QString &header)
 {
     static const QRegularExpression reserved(
@@ -29,7 +29,7 @@ bool isHeaderName(const QString &text)
     return name.match(text).hasMatch();
 }
 
-// A line break would begin another header.
+// A line break would start another header.
 bool isHeaderValue(const QString &text)
 {
     static const QRegularExpression value(QStringLiteral("^[\\x20-\\x7e]*\\z"));
@@ -42,19 +42,19 @@ bool isToken(const QString &text)
     return token.match(text).hasMatch();
 }
 
-// What is wrong with the credentials, whatever the address. No secret is quoted.
+// The problem with the credentials, independent of the address. Secrets are never quoted.
 QString credentialsProblem(const Credentials &credentials)
 {
     if (!credentials.token.isEmpty() && !isToken(credentials.token))
         return PKeywordConnection::tr(
-            "the token cannot be sent: it holds a blank or a character that is not ASCII");
+            "the token cannot be sent: it contains a space or a character that is not ASCII");
     for (auto header = credentials.headers.cbegin(); header != credentials.headers.cend();
          ++header) {
         if (!isHeaderName(header.key()) || isReserved(header.key()))
             return PKeywordConnection::tr("the header \"%1\" cannot be sent").arg(header.key());
         if (!isHeaderValue(header.value().toString()))
             return PKeywordConnection::tr("the value of the header \"%1\" cannot be sent: it "
-                                          "holds a character that is not printable ASCII")
+                                          "contains a character that is not printable ASCII")
                 .arg(header.key());
         if (header.key().compare(QLatin1String("Authorization"), Qt::CaseInsensitive) == 0
             && !credentials.token.isEmpty())
@@ -85,8 +85,8 @@ std::optional<ConnectionTarget> connectionTarget(const QString &address,
     const bool basic = !url.userName().isEmpty() || !url.password().isEmpty();
     const bool tells = basic || !credentials.token.isEmpty() || !credentials.headers.isEmpty();
     if (tells && !target.encrypted && !credentials.allowedPlain) {
-        *problem = PKeywordConnection::tr("credentials are not sent over ws://, where anybody on "
-                                          "the way can read them; use wss://");
+        *problem = PKeywordConnection::tr(
+            "credentials are not sent over ws://, which is not encrypted; use wss://");
         return std::nullopt;
     }
 

@@ -12,24 +12,24 @@
 
 namespace pellix::extras {
 
-// By what a client says who it is, besides its certificate.
+// The credentials of a client, apart from its certificate.
 struct Credentials
 {
     QString token;
     QVariantMap headers;
-    bool allowedPlain = false; // over ws://, which anybody on the way can read
+    bool allowedPlain = false; // over ws://, which is not encrypted
 };
 
-// One address as it is opened.
+// One address, as used to open a connection.
 struct ConnectionTarget
 {
     QNetworkRequest request; // without user and password in its address
     QString shown;
-    QStringList secrets; // not to be told, whoever repeats them
+    QStringList secrets; // must not be shown, even if the server repeats them
     bool encrypted = false;
 };
 
-// Nothing, and the reason in words, if no connection is to be made with these.
+// Nothing, and the reason as text, if these do not allow a connection.
 std::optional<ConnectionTarget> connectionTarget(const QString &address,
                                                  const Credentials &credentials, QString *problem);
 

@@ -16,8 +16,8 @@ class PKeywordLink::Private
 public:
     PKeywordClient *client = nullptr;
     QMetaObject::Connection clientDestroyed;
-    PSubscriber subscriber; // of no topic: it follows what the client's publisher says
-    bool connected = false; // as it was told last
+    PSubscriber subscriber; // without a topic: it follows the state of the client's publisher
+    bool connected = false; // the last signaled value
 };
 
 /*!
@@ -25,10 +25,10 @@ public:
     \inmodule PellixClientKeyword
     \inheaderfile extras/connection/keywordlink.h
     \ingroup PellixClientKeywordClasses
-    \brief The PKeywordLink class tells whether a client of any class is connected.
+    \brief The PKeywordLink class provides the connection state of a client of any class.
 
-    A screen that takes whatever client it is given cannot read \c connected from it: the base class
-    has none, and a PInProcessKeywordClient neither.
+    A screen that accepts any client cannot read the connection state from its \c connected
+    property, because the base class PKeywordClient has no such property.
 
     \code
     PKeywordLink {
@@ -45,18 +45,18 @@ public:
 
 /*!
     \property pellix::extras::PKeywordLink::client
-    \brief the client to follow, of any class; not owned. Null by default, and again when it is
-    destroyed.
+    \brief the client whose state is provided, of any class. The default is \c nullptr. The link
+    does not own the client; if it is destroyed, the property becomes \c nullptr.
 */
 
 /*!
     \property pellix::extras::PKeywordLink::connected
-    \brief whether the client can reach its server: whether its publisher is active. \c false
-    without a client.
+    \brief whether the client can reach its server, that is, whether its publisher is active. It is
+    \c false if there is no client.
 */
 
 /*!
-    Constructs a link without a client. \a parent owns it, if given.
+    Constructs a link without a client. If \a parent is given, it owns the link.
 */
 PKeywordLink::PKeywordLink(QObject *parent) : QObject(parent), d(std::make_unique<Private>())
 {
@@ -69,7 +69,7 @@ PKeywordLink::PKeywordLink(QObject *parent) : QObject(parent), d(std::make_uniqu
 }
 
 /*!
-    Destroys the link. Its client stays as it is.
+    Destroys the link. The client is not affected.
 */
 PKeywordLink::~PKeywordLink()
 {
@@ -90,7 +90,7 @@ void PKeywordLink::setClient(PKeywordClient *client)
     d->client = client;
     if (client) {
         d->clientDestroyed = connect(client, &QObject::destroyed, this, [this] {
-            d->client = nullptr; // its publisher has gone before, and the subscriber has told
+            d->client = nullptr; // the destroyed publisher was signaled before
             Q_EMIT clientChanged();
         });
     }

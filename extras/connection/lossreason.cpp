@@ -14,7 +14,7 @@ namespace pellix::extras {
 
 namespace {
 
-// What the numbers mean by which a WebSocket is closed, or an empty text.
+// The meaning of a WebSocket close code, or an empty string.
 QString meaningOf(int closeCode)
 {
     switch (closeCode) {
@@ -62,11 +62,12 @@ QString closeReason(const QWebSocket *socket)
 
 QString errorReason(const QWebSocket *socket)
 {
-    // QWebSocket's own begin with the names of its functions, and may be translated behind them.
+    // QWebSocket's own messages begin with the names of its functions, and the rest may be
+    // translated.
     static const QRegularExpression status(
         QStringLiteral("^QWebSocket\\w*::\\w+: .*?\\b([1-5]\\d\\d) \\((.*)\\)\\.?$"),
         QRegularExpression::DotMatchesEverythingOption);
-    // Since Qt 6.7 a server that knows no such client is not quoted.
+    // Since Qt 6.7, QWebSocket does not quote a server that rejects the credentials.
     static const QRegularExpression unauthorized(
         QStringLiteral("WWW-Authenticate|requires authentication"));
     static const QRegularExpression functionName(QStringLiteral("\\bQWebSocket\\w*::\\w+: "));

@@ -9,16 +9,16 @@ QT_BEGIN_NAMESPACE
 class QWebSocket;
 QT_END_NAMESPACE
 
-// Why there is no connection, in words.
+// Texts that describe why there is no connection.
 namespace pellix::extras {
 
-// How the server closed the connection, by the number and the text that it gave.
+// How the server closed the connection, with the code and the reason that it sent.
 QString closeReason(const QWebSocket *socket);
 
-// What the socket says of its error.
+// The error of the socket.
 QString errorReason(const QWebSocket *socket);
 
-// What did not come in time while the connection was made.
+// The step of the connection setup that exceeded its time limit.
 QString timeoutReason(const QWebSocket *socket, int milliseconds);
 
 } // namespace pellix::extras

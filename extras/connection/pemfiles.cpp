@@ -20,7 +20,7 @@ std::optional<QByteArray> contentOf(const QString &fileName, QString *error)
     return std::nullopt;
 }
 
-// One value of the binary format (DER) of keys: what it holds, and what follows it.
+// One value of the binary format (DER) of keys: its content, and the data after it.
 struct DerValue
 {
     explicit DerValue(QByteArrayView bytes)
@@ -48,7 +48,7 @@ struct DerValue
     QByteArrayView rest;
 };
 
-// What of a private key its public key shows, too: the modulus of RSA, the point of a curve.
+// The part that a private key shares with its public key: the modulus of RSA, the point of a curve.
 QByteArrayView publicPart(QSsl::KeyAlgorithm algorithm, const QByteArray &privateKey)
 {
     constexpr int point = 0xa1; // as DER numbers it
@@ -68,34 +68,34 @@ QByteArrayView publicPart(QSsl::KeyAlgorithm algorithm, const QByteArray &privat
     \inmodule PellixClientKeyword
     \inheaderfile extras/connection/pemfiles.h
     \ingroup PellixClientKeywordClasses
-    \brief The PTlsFiles class names the files by which a client trusts a server, and says who it
-   is.
+    \brief The PTlsFiles class contains the names of the files with which a client verifies a server
+    and identifies itself.
 
-    All are in PEM format. Each may be missing; then its name is empty.
+    All files are in PEM format. The name of a file that is not used is empty.
 */
 
 /*!
     \variable pellix::extras::PTlsFiles::authorities
-    \brief the file of the authorities to trust.
+    \brief the file with the certificate authorities to trust.
 */
 
 /*!
     \variable pellix::extras::PTlsFiles::certificate
-    \brief the file of the certificate, which those of its authorities may follow.
+    \brief the file with the certificate, which may be followed by those of its authorities.
 */
 
 /*!
     \variable pellix::extras::PTlsFiles::key
-    \brief the file of the certificate's private key, which is not encrypted.
+    \brief the file with the unencrypted private key of the certificate.
 */
 
 /*!
     \fn QList<QSslCertificate> pellix::extras::readCertificates(const QString &fileName, QString
    *error)
 
-    Returns all certificates of the file \a fileName in PEM format, in its order: a certificate may
-   be followed by those of its authorities. If there is none, the list is empty, and \a error says
-   why and names the file.
+    Returns all certificates of the PEM file \a fileName, in their order in the file: a certificate
+    may be followed by those of its authorities. If there is none, the function returns an empty
+    list and sets \a error to the reason, which contains the name of the file.
 */
 QList<QSslCertificate> readCertificates(const QString &fileName, QString *error)
 {
@@ -104,14 +104,15 @@ QList<QSslCertificate> readCertificates(const QString &fileName, QString *error)
         return {};
     const QList<QSslCertificate> certificates = QSslCertificate::fromData(*pem);
     if (certificates.isEmpty())
-        *error = PKeywordConnection::tr("%1: holds no PEM certificate").arg(fileName);
+        *error = PKeywordConnection::tr("%1: contains no PEM certificate").arg(fileName);
     return certificates;
 }
 
 /*!
     \fn QSslCertificate pellix::extras::readCertificate(const QString &fileName, QString *error)
 
-    Returns the first certificate of the file \a fileName, or a null one and the reason in \a error.
+    Returns the first certificate of the file \a fileName. If there is none, the function returns a
+    null certificate and sets \a error to the reason.
 */
 QSslCertificate readCertificate(const QString &fileName, QString *error)
 {
@@ -121,8 +122,8 @@ QSslCertificate readCertificate(const QString &fileName, QString *error)
 /*!
     \fn QSslKey pellix::extras::readPrivateKey(const QString &fileName, QString *error)
 
-    Returns the private key (RSA or EC) of the file \a fileName in PEM format, or a null one and the
-    reason in \a error. An encrypted key is not read.
+    Returns the private key (RSA or EC) of the PEM file \a fileName. If there is none, or if it is
+    encrypted, the function returns a null key and sets \a error to the reason.
 */
 QSslKey readPrivateKey(const QString &fileName, QString *error)
 {
@@ -130,10 +131,9 @@ QSslKey readPrivateKey(const QString &fileName, QString *error)
     if (!pem)
         return QSslKey();
     if (pem->contains("BEGIN ENCRYPTED PRIVATE KEY") || pem->contains("Proc-Type: 4,ENCRYPTED")) {
-        *error =
-            PKeywordConnection::tr("the private key in %1 is encrypted; give a decrypted copy: "
-                                   "openssl pkey -in %1 -out plain.key")
-                .arg(fileName);
+        *error = PKeywordConnection::tr("the private key in %1 is encrypted; use a decrypted copy: "
+                                        "openssl pkey -in %1 -out plain.key")
+                     .arg(fileName);
         return QSslKey();
     }
     for (const QSsl::KeyAlgorithm algorithm : {QSsl::Rsa, QSsl::Ec}) {
@@ -141,17 +141,17 @@ QSslKey readPrivateKey(const QString &fileName, QString *error)
         if (!key.isNull())
             return key;
     }
-    *error = PKeywordConnection::tr("%1: holds no PEM private key (RSA or EC)").arg(fileName);
+    *error = PKeywordConnection::tr("%1: contains no PEM private key (RSA or EC)").arg(fileName);
     return QSslKey();
 }
 
 /*!
     \fn bool pellix::extras::belongTogether(const QSslCertificate &certificate, const QSslKey &key)
 
-    Returns whether the private \a key is the one of the \a certificate, and \c true where that
-   cannot be found out.
+    Returns whether the private \a key belongs to the \a certificate. If this cannot be determined,
+    the function returns \c true.
 */
-// Qt offers no way to learn it but an encryption that fails.
+// In Qt, the only way to determine this is an encryption that fails.
 bool belongTogether(const QSslCertificate &certificate, const QSslKey &key)
 {
     const QSslKey publicKey = certificate.publicKey();
@@ -163,9 +163,9 @@ bool belongTogether(const QSslCertificate &certificate, const QSslKey &key)
 }
 
 /*!
-    Returns the configuration of TLS that \a files make: with the authorities of the file and no
-   others, or with those of the system if there is no file. If a file cannot be used, nothing is
-   returned, and \a error says why and names the file.
+    Returns the TLS configuration for \a files: with only the authorities in the file, or with those
+    of the system if there is no file. If a file cannot be used, the function returns nothing and
+    sets \a error to the reason, which contains the name of the file.
 */
 std::optional<QSslConfiguration> tlsConfiguration(const PTlsFiles &files, QString *error)
 {
@@ -178,9 +178,9 @@ std::optional<QSslConfiguration> tlsConfiguration(const PTlsFiles &files, QStrin
     }
     if (files.certificate.isEmpty() != files.key.isEmpty()) {
         *error = files.key.isEmpty()
-            ? PKeywordConnection::tr("the certificate %1 is of no use without its private key")
+            ? PKeywordConnection::tr("the certificate %1 cannot be used without its private key")
                   .arg(files.certificate)
-            : PKeywordConnection::tr("the private key %1 is of no use without its certificate")
+            : PKeywordConnection::tr("the private key %1 cannot be used without its certificate")
                   .arg(files.key);
         return std::nullopt;
     }

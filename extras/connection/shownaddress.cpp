@@ -12,13 +12,14 @@ namespace {
 
 const QLatin1String mask("***");
 
-// By hand rather than by QUrl: what is not valid is shown as well, in a message that says so.
+// Not with QUrl: invalid addresses are shown as well, in error messages.
 QString withoutPassword(const QString &text)
 {
     static const QRegularExpression scheme(QStringLiteral("^[A-Za-z][A-Za-z0-9+.-]*://"));
     static const QRegularExpression authorityEnd(QStringLiteral("[/?#]"));
     const qsizetype begin = scheme.match(text).capturedEnd();
-    // A password with a "/" that is not encoded makes the address invalid: it may be anywhere.
+    // A "/" in a password that is not encoded makes the address invalid: the password may be
+    // anywhere.
     const bool isValid = begin > 0 && QUrl(text, QUrl::StrictMode).isValid();
     const qsizetype end = isValid ? text.indexOf(authorityEnd, begin) : -1;
 
@@ -40,7 +41,7 @@ bool isSecret(const QString &fieldName)
     return secret.match(QUrl::fromPercentEncoding(fieldName.toUtf8())).hasMatch();
 }
 
-// Servers differ in what begins a field. A secret lasts until "&", which ends it for all of them.
+// Servers differ in the start of a field. A secret extends up to "&", which ends it on all servers.
 QString withoutSecretFields(const QString &text)
 {
     static const QRegularExpression field(QStringLiteral("[?&;#]([^?&;#=]*)="));
@@ -59,7 +60,7 @@ QString withoutSecretFields(const QString &text)
     return shown += QStringView(text).mid(from);
 }
 
-// Servers take a token as /t/TOKEN where clients cannot send headers.
+// Servers accept a token as /t/TOKEN from clients that cannot send headers.
 QString withoutPathToken(const QString &text)
 {
     static const QRegularExpression token(
@@ -76,9 +77,9 @@ QString withoutPathToken(const QString &text)
 /*!
     \fn QString pellix::extras::shownAddress(const QString &text)
 
-    Returns the address in \a text as it may be shown, logged or recorded: a password, a token in
-   the path (/t/TOKEN) and the values of a query that carry a secret, such as a token, read "***". A
-   text that is no address is treated the same way as far as it looks like one.
+    Returns the address in \a text in a form that can be shown, logged, or recorded: a password, a
+    token in the path (/t/TOKEN), and secret values in the query, such as a token, are replaced by
+    "***". Text that is not a valid address is treated in the same way, as far as it resembles one.
 */
 QString shownAddress(const QString &text)
 {
@@ -88,11 +89,11 @@ QString shownAddress(const QString &text)
 /*!
     \fn QString pellix::extras::withoutSecrets(const QString &message)
 
-    Returns \a message, which may quote addresses, with each of them as shownAddress() shows it.
+    Returns \a message with each address that it quotes replaced by the result of shownAddress().
 */
 QString withoutSecrets(const QString &message)
 {
-    // QDebug shows a QUrl with its blanks and quotes decoded: there only the bracket ends it.
+    // QDebug prints a QUrl with decoded spaces and quotes: only the bracket ends it.
     static const QRegularExpression address(
         QStringLiteral("(?<=QUrl\\(\")(?:[^\"\\\\]|\\\\.)*(?=\"\\))"
                        "|[A-Za-z][A-Za-z0-9+.-]*://[^\\s\"']*"));

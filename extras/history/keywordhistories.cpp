@@ -18,7 +18,7 @@ namespace pellix::extras {
 
 namespace {
 
-// By RFC 4180, and what a spreadsheet would take for a formula as a text.
+// As in RFC 4180; text that a spreadsheet would interpret as a formula is escaped.
 QString csvText(QString text)
 {
     const bool formula = !text.isEmpty() && QStringLiteral("=+-@").contains(text.at(0));
@@ -28,7 +28,7 @@ QString csvText(QString text)
     return u'"' + text + u'"';
 }
 
-// Without a locale, which other programs may not share, and with all its digits.
+// Independent of the locale, which other programs may not share, and with all digits.
 QString csvNumber(double value)
 {
     return std::isnan(value) ? QString()
@@ -40,7 +40,7 @@ QString csvTime(const QDateTime &time)
     return time.toOffsetFromUtc(time.offsetFromUtc()).toString(Qt::ISODateWithMs);
 }
 
-// Goes through the samples of some histories by their time, all together.
+// Iterates over the samples of several histories in the order of their times.
 class MergedSamples
 {
 public:
@@ -63,7 +63,7 @@ public:
         return time;
     }
 
-    // Goes beyond all samples up to a time. The values that hold then are what is left of it.
+    // Advances past all samples up to a time. The current values are then those at this time.
     void pass(qint64 time)
     {
         for (Column &column : columns) {
@@ -100,9 +100,10 @@ private:
     \inmodule PellixClientKeyword
     \inheaderfile extras/history/keywordhistories.h
     \ingroup PellixClientKeywordClasses
-    \brief The PKeywordHistories class keeps the histories of several keywords on one time axis.
+    \brief The PKeywordHistories class records the histories of several keywords on a common time
+    axis.
 
-    It has those that are declared in it, and then one for each of its keywords:
+    It contains the histories that are declared in it, followed by one for each of its keywords:
 
     \qml
     PKeywordHistories {
@@ -114,29 +115,30 @@ private:
     \endqml
 
     Handlers of the signals may do anything, including deleting this object, a history or the
-   client.
+    client.
 
     \sa {Trends}
 */
 
 /*!
     \property pellix::extras::PKeywordHistories::client
-    \brief the client that all the histories use; \c nullptr by default. Not owned.
+    \brief the client that all histories use. The default is \c nullptr. This object does not own
+    the client.
 
-    Those that are declared keep their own as long as this is not set.
+    Declared histories keep their own client as long as this property is not set.
 */
 
 /*!
     \property pellix::extras::PKeywordHistories::keywords
-    \brief the keywords of which a history is made; none by default.
+    \brief the keywords for which histories are created. The default is an empty list.
 
-    The histories of those that are there already stay when it is set. A keyword that is empty, or
-    there twice, counts once or not at all.
+    When you set the property, existing histories of the same keywords are kept. Empty keywords and
+    duplicates are ignored.
 */
 
 /*!
     \property pellix::extras::PKeywordHistories::capacity
-    \brief the capacity of each history that is made of keywords, see PKeywordHistory::capacity.
+    \brief the capacity of each history that is created for keywords, see PKeywordHistory::capacity.
 */
 
 /*!
@@ -146,18 +148,19 @@ private:
 
 /*!
     \property pellix::extras::PKeywordHistories::error
-    \brief why the last saveCsv() failed, in words for people; empty if it did not.
+    \brief the reason why the last saveCsv() failed, as text for the user. It is empty if the call
+    succeeded.
 */
 
 /*!
     \property pellix::extras::PKeywordHistories::declared
-    \brief the histories that are declared within, or added.
+    \brief the histories that are declared in this object or were added.
 */
 
 /*!
     \fn void PKeywordHistories::historiesChanged()
 
-    This signal is emitted when a history has come or gone.
+    This signal is emitted when a history was added or removed.
 */
 
 /*!
@@ -169,16 +172,16 @@ private:
 /*!
     \fn const QList<PKeywordHistory *> &PKeywordHistories::histories() const
 
-    Returns the histories, those that are declared first.
+    Returns the histories, with the declared ones first.
 */
 
 /*!
-    Constructs an object without histories. \a parent owns it, if given.
+    Constructs an object without histories. If \a parent is given, it owns the object.
 */
 PKeywordHistories::PKeywordHistories(QObject *parent) : QObject(parent) { }
 
 /*!
-    Destroys the object, and the histories that it has made of keywords.
+    Destroys the object and the histories that it has created for keywords.
 */
 PKeywordHistories::~PKeywordHistories()
 {
@@ -236,14 +239,14 @@ void PKeywordHistories::setKeywords(const QStringList &keywords)
     }
     for (PKeywordHistory *history : std::as_const(left)) {
         history->disconnect(this);
-        history->deleteLater(); // who is told below may still hold it
+        history->deleteLater(); // receivers of the signals below may still use it
     }
     const QList<PKeywordHistory *> mine = made;
     const QPointer<PKeywordHistories> self(this);
     rebuild();
     if (self)
         Q_EMIT keywordsChanged();
-    // The server is asked when all is as it will be, since its handlers may change this.
+    // Subscribe after all changes, since the server's handlers may change this object.
     for (PKeywordHistory *history : mine) {
         if (self && made.contains(history))
             history->setClient(source);
@@ -300,13 +303,13 @@ PKeywordHistory *PKeywordHistories::find(const QString &keyword) const
 }
 
 /*!
-    Returns the samples from the time \a from, or the first if it is invalid, to the time \a to, or
-   the last if it is invalid, as comma-separated values by RFC 4180.
+    Returns the samples from \a from to \a to as comma-separated values, as defined in RFC 4180. If
+    \a from is invalid, the first sample is used, and if \a to is invalid, the last one.
 
-    The first line has the names. Each of the others has a time at which a sample of any keyword was
-    taken, in ISO 8601 with milliseconds and the offset from UTC, and the values that hold then.
-   They are numbers without a locale, and empty where nothing is known; a bool is 0 or 1. With \a
-   from, the first line tells what holds then.
+    The first line contains the names. Each of the other lines contains a time at which a sample of
+    any keyword was taken, in ISO 8601 with milliseconds and the offset from UTC, and the values at
+    that time. Numbers are independent of the locale, and empty where no value is known; a Boolean
+    value is 0 or 1. If \a from is given, the first of these lines contains the values at that time.
 */
 QString PKeywordHistories::toCsv(const QDateTime &from, const QDateTime &to) const
 {
@@ -335,11 +338,11 @@ QString PKeywordHistories::toCsv(const QDateTime &from, const QDateTime &to) con
 }
 
 /*!
-    Writes what toCsv() returns for \a from and \a to into \a file: a path, or an address that
-   begins with \c {file:}.
+    Writes the result of toCsv() for \a from and \a to into \a file: a path, or a URL that begins
+    with \c {file:}.
 
-    Returns whether that succeeded. If it did not, error says why, and a file of that name is as it
-    was.
+    Returns whether the file was written. If not, error contains the reason, and an existing file of
+    that name is not changed.
 */
 bool PKeywordHistories::saveCsv(const QString &file, const QDateTime &from, const QDateTime &to)
 {
@@ -360,8 +363,8 @@ bool PKeywordHistories::saveCsv(const QString &file, const QDateTime &from, cons
 }
 
 /*!
-    Adds \a history, which is not owned and may be deleted at any time. One that is there already
-   stays where it is.
+    Adds \a history, which is not owned and may be deleted at any time. If it was added before, the
+    call has no effect.
 */
 void PKeywordHistories::add(PKeywordHistory *history)
 {
@@ -376,7 +379,7 @@ void PKeywordHistories::add(PKeywordHistory *history)
 }
 
 /*!
-    Takes \a history away, which has to be one that was added.
+    Removes \a history, which must have been added with addHistory().
 */
 void PKeywordHistories::remove(PKeywordHistory *history)
 {

@@ -25,7 +25,7 @@ constexpr std::size_t mostRecentChanges = 100000;
 constexpr int mostSamples = 10000000;
 constexpr double nothing = std::numeric_limits<double>::quiet_NaN();
 
-// A number as it is, a bool as 0 or 1, anything else not at all.
+// A number unchanged, a Boolean value as 0 or 1, and nothing for all other values.
 double numberOf(const QVariant &value)
 {
     switch (value.typeId()) {
@@ -51,103 +51,108 @@ double numberOf(const QVariant &value)
     \inmodule PellixClientKeyword
     \inheaderfile extras/history/keywordhistory.h
     \ingroup PellixClientKeywordClasses
-    \brief The PKeywordHistory class keeps what has become of one keyword since it is watched.
+    \brief The PKeywordHistory class records the values of one keyword.
 
-    It asks the server for the keyword by itself and keeps its last value, also after the link is
-    lost, when it changed and how often, and the samples of a number or of a bool. A sample is taken
-    of each event; where the link is lost, or the server has no source for the keyword, the samples
-    have a gap.
+    It subscribes to the keyword and records its last value, which is kept when the connection is
+    lost, the time and number of its changes, and the samples of a number or a Boolean value. Each
+    event is a sample. The samples have a gap where the connection was lost, or where the server had
+    no source for the keyword.
 
-    Set the client and the keyword before there is something to keep: with another client or another
-    keyword the history begins anew.
+    Set the client and the keyword first: setting another client or another keyword clears the
+    history.
 
-    The client is not owned. After its destruction it reads as \c nullptr, and what is known stays.
-    Handlers of the signals may do anything, including deleting the history or its client.
+    The history does not own the client. If the client is destroyed, the property becomes
+    \c nullptr, and the recorded data is kept. Handlers of the signals may do anything, including
+    deleting the history or its client.
 
     \sa PKeywordHistories, {Trends}
 */
 
 /*!
     \property pellix::extras::PKeywordHistory::client
-    \brief the client whose server holds the keyword; \c nullptr by default. Not owned.
+    \brief the client that is connected to the server. The default is \c nullptr. The history does
+    not own the client.
 */
 
 /*!
     \property pellix::extras::PKeywordHistory::keyword
-    \brief the keyword that is watched; empty by default, which watches nothing.
+    \brief the keyword to record. The default is an empty string, which records nothing.
 */
 
 /*!
     \property pellix::extras::PKeywordHistory::name
-    \brief what people call the keyword, in legends and exports; the keyword itself if it is empty
-    or not set.
+    \brief the name of the keyword in legends and exports. If it is empty or not set, it is the
+    keyword itself.
 */
 
 /*!
     \property pellix::extras::PKeywordHistory::capacity
-    \brief how many samples are kept at the most, 16384 by default.
+    \brief the maximum number of samples. The default is 16384.
 
-    Each takes 16 bytes, and one byte more for finding extremes: 272 KiB with the default, taken as
-    samples come. The newest samples stay when it is set. What is not within 1 and 10 000 000 is
-    taken as the nearer of the two, with a warning.
+    Each sample takes 17 bytes, including one byte for finding extremes: 272 KiB with the default,
+    allocated as samples arrive. When you set the property, the newest samples are kept. Values
+    outside 1 to 10 000 000 are limited to this range, with a warning.
 */
 
 /*!
     \property pellix::extras::PKeywordHistory::known
-    \brief whether a value has come since the client and the keyword were set.
+    \brief whether a value has arrived since the client and the keyword were set.
 */
 
 /*!
     \property pellix::extras::PKeywordHistory::current
-    \brief whether the last value is still good: an event has come, and the link is up since.
+    \brief whether the last value is current: an event has arrived, and the connection has not been
+    lost since.
 */
 
 /*!
     \property pellix::extras::PKeywordHistory::watched
-    \brief whether every change is seen: the link is up, and the server has a source.
+    \brief whether every change is recorded: the client is connected, and the server has a source.
 
-    What became of the value before is not known, so changes are counted from then on.
+    Changes before that are unknown, so they are counted from then on.
 */
 
 /*!
     \property pellix::extras::PKeywordHistory::lastSeen
-    \brief until when the keyword was watched; invalid if it has been so all the time.
+    \brief the time until which the keyword was watched. It is invalid if the keyword has been
+    watched without interruption.
 */
 
 /*!
     \property pellix::extras::PKeywordHistory::lastValue
-    \brief the last value that is known; undefined while there is none.
+    \brief the last known value. It is undefined if there is none.
 */
 
 /*!
     \property pellix::extras::PKeywordHistory::valueType
-    \brief the type of the last value as the server declares it, a PKeywordValueType.
+    \brief the type that the server declares for the last value, a PKeywordValueType.
 */
 
 /*!
     \property pellix::extras::PKeywordHistory::lastChange
-    \brief when the value was seen to change last, or since when it is watched if it has not.
+    \brief the time of the last change of the value. If it has not changed, this is the time since
+    which the keyword is watched.
 */
 
 /*!
     \property pellix::extras::PKeywordHistory::changeCount
-    \brief how often the value has changed since it is watched.
+    \brief the number of changes since the keyword is watched.
 */
 
 /*!
     \property pellix::extras::PKeywordHistory::changesPerSecond
-    \brief how often the value changes, over the last four seconds.
+    \brief the number of changes per second, over the last four seconds.
 */
 
 /*!
     \property pellix::extras::PKeywordHistory::sampleCount
-    \brief the number of samples that there are, those that only begin a gap included.
+    \brief the number of samples, including those that only begin a gap.
 */
 
 /*!
     \fn void PKeywordHistory::changed()
 
-    This signal is emitted when what is known of the value has changed.
+    This signal is emitted when the data about the value has changed.
 */
 
 /*!
@@ -159,11 +164,11 @@ double numberOf(const QVariant &value)
 /*!
     \fn const PKeywordSamples &PKeywordHistory::samples() const
 
-    Returns the samples. They change with the next event.
+    Returns the samples, which change with the next event.
 */
 
 /*!
-    Constructs a history of nothing. \a parent owns it, if given.
+    Constructs a history without a keyword. If \a parent is given, it owns the history.
 */
 PKeywordHistory::PKeywordHistory(QObject *parent) : QObject(parent)
 {
@@ -179,7 +184,8 @@ PKeywordHistory::PKeywordHistory(QObject *parent) : QObject(parent)
 */
 PKeywordHistory::~PKeywordHistory()
 {
-    // The subscriber tells of its leaving, which must not reach what is half gone.
+    // The subscriber emits signals when it leaves, which must not reach an object that is being
+    // destroyed.
     subscriber.disconnect(this);
 }
 
@@ -195,7 +201,8 @@ void PKeywordHistory::setClient(PKeywordClient *client)
     const QPointer<PKeywordHistory> self(this);
     source = client;
     forget();
-    // Leaving the other one tells its server, whose handlers may set a client, too: that one stays.
+    // Leaving the previous client sends commands, whose handlers may set a client, too: that one is
+    // kept.
     subscriber.setPublisher(client ? client->publisher() : nullptr);
     if (!self || source != client)
         return;
@@ -315,9 +322,9 @@ int PKeywordHistory::sampleCount() const
 }
 
 /*!
-    Sums up what was known from the time \a from, or the beginning if it is invalid, to the time
-    \a to, or now if it is invalid or later. The time that it takes grows with the samples in
-   between.
+    Returns the statistics of the known values from \a from to \a to. If \a from is invalid, the
+    beginning is used; if \a to is invalid or in the future, the current time is used. The cost
+    grows with the number of samples in between.
 */
 PKeywordStatistics PKeywordHistory::statistics(const QDateTime &from, const QDateTime &to) const
 {
@@ -328,7 +335,7 @@ PKeywordStatistics PKeywordHistory::statistics(const QDateTime &from, const QDat
 }
 
 /*!
-    Forgets all samples. What is known of the last value stays.
+    Removes all samples. The data about the last value is kept.
 */
 void PKeywordHistory::clear()
 {
@@ -337,9 +344,9 @@ void PKeywordHistory::clear()
 }
 
 /*!
-    Appends \a sample, such as one that was kept elsewhere. Only its value, being no number, makes a
-    gap. Samples have to be in the order of their time; one that is not counts as simultaneous to
-   the one before.
+    Appends \a sample, such as one that was stored elsewhere. Only a sample whose value is not a
+    number begins a gap. Samples must be in the order of their times; a sample with an earlier time
+    counts as simultaneous to the previous one.
 */
 void PKeywordHistory::append(const PKeywordSample &sample)
 {
@@ -348,7 +355,7 @@ void PKeywordHistory::append(const PKeywordSample &sample)
 }
 
 /*!
-    Returns the time that samples are taken by: milliseconds of a clock that nobody sets.
+    Returns the current time of the samples: milliseconds of a monotonic clock.
 */
 qint64 PKeywordHistory::now()
 {
@@ -356,10 +363,10 @@ qint64 PKeywordHistory::now()
 }
 
 /*!
-    Returns what a clock on the wall shows at \a time, a time of now().
+    Returns the wall-clock time for \a time, a time of now().
 
-    Where the clock of the system was set since, it is what that clock would have shown if it had
-   been right then.
+    If the system clock has been set since then, this is the time that it would have shown if it had
+    been correct.
 */
 QDateTime PKeywordHistory::wallTime(qint64 time)
 {
@@ -367,7 +374,7 @@ QDateTime PKeywordHistory::wallTime(qint64 time)
 }
 
 /*!
-    Returns the time of now() at which a clock on the wall shows \a wallTime.
+    Returns the time of now() for the wall-clock time \a wallTime.
 */
 qint64 PKeywordHistory::timeAt(const QDateTime &wallTime)
 {
@@ -414,7 +421,7 @@ void PKeywordHistory::onEvent(const QVariant &published)
     const bool interrupted = !event.connected && interrupt();
     const bool valueTaken = takeValue(event);
 
-    // All is as it will be: handlers may come back, and delete this.
+    // The state is final now: handlers may call back, and delete this object.
     const QPointer<PKeywordHistory> self(this);
     if (sampleTaken)
         Q_EMIT sampled();
@@ -426,7 +433,7 @@ void PKeywordHistory::onEvent(const QVariant &published)
 
 bool PKeywordHistory::takeSample(double value)
 {
-    // One gap says as much as many.
+    // One gap is equivalent to many.
     if (std::isnan(value) && (ring.empty() || std::isnan(ring.back().value)))
         return false;
     ring.append({now(), value});
@@ -438,7 +445,7 @@ bool PKeywordHistory::takeValue(const PKeywordValue &event)
     if (!event.value.isValid() || event.value.isNull())
         return false;
     if (event.connected && !isWatched) {
-        // The first value is news, but no change that was seen to happen.
+        // The first value is new, but not an observed change.
         isWatched = true;
         changes = 0;
         changedAt = QDateTime::currentDateTime();
@@ -467,7 +474,7 @@ bool PKeywordHistory::interrupt()
 void PKeywordHistory::onLinkChanged()
 {
     if (subscriber.publisherActive()) {
-        ask(); // the next event says what is true now
+        ask(); // the next event contains the current state
         return;
     }
     const bool sampleTaken = takeSample(nothing);

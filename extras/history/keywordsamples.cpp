@@ -10,7 +10,7 @@ namespace pellix::extras {
 
 namespace {
 
-// For one more, but never for more than there will be in the end.
+// For one more, but never for more than the capacity.
 template <typename T> void makeRoom(std::vector<T> &vector, std::size_t most)
 {
     if (vector.size() == vector.capacity())
@@ -26,7 +26,7 @@ static_assert(sizeof(PKeywordSample) == 16, "what is said of the memory holds");
     \inmodule PellixClientKeyword
     \inheaderfile extras/history/keywordsamples.h
     \ingroup PellixClientKeywordClasses
-    \brief The PKeywordSample class is a number and the time from which on it holds.
+    \brief The PKeywordSample class contains a number and the time from which it is valid.
 */
 
 /*!
@@ -36,7 +36,7 @@ static_assert(sizeof(PKeywordSample) == 16, "what is said of the memory holds");
 
 /*!
     \variable pellix::extras::PKeywordSample::value
-    \brief the number, or NaN: nothing is known from here on, up to the next sample.
+    \brief the number, or NaN if no value is known from here up to the next sample.
 */
 
 /*!
@@ -44,28 +44,28 @@ static_assert(sizeof(PKeywordSample) == 16, "what is said of the memory holds");
     \inmodule PellixClientKeyword
     \inheaderfile extras/history/keywordsamples.h
     \ingroup PellixClientKeywordClasses
-    \brief The PKeywordExtent class says how low and how high some samples are.
+    \brief The PKeywordExtent class contains the lowest and the highest value of a range of samples.
 */
 
 /*!
     \variable pellix::extras::PKeywordExtent::lowest
-    \brief the lowest number; infinity if there is none.
+    \brief the lowest number, or infinity if there is none.
 */
 
 /*!
     \variable pellix::extras::PKeywordExtent::highest
-    \brief the highest number; minus infinity if there is none.
+    \brief the highest number, or minus infinity if there is none.
 */
 
 /*!
     \variable pellix::extras::PKeywordExtent::gap
-    \brief whether one of the samples says that nothing is known.
+    \brief whether the range contains a gap.
 */
 
 /*!
     \fn bool PKeywordExtent::empty() const
 
-    Returns whether there is no number at all.
+    Returns whether the range contains no number.
 */
 
 /*!
@@ -85,9 +85,9 @@ static_assert(sizeof(PKeywordSample) == 16, "what is said of the memory holds");
     \inmodule PellixClientKeyword
     \inheaderfile extras/history/keywordsamples.h
     \ingroup PellixClientKeywordClasses
-    \brief The PKeywordStatistics class sums up what a keyword was over a time.
+    \brief The PKeywordStatistics class contains statistics of a keyword over a period of time.
 
-    What is not known is NaN.
+    Values that are not known are NaN.
 */
 
 /*!
@@ -124,7 +124,7 @@ static_assert(sizeof(PKeywordSample) == 16, "what is said of the memory holds");
     \variable pellix::extras::PKeywordStatistics::mean
     \brief the mean over the time in which the value was known.
 
-    Each value counts for as long as it was held, up to the next one.
+    Each value is weighted by its duration, up to the next one.
 */
 
 /*!
@@ -147,12 +147,12 @@ static_assert(sizeof(PKeywordSample) == 16, "what is said of the memory holds");
     \inmodule PellixClientKeyword
     \inheaderfile extras/history/keywordsamples.h
     \ingroup PellixClientKeywordClasses
-    \brief The PKeywordSamples class keeps the latest samples of a number, in the order of their
-   time.
+    \brief The PKeywordSamples class stores the latest samples of a number, in the order of their
+    times.
 
-    The oldest makes room for the newest. Appending costs the same however many there are. A sample
-    takes 16 bytes, and what finds the lowest and the highest of many samples fast takes one byte
-    more. Memory is taken as samples come, up to the capacity.
+    When it is full, each new sample replaces the oldest one. The cost of appending does not depend
+    on the number of samples. A sample takes 16 bytes, and one more byte for finding the lowest and
+    highest of many samples quickly. Memory is allocated as samples arrive, up to the capacity.
 */
 
 /*!
@@ -161,7 +161,7 @@ static_assert(sizeof(PKeywordSample) == 16, "what is said of the memory holds");
 */
 
 /*!
-    Constructs an empty one that keeps up to \a capacity samples, at least 1.
+    Constructs an empty container for up to \a capacity samples, at least 1.
 */
 PKeywordSamples::PKeywordSamples(std::size_t capacity) : limit(std::max<std::size_t>(capacity, 1))
 { }
@@ -169,12 +169,11 @@ PKeywordSamples::PKeywordSamples(std::size_t capacity) : limit(std::max<std::siz
 /*!
     \fn std::size_t PKeywordSamples::capacity() const
 
-    Returns how many samples are kept at the most.
+    Returns the maximum number of samples.
 */
 
 /*!
-    Keeps up to \a capacity samples from now on, at least 1. The newest of those that there are
-   stay.
+    Sets the maximum number of samples to \a capacity, at least 1. The newest samples are kept.
 */
 void PKeywordSamples::setCapacity(std::size_t capacity)
 {
@@ -189,35 +188,35 @@ void PKeywordSamples::setCapacity(std::size_t capacity)
 /*!
     \fn std::size_t PKeywordSamples::size() const
 
-    Returns how many samples there are.
+    Returns the number of samples.
 */
 
 /*!
     \fn bool PKeywordSamples::empty() const
 
-    Returns whether there is none.
+    Returns whether there are no samples.
 */
 
 /*!
     \fn const PKeywordSample &PKeywordSamples::at(std::size_t index) const
 
-    Returns the sample at \a index, which has to be less than size(). The oldest is at 0.
+    Returns the sample at \a index, which must be less than size(). The oldest sample is at 0.
 */
 
 /*!
     \fn const PKeywordSample &PKeywordSamples::front() const
 
-    Returns the oldest sample. There has to be one.
+    Returns the oldest sample. There must be at least one.
 */
 
 /*!
     \fn const PKeywordSample &PKeywordSamples::back() const
 
-    Returns the newest sample. There has to be one.
+    Returns the newest sample. There must be at least one.
 */
 
 /*!
-    Appends \a sample. A time before that of the newest counts as the same time.
+    Appends \a sample. A time before that of the newest sample counts as the same time.
 */
 void PKeywordSamples::append(PKeywordSample sample)
 {
@@ -251,7 +250,7 @@ void PKeywordSamples::summarize(quint64 number, double value)
 }
 
 /*!
-    Forgets all samples.
+    Removes all samples.
 */
 void PKeywordSamples::clear()
 {
@@ -261,8 +260,8 @@ void PKeywordSamples::clear()
 }
 
 /*!
-    Returns the index of the first sample at or after \a time, or size() if all are older. No sample
-    before \a from is looked at, and one near to it is found fast.
+    Returns the index of the first sample at or after \a time, or size() if all are older. The
+    search starts at \a from, and finds samples near to it quickly.
 */
 std::size_t PKeywordSamples::lowerBound(qint64 time, std::size_t from) const
 {
@@ -320,7 +319,7 @@ PKeywordExtent PKeywordSamples::extent(std::size_t from, std::size_t to) const
 }
 
 /*!
-    Sums up what was known from the time \a from to the time \a to.
+    Returns the statistics of the known values from \a from to \a to.
 */
 PKeywordStatistics PKeywordSamples::statistics(qint64 from, qint64 to) const
 {
@@ -359,18 +358,18 @@ PKeywordStatistics PKeywordSamples::statistics(qint64 from, qint64 to) const
 /*!
     \fn quint64 PKeywordSamples::revision() const
 
-    Returns a number that is another one whenever the samples have changed.
+    Returns a number that differs whenever the samples have changed.
 */
 
 /*!
     \fn quint64 PKeywordSamples::generation() const
 
-    Returns a number that append() leaves as it is, and that is another one after clear() or
-    setCapacity(). While it is the same, samples have only come, and the oldest have made room.
+    Returns a number that append() does not change, and that differs after clear() or setCapacity().
+    As long as it is the same, samples have only been appended, and the oldest have been replaced.
 */
 
 /*!
-    Returns how many bytes are in use.
+    Returns the number of bytes in use.
 */
 std::size_t PKeywordSamples::memory() const
 {

@@ -11,7 +11,7 @@ import PellixClient.Keyword.Extras
     \qmltype PKeywordPlot
     \inqmlmodule PellixClient.Keyword
     \inherits FocusScope
-    \brief Draws the histories of keywords over the time, with axes, a legend and a cursor.
+    \brief Draws the histories of keywords over time, with axes, a legend, and a cursor.
 
     \qml
     import PellixClient.Keyword.Extras
@@ -25,33 +25,36 @@ import PellixClient.Keyword.Extras
     }
     \endqml
 
-    It is zoomed and moved by mouse, touch and keys, see \l {Trends}. Numbers and times follow the
-    locale. Where nothing is known, a line has a gap; a bool is drawn in steps.
+    Users can zoom and move the plot with the mouse, touch, and keys, see \l {Trends}. Numbers and
+    times are formatted according to the locale. A line has a gap where no value is known. Boolean
+    values are drawn in steps.
 */
 FocusScope { // and no Control, whose role is not to be changed in Qt 6.4
     id: root
 
     /*!
         \qmlproperty PKeywordHistories PKeywordPlot::histories
-        What is drawn; none by default.
+        The histories to draw. The default is null.
     */
     property alias histories: area.histories
 
     /*!
         \qmlproperty real PKeywordPlot::span
-        The seconds from the left edge to the right one, 60 by default. Zooming changes it.
+        The time from the left edge to the right edge, in seconds. The default is 60. Zooming
+        changes the property.
     */
     property alias span: area.span
 
     /*!
         \qmlproperty bool PKeywordPlot::following
-        Whether the right edge is now, which is the default. Moving the plot changes it.
+        Whether the right edge is the current time. The default is \c true. Moving the plot changes
+        the property.
     */
     property alias following: area.following
 
     /*!
         \qmlproperty bool PKeywordPlot::steps
-        Whether numbers are drawn in steps, as a bool always is; \c false by default.
+        Whether numbers are drawn in steps, as Boolean values always are. The default is \c false.
     */
     property alias steps: area.steps
 
@@ -75,7 +78,7 @@ FocusScope { // and no Control, whose role is not to be changed in Qt 6.4
 
     /*!
         \qmlproperty real PKeywordPlot::fillOpacity
-        How opaque the area below the line is where there is only one, 0.15 by default.
+        The opacity of the area below the line if there is only one line. The default is 0.15.
     */
     property alias fillOpacity: area.fillOpacity
 
@@ -95,43 +98,44 @@ FocusScope { // and no Control, whose role is not to be changed in Qt 6.4
 
     /*!
         \qmlproperty font PKeywordPlot::font
-        The font of all labels, of 11 pixels by default.
+        The font of all labels. The default size is 11 pixels.
     */
     property font font: Qt.font({ pixelSize: 11 })
 
     /*!
         \qmlproperty bool PKeywordPlot::legendVisible
-        Whether there is a legend; by default, with two lines or more.
+        Whether the legend is visible. By default, it is visible if there are at least two lines.
     */
     property bool legendVisible: lines.count > 1
 
     /*!
         \qmlproperty color PKeywordPlot::textColor
-        The colour of all labels and of the cursor.
+        The color of all labels and of the cursor.
     */
     property color textColor: palette.windowText
 
     /*!
         \qmlproperty color PKeywordPlot::gridColor
-        The colour of the grid.
+        The color of the grid.
     */
     property color gridColor: Qt.alpha(palette.windowText, 0.16)
 
     /*!
         \qmlproperty color PKeywordPlot::labelColor
-        The colour behind what the cursor tells.
+        The background color of the label at the cursor.
     */
     property color labelColor: palette.window
 
     /*!
         \qmlproperty color PKeywordPlot::focusColor
-        The colour of the frame around what has the focus of the keyboard.
+        The color of the frame around the item with the keyboard focus.
     */
     property color focusColor: palette.highlight
 
     /*!
         \qmlproperty var PKeywordPlot::colors
-        The colours of the lines, as a list; by default ten that suit the palette, dark or light.
+        The colors of the lines, as a list. The default contains ten colors that suit the palette,
+        dark or light.
     */
     property var colors: palette.window.hslLightness < 0.5
         ? ["#4cc2ae", "#e3a73f", "#6ea8fe", "#ec6a6f", "#a78bfa",
@@ -142,13 +146,13 @@ FocusScope { // and no Control, whose role is not to be changed in Qt 6.4
     /*!
         \qmlproperty bool PKeywordPlot::cursorShown
         \readonly
-        Whether there is a cursor.
+        Whether the cursor is visible.
     */
     readonly property bool cursorShown: area.cursorShown
 
     /*!
         \qmlmethod void PKeywordPlot::showNow()
-        Shows what is now, and follows it.
+        Moves the right edge to the current time, and follows it.
     */
     function showNow() {
         area.following = true;
@@ -156,7 +160,8 @@ FocusScope { // and no Control, whose role is not to be changed in Qt 6.4
 
     /*!
         \qmlmethod void PKeywordPlot::moveCursor(real pixels)
-        Moves the cursor by \a pixels to the right. Without a cursor it begins at the right edge.
+        Moves the cursor to the right by \a pixels. If there is no cursor, it starts at the right
+        edge.
     */
     function moveCursor(pixels: real) {
         const start = area.cursorShown ? area.cursorX : area.width;
@@ -168,7 +173,7 @@ FocusScope { // and no Control, whose role is not to be changed in Qt 6.4
     activeFocusOnTab: true
 
     Accessible.role: Accessible.Chart
-    Accessible.name: qsTr("Plot of values over the time")
+    Accessible.name: qsTr("Plot of values over time")
     Accessible.description: area.cursorShown ? area.cursorSummary : area.summary
     Accessible.focusable: true
 
@@ -196,7 +201,7 @@ FocusScope { // and no Control, whose role is not to be changed in Qt 6.4
         }
     }
 
-    // One line of the legend, which shows and hides its line of the plot.
+    // One entry of the legend, which shows and hides its line of the plot.
     component LegendEntry: T.AbstractButton {
         id: entry
 
@@ -207,7 +212,7 @@ FocusScope { // and no Control, whose role is not to be changed in Qt 6.4
         required property bool shown
         required property string value
         required property string cursorValue
-        property real widest: 0 // so that the others stay where they are
+        property real widest: 0 // so that the others keep their positions
 
         implicitWidth: Math.min(legend.width, nameText.x + nameText.width + 6 + valueText.width + 6)
         implicitHeight: nameText.implicitHeight + 6
@@ -335,7 +340,7 @@ FocusScope { // and no Control, whose role is not to be changed in Qt 6.4
 
                 x: area.x + position - width / 2
                 y: area.y + area.height + 4
-                // One that is cut off says something else.
+                // An elided number would be misleading.
                 visible: x >= 0 && x + width <= content.width
                 font: root.font
                 color: root.textColor
@@ -523,7 +528,7 @@ FocusScope { // and no Control, whose role is not to be changed in Qt 6.4
                 implicitWidth: implicitContentWidth + 2 * padding
                 implicitHeight: implicitContentHeight + 2 * padding
                 focusPolicy: Qt.TabFocus
-                Accessible.name: qsTr("Show what is now")
+                Accessible.name: qsTr("Follow the current time")
                 onClicked: root.showNow()
 
                 contentItem: Text {

@@ -52,7 +52,7 @@ QString valueText(const PKeywordHistory *history, double value)
     return isBool(history) && !std::isnan(value) ? plotBoolText(value != 0) : plotNumberText(value);
 }
 
-// What a view shows of samples, with the one that reaches into it.
+// The samples in a view, including the one before its start.
 PKeywordExtent visibleExtent(const PKeywordSamples &samples, const PlotView &view)
 {
     const std::size_t first = samples.lowerBound(static_cast<qint64>(std::ceil(view.from)));
@@ -117,7 +117,7 @@ public:
     double fillOpacity = 0.15;
     double cursor = nothing;
 
-    // What the lines were made of: while it is the same, they are only moved, and go on.
+    // The input of the lines: while it is the same, they are only moved and extended.
     struct Traced
     {
         double lowest = 0;
@@ -261,7 +261,7 @@ bool PKeywordPlotArea::Private::showsWhatIsGone(const PKeywordSamples &samples,
     return scale.x(static_cast<double>(samples.front().time)) > shownFrom + goneWidth;
 }
 
-// What the models and the texts tell. A cursor that is no number is not shown.
+// Updates the models and the texts. A cursor position that is not a number is not shown.
 void PKeywordPlotArea::Private::tell(double cursor)
 {
     const bool pointed = !std::isnan(cursor);
@@ -281,7 +281,7 @@ void PKeywordPlotArea::Private::tell(double cursor)
     series.setRows(rows);
 }
 
-// A screen reader is told at its pace. Returns whether it has changed.
+// Limits the rate of updates for screen readers. Returns whether it has changed.
 bool PKeywordPlotArea::Private::sumUp()
 {
     if (sinceSummary.isValid() && sinceSummary.elapsed() < summaryInterval)
@@ -306,41 +306,43 @@ bool PKeywordPlotArea::Private::sumUp()
     \ingroup PellixClientKeywordClasses
     \brief The PKeywordPlotArea class draws the lines and the grid of a plot of histories.
 
-    PKeywordPlot is the whole: with its axes, legend and cursor. Use this item to build another one
-    around it; its models tell what the labels are.
+    PKeywordPlot adds axes, a legend, and a cursor. Use this item to build a plot of your own; its
+    models provide the labels.
 
-    What a frame costs depends on the pixels and not on the samples: of those that share a column of
-    pixels, the lowest and the highest are drawn. Frames are drawn 30 times a second at the most,
-   and only while something in them moves. A gap of the samples is a gap of the line, and a bool is
-   drawn in steps.
+    The cost of a frame depends on the number of pixels, not of samples: of all samples in the same
+    column of pixels, only the lowest and the highest are drawn. At most 30 frames per second are
+    drawn, and only while their content changes. A gap in the samples is a gap in the line. Boolean
+    values are drawn in steps.
 
-    The scene graph draws it as triangles; with its software adaptation, as an image.
+    The item is drawn with triangles or, with the software adaptation of the scene graph, as an
+    image.
 */
 
 /*!
     \property pellix::extras::PKeywordPlotArea::histories
-    \brief what is drawn; \c nullptr by default. Not owned.
+    \brief the histories to draw. The default is \c nullptr. The item does not own them.
 */
 
 /*!
     \property pellix::extras::PKeywordPlotArea::span
-    \brief the seconds from the left edge to the right one, 60 by default; from 1 to 2 592 000.
+    \brief the time from the left edge to the right edge, in seconds, from 1 to 2 592 000. The
+    default is 60.
 */
 
 /*!
     \property pellix::extras::PKeywordPlotArea::following
-    \brief whether the right edge is now, which is the default.
+    \brief whether the right edge is the current time. The default is \c true.
 
-    Set to \c false, the picture stands still. Panning to what was sets it, and panning back to now
-    sets it back.
+    If it is \c false, the plot does not move. Panning into the past sets the property to \c false,
+    and panning back to the current time sets it to \c true.
 */
 
 /*!
     \property pellix::extras::PKeywordPlotArea::steps
-    \brief whether numbers are drawn in steps, too; \c false by default.
+    \brief whether numbers are also drawn in steps. The default is \c false.
 
-    A server sends a value when it changes. So steps are what is known, and a line is how many
-    quantities that are measured look.
+    A server sends a value when it changes, so steps represent the known values exactly. A line
+    resembles the behavior of many measured quantities.
 */
 
 /*!
@@ -355,47 +357,47 @@ bool PKeywordPlotArea::Private::sumUp()
 
 /*!
     \property pellix::extras::PKeywordPlotArea::colors
-    \brief the colours of the lines. With more lines than colours they begin again.
+    \brief the colors of the lines. If there are more lines than colors, the colors repeat.
 */
 
 /*!
     \property pellix::extras::PKeywordPlotArea::gridColor
-    \brief the colour of the grid.
+    \brief the color of the grid.
 */
 
 /*!
     \property pellix::extras::PKeywordPlotArea::labelFont
-    \brief the font of the labels, which says how many have room.
+    \brief the font of the labels, from which their number is computed.
 */
 
 /*!
     \property pellix::extras::PKeywordPlotArea::lineWidth
-    \brief the width of the lines in pixels, 1.6 by default; from 1 to 20.
+    \brief the width of the lines in pixels, from 1 to 20. The default is 1.6.
 */
 
 /*!
     \property pellix::extras::PKeywordPlotArea::fillOpacity
-    \brief how opaque the area below the line is where there is only one, 0.15 by default.
+    \brief the opacity of the area below the line if there is only one line. The default is 0.15.
 */
 
 /*!
     \property pellix::extras::PKeywordPlotArea::cursorX
-    \brief where the cursor is, in pixels from the left edge; NaN if there is none.
+    \brief the position of the cursor in pixels from the left edge, or NaN if there is none.
 */
 
 /*!
     \property pellix::extras::PKeywordPlotArea::cursorShown
-    \brief whether there is a cursor within the item.
+    \brief whether the cursor is within the item.
 */
 
 /*!
     \property pellix::extras::PKeywordPlotArea::cursorText
-    \brief the time at the cursor as a text.
+    \brief the time at the cursor as text.
 */
 
 /*!
     \property pellix::extras::PKeywordPlotArea::cursorSummary
-    \brief the time and the values at the cursor as a text for screen readers.
+    \brief the time and the values at the cursor as text for screen readers.
 */
 
 /*!
@@ -410,35 +412,35 @@ bool PKeywordPlotArea::Private::sumUp()
 
 /*!
     \property pellix::extras::PKeywordPlotArea::summary
-    \brief the current values as a text for screen readers, which changes once a second at the most.
+    \brief the current values as text for screen readers. It changes at most once per second.
 */
 
 /*!
     \property pellix::extras::PKeywordPlotArea::valueLabelWidth
-    \brief the pixels that the widest label of the values takes.
+    \brief the width of the widest value label in pixels.
 */
 
 /*!
     \property pellix::extras::PKeywordPlotArea::series
     \brief a model of the lines: \c name, \c keyword, \c color, \c shown, \c value, \c cursorValue.
 
-    The values are texts: the last one, and the one at the cursor.
+    The values are strings: the last value, and the value at the cursor.
 */
 
 /*!
     \property pellix::extras::PKeywordPlotArea::valueTicks
-    \brief a model of the labels of the values: \c position in pixels from the top, \c text.
+    \brief a model of the value labels: \c position in pixels from the top, \c text.
 */
 
 /*!
     \property pellix::extras::PKeywordPlotArea::timeTicks
-    \brief a model of the labels of the times: \c position in pixels from the left, \c text.
+    \brief a model of the time labels: \c position in pixels from the left, \c text.
 */
 
 /*!
     \fn void PKeywordPlotArea::frameChanged()
 
-    This signal is emitted when another picture was made.
+    This signal is emitted when the item has been redrawn.
 */
 
 /*!
@@ -475,7 +477,7 @@ void PKeywordPlotArea::setHistories(PKeywordHistories *histories)
     d->hidden.clear();
     if (histories) {
         connect(histories, &PKeywordHistories::historiesChanged, this, [this] {
-            d->traced = {}; // a new one may be where an old one was
+            d->traced = {}; // a new one may have the address of an old one
             polish();
         });
         connect(histories, &PKeywordHistories::sampled, this, &PKeywordPlotArea::onSampled);
@@ -582,7 +584,7 @@ void PKeywordPlotArea::setColors(const QVariantList &colors)
         if (color.isValid())
             taken.append(color);
         else
-            qmlWarning(this) << "colors has an entry that is no colour: " << variant.toString();
+            qmlWarning(this) << "colors contains an invalid color: " << variant.toString();
     }
     if (taken.isEmpty() || taken == d->colors)
         return; // a line has to have one
@@ -658,7 +660,7 @@ void PKeywordPlotArea::setCursorX(double x)
 }
 
 /*!
-    Takes the cursor away.
+    Removes the cursor.
 */
 void PKeywordPlotArea::resetCursor()
 {
@@ -721,8 +723,8 @@ QAbstractItemModel *PKeywordPlotArea::timeTicks() const
 }
 
 /*!
-    Moves the picture by \a pixels to the right, so that what was before appears; or to the left, up
-   to now.
+    Moves the plot to the right by \a pixels, to show earlier times. If \a pixels is negative, moves
+    it to the left, at most up to the current time.
 */
 void PKeywordPlotArea::pan(double pixels)
 {
@@ -731,8 +733,8 @@ void PKeywordPlotArea::pan(double pixels)
 }
 
 /*!
-    Shows a shorter time, by \a factor, or a longer one if it is less than 1. What is at \a x stays
-    there; while the right edge is now, that stays.
+    Zooms in by \a factor, or out if it is less than 1. The time at \a x keeps its position; while
+    the right edge is the current time, the right edge keeps its position instead.
 */
 void PKeywordPlotArea::zoom(double factor, double x)
 {
@@ -747,7 +749,7 @@ void PKeywordPlotArea::zoom(double factor, double x)
 }
 
 /*!
-    Shows the oldest samples there are.
+    Moves the plot to the oldest samples.
 */
 void PKeywordPlotArea::showOldest()
 {
@@ -755,7 +757,7 @@ void PKeywordPlotArea::showOldest()
 }
 
 /*!
-    Draws the line of \a row only if it is \a shown.
+    Shows the line of \a row if \a shown is \c true, and hides it otherwise.
 */
 void PKeywordPlotArea::setShown(int row, bool shown)
 {
@@ -768,7 +770,7 @@ void PKeywordPlotArea::setShown(int row, bool shown)
     polish();
 }
 
-// There is nothing to see later than now, nor much before the first sample.
+// There is nothing to see after the current time, and little before the first sample.
 void PKeywordPlotArea::moveTo(double to)
 {
     to = std::max(to, d->oldest() + d->length() / 10);
@@ -813,8 +815,8 @@ void PKeywordPlotArea::onSampled()
         runClock();
 }
 
-// The clock draws, and not the sample: the time goes on while a value stands still, and samples may
-// come faster than anybody can see. It stands still as long as nothing moves.
+// Drawing is triggered by a timer, not by samples: time passes while a value does not change, and
+// samples may arrive faster than they can be seen. The timer is stopped while nothing moves.
 void PKeywordPlotArea::runClock()
 {
     if (!d->source || !isVisible() || !window() || !(d->isFollowing || d->stale)) {

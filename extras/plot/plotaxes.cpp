@@ -41,7 +41,7 @@ double roundStep(double atLeast)
     return magnitude * 10;
 }
 
-// The next step in milliseconds that people count time in.
+// The next larger common unit of time, in milliseconds.
 qint64 roundTimeStep(double atLeast)
 {
     for (const qint64 step :
@@ -73,7 +73,7 @@ QString timeFormat(bool seconds)
     return format;
 }
 
-// A tick tells the date where a day begins.
+// A tick shows the date where a day begins.
 QString tickTime(const QDateTime &time, qint64 step)
 {
     const QLocale locale;
@@ -118,7 +118,7 @@ std::vector<PlotTick> valueTicks(PlotView &view, const PKeywordExtent &extent, d
                                  double maximum, bool onlyBools, const QFontMetricsF &metrics)
 {
     if (onlyBools) {
-        view.lowest = -0.1; // so that a line at the edge is seen
+        view.lowest = -0.1; // so that a line at the edge is visible
         view.highest = 1.1;
         return {{view.y(0), plotBoolText(false)}, {view.y(1), plotBoolText(true)}};
     }

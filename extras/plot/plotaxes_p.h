@@ -22,7 +22,7 @@ struct PlotTick
     QString text;
 };
 
-// Texts by the user's locale.
+// Texts in the user's locale.
 QString plotNumberText(double value);
 QString plotBoolText(bool value);
 QString plotTimeText(const QDateTime &time, double span);

@@ -13,7 +13,7 @@
 
 namespace pellix::extras {
 
-// Which times and values are where in the picture.
+// Maps times and values to positions in the plot.
 struct PlotView
 {
     double from = 0; // milliseconds by PKeywordHistory::now(), at the left edge
@@ -33,7 +33,7 @@ struct PlotView
     bool isEmpty() const { return size.width() < 1 || size.height() < 1; }
 };
 
-// What is drawn of one history: a line for each run of samples without a gap.
+// The drawing of one history: a line for each run of samples without a gap.
 struct PlotLine
 {
     QColor color;
@@ -44,11 +44,11 @@ struct PlotLine
 };
 
 /*
-    Draws samples into a line. Where several share a column of pixels, only the column's lowest and
-    highest are drawn, so that there are two points a column at the most, or four in steps.
+    Converts samples to a line. Of several samples in the same column of pixels, only the lowest and
+    highest are drawn, so that there are at most two points per column, or four with steps.
 
-    The columns are those of the time, not of the picture: a picture that moves along does not
-    flicker, and a column that is over stays as it is. So a line goes on with what is new.
+    The columns are fixed in time, not in the plot: a moving plot does not flicker, and a completed
+    column does not change. So new samples extend a line.
 */
 class PlotTracer
 {
@@ -59,11 +59,11 @@ public:
     // Whether a line that was traced from these samples can go on.
     bool canExtend(const PKeywordSamples &samples) const;
 
-    // Traces what lies before the end, and holds the last value up to now.
+    // Traces the samples before the end, and extends the last value up to now.
     void extend(PlotLine &line, const PKeywordSamples &samples, double end, double now);
 
 private:
-    // What the line was before its last column.
+    // The line without its last column.
     struct State
     {
         std::size_t points = 0;

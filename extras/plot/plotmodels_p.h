@@ -12,7 +12,7 @@
 
 namespace pellix::extras {
 
-// The labels of an axis. Rows stay while the picture moves, and only what they show changes.
+// The labels of an axis. Rows are kept while the plot moves, and only their data changes.
 class PlotTicks : public QAbstractListModel
 {
     Q_OBJECT
@@ -36,7 +36,7 @@ private:
     std::vector<PlotTick> rows;
 };
 
-// What the legend and the cursor tell of each history.
+// The data of each history for the legend and the cursor.
 class PlotSeries : public QAbstractListModel
 {
     Q_OBJECT

@@ -23,7 +23,7 @@ namespace pellix::extras {
 
 namespace {
 
-// Colours of vertices are multiplied by their opacity.
+// Vertex colors are multiplied by their opacity.
 struct VertexColor
 {
     VertexColor(const QColor &color, double opacity)
@@ -184,7 +184,7 @@ public:
     }
 };
 
-// Triangles of any colours.
+// Triangles of any color.
 class TrianglesNode : public QSGGeometryNode
 {
 public:
@@ -214,7 +214,7 @@ private:
     OwnMaterial material;
 };
 
-// A line, or the area below it: what stays as it is, and what is made anew each time.
+// A line, or the area below it: a constant part, and a part that is rebuilt each time.
 struct Strip
 {
     TrianglesNode body;
@@ -278,7 +278,7 @@ private:
     std::size_t built = 0; // points of the body
 };
 
-// The grid, and the lines before it, which move without being made anew.
+// The grid, and the lines in front of it, which move without being rebuilt.
 class PictureNode : public QSGNode
 {
 public:

@@ -32,9 +32,9 @@ struct PlotPicture
 
 /*
     Draws a picture with the scene graph of a window: as triangles where there is a graphics API,
-   and as an image where everything is drawn by software, which knows no geometry.
+    and as an image with software rendering, which does not support geometry.
 
-    Takes what it returned last for the same item, and returns what takes its place.
+    Takes the node that it returned last for the same item, and returns its replacement.
 */
 QSGNode *drawPlot(const PlotPicture &picture, QQuickWindow &window, QSGNode *last);
 

@@ -55,7 +55,7 @@ ClientLink::Watch::~Watch()
     if (link)
         link->watches.erase(id);
     subscriber->disconnect();
-    subscriber.reset(); // tells the server, if nobody else watches the keyword
+    subscriber.reset(); // unsubscribes, if there is no other subscriber
 }
 
 ClientLink::ClientLink(QObject *parent) : QObject(parent) { }
@@ -87,7 +87,7 @@ void ClientLink::setClient(PKeywordClient *client)
     source = client;
     hasClient = client != nullptr;
 
-    // Leaving the earlier client tells its server, and a handler of that may do anything.
+    // Leaving the previous client sends commands, and their handlers may do anything.
     const QPointer<ClientLink> self(this);
     for (const quint64 id : idsOf(watches)) {
         const auto found = watches.find(id);
@@ -107,7 +107,7 @@ void ClientLink::follow()
         connect(source, &QObject::destroyed, this, &ClientLink::onLink);
         connect(source->publisher(), &PPublisher::activeChanged, this, &ClientLink::onLink);
     }
-    // The requests of the earlier client are of no use, linked or not.
+    // The requests of the previous client are obsolete, connected or not.
     isLinked = false;
     onLink();
 }
@@ -174,7 +174,7 @@ void ClientLink::onLink()
         return;
     const quint64 started = ++turn;
     isLinked = now;
-    // Whatever was asked is asked again: its answer is lost with the link.
+    // All queries are sent again: their replies are lost with the connection.
     sent.clear();
     queue.clear();
     underWay = 0;

@@ -22,10 +22,11 @@
 namespace pellix::extras {
 
 /*
-    What a model of keywords needs of a client: the values of many keywords, and answers to index
-    queries, both asked for again when the link is back or the client is another one.
+    Gives a model of keywords access to a client: the values of many keywords, and the replies to
+    index queries. Both are requested again when the connection is restored or another client is
+    set.
 
-    Whatever it calls may delete it.
+    All callbacks may delete this object.
 */
 class ClientLink : public QObject
 {
@@ -44,7 +45,7 @@ public:
         bool queued = false;
     };
 
-    // A keyword is watched as long as this lives. The link may go before it.
+    // A keyword is watched as long as this object exists. The link may be destroyed before it.
     class Watch
     {
     public:
@@ -71,8 +72,8 @@ public:
 
     std::unique_ptr<Watch> watch(const QString &keyword, const Receiver &receiver);
 
-    // The answer is called once, later or at once, unless the question is dropped before. One that
-    // is asked without a link is sent when there is one.
+    // The callback is called once, later or at once, unless the query is canceled before. A query
+    // without a connection is sent when the connection is established.
     quint64 ask(const Question &question, const Answer &answer);
     void drop(quint64 question);
     void dropAll();

@@ -21,7 +21,8 @@ struct UpdatedRow
     quint64 mark = 0;
 };
 
-// The rows below one parent. Each update is a step; a handler of one that begins another ends it.
+// The rows below one parent. Each update is a step; a handler that begins another update ends the
+// current one.
 template <typename Row> struct UpdatedRows
 {
     std::vector<std::shared_ptr<Row>> rows;
@@ -35,21 +36,22 @@ template <typename Row> struct UpdatedRows
 };
 
 /*
-    Brings the rows of a model to those that are wanted by removing, moving and inserting, so that
-    a view stays where it is scrolled to, and what is selected stays selected.
+    Changes the rows of a model to the required rows by removing, moving, and inserting, so that a
+    view keeps its scroll position and selection.
 
     A model makes it its friend, for the protected functions of its base.
 */
 class RowUpdate
 {
 public:
-    // More pieces than this cost a view more than a new beginning, and more rows that move, one by
-    // one, than a new layout. With that, though, a view can lose its place.
+    // More pieces than this cost a view more than a reset, and more individually moved rows cost
+    // more than a new layout. However, a view can then lose its scroll position.
     static constexpr int mostPieces = 200;
     static constexpr int mostMoves = 50;
 
     // Returns false if a handler has deleted the model, or changed the same rows itself. The rows
-    // have to live as long as this runs, also if the model does not: the caller shares them.
+    // must exist until this function returns, even if the model is deleted: the caller shares
+    // ownership.
     template <typename Model, typename Row>
     static bool run(Model *changed, const QModelIndex &below, UpdatedRows<Row> &rows,
                     std::vector<std::shared_ptr<Row>> wanted)
@@ -141,8 +143,8 @@ private:
         return count;
     }
 
-    // As few rows as possible such that all others are in the right order: all but a longest
-    // ascending sequence of places.
+    // The smallest set of rows such that all others are in the right order: all but a longest
+    // ascending sequence of positions.
     template <typename Row>
     static std::vector<Row *> moversIn(const std::vector<std::shared_ptr<Row>> &ordered)
     {
@@ -171,7 +173,7 @@ private:
         return movers;
     }
 
-    // Each to its place behind the one that is to be before it, which is there already.
+    // Moves each row behind its predecessor, which is already in place.
     template <typename Model, typename Row, typename Over>
     static bool move(Model *model, const QPersistentModelIndex &parent, UpdatedRows<Row> &rows,
                      const std::vector<std::shared_ptr<Row>> &ordered,

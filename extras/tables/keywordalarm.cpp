@@ -11,7 +11,7 @@ namespace pellix::extras {
 
 namespace {
 
-// Equal, or no limit both.
+// Equal, or both without a limit.
 bool isSame(double a, double b)
 {
     return a == b || (std::isnan(a) && std::isnan(b));
@@ -39,94 +39,105 @@ public:
     \inmodule PellixClientKeyword
     \inheaderfile extras/tables/keywordalarm.h
     \ingroup PellixClientKeywordClasses
-    \brief The PKeywordAlarm class is a condition of a keyword that people are to be told of.
+    \brief The PKeywordAlarm class defines a condition of a keyword that is reported in an alarm
+    list.
 
-    It is one of the alarms of a PKeywordAlarms, which watches the keyword. The condition is there
-   when any of what is set holds: a flag, a limit, or a value.
+    Add it to a PKeywordAlarms object, which subscribes to the keyword. The condition is active when
+    any of its criteria is met: a flag, a limit, or a value.
 
     \code
-    PKeywordAlarm { keyword: "/plant/tank1/level"; above: 90; hysteresis: 2; text: qsTr("Tank 1 is
-   full") } PKeywordAlarm { keyword: "/plant/pump"; flags: PKeywordAlarm.NotOnline |
-   PKeywordAlarm.Error } \endcode
+    PKeywordAlarm {
+        keyword: "/plant/tank1/level"
+        above: 90
+        hysteresis: 2
+        text: qsTr("Tank 1 is full")
+    }
+    PKeywordAlarm {
+        keyword: "/plant/pump"
+        flags: PKeywordAlarm.NotOnline | PKeywordAlarm.Error
+    }
+    \endcode
 */
 
 /*!
     \enum pellix::extras::PKeywordAlarm::Flag
 
-    The states that can be a condition.
+    This enum describes the states that can be a condition.
 
     \value NoFlag         none
     \value Error          the keyword is in error
-    \value NotOnline      its source does not deliver
+    \value NotOnline      its source does not deliver data
     \value NotConnected   the server has no source for it
-    \value NotConsistent  it differs from a source
+    \value NotConsistent  its value is not consistent with all its sources
 */
 
 /*!
     \typedef pellix::extras::PKeywordAlarm::Flags
 
-    Any number of PKeywordAlarm::Flag.
+    A combination of PKeywordAlarm::Flag values.
 */
 
 /*!
     \property pellix::extras::PKeywordAlarm::keyword
-    \brief the keyword whose state or value is the condition; empty by default, which is none.
+    \brief the keyword whose state or value is the condition. The default is an empty string, for no
+    condition.
 */
 
 /*!
     \property pellix::extras::PKeywordAlarm::text
-    \brief what the alarm list says when the condition comes; empty by default.
+    \brief the text in the alarm list when the condition occurs. The default is an empty string.
 */
 
 /*!
     \property pellix::extras::PKeywordAlarm::priority
-    \brief how grave it is: the greater, the further up among others; 0 by default.
+    \brief the priority of the alarm. Alarms with a higher priority are listed first. The default is
+    0.
 */
 
 /*!
     \property pellix::extras::PKeywordAlarm::enabled
-    \brief whether the condition is watched; \c true by default. One that is active goes when this
-   becomes \c false.
+    \brief whether the condition is monitored. The default is \c true. An active condition is
+    cleared when the property becomes \c false.
 */
 
 /*!
     \property pellix::extras::PKeywordAlarm::flags
-    \brief the states of the keyword any of which is the condition; NoFlag by default.
+    \brief the states of the keyword, any of which is the condition. The default is NoFlag.
 */
 
 /*!
     \property pellix::extras::PKeywordAlarm::above
-    \brief the value above which the condition comes; NaN, for no limit, by default.
+    \brief the value above which the condition occurs. The default is NaN, for no limit.
 */
 
 /*!
     \property pellix::extras::PKeywordAlarm::below
-    \brief the value below which the condition comes; NaN, for no limit, by default.
+    \brief the value below which the condition occurs. The default is NaN, for no limit.
 */
 
 /*!
     \property pellix::extras::PKeywordAlarm::hysteresis
-    \brief how far the value has to come back from a limit until the condition goes; 0 by default,
-   and not less.
+    \brief the distance from a limit at which the condition is cleared. The default is 0; negative
+    values count as 0.
 */
 
 /*!
     \property pellix::extras::PKeywordAlarm::equalTo
-    \brief the value with which the condition is there; undefined, for none, by default.
+    \brief the value with which the condition is active. The default is undefined, for no value.
 */
 
 /*!
     \property pellix::extras::PKeywordAlarm::active
-    \brief whether the condition is there, as far as is known; \c false by default.
+    \brief whether the condition is active, as far as is known. The default is \c false.
 */
 
 /*!
-    Constructs a condition that is never there. \a parent owns it, if given.
+    Constructs a condition that is never active. If \a parent is given, it owns the alarm.
 */
 PKeywordAlarm::PKeywordAlarm(QObject *parent) : QObject(parent), d(std::make_unique<Private>()) { }
 
 /*!
-    Destroys the alarm. Its rows stay in the list; the one that is active goes.
+    Destroys the alarm. Its rows remain in the list; an active one is cleared.
 */
 PKeywordAlarm::~PKeywordAlarm() = default;
 

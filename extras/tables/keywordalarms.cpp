@@ -24,13 +24,13 @@ namespace {
 
 constexpr int defaultLimit = 1000;
 
-// One time that a condition came.
+// One occurrence of a condition.
 struct AlarmRow : UpdatedRow
 {
     QString keyword;
     QString text;
     int priority = 0;
-    quint64 number = 0; // in the order in which they came
+    quint64 number = 0; // in the order of their occurrence
     QDateTime cameAt;
     QDateTime wentAt; // invalid while it is active
     QDateTime acknowledgedAt;
@@ -53,14 +53,14 @@ bool isBefore(const RowPointer &a, const RowPointer &b)
     return a->number > b->number; // the newest first
 }
 
-// A condition that is watched.
+// A monitored condition.
 struct Condition
 {
     QPointer<PKeywordAlarm> alarm;
-    QString keyword; // that is watched
+    QString keyword; // that is monitored
     std::unique_ptr<ClientLink::Watch> watch;
     PKeywordValue event;
-    bool current = false; // there is an event since the link is there
+    bool current = false; // an event has arrived since the connection was established
     bool isAbove = false;
     bool isBelow = false;
     RowPointer row; // while it is active
@@ -94,14 +94,14 @@ bool isEqual(const QVariant &wanted, const QVariant &value)
     return a && b ? *a == *b : !a && !b && wanted == value;
 }
 
-// Whether the value is the condition; nothing if that is not known.
+// Whether the value meets the condition; nothing if that is not known.
 std::optional<bool> hasValue(Condition &condition, const PKeywordAlarm &alarm)
 {
     const bool limited = !std::isnan(alarm.above()) || !std::isnan(alarm.below());
     if (!limited && !alarm.equalTo().isValid())
         return false;
     if (!condition.event.connected)
-        return std::nullopt; // what the server has is no value
+        return std::nullopt; // the server has no value
     if (alarm.equalTo().isValid() && isEqual(alarm.equalTo(), condition.event.value))
         return true;
     if (!limited)
@@ -143,7 +143,7 @@ public:
     std::vector<ConditionPointer> conditions;
     std::vector<RowPointer> wanted;
     UpdatedRows<AlarmRow> shown;
-    std::vector<std::pair<QPointer<PKeywordAlarm>, bool>> moves; // that came (true) or went
+    std::vector<std::pair<QPointer<PKeywordAlarm>, bool>> moves; // that occurred (true) or cleared
     bool arranging = false;
     bool arrangeAgain = false;
 
@@ -217,7 +217,7 @@ void PKeywordAlarms::Private::remove(const QObject *alarm)
     set(condition, false);
 }
 
-// Of another keyword nothing is known yet.
+// Nothing is known about a new keyword yet.
 void PKeywordAlarms::Private::watch(const ConditionPointer &condition)
 {
     const QPointer<PKeywordAlarms> self(q);
@@ -255,7 +255,7 @@ void PKeywordAlarms::Private::evaluate(const ConditionPointer &condition)
         return;
     }
     if (!condition->current || !link.linked())
-        return; // neither comes nor goes
+        return; // neither occurs nor clears
     if (condition->row && !std::exchange(condition->row->known, true))
         change(condition->row);
     const std::optional<bool> byValue = hasValue(*condition, *alarm);
@@ -265,7 +265,7 @@ void PKeywordAlarms::Private::evaluate(const ConditionPointer &condition)
         set(condition, *byValue);
 }
 
-// Without a signal: whatever happens within one turn of the event loop is told at its end.
+// Without a signal: all changes within one iteration of the event loop are signaled at its end.
 void PKeywordAlarms::Private::set(const ConditionPointer &condition, bool active)
 {
     if (active == bool(condition->row))
@@ -306,7 +306,7 @@ void PKeywordAlarms::Private::arrange()
     arranging = true;
     while (std::exchange(arrangeAgain, false)) {
         std::sort(wanted.begin(), wanted.end(), isBefore);
-        // Those at the end have gone: the oldest ones of them that were acknowledged come last.
+        // The rows at the end have cleared: the oldest acknowledged ones are last.
         while (int(wanted.size()) > limit && !wanted.back()->active())
             wanted.pop_back();
         RowUpdate::run(q, {}, shown, wanted);
@@ -362,42 +362,45 @@ void PKeywordAlarms::Private::tell()
     \inmodule PellixClientKeyword
     \inheaderfile extras/tables/keywordalarms.h
     \ingroup PellixClientKeywordClasses
-    \brief The PKeywordAlarms class lists what has happened: conditions of keywords that came and
-   went, and whether somebody has acknowledged them.
+    \brief The PKeywordAlarms class provides an alarm list: conditions of keywords that occurred and
+    cleared, and their acknowledgment.
 
-    The conditions are declared inside it, or added by addAlarm():
+    Declare the conditions inside it, or add them with addAlarm():
 
     \snippet Alarms.qml alarms
 
-    Each time that a condition comes is a row, which stays when the condition goes, and when
-   somebody acknowledges it, up to \l limit rows. The active ones are first; among them, and among
-   those that have gone, the ones that nobody has acknowledged; of these the greatest priority; of
-   these the newest.
+    Each occurrence of a condition is a row. The row remains when the condition clears, and when it
+    is acknowledged, up to \l limit rows. Active rows are listed before cleared rows. Within both
+    groups, the order is: not acknowledged before acknowledged, then by priority, highest first,
+    then by time, newest first.
 
-    A condition comes and goes by what the server says. While that is not known, it does neither:
-   without a link, until the keyword's first event after that, and, for a limit or a value, while
-   the keyword is not connected or has a value that is no number. The role \c known is \c false for
-   an active row whose condition has not been heard of since the link was lost. What happens within
-   one turn of the event loop is told at its end.
+    The data from the server determines when a condition occurs and clears. It does neither while
+    the data is not known: without a connection, until the first event of the keyword after that,
+    and, for a limit or a value, while the keyword is not connected or its value is not a number.
+    The role \c known is \c false for an active row if there has been no event of its keyword since
+    the connection was lost. All changes within one iteration of the event loop are signaled at its
+    end.
 
     \table
     \header \li Role \li Value
-    \row \li keyword, text, priority \li those of the alarm when it came, or while it is active
-    \row \li active \li whether the condition is still there
-    \row \li known \li whether that is known at present
-    \row \li came, went \li when it came and went; \c went is an invalid date while it is active
+    \row \li keyword, text, priority \li those of the alarm when it occurred, or while it is active
+    \row \li active \li whether the condition is still active
+    \row \li known \li whether this state is currently known
+    \row \li came, went \li when it occurred and cleared; \c went is invalid while it is active
     \row \li acknowledged \li whether it was acknowledged
-    \row \li acknowledgedAt, acknowledgedBy \li when, and by whom if that was said
+    \row \li acknowledgedAt, acknowledgedBy \li when, and by whom, if specified
     \endtable
 
-    The client and the alarms are not owned. With another client, conditions stay as they are until
-   that one tells about their keywords. \sa PKeywordAlarm, PKeywordTable
+    The list owns neither the client nor the alarms. If you set another client, conditions do not
+    change until it provides data of their keywords.
+
+    \sa PKeywordAlarm, PKeywordTable
 */
 
 /*!
     \enum pellix::extras::PKeywordAlarms::Role
 
-    The roles of a row.
+    This enum describes the roles of a row.
 
     \value KeywordRole         \c keyword
     \value TextRole            \c text
@@ -413,7 +416,7 @@ void PKeywordAlarms::Private::tell()
 
 /*!
     \property pellix::extras::PKeywordAlarms::client
-    \brief the client that the keywords are watched with; \c nullptr by default.
+    \brief the client that subscribes to the keywords. The default is \c nullptr.
 */
 
 /*!
@@ -423,8 +426,8 @@ void PKeywordAlarms::Private::tell()
 
 /*!
     \property pellix::extras::PKeywordAlarms::limit
-    \brief the greatest number of rows; 1000 by default. The last row goes for a new one; active
-   ones never do.
+    \brief the maximum number of rows. The default is 1000. A new row replaces the last one; active
+    rows are never removed.
 */
 
 /*!
@@ -434,28 +437,28 @@ void PKeywordAlarms::Private::tell()
 
 /*!
     \property pellix::extras::PKeywordAlarms::activeCount
-    \brief the number of conditions that are there.
+    \brief the number of active conditions.
 */
 
 /*!
     \property pellix::extras::PKeywordAlarms::unacknowledgedCount
-    \brief the number of rows that nobody has acknowledged.
+    \brief the number of rows that are not acknowledged.
 */
 
 /*!
     \fn void pellix::extras::PKeywordAlarms::came(pellix::extras::PKeywordAlarm *alarm)
 
-    The condition of \a alarm has come, and there is a row of it.
+    This signal is emitted when the condition of \a alarm has occurred and its row has been added.
 */
 
 /*!
     \fn void pellix::extras::PKeywordAlarms::went(pellix::extras::PKeywordAlarm *alarm)
 
-    The condition of \a alarm has gone.
+    This signal is emitted when the condition of \a alarm has cleared.
 */
 
 /*!
-    Constructs a list without alarms. \a parent owns it, if given.
+    Constructs a list without alarms. If \a parent is given, it owns the list.
 */
 PKeywordAlarms::PKeywordAlarms(QObject *parent)
     : QAbstractListModel(parent), d(std::make_unique<Private>(this))
@@ -472,7 +475,7 @@ PKeywordAlarms::PKeywordAlarms(QObject *parent)
 }
 
 /*!
-    Destroys the list. The server is told that the keywords are of no interest any more.
+    Destroys the list, and unsubscribes from the keywords.
 */
 PKeywordAlarms::~PKeywordAlarms()
 {
@@ -510,8 +513,8 @@ QList<PKeywordAlarm *> PKeywordAlarms::alarms() const
 }
 
 /*!
-    Watches \a alarm, too. It is not owned: one that is destroyed is watched no more. Nothing
-   happens if it is null, or watched already.
+    Adds \a alarm to the monitored alarms. The list does not own it; if it is destroyed, it is
+    removed. The call has no effect if \a alarm is null or was added before.
 */
 void PKeywordAlarms::addAlarm(PKeywordAlarm *alarm)
 {
@@ -519,7 +522,7 @@ void PKeywordAlarms::addAlarm(PKeywordAlarm *alarm)
 }
 
 /*!
-    Watches \a alarm no more. If it is active, it goes.
+    Removes \a alarm from the monitored alarms. If it is active, it is cleared.
 */
 void PKeywordAlarms::removeAlarm(PKeywordAlarm *alarm)
 {
@@ -586,8 +589,8 @@ int PKeywordAlarms::unacknowledgedCount() const
 }
 
 /*!
-    Acknowledges \a row, with the name of who does it in \a by, if given. One that is acknowledged
-   already stays so; nothing happens if there is no such row.
+    Acknowledges \a row, optionally with the name of the person in \a by. The call has no effect if
+    the row is already acknowledged or does not exist.
 */
 void PKeywordAlarms::acknowledge(int row, const QString &by)
 {
@@ -603,8 +606,8 @@ void PKeywordAlarms::acknowledge(int row, const QString &by)
 }
 
 /*!
-    Acknowledges all rows that are not acknowledged yet, with the name of who does it in \a by, if
-   given.
+    Acknowledges all rows that are not acknowledged yet, optionally with the name of the person in
+    \a by.
 */
 void PKeywordAlarms::acknowledgeAll(const QString &by)
 {
@@ -620,7 +623,7 @@ void PKeywordAlarms::acknowledgeAll(const QString &by)
 }
 
 /*!
-    Removes the rows that have gone and are acknowledged.
+    Removes the rows that have cleared and are acknowledged.
 */
 void PKeywordAlarms::removeAcknowledged()
 {
@@ -632,8 +635,8 @@ void PKeywordAlarms::removeAcknowledged()
 }
 
 /*!
-    Returns all that is known of \a row, by the names of the roles; an empty object if there is no
-    such row.
+    Returns the data of \a row, with the names of the roles as keys, or an empty object if there is
+    no such row.
 */
 QVariantMap PKeywordAlarms::get(int row) const
 {

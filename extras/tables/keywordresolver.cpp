@@ -20,7 +20,7 @@ constexpr int deepest = 64; // levels
 const QLatin1String oneLevel("*");
 const QLatin1String anyLevels("**");
 
-// The positions in a pattern up to which it covers a path: the last one is its end.
+// The positions in a pattern up to which it matches a path: the last one is its end.
 using Positions = std::vector<bool>;
 
 void reach(Positions &positions, const QStringList &pattern, int position)
@@ -160,11 +160,11 @@ KeywordResolver::~KeywordResolver()
 
 void KeywordResolver::start()
 {
-    const std::shared_ptr<Walk> kept = walk; // an answer that comes at once may destroy this
+    const std::shared_ptr<Walk> kept = walk; // a reply inside the call may destroy this object
     ++kept->awaited;
     for (const QString &pattern : std::as_const(kept->patterns)) {
         const QStringList levels = levelsOf(pattern);
-        // Nothing is asked about the levels before the first star.
+        // No queries are sent for the levels before the first star.
         int start = 0;
         while (start < levels.size() && levels.at(start) != oneLevel
                && levels.at(start) != anyLevels)

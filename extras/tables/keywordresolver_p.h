@@ -14,11 +14,12 @@
 namespace pellix::extras {
 
 /*
-    Finds the keywords that patterns stand for, by index queries. In a pattern, a level of one star
-    stands for exactly one level, and a level of two stars for any number of levels, none included.
+    Finds the keywords that match patterns, with index queries. In a pattern, a level of one star
+    matches exactly one level, and a level of two stars any number of levels, including none.
 
-    It is bounded by the number of keywords, and of queries. It begins when there is a link; one
-   that is lost has the queries under way repeated. Destroyed, it asks for nothing more.
+    The number of keywords and of queries is limited. It starts when there is a connection; when the
+    connection is lost, pending queries are repeated. After its destruction, it sends no more
+    queries.
 */
 class KeywordResolver
 {

@@ -32,14 +32,14 @@ namespace pellix::extras {
 
 namespace {
 
-constexpr auto frame = 16ms; // what happens within one is told at once
+constexpr auto frame = 16ms; // changes within one are signaled together
 constexpr qint64 rateWindow = 5000; // ms
 constexpr auto rateInterval = 1s;
 constexpr int defaultLimit = 10'000;
-constexpr int mostRuns = 200; // of rows that changed, before all in between are told as well
+constexpr int mostRuns = 200; // of changed rows, before all rows in between are signaled as well
 
-// The changes of the last window: those of the bucket under way, and as many of the one before as
-// the window reaches back into it, taken to be spread evenly.
+// The changes of the last window: those of the current bucket, and the share of the previous one
+// that the window covers, assuming an even distribution.
 class Rate
 {
 public:
@@ -80,7 +80,7 @@ private:
     }
 
     qint64 began = 0;
-    qint64 start = 0; // of the bucket under way
+    qint64 start = 0; // of the current bucket
     int previous = 0;
     int current = 0;
 };
@@ -93,7 +93,7 @@ struct TableRow : UpdatedRow
     QString label;
     PKeywordValue event; // the last one
     bool known = false; // there has been one
-    bool current = false; // and since the link is there
+    bool current = false; // and since the connection was established
     bool dirty = false;
     bool rated = false;
     qint64 changed = 0; // wall time, in ms
@@ -149,7 +149,7 @@ QString textOf(const QVariant &value, const QLocale &locale)
     }
 }
 
-// As a number in QML: a whole number of 64 bits is one that code which Qt 6.4 has compiled loses.
+// As a number in QML: code compiled by Qt 6.4 loses 64-bit integers.
 QVariant scriptValue(const QVariant &value)
 {
     if (value.typeId() != QMetaType::LongLong)
@@ -217,13 +217,13 @@ public:
     bool arranging = false;
     bool arrangeAgain = false;
 
-    // What was told last.
+    // The last signaled values.
     bool toldResolving = false;
     bool toldTruncated = false;
     int toldCount = 0;
 };
 
-// What is known of the patterns stays until they are resolved anew.
+// The known matches of the patterns are kept until they are resolved again.
 void PKeywordTable::Private::resolve()
 {
     resolver.reset();
@@ -268,7 +268,7 @@ QStringList PKeywordTable::Private::wantedKeywords(bool *all) const
     return wanted;
 }
 
-// A handler of a row that goes or comes may want other rows: they are brought once these are there.
+// A handler of a removed or inserted row may require other rows: they follow after these.
 void PKeywordTable::Private::arrange()
 {
     arrangeAgain = true;
@@ -300,7 +300,8 @@ void PKeywordTable::Private::arrange()
             wanted.insert(normalized, row);
             rows.push_back(row);
         }
-        // Those that go are left at the end: the server is told, and a handler may do anything.
+        // Removed rows are unsubscribed at the end: this sends commands, and their handlers may do
+        // anything.
         auto gone = std::exchange(byKeyword, wanted);
         RowUpdate::run(q, {}, shown, std::move(rows));
         if (!self)
@@ -360,7 +361,7 @@ void PKeywordTable::Private::onEvent(TableRow *row, const PKeywordValue &event)
     const qint64 now = clock.elapsed();
     const RowPointer shared = byKeyword.value(row->normalized);
     if (shared.get() != row)
-        return; // about to go
+        return; // about to be destroyed
     if (!row->current)
         row->rate.begin(now);
     if (!row->known || row->event.value != event.value) {
@@ -385,7 +386,7 @@ void PKeywordTable::Private::onLink()
         row->current = false;
     const QPointer<PKeywordTable> self(q);
     tellAll();
-    // There may be other keywords meanwhile.
+    // The keywords may have changed in the meantime.
     if (self && link.linked() && !resolver)
         resolve();
 }
@@ -431,7 +432,7 @@ void PKeywordTable::Private::flush()
     }
 }
 
-// Rates sink while nothing happens.
+// Rates decrease while there are no events.
 void PKeywordTable::Private::tick()
 {
     const qint64 now = clock.elapsed();
@@ -518,9 +519,9 @@ QString PKeywordTable::Private::outcomeText(const TableRow &row) const
     case PKeywordWrite::Pending:
         return tr("waiting");
     case PKeywordWrite::Taken:
-        return row.writing->isUnchanged() ? tr("it was that already") : tr("taken");
+        return row.writing->isUnchanged() ? tr("unchanged") : tr("taken");
     case PKeywordWrite::Changed:
-        return tr("another value came back");
+        return tr("a different value was set");
     case PKeywordWrite::Refused:
         return tr("refused");
     case PKeywordWrite::TimedOut:
@@ -531,7 +532,7 @@ QString PKeywordTable::Private::outcomeText(const TableRow &row) const
     }
 }
 
-// What a column holds, as a value: texts of people are not made of it yet.
+// The content of a column as a value, not yet formatted for users.
 QVariant PKeywordTable::Private::exported(const TableRow &row, int column) const
 {
     const bool live = isLive(row);
@@ -566,71 +567,71 @@ QVariant PKeywordTable::Private::exported(const TableRow &row, int column) const
     \inmodule PellixClientKeyword
     \inheaderfile extras/tables/keywordtable.h
     \ingroup PellixClientKeywordClasses
-    \brief The PKeywordTable class is a table of many keywords: one row for each, with its value,
-   its state and the outcome of the last write.
+    \brief The PKeywordTable class provides a table of keywords: one row for each, with its value,
+    its state, and the outcome of the last write.
 
-    The rows are those of \l keywords, a list of keywords and of patterns. In a pattern, a level of
-    one star stands for exactly one level, and a level of two stars for any number of levels, none
-    included: the levels of tanks are those of the pattern with the levels \c plant, \c * and \c
-   level. The server is asked what fits when there is a link, and again when it is back; refresh()
-   asks at any other time. Keywords with a value are found, in natural order; rows that are there
-   before and after stay the same rows.
+    The rows are defined by \l keywords, a list of keywords and patterns. In a pattern, a level of
+    one star matches exactly one level, and a level of two stars any number of levels, including
+    none: the pattern with the levels \c plant, \c *, and \c level matches the levels of all tanks.
+    The table queries the matching keywords when the connection is established, and again when it is
+    restored; call refresh() to query them at any other time. The table finds keywords with a value,
+    in natural order; keywords that match both before and after keep their rows.
 
-    Each event costs the same, however many rows there are: what changes within 16 ms is told by one
-    dataChanged() for each run of neighbouring rows. While there is no link the values stay, as
-    \c stale ones, and no flag is set.
+    The cost of an event does not depend on the number of rows: the changes within 16 ms are
+    signaled with one dataChanged() for each range of adjacent rows. Without a connection, the
+    values are kept and marked as \c stale, and no flag is set.
 
-    A view of columns, such as a TableView, has those of \l Column; a ListView reads the roles from
-   any column:
+    A view with columns, such as a TableView, shows those of \l Column. A ListView can read the
+    roles from any column:
 
     \table
     \header \li Role \li Value
-    \row \li keyword \li the keyword, as it was given or found
+    \row \li keyword \li the keyword, as specified or found
     \row \li name \li the last level
-    \row \li label \li the label, empty until it has come, or when there is none
+    \row \li label \li the label; empty until it has arrived, and if there is none
     \row \li displayName \li the label, or the name if there is none
-    \row \li value \li the value; whole numbers beyond 2\sup{53} lose digits in QML
-    \row \li valueText \li the value as a text, in the default locale
-    \row \li valueType \li the type, one of PKeyword.KVT_NOPROP and so on
-    \row \li type \li the type's name on the wire, such as "double"; empty while it is not known
-    \row \li known \li whether there has been a value, or a state
-    \row \li stale \li whether what is known is from before the link was lost
+    \row \li value \li the value; integers beyond 2\sup{53} lose precision in QML
+    \row \li valueText \li the value as text, in the default locale
+    \row \li valueType \li the type, such as PKeyword.KVT_DOUBLE
+    \row \li type \li the type's name in the protocol, such as "double"; empty if it is not known
+    \row \li known \li whether a value or a state has arrived
+    \row \li stale \li whether the data is from before the connection was lost
     \row \li connected, online, consistent, error \li \l {The four state flags}
-    \row \li stateText \li what these say, in a word
-    \row \li changed \li when the present value came; an invalid date before
-    \row \li rate \li changes per second, over the last 5 s
-    \row \li writableType \li whether it is a bool, int, double or string
+    \row \li stateText \li a word that summarizes them
+    \row \li changed \li when the current value arrived; an invalid date before
+    \row \li rate \li changes per second, over the last 5 seconds
+    \row \li writableType \li whether the type is bool, int, double, or string
     \row \li outcome \li the outcome of the last write, a PKeywordWrite::State
-    \row \li outcomeText \li the same in words: why it was not sent, or what went wrong
+    \row \li outcomeText \li the outcome in words, including the reason if the write failed
     \endtable
 
-    The client is not owned; one that is destroyed reads as not set.
+    The table does not own the client. If the client is destroyed, the property becomes \c nullptr.
     \sa {Tables and alarms}
 */
 
 /*!
     \enum pellix::extras::PKeywordTable::Column
 
-    The columns, each with the role of that name for its text.
+    This enum describes the columns. The text of each is available as the role with the same name.
 
     \value KeywordColumn     the keyword
     \value LabelColumn       the label, or the name
     \value ValueColumn       the value, which can be edited
     \value TypeColumn        the type
     \value ConnectedColumn   whether the server has a source
-    \value OnlineColumn      whether the source delivers
-    \value ConsistentColumn  whether all sources agree
+    \value OnlineColumn      whether the source delivers data
+    \value ConsistentColumn  whether the value is consistent with all its sources
     \value ErrorColumn       whether it is in error
-    \value ChangedColumn     when the value came
+    \value ChangedColumn     when the value arrived
     \value RateColumn        changes per second
-    \value OutcomeColumn     what became of the last write
+    \value OutcomeColumn     the outcome of the last write
     \omitvalue ColumnCount
 */
 
 /*!
     \enum pellix::extras::PKeywordTable::Role
 
-    The roles of a row, each named in QML as in the table above.
+    This enum describes the roles of a row. Their names in QML are those in the table above.
 
     \value KeywordRole       \c keyword
     \value NameRole          \c name
@@ -656,32 +657,32 @@ QVariant PKeywordTable::Private::exported(const TableRow &row, int column) const
 
 /*!
     \property pellix::extras::PKeywordTable::client
-    \brief the client that the values come from; \c nullptr by default. With another one, all values
-    are unknown.
+    \brief the client that provides the values. The default is \c nullptr. Setting another client
+    clears all values.
 */
 
 /*!
     \property pellix::extras::PKeywordTable::keywords
-    \brief the keywords and patterns, in the order of the rows; empty by default. A keyword that
-   occurs twice has one row. What has no level, such as "/", has none.
+    \brief the keywords and patterns, in the order of the rows. The default is an empty list. A
+    keyword that occurs twice has one row. A keyword without a level, such as "/", has none.
 */
 
 /*!
     \property pellix::extras::PKeywordTable::labels
-    \brief whether the labels are watched, one keyword more on the wire for each row; \c true by
-    default.
+    \brief whether the table subscribes to the labels, which is one more keyword for each row. The
+    default is \c true.
 */
 
 /*!
     \property pellix::extras::PKeywordTable::limit
-    \brief the greatest number of rows; 10 000 by default. Resolving patterns ends there, and after
-    four queries for each possible row and 1000 more.
+    \brief the maximum number of rows. The default is 10 000. The search for matches ends when this
+    number is reached, or after four queries for each possible row and 1000 more.
 */
 
 /*!
     \property pellix::extras::PKeywordTable::resolving
-    \brief whether the server is being asked what patterns stand for, also as long as there is no
-   link.
+    \brief whether a query of the keywords that match the patterns is pending, including while there
+    is no connection.
 */
 
 /*!
@@ -697,12 +698,12 @@ QVariant PKeywordTable::Private::exported(const TableRow &row, int column) const
 /*!
     \fn void pellix::extras::PKeywordTable::written(const QString &keyword, int outcome)
 
-    A write of \a keyword by write() or setData() has come to its \a outcome, a
-    PKeywordWrite::State.
+    This signal is emitted when the \a outcome of a write of \a keyword with write() or setData() is
+    known. The outcome is a PKeywordWrite::State.
 */
 
 /*!
-    Constructs a table without rows. \a parent owns it, if given.
+    Constructs a table without rows. If \a parent is given, it owns the table.
 */
 PKeywordTable::PKeywordTable(QObject *parent)
     : QAbstractTableModel(parent), d(std::make_unique<Private>(this))
@@ -718,7 +719,7 @@ PKeywordTable::PKeywordTable(QObject *parent)
 }
 
 /*!
-    Destroys the table. The server is told that its keywords are of no interest any more.
+    Destroys the table, and unsubscribes from its keywords.
 */
 PKeywordTable::~PKeywordTable()
 {
@@ -736,7 +737,7 @@ void PKeywordTable::setClient(PKeywordClient *client)
     if (d->link.isClient(client))
         return;
     const QPointer<PKeywordTable> self(this);
-    // Left at the end: one that has still to write does so, and a handler may do anything.
+    // Released at the end: a pending write is sent then, and a handler may do anything.
     std::vector<std::unique_ptr<PKeywordWrite>> ended;
     d->resolver.reset();
     d->found.clear();
@@ -822,7 +823,7 @@ int PKeywordTable::count() const
 }
 
 /*!
-    Asks the server anew what the patterns stand for. The rows stay until that is known.
+    Queries the keywords that match the patterns again. The rows remain until the replies arrive.
 */
 void PKeywordTable::refresh()
 {
@@ -839,7 +840,7 @@ int PKeywordTable::rowOf(const QString &keyword) const
 }
 
 /*!
-    Returns the keyword of \a row, or an empty text if there is no such row.
+    Returns the keyword of \a row, or an empty string if there is no such row.
 */
 QString PKeywordTable::keywordAt(int row) const
 {
@@ -847,8 +848,8 @@ QString PKeywordTable::keywordAt(int row) const
 }
 
 /*!
-    Returns all that is known of \a row, by the names of the roles; an empty object if there is no
-    such row.
+    Returns the data of \a row, with the names of the roles as keys, or an empty object if there is
+    no such row.
 */
 QVariantMap PKeywordTable::get(int row) const
 {
@@ -862,10 +863,11 @@ QVariantMap PKeywordTable::get(int row) const
 }
 
 /*!
-    Writes \a value to the keyword of \a row, as PKeywordWrite::set() does: as a value of the
-    keyword's type, where a text is read as a number of the default locale or of programs, without
-    separators of thousands. Nothing happens if there is no such row. What does not fit is not sent.
-    The outcome is told by the roles \c outcome and \c outcomeText, and by written().
+    Writes \a value to the keyword of \a row, like PKeywordWrite::set(): as a value of the keyword's
+    type, where a string is read as a number in the default locale or in the C locale, without group
+    separators. The call has no effect if there is no such row. A value that does not fit the type
+    is not sent. The roles \c outcome and \c outcomeText and the signal written() report the
+    outcome.
 */
 void PKeywordTable::write(int row, const QVariant &value)
 {
@@ -873,20 +875,21 @@ void PKeywordTable::write(int row, const QVariant &value)
         return;
     const RowPointer written = d->shown.rows[size_t(row)];
     const QPointer<PKeywordWrite> writing(d->writingOf(written));
-    writing->setClient(d->link.client()); // the first time, the server is asked for the value
+    writing->setClient(d->link.client()); // the first time, this subscribes to the value
     if (writing) // a handler of that may have done anything
         writing->set(value);
 }
 
 /*!
-    Returns the table as CSV by RFC 4180, with a header and all columns.
+    Returns the table as CSV, as defined in RFC 4180, with a header and all columns.
 
-    For programs, it is in English with commas, numbers with all digits and a point, \c true and
-    \c false, times in UTC by ISO 8601, and lists and objects as JSON. If \a localized is \c true,
-   it is for people: headers and texts are translated, and numbers and times follow the default
-   locale; the separator is a semicolon where the locale writes numbers with a comma.
+    The default format is for programs: in English, separated by commas, with numbers with all
+    digits and a decimal point, \c true and \c false, times in UTC as in ISO 8601, and lists and
+    objects as JSON. If \a localized is \c true, the format is for users: headers and texts are
+    translated, numbers and times follow the default locale, and the separator is a semicolon if the
+    decimal separator of the locale is a comma.
 
-    Texts are left as they are. A program for spreadsheets may take one that begins with "=" for a
+    Strings are not changed. A spreadsheet program may interpret a string that begins with "=" as a
     formula.
 */
 QString PKeywordTable::toCsv(bool localized) const
@@ -933,14 +936,15 @@ QString PKeywordTable::toCsv(bool localized) const
 }
 
 /*!
-    Writes toCsv(\a localized) to \a file, in UTF-8. A file that is there is replaced when all is
-    written. Returns what went wrong, in words, or an empty text.
+    Writes the result of toCsv(\a localized) to \a file, in UTF-8. An existing file is replaced only
+    after everything has been written. Returns an empty string, or the reason if the file could not
+    be written.
 */
 QString PKeywordTable::saveCsv(const QUrl &file, bool localized) const
 {
     const QString path = file.scheme().isEmpty() ? file.path() : file.toLocalFile();
     if (path.isEmpty())
-        return tr("cannot write \"%1\": it is no local file").arg(file.toString());
+        return tr("cannot write \"%1\": not a local file").arg(file.toString());
     QSaveFile out(path);
     const QByteArray text = toCsv(localized).toUtf8();
     if (out.open(QIODevice::WriteOnly) && out.write(text) == text.size() && out.commit())
@@ -1069,9 +1073,9 @@ QVariant PKeywordTable::headerData(int section, Qt::Orientation orientation, int
 /*!
     \reimp
 
-    Writes the \a value of the ValueColumn, as write() does. Returns \c false if it is known at once
-    that it is not sent. The first time that a row is written, whether the value fits may be known
-    only when the server has answered: written() tells it.
+    Writes the \a value of the ValueColumn, like write(). Returns \c false if the value is
+    immediately known not to be sent. For the first write of a row, this may be known only after a
+    reply of the server: the signal written() reports the outcome.
 */
 bool PKeywordTable::setData(const QModelIndex &index, const QVariant &value, int role)
 {

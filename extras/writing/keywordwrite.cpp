@@ -27,17 +27,17 @@ namespace {
 
 constexpr auto defaultConfirmWithin = 3000ms;
 
-// While a slider moves: how long its newest value waits for what became of the one before.
+// While a slider moves: how long its newest value waits for the outcome of the previous one.
 constexpr auto longestHold = 100ms;
 
-// As a server answers for a keyword that it does not have.
+// The reply of a server for a keyword that does not exist.
 bool isUnknown(const PKeywordValue &event)
 {
     return !event.connected && event.type == PKeywordValueType::KVT_NOPROP
         && isSameValue(event.value, {});
 }
 
-// The number that is added to: a whole one of a double is none, however it came.
+// The number to which a value is added: a double even if an integer arrived for it.
 QVariant summand(const PKeywordValue &event)
 {
     const bool isDouble =
@@ -48,17 +48,18 @@ QVariant summand(const PKeywordValue &event)
 } // namespace
 
 /*
-    Nothing acknowledges a write but an event of the keyword, and events come for other reasons,
-   too. What tells them apart:
+    Only an event of the keyword acknowledges a write, and events also have other causes. They are
+    distinguished as follows:
 
-    - An event with the value that is wanted is taken for the answer.
-    - An index query is sent behind each write, the fence. A server that works in order answers it
-      behind all that the write caused: if there was no event by then, and the keyword had the value
-      before, nothing was to be changed; if there was one with another value, that is what became of
-      it. What comes before the answer to the fence of an earlier write may belong to that one.
-    - A server that does not work in order answers the fence early. So its answer decides only over
-      what had come until then. Later, only the value wanted, an error or the end of the time
-   decide.
+    - An event with the requested value is taken as the answer.
+    - An index query, the fence, is sent after each write. A server that processes commands in order
+      replies to it after all effects of the write: if there was no event by then, and the keyword
+      already had the value, there was nothing to change; if there was one with another value, that
+      is the outcome. An event before the reply to the fence of an earlier write may belong to that
+      write.
+    - A server that does not process commands in order replies to the fence early. So its reply
+      applies only to the events before it. Afterwards, only the requested value, an error, or the
+      timeout determines the outcome.
 */
 class PKeywordWrite::Private
 {
@@ -117,9 +118,9 @@ public:
 
     PKeywordValue last;
     bool known = false; // whether last is of this keyword and this connection
-    bool refusedBefore = false; // the error in last is due to a write from here
+    bool refusedBefore = false; // the error in last was caused by a write of this object
 
-    // What is shown.
+    // The public state.
     State state = Idle;
     Request asked;
     QVariant received;
@@ -128,20 +129,20 @@ public:
     QString problem;
 
     std::optional<Request> queued; // not sent yet
-    std::optional<Request> out; // sent, and not known what became of it
-    QVariant wanted; // what should come, if that is known
+    std::optional<Request> out; // sent, with unknown outcome
+    QVariant wanted; // the expected value, if it is known
     bool lost = false; // the connection, since it was sent
-    Answer answer = Answer::None; // what came, and may be the answer
+    Answer answer = Answer::None; // the events that may be the answer
     QVariant answerValue;
-    QUuid fence; // to be answered behind it
-    QUuid earlierFence; // of the write before, if that one was not waited for
+    QUuid fence; // its reply follows that of the write
+    QUuid earlierFence; // of the previous write, if it was not waited for
     bool sendsFence = false;
     QList<QUuid> answeredInside; // while it is sent
 
     QTimer patience;
     QTimer hold;
     QElapsedTimer sinceSent;
-    quint32 sends = 0; // to notice what happens inside of sending
+    quint32 sends = 0; // to detect changes during sending
     quint32 requests = 0;
     bool rewires = false;
     bool hasNews = false; // a state that has not been announced
@@ -153,7 +154,7 @@ public:
     \inmodule PellixClientKeyword
     \inheaderfile extras/writing/keywordwrite.h
     \ingroup PellixClientKeywordClasses
-    \brief The PKeywordWrite class writes a keyword and tells what became of it.
+    \brief The PKeywordWrite class writes a keyword and reports the outcome.
 
     \qml
     Column {
@@ -168,119 +169,124 @@ public:
     }
     \endqml
 
-    The protocol acknowledges nothing; an event of the keyword is all that tells what became of a
-    write. This class watches the keyword, writes, and compares what comes. state() is one of these:
+    The protocol has no acknowledgments: only an event of the keyword shows the outcome of a write.
+    This class subscribes to the keyword, writes, and compares the events that follow. state() is
+    one of these:
 
     \table
     \header \li State \li Meaning
-    \row \li \c Idle \li nothing was written yet, or reset() was called
-    \row \li \c Pending \li sent, or about to be, and not known what became of it
-    \row \li \c Taken \li the keyword has the value asked for; with unchanged, it had it before
-    \row \li \c Changed \li the keyword got another value than the one asked for, which is received
-    \row \li \c Refused \li the server refused it: the error flag came
-    \row \li \c TimedOut \li nothing that could be the answer came in time, see confirmWithin; the
-             write may have arrived
-    \row \li \c NotSent \li nothing was sent; problem says why: there is no connection, or the value
+    \row \li \c Idle \li nothing has been written yet, or reset() was called
+    \row \li \c Pending \li the write is sent, or about to be sent, and its outcome is not known yet
+    \row \li \c Taken \li the keyword has the requested value; if unchanged is set, it had it before
+    \row \li \c Changed \li the keyword has another value than the requested one; see received
+    \row \li \c Refused \li the server refused the write: an event with the error flag arrived
+    \row \li \c TimedOut \li no event that could be the answer arrived in time, see confirmWithin;
+             the write may have reached the server
+    \row \li \c NotSent \li nothing was sent; see problem: there is no connection, or the value
              does not fit the keyword
     \endtable
 
-    A number is the same whether it comes back as a whole one, in double or in single precision.
-    Another client's change cannot be distinguished from the server's own in every case: when
-    another value comes between the write and the server's answer to a query that was sent behind
-    it, and the value asked for does not, that is \c Changed. When the value asked for comes at all,
-    it is \c Taken, whoever wrote it. Of a relative write, the value expected is the sum with the
-    one before, whatever other clients add meanwhile.
+    Numbers are compared regardless of whether they arrive as an integer, in double precision, or in
+    single precision. Changes by other clients cannot always be distinguished from those by the
+    server: if another value arrives between the write and the reply to the query that was sent
+    after it, and the requested value does not, the outcome is \c Changed. If the requested value
+    arrives, the outcome is \c Taken, regardless of which client wrote it. For a relative write, the
+    expected value is the sum with the previous value, regardless of what other clients add in the
+    meantime.
 
     \section1 Several writes
 
-    While one is pending, set() replaces what has not been sent yet: the newest value is sent as
-   soon as it is known what became of the one before, and after 100 ms at the latest. There is never
-   more than one that waits, and the last one is always sent, also when the object is destroyed or
-   gets another keyword. A slider may call it at each move. state stays \c Pending meanwhile and
-   ends with the outcome of the last. add() adds up what waits, and what is relative waits for the
-   one before to be known, so that no amount is lost or counted twice.
+    While a write is pending, set() replaces the value that has not been sent yet: the newest value
+    is sent as soon as the outcome of the previous write is known, and after 100 ms at the latest.
+    At most one value is waiting, and the last one is always sent, even if the object is destroyed
+    or its keyword changes. You can therefore call set() at each move of a slider. In the meantime,
+    state is \c Pending, and it ends with the outcome of the last write. add() accumulates waiting
+    amounts, and relative writes wait for the outcome of the previous write, so that no amount is
+    lost or added twice.
 
     \section1 Values
 
-    Null, booleans, numbers, texts, lists and maps are written, also as arrays and objects of
-    JavaScript. A Date is written as JSON.stringify() does, as "2026-11-22T09:30:00.000Z"; a URL, a
-    color and the like as their text. undefined, a function, an object of QML, NaN, infinity, a
-    whole number beyond 64 bits, and a list or map that contains itself or one of these, are not
-   sent.
+    You can write null, Boolean values, numbers, strings, lists, and maps, including JavaScript
+    arrays and objects. A Date is written as by JSON.stringify(), such as
+    "2026-11-22T09:30:00.000Z"; URLs, colors, and similar values are written as strings. undefined,
+    functions, QML objects, NaN, infinity, integers beyond 64 bits, and lists or maps that contain
+    themselves or one of these are not sent.
 
-    The value becomes one of the keyword's type, which its first event tells. Texts are read as
-    numbers and as "true" and "false" are, and with the digits, signs and decimal point of the
-   user's language, but without groups, so what is in a text field can be written as it is: "007" to
-   a keyword of the type int is 7, "7.5" is not sent. A whole number that a double cannot hold
-   exactly is not sent to a keyword of type double. 0 and 1 stand for \c false and \c true, and the
-   other way round. A keyword of type string takes the text of a number or bool; one of type object
-   takes a list, a map, null, or a text that is JSON for one. With typed \c false the server
-   decides.
+    The value is converted to the type of the keyword, which is known after its first event. Strings
+    are read as numbers or as "true" and "false". Numbers can use the digits, signs, and decimal
+    separator of the user's language, but no group separators, so you can write the content of a
+    text field directly: "007" for a keyword of type int is 7, and "7.5" is not sent. An integer
+    that a double cannot represent exactly is not sent to a keyword of type double. 0 and 1 are
+    converted to \c false and \c true, and vice versa. For a keyword of type string, a number or
+    Boolean value is converted to a string. A keyword of type object accepts a list, a map, null, or
+    a string that contains JSON for one of these. If typed is \c false, the value is not converted,
+    and the server decides.
 
-    A write is sent once the server has told the keyword's value, which it does when asked for it:
-    ready is \c true then. A write that cannot wait for that, since the object is destroyed or gets
-    another keyword, is sent as it is.
+    A write is sent as soon as the first event of the keyword has arrived; ready is \c true then. If
+    the object is destroyed or its keyword changes before that, the write is sent without
+    conversion.
 
-    The client is not owned, and may be deleted at any time, as may the object, also in a handler.
-    An aggregated keyword cannot be written.
+    The object does not own the client. Both may be deleted at any time, even in a handler. An
+    aggregate cannot be written.
 */
 
 /*!
     \enum pellix::extras::PKeywordWrite::State
 
-    What became of the last write.
+    This enum describes the outcome of the last write.
 
-    \value Idle nothing was written yet
+    \value Idle nothing has been written yet
     \value Pending sent, or about to be sent
-    \value Taken the keyword has the value asked for
-    \value Changed the keyword got another value
+    \value Taken the keyword has the requested value
+    \value Changed the keyword has another value
     \value Refused the server refused it
-    \value TimedOut no answer in time
+    \value TimedOut there was no reply in time
     \value NotSent nothing was sent
 */
 
 /*!
     \property pellix::extras::PKeywordWrite::client
-    \brief the client whose server holds the keyword; \c nullptr by default. Not owned.
+    \brief the client that is connected to the server. The default is \c nullptr. The object does
+    not own the client.
 
-    Another client makes state \c Idle. When the client is destroyed, a pending write ends.
+    Setting another client sets state to \c Idle. If the client is destroyed, a pending write ends.
 */
 
 /*!
     \property pellix::extras::PKeywordWrite::keyword
-    \brief the keyword to be written; empty by default.
+    \brief the keyword to write. The default is an empty string.
 
-    Another keyword makes state \c Idle; what still waits to be sent to the one before is sent.
+    Setting another keyword sets state to \c Idle. A waiting value of the previous keyword is sent.
 */
 
 /*!
     \property pellix::extras::PKeywordWrite::confirmWithin
-    \brief how long an answer is waited for, in milliseconds; 3000 by default.
+    \brief the time to wait for an answer, in milliseconds. The default is 3000.
 
-    The time starts when a write is asked for, and anew when it is sent. 0 or less is no limit.
-    Another value holds for the next write.
+    The time starts when a write is requested, and again when it is sent. With 0 or less, there is
+    no limit. A new value applies to the next write.
 */
 
 /*!
     \property pellix::extras::PKeywordWrite::typed
-    \brief whether a value is converted to the type of the keyword; \c true by default.
+    \brief whether values are converted to the type of the keyword. The default is \c true.
 
-    With \c false it is sent as it is, and the server decides.
+    If it is \c false, values are sent unchanged, and the server decides.
 */
 
 /*!
     \property pellix::extras::PKeywordWrite::ready
-    \brief whether there is a connection and the server has told the keyword's value.
+    \brief whether there is a connection and the first event of the keyword has arrived.
 */
 
 /*!
     \property pellix::extras::PKeywordWrite::current
-    \brief the value that the keyword has; not valid (undefined) unless ready.
+    \brief the current value of the keyword. It is invalid (undefined) unless ready.
 */
 
 /*!
     \property pellix::extras::PKeywordWrite::state
-    \brief what became of the last write.
+    \brief the outcome of the last write.
 */
 
 /*!
@@ -290,57 +296,59 @@ public:
 
 /*!
     \property pellix::extras::PKeywordWrite::asked
-    \brief the value asked for last, or the amount if it is relative.
+    \brief the last requested value, or the amount of a relative write.
 
-    It is the value as it was sent: of the keyword's type. Not valid (undefined) at \c Idle, and for
-    a value that cannot be sent.
+    This is the value as it was sent, converted to the type of the keyword. It is invalid
+    (undefined) if state is \c Idle, or if the value cannot be sent.
 */
 
 /*!
     \property pellix::extras::PKeywordWrite::relative
-    \brief whether the last write was asked for by add().
+    \brief whether the last write was a relative write with add().
 */
 
 /*!
     \property pellix::extras::PKeywordWrite::received
-    \brief the value that came as the answer; not valid (undefined) if none did.
+    \brief the value that arrived as the answer. It is invalid (undefined) if there was none.
 */
 
 /*!
     \property pellix::extras::PKeywordWrite::unchanged
-    \brief whether the write was taken without an event, as the keyword had the value already.
+    \brief whether the write was taken without an event, because the keyword already had the value.
 */
 
 /*!
     \property pellix::extras::PKeywordWrite::elapsed
-    \brief the milliseconds from sending to the answer, or to the end of the time; else 0.
+    \brief the time in milliseconds from sending to the answer or the timeout, and 0 otherwise.
 */
 
 /*!
     \property pellix::extras::PKeywordWrite::problem
-    \brief why a write was not sent, was refused, or timed out, for the user; else empty.
+    \brief the reason why a write was not sent, was refused, or timed out, as text for the user. It
+    is empty otherwise.
 */
 
 /*!
     \fn void PKeywordWrite::currentChanged()
 
-    This signal is emitted after each event of the keyword, and when the connection comes or goes.
+    This signal is emitted after each event of the keyword, and when the connection is established
+    or lost.
 */
 
 /*!
     \fn void PKeywordWrite::stateChanged()
 
-    This signal is emitted when state or what belongs to it may have changed.
+    This signal is emitted when state or the associated properties may have changed.
 */
 
 /*!
     \fn void PKeywordWrite::finished()
 
-    This signal is emitted when it is known what became of the last write, after stateChanged().
+    This signal is emitted when the outcome of the last write is known, after stateChanged().
 */
 
 /*!
-    Constructs an object that watches and writes nothing yet. \a parent owns it, if given.
+    Constructs an object without a client and a keyword. If \a parent is given, it owns the object.
 */
 PKeywordWrite::PKeywordWrite(QObject *parent) : QObject(parent), d(std::make_unique<Private>(this))
 {
@@ -355,7 +363,7 @@ PKeywordWrite::PKeywordWrite(QObject *parent) : QObject(parent), d(std::make_uni
 }
 
 /*!
-    Destroys the object. A value that waits is sent; what became of it is not waited for.
+    Destroys the object. A waiting value is sent without waiting for its outcome.
 */
 PKeywordWrite::~PKeywordWrite()
 {
@@ -389,7 +397,7 @@ void PKeywordWrite::setClient(PKeywordClient *client)
         d->indexConnection = connect(client, &PKeywordClient::keyIndexResponse, this,
                                      [this](const QUuid &id) { d->onIndexResponse(id); });
     }
-    d->rewires = true; // the server is asked below, once
+    d->rewires = true; // the subscription follows below, once
     d->subscriber.setPublisher(alive ? alive->publisher() : nullptr);
     if (!guard)
         return;
@@ -467,7 +475,7 @@ QVariant PKeywordWrite::current() const
 }
 
 /*!
-    Returns the last event of the keyword; a default one unless ready.
+    Returns the last event of the keyword, or a default-constructed event unless ready.
 */
 PKeywordValue PKeywordWrite::lastEvent() const
 {
@@ -515,7 +523,8 @@ QString PKeywordWrite::problem() const
 }
 
 /*!
-    Asks the server to set the keyword to \a value, or has it wait for the write before.
+    Requests that the server set the keyword to \a value. While another write is pending, the value
+    waits for its outcome.
 */
 void PKeywordWrite::set(const QVariant &value)
 {
@@ -523,8 +532,8 @@ void PKeywordWrite::set(const QVariant &value)
 }
 
 /*!
-    Asks the server to add \a amount to the keyword; where the keyword is a bool, \c true toggles
-    it. Two clients that add 5 at the same time have added 10.
+    Requests that the server add \a amount to the keyword. For a Boolean keyword, \c true toggles
+    it. If two clients add 5 at the same time, the sum is 10.
 */
 void PKeywordWrite::add(const QVariant &amount)
 {
@@ -532,8 +541,8 @@ void PKeywordWrite::add(const QVariant &amount)
 }
 
 /*!
-    Makes state \c Idle. A value that waits is sent, and what becomes of the last write is not
-    followed any more.
+    Sets state to \c Idle. A waiting value is sent, and the outcome of the last write is no longer
+    tracked.
 */
 void PKeywordWrite::reset()
 {
@@ -601,7 +610,7 @@ void PKeywordWrite::Private::onClientDestroyed()
         announce();
 }
 
-// Judged before anybody hears of the event: handlers may write anew.
+// Evaluated before the event is signaled: handlers may write again.
 void PKeywordWrite::Private::onEvent(const PKeywordValue &event)
 {
     const PKeywordValue previous = std::exchange(last, event);
@@ -621,7 +630,7 @@ void PKeywordWrite::Private::onIndexResponse(const QUuid &id)
         return;
     if (id == earlierFence) {
         earlierFence = {};
-        answer = Answer::None; // it was the earlier write's
+        answer = Answer::None; // caused by the previous write
     } else if (id == fence) {
         onFence();
     }
@@ -642,7 +651,7 @@ void PKeywordWrite::Private::ask(const QVariant &given, bool relative)
         obstacle = enqueue(wish);
     if (!obstacle.isEmpty()) {
         queued = waiting;
-        flush(); // what was asked for before was good
+        flush(); // the previous request was valid
         if (!guard || request != requests)
             return;
         out.reset();
@@ -674,14 +683,14 @@ QString PKeywordWrite::Private::enqueue(const Request &request)
         queued = request;
         return {};
     }
-    // What waits and is relative may be a bool that toggles: adding up does so, too.
+    // A waiting relative value may be a Boolean toggle: accumulating toggles it as well.
     const WrittenValue before = known ? converted(*queued) : WrittenValue {queued->value, {}};
     const WrittenValue amount = known ? converted(request) : WrittenValue {request.value, {}};
     const WrittenValue sum = sumOf(before.value, amount.value);
     if (!sum.isGood())
         return sum.problem;
     if (!sum.value.isValid())
-        return PKeywordWrite::tr("nothing can be added to what is still to be written");
+        return PKeywordWrite::tr("nothing can be added to the value that is waiting to be written");
     queued->value = sum.value;
     return {};
 }
@@ -694,7 +703,7 @@ WrittenValue PKeywordWrite::Private::converted(const Request &request) const
                             : valueForType(request.value, last.type);
 }
 
-// Whether it need not wait any more for what becomes of the one before.
+// Whether it need not wait for the outcome of the previous write any longer.
 bool PKeywordWrite::Private::mayReplace(const Request &request) const
 {
     return !request.relative && !hold.isActive();
@@ -739,7 +748,7 @@ void PKeywordWrite::Private::send(const Request &request)
     if (confirmWithin > 0)
         patience.start(confirmWithin);
 
-    // The server may answer inside, and handlers may do anything.
+    // The reply may arrive inside the call, and handlers may do anything.
     const quint32 sending = ++sends;
     const QPointer<PKeywordWrite> guard(q);
     const bool isTaken = request.relative ? client->sendKeyUpdateRelative(keyword, request.value)
@@ -747,7 +756,7 @@ void PKeywordWrite::Private::send(const Request &request)
     if (!guard || sending != sends || !out)
         return;
     if (!isTaken) {
-        settle(NotSent, PKeywordWrite::tr("the client does not send it"));
+        settle(NotSent, PKeywordWrite::tr("the client did not accept the command"));
         announce();
     } else if (!lost && isLinked()) {
         sendFence();
@@ -772,7 +781,7 @@ void PKeywordWrite::Private::sendFence()
         onFence();
 }
 
-// Sends what waits, without following it.
+// Sends the waiting value without tracking its outcome.
 void PKeywordWrite::Private::flush()
 {
     if (!queued)
@@ -816,13 +825,13 @@ void PKeywordWrite::Private::forget()
     problem.clear();
 }
 
-// What others write meanwhile is what a relative write adds to.
+// A relative write adds to the value that others write in the meantime.
 bool PKeywordWrite::Private::matches(const QVariant &value, const PKeywordValue &previous) const
 {
     if (!out->relative)
         return isSameValue(wanted, value);
     if (!wanted.isValid())
-        return true; // what it adds to is not known
+        return true; // the value to which it adds is not known
     const WrittenValue sum = sumOf(summand(previous), out->value);
     return sum.value.isValid() && isSameValue(sum.value, value);
 }
@@ -834,8 +843,8 @@ bool PKeywordWrite::Private::isRefusal(const PKeywordValue &event,
         return false;
     if (!previous.error)
         return true;
-    // A keyword in error to begin with stays so; its refusal repeats the value. An error that is
-    // due to a refusal ends when a write is taken, also one of the same value.
+    // If a keyword was already in error, it stays so; a refusal repeats the value. An error caused
+    // by a refusal ends when a write is taken, even one with the same value.
     const bool repeats = isSameValue(event.value, previous.value);
     const bool isWanted = matches(event.value, previous);
     return refusedBefore ? repeats || isWanted : repeats && !isWanted;
@@ -849,7 +858,7 @@ void PKeywordWrite::Private::judge(const PKeywordValue &event, const PKeywordVal
     if (!out)
         return;
     if (lost) {
-        // It may have arrived before the connection was lost. Nothing else can be said any more.
+        // It may have arrived before the connection was lost. The outcome remains unknown.
         if (!out->relative && !event.error && matches(event.value, previous)) {
             received = event.value;
             settle(Taken);
@@ -873,7 +882,7 @@ void PKeywordWrite::Private::judge(const PKeywordValue &event, const PKeywordVal
     }
 }
 
-// All that a server that works in order had to say of the write has been said.
+// A server that processes commands in order has sent all effects of the write.
 void PKeywordWrite::Private::onFence()
 {
     fence = {};
@@ -888,12 +897,12 @@ void PKeywordWrite::Private::onPatience()
         decide(true);
     } else if (queued) {
         queued.reset();
-        conclude(TimedOut, PKeywordWrite::tr("the server does not tell the keyword's value"));
+        conclude(TimedOut, PKeywordWrite::tr("the server has not sent the value of the keyword"));
     }
     proceed();
 }
 
-// By what came so far.
+// Based on the events so far.
 void PKeywordWrite::Private::decide(bool timeIsUp)
 {
     if (answer != Answer::None) {
@@ -909,12 +918,12 @@ void PKeywordWrite::Private::decide(bool timeIsUp)
     } else if (timeIsUp) {
         settle(TimedOut,
                lost ? PKeywordWrite::tr("the connection was lost")
-                    : PKeywordWrite::tr("nothing came back within %1 s")
+                    : PKeywordWrite::tr("no reply within %1 s")
                           .arg(QLocale().toString(confirmWithin / 1000.0)));
     }
 }
 
-// It is known what became of what was sent. If something newer waits, that does not matter.
+// The outcome of the sent value is known. If a newer value is waiting, it does not matter.
 void PKeywordWrite::Private::settle(State outcome, const QString &reason)
 {
     out.reset();

@@ -27,7 +27,7 @@ namespace pellix::extras {
 
 namespace {
 
-constexpr int greatestDepth = 64; // of lists and maps in one another; one within itself ends here
+constexpr int greatestDepth = 64; // of nested lists and maps; a recursive one ends here
 constexpr qsizetype longestShown = 40;
 
 struct Text
@@ -81,7 +81,7 @@ QString shown(const QVariant &value)
     return isCompound(value) ? text : QLatin1Char('"') + text + QLatin1Char('"');
 }
 
-// The whole number that a double is; without a problem, but not valid, if it is none.
+// The integer value of a double; invalid, but without a problem, if it is not an integer.
 WrittenValue wholeOf(double number)
 {
     if (std::trunc(number) != number)
@@ -100,12 +100,12 @@ bool isExactDouble(qlonglong number)
 
 WrittenValue notANumber()
 {
-    return problem(Text::tr("a number that is infinite, or none, cannot be written"));
+    return problem(Text::tr("NaN and infinity cannot be written"));
 }
 
 WrittenValue tooDeep()
 {
-    return problem(Text::tr("a list or object within itself cannot be written"));
+    return problem(Text::tr("a list or an object that contains itself cannot be written"));
 }
 
 WrittenValue plainOf(const QVariant &given, int depth);
@@ -135,7 +135,7 @@ WrittenValue plainMapOf(const QVariantMap &map, int depth)
     return {plain, {}};
 }
 
-// What JSON.stringify() would leave out, or make null of, is a problem here: nothing changes
+// Values that JSON.stringify() would omit or convert to null are a problem here: nothing changes
 // silently.
 WrittenValue plainScriptOf(const QJSValue &value, int depth)
 {
@@ -158,8 +158,7 @@ WrittenValue plainScriptOf(const QJSValue &value, int depth)
         }
         return {list, {}};
     }
-    // A value of C++, such as a color, comes out of the script; an object of the script stays in
-    // it.
+    // A C++ value, such as a color, is extracted from the script value; a script object is not.
     const auto isOfScript = [&value] {
         return value.toVariant(QJSValue::RetainJSObjects).metaType()
             == QMetaType::fromType<QJSValue>();
@@ -186,7 +185,7 @@ WrittenValue plainTextOf(const QVariant &given)
         // As JSON.stringify() writes a Date.
         const QDateTime time = given.toDateTime();
         return time.isValid() ? WrittenValue {time.toUTC().toString(Qt::ISODateWithMs), {}}
-                              : problem(Text::tr("a date that is invalid cannot be written"));
+                              : problem(Text::tr("an invalid date cannot be written"));
     }
     if (given.metaType().flags() & QMetaType::PointerToQObject || !given.canConvert<QString>())
         return problem(
@@ -253,7 +252,7 @@ WrittenValue plainOf(const QVariant &given, int depth)
     }
 }
 
-// Marks of the writing direction, which some locales put around signs, say nothing about a number.
+// Direction marks, which some locales put around signs, do not affect a number.
 QString withoutMarks(QString text)
 {
     static const QRegularExpression marks(QStringLiteral("[\\x{061C}\\x{200E}\\x{200F}]"));
@@ -272,24 +271,23 @@ QString withPlainDigits(const QString &text)
     return plain;
 }
 
-// A number as the user's locale writes it, as programs write it. What each part is replaced by is
-// what programs have, so that their own numbers stay what they are.
+// Converts a number in the user's locale to the C locale. Numbers in the C locale do not change.
 QString plainNumberText(const QString &given)
 {
     const QLocale locale;
     QString text = withoutMarks(given).trimmed();
-    // First, as it has digits in some locales.
+    // First, since it contains digits in some locales.
     text.replace(withoutMarks(locale.exponential()), QLatin1String("e"), Qt::CaseInsensitive);
     const QString point = locale.decimalPoint();
     if (text.count(point) == 1 && !text.contains(QLatin1Char('.')))
         text.replace(point, QLatin1String("."));
     text.replace(withoutMarks(locale.negativeSign()), QLatin1String("-"));
     text.replace(withoutMarks(locale.positiveSign()), QLatin1String("+"));
-    text.replace(QChar(u'\u2212'), QLatin1Char('-')); // which typesetting has for it anywhere
+    text.replace(QChar(u'\u2212'), QLatin1Char('-')); // which is used in typesetting in any locale
     return withPlainDigits(text);
 }
 
-// A text as programs write numbers, or as the user's locale does, but without groups.
+// A number in the C locale or in the user's locale, but without group separators.
 WrittenValue numberOf(const QString &given)
 {
     static const QRegularExpression whole(QStringLiteral("^[+-]?[0-9]+$"));
@@ -306,10 +304,10 @@ WrittenValue numberOf(const QString &given)
     }
     const double number = text.toDouble();
     return std::isfinite(number) ? WrittenValue {number, {}}
-                                 : problem(Text::tr("%1 is too great").arg(text));
+                                 : problem(Text::tr("%1 is too large").arg(text));
 }
 
-// A plain value as a number; without a problem, but not valid, if it is none.
+// A plain value as a number; invalid, but without a problem, if it is not a number.
 WrittenValue numberOf(const QVariant &plain)
 {
     if (isNumber(plain))
@@ -325,7 +323,7 @@ WrittenValue intOf(const QVariant &plain)
     if (number.value.typeId() == QMetaType::Double)
         number = wholeOf(number.value.toDouble());
     if (number.isGood() && !number.value.isValid())
-        return problem(Text::tr("%1 is no whole number").arg(shown(plain)));
+        return problem(Text::tr("%1 is not an integer").arg(shown(plain)));
     return number;
 }
 
@@ -333,10 +331,10 @@ WrittenValue doubleOf(const QVariant &plain)
 {
     WrittenValue number = numberOf(plain);
     if (number.isGood() && !number.value.isValid())
-        return problem(Text::tr("%1 is no number").arg(shown(plain)));
+        return problem(Text::tr("%1 is not a number").arg(shown(plain)));
     if (isWhole(number.value) && !isExactDouble(number.value.toLongLong()))
-        return problem(
-            Text::tr("%1 is not exact as a floating point number").arg(shown(number.value)));
+        return problem(Text::tr("%1 cannot be represented exactly as a floating-point number")
+                           .arg(shown(number.value)));
     return number;
 }
 
@@ -355,7 +353,7 @@ WrittenValue boolOf(const QVariant &plain)
     return problem(Text::tr("%1 is neither true nor false").arg(shown(plain)));
 }
 
-// As String() has it in JavaScript.
+// Like String() in JavaScript.
 WrittenValue textOf(const QVariant &plain)
 {
     if (plain.typeId() == QMetaType::QString)
@@ -366,7 +364,7 @@ WrittenValue textOf(const QVariant &plain)
         return {QString::number(plain.toDouble(), 'g', QLocale::FloatingPointShortest), {}};
     if (plain.typeId() == QMetaType::Bool)
         return {plain.toBool() ? QStringLiteral("true") : QStringLiteral("false"), {}};
-    return problem(Text::tr("%1 is no text").arg(shown(plain)));
+    return problem(Text::tr("%1 is not a string").arg(shown(plain)));
 }
 
 WrittenValue objectOf(const QVariant &plain)
@@ -411,7 +409,7 @@ WrittenValue amountForType(const QVariant &plain, PKeywordValueType type)
 {
     switch (type) {
     case PKeywordValueType::KVT_STRING:
-        return problem(Text::tr("nothing can be added to a text"));
+        return problem(Text::tr("nothing can be added to a string"));
     case PKeywordValueType::KVT_OBJECT:
         return problem(Text::tr("nothing can be added to an object"));
     default:
@@ -441,7 +439,7 @@ bool isSameValue(const QVariant &sent, const QVariant &came)
         if (isWhole(sent) && isWhole(came))
             return sent.toLongLong() == came.toLongLong();
         const double number = sent.toDouble();
-        // A machine may hold a number in single precision.
+        // A machine may store a number in single precision.
         return number == came.toDouble()
             || (std::abs(number) <= double(std::numeric_limits<float>::max())
                 && double(float(number)) == came.toDouble());

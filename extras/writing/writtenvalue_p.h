@@ -19,17 +19,18 @@ struct WrittenValue
     bool isGood() const { return problem.isEmpty(); }
 };
 
-// What a screen or a program gives, as what JSON has: null, bool, whole number, number, text, list
-// or map.
+// Converts a value of a user interface or a program to a JSON value: null, bool, integer, number,
+// string, list, or map.
 WrittenValue plainValue(const QVariant &given);
 
 // A plain value, for a keyword of that type.
 WrittenValue valueForType(const QVariant &plain, client::PKeywordValueType type);
 
-// A plain value that is to be added to a keyword of that type, or toggles it.
+// A plain value to add to a keyword of that type, or to toggle it.
 WrittenValue amountForType(const QVariant &plain, client::PKeywordValueType type);
 
-// A number more, or a bool toggled. Without a value and without a problem if nothing can be added.
+// The sum of numbers, or a toggled Boolean value. Without a value and without a problem if nothing
+// can be added.
 WrittenValue sumOf(const QVariant &value, const QVariant &amount);
 
 // Whether what came is what was sent, whichever type carries a number.

@@ -3,13 +3,11 @@
 
 #include "gateway/mqtt/connectionattempt.h"
 
+#include "gateway/mqtt/libmosquitto.h"
 #include "gateway/mqtt/mqttlink.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QObject>
-
-#include <mosquitto.h>
-#include <mqtt_protocol.h>
 
 #include <cerrno>
 #include <csignal>

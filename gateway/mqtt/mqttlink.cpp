@@ -4,6 +4,7 @@
 #include "gateway/mqtt/mqttlink.h"
 
 #include "gateway/mqtt/connectionattempt.h"
+#include "gateway/mqtt/libmosquitto.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QHash>
@@ -11,9 +12,6 @@
 #include <QtCore/QRandomGenerator>
 #include <QtCore/QSocketNotifier>
 #include <QtCore/QTimer>
-
-#include <mosquitto.h>
-#include <mqtt_protocol.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -148,7 +146,7 @@ MqttLink::MqttLink(const MqttOptions &options, QObject *parent)
     d->ticker->setInterval(tick);
     connect(d->retry, &QTimer::timeout, this, [this] { d->attempt(); });
     connect(d->limit, &QTimer::timeout, this,
-            [this] { d->fail(QStringLiteral("no answer in time")); });
+            [this] { d->fail(QStringLiteral("no reply in time")); });
     connect(d->ticker, &QTimer::timeout, this, [this] { d->look(); });
 }
 
@@ -370,7 +368,7 @@ void MqttLink::Private::onDisconnect(int code)
     if (code == MOSQ_ERR_TLS || (!isConfirmed && !tls.isEmpty()))
         endReason = QString::fromUtf8(tls);
     else if (code == MOSQ_ERR_KEEPALIVE)
-        endReason = QStringLiteral("the broker does not answer");
+        endReason = QStringLiteral("the broker does not reply");
     else if (code >= 0x80)
         endReason = QStringLiteral("the broker ended it: ") + text(mosquitto_reason_string(code));
 }
@@ -462,7 +460,7 @@ void MqttLink::Private::checkLink()
         isAsked = true;
         q->askForAnswer();
     } else if (silence > keepAlive * 3 / 2) {
-        fail(QStringLiteral("the broker does not answer"));
+        fail(QStringLiteral("the broker does not reply"));
     }
 }
 
@@ -618,7 +616,8 @@ void MqttLink::publish(quint64 id, const QByteArray &topic, const QByteArray &pa
                        std::chrono::milliseconds validFor)
 {
     if (d->state != State::Connected) {
-        Q_EMIT published(id, Outcome::Refused, QStringLiteral("there is no link to the broker"));
+        Q_EMIT published(id, Outcome::Refused,
+                         QStringLiteral("there is no connection to the broker"));
         return;
     }
     if (d->publishing.size() >= mostUnacknowledged) {

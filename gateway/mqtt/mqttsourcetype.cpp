@@ -71,7 +71,7 @@ QString readTopic(ConfigurationObject &object, const char *name, const QStringLi
     const QString topic = object.text(q(name)).value_or(QString());
     if (topic.isEmpty()) {
         if (object.contains(q(name)) && object.object().value(q(name)).isString())
-            object.problem(q(name), q("a topic is not empty"));
+            object.problem(q(name), q("a topic must not be empty"));
         return topic;
     }
     const bool isRelative = topic.startsWith(QLatin1String("+/"));
@@ -92,7 +92,7 @@ QString readTopic(ConfigurationObject &object, const char *name, const QStringLi
     }
     for (const QString &used : namesIn(topic)) {
         if (!hasOwnNames && !names.contains(used)) {
-            object.problem(q(name), q("{%1} is no level of the topic").arg(used));
+            object.problem(q(name), q("{%1} is not a level of the topic").arg(used));
             break;
         }
     }
@@ -208,7 +208,7 @@ void KeywordReader::readPlace()
          {std::pair {q("path"), keyword.path}, std::pair {q("label"), keyword.label}}) {
         for (const QString &name : namesIn(text)) {
             if (!names.contains(name)) {
-                object.problem(member, q("{%1} is no level of the topic").arg(name));
+                object.problem(member, q("{%1} is not a level of the topic").arg(name));
                 break;
             }
         }
@@ -284,7 +284,7 @@ void KeywordReader::readMap()
             if (pair.toArray().size() == 2)
                 addMapped(pair.toArray().at(0), pair.toArray().at(1), "map");
             else
-                object.problem(q("map"), q("must have pairs of a payload and a value"));
+                object.problem(q("map"), q("must contain pairs of a payload and a value"));
         }
     } else if (!map.isUndefined()) {
         object.problem(q("map"), q("must be an object of payloads and their values"));
@@ -301,10 +301,10 @@ void KeywordReader::readMap()
             addMapped(one, value, member);
     }
     if (!keyword.values.isEmpty() && keyword.scale)
-        object.problem(q("scale"), q("is no use beside a map"));
+        object.problem(q("scale"), q("cannot be used together with a map"));
     if (keyword.type.isEmpty() && !keyword.values.isEmpty()
         && PayloadRules(keyword).type() == ValueType::None)
-        object.problem(q("map"), q("has values of several types: say the \"type\""));
+        object.problem(q("map"), q("has values of several types: set the \"type\""));
 }
 
 void KeywordReader::readLimits()
@@ -318,7 +318,7 @@ void KeywordReader::readLimits()
         if (limits.size() != 2 || !isLimit(limits.at(0)) || !isLimit(limits.at(1))
             || (limits.at(0).isDouble() && limits.at(1).isDouble()
                 && limits.at(0).toDouble() > limits.at(1).toDouble())) {
-            object.problem(q("range"), q("must be [least, greatest], of which one may be null"));
+            object.problem(q("range"), q("must be [minimum, maximum], of which one may be null"));
         } else {
             if (limits.at(0).isDouble())
                 keyword.minimum = limits.at(0).toDouble();
@@ -362,9 +362,9 @@ void KeywordReader::readWrite()
     else if (payload.isObject() || payload.isArray())
         keyword.writePayload = compact(payload);
     else if (!payload.isUndefined())
-        write->problem(q("payload"), q("must be a text or JSON with $value"));
+        write->problem(q("payload"), q("must be a string or JSON with $value"));
     if (keyword.writePayload.count("$value") > 1)
-        write->problem(q("payload"), q("may have $value once"));
+        write->problem(q("payload"), q("may contain $value only once"));
     keyword.writeQos = write->integer(q("qos"), 0, 2).value_or(1);
     keyword.confirmWithin = readTime(*write, "confirmWithin").value_or(5000ms);
     const bool isAssumed = write->boolean(q("assume")).value_or(false);
@@ -376,7 +376,7 @@ void KeywordReader::readWrite()
             write->problem(q("relative"), q("\"device\" is for the types \"int\" and \"double\""));
     }
     if (keyword.type.isEmpty() && keyword.values.isEmpty())
-        write->problem(q("what is written has to have a \"type\""));
+        write->problem(q("a writable keyword requires a \"type\""));
     if (!keyword.arrayKey.isEmpty())
         write->problem(q("elements of an array cannot be written"));
     write->finish();
@@ -432,7 +432,7 @@ void SourceReader::readLink()
     if (mqtt->contains(q("password"))) {
         mqtt->value(q("password"));
         mqtt->problem(q("password"),
-                      q("a configuration keeps no passwords: name a file by \"passwordFile\""));
+                      q("a configuration must not contain passwords: set \"passwordFile\""));
     }
     if (mqtt->contains(q("passwordFile")))
         link.passwordFile = mqtt->file(q("passwordFile")).value_or(QString());
@@ -473,8 +473,7 @@ void SourceReader::readUrl(ConfigurationObject &mqtt)
     const QUrl url(*text, QUrl::StrictMode);
     const QString scheme = url.scheme();
     if (!url.password().isEmpty()) {
-        mqtt.problem(member,
-                     q("a URL with a password ends up in logs: name a file by \"passwordFile\""));
+        mqtt.problem(member, q("a URL must not contain a password: set \"passwordFile\""));
         return;
     }
     const bool isKnown = scheme == q("mqtt") || scheme == q("mqtts");
@@ -488,7 +487,7 @@ void SourceReader::readUrl(ConfigurationObject &mqtt)
     }
     const bool hasPath = !url.path().isEmpty() && url.path() != q("/");
     if (hasPath || url.hasQuery() || url.hasFragment())
-        mqtt.problem(member, q("has nothing after the port"));
+        mqtt.problem(member, q("must end after the port"));
     link.tls = scheme == q("mqtts");
     link.host = url.host();
     link.port = quint16(url.port(link.tls ? 8883 : 1883));
@@ -503,7 +502,7 @@ void SourceReader::readMapping()
         source.texts(q("topics")).value_or(hasOther ? QStringList() : QStringList {q("#")});
     for (const QString &filter : std::as_const(mapping.topics)) {
         if (!TopicPattern::fromFilter(filter))
-            source.problem(q("topics"), q("\"%1\" is no topic filter").arg(filter));
+            source.problem(q("topics"), q("\"%1\" is not a topic filter").arg(filter));
     }
     mapping.availability = readAvailability(source, {}, true);
     mapping.meta = source.boolean(q("meta")).value_or(false);
@@ -532,9 +531,9 @@ void SourceReader::readConventions()
         const QJsonValue entry = list.at(i);
         use.name = entry.isObject() ? entry[q("name")].toString() : entry.toString();
         if (!known.contains(use.name)) {
-            source.problem(
-                member,
-                q("\"%1\" is no convention; there are: %2").arg(use.name, known.join(q(", "))));
+            source.problem(member,
+                           q("\"%1\" is not a convention; available conventions: %2")
+                               .arg(use.name, known.join(q(", "))));
             continue;
         }
         const QJsonObject object = entry.toObject();

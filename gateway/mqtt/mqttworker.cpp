@@ -115,7 +115,7 @@ void MqttWorker::setState(Source::State next)
         item.reason = QStringLiteral("the broker refuses the subscription to %1")
                           .arg(QString::fromUtf8(refusedFilters.constFirst()));
     else if (next == Source::State::Subscribing)
-        item.reason = QStringLiteral("waiting for what the broker keeps");
+        item.reason = QStringLiteral("waiting for the retained messages of the broker");
     add(std::move(item));
 }
 
@@ -272,7 +272,7 @@ void MqttWorker::write(const SourceWrite &write)
     QString reason;
     if (link->state() != MqttLink::State::Connected) {
         answer(write.id, Source::Outcome::Refused,
-               QStringLiteral("there is no link to the broker"));
+               QStringLiteral("there is no connection to the broker"));
         return;
     }
     const std::optional<TopicCommand> command = mapping->command(write, &reason);

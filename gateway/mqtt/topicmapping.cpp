@@ -1273,7 +1273,7 @@ std::optional<TopicCommand> TopicMapping::command(const SourceWrite &write, QStr
 {
     const Private::Keyword *const keyword = d->paths.value(write.path);
     if (!keyword || !keyword->declaration || keyword->declaration->keyword.writeTopic.isEmpty()) {
-        *reason = QStringLiteral("there is no topic to write it to");
+        *reason = QStringLiteral("there is no topic for writes");
         return std::nullopt;
     }
     const TopicKeyword &settings = keyword->declaration->keyword;
@@ -1298,7 +1298,7 @@ std::optional<TopicCommand> TopicMapping::command(const SourceWrite &write, QStr
         ? rules.changePayload(write.change.toDouble(), keyword->type)
         : rules.payload(write.value, keyword->type);
     if (!payload) {
-        *reason = QStringLiteral("no payload stands for the value");
+        *reason = QStringLiteral("no payload represents the value");
         return std::nullopt;
     }
     return TopicCommand {settings.writeTopic.toUtf8(), *payload, settings.writeQos,

@@ -37,7 +37,7 @@ std::optional<TopicPattern> TopicPattern::parse(const QString &text, bool hasNam
 {
     constexpr qsizetype longest = 65535; // of the protocol, in bytes
     if (text.isEmpty())
-        return refuse(reason, QStringLiteral("a topic is not empty"));
+        return refuse(reason, QStringLiteral("a topic must not be empty"));
     if (text.toUtf8().size() > longest || text.contains(QChar(u'\0')))
         return refuse(reason, QStringLiteral("no topic"));
     TopicPattern pattern;
@@ -55,7 +55,7 @@ std::optional<TopicPattern> TopicPattern::parse(const QString &text, bool hasNam
         const QString name = isNamed ? part.mid(1, part.size() - 2) : QString();
         if (part == QLatin1String("+") || isNamed) {
             if (!name.isEmpty() && pattern.names().contains(name))
-                return refuse(reason, QStringLiteral("{%1} is there twice").arg(name));
+                return refuse(reason, QStringLiteral("{%1} occurs twice").arg(name));
             pattern.levels.append({{}, name, true});
             ++pattern.wildcards;
             continue;

@@ -5,7 +5,7 @@
 
 #include <QtQml/QQmlEngineExtensionPlugin>
 
-// Makes PellixClient.Keyword known to programs that do not register it themselves, such as qml.
+// Registers PellixClient.Keyword in programs that do not register it themselves, such as qml.
 class PellixClientKeywordPlugin : public QQmlEngineExtensionPlugin
 {
     Q_OBJECT

@@ -8,10 +8,11 @@ import PellixClient.Keyword 1.0
     \qmltype PKeywordBinding
     \inqmlmodule PellixClient.Keyword
     \inherits Binding
-    \brief Drives a property of any object from a keyword.
+    \brief Sets a property of any object to the value of a keyword.
 
-    It is no type of the module and is loaded by its address, "qrc:/PKeywordBinding.qml". target and
-    property say what is driven, proxy.client and proxy.keyword by what:
+    This component is not a type of the module. Load it by its URL, "qrc:/PKeywordBinding.qml". Set
+    target and property to the property to be set, and proxy.client and proxy.keyword to the
+    keyword:
 
     \code
     Loader {
@@ -25,23 +26,23 @@ import PellixClient.Keyword 1.0
     }
     \endcode
 
-    client and keyword mirror those of the proxy. They are not meant to be assigned: that replaces
-    the mirror and does not reach the proxy. The proxy signals a new keyword before it changes to
-    it, so the mirror of keyword shows the one before.
+    client and keyword reflect the properties of the proxy. Do not assign values to them: this
+    breaks the binding and has no effect on the proxy. The proxy signals a new keyword before it
+    changes, so keyword contains the previous keyword.
 */
 Binding {
     id: root
 
-    /*! The proxy that follows the keyword; the binding makes and owns one. */
+    /*! The proxy that is subscribed to the keyword. The binding creates and owns it. */
     property PKeywordProxy proxy: PKeywordProxy { }
-    /*! Shows the client of the proxy. Set proxy.client instead of assigning it. */
+    /*! The client of the proxy. Set proxy.client instead of this property. */
     property PKeywordClient client: proxy.client
-    /*! Shows the keyword of the proxy before the current one. Set proxy.keyword instead. */
+    /*! The previous keyword of the proxy. Set proxy.keyword instead of this property. */
     property string keyword: proxy.keyword
 
     value: proxy.value
 
-    /*! Asks the server to set the keyword to \a value, like PKeywordProxy::update(). */
+    /*! Requests that the server set the keyword to \a value, like PKeywordProxy::update(). */
     function update(value) {
         proxy.update(value)
     }

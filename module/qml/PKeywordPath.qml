@@ -7,13 +7,13 @@ import QtQuick
 import PellixClient.Control 1.0
 import PellixClient.Keyword 1.0
 
-// Where qmllint is disabled: theme is in the context, where the host puts it and no tool sees it.
+// Where qmllint is disabled: the application puts theme into the context, where no tool sees it.
 
 /*!
     \qmltype PKeywordPath
     \inqmlmodule PellixClient.Keyword
     \inherits Item
-    \brief Shows a keyword path level by level, and the keyword's value behind it.
+    \brief Shows a keyword path level by level, followed by the value of the keyword.
 
     \code
     PKeywordPath {
@@ -22,8 +22,8 @@ import PellixClient.Keyword 1.0
     }
     \endcode
 
-    Each level shows its label, or its own text while it has none. The value is shown while the
-    keyword is connected and has no error. providerDisplayName replaces the text of the first level.
+    Each level shows its label, or its own text if it has none. The value is shown while the keyword
+    is connected and not in error. providerDisplayName replaces the text of the first level.
 */
 Item {
     id: root
@@ -31,22 +31,22 @@ Item {
     /*!
         \qmlproperty string PKeywordPath::keyword
 
-        The path to show, cleaned as by a PKeywordPathModel; empty by default. What is shown behind
-        it is the value of the cleaned keyword.
+        The path to show, cleaned as by a PKeywordPathModel. The default is an empty string. The
+        value shown after it is that of the cleaned keyword.
     */
     property alias keyword: pathModel.keyword
     /*!
         \qmlproperty PKeywordClient PKeywordPath::keywordClient
 
-        The client that reaches the server, for the value and the labels; null by default. It is not
-        owned.
+        The client from which the value and the labels are read. The default is null. The component
+        does not own the client.
     */
     property alias keywordClient: valueProxy.client
     /*!
         \qmlproperty string PKeywordPath::providerDisplayName
 
-        What stands for the first level while that has no label; empty, for the level's own text, by
-        default.
+        The text to show for the first level if it has no label. The default is an empty string,
+        which shows the text of the level.
     */
     property alias providerDisplayName: pathModel.providerDisplayName
 
@@ -108,7 +108,7 @@ Item {
             width: childrenRect.width
             height: theme.dp(24) // qmllint disable unqualified
             visible: !valueProxy.error && valueProxy.connected
-            // Hidden then, these two are never seen; the rectangle keeps them all the same.
+            // These two are hidden then and never visible; the rectangle nevertheless keeps them.
             color: valueProxy.error ? "#9B2323" : !valueProxy.connected ? "#B67600" : "#557828"
 
             PText {

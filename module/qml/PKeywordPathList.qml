@@ -8,13 +8,13 @@ import QtQuick.Controls
 import PellixClient.Control 1.0
 import PellixClient.Keyword 1.0
 
-// Where qmllint is disabled: theme is in the context, where the host puts it and no tool sees it.
+// Where qmllint is disabled: the application puts theme into the context, where no tool sees it.
 
 /*!
     \qmltype PKeywordPathList
     \inqmlmodule PellixClient.Keyword
     \inherits ScrollView
-    \brief Lists keyword paths with their values, to select and to remove.
+    \brief Lists keyword paths with their values, and lets the user select and remove them.
 
     \code
     PKeywordPathList {
@@ -26,25 +26,31 @@ import PellixClient.Keyword 1.0
     }
     \endcode
 
-    The list reports what is tapped and leaves keywords to its owner.
+    The list emits signals when the user taps an item. It never changes keywords itself.
 */
 ScrollView {
     id: root
 
-    /*! The keyword paths to list, an array or list of texts; undefined, for none, by default. */
+    /*! The keyword paths to list, an array or list of strings. The default is undefined: no paths. */
     property var keywords
-    /*! The PKeywordClient that reaches the server; undefined by default. It is not owned. */
+    /*!
+        The PKeywordClient from which values and labels are read. The default is undefined. The list
+        does not own the client.
+    */
     property var keywordClient
-    /*! What stands for the first level of each path; empty, for its own text, by default. */
+    /*!
+        The text to show for the first level of each path. The default is an empty string, which
+        shows the text of the level.
+    */
     property string providerDisplayName: ""
-    /*! Whether each path has a field to remove it; \c false by default. */
+    /*! Whether each path has a field to remove it. The default is \c false. */
     property bool isRemoveVisible: false
 
-    /*! This signal reports a tap on the path at \a index, which is \a keyword. */
+    /*! This signal is emitted when the user taps the path at \a index, which is \a keyword. */
     signal keywordSelected(int index, string keyword)
     /*!
-        This signal reports a tap on the field that removes the path at \a index, which is
-        \a keyword. The list itself removes nothing.
+        This signal is emitted when the user taps the field that removes the path at \a index, which
+        is \a keyword. The list itself does not remove the path.
     */
     signal keywordRemove(int index, string keyword)
 

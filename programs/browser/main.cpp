@@ -84,49 +84,50 @@ private:
     const QCommandLineOption url = option(
         "url",
         Text::tr("Browse the keyword server at this WebSocket <address>, such as ws://host:port. "
-                 "Given again: the next choice. Without it: the live values of this machine."),
+                 "If given again: the next address to try. The default is a server in the program "
+                 "with live values of this machine."),
         "address");
     const QCommandLineOption ca = option(
-        "ca",
-        Text::tr("Trust the authorities in this PEM <file>, and no others, for wss:// addresses."),
+        "ca", Text::tr("Trust only the authorities in this PEM <file>, for wss:// addresses."),
         "file");
     const QCommandLineOption certificate = option(
-        "cert", Text::tr("Show this certificate <file> (PEM) to the server. It goes with --key."),
+        "cert", Text::tr("Send this certificate <file> (PEM) to the server. Requires --key."),
         "file");
     const QCommandLineOption key = option(
         "key", Text::tr("The private key <file> (PEM, not encrypted) of the certificate."), "file");
     const QCommandLineOption token = option(
         "token-file",
-        Text::tr("Send the token in this <file> to the server. It goes with --url, whose addresses "
-                 "have to be wss:// then."),
+        Text::tr(
+            "Send the token in this <file> to the server. Requires --url with wss:// addresses."),
         "file");
     const QCommandLineOption keyword =
-        option("keyword", Text::tr("Open this <path>, / if not given."), "path");
+        option("keyword", Text::tr("Open this <path>; / by default."), "path");
     const QCommandLineOption select =
         option("select", Text::tr("Select the keyword at this <path>."), "path");
     const QCommandLineOption pin =
         option("pin", Text::tr("Pin the keyword at this <path>. May be given again."), "path");
     const QCommandLineOption filter = option(
-        "filter", Text::tr("List only what has all these <words> in its label or name."), "words");
-    const QCommandLineOption aggregate =
-        option("aggregate",
-               Text::tr("Aggregate what is pinned by this <mode>: min, max, equal, sum, and, or."),
-               "mode");
+        "filter", Text::tr("List only keywords with all these <words> in the label or the name."),
+        "words");
+    const QCommandLineOption aggregate = option(
+        "aggregate",
+        Text::tr("Aggregate the pinned keywords in this <mode>: min, max, equal, sum, and, or."),
+        "mode");
     const QCommandLineOption settings =
-        option("settings", Text::tr("Keep the settings in this INI <file>."), "file");
+        option("settings", Text::tr("Store the settings in this INI <file>."), "file");
     const QCommandLineOption trend {QStringLiteral("trend"),
-                                    Text::tr("Show all that is pinned in one plot.")};
-    const QCommandLineOption dark {QStringLiteral("dark"), Text::tr("Use dark colours.")};
-    const QCommandLineOption light {QStringLiteral("light"), Text::tr("Use light colours.")};
+                                    Text::tr("Show all pinned keywords in one plot.")};
+    const QCommandLineOption dark {QStringLiteral("dark"), Text::tr("Use dark colors.")};
+    const QCommandLineOption light {QStringLiteral("light"), Text::tr("Use light colors.")};
 };
 
 CommandLine::CommandLine(const Screenshot &screenshot)
 {
     parser.setApplicationDescription(Text::tr(
         "Browses a keyword server: lists keywords, shows their live values, writes them.\n\n"
-        "An address may carry user:password@ over wss:// only. Addresses are shown without their "
-        "secrets and are not saved.\n\n"
-        "The exit code is 0, 1 when something fails, or 2 when the command line makes no sense."));
+        "user:password@ in an address requires wss://. Addresses are shown without secrets and are "
+        "not saved.\n\n"
+        "The exit code is 0 on success, 1 on failure, or 2 if the command line is invalid."));
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addOptions({url, ca, certificate, key, token, keyword, select, pin, filter, aggregate,
@@ -155,7 +156,7 @@ std::optional<Options> CommandLine::options(const Session &session) const
     options.files = {given(ca), given(certificate), given(key), given(token)};
     QString fileProblem = programs::accessProblem(options.files, options.addresses);
     if (fileProblem.isEmpty() && options.files.token && options.addresses.isEmpty())
-        fileProblem = Text::tr("--token-file goes with --url");
+        fileProblem = Text::tr("--token-file requires --url");
     if (!fileProblem.isEmpty()) {
         programs::complain(fileProblem);
         return std::nullopt;
@@ -168,7 +169,7 @@ std::optional<Options> CommandLine::options(const Session &session) const
     options.settings = parser.value(settings);
     options.trend = parser.isSet(trend);
     if (parser.isSet(settings) && options.settings.isEmpty()) {
-        programs::complain(Text::tr("--settings needs a file name"));
+        programs::complain(Text::tr("--settings requires a file name"));
         return std::nullopt;
     }
     if (parser.isSet(aggregate)) {
@@ -180,7 +181,7 @@ std::optional<Options> CommandLine::options(const Session &session) const
         }
     }
     if (parser.isSet(dark) && parser.isSet(light)) {
-        programs::complain(Text::tr("--dark and --light exclude each other"));
+        programs::complain(Text::tr("--dark and --light cannot be used together"));
         return std::nullopt;
     }
     if (parser.isSet(dark) || parser.isSet(light))

@@ -275,7 +275,7 @@ QString Session::problem(const QStringList &addresses) const
         if (problem.isEmpty()
             && (address.contains(QLatin1String("=***"))
                 || address.contains(QLatin1String(":***@"))))
-            problem = tr("its secret is hidden here: type the address with it");
+            problem = tr("its secret is hidden here: enter the complete address");
         if (!problem.isEmpty())
             return tr("cannot use '%1': %2").arg(programs::shownAddress(address), problem);
     }

@@ -35,13 +35,13 @@ QString accessProblem(const AccessFiles &files, const QStringList &addresses)
         if (!*fileName)
             continue;
         if ((*fileName)->isEmpty())
-            return QStringLiteral("--%1: a file is expected").arg(name);
+            return QStringLiteral("--%1: no file name given").arg(name);
         if (plain != addresses.cend())
-            return QStringLiteral("--%1 goes with wss:// addresses, and %2 is none")
+            return QStringLiteral("--%1 requires wss:// addresses, unlike %2")
                 .arg(name, shownAddress(*plain));
     }
     if (files.certificate.has_value() != files.key.has_value())
-        return QStringLiteral("--cert and --key go together");
+        return QStringLiteral("--cert and --key must be used together");
     return QString();
 }
 
@@ -55,7 +55,7 @@ QString readToken(const QString &fileName, QString *problem)
     const QByteArray content = file.read(largestToken + 1);
     const QString token = QString::fromUtf8(content.trimmed());
     if (token.isEmpty() || content.size() > largestToken) {
-        *problem = fileName + QLatin1String(": holds no token");
+        *problem = fileName + QLatin1String(": contains no token");
         return QString();
     }
     return token;

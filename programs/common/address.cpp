@@ -28,13 +28,13 @@ QString addressProblem(const QString &text, Passwords passwords)
     if (passwords == Passwords::Encrypted) {
         const bool tells = !url.userName().isEmpty() || !url.password().isEmpty();
         if (tells && url.scheme() == QLatin1String("ws"))
-            return Text::tr("user and password are not sent over ws://, where anybody on the "
-                            "way can read them; use wss://");
+            return Text::tr(
+                "user and password are not sent over ws://, which is not encrypted; use wss://");
         return QString();
     }
     if (!url.password().isEmpty())
-        return Text::tr("an address cannot carry a password: it would not be sent to the "
-                        "server. Use a token that the server takes in the address");
+        return Text::tr("an address cannot contain a password: it would not be sent to the "
+                        "server. Use a token in the address if the server accepts it");
     return QString();
 }
 

@@ -54,32 +54,33 @@ bool readArguments(Arguments *arguments)
     parser.addVersionOption();
     const QCommandLineOption config(
         QStringLiteral("config"),
-        QStringLiteral("Serve what the configuration in <file> says; SIGHUP has it read again."),
+        QStringLiteral("Run with the configuration in <file>. SIGHUP reloads it."),
         QStringLiteral("file"));
     const QCommandLineOption check(
         QStringLiteral("check"),
-        QStringLiteral("Tell what is wrong with the configuration in <file>, run the tests in it, "
-                       "and end."),
+        QStringLiteral(
+            "Print the errors in the configuration <file>, run its mapping tests, and exit."),
         QStringLiteral("file"));
     const QCommandLineOption mqtt(
         QStringLiteral("mqtt"),
         QStringLiteral("Without a configuration: serve all topics of the broker at <url>, such as "
-                       "mqtt://127.0.0.1, read-only; may be given several times."),
+                       "mqtt://127.0.0.1, read-only. May be given several times."),
         QStringLiteral("url"));
-    const QCommandLineOption mount(QStringLiteral("mount"),
-                                   QStringLiteral("With --mqtt: the <path> under which its topics "
-                                                  "are, once for each; / by default."),
-                                   QStringLiteral("path"));
+    const QCommandLineOption mount(
+        QStringLiteral("mount"),
+        QStringLiteral(
+            "With --mqtt: the <path> of its topics, once for each broker; / by default."),
+        QStringLiteral("path"));
     const QCommandLineOption port(
         QStringLiteral("port"),
-        QStringLiteral("With --mqtt: listen on <port> of this machine; %1 by default, and a free "
-                       "one for 0.")
+        QStringLiteral(
+            "With --mqtt: listen on <port> of this machine; %1 by default. 0 selects a free one.")
             .arg(defaultPort),
         QStringLiteral("port"), defaultPort);
     const QCommandLineOption dump(
         QStringLiteral("dump"),
-        QStringLiteral("With --mqtt or --config: print the configuration that it amounts to, with "
-                       "the topics seen, and end."));
+        QStringLiteral("With --mqtt or --config: print the resulting configuration, including the "
+                       "observed topics, and exit."));
     parser.addOptions({config, check, mqtt, mount, port, dump});
     if (!parser.parse(QCoreApplication::arguments()))
         return refuse(parser.errorText());
@@ -92,12 +93,12 @@ bool readArguments(Arguments *arguments)
                       + parser.positionalArguments().constFirst());
     const int sources = parser.isSet(config) + parser.isSet(check) + parser.isSet(mqtt);
     if (sources != 1)
-        return refuse(QStringLiteral("give one of --config, --check and --mqtt"));
+        return refuse(QStringLiteral("use one of --config, --check, and --mqtt"));
     if (!parser.isSet(mqtt) && (parser.isSet(mount) || parser.isSet(port)))
-        return refuse(
-            QStringLiteral("--mount and --port go with --mqtt; a configuration has them"));
+        return refuse(QStringLiteral(
+            "--mount and --port require --mqtt; with a configuration, set them there"));
     if (parser.isSet(check) && parser.isSet(dump))
-        return refuse(QStringLiteral("--dump does not go with --check"));
+        return refuse(QStringLiteral("--dump and --check cannot be used together"));
 
     if (parser.isSet(check))
         arguments->task = Arguments::Task::Check;
@@ -114,7 +115,7 @@ bool readArguments(Arguments *arguments)
     const QStringList urls = parser.values(mqtt);
     const QStringList mounts = parser.values(mount);
     if (mounts.size() > urls.size() || (urls.size() > 1 && mounts.size() != urls.size()))
-        return refuse(QStringLiteral("--mount has to be given once for each --mqtt"));
+        return refuse(QStringLiteral("--mount must be given once for each --mqtt"));
     arguments->json = configurationOf(urls, mounts, number);
     return true;
 }

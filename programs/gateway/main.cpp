@@ -89,11 +89,11 @@ void reload(const Arguments &arguments, Gateway *gateway, ServiceNotifier *notif
 {
     notifier->reloading();
     const std::optional<Configuration> configuration = read(arguments);
-    QString error = QStringLiteral("the configuration has errors");
+    QString error = QStringLiteral("it has errors");
     if (configuration && gateway->apply(*configuration, &error))
-        qInfo().noquote() << arguments.file + QStringLiteral(": read again");
+        qInfo().noquote() << arguments.file + QStringLiteral(": reloaded");
     else
-        programs::complain(QStringLiteral("nothing is changed: ") + error);
+        programs::complain(QStringLiteral("configuration not changed: ") + error);
     notifier->ready();
 }
 

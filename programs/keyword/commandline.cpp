@@ -105,9 +105,10 @@ QString writeProblem(const Settings &settings)
     if (arguments == QStringList(standardInput))
         return {};
     if (!arguments.isEmpty() && arguments.constFirst() == standardInput)
-        return QStringLiteral("- stands alone: standard input has the keywords and the values");
+        return QStringLiteral(
+            "- must be the only argument: standard input contains the keywords and the values");
     return arguments.isEmpty() || arguments.size() % 2 != 0
-        ? QStringLiteral("keywords and values go in pairs")
+        ? QStringLiteral("keywords and values must be given in pairs")
         : QString();
 }
 
@@ -115,16 +116,17 @@ QString aggregateProblem(const Settings &settings)
 {
     const QStringList modes = findCommand(settings.command)->choices;
     if (!modes.contains(settings.arguments.value(0)))
-        return QStringLiteral("the mode comes first: ") + modes.join(QLatin1String(", "));
+        return QStringLiteral("the first argument must be a mode: ")
+            + modes.join(QLatin1String(", "));
     if (settings.arguments.size() < 3)
-        return QStringLiteral("at least two keywords are needed");
-    return settings.count && !settings.watch ? QStringLiteral("--count goes with --watch")
+        return QStringLiteral("at least two keywords are required");
+    return settings.count && !settings.watch ? QStringLiteral("--count requires --watch")
                                              : QString();
 }
 
 QString pingProblem(const Settings &settings)
 {
-    return settings.arguments.size() > 1 ? QStringLiteral("one keyword at the most") : QString();
+    return settings.arguments.size() > 1 ? QStringLiteral("at most one keyword") : QString();
 }
 
 QString recordProblem(const Settings &settings)
@@ -134,7 +136,7 @@ QString recordProblem(const Settings &settings)
     if (settings.arguments.mid(1).count(standardInput) > 1)
         return QStringLiteral("- is given twice");
     return settings.rotate > 0 && settings.arguments.constFirst() == standardInput
-        ? QStringLiteral("--rotate goes with a file, and - is standard output")
+        ? QStringLiteral("--rotate requires a file, but - is standard output")
         : QString();
 }
 
@@ -142,15 +144,16 @@ QString replayProblem(const Settings &settings)
 {
     if (settings.arguments.isEmpty())
         return QStringLiteral("no file given");
-    return settings.loop && settings.stay ? QStringLiteral("--loop has no end at which to --stay")
-                                          : QString();
+    return settings.loop && settings.stay
+        ? QStringLiteral("--loop and --stay cannot be used together")
+        : QString();
 }
 
 QString completionProblem(const Settings &settings)
 {
     const QStringList shells = findCommand(settings.command)->choices;
     return settings.arguments.size() != 1 || !shells.contains(settings.arguments.constFirst())
-        ? QStringLiteral("the shell is expected: bash, zsh or fish")
+        ? QStringLiteral("the shell must be bash, zsh, or fish")
         : QString();
 }
 
@@ -247,7 +250,7 @@ ParsedLine parseCommandLine(const QStringList &arguments)
         return {{}, commandHelp(*command), {}};
     const QString stray = strayOption(parser, *command);
     if (!stray.isEmpty())
-        return {{}, {}, QStringLiteral("%1 knows no option --%2").arg(command->name, stray)};
+        return {{}, {}, QStringLiteral("%1 has no option --%2").arg(command->name, stray)};
     QString problem = readSettings(parser, &settings);
     if (problem.isEmpty())
         problem = argumentProblem(settings);

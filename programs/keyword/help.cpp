@@ -79,7 +79,7 @@ QString usageLine(const CommandEntry &command)
 QString overviewHelp()
 {
     QString text = QStringLiteral("Usage: keyword COMMAND [OPTION]... [ARGUMENT]...\n"
-                                  "Reads, writes, lists and records the keywords of a keyword "
+                                  "Reads, writes, lists, and records the keywords of a keyword "
                                   "server.\n\nCommands:\n");
     for (const CommandEntry &command : commandTable())
         text += hangingLines(command.name, command.summary, 14);

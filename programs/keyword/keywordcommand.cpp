@@ -52,7 +52,7 @@ void KeywordCommand::startInput()
         if (isFinished())
             return;
         if (readKeywords.isEmpty())
-            refuse(QStringLiteral("standard input holds no keywords"), ExitCode::NotFound);
+            refuse(QStringLiteral("standard input contains no keywords"), ExitCode::NotFound);
         else
             ClientCommand::start();
     });

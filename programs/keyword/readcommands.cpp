@@ -194,7 +194,7 @@ void AggregateCommand::onEvent(const PKeywordValue &event)
     if (isFinished())
         return;
     if (isUnknown(event) && !settings.watch) {
-        complain(QStringLiteral("none of the keywords is known"));
+        complain(QStringLiteral("none of the keywords exists"));
         finish(ExitCode::NotFound);
         return;
     }

@@ -84,7 +84,7 @@ bool RecordingReader::scan(const QString &fileName)
     }
     QJsonObject heading = headingOf(scanned.readLine());
     if (heading.isEmpty())
-        return fail(fileName, 1, QStringLiteral("this is no recording"));
+        return fail(fileName, 1, QStringLiteral("not a recording"));
     int number = 1;
     bool isFirstEntry = true;
     const auto add = [&] {
@@ -115,7 +115,7 @@ bool RecordingReader::sortParts()
     for (const Part &part : parts) {
         if (part.id != parts.front().id)
             return fail(part.fileName, part.line,
-                        QStringLiteral("this belongs to another recording than ")
+                        QStringLiteral("part of a different recording than ")
                             + parts.front().fileName);
     }
     std::stable_sort(parts.begin(), parts.end(), [](const Part &a, const Part &b) {
@@ -175,7 +175,7 @@ bool RecordingReader::readLine(QByteArray *text)
     *text = file->readLine();
     ++line;
     // A file that has become shorter has no error, but no line either.
-    return !text->isEmpty() || fail(QStringLiteral("cannot be read any more"));
+    return !text->isEmpty() || fail(QStringLiteral("can no longer be read"));
 }
 
 bool RecordingReader::next(Entry *entry)
@@ -193,7 +193,7 @@ bool RecordingReader::read(const QByteArray &text, Entry *entry)
     const QJsonObject object = QJsonDocument::fromJson(text).object();
     const QJsonValue time = object.value(QLatin1String("t"));
     if (!time.isDouble())
-        return fail(QStringLiteral("this is no entry of a recording"));
+        return fail(QStringLiteral("not an entry of a recording"));
     const double seconds = time.toDouble();
     const auto refuse = [&](const QString &reason) {
         return fail(QStringLiteral("the time %1 s ").arg(seconds) + reason);
@@ -201,9 +201,9 @@ bool RecordingReader::read(const QByteArray &text, Entry *entry)
     if (seconds < 0)
         return refuse(QStringLiteral("is negative"));
     if (!(seconds <= longestTime))
-        return refuse(QStringLiteral("is absurd: more than ten years"));
+        return refuse(QStringLiteral("is out of range: more than ten years"));
     if (seconds < last)
-        return refuse(QStringLiteral("is before that of the last entry, %1 s").arg(last));
+        return refuse(QStringLiteral("is before that of the previous entry, %1 s").arg(last));
     last = seconds;
     entry->seconds = qMax(0.0, seconds - start);
     entry->message = object.value(QLatin1String("message")).toObject();

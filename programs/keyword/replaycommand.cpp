@@ -86,7 +86,7 @@ void ReplayCommand::start()
     for (const QString &parts : missing)
         complain(QStringLiteral("part %1 of the recording is missing").arg(parts));
     if (types.isEmpty()) {
-        complain(QStringLiteral("the recording holds no values"));
+        complain(QStringLiteral("the recording contains no values"));
         finish(ExitCode::NotFound);
         return;
     }

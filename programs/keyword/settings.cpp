@@ -152,7 +152,7 @@ private:
             readFiles();
         }
         std::chrono::milliseconds timeout {0};
-        take("timeout", toDuration, &timeout, QStringLiteral("a number of seconds is expected"));
+        take("timeout", toDuration, &timeout, QStringLiteral("must be a number of seconds"));
         if (timeout.count() > 0)
             settings->timeout = timeout;
         settings->reconnect = !isSet("no-reconnect");
@@ -200,12 +200,12 @@ private:
                &settings->time);
         settings->raw = isSet("raw");
         if (settings->raw && settings->format != Format::Text && problem.isEmpty())
-            problem = QStringLiteral("--raw goes with text only");
+            problem = QStringLiteral("--raw requires the format text");
     }
 
     void readSelection()
     {
-        const QString expected = QStringLiteral("a number above 0 is expected");
+        const QString expected = QStringLiteral("must be a number above 0");
         take("count", toCount, &settings->count, expected);
         take("depth", toCount, &settings->depth, expected);
         settings->recursive = isSet("recursive");
@@ -221,7 +221,7 @@ private:
         settings->watch = isSet("watch");
         settings->keyword = value("keyword");
         take("interval", toDuration, &settings->interval,
-             QStringLiteral("a number of seconds is expected"));
+             QStringLiteral("must be a number of seconds"));
     }
 
     void readWriting()
@@ -242,14 +242,13 @@ private:
         for (const QString &pattern : patterns)
             settings->exclude.append(toPattern(shownArgument(pattern)));
         take("rotate", toSize, &settings->rotate,
-             QStringLiteral("a size such as 500K or 10M is expected"));
+             QStringLiteral("must be a size such as 500K or 10M"));
         settings->force = isSet("force");
     }
 
     void readReplay()
     {
-        take("speed", toSpeed, &settings->speed,
-             QStringLiteral("a number above 0 or max is expected"));
+        take("speed", toSpeed, &settings->speed, QStringLiteral("must be a number above 0 or max"));
         settings->loop = isSet("loop");
         settings->hold = isSet("hold");
         settings->stay = isSet("stay");
@@ -260,7 +259,7 @@ private:
                     text == QLatin1String("localhost") ? QStringLiteral("127.0.0.1") : text);
                 return address.isNull() ? std::nullopt : std::optional<QHostAddress>(address);
             },
-            &settings->listenAddress, QStringLiteral("an IP address or localhost is expected"));
+            &settings->listenAddress, QStringLiteral("must be an IP address or localhost"));
         take(
             "port",
             [](const QString &text) {
@@ -268,7 +267,7 @@ private:
                 const ushort port = text.toUShort(&isNumber);
                 return isNumber ? std::optional<quint16>(port) : std::nullopt;
             },
-            &settings->port, QStringLiteral("a port number is expected"));
+            &settings->port, QStringLiteral("must be a port number"));
         readAllowedOrigins();
         settings->helpAll = isSet("all");
     }
@@ -278,9 +277,10 @@ private:
         settings->allowedOrigins = parser.values(QStringLiteral("allow-origin"));
         for (const QString &origin : std::as_const(settings->allowedOrigins)) {
             if (!WebSocketKeywordServer::isOrigin(origin) && problem.isEmpty())
-                problem = QStringLiteral("--allow-origin: an origin such as http://localhost:3000 "
-                                         "is expected, not '%1'")
-                              .arg(origin);
+                problem =
+                    QStringLiteral(
+                        "--allow-origin: must be an origin such as http://localhost:3000, not '%1'")
+                        .arg(origin);
         }
     }
 

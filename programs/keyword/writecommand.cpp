@@ -95,7 +95,7 @@ QString WriteCommand::problemOf(const InputLine &line)
                                           QRegularExpression::DotMatchesEverythingOption);
     const QRegularExpressionMatch match = parts.match(line.text);
     if (match.capturedStart(2) < 0)
-        return QStringLiteral("no value behind '%1'").arg(match.captured(1));
+        return QStringLiteral("no value after '%1'").arg(match.captured(1));
     return add(match.captured(1), match.captured(2));
 }
 
@@ -146,7 +146,7 @@ void WriteCommand::work()
 void WriteCommand::conclude()
 {
     if (input && !gotLines) {
-        complain(QStringLiteral("standard input holds no writes"));
+        complain(QStringLiteral("standard input contains no writes"));
         note(ExitCode::NotFound);
     }
     finish(result);
@@ -241,7 +241,7 @@ void WriteCommand::onFinished()
         break;
     case PKeywordWrite::Changed:
         end(ExitCode::Refused, QStringLiteral("changed"),
-            QStringLiteral("not taken as it is; it became ") + shownValue(last));
+            QStringLiteral("not set to this value; it became ") + shownValue(last));
         break;
     case PKeywordWrite::Refused:
         refused();
@@ -287,7 +287,7 @@ void WriteCommand::onTimeout()
         return;
     }
     const QString problem = asked
-        ? QStringLiteral("no event with the value in time; the last one had ") + shownValue(last)
+        ? QStringLiteral("no event with the value in time; the last value was ") + shownValue(last)
         : QStringLiteral("no answer");
     end(ExitCode::TimedOut, QStringLiteral("timeout"), problem);
 }

@@ -70,12 +70,15 @@ WrittenValue doubleOf(const QString &text)
     bool isDouble = false;
     const double number = text.toDouble(&isDouble);
     if (!isDouble || !std::isfinite(number)) // JSON has no others
-        return isNumber(text) ? problem(text, QStringLiteral("is too great for a double")) : none();
+        return isNumber(text) ? problem(text, QStringLiteral("is too large for a double")) : none();
     if (!isWholeNumber(text))
         return {number, {}};
     const QString exact = QString::fromLatin1(QByteArray::number(number, 'f', 0));
     if (exact != plainDigits(text))
-        return problem(text, QStringLiteral("is not exact as a double, which has ") + exact);
+        return problem(
+            text,
+            QStringLiteral("cannot be represented exactly as a double; the nearest value is ")
+                + exact);
     bool fits = false;
     const qlonglong whole = text.toLongLong(&fits);
     return {fits ? QVariant(whole) : QVariant(number), {}};

@@ -18,14 +18,14 @@
 Screenshot::Screenshot()
     : fileOption(QStringLiteral("screenshot"),
                  QGuiApplication::translate("Screenshot",
-                                            "Save a picture of the window as the PNG <file> and "
-                                            "print the values shown, then exit."),
+                                            "Save a picture of the window as the PNG <file>, print "
+                                            "the displayed values, and exit."),
                  QStringLiteral("file")),
-      durationOption(QStringLiteral("duration"),
-                     QGuiApplication::translate("Screenshot",
-                                                "The time before the screenshot in <seconds>, 5 if "
-                                                "not given."),
-                     QStringLiteral("seconds"), QStringLiteral("5"))
+      durationOption(
+          QStringLiteral("duration"),
+          QGuiApplication::translate("Screenshot",
+                                     "The time before the screenshot in <seconds>; 5 by default."),
+          QStringLiteral("seconds"), QStringLiteral("5"))
 { }
 
 void Screenshot::addOptions(QCommandLineParser &parser) const
@@ -38,7 +38,7 @@ int Screenshot::prepare(const QCommandLineParser &parser)
     if (!parser.isSet(fileOption)) {
         if (parser.isSet(durationOption)) {
             programs::complain(
-                QGuiApplication::translate("Screenshot", "--duration goes with --screenshot only"));
+                QGuiApplication::translate("Screenshot", "--duration requires --screenshot"));
             return programs::badUsage;
         }
         return EXIT_SUCCESS;
@@ -46,7 +46,7 @@ int Screenshot::prepare(const QCommandLineParser &parser)
     const QString name = parser.value(fileOption);
     if (name.isEmpty()) {
         programs::complain(
-            QGuiApplication::translate("Screenshot", "--screenshot needs a file name"));
+            QGuiApplication::translate("Screenshot", "--screenshot requires a file name"));
         return programs::badUsage;
     }
     bool isNumber = false;
@@ -54,7 +54,7 @@ int Screenshot::prepare(const QCommandLineParser &parser)
     constexpr double longest = 24 * 60 * 60;
     if (!isNumber || !(seconds > 0 && seconds <= longest)) {
         programs::complain(
-            QGuiApplication::translate("Screenshot", "'%1' is no duration in seconds")
+            QGuiApplication::translate("Screenshot", "'%1' is not a duration in seconds")
                 .arg(parser.value(durationOption)));
         return programs::badUsage;
     }
@@ -90,7 +90,7 @@ int Screenshot::take(QQuickWindow &window)
     out << QGuiApplication::translate("Screenshot", "Saved %1").arg(file.fileName()) << Qt::endl;
 
     if (values.empty()) {
-        programs::complain(QGuiApplication::translate("Screenshot", "not a single value is known"));
+        programs::complain(QGuiApplication::translate("Screenshot", "no value is known"));
         return EXIT_FAILURE;
     }
     return EXIT_SUCCESS;

@@ -28,7 +28,7 @@ public:
     int prepare(const QCommandLineParser &parser);
 
     // Takes the picture when the duration is over, prints each value that the window shows, and
-    // exits: with an error if the picture cannot be written, or if not a single value is known.
+    // exits: with an error if the picture cannot be written, or if no value is known.
     // Without the options it does nothing.
     void schedule(QQuickWindow *window);
 

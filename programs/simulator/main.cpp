@@ -65,43 +65,45 @@ int main(int argc, char **argv)
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        QStringLiteral("A keyword server over WebSockets, to develop and test against."));
+        QStringLiteral("A keyword server over WebSockets, for development and tests."));
     parser.addHelpOption();
     parser.addVersionOption();
-    const QCommandLineOption portOption(QStringLiteral("port"),
-                                        QStringLiteral("Listen on <port>; 0, the default, takes a "
-                                                       "free one."),
-                                        QStringLiteral("port"), QStringLiteral("0"));
+    const QCommandLineOption portOption(
+        QStringLiteral("port"),
+        QStringLiteral("Listen on <port>; 0, the default, selects a free one."),
+        QStringLiteral("port"), QStringLiteral("0"));
     const QCommandLineOption listenOption(QStringLiteral("listen"),
                                           QStringLiteral("Listen on the IP <address>, or on "
                                                          "localhost; 127.0.0.1 by default."),
                                           QStringLiteral("address"), QStringLiteral("127.0.0.1"));
     const QCommandLineOption originOption(
         QStringLiteral("allow-origin"),
-        QStringLiteral("Serve web pages of <origin>, such as http://localhost:3000, as well; may "
-                       "be given several times. By default no page is served."),
+        QStringLiteral("Also serve web pages from <origin>, such as http://localhost:3000; may be "
+                       "given several times. By default, web pages are refused."),
         QStringLiteral("origin"));
     const QCommandLineOption sceneOption(
         QStringLiteral("scene"),
         QStringLiteral("Load the scene in <file>, or an installed one by "
                        "its name; may be given several times."),
         QStringLiteral("file.json"));
-    const QCommandLineOption generateOption(QStringLiteral("generate"),
-                                            QStringLiteral("Declare <count> moving keywords below "
-                                                           "/load."),
-                                            QStringLiteral("count"));
-    const QCommandLineOption telemetryOption(QStringLiteral("telemetry"),
-                                             QStringLiteral("Show this machine below /machine."));
-    const QCommandLineOption certificateOption(QStringLiteral("tls-cert"),
-                                               QStringLiteral("Speak wss with the certificate in "
-                                                              "<file> (PEM), and its chain."),
-                                               QStringLiteral("file"));
+    const QCommandLineOption generateOption(
+        QStringLiteral("generate"),
+        QStringLiteral("Declare <count> changing keywords below "
+                       "/load."),
+        QStringLiteral("count"));
+    const QCommandLineOption telemetryOption(
+        QStringLiteral("telemetry"),
+        QStringLiteral("Declare keywords with the state of this machine below /machine."));
+    const QCommandLineOption certificateOption(
+        QStringLiteral("tls-cert"),
+        QStringLiteral("Use TLS (wss) with the certificate in <file> (PEM), and its chain."),
+        QStringLiteral("file"));
     const QCommandLineOption keyOption(QStringLiteral("tls-key"),
                                        QStringLiteral("The certificate's private key (PEM)."),
                                        QStringLiteral("file"));
-    const QCommandLineOption faultsOption(QStringLiteral("faults"),
-                                          QStringLiteral("Declare keywords below /simulator/faults "
-                                                         "that command faults."));
+    const QCommandLineOption faultsOption(
+        QStringLiteral("faults"),
+        QStringLiteral("Declare keywords below /simulator/faults that cause faults."));
     parser.addOptions({portOption, listenOption, originOption, sceneOption, generateOption,
                        telemetryOption, certificateOption, keyOption, faultsOption});
     parser.process(application);
@@ -126,7 +128,7 @@ int main(int argc, char **argv)
         }
     }
     if (parser.isSet(certificateOption) != parser.isSet(keyOption))
-        return fail(QStringLiteral("--tls-cert and --tls-key go together"));
+        return fail(QStringLiteral("--tls-cert and --tls-key must be used together"));
 
     KeywordServer server;
     std::vector<std::unique_ptr<JsonScene>> scenes;

@@ -706,8 +706,8 @@ void tst_Guides::connecting_saysHowItIs()
 
     QVERIFY(item->setProperty("token", q("hush")));
     QCOMPARE(textOf("stateText").toString(),
-             q("not connected. credentials are not sent over ws://, where anybody on the way can "
-               "read them; use wss://"));
+             q("not connected. credentials are not sent over ws://, which is not encrypted; use "
+               "wss://"));
     QLoggingCategory::setFilterRules(QString());
 }
 

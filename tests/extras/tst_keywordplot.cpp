@@ -301,7 +301,7 @@ void tst_KeywordPlot::defaults()
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("span is not a number$")));
     area.setSpan(nothing);
     QTest::ignoreMessage(QtWarningMsg,
-                         QRegularExpression(QStringLiteral("an entry that is no colour: tree$")));
+                         QRegularExpression(QStringLiteral("an invalid color: tree$")));
     area.setColors({QStringLiteral("tree"), QStringLiteral("red")});
     QCOMPARE(area.colors(), QVariantList {QColor(Qt::red)});
     area.setColors({});
@@ -1085,7 +1085,7 @@ void tst_KeywordPlot::screenReader()
     QAccessibleInterface *reader = QAccessible::queryAccessibleInterface(page.plot.get());
     QVERIFY(reader);
     QCOMPARE(reader->role(), QAccessible::Chart);
-    QCOMPARE(reader->text(QAccessible::Name), QStringLiteral("Plot of values over the time"));
+    QCOMPARE(reader->text(QAccessible::Name), QStringLiteral("Plot of values over time"));
     QTRY_COMPARE(reader->text(QAccessible::Description), QStringLiteral("Level: 41.5; /b: \u2014"));
     page.area->setCursorX(page.area->width() - 1);
     QTRY_VERIFY2(reader->text(QAccessible::Description).endsWith(QStringLiteral("; /b: \u2014")),

@@ -508,7 +508,7 @@ void tst_KeywordWrite::write_withoutALinkIsNotSent()
                               QVariant::fromValue(PKeywordValue {5, {}, true, true, true, false}));
     write.set(1);
     QCOMPARE(write.state(), State::NotSent);
-    QCOMPARE(write.problem(), q("the client does not send it"));
+    QCOMPARE(write.problem(), q("the client did not accept the command"));
 }
 
 void tst_KeywordWrite::write_withoutAnAnswerTimesOut()
@@ -523,7 +523,7 @@ void tst_KeywordWrite::write_withoutAnAnswerTimesOut()
     write.set(6);
     QVERIFY(finished.wait());
     QCOMPARE(write.state(), State::TimedOut);
-    QCOMPARE(write.problem(), q("nothing came back within 0.03 s"));
+    QCOMPARE(write.problem(), q("no reply within 0.03 s"));
     QVERIFY(write.elapsed() > 0);
     QCOMPARE(write.received(), QVariant());
 
@@ -588,7 +588,7 @@ void tst_KeywordWrite::write_waitsForTheValue()
     QCOMPARE(write.state(), State::Pending);
     peer.tell(5, false, PKeywordValueType::KVT_INT);
     QCOMPARE(write.state(), State::NotSent);
-    QCOMPARE(write.problem(), q("\"x\" is no whole number"));
+    QCOMPARE(write.problem(), q("\"x\" is not an integer"));
     QCOMPARE(peer.writes(), QStringList(q("8")));
 
     write.setKeyword(q("/b"));
@@ -608,7 +608,7 @@ void tst_KeywordWrite::write_timesOutWithoutTheValue()
     write.setKeyword(path);
     write.set(5);
     QTRY_COMPARE(write.state(), State::TimedOut);
-    QCOMPARE(write.problem(), q("the server does not tell the keyword's value"));
+    QCOMPARE(write.problem(), q("the server has not sent the value of the keyword"));
     peer.tell(1.0);
     QCOMPARE(peer.writes(), QStringList()); // nobody waits for it any more
 }
@@ -647,16 +647,16 @@ void tst_KeywordWrite::types_data()
     };
     toInt(7, "7");
     toInt(7.0, "7");
-    toInt(7.5, "", "7.5 is no whole number");
+    toInt(7.5, "", "7.5 is not an integer");
     toInt(q("007"), "7");
     toInt(q(" +7 "), "7");
     toInt(q("7.0"), "7");
-    toInt(q("7.5"), "", "\"7.5\" is no whole number");
+    toInt(q("7.5"), "", "\"7.5\" is not an integer");
     toInt(q("1e3"), "1000");
-    toInt(q("x"), "", "\"x\" is no whole number");
-    toInt(q(""), "", "\"\" is no whole number");
-    toInt(q("0x10"), "", "\"0x10\" is no whole number");
-    toInt(q("nan"), "", "\"nan\" is no whole number");
+    toInt(q("x"), "", "\"x\" is not an integer");
+    toInt(q(""), "", "\"\" is not an integer");
+    toInt(q("0x10"), "", "\"0x10\" is not an integer");
+    toInt(q("nan"), "", "\"nan\" is not an integer");
     toInt(q("9223372036854775807"), "9223372036854775807");
     toInt(q("-9223372036854775808"), "-9223372036854775808");
     toInt(q("9223372036854775808"), "", "9223372036854775808 does not fit into 64 bits");
@@ -664,8 +664,8 @@ void tst_KeywordWrite::types_data()
     toInt(qlonglong(9007199254740993), "9007199254740993");
     toInt(9223372036854775808.0, "", "9223372036854776000 does not fit into 64 bits");
     toInt(true, "1");
-    toInt(QVariant::fromValue(nullptr), "", "nothing is no whole number");
-    toInt(QVariantList {1}, "", "[1] is no whole number");
+    toInt(QVariant::fromValue(nullptr), "", "nothing is not an integer");
+    toInt(QVariantList {1}, "", "[1] is not an integer");
 
     const auto toDouble = [&](const QVariant &value, const char *sent, const char *problem = "") {
         row("double", PKeywordValueType::KVT_DOUBLE, value, sent, problem);
@@ -674,13 +674,13 @@ void tst_KeywordWrite::types_data()
     toDouble(7.25, "7.25");
     toDouble(q("7.25"), "7.25");
     toDouble(q(".5"), "0.5");
-    toDouble(q("1e400"), "", "1e400 is too great");
-    toDouble(q("warm"), "", "\"warm\" is no number");
+    toDouble(q("1e400"), "", "1e400 is too large");
+    toDouble(q("warm"), "", "\"warm\" is not a number");
     toDouble(qlonglong(9007199254740992), "9007199254740992");
     toDouble(qlonglong(9007199254740993), "",
-             "9007199254740993 is not exact as a floating point number");
+             "9007199254740993 cannot be represented exactly as a floating-point number");
     toDouble(std::numeric_limits<qlonglong>::max(), "",
-             "9223372036854775807 is not exact as a floating point number");
+             "9223372036854775807 cannot be represented exactly as a floating-point number");
     toDouble(false, "0");
 
     const auto toBool = [&](const QVariant &value, const char *sent, const char *problem = "") {
@@ -702,8 +702,8 @@ void tst_KeywordWrite::types_data()
     toText(7, "\"7\"");
     toText(0.1, "\"0.1\"");
     toText(true, "\"true\"");
-    toText(QVariantList {1, 2}, "", "[1,2] is no text");
-    toText(QVariant::fromValue(nullptr), "", "nothing is no text");
+    toText(QVariantList {1, 2}, "", "[1,2] is not a string");
+    toText(QVariant::fromValue(nullptr), "", "nothing is not a string");
 
     const auto toObject = [&](const QVariant &value, const char *sent, const char *problem = "") {
         row("object", PKeywordValueType::KVT_OBJECT, value, sent, problem);
@@ -855,15 +855,15 @@ void tst_KeywordWrite::values_ofCpp_data()
     row("unsigned, too great", std::numeric_limits<qulonglong>::max(), "",
         "18446744073709551615 does not fit into 64 bits");
     row("not a number", std::numeric_limits<double>::quiet_NaN(), "",
-        "a number that is infinite, or none, cannot be written");
+        "NaN and infinity cannot be written");
     row("within a list", QVariantList {1, std::numeric_limits<double>::infinity()}, "",
-        "a number that is infinite, or none, cannot be written");
+        "NaN and infinity cannot be written");
     row("texts", QStringList {q("a"), q("b")}, "[\"a\",\"b\"]");
     row("hash", QVariantHash {{q("a"), 1}}, "{\"a\":1}");
     row("numbers", QVariant::fromValue(QList<int> {1, 2}), "[1,2]");
     row("time", QDateTime::fromString(q("2026-11-22T09:30:00Z"), Qt::ISODate),
         "\"2026-11-22T09:30:00.000Z\"");
-    row("no time", QDateTime(), "", "a date that is invalid cannot be written");
+    row("no time", QDateTime(), "", "an invalid date cannot be written");
     row("address", QUrl(q("http://a/b")), "\"http://a/b\"");
     row("enumerator", QVariant::fromValue(PKeywordWrite::Refused), "4");
     row("JSON", QJsonArray {1, QJsonValue::Null}, "[1,null]");
@@ -914,15 +914,15 @@ void tst_KeywordWrite::values_ofJavaScript_data()
     row("({a: undefined})", "", "undefined cannot be written");
     row("() => 5", "", "a function cannot be written");
     row("({a: [() => 5]})", "", "a function cannot be written");
-    row("NaN", "", "a number that is infinite, or none, cannot be written");
-    row("[Infinity]", "", "a number that is infinite, or none, cannot be written");
+    row("NaN", "", "NaN and infinity cannot be written");
+    row("[Infinity]", "", "NaN and infinity cannot be written");
     row("(() => { const a = []; a.push(a); a.push(a); return a })()", "",
-        "a list or object within itself cannot be written");
+        "a list or an object that contains itself cannot be written");
     row("(() => { const a = {}; a.a = a; return a })()", "",
-        "a list or object within itself cannot be written");
+        "a list or an object that contains itself cannot be written");
     row("write", "", "a QObject* cannot be written");
     row("[write]", "", "a QObject* cannot be written");
-    row("new Date(NaN)", "", "a date that is invalid cannot be written");
+    row("new Date(NaN)", "", "an invalid date cannot be written");
 }
 
 void tst_KeywordWrite::values_ofJavaScript()
@@ -958,12 +958,12 @@ void tst_KeywordWrite::amounts_data()
     };
     row("int", PKeywordValueType::KVT_INT, 5, -2, "+-2");
     row("text", PKeywordValueType::KVT_INT, 5, q("1"), "+1");
-    row("fraction", PKeywordValueType::KVT_INT, 5, 0.5, "", "0.5 is no whole number");
+    row("fraction", PKeywordValueType::KVT_INT, 5, 0.5, "", "0.5 is not an integer");
     row("too much", PKeywordValueType::KVT_INT, std::numeric_limits<qlonglong>::max(), 1, "",
         "the sum does not fit into 64 bits");
     row("double", PKeywordValueType::KVT_DOUBLE, 5, 0.5, "+0.5");
     row("bool", PKeywordValueType::KVT_BOOL, true, true, "+true");
-    row("string", PKeywordValueType::KVT_STRING, q("5"), 1, "", "nothing can be added to a text");
+    row("string", PKeywordValueType::KVT_STRING, q("5"), 1, "", "nothing can be added to a string");
     row("object", PKeywordValueType::KVT_OBJECT, QVariantMap(), 1, "",
         "nothing can be added to an object");
 }
@@ -1206,7 +1206,7 @@ void tst_KeywordWrite::slider_invalidValueDoesNotLoseTheOneBefore()
     write.set(2);
     write.set(q("x"));
     QCOMPARE(write.state(), State::NotSent);
-    QCOMPARE(write.problem(), q("\"x\" is no number"));
+    QCOMPARE(write.problem(), q("\"x\" is not a number"));
     QCOMPARE(peer.writes(), QStringList({q("1"), q("2")}));
     peer.tell(1.0);
     peer.tell(2.0);

@@ -195,7 +195,7 @@ void tst_Configuration::problems_sayWhereAndWhat_data()
         "/listen/0/port: must be a number, not a text | /health: must be an object, not a list | "
         "/self: must be a text, not a number");
     row("port", R"({"listen": [{"port": 65536}]})",
-        "/listen/0/port: must be a whole number from 0 to 65535");
+        "/listen/0/port: must be an integer from 0 to 65535");
     row("no port", R"({"listen": [{}]})", "/listen/0: must have a \"port\"");
     row("address", R"({"listen": [{"port": 0, "address": "example.org"}]})",
         "/listen/0/address: must be an IP address or localhost, not \"example.org\"");
@@ -205,24 +205,24 @@ void tst_Configuration::problems_sayWhereAndWhat_data()
     row("twice", R"({"listen": [{"port": 9}, {"port": 9}]})",
         "/listen/1: another listener has this address and port");
     row("origin", R"({"listen": [{"port": 0, "origins": "example.org"}]})",
-        "/listen/0/origins: \"example.org\" is no origin such as https://example.org");
+        "/listen/0/origins: \"example.org\" is not an origin such as https://example.org");
     row("role of a listener",
         R"({"listen": [{"port": 0, "role": "oprator"}], "roles": {"operator": {}}})",
         "/listen/0/role: there is no role \"oprator\"; did you mean operator?");
     row("empty role", R"({"listen": [{"port": 0, "role": ""}]})",
         "/listen/0/role: must not be empty");
     row("proxy", R"({"listen": [{"port": 0, "proxies": {"addresses": "x", "hdr": 1}}]})",
-        "/listen/0/proxies/addresses: \"x\" is no address such as 10.0.0.0/8 | "
+        "/listen/0/proxies/addresses: \"x\" is not an address such as 10.0.0.0/8 | "
         "/listen/0/proxies/hdr: unknown member \"hdr\"; known here: addresses, addressHeader, "
         "subjectHeader");
     row("proxy and role",
         R"({"listen": [{"port": 0, "role": "viewer", "proxies": {"addresses": "::1"}}]})",
-        "/listen/0: a listener behind a proxy cannot have a role: everybody who reaches the proxy "
-        "would have it. Have clients bring tokens or certificates");
+        "/listen/0: a listener behind a proxy cannot have a role, because all clients of the proxy "
+        "would get it. Use tokens or certificates instead");
     row("pattern", with(R"("roles": {"a": {"read": ["/plant/**", "plant"]}})"),
-        "/roles/a/read: \"plant\" is no pattern such as /plant/**, with * for one level and ** for "
-        "any");
-    row("role name", with(R"("roles": {"*": {}})"), "/roles/*: \"*\" cannot be the name of a role");
+        "/roles/a/read: \"plant\" is not a pattern such as /plant/**, where * matches one level "
+        "and ** any number of levels");
+    row("role name", with(R"("roles": {"*": {}})"), "/roles/*: \"*\" is not a valid role name");
     row("role member", with(R"("roles": {"a/b": {"wirte": []}})"),
         "/roles/a~1b/wirte: unknown member \"wirte\"; did you mean write?");
     row("neither", with(R"("clients": [{"role": "viewer"}])"),
@@ -245,10 +245,10 @@ void tst_Configuration::problems_sayWhereAndWhat_data()
         "/clients/0/role: panel 1 has the role operator in FOLDER/tokens, not viewer");
     row("two token files", with(R"("clients": [{"tokenFile": "tokens"}, {"tokenFile": "tokens"}],
                 "roles": {"operator": {}})"),
-        "/clients/1: there can be one \"tokenFile\" only | /clients/1/tokenFile: unknown member "
+        "/clients/1: only one \"tokenFile\" is allowed | /clients/1/tokenFile: unknown member "
         "\"tokenFile\"");
     row("limit", with(R"("limits": {"clients": -1, "keyword": 5})"),
-        "/limits/clients: must be a whole number from 0 to 1000000000 | /limits/keyword: unknown "
+        "/limits/clients: must be an integer from 0 to 1000000000 | /limits/keyword: unknown "
         "member \"keyword\"; did you mean keywords?");
     row("source", with(R"("sources": [{}, 5])"),
         "/sources/1: must be an object, not a number | /sources/0: must have a \"name\" | "
@@ -258,16 +258,16 @@ void tst_Configuration::problems_sayWhereAndWhat_data()
         "mean "
         "fake?");
     row("source name", with(R"("sources": [{"name": "a b", "mount": "/a", "fake": "x"}])"),
-        "/sources/0/name: must have letters, digits, -, _ and . only");
+        "/sources/0/name: must contain only letters, digits, -, _, and .");
     row("same name", with(R"("sources": [{"name": "a", "mount": "/a", "fake": "x"},
                                          {"name": "a", "mount": "/b", "fake": "x"}])"),
-        "/sources/1/name: another source is called a");
+        "/sources/1/name: another source has the name a");
     row("mount", with(R"("sources": [{"name": "a", "mount": "plant", "fake": "x"}])"),
         "/sources/0/mount: must be a path such as /plant, not \"plant\"");
     row("mount with a hash", with(R"("sources": [{"name": "a", "mount": "/p#", "fake": "x"}])"),
-        "/sources/0/mount: \"/p#\" is no path: # and * have a meaning of their own");
+        "/sources/0/mount: \"/p#\" is not a valid path: # and * are reserved");
     row("mount at a label", with(R"("sources": [{"name": "a", "mount": "/p/Label", "fake": "x"}])"),
-        "/sources/0/mount: a level called Label is the label of what is above it");
+        "/sources/0/mount: the level Label is reserved for labels");
     row("of the kind", with(R"("sources": [{"name": "a", "mount": "/a", "fake": 5}])"),
         "/sources/0/fake: must be a text, not a number");
     row("member of the source",
@@ -276,7 +276,7 @@ void tst_Configuration::problems_sayWhereAndWhat_data()
     row("health", with(R"("health": {"adress": "::1"})"),
         "/health: must have a \"port\" | /health/adress: unknown member \"adress\"; did you mean "
         "address?");
-    row("self", with(R"("self": "/")"), "/self: must have a level, such as /gateway");
+    row("self", with(R"("self": "/")"), "/self: must contain a level, such as /gateway");
     row("self, no path", with(R"("self": "gateway")"),
         "/self: must be a path such as /plant, not \"gateway\"");
 }
@@ -346,13 +346,13 @@ void tst_Configuration::listeners_thatAreRefused_data()
         "/listen/0/tls/certificate: cannot open FOLDER/x.pem: No such file or directory");
     row("no certificate in the file",
         R"({"port": 0, "tls": {"certificate": "empty.pem", "key": "k.pem"}})",
-        "/listen/0/tls/certificate: FOLDER/empty.pem has no certificate");
+        "/listen/0/tls/certificate: FOLDER/empty.pem contains no certificate");
     row("no key in the file", R"({"port": 0, "tls": {"certificate": "c.pem", "key": "c.pem"}})",
-        "/listen/0/tls/key: FOLDER/c.pem has no private key, or an encrypted one");
+        "/listen/0/tls/key: FOLDER/c.pem contains no private key, or an encrypted one");
     row("no authority in the file",
         R"({"port": 0, "tls": {"certificate": "c.pem", "key": "k.pem", "clientAuthority":
             "empty.pem"}})",
-        "/listen/0/tls/clientAuthority: FOLDER/empty.pem has no certificate");
+        "/listen/0/tls/clientAuthority: FOLDER/empty.pem contains no certificate");
     row("unknown",
         R"({"port": 0, "tls": {"certificate": "c.pem", "kye": "k.pem", "key": "k.pem"}})",
         "/listen/0/tls/kye: unknown member \"kye\"; did you mean key?");

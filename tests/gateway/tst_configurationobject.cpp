@@ -98,13 +98,13 @@ private Q_SLOTS:
         row("integer, a text", R"({"a": "5"})", "integer",
             {QStringLiteral("/a: must be a number, not a text")});
         row("integer, below", R"({"a": 0})", "integer",
-            {QStringLiteral("/a: must be a whole number from 1 to 9")});
+            {QStringLiteral("/a: must be an integer from 1 to 9")});
         row("integer, above", R"({"a": 1e300})", "integer",
-            {QStringLiteral("/a: must be a whole number from 1 to 9")});
+            {QStringLiteral("/a: must be an integer from 1 to 9")});
         row("integer, fraction", R"({"a": 1.5})", "integer",
-            {QStringLiteral("/a: must be a whole number from 1 to 9")});
+            {QStringLiteral("/a: must be an integer from 1 to 9")});
         row("texts", R"({"a": {}})", "texts",
-            {QStringLiteral("/a: must be a text or a list of texts, not an object")});
+            {QStringLiteral("/a: must be a string or a list of strings, not an object")});
         row("texts, entries", R"({"a": ["x", 1, []]})", "texts",
             {QStringLiteral("/a/1: must be a text, not a number"),
              QStringLiteral("/a/2: must be a text, not a list")});

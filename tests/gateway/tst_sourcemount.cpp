@@ -464,7 +464,7 @@ void tst_SourceMount::declared_twiceTheFirstStays()
     SourceKeyword second = level();
     second.type = q("string");
     QTest::ignoreMessage(QtWarningMsg,
-                         "line1: /p/tank/level is there already, and not served again; further "
+                         "line1: /p/tank/level already exists and is not served again; further "
                          "ones are only counted");
     source->declare({level(), second, second});
     source->go(State::Ready);
@@ -619,16 +619,14 @@ void tst_SourceMount::writes_data()
     // Allowed?
     row("not writable", readOnly, 5, "7", {}, "5 coce", "the keyword is not writable");
     row("of another type", limited, 5, "\"7\"", {}, "5 coce", "the value does not fit");
-    row("above the maximum", limited, 5, "100.5", {}, "5 coce",
-        "the value is outside of the limits");
-    row("below the minimum", limited, 5, "-1", {}, "5 coce", "the value is outside of the limits");
+    row("above the maximum", limited, 5, "100.5", {}, "5 coce", "the value is out of range");
+    row("below the minimum", limited, 5, "-1", {}, "5 coce", "the value is out of range");
     row("the maximum", limited, 5, "100", 100.0, "", "pending");
     row("none of the choices", chosen, q("off"), "\"on\"", {}, "\"off\" coce",
-        "the value is none of the choices");
+        "the value is not one of the choices");
     row("one of the choices", chosen, q("off"), "\"eco\"", q("eco"), "", "pending");
     row("rounded to a step", stepped, 5, "7.3", 7.5, "", "pending");
-    row("rounded beyond a limit", steppedInt, 2, "104", {}, "2 coce",
-        "the value is outside of the limits");
+    row("rounded beyond a limit", steppedInt, 2, "104", {}, "2 coce", "the value is out of range");
     row("rounded, an int from its maximum", steppedInt, 2, "90", 93LL, "", "pending");
 
     // Taken
@@ -658,15 +656,15 @@ void tst_SourceMount::writes_data()
     // Refused by the other side
     row("refused", setpoint(), 5, "7", 7.0, "5 coce", "Not authorized",
         answer(Outcome::Refused, "Not authorized"));
-    row("outcome not known", setpoint(), 5, "7", 7.0, "5 coce",
-        "what became of it is not known: link lost", answer(Outcome::Unknown, "link lost"));
+    row("outcome not known", setpoint(), 5, "7", 7.0, "5 coce", "the outcome is unknown: link lost",
+        answer(Outcome::Unknown, "link lost"));
 
     // Without readback
     row("assumed, not sent yet", assumed, 5, "7", 7.0, "", "pending");
     row("assumed, sent", assumed, 5, "7", 7.0, "7 coc-", "accepted", accepted);
     row("assumed, nothing before", assumed, {}, "7", 7.0, "7 coc-", "accepted", accepted);
     row("assumed, refused", assumed, 5, "7", 7.0, "5 coce", "no", answer(Outcome::Refused, "no"));
-    row("assumed, not known", assumed, 5, "7", 7.0, "5 coce", "what became of it is not known: no",
+    row("assumed, not known", assumed, 5, "7", 7.0, "5 coce", "the outcome is unknown: no",
         answer(Outcome::Unknown, "no"));
     row("answer is enough, not the wish", answered, 5, "7", 7.0, "", "accepted", accepted);
     row("a command without a state", command, {}, "\"PRESS\"", q("PRESS"), "", "accepted",
@@ -678,10 +676,10 @@ void tst_SourceMount::writes_data()
         true);
     row("relative, an int", setpoint("int"), 5, "-7", -2LL, "", "pending", {}, true);
     row("relative, a toggle", setpoint("bool"), true, "true", false, "", "pending", {}, true);
-    row("relative, beyond a limit", limited, 99, "2", {}, "99 coce",
-        "the value is outside of the limits", {}, true);
+    row("relative, beyond a limit", limited, 99, "2", {}, "99 coce", "the value is out of range",
+        {}, true);
     row("relative, no value", setpoint(), {}, "2", {}, "null c-ce",
-        "there is no value of now to add to", {}, true);
+        "there is no current value to which to add", {}, true);
     row("relative, to text", setpoint("string"), q("a"), "\"b\"", {}, "\"a\" coce",
         "the value does not fit", {}, true);
 }
@@ -749,7 +747,7 @@ void tst_SourceMount::writes_withoutReadbackAreRefusedInTime_data()
     QTest::addColumn<QString>("reason");
     QTest::newRow("not acknowledged")
         << false << QVariant() << q("/p/set=5 co-- | /p/set=5 coc- | /p/set=5 coce")
-        << q("not acknowledged in time; what became of it is not known");
+        << q("not acknowledged in time; the outcome is unknown");
     QTest::newRow("never answers")
         << true << QVariant() << q("/p/set=5 co-- | /p/set=5 coc- | /p/set=5 coce")
         << q("no readback of the value in time");
@@ -884,7 +882,7 @@ void tst_SourceMount::writes_endWith_data()
                         const std::function<void(tst_SourceMount *)> &end) {
         QTest::newRow(name) << end << q(told) << q(reason);
     };
-    const char *const lost = "the link was lost; what became of it is not known";
+    const char *const lost = "the connection was lost; the outcome is unknown";
     row("the link", "/p/set=5 --c- | /p/set=5 --ce", lost,
         [](tst_SourceMount *t) { t->source->go(State::Lost); });
     row("the subscriptions", "/p/set=5 --c- | /p/set=5 --ce", lost,

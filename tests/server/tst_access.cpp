@@ -101,7 +101,7 @@ void expectRefusal(const char *reason)
 
 // What a client is told whose session is ended.
 const QByteArray farewell("\x03\xf0"
-                          "access was taken away");
+                          "its access was removed");
 
 } // namespace
 
@@ -297,7 +297,7 @@ void tst_Access::network_takesNobodyByDefault()
 {
     listener->setUnencryptedAllowed(true);
     QVERIFY(listener->listen(QHostAddress::AnyIPv4));
-    expectRefusal("it does not say who it is");
+    expectRefusal("it sent no credentials");
     RawClient client(listener->url());
     QCOMPARE(client.statusOf(RawClient::request()), QByteArray("401"));
     QCOMPARE(listener->refusedClients(Refusal::NoCredentials), quint64(1));
@@ -317,9 +317,9 @@ void tst_Access::identification_hasToMakeSense_data()
     row("good, with a role", good, "");
     ClientIdentification bad = good;
     bad.authorities.clear();
-    row("no authority", bad, "certificates of clients need an authority that signs them");
+    row("no authority", bad, "client certificates require an authority that signs them");
     bad.authorities = {QSslCertificate()};
-    row("null authority", bad, "an authority is no certificate");
+    row("null authority", bad, "an authority is not a certificate");
     bad = good;
     bad.certificates[1].subject = q("panel2");
     row("no subject", bad, "panel2: not a subject of a certificate, such as CN=panel1");
@@ -337,23 +337,23 @@ void tst_Access::identification_hasToMakeSense_data()
     bad = proxy;
     bad.role = q("viewer");
     row("proxy and role", bad,
-        "a listener behind a proxy cannot have a role: everybody who reaches the proxy would have "
-        "it. Have clients bring tokens or certificates");
+        "a listener behind a proxy cannot have a role, because all clients of the proxy would get "
+        "it. Use tokens or certificates instead");
     bad = proxy;
     bad.proxy.subjectHeader.clear();
-    row("proxy that does not", bad, "certificates of clients need an authority that signs them");
+    row("proxy that does not", bad, "client certificates require an authority that signs them");
     bad = proxy;
     bad.proxy.addressHeader = "X: y";
     row("no header", bad, "X: y: not the name of a header");
     bad = proxy;
     bad.proxy.addresses.clear();
     row("header of nobody", bad,
-        "the header X-Forwarded-For counts for no proxy: give the addresses of the proxy");
+        "the header X-Forwarded-For is not used without a proxy: set the addresses of the proxy");
     bad = proxy;
     bad.proxy.addresses = {QHostAddress::parseSubnet(q("localhost"))};
-    row("no network", bad, "an address of the proxy is none");
+    row("no network", bad, "an address of the proxy is invalid");
     bad.proxy.addresses = {{QHostAddress::LocalHost, 33}};
-    row("long prefix", bad, "an address of the proxy is none");
+    row("long prefix", bad, "an address of the proxy is invalid");
 }
 
 void tst_Access::identification_hasToMakeSense()
@@ -368,7 +368,7 @@ void tst_Access::identification_hasToMakeSense()
 
 void tst_Access::identification_ofCertificatesNeedsEncryption()
 {
-    const QString problem = q("certificates of clients need a listener with a certificate");
+    const QString problem = q("client certificates require a listener with a certificate");
     QVERIFY(listener->listen());
     QVERIFY(!listener->setIdentification(panels()));
     QCOMPARE(listener->errorString(), problem);
@@ -394,9 +394,9 @@ void tst_Access::request_isJudgedByItsTokens_data()
     };
     const char *panel = "panel1 127.0.0.1 operator";
     const char *anybody = " 127.0.0.1 viewer";
-    const char *none = "it does not say who it is";
+    const char *none = "it sent no credentials";
     const char *unknown = "its token is not known";
-    const char *other = "its header Authorization holds no token";
+    const char *other = "its header Authorization contains no token";
     const char *twice = "its request has more than one header Authorization";
     const auto with = [](const char *value) {
         return requestOf("/", QByteArray("Authorization: ") + value + "\r\n");
@@ -478,7 +478,7 @@ void tst_Access::request_isJudgedByItsTokens()
     QCOMPARE(refused(Refusal::BadRequest), quint64(status == "400"));
     QCOMPARE(refused(Refusal::NoCredentials) + refused(Refusal::WrongCredentials),
              quint64(status == "401"));
-    QCOMPARE(refused(Refusal::NoCredentials), quint64(outcome == q("it does not say who it is")));
+    QCOMPARE(refused(Refusal::NoCredentials), quint64(outcome == q("it sent no credentials")));
 }
 
 void tst_Access::fullRightsForAll_ignoreAuthorization()
@@ -510,7 +510,7 @@ void tst_Access::certificate_isJudgedByItsAuthority_data()
     row("panel1", "viewer", "", "101", panel);
     row("panel1", "", "GOOD", "101", panel);
     row("panel1", "", "BAD", "401", "its token is not known");
-    row("", "", "", "401", "it does not say who it is");
+    row("", "", "", "401", "it sent no credentials");
     row("", "viewer", "", "101", " 127.0.0.1 viewer");
     row("", "", "GOOD", "101", "token 127.0.0.1 operator");
     for (const char *wrong : {"foreign", "expired", "selfsigned"}) {
@@ -606,9 +606,9 @@ void tst_Access::proxy_tellsAddressAndSubject_data()
     row("empty address", listed, "X-Forwarded-For:\r\n" + subject, "400",
         "127.0.0.1, through 127.0.0.1:PORT: the header X-Forwarded-For names no address");
     row("nothing", listed, "X-Forwarded-For: 192.0.2.7\r\n", "401",
-        "192.0.2.7, through 127.0.0.1:PORT: it does not say who it is");
+        "192.0.2.7, through 127.0.0.1:PORT: it sent no credentials");
     row("empty subject", listed, "X-Forwarded-For: 192.0.2.7\r\nX-Subject:\r\n", "401",
-        "192.0.2.7, through 127.0.0.1:PORT: it does not say who it is");
+        "192.0.2.7, through 127.0.0.1:PORT: it sent no credentials");
     row("unlisted subject", listed, "X-Subject: CN=panel9\r\n" + QByteArray(token), "401",
         "127.0.0.1, through 127.0.0.1:PORT: its certificate is not listed: \"CN=panel9\"");
     row("older form of a subject", listed, "X-Subject: /O=Plant/CN=panel1\r\n", "401",
@@ -616,7 +616,7 @@ void tst_Access::proxy_tellsAddressAndSubject_data()
     row("two subjects", listed, subject + "X-Subject: CN=panel2\r\n", "400",
         "127.0.0.1, through 127.0.0.1:PORT: its request has more than one header X-Subject");
     row("of somebody else", "192.0.2.0/24", "X-Forwarded-For: 192.0.2.7\r\n" + subject, "401",
-        "127.0.0.1:PORT: it does not say who it is");
+        "127.0.0.1:PORT: it sent no credentials");
     row("of somebody else, with a token", "192.0.2.0/24",
         "X-Forwarded-For: 192.0.2.7\r\n" + subject + token, "101", "token 127.0.0.1 viewer");
     row("bad ones of somebody else", "192.0.2.0/24",
@@ -709,7 +709,7 @@ void tst_Access::refusedAttempts_areLimited()
     RawClient early(listener->url());
     QVERIFY(early.open(bearer(token)));
     for (int i = 0; i < 3; ++i) {
-        expectRefusal(i ? "its token is not known" : "it does not say who it is");
+        expectRefusal(i ? "its token is not known" : "it sent no credentials");
         RawClient client(listener->url());
         QCOMPARE(client.statusOf(RawClient::request(i ? bearer("x") : "")), QByteArray("401"));
     }
@@ -1081,7 +1081,7 @@ void tst_Access::takenAwayAccess_insideOfOneOfManyWrites()
                 + command("keyUpdate", "/p/b", ",\"value\":9"));
     QTRY_COMPARE(client.socket.bytesToWrite(), qint64(0));
     RawClient witness(listener->url()); // by the time it is answered, the commands are there
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("it does not say who it is$")));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("it sent no credentials$")));
     QCOMPARE(witness.statusOf(RawClient::request()), QByteArray("401"));
     QVERIFY(!called);
 
@@ -1201,7 +1201,7 @@ void tst_Access::statistics_countRefusals()
     QVERIFY(listener->setIdentification(identification));
     QVERIFY(listener->listen());
     RawClient client(listener->url());
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("it does not say who it is$")));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("it sent no credentials$")));
     QCOMPARE(client.statusOf(RawClient::request()), QByteArray("401"));
     QCOMPARE(listener->statistics().refusedClients, quint64(1));
     QCOMPARE(listener->statistics().certificateDays, -1);

@@ -262,7 +262,7 @@ void tst_AccessTokens::load_refusesABadFile_data()
     row("control character in a name", abc + " viewer pa\x7fnel", ":1: not a name");
     row("not UTF-8", abc + " viewer pa\xffnel", ":1: not UTF-8");
     row("name twice", good + QByteArray(64, 'a') + " viewer panel\n",
-        ":2: the name has a token already");
+        ":2: the name already has a token");
     row("digest twice", good + abc + " viewer another\n", ":2: the digest occurs twice");
 }
 

@@ -555,8 +555,8 @@ void tst_Serve::serve_refusesWhatCannotBeServed()
     }
     QObject plain;
     QTest::ignoreMessage(QtWarningMsg,
-                         "cannot serve QObject at \"/t\": it has no property that a keyword can "
-                         "have. Does its class have Q_OBJECT?");
+                         "cannot serve QObject at \"/t\": it has no property that can be served. "
+                         "Does its class contain Q_OBJECT?");
     QVERIFY(!server->serve(&plain, q("/t")));
     QCOMPARE(server->keywordCount(), 0);
 }
@@ -566,8 +566,9 @@ void tst_Serve::serve_refusesAnObjectOfAnotherThread()
     Tank tank;
     QThread thread;
     tank.moveToThread(&thread);
-    QTest::ignoreMessage(QtWarningMsg,
-                         "cannot serve Tank at \"/t\": it lives in another thread than the server");
+    QTest::ignoreMessage(
+        QtWarningMsg,
+        "cannot serve Tank at \"/t\": it lives in a different thread than the server");
     QVERIFY(!server->serve(&tank, q("/t")));
     QCOMPARE(server->keywordCount(), 0);
     QCOMPARE(tank.reads, 0);
@@ -1013,7 +1014,7 @@ void tst_Serve::silent_isReadOnceAndSaysSo()
     QVERIFY(served);
     QCOMPARE(logged.join(QLatin1Char('\n')),
              q("info: Silent::silent has no NOTIFY signal and is read once. "
-               "ServeOptions::pollInterval has it read again and again"));
+               "Set ServeOptions::pollInterval to read it periodically"));
     first.silent = 5;
     QCoreApplication::processEvents();
     QCOMPARE(server->value(q("/o/silent")), QVariant(1));

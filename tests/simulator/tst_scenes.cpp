@@ -176,21 +176,21 @@ void tst_Scenes::json_badSceneIsRefusedWhole_data()
     row("path twice",
         R"({"keywords": [{"path": "/a/b", "type": "int"}, {"path": "/c", "type": "int"},
                          {"path": "/a/b", "type": "int"}]})",
-        "scene.json: keywords[2].path: /a/b is declared already, at keywords[0].path");
+        "scene.json: keywords[2].path: /a/b is already declared at keywords[0].path");
     row("path twice, in another spelling",
         R"({"keywords": [{"path": "/a/b", "type": "int"}, {"path": "a##b/", "type": "bool"}]})",
-        "scene.json: keywords[1].path: /a/b is declared already, at keywords[0].path");
+        "scene.json: keywords[1].path: /a/b is already declared at keywords[0].path");
     row("path twice, one of them a label",
         R"({"keywords": [{"path": "/a", "type": "int"}, {"path": "/a/", "label": "A"}]})",
-        "scene.json: keywords[1].path: /a is declared already, at keywords[0].path");
+        "scene.json: keywords[1].path: /a is already declared at keywords[0].path");
     row("label twice",
         R"({"keywords": [{"path": "/a/b", "type": "int"}, {"path": "/a", "label": "A"},
                          {"path": "#a", "label": "A"}]})",
-        "scene.json: keywords[2].path: /a is declared already, at keywords[1].path");
+        "scene.json: keywords[2].path: /a is already declared at keywords[1].path");
     row("path generated as well",
         R"({"keywords": [{"path": "p/group0#value1", "type": "int"}],
             "generate": {"count": 2, "prefix": "/p"}})",
-        "scene.json: generate.prefix: /p/group0/value1 is declared already, at keywords[0].path");
+        "scene.json: generate.prefix: /p/group0/value1 is already declared at keywords[0].path");
 }
 
 void tst_Scenes::json_badSceneIsRefusedWhole()

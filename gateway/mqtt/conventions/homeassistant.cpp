@@ -248,7 +248,7 @@ bool EntityReader::read()
         keyword.staleAfter = std::chrono::milliseconds(qint64(expires * 1000));
     keyword.unit = text("unit_of_measurement");
     if (entity.value(QLatin1String("retain")).toBool())
-        remarks.append(QStringLiteral("wants its commands retained, which is not done"));
+        remarks.append(QStringLiteral("requires retained commands, which are not supported"));
     return true;
 }
 
@@ -357,7 +357,7 @@ bool EntityReader::readOptions()
     const QJsonArray options = entity.value(QLatin1String("options")).toArray();
     for (const auto &option : options) {
         if (!option.isString())
-            return fail(QStringLiteral("an option is no text"));
+            return fail(QStringLiteral("an option is not a string"));
         keyword.choices.append(option.toString());
     }
     return !options.isEmpty() || fail(QStringLiteral("it has no options"));

@@ -218,7 +218,7 @@ void HomieConvention::Reader::read(const QByteArray &payload)
     if (!document.isObject()) {
         skip(device,
              error.error == QJsonParseError::NoError
-                 ? QStringLiteral("its $description is no JSON object")
+                 ? QStringLiteral("its $description is not a JSON object")
                  : QStringLiteral("its $description is not JSON: %1").arg(error.errorString()));
         return;
     }
@@ -233,7 +233,7 @@ void HomieConvention::Reader::read(const QByteArray &payload)
         return;
     }
     if (!isLegal(object, "name root parent", "nodes", "children extensions")) {
-        skip(device, QStringLiteral("its $description has members of a wrong kind"));
+        skip(device, QStringLiteral("its $description has members of a wrong type"));
         return;
     }
 
@@ -248,7 +248,7 @@ void HomieConvention::Reader::read(const QByteArray &payload)
         if (!isId(node.key()))
             skip(what, QStringLiteral("the id is illegal"));
         else if (!node->isObject() || !isLegal(node->toObject(), "name type", "properties"))
-            skip(what, QStringLiteral("the description has members of a wrong kind"));
+            skip(what, QStringLiteral("the description has members of a wrong type"));
         else
             readNode(node.key(), node->toObject());
     }
@@ -275,7 +275,7 @@ void HomieConvention::Reader::readProperty(const QString &nodeId, const QString 
     keyword.topic = device + QLatin1Char('/') + nodeId + QLatin1Char('/') + id;
     keyword.origin = keyword.topic;
     if (!isLegal(property, "name datatype unit format", "", "", "settable retained")) {
-        skip(keyword.topic, QStringLiteral("its description has members of a wrong kind"));
+        skip(keyword.topic, QStringLiteral("its description has members of a wrong type"));
         return;
     }
     const QString datatype = property.value(QLatin1String("datatype")).toString();

@@ -98,7 +98,7 @@ Pane {
         }
         PushButton {
             text: root.preferences.dark ? "\u2600" : "\u263e"
-            tip: root.preferences.dark ? qsTr("Light colours") : qsTr("Dark colours")
+            tip: root.preferences.dark ? qsTr("Light colors") : qsTr("Dark colors")
             onClicked: root.preferences.dark = !root.preferences.dark
         }
     }

@@ -73,7 +73,7 @@ ColumnLayout {
             if (root.stale)
                 return live.lastValue !== undefined ? qsTr("last known value") : qsTr("not connected");
             if (live.error)
-                return qsTr("error: these cannot be taken together");
+                return qsTr("error: these keywords cannot be aggregated");
             if (!live.connected)
                 return qsTr("unknown");
             return live.value !== undefined && live.value !== null

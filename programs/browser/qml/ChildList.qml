@@ -235,9 +235,9 @@ ColumnLayout {
                 if (!root.session.connected)
                     return qsTr("Not connected");
                 if (children.loading)
-                    return tooLong ? qsTr("The server does not answer. F5 asks again.") : "";
-                return root.total > 0 ? qsTr("Nothing fits the filter")
-                                      : qsTr("There is nothing below");
+                    return tooLong ? qsTr("The server does not reply. Press F5 to retry.") : "";
+                return root.total > 0 ? qsTr("Nothing matches the filter")
+                                      : qsTr("No children");
             }
         }
 

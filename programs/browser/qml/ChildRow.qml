@@ -117,7 +117,7 @@ ItemDelegate {
             height: parent.height
             enabled: root.parental
             focusPolicy: Qt.NoFocus
-            Accessible.name: qsTr("List what is below %1").arg(root.displayName)
+            Accessible.name: qsTr("List the children of %1").arg(root.displayName)
             Accessible.ignored: !root.parental
             onClicked: root.openRequested()
 

@@ -133,21 +133,21 @@ Pane {
                 objectName: "openButton"
                 visible: root.childCount > 0
                 text: qsTr("%1 below \u203a").arg(root.childCount)
-                tip: qsTr("List what is below (Right)")
+                tip: qsTr("List the children (Right)")
                 Layout.alignment: Qt.AlignTop
                 onClicked: root.openRequested()
             }
             PushButton {
                 objectName: "trendButton"
                 text: qsTr("Trend")
-                tip: qsTr("Show all that is pinned in one plot (Ctrl+T)")
+                tip: qsTr("Show all pinned keywords in one plot (Ctrl+T)")
                 Layout.alignment: Qt.AlignTop
                 onClicked: root.trendRequested()
             }
             PushButton {
                 objectName: "pinButton"
                 text: root.pinned ? qsTr("Unpin") : qsTr("Pin")
-                tip: qsTr("Keep it in the list below (Ctrl+D)")
+                tip: qsTr("Pin this keyword (Ctrl+D)")
                 Layout.alignment: Qt.AlignTop
                 onClicked: root.togglePin()
             }
@@ -156,8 +156,8 @@ Pane {
         PText {
             objectName: "valuelessText"
             visible: root.valueless
-            text: root.childCount > 0 ? qsTr("No value of its own. The Right key lists what is below.")
-                                      : qsTr("No value of its own, and nothing below.")
+            text: root.childCount > 0 ? qsTr("This level has no value. Press Right to list its children.")
+                                      : qsTr("This level has no value and no children.")
             color: Theme.textSecondary
             wrapMode: Text.Wrap
             Layout.fillWidth: true
@@ -227,7 +227,7 @@ Pane {
                 known: history.current
                 good: live.connected
                 goodText: qsTr("the server has a source")
-                badText: qsTr("the server has no source for it")
+                badText: qsTr("the server has no source")
                 badColor: Theme.error
                 Layout.fillWidth: true
                 Layout.preferredWidth: 1
@@ -237,8 +237,8 @@ Pane {
                 name: qsTr("Online")
                 known: history.current
                 good: live.online
-                goodText: qsTr("its source delivers")
-                badText: qsTr("its source does not deliver")
+                goodText: qsTr("its source delivers data")
+                badText: qsTr("its source does not deliver data")
                 Layout.fillWidth: true
                 Layout.preferredWidth: 1
             }
@@ -247,8 +247,8 @@ Pane {
                 name: qsTr("Consistent")
                 known: history.current
                 good: live.consistent
-                goodText: qsTr("agrees with all its sources")
-                badText: qsTr("differs from a source")
+                goodText: qsTr("consistent with all its sources")
+                badText: qsTr("not consistent with all its sources")
                 Layout.fillWidth: true
                 Layout.preferredWidth: 1
             }

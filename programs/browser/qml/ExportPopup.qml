@@ -75,7 +75,7 @@ Popup {
             objectName: "exportProblem"
             visible: text !== ""
             text: root.replaced !== "" && root.replaced === file.text
-                ? qsTr("There is such a file already. Save again to replace it.") : file.problem
+                ? qsTr("This file already exists. Save again to replace it.") : file.problem
             color: file.problem !== "" ? Theme.error : Theme.warning
             wrapMode: Text.Wrap
             Layout.fillWidth: true

@@ -17,7 +17,7 @@ Rectangle {
 
     readonly property string next: {
         if (session.unusable)
-            return qsTr("No connection can be made with these settings.");
+            return qsTr("These settings do not allow a connection.");
         if (!session.autoReconnect)
             return qsTr("Automatic reconnection is off.");
         if (session.retryIn > 0)
@@ -48,7 +48,7 @@ Rectangle {
             Accessible.name: text
             text: {
                 const what = root.hadConnection
-                    ? qsTr("Connection lost %1: values are the last known.")
+                    ? qsTr("Connection lost %1: these are the last known values.")
                           .arg(Format.ago((root.now - root.session.lostAt) / 1000))
                     : qsTr("Not connected: no value is known.");
                 const why = root.session.reason !== "" ? "  " + qsTr("Reason: %1.").arg(root.session.reason) : "";

@@ -22,7 +22,7 @@ AbstractButton {
     leftPadding: Theme.dp(3)
     rightPadding: Theme.dp(3)
     focusPolicy: Qt.NoFocus // up goes there, too
-    Accessible.name: qsTr("List what is below %1").arg(text)
+    Accessible.name: qsTr("List the children of %1").arg(text)
     onClicked: openRequested()
 
     contentItem: PText {

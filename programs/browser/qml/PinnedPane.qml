@@ -136,7 +136,7 @@ Pane {
                 PText {
                     anchors.fill: parent
                     visible: rows.count === 0
-                    text: qsTr("Nothing is pinned. Ctrl+D pins what is selected.")
+                    text: qsTr("Nothing is pinned. Press Ctrl+D to pin the selected keyword.")
                     color: Theme.textSecondary
                     horizontalAlignment: Text.AlignHCenter
                     wrapMode: Text.Wrap

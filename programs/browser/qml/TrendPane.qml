@@ -96,14 +96,14 @@ Pane {
             PushButton {
                 objectName: "trendClose"
                 text: qsTr("Details")
-                tip: qsTr("Show what is selected (Ctrl+T)")
+                tip: qsTr("Show the selected keyword (Ctrl+T)")
                 onClicked: root.closeRequested()
             }
         }
         PText {
             objectName: "trendEmpty"
             visible: histories.count === 0
-            text: qsTr("Nothing is pinned. Ctrl+D pins what is selected.")
+            text: qsTr("Nothing is pinned. Press Ctrl+D to pin the selected keyword.")
             color: Theme.textSecondary
             wrapMode: Text.Wrap
             horizontalAlignment: Text.AlignHCenter
@@ -120,7 +120,7 @@ Pane {
             legendVisible: true
             Layout.fillWidth: true
             Layout.fillHeight: true
-            Accessible.name: qsTr("Trend of what is pinned")
+            Accessible.name: qsTr("Trend of the pinned keywords")
         }
     }
 

@@ -96,8 +96,8 @@ ColumnLayout {
             objectName: "notWritableText"
             visible: !root.isNumber && !root.isBool && !root.isText
             text: root.readOnly ? qsTr("read-only: the server takes no value for it")
-                : root.valueType === PKeyword.KVT_OBJECT ? qsTr("an object is written by programs only")
-                                                         : qsTr("nothing: it has no value")
+                : root.valueType === PKeyword.KVT_OBJECT ? qsTr("objects can only be written by programs")
+                                                         : qsTr("no value: it cannot be written")
             color: Theme.textFaint
             Layout.fillWidth: true
         }
@@ -152,7 +152,7 @@ ColumnLayout {
             objectName: "minusButton"
             visible: root.isNumber
             text: "\u2212"
-            tip: qsTr("Write relatively: less by this much")
+            tip: qsTr("Write relatively: subtract this amount")
             onClicked: root.writeStep(-1)
         }
         Field {
@@ -171,7 +171,7 @@ ColumnLayout {
             objectName: "plusButton"
             visible: root.isNumber
             text: "+"
-            tip: qsTr("Write relatively: more by this much")
+            tip: qsTr("Write relatively: add this amount")
             onClicked: root.writeStep(1)
         }
         Item {
@@ -204,15 +204,15 @@ ColumnLayout {
             const received = Format.valueText(writer.received);
             switch (writer.state) {
             case PKeywordWrite.Pending:
-                return qsTr("%1 sent, waiting for what comes back").arg(sent);
+                return qsTr("%1 sent, waiting for the reply").arg(sent);
             case PKeywordWrite.Taken:
                 return writer.unchanged
-                    ? qsTr("%1 sent, which is what it was already").arg(sent)
-                    : qsTr("%1 sent, %2 came back after %3 ms").arg(sent).arg(received).arg(writer.elapsed);
+                    ? qsTr("%1 sent, unchanged").arg(sent)
+                    : qsTr("%1 sent, %2 received after %3 ms").arg(sent).arg(received).arg(writer.elapsed);
             case PKeywordWrite.Changed:
-                return qsTr("%1 sent, but %2 came back after %3 ms").arg(sent).arg(received).arg(writer.elapsed);
+                return qsTr("%1 sent, but %2 received after %3 ms").arg(sent).arg(received).arg(writer.elapsed);
             case PKeywordWrite.Refused:
-                return qsTr("%1 sent, refused: %2 came back with an error after %3 ms").arg(sent).arg(received).arg(writer.elapsed);
+                return qsTr("%1 sent, refused: %2 received with an error after %3 ms").arg(sent).arg(received).arg(writer.elapsed);
             case PKeywordWrite.TimedOut:
                 return qsTr("%1 sent: %2").arg(sent).arg(writer.problem);
             case PKeywordWrite.NotSent:

@@ -333,7 +333,7 @@ void tst_KeywordConnection::delays_haveToBePositive()
     for (const char *name : {"minRetryDelay", "maxRetryDelay", "handshakeTimeout"}) {
         const QVariant before = connection.property(name);
         QTest::ignoreMessage(QtWarningMsg,
-                             QRegularExpression(q("%1 has to be 1 ms or more.* 0$").arg(q(name))));
+                             QRegularExpression(q("%1 must be at least 1 ms.* 0$").arg(q(name))));
         connection.setProperty(name, 0);
         QCOMPARE(connection.property(name), before);
     }
@@ -897,8 +897,7 @@ void tst_KeywordConnection::credentials_areNotSentInTheClear()
 
     QCOMPARE(connection.state(), State::Unusable);
     QCOMPARE(connection.reason(),
-             q("credentials are not sent over ws://, where anybody on the way can read them; use "
-               "wss://"));
+             q("credentials are not sent over ws://, which is not encrypted; use wss://"));
     QTRY_VERIFY(other.connected());
     QCOMPARE(plain.visits, 0);
     QVERIFY(!connection.address().contains(q("hush")));
@@ -914,7 +913,7 @@ void tst_KeywordConnection::credentials_thatCannotBeSent_data()
     QTest::addColumn<QVariantMap>("headers");
     QTest::addColumn<QString>("reason");
     const QString badToken =
-        q("the token cannot be sent: it holds a blank or a character that is not ASCII");
+        q("the token cannot be sent: it contains a space or a character that is not ASCII");
     int row = 0;
     for (const char *token : {"hush\n", "hush hush", "h\u00fcsh", "hush\r\nHost: x"})
         QTest::addRow("token %d", ++row) << q(token) << QVariantMap() << badToken;
@@ -923,7 +922,7 @@ void tst_KeywordConnection::credentials_thatCannotBeSent_data()
                                           << q("the header \"%1\" cannot be sent").arg(q(name));
     }
     QTest::newRow("value") << QString() << QVariantMap {{q("X-A"), q("hush\r\nHost: x")}}
-                           << q("the value of the header \"X-A\" cannot be sent: it holds a "
+                           << q("the value of the header \"X-A\" cannot be sent: it contains a "
                                 "character that is not printable ASCII");
     QTest::newRow("both") << q("t") << QVariantMap {{q("authorization"), q("hush")}}
                           << q("there are both a token and a header \"Authorization\": only one "
@@ -997,15 +996,15 @@ void tst_KeywordConnection::files_haveToBeRight_data()
     row("with its authority", "ca", "chain", "key", "");
     row("both in one file", "ca", "both", "both", "");
     row("no such authorities", "none", "", "", "%1/none: No such file or directory");
-    row("no authority in it", "key", "", "", "%1/key: holds no PEM certificate");
+    row("no authority in it", "key", "", "", "%1/key: contains no PEM certificate");
     row("no such certificate", "ca", "none", "key", "%1/none: No such file or directory");
-    row("no certificate in it", "ca", "text", "key", "%1/text: holds no PEM certificate");
+    row("no certificate in it", "ca", "text", "key", "%1/text: contains no PEM certificate");
     row("no such key", "ca", "panel", "none", "%1/none: No such file or directory");
-    row("no key in it", "ca", "panel", "text", "%1/text: holds no PEM private key (RSA or EC)");
+    row("no key in it", "ca", "panel", "text", "%1/text: contains no PEM private key (RSA or EC)");
     row("key alone", "ca", "", "key",
-        "the private key %1/key is of no use without its certificate");
+        "the private key %1/key cannot be used without its certificate");
     row("certificate alone", "ca", "panel", "",
-        "the certificate %1/panel is of no use without its private key");
+        "the certificate %1/panel cannot be used without its private key");
     row("key of another", "ca", "panel", "other.key",
         "the private key in %1/other.key does not belong to the certificate in %1/panel");
     row("RSA key of another", "ca", "rsa", "rsaother.key",
@@ -1013,7 +1012,7 @@ void tst_KeywordConnection::files_haveToBeRight_data()
     row("key of another kind", "ca", "panel", "rsa.key",
         "the private key in %1/rsa.key does not belong to the certificate in %1/panel");
     for (const char *key : {"encrypted.key", "oldencrypted.key"}) {
-        const QString reason = q("the private key in %1/%2 is encrypted; give a decrypted copy: "
+        const QString reason = q("the private key in %1/%2 is encrypted; use a decrypted copy: "
                                  "openssl pkey -in %1/%2 -out plain.key")
                                    .replace(q("%2"), q(key));
         QTest::newRow(key) << QByteArray("ca") << QByteArray("panel") << QByteArray(key) << reason;

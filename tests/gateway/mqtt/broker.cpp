@@ -3,6 +3,7 @@
 
 #include "tests/gateway/mqtt/broker.h"
 
+#include "gateway/mqtt/libmosquitto.h"
 #include "tests/support/waitfor.h"
 
 #include <QtCore/QDeadlineTimer>
@@ -10,9 +11,6 @@
 #include <QtCore/QRandomGenerator>
 #include <QtCore/QStandardPaths>
 #include <QtNetwork/QTcpServer>
-
-#include <mosquitto.h>
-#include <mqtt_protocol.h>
 
 #include <csignal>
 #include <mutex>

@@ -410,7 +410,7 @@ void tst_MqttLink::unreachable_doesNotBlock()
     link->link.open();
     QTRY_VERIFY_WITH_TIMEOUT(!link->link.reason().isEmpty(), longTime);
     QCOMPARE(link->link.reason(),
-             swallows ? QStringLiteral("cannot connect: no answer in time")
+             swallows ? QStringLiteral("cannot connect: no reply in time")
                       : QStringLiteral("cannot connect: Connection refused"));
     // The call that hangs would take minutes.
     QElapsedTimer time;
@@ -482,7 +482,7 @@ void tst_MqttLink::frozenBroker_isNoticed()
     QTRY_VERIFY_WITH_TIMEOUT(link.isConnected(), longTime);
     broker.freeze();
     QTRY_VERIFY_WITH_TIMEOUT(!link.isConnected(), longTime);
-    QCOMPARE(link.link.reason(), QStringLiteral("connection lost: the broker does not answer"));
+    QCOMPARE(link.link.reason(), QStringLiteral("connection lost: the broker does not reply"));
     broker.thaw();
     QTRY_VERIFY_WITH_TIMEOUT(link.isConnected(), longTime);
 }

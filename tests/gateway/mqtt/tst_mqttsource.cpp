@@ -401,8 +401,8 @@ void tst_MqttSource::write_isRefused_data()
     QTest::addColumn<QByteArray>("path");
     QTest::addColumn<QString>("reason");
     QTest::newRow("by the broker") << QByteArray("/pump") << "Not authorized";
-    QTest::newRow("no write topic") << QByteArray("/level") << "there is no topic to write it to";
-    QTest::newRow("no keyword") << QByteArray("/none") << "there is no topic to write it to";
+    QTest::newRow("no write topic") << QByteArray("/level") << "there is no topic for writes";
+    QTest::newRow("no keyword") << QByteArray("/none") << "there is no topic for writes";
 }
 
 void tst_MqttSource::write_isRefused()

@@ -219,12 +219,12 @@ void tst_TopicMapping::pattern_mayBeNone_data()
     const auto row = [](const char *pattern, const char *reason) {
         QTest::newRow(pattern) << q(pattern) << q(reason);
     };
-    row("", "a topic is not empty");
+    row("", "a topic must not be empty");
     row("a/#/b", "\"#\" is the last level");
     row("a#", "a wildcard stands for a whole level");
     row("a/b+", "a wildcard stands for a whole level");
     row("a/b{x}", "a wildcard stands for a whole level");
-    row("{x}/{x}", "{x} is there twice");
+    row("{x}/{x}", "{x} occurs twice");
 }
 
 void tst_TopicMapping::pattern_mayBeNone()
@@ -565,10 +565,10 @@ void tst_TopicMapping::write_mayBeImpossible()
                   "\"map\":{\"1\":\"on\"},\"write\":{\"topic\":\"s\"}}]");
     mapped.take("b", "1");
     QVERIFY(!mapped.command("/b", 1.0));
-    QCOMPARE(mapped.reason, q("there is no topic to write it to"));
+    QCOMPARE(mapped.reason, q("there is no topic for writes"));
     QVERIFY(!mapped.command("/c", 1.0));
     QVERIFY(!mapped.command("/a", q("off")));
-    QCOMPARE(mapped.reason, q("no payload stands for the value"));
+    QCOMPARE(mapped.reason, q("no payload represents the value"));
     QVERIFY(mapped.command("/a", q("on")));
 }
 

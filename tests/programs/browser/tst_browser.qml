@@ -242,7 +242,7 @@ TestCase {
             keyClick(key);
         tryRows(["Bottles"]);
         keyClick("x");
-        tryCompare(find("emptyText"), "text", "Nothing fits the filter");
+        tryCompare(find("emptyText"), "text", "Nothing matches the filter");
         tryCompare(find("emptyText"), "visible", true);
         keyClick(Qt.Key_Escape);
         tryRows(plant);
@@ -467,12 +467,12 @@ TestCase {
         root.stage.setState("/plant/level", true, false, false, true);
         tryVerify(() => !find("onlineFlag").good && !find("consistentFlag").good
                         && !find("errorFlag").good && find("connectedFlag").good);
-        compare(find("onlineFlag").meaning, "its source does not deliver");
-        compare(find("consistentFlag").meaning, "differs from a source");
+        compare(find("onlineFlag").meaning, "its source does not deliver data");
+        compare(find("consistentFlag").meaning, "not consistent with all its sources");
         compare(find("errorFlag").meaning, "invalid, or a write was refused");
         root.stage.setState("/plant/level", false, true, true, false);
         tryVerify(() => !find("connectedFlag").good);
-        compare(find("connectedFlag").meaning, "the server has no source for it");
+        compare(find("connectedFlag").meaning, "the server has no source");
     }
 
     function test_detail_levelWithoutAValue() {
@@ -603,27 +603,27 @@ TestCase {
             keyClick(key);
         keyClick(Qt.Key_Return);
         tryCompare(find("valueText"), "text", "50.25");
-        verify(/^50.25 sent, 50.25 came back after \d+ ms$/.test(outcome()), outcome());
+        verify(/^50.25 sent, 50.25 received after \d+ ms$/.test(outcome()), outcome());
         compare(root.stage.value("/plant/level"), 50.25);
 
         click(find("plusButton"));
         tryCompare(find("valueText"), "text", "51.25");
-        verify(/^\+1 sent, 51.25 came back/.test(outcome()), outcome());
+        verify(/^\+1 sent, 51.25 received/.test(outcome()), outcome());
         const step = find("stepField");
         step.text = "0.5";
         click(find("minusButton"));
         tryCompare(find("valueText"), "text", "50.75");
-        verify(/^-0.5 sent, 50.75 came back/.test(outcome()), outcome());
+        verify(/^-0.5 sent, 50.75 received/.test(outcome()), outcome());
     }
 
     function test_write_badNumberIsNotSent_data() {
         return [
-            { tag: "text", name: "Level", text: "warm", problem: "\"warm\" is no number" },
+            { tag: "text", name: "Level", text: "warm", problem: "\"warm\" is not a number" },
             { tag: "nothing", name: "Level", text: " ", problem: "a number is expected" },
-            { tag: "infinite", name: "Level", text: "1e999", problem: "1e999 is too great" },
+            { tag: "infinite", name: "Level", text: "1e999", problem: "1e999 is too large" },
             { tag: "fraction for an int", name: "Bottles", text: "1.5",
-              problem: "\"1.5\" is no whole number" },
-            { tag: "groups", name: "Level", text: "1,000", problem: "\"1,000\" is no number" },
+              problem: "\"1.5\" is not an integer" },
+            { tag: "groups", name: "Level", text: "1,000", problem: "\"1,000\" is not a number" },
         ];
     }
 
@@ -654,7 +654,7 @@ TestCase {
         tryCompare(step, "visible", true);
         step.text = "much";
         click(find("minusButton"));
-        compare(outcome(), "not sent: \"-much\" is no number");
+        compare(outcome(), "not sent: \"-much\" is not a number");
         verify(step.problem !== "");
         step.text = "";
         click(find("plusButton"));
@@ -772,7 +772,7 @@ TestCase {
         tryCompare(find("valueText"), "text", "North");
         find("valueField").text = "B-8";
         click(find("setButton"));
-        tryVerify(() => outcome().startsWith("B-8 sent, refused: North came back with an error"),
+        tryVerify(() => outcome().startsWith("B-8 sent, refused: North received with an error"),
                   5000, outcome());
         compare(find("valueText").text, "North");
         verify(!find("errorFlag").good);
@@ -784,7 +784,7 @@ TestCase {
         tryCompare(find("valueField"), "visible", true);
         find("valueField").text = "500";
         click(find("setButton"));
-        tryVerify(() => outcome().startsWith("500 sent, but 100 came back"), 5000, outcome());
+        tryVerify(() => outcome().startsWith("500 sent, but 100 received"), 5000, outcome());
     }
 
     function test_write_whatItIsAlready() {
@@ -794,7 +794,7 @@ TestCase {
         find("valueField").text = "7";
         click(find("setButton"));
         verify(outcome().startsWith("7 sent, waiting"));
-        tryCompare(find("outcomeText"), "text", "7 sent, which is what it was already");
+        tryCompare(find("outcomeText"), "text", "7 sent, unchanged");
     }
 
     function test_write_objectIsNotOffered() {
@@ -865,9 +865,9 @@ TestCase {
         return [
             { tag: "a number", keyword: "/plant/level", text: "12.5", shown: "12.5", value: 12.5, outcome: "taken" },
             { tag: "no number", keyword: "/plant/level", text: "x", shown: "41.5", value: 41.5,
-              outcome: "\"x\" is no number" },
+              outcome: "\"x\" is not a number" },
             { tag: "too much", keyword: "/plant/limit", text: "700", shown: "100", value: 100,
-              outcome: "another value came back" },
+              outcome: "a different value was set" },
             { tag: "a text", keyword: "/plant/name", text: "South", shown: "South", value: "South", outcome: "taken" },
             { tag: "not writable", keyword: "/plant/serial", text: "B", shown: "A-7", value: "A-7", outcome: "refused" },
         ];
@@ -1057,7 +1057,7 @@ TestCase {
         find("tokenField").text = access.token;
         connectTo("ws://127.0.0.1:1");
         tryVerify(() => find("lostText").text.includes("credentials are not sent over ws://"));
-        verify(find("lostText").text.endsWith("No connection can be made with these settings."));
+        verify(find("lostText").text.endsWith("These settings do not allow a connection."));
         verify(!find("retryText").visible);
         click(find("forgetButton"));
         click(find("securityButton"));

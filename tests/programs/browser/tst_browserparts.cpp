@@ -232,7 +232,7 @@ void tst_BrowserParts::session_takesFilesForTls()
     session.setCaFile(QString());
     session.setCertificateFile(QStringLiteral("c"));
     QTRY_COMPARE(session.reason(),
-                 QStringLiteral("the certificate c is of no use without its private key"));
+                 QStringLiteral("the certificate c cannot be used without its private key"));
     session.setKeyFile(QStringLiteral("k"));
     QTRY_COMPARE(session.reason(), QStringLiteral("c: No such file or directory"));
     QCOMPARE(changed.size(), 4);

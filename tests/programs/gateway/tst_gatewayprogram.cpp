@@ -95,26 +95,26 @@ void tst_GatewayProgram::commandLines_thatAreRefused_data()
     const auto row = [](const char *name, const QStringList &arguments, const char *message) {
         QTest::newRow(name) << arguments << q(message);
     };
-    const QString one = q("give one of --config, --check and --mqtt");
-    row("nothing", {}, "give one of --config, --check and --mqtt");
+    const QString one = q("use one of --config, --check, and --mqtt");
+    row("nothing", {}, "use one of --config, --check, and --mqtt");
     row("two", {q("--config"), q("a"), q("--mqtt"), q("b")},
-        "give one of --config, --check and --mqtt");
+        "use one of --config, --check, and --mqtt");
     row("unknown", {q("--confg"), q("a")}, "Unknown option 'confg'.");
     row("no value", {q("--config")}, "Missing value after '--config'.");
     row("a word", {q("--config"), q("a"), q("b")}, "unexpected argument: b");
     row("a mount with a configuration", {q("--config"), q("a"), q("--mount"), q("/b")},
-        "--mount and --port go with --mqtt; a configuration has them");
+        "--mount and --port require --mqtt; with a configuration, set them there");
     row("a dump of a check", {q("--check"), q("a"), q("--dump")},
-        "--dump does not go with --check");
+        "--dump and --check cannot be used together");
     row("port", {q("--mqtt"), q("mqtt://127.0.0.1"), q("--port"), q("65536")},
         "--port: not a port number: 65536");
     row("too many mounts",
         {q("--mqtt"), q("mqtt://127.0.0.1"), q("--mount"), q("/a"), q("--mount"), q("/b")},
-        "--mount has to be given once for each --mqtt");
+        "--mount must be given once for each --mqtt");
     row("too few mounts",
         {q("--mqtt"), q("mqtt://127.0.0.1"), q("--mqtt"), q("mqtt://127.0.0.2"), q("--mount"),
          q("/a")},
-        "--mount has to be given once for each --mqtt");
+        "--mount must be given once for each --mqtt");
     row("no path", {q("--mqtt"), q("mqtt://127.0.0.1"), q("--mount"), q("a")},
         "/sources/0/mount: must be a path such as /plant, not \"a\"");
 }
@@ -258,14 +258,13 @@ void tst_GatewayProgram::hangUp_readsAnew()
 
     write(file, R"({"listen": []})");
     program.signal(SIGHUP);
-    QTRY_VERIFY(
-        program.complaints().endsWith(q("nothing is changed: the configuration has errors\n")));
+    QTRY_VERIFY(program.complaints().endsWith(q("configuration not changed: it has errors\n")));
     QVERIFY(program.errors.contains(file + q(": must have \"listen\"")));
     write(file, R"({"listen": [{"port": 0}], "self": "/new"})");
     program.signal(SIGHUP);
     QTRY_VERIFY(texts.constLast().contains(q("\"connected\":true")));
     QCOMPARE(client.state(), QAbstractSocket::ConnectedState);
-    QTRY_VERIFY(program.complaints().endsWith(file + q(": read again\n")));
+    QTRY_VERIFY(program.complaints().endsWith(file + q(": reloaded\n")));
     // The third one is heard like the first.
     write(file, R"({"listen": [{"port": 0}]})");
     program.signal(SIGHUP);

@@ -264,13 +264,13 @@ void tst_KeywordToolConnection::tls_badFilesEndIt_data()
     QTest::addColumn<QString>("error");
     QTest::newRow("no such authority")
         << words("--ca /none/ca.crt") << q("/none/ca.crt: No such file or directory");
-    QTest::newRow("no authority") << words("--ca KEY") << q("KEY: holds no PEM certificate");
+    QTest::newRow("no authority") << words("--ca KEY") << q("KEY: contains no PEM certificate");
     QTest::newRow("no key") << words("--cert CRT --key CRT")
-                            << q("CRT: holds no PEM private key (RSA or EC)");
+                            << q("CRT: contains no PEM private key (RSA or EC)");
     QTest::newRow("no such token")
         << words("--token-file /none/token") << q("/none/token: No such file or directory");
     QTest::newRow("empty token") << words("--token-file /dev/null")
-                                 << q("/dev/null: holds no token");
+                                 << q("/dev/null: contains no token");
 }
 
 void tst_KeywordToolConnection::tls_badFilesEndIt()

@@ -63,9 +63,9 @@ void tst_KeywordToolInput::keywords_areReadFromStandardInput_data()
     row("label", "label --raw -", "/plant\n", "Bottling works\n");
     row("one unknown", "get --raw -", "/nowhere\n/plant/shift\n", "2\n",
         "keyword: /nowhere: no such keyword\n", 1);
-    row("nothing", "get -", "", "", "keyword: standard input holds no keywords\n", 1);
-    row("only blank lines", "watch -", "\n \n", "", "keyword: standard input holds no keywords\n",
-        1);
+    row("nothing", "get -", "", "", "keyword: standard input contains no keywords\n", 1);
+    row("only blank lines", "watch -", "\n \n", "",
+        "keyword: standard input contains no keywords\n", 1);
     row("no UTF-8", "get -", "/plant/shift\n/\xff\n", "",
         "keyword: standard input, line 2: not UTF-8\n", 2);
 }
@@ -119,7 +119,7 @@ void tst_KeywordToolInput::writes_areReadFromStandardInput_data()
         "keyword,value,outcome\n/plant/name,\"\",taken\n", "/plant/name=");
     row("add", "add -", "/plant/shift 3\n/plant/shift -1\n", "", "/plant/shift=5 /plant/shift=4");
     row("line without a value", "set -", "/plant/name\n/plant/shift 3\n", "", "/plant/shift=3",
-        "keyword: standard input, line 1: no value behind '/plant/name'\n", 2);
+        "keyword: standard input, line 1: no value after '/plant/name'\n", 2);
     row("line of another type", "set --as int -", "/plant/shift x\n/plant/shift 3\n", "",
         "/plant/shift=3", "keyword: standard input, line 1: 'x' is no int\n", 2);
     row("no UTF-8", "set -", "/plant/name \xff\n/plant/shift 3\n", "", "/plant/shift=3",
@@ -127,7 +127,7 @@ void tst_KeywordToolInput::writes_areReadFromStandardInput_data()
     row("refusal", "set --wait -", "/plant/tank2/level 5\n/plant/shift 3\n",
         "/plant/shift  3  taken\n", "/plant/shift=3",
         "keyword: /plant/tank2/level: refused; it stays 45.25\n", 4);
-    row("nothing", "set -", "\n", "", "", "keyword: standard input holds no writes\n", 1);
+    row("nothing", "set -", "\n", "", "", "keyword: standard input contains no writes\n", 1);
 }
 
 void tst_KeywordToolInput::writes_areReadFromStandardInput()

@@ -187,30 +187,30 @@ void tst_KeywordToolParts::replay_refuses_data()
     const auto row = [](const char *name, const QList<QByteArray> &contents, const char *problem) {
         QTest::newRow(name) << contents << q(problem);
     };
-    const char *const other = "%2, line 1: this belongs to another recording than %1";
+    const char *const other = "%2, line 1: part of a different recording than %1";
     row("another recording", {part1, heading("y", 2) + entry("2", 2)}, other);
     row("another old recording",
         {oldHeading + entry("1", 1), QByteArray(oldHeading).replace("T00", "T01")}, other);
     row("another server", {oldHeading, QByteArray(oldHeading).replace("ws:", "wss:")}, other);
     row("old and new", {oldHeading + entry("1", 1), part1}, other);
     row("another one within", {part1 + heading("y", 2)},
-        "%1, line 3: this belongs to another recording than %1");
+        "%1, line 3: part of a different recording than %1");
     row("twice", {part1, heading("x", 2), part1},
         "%3, line 1: part 1 is given twice; it is in %1 as well");
     row("old, twice",
         {oldHeading + entry("1", 1) + entry("2", 2), oldHeading + entry("1", 1) + entry("2", 2)},
-        "%2, line 2: the time 1 s is before that of the last entry, 2 s");
+        "%2, line 2: the time 1 s is before that of the previous entry, 2 s");
     row("time goes back", {part1 + entry("3", 1) + "\n" + entry("2.5", 1)},
-        "%1, line 5: the time 2.5 s is before that of the last entry, 3 s");
+        "%1, line 5: the time 2.5 s is before that of the previous entry, 3 s");
     row("negative time", {heading("x", 1) + entry("-1", 1)},
         "%1, line 2: the time -1 s is negative");
     row("absurd time", {part1 + entry("1e10", 1)},
-        "%1, line 3: the time 1e+10 s is absurd: more than ten years");
+        "%1, line 3: the time 1e+10 s is out of range: more than ten years");
     row("more absurd", {part1 + entry("1e300", 1)},
-        "%1, line 3: the time 1e+300 s is absurd: more than ten years");
-    row("no time", {part1 + "{\"t\":\"1\"}\n"}, "%1, line 3: this is no entry of a recording");
+        "%1, line 3: the time 1e+300 s is out of range: more than ten years");
+    row("no time", {part1 + "{\"t\":\"1\"}\n"}, "%1, line 3: not an entry of a recording");
     row("cut within", {part1.chopped(5) + "\n" + entry("1", 1)},
-        "%1, line 2: this is no entry of a recording");
+        "%1, line 2: not an entry of a recording");
 }
 
 void tst_KeywordToolParts::replay_refuses()

@@ -177,7 +177,7 @@ void tst_KeywordToolReading::whatIsNotFound_hasItsExitCode_data()
     QTest::newRow("tree") << words("tree /nowhere") << QString()
                           << q("keyword: /nowhere: nothing below it\n");
     QTest::newRow("aggregate") << words("aggregate sum /a /b") << QString()
-                               << q("keyword: none of the keywords is known\n");
+                               << q("keyword: none of the keywords exists\n");
     QTest::newRow("label") << words("label /plant/stop /plant/name --raw") << q("Name\n")
                            << q("keyword: /plant/stop: no label\n");
 }

@@ -590,14 +590,14 @@ void tst_KeywordToolRecording::replay_fails_data()
     const QByteArray good = heading + eventLine("0", "/a", "int", "1");
     QTest::newRow("no file") << QByteArray() << 6 << q("%1: No such file or directory");
     QTest::newRow("no recording") << QByteArray("{\"a\":1}\n") << 6
-                                  << q("%1, line 1: this is no recording");
+                                  << q("%1, line 1: not a recording");
     QTest::newRow("newer recording")
-        << QByteArray("{\"recording\":2}\n") << 6 << q("%1, line 1: this is no recording");
+        << QByteArray("{\"recording\":2}\n") << 6 << q("%1, line 1: not a recording");
     QTest::newRow("broken line") << good + "{\"t\":1,\n" + good << 6
-                                 << q("%1, line 3: this is no entry of a recording");
+                                 << q("%1, line 3: not an entry of a recording");
     QTest::newRow("no time") << good + "{\"message\":{}}\n"
-                             << 6 << q("%1, line 3: this is no entry of a recording");
-    QTest::newRow("no values") << QByteArray(heading) << 1 << q("the recording holds no values");
+                             << 6 << q("%1, line 3: not an entry of a recording");
+    QTest::newRow("no values") << QByteArray(heading) << 1 << q("the recording contains no values");
 }
 
 void tst_KeywordToolRecording::replay_fails()

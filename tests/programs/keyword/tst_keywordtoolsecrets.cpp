@@ -74,7 +74,7 @@ void tst_KeywordToolSecrets::password_isRefusedOverPlainAddresses()
 
     QCOMPARE(tool.errors(),
              q("keyword: cannot use the address %1: user and password are not sent over ws://, "
-               "where anybody on the way can read them; use wss://\n"
+               "which is not encrypted; use wss://\n"
                "keyword: try \"keyword help\"\n")
                  .arg(shown));
     QCOMPARE(tool.output(), QString());

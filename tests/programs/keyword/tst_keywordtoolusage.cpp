@@ -93,41 +93,43 @@ void tst_KeywordToolUsage::badUsage_isRefused_data()
         << words("get -recursive /a") << q("unknown option -recursive; did you mean --recursive?");
     QTest::newRow("unknown short option") << words("get -x /a") << q("unknown option -x");
     QTest::newRow("option of another command")
-        << words("ls --wait") << q("ls knows no option --wait");
+        << words("ls --wait") << q("ls has no option --wait");
     QTest::newRow("option without its value")
         << words("get /a --format") << q("Missing value after '--format'.");
     QTest::newRow("get nothing") << words("get") << q("no keyword given");
     QTest::newRow("watch nothing") << words("watch") << q("no keyword given");
     QTest::newRow("label nothing") << words("label") << q("no keyword given");
     QTest::newRow("empty keyword") << QStringList {q("get"), QString()} << q("a keyword is empty");
-    QTest::newRow("set nothing") << words("set") << q("keywords and values go in pairs");
+    QTest::newRow("set nothing") << words("set") << q("keywords and values must be given in pairs");
     QTest::newRow("set without value")
-        << words("set /a 1 /b") << q("keywords and values go in pairs");
+        << words("set /a 1 /b") << q("keywords and values must be given in pairs");
     QTest::newRow("set an empty keyword")
         << QStringList {q("set"), QString(), q("1")} << q("a keyword is empty");
     QTest::newRow("aggregate nothing")
-        << words("aggregate") << q("the mode comes first: min, max, equal, sum, and, or");
+        << words("aggregate")
+        << q("the first argument must be a mode: min, max, equal, sum, and, or");
     QTest::newRow("aggregate by no mode")
-        << words("aggregate avg /a /b") << q("the mode comes first: min, max, equal, sum, and, or");
+        << words("aggregate avg /a /b")
+        << q("the first argument must be a mode: min, max, equal, sum, and, or");
     QTest::newRow("aggregate one")
-        << words("aggregate min /a") << q("at least two keywords are needed");
+        << words("aggregate min /a") << q("at least two keywords are required");
     QTest::newRow("count of one answer")
-        << words("aggregate min /a /b --count 3") << q("--count goes with --watch");
+        << words("aggregate min /a /b --count 3") << q("--count requires --watch");
     QTest::newRow("standard input twice") << words("get - -") << q("- is given twice");
     QTest::newRow("keywords of standard input twice")
         << words("record f - -") << q("- is given twice");
     QTest::newRow("standard input and more")
-        << words("set - 5") << q("- stands alone: standard input has the keywords and the values");
-    QTest::newRow("ping two") << words("ping /a /b") << q("one keyword at the most");
+        << words("set - 5")
+        << q("- must be the only argument: standard input contains the keywords and the values");
+    QTest::newRow("ping two") << words("ping /a /b") << q("at most one keyword");
     QTest::newRow("record nowhere") << words("record") << q("no file given");
     QTest::newRow("rotate standard output")
-        << words("record - --rotate 1M")
-        << q("--rotate goes with a file, and - is standard output");
+        << words("record - --rotate 1M") << q("--rotate requires a file, but - is standard output");
     QTest::newRow("replay nothing") << words("replay") << q("no file given");
     QTest::newRow("replay without end")
-        << words("replay f --loop --stay") << q("--loop has no end at which to --stay");
+        << words("replay f --loop --stay") << q("--loop and --stay cannot be used together");
     QTest::newRow("unknown shell")
-        << words("completion csh") << q("the shell is expected: bash, zsh or fish");
+        << words("completion csh") << q("the shell must be bash, zsh, or fish");
     QTest::newRow("help on nothing") << words("help bogus") << q("'bogus' is no command");
     QTest::newRow("no address") << words("get /a --url localhost:80")
                                 << q("cannot use the address localhost:80: not a WebSocket "
@@ -137,21 +139,22 @@ void tst_KeywordToolUsage::badUsage_isRefused_data()
                                         "WebSocket address such as ws://host:port");
     QTest::newRow("authority without TLS")
         << words("get /a --ca ca.crt --url wss://h --url ws://i?token=x")
-        << q("--ca goes with wss:// addresses, and ws://i?token=*** is none");
-    QTest::newRow("token without TLS") << words("get /a --token-file t --url ws://h")
-                                       << q("--token-file goes with wss:// addresses, and "
-                                            "ws://h is none");
+        << q("--ca requires wss:// addresses, unlike ws://i?token=***");
+    QTest::newRow("token without TLS")
+        << words("get /a --token-file t --url ws://h")
+        << q("--token-file requires wss:// addresses, unlike ws://h");
     QTest::newRow("certificate without key")
-        << words("get /a --cert c --url wss://h") << q("--cert and --key go together");
+        << words("get /a --cert c --url wss://h") << q("--cert and --key must be used together");
     QTest::newRow("key without certificate")
-        << words("get /a --key c --url wss://h") << q("--cert and --key go together");
+        << words("get /a --key c --url wss://h") << q("--cert and --key must be used together");
     QTest::newRow("no file") << words("get /a --ca= --url wss://h")
-                             << q("--ca: a file is expected");
+                             << q("--ca: no file name given");
     QTest::newRow("format") << words("get /a --format xml")
                             << q("--format: text, json, csv are known, not 'xml'");
     QTest::newRow("time") << words("get /a --time now")
                           << q("--time: none, local, utc, delta are known, not 'now'");
-    QTest::newRow("raw json") << words("get /a --raw -f json") << q("--raw goes with text only");
+    QTest::newRow("raw json") << words("get /a --raw -f json")
+                              << q("--raw requires the format text");
     QTest::newRow("type") << words("ls --type float")
                           << q("--type: bool, int, double, string are known, not 'float'");
     QTest::newRow("access") << words("ls --access rw")
@@ -160,26 +163,26 @@ void tst_KeywordToolUsage::badUsage_isRefused_data()
     QTest::newRow("as") << words("set /a 1 --as float")
                         << q("--as: bool, int, double, string, object are known, not 'float'");
     QTest::newRow("count") << words("watch /a --count -3")
-                           << q("--count: a number above 0 is expected, not '-3'");
+                           << q("--count: must be a number above 0, not '-3'");
     QTest::newRow("depth") << words("tree --depth 0")
-                           << q("--depth: a number above 0 is expected, not '0'");
+                           << q("--depth: must be a number above 0, not '0'");
     QTest::newRow("timeout") << words("get /a --timeout soon")
-                             << q("--timeout: a number of seconds is expected, not 'soon'");
+                             << q("--timeout: must be a number of seconds, not 'soon'");
     QTest::newRow("interval") << words("ping --interval 0")
-                              << q("--interval: a number of seconds is expected, not '0'");
+                              << q("--interval: must be a number of seconds, not '0'");
     QTest::newRow("rotate") << words("record f --rotate 5T")
-                            << q("--rotate: a size such as 500K or 10M is expected, not '5T'");
+                            << q("--rotate: must be a size such as 500K or 10M, not '5T'");
     QTest::newRow("speed") << words("replay f --speed fast")
-                           << q("--speed: a number above 0 or max is expected, not 'fast'");
+                           << q("--speed: must be a number above 0 or max, not 'fast'");
     QTest::newRow("port") << words("replay f --port 99999")
-                          << q("--port: a port number is expected, not '99999'");
+                          << q("--port: must be a port number, not '99999'");
     QTest::newRow("listen") << words("replay f --listen here")
-                            << q("--listen: an IP address or localhost is expected, not 'here'");
-    QTest::newRow("origin") << words("replay f --allow-origin http://x --allow-origin x")
-                            << q("--allow-origin: an origin such as http://localhost:3000 is "
-                                 "expected, not 'x'");
+                            << q("--listen: must be an IP address or localhost, not 'here'");
+    QTest::newRow("origin")
+        << words("replay f --allow-origin http://x --allow-origin x")
+        << q("--allow-origin: must be an origin such as http://localhost:3000, not 'x'");
     QTest::newRow("origin of another command")
-        << words("ls --allow-origin http://x") << q("ls knows no option --allow-origin");
+        << words("ls --allow-origin http://x") << q("ls has no option --allow-origin");
 }
 
 void tst_KeywordToolUsage::badUsage_isRefused()

@@ -245,25 +245,30 @@ void tst_KeywordToolWriting::inexactNumbers_areNotSent_data()
     row("as int", "set --as int /plant/shift 9223372036854775808",
         "'9223372036854775808' does not fit into 64 bits");
     row("as double", "set --as double /plant/setpoint 9007199254740993",
-        "'9007199254740993' is not exact as a double, which has 9007199254740992");
+        "'9007199254740993' cannot be represented exactly as a double; the nearest value is "
+        "9007199254740992");
     row("as double, longer", "set --as double /plant/setpoint 123456789012345678901234567890",
-        "'123456789012345678901234567890' is not exact as a double, which has "
+        "'123456789012345678901234567890' cannot be represented exactly as a double; the nearest "
+        "value is "
         "123456789012345677877719597056");
     row("waiting, int", "set --wait /plant/shift 9223372036854775808",
         "/plant/shift: '9223372036854775808' does not fit into 64 bits");
     row("waiting, double", "set --wait /plant/setpoint -9007199254740993",
-        "/plant/setpoint: '-9007199254740993' is not exact as a double, which has "
+        "/plant/setpoint: '-9007199254740993' cannot be represented exactly as a double; the "
+        "nearest value is "
         "-9007199254740992");
     row("waiting, json", "set --wait -f json /plant/setpoint 9007199254740993",
-        "/plant/setpoint: '9007199254740993' is not exact as a double, which has 9007199254740992",
+        "/plant/setpoint: '9007199254740993' cannot be represented exactly as a double; the "
+        "nearest value is 9007199254740992",
         "{\"keyword\":\"/plant/setpoint\",\"value\":1.5,\"outcome\":\"invalid\"}\n");
     row("waiting, amount for a double", "add --wait /plant/setpoint 9007199254740993",
-        "/plant/setpoint: '9007199254740993' is not exact as a double, which has 9007199254740992");
+        "/plant/setpoint: '9007199254740993' cannot be represented exactly as a double; the "
+        "nearest value is 9007199254740992");
     row("waiting, too great a sum", "add --wait /plant/shift 9223372036854775806",
         "/plant/shift: the sum does not fit into 64 bits");
-    row("beyond a double", "set /plant/setpoint 1e400", "'1e400' is too great for a double");
+    row("beyond a double", "set /plant/setpoint 1e400", "'1e400' is too large for a double");
     row("waiting, beyond a double", "set --wait /plant/setpoint -1e400",
-        "/plant/setpoint: '-1e400' is too great for a double");
+        "/plant/setpoint: '-1e400' is too large for a double");
 }
 
 void tst_KeywordToolWriting::inexactNumbers_areNotSent()
@@ -304,7 +309,7 @@ void tst_KeywordToolWriting::wait_timesOutWhenTheValueDoesNotCome()
     });
     const Run silent = bench.run(words("set --wait --timeout 0.3 /plant/shift 4"));
     QCOMPARE(silent.errors,
-             q("keyword: /plant/shift: no event with the value in time; the last one had 2\n"));
+             q("keyword: /plant/shift: no event with the value in time; the last value was 2\n"));
     QCOMPARE(silent.exitCode, 5);
     bench.socketServer.setSilent(false);
 
@@ -338,7 +343,7 @@ void tst_KeywordToolWriting::wait_tellsOfAnotherValueAtOnce()
                                      request.accept(qMin(request.value().toInt(), 100));
                                  });
     const Run run = bench.run(words("set --wait --timeout 60 -f json /plant/shift 200"));
-    QCOMPARE(run.errors, q("keyword: /plant/shift: not taken as it is; it became 100\n"));
+    QCOMPARE(run.errors, q("keyword: /plant/shift: not set to this value; it became 100\n"));
     QCOMPARE(run.output,
              q("{\"keyword\":\"/plant/shift\",\"value\":100,\"outcome\":\"changed\"}\n"));
     QCOMPARE(run.exitCode, 4);

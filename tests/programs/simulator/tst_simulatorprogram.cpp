@@ -235,9 +235,9 @@ void tst_SimulatorProgram::takesACertificateWithItsKeyAlone_data()
     const QString others =
         q("keyword-simulator: server.crt, x.key: the certificate and the private "
           "key do not belong together: ");
-    const QString encrypted = q(
-        "keyword-simulator: the private key in x.key is encrypted; give a decrypted copy: openssl "
-        "pkey -in x.key -out plain.key\n");
+    const QString encrypted =
+        q("keyword-simulator: the private key in x.key is encrypted; use a decrypted copy: openssl "
+          "pkey -in x.key -out plain.key\n");
     QTest::newRow("its own") << q("cp server.key x.key") << QString();
     QTest::newRow("another one of its kind")
         << q("openssl ecparam -name prime256v1 -genkey -noout -out x.key") << others;
@@ -247,8 +247,9 @@ void tst_SimulatorProgram::takesACertificateWithItsKeyAlone_data()
         << q("openssl pkcs8 -topk8 -in server.key -passout pass:x -out x.key") << encrypted;
     QTest::newRow("its own, encrypted in the old way")
         << q("openssl ec -aes128 -in server.key -passout pass:x -out x.key") << encrypted;
-    QTest::newRow("none") << q("cp server.crt x.key")
-                          << q("keyword-simulator: x.key: holds no PEM private key (RSA or EC)\n");
+    QTest::newRow("none")
+        << q("cp server.crt x.key")
+        << q("keyword-simulator: x.key: contains no PEM private key (RSA or EC)\n");
 }
 
 void tst_SimulatorProgram::takesACertificateWithItsKeyAlone()
@@ -348,12 +349,12 @@ void tst_SimulatorProgram::refusesBadUsage_data()
                               << q("/nowhere.json: ");
     QTest::newRow("count") << QStringList({q("--generate"), q("x")}) << q("--generate: ");
     QTest::newRow("certificate alone")
-        << QStringList({q("--tls-cert"), q("x")}) << q("go together");
+        << QStringList({q("--tls-cert"), q("x")}) << q("must be used together");
     QTest::newRow("no certificate")
         << QStringList({q("--tls-cert"), q("/nowhere"), q("--tls-key"), q("x")}) << q("/nowhere: ");
     QTest::newRow("no PEM") << QStringList(
         {q("--tls-cert"), q(SCENES "/plant.json"), q("--tls-key"), q("x")})
-                            << q("holds no PEM certificate");
+                            << q("contains no PEM certificate");
 }
 
 void tst_SimulatorProgram::refusesBadUsage()

@@ -887,9 +887,10 @@ void tst_HomeAssistant::retainedCommands_areToldOnce()
 {
     for (int i = 0; i < 2; ++i)
         entity("switch", R"("cmd_t":"c","stat_t":"s","ret":true)");
-    QCOMPARE(taken.messages.join(QLatin1Char(' ')),
-             QStringLiteral("homeassistant/switch/x/config wants its commands retained, which is "
-                            "not done"));
+    QCOMPARE(
+        taken.messages.join(QLatin1Char(' ')),
+        QStringLiteral(
+            "homeassistant/switch/x/config requires retained commands, which are not supported"));
 }
 
 void tst_HomeAssistant::prefix_isConfigurable()
