@@ -286,7 +286,7 @@ void tst_BrowserProgram::texts_areThoseOfTheUsersLanguage()
     QVERIFY(source.open(QIODevice::WriteOnly));
     source.write(R"(<?xml version="1.0" encoding="utf-8"?><!DOCTYPE TS>
         <TS version="2.1" language="de_DE"><context><name>Screenshot</name><message>
-        <source>'%1' is no duration in seconds</source>
+        <source>'%1' is not a duration in seconds</source>
         <translation>„%1“ ist keine Dauer in Sekunden</translation></message></context></TS>)");
     source.close();
     QCOMPARE(QProcess::execute(lrelease,
@@ -304,7 +304,7 @@ void tst_BrowserProgram::texts_areThoseOfTheUsersLanguage()
              qPrintable(german.errors));
     environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
     const Run english = desk.run(arguments, environment);
-    QVERIFY2(english.errors.contains(QStringLiteral("'long' is no duration in seconds")),
+    QVERIFY2(english.errors.contains(QStringLiteral("'long' is not a duration in seconds")),
              qPrintable(english.errors));
 }
 
