@@ -31,7 +31,7 @@ run_packages=(
     qml6-module-qtquick-window
 )
 # Qt Quick Test, the headers that the C++ of qmltc includes, and the programs that tests start: a reverse
-# proxy, a WebSocket server that is not Qt's, what makes certificates, and Qt's runtime for QML.
+# proxy, a WebSocket server that is not Qt's, what makes certificates and translations, and Qt's runtime for QML.
 test_packages=(
     mosquitto
     mosquitto-clients
@@ -42,6 +42,7 @@ test_packages=(
     qml-qt6
     qml6-module-qttest
     qt6-declarative-private-dev
+    qt6-l10n-tools
 )
 # Qt for Python, which Debian 12 does not have
 optional_test_packages=(

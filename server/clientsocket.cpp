@@ -10,6 +10,7 @@
 #include <QtWebSockets/QWebSocket>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #ifdef Q_OS_UNIX
@@ -32,6 +33,8 @@ constexpr char wholeTextFrame = char(0x81);
 constexpr char longLength = 126; // says that the length stands in the two bytes behind it
 constexpr qsizetype greatestPlainFrame = 0xffff; // bytes
 constexpr qsizetype greatestKeptBuffer = qsizetype(32) * 1024; // bytes
+constexpr char closeFrame = char(0x88);
+constexpr qint64 greatestControlPayload = 125; // bytes
 constexpr auto commandPause = 20ms;
 constexpr int slice = 5; // ms for the commands of one client before the next client
 constexpr qint64 greatestHeader = 14; // of a frame
@@ -60,6 +63,14 @@ qint64 sendAtOnce([[maybe_unused]] QTcpSocket *connection, [[maybe_unused]] cons
 #else
     return 0;
 #endif
+}
+
+// Whether a client may use this code to close a connection without an error.
+bool isOrdinary(int closeCode)
+{
+    return closeCode == QWebSocketProtocol::CloseCodeNormal
+        || closeCode == QWebSocketProtocol::CloseCodeGoingAway
+        || (closeCode >= 3000 && closeCode < 5000); // of libraries and applications
 }
 
 // Other messages are not parsed: this only looks at the usual position.
@@ -287,10 +298,42 @@ void ClientSocket::giveUp(const QString &why)
 
 void ClientSocket::enqueue(const QString &text)
 {
+    if (closeCode)
+        return; // it has said that this was all
     sincePing.invalidate(); // it is alive
     commands.enqueue(text.toUtf8());
+    takeCloseFrame();
     takeSoon();
     checkBacklog();
+}
+
+// A WebSocket replies to a close frame when it reads it, and nothing may follow that reply. So a
+// close frame that was read together with a command is held back until the command has been
+// processed. Invalid frames are not: the WebSocket rejects them.
+void ClientSocket::takeCloseFrame()
+{
+    constexpr qint64 header = 6; // with the mask
+    std::array<char, header + 2> start {};
+    if (!connection || connection->peek(start.data(), qint64(start.size())) < header
+        || start[0] != closeFrame)
+        return;
+    const qint64 length = uchar(start[1]) - 0x80; // the upper bit says that there is a mask
+    if (length < 0 || length == 1 || length > greatestControlPayload
+        || connection->bytesAvailable() < header + length)
+        return;
+    const auto payload = [&start](int i) { return uchar(start[6 + i]) ^ uchar(start[2 + i]); };
+    const int code =
+        length == 0 ? QWebSocketProtocol::CloseCodeNormal : (payload(0) << 8) + payload(1);
+    if (!isOrdinary(code))
+        return;
+    connection->skip(header + length);
+    closeCode = code;
+}
+
+void ClientSocket::answerCloseFrame()
+{
+    flush();
+    socket->close(QWebSocketProtocol::CloseCode(*closeCode));
 }
 
 // Whether the client has read the replies to its previous requests. It may request more keywords
@@ -354,10 +397,14 @@ void ClientSocket::takeCommands()
         Q_EMIT finished();
         return;
     }
-    // The answers go before others have theirs made: then those can take the same memory.
+    // The replies are sent before those to other clients are made: these can use the same memory.
     flush();
-    if (guard && frames.isEmpty())
+    if (!guard)
+        return;
+    if (frames.isEmpty())
         frames = {};
+    if (closeCode && !finishing && !takesSoon)
+        answerCloseFrame();
 }
 
 // Neither a WebSocket nor TLS can be paused: they process everything that the connection has read.

@@ -14,6 +14,7 @@
 #include <QtCore/QTimer>
 
 #include <memory>
+#include <optional>
 
 class QSocketNotifier;
 class QSslSocket;
@@ -34,7 +35,8 @@ class KeywordSession;
 // From the client: its commands wait while it exceeds the permitted rate or does not read the
 // replies; then its connection is not read any further. Commands are processed from the event loop,
 // a few at a time, so that other clients are served in between. A handler of a command may delete
-// anything.
+// anything. If a client closes the connection in the same packet, it gets the replies before the
+// close frame.
 class ClientSocket : public QObject
 {
     Q_OBJECT
@@ -78,6 +80,8 @@ private:
     void checkProgress();
     void giveUp(const QString &why);
     void enqueue(const QString &text);
+    void takeCloseFrame();
+    void answerCloseFrame();
     bool hasReadAnswers() const;
     bool mayTakeCommand();
     bool isTakingLater() const { return takesSoon || commandTimer.isActive(); }
@@ -109,6 +113,7 @@ private:
     QPointer<QSocketNotifier> readNotifier;
     qint64 own = 0; // bytes that wait and are no pongs, at most
     bool takesSoon = false;
+    std::optional<int> closeCode; // that the client has sent, and that is to be answered
     bool finishing = false;
     bool full = false;
 };

@@ -4,6 +4,7 @@
 #include "extras/plot/plotaxes_p.h"
 
 #include "extras/history/keywordhistory.h"
+#include "extras/shared/numberlocale_p.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDateTime>
@@ -24,10 +25,10 @@ constexpr qint64 minute = 60 * second;
 constexpr qint64 hour = 60 * minute;
 constexpr qint64 day = 24 * hour;
 
-QString translated(const char *text)
+struct Text
 {
-    return QCoreApplication::translate("PKeywordPlot", text);
-}
+    Q_DECLARE_TR_FUNCTIONS(PKeywordPlot)
+};
 
 // The next of 1, 2 or 5 times a power of ten.
 double roundStep(double atLeast)
@@ -56,9 +57,9 @@ qint64 roundTimeStep(double atLeast)
 QString tickText(double value, double step)
 {
     if (std::abs(value) >= 1e7 || (step < 1e-6 && value != 0))
-        return QLocale().toString(value, 'g', 6);
+        return numberLocale().toString(value, 'g', 6);
     const int decimals = step < 1 ? static_cast<int>(std::ceil(-std::log10(step) - 1e-9)) : 0;
-    return QLocale().toString(value, 'f', decimals);
+    return numberLocale().toString(value, 'f', decimals);
 }
 
 // The locale's own format is either without seconds or with the name of the time zone.
@@ -88,7 +89,7 @@ QString tickTime(const QDateTime &time, qint64 step)
 
 QString plotNumberText(double value)
 {
-    const QLocale locale;
+    const QLocale locale = numberLocale();
     if (std::isnan(value))
         return QStringLiteral("\u2014");
     if (value == std::floor(value) && std::abs(value) < 1e15)
@@ -98,7 +99,7 @@ QString plotNumberText(double value)
 
 QString plotBoolText(bool value)
 {
-    return value ? translated("true") : translated("false");
+    return value ? Text::tr("true") : Text::tr("false");
 }
 
 QString plotTimeText(const QDateTime &time, double span)

@@ -5,6 +5,7 @@
 
 #include "extras/browsing/listedkeyword_p.h"
 #include "extras/shared/clientlink_p.h"
+#include "extras/shared/numberlocale_p.h"
 #include "extras/shared/rowupdate_p.h"
 #include "extras/tables/keywordresolver_p.h"
 #include "extras/writing/keywordwrite.h"
@@ -158,12 +159,6 @@ QVariant scriptValue(const QVariant &value)
         return int(whole);
     constexpr qlonglong exact = 1LL << 53;
     return whole >= -exact && whole <= exact ? QVariant(double(whole)) : value;
-}
-
-QLocale withoutGroups(QLocale locale)
-{
-    locale.setNumberOptions(locale.numberOptions() | QLocale::OmitGroupSeparator);
-    return locale;
 }
 
 // RFC 4180: in quotes if need be, quotes doubled.
@@ -994,7 +989,7 @@ QVariant PKeywordTable::data(const QModelIndex &index, int role) const
                        QDateTime::fromMSecsSinceEpoch(row.changed).time(), QLocale::LongFormat)
                                : QString();
         case RateColumn:
-            return QLocale().toString(row.rate.perSecond(d->clock.elapsed()), 'f', 1);
+            return numberLocale().toString(row.rate.perSecond(d->clock.elapsed()), 'f', 1);
         case OutcomeColumn:
             return d->outcomeText(row);
         default:
@@ -1011,7 +1006,7 @@ QVariant PKeywordTable::data(const QModelIndex &index, int role) const
     case ValueRole:
         return scriptValue(row.event.value);
     case ValueTextRole:
-        return textOf(row.event.value, withoutGroups(QLocale()));
+        return textOf(row.event.value, numberLocale());
     case ValueTypeRole:
         return int(row.event.type);
     case TypeRole:

@@ -3,6 +3,8 @@
 
 #include "extras/writing/writtenvalue_p.h"
 
+#include "extras/shared/numberlocale_p.h"
+
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDateTime>
 #include <QtCore/QHash>
@@ -63,9 +65,9 @@ QString shown(const QVariant &value)
 {
     QString text;
     if (isWhole(value))
-        return QLocale().toString(value.toLongLong());
+        return numberLocale().toString(value.toLongLong());
     if (value.typeId() == QMetaType::Double)
-        return QLocale().toString(value.toDouble(), 'g', QLocale::FloatingPointShortest);
+        return numberLocale().toString(value.toDouble(), 'g', QLocale::FloatingPointShortest);
     if (value.typeId() == QMetaType::Bool)
         return value.toBool() ? Text::tr("true") : Text::tr("false");
     if (isNull(value))
@@ -221,7 +223,8 @@ WrittenValue plainOf(const QVariant &given, int depth)
         const quint64 number = given.toULongLong();
         return number <= quint64(std::numeric_limits<qint64>::max())
             ? WrittenValue {qlonglong(number), {}}
-            : problem(Text::tr("%1 does not fit into 64 bits").arg(QLocale().toString(number)));
+            : problem(
+                Text::tr("%1 does not fit into 64 bits").arg(numberLocale().toString(number)));
     }
     case QMetaType::Float:
     case QMetaType::Double:

@@ -12,6 +12,7 @@
 #include "programs/common/commandline.h"
 #include "programs/quick/hosttheme.h"
 #include "programs/quick/screenshot.h"
+#include "programs/quick/translations.h"
 #include "server/inprocesslink.h"
 #include "server/keywordserver.h"
 #include "simulator/telemetryscene.h"
@@ -48,10 +49,10 @@ struct Options
     QString settings; // empty: the user's
 };
 
-QString translated(const char *text)
+struct Text
 {
-    return QGuiApplication::translate("main", text);
-}
+    Q_DECLARE_TR_FUNCTIONS(main)
+};
 
 std::optional<int> aggregationFromName(const QString &name)
 {
@@ -64,9 +65,9 @@ std::optional<int> aggregationFromName(const QString &name)
     return std::nullopt;
 }
 
-QCommandLineOption option(const char *name, const char *description, const char *value)
+QCommandLineOption option(const char *name, const QString &description, const char *value)
 {
-    return {QString::fromLatin1(name), translated(description), QString::fromLatin1(value)};
+    return {QString::fromLatin1(name), description, QString::fromLatin1(value)};
 }
 
 class CommandLine
@@ -80,43 +81,49 @@ public:
     QCommandLineParser parser;
 
 private:
-    const QCommandLineOption url =
-        option("url",
-               "Browse the keyword server at this WebSocket <address>, such as ws://host:port. "
-               "If given again: the next address to try. The default is a server in the program "
-               "with live values of this machine.",
-               "address");
+    const QCommandLineOption url = option(
+        "url",
+        Text::tr("Browse the keyword server at this WebSocket <address>, such as ws://host:port. "
+                 "If given again: the next address to try. The default is a server in the program "
+                 "with live values of this machine."),
+        "address");
     const QCommandLineOption ca = option(
-        "ca", "Trust only the authorities in this PEM <file>, for wss:// addresses.", "file");
-    const QCommandLineOption certificate =
-        option("cert", "Send this certificate <file> (PEM) to the server. Requires --key.", "file");
-    const QCommandLineOption key =
-        option("key", "The private key <file> (PEM, not encrypted) of the certificate.", "file");
-    const QCommandLineOption token =
-        option("token-file",
-               "Send the token in this <file> to the server. Requires --url with wss:// addresses.",
-               "file");
-    const QCommandLineOption keyword = option("keyword", "Open this <path>; / by default.", "path");
+        "ca", Text::tr("Trust only the authorities in this PEM <file>, for wss:// addresses."),
+        "file");
+    const QCommandLineOption certificate = option(
+        "cert", Text::tr("Send this certificate <file> (PEM) to the server. Requires --key."),
+        "file");
+    const QCommandLineOption key = option(
+        "key", Text::tr("The private key <file> (PEM, not encrypted) of the certificate."), "file");
+    const QCommandLineOption token = option(
+        "token-file",
+        Text::tr(
+            "Send the token in this <file> to the server. Requires --url with wss:// addresses."),
+        "file");
+    const QCommandLineOption keyword =
+        option("keyword", Text::tr("Open this <path>; / by default."), "path");
     const QCommandLineOption select =
-        option("select", "Select the keyword at this <path>.", "path");
+        option("select", Text::tr("Select the keyword at this <path>."), "path");
     const QCommandLineOption pin =
-        option("pin", "Pin the keyword at this <path>. May be given again.", "path");
+        option("pin", Text::tr("Pin the keyword at this <path>. May be given again."), "path");
     const QCommandLineOption filter = option(
-        "filter", "List only keywords with all these <words> in the label or the name.", "words");
+        "filter", Text::tr("List only keywords with all these <words> in the label or the name."),
+        "words");
     const QCommandLineOption aggregate = option(
-        "aggregate", "Aggregate the pinned keywords in this <mode>: min, max, equal, sum, and, or.",
+        "aggregate",
+        Text::tr("Aggregate the pinned keywords in this <mode>: min, max, equal, sum, and, or."),
         "mode");
     const QCommandLineOption settings =
-        option("settings", "Store the settings in this INI <file>.", "file");
+        option("settings", Text::tr("Store the settings in this INI <file>."), "file");
     const QCommandLineOption trend {QStringLiteral("trend"),
-                                    translated("Show all pinned keywords in one plot.")};
-    const QCommandLineOption dark {QStringLiteral("dark"), translated("Use dark colors.")};
-    const QCommandLineOption light {QStringLiteral("light"), translated("Use light colors.")};
+                                    Text::tr("Show all pinned keywords in one plot.")};
+    const QCommandLineOption dark {QStringLiteral("dark"), Text::tr("Use dark colors.")};
+    const QCommandLineOption light {QStringLiteral("light"), Text::tr("Use light colors.")};
 };
 
 CommandLine::CommandLine(const Screenshot &screenshot)
 {
-    parser.setApplicationDescription(translated(
+    parser.setApplicationDescription(Text::tr(
         "Browses a keyword server: lists keywords, shows their live values, writes them.\n\n"
         "user:password@ in an address requires wss://. Addresses are shown without secrets and are "
         "not saved.\n\n"
@@ -133,7 +140,7 @@ std::optional<Options> CommandLine::options(const Session &session) const
     if (!parser.positionalArguments().isEmpty()) {
         const QString argument = parser.positionalArguments().constFirst();
         programs::complain(
-            translated("unexpected argument '%1'").arg(programs::shownAddress(argument)));
+            Text::tr("unexpected argument '%1'").arg(programs::shownAddress(argument)));
         return std::nullopt;
     }
     Options options;
@@ -149,7 +156,7 @@ std::optional<Options> CommandLine::options(const Session &session) const
     options.files = {given(ca), given(certificate), given(key), given(token)};
     QString fileProblem = programs::accessProblem(options.files, options.addresses);
     if (fileProblem.isEmpty() && options.files.token && options.addresses.isEmpty())
-        fileProblem = translated("--token-file requires --url");
+        fileProblem = Text::tr("--token-file requires --url");
     if (!fileProblem.isEmpty()) {
         programs::complain(fileProblem);
         return std::nullopt;
@@ -162,19 +169,19 @@ std::optional<Options> CommandLine::options(const Session &session) const
     options.settings = parser.value(settings);
     options.trend = parser.isSet(trend);
     if (parser.isSet(settings) && options.settings.isEmpty()) {
-        programs::complain(translated("--settings requires a file name"));
+        programs::complain(Text::tr("--settings requires a file name"));
         return std::nullopt;
     }
     if (parser.isSet(aggregate)) {
         options.aggregation = aggregationFromName(parser.value(aggregate));
         if (!options.aggregation) {
-            programs::complain(translated("'%1' is no mode: min, max, equal, sum, and, or are")
+            programs::complain(Text::tr("'%1' is no mode: min, max, equal, sum, and, or are")
                                    .arg(parser.value(aggregate)));
             return std::nullopt;
         }
     }
     if (parser.isSet(dark) && parser.isSet(light)) {
-        programs::complain(translated("--dark and --light cannot be used together"));
+        programs::complain(Text::tr("--dark and --light cannot be used together"));
         return std::nullopt;
     }
     if (parser.isSet(dark) || parser.isSet(light))
@@ -225,7 +232,8 @@ int main(int argc, char *argv[])
     if (programs::answeredWithoutDisplay(commandLine.parser, argc, argv))
         return EXIT_SUCCESS;
     const QGuiApplication application(argc, argv);
-    QGuiApplication::setApplicationDisplayName(translated("Keyword Browser"));
+    installTranslations();
+    QGuiApplication::setApplicationDisplayName(Text::tr("Keyword Browser"));
     Session session(createInProcess); // outlives the engine, whose proxies point to its clients
     if (!programs::parseArguments(commandLine.parser))
         return programs::badUsage;

@@ -11,10 +11,10 @@ namespace programs {
 namespace {
 
 // Windows show it, too.
-QString translated(const char *text)
+struct Text
 {
-    return QCoreApplication::translate("programs", text);
-}
+    Q_DECLARE_TR_FUNCTIONS(programs)
+};
 
 } // namespace
 
@@ -24,17 +24,17 @@ QString addressProblem(const QString &text, Passwords passwords)
     const bool isWebSocket =
         url.scheme() == QLatin1String("ws") || url.scheme() == QLatin1String("wss");
     if (!url.isValid() || !isWebSocket || url.host().isEmpty())
-        return translated("not a WebSocket address such as ws://host:port");
+        return Text::tr("not a WebSocket address such as ws://host:port");
     if (passwords == Passwords::Encrypted) {
         const bool tells = !url.userName().isEmpty() || !url.password().isEmpty();
         if (tells && url.scheme() == QLatin1String("ws"))
-            return translated(
+            return Text::tr(
                 "user and password are not sent over ws://, which is not encrypted; use wss://");
         return QString();
     }
     if (!url.password().isEmpty())
-        return translated("an address cannot contain a password: it would not be sent to the "
-                          "server. Use a token in the address if the server accepts it");
+        return Text::tr("an address cannot contain a password: it would not be sent to the "
+                        "server. Use a token in the address if the server accepts it");
     return QString();
 }
 

@@ -586,12 +586,19 @@ void tst_KeywordPlot::timeAxis_isOfRoundTimes()
 void tst_KeywordPlot::texts_followTheLocale()
 {
     QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
-    QCOMPARE(plotNumberText(1234.5), QStringLiteral("1.234,5"));
+    QCOMPARE(plotNumberText(1234.5), QStringLiteral("1234,5"));
     const QDateTime time(QDate::currentDate(), QTime(15, 4, 5, 60));
     QCOMPARE(plotTimeText(time, 60000), QStringLiteral("15:04:05"));
     QCOMPARE(plotTimeText(time, 5000), QStringLiteral("15:04:05,060"));
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
-    QCOMPARE(plotNumberText(1234567.0), QStringLiteral("1,234,567"));
+    QCOMPARE(plotNumberText(1234567.0), QStringLiteral("1234567"));
+    PlotView view = plainView(0, 1000);
+    PKeywordExtent extent;
+    extent.add(12000);
+    extent.add(18000);
+    const QString ticks =
+        texts(valueTicks(view, extent, nothing, nothing, false, QFontMetricsF(QFont())));
+    QVERIFY2(ticks.contains(QStringLiteral("15000")), qPrintable(ticks));
     QVERIFY2(plotTimeText(time, 60000).startsWith(QStringLiteral("3:04:05")),
              qPrintable(plotTimeText(time, 60000)));
     QVERIFY(plotTimeText(time.addDays(-1), 60000).size() > plotTimeText(time, 60000).size());

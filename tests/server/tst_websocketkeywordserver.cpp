@@ -123,6 +123,11 @@ private Q_SLOTS:
     void slowReader_getsAllThatItAskedFor();
     void slowReader_hasItsCommandsWait();
     void slowReader_hasItsCommandsTakenWhenItGoes();
+    void partingClient_getsItsAnswersFirst_data();
+    void partingClient_getsItsAnswersFirst();
+    void partingClient_isAnsweredAsItCloses_data();
+    void partingClient_isAnsweredAsItCloses();
+    void partingClient_isNotWaitedFor();
     void longMessage_needsMoreThanTheLimit();
     void request_isGrantedOrRefused_data();
     void request_isGrantedOrRefused();
@@ -809,6 +814,131 @@ void tst_WebSocketKeywordServer::slowReader_hasItsCommandsTakenWhenItGoes()
     slow.socket.disconnectFromHost();
     QTRY_COMPARE(server->clientCount(), 0);
     QCOMPARE(keywords->value(q("/p/a")).toInt(), 77);
+}
+
+namespace {
+
+// The frames that a server has sent, none of which is long: the opcode and the payload of each.
+QList<std::pair<int, QByteArray>> framesIn(const QByteArray &sent)
+{
+    QList<std::pair<int, QByteArray>> frames;
+    for (qsizetype at = 0; at + 2 <= sent.size();) {
+        const int opcode = sent.at(at) & 0x0f;
+        qsizetype size = uchar(sent.at(at + 1));
+        at += 2;
+        if (size == 126) {
+            size = uchar(sent.at(at)) * 256 + uchar(sent.at(at + 1));
+            at += 2;
+        }
+        frames.append({opcode, sent.mid(at, size)});
+        at += size;
+    }
+    return frames;
+}
+
+QByteArray closeFrame(int code, const QByteArray &reason = {})
+{
+    return RawClient::frame(8, QByteArray(1, char(code >> 8)) + char(code & 0xff) + reason);
+}
+
+const QByteArray questions =
+    RawClient::frame(1, R"({"cmd":"keyIndex","payload":{"factory":"p","uuid":"x"}})")
+    + RawClient::frame(1, R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"/p/b"}})");
+
+} // namespace
+
+void tst_WebSocketKeywordServer::partingClient_getsItsAnswersFirst_data()
+{
+    addTransports();
+}
+
+// What it asks for in the very packet that closes the connection.
+void tst_WebSocketKeywordServer::partingClient_getsItsAnswersFirst()
+{
+    QFETCH(bool, tls);
+    if (tls)
+        listenWithTls();
+    RawClient client(server->url(), tls);
+    QVERIFY(client.open());
+
+    client.send(
+        questions + closeFrame(1001, "bye")
+        + RawClient::frame(1, R"({"cmd":"keyUpdate","payload":{"keyword":"/p/a","value":9}})"));
+
+    QTRY_VERIFY(!client.isConnected());
+    const auto frames = framesIn(client.received);
+    QCOMPARE(frames.size(), qsizetype(3));
+    QVERIFY(frames.at(0).second.contains(R"("uuid":"x")"));
+    QVERIFY2(frames.at(1).second.contains("/p/b"), frames.at(1).second.constData());
+    QCOMPARE(frames.at(2).first, 8);
+    QCOMPARE(frames.at(2).second, QByteArray::fromHex("03e9"));
+    QTRY_COMPARE(server->clientCount(), 0);
+    QTRY_COMPARE(keywords->sessionCount(), 0);
+    QCOMPARE(keywords->value(q("/p/a")).toInt(), 1); // behind the end of what it said
+}
+
+void tst_WebSocketKeywordServer::partingClient_isAnsweredAsItCloses_data()
+{
+    QTest::addColumn<QByteArray>("frame");
+    QTest::addColumn<int>("code");
+    QTest::newRow("no code") << RawClient::frame(8, {}) << 1000;
+    QTest::newRow("normal") << closeFrame(1000) << 1000;
+    QTest::newRow("of an application") << closeFrame(4000, "enough") << 4000;
+    QTest::newRow("one byte") << RawClient::frame(8, "x") << 1002;
+    QTest::newRow("reserved code") << closeFrame(1005) << 1002;
+    QTest::newRow("no such code") << closeFrame(2000) << 1002;
+}
+
+// The same with a question in the packet and without.
+void tst_WebSocketKeywordServer::partingClient_isAnsweredAsItCloses()
+{
+    QFETCH(QByteArray, frame);
+    QFETCH(int, code);
+    const auto answer = [this](const QByteArray &sent) {
+        RawClient client(server->url());
+        if (!client.open())
+            return -1;
+        client.send(sent);
+        if (!waitFor([&client] { return !client.isConnected(); }))
+            return -2;
+        const auto frames = framesIn(client.received);
+        if (frames.isEmpty() || frames.last().first != 8)
+            return -3;
+        const QByteArray payload = frames.last().second;
+        return uchar(payload.at(0)) * 256 + uchar(payload.at(1));
+    };
+
+    QCOMPARE(answer(frame), code);
+    QCOMPARE(answer(questions + frame), code);
+    QTRY_COMPARE(server->clientCount(), 0);
+}
+
+// One that reads nothing gets no answers, and one that asks for more than it may is not kept for
+// that.
+void tst_WebSocketKeywordServer::partingClient_isNotWaitedFor()
+{
+    RawClient deaf(server->url());
+    QVERIFY(deaf.open());
+    deaf.setReading(0);
+    server->sendBinary(QByteArray(8 * mebibyte, 'x'));
+    deaf.send(questions + updateOf(7) + closeFrame(1000));
+    QTRY_COMPARE(deaf.socket.bytesToWrite(), qint64(0));
+    deaf.socket.abort();
+    QTRY_COMPARE(server->clientCount(), 0);
+    QCOMPARE(keywords->value(q("/p/a")).toInt(), 7); // what is written counts
+
+    Limits limits = keywords->limits();
+    limits.commandsPerSecond = 1;
+    keywords->setLimits(limits);
+    RawClient hasty(server->url());
+    QVERIFY(hasty.open());
+    QByteArray updates;
+    for (int i = 0; i < 100; ++i)
+        updates += updateOf(i);
+    hasty.send(updates + closeFrame(1000));
+    QTRY_VERIFY(!hasty.isConnected());
+    QTRY_COMPARE(keywords->value(q("/p/a")).toInt(), 99);
+    QTRY_COMPARE(keywords->sessionCount(), 0);
 }
 
 void tst_WebSocketKeywordServer::longMessage_needsMoreThanTheLimit()

@@ -3,7 +3,6 @@
 
 import QtQuick
 import QtQuick.Layouts
-import PellixClient.Control
 import PellixClient.Keyword 1.0
 
 Card {

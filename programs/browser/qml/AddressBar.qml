@@ -146,6 +146,7 @@ Pane {
             echoMode: TextInput.Password
             inputMethodHints: Qt.ImhSensitiveData | Qt.ImhNoPredictiveText | Qt.ImhNoAutoUppercase
             Accessible.passwordEdit: true
+            Accessible.description: placeholderText // as Qt tells no name of a password
             Layout.fillWidth: true
             onAccepted: root.apply()
         }

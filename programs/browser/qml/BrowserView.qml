@@ -6,6 +6,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import KeywordBrowser
 import PellixClient.Control
+import PellixClient.Keyword 1.0
 import PellixClient.Keyword.Extras
 
 /* The whole browser, to be put into a window. */
@@ -22,6 +23,7 @@ Item {
     property date now: new Date()
     // Of what is below the selected keyword; negative until the server has answered.
     readonly property int childCount: below.listed ? below.total : -1
+    readonly property string selectedLevel: selected === "" ? "" : list.children.parentOf(selected)
 
     // Lists what is below a keyword.
     function open(keyword: string) {
@@ -59,6 +61,27 @@ Item {
         keyword: root.selected
         labels: false
     }
+    // One question for each level that something is selected on. A keyword is read-only if the server
+    // lists it here, but not among those that can be written.
+    PKeywordChildren {
+        id: readable
+
+        client: root.session.client
+        keyword: root.selectedLevel
+        currentKeyword: root.selected
+        labels: false
+        filterAccess: PKeyword.KVA_READ
+    }
+    PKeywordChildren {
+        id: writable
+
+        client: root.session.client
+        keyword: root.selectedLevel
+        currentKeyword: root.selected
+        labels: false
+        filterAccess: PKeyword.KVA_WRITE
+    }
+
     Timer {
         interval: 250
         repeat: true
@@ -73,7 +96,11 @@ Item {
     }
     Shortcut {
         sequences: ["F5", "Ctrl+R"]
-        onActivated: list.refresh()
+        onActivated: {
+            list.refresh();
+            readable.refresh();
+            writable.refresh();
+        }
     }
     Shortcut {
         sequences: ["Ctrl+L"]
@@ -180,6 +207,7 @@ Item {
                         preferences: root.preferences
                         keyword: root.selected
                         childCount: root.childCount
+                        readOnly: writable.listed && readable.currentIndex >= 0 && writable.currentIndex < 0
                         now: root.now
                         onOpenRequested: root.open(root.selected)
                         onTrendRequested: root.trend = true

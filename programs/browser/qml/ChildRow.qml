@@ -33,7 +33,7 @@ ItemDelegate {
     implicitHeight: Theme.dp(30)
     padding: 0
     focusPolicy: Qt.NoFocus // the list has the focus
-    Accessible.name: displayName
+    Accessible.name: valueText.text !== "" ? displayName + ", " + valueText.text : displayName
 
     onClicked: selectRequested()
     onDoubleClicked: openRequested()

@@ -18,6 +18,7 @@ Pane {
     required property date now
     property string keyword
     required property int childCount // of keywords below it; negative while unknown
+    required property bool readOnly // as far as the server has told
 
     signal openRequested()
     signal trendRequested()
@@ -124,6 +125,8 @@ Pane {
                     wrapMode: TextEdit.WrapAnywhere
                     textFormat: TextEdit.PlainText
                     Layout.fillWidth: true
+                    Accessible.role: Accessible.StaticText
+                    Accessible.name: text
                 }
             }
             PushButton {
@@ -349,6 +352,8 @@ Pane {
                 font.pixelSize: Theme.dp(13)
                 wrapMode: TextEdit.Wrap
                 textFormat: TextEdit.PlainText
+                Accessible.role: Accessible.StaticText
+                Accessible.name: text
             }
         }
         Item {
@@ -362,6 +367,7 @@ Pane {
             writer: writer
             valueType: history.known ? history.valueType : live.valueType
             value: live.value
+            readOnly: root.readOnly
             visible: !root.valueless
             Layout.fillWidth: true
         }

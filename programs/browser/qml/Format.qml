@@ -4,7 +4,6 @@
 pragma Singleton
 
 import QtQuick
-import PellixClient.Control
 import PellixClient.Keyword 1.0
 
 /*
@@ -29,9 +28,21 @@ QtObject {
         return type === PKeyword.KVT_DOUBLE || type === PKeyword.KVT_INT;
     }
 
-    // With all digits that mean something, and none that only show how a computer stores a number.
+    // The user's, without groups: a number is to be read, and typed, in the same way.
+    function numberLocale(): var {
+        const locale = Qt.locale();
+        locale.numberOptions = Locale.OmitGroupSeparator;
+        return locale;
+    }
+
+    // With no more digits than asked for, and none that only show how a computer stores a number.
+    function roundedText(value: var, digits: int): string {
+        const whole = Number.isInteger(value) && Math.abs(value) < 1e15;
+        return value.toLocaleString(numberLocale(), whole ? "f" : "g", whole ? 0 : digits);
+    }
+
     function numberText(value: var): string {
-        return String(Number(value.toPrecision(12)));
+        return roundedText(value, 12);
     }
 
     function valueText(value: var): string {
@@ -47,12 +58,19 @@ QtObject {
     // For a narrow place: a number with few decimals, a text in one line.
     function shortText(value: var): string {
         if (typeof value === "number" && !Number.isInteger(value))
-            return String(Number(value.toPrecision(6)));
+            return roundedText(value, 6);
         return valueText(value).replace(/\s+/g, " ");
     }
 
+    // As the locale tells the time, and to the millisecond.
     function time(date: var): string {
-        return isNaN(date.getTime()) ? none : Qt.formatTime(date, "HH:mm:ss.zzz");
+        if (isNaN(date.getTime()))
+            return none;
+        const locale = Qt.locale();
+        let format = locale.timeFormat(Locale.ShortFormat);
+        if (!format.includes("s"))
+            format = format.replace(/(\W)mm/, "$1mm$1ss");
+        return date.toLocaleTimeString(locale, format.replace("ss", "ss" + locale.decimalPoint + "zzz"));
     }
 
     function ago(seconds: real): string {
@@ -66,6 +84,6 @@ QtObject {
     }
 
     function rate(perSecond: real): string {
-        return perSecond.toFixed(perSecond >= 100 ? 0 : 1);
+        return perSecond.toLocaleString(numberLocale(), "f", perSecond >= 100 ? 0 : 1);
     }
 }

@@ -69,6 +69,7 @@ Pane {
             objectName: "reconnectBox"
             visible: !root.session.inProcess
             text: qsTr("reconnect automatically")
+            Accessible.name: text
             checked: root.session.autoReconnect
             font.pixelSize: Theme.dp(12)
             spacing: Theme.dp(6)

@@ -18,10 +18,11 @@ ColumnLayout {
     required property PKeywordWrite writer
     required property int valueType
     required property var value
+    required property bool readOnly // as far as the server has told
 
-    readonly property bool isNumber: Format.isNumber(valueType)
-    readonly property bool isBool: valueType === PKeyword.KVT_BOOL
-    readonly property bool isText: valueType === PKeyword.KVT_STRING
+    readonly property bool isNumber: !readOnly && Format.isNumber(valueType)
+    readonly property bool isBool: !readOnly && valueType === PKeyword.KVT_BOOL
+    readonly property bool isText: !readOnly && valueType === PKeyword.KVT_STRING
     readonly property string problem: field.problem !== "" ? field.problem : step.problem
     readonly property string writtenKeyword: writer.keyword
 
@@ -33,41 +34,53 @@ ColumnLayout {
         field.selectAll();
     }
 
-    function plainNumber(text: string): string {
-        return text.trim().replace(",", ".");
+    // The writer reads numbers as the user's locale writes them, and says what is wrong with one.
+    function write(from: Field, amount: string, relative: bool) {
+        from.problem = isNumber && amount === "" ? qsTr("a number is expected") : "";
+        if (from.problem !== "")
+            return;
+        if (relative)
+            writer.add(amount);
+        else
+            writer.set(amount);
+        if (writer.state === PKeywordWrite.NotSent)
+            from.problem = writer.problem;
     }
 
-    // The number in a text, or NaN. It is var since qmllint 6.4 crashes on the calls below otherwise.
-    function number(text: var): real {
-        const trimmed = plainNumber(text);
-        const number = trimmed === "" ? NaN : Number(trimmed);
-        const whole = valueType !== PKeyword.KVT_INT || Number.isInteger(number);
-        return isFinite(number) && whole ? number : NaN;
-    }
-
-    function numberProblem(text: string): string {
-        if (!isNaN(number(text)))
-            return "";
-        return valueType === PKeyword.KVT_INT ? qsTr("must be an integer")
-                                              : qsTr("must be a number");
+    // What was wrong is being corrected, or no longer of interest.
+    function forgive() {
+        field.problem = "";
+        step.problem = "";
+        if (writer.state === PKeywordWrite.NotSent)
+            writer.reset();
     }
 
     function writeField() {
-        field.problem = isNumber ? numberProblem(field.text) : "";
-        if (field.problem === "")
-            writer.set(isNumber ? plainNumber(field.text) : field.text); // each digit of it
+        write(field, isNumber ? field.text.trim() : field.text, false);
     }
 
     function writeStep(sign: int) {
-        step.problem = numberProblem(step.text);
-        if (step.problem === "")
-            writer.add(sign * number(step.text));
+        const amount = step.text.trim();
+        write(step, sign < 0 && amount !== "" ? negated(amount) : amount, true);
+    }
+
+    function negated(number: string): string {
+        for (const minus of ["-", "\u2212", Qt.locale().negativeSign]) {
+            if (number.startsWith(minus))
+                return number.slice(minus.length);
+        }
+        return "-" + (number.startsWith("+") ? number.slice(1) : number);
+    }
+
+    function sentText(): string {
+        const asked = writer.asked;
+        const sign = writer.relative && typeof asked === "number" && asked >= 0 ? "+" : "";
+        return sign + Format.valueText(asked);
     }
 
     onWrittenKeywordChanged: {
         field.clear();
-        field.problem = "";
-        step.problem = "";
+        forgive();
     }
 
     spacing: Theme.dp(4)
@@ -80,8 +93,10 @@ ColumnLayout {
             color: Theme.textSecondary
         }
         PText {
+            objectName: "notWritableText"
             visible: !root.isNumber && !root.isBool && !root.isText
-            text: root.valueType === PKeyword.KVT_OBJECT ? qsTr("objects can only be written by programs")
+            text: root.readOnly ? qsTr("read-only: the server takes no value for it")
+                : root.valueType === PKeyword.KVT_OBJECT ? qsTr("objects can only be written by programs")
                                                          : qsTr("no value: it cannot be written")
             color: Theme.textFaint
             Layout.fillWidth: true
@@ -115,7 +130,7 @@ ColumnLayout {
             placeholderText: root.isText ? qsTr("text") : qsTr("number")
             Layout.fillWidth: true
             Layout.maximumWidth: root.isText ? Infinity : Theme.dp(160)
-            onTextEdited: problem = ""
+            onTextEdited: root.forgive()
             onAccepted: root.writeField()
         }
         PushButton {
@@ -149,7 +164,7 @@ ColumnLayout {
             placeholderText: qsTr("step")
             horizontalAlignment: TextInput.AlignHCenter
             Layout.preferredWidth: Theme.dp(70)
-            onTextEdited: problem = ""
+            onTextEdited: root.forgive()
             onAccepted: root.writeStep(1)
         }
         PushButton {
@@ -183,11 +198,9 @@ ColumnLayout {
         }
         text: {
             if (root.problem !== "")
-                return root.problem;
+                return qsTr("not sent: %1").arg(root.problem);
             const writer = root.writer;
-            const number = Number(writer.asked);
-            const sent = writer.relative ? (number < 0 ? "" : "+") + Format.numberText(number)
-                                         : Format.valueText(writer.asked);
+            const sent = root.sentText();
             const received = Format.valueText(writer.received);
             switch (writer.state) {
             case PKeywordWrite.Pending:
@@ -203,7 +216,7 @@ ColumnLayout {
             case PKeywordWrite.TimedOut:
                 return qsTr("%1 sent: %2").arg(sent).arg(writer.problem);
             case PKeywordWrite.NotSent:
-                return qsTr("%1 not sent: %2").arg(sent).arg(writer.problem);
+                return qsTr("not sent: %1").arg(writer.problem);
             default:
                 return "";
             }

@@ -15,11 +15,16 @@
 #include "simulator/faultywebsocketserver.h"
 
 #include <QtCore/QFile>
+#include <QtCore/QLocale>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QTemporaryDir>
+#include <QtCore/QTranslator>
+#include <QtGui/QAccessible>
 #include <QtQml/QQmlContext>
 #include <QtQml/QQmlEngine>
 #include <QtQml/QQmlExtensionPlugin>
+#include <QtQuick/QQuickItem>
+#include <QtQuick/QQuickWindow>
 #include <QtQuickTest/quicktest.h>
 
 #include <memory>
@@ -27,6 +32,17 @@
 using namespace pellix::client;
 using namespace pellix::server;
 using namespace pellix::simulator;
+
+// Shows what goes through a translation.
+class Marks : public QTranslator
+{
+public:
+    bool isEmpty() const override { return false; }
+    QString translate(const char *, const char *text, const char *, int) const override
+    {
+        return QStringLiteral("«%1»").arg(QString::fromUtf8(text));
+    }
+};
 
 // The servers that the browser meets, and the hands that change something on them.
 class Bench : public QObject
@@ -54,6 +70,8 @@ public:
     // Everything as it was at the beginning.
     Q_INVOKABLE void reset()
     {
+        QLocale::setDefault(QLocale::c());
+        QCoreApplication::removeTranslator(&marks);
         transport.reset();
         port = 0;
         server.clear();
@@ -84,6 +102,11 @@ public:
                               bool error)
     {
         return server.setState(path, connected, online, consistent, error);
+    }
+    Q_INVOKABLE void setLocale(const QString &name) { QLocale::setDefault(QLocale(name)); }
+    Q_INVOKABLE void refuseWrites(const QString &path)
+    {
+        server.setWriteHandler(path, [](const WriteRequest &request) { request.refuse(); });
     }
     Q_INVOKABLE void declareDouble(const QString &path, const QString &label, double value)
     {
@@ -147,6 +170,40 @@ public:
         return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
     }
 
+    Q_INVOKABLE void markTexts() { QCoreApplication::installTranslator(&marks); }
+
+    // What can be used below an item: an object for each.
+    Q_INVOKABLE QVariantList controls(QQuickItem *item) const
+    {
+        QAccessible::setActive(true); // as a screen reader does: what is there learns of it
+        QVariantList found;
+        const auto children = item->childItems();
+        for (QQuickItem *child : children) {
+            if (!child->isVisible() || !child->isEnabled())
+                continue;
+            if (isControl(child)) {
+                const QAccessibleInterface *const accessible =
+                    QAccessible::queryAccessibleInterface(child);
+                Q_ASSERT(accessible); // of any item
+                // Qt tells no name of a password.
+                const auto naming =
+                    accessible->state().passwordEdit ? QAccessible::Description : QAccessible::Name;
+                found.append(QVariantMap {
+                    {QStringLiteral("item"), QVariant::fromValue(child)},
+                    {QStringLiteral("what"),
+                     QStringLiteral("%1 %2").arg(
+                         QString::fromLatin1(child->metaObject()->className()),
+                         child->objectName())},
+                    {QStringLiteral("role"), int(accessible->role())},
+                    {QStringLiteral("name"), accessible->text(naming)},
+                    {QStringLiteral("tabStop"), child->activeFocusOnTab()},
+                });
+            }
+            found += controls(child);
+        }
+        return found;
+    }
+
     // What another start of the browser would read.
     Q_INVOKABLE QStringList storedPins() const
     {
@@ -154,6 +211,18 @@ public:
     }
 
 private:
+    static bool isControl(const QQuickItem *item)
+    {
+        if (item->activeFocusOnTab())
+            return true;
+        for (const char *type :
+             {"QQuickAbstractButton", "QQuickTextField", "QQuickTextEdit", "QQuickComboBox"}) {
+            if (item->inherits(type))
+                return true;
+        }
+        return false;
+    }
+
     void declare(const char *path, const char *type, const char *access, const char *label,
                  const QVariant &value)
     {
@@ -161,6 +230,7 @@ private:
                         QString::fromLatin1(access), QString::fromLatin1(label), value});
     }
 
+    Marks marks;
     QTemporaryDir directory;
     KeywordServer server;
     std::unique_ptr<FaultyWebSocketServer> transport;

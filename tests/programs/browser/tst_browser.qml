@@ -618,11 +618,12 @@ TestCase {
 
     function test_write_badNumberIsNotSent_data() {
         return [
-            { tag: "text", name: "Level", text: "warm", problem: "must be a number" },
-            { tag: "nothing", name: "Level", text: "", problem: "must be a number" },
-            { tag: "infinite", name: "Level", text: "1e999", problem: "must be a number" },
+            { tag: "text", name: "Level", text: "warm", problem: "\"warm\" is not a number" },
+            { tag: "nothing", name: "Level", text: " ", problem: "a number is expected" },
+            { tag: "infinite", name: "Level", text: "1e999", problem: "1e999 is too large" },
             { tag: "fraction for an int", name: "Bottles", text: "1.5",
-              problem: "must be an integer" },
+              problem: "\"1.5\" is not an integer" },
+            { tag: "groups", name: "Level", text: "1,000", problem: "\"1,000\" is not a number" },
         ];
     }
 
@@ -634,11 +635,110 @@ TestCase {
         field.text = row.text;
         click(find("setButton"));
         compare(field.problem, row.problem);
-        compare(outcome(), row.problem); // to be read, not only pointed at
+        compare(outcome(), "not sent: " + row.problem); // to be read, not only pointed at
+        field.forceActiveFocus();
+        keyClick(Qt.Key_End);
+        keyClick("x");
+        compare(field.problem, "");
+        compare(outcome(), ""); // as long as it is being corrected
         field.text = "12";
         click(find("setButton"));
         compare(field.problem, "");
         tryCompare(find("valueText"), "text", "12");
+    }
+
+    function test_write_badStepIsNotSent() {
+        openPlant();
+        select("Level");
+        const step = find("stepField");
+        tryCompare(step, "visible", true);
+        step.text = "much";
+        click(find("minusButton"));
+        compare(outcome(), "not sent: \"-much\" is not a number");
+        verify(step.problem !== "");
+        step.text = "";
+        click(find("plusButton"));
+        compare(outcome(), "not sent: a number is expected");
+        step.text = "-2";
+        click(find("minusButton"));
+        tryCompare(find("valueText"), "text", "43.5");
+        compare(step.problem, "");
+    }
+
+    // Numbers and times are shown and read as the user's locale has them, in each place.
+    function test_locale_isFollowedEverywhere() {
+        root.stage.setLocale("de_DE");
+        view = createTemporaryObject(browser, root);
+        list = find("childView");
+        root.stage.preferences.pinned = ["/plant/level", "/plant/count"];
+        openPlant();
+        select("Level");
+        tryCompare(find("valueText"), "text", "41,5");
+        verify(findItem(row("Level"), item => item.text === "41,5"));
+        tryPinnedRows(["Level | /plant/level | 41,5 | good", "Bottles | /plant/count | 7 | good"]);
+        tryVerify(() => / \d\d:\d\d:\d\d,\d\d\d, /.test(find("changeText").text), 5000,
+                  find("changeText").text);
+        tryVerify(() => /^\d+,\d changes\/s$/.test(find("changeRateText").text), 5000,
+                  find("changeRateText").text);
+        tryVerify(() => /^\d+,\d events\/s$/.test(find("rateText").text), 5000, find("rateText").text);
+        choose("modeChoice", 3);
+        tryCompare(find("aggregateText"), "text", "48,5");
+
+        find("valueField").text = "1234567,25";
+        click(find("setButton"));
+        tryCompare(find("valueText"), "text", "1234567,25");
+        compare(root.stage.value("/plant/level"), 1234567.25);
+        verify(/^1234567,25 sent, 1234567,25 came back/.test(outcome()), outcome());
+        find("stepField").text = "0,25";
+        click(find("minusButton"));
+        tryCompare(find("valueText"), "text", "1234567");
+        verify(/^-0,25 sent, 1234567 came back/.test(outcome()), outcome());
+        click(find("plusButton"));
+        tryVerify(() => /^\+0,25 sent, 1234567,25 came back/.test(outcome()), 5000, outcome());
+        root.stage.setValue("/plant/level", 0.1 + 0.2);
+        tryCompare(find("valueText"), "text", "0,3");
+    }
+
+    // In a locale whose signs and digits are others than those of programs.
+    function test_locale_withItsOwnDigits() {
+        root.stage.setLocale("fa_IR");
+        view = createTemporaryObject(browser, root);
+        list = find("childView");
+        openPlant();
+        select("Level");
+        const shown = number => Number(number).toLocaleString(Qt.locale("fa_IR"), "g", 6);
+        tryCompare(find("valueText"), "text", shown(41.5));
+        find("stepField").text = shown(-0.5);
+        click(find("minusButton"));
+        tryCompare(find("valueText"), "text", shown(42));
+        click(find("plusButton"));
+        tryCompare(find("valueText"), "text", shown(41.5));
+    }
+
+    function test_write_readOnlyIsNotOffered() {
+        openPlant();
+        select("Serial");
+        tryCompare(find("valueText"), "text", "A-7");
+        const reason = find("notWritableText");
+        tryCompare(reason, "visible", true);
+        compare(reason.text, "read-only: the server takes no value for it");
+        verify(!reason.truncated);
+        for (const name of ["valueField", "setButton", "trueButton", "plusButton", "stepField"])
+            verify(!find(name).visible, name);
+        keyClick(Qt.Key_Return); // there is no field to go to
+        verify(list.activeFocus);
+        select("Level");
+        tryCompare(find("valueField"), "visible", true);
+        verify(!reason.visible);
+        // Wherever it was selected: what the list is filtered by does not matter.
+        choose("accessChoice", 3);
+        root.stage.preferences.pinned = ["/plant/serial"];
+        view.selected = "/plant/serial";
+        tryCompare(reason, "visible", true);
+        choose("accessChoice", 0);
+        // What the server does not list may be there nevertheless.
+        view.selected = "/plant/level/unit";
+        verify(!find("notWritableText").text.includes("read-only"));
     }
 
     function test_write_bool() {
@@ -666,14 +766,15 @@ TestCase {
     }
 
     function test_write_refused() {
+        root.stage.refuseWrites("/plant/name");
         openPlant();
-        select("Serial");
-        tryCompare(find("valueText"), "text", "A-7");
+        select("Name of the plant");
+        tryCompare(find("valueText"), "text", "North");
         find("valueField").text = "B-8";
         click(find("setButton"));
-        tryVerify(() => outcome().startsWith("B-8 sent, refused: A-7 received with an error"),
+        tryVerify(() => outcome().startsWith("B-8 sent, refused: North received with an error"),
                   5000, outcome());
-        compare(find("valueText").text, "A-7");
+        compare(find("valueText").text, "North");
         verify(!find("errorFlag").good);
     }
 
@@ -764,7 +865,7 @@ TestCase {
         return [
             { tag: "a number", keyword: "/plant/level", text: "12.5", shown: "12.5", value: 12.5, outcome: "taken" },
             { tag: "no number", keyword: "/plant/level", text: "x", shown: "41.5", value: 41.5,
-              outcome: "\"x\" is no number" },
+              outcome: "\"x\" is not a number" },
             { tag: "too much", keyword: "/plant/limit", text: "700", shown: "100", value: 100,
               outcome: "a different value was set" },
             { tag: "a text", keyword: "/plant/name", text: "South", shown: "South", value: "South", outcome: "taken" },
@@ -866,7 +967,7 @@ TestCase {
         verify(/^last seen [0-9:.]+, .+$/.test(find("changeText").text), find("changeText").text);
         find("valueField").text = "1";
         click(find("setButton"));
-        compare(outcome(), "1 not sent: there is no connection");
+        compare(outcome(), "not sent: there is no connection");
 
         root.stage.setValue("/plant/level", 77);
         compare(root.stage.listen(), url);
@@ -1037,6 +1138,114 @@ TestCase {
         }
         compare(wanted.filter(name => !reached[name]).join(" "), "");
         click(find("securityButton"));
+    }
+
+    function pages(): var {
+        return [
+            { tag: "number", name: "Level" },
+            { tag: "bool", name: "Running" },
+            { tag: "text", name: "Name of the plant" },
+            { tag: "read-only", name: "Serial" },
+            { tag: "long text", name: "Name of the plant", text: "first\nsecond" },
+            { tag: "trend", name: "Level", trend: true },
+            { tag: "security", name: "Level", security: true },
+            { tag: "disconnected", name: "Level", lost: true },
+            { tag: "export", name: "Level", exporting: true },
+        ];
+    }
+
+    // Returns the item that is the page.
+    function turnTo(page: var): Item {
+        const url = root.stage.listen();
+        connectTo(url);
+        tryCompare(root.stage.session, "connected", true);
+        root.stage.preferences.pinned = ["/plant/level", "/plant/count"];
+        view.open("/plant");
+        tryCompare(list, "count", plant.length);
+        view.selected = "/plant/" + ({ "Level": "level", "Running": "running", "Serial": "serial" }[page.name] ?? "name");
+        tryVerify(() => findChild(view, "history").known);
+        if (page.text)
+            root.stage.setValue("/plant/name", page.text);
+        tryCompare(find("longText"), "visible", Boolean(page.text));
+        view.trend = page.trend ?? false;
+        if (page.security)
+            click(find("securityButton"));
+        if (page.lost) {
+            root.stage.goAway();
+            tryCompare(find("lostBanner"), "visible", true);
+            tryCompare(find("tryNowButton"), "visible", true);
+        }
+        if (page.exporting) {
+            tryVerify(() => findChild(view, "history").sampleCount > 0);
+            click(find("exportButton"));
+            tryVerify(() => find("exportPopup").opened);
+            return find("exportPopup").contentItem;
+        }
+        return view;
+    }
+
+    function turnBack(page: var) {
+        if (page.exporting)
+            find("exportPopup").close();
+        if (page.security)
+            click(find("securityButton"));
+    }
+
+    function test_access_everythingIsNamedAndReached_data() {
+        return pages();
+    }
+
+    // For a screen reader each control has a name and a role; Tab comes to all, and back.
+    function test_access_everythingIsNamedAndReached(page) {
+        const part = turnTo(page);
+        const controls = root.stage.controls(part);
+        verify(controls.length > 3, controls.length);
+        const bad = controls.filter(control => control.name === "" || control.role <= 0);
+        compare(bad.map(control => control.what + " " + control.role).join(", "), "");
+
+        const stops = controls.filter(control => control.tabStop);
+        for (const key of [Qt.Key_Tab, Qt.Key_Backtab]) {
+            const left = new Set(stops.map(control => control.what + " " + control.name));
+            stops[0].item.forceActiveFocus();
+            for (let i = 0; i <= stops.length; ++i) {
+                for (const stop of stops.filter(stop => stop.item.activeFocus))
+                    left.delete(stop.what + " " + stop.name);
+                keyClick(key);
+            }
+            compare(Array.from(left).join(", "), "");
+        }
+        turnBack(page);
+    }
+
+    function test_texts_canBeTranslated_data() {
+        return pages();
+    }
+
+    // But names, values and addresses, which are of the server.
+    function test_texts_canBeTranslated(page) {
+        root.stage.markTexts();
+        view = createTemporaryObject(browser, root);
+        list = find("childView");
+        const part = turnTo(page);
+        if (part === view && !page.lost) {
+            tryVerify(() => find("pinnedList").itemAtIndex(0).stateText === "«good»");
+            if (page.name === "Level" && !page.trend) {
+                find("valueField").text = "warm";
+                click(find("setButton"));
+                tryVerify(() => outcome().startsWith("«not sent: "));
+            }
+        }
+        const data = plant.concat(["Bottling works", "count", "level", "name", "recipe", "running", "serial",
+                                   "North", "A-7", "true", "false", "first", "second", "warm", "Connection refused"]);
+        const spoken = root.stage.controls(part).map(control => control.name);
+        const plain = texts(part).concat(spoken).map(text => {
+            let rest = text.replace(/«[^]*»/, "");
+            for (const word of data.concat(data.map(word => word.toLowerCase())))
+                rest = rest.split(word).join("");
+            return rest.replace(/\/[a-z#\/]+|wss?:\/\/[0-9.:]+|\{.*\}?|\S+\.csv/g, "");
+        });
+        compare(plain.filter(text => /[a-z]{2}/i.test(text)).join(" | "), "");
+        turnBack(page);
     }
 
     function test_layout_fitsTheSmallestWindow_data() {

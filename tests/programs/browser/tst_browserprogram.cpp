@@ -6,10 +6,13 @@
 #include "server/keywordserver.h"
 #include "server/websocketkeywordserver.h"
 #include "tests/programs/programrun.h"
+#include "tests/support/translationtools.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 #include <QtCore/QMap>
+#include <QtCore/QProcess>
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QTest>
 
@@ -31,6 +34,7 @@ private Q_SLOTS:
     void secrets_areNotLogged();
     void help_namesEveryOption();
     void help_needsNoDisplay();
+    void texts_areThoseOfTheUsersLanguage();
 };
 
 void tst_BrowserProgram::initTestCase()
@@ -267,6 +271,41 @@ void tst_BrowserProgram::help_namesEveryOption()
 void tst_BrowserProgram::help_needsNoDisplay()
 {
     verifyAnswersWithoutDisplay(QStringLiteral("keyword-browser"));
+}
+
+// In a translation that the user has.
+void tst_BrowserProgram::texts_areThoseOfTheUsersLanguage()
+{
+    const QString lrelease = translationTool(QStringLiteral("lrelease"));
+    if (lrelease.isEmpty())
+        QSKIP("lrelease is not installed (Debian: qt6-l10n-tools)");
+    const Desk desk;
+    const QString folder = desk.file(QStringLiteral("pellixclient-keyword/translations"));
+    QVERIFY(QDir().mkpath(folder));
+    QFile source(desk.file(QStringLiteral("de.ts")));
+    QVERIFY(source.open(QIODevice::WriteOnly));
+    source.write(R"(<?xml version="1.0" encoding="utf-8"?><!DOCTYPE TS>
+        <TS version="2.1" language="de_DE"><context><name>Screenshot</name><message>
+        <source>'%1' is not a duration in seconds</source>
+        <translation>„%1“ ist keine Dauer in Sekunden</translation></message></context></TS>)");
+    source.close();
+    QCOMPARE(QProcess::execute(lrelease,
+                               {QStringLiteral("-silent"), source.fileName(), QStringLiteral("-qm"),
+                                folder + QStringLiteral("/pellixclient-keyword_de.qm")}),
+             0);
+    const QStringList arguments {QStringLiteral("--screenshot"), desk.picture(),
+                                 QStringLiteral("--duration"), QStringLiteral("long")};
+    QProcessEnvironment environment = desk.environment();
+    environment.insert(QStringLiteral("XDG_DATA_HOME"), desk.file(QString()));
+    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("de_DE.UTF-8"));
+
+    const Run german = desk.run(arguments, environment);
+    QVERIFY2(german.errors.contains(QString::fromUtf8("„long“ ist keine Dauer in Sekunden")),
+             qPrintable(german.errors));
+    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
+    const Run english = desk.run(arguments, environment);
+    QVERIFY2(english.errors.contains(QStringLiteral("'long' is not a duration in seconds")),
+             qPrintable(english.errors));
 }
 
 QTEST_GUILESS_MAIN(tst_BrowserProgram)
