@@ -114,6 +114,8 @@ class Markdown:
 
         text = re.sub(r'<(a|img) (href|src)="([^"]*)"', linked, text)
         text = re.sub(r'<table>.*?</table>', r'<div class="table">\g<0></div>', text, flags=re.DOTALL)
+        parts = re.split(r'(<pre\b.*?</pre>)', text, flags=re.DOTALL)
+        text = ''.join(part if part.startswith('<pre') else re.sub(r'(?<=\d) (?=\d{3}\b)', '&nbsp;', part) for part in parts)
         title = re.match(r'<h1>(.*?)</h1>\s*', text, re.DOTALL)
         if not title:
             problem(file.relative_to(self.source), 'does not begin with a title')
@@ -134,6 +136,9 @@ class Pages:
         # The pages below a page of the navigation: the types of a module, and what has no module.
         self.parents = {item.get('href'): 'classes.html' for tag in ('namespace', 'header', 'proxy')
                         for item in self.index.iter(tag) if item.get('href')}
+        self.names = {item.get('href'): re.sub(r'^(pellix::)?(\w+::)(?=\w)', '', item.get('fullname'))
+                      if item.get('fullname').startswith('pellix::') else item.get('name')
+                      for tag in ('class', 'struct', 'qmlclass') for item in self.index.iter(tag)}
         for module in self.index.iter():
             if module.tag not in ('module', 'qmlmodule'):
                 continue
@@ -207,7 +212,6 @@ class Site:
         self.groups = groups
         self.folder = folder
         self.order = [entry for _, entries in groups for entry in entries]
-        self.titles = {}
         self.sections = []
 
     def place(self, name):
@@ -297,8 +301,7 @@ class Site:
         names = sorted(file.name for file in self.pages.folder.glob('*.html'))
         read = {name: self.read(name) for name in names}
         self.lead_to_properties(read)
-        for name, (title, _) in read.items():
-            self.titles[name] = re.sub(r' (Class|Struct|QML Type)$', '', title)
+        self.titles = {name: self.pages.names.get(name, title) for name, (title, _) in read.items()}
         for name, (title, body) in read.items():
             self.put(name, title, body)
         self.check_places(names)
@@ -353,6 +356,12 @@ class Site:
         if not name.endswith('-members.html'):
             self.add_to_index(name, title, body)
 
+    @staticmethod
+    def heading(markup):
+        """Of a member, its name without types and parameters."""
+        name = re.search(r'<span class="name">(.*?)</span>(.?)', markup, re.DOTALL)
+        return plain(name.group(1)) + ('()' if name.group(2) == '(' else '') if name else plain(markup)
+
     def add_to_index(self, name, title, body):
         """A section for each heading: the page, its title, the heading, and the text."""
         parts = re.split(r'(?=<h[23]\b|<tr\b[^>]*\bid=")', body)
@@ -361,7 +370,7 @@ class Site:
             found = re.match(r'<(h[23]|tr)\b([^>]*)>(.*?)</\1>', part, re.DOTALL)
             if found:
                 anchor = '#' + attribute(found.group(2), 'id')
-                heading = plain(found.group(3))
+                heading = self.heading(found.group(3))
                 part = part[found.end():]
             text = plain(re.sub(r'(</(td|p|li|pre|h\d)>)', r'\1 ', part))
             if text or heading:

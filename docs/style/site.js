@@ -83,7 +83,9 @@ const pellixSearch = {
         const lower = section.text.toLowerCase();
         const at = Math.max(0, Math.min(...words.map(word => lower.indexOf(word)).filter(index => index >= 0)));
         const start = at > 40 && Number.isFinite(at) ? lower.lastIndexOf(" ", at - 30) + 1 : 0;
-        return (start ? "… " : "") + section.text.slice(start, start + 120);
+        const text = section.text.slice(start, start + 120);
+        const end = start + 120 < section.text.length ? text.lastIndexOf(" ") : text.length;
+        return (start ? "… " : "") + text.slice(0, end) + (end < text.length ? " …" : "");
     },
 
     result(hit) {
