@@ -74,6 +74,8 @@ class Markdown:
         files = [*source.glob('*.md'), *source.glob('docs/*.md'), *source.glob('*/README.md')]
         self.pages = {self.name(file): file for file in files}
         self.images = set()
+        self.links = []    # to pages: the file, the link, the page and the anchor
+        self.anchors = {}  # of each page
 
     def name(self, file):
         """README.md is the start page, and that of a folder has the name of the folder."""
@@ -84,17 +86,20 @@ class Markdown:
         """What a link of a page is in the site: nothing if it names a file that is not a page."""
         path, _, anchor = unquote(link).partition('#')
         if not path:
+            self.links.append((file, link, self.name(file), anchor))
             return link
         linked = Path(os.path.normpath(file.parent / path))
         if not linked.exists():
             problem(file.relative_to(self.source), f'links to {link}, which does not exist')
         if linked.suffix in ('.png', '.svg'):
-            self.images.add(linked)
+            if linked.exists():
+                self.images.add(linked)
             return 'images/' + linked.name
         if linked.suffix == '.qdoc':
             page = linked.stem + '.html'
         elif linked in self.pages.values():
             page = self.name(linked)
+            self.links.append((file, link, page, anchor))
         else:
             return None
         return page + ('#' + anchor if anchor else '')
@@ -120,7 +125,15 @@ class Markdown:
         if not title:
             problem(file.relative_to(self.source), 'does not begin with a title')
             return file.stem, text
-        return plain(title.group(1)), with_anchors(text[title.end():])
+        text = with_anchors(text[title.end():])
+        self.anchors[self.name(file)] = set(re.findall(r'\bid="([^"]*)"', text))
+        return plain(title.group(1)), text
+
+    def check_anchors(self):
+        """Those of the web host, also on pages that the site shows in part."""
+        for file, link, page, anchor in self.links:
+            if anchor and anchor not in self.anchors.get(page, ()):
+                problem(file.relative_to(self.source), f'links to {link}, and there is no such heading')
 
 
 class Pages:
@@ -189,10 +202,10 @@ def navigation(start):
 
 
 def check_briefs(pages):
-    """A brief is a sentence. QDoc has added "The Name class" to some, and prints it at the top of the page."""
+    """A brief is a sentence that begins with a verb, or with "The Name class", which QDoc adds to some."""
     for item in pages.index.iter():
         page = item.get('href', '')
-        if item.tag not in ('class', 'struct', 'qmlclass', 'page', 'namespace') or item.get('brief') is None:
+        if item.tag not in ('class', 'struct', 'qmlclass', 'page', 'namespace', 'header') or item.get('brief') is None:
             continue
         brief = item.get('brief')
         if item.tag in ('class', 'struct'):
@@ -201,7 +214,7 @@ def check_briefs(pages):
             brief = plain(found.group(1)).rstrip('.') if found else ''
             good = re.match(r'The [\w:]+ (class|struct) [a-z]+s\b', brief)
         else:
-            good = re.match(r'[A-Z][a-z]+s [^.]+', brief)
+            good = re.match(r'[A-Z][a-z]+s (?!(for|of|that)\b)', brief)
         if not good:
             problem(item.get('location', page), f'the brief is not a sentence: {brief}')
 
@@ -279,7 +292,7 @@ class Site:
         """The summary marks the properties that the details mark."""
         items = re.findall(r'id="([^"]+-prop)"(?:(?!id=").)*?\[read-only\]', body, re.DOTALL)
         for anchor in items:
-            line = re.compile(r'(<li class="fn"[^>]*>(?:(?!</li>).)*#' + re.escape(anchor) + r'">(?:(?!</li>).)*)</li>', re.DOTALL)
+            line = re.compile(r'(<li class="fn"[^>]*>(?:(?!</li>).)*#' + re.escape(anchor) + r'"[^>]*>(?:(?!</li>).)*)</li>', re.DOTALL)
             body = line.sub(lambda match: match.group(1).replace(' : const ', ' : ')
                             + ' <span class="mark">read-only</span></li>', body)
         body = re.sub(r'<(code|span)[^>]*>\[read-only\] ?</\1>(.*?)(</h3>|</p>)',
@@ -428,6 +441,7 @@ def main():
             problem(file.relative_to(source), f'there is a page {name} of QDoc already')
         else:
             pages.add(name, title, body)
+    markdown.check_anchors()
     (arguments.pages / 'images').mkdir(exist_ok=True)
     for image in markdown.images:
         shutil.copy(image, arguments.pages / 'images')

@@ -13,7 +13,7 @@ namespace pellix::extras {
     \namespace pellix::extras
     \inmodule PellixClientKeyword
     \inheaderfile extras/keywordextrasmodule.h
-    \brief Companions of the client's classes, for those who write screens.
+    \brief Contains additional classes for user interfaces.
 */
 
 /*!

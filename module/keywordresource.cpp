@@ -17,7 +17,7 @@ namespace pellix::client {
     \headerfile <module/keywordresource.h>
     \inmodule PellixClientKeyword
     \title Keyword Resource
-    \brief The files of the QML components.
+    \brief Provides the files of the QML components.
 */
 
 /*!

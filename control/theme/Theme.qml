@@ -9,7 +9,7 @@ import QtQuick
     \qmltype Theme
     \inqmlmodule PellixClient.Theme
     \inherits QtObject
-    \brief The colours and sizes of PText.
+    \brief Provides the colors and sizes of PText.
 
     It is a singleton, which \c {import PellixClient.Control} brings as well:
 
