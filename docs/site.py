@@ -149,9 +149,17 @@ class Pages:
         # The pages below a page of the navigation: the types of a module, and what has no module.
         self.parents = {item.get('href'): 'classes.html' for tag in ('namespace', 'header', 'proxy')
                         for item in self.index.iter(tag) if item.get('href')}
-        self.names = {item.get('href'): re.sub(r'^(pellix::)?(\w+::)(?=\w)', '', item.get('fullname'))
-                      if item.get('fullname').startswith('pellix::') else item.get('name')
-                      for tag in ('class', 'struct', 'qmlclass') for item in self.index.iter(tag)}
+        # What the navigation and the search call a page, where that is shorter than its title.
+        self.names = {}
+        for item in self.index.iter():
+            name = item.get('fullname') or item.get('name')
+            if item.tag in ('class', 'struct'):
+                name = re.sub(r'^pellix::\w+::', '', name)
+            elif item.tag == 'proxy':
+                name += ' functions'
+            elif item.tag not in ('qmlclass', 'namespace', 'header'):
+                continue
+            self.names[item.get('href')] = item.get('name') if item.tag == 'qmlclass' else name
         for module in self.index.iter():
             if module.tag not in ('module', 'qmlmodule'):
                 continue
@@ -201,6 +209,12 @@ def navigation(start):
     return groups
 
 
+def brief_of(page):
+    """The brief that QDoc prints at the top of the page of a type, whole; in its index, words are missing."""
+    found = re.search(r'-brief -->\s*<p>(.*?)(<a href="#details">|</p>)', page.read_text(encoding='utf-8'), re.DOTALL)
+    return plain(found.group(1)) if found else ''
+
+
 def check_briefs(pages):
     """A brief is a sentence that begins with a verb, or with "The Name class", which QDoc adds to some."""
     for item in pages.index.iter():
@@ -209,9 +223,7 @@ def check_briefs(pages):
             continue
         brief = item.get('brief')
         if item.tag in ('class', 'struct'):
-            text = (pages.folder / page).read_text(encoding='utf-8')
-            found = re.search(r'-brief -->\s*<p>(.*?)(<a href="#details">|</p>)', text, re.DOTALL)
-            brief = plain(found.group(1)).rstrip('.') if found else ''
+            brief = brief_of(pages.folder / page)
             good = re.match(r'The [\w:]+ (class|struct) [a-z]+s\b', brief)
         else:
             good = re.match(r'[A-Z][a-z]+s (?!(for|of|that)\b)', brief)
@@ -299,6 +311,15 @@ class Site:
                       r'\2 <span class="mark">read-only</span>\3', body, flags=re.DOTALL)
         return re.sub(r'(</span> : )const (<span class="type">[^\n]*<span class="mark">)', r'\1\2', body)
 
+    def whole_briefs(self, body):
+        """The lists of types have the sentences of their pages, which QDoc shortens to fragments."""
+        def whole(match):
+            brief = re.sub(r'^The [\w:]+ (class|struct) ', '', brief_of(self.pages.folder / match.group(2)))
+            return match.group(1) + html.escape(brief[:1].upper() + brief[1:]) + '</p>' if brief else match.group()
+
+        return re.sub(r'(<td class="tblName"><p><a href="([^"#]*)"[^>]*>[^<]*</a></p></td><td class="tblDescr"><p>).*?</p>',
+                      whole, body, flags=re.DOTALL)
+
     def read(self, name):
         """The title of a page of QDoc's, and what is in it without QDoc's own navigation."""
         text = (self.pages.folder / name).read_text(encoding='utf-8')
@@ -307,8 +328,9 @@ class Site:
             sys.exit(f'{name} has no title: QDoc has changed its form')
         body = re.sub(r'<p class="naviNextPrevious[^>]*>.*?</p>', '', found.group(2), flags=re.DOTALL)
         body = re.sub(r'<br\s*/>\s*(?=<!-- \$\$\$|<h2)', '', body)
+        body = re.sub(r'(</a>) and\s*(?=</td>)', r'\1', body)  # a base class without documentation
         body = re.sub(r'<p>(<b>Note: </b>)', r'<p class="note">\1', body)
-        return plain(found.group(1)), self.mark_read_only(with_anchors(body))
+        return plain(found.group(1)), self.mark_read_only(self.whole_briefs(with_anchors(body)))
 
     def write(self):
         names = sorted(file.name for file in self.pages.folder.glob('*.html'))
