@@ -65,6 +65,23 @@ def with_anchors(body):
     return HEADING.sub(anchored, body)
 
 
+def with_labels(body):
+    """Where a table of three columns or more does not fit, its cells are one below the other, with their headings."""
+    def labelled(match):
+        table = match.group()
+        labels = [plain(cell) for cell in re.findall(r'<th\b[^>]*>(.*?)</th>', table, re.DOTALL)]
+        if len(labels) < 3 and any(labels):
+            return table
+        rows = []
+        for row in re.split(r'(?=<tr\b)', table):
+            cells = iter(labels)
+            rows.append(re.sub(r'<td\b', lambda _: f'<td data-label="{html.escape(next(cells, ""))}"', row))
+        table = re.sub(r'^<table(?: class="generic")?', '<table class="generic stack"', ''.join(rows))
+        return table
+
+    return re.sub(r'<table(?: class="generic")?>.*?</table>', labelled, body, flags=re.DOTALL)
+
+
 class Markdown:
     """The Markdown pages of the repository, by the page that each becomes."""
 
@@ -330,7 +347,7 @@ class Site:
         body = re.sub(r'<br\s*/>\s*(?=<!-- \$\$\$|<h2)', '', body)
         body = re.sub(r'(</a>) and\s*(?=</td>)', r'\1', body)  # a base class without documentation
         body = re.sub(r'<p>(<b>Note: </b>)', r'<p class="note">\1', body)
-        return plain(found.group(1)), self.mark_read_only(self.whole_briefs(with_anchors(body)))
+        return plain(found.group(1)), self.mark_read_only(self.whole_briefs(with_labels(with_anchors(body))))
 
     def write(self):
         names = sorted(file.name for file in self.pages.folder.glob('*.html'))
