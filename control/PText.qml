@@ -8,7 +8,7 @@ import PellixClient.Theme
     \qmltype PText
     \inqmlmodule PellixClient.Control
     \inherits Text
-    \brief Shows a plain, elided text in the color and size of the Theme.
+    \brief Shows plain, elided text in the color and size of the Theme.
 
     PKeywordPath and PKeywordPathList show their texts with it.
 */
