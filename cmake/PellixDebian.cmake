@@ -22,7 +22,7 @@ string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/debian/changelog" @ONLY CONTENT
 [[pellixclient-keyword (@PROJECT_VERSION@) unstable; urgency=medium
 
-  * See CHANGELOG.md in libpellixclient-keyword-doc.
+  * See html/changelog.html in libpellixclient-keyword-doc.
 
  -- @PELLIX_PACKAGE_MAINTAINER@  @date@
 ]])

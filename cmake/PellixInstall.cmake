@@ -158,25 +158,12 @@ function(pellix_install_package)
         DESTINATION "${PELLIX_INSTALL_CMAKEDIR}"
         COMPONENT ${PELLIX_DEVELOPMENT}
     )
-    # With what README.md links. Debian has the license of a package in a file of its own.
-    set(pages CHANGELOG.md CONTRIBUTING.md README.md SECURITY.md)
+    # docs/ installs the pages of the repository as a part of the site. Debian has the license of a package in a
+    # file of its own.
     if(NOT PELLIX_DEBIAN_PACKAGES)
-        list(APPEND pages LICENSE)
-    endif()
-    list(TRANSFORM pages PREPEND "${PROJECT_SOURCE_DIR}/")
-    install(FILES ${pages}
-        DESTINATION "${CMAKE_INSTALL_DOCDIR}"
-        COMPONENT ${PELLIX_DOCUMENTATION}
-    )
-    install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs"
-        DESTINATION "${CMAKE_INSTALL_DOCDIR}"
-        COMPONENT ${PELLIX_DOCUMENTATION}
-        FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN *.svg
-    )
-    foreach(folder IN ITEMS examples programs)
-        install(FILES "${PROJECT_SOURCE_DIR}/${folder}/README.md"
-            DESTINATION "${CMAKE_INSTALL_DOCDIR}/${folder}"
+        install(FILES "${PROJECT_SOURCE_DIR}/LICENSE"
+            DESTINATION "${CMAKE_INSTALL_DOCDIR}"
             COMPONENT ${PELLIX_DOCUMENTATION}
         )
-    endforeach()
+    endif()
 endfunction()

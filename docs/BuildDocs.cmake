@@ -1,20 +1,22 @@
 # SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 # SPDX-License-Identifier: MIT
 
-# Runs QDoc and qhelpgenerator, and fails on warnings and on what is not documented.
+# Runs QDoc, makes the site of its pages and of the Markdown pages by site.py, and runs qhelpgenerator. Fails
+# on warnings, on what is not documented, and on broken links.
 
 cmake_policy(VERSION 3.25)
 
+set(pages "${OUTPUT}/pages")
 set(html "${OUTPUT}/html")
 set(qch "${OUTPUT}/pellixclient.qch")
-file(REMOVE_RECURSE "${html}" "${qch}")
+file(REMOVE_RECURSE "${pages}" "${html}" "${qch}")
 list(TRANSFORM INCLUDE_DIRS PREPEND "-I")
 list(REMOVE_DUPLICATES INCLUDE_DIRS)
 
 # QDoc's exit code is the number of warnings, which an operating system takes modulo 256.
 set(ENV{PELLIX_VERSION} "${PROJECT_VERSION}")
 execute_process(
-    COMMAND "${QDOC}" "${CONFIGURATION}" -outputdir "${html}" ${INCLUDE_DIRS}
+    COMMAND "${QDOC}" "${CONFIGURATION}" -outputdir "${pages}" ${INCLUDE_DIRS}
     OUTPUT_VARIABLE output ERROR_VARIABLE output RESULT_VARIABLE result
 )
 string(REGEX MATCHALL "(warning|error|fatal): " problems "${output}")
@@ -65,13 +67,24 @@ if(undocumented)
 endif()
 file(REMOVE_RECURSE "${OUTPUT}/internal")
 
+cmake_path(GET CMAKE_CURRENT_LIST_DIR PARENT_PATH source)
 execute_process(
-    COMMAND "${QHELPGENERATOR}" "${html}/pellixclient.qhp" -o "${qch}"
+    COMMAND "${PYTHON}" "${CMAKE_CURRENT_LIST_DIR}/site.py" --cmark "${CMARK}" --version "${PROJECT_VERSION}"
+        "${source}" "${pages}" "${html}"
+    OUTPUT_VARIABLE summary ERROR_VARIABLE output RESULT_VARIABLE result
+    OUTPUT_STRIP_TRAILING_WHITESPACE
+)
+if(NOT result EQUAL 0)
+    message("${output}")
+    message(FATAL_ERROR "The site has errors.")
+endif()
+
+# The help viewer has a navigation of its own.
+execute_process(
+    COMMAND "${QHELPGENERATOR}" "${pages}/pellixclient.qhp" -o "${qch}"
     OUTPUT_VARIABLE output ERROR_VARIABLE output RESULT_VARIABLE result
 )
 if(NOT result EQUAL 0 OR NOT EXISTS "${qch}" OR output MATCHES "[Ww]arning|[Ee]rror")
     message(FATAL_ERROR "qhelpgenerator failed (${result}):\n${output}")
 endif()
-file(GLOB pages "${html}/*.html")
-list(LENGTH pages count)
-message(STATUS "${count} pages in ${html}, no warnings; ${qch}")
+message(STATUS "${html}: ${summary}, no warnings; ${qch}")

@@ -53,9 +53,11 @@ benchmark_packages=(
     libbenchmark-dev
     qt6-remoteobjects-dev
 )
-# QDoc, qhelpgenerator, and the database that a .qch is
+# QDoc, qhelpgenerator, the database that a .qch is, and what makes the site
 docs_packages=(
+    cmark-gfm
     libqt6sql6-sqlite
+    python3
     qt6-documentation-tools
 )
 lint_packages=(

@@ -3,7 +3,7 @@
 
 #pragma once
 
-// Quoted in docs/private-ca.md as it stands between the two marks.
+// Quoted in docs/guides/private-ca.qdoc.
 
 //! [private-ca]
 #include <QtNetwork/QSslCertificate>

@@ -35,13 +35,6 @@ QString contents(const QString &fileName)
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-// The block of a document that is fenced for a language.
-QString fenced(const QString &document, const QString &language)
-{
-    const QString begin = q("\n```") + language + q("\n");
-    return document.section(begin, 1, 1).section(q("\n```\n"), 0, 0) + q("\n");
-}
-
 qsizetype openFiles()
 {
     return QDir(q("/proc/self/fd"))
@@ -51,7 +44,7 @@ qsizetype openFiles()
 
 } // namespace
 
-// wss:// with certificates that are made for the test by the commands of docs/private-ca.md, so
+// wss:// with certificates that are made for the test by the commands of the guide, so
 // that none of them expires in the repository.
 class tst_Tls : public QObject
 {
@@ -62,7 +55,6 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void document_quotesTheSnippet();
     void trustedAuthority_connects();
     void trustPrivateAuthority_refusesWhatIsNoCertificate();
     void clientMadeBefore_keepsItsConfiguration();
@@ -76,7 +68,6 @@ private:
     QStringList urls() const { return {server->url().toString()}; }
 
     QTemporaryDir directory;
-    QString document;
     const QSslConfiguration before = QSslConfiguration::defaultConfiguration();
     KeywordServer keywords;
     std::unique_ptr<WebSocketKeywordServer> server;
@@ -97,11 +88,9 @@ void tst_Tls::initTestCase()
 {
     QVERIFY2(!QStandardPaths::findExecutable(q("openssl")).isEmpty(),
              "the openssl program is needed; scripts/test installs it");
-    document = contents(q(PRIVATE_CA_DOCUMENT));
-    QVERIFY(!document.isEmpty());
     QVERIFY(directory.isValid());
 
-    const QString recipe = fenced(document, q("sh"));
+    const QString recipe = contents(q(CERTIFICATES));
     QVERIFY(recipe.contains(q("-out ca.crt")) && recipe.contains(q("-out server.crt")));
     shell(recipe);
     // Variations of it: no longer valid, for another host, and of another authority.
@@ -147,14 +136,6 @@ void tst_Tls::show(const char *certificate)
     QVERIFY(!shown.isNull());
     server->setTls(shown, QSslKey(&key, QSsl::Ec));
     QVERIFY2(server->listen(QHostAddress::LocalHost, port), qPrintable(server->errorString()));
-}
-
-void tst_Tls::document_quotesTheSnippet()
-{
-    const QString mark = q("//! [private-ca]\n");
-    const QString snippet = contents(q(PRIVATE_CA_SNIPPET)).section(mark, 1, 1);
-    QVERIFY(snippet.contains(q("trustPrivateAuthority")));
-    QCOMPARE(fenced(document, q("cpp")), snippet);
 }
 
 void tst_Tls::trustedAuthority_connects()

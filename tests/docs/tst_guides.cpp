@@ -165,7 +165,6 @@ private Q_SLOTS:
     void browseTree_expands();
     void alarms_comeAndAreAcknowledged();
     void table_followsThePattern();
-    void privateCa_isMadeAsOnThePlainPage();
     void readme_showsAKeywordAndWritesIt();
     void readme_registersAsTheFirstScreenDoes();
     void logging_isSilencedByTheRule();
@@ -796,15 +795,6 @@ void tst_Guides::table_followsThePattern()
     QVERIFY(part("pattern")->setProperty("text", q("/plant/tank1/**")));
     QTRY_VERIFY(table->rowCount() > 3);
     item.reset();
-}
-
-void tst_Guides::privateCa_isMadeAsOnThePlainPage()
-{
-    QFile page(q(PRIVATE_CA_DOCUMENT));
-    QFile commands(snippet("make-certificates.sh"));
-    QVERIFY(page.open(QIODevice::ReadOnly) && commands.open(QIODevice::ReadOnly));
-    const QByteArray block = "```sh\n" + commands.readAll() + "```\n";
-    QVERIFY(page.readAll().contains(block));
 }
 
 void tst_Guides::readme_showsAKeywordAndWritesIt()
