@@ -78,6 +78,7 @@ ColumnLayout {
 
         Layout.fillWidth: true
         enabled: write.ready
+        opacity: enabled ? 1 : 0.4
         from: 0
         to: 100
         stepSize: 1
