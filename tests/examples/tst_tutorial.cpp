@@ -81,6 +81,8 @@ private:
     {
         return (currentStep == 1 ? q("%1") : q("Level of Tank 1: %1")).arg(q(value));
     }
+    // Moves in the tree to this row, by keys.
+    bool moveTo(const char *name);
     QString chart() { return screen->find(q("Chart")).value(q("description")).toString(); }
 
     std::unique_ptr<QTemporaryDir> folder;
@@ -131,6 +133,18 @@ bool tst_Tutorial::start(int step)
     screen = std::make_unique<ProgramScreen>();
     return screen->start(q(TUTORIAL).arg(step), {step == lastStep ? configurationFor(url) : url},
                          q(PLUGINS));
+}
+
+bool tst_Tutorial::moveTo(const char *name)
+{
+    if (!screen->focus(q("Tree")))
+        return false;
+    for (int i = 0; i < 20; ++i) {
+        if (screen->find(q("TreeItem"), q(name)).value(q("selected")).toBool())
+            return true;
+        screen->press(q("Down"));
+    }
+    return false;
 }
 
 void tst_Tutorial::level_isShown()
@@ -290,15 +304,8 @@ void tst_Tutorial::connection_isRetriedAtOnce()
     QVERIFY(screen->find(q("Button"), q("Try Now")).isEmpty());
     const quint16 port = socketServer->port();
     socketServer->close();
-    // A line such as "ws://127.0.0.1:1: Connection refused. Next attempt in 4 s".
-    static const QRegularExpression waiting(q("^ws://.*: .+\\. Next attempt in [4-9] s$"));
-    const auto waits = [this] {
-        const QJsonArray all = screen->objects();
-        return std::any_of(all.begin(), all.end(), [](const QJsonValue &object) {
-            return object[q("name")].toString().contains(waiting);
-        });
-    };
-    QTRY_VERIFY_WITH_TIMEOUT(waits(), patience);
+    static const QRegularExpression waits(q("^ws://.*: .+\\. Next attempt in [4-9] s$"));
+    QTRY_VERIFY_WITH_TIMEOUT(screen->shows(waits), patience);
     QVERIFY(screen->focus(q("Button"), q("Try Now")));
     QVERIFY(socketServer->listen(QHostAddress::LocalHost, port));
     QVERIFY(screen->press(q("Space")));
@@ -386,7 +393,6 @@ void tst_Tutorial::alarms_areAcknowledgedAtOnce()
     QVERIFY(screen->focus(q("Button"), q("Acknowledge All")));
     QVERIFY(screen->press(q("Space")));
     QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("2 active, 0 not acknowledged")), patience);
-    QVERIFY(!screen->find(q("Button"), q("Acknowledge All")).value(q("enabled")).toBool());
 }
 
 void tst_Tutorial::alarm_tellsOfAnOutdatedLevel()
@@ -405,9 +411,7 @@ void tst_Tutorial::keywords_areListed()
                                    "Power: 212.5", "Shift: 2", "Recipe"})
         QTRY_VERIFY2(!screen->find(q("TreeItem"), q(name)).isEmpty(), name);
     QVERIFY(screen->find(q("TreeItem"), q("Bottles: 0")).isEmpty());
-    QVERIFY(screen->focus(q("Tree")));
-    QVERIFY(screen->press(q("Down"))); // from "Emergency stop" to "Line 1"
-    QVERIFY(screen->press(q("Down")));
+    QVERIFY(moveTo("Line 1"));
     QVERIFY(screen->press(q("Right")));
     QTRY_VERIFY_WITH_TIMEOUT(!screen->find(q("TreeItem"), q("Bottles: 0")).isEmpty(), patience);
     QVERIFY(screen->press(q("Left")));
@@ -419,13 +423,7 @@ void tst_Tutorial::keyword_isAddedToTheTrend()
     QVERIFY(start(7));
     QVERIFY(screen->press(q("Ctrl+2")));
     QTRY_VERIFY_WITH_TIMEOUT(!screen->find(q("TreeItem"), q("Power: 212.5")).isEmpty(), patience);
-    QVERIFY(screen->focus(q("Tree")));
-    const auto isCurrent = [this] {
-        return screen->find(q("TreeItem"), q("Power: 212.5")).value(q("focused")).toBool();
-    };
-    for (int i = 0; i < 12 && !isCurrent(); ++i)
-        QVERIFY(screen->press(q("Down")));
-    QVERIFY(isCurrent());
+    QVERIFY(moveTo("Power: 212.5"));
     QVERIFY(screen->press(q("Space")));
     const QString levels = q("Tank 1 in %: 45; Tank 2 in %: 50");
     QTRY_COMPARE_WITH_TIMEOUT(chart(), levels + q("; /plant/power: 212.5"), patience);
@@ -459,7 +457,8 @@ void tst_Tutorial::configuration_isRead()
     program.start(q(TUTORIAL).arg(lastStep), {name});
     QVERIFY(program.waitForFinished());
     QCOMPARE(program.exitCode(), 1);
-    QCOMPARE(QString::fromUtf8(program.readAllStandardError()), message.arg(name));
+    const QString errors = QString::fromUtf8(program.readAllStandardError());
+    QVERIFY2(errors.endsWith(message.arg(name)), qPrintable(errors));
 }
 
 void tst_Tutorial::configuration_ofTheFolderNamesTheGateway()
@@ -514,8 +513,10 @@ void tst_Tutorial::plant_isShownThroughTheGateway()
 
     // The plant takes 95 % at most, and the level follows.
     QVERIFY(screen->focus(q("Slider"), q("Setpoint of Tank 1")));
-    QVERIFY(screen->press(q("End")));
-    QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("100 % changed to 95 %")), patience);
+    static const QRegularExpression changed(q("^[0-9]+ % changed to 95 %$"));
+    for (int i = 0; i < 100 && !screen->shows(changed); ++i)
+        QVERIFY(screen->press(q("Right")));
+    QTRY_VERIFY_WITH_TIMEOUT(screen->shows(changed), patience);
     QVERIFY(screen->shows(q("Setpoint of Tank 1: 95 %")));
     QTRY_VERIFY_WITH_TIMEOUT(!screen->find(q("PageTab"), q("Alarms (1)")).isEmpty(), 60000);
 

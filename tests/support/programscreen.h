@@ -3,12 +3,14 @@
 
 #pragma once
 
-#include <QtCore/QDir>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QProcess>
+#include <QtCore/QRegularExpression>
 #include <QtTest/QTest>
+
+#include <algorithm>
 
 // A program with a window, as its user with a keyboard and a screen reader has it: what is shown,
 // and what has the focus. The program is as it is delivered; it loads the plugin screenprobe.
@@ -52,6 +54,14 @@ public:
     }
 
     bool shows(const QString &text) { return !find(QStringLiteral("StaticText"), text).isEmpty(); }
+
+    bool shows(const QRegularExpression &pattern)
+    {
+        const QJsonArray all = objects();
+        return std::any_of(all.begin(), all.end(), [&](const QJsonValue &object) {
+            return object[QLatin1String("name")].toString().contains(pattern);
+        });
+    }
 
     bool press(const QString &keys) { return ask(QStringLiteral("key ") + keys).toBool(); }
 

@@ -35,6 +35,7 @@ Card {
                     text: qsTr("%1 min").arg(modelData)
                     checked: plot.span === 60 * modelData
                     Accessible.checkable: true
+                    Accessible.checked: checked
                     onClicked: {
                         plot.span = 60 * modelData
                         plot.showNow()

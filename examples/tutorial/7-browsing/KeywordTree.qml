@@ -33,6 +33,7 @@ TreeView {
     clip: true
     activeFocusOnTab: true
     boundsBehavior: Flickable.StopAtBounds
+    reuseItems: false // a screen reader would still find the rows of a collapsed level
     columnWidthProvider: () => width
     model: tree
     selectionModel: ItemSelectionModel { model: tree } // has the current row, for the arrow keys
@@ -86,6 +87,8 @@ TreeView {
         border.width: current && root.activeFocus ? 2 : 0
         border.color: Theme.accent
         Accessible.role: Accessible.TreeItem
+        Accessible.selectable: true
+        Accessible.selected: current
         Accessible.name: valueText ? qsTr("%1: %2", "name: value").arg(displayName).arg(valueText)
                                    : displayName
         Accessible.description: isDrawn ? qsTr("In the trend") : ""

@@ -73,6 +73,7 @@ RowLayout {
                         text: qsTr("%1 min").arg(modelData)
                         checked: plot.span === 60 * modelData
                         Accessible.checkable: true
+                        Accessible.checked: checked
                         onClicked: {
                             plot.span = 60 * modelData
                             plot.showNow()

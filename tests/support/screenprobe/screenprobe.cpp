@@ -26,7 +26,6 @@ QJsonObject described(QAccessibleInterface *interface)
         {QStringLiteral("role"), QLatin1String(qAccessibleRoleString(interface->role()))},
         {QStringLiteral("name"), interface->text(QAccessible::Name)},
         {QStringLiteral("description"), interface->text(QAccessible::Description)},
-        {QStringLiteral("enabled"), !state.disabled},
         {QStringLiteral("checked"), bool(state.checked)},
         {QStringLiteral("focused"), bool(state.focused)},
         {QStringLiteral("selected"), bool(state.selected)},
