@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 # SPDX-License-Identifier: MIT
 #
-# A broker, the simulated plant of examples/mqttplant and keyword-gateway between them, from build/release and
+# A broker, the simulated plant of examples/mqttplant and keyword-gateway between them, from build/$preset, release if not set, and
 # on free ports. Sourced, not run.
 
 plant_folder=
@@ -72,12 +72,12 @@ start_plant() {
         "$broker" -c "$plant_folder/broker.conf"
     broker_port=$port
 
-    "$root/build/release/examples/mqttplant/mqtt-plant" --url "mqtt://127.0.0.1:$broker_port" \
+    "$root/build/${preset:-release}/examples/mqttplant/mqtt-plant" --url "mqtt://127.0.0.1:$broker_port" \
         >"$plant_folder/plant.log" 2>&1 &
     plant_pids+=($!)
 
     start_listening keyword-gateway prepare_gateway "$plant_folder/gateway.log" \
-        "$root/build/release/programs/gateway/keyword-gateway" --config "$plant_folder/gateway.json"
+        "$root/build/${preset:-release}/programs/gateway/keyword-gateway" --config "$plant_folder/gateway.json"
     url=ws://127.0.0.1:$port
 }
 

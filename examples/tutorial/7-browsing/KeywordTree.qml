@@ -46,14 +46,15 @@ TreeView {
     Keys.onLeftPressed: collapse(currentRow)
     onWidthChanged: forceLayout()
 
+    //! [model]
     PKeywordTree {
         id: tree
 
         client: root.client
         keyword: "/plant"
     }
+    //! [model]
 
-    //! [delegate]
     delegate: Rectangle {
         id: entry
 
@@ -93,12 +94,14 @@ TreeView {
                                    : displayName
         Accessible.description: isDrawn ? qsTr("In the trend") : ""
 
+        //! [row]
         PKeywordProxy {
             id: proxy
 
             client: root.client
             keyword: entry.keyword
         }
+        //! [row]
 
         RowLayout {
             id: line
@@ -135,5 +138,4 @@ TreeView {
             onTapped: root.activate(entry.row)
         }
     }
-    //! [delegate]
 }

@@ -86,6 +86,17 @@ ColumnLayout {
         palette.highlight: Theme.text // of its frame with the keyboard focus
         Accessible.name: root.name
         onMoved: write.set(value)
+        Keys.onPressed: event => {
+            const targets = {
+                [Qt.Key_Home]: from,
+                [Qt.Key_End]: to,
+                [Qt.Key_PageUp]: Math.min(to, value + 10),
+                [Qt.Key_PageDown]: Math.max(from, value - 10)
+            }
+            event.accepted = event.key in targets
+            if (event.accepted)
+                write.set(targets[event.key])
+        }
 
         // Follows the server, but never pulls the handle out of the user's hand.
         Binding on value {
