@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "server/keywordserver.h"
+#include "server/writerequest.h"
 #include "simulator/faultywebsocketserver.h"
 #include "simulator/jsonscene.h"
 #include "tests/support/programscreen.h"
@@ -50,6 +51,7 @@ private Q_SLOTS:
     void controls_haveNames_data() { everyStep(); }
     void controls_haveNames();
     void setpoint_isTaken();
+    void setpoint_isChangedByTheServer();
     void setpoint_isRefused();
     void setpoint_isNotAnswered();
     void setpoint_followsTheServer();
@@ -252,6 +254,20 @@ void tst_Tutorial::setpoint_isTaken()
     QVERIFY(screen->press(q("Home")));
     QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("0 % taken")), patience);
     QCOMPARE(screen->find(q("Slider"), q("Setpoint of Tank 2")).value(q("value")).toDouble(), 0.0);
+}
+
+void tst_Tutorial::setpoint_isChangedByTheServer()
+{
+    server->setWriteHandler(tank(1, "setpoint"),
+                            [](const WriteRequest &request) { request.accept(80); });
+    QVERIFY(start(3));
+    QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("Setpoint of Tank 1: 60 %")), patience);
+    QVERIFY(screen->focus(q("Slider"), q("Setpoint of Tank 1")));
+    QVERIFY(screen->press(q("End")));
+    QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("100 % changed to 80 %")), patience);
+    QVERIFY(screen->shows(q("Setpoint of Tank 1: 80 %")));
+    QTRY_COMPARE_WITH_TIMEOUT(screen->find(q("Slider")).value(q("value")).toDouble(), 80.0,
+                              patience);
 }
 
 void tst_Tutorial::setpoint_isRefused()
@@ -517,10 +533,10 @@ void tst_Tutorial::plant_isShownThroughTheGateway()
     QVERIFY(screen->shows(q("Connected to ") + url));
     QTRY_VERIFY_WITH_TIMEOUT(!screen->shows(levelText("–")), patience);
 
-    // The plant takes 95 % at most, and the level follows.
+    // The plant takes 95 % at most, and the gateway waits for 100 in vain. The level follows.
     QVERIFY(screen->focus(q("Slider"), q("Setpoint of Tank 2")));
     QVERIFY(screen->press(q("End")));
-    QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("100 % changed to 95 %")), patience);
+    QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("100 % refused")), patience);
     QVERIFY(screen->shows(q("Setpoint of Tank 2: 95 %")));
     QTRY_VERIFY_WITH_TIMEOUT(!screen->find(q("PageTab"), q("Alarms (1)")).isEmpty(), 60000);
 
