@@ -78,11 +78,11 @@ ColumnLayout {
 
         Layout.fillWidth: true
         enabled: write.ready
-        opacity: enabled ? 1 : 0.4
         from: 0
         to: 100
         stepSize: 1
-        palette.window: Theme.accent // of the handle
+        palette.window: enabled ? Theme.accent : Theme.outline // of the handle
+        palette.dark: palette.window // of the track
         palette.highlight: Theme.text // of its frame with the keyboard focus
         Accessible.name: root.name
         onMoved: write.set(value)
