@@ -82,7 +82,7 @@ ColumnLayout {
         to: 100
         stepSize: 1
         palette.window: enabled ? Theme.accent : Theme.outline // of the handle
-        palette.dark: palette.window // of the track
+        palette.dark: enabled ? Theme.accent : Theme.outline // of the track
         palette.highlight: Theme.text // of its frame with the keyboard focus
         Accessible.name: root.name
         onMoved: write.set(value)
