@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+//! [window]
 import QtQuick
 import QtQuick.Controls.Basic
 import PellixClient.Keyword 1.0
@@ -10,39 +11,32 @@ ApplicationWindow {
 
     property alias addresses: server.urls
 
-    //! [condition]
     readonly property string condition: !server.connected ? qsTr("No connection to the server")
                                         : level.error ? qsTr("Error")
                                         : !level.connected ? qsTr("No value")
                                         : !level.online ? qsTr("Out of date")
                                         : !level.consistent ? qsTr("Inconsistent")
                                         : qsTr("Good")
-    //! [condition]
 
     width: 400
     height: 240
     visible: true
     title: qsTr("Tanks")
 
-    //! [client]
     PWebSocketKeywordClient {
         id: server
 
         urls: ["ws://127.0.0.1:8765"]
         autoReconnect: true
     }
-    //! [client]
 
-    //! [proxy]
     PKeywordProxy {
         id: level
 
         client: server
         keyword: "/plant/tank1/level"
     }
-    //! [proxy]
 
-    //! [labels]
     Column {
         anchors.centerIn: parent
         spacing: 8
@@ -63,5 +57,5 @@ ApplicationWindow {
             font.pixelSize: 15
         }
     }
-    //! [labels]
 }
+//! [window]
