@@ -120,7 +120,7 @@ void tst_Tutorial::everyStep(int first)
 
 QString tst_Tutorial::configurationFor(const QString &url)
 {
-    const QString name = folder->filePath(q("plant.ini"));
+    QString name = folder->filePath(q("plant.ini"));
     QFile file(name);
     if (!file.open(QIODevice::WriteOnly))
         return {};
@@ -229,7 +229,7 @@ void tst_Tutorial::controls_haveNames()
     for (int page = 1; page <= (step < 4 ? 1 : 3); ++page) {
         QVERIFY(screen->press(q("Ctrl+%1").arg(page)));
         const QJsonArray objects = screen->objects();
-        for (const QJsonValue &object : objects) {
+        for (const auto &object : objects) {
             const QString text = q(QJsonDocument(object.toObject()).toJson());
             QVERIFY2(!object[q("name")].toString().isEmpty(), qPrintable(text));
             controls += object[q("role")].toString() != q("StaticText");
@@ -386,7 +386,7 @@ void tst_Tutorial::alarm_comesIsAcknowledgedAndGoes()
     QVERIFY(!screen->shows(q("There are no alarms")));
     const auto row = [this] {
         const QJsonArray all = screen->objects();
-        for (const QJsonValue &object : all) {
+        for (const auto &object : all) {
             if (object[q("name")].toString().endsWith(q(" Tank 1 is too full")))
                 return object[q("description")].toString();
         }

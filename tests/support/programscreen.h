@@ -45,7 +45,7 @@ public:
     QJsonObject find(const QString &role, const QString &name = {})
     {
         const QJsonArray all = objects();
-        for (const QJsonValue &object : all) {
+        for (const auto &object : all) {
             if (object[QLatin1String("role")].toString() == role
                 && (name.isEmpty() || object[QLatin1String("name")].toString() == name))
                 return object.toObject();

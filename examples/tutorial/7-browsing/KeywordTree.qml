@@ -42,8 +42,6 @@ TreeView {
 
     Keys.onSpacePressed: activate(currentRow)
     Keys.onReturnPressed: activate(currentRow)
-    Keys.onRightPressed: expand(currentRow)
-    Keys.onLeftPressed: collapse(currentRow)
     onWidthChanged: forceLayout()
 
     //! [model]

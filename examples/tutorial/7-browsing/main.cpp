@@ -22,7 +22,7 @@ static QStringList addressesIn(const QString &configuration)
         return {};
     }
     const QSettings settings(configuration, QSettings::IniFormat);
-    const QStringList addresses = settings.value(QStringLiteral("server/urls")).toStringList();
+    QStringList addresses = settings.value(QStringLiteral("server/urls")).toStringList();
     if (addresses.isEmpty())
         std::fprintf(stderr, "tutorial-7: %s: the section [server] has no urls\n",
                      qUtf8Printable(configuration));
