@@ -79,6 +79,7 @@ private Q_SLOTS:
     void serves_andEndsWhenToldTo_data();
     void serves_andEndsWhenToldTo();
     void hangUp_readsAnew();
+    void hangUp_opensTheAuditFileAnew();
     void service_isToldHowItIs();
     void broker_thatIsNotThere_isNoError();
     void dump_saysWhyThereIsNone();
@@ -270,6 +271,39 @@ void tst_GatewayProgram::hangUp_readsAnew()
     write(file, R"({"listen": [{"port": 0}]})");
     program.signal(SIGHUP);
     QTRY_VERIFY(texts.constLast().contains(q("\"connected\":false")));
+}
+
+// Also where the configuration has errors by now.
+void tst_GatewayProgram::hangUp_opensTheAuditFileAnew()
+{
+    const QString file = desk.file(q("gateway.json"));
+    const QString audit = desk.file(q("audit.jsonl"));
+    const auto lines = [](const QString &name) {
+        QFile written(name);
+        return written.open(QIODevice::ReadOnly) ? written.readAll().count('\n') : -1;
+    };
+    write(file, R"({"listen": [{"port": 0}], "self": "/gateway", "audit": "audit.jsonl"})");
+    const Run check = desk.run({q("--check"), file});
+    QCOMPARE(check.exitCode, 0);
+    QVERIFY(!QFile::exists(audit)); // a check leaves nothing behind
+    Program program(desk, {q("--config"), file});
+    QCOMPARE(lines(audit), 0);
+    QWebSocket client;
+    client.open(QUrl(program.url));
+    QTRY_COMPARE(client.state(), QAbstractSocket::ConnectedState);
+    const auto writeOnce = [&] {
+        client.sendTextMessage(
+            q(R"({"cmd":"keyUpdate","payload":{"keyword":"/gateway/clients","value":5}})"));
+    };
+    writeOnce();
+    QTRY_COMPARE(lines(audit), 1);
+    QVERIFY(QFile::rename(audit, audit + q(".1")));
+    write(file, "nonsense");
+    program.signal(SIGHUP);
+    QTRY_COMPARE(lines(audit), 0);
+    writeOnce();
+    QTRY_COMPARE(lines(audit), 1);
+    QCOMPARE(lines(audit + q(".1")), 1);
 }
 
 void tst_GatewayProgram::service_isToldHowItIs()
