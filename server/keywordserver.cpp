@@ -907,6 +907,9 @@ bool KeywordServer::remove(const QString &path)
 void KeywordServer::clear()
 {
     d->served.clear();
+    const QStringList requested = requestedKeywords({});
+    for (const QString &path : requested)
+        d->noteReleased(path);
     for (SessionState *const session : std::as_const(d->sessions)) {
         session->clearWaiting();
         qDeleteAll(session->watches);
@@ -1195,6 +1198,33 @@ int KeywordServer::sessionCount() const
 }
 
 /*!
+    Returns the paths of \a level and below that clients ask for at this moment, by themselves or as
+    keywords of an aggregate, in no order.
+
+    \sa keywordRequested(), keywordReleased()
+*/
+QStringList KeywordServer::requestedKeywords(const QString &level) const
+{
+    const QString top = normalizedPath(level);
+    QSet<QString> paths;
+    const auto add = [&](const Node *node) {
+        const bool isBelow = node && node->path.startsWith(top)
+            && (node->path.size() == top.size() || node->path.at(top.size()) == QLatin1Char('/'));
+        if (isBelow)
+            paths.insert(node->path);
+    };
+    for (const SessionState *session : std::as_const(d->sessions)) {
+        for (const Watch *watch : session->watches)
+            add(watch->node);
+        for (const Aggregate *aggregate : session->aggregates) {
+            for (const Aggregate::Child &child : aggregate->children)
+                add(child.node);
+        }
+    }
+    return QStringList(paths.cbegin(), paths.cend());
+}
+
+/*!
     Returns what the server has counted so far, and what it holds at this moment.
 */
 Statistics KeywordServer::statistics() const
@@ -1212,7 +1242,26 @@ Statistics KeywordServer::statistics() const
 /*!
     \fn void KeywordServer::keywordRequested(const QString &path)
 
-    This signal is emitted after a client asked for \a path and was sent what there is of it.
+    This signal is emitted after a client asked for \a path, by itself or as one of the keywords of
+   an aggregate, and was sent what there is of it.
+
+    \sa keywordReleased(), requestedKeywords()
+*/
+
+/*!
+    \fn void KeywordServer::keywordReleased(const QString &path)
+
+    This signal is emitted soon after the last client that had asked for \a path left or asked for
+   it no longer, unless another client has asked for it since.
+
+    \sa keywordRequested()
+*/
+
+/*!
+    \fn void KeywordServer::indexRequested(const QString &path)
+
+    This signal is emitted when a client asks for what is directly below \a path, before it is
+    answered: what is declared in a slot is part of the answer. The \a path is empty for the top.
 */
 
 /*!
