@@ -25,7 +25,9 @@ namespace pellix::extras {
 
 namespace {
 
-constexpr auto defaultConfirmWithin = 3000ms;
+// Longer than the 5 s after which a gateway says that a device has not confirmed a write, so that its
+// answer is the one that is shown.
+constexpr auto defaultConfirmWithin = 6000ms;
 
 // While a slider moves: how long its newest value waits for what became of the one before.
 constexpr auto longestHold = 100ms;
@@ -255,7 +257,7 @@ public:
 
 /*!
     \property pellix::extras::PKeywordWrite::confirmWithin
-    \brief how long an answer is waited for, in milliseconds; 3000 by default.
+    \brief how long an answer is waited for, in milliseconds; 6000 by default.
 
     The time starts when a write is asked for, and anew when it is sent. 0 or less is no limit.
     Another value holds for the next write.
