@@ -3,6 +3,7 @@
 
 #include "gateway/mqtt/topicmapping.h"
 
+#include "gateway/mqtt/flatobject.h"
 #include "gateway/mqtt/jsonpointer.h"
 #include "gateway/mqtt/keywordpath.h"
 #include "gateway/mqtt/payload.h"
@@ -65,6 +66,7 @@ public:
         PayloadRules rules;
         JsonPointer member;
         JsonPointer time;
+        QByteArray flatMember; // its name if it is one of the whole payload, and of ASCII; or null
         Reader *reader = nullptr; // that described it; null: configured
     };
 
@@ -185,6 +187,8 @@ public:
     void takeValues(Topic *topic, const TopicMessage &message, qint64 now);
     void takeDeclared(Topic *topic, const Payload &payload, const TopicMessage &message,
                       qint64 now);
+    bool takeFlat(Topic *topic, const TopicMessage &message, qint64 now);
+    static QByteArray flatMemberOf(const Declaration &declaration);
     void takeArray(Topic *topic, Array *array, const QJsonValue &json, qint64 expires);
     void takeMembers(Topic *topic, Node *node, const QJsonObject &object, const QString &path,
                      int level, qint64 expires);
@@ -512,6 +516,7 @@ void TopicMapping::Private::declareKeyword(Topic *topic, const TopicKeyword &pat
     declaration->rules = PayloadRules(pattern);
     declaration->member = JsonPointer::fromText(pattern.member).value_or(JsonPointer());
     declaration->time = JsonPointer::fromText(pattern.timeMember).value_or(JsonPointer());
+    declaration->flatMember = flatMemberOf(*declaration);
     declaration->reader = reader;
     needTopics(declaration->keyword);
     const QString path = pathOf(declaration->keyword);
@@ -825,6 +830,7 @@ void TopicMapping::Private::apply(const ConventionChange &change, Reader *reader
             declaration->keyword = keyword;
             declaration->rules = PayloadRules(keyword);
             declaration->time = JsonPointer::fromText(keyword.timeMember).value_or(JsonPointer());
+            declaration->flatMember = flatMemberOf(*declaration);
             old->declaration = declaration;
             attach(old);
             old->isReported = wasReported;
@@ -1042,6 +1048,8 @@ void TopicMapping::Private::takeValues(Topic *topic, const TopicMessage &message
         removeTopic(topic);
         return;
     }
+    if (isDeclared && takeFlat(topic, message, now))
+        return;
     const Payload payload = Payload::read(message.payload);
     if (payload.kind == Payload::Kind::Unreadable)
         ++counts.unreadable;
@@ -1099,6 +1107,36 @@ void TopicMapping::Private::takeDeclared(Topic *topic, const Payload &payload,
     }
     for (Array &array : topic->arrays)
         takeArray(topic, &array, array.declaration->member.of(payload.json()), expires);
+}
+
+QByteArray TopicMapping::Private::flatMemberOf(const Declaration &declaration)
+{
+    const QStringList names = declaration.member.names();
+    if (names.size() != 1 || !declaration.time.isWhole())
+        return {};
+    const bool isPlain = std::all_of(names.constFirst().cbegin(), names.constFirst().cend(),
+                                     [](QChar c) { return c >= u' ' && c <= u'~'; });
+    return isPlain && !names.constFirst().isEmpty() ? names.constFirst().toLatin1() : QByteArray();
+}
+
+// Whether all that it says has been taken, the short way.
+bool TopicMapping::Private::takeFlat(Topic *topic, const TopicMessage &message, qint64 now)
+{
+    if (!topic->arrays.empty())
+        return false;
+    for (const KeywordPointer &keyword : topic->declared) {
+        if (keyword->declaration->flatMember.isNull())
+            return false;
+    }
+    const std::optional<FlatObject> object = FlatObject::read(message.payload);
+    if (!object)
+        return false;
+    const qint64 expires = message.expiry < 0 ? 0 : now + message.expiry * 1000;
+    for (const KeywordPointer &keyword : topic->declared) {
+        if (const auto payload = object->member(keyword->declaration->flatMember))
+            update(keyword.get(), *payload, expires, 0);
+    }
+    return true;
 }
 
 void TopicMapping::Private::takeArray(Topic *topic, Array *array, const QJsonValue &json,

@@ -151,6 +151,8 @@ private Q_SLOTS:
     void time_isThePayloads();
     void firstRetained_isToldOncePerConnection();
     void otherMapping_isTakenOver();
+    void members_areReadTheSameBothWays_data();
+    void members_areReadTheSameBothWays();
     void states_countFromBefore_data();
     void states_countFromBefore();
     void otherMapping_handsOverDescriptions_data();
@@ -789,6 +791,104 @@ const QByteArray allConventions =
     R"("topics":"plant/#","conventions":["homie","homeassistant","zigbee2mqtt"])";
 
 } // namespace
+
+void tst_TopicMapping::members_areReadTheSameBothWays_data()
+{
+    QTest::addColumn<QByteArray>("payload");
+    for (const char *const payload :
+         {R"({"v":1})",
+          R"({"v":1.5})",
+          R"({"v":-1})",
+          R"({"v":0})",
+          R"({"v":-0})",
+          R"({"v":1.0})",
+          R"({"v":0.1})",
+          R"({"v":123456789012345})",
+          R"({"v":9007199254740993})",
+          R"({"v":92233720368547758080})",
+          R"({"v":1e3})",
+          R"({"v":1E3})",
+          R"({"v":1e999})",
+          R"({"v":01})",
+          R"({"v":1.})",
+          R"({"v":.5})",
+          R"({"v":-})",
+          R"({"v":--1})",
+          R"({"v":1-1})",
+          R"({"v":1.2.3})",
+          R"({"v":})",
+          R"({"v"})",
+          R"({"v":true})",
+          R"({"v":false})",
+          R"({"v":null})",
+          R"({"v":nul})",
+          R"({"v":truee})",
+          R"({"v":"a b"})",
+          R"({"v":""})",
+          R"({"v":"1"})",
+          R"({"v":"a\n"})",
+          R"({"v":"\u00e4"})",
+          R"({"v":"ä"})",
+          "{\"v\":\"a\t5}",
+          "{\"v\":\"a\t5\"}",
+          "{\"v\":\"\xff\"}",
+          R"({"v":"a})",
+          R"({"v":"a\"})",
+          R"({"v":1,"w":2})",
+          R"({"w":2,"v":1})",
+          R"({"v":1,"v":2})",
+          R"({"\u0076":3})",
+          R"({"v":1,"\u0076":3})",
+          R"({"w":2})",
+          R"({})",
+          R"( { "v" : 1 , "w" : "x" } )",
+          "\n{\"v\":\t1\r\n}",
+          R"({"v":1,})",
+          R"({,"v":1})",
+          R"({"v":1}})",
+          R"({"v":1} x)",
+          R"({"v":1)",
+          R"({"v" 1})",
+          R"({"v":1 "w":2})",
+          R"({"v":{"a":1}})",
+          R"({"v":[1]})",
+          R"({"w":{"v":1},"v":2})",
+          R"({v:1})",
+          R"(["v",1])",
+          R"("v")",
+          "5",
+          "",
+          "x",
+          "null",
+          R"({"a":1,"b":2,"c":3,"d":4,"e":5,"f":6,"g":7,"h":8,"i":9,"j":1,"k":2,"l":3,"m":4,"n":5,)"
+          R"("o":6,"p":7,"q":8,"v":9})"}) {
+        QTest::newRow(payload) << QByteArray(payload);
+    }
+}
+
+// The same keyword beside one that only a document can be asked for
+void tst_TopicMapping::members_areReadTheSameBothWays()
+{
+    QFETCH(const QByteArray, payload);
+    for (const char *const type : {"int", "double", "string", "bool", "object", ""}) {
+        const QByteArray keyword = R"({"topic":"t","value":"/v","path":"/v")"
+            + (*type ? QByteArray(R"(,"type":")") + type + '"' : QByteArray()) + '}';
+        Mapped quick(R"("keywords":[)" + keyword + ']');
+        Mapped thorough(R"("keywords":[)" + keyword
+                        + R"(,{"topic":"t","value":"/none/at/all","path":"/none"}])");
+        for (Mapped *const mapped : {&quick, &thorough}) {
+            mapped->take("t", R"({"v":true})"); // so that something stays of before
+            mapped->take("t", payload);
+        }
+        // What is no object is a misfit of the other one as well.
+        thorough.keywords.known.remove(q("/none"));
+        QCOMPARE(quick.keywords.text(), thorough.keywords.text());
+        QCOMPARE(quick.mapping.statistics().unreadable, thorough.mapping.statistics().unreadable);
+        const QVariant read = quick.keywords.known.value(q("/v")).value;
+        QCOMPARE(read, thorough.keywords.known.value(q("/v")).value);
+        QCOMPARE(read.typeId(), thorough.keywords.known.value(q("/v")).value.typeId());
+    }
+}
 
 // A broker sends what it keeps in an order of its own.
 void tst_TopicMapping::states_countFromBefore_data()
