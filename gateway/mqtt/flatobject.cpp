@@ -3,6 +3,8 @@
 
 #include "gateway/mqtt/flatobject.h"
 
+#include <algorithm>
+
 namespace pellix::gateway {
 
 namespace {
@@ -62,14 +64,33 @@ private:
     const char *end;
 };
 
+// Without an exponent, and not minus zero, which is whole in one way and not in another.
+bool isPlainNumber(QByteArrayView word)
+{
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    const char *at = word.cbegin();
+    const char *const end = word.cend();
+    const bool isNegative = at != end && *at == '-';
+    at += isNegative;
+    const char *const digits = at;
+    while (at != end && isDigit(*at))
+        ++at;
+    if (at == digits || (*digits == '0' && (isNegative || at - digits > 1)))
+        return false;
+    if (at == end)
+        return true;
+    const char *const fraction = at + 1;
+    if (*at != '.' || fraction == end)
+        return false;
+    return std::all_of(fraction, end, isDigit);
+}
+
 bool isPlainValue(QByteArrayView word)
 {
     if (word == QByteArrayView("true") || word == QByteArrayView("false")
         || word == QByteArrayView("null"))
         return true;
-    if (word.size() > longestNumber || word.startsWith("-0") || word.contains('e'))
-        return false;
-    return Payload::read(word).kind == Payload::Kind::Number;
+    return word.size() <= longestNumber && isPlainNumber(word);
 }
 
 } // namespace
