@@ -25,8 +25,8 @@ namespace pellix::extras {
 
 namespace {
 
-// Longer than the 5 s after which a gateway says that a device has not confirmed a write, so that its
-// answer is the one that is shown.
+// Longer than the 5 s after which a gateway says that a device has not confirmed a write, so that
+// its answer is the one that is shown.
 constexpr auto defaultConfirmWithin = 6000ms;
 
 // While a slider moves: how long its newest value waits for what became of the one before.

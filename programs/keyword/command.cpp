@@ -9,8 +9,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// Longer than the 5 s after which a gateway says that a device has not confirmed a write, so that its
-// answer is the one that is told.
+// Longer than the 5 s after which a gateway says that a device has not confirmed a write, so that
+// its answer is the one that is told.
 constexpr auto defaultTimeout = 6000ms;
 
 } // namespace
