@@ -71,7 +71,7 @@ public:
 private:
     size_t bucketOf(const QString &topic) const
     {
-        return qHash(topic, QHashSeed::globalSeed()) & (buckets.size() - 1);
+        return qHash(topic, seed) & (buckets.size() - 1);
     }
 
     // Points to the first subscriber of the topic, or to where it is to be inserted.
@@ -98,6 +98,7 @@ private:
 
     mutable std::vector<Subscription *> buckets; // their number is a power of two
     size_t topics = 0;
+    const size_t seed = QHashSeed::globalSeed(); // which a program may change later
 };
 
 } // namespace pellix::client

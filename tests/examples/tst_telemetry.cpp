@@ -127,7 +127,7 @@ void tst_Telemetry::badArguments_failWithAMessage_data()
         "'ftp://127.0.0.1': not a WebSocket address");
     row("url with a password",
         {QStringLiteral("--url"), QStringLiteral("ws://me:hush@127.0.0.1:1")},
-        "cannot use 'ws://me:***@127.0.0.1:1': an address cannot carry a password");
+        "cannot use 'ws://me:***@127.0.0.1:1': an address cannot contain a password");
     row("bad url with a token", {QStringLiteral("--url"), QStringLiteral("http://a/?token=hush")},
         "cannot use 'http://a/?token=***': not a WebSocket address");
     row("stray address", {QStringLiteral("me:hush@127.0.0.1:1")},
@@ -137,21 +137,21 @@ void tst_Telemetry::badArguments_failWithAMessage_data()
     row("unwritable picture",
         {QStringLiteral("--screenshot"), QStringLiteral("/nowhere/at/all/picture.png")},
         "cannot write '/nowhere/at/all/picture.png'", 1);
-    row("no file name", {QStringLiteral("--screenshot"), QString()}, "needs a file name");
+    row("no file name", {QStringLiteral("--screenshot"), QString()}, "requires a file name");
     row("duration alone", {QStringLiteral("--duration"), QStringLiteral("2")},
         "requires --screenshot");
     row("duration in words",
         {QStringLiteral("--screenshot"), QStringLiteral("x.png"), QStringLiteral("--duration"),
          QStringLiteral("soon")},
-        "'soon' is no duration");
+        "'soon' is not a duration");
     row("duration of zero",
         {QStringLiteral("--screenshot"), QStringLiteral("x.png"), QStringLiteral("--duration"),
          QStringLiteral("0")},
-        "'0' is no duration");
+        "'0' is not a duration");
     row("duration that is no number",
         {QStringLiteral("--screenshot"), QStringLiteral("x.png"), QStringLiteral("--duration"),
          QStringLiteral("nan")},
-        "'nan' is no duration");
+        "'nan' is not a duration");
 }
 
 void tst_Telemetry::badArguments_failWithAMessage()

@@ -779,7 +779,7 @@ void tst_KeywordWrite::texts_haveTheUsersDecimalPoint()
     write.add(q("-0,5"));
     peer.tell(5, false, PKeywordValueType::KVT_INT);
     write.set(1234.5);
-    QCOMPARE(write.problem(), q("1234,5 is no whole number")); // as it would be typed
+    QCOMPARE(write.problem(), q("1234,5 is not an integer")); // as it would be typed
     QLocale::setDefault(before);
     QCOMPARE(peer.writes(), QStringList({q("7.5"), q("8.5"), q("+-0.5")}));
 }

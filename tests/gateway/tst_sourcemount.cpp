@@ -491,9 +491,9 @@ void tst_SourceMount::declared_byTwoSourcesTheFirstStaysUntilRemoved()
     const SourceMount otherMount(&other, server.get(), q("b"), q("/x/tank"), queue);
     auto thirdMount = std::make_unique<SourceMount>(&third, server.get(), q("c"), q("/x"), queue);
     first.declare({level()});
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^b: /x/tank/level is there already")));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^b: /x/tank/level already exists")));
     other.declare({level("/level")});
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^c: /x/tank/level is there already")));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^c: /x/tank/level already exists")));
     third.declare({level()});
     for (FakeSource *const one : {&first, &other, &third})
         one->go(State::Ready);
@@ -508,7 +508,7 @@ void tst_SourceMount::declared_byTwoSourcesTheFirstStaysUntilRemoved()
     first.remove(q("/tank/level"));
     QCOMPARE(client->taken(), q("/x/tank/level=2 coc-"));
     QCOMPARE(otherMount.statistics().keywords, 1);
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^a: /x/tank/level is there already")));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^a: /x/tank/level already exists")));
     first.declare({level()}); // now it is the one that waits
     thirdMount.reset();
     other.remove(q("/level"));

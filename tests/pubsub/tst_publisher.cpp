@@ -4,7 +4,9 @@
 #include "pubsub/publisher.h"
 #include "pubsub/subscriber.h"
 
+#include <QtCore/QHashFunctions>
 #include <QtCore/QMetaMethod>
+#include <QtCore/QRandomGenerator>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
@@ -38,6 +40,7 @@ private Q_SLOTS:
     void topicRemoved_neverForTheEmptyTopic();
     void topicRemoved_comesAfterJoiningTheNewTopic();
     void destruction_detachesSubscribersWithoutTopicRemoved();
+    void topics_comeAndGo();
     void teardown_inAnyOrderOfManySubscribers_data();
     void teardown_inAnyOrderOfManySubscribers();
 };
@@ -359,6 +362,62 @@ void tst_Publisher::destruction_detachesSubscribersWithoutTopicRemoved()
     QVERIFY(!subscriber.active());
     QVERIFY(!subscriber.publisherActive());
     QCOMPARE(subscriber.topic(), QStringLiteral("/a"));
+}
+
+// Compared with a list for each topic, while their number grows and shrinks, and a program changes
+// the seed of its hash tables.
+void tst_Publisher::topics_comeAndGo()
+{
+    constexpr int topicCount = 300;
+    QHash<QString, QList<const PSubscriber *>> expected;
+    QList<const PSubscriber *> served;
+    QStringList removed;
+    PPublisher publisher;
+    std::vector<std::unique_ptr<PSubscriber>> subscribers;
+    connect(&publisher, &PPublisher::topicRemoved, this,
+            [&](const QString &topic) { removed << topic; });
+
+    QRandomGenerator random(7);
+    const auto anyTopic = [&] { return QString::number(random.bounded(topicCount)); };
+    const auto leave = [&](PSubscriber *subscriber) {
+        QList<const PSubscriber *> &others = expected[subscriber->topic()];
+        others.removeOne(subscriber);
+        return others.isEmpty() ? QStringList(subscriber->topic()) : QStringList();
+    };
+    for (int step = 0; step < 6000; ++step) {
+        const bool grows = step / 1500 % 2 == 0;
+        const auto any = subscribers.empty() ? 0 : size_t(random.bounded(int(subscribers.size())));
+        removed.clear();
+        if (subscribers.empty() || random.bounded(10) < (grows ? 6 : 1)) {
+            subscribers.push_back(std::make_unique<PSubscriber>());
+            PSubscriber *const subscriber = subscribers.back().get();
+            connect(subscriber, &PSubscriber::valueChanged, this,
+                    [&served, subscriber] { served << subscriber; });
+            subscriber->setTopic(anyTopic());
+            subscriber->setPublisher(&publisher);
+            expected[subscriber->topic()] << subscriber;
+        } else if (random.bounded(2) == 0) {
+            const QStringList gone = leave(subscribers[any].get());
+            subscribers.erase(subscribers.begin() + std::ptrdiff_t(any));
+            QCOMPARE(removed, gone);
+        } else {
+            PSubscriber *const subscriber = subscribers[any].get();
+            const QString topic = anyTopic();
+            const QStringList gone =
+                topic == subscriber->topic() ? QStringList() : leave(subscriber);
+            if (topic != subscriber->topic())
+                expected[topic] << subscriber;
+            subscriber->setTopic(topic);
+            QCOMPARE(removed, gone);
+        }
+        if (step % 1000 == 0)
+            QHashSeed::resetRandomGlobalSeed();
+
+        const QString topic = anyTopic();
+        served.clear();
+        publisher.publish(topic, step);
+        QCOMPARE(served, expected.value(topic));
+    }
 }
 
 void tst_Publisher::teardown_inAnyOrderOfManySubscribers_data()

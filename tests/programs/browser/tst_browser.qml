@@ -688,13 +688,13 @@ TestCase {
         click(find("setButton"));
         tryCompare(find("valueText"), "text", "1234567,25");
         compare(root.stage.value("/plant/level"), 1234567.25);
-        verify(/^1234567,25 sent, 1234567,25 came back/.test(outcome()), outcome());
+        verify(/^1234567,25 sent, 1234567,25 received/.test(outcome()), outcome());
         find("stepField").text = "0,25";
         click(find("minusButton"));
         tryCompare(find("valueText"), "text", "1234567");
-        verify(/^-0,25 sent, 1234567 came back/.test(outcome()), outcome());
+        verify(/^-0,25 sent, 1234567 received/.test(outcome()), outcome());
         click(find("plusButton"));
-        tryVerify(() => /^\+0,25 sent, 1234567,25 came back/.test(outcome()), 5000, outcome());
+        tryVerify(() => /^\+0,25 sent, 1234567,25 received/.test(outcome()), 5000, outcome());
         root.stage.setValue("/plant/level", 0.1 + 0.2);
         tryCompare(find("valueText"), "text", "0,3");
     }

@@ -24,7 +24,7 @@ void tst_Address::addressProblem_data()
     QTest::addColumn<QString>("withoutPasswords"); // of a program that sends none
 
     const QString notOne = QStringLiteral("not a WebSocket address");
-    const QString password = QStringLiteral("an address cannot carry a password");
+    const QString password = QStringLiteral("an address cannot contain a password");
     const QString plain = QStringLiteral("user and password are not sent over ws://");
     const auto row = [](const char *name, const char *address, const QString &problem,
                         const QString &withoutPasswords) {
