@@ -3,11 +3,13 @@
 
 #include "gateway/configuration.h"
 
+#include "gateway/duplicatemembers.h"
 #include "server/accesstokens.h"
 #include "server/keywordserver.h"
 #include "server/websocketkeywordserver.h"
 #include "text/suggestion.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 #include <QtCore/QJsonArray>
@@ -28,14 +30,10 @@ constexpr int most = 1'000'000'000;
 
 const QString viewer = QStringLiteral("viewer"); // the role of those nothing else is said of
 
-// Where the parser gave up, which is behind the character that it did not expect. Columns count
-// bytes, as most editors do for ASCII.
+// Where the parser gave up, which is behind the character that it did not expect.
 QString placeOf(const QByteArray &json, qsizetype offset)
 {
-    const QByteArray before = json.left(qMax<qsizetype>(0, offset - 1));
-    const qsizetype line = before.count('\n') + 1;
-    const qsizetype column = before.size() - (before.lastIndexOf('\n') + 1) + 1;
-    return QStringLiteral("line %1, column %2").arg(line).arg(column);
+    return placeInJson(json, qMax<qsizetype>(0, offset - 1));
 }
 
 std::optional<QHostAddress> toAddress(ConfigurationObject &object, const QString &name)
@@ -91,6 +89,7 @@ private:
     void readSource(ConfigurationObject &object);
     void readHealth(ConfigurationObject &top);
     void readSelf(ConfigurationObject &top);
+    void readAudit(ConfigurationObject &top);
 
     const QString folder;
     const SourceTypes types;
@@ -111,6 +110,7 @@ Configuration Reader::read(const QJsonObject &json)
     readSources(top);
     readHealth(top);
     readSelf(top);
+    readAudit(top);
     top.finish();
     return configuration;
 }
@@ -526,6 +526,24 @@ void Reader::readSelf(ConfigurationObject &top)
         top.problem(name, QStringLiteral("must contain a level, such as /gateway"));
 }
 
+// It is created when the gateway starts, and not by a check.
+void Reader::readAudit(ConfigurationObject &top)
+{
+    const auto name = QStringLiteral("audit");
+    const std::optional<QString> given = top.text(name);
+    if (!given)
+        return;
+    const QFileInfo file(QDir(folder), *given);
+    const QString cannot = QStringLiteral("cannot write to %1: ").arg(file.filePath());
+    if (given->isEmpty())
+        top.problem(name, QStringLiteral("must be the name of a file"));
+    else if (file.exists() && !file.isFile())
+        top.problem(name, cannot + QStringLiteral("it is not a regular file"));
+    else if (!file.dir().exists())
+        top.problem(name, cannot + QStringLiteral("the folder %1 does not exist").arg(file.path()));
+    configuration.audit = file.filePath();
+}
+
 } // namespace
 
 bool Configuration::Listener::isSamePlace(const Listener &other) const
@@ -571,6 +589,7 @@ std::optional<Configuration> Configuration::parse(const QByteArray &json, const 
         problems->append({{}, QStringLiteral("must be an object, not a list")});
         return {};
     }
+    *problems += duplicateMembers(json);
     const Configuration configuration = Reader(folder, types, problems).read(document.object());
     if (!problems->isEmpty())
         return {};

@@ -59,6 +59,7 @@ struct Configuration
     QList<Source> sources;
     std::optional<Health> health;
     QString self; // where the gateway tells of itself; empty: nowhere
+    QString audit; // the file that gets a line for each write of a client; empty: none
 
     // Nothing if there are problems.
     static std::optional<Configuration> read(const QString &fileName, const SourceTypes &types,

@@ -3,6 +3,7 @@
 
 #include "gateway/gateway.h"
 
+#include "gateway/auditfile.h"
 #include "gateway/healthserver.h"
 #include "gateway/metrics.h"
 #include "gateway/selfkeywords.h"
@@ -37,6 +38,19 @@ constexpr auto stopTime = 500ms; // that sources have, once the clients have lef
 bool isSame(const SourceSettings &a, const SourceSettings &b)
 {
     return typeid(a) == typeid(b) && a == b;
+}
+
+bool openAudit(const QString &name, std::unique_ptr<AuditFile> *opened, QString *error)
+{
+    if (name.isEmpty())
+        return true;
+    auto file = std::make_unique<AuditFile>(name);
+    if (!file->openToAppend()) {
+        *error = QStringLiteral("cannot write to %1: %2").arg(name, file->errorString());
+        return false;
+    }
+    *opened = std::move(file);
+    return true;
 }
 
 QString placeOf(const QHostAddress &address, quint16 port)
@@ -82,6 +96,7 @@ public:
     std::unique_ptr<Running> start(const Configuration::Source &settings);
     void retire(std::unique_ptr<Running> running);
     void applySelf(const QString &mount);
+    void applyAudit(std::unique_ptr<AuditFile> file);
     void onStateChanged(Running *running, Source::State state);
     void drainSome();
     void stopSources();
@@ -96,6 +111,7 @@ public:
     std::vector<std::unique_ptr<Running>> running;
     std::vector<std::unique_ptr<Source>> retired; // that have not stopped yet
     std::unique_ptr<SelfKeywords> self;
+    std::unique_ptr<AuditFile> audit;
     QTimer selfTimer;
     QTimer drainTimer;
     QElapsedTimer sinceDrain;
@@ -128,7 +144,10 @@ bool Gateway::apply(const Configuration &configuration, QString *error)
 {
     Private::Listeners opened;
     std::unique_ptr<HealthServer> health;
+    std::unique_ptr<AuditFile> audit;
     // All that can fail is done before anything else.
+    if (!openAudit(configuration.audit, &audit, error))
+        return false;
     if (!d->openHealth(configuration, &health, error) || !d->openAll(configuration, &opened, error))
         return false;
 
@@ -139,6 +158,7 @@ bool Gateway::apply(const Configuration &configuration, QString *error)
     d->applyRoles(configuration.roles);
     d->applySources(configuration.sources);
     d->applySelf(configuration.self);
+    d->applyAudit(std::move(audit));
     if (health || !configuration.health)
         d->health = std::move(health);
     d->healthSettings = configuration.health;
@@ -147,6 +167,18 @@ bool Gateway::apply(const Configuration &configuration, QString *error)
     d->dropOldRoles(configuration.roles);
     Q_EMIT statusChanged();
     return true;
+}
+
+void Gateway::reopenAudit()
+{
+    if (!d->audit)
+        return;
+    QString error;
+    std::unique_ptr<AuditFile> file;
+    if (openAudit(d->audit->fileName(), &file, &error))
+        d->applyAudit(std::move(file));
+    else
+        qCWarning(lcGateway).noquote() << error;
 }
 
 void Gateway::drain(std::chrono::milliseconds within)
@@ -443,6 +475,12 @@ void Gateway::Private::applySelf(const QString &mount)
     self = std::make_unique<SelfKeywords>(&server, mount);
     self->update(q->sources());
     selfTimer.start();
+}
+
+void Gateway::Private::applyAudit(std::unique_ptr<AuditFile> file)
+{
+    server.setAuditDevice(file.get());
+    audit = std::move(file);
 }
 
 // One line for each change, however often it tries in vain.

@@ -44,6 +44,10 @@ public:
     // false, and changes nothing, if an address cannot be listened on; error then says why.
     bool apply(const Configuration &configuration, QString *error);
 
+    // Opens the file of the audit lines anew, as it may have been moved away. If that fails, the
+    // lines go on into the one that is open.
+    void reopenAudit();
+
     // Has clients leave within the time, a few at a time, and then stops the sources. New clients
     // are refused, and isReady() is false, from now on. Ends with drained(), soon after the time at
     // the latest.

@@ -109,11 +109,12 @@ public:
     virtual QString reason() const = 0; // why it is not ready, in words; empty if it is
     virtual Statistics statistics() const = 0;
 
-    // Somebody watches the path, or nobody does any longer. A source that reports everything need
-    // not care.
+    // Somebody watches the path, which need not be known, or nobody does any longer: always in
+    // turn. A source that reports everything need not care.
     virtual void request(const QString &path);
     virtual void release(const QString &path);
-    // Has the children of a level reported that have not been yet.
+    // Somebody lists what is directly below a level, which is empty for the top. What is reported
+    // at once is part of the answer.
     virtual void browse(const QString &path);
 
     // Each write is answered exactly once, by writeAnswered().

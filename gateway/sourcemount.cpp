@@ -9,6 +9,7 @@
 #include <QtCore/QJsonValue>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QPointer>
+#include <QtCore/QSet>
 #include <QtCore/QTimer>
 
 #include <algorithm>
@@ -167,6 +168,7 @@ public:
     QString mount; // without a slash at its end; empty for the top
     std::shared_ptr<PathQueue> queue;
     std::unordered_map<QString, Entry> entries; // by the source's path
+    QSet<QString> requested; // paths in the server
     std::map<quint64, Write> writes;
     std::set<std::pair<qint64, Entry *>> staleness;
     std::set<std::tuple<qint64, Due, quint64>> writesDue;
@@ -193,6 +195,11 @@ public:
     void remove(const QString &path, Decisions *decisions);
     void take(const SourceValue &value, Decisions *decisions);
     void noteAge(Entry &entry, qint64 time);
+
+    // What clients want
+    bool isOurs(const QString &path) const;
+    void request(const QString &path);
+    void release(const QString &path);
 
     // What clients see
     KeywordServer::State shown(Entry &entry);
@@ -267,12 +274,24 @@ SourceMount::SourceMount(Source *source, KeywordServer *server, const QString &n
             });
     connect(source, &QObject::destroyed, this,
             [this] { d->onStateChanged(Source::State::Stopped); });
-    connect(server, &KeywordServer::keywordRequested, this, [this](const QString &path) {
-        const bool isOurs = path.startsWith(d->mount)
-            && (path.size() == d->mount.size() || path.at(d->mount.size()) == QLatin1Char('/'));
-        if (isOurs && d->source)
-            d->source->request(path.mid(d->mount.size()));
+    connect(server, &KeywordServer::keywordRequested, this,
+            [this](const QString &path) { d->request(path); });
+    connect(server, &KeywordServer::keywordReleased, this,
+            [this](const QString &path) { d->release(path); });
+    connect(server, &KeywordServer::indexRequested, this, [this](const QString &path) {
+        if (d->isOurs(path) && d->source)
+            d->source->browse(path.mid(d->mount.size()));
     });
+    // What clients watch already, once the source can be told.
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            const QStringList paths =
+                d->server ? d->server->requestedKeywords(d->mount) : QStringList();
+            for (const QString &path : paths)
+                d->request(path);
+        },
+        Qt::QueuedConnection);
 }
 
 SourceMount::~SourceMount()
@@ -314,6 +333,26 @@ bool SourceMount::isReady() const
 SourceMount::Statistics SourceMount::statistics() const
 {
     return d->counts;
+}
+
+bool SourceMount::Private::isOurs(const QString &path) const
+{
+    return path.startsWith(mount)
+        && (path.size() == mount.size() || path.at(mount.size()) == QLatin1Char('/'));
+}
+
+void SourceMount::Private::request(const QString &path)
+{
+    if (!isOurs(path) || !source || requested.contains(path))
+        return;
+    requested.insert(path);
+    source->request(path.mid(mount.size()));
+}
+
+void SourceMount::Private::release(const QString &path)
+{
+    if (requested.remove(path) && source)
+        source->release(path.mid(mount.size()));
 }
 
 void SourceMount::Private::onReported(const SourceReport &report)

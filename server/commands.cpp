@@ -10,6 +10,7 @@
 #include <QtCore/QIODevice>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
+#include <QtCore/QMetaMethod>
 #include <QtCore/QSet>
 #include <QtCore/QtNumeric>
 
@@ -174,6 +175,10 @@ void KeywordServer::Private::create(SessionState *session, const QString &keywor
     send(session);
     if (server)
         Q_EMIT q->keywordRequested(path);
+    for (const QString &child : std::as_const(paths)) {
+        if (server && !child.isEmpty())
+            Q_EMIT q->keywordRequested(child);
+    }
 }
 
 void KeywordServer::Private::setAggregate(SessionState *session, const QString &path,
@@ -244,6 +249,7 @@ void KeywordServer::Private::endAggregate(Aggregate *aggregate)
     }
     for (Node *const child : std::as_const(children)) {
         child->more().aggregates.erase(aggregate);
+        noteReleased(child);
         tree.drop(child);
     }
     delete aggregate;
@@ -277,6 +283,7 @@ void KeywordServer::Private::endWatch(Watch *watch)
     Node *const node = watch->node;
     --counts.watchedKeywords;
     unlink(watch);
+    noteReleased(node);
     if (!watch->session->aggregates.isEmpty()) {
         Aggregate *const aggregate = watch->session->aggregates.value(node->path);
         if (aggregate && --aggregate->uses == 0) {
@@ -288,6 +295,38 @@ void KeywordServer::Private::endWatch(Watch *watch)
         }
     }
     tree.drop(node);
+}
+
+bool KeywordServer::Private::isRequested(const Node *node)
+{
+    return node && (node->watches || (node->extras && !node->extras->aggregates.empty()));
+}
+
+// Told later: sessions end anywhere, and many that ask for something else ask for it again.
+void KeywordServer::Private::noteReleased(const Node *node)
+{
+    static const QMetaMethod signal = QMetaMethod::fromSignal(&KeywordServer::keywordReleased);
+    if (!isRequested(node) && q->isSignalConnected(signal))
+        noteReleased(node->path);
+}
+
+void KeywordServer::Private::noteReleased(const QString &path)
+{
+    if (released.isEmpty()) {
+        QMetaObject::invokeMethod(
+            q, [this] { tellReleased(); }, Qt::QueuedConnection);
+    }
+    released.insert(path);
+}
+
+void KeywordServer::Private::tellReleased()
+{
+    const QPointer<KeywordServer> server(q);
+    const QSet<QString> paths = std::exchange(released, {});
+    for (const QString &path : paths) {
+        if (server && !isRequested(tree.find(path)))
+            Q_EMIT q->keywordReleased(path);
+    }
 }
 
 void KeywordServer::Private::join(SessionState *session)
@@ -580,6 +619,12 @@ void KeywordServer::Private::index(SessionState *session, const QJsonObject &pay
     const QJsonArray levels = payload.value(QLatin1String("keyQuery")).toArray();
     for (const auto &level : levels)
         path += QLatin1Char('/') + level.toString();
+
+    const QPointer<KeywordServer> server(q);
+    const QPointer<KeywordSession> asking(session->q);
+    Q_EMIT q->indexRequested(KeywordServer::normalizedPath(path));
+    if (!server || !asking || !sessions.contains(asking))
+        return;
 
     const QString type = payload.value(QLatin1String("type")).toString();
     const QString access = payload.value(QLatin1String("access")).toString();

@@ -920,6 +920,9 @@ bool KeywordServer::remove(const QString &path)
 void KeywordServer::clear()
 {
     d->served.clear();
+    const QStringList requested = requestedKeywords({});
+    for (const QString &path : requested)
+        d->noteReleased(path);
     for (SessionState *const session : std::as_const(d->sessions)) {
         session->clearWaiting();
         qDeleteAll(session->watches);
@@ -1215,6 +1218,33 @@ int KeywordServer::sessionCount() const
 }
 
 /*!
+    Returns the paths of \a level and below to which clients are subscribed, directly or through an
+    aggregate, in no particular order.
+
+    \sa keywordRequested(), keywordReleased()
+*/
+QStringList KeywordServer::requestedKeywords(const QString &level) const
+{
+    const QString top = normalizedPath(level);
+    QSet<QString> paths;
+    const auto add = [&](const Node *node) {
+        const bool isBelow = node && node->path.startsWith(top)
+            && (node->path.size() == top.size() || node->path.at(top.size()) == QLatin1Char('/'));
+        if (isBelow)
+            paths.insert(node->path);
+    };
+    for (const SessionState *session : std::as_const(d->sessions)) {
+        for (const Watch *watch : session->watches)
+            add(watch->node);
+        for (const Aggregate *aggregate : session->aggregates) {
+            for (const Aggregate::Child &child : aggregate->children)
+                add(child.node);
+        }
+    }
+    return QStringList(paths.cbegin(), paths.cend());
+}
+
+/*!
     Returns the counters and the current state of the server.
 */
 Statistics KeywordServer::statistics() const
@@ -1232,7 +1262,26 @@ Statistics KeywordServer::statistics() const
 /*!
     \fn void KeywordServer::keywordRequested(const QString &path)
 
-    This signal is emitted after a client has subscribed to \a path and received its state.
+    This signal is emitted after a client has subscribed to \a path, directly or through an
+    aggregate, and received its state.
+
+    \sa keywordReleased(), requestedKeywords()
+*/
+
+/*!
+    \fn void KeywordServer::keywordReleased(const QString &path)
+
+    This signal is emitted soon after the last client has unsubscribed from \a path or
+    disconnected, unless another client has subscribed to it in the meantime.
+
+    \sa keywordRequested()
+*/
+
+/*!
+    \fn void KeywordServer::indexRequested(const QString &path)
+
+    This signal is emitted when a client requests the keywords directly below \a path, before the
+    reply: it contains what a slot declares. The \a path is empty for the top level.
 */
 
 /*!

@@ -102,10 +102,13 @@ public:
     KeywordSession *openSession(QObject *parent = nullptr);
     KeywordSession *openSession(const Peer &peer, QObject *parent = nullptr);
     int sessionCount() const;
+    QStringList requestedKeywords(const QString &level) const;
     Statistics statistics() const;
 
 Q_SIGNALS:
     void keywordRequested(const QString &path);
+    void keywordReleased(const QString &path);
+    void indexRequested(const QString &path);
     void valueWritten(const QString &path, const QVariant &value);
     void roleRemoved(const QString &name);
 

@@ -100,6 +100,10 @@ public:
     void unwatch(SessionState *session, const QString &keyword);
     void removeWatch(Watch *watch);
     void endWatch(Watch *watch);
+    static bool isRequested(const Node *node);
+    void noteReleased(const Node *node);
+    void noteReleased(const QString &path);
+    void tellReleased();
     void join(SessionState *session);
     void leave(SessionState *session);
     void setAggregate(SessionState *session, const QString &path, const QString &mode,
@@ -145,6 +149,7 @@ public:
     int batch = 0; // of changes; nothing is sent before its end
     bool sendingAll = false;
     quint64 lastAggregate = 0;
+    QSet<QString> released; // paths that nobody asked for any longer, a moment ago
     // Aggregates are formed once in a round, in which nothing changes.
     quint64 round = 1;
     bool inRound = false;

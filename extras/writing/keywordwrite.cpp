@@ -25,7 +25,9 @@ namespace pellix::extras {
 
 namespace {
 
-constexpr auto defaultConfirmWithin = 3000ms;
+// Longer than the 5 s after which a gateway says that a device has not confirmed a write, so that
+// its answer is the one that is shown.
+constexpr auto defaultConfirmWithin = 6000ms;
 
 // While a slider moves: how long its newest value waits for the outcome of the previous one.
 constexpr auto longestHold = 100ms;
@@ -261,7 +263,7 @@ public:
 
 /*!
     \property pellix::extras::PKeywordWrite::confirmWithin
-    \brief the time to wait for an answer, in milliseconds. The default is 3000.
+    \brief the time to wait for an answer, in milliseconds. The default is 6000.
 
     The time starts when a write is requested, and again when it is sent. With 0 or less, there is
     no limit. A new value applies to the next write.

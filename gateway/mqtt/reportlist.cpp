@@ -5,6 +5,8 @@
 
 #include <QtCore/QHash>
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace pellix::gateway {
@@ -19,7 +21,8 @@ template <typename Item> void moveFirst(QList<Item> *from, QList<Item> *to, qsiz
         to->swap(*from);
         return;
     }
-    *to = from->mid(0, count);
+    to->reserve(count);
+    std::move(from->begin(), from->begin() + count, std::back_inserter(*to));
     from->remove(0, count);
 }
 

@@ -3,6 +3,7 @@
 
 #include "gateway/mqtt/topicmapping.h"
 
+#include "gateway/mqtt/flatobject.h"
 #include "gateway/mqtt/jsonpointer.h"
 #include "gateway/mqtt/keywordpath.h"
 #include "gateway/mqtt/payload.h"
@@ -51,13 +52,22 @@ public:
     struct Topic;
     struct Availability;
 
+    // A convention, and what it has had subscribed to.
+    struct Reader
+    {
+        MappingOptions::DescribedBy use;
+        std::unique_ptr<Convention> convention;
+        QStringList filters;
+    };
+
     struct Declaration
     {
         TopicKeyword keyword;
         PayloadRules rules;
         JsonPointer member;
         JsonPointer time;
-        bool isConfigured = false;
+        QByteArray flatMember; // its name if it is one of the whole payload, and of ASCII; or null
+        Reader *reader = nullptr; // that described it; null: configured
     };
 
     struct Keyword
@@ -80,6 +90,7 @@ public:
         bool isGone = false; // deleted; there is no value until the next one
         bool hasErrorTopic = false; // it says something
         bool hasTarget = false;
+        bool isContinued = false; // from another mapping, with its value
     };
     using KeywordPointer = std::unique_ptr<Keyword>;
 
@@ -107,7 +118,7 @@ public:
         Node root; // its members
         std::vector<KeywordPointer> declared;
         std::vector<Array> arrays;
-        std::vector<Convention *> conventions;
+        std::vector<Reader *> readers;
         std::vector<std::pair<Availability *, int>> availabilities;
         QByteArray state; // the last payload, if keywords may depend on it
         std::vector<Keyword *> errorOf;
@@ -118,6 +129,7 @@ public:
         int members = 0;
         bool isServed = false; // as it is
         bool isDescription = false;
+        bool keepsState = false; // keywords that are not known yet may depend on it
     };
 
     struct Availability
@@ -137,7 +149,8 @@ public:
     Topic *prepare(const QByteArray &name);
     void prepareDeclared(Topic *topic, const QStringList &levels);
     void declareKeyword(Topic *topic, const TopicKeyword &pattern, const TopicCaptures &captures,
-                        bool isConfigured);
+                        Reader *reader);
+    void watchStates(const TopicKeyword &keyword);
     TopicKeyword instance(const TopicKeyword &pattern, const TopicCaptures &captures) const;
     QString pathOf(const TopicKeyword &keyword) const;
     QString strippedPath(const QString &topic) const;
@@ -159,19 +172,23 @@ public:
     void release(Keyword *keyword);
     void declareNow(Keyword *keyword, bool again);
     SourceKeyword sourceKeyword(const Keyword &keyword) const;
+    QList<std::pair<SourceKeyword, QVariant>> metaOf(const Keyword &keyword) const;
     void declareMeta(const Keyword &keyword, bool again);
     void removeMeta(const Keyword &keyword);
 
     // Messages
     void takeDescription(Topic *topic, QByteArrayView payload);
-    void apply(const ConventionChange &change);
+    void apply(const ConventionChange &change, Reader *reader);
     void takeAvailability(Topic *topic, QByteArrayView payload);
     bool takeState(Availability *availability, int index, QByteArrayView payload);
     void takeErrors(Topic *topic, QByteArrayView payload);
     void takeTargets(Topic *topic, QByteArrayView payload);
+    static void takeTarget(Keyword *keyword, QByteArrayView payload);
     void takeValues(Topic *topic, const TopicMessage &message, qint64 now);
     void takeDeclared(Topic *topic, const Payload &payload, const TopicMessage &message,
                       qint64 now);
+    bool takeFlat(Topic *topic, const TopicMessage &message, qint64 now);
+    static QByteArray flatMemberOf(const Declaration &declaration);
     void takeArray(Topic *topic, Array *array, const QJsonValue &json, qint64 expires);
     void takeMembers(Topic *topic, Node *node, const QJsonObject &object, const QString &path,
                      int level, qint64 expires);
@@ -187,12 +204,24 @@ public:
     bool isDeletion(const Topic &topic, const TopicMessage &message) const;
     void say(const QString &message);
 
+    // Another mapping
+    void takeOverReaders(Private *other);
+    void takeOverTopic(const Topic &before);
+    void takeOverArrays(Topic *topic, const Topic &before);
+    void takeOverMembers(Topic *topic, Node *node, const Node &before, const QString &path,
+                         Availability *availability,
+                         const std::shared_ptr<const Declaration> &declaration);
+    void takeOverAvailabilities(const Private &other);
+    void continueKeyword(Keyword *keyword, const Keyword &before);
+    void reportDifference(const Private &other);
+
     const MappingOptions options;
     QList<TopicPattern> served;
     QList<TopicPattern> patterns; // of options.keywords
     QStringList prefix; // levels that no path has
-    std::vector<std::unique_ptr<Convention>> conventions;
-    std::vector<std::pair<TopicPattern, Convention *>> descriptions;
+    QList<TopicPattern> states; // of topics that keywords may depend on
+    std::vector<std::unique_ptr<Reader>> readers;
+    std::vector<std::pair<TopicPattern, Reader *>> descriptions;
 
     QHash<QByteArray, Topic *> topics;
     std::vector<std::unique_ptr<Topic>> ownedTopics;
@@ -235,27 +264,32 @@ TopicMapping::Private::Private(const MappingOptions &options) : options(options)
         }
     }
     for (const TopicAvailability::Entry &entry : options.availability.entries) {
-        if (const auto pattern = TopicPattern::fromText(entry.topic))
+        if (const auto pattern = TopicPattern::fromText(entry.topic)) {
             addFilter(pattern->filter());
+            states.append(*pattern);
+        }
     }
     for (const auto &use : options.conventions) {
         std::unique_ptr<Convention> convention = Convention::create(use.name, use.options);
         if (!convention)
             continue;
+        readers.push_back(std::make_unique<Reader>());
+        Reader *const reader = readers.back().get();
         const QStringList filters = convention->subscriptions();
         for (const QString &filter : filters) {
             descriptions.emplace_back(TopicPattern::fromFilter(filter).value_or(TopicPattern()),
-                                      convention.get());
+                                      reader);
             addFilter(filter);
         }
-        conventions.push_back(std::move(convention));
+        reader->use = use;
+        reader->convention = std::move(convention);
     }
     for (const TopicKeyword &keyword : options.keywords)
         patterns.append(TopicPattern::fromText(keyword.topic).value_or(TopicPattern()));
     for (qsizetype i = 0; i < patterns.size(); ++i) {
         const TopicKeyword &keyword = options.keywords.at(i);
         if (keyword.topic.isEmpty()) {
-            declareKeyword(nullptr, keyword, {}, true);
+            declareKeyword(nullptr, keyword, {}, nullptr);
             continue;
         }
         addFilter(patterns.at(i).filter());
@@ -265,7 +299,9 @@ TopicMapping::Private::Private(const MappingOptions &options) : options(options)
         for (const QString &name : patterns.at(i).names())
             captures.insert(name, QStringLiteral("+"));
         wild.topic = patterns.at(i).filter();
-        needTopics(instance(wild, captures));
+        wild = instance(wild, captures);
+        needTopics(wild);
+        watchStates(wild);
         if (!patterns.at(i).hasWildcards())
             topicOf(keyword.topic.toUtf8());
     }
@@ -322,6 +358,18 @@ void TopicMapping::Private::needTopics(const TopicKeyword &keyword)
         needTopic(entry.topic);
 }
 
+// What is said on them is kept, as it may come before the keywords that it is about.
+void TopicMapping::Private::watchStates(const TopicKeyword &keyword)
+{
+    QStringList topics {keyword.errorTopic, keyword.targetTopic};
+    for (const TopicAvailability::Entry &entry : keyword.availability.entries)
+        topics.append(entry.topic);
+    for (const QString &topic : std::as_const(topics)) {
+        if (const auto pattern = TopicPattern::fromFilter(topic))
+            states.append(*pattern);
+    }
+}
+
 // What there is
 
 TopicMapping::Private::Topic *TopicMapping::Private::topicOf(QByteArrayView name)
@@ -343,14 +391,17 @@ TopicMapping::Private::Topic *TopicMapping::Private::prepare(const QByteArray &n
     topics.insert(name, topic);
     const QString text = QString::fromUtf8(name);
     const QStringList levels = text.split(QLatin1Char('/'));
-    for (const auto &[pattern, convention] : descriptions) {
+    for (const auto &[pattern, reader] : descriptions) {
         if (pattern.matches(levels)) {
             topic->isDescription = true;
-            if (std::find(topic->conventions.begin(), topic->conventions.end(), convention)
-                == topic->conventions.end())
-                topic->conventions.push_back(convention);
+            if (std::find(topic->readers.begin(), topic->readers.end(), reader)
+                == topic->readers.end())
+                topic->readers.push_back(reader);
         }
     }
+    topic->keepsState = topic->isDescription
+        || std::any_of(states.cbegin(), states.cend(),
+                       [&](const TopicPattern &pattern) { return pattern.matches(levels); });
     prepareDeclared(topic, levels);
     if (!topic->declared.empty() || !topic->arrays.empty() || topic->isDescription)
         return topic;
@@ -375,7 +426,7 @@ void TopicMapping::Private::prepareDeclared(Topic *topic, const QStringList &lev
         members.insert(pattern.member);
         TopicKeyword keyword = pattern;
         keyword.topic = QString::fromUtf8(topic->name);
-        declareKeyword(topic, keyword, captures, true);
+        declareKeyword(topic, keyword, captures, nullptr);
     }
 }
 
@@ -385,9 +436,9 @@ TopicKeyword TopicMapping::Private::instance(const TopicKeyword &pattern,
 {
     TopicKeyword keyword = pattern;
     const auto fill = [&](QString *topic) {
-        *topic = filledIn(*topic, captures);
-        if (topic->startsWith(QLatin1String("+/"))) // of the topic itself
-            *topic = keyword.topic + topic->mid(1);
+        const bool isBelow = topic->startsWith(QLatin1String("+/")); // the topic itself
+        *topic = isBelow ? keyword.topic + filledIn(topic->mid(1), captures)
+                         : filledIn(*topic, captures);
     };
     TopicCaptures asLevels;
     for (auto it = captures.begin(); it != captures.end(); ++it)
@@ -457,14 +508,16 @@ QString TopicMapping::Private::pathOf(const TopicKeyword &keyword) const
 }
 
 void TopicMapping::Private::declareKeyword(Topic *topic, const TopicKeyword &pattern,
-                                           const TopicCaptures &captures, bool isConfigured)
+                                           const TopicCaptures &captures, Reader *reader)
 {
+    const bool isConfigured = !reader;
     auto declaration = std::make_shared<Declaration>();
     declaration->keyword = isConfigured ? instance(pattern, captures) : pattern;
     declaration->rules = PayloadRules(pattern);
     declaration->member = JsonPointer::fromText(pattern.member).value_or(JsonPointer());
     declaration->time = JsonPointer::fromText(pattern.timeMember).value_or(JsonPointer());
-    declaration->isConfigured = isConfigured;
+    declaration->flatMember = flatMemberOf(*declaration);
+    declaration->reader = reader;
     needTopics(declaration->keyword);
     const QString path = pathOf(declaration->keyword);
     if (topic && !pattern.arrayKey.isEmpty()) {
@@ -497,12 +550,17 @@ void TopicMapping::Private::attach(Keyword *keyword)
     if (keyword->availability)
         keyword->availability->keywords.insert(keyword);
     if (!settings.errorTopic.isEmpty()) {
-        if (Topic *const topic = topicOf(settings.errorTopic.toUtf8()))
+        if (Topic *const topic = topicOf(settings.errorTopic.toUtf8())) {
             topic->errorOf.push_back(keyword);
+            keyword->hasErrorTopic = keyword->hasErrorTopic || !topic->state.isEmpty();
+        }
     }
     if (!settings.targetTopic.isEmpty()) {
-        if (Topic *const topic = topicOf(settings.targetTopic.toUtf8()))
+        if (Topic *const topic = topicOf(settings.targetTopic.toUtf8())) {
             topic->targetOf.push_back(keyword);
+            if (!topic->state.isEmpty())
+                takeTarget(keyword, topic->state);
+        }
     }
 }
 
@@ -681,41 +739,47 @@ SourceKeyword TopicMapping::Private::sourceKeyword(const Keyword &keyword) const
     return result;
 }
 
-void TopicMapping::Private::declareMeta(const Keyword &keyword, bool again)
+// Keywords of what the configuration or a description says of one.
+QList<std::pair<SourceKeyword, QVariant>>
+TopicMapping::Private::metaOf(const Keyword &keyword) const
 {
+    QList<std::pair<SourceKeyword, QVariant>> result;
     if (!options.meta || !keyword.declaration)
-        return;
+        return result;
     const TopicKeyword &settings = keyword.declaration->keyword;
-    const auto declare = [&](const char *name, const QVariant &value, const QString &type) {
+    const auto add = [&](const char *name, const QVariant &value, const QString &type) {
         if (value.isNull())
             return;
         SourceKeyword meta;
         meta.path = keyword.path + QLatin1Char('/') + QString::fromLatin1(name);
         meta.type = type;
         meta.access = QStringLiteral("RM");
+        result.append({meta, value});
+    };
+    const QString number = QStringLiteral("double");
+    add("Unit", settings.unit.isEmpty() ? QVariant() : settings.unit, QStringLiteral("string"));
+    add("Min", settings.minimum, number);
+    add("Max", settings.maximum, number);
+    return result;
+}
+
+void TopicMapping::Private::declareMeta(const Keyword &keyword, bool again)
+{
+    const auto metas = metaOf(keyword);
+    for (const auto &[meta, value] : metas) {
         reports.declare(meta, again);
         SourceValue reported;
         reported.path = meta.path;
         reported.value = value;
         reports.report(reported);
-    };
-    const QString number = QStringLiteral("double");
-    declare("Unit", settings.unit.isEmpty() ? QVariant() : settings.unit, QStringLiteral("string"));
-    declare("Min", settings.minimum, number);
-    declare("Max", settings.maximum, number);
+    }
 }
 
 void TopicMapping::Private::removeMeta(const Keyword &keyword)
 {
-    if (!options.meta || !keyword.declaration)
-        return;
-    const TopicKeyword &settings = keyword.declaration->keyword;
-    if (!settings.unit.isEmpty())
-        reports.remove(keyword.path + QStringLiteral("/Unit"));
-    if (!settings.minimum.isNull())
-        reports.remove(keyword.path + QStringLiteral("/Min"));
-    if (!settings.maximum.isNull())
-        reports.remove(keyword.path + QStringLiteral("/Max"));
+    const auto metas = metaOf(keyword);
+    for (const auto &[meta, value] : metas)
+        reports.remove(meta.path);
 }
 
 void TopicMapping::Private::say(const QString &message)
@@ -730,12 +794,14 @@ void TopicMapping::Private::say(const QString &message)
 
 void TopicMapping::Private::takeDescription(Topic *topic, QByteArrayView payload)
 {
-    const auto listeners = topic->conventions;
-    for (Convention *const convention : listeners)
-        apply(convention->take(QString::fromUtf8(topic->name), payload.toByteArray()));
+    const auto listeners = topic->readers;
+    for (Reader *const reader : listeners) {
+        apply(reader->convention->take(QString::fromUtf8(topic->name), payload.toByteArray()),
+              reader);
+    }
 }
 
-void TopicMapping::Private::apply(const ConventionChange &change)
+void TopicMapping::Private::apply(const ConventionChange &change, Reader *reader)
 {
     const auto drop = [this](const QString &path) {
         Keyword *const keyword = described.take(path);
@@ -764,6 +830,7 @@ void TopicMapping::Private::apply(const ConventionChange &change)
             declaration->keyword = keyword;
             declaration->rules = PayloadRules(keyword);
             declaration->time = JsonPointer::fromText(keyword.timeMember).value_or(JsonPointer());
+            declaration->flatMember = flatMemberOf(*declaration);
             old->declaration = declaration;
             attach(old);
             old->isReported = wasReported;
@@ -780,12 +847,16 @@ void TopicMapping::Private::apply(const ConventionChange &change)
         drop(pathOf(keyword));
         if (topic)
             dropUndeclared(topic);
-        declareKeyword(topic, keyword, {}, false);
+        declareKeyword(topic, keyword, {}, reader);
     }
-    for (const QString &filter : change.subscribe)
+    for (const QString &filter : change.subscribe) {
         addFilter(filter);
-    for (const QString &filter : change.unsubscribe)
+        reader->filters.append(filter);
+    }
+    for (const QString &filter : change.unsubscribe) {
         removeFilter(filter);
+        reader->filters.removeOne(filter);
+    }
     for (const QString &message : change.messages)
         say(message);
 }
@@ -857,12 +928,17 @@ void TopicMapping::Private::takeErrors(Topic *topic, QByteArrayView payload)
 void TopicMapping::Private::takeTargets(Topic *topic, QByteArrayView payload)
 {
     for (Keyword *const keyword : topic->targetOf) {
-        keyword->hasTarget = !payload.isEmpty()
-            && keyword->declaration->rules.value(Payload::read(payload), keyword->type,
-                                                 &keyword->target)
-                == PayloadRules::Result::Value;
+        takeTarget(keyword, payload);
         reportFlags(keyword);
     }
+}
+
+void TopicMapping::Private::takeTarget(Keyword *keyword, QByteArrayView payload)
+{
+    keyword->hasTarget = !payload.isEmpty()
+        && keyword->declaration->rules.value(Payload::read(payload), keyword->type,
+                                             &keyword->target)
+            == PayloadRules::Result::Value;
 }
 
 SourceValue TopicMapping::Private::flags(const Keyword &keyword) const
@@ -950,7 +1026,7 @@ void TopicMapping::Private::removeTopic(Topic *topic)
     for (const KeywordPointer &keyword : topic->declared) {
         keyword->isGone = true;
         keyword->isMisfit = false;
-        const bool isDescribed = !keyword->declaration->isConfigured;
+        const bool isDescribed = keyword->declaration->reader;
         const QString text = QString::fromUtf8(topic->name);
         const bool isNamed =
             std::any_of(options.keywords.cbegin(), options.keywords.cend(),
@@ -972,6 +1048,8 @@ void TopicMapping::Private::takeValues(Topic *topic, const TopicMessage &message
         removeTopic(topic);
         return;
     }
+    if (isDeclared && takeFlat(topic, message, now))
+        return;
     const Payload payload = Payload::read(message.payload);
     if (payload.kind == Payload::Kind::Unreadable)
         ++counts.unreadable;
@@ -1029,6 +1107,36 @@ void TopicMapping::Private::takeDeclared(Topic *topic, const Payload &payload,
     }
     for (Array &array : topic->arrays)
         takeArray(topic, &array, array.declaration->member.of(payload.json()), expires);
+}
+
+QByteArray TopicMapping::Private::flatMemberOf(const Declaration &declaration)
+{
+    const QStringList names = declaration.member.names();
+    if (names.size() != 1 || !declaration.time.isWhole())
+        return {};
+    const bool isPlain = std::all_of(names.constFirst().cbegin(), names.constFirst().cend(),
+                                     [](QChar c) { return c >= u' ' && c <= u'~'; });
+    return isPlain && !names.constFirst().isEmpty() ? names.constFirst().toLatin1() : QByteArray();
+}
+
+// Whether all that it says has been taken, the short way.
+bool TopicMapping::Private::takeFlat(Topic *topic, const TopicMessage &message, qint64 now)
+{
+    if (!topic->arrays.empty())
+        return false;
+    for (const KeywordPointer &keyword : topic->declared) {
+        if (keyword->declaration->flatMember.isNull())
+            return false;
+    }
+    const std::optional<FlatObject> object = FlatObject::read(message.payload);
+    if (!object)
+        return false;
+    const qint64 expires = message.expiry < 0 ? 0 : now + message.expiry * 1000;
+    for (const KeywordPointer &keyword : topic->declared) {
+        if (const auto payload = object->member(keyword->declaration->flatMember))
+            update(keyword.get(), *payload, expires, 0);
+    }
+    return true;
 }
 
 void TopicMapping::Private::takeArray(Topic *topic, Array *array, const QJsonValue &json,
@@ -1144,71 +1252,207 @@ void TopicMapping::Private::setMisfit(Node *node)
     }
 }
 
+// Another mapping
+
+// What has been described is not said again just because it is mapped anew.
+void TopicMapping::Private::takeOverReaders(Private *other)
+{
+    for (const auto &reader : readers) {
+        const auto found =
+            std::find_if(other->readers.begin(), other->readers.end(),
+                         [&reader](const auto &before) { return before->use == reader->use; });
+        if (found == other->readers.end())
+            continue;
+        reader->convention.swap((*found)->convention);
+        reader->filters.swap((*found)->filters);
+        for (const QString &filter : std::as_const(reader->filters))
+            addFilter(filter);
+        for (const Keyword *const before : std::as_const(other->described)) {
+            if (before->declaration->reader != found->get())
+                continue;
+            const TopicKeyword &keyword = before->declaration->keyword;
+            Topic *const topic = before->topic ? topicOf(before->topic->name) : nullptr;
+            if (topic || !before->topic)
+                declareKeyword(topic, keyword, {}, reader.get());
+        }
+    }
+}
+
+void TopicMapping::Private::takeOverTopic(const Topic &before)
+{
+    Topic *const topic = topicOf(before.name);
+    if (!topic)
+        return;
+    if (topic->keepsState || !topic->availabilities.empty())
+        topic->state = before.state;
+    for (const KeywordPointer &keyword : topic->declared) {
+        const TopicKeyword &settings = keyword->declaration->keyword;
+        const auto same =
+            std::find_if(before.declared.begin(), before.declared.end(), [&](const auto &other) {
+                return other->declaration->keyword.member == settings.member;
+            });
+        if (same != before.declared.end()) {
+            continueKeyword(keyword.get(), **same);
+        } else if (settings.member.isEmpty() && before.own) {
+            continueKeyword(keyword.get(), *before.own);
+        } else if (const auto pointer = JsonPointer::fromText(settings.member)) {
+            const Node *node = &before.root;
+            for (const QString &name : pointer->names()) {
+                const auto inner =
+                    std::find_if(node->children.begin(), node->children.end(),
+                                 [&name](const Node &one) { return one.name == name; });
+                node = inner != node->children.end() ? &*inner : nullptr;
+                if (!node)
+                    break;
+            }
+            if (node && node->keyword)
+                continueKeyword(keyword.get(), *node->keyword);
+        }
+    }
+    takeOverArrays(topic, before);
+    if (!topic->isServed || !topic->declared.empty())
+        return;
+    if (before.own) {
+        topic->own = std::make_unique<Keyword>();
+        topic->own->path = topic->path;
+        topic->own->topic = topic;
+        topic->own->availability = topic->availability;
+        if (topic->availability)
+            topic->availability->keywords.insert(topic->own.get());
+        continueKeyword(topic->own.get(), *before.own);
+    }
+    takeOverMembers(topic, &topic->root, before.root, topic->path, topic->availability, nullptr);
+}
+
+void TopicMapping::Private::takeOverArrays(Topic *topic, const Topic &before)
+{
+    for (Array &array : topic->arrays) {
+        for (const Array &other : before.arrays) {
+            if (other.declaration->keyword == array.declaration->keyword) {
+                takeOverMembers(topic, &array.root, other.root, array.path, array.availability,
+                                array.declaration);
+            }
+        }
+    }
+}
+
+void TopicMapping::Private::takeOverMembers(Topic *topic, Node *node, const Node &before,
+                                            const QString &path, Availability *availability,
+                                            const std::shared_ptr<const Declaration> &declaration)
+{
+    for (const Node &inner : before.children) {
+        Node *const made = child(topic, node, inner.name);
+        if (!made)
+            return;
+        const QString innerPath = path + QLatin1Char('/') + keywordLevel(inner.name);
+        if (inner.keyword) {
+            continueKeyword(memberKeyword(topic, made, innerPath, availability, declaration),
+                            *inner.keyword);
+        }
+        takeOverMembers(topic, made, inner, innerPath, availability, declaration);
+    }
+}
+
+// Who is there is known already.
+void TopicMapping::Private::takeOverAvailabilities(const Private &other)
+{
+    for (auto it = availabilities.begin(); it != availabilities.end(); ++it) {
+        Availability *const availability = *it;
+        if (const Availability *const before = other.availabilities.value(it.key())) {
+            availability->states = before->states;
+            availability->latest = before->latest;
+            availability->isAvailable = before->isAvailable;
+            continue;
+        }
+        for (int i = 0; i < int(availability->settings.entries.size()); ++i) {
+            const QByteArray name = availability->settings.entries.at(i).topic.toUtf8();
+            const Topic *const topic = topics.value(name);
+            if (topic && !topic->state.isEmpty())
+                takeState(availability, i, topic->state);
+        }
+    }
+}
+
+// Its type and its value stay where payloads mean the same as before.
+void TopicMapping::Private::continueKeyword(Keyword *keyword, const Keyword &before)
+{
+    static const TopicKeyword none;
+    const auto settingsOf = [](const Keyword &one) -> const TopicKeyword & {
+        return one.declaration ? one.declaration->keyword : none;
+    };
+    const auto meaning = [](const TopicKeyword &settings) {
+        return std::tie(settings.values, settings.scale, settings.unknownPayloads,
+                        settings.emptyText);
+    };
+    const TopicKeyword &settings = settingsOf(*keyword);
+    const TopicKeyword &old = settingsOf(before);
+    if (keyword->type == ValueType::None)
+        keyword->type = before.type;
+    if (keyword->type != before.type || meaning(settings) != meaning(old))
+        return;
+    keyword->isContinued = before.isReported;
+    keyword->isMisfit = before.isMisfit;
+    keyword->isGone = before.isGone;
+    keyword->isExpired = before.isExpired;
+    keyword->expires = before.expires;
+    if (keyword->expires > 0)
+        expiring.insert({keyword->expires, keyword});
+    if (settings.errorTopic == old.errorTopic)
+        keyword->hasErrorTopic = before.hasErrorTopic;
+    if (settings.targetTopic == old.targetTopic) {
+        keyword->hasTarget = before.hasTarget;
+        keyword->target = before.target;
+        keyword->value = before.value;
+    }
+    if (before.isReported)
+        claim(keyword);
+    else if (keyword->isReported && keyword->isGone)
+        release(keyword);
+}
+
+// What is gone, and what there is, as it is now.
+void TopicMapping::Private::reportDifference(const Private &other)
+{
+    QSet<QString> metas;
+    for (const Keyword *const keyword : std::as_const(paths)) {
+        const auto ofKeyword = metaOf(*keyword);
+        for (const auto &[meta, value] : ofKeyword)
+            metas.insert(meta.path);
+    }
+    reports = {};
+    for (const Keyword *const before : other.paths) {
+        const Keyword *const keyword = paths.value(before->path);
+        if (!keyword || !keyword->isContinued)
+            reports.remove(before->path);
+        const auto ofKeyword = other.metaOf(*before);
+        for (const auto &[meta, value] : ofKeyword) {
+            if (!metas.contains(meta.path))
+                reports.remove(meta.path);
+        }
+    }
+    for (Keyword *const keyword : std::as_const(paths)) {
+        declareNow(keyword, false);
+        reports.report(flags(*keyword));
+    }
+}
+
 TopicMapping::TopicMapping(const MappingOptions &options)
     : d(std::make_unique<Private>(options)) { }
 
 TopicMapping::~TopicMapping() = default;
 
-// Types stay, and so do values where the source keeps them.
-void TopicMapping::takeOver(const TopicMapping &other)
+void TopicMapping::takeOver(TopicMapping &other)
 {
-    using Node = Private::Node;
-    using Topic = Private::Topic;
-    const auto claim = [this](Private::Keyword *keyword, const Private::Keyword &before) {
-        if (keyword->type == ValueType::None)
-            keyword->type = before.type;
-        keyword->isMisfit = before.isMisfit;
-        if (before.isReported && keyword->type == before.type)
-            d->claim(keyword);
-    };
-    const std::function<void(Topic *, Node *, const Node &, const QString &)> takeNode =
-        [&](Topic *topic, Node *node, const Node &before, const QString &path) {
-            for (const Node &inner : before.children) {
-                Node *const made = d->child(topic, node, inner.name);
-                if (!made)
-                    return;
-                const QString innerPath = path + QLatin1Char('/') + keywordLevel(inner.name);
-                if (inner.keyword) {
-                    claim(d->memberKeyword(topic, made, innerPath, topic->availability, nullptr),
-                          *inner.keyword);
-                }
-                takeNode(topic, made, inner, innerPath);
-            }
-        };
-    for (const auto &before : other.d->ownedTopics) {
-        Topic *const topic = d->topicOf(before->name);
-        if (!topic)
-            continue;
-        if (!topic->isServed)
-            continue; // what is declared has a type, or gets it from the next message
-        if (before->own) {
-            topic->own = std::make_unique<Private::Keyword>();
-            topic->own->path = topic->path;
-            topic->own->topic = topic;
-            topic->own->availability = topic->availability;
-            if (topic->availability)
-                topic->availability->keywords.insert(topic->own.get());
-            claim(topic->own.get(), *before->own);
-        }
-        takeNode(topic, &topic->root, before->root, topic->path);
+    d->takeOverReaders(other.d.get());
+    for (const auto &before : other.d->ownedTopics)
+        d->takeOverTopic(*before);
+    for (const auto &command : d->commands) {
+        if (const Private::Keyword *const before = other.d->paths.value(command->path))
+            d->continueKeyword(command.get(), *before);
     }
-    // Who is there is known already.
-    for (auto it = d->availabilities.begin(); it != d->availabilities.end(); ++it) {
-        const Private::Availability *const before = other.d->availabilities.value(it.key());
-        if (!before)
-            continue;
-        (*it)->states = before->states;
-        (*it)->latest = before->latest;
-        (*it)->isAvailable = before->isAvailable;
-    }
-    // Removals come first, or what is declared anew would be removed.
-    ReportList all;
-    for (auto it = other.d->paths.begin(); it != other.d->paths.end(); ++it) {
-        if (!d->paths.contains(it.key()))
-            all.remove(it.key());
-    }
-    all.append(std::move(d->reports));
-    d->reports = std::move(all);
+    d->takeOverAvailabilities(*other.d);
+    d->reportDifference(*other.d);
+    d->counts = other.d->counts;
 }
 
 QByteArrayList TopicMapping::filters() const
@@ -1240,9 +1484,9 @@ bool TopicMapping::take(const TopicMessage &message, qint64 now)
     if (!topic)
         return false;
     const bool isFirst = std::exchange(topic->connection, d->connection) != d->connection;
-    constexpr qsizetype longestState = 256; // descriptions are longer
-    const bool isState = message.payload.size() <= longestState
-        && (topic->isDescription || !topic->availabilities.empty());
+    constexpr qsizetype longestState = 1024; // descriptions are longer
+    const bool isState = (topic->keepsState || !topic->availabilities.empty())
+        && message.payload.size() <= longestState;
     if (isState || !topic->state.isEmpty())
         topic->state = isState ? message.payload.toByteArray() : QByteArray();
     if (topic->isDescription)
@@ -1323,8 +1567,8 @@ QStringList TopicMapping::takeMessages()
 TopicMapping::Statistics TopicMapping::statistics() const
 {
     Statistics counts = d->counts;
-    for (const auto &convention : d->conventions)
-        counts.skipped += quint64(convention->skipped());
+    for (const auto &reader : d->readers)
+        counts.skipped += quint64(reader->convention->skipped());
     return counts;
 }
 

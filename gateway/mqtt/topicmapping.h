@@ -24,6 +24,11 @@ struct MappingOptions
     {
         QString name; // of a convention
         ConventionOptions options;
+
+        bool operator==(const DescribedBy &other) const
+        {
+            return name == other.name && options == other.options;
+        }
     };
 
     QStringList topics; // filters of what is served as it is
@@ -79,8 +84,9 @@ public:
     Q_DISABLE_COPY_MOVE(TopicMapping)
 
     // Serves what another mapping has found so far, as far as it is the same here, and reports
-    // what is not served any more.
-    void takeOver(const TopicMapping &other);
+    // what is not served any more. What conventions have read moves here: the other one is not
+    // used any longer.
+    void takeOver(TopicMapping &other);
 
     // What has to be subscribed to now, and what changed since it was asked last.
     QByteArrayList filters() const;

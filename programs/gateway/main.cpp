@@ -88,6 +88,7 @@ QString addressesOf(const Gateway &gateway)
 void reload(const Arguments &arguments, Gateway *gateway, ServiceNotifier *notifier)
 {
     notifier->reloading();
+    gateway->reopenAudit(); // whatever the configuration is like: a log may have been rotated
     const std::optional<Configuration> configuration = read(arguments);
     QString error = QStringLiteral("it has errors");
     if (configuration && gateway->apply(*configuration, &error))
@@ -115,6 +116,7 @@ int dump(const Arguments &arguments, Configuration configuration)
     configuration.listeners.clear();
     configuration.health.reset();
     configuration.self.clear();
+    configuration.audit.clear();
     Gateway gateway;
     QString error;
     gateway.apply(configuration, &error);

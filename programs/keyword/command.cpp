@@ -9,7 +9,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto defaultTimeout = 5000ms;
+// Longer than the 5 s after which a gateway says that a device has not confirmed a write, so that
+// its answer is the one that is told.
+constexpr auto defaultTimeout = 6000ms;
 
 } // namespace
 

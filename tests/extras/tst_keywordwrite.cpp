@@ -179,7 +179,7 @@ void tst_KeywordWrite::defaults()
     const PKeywordWrite write;
     QCOMPARE(write.client(), nullptr);
     QCOMPARE(write.keyword(), QString());
-    QCOMPARE(write.confirmWithin(), 3000);
+    QCOMPARE(write.confirmWithin(), 6000);
     QVERIFY(write.isTyped());
     QVERIFY(!write.isReady());
     QCOMPARE(write.current(), QVariant());

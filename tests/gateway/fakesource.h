@@ -32,6 +32,13 @@ public:
     QString reason() const override { return why; }
     Statistics statistics() const override { return counts; }
     void request(const QString &path) override { requested.append(path); }
+    void release(const QString &path) override { released.append(path); }
+    void browse(const QString &path) override
+    {
+        browsed.append(path);
+        if (onBrowse)
+            onBrowse(path);
+    }
     void write(const pellix::gateway::SourceWrite &write) override
     {
         writes.push_back(write);
@@ -71,7 +78,10 @@ public:
 
     std::vector<pellix::gateway::SourceWrite> writes;
     std::function<void(const pellix::gateway::SourceWrite &)> onWrite;
+    std::function<void(const QString &)> onBrowse;
     QStringList requested;
+    QStringList released;
+    QStringList browsed;
     State now = State::Stopped;
     QString why;
     Statistics counts;

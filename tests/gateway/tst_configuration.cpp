@@ -277,6 +277,20 @@ void tst_Configuration::problems_sayWhereAndWhat_data()
         "/health: must have a \"port\" | /health/adress: unknown member \"adress\"; did you mean "
         "address?");
     row("self", with(R"("self": "/")"), "/self: must contain a level, such as /gateway");
+    row("a member twice", "{\"listen\": [{\"port\": 1,\n \"address\": \"::1\", \"port\": 2}]}",
+        "/listen/0/port: is specified twice: in line 1, column 14 and in line 2, column 20");
+    row("a member twice, deep in the second of two",
+        with("\"roles\": {\"a\": {\"read\": []}, \"b~/\": {\"read\": [\"\\\"\", \"{\"],\n"
+             "\"re\\u0061d\": []}}"),
+        "/roles/b~0~1/read: is specified twice: in line 1, column 64 and in line 2, column 1");
+    row("audit", with(R"("audit": 5)"), "/audit: must be a text, not a number");
+    row("audit, empty", with(R"("audit": "")"), "/audit: must be the name of a file");
+    row("audit, a folder", with(R"("audit": "/")"),
+        "/audit: cannot write to /: it is not a regular file");
+    row("audit, a device", with(R"("audit": "/dev/null")"),
+        "/audit: cannot write to /dev/null: it is not a regular file");
+    row("audit, no such folder", with(R"("audit": "/no/such/file")"),
+        "/audit: cannot write to /no/such/file: the folder /no/such does not exist");
     row("self, no path", with(R"("self": "gateway")"),
         "/self: must be a path such as /plant, not \"gateway\"");
 }

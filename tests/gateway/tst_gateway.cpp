@@ -7,7 +7,11 @@
 #include "tests/gateway/faketype.h"
 
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QFile>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
 #include <QtCore/QLoggingCategory>
+#include <QtCore/QTemporaryDir>
 #include <QtNetwork/QTcpServer>
 #include <QtNetwork/QTcpSocket>
 #include <QtTest/QSignalSpy>
@@ -98,6 +102,8 @@ private Q_SLOTS:
     void self_tellsOfTheGateway();
     void health_tells();
     void log_hasALineForEachChange();
+    void audit_hasALineForEachWrite();
+    void audit_thatCannotBeOpened_changesNothing();
 
 private:
     Configuration parse(const QByteArray &members)
@@ -525,6 +531,73 @@ void tst_Gateway::log_hasALineForEachChange()
     fake.source("a")->go(State::Ready);
     QTest::ignoreMessage(QtWarningMsg, "a: not connected: no such host");
     fake.source("a")->go(State::Lost, q("no such host"));
+}
+
+void tst_Gateway::audit_hasALineForEachWrite()
+{
+    const QTemporaryDir folder;
+    const auto linesIn = [&](const char *name) {
+        QFile file(folder.filePath(q(name)));
+        return file.open(QIODevice::ReadOnly) ? file.readAll().trimmed().split('\n')
+                                              : QByteArrayList();
+    };
+    const auto configuration = [&](const char *name) {
+        return R"("sources": [{"name": "a", "mount": "/a", "fake": "a"}], "audit": ")"
+            + folder.filePath(q(name)).toUtf8() + '"';
+    };
+    QVERIFY2(apply(configuration("1")), qPrintable(error));
+    FakeSource *const source = fake.source("a");
+    source->declare({keyword("/x", "int", "RW")});
+    source->report(q("/x"), qint64(1));
+    WebClient client(gateway->urls().constFirst());
+    QTRY_VERIFY(client.isConnected());
+    client.send(R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"/a/x"}})");
+    const auto write = [&] {
+        source->writes.clear();
+        client.send(R"({"cmd":"keyUpdate","payload":{"keyword":"/a/x","value":5}})");
+        QTRY_COMPARE(source->writes.size(), std::size_t(1));
+        source->answer(source->writes.front().id, Source::Outcome::Refused, q("too hot"));
+    };
+    write();
+    QTRY_COMPARE(linesIn("1").size(), 1); // at once, without the end of the gateway
+    const QJsonObject line = QJsonDocument::fromJson(linesIn("1").constFirst()).object();
+    QCOMPARE(line.value(q("keyword")).toString(), q("/a/x"));
+    QCOMPARE(line.value(q("outcome")).toString(), q("refused"));
+    QCOMPARE(line.value(q("reason")).toString(), q("too hot"));
+
+    // Moved away, it goes on into the file of its new name until it is opened anew.
+    QVERIFY(QFile::rename(folder.filePath(q("1")), folder.filePath(q("1.old"))));
+    write();
+    QTRY_COMPARE(linesIn("1.old").size(), 2);
+    gateway->reopenAudit();
+    write();
+    QTRY_COMPARE(linesIn("1").size(), 1);
+    QCOMPARE(linesIn("1.old").size(), 2);
+    // Lines are added.
+    gateway->reopenAudit();
+    write();
+    QTRY_COMPARE(linesIn("1").size(), 2);
+    // Another file, and none
+    QVERIFY(apply(configuration("2")));
+    write();
+    QTRY_COMPARE(linesIn("2").size(), 1);
+    QVERIFY(apply(R"("sources": [{"name": "a", "mount": "/a", "fake": "a"}])"));
+    client.texts.clear();
+    write();
+    QTRY_VERIFY(client.has("\"error\":true"));
+    QCOMPARE(linesIn("1").size() + linesIn("2").size(), 3);
+    QVERIFY(client.isConnected());
+}
+
+void tst_Gateway::audit_thatCannotBeOpened_changesNothing()
+{
+    const QTemporaryDir folder;
+    QVERIFY(apply(R"("sources": [{"name": "a", "mount": "/a", "fake": "a"}])"));
+    Configuration configuration = parse({});
+    configuration.audit = folder.filePath(q("none/file"));
+    QVERIFY(!gateway->apply(configuration, &error));
+    QCOMPARE(error, q("cannot write to %1: No such file or directory").arg(configuration.audit));
+    QCOMPARE(gateway->sources().size(), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_Gateway)

@@ -63,6 +63,7 @@ private Q_SLOTS:
     void write_withoutBrokerIsNotSentLater();
     void viewer_mayNotWrite();
     void tool_getsAndSets();
+    void tool_isToldBeforeItGivesUp();
     void tool_seesTheBrokerDie();
     void gateway_endsWhenTold();
 
@@ -511,6 +512,19 @@ void tst_PlantOnScreen::tool_getsAndSets()
            "/plant/tank1/pump false taken");
     expect({q("set"), q("--wait"), q("/house/boiler-room/boiler/mode"), q("off")}, 0,
            "/house/boiler-room/boiler/mode off taken");
+}
+
+// The gateway gives a device 5 seconds where nothing else is said, and the tool more than that.
+void tst_PlantOnScreen::tool_isToldBeforeItGivesUp()
+{
+    startPlant();
+    startGateway(R"("factory/interlock/limit/set", "confirmWithin": 2)",
+                 R"("factory/interlock/limit/set")");
+    const PKeywordProxy *const limit = proxy("/plant/interlock/limit");
+    QTRY_COMPARE_WITH_TIMEOUT(flags(limit), q("ok"), patience);
+    const Ran ran = run({q("set"), q("--wait"), q("/plant/interlock/limit"), q("70")});
+    QCOMPARE(ran.text, q("keyword: /plant/interlock/limit: refused; it stays 80"));
+    QCOMPARE(ran.code, 4);
 }
 
 void tst_PlantOnScreen::tool_seesTheBrokerDie()

@@ -66,6 +66,11 @@ private Q_SLOTS:
     void declared_beyondTheLimitIsRefused();
     void removed_isGone();
     void requests_reachTheSource();
+    void requests_ofBeforeReachTheSource();
+    void requests_areOnesOfAggregates();
+    void release_comesAfterTheLastClient();
+    void release_ofAllIfTheServerIsCleared();
+    void browse_isAnsweredWithWhatItBrings();
 
     void writes_data();
     void writes();
@@ -94,6 +99,10 @@ private:
             source->report(q("/set"), value);
         client->create("/p/set");
         client->taken();
+    }
+    void leave(const char *path)
+    {
+        client->command("keyDestroy", qPrintable(q(R"({"keyword":"%1"})").arg(q(path))));
     }
     quint64 lastWrite() const { return source->writes.back().id; }
 
@@ -560,6 +569,80 @@ void tst_SourceMount::requests_reachTheSource()
     client->create("/plant/a");
     client->create("/p");
     QCOMPARE(source->requested, (QStringList {q("/tank/level"), q("")}));
+}
+
+void tst_SourceMount::requests_ofBeforeReachTheSource()
+{
+    mount.reset();
+    client->create("/p/a");
+    client->create("/p2/b");
+    mount = std::make_unique<SourceMount>(source.get(), server.get(), q("line1"), q("/p"), nullptr);
+    QTRY_COMPARE(source->requested, QStringList {q("/a")});
+    leave("/p/a");
+    QTRY_COMPARE(source->released, QStringList {q("/a")});
+}
+
+void tst_SourceMount::requests_areOnesOfAggregates()
+{
+    client->session->receive(R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"/sum",)"
+                             R"("aggregation":"sum","children":["/p/a","/p/b"]}})");
+    QCOMPARE(source->requested, (QStringList {q("/a"), q("/b")}));
+    client->create("/p/a");
+    leave("/sum");
+    QTRY_COMPARE(source->released, QStringList {q("/b")});
+    leave("/p/a");
+    QTRY_COMPARE(source->released, (QStringList {q("/b"), q("/a")}));
+}
+
+void tst_SourceMount::release_comesAfterTheLastClient()
+{
+    auto other = std::make_unique<Client>(server.get());
+    client->create("/p/a");
+    other->create("/p/a");
+    other->create("/p/b");
+    QCOMPARE(source->requested, (QStringList {q("/a"), q("/b")}));
+    other.reset();
+    QTRY_COMPARE(source->released, QStringList {q("/b")});
+    // Whoever goes and comes back at once has never gone.
+    leave("/p/a");
+    client->create("/p/a");
+    client->create("/p/b");
+    leave("/p/b");
+    QTRY_COMPARE(source->released, (QStringList {q("/b"), q("/b")}));
+    QCOMPARE(source->requested, (QStringList {q("/a"), q("/b"), q("/b")}));
+    client.reset();
+    QTRY_COMPARE(source->released, (QStringList {q("/b"), q("/b"), q("/a")}));
+}
+
+void tst_SourceMount::release_ofAllIfTheServerIsCleared()
+{
+    client->create("/p/a");
+    server->clear();
+    QTRY_COMPARE(source->released, QStringList {q("/a")});
+}
+
+void tst_SourceMount::browse_isAnsweredWithWhatItBrings()
+{
+    source->onBrowse = [this](const QString &path) {
+        if (path == q("/tank"))
+            source->declare({level()});
+    };
+    const auto list = [&](const char *levels) {
+        client->session->receive(QByteArray(R"({"cmd":"keyIndex","payload":{"keyQuery":[)") + levels
+                                 + "]}}");
+    };
+    list(R"("other")");
+    list("");
+    QCOMPARE(source->browsed, QStringList());
+    list(R"("p")");
+    list(R"("p","tank")");
+    QCOMPARE(source->browsed, (QStringList {q(""), q("/tank")}));
+    QVERIFY(client->taken().contains(q("/p/tank/level")));
+    // The client may be gone by then, or everything.
+    source->onBrowse = [this](const QString &) { client.reset(); };
+    KeywordSession *const session = client->session.get();
+    session->receive(R"({"cmd":"keyIndex","payload":{"keyQuery":["p"]}})");
+    QCOMPARE(server->sessionCount(), 0);
 }
 
 // What the keyword is, what is written, what the source does then, what the writer is told.

@@ -197,9 +197,12 @@ function(check_components expected components)
     endif()
 endfunction()
 
-# build_guide(<folder of the snippets>): in a copy, as a reader has nothing else.
+# build_guide(<folder> [<folder of it>]): in a copy, as a reader has nothing else. Of the snippets, if not told
+# otherwise.
 function(build_guide name)
-    file(COPY ${SOURCE_DIR}/docs/snippets/${name} DESTINATION ${WORK_DIR})
+    set(parent docs/snippets ${ARGN})
+    list(GET parent -1 parent)
+    file(COPY ${SOURCE_DIR}/${parent}/${name} DESTINATION ${WORK_DIR})
     run(${CMAKE_COMMAND} -S ${WORK_DIR}/${name} -B ${WORK_DIR}/${name}/build ${common}
         -D CMAKE_PREFIX_PATH=${prefix})
     run(${CMAKE_COMMAND} --build ${WORK_DIR}/${name}/build)
@@ -272,6 +275,8 @@ elseif(WAY STREQUAL "guides")
     build_guide(firstscreen)
     build_guide(serving)
     build_guide(testing)
+    build_guide(1-window examples/tutorial)
+    build_guide(7-browsing examples/tutorial)
     run(${WORK_DIR}/testing/build/tst_tank)
     expect("PASS +: tank::Tank::test_highLevelIsRed")
     expect(" 0 failed, 0 skipped")

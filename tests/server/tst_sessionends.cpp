@@ -65,9 +65,10 @@ const char *const endings[] = {"client closes",    "client aborts",
                                "session deleted",  "socket deleted",
                                "role removed",     "token revoked",
                                "TLS replaced",     "listener and keywords deleted"};
-const char *const moments[] = {
-    "keywordRequested", "valueWritten", "write handler",      "deliver",
-    "deliver, resumed", "roleRemoved",  "clientCountChanged", "session destroyed"};
+const char *const moments[] = {"keywordRequested", "keywordReleased", "indexRequested",
+                               "valueWritten",     "write handler",   "deliver",
+                               "deliver, resumed", "roleRemoved",     "clientCountChanged",
+                               "session destroyed"};
 
 } // namespace
 
@@ -333,6 +334,13 @@ void tst_SessionEnds::ends_insideOfEachSignal()
     if (moment == q("keywordRequested")) {
         connect(keywords.get(), &KeywordServer::keywordRequested, &context, once);
         client->send(command("keyCreateOrUpdate", R"("keyword":"/p/x")"));
+    } else if (moment == q("keywordReleased")) {
+        connect(keywords.get(), &KeywordServer::keywordReleased, &context, once);
+        client->send(command("keyCreateOrUpdate", R"("keyword":"/p/x")"));
+        client->send(command("keyDestroy", R"("keyword":"/p/x")"));
+    } else if (moment == q("indexRequested")) {
+        connect(keywords.get(), &KeywordServer::indexRequested, &context, once);
+        client->send(command("keyIndex", R"("keyQuery":["p"])"));
     } else if (moment == q("valueWritten")) {
         connect(keywords.get(), &KeywordServer::valueWritten, &context, once);
         client->send(command("keyUpdate", R"("keyword":"/p/a","value":1)"));

@@ -29,6 +29,12 @@ struct ConventionOptions
     QString base; // first levels of its topics; the usual ones if empty
     bool sleepingIsOnline = false; // Homie: a device that sleeps is there
     bool alertsAreErrors = false; // Homie: an alert of a device sets the flag of its keywords
+
+    bool operator==(const ConventionOptions &other) const
+    {
+        return base == other.base && sleepingIsOnline == other.sleepingIsOnline
+            && alertsAreErrors == other.alertsAreErrors;
+    }
 };
 
 // Reads topics by which devices describe themselves, and makes keywords of what they say. It keeps

@@ -62,8 +62,10 @@ struct Observed
         QObject::connect(&source, &Source::reported, &source, [this](const SourceReport &report) {
             largest = qMax(largest,
                            report.removed.size() + report.declared.size() + report.values.size());
-            for (const QString &path : report.removed)
+            for (const QString &path : report.removed) {
+                ++removals;
                 values.remove(path);
+            }
             for (const SourceKeyword &keyword : report.declared)
                 values[keyword.path];
             for (const SourceValue &value : report.values) {
@@ -103,6 +105,7 @@ struct Observed
     State lastState = State::Stopped;
     qsizetype largest = 0;
     int reports = 0;
+    int removals = 0;
 };
 using Answers = QList<std::pair<quint64, Outcome>>;
 
@@ -176,6 +179,7 @@ private Q_SLOTS:
     void write_isUnknownIfTheBrokerDies();
     void write_isUnknownIfTheSourceStops();
     void mapping_isReplacedWithoutTheLink();
+    void mapping_keepsWhatWasDescribed();
     void stop_isQuick_data();
     void stop_isQuick();
     void deletion_isPossibleFromHandlers();
@@ -504,6 +508,37 @@ void tst_MqttSource::mapping_isReplacedWithoutTheLink()
     QCOMPARE(observed.value("/live"), QVariant(1.0));
     QCOMPARE(states.size(), 0);
     QCOMPARE(observed.source.statistics().connections, quint64(1));
+}
+
+// A description that a device has sent once is not sent again for a configuration.
+void tst_MqttSource::mapping_keepsWhatWasDescribed()
+{
+    Broker broker;
+    QVERIFY(broker.start());
+    BrokerClient device(broker);
+    MappingOptions before;
+    before.conventions.append({q("homie"), {}});
+    Observed observed(broker, before);
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    device.publish("homie/5/dev/$state", "ready");
+    device.publish("homie/5/dev/$description",
+                   R"({"homie":"5.0","version":1,"nodes":{"n":{"properties":{"t":{)"
+                   R"("datatype":"float"}}}}})");
+    // It is heard from when it is subscribed to, which takes a while.
+    const auto isThere = [&](const char *text, double value) {
+        device.publish("homie/5/dev/n/t", text);
+        return device.flush() && observed.value("/dev/n/t") == QVariant(value);
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(isThere("21.5", 21.5), longTime);
+    QSignalSpy states(&observed.source, &Source::stateChanged);
+    MappingOptions after = before;
+    after.topics = QStringList {q("plant/#")};
+    observed.removals = 0;
+    observed.source.setMapping(after, 0);
+    QTRY_VERIFY_WITH_TIMEOUT(isThere("22.5", 22.5), longTime);
+    QCOMPARE(observed.removals, 0);
+    QCOMPARE(states.size(), 0);
 }
 
 void tst_MqttSource::stop_isQuick_data()

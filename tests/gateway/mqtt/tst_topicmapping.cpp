@@ -151,6 +151,16 @@ private Q_SLOTS:
     void time_isThePayloads();
     void firstRetained_isToldOncePerConnection();
     void otherMapping_isTakenOver();
+    void members_areReadTheSameBothWays_data();
+    void members_areReadTheSameBothWays();
+    void states_countFromBefore_data();
+    void states_countFromBefore();
+    void otherMapping_handsOverDescriptions_data();
+    void otherMapping_handsOverDescriptions();
+    void otherMapping_handsOverWhatWasKnown_data();
+    void otherMapping_handsOverWhatWasKnown();
+    void otherMapping_keepsNoValueOfAnotherMeaning_data();
+    void otherMapping_keepsNoValueOfAnotherMeaning();
     void convention_declaresKeywords();
     void unreadable_isCounted();
     void members_areBounded();
@@ -751,6 +761,325 @@ void tst_TopicMapping::otherMapping_isTakenOver()
     after.take({"f/d", "true"}, 0);
     before.keywords.take(after.takeReports());
     QVERIFY(before.keywords.known.value(q("/d")).value.toBool());
+}
+
+namespace {
+
+using Messages = QList<std::pair<QByteArray, QByteArray>>;
+
+const Messages &described()
+{
+    static const Messages messages {
+        {"homie/5/dev/$state", "ready"},
+        {"homie/5/dev/$description",
+         R"({"homie":"5.0","version":1,"nodes":{"n":{"properties":{"t":{"name":"Temp","datatype":"float","settable":true}}}}})"},
+        {"homie/5/dev/n/t", "21.5"},
+        {"homeassistant/sensor/p/config",
+         R"({"name":"Power","unique_id":"p","state_topic":"home/p","availability_topic":"home/lwt"})"},
+        {"home/lwt", "online"},
+        {"home/p", "7"},
+        {"zigbee2mqtt/bridge/devices",
+         R"([{"friendly_name":"lamp","ieee_address":"0x1","type":"EndDevice","supported":true,"definition":{"exposes":[{"type":"numeric","name":"level","property":"level","access":7,"value_min":0,"value_max":254}]}}])"},
+        {"zigbee2mqtt/bridge/state", R"({"state":"online"})"},
+        {"zigbee2mqtt/lamp/availability", R"({"state":"online"})"},
+        {"zigbee2mqtt/lamp", R"({"level":3})"},
+    };
+    return messages;
+}
+
+const QByteArray allConventions =
+    R"("topics":"plant/#","conventions":["homie","homeassistant","zigbee2mqtt"])";
+
+} // namespace
+
+void tst_TopicMapping::members_areReadTheSameBothWays_data()
+{
+    QTest::addColumn<QByteArray>("payload");
+    for (const char *const payload :
+         {R"({"v":1})",
+          R"({"v":1.5})",
+          R"({"v":-1})",
+          R"({"v":0})",
+          R"({"v":-0})",
+          R"({"v":1.0})",
+          R"({"v":0.1})",
+          R"({"v":123456789012345})",
+          R"({"v":9007199254740993})",
+          R"({"v":92233720368547758080})",
+          R"({"v":1e3})",
+          R"({"v":1E3})",
+          R"({"v":1e999})",
+          R"({"v":01})",
+          R"({"v":1.})",
+          R"({"v":.5})",
+          R"({"v":-})",
+          R"({"v":--1})",
+          R"({"v":1-1})",
+          R"({"v":1.2.3})",
+          R"({"v":})",
+          R"({"v"})",
+          R"({"v":true})",
+          R"({"v":false})",
+          R"({"v":null})",
+          R"({"v":nul})",
+          R"({"v":truee})",
+          R"({"v":"a b"})",
+          R"({"v":""})",
+          R"({"v":"1"})",
+          R"({"v":"a\n"})",
+          R"({"v":"\u00e4"})",
+          R"({"v":"ä"})",
+          "{\"v\":\"a\t5}",
+          "{\"v\":\"a\t5\"}",
+          "{\"v\":\"\xff\"}",
+          R"({"v":"a})",
+          R"({"v":"a\"})",
+          R"({"v":1,"w":2})",
+          R"({"w":2,"v":1})",
+          R"({"v":1,"v":2})",
+          R"({"\u0076":3})",
+          R"({"v":1,"\u0076":3})",
+          R"({"w":2})",
+          R"({})",
+          R"( { "v" : 1 , "w" : "x" } )",
+          "\n{\"v\":\t1\r\n}",
+          R"({"v":1,})",
+          R"({,"v":1})",
+          R"({"v":1}})",
+          R"({"v":1} x)",
+          R"({"v":1)",
+          R"({"v" 1})",
+          R"({"v":1 "w":2})",
+          R"({"v":{"a":1}})",
+          R"({"v":[1]})",
+          R"({"w":{"v":1},"v":2})",
+          R"({v:1})",
+          R"(["v",1])",
+          R"("v")",
+          "5",
+          "",
+          "x",
+          "null",
+          R"({"a":1,"b":2,"c":3,"d":4,"e":5,"f":6,"g":7,"h":8,"i":9,"j":1,"k":2,"l":3,"m":4,"n":5,)"
+          R"("o":6,"p":7,"q":8,"v":9})"}) {
+        QTest::newRow(payload) << QByteArray(payload);
+    }
+}
+
+// The same keyword beside one that only a document can be asked for
+void tst_TopicMapping::members_areReadTheSameBothWays()
+{
+    QFETCH(const QByteArray, payload);
+    for (const char *const type : {"int", "double", "string", "bool", "object", ""}) {
+        const QByteArray keyword = R"({"topic":"t","value":"/v","path":"/v")"
+            + (*type ? QByteArray(R"(,"type":")") + type + '"' : QByteArray()) + '}';
+        Mapped quick(R"("keywords":[)" + keyword + ']');
+        Mapped thorough(R"("keywords":[)" + keyword
+                        + R"(,{"topic":"t","value":"/none/at/all","path":"/none"}])");
+        for (Mapped *const mapped : {&quick, &thorough}) {
+            mapped->take("t", R"({"v":true})"); // so that something stays of before
+            mapped->take("t", payload);
+        }
+        // What is no object is a misfit of the other one as well.
+        thorough.keywords.known.remove(q("/none"));
+        QCOMPARE(quick.keywords.text(), thorough.keywords.text());
+        QCOMPARE(quick.mapping.statistics().unreadable, thorough.mapping.statistics().unreadable);
+        const QVariant read = quick.keywords.known.value(q("/v")).value;
+        QCOMPARE(read, thorough.keywords.known.value(q("/v")).value);
+        QCOMPARE(read.typeId(), thorough.keywords.known.value(q("/v")).value.typeId());
+    }
+}
+
+// A broker sends what it keeps in an order of its own.
+void tst_TopicMapping::states_countFromBefore_data()
+{
+    QTest::addColumn<QByteArray>("members");
+    QTest::addColumn<Messages>("messages");
+    QTest::addColumn<QString>("expected");
+    const QByteArray available = R"("available":{"topic":"+/is","online":"1","offline":"0"})";
+    QTest::newRow("of the source")
+        << QByteArray(R"("topics":"#",)" + available) << Messages {{"l/is", "1"}, {"l/a", "5"}}
+        << q("/l/a:double=5 /l/is:double=1");
+    QTest::newRow("of the source, away")
+        << QByteArray(R"("topics":"#",)" + available) << Messages {{"l/is", "0"}, {"l/a", "5"}}
+        << q("/l/a:double=5(away) /l/is:double=0(away)");
+    QTest::newRow("of a declared keyword")
+        << QByteArray(R"("keywords":[{"topic":"{x}/a","type":"int","available":)"
+                      R"({"topic":"{x}/is","online":"1","offline":"0"}}])")
+        << Messages {{"l/is", "1"}, {"l/a", "5"}} << q("/l/a:int=5");
+    QTest::newRow("an error") << QByteArray(
+        R"("keywords":[{"topic":"{x}/a","type":"int","error":"{x}/error"}])")
+                              << Messages {{"l/error", "hot"}, {"l/a", "5"}} << q("/l/a:int=5!");
+    QTest::newRow("an error that is over")
+        << QByteArray(R"("keywords":[{"topic":"{x}/a","type":"int","error":"{x}/error"}])")
+        << Messages {{"l/error", "hot"}, {"l/error", ""}, {"l/a", "5"}} << q("/l/a:int=5");
+}
+
+void tst_TopicMapping::states_countFromBefore()
+{
+    QFETCH(const QByteArray, members);
+    QFETCH(const Messages, messages);
+    QFETCH(const QString, expected);
+    Mapped mapped(members);
+    for (const auto &[topic, payload] : messages)
+        mapped.take(topic, payload, true);
+    QCOMPARE(mapped.keywords.text(), expected);
+}
+
+void tst_TopicMapping::otherMapping_handsOverDescriptions_data()
+{
+    QTest::addColumn<QByteArray>("members");
+    QTest::addColumn<QByteArrayList>("kept"); // conventions
+    QTest::newRow("another topic") << QByteArray(allConventions).replace("plant/#", "works/#")
+                                   << QByteArrayList {"homeassistant", "homie", "zigbee2mqtt"};
+    QTest::newRow("in another order")
+        << QByteArray(R"("topics":"plant/#","conventions":["zigbee2mqtt","homie","homeassistant"])")
+        << QByteArrayList {"homeassistant", "homie", "zigbee2mqtt"};
+    QTest::newRow("one switched off")
+        << QByteArray(R"("topics":"plant/#","conventions":["homie","zigbee2mqtt"])")
+        << QByteArrayList {"homie", "zigbee2mqtt"};
+    QTest::newRow("none any more") << QByteArray(R"("topics":"plant/#")") << QByteArrayList {};
+    QTest::newRow("one with another base")
+        << QByteArray(R"("topics":"plant/#","conventions":[{"name":"homie","base":"other"},)"
+                      R"("homeassistant","zigbee2mqtt"])")
+        << QByteArrayList {"homeassistant", "zigbee2mqtt"};
+}
+
+// Nothing need be said again, and by many brokers it is not.
+void tst_TopicMapping::otherMapping_handsOverDescriptions()
+{
+    QFETCH(const QByteArray, members);
+    QFETCH(const QByteArrayList, kept);
+    Mapped before(allConventions);
+    for (const auto &[topic, payload] : described())
+        before.take(topic, payload);
+    QString expected = before.keywords.text();
+    QCOMPARE(before.keywords.known.size(), 3);
+    for (const Keywords::Known &known : std::as_const(before.keywords.known))
+        QVERIFY2(known.hasValue && known.flags.online, qPrintable(expected));
+
+    QByteArrayList filters = before.mapping.filters();
+    TopicMapping after(optionsOf(members));
+    after.takeOver(before.mapping);
+    before.keywords.take(after.takeReports());
+    QStringList words = expected.split(QLatin1Char(' '));
+    words.removeIf([&](const QString &word) {
+        return (word.contains(q("21.5")) && !kept.contains("homie"))
+            || (word.contains(q("=\"7")) && !kept.contains("homeassistant"))
+            || (word.contains(q("=3")) && !kept.contains("zigbee2mqtt"));
+    });
+    expected = words.join(QLatin1Char(' '));
+    QCOMPARE(words.join(QString()).isEmpty() ? 0 : words.size(), kept.size());
+    QCOMPARE(before.keywords.text(), expected);
+
+    // It goes on as before: what it subscribes to, reads and writes, and a description that is said
+    // again and taken back
+    const auto take = [&](const QByteArray &topic, const QByteArray &payload) {
+        after.take({topic, payload, true}, 0);
+        before.keywords.take(after.takeReports());
+    };
+    if (kept.contains("homie")) {
+        QVERIFY(after.filters().join(' ').contains("homie/5/dev/"));
+        take(described().at(1).first, described().at(1).second);
+        QCOMPARE(before.keywords.text(), expected);
+        take("homie/5/dev/n/t", "22.5");
+        QCOMPARE(before.keywords.text(), expected.replace(q("21.5"), q("22.5")));
+        take("homie/5/dev/$state", "lost");
+        QCOMPARE(before.keywords.text(), expected.replace(q("22.5"), q("22.5(away)")));
+        take("homie/5/dev/$description", {});
+        QCOMPARE(before.keywords.known.size(), kept.size() - 1);
+    } else {
+        QVERIFY(!after.filters().join(' ').contains("homie/5/dev"));
+    }
+    if (kept.contains("homeassistant")) {
+        take("home/lwt", "offline");
+        QVERIFY(before.keywords.text().contains(q("=\"7\"(away)")));
+    }
+}
+
+void tst_TopicMapping::otherMapping_handsOverWhatWasKnown_data()
+{
+    QTest::addColumn<QByteArray>("before");
+    QTest::addColumn<Messages>("messages");
+    QTest::addColumn<QByteArray>("after");
+    QTest::addColumn<QString>("expected");
+    const QByteArray other = R"(,"topics":"other/#")";
+    const auto row = [&](const char *name, const QByteArray &members, const Messages &messages,
+                         const char *expected) {
+        QTest::newRow(name) << members << messages << members + other << q(expected);
+    };
+    row("type from the first value", R"("keywords":[{"topic":"a"}])", {{"a", "x"}},
+        "/a:string=\"x\"");
+    row("type of each member of a pattern", R"("keywords":[{"topic":"{line}/a","value":"/v"}])",
+        {{"l/a", R"({"v":1})"}}, "/l/a:double=1");
+    row("there",
+        R"("available":{"topic":"+/is","online":"1","offline":"0"},)"
+        R"("keywords":[{"topic":"{line}/a","type":"int"}])",
+        {{"l/is", "1"}, {"l/a", "5"}}, "/l/a:int=5");
+    row("away",
+        R"("available":{"topic":"+/is","online":"1","offline":"0"},)"
+        R"("keywords":[{"topic":"{line}/a","type":"int"}])",
+        {{"l/is", "1"}, {"l/a", "5"}, {"l/is", "0"}}, "/l/a:int=5(away)");
+    row("a misfit", R"("keywords":[{"topic":"a","type":"int"}])", {{"a", "1"}, {"a", "x"}},
+        "/a:int=1!");
+    row("an error topic", R"("keywords":[{"topic":"a","type":"int","error":"a/error"}])",
+        {{"a", "1"}, {"a/error", "broken"}}, "/a:int=1!");
+    row("elements of an array",
+        R"("keywords":[{"topic":"a","array":"/list","key":"id","value":"v"}])",
+        {{"a", R"({"list":[{"id":"x","v":1},{"id":"y","v":true}]})"}},
+        "/a/x:double=1 /a/y:bool=true");
+    QTest::newRow("served as before, with a label now")
+        << QByteArray(R"("topics":"#")") << Messages {{"a", "1"}, {"b", R"({"c":2})"}}
+        << QByteArray(R"("topics":"#","keywords":[{"topic":"a","type":"double","label":"A"},)"
+                      R"({"topic":"b","value":"/c","path":"/b/c","label":"C"}])")
+        << q("/a:double=1 /b/c:double=2");
+}
+
+void tst_TopicMapping::otherMapping_handsOverWhatWasKnown()
+{
+    QFETCH(const QByteArray, before);
+    QFETCH(const Messages, messages);
+    QFETCH(const QByteArray, after);
+    QFETCH(const QString, expected);
+    Mapped mapped(before);
+    for (const auto &[topic, payload] : messages)
+        mapped.take(topic, payload, false);
+    QCOMPARE(mapped.keywords.text(), expected);
+    TopicMapping next(optionsOf(after));
+    next.takeOver(mapped.mapping);
+    ReportList reports = next.takeReports();
+    mapped.keywords.take(reports);
+    QCOMPARE(mapped.keywords.text(), expected);
+    // A keyword that goes on is not taken away for a moment either.
+    while (!reports.isEmpty())
+        QCOMPARE(reports.takeSlice(1000).removed, QStringList());
+}
+
+void tst_TopicMapping::otherMapping_keepsNoValueOfAnotherMeaning_data()
+{
+    QTest::addColumn<QByteArray>("keyword");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("the same") << QByteArray(R"("topic":"a","type":"double")") << q("/a:double=5");
+    QTest::newRow("another scale")
+        << QByteArray(R"("topic":"a","type":"double","scale":[0,10,0,100])") << q("/a:double");
+    QTest::newRow("another table")
+        << QByteArray(R"("topic":"a","type":"double","map":{"5":6})") << q("/a:double");
+    QTest::newRow("another topic")
+        << QByteArray(R"("topic":"b","path":"/a","type":"double")") << q("/a:double");
+    QTest::newRow("another member")
+        << QByteArray(R"("topic":"a","value":"/v","path":"/a","type":"double")") << q("/a:double");
+}
+
+void tst_TopicMapping::otherMapping_keepsNoValueOfAnotherMeaning()
+{
+    QFETCH(const QByteArray, keyword);
+    QFETCH(const QString, expected);
+    Mapped mapped(R"("keywords":[{"topic":"a","type":"double"}])");
+    mapped.take("a", "5");
+    TopicMapping next(optionsOf(R"("keywords":[{)" + keyword + R"(}],"meta":true)"));
+    next.takeOver(mapped.mapping);
+    mapped.keywords.take(next.takeReports());
+    QCOMPARE(mapped.keywords.text(), expected);
 }
 
 void tst_TopicMapping::convention_declaresKeywords()

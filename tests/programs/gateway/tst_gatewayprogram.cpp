@@ -5,6 +5,7 @@
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 #include <QtCore/QProcess>
 #include <QtCore/QRegularExpression>
 #include <QtNetwork/QTcpServer>
@@ -13,7 +14,9 @@
 
 #include <csignal>
 #include <cstring>
+#include <vector>
 
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -35,10 +38,12 @@ void write(const QString &name, const QByteArray &content)
 // The program, from its start to the line that says where it listens.
 struct Program
 {
-    Program(const Desk &desk, const QStringList &arguments)
+    Program(const Desk &desk, const QStringList &arguments) : Program(desk, q(PROGRAM), arguments)
+    { }
+    Program(const Desk &desk, const QString &program, const QStringList &arguments)
     {
         process.setProcessEnvironment(desk.environment());
-        process.start(q(PROGRAM), arguments);
+        process.start(program, arguments);
         while (!process.canReadLine() && process.waitForReadyRead())
             continue;
         firstLine = QString::fromUtf8(process.readLine()).trimmed();
@@ -62,6 +67,47 @@ struct Program
     QString errors;
 };
 
+// An address that swallows packets: the queue of its listener is full.
+struct FullListener
+{
+    FullListener()
+    {
+        sockaddr_in address {};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        sockets.push_back(::socket(AF_INET, SOCK_STREAM, 0));
+        ::bind(sockets.front(), reinterpret_cast<sockaddr *>(&address), length);
+        ::getsockname(sockets.front(), reinterpret_cast<sockaddr *>(&address), &length);
+        ::listen(sockets.front(), 0);
+        port = ntohs(address.sin_port);
+        for (int i = 0; i < 8; ++i) {
+            sockets.push_back(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
+            ::connect(sockets.back(), reinterpret_cast<sockaddr *>(&address), sizeof address);
+        }
+    }
+    ~FullListener()
+    {
+        for (const int socket : sockets)
+            ::close(socket);
+    }
+
+    std::vector<int> sockets;
+    quint16 port = 0;
+};
+
+// Runs a command where every packet to another machine is swallowed, those to the name server
+// as well.
+QStringList inSilence(const QString &folder, const QStringList &command)
+{
+    const QString script =
+        q("ip link set lo up && ip addr add 10.9.9.1/32 dev lo"
+          " && ip route add default dev lo src 10.9.9.1"
+          " && printf 'nameserver 192.0.2.53\\noptions timeout:30 attempts:5\\n' > \"$0/resolv\""
+          " && mount --bind \"$0/resolv\" /etc/resolv.conf && exec \"$@\"");
+    return QStringList {q("-rmn"), q("sh"), q("-c"), script, folder} + command;
+}
+
 } // namespace
 
 class tst_GatewayProgram : public QObject
@@ -79,10 +125,14 @@ private Q_SLOTS:
     void serves_andEndsWhenToldTo_data();
     void serves_andEndsWhenToldTo();
     void hangUp_readsAnew();
+    void hangUp_opensTheAuditFileAnew();
     void service_isToldHowItIs();
     void broker_thatIsNotThere_isNoError();
+    void broker_thatHangs_keepsNobody_data();
+    void broker_thatHangs_keepsNobody();
     void dump_saysWhyThereIsNone();
-    void manualPage_hasAllOptions();
+    void options_areInEachFile_data();
+    void options_areInEachFile();
 
 private:
     Desk desk;
@@ -271,6 +321,39 @@ void tst_GatewayProgram::hangUp_readsAnew()
     QTRY_VERIFY(texts.constLast().contains(q("\"connected\":false")));
 }
 
+// Also where the configuration has errors by now.
+void tst_GatewayProgram::hangUp_opensTheAuditFileAnew()
+{
+    const QString file = desk.file(q("gateway.json"));
+    const QString audit = desk.file(q("audit.jsonl"));
+    const auto lines = [](const QString &name) {
+        QFile written(name);
+        return written.open(QIODevice::ReadOnly) ? written.readAll().count('\n') : -1;
+    };
+    write(file, R"({"listen": [{"port": 0}], "self": "/gateway", "audit": "audit.jsonl"})");
+    const Run check = desk.run({q("--check"), file});
+    QCOMPARE(check.exitCode, 0);
+    QVERIFY(!QFile::exists(audit)); // a check leaves nothing behind
+    Program program(desk, {q("--config"), file});
+    QCOMPARE(lines(audit), 0);
+    QWebSocket client;
+    client.open(QUrl(program.url));
+    QTRY_COMPARE(client.state(), QAbstractSocket::ConnectedState);
+    const auto writeOnce = [&] {
+        client.sendTextMessage(
+            q(R"({"cmd":"keyUpdate","payload":{"keyword":"/gateway/clients","value":5}})"));
+    };
+    writeOnce();
+    QTRY_COMPARE(lines(audit), 1);
+    QVERIFY(QFile::rename(audit, audit + q(".1")));
+    write(file, "nonsense");
+    program.signal(SIGHUP);
+    QTRY_COMPARE(lines(audit), 0);
+    writeOnce();
+    QTRY_COMPARE(lines(audit), 1);
+    QCOMPARE(lines(audit + q(".1")), 1);
+}
+
 void tst_GatewayProgram::service_isToldHowItIs()
 {
     const QByteArray name = desk.file(q("notify")).toUtf8();
@@ -330,6 +413,65 @@ void tst_GatewayProgram::broker_thatIsNotThere_isNoError()
     QCOMPARE(program.process.exitCode(), 0);
 }
 
+void tst_GatewayProgram::broker_thatHangs_keepsNobody_data()
+{
+    QTest::addColumn<QString>("hang");
+    for (const char *const hang :
+         {"swallows packets", "never answers", "name look-up", "swallows packets, other network"})
+        QTest::newRow(hang) << q(hang);
+}
+
+// Each of these hangs for minutes where somebody waits for it. Without, stopping takes less than
+// two seconds, and the limit here is ten times that.
+void tst_GatewayProgram::broker_thatHangs_keepsNobody()
+{
+    QFETCH(const QString, hang);
+    constexpr int limit = 20000;
+    const FullListener full;
+    QTcpServer silent; // it takes connections, and says nothing
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    QStringList hosts; // of the configurations, one after the other
+    if (hang == q("swallows packets"))
+        hosts = {q("127.0.0.1:%1").arg(full.port), q("localhost:%1").arg(full.port)};
+    else if (hang == q("never answers"))
+        hosts = {q("127.0.0.1:%1").arg(silent.serverPort()),
+                 q("localhost:%1").arg(silent.serverPort())};
+    else if (hang == q("name look-up"))
+        hosts = {q("one.example:1883"), q("other.example:1883")};
+    else
+        hosts = {q("192.0.2.1:1883"), q("192.0.2.2:1883")};
+    const bool needsNetwork = !hosts.constFirst().endsWith(QString::number(full.port))
+        && !hosts.constFirst().endsWith(QString::number(silent.serverPort()));
+    const QString folder = QFileInfo(desk.file(q("a"))).path();
+    if (needsNetwork && QProcess::execute(q("unshare"), inSilence(folder, {q("true")})) != 0)
+        QSKIP("there are no network namespaces here");
+
+    const QString file = desk.file(q("gateway.json"));
+    const auto configure = [&](const QString &host) {
+        write(file,
+              R"({"listen": [{"port": 0}], "sources": [{"name": "a", "mount": "/a", "mqtt": )"
+              R"({"url": "mqtt://)"
+                  + host.toUtf8() + R"("}}]})");
+    };
+    configure(hosts.at(0));
+    const QStringList arguments {q("--config"), file};
+    Program program(desk, needsNetwork ? q("unshare") : q(PROGRAM),
+                    needsNetwork ? inSilence(folder, QStringList {q(PROGRAM)} + arguments)
+                                 : arguments);
+    QVERIFY2(program.firstLine.startsWith(q("listening on ws://127.0.0.1:")),
+             qPrintable(program.firstLine + program.complaints()));
+    for (int i = 1; i <= 3; ++i) {
+        configure(hosts.at(i % 2));
+        program.signal(SIGHUP);
+        QTRY_COMPARE_WITH_TIMEOUT(program.complaints().count(q(": read again\n")), i, limit);
+    }
+    program.signal(SIGTERM);
+    QVERIFY(
+        QTest::qWaitFor([&] { return program.process.state() == QProcess::NotRunning; }, limit));
+    QCOMPARE(program.process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(program.process.exitCode(), 0);
+}
+
 void tst_GatewayProgram::dump_saysWhyThereIsNone()
 {
     QTcpServer gone;
@@ -344,9 +486,21 @@ void tst_GatewayProgram::dump_saysWhyThereIsNone()
              qPrintable(run.errors));
 }
 
-void tst_GatewayProgram::manualPage_hasAllOptions()
+void tst_GatewayProgram::options_areInEachFile_data()
 {
-    QFile page(q(MANUAL_PAGE));
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("dashes"); // before the name of an option
+    QTest::newRow("manual page") << q("keyword-gateway.1") << q("--");
+    QTest::newRow("bash") << q("keyword-gateway.bash") << q("--");
+    QTest::newRow("zsh") << q("_keyword-gateway") << q("--");
+    QTest::newRow("fish") << q("keyword-gateway.fish") << q("-l ");
+}
+
+void tst_GatewayProgram::options_areInEachFile()
+{
+    QFETCH(const QString, name);
+    QFETCH(const QString, dashes);
+    QFile page(q(PROGRAM_SOURCES) + QLatin1Char('/') + name);
     QVERIFY(page.open(QIODevice::ReadOnly));
     const QString text = QString::fromUtf8(page.readAll()).remove(QLatin1Char('\\'));
     const Run run = desk.run({q("--help")});
@@ -355,7 +509,9 @@ void tst_GatewayProgram::manualPage_hasAllOptions()
         QRegularExpression(q("--[a-z-]+")).globalMatch(run.output);
     int count = 0;
     for (; options.hasNext(); ++count) {
-        const QString option = options.next().captured();
+        const QString option = dashes + options.next().captured().mid(2);
+        if (option.endsWith(q("help-all")) && name != q("keyword-gateway.1"))
+            continue; // the same as --help
         QVERIFY2(text.contains(option), qPrintable(option));
     }
     QVERIFY(count > 8);
