@@ -14,7 +14,7 @@ TreeView {
     width: 300
     height: 400
     model: PKeywordTree { client: root.client }
-    selectionModel: ItemSelectionModel { model: root.model } // has the current row, for the arrow keys
+    selectionModel: ItemSelectionModel { model: root.model } // contains the current row, for the arrow keys
     activeFocusOnTab: true
     Accessible.role: Accessible.Tree
     Accessible.name: qsTr("Keywords")

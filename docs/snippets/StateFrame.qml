@@ -5,7 +5,7 @@
 import QtQuick
 import PellixClient.Keyword 1.0
 
-// A frame around whatever shows the value of a proxy; it says how far the value can be trusted.
+// A frame around an item that shows the value of a proxy. Its color shows the state flags.
 Rectangle {
     id: root
 

@@ -11,15 +11,15 @@
 
 #include <memory>
 
-// What a program holds that has everything in one process.
+// The server and the client of a program, in one process.
 //! [plant]
 struct Plant
 {
-    pellix::server::KeywordServer server; // goes last
+    pellix::server::KeywordServer server; // destroyed last
     std::unique_ptr<pellix::client::PInProcessKeywordClient> client =
         std::make_unique<pellix::client::PInProcessKeywordClient>();
     pellix::client::PKeywordExpression expression {QStringLiteral("/plant/name")};
-    pellix::client::PKeywordProxy name; // goes first: it points to the others
+    pellix::client::PKeywordProxy name; // destroyed first: it refers to the others
 
     Plant()
     {

@@ -9,8 +9,8 @@
 #include <QtNetwork/QSslCertificate>
 #include <QtNetwork/QSslConfiguration>
 
-// Trusts the authorities in fileName (PEM), besides those of the system. Call it in main(), before
-// the first client is made.
+// Trusts the authorities in fileName (PEM) in addition to those of the system. Call it in main(),
+// before you create the first client.
 inline bool trustPrivateAuthority(const QString &fileName)
 {
     const QList<QSslCertificate> authorities = QSslCertificate::fromPath(fileName);

@@ -73,7 +73,7 @@ const QList<OptionEntry> &optionTable()
              "Send the token in this file to the server, in a header of the request. Requires "
              "wss:// addresses."),
         option("timeout", "seconds",
-               "How long to wait for the connection and for each reply; 5 by default. By default, "
+               "How long to wait for the connection and for each reply; 6 by default. By default, "
                "watch and record wait forever; with this option, they end if nothing arrives for "
                "this time."),
         flag("no-reconnect", "End when the connection fails or is lost."),

@@ -11,7 +11,7 @@
 #include <QtQml/QQmlEngine>
 #include <QtQuickTest/quicktest.h>
 
-// What the tests turn to make the plant do something.
+// The tests use this object to control the server.
 class Plant : public QObject
 {
     Q_OBJECT

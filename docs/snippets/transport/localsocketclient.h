@@ -32,7 +32,7 @@ public:
     ~LocalSocketClient() override
     {
         socket->disconnect(this);
-        socket->deleteLater(); // it may be what is being read from
+        socket->deleteLater(); // it may be emitting a signal
     }
 
     bool connected() const { return publisher()->active(); }

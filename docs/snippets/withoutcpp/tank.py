@@ -14,7 +14,7 @@ engine.load(sys.argv[1])
 if not engine.rootObjects():
     sys.exit(1)
 
-window = engine.rootObjects()[0]  # what Python finds in it lives no longer than this variable
+window = engine.rootObjects()[0]  # keep it: the objects found in it exist only as long as it does
 level = window.findChild(QObject, "level")
 application.aboutToQuit.connect(lambda: print("last level:", level.property("value")))
 
