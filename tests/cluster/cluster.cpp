@@ -199,16 +199,14 @@ bool Cluster::makeCertificates()
 }
 
 // Node 3 is the one that can be cut off: the others reach it through its link, and it reaches them
-// through theirs, which are all that it is told of. It has no routes of its own.
+// through theirs, which is what they tell each other as well.
 QByteArray Cluster::nodeConfiguration(int i) const
 {
     const Node &node = nodes[size_t(i)];
     const bool isLast = i == nodeCount - 1;
     QStringList routes;
     for (int other = 0; other < nodeCount; ++other) {
-        const bool isThroughLink = options.hasLinks && other == nodeCount - 1;
-        if (options.hasLinks && isLast)
-            break;
+        const bool isThroughLink = options.hasLinks && (isLast || other == nodeCount - 1);
         const Node &target = nodes[size_t(other)];
         routes << q("nats-route://127.0.0.1:%1")
                       .arg(isThroughLink ? target.linkPort : target.routePort);
@@ -335,7 +333,7 @@ listen broker%1
     timeout client 1h
     timeout server 1h
     option httpchk
-    http-check send meth GET uri /healthz hdr Host broker
+    http-check send meth GET uri /healthz?js-server-only=true hdr Host broker
     http-check expect status 200
     default-server inter 500ms fall 2 rise 2 on-marked-down shutdown-sessions
 )")

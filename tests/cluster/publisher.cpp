@@ -23,9 +23,19 @@ void initOnce()
 } // namespace
 
 Publisher::Publisher(quint16 port, int first, int keywords, QObject *parent)
-    : QObject(parent), first(first), values(size_t(keywords), 0)
+    : QObject(parent), port(port), first(first), values(size_t(keywords), 0)
 {
     initOnce();
+    connectNow();
+}
+
+Publisher::~Publisher()
+{
+    disconnectNow();
+}
+
+void Publisher::connectNow()
+{
     client = mosquitto_new(nullptr, true, this);
     mosquitto_username_pw_set(client, user, password);
     mosquitto_reconnect_delay_set(client, 1, 1, false);
@@ -38,6 +48,7 @@ Publisher::Publisher(quint16 port, int first, int keywords, QObject *parent)
     mosquitto_disconnect_callback_set(client, [](mosquitto *, void *self, int) {
         auto *const publisher = static_cast<Publisher *>(self);
         const std::lock_guard<std::mutex> lock(publisher->mutex);
+        publisher->isLost = publisher->isLost || publisher->connected;
         publisher->connected = false;
     });
     mosquitto_publish_callback_set(client, [](mosquitto *, void *self, int mid) {
@@ -54,17 +65,36 @@ Publisher::Publisher(quint16 port, int first, int keywords, QObject *parent)
     mosquitto_loop_start(client);
 }
 
-Publisher::~Publisher()
+void Publisher::disconnectNow()
 {
     mosquitto_disconnect(client);
     mosquitto_loop_stop(client, true);
     mosquitto_destroy(client);
 }
 
-bool Publisher::isConnected() const
+void Publisher::look()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    return connected;
+    bool wasLost = false;
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        wasLost = std::exchange(isLost, false);
+    }
+    if (wasLost) {
+        disconnectNow();
+        for (const Sent &sent : std::as_const(underWay))
+            due.insert(sent.keyword);
+        underWay.clear();
+        connected = false;
+        connectNow();
+    }
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (!connected)
+            return;
+    }
+    const QSet<int> now = std::exchange(due, {});
+    for (const int keyword : now)
+        publish(keyword, sent(keyword));
 }
 
 void Publisher::setQos(int level, bool isRetained)
@@ -78,6 +108,13 @@ void Publisher::publish(int keyword, qint64 value)
 {
     values[size_t(keyword - first)] = value;
     ++count;
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (!connected) {
+            due.insert(keyword);
+            return;
+        }
+    }
     const QByteArray topic = plant::topic(keyword);
     const QByteArray payload = QByteArray::number(value);
     if (qos == 0) {
@@ -110,7 +147,7 @@ void Publisher::publishAll(qint64 value)
 qint64 Publisher::unacknowledged() const
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    return underWay.size();
+    return underWay.size() + due.size();
 }
 
 std::vector<Publisher::Acknowledged> Publisher::takeAcknowledged()

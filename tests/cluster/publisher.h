@@ -5,6 +5,7 @@
 
 #include <QtCore/QHash>
 #include <QtCore/QObject>
+#include <QtCore/QSet>
 
 #include <mutex>
 #include <vector>
@@ -12,7 +13,8 @@
 struct mosquitto;
 
 // A device of the plant: publishes its keywords in turn, QoS 1 and retained, and knows which values
-// the broker has acknowledged. A client of libmosquitto alone, with a thread of its own.
+// the broker has acknowledged. A client of libmosquitto alone, with a thread of its own. After a
+// lost connection it publishes the newest values alone: older ones once more would be wrong values.
 class Publisher : public QObject
 {
     Q_OBJECT
@@ -21,7 +23,7 @@ public:
     Publisher(quint16 port, int first, int count, QObject *parent = nullptr);
     ~Publisher() override;
 
-    bool isConnected() const;
+    void look(); // now and then: connects again
     void publishNext(); // one value
     void publishAll(qint64 value); // of each keyword
     void setQos(int level, bool isRetained);
@@ -38,6 +40,8 @@ public:
     qint64 published() const { return count; }
 
 private:
+    void connectNow();
+    void disconnectNow();
     void publish(int keyword, qint64 value);
 
     struct Sent
@@ -46,6 +50,7 @@ private:
         qint64 value;
     };
     mosquitto *client = nullptr;
+    const quint16 port;
     const int first;
     std::vector<qint64> values; // last sent
     size_t next = 0;
@@ -55,7 +60,9 @@ private:
     mutable std::mutex mutex;
     QHash<int, Sent> underWay; // by number of the packet
     std::vector<Acknowledged> acknowledged;
+    QSet<int> due; // keywords to publish once there is a connection
     bool connected = false;
+    bool isLost = false;
 };
 
 // A bare subscriber: what a broker gives to somebody who comes now.

@@ -77,6 +77,7 @@ void Site::publish(double rate)
 void Site::tick()
 {
     for (const auto &publisher : publishers) {
+        publisher->look();
         const auto news = publisher->takeAcknowledged();
         for (const Publisher::Acknowledged &one : news) {
             ++acknowledgedCount;
