@@ -3,6 +3,8 @@
 
 #include "gateway/mqtt/topicsync.h"
 
+#include <algorithm>
+
 namespace pellix::gateway {
 
 namespace {
@@ -13,6 +15,10 @@ constexpr int mostContradictions = 2; // before a topic's live messages count as
 
 void TopicSync::takeLive(size_t payload, std::optional<bool> isRetained, qint64 now)
 {
+    if (liveAt && last != payload) {
+        before.at(next) = last;
+        next = (next + 1) % before.size();
+    }
     last = payload;
     liveAt = now;
     isLiveRetained = isRetained;
@@ -30,6 +36,10 @@ TopicSync::Verdict TopicSync::takeCopy(size_t payload, qint64 now)
     }
     if (liveAt && now - *liveAt < settlingTime)
         return Verdict::Doubtful;
+    const bool isSeen =
+        retained == payload || std::find(before.begin(), before.end(), payload) != before.end();
+    if (isSeen && liveAt && now - *liveAt < laggingTime)
+        return Verdict::Old;
     // The same copy as before, and something else came live since. Either that was not retained, or
     // a message was missed that said once more what the copy says. Where the protocol does not
     // tell, a few times the latter: a value must not stay wrong in a cluster.

@@ -5,6 +5,7 @@
 
 #include <QtCore/QtGlobal>
 
+#include <array>
 #include <optional>
 
 namespace pellix::gateway {
@@ -14,17 +15,19 @@ namespace pellix::gateway {
 //
 // A broker that keeps order sends a copy after all that was published before, so that the copy is
 // the newer one, unless what came live was not retained. A cluster may send a copy that is older
-// than what came live a moment ago.
+// than what came live a moment ago, and after a partition for seconds: what has been seen before
+// waits longer to be believed than what has not.
 class TopicSync
 {
 public:
     enum class Verdict {
         New, // a value that was missed
         Known, // the value that is known
-        Old, // of a message before the last one, which was not retained
+        Old, // of a message before the last one, as far as is known
         Doubtful // a cluster may not have settled yet; to be asked for once more
     };
     static constexpr qint64 settlingTime = 1000; // in milliseconds
+    static constexpr qint64 laggingTime = 10000;
 
     // Whether it was published to be retained is not known before MQTT 5. The time is that of a
     // steady clock, in milliseconds.
@@ -34,6 +37,8 @@ public:
 private:
     std::optional<size_t> last; // of what counts
     std::optional<size_t> retained;
+    std::array<std::optional<size_t>, 4> before; // live ones
+    size_t next = 0;
     std::optional<qint64> liveAt;
     std::optional<bool> isLiveRetained;
     int contradictions = 0; // what came live was not what is retained

@@ -248,6 +248,7 @@ QByteArray Cluster::gatewayConfiguration(int i) const
     QJsonObject mqtt {{q("url"), q("mqtt://127.0.0.1:%1").arg(brokerPort((i + 1) % nodeCount))},
                       {q("user"), q("hmi")},
                       {q("passwordFile"), q("password")},
+                      {q("version"), q("3.1.1")},
                       {q("keepAlive"), 5}};
     if (options.resync > 0)
         mqtt.insert(q("resync"), options.resync);

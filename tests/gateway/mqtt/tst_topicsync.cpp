@@ -11,6 +11,7 @@ using Verdict = TopicSync::Verdict;
 namespace {
 
 constexpr qint64 settled = TopicSync::settlingTime; // after the last live message
+constexpr qint64 longAfter = TopicSync::laggingTime;
 
 } // namespace
 
@@ -23,6 +24,7 @@ private Q_SLOTS:
     void sameCopy_isKnown();
     void missedValue_isNew();
     void justAfterALiveMessage_isDoubtful();
+    void laggingCopy_isOldForLonger();
     void notRetainedMessage_isNotOverwritten();
     void notRetainedMessage_isNotOverwrittenByANewerRetainedOneThatWasSeen();
     void retainedAgain_isNew();
@@ -68,6 +70,21 @@ void tst_TopicSync::justAfterALiveMessage_isDoubtful()
     QCOMPARE(sync.takeCopy(3, 100 + settled), Verdict::New);
 }
 
+// What a node that lags has was seen live before. What was not seen was missed.
+void tst_TopicSync::laggingCopy_isOldForLonger()
+{
+    TopicSync sync;
+    sync.takeCopy(1, 0);
+    for (size_t i = 2; i <= 5; ++i)
+        sync.takeLive(i, std::nullopt, 0);
+    QCOMPARE(sync.takeCopy(1, settled), Verdict::Old);
+    QCOMPARE(sync.takeCopy(3, settled), Verdict::Old);
+    QCOMPARE(sync.takeCopy(4, longAfter - 1), Verdict::Old);
+    QCOMPARE(sync.takeCopy(6, settled), Verdict::New);
+    sync.takeLive(7, std::nullopt, 0);
+    QCOMPARE(sync.takeCopy(4, longAfter), Verdict::New);
+}
+
 void tst_TopicSync::notRetainedMessage_isNotOverwritten()
 {
     TopicSync sync;
@@ -92,7 +109,8 @@ void tst_TopicSync::retainedAgain_isNew()
     TopicSync sync;
     sync.takeLive(1, true, 0);
     sync.takeLive(2, true, 0);
-    QCOMPARE(sync.takeCopy(1, settled), Verdict::New); // 1 was said again, and missed
+    QCOMPARE(sync.takeCopy(1, longAfter - 1), Verdict::Old);
+    QCOMPARE(sync.takeCopy(1, longAfter), Verdict::New); // 1 was said again, and missed
 }
 
 // It may have been said again and missed, or never changed.
@@ -102,11 +120,12 @@ void tst_TopicSync::withoutFlags_theCopyWinsAtFirst()
     sync.takeCopy(1, 0);
     for (int i = 0; i < 2; ++i) {
         sync.takeLive(2, std::nullopt, 0);
-        QCOMPARE(sync.takeCopy(1, settled), Verdict::New);
+        QCOMPARE(sync.takeCopy(1, settled), Verdict::Old);
+        QCOMPARE(sync.takeCopy(1, longAfter), Verdict::New);
     }
     sync.takeLive(2, std::nullopt, 0);
-    QCOMPARE(sync.takeCopy(1, settled), Verdict::Old);
-    QCOMPARE(sync.takeCopy(1, settled), Verdict::Old);
+    QCOMPARE(sync.takeCopy(1, longAfter), Verdict::Old);
+    QCOMPARE(sync.takeCopy(1, longAfter), Verdict::Old);
     QCOMPARE(sync.takeCopy(3, settled), Verdict::New);
 }
 
@@ -116,7 +135,7 @@ void tst_TopicSync::withoutFlags_aTopicThatIsRetainedStaysOne()
     sync.takeCopy(1, 0);
     for (int i = 0; i < 10; ++i) {
         sync.takeLive(2, std::nullopt, 0);
-        QCOMPARE(sync.takeCopy(1, settled), Verdict::New);
+        QCOMPARE(sync.takeCopy(1, longAfter), Verdict::New);
         sync.takeLive(2, std::nullopt, 0);
         QCOMPARE(sync.takeCopy(2, settled), Verdict::Known);
         sync.takeLive(1, std::nullopt, 0);
