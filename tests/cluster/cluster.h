@@ -47,7 +47,8 @@ public:
     QString screenUrl() const;
     QString file(const QString &name) const { return folder.filePath(name); }
     int gatewayCount() const { return int(gateways.size()); }
-    quint16 gatewayPort(int i) const { return gateways[size_t(i)].directPort; }
+    quint16 gatewayPort(int i) const { return gateways[size_t(i)].directPort; } // for looking only
+    quint16 proxiedPort(int i) const { return gateways[size_t(i)].port; } // for the balancer
 
     bool startNode(int i);
     bool isNodeHealthy(int i) const;
