@@ -84,11 +84,16 @@ void Inspector::noteAcknowledged(int keyword, qint64 value, qint64 time)
         place.wrongSince = time;
 }
 
-int Inspector::missing() const
+int Inspector::missing(const std::vector<qint64> &kept) const
 {
-    return int(std::count_if(places.begin(), places.end(), [](const Place &place) {
-        return !place.online || place.value < place.acknowledged;
-    }));
+    int count = 0;
+    for (size_t i = 0; i < places.size(); ++i) {
+        const Place &place = places[i];
+        const qint64 expected =
+            kept.empty() ? place.acknowledged : std::min(place.acknowledged, kept[i]);
+        count += !place.online || place.value < expected;
+    }
+    return count;
 }
 
 int Inspector::wrong(qint64 longerThan) const

@@ -21,7 +21,9 @@ public:
     ~Inspector() override;
 
     void noteAcknowledged(int keyword, qint64 value, qint64 time);
-    int missing() const; // keywords without the last acknowledged value, or not of now
+    // Keywords without the last acknowledged value, or not of now. What the broker has lost itself
+    // is not asked for, if it is known what it has.
+    int missing(const std::vector<qint64> &kept = {}) const;
     int wrong(qint64 longerThan) const; // at this moment
     int offline() const;
 

@@ -80,6 +80,10 @@ int main(int argc, char **argv)
     option("gateways", "So many gateways; for --scale a list.");
     option("resync", "The seconds after which gateways ask again for what is retained.");
     option("seconds", "How long a measurement or a fault lasts.");
+    parser.addOption(QCommandLineOption(
+        q("brokers-alone"), q("For a node's faults: without gateways; what nats-server loses.")));
+    parser.addOption(QCommandLineOption(
+        q("engine-may-lose"), q("For a node's faults: gateways have to show what there is.")));
     option("report", "Write the figures to the file as JSON.");
     if (!parser.parse(QCoreApplication::arguments()))
         return fail(parser.errorText());
@@ -130,6 +134,8 @@ int main(int argc, char **argv)
     options.gateways = counts("gateways", 16);
     options.resync = numbers("resync", 1, 3600).value(0);
     options.seconds = counts("seconds", 86400).value(0);
+    options.hasBrokersAlone = parser.isSet(q("brokers-alone"));
+    options.mayEngineLose = parser.isSet(q("engine-may-lose"));
     Report report;
     if (!error.isEmpty()
         || (parser.isSet(q("report")) && !report.open(parser.value(q("report")), &error)))

@@ -18,6 +18,8 @@ struct ScenarioOptions
     QList<int> gateways;
     double resync = 0; // in seconds
     int seconds = 0; // of a measurement, or of a fault
+    bool hasBrokersAlone = false; // no part of ours
+    bool mayEngineLose = false; // what brokers lose is told, and no failure
 };
 
 // Each returns whether all went well, and writes its table and figures.

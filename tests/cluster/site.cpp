@@ -43,8 +43,21 @@ bool Site::start()
             std::make_unique<Publisher>(cluster.brokerPort(node), first, end - first));
     }
     timer.start(10ms);
-    if (!publishLast(1))
-        return fail(QStringLiteral("the first values are not acknowledged"));
+    // A cluster that is new may acknowledge a value that it does not keep.
+    for (int i = 0;; ++i) {
+        if (!publishLast(1))
+            return fail(QStringLiteral("the first values are not acknowledged"));
+        int lost = 0;
+        std::vector<qint64> kept;
+        if (waitUntil([&] { return isKept(&lost, &kept); }, 15000))
+            break;
+        if (isInterrupted || i == 5)
+            return fail(QStringLiteral("the brokers do not keep the first values"));
+        firstValuesLost += lost;
+    }
+    if (firstValuesLost > 0)
+        report->line("nats-server had acknowledged ", firstValuesLost,
+                     " first values that it did not keep");
     if (!cluster.startGateways())
         return fail(cluster.error());
     for (int i = 0; i < cluster.gatewayCount() && options.isInspected; ++i) {
@@ -124,10 +137,25 @@ bool Site::publishLast(qint64 value)
     return settle(120000);
 }
 
-int Site::missing() const
+int Site::missing(const std::vector<qint64> &kept) const
 {
     int count = 0;
     for (const auto &inspector : inspectors)
-        count += inspector->missing();
+        count += inspector->missing(kept);
     return count;
+}
+
+bool Site::isKept(int *lost, std::vector<qint64> *kept) const
+{
+    *lost = 0;
+    *kept = acknowledged;
+    for (int node = 0; node < Cluster::nodeCount; ++node) {
+        const QHash<int, qint64> values = retainedAt(cluster.nodePort(node), options.keywords);
+        for (int i = 0; i < options.keywords; ++i) {
+            const qint64 value = values.value(i);
+            *lost += value < acknowledged[size_t(i)];
+            (*kept)[size_t(i)] = qMin((*kept)[size_t(i)], value);
+        }
+    }
+    return *lost == 0;
 }

@@ -34,7 +34,10 @@ public:
     void publish(double perSecond); // of all keywords, in turn; 0: no more
     bool publishLast(qint64 value); // of each keyword; waits until all of it is acknowledged
     bool settle(int timeout = 60000); // until everything is acknowledged
-    int missing() const; // values, at all gateways
+    int missing(const std::vector<qint64> &kept = {}) const; // values, at all gateways
+    // Whether each node gives all acknowledged values to who subscribes now. If not, how many
+    // values are missing at all nodes together, and what there is at least.
+    bool isKept(int *lost, std::vector<qint64> *kept) const;
 
     const Options options;
     Report *const report;
@@ -43,6 +46,7 @@ public:
     std::vector<std::unique_ptr<Inspector>> inspectors;
     std::vector<qint64> acknowledged; // the last value of each keyword
     qint64 acknowledgedCount = 0;
+    int firstValuesLost = 0; // by the broker, before anything was wrong
 
 private:
     void tick();
