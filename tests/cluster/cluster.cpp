@@ -281,6 +281,8 @@ QByteArray Cluster::gatewayConfiguration(int i) const
         .toJson();
 }
 
+// A lost node is noticed by the first connection that it refuses. The check answers 503 on good
+// nodes as well, for some seconds, until they have a new leader.
 QByteArray Cluster::balancerConfiguration() const
 {
     QString text = q(R"(global
@@ -336,7 +338,7 @@ listen broker%1
     option httpchk
     http-check send meth GET uri /healthz?js-server-only=true hdr Host broker
     http-check expect status 200
-    default-server inter 500ms fall 2 rise 2 on-marked-down shutdown-sessions
+    default-server inter 500ms fall 10 rise 2 observe layer4 error-limit 1 on-error mark-down on-marked-down shutdown-sessions
 )")
                     .arg(first + 1)
                     .arg(mqttPorts[size_t(first)]);

@@ -48,7 +48,10 @@ void Inspector::endWrong(Place *place, qint64 now)
 {
     if (place->wrongSince == 0)
         return;
-    const qint64 duration = now - std::exchange(place->wrongSince, 0);
+    const qint64 since = std::exchange(place->wrongSince, 0);
+    const qint64 duration = now - since;
+    if (faultEnd > 0)
+        longestWrongAfter = std::max(longestWrongAfter, now - std::max(since, faultEnd));
     longestWrong = std::max(longestWrong, duration);
     lateValues += duration > 1000;
 }

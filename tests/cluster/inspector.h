@@ -28,6 +28,8 @@ public:
     int offline() const;
 
     qint64 longestWrong = 0; // in milliseconds, so far
+    qint64 faultEnd = 0; // if there was one: what is wrong after it
+    qint64 longestWrongAfter = 0; // in milliseconds, counted from then
     qint64 lateValues = 0; // wrong for longer than a second
     qint64 stepsBack = 0; // to an older value
     qint64 events = 0;
