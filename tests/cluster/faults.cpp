@@ -183,6 +183,8 @@ bool runFault(const Fault &fault, const ScenarioOptions &options, Report *report
     if (!fault.end(&site.cluster))
         return site.fail(site.cluster.error());
     const qint64 ended = plant::now();
+    for (const auto &inspector : site.inspectors)
+        inspector->faultEnd = ended;
     pause(3000);
     site.publish(0);
     if (!site.settle())
@@ -217,11 +219,13 @@ bool runFault(const Fault &fault, const ScenarioOptions &options, Report *report
                  settled - ended, " ms, and right everywhere ", right - ended, " ms later");
     for (const auto &inspector : site.inspectors) {
         report->line("  ", inspector->objectName(), ": longest wrong value shown as of now ",
-                     inspector->longestWrong, " ms (goal: <= ", goal,
+                     inspector->longestWrong, " ms, counted from the end of the fault ",
+                     inspector->longestWrongAfter, " ms (goal: <= ", goal,
                      " ms); longer than 1 s: ", inspector->lateValues,
                      "; values that went back: ", inspector->stepsBack,
                      "; missing: ", inspector->missing());
         gateways.append(QJsonObject {{q("longestWrongMs"), inspector->longestWrong},
+                                     {q("longestWrongAfterMs"), inspector->longestWrongAfter},
                                      {q("longerThanASecond"), inspector->lateValues},
                                      {q("stepsBack"), inspector->stepsBack},
                                      {q("missing"), inspector->missing()}});
