@@ -502,8 +502,8 @@ void MqttLink::Private::settle()
         writeNotifier->setEnabled(wantsWrite);
 }
 
-// A broker that does not know MQTT 5 may just close. One that has refused it speaks 3.1.1, and closes
-// for another reason.
+// A broker that does not know MQTT 5 may just close. One that has refused it speaks 3.1.1, and
+// closes for another reason.
 void MqttLink::Private::chooseVersion()
 {
     if (isFiveRefused && version == 3)
