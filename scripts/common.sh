@@ -49,6 +49,12 @@ optional_test_packages=(
     python3-pyside6.qtgui
     python3-pyside6.qtqml
 )
+# What scripts/cluster installs, and tests use where it is there
+cluster_packages=(
+    haproxy
+    nats-server
+    openssl
+)
 benchmark_packages=(
     libbenchmark-dev
     qt6-remoteobjects-dev

@@ -42,7 +42,7 @@ auto membersOf(const MqttOptions &options)
     return std::tie(options.name, options.host, options.port, options.tls, options.user,
                     options.passwordFile, options.authorityFile, options.certificateFile,
                     options.keyFile, options.clientId, options.keepAlive, options.version,
-                    options.announceTopic, options.connectWithin);
+                    options.announceTopic, options.connectWithin, options.resync);
 }
 
 QString text(const char *utf8)
@@ -500,9 +500,12 @@ void MqttLink::Private::settle()
         writeNotifier->setEnabled(wantsWrite);
 }
 
-// A broker that does not know MQTT 5 may just close.
+// A broker that does not know MQTT 5 may just close. One that has refused it speaks 3.1.1, and
+// closes for another reason.
 void MqttLink::Private::chooseVersion()
 {
+    if (isFiveRefused && version == 3)
+        return;
     if (isConfirmed || options.version != 0 || !endReason.isEmpty() || ++closesBeforeAnswer < 2)
         return;
     closesBeforeAnswer = 0;
@@ -552,12 +555,17 @@ void MqttLink::Private::drop()
     }
 }
 
-void MqttLink::subscribe(const QByteArrayList &filters, int qos)
+void MqttLink::subscribe(const QByteArrayList &filters, int qos, Retained retained)
 {
     if (d->state != State::Connected)
         return;
-    const int options =
-        d->version == 5 ? MQTT_SUB_OPT_RETAIN_AS_PUBLISHED | MQTT_SUB_OPT_SEND_RETAIN_ALWAYS : 0;
+    int options = 0;
+    if (d->version == 5) {
+        options = retained == Retained::NotSent ? MQTT_SUB_OPT_SEND_RETAIN_NEVER
+                                                : MQTT_SUB_OPT_SEND_RETAIN_ALWAYS;
+        if (retained != Retained::SentAgain)
+            options |= MQTT_SUB_OPT_RETAIN_AS_PUBLISHED;
+    }
     for (qsizetype i = 0; i < filters.size();) {
         QByteArrayList packet;
         std::vector<char *> pointers;

@@ -30,6 +30,7 @@ struct MqttOptions
     int version = 0; // 5, or 3 for 3.1.1; 0: 5, and 3.1.1 for brokers that do not know it
     QString announceTopic; // says "1" while there is a link, and "0" else, if not empty
     std::chrono::milliseconds connectWithin {5000};
+    std::chrono::milliseconds resync {0}; // how often what is retained is asked for again; 0: never
 };
 
 bool operator==(const MqttOptions &left, const MqttOptions &right);
@@ -65,6 +66,13 @@ public:
     };
     Q_ENUM(Outcome)
 
+    // What a subscription brings besides what is published from now on.
+    enum class Retained {
+        Sent, // what the broker keeps
+        SentAgain, // the same; the flag tells it from what is published meanwhile
+        NotSent // nothing; the flag is as it was published, where the protocol knows that
+    };
+
     using MessageHandler = std::function<void(const MqttMessage &message)>;
 
     explicit MqttLink(const MqttOptions &options, QObject *parent = nullptr);
@@ -82,7 +90,7 @@ public:
     QString url() const; // without user and password
 
     // Each has to be connected. The answers come as signals.
-    void subscribe(const QByteArrayList &filters, int qos);
+    void subscribe(const QByteArrayList &filters, int qos, Retained retained = Retained::Sent);
     void unsubscribe(const QByteArrayList &filters);
     // Has the broker send something that says nothing, after all that it has sent before:
     // answered() with the same number.

@@ -454,6 +454,9 @@ void SourceReader::readLink()
     const QString version = mqtt->word(q("version"), {q("5"), q("3.1.1")}).value_or(QString());
     link.version = version == q("5") ? 5 : version == q("3.1.1") ? 3 : 0;
     settings->qos = mqtt->integer(q("qos"), 0, 2).value_or(0);
+    link.resync = readTime(*mqtt, "resync").value_or(0ms);
+    if (link.resync > 0ms && link.resync < 1s)
+        mqtt->problem(q("resync"), q("must be at least 1 second"));
     link.announceTopic = mqtt->text(q("announce")).value_or(QString());
     if (mqtt->contains(q("announce")) && !isTopicName(link.announceTopic))
         mqtt->problem(q("announce"), q("must be a topic without wildcards"));

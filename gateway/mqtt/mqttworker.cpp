@@ -3,6 +3,8 @@
 
 #include "gateway/mqtt/mqttworker.h"
 
+#include "gateway/mqtt/topicsync.h"
+
 #include <QtCore/QDateTime>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QTimer>
@@ -22,6 +24,13 @@ using namespace std::chrono_literals;
 constexpr qsizetype mostValues = 20000; // waiting, before older ones are left out
 constexpr int enoughQuietAnswers = 2;
 constexpr auto longestSubscribing = 30s; // where a broker never comes to an end
+constexpr std::chrono::milliseconds settlingTime(TopicSync::settlingTime);
+
+MappingOptions withResync(MappingOptions mapping, bool isResynced)
+{
+    mapping.isResynced = isResynced;
+    return mapping;
+}
 
 } // namespace
 
@@ -65,10 +74,13 @@ std::optional<MqttNews::Item> MqttNews::take(qsizetype most)
 
 MqttWorker::MqttWorker(const MqttOptions &options, int qos, const MappingOptions &mapping,
                        const std::shared_ptr<MqttNews> &news)
-    : link(new MqttLink(options, this)), expiry(new QTimer(this)),
-      mapping(std::make_unique<TopicMapping>(mapping)), news(news), name(options.name), qos(qos)
+    : link(new MqttLink(options, this)), expiry(new QTimer(this)), resyncTimer(new QTimer(this)),
+      mapping(std::make_unique<TopicMapping>(withResync(mapping, options.resync > 0ms))),
+      news(news), name(options.name), resyncPeriod(options.resync), qos(qos)
 {
     expiry->setSingleShot(true);
+    resyncTimer->setSingleShot(true);
+    clock.start();
     link->setMessageHandler([this](const MqttMessage &message) { takeMessage(message); });
     connect(link, &MqttLink::stateChanged, this, &MqttWorker::onStateChanged);
     connect(link, &MqttLink::failed, this, [this] { setState(state); }); // for another reason
@@ -77,6 +89,8 @@ MqttWorker::MqttWorker(const MqttOptions &options, int qos, const MappingOptions
     connect(link, &MqttLink::readingPaused, this, &MqttWorker::flush);
     connect(link, &MqttLink::filterRefused, this,
             [this](const QByteArray &filter, const QString &reason) {
+                if (refusedFilters.contains(filter)) // once more, by a resync
+                    return;
                 refusedFilters.append(filter);
                 qCWarning(lcMqttSource).noquote() << name
                         + QStringLiteral(": the broker refuses the subscription to ")
@@ -91,6 +105,7 @@ MqttWorker::MqttWorker(const MqttOptions &options, int qos, const MappingOptions
                        reason);
             });
     connect(expiry, &QTimer::timeout, this, &MqttWorker::flush);
+    connect(resyncTimer, &QTimer::timeout, this, &MqttWorker::resync);
 }
 
 MqttWorker::~MqttWorker() = default;
@@ -142,6 +157,7 @@ void MqttWorker::stop()
     link->close();
     setState(Source::State::Stopped);
     expiry->stop(); // in its thread
+    resyncTimer->stop();
 }
 
 void MqttWorker::onStateChanged(MqttLink::State linkState)
@@ -150,6 +166,8 @@ void MqttWorker::onStateChanged(MqttLink::State linkState)
     case MqttLink::State::Closed:
         break;
     case MqttLink::State::Connecting:
+        resyncTimer->stop();
+        isResyncing = false;
         if (state == Source::State::Subscribing || state == Source::State::Ready)
             setState(Source::State::Lost);
         break;
@@ -173,6 +191,11 @@ void MqttWorker::onStateChanged(MqttLink::State linkState)
 // order: once it has answered twice and nothing new came in between, there was nothing left.
 void MqttWorker::onSubscribed()
 {
+    if (isResyncing) {
+        quietAnswers = 0;
+        asked = link->askForAnswer();
+        return;
+    }
     if (state != Source::State::Subscribing || !refusedFilters.isEmpty()) {
         if (state == Source::State::Subscribing)
             setState(state); // says which
@@ -184,9 +207,11 @@ void MqttWorker::onSubscribed()
 
 void MqttWorker::onAnswered(int number)
 {
-    if (state != Source::State::Subscribing || number != asked)
+    const bool isWaiting = isResyncing || state == Source::State::Subscribing;
+    if (!isWaiting || number != asked)
         return;
-    quietAnswers = std::exchange(fresh, 0) == 0 ? quietAnswers + 1 : 0;
+    const quint64 came = std::exchange(isResyncing ? copies : fresh, 0);
+    quietAnswers = came == 0 ? quietAnswers + 1 : 0;
     const bool isLate =
         subscribing.hasExpired(std::chrono::milliseconds(longestSubscribing).count());
     if (quietAnswers < enoughQuietAnswers && !isLate) {
@@ -194,15 +219,77 @@ void MqttWorker::onAnswered(int number)
         return;
     }
     asked = 0;
+    if (isResyncing) {
+        endResync();
+        return;
+    }
     setState(Source::State::Ready);
+    if (resyncPeriod > 0ms) {
+        syncedAt = QDateTime::currentMSecsSinceEpoch();
+        isFirstResync = true;
+        resyncTimer->start(qMin(settlingTime, resyncPeriod));
+    }
+}
+
+// A cluster may not have had everything yet when it was subscribed to, and may lose what is on its
+// way when one of its nodes dies. What it keeps is right in the end, and comes once more with the
+// same subscription.
+void MqttWorker::resync()
+{
+    if (state != Source::State::Ready || isResyncing)
+        return;
+    const bool isDue = isFirstResync || untilResync() <= 0ms;
+    if (!isDue && !mapping->hasDoubts()) { // settled by newer messages
+        resyncTimer->start(qMax(untilResync(), 1ms));
+        return;
+    }
+    if (isDue)
+        sinceResync.start();
+    isFirstResync = false;
+    isResyncing = true;
+    copies = 0;
+    recovered = mapping->statistics().recovered;
+    resyncStart = QDateTime::currentMSecsSinceEpoch();
+    subscribing.start();
+    link->subscribe(mapping->filters(), qos, MqttLink::Retained::SentAgain);
+}
+
+std::chrono::milliseconds MqttWorker::untilResync() const
+{
+    return resyncPeriod - std::chrono::milliseconds(sinceResync.elapsed());
+}
+
+void MqttWorker::endResync()
+{
+    isResyncing = false;
+    syncedAt = resyncStart;
+    if (link->version() == 5)
+        link->subscribe(mapping->filters(), qos, MqttLink::Retained::NotSent);
+    const auto next = mapping->hasDoubts() ? qMin(settlingTime, untilResync()) : untilResync();
+    resyncTimer->start(qMax(next, 1ms));
+    const quint64 missed = mapping->statistics().recovered - recovered;
+    if (missed > 0) {
+        qCInfo(lcMqttSource).noquote()
+            << name + QStringLiteral(": a resync brought %1 that had been missed").arg(missed);
+    }
 }
 
 void MqttWorker::takeMessage(const MqttMessage &message)
 {
     ++messages;
     bytes += quint64(message.topic.size() + message.payload.size());
-    const TopicMessage topicMessage {message.topic, message.payload, message.isRetained,
-                                     link->version() == 5, message.expiry};
+    TopicMessage topicMessage {message.topic, message.payload, message.isRetained,
+                               link->version() == 5 && !isResyncing, message.expiry};
+    if (resyncPeriod > 0ms) {
+        if (turn < 0)
+            turn = clock.elapsed();
+        topicMessage.arrival = turn;
+        topicMessage.isCopy = message.isRetained
+            && (state == Source::State::Subscribing || !topicMessage.isFlagExact);
+        if (topicMessage.isCopy && state == Source::State::Ready)
+            topicMessage.notBefore = syncedAt;
+        copies += topicMessage.isCopy ? 1 : 0;
+    }
     const qint64 now = message.expiry < 0 ? 0 : QDateTime::currentMSecsSinceEpoch();
     if (mapping->take(topicMessage, now))
         ++fresh;
@@ -225,6 +312,7 @@ void MqttWorker::subscribeNew()
 // At the end of what could be read at once.
 void MqttWorker::flush()
 {
+    turn = -1;
     const qint64 next = mapping->expire(QDateTime::currentMSecsSinceEpoch());
     if (next > 0)
         expiry->start(std::chrono::milliseconds(
@@ -249,7 +337,7 @@ void MqttWorker::flush()
 void MqttWorker::setMapping(const MappingOptions &options, int newQos)
 {
     flush();
-    auto next = std::make_unique<TopicMapping>(options);
+    auto next = std::make_unique<TopicMapping>(withResync(options, resyncPeriod > 0ms));
     next->takeOver(*mapping);
     const QByteArrayList before = mapping->filters();
     const QByteArrayList after = next->filters();
@@ -262,6 +350,7 @@ void MqttWorker::setMapping(const MappingOptions &options, int newQos)
                      [&after](const QByteArray &filter) { return !after.contains(filter); });
         link->unsubscribe(removed);
         refusedFilters.clear();
+        isResyncing = false;
         link->subscribe(after, qos);
     }
     flush();

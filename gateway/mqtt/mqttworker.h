@@ -93,6 +93,9 @@ private:
     void onSubscribed();
     void onAnswered(int number);
     void subscribeNew();
+    void resync();
+    std::chrono::milliseconds untilResync() const; // the next one that is due
+    void endResync();
     void flush();
     void setState(Source::State state);
     void answer(quint64 id, Source::Outcome outcome, const QString &reason);
@@ -100,16 +103,27 @@ private:
 
     MqttLink *const link;
     QTimer *const expiry;
+    QTimer *const resyncTimer;
     std::unique_ptr<TopicMapping> mapping;
     const std::shared_ptr<MqttNews> news;
     const QString name;
+    const std::chrono::milliseconds resyncPeriod; // 0: never
     int qos;
     Source::State state = Source::State::Stopped;
     QByteArrayList refusedFilters;
     int asked = 0; // the answer that tells that everything is there
     int quietAnswers = 0;
     quint64 fresh = 0; // first messages of retained topics since it was asked
-    QElapsedTimer subscribing;
+    QElapsedTimer subscribing; // or resyncing
+    bool isResyncing = false;
+    bool isFirstResync = false; // of the connection
+    quint64 copies = 0; // since an answer was asked for
+    quint64 recovered = 0; // before this resync
+    qint64 syncedAt = 0; // on the wall clock; when what was missed since was not there yet
+    qint64 resyncStart = 0;
+    QElapsedTimer sinceResync;
+    QElapsedTimer clock;
+    qint64 turn = -1; // the time, as long as messages are read
     quint64 messages = 0; // not counted yet
     quint64 bytes = 0;
 };

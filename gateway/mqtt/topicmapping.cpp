@@ -8,6 +8,7 @@
 #include "gateway/mqtt/keywordpath.h"
 #include "gateway/mqtt/payload.h"
 #include "gateway/mqtt/topicpattern.h"
+#include "gateway/mqtt/topicsync.h"
 
 #include <QtCore/QHash>
 #include <QtCore/QJsonArray>
@@ -121,6 +122,7 @@ public:
         std::vector<Reader *> readers;
         std::vector<std::pair<Availability *, int>> availabilities;
         QByteArray state; // the last payload, if keywords may depend on it
+        std::unique_ptr<TopicSync> sync; // if copies come more than once
         std::vector<Keyword *> errorOf;
         std::vector<Keyword *> targetOf;
         Availability *availability = nullptr; // of what is served as it is
@@ -202,6 +204,7 @@ public:
     SourceValue flags(const Keyword &keyword) const;
     void removeTopic(Topic *topic);
     bool isDeletion(const Topic &topic, const TopicMessage &message) const;
+    bool isNews(Topic *topic, const TopicMessage &message, bool isFirst);
     void say(const QString &message);
 
     // Another mapping
@@ -241,6 +244,8 @@ public:
     PayloadRules plain;
     ReportList reports;
     QStringList messages;
+    QSet<Topic *> doubtful; // whose copy was not taken
+    qint64 messageTime = 0; // of values without a time of their own; 0: now
     QSet<QString> said;
     Statistics counts;
     quint32 connection = 1;
@@ -1000,7 +1005,7 @@ void TopicMapping::Private::update(Keyword *keyword, const Payload &payload, qin
         keyword->value = value;
     SourceValue reported = flags(*keyword);
     reported.value = std::move(value);
-    reported.time = time;
+    reported.time = time > 0 ? time : messageTime;
     reports.report(std::move(reported));
 }
 
@@ -1037,6 +1042,33 @@ void TopicMapping::Private::removeTopic(Topic *topic)
         else
             release(keyword.get());
     }
+}
+
+// Whether a message says more than what is known. One that was missed is as old as what it replaces
+// may be known to be: it must not make a keyword fresh of which nothing has been heard.
+bool TopicMapping::Private::isNews(Topic *topic, const TopicMessage &message, bool isFirst)
+{
+    if (isFirst || !topic->sync)
+        topic->sync = std::make_unique<TopicSync>();
+    const size_t payload = qHash(message.payload);
+    if (!message.isCopy) {
+        topic->sync->takeLive(
+            payload, message.isFlagExact ? std::optional(message.isRetained) : std::nullopt,
+            message.arrival);
+        doubtful.remove(topic);
+        return true;
+    }
+    const TopicSync::Verdict verdict = topic->sync->takeCopy(payload, message.arrival);
+    if (verdict == TopicSync::Verdict::Doubtful)
+        doubtful.insert(topic);
+    else
+        doubtful.remove(topic);
+    if (verdict != TopicSync::Verdict::New)
+        return false;
+    if (message.notBefore > 0)
+        ++counts.recovered;
+    messageTime = message.notBefore;
+    return true;
 }
 
 void TopicMapping::Private::takeValues(Topic *topic, const TopicMessage &message, qint64 now)
@@ -1476,6 +1508,12 @@ QByteArrayList TopicMapping::takeOldFilters()
 void TopicMapping::beginConnection()
 {
     ++d->connection;
+    d->doubtful.clear();
+}
+
+bool TopicMapping::hasDoubts() const
+{
+    return !d->doubtful.isEmpty();
 }
 
 bool TopicMapping::take(const TopicMessage &message, qint64 now)
@@ -1484,6 +1522,9 @@ bool TopicMapping::take(const TopicMessage &message, qint64 now)
     if (!topic)
         return false;
     const bool isFirst = std::exchange(topic->connection, d->connection) != d->connection;
+    d->messageTime = 0;
+    if (d->options.isResynced && !d->isNews(topic, message, isFirst))
+        return false;
     constexpr qsizetype longestState = 1024; // descriptions are longer
     const bool isState = (topic->keepsState || !topic->availabilities.empty())
         && message.payload.size() <= longestState;

@@ -37,6 +37,7 @@ struct MappingOptions
     QList<DescribedBy> conventions;
     bool meta = false; // units and limits are keywords as well
     bool labelUnit = false; // labels end with the unit
+    bool isResynced = false; // copies of what is retained come more than once
 };
 
 // A write, as a message.
@@ -55,6 +56,9 @@ struct TopicMessage
     bool isRetained = false;
     bool isFlagExact = true; // the flag is as it was published, so that a deletion can be told
     qint64 expiry = -1; // in seconds
+    bool isCopy = false; // sent because it is kept, and not because it is published now
+    qint64 arrival = 0; // in milliseconds of a steady clock; only if it may be a copy
+    qint64 notBefore = 0; // when a copy that says something new was not there yet; 0: not known
 };
 
 // A keyword that nobody has declared.
@@ -77,6 +81,7 @@ public:
         quint64 misfits = 0; // messages that did not fit their keyword
         quint64 collisions = 0; // topics without a keyword, as another one has its path
         quint64 skipped = 0; // of descriptions
+        quint64 recovered = 0; // messages that had been missed
     };
 
     explicit TopicMapping(const MappingOptions &options);
@@ -98,6 +103,8 @@ public:
     // Whether it is the first retained message of its topic in this connection. The time is now,
     // in milliseconds.
     bool take(const TopicMessage &message, qint64 now);
+    // Whether there are copies that were not taken, as newer messages may just have come.
+    bool hasDoubts() const;
     // Takes care of values that have expired. Returns when to call it next, or 0.
     qint64 expire(qint64 now);
 

@@ -248,6 +248,18 @@ void Broker::setPasswords(const QHash<QString, QString> &passwords)
 {
     options.passwords = passwords;
     writePasswords();
+    reload();
+}
+
+void Broker::setAcl(const QByteArray &acl)
+{
+    options.acl = acl;
+    writeFile(q("acl"), acl);
+    reload();
+}
+
+void Broker::reload()
+{
     const auto reloads = log().count("Reloading config");
     ::kill(pid_t(process.processId()), SIGHUP);
     waitUntil(&process, [&] { return log().count("Reloading config") > reloads; });

@@ -48,6 +48,8 @@ public:
     bool restart() { return kill(), start(); }
     // SIGHUP after the passwords have been replaced.
     void setPasswords(const QHash<QString, QString> &passwords);
+    // The same for what users may; only if there was an acl from the beginning.
+    void setAcl(const QByteArray &acl);
 
     // The options that start() takes next.
     BrokerOptions options;
@@ -66,6 +68,7 @@ public:
 
 private:
     bool launch();
+    void reload();
     void save();
     void writePasswords() const;
     QByteArray configuration() const;

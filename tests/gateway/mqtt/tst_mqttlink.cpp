@@ -144,6 +144,7 @@ private Q_SLOTS:
     void oldBrokers_areSpokenToIn311_data();
     void oldBrokers_areSpokenToIn311();
     void fixedVersion_isKept();
+    void refusedFive_isNotTriedAgain();
     void closesBeforeAnAnswer_doNotKeepFiveAway();
     void credentials_areChecked_data();
     void credentials_areChecked();
@@ -237,6 +238,16 @@ void tst_MqttLink::fixedVersion_isKept()
     QVERIFY(!broker.versions.contains(5));
     QCOMPARE(link.link.reason(),
              QStringLiteral("cannot connect: the broker closed the connection"));
+}
+
+// A balancer in front of brokers that speak 3.1.1 closes as long as none of them is there.
+void tst_MqttLink::refusedFive_isNotTriedAgain()
+{
+    FakeBroker broker(QByteArray("\x20\x02\x00\x01", 4), {});
+    Link link(optionsFor(broker.serverPort()));
+    link.link.open();
+    QTRY_VERIFY_WITH_TIMEOUT(broker.versions.size() >= 6, longTime);
+    QCOMPARE(broker.versions.mid(0, 6), (QList {5, 4, 4, 4, 4, 4}));
 }
 
 void tst_MqttLink::closesBeforeAnAnswer_doNotKeepFiveAway()

@@ -34,6 +34,21 @@ MqttOptions optionsFor(const Broker &broker)
     return options;
 }
 
+MqttOptions resyncedOptions(const Broker &broker, int version)
+{
+    MqttOptions options = optionsFor(broker);
+    options.resync = 1s;
+    options.version = version;
+    return options;
+}
+
+void addVersions()
+{
+    QTest::addColumn<int>("version");
+    QTest::newRow("5") << 5;
+    QTest::newRow("3.1.1") << 3;
+}
+
 TopicKeyword writable(const char *topic, const char *type)
 {
     TopicKeyword keyword;
@@ -55,7 +70,10 @@ MappingOptions everything(const QList<TopicKeyword> &keywords = {})
 struct Observed
 {
     Observed(const Broker &broker, const MappingOptions &mapping, int qos = 0)
-        : source(optionsFor(broker), mapping, qos)
+        : Observed(optionsFor(broker), mapping, qos)
+    { }
+    Observed(const MqttOptions &options, const MappingOptions &mapping, int qos = 0)
+        : source(options, mapping, qos)
     {
         QObject::connect(&source, &Source::stateChanged, &source,
                          [this](State state) { states.append(state); });
@@ -184,6 +202,16 @@ private Q_SLOTS:
     void stop_isQuick();
     void deletion_isPossibleFromHandlers();
     void slowReader_getsTheNewest();
+    void resync_bringsWhatWasMissed_data() { addVersions(); }
+    void resync_bringsWhatWasMissed();
+    void resync_isQuietOtherwise_data() { addVersions(); }
+    void resync_isQuietOtherwise();
+    void resync_leavesWhatIsNotRetained();
+    void resync_leavesFlagsAsPublished();
+    void resync_isNoSignOfLife_data() { addVersions(); }
+    void resync_isNoSignOfLife();
+    void resync_confirmsNoWrite();
+    void noResync_byDefault();
     void mounted_readbackIsShown();
     void mounted_linkLossKeepsValues();
     void mounted_twoWritersAddUp();
@@ -608,6 +636,161 @@ void tst_MqttSource::slowReader_getsTheNewest()
     while (observed.source.statistics().messages < count && writer.isConnected()) { }
     QTRY_COMPARE_WITH_TIMEOUT(observed.value("/fast"), QVariant(double(count)), longTime);
     QVERIFY(observed.reports - before <= count);
+}
+
+// The broker keeps the message to itself for once.
+void tst_MqttSource::resync_bringsWhatWasMissed()
+{
+    QFETCH(const int, version);
+    BrokerOptions brokerOptions;
+    brokerOptions.acl = "topic readwrite #\n";
+    Broker broker(brokerOptions);
+    QVERIFY(broker.start());
+    BrokerClient writer(broker);
+    writer.publish("a", "1", true);
+    QVERIFY(writer.flush());
+    Observed observed(resyncedOptions(broker, version), everything());
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    broker.setAcl("topic write #\n");
+    writer.publish("a", "2", true);
+    writer.publish("b", "3", true);
+    QVERIFY(writer.flush());
+    broker.setAcl("topic readwrite #\n");
+    QTRY_COMPARE_WITH_TIMEOUT(observed.value("/a"), QVariant(2.0), longTime);
+    QTRY_COMPARE_WITH_TIMEOUT(observed.value("/b"), QVariant(3.0), longTime);
+    writer.publish("a", "4", true);
+    QTRY_COMPARE_WITH_TIMEOUT(observed.value("/a"), QVariant(4.0), longTime);
+}
+
+void tst_MqttSource::resync_isQuietOtherwise()
+{
+    QFETCH(const int, version);
+    Broker broker;
+    QVERIFY(broker.start());
+    BrokerClient writer(broker);
+    for (int i = 0; i < 1000; ++i)
+        writer.publish("plant/" + QByteArray::number(i), QByteArray::number(i), true);
+    QVERIFY(writer.flush());
+    Observed observed(resyncedOptions(broker, version), everything());
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    writer.publish("plant/7", "live", true);
+    QTRY_VERIFY_WITH_TIMEOUT(observed.source.statistics().messages > 3000, longTime);
+    QCOMPARE(observed.reports, 1001);
+    QCOMPARE(observed.states, (QList {State::Connecting, State::Subscribing, State::Ready}));
+}
+
+// What a topic keeps is older than what it said without keeping it.
+void tst_MqttSource::resync_leavesWhatIsNotRetained()
+{
+    Broker broker;
+    QVERIFY(broker.start());
+    BrokerClient writer(broker);
+    writer.publish("a", "1", true);
+    QVERIFY(writer.flush());
+    Observed observed(resyncedOptions(broker, 5), everything());
+    QList<QVariant> values;
+    connect(&observed.source, &Source::reported, this, [&](const SourceReport &report) {
+        for (const SourceValue &value : report.values)
+            values.append(value.value.value_or(QVariant()));
+    });
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    writer.publish("a", "2");
+    QVERIFY(writer.flush());
+    QTRY_VERIFY_WITH_TIMEOUT(observed.source.statistics().messages >= 6, longTime);
+    QCOMPARE(values, (QList<QVariant> {1.0, 2.0}));
+}
+
+// An empty message is a text, or takes the text back that was retained.
+void tst_MqttSource::resync_leavesFlagsAsPublished()
+{
+    Broker broker;
+    QVERIFY(broker.start());
+    BrokerClient writer(broker);
+    writer.publish("other", "1", true);
+    writer.publish("a", "text", true);
+    QVERIFY(writer.flush());
+    Observed observed(resyncedOptions(broker, 5), everything());
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    QTRY_VERIFY_WITH_TIMEOUT(observed.source.statistics().messages >= 4, longTime);
+    writer.publish("a", "");
+    QTRY_COMPARE_WITH_TIMEOUT(observed.value("/a"), QVariant(QString()), longTime);
+    writer.publish("a", "", true);
+    QTRY_VERIFY_WITH_TIMEOUT(!observed.values.contains(q("/a")), longTime);
+}
+
+void tst_MqttSource::resync_isNoSignOfLife()
+{
+    QFETCH(const int, version);
+    Broker broker;
+    QVERIFY(broker.start());
+    BrokerClient writer(broker);
+    writer.publish("a", "1", true);
+    QVERIFY(writer.flush());
+    TopicKeyword keyword;
+    keyword.topic = q("a");
+    keyword.type = q("double");
+    keyword.staleAfter = 2500ms;
+    pellix::server::KeywordServer server;
+    MqttSource source(resyncedOptions(broker, version), everything({keyword}));
+    const SourceMount mount(&source, &server, q("test"), q("/"), SourceMount::createQueue());
+    source.start();
+    QTRY_COMPARE_WITH_TIMEOUT(source.state(), State::Ready, longTime);
+    Client client(&server);
+    client.create("/a");
+    QTRY_COMPARE_WITH_TIMEOUT(client.seen.join(QLatin1Char(' ')), q("/a=1 coc-"), longTime);
+    client.taken();
+    QTRY_COMPARE_WITH_TIMEOUT(client.seen.join(QLatin1Char(' ')), q("/a=1 c-c-"), longTime);
+    // And it stays so.
+    const quint64 before = source.statistics().messages;
+    QTRY_VERIFY_WITH_TIMEOUT(source.statistics().messages > before + 1, longTime);
+    QCOMPARE(client.seen.size(), 1);
+}
+
+// A copy of the value that is there says nothing of a write that is on its way.
+void tst_MqttSource::resync_confirmsNoWrite()
+{
+    Broker broker;
+    QVERIFY(broker.start());
+    BrokerClient device(broker);
+    device.publish("v", "1", true);
+    QVERIFY(device.flush());
+    QVERIFY(device.subscribe("v/set"));
+    pellix::server::KeywordServer server;
+    MqttSource source(resyncedOptions(broker, 5), everything({setpoint(60s)}));
+    const SourceMount mount(&source, &server, q("test"), q("/"), SourceMount::createQueue());
+    source.start();
+    QTRY_COMPARE_WITH_TIMEOUT(source.state(), State::Ready, longTime);
+    Client client(&server);
+    client.create("/v");
+    client.taken();
+    client.update("/v", "2");
+    QTRY_COMPARE_WITH_TIMEOUT(device.payloads("v/set"), QList<QByteArray> {"2"}, longTime);
+    const quint64 before = source.statistics().messages;
+    QTRY_VERIFY_WITH_TIMEOUT(source.statistics().messages >= before + 3, longTime);
+    QCOMPARE(client.seen.join(QLatin1Char(' ')), q("/v=1 co--")); // it still waits
+    device.publish("v", "2", true);
+    QTRY_COMPARE_WITH_TIMEOUT(client.seen.join(QLatin1Char(' ')), q("/v=1 co-- /v=2 coc-"),
+                              longTime);
+}
+
+void tst_MqttSource::noResync_byDefault()
+{
+    Broker broker;
+    QVERIFY(broker.start());
+    BrokerClient writer(broker);
+    writer.publish("a", "1", true);
+    QVERIFY(writer.flush());
+    Observed observed(broker, everything());
+    Observed resynced(resyncedOptions(broker, 5), everything());
+    observed.source.start();
+    resynced.source.start();
+    QTRY_STATE(observed, State::Ready);
+    QTRY_VERIFY_WITH_TIMEOUT(resynced.source.statistics().messages >= 3, longTime);
+    QCOMPARE(observed.source.statistics().messages, quint64(1));
 }
 
 void tst_MqttSource::mounted_readbackIsShown()

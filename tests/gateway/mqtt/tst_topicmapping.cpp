@@ -132,6 +132,7 @@ private Q_SLOTS:
     void pattern_mayBeNone_data();
     void pattern_mayBeNone();
     void messages_becomeKeywords_data();
+    void missedCopy_isAsOldAsItMayBe();
     void messages_becomeKeywords();
     void emptyMessage_deletes_data();
     void emptyMessage_deletes();
@@ -1204,6 +1205,46 @@ void tst_TopicMapping::reports_areCompacted()
     QCOMPARE(report.values.at(0).value.value_or(QVariant()).toInt(), 6);
     QCOMPARE(report.values.at(1).value.value_or(QVariant()).toInt(), 7);
     QVERIFY(!report.values.at(0).online);
+}
+
+void tst_TopicMapping::missedCopy_isAsOldAsItMayBe()
+{
+    MappingOptions options;
+    options.isResynced = true;
+    for (const char *const topic : {"a", "b"}) {
+        TopicKeyword keyword;
+        keyword.topic = q(topic);
+        keyword.type = q("double");
+        options.keywords.append(keyword);
+    }
+    TopicMapping mapping(options);
+    QList<qint64> times;
+    const auto take = [&](const char *topic, const char *payload, bool isCopy, qint64 notBefore) {
+        TopicMessage message {topic, payload, isCopy, false};
+        message.isCopy = isCopy;
+        message.arrival = 5000;
+        message.notBefore = notBefore;
+        const bool isFirst = mapping.take(message, 0);
+        ReportList reports = mapping.takeReports();
+        while (!reports.isEmpty()) {
+            for (const SourceValue &value : reports.takeSlice(100).values) {
+                if (value.value)
+                    times.append(value.time);
+            }
+        }
+        return isFirst;
+    };
+    QVERIFY(take("a", "1", true, 0));
+    QVERIFY(!take("a", "1", true, 1700000000000)); // known
+    take("a", "2", true, 1700000001000);
+    take("b", "1", true, 1700000002000);
+    take("b", "2", false, 0);
+    take("b", "1", true, 1700000002000); // maybe older
+    QVERIFY(mapping.hasDoubts());
+    take("b", "3", false, 0);
+    QVERIFY(!mapping.hasDoubts());
+    QCOMPARE(times, (QList<qint64> {0, 1700000001000, 1700000002000, 0, 0}));
+    QCOMPARE(mapping.statistics().recovered, quint64(2));
 }
 
 QTEST_GUILESS_MAIN(tst_TopicMapping)

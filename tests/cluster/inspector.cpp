@@ -1,0 +1,114 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "tests/cluster/inspector.h"
+
+#include "tests/cluster/plant.h"
+
+#include <QtCore/QJsonDocument>
+#include <QtCore/QUrl>
+
+#include <algorithm>
+
+using namespace std::chrono_literals;
+
+Inspector::Inspector(const QString &name, quint16 port, int keywords, QObject *parent)
+    : QObject(parent), places(size_t(keywords))
+{
+    setObjectName(name);
+    const QUrl url(QStringLiteral("ws://127.0.0.1:%1").arg(port));
+    retry.setSingleShot(true);
+    connect(&retry, &QTimer::timeout, this, [this, url] { socket.open(url); });
+    connect(&socket, &QWebSocket::connected, this, [this] {
+        for (int i = 0; i < int(places.size()); ++i) {
+            socket.sendTextMessage(
+                QStringLiteral("{\"cmd\":\"keyCreateOrUpdate\",\"payload\":{\"keyword\":\"%1\"}}")
+                    .arg(plant::path(i)));
+        }
+    });
+    connect(&socket, &QWebSocket::textMessageReceived, this, &Inspector::read);
+    connect(&socket, &QWebSocket::disconnected, this, [this] {
+        for (Place &place : places) {
+            endWrong(&place, plant::now());
+            place.online = false;
+            place.value = -1;
+        }
+        retry.start(100ms);
+    });
+    socket.open(url);
+}
+
+Inspector::~Inspector()
+{
+    socket.disconnect(this);
+    socket.abort();
+}
+
+void Inspector::endWrong(Place *place, qint64 now)
+{
+    if (place->wrongSince == 0)
+        return;
+    const qint64 since = std::exchange(place->wrongSince, 0);
+    const qint64 duration = now - since;
+    if (faultEnd > 0)
+        longestWrongAfter = std::max(longestWrongAfter, now - std::max(since, faultEnd));
+    longestWrong = std::max(longestWrong, duration);
+    lateValues += duration > 1000;
+}
+
+void Inspector::read(const QString &text)
+{
+    const QJsonObject payload =
+        QJsonDocument::fromJson(text.toUtf8()).object().value(QLatin1String("payload")).toObject();
+    const int keyword = plant::number(payload.value(QLatin1String("keyword")).toString());
+    if (keyword < 0 || keyword >= int(places.size()))
+        return;
+    ++events;
+    Place &place = places[size_t(keyword)];
+    const bool wasOnline =
+        std::exchange(place.online, payload.value(QLatin1String("online")).toBool());
+    const qint64 value = payload.value(QLatin1String("value")).toInteger(-1);
+    if (wasOnline && place.online && value < place.value)
+        ++stepsBack;
+    place.value = value;
+    const bool isWrong = place.online && value < place.acknowledged;
+    const qint64 now = plant::now();
+    if (!isWrong)
+        endWrong(&place, now);
+    else if (place.wrongSince == 0)
+        place.wrongSince = now;
+}
+
+void Inspector::noteAcknowledged(int keyword, qint64 value, qint64 time)
+{
+    Place &place = places[size_t(keyword)];
+    place.acknowledged = std::max(place.acknowledged, value);
+    if (place.online && place.value < value && place.wrongSince == 0)
+        place.wrongSince = time;
+}
+
+int Inspector::missing(const std::vector<qint64> &kept) const
+{
+    int count = 0;
+    for (size_t i = 0; i < places.size(); ++i) {
+        const Place &place = places[i];
+        const qint64 expected =
+            kept.empty() ? place.acknowledged : std::min(place.acknowledged, kept[i]);
+        count += !place.online || place.value < expected;
+    }
+    return count;
+}
+
+int Inspector::wrong(qint64 longerThan) const
+{
+    const qint64 now = plant::now();
+    return int(std::count_if(places.begin(), places.end(), [&](const Place &place) {
+        return place.wrongSince > 0 && now - place.wrongSince > longerThan;
+    }));
+}
+
+int Inspector::offline() const
+{
+    return int(std::count_if(places.begin(), places.end(),
+                             [](const Place &place) { return !place.online; }));
+}

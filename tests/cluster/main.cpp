@@ -1,0 +1,158 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "programs/common/interrupt.h"
+#include "tests/cluster/cluster.h"
+#include "tests/cluster/scenarios.h"
+#include "tests/soak/report.h"
+
+#include <QtCore/QCommandLineParser>
+#include <QtCore/QCoreApplication>
+
+#include <cstdio>
+
+#include <sys/resource.h>
+
+namespace {
+
+constexpr int skipped = 77; // as ctest is told
+
+QString q(const char *text)
+{
+    return QString::fromLatin1(text);
+}
+
+int fail(const QString &text)
+{
+    std::fprintf(stderr, "cluster: %s\n", qPrintable(text));
+    return 2;
+}
+
+// Each screen takes a file of haproxy's twice, and one of its gateway's.
+void allowManyFiles()
+{
+    rlimit limit {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+struct Scenario
+{
+    const char *name;
+    const char *description;
+    bool (*run)(const ScenarioOptions &options, Report *report);
+};
+
+constexpr Scenario scenarios[] = {
+    {"scale", "Measure what gateways deliver in a second of the processor, 1, 2 and 4 of them.",
+     runScale},
+    {"gateway-dies", "Kill a gateway under screens of either kind.", runGatewayDies},
+    {"node-dies", "Kill a node of the brokers while devices publish.", runNodeDies},
+    {"node-partitioned", "Cut a node off from the others while devices publish.",
+     runNodePartitioned},
+    {"upgrade", "Restart all gateways, one after the other, under screens.", runUpgrade},
+    {"growth", "Measure what more screens, keywords and changes cost.", runGrowth},
+};
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(q("cluster"));
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        q("Runs gateways behind haproxy over three nodes of nats-server, and screens, on this "
+          "machine.\nEnds with 0 when all went well, 1 when not, 2 when not understood, and 77 "
+          "when\nnats-server or haproxy is not installed."));
+    parser.addHelpOption();
+    for (const Scenario &scenario : scenarios)
+        parser.addOption(QCommandLineOption(q(scenario.name), q(scenario.description)));
+    const auto option = [&parser](const char *name, const char *description) {
+        parser.addOption(QCommandLineOption(q(name), q(description), q("value")));
+    };
+    option("screens", "So many screens; for --growth a list, such as 100,10,1000.");
+    option("keywords-each", "So many keywords on a screen.");
+    option("keywords", "So many keywords in all; for --growth a list.");
+    option("rates", "Changes of each keyword in a second; for --growth a list.");
+    option("gateways", "So many gateways; for --scale a list.");
+    option("resync", "The seconds after which gateways ask again for what is retained.");
+    option("seconds", "How long a measurement or a fault lasts.");
+    parser.addOption(QCommandLineOption(
+        q("brokers-alone"), q("For a node's faults: without gateways; what nats-server loses.")));
+    parser.addOption(QCommandLineOption(
+        q("engine-may-lose"), q("For a node's faults: gateways have to show what there is.")));
+    option("report", "Write the figures to the file as JSON.");
+    if (!parser.parse(QCoreApplication::arguments()))
+        return fail(parser.errorText());
+    if (parser.isSet(q("help")))
+        parser.showHelp();
+    if (!parser.positionalArguments().isEmpty())
+        return fail(q("unexpected argument: ") + parser.positionalArguments().constFirst());
+    const Scenario *chosen = nullptr;
+    int count = 0;
+    for (const Scenario &scenario : scenarios) {
+        if (!parser.isSet(q(scenario.name)))
+            continue;
+        chosen = &scenario;
+        ++count;
+    }
+    if (count != 1)
+        return fail(q("one scenario is needed; --help lists them"));
+
+    QString error;
+    const auto numbers = [&](const char *name, double least, double most) {
+        QList<double> result;
+        const QStringList texts = parser.value(q(name)).split(QLatin1Char(','), Qt::SkipEmptyParts);
+        for (const QString &text : texts) {
+            bool isNumber = false;
+            result.append(text.toDouble(&isNumber));
+            if (!isNumber || result.constLast() < least || result.constLast() > most)
+                error = q("--%1: not a number from %2 to %3: %4")
+                            .arg(q(name))
+                            .arg(least)
+                            .arg(most)
+                            .arg(text);
+        }
+        if (parser.isSet(q(name)) && result.isEmpty())
+            error = q("--%1: a number is needed").arg(q(name));
+        return result;
+    };
+    const auto counts = [&](const char *name, int most) {
+        QList<int> result;
+        for (const double number : numbers(name, 1, most))
+            result.append(int(number));
+        return result;
+    };
+    ScenarioOptions options;
+    options.screens = counts("screens", 20000);
+    options.keywordsEach = counts("keywords-each", 100000).value(0);
+    options.keywords = counts("keywords", 400000);
+    options.rates = numbers("rates", 0.001, 1000);
+    options.gateways = counts("gateways", 16);
+    options.resync = numbers("resync", 1, 3600).value(0);
+    options.seconds = counts("seconds", 86400).value(0);
+    options.hasBrokersAlone = parser.isSet(q("brokers-alone"));
+    options.mayEngineLose = parser.isSet(q("engine-may-lose"));
+    Report report;
+    if (!error.isEmpty()
+        || (parser.isSet(q("report")) && !report.open(parser.value(q("report")), &error)))
+        return fail(error);
+
+    for (const char *const program : {"nats-server", "haproxy", "openssl"}) {
+        if (findProgram(q(program)).isEmpty()) {
+            std::fprintf(stderr, "cluster: %s is not installed: nothing is tried\n", program);
+            return skipped;
+        }
+    }
+    allowManyFiles();
+    programs::onInterrupt([] { isInterrupted = true; });
+    const bool passed = chosen->run(options, &report);
+    if (isInterrupted)
+        std::fprintf(stderr, "cluster: interrupted\n");
+    if (!report.save(&error))
+        return fail(error);
+    return passed && !isInterrupted ? 0 : 1;
+}

@@ -1,0 +1,242 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+// Measurements: what many screens, keywords and changes cost.
+
+#include "tests/cluster/plant.h"
+#include "tests/cluster/scenarios.h"
+#include "tests/cluster/site.h"
+#include "tests/soak/report.h"
+
+#include <QtCore/QJsonArray>
+#include <QtCore/QThread>
+
+namespace {
+
+QString q(const char *text)
+{
+    return QString::fromLatin1(text);
+}
+
+struct Load
+{
+    int gateways = 1;
+    int screens = 100;
+    int keywordsEach = 100;
+    int keywords = 10000;
+    double rate = 1; // of each keyword
+    int seconds = 10;
+    bool isPinned = false;
+};
+
+struct Part
+{
+    double cores = 0;
+    double mib = 0;
+};
+
+struct Measured
+{
+    bool isWell = false;
+    double published = 0; // per second
+    double delivered = 0; // to screens, per second
+    double perProcessorSecond = 0; // deliveries, of the gateways
+    Part nodes;
+    Part gateways;
+    Part balancer;
+    Part screens;
+};
+
+Measured measure(const Load &load, Report *report)
+{
+    Measured result;
+    Site::Options siteOptions;
+    siteOptions.keywords = load.keywords;
+    siteOptions.cluster.gateways = load.gateways;
+    siteOptions.cluster.isPinned = load.isPinned;
+    siteOptions.isInspected = false;
+    siteOptions.qos = 0; // what a cluster keeps, it writes three times: not at such rates
+    Site site(siteOptions, report);
+    if (!site.start())
+        return result;
+    Screens screens(
+        site.cluster,
+        {q("client"), load.screens, qMin(load.keywordsEach, load.keywords), load.keywords});
+    if (!screens.start() || !waitUntil([&] { return screens.live() == load.screens; }, 300000)) {
+        site.fail(q("%1 of %2 screens are live").arg(screens.live()).arg(load.screens));
+        return result;
+    }
+    site.publish(load.rate * load.keywords);
+    pause(2000);
+
+    struct Moment
+    {
+        explicit Moment(const Site &site, Screens *screens)
+            : nodes(site.cluster.nodeUsage()), gateways(site.cluster.gatewayUsage()),
+              balancer(site.cluster.balancerUsage()), screens(screens->usage()), time(plant::now())
+        {
+            for (int i = 0; i < site.cluster.gatewayCount(); ++i)
+                events += site.cluster.metric(i, "pellix_events_total");
+            for (const auto &publisher : site.publishers)
+                published += publisher->published();
+        }
+        Usage nodes;
+        Usage gateways;
+        Usage balancer;
+        Usage screens;
+        qint64 time;
+        double events = 0;
+        qint64 published = 0;
+    };
+    const Moment begin(site, &screens);
+    pause(qint64(load.seconds) * 1000);
+    const Moment end(site, &screens);
+    if (isInterrupted)
+        return result;
+
+    const double seconds = double(end.time - begin.time) / 1000;
+    const auto part = [seconds](const Usage &before, const Usage &after) {
+        return Part {(after.processorSeconds - before.processorSeconds) / seconds,
+                     double(after.residentKib) / 1024};
+    };
+    result.published = double(end.published - begin.published) / seconds;
+    result.delivered = (end.events - begin.events) / seconds;
+    result.nodes = part(begin.nodes, end.nodes);
+    result.gateways = part(begin.gateways, end.gateways);
+    result.balancer = part(begin.balancer, end.balancer);
+    result.screens = part(begin.screens, end.screens);
+    if (result.gateways.cores > 0)
+        result.perProcessorSecond = result.delivered / result.gateways.cores;
+    // A run that measures nothing, or in which screens are left behind, is none.
+    if (result.delivered <= 0) {
+        site.fail(q("nothing was delivered"));
+        return result;
+    }
+    constexpr qint64 finalValue = 100000000;
+    if (!site.publishLast(finalValue)) {
+        site.fail(q("the last values are not acknowledged"));
+        return result;
+    }
+    int wrong = -1;
+    result.isWell = waitUntil([&] { return (wrong = screens.report(finalValue).wrong) == 0; });
+    if (!result.isWell)
+        site.fail(q("%1 values on screens stay wrong").arg(wrong));
+    return result;
+}
+
+QJsonObject toJson(const Part &part)
+{
+    return {{q("cores"), part.cores}, {q("mib"), part.mib}};
+}
+
+QString column(double value, int width, int digits = 0)
+{
+    return QString::number(value, 'f', digits).rightJustified(width);
+}
+
+QString column(const Part &part)
+{
+    return column(part.cores * 100, 7, 1) + column(part.mib, 7);
+}
+
+} // namespace
+
+bool runScale(const ScenarioOptions &options, Report *report)
+{
+    const bool isPinned = QThread::idealThreadCount() > 1;
+    const QList<int> counts = options.gateways.isEmpty() ? QList<int> {1, 2, 4} : options.gateways;
+    report->line("scale: ",
+                 isPinned ? "all gateways on core 0; nodes, haproxy and screens on the "
+                            "others; the publisher on any"
+                          : "one core for everything: the figures mean little");
+    report->line("gateways  values/s  deliveries/s  per processor second  of one gateway's");
+    QJsonArray rows;
+    double first = 0;
+    bool isWell = true;
+    for (const int count : counts) {
+        Load load;
+        load.gateways = count;
+        load.screens = options.screens.value(0, 100);
+        load.keywordsEach = options.keywordsEach > 0 ? options.keywordsEach : 100;
+        load.keywords = options.keywords.value(0, 1000);
+        load.rate = options.rates.value(0, 1);
+        load.seconds = options.seconds > 0 ? options.seconds : 20;
+        load.isPinned = isPinned;
+        const Measured measured = measure(load, report);
+        isWell = isWell && measured.isWell;
+        if (!isWell)
+            break;
+        first = first > 0 ? first : measured.perProcessorSecond;
+        report->line(column(count, 8), column(measured.published, 10),
+                     column(measured.delivered, 14), column(measured.perProcessorSecond, 22),
+                     column(measured.perProcessorSecond / first, 18, 2));
+        rows.append(QJsonObject {{q("gateways"), count},
+                                 {q("valuesPerSecond"), measured.published},
+                                 {q("deliveriesPerSecond"), measured.delivered},
+                                 {q("perProcessorSecond"), measured.perProcessorSecond},
+                                 {q("ofTheFirst"), measured.perProcessorSecond / first}});
+    }
+    report->line("goal: at least 0.9 of one gateway's");
+    report->figures = {{q("scenario"), q("scale")}, {q("pinned"), isPinned}, {q("rows"), rows}};
+    return isWell;
+}
+
+bool runGrowth(const ScenarioOptions &options, Report *report)
+{
+    const QList<int> screens =
+        options.screens.isEmpty() ? QList<int> {100, 10, 1000} : options.screens;
+    const QList<int> keywords =
+        options.keywords.isEmpty() ? QList<int> {10000, 1000, 100000} : options.keywords;
+    const QList<double> rates = options.rates.isEmpty() ? QList<double> {1, 10} : options.rates;
+    // The first of each is what the others are varied around.
+    Load base;
+    base.gateways = options.gateways.value(0, 2);
+    base.screens = screens.constFirst();
+    base.keywords = keywords.constFirst();
+    base.rate = rates.constFirst();
+    base.keywordsEach = options.keywordsEach > 0 ? options.keywordsEach : 100;
+    base.seconds = options.seconds > 0 ? options.seconds : 20;
+    QList<Load> loads {base};
+    for (const int count : screens.mid(1)) {
+        loads.append(base);
+        loads.last().screens = count;
+    }
+    for (const int count : keywords.mid(1)) {
+        loads.append(base);
+        loads.last().keywords = count;
+    }
+    for (const double rate : rates.mid(1)) {
+        loads.append(base);
+        loads.last().rate = rate;
+    }
+    report->line("growth: ", base.gateways, " gateways, three nodes, haproxy with TLS, ",
+                 base.keywordsEach, " keywords a screen; % of a core, MiB; QoS 0");
+    report->line("screens keywords   Hz  values/s delivered/s |  nodes    MiB |gateways  MiB "
+                 "|haproxy   MiB |screens   MiB");
+    QJsonArray rows;
+    bool isWell = true;
+    for (const Load &load : std::as_const(loads)) {
+        const Measured measured = measure(load, report);
+        isWell = isWell && measured.isWell;
+        if (!isWell)
+            break;
+        report->line(column(load.screens, 7), column(load.keywords, 9), column(load.rate, 5, 1),
+                     column(measured.published, 10), column(measured.delivered, 12), " |",
+                     column(measured.nodes), " |", column(measured.gateways), " |",
+                     column(measured.balancer), " |", column(measured.screens));
+        rows.append(QJsonObject {{q("screens"), load.screens},
+                                 {q("keywords"), load.keywords},
+                                 {q("rate"), load.rate},
+                                 {q("valuesPerSecond"), measured.published},
+                                 {q("deliveriesPerSecond"), measured.delivered},
+                                 {q("nodes"), toJson(measured.nodes)},
+                                 {q("gateways"), toJson(measured.gateways)},
+                                 {q("haproxy"), toJson(measured.balancer)},
+                                 {q("screenProcesses"), toJson(measured.screens)}});
+    }
+    report->figures = {{q("scenario"), q("growth")},
+                       {q("gateways"), base.gateways},
+                       {q("keywordsEach"), base.keywordsEach},
+                       {q("rows"), rows}};
+    return isWell;
+}

@@ -1,0 +1,54 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+
+#include <chrono>
+
+// The keywords of the cluster's plant: topics, paths, and what both clients of the broker and
+// screens find in them. All values count up from 1.
+namespace plant {
+
+inline QByteArray topic(int i)
+{
+    return "plant/line" + QByteArray::number(i / 100) + "/k" + QByteArray::number(i % 100);
+}
+
+// -1 when it is none of them.
+inline int number(QStringView path)
+{
+    constexpr QStringView head = u"plant/line";
+    if (path.startsWith(u'/'))
+        path = path.mid(1);
+    const qsizetype end = path.indexOf(u"/k", head.size());
+    if (!path.startsWith(head) || end < 0)
+        return -1;
+    bool isLine = false;
+    bool isKeyword = false;
+    const int line = path.mid(head.size(), end - head.size()).toInt(&isLine);
+    const int keyword = path.mid(end + 2).toInt(&isKeyword);
+    return isLine && isKeyword ? line * 100 + keyword : -1;
+}
+
+inline QString path(int i)
+{
+    return QLatin1Char('/') + QString::fromLatin1(topic(i));
+}
+
+// Which keyword a screen shows at a place.
+inline int shown(int screen, int place, int keywords)
+{
+    return int((qint64(screen) * 37 + place) % keywords);
+}
+
+// In milliseconds, the same in all processes of the machine.
+inline qint64 now()
+{
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+} // namespace plant

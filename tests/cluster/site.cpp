@@ -1,0 +1,161 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "tests/cluster/site.h"
+
+#include "tests/cluster/plant.h"
+#include "tests/soak/report.h"
+
+using namespace std::chrono_literals;
+
+Site::Site(const Options &options, Report *report)
+    : options(options), report(report), cluster(options.cluster),
+      acknowledged(size_t(options.keywords), 0)
+{
+    timer.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&timer, &QTimer::timeout, &cluster, [this] { tick(); });
+}
+
+Site::~Site()
+{
+    timer.stop();
+}
+
+bool Site::fail(const QString &what)
+{
+    if (isInterrupted)
+        return false;
+    report->line("failed: ", what);
+    report->line(QString::fromUtf8(cluster.logs()));
+    report->figures.insert(QStringLiteral("failed"), what);
+    return false;
+}
+
+// What is published, and where, differs from where gateways listen: one device for each node.
+bool Site::start()
+{
+    if (!cluster.start())
+        return fail(cluster.error());
+    for (int node = 0; node < Cluster::nodeCount; ++node) {
+        const int first = options.keywords * node / Cluster::nodeCount;
+        const int end = options.keywords * (node + 1) / Cluster::nodeCount;
+        publishers.push_back(
+            std::make_unique<Publisher>(cluster.brokerPort(node), first, end - first));
+    }
+    timer.start(10ms);
+    // A cluster that is new may acknowledge a value that it does not keep.
+    for (int i = 0;; ++i) {
+        if (!publishLast(1))
+            return fail(QStringLiteral("the first values are not acknowledged"));
+        int lost = 0;
+        std::vector<qint64> kept;
+        if (waitUntil([&] { return isKept(&lost, &kept); }, 15000))
+            break;
+        if (isInterrupted || i == 5)
+            return fail(QStringLiteral("the brokers do not keep the first values"));
+        firstValuesLost += lost;
+    }
+    if (firstValuesLost > 0)
+        report->line("nats-server had acknowledged ", firstValuesLost,
+                     " first values that it did not keep");
+    if (!cluster.startGateways())
+        return fail(cluster.error());
+    for (int i = 0; i < cluster.gatewayCount() && options.isInspected; ++i) {
+        inspectors.push_back(std::make_unique<Inspector>(QStringLiteral("gateway %1").arg(i + 1),
+                                                         cluster.gatewayPort(i), options.keywords));
+        for (int keyword = 0; keyword < options.keywords; ++keyword)
+            inspectors.back()->noteAcknowledged(keyword, acknowledged[size_t(keyword)], 0);
+    }
+    if (options.isInspected && !waitUntil([this] { return missing() == 0; }))
+        return fail(QStringLiteral("%1 first values are missing").arg(missing()));
+    for (const auto &inspector : inspectors) { // from here on
+        inspector->longestWrong = 0;
+        inspector->lateValues = 0;
+        inspector->stepsBack = 0;
+    }
+    if (options.qos == 0) {
+        for (const auto &publisher : publishers)
+            publisher->setQos(0, false);
+    }
+    return true;
+}
+
+void Site::publish(double rate)
+{
+    perSecond = rate;
+    due = 0;
+    last = plant::now();
+}
+
+void Site::tick()
+{
+    for (const auto &publisher : publishers) {
+        publisher->look();
+        const auto news = publisher->takeAcknowledged();
+        for (const Publisher::Acknowledged &one : news) {
+            ++acknowledgedCount;
+            qint64 &known = acknowledged[size_t(one.keyword)];
+            known = qMax(known, one.value);
+            for (const auto &inspector : inspectors)
+                inspector->noteAcknowledged(one.keyword, one.value, one.time);
+        }
+    }
+    if (perSecond <= 0)
+        return;
+    const qint64 now = plant::now();
+    due += perSecond * double(now - std::exchange(last, now)) / 1000;
+    constexpr int mostUnacknowledged = 2000; // a broker that hangs is not buried
+    for (; due >= 1; due -= 1) {
+        Publisher &publisher = *publishers[nextPublisher];
+        nextPublisher = (nextPublisher + 1) % publishers.size();
+        if (publisher.unacknowledged() < mostUnacknowledged)
+            publisher.publishNext();
+    }
+}
+
+bool Site::settle(int timeout)
+{
+    return waitUntil(
+        [this] {
+            for (const auto &publisher : publishers) {
+                if (publisher->unacknowledged() > 0)
+                    return false;
+            }
+            tick();
+            return true;
+        },
+        timeout);
+}
+
+bool Site::publishLast(qint64 value)
+{
+    publish(0);
+    for (const auto &publisher : publishers)
+        publisher->setQos(1, true);
+    for (const auto &publisher : publishers)
+        publisher->publishAll(value);
+    return settle(120000);
+}
+
+int Site::missing(const std::vector<qint64> &kept) const
+{
+    int count = 0;
+    for (const auto &inspector : inspectors)
+        count += inspector->missing(kept);
+    return count;
+}
+
+bool Site::isKept(int *lost, std::vector<qint64> *kept) const
+{
+    *lost = 0;
+    *kept = acknowledged;
+    for (int node = 0; node < Cluster::nodeCount; ++node) {
+        const QHash<int, qint64> values = retainedAt(cluster.nodePort(node), options.keywords);
+        for (int i = 0; i < options.keywords; ++i) {
+            const qint64 value = values.value(i);
+            *lost += value < acknowledged[size_t(i)];
+            (*kept)[size_t(i)] = qMin((*kept)[size_t(i)], value);
+        }
+    }
+    return *lost == 0;
+}
