@@ -14,8 +14,8 @@
 
 // A small simulated plant with the topics and payloads of real devices: two tanks, a room, a scale
 // that periodically stops publishing, a heater that periodically goes offline, an interlock that
-// never responds, a lamp with a Zigbee2MQTT description, and a boiler with a Homie 5 description. It
-// does not depend on a broker.
+// never responds, a lamp with a Zigbee2MQTT description, and a boiler with a Homie 5 description.
+// It does not depend on a broker.
 class Plant
 {
 public:
