@@ -197,7 +197,7 @@ class Pages:
         """The start page begins with the README, up to its own list of pages."""
         file = self.folder / 'index.html'
         text = file.read_text(encoding='utf-8')
-        body = re.sub(r'<h2 id="where-to-read-on">.*', '', body, flags=re.DOTALL)
+        body = re.sub(r'<h2 id="documentation">.*', '', body, flags=re.DOTALL)
         file.write_text(re.sub(r'(?=<h2\b)', lambda _: body, text, count=1), encoding='utf-8')
 
     def put_help_contents(self, groups, added):

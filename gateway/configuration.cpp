@@ -369,22 +369,22 @@ void Reader::readProxy(ConfigurationObject &listener, ClientIdentification *iden
     proxies->finish();
 }
 
-// Everybody on the way could read what is sent, and everybody who gets through could have a role:
-// both have to be said.
+// Unencrypted data, and clients without an identity, must be allowed explicitly on addresses that
+// other machines can reach.
 void Reader::checkAccess(ConfigurationObject &object, const Configuration::Listener &listener)
 {
     if (!listener.address.isLoopback()) {
         if (listener.chain.isEmpty() && !listener.isUnencryptedAllowed) {
-            object.problem(QStringLiteral("%1 is reached by other machines: it needs \"tls\", or "
+            object.problem(QStringLiteral("%1 can be reached by other machines: set \"tls\", or "
                                           "\"unencrypted\": true")
                                .arg(listener.address.toString()));
         }
         const bool asksWho = !listener.identification.certificates.isEmpty()
             || !listener.identification.tokens.isEmpty();
         if (listener.identification.role.isEmpty() && !asksWho) {
-            object.problem(QStringLiteral("nobody could use it: it needs \"clients\" with tokens, "
-                                          "or certificates and \"clientAuthority\", or a \"role\" "
-                                          "for everybody"));
+            object.problem(QStringLiteral("no client could use this listener: set \"clients\" with "
+                                          "tokens, or with certificates and \"clientAuthority\", "
+                                          "or set a \"role\" for all clients"));
         }
     }
     const QString problem = listener.identification.problem();

@@ -24,15 +24,15 @@ namespace pellix::gateway {
 
 using SourceTypes = QList<const SourceType *>;
 
-// What a gateway is to do. All that is named in it has been read: certificates, tokens and what a
-// source needs.
+// The configuration of a gateway. The files that it names have already been read: certificates,
+// tokens, and the files of the sources.
 struct Configuration
 {
     struct Listener
     {
         QHostAddress address;
         quint16 port = 0;
-        bool isUnencryptedAllowed = false; // beyond loopback
+        bool isUnencryptedAllowed = false; // on addresses other than loopback
         QList<QSslCertificate> chain; // empty: not encrypted
         QSslKey key;
         QStringList origins;
@@ -55,16 +55,16 @@ struct Configuration
     QList<Listener> listeners;
     QList<server::Role> roles;
     server::Limits limits;
-    int clients = 500; // of each listener
+    int clients = 500; // limit for each listener
     QList<Source> sources;
     std::optional<Health> health;
-    QString self; // where the gateway tells of itself; empty: nowhere
+    QString self; // path of the gateway's own keywords; empty: none
     QString audit; // the file that gets a line for each write of a client; empty: none
 
-    // Nothing if there are problems.
+    // Returns nothing if there are problems.
     static std::optional<Configuration> read(const QString &fileName, const SourceTypes &types,
                                              ConfigurationProblems *problems);
-    // Relative file names are below the folder.
+    // Relative file names refer to the folder.
     static std::optional<Configuration> parse(const QByteArray &json, const QString &folder,
                                               const SourceTypes &types,
                                               ConfigurationProblems *problems);

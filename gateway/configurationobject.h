@@ -13,7 +13,7 @@
 
 namespace pellix::gateway {
 
-// What is wrong in a configuration, and where.
+// An error in a configuration, and its location.
 struct ConfigurationProblem
 {
     QString pointer; // JSON pointer, such as "/sources/0/mount"
@@ -21,13 +21,13 @@ struct ConfigurationProblem
 };
 using ConfigurationProblems = QList<ConfigurationProblem>;
 
-// An object of the configuration that is being read. Each member has to be asked for: finish()
-// tells which ones nobody knows, with the nearest name. A member of a wrong kind is a problem and
-// counts as missing, so that one run says everything that is wrong.
+// An object of the configuration that is being read. Each known member must be requested once:
+// finish() reports the others as unknown, and suggests the most similar name. A member of the wrong
+// type is a problem and counts as missing, so one run reports all problems.
 class ConfigurationObject
 {
 public:
-    // Relative file names are below the folder.
+    // Relative file names refer to the folder.
     ConfigurationObject(const QJsonObject &object, const QString &pointer,
                         ConfigurationProblems *problems, const QString &folder = {});
 
@@ -41,18 +41,17 @@ public:
     std::optional<bool> boolean(const QString &name);
     std::optional<double> number(const QString &name);
     std::optional<int> integer(const QString &name, int least, int most);
-    std::optional<QStringList> texts(const QString &name); // a text alone is a list of one
-    std::optional<QString> word(const QString &name, const QStringList &words); // one of them
-    // The name of a file that can be read. A relative one is one of the credentials that systemd
-    // hands to a service, if there is such a one, and otherwise below the folder of the
-    // configuration.
+    std::optional<QStringList> texts(const QString &name); // a single string is a list of one
+    std::optional<QString> word(const QString &name, const QStringList &words); // one of the words
+    // The name of a readable file. A relative name refers to the systemd credential of this name,
+    // if it exists, and otherwise to the folder of the configuration.
     std::optional<QString> file(const QString &name);
-    QJsonValue value(const QString &name); // of any kind
+    QJsonValue value(const QString &name); // of any type
     std::optional<ConfigurationObject> object(const QString &name);
-    QList<ConfigurationObject> objects(const QString &name); // of a list
+    QList<ConfigurationObject> objects(const QString &name); // the elements of a list
 
-    void problem(const QString &text); // of the object as a whole
-    void problem(const QString &name, const QString &text); // of a member
+    void problem(const QString &text); // with the object as a whole
+    void problem(const QString &name, const QString &text); // with a member
     int problemCount() const;
     void finish();
 

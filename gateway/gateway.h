@@ -20,8 +20,8 @@ namespace pellix::gateway {
 
 class SourceMount;
 
-// Serves sources as a configuration says: a keyword server, its listeners, and what the gateway
-// tells of itself.
+// Serves the sources of a configuration: a keyword server, its listeners, and keywords with the
+// state of the gateway itself.
 class Gateway : public QObject
 {
     Q_OBJECT
@@ -37,29 +37,30 @@ public:
     };
 
     explicit Gateway(QObject *parent = nullptr);
-    // Waits for nobody: a source that hangs is left to itself.
+    // Does not wait for sources that block; they are abandoned.
     ~Gateway() override;
 
-    // Does what the configuration says from now on. What is the same goes on undisturbed. Returns
-    // false, and changes nothing, if an address cannot be listened on; error then says why.
+    // Applies the configuration. Listeners and sources that have not changed continue without
+    // interruption. If it cannot listen on an address, the function changes nothing, sets error,
+    // and returns false.
     bool apply(const Configuration &configuration, QString *error);
 
-    // Opens the file of the audit lines anew, as it may have been moved away. If that fails, the
-    // lines go on into the one that is open.
+    // Reopens the file of the audit lines, because it may have been moved. If that fails, the lines
+    // are still written to the open file.
     void reopenAudit();
 
-    // Has clients leave within the time, a few at a time, and then stops the sources. New clients
-    // are refused, and isReady() is false, from now on. Ends with drained(), soon after the time at
-    // the latest.
+    // Disconnects the clients within the given time, a few at a time, and then stops the sources.
+    // From this call on, new clients are refused and isReady() is false. Emits drained() at the
+    // end, shortly after the given time at the latest.
     void drain(std::chrono::milliseconds within);
 
-    bool isReady() const; // everything listens, and each source has been subscribed once
+    bool isReady() const; // all listeners listen, and each source has been ready once
     bool isDraining() const;
     QList<SourceStatus> sources() const;
     QList<QUrl> urls() const;
     quint16 healthPort() const; // 0: none
     QByteArray metrics() const; // in the text format of Prometheus
-    QString status() const; // in a few words
+    QString status() const; // one short line for people
     server::KeywordServer *keywordServer() const;
 
 Q_SIGNALS:

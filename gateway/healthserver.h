@@ -14,7 +14,7 @@
 
 namespace pellix::gateway {
 
-// A few pages by HTTP, for those who look after the program. Each connection gets one answer.
+// Serves a few pages over HTTP, for monitoring. Each connection gets one reply.
 class HealthServer : public QObject
 {
     Q_OBJECT
@@ -32,10 +32,10 @@ public:
     ~HealthServer() override;
 
     void setPage(const QByteArray &path, const Handler &handler); // such as "/healthz"
-    void setTimeout(std::chrono::milliseconds timeout); // of a connection as a whole
+    void setTimeout(std::chrono::milliseconds timeout); // for a connection as a whole
 
     bool listen(const QHostAddress &address, quint16 port);
-    quint16 port() const; // 0: does not listen
+    quint16 port() const; // 0: not listening
     QString errorString() const;
 
 private:

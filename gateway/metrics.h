@@ -10,7 +10,7 @@
 
 namespace pellix::gateway {
 
-// In the text format of Prometheus, version 0.0.4: sources, and the process that serves them.
+// Metrics of the sources and of the process, in the text format of Prometheus, version 0.0.4.
 QByteArray sourceMetrics(const QList<Gateway::SourceStatus> &sources);
 QByteArray processMetrics();
 

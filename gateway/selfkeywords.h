@@ -13,8 +13,7 @@
 
 namespace pellix::gateway {
 
-// What a gateway tells of itself as keywords, so that a screen can show it with what it already
-// has.
+// Provides the state of a gateway as keywords, so that a screen can show it like any other keyword.
 class SelfKeywords
 {
 public:
@@ -30,8 +29,8 @@ private:
     server::KeywordServer *const server; // outlives this
     const QString level;
     QSet<QString> declared;
-    QSet<QString> told; // of them, in this update
-    QHash<QString, quint64> messages; // at the last update, by source
+    QSet<QString> told; // those set in the current update
+    QHash<QString, quint64> messages; // count at the last update, by source
     QElapsedTimer sinceUpdate;
 };
 

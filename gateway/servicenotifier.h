@@ -10,9 +10,9 @@
 
 namespace pellix::gateway {
 
-// Tells systemd how the program is, if systemd wants to know: NOTIFY_SOCKET in the environment says
-// where to. The watchdog is fed from the event loop of the thread that it lives in, so that one
-// that hangs is noticed.
+// Reports the state of the program to systemd, if the environment variable NOTIFY_SOCKET names a
+// socket. The watchdog is notified from the event loop of the object's thread, so that systemd
+// detects an event loop that is blocked.
 class ServiceNotifier : public QObject
 {
 public:

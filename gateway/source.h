@@ -13,44 +13,44 @@
 
 namespace pellix::gateway {
 
-// What a source serves under one path.
+// A keyword that a source provides.
 struct SourceKeyword
 {
-    // What tells that a write has been done.
+    // How a write is confirmed.
     enum class Confirmation {
-        Readback, // the source reports a value equal to the one that was written
-        Answer, // the source's answer to the write
-        Assumed // nothing: the value becomes what was written once the write has been sent
+        Readback, // the source reports a value equal to the written one
+        Answer, // the source accepts the write
+        Assumed // not at all: the keyword gets the written value when the source accepts the write
     };
 
     QString path; // below the mount of its source, such as "/tank1/level"
     QString type; // as KeywordServer::Keyword::type
     QString access = QStringLiteral("R");
     QString label;
-    QVariant minimum; // for writes; outside of them, a value that was read is not consistent
+    QVariant minimum; // writes outside the limits are refused, reported values are not consistent
     QVariant maximum;
-    double step = 0; // what is written is rounded to steps from minimum, maximum, or the value
-    double tolerance = 0; // by which a readback may differ from what was written
-    QVariantList choices; // the only values that may be written; any if empty
-    std::chrono::milliseconds staleAfter {0}; // 0: a value never gets too old
+    double step = 0; // writes are rounded to steps from the minimum, the maximum, or the value
+    double tolerance = 0; // by which a readback may differ from the written value
+    QVariantList choices; // the only values that can be written; any if empty
+    std::chrono::milliseconds staleAfter {0}; // 0: a value never becomes stale
     std::chrono::milliseconds confirmWithin {5000};
     Confirmation confirmation = Confirmation::Readback;
-    bool writesChange = false; // relative writes reach the source as the difference
+    bool writesChange = false; // the source gets the difference of a relative write
 };
 
-// What a source reports of one keyword. A value stays as it is where none is given.
+// The value and flags that a source reports for a keyword. Without a value, the last one is kept.
 struct SourceValue
 {
     QString path;
-    std::optional<QVariant> value; // an invalid one is the value null
+    std::optional<QVariant> value; // an invalid variant is the value null
     bool online = true;
     bool consistent = true;
     bool error = false;
     qint64 time = 0; // of the value, in milliseconds since 1970 UTC; 0: now
 };
 
-// What a source reports at once: first what is gone, then what is there anew, or as it is now, then
-// values. Of two declarations of one path the first one counts.
+// Changes that a source reports together. They apply in this order: removed keywords, new or
+// changed declarations, and values. If a path is declared twice, the first declaration applies.
 struct SourceReport
 {
     QList<QString> removed;
@@ -63,11 +63,11 @@ struct SourceWrite
     quint64 id = 0;
     QString path;
     QVariant value;
-    QVariant change; // what a relative write adds; valid only if the keyword takes changes
+    QVariant change; // the difference of a relative write; only valid with writesChange
 };
 
-// Where values come from and writes go to, such as a broker. It lives in the server's thread; what
-// it does elsewhere is its own business.
+// The origin of values and the destination of writes, such as a broker. The object lives in the
+// thread of the server, but may use other threads internally.
 class Source : public QObject
 {
     Q_OBJECT
@@ -76,16 +76,16 @@ public:
     enum class State {
         Stopped,
         Connecting,
-        Subscribing, // connected; what there is, is not known yet
-        Ready, // everything subscribed: what it says is of now
+        Subscribing, // connected; the initial values have not all arrived
+        Ready, // subscribed to everything; the values are current
         Lost
     };
     Q_ENUM(State)
 
     enum class Outcome {
-        Accepted, // sent and acknowledged; whether it is done may have to be confirmed
-        Refused, // has not been done
-        Unknown // may have been done or not
+        Accepted, // sent and acknowledged; may require a confirmation by the device
+        Refused, // has not been executed
+        Unknown // may or may not have been executed
     };
     Q_ENUM(Outcome)
 
@@ -95,29 +95,29 @@ public:
         quint64 bytes = 0;
         quint64 writes = 0; // sent
         quint64 unreadable = 0; // messages whose payload could not be read as a value
-        quint64 skipped = 0; // of a description: what could not be mapped
-        quint64 connections = 0; // made since the start
+        quint64 skipped = 0; // parts of descriptions that could not be mapped
+        quint64 connections = 0; // established since the start
     };
 
     using QObject::QObject;
     ~Source() override;
 
     virtual void start() = 0;
-    // Ends with State::Stopped, at once or later. Writes on their way are answered before.
+    // Ends with State::Stopped, immediately or later, after all pending writes are answered.
     virtual void stop() = 0;
     virtual State state() const = 0;
-    virtual QString reason() const = 0; // why it is not ready, in words; empty if it is
+    virtual QString reason() const = 0; // why it is not ready, as text; empty if it is
     virtual Statistics statistics() const = 0;
 
-    // Somebody watches the path, which need not be known, or nobody does any longer: always in
-    // turn. A source that reports everything need not care.
+    // A client has subscribed to the path, which may be unknown, or no client is subscribed to it
+    // any more; the calls alternate. A source that reports everything can ignore both.
     virtual void request(const QString &path);
     virtual void release(const QString &path);
-    // Somebody lists what is directly below a level, which is empty for the top. What is reported
-    // at once is part of the answer.
+    // A client lists the children of a level, which is empty for the top level. The reply contains
+    // what the source reports within this call.
     virtual void browse(const QString &path);
 
-    // Each write is answered exactly once, by writeAnswered().
+    // The source answers each write exactly once, with writeAnswered().
     virtual void write(const SourceWrite &write) = 0;
 
 Q_SIGNALS:

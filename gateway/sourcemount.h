@@ -12,11 +12,11 @@
 
 namespace pellix::gateway {
 
-// Which mounts wait for a path that another one has.
+// The mounts that wait for a path that belongs to another mount.
 class PathQueue;
 
-// Serves what a source reports under a level of a keyword server, and takes writes to it. Neither
-// is owned, and either may be destroyed first.
+// Serves the keywords of a source below a level of a keyword server, and passes writes to the
+// source. It owns neither of them, and either may be destroyed first.
 class SourceMount : public QObject
 {
     Q_OBJECT
@@ -25,14 +25,14 @@ public:
     struct Statistics
     {
         int keywords = 0;
-        int online = 0; // of them
-        quint64 values = 0; // reported
+        int online = 0; // keywords that are online
+        quint64 values = 0; // reported values
         quint64 misfits = 0; // values that do not fit the type of their keyword
-        quint64 conflicts = 0; // declarations of a path that is somebody else's
-        quint64 refusedDeclarations = 0; // beyond the limits, or not valid
-        quint64 writes = 0; // of clients
-        quint64 refusedWrites = 0; // for whatever reason
-        quint64 unconfirmedWrites = 0; // of these: what became of them is not known
+        quint64 conflicts = 0; // declarations of a path that belongs to another source
+        quint64 refusedDeclarations = 0; // invalid, or beyond the limits
+        quint64 writes = 0; // writes of clients
+        quint64 refusedWrites = 0; // for any reason
+        quint64 unconfirmedWrites = 0; // refused writes whose outcome is unknown
     };
 
     SourceMount(Source *source, server::KeywordServer *server, const QString &name,
@@ -46,7 +46,7 @@ public:
     Source *source() const;
     QString name() const;
     QString mount() const;
-    bool isReady() const; // the source is
+    bool isReady() const; // whether the source is ready
     Statistics statistics() const;
 
 private:

@@ -14,42 +14,42 @@ namespace pellix::gateway {
 
 class Source;
 
-// What came of the tests that a configuration keeps of its mapping.
+// The results of the mapping tests in a configuration.
 struct MappingTests
 {
     int run = 0;
     ConfigurationProblems failed;
 };
 
-// What the configuration says of one source, as its own kind reads it.
+// The settings of one source, as read by its source type.
 class SourceSettings
 {
 public:
     virtual ~SourceSettings();
 
     virtual std::unique_ptr<Source> create() const = 0;
-    // Whether a source that runs with these settings goes on with the other ones, and takes them
-    // over.
+    // Applies other settings to a source that runs with these. Returns false if the source must be
+    // restarted instead.
     virtual bool apply(const SourceSettings &other, Source *source) const = 0;
     virtual bool operator==(const SourceSettings &other) const = 0;
 
-    // Runs the tests that the configuration keeps, without a connection. Keywords are under the
+    // Runs the mapping tests in the configuration, without a connection. The keywords are below the
     // mount.
     virtual MappingTests runTests(const QString &mount) const;
-    // The members of an entry of "sources" that these settings amount to, with what the source has
-    // seen so far, if one is given. Secrets are no part of it.
+    // The members of an entry in "sources" that describe these settings, including the topics
+    // that the source, if given, has seen so far. It contains no secrets.
     virtual QJsonObject toJson(const Source *source) const;
 };
 
-// A kind of source, which the member of this name in an entry of "sources" chooses.
+// A type of source. An entry in "sources" selects it by a member with the name of the type.
 class SourceType
 {
 public:
     virtual ~SourceType();
 
     virtual QString name() const = 0; // such as "mqtt"
-    // Reads the members of an entry that are the source's own, problems included; null if there are
-    // any.
+    // Reads those members of an entry that are specific to this type. Reports problems, and then
+    // returns null.
     virtual std::shared_ptr<const SourceSettings> read(ConfigurationObject &source) const = 0;
 };
 

@@ -110,18 +110,18 @@ install_packages() {
     local install=(apt-get install --no-install-recommends "${missing[@]}") as_root=()
     if [ "$(id -u)" -ne 0 ]; then
         can_use_sudo || {
-            die "packages are missing, and this user can install none. As root, after \"apt-get update\":
+            die "packages are missing, and only root can install them. After \"apt-get update\", run as root:
 
 ${install[*]}
 "
         }
         as_root=(sudo)
     fi
-    say "Installing ${#missing[@]} packages and what they need: ${missing[*]}"
+    say "Installing ${#missing[@]} packages and their dependencies: ${missing[*]}"
     quietly "${as_root[@]}" apt-get update ||
-        die "apt-get update failed; without it, this is what to run as root: ${install[*]}"
+        die "apt-get update failed. To install the packages without it, run as root: ${install[*]}"
     quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive "${install[@]}" --yes ||
-        die "this failed: ${install[*]}"
+        die "cannot install the packages: ${install[*]}"
 }
 
 # install_available NAME...: the same for those of the packages that this distribution has.
@@ -132,7 +132,7 @@ install_available() {
         if apt-cache show "$package" >/dev/null 2>&1; then
             available+=("$package")
         else
-            say "Going without $package, which this distribution does not have"
+            say "Skipping the package $package, which this distribution does not provide"
         fi
     done
     install_packages "${available[@]}"
@@ -158,11 +158,11 @@ install_prerequisites() {
     if command -v apt-get >/dev/null && command -v dpkg-query >/dev/null; then
         install_packages "${build_packages[@]}" "${run_packages[@]}" "$@"
     else
-        say "No apt-get here: Qt 6.4 with QML, Quick Controls and WebSockets has to be installed"
+        say "apt-get was not found: install Qt 6.4 or newer with QML, Quick Controls, and WebSockets yourself"
     fi
     local tool
     for tool in cmake ninja c++; do
-        command -v "$tool" >/dev/null || die "$tool is needed and was not found"
+        command -v "$tool" >/dev/null || die "$tool was not found; please install it"
     done
 }
 
@@ -171,12 +171,12 @@ install_prerequisites() {
 make_debian() {
     local suite=$1 folder=$2 mirror
     shift 2
-    [ "$(id -u)" -eq 0 ] || die "only root can make and enter another system"
+    [ "$(id -u)" -eq 0 ] || die "cannot create another Debian system: this requires root"
     command -v debootstrap >/dev/null || install_packages debootstrap
-    [ -e "/usr/share/debootstrap/scripts/$suite" ] || die "debootstrap knows no Debian $suite"
+    [ -e "/usr/share/debootstrap/scripts/$suite" ] || die "debootstrap does not support the Debian suite $suite"
     mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 2>/dev/null |
         grep -v security | head -n 1 || true)
-    say "Making Debian $suite in ${folder#"$root/"}"
+    say "Creating Debian $suite in ${folder#"$root/"}"
     rm -rf --one-file-system "$folder"
     mkdir -p "$folder"
     debootstrap --variant=minbase "$@" "$suite" "$folder" ${mirror:+"$mirror"} >"$folder.log" 2>&1 || {

@@ -1,13 +1,13 @@
 # SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 # SPDX-License-Identifier: MIT
 #
-# A broker, the simulated plant of examples/mqttplant and keyword-gateway between them, from build/$preset or,
-# if that is not set, build/release, and on free ports. Sourced, not run.
+# Functions to start a broker, the simulated plant in examples/mqttplant, and keyword-gateway, on free ports. The
+# programs are in build/$preset, or in build/release if this variable is not set. Sourced, not run.
 
 plant_folder=
 plant_pids=() # in the order of starting
 
-# Ends what was started, the last first, so that each can still tell the one before.
+# Stops the started programs, the last one first, so that each can still publish its final state.
 stop_plant() {
     local i
     for ((i = ${#plant_pids[@]} - 1; i >= 0; --i)); do
@@ -19,7 +19,7 @@ stop_plant() {
     plant_folder=
 }
 
-# listens PORT: whether somebody does
+# listens PORT: whether a program listens on the port
 listens() {
     (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null
 }
@@ -67,7 +67,7 @@ start_plant() {
     plant_folder=$(mktemp -d)
     chmod 755 "$plant_folder" # the broker does not stay root
     local broker
-    broker=$(PATH=$PATH:/usr/sbin command -v mosquitto) || die "mosquitto is needed and was not found"
+    broker=$(PATH=$PATH:/usr/sbin command -v mosquitto) || die "mosquitto was not found; please install it"
     start_listening mosquitto prepare_broker "$plant_folder/broker.log" \
         "$broker" -c "$plant_folder/broker.conf"
     broker_port=$port

@@ -32,29 +32,32 @@ int main(int argc, char *argv[])
     QCoreApplication application(argc, argv);
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        QStringLiteral("A small simulated plant that publishes to an MQTT broker and takes "
+        QStringLiteral("Simulates a small plant that publishes to an MQTT broker and accepts "
                        "commands from it."));
     parser.addHelpOption();
-    const QCommandLineOption url(QStringLiteral("url"), QStringLiteral("The broker."),
-                                 QStringLiteral("address"),
-                                 QStringLiteral("mqtt://127.0.0.1:1883"));
+    const QCommandLineOption url(
+        QStringLiteral("url"), QStringLiteral("Connect to the broker at this address."),
+        QStringLiteral("address"), QStringLiteral("mqtt://127.0.0.1:1883"));
     const QCommandLineOption period(
         QStringLiteral("period"),
-        QStringLiteral("How long the scale and the heater are there, and then away."),
+        QStringLiteral("The time for which the scale and the heater are available, and then "
+                       "unavailable, alternately."),
         QStringLiteral("seconds"), QStringLiteral("20"));
     parser.addOptions({url, period});
     parser.process(application);
 
     const QUrl address(parser.value(url));
     if (address.scheme() != QLatin1String("mqtt") || address.host().isEmpty())
-        return refuse(QStringLiteral("no address of a broker, such as mqtt://127.0.0.1:1883: %1")
-                          .arg(parser.value(url)));
+        return refuse(
+            QStringLiteral("'%1' is not the address of a broker, such as mqtt://127.0.0.1:1883")
+                .arg(parser.value(url)));
     const double seconds = parser.value(period).toDouble();
     if (!(seconds >= 0.1 && seconds <= 3600))
-        return refuse(QStringLiteral("--period takes seconds from 0.1 to 3600, not %1")
-                          .arg(parser.value(period)));
+        return refuse(
+            QStringLiteral("--period must be a number of seconds from 0.1 to 3600, not '%1'")
+                .arg(parser.value(period)));
     if (!parser.positionalArguments().isEmpty())
-        return refuse(QStringLiteral("takes no arguments besides its options"));
+        return refuse(QStringLiteral("arguments other than options are not allowed"));
 
     std::signal(SIGINT, endSoon);
     std::signal(SIGTERM, endSoon);

@@ -13,9 +13,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto interval = 500ms; // between two reports
+constexpr auto interval = 500ms; // between two messages
 
-// What Zigbee2MQTT would say of one lamp.
+// The description of a lamp, as published by Zigbee2MQTT.
 const QByteArray lampDescription = R"([{"ieee_address":"0x00158d0000000001","type":"Router",
 "friendly_name":"hall/lamp","supported":true,"disabled":false,"interview_completed":true,
 "definition":{"model":"LAMP-1","vendor":"Demo","description":"Dimmable lamp","options":[],"exposes":[
@@ -38,7 +38,7 @@ double rounded(double value)
     return qRound(value * 10) / 10.0;
 }
 
-// A number as it is, or as the member "value" of an object.
+// A plain number, or the member "value" of an object.
 std::optional<double> numberOf(const QByteArray &payload)
 {
     bool isNumber = false;
@@ -183,7 +183,7 @@ void Plant::take(const QByteArray &topic, const QByteArray &payload)
         takeBoiler(levels.at(4), payload);
     if (levels.constFirst() != "factory" || levels.size() != 4)
         return;
-    for (Tank &tank : tanks) { // the interlock is none, and answers nothing
+    for (Tank &tank : tanks) { // the interlock is not a tank, and never responds
         if (tank.name == levels.at(1))
             takeTank(&tank, levels.at(2), payload);
     }
@@ -193,7 +193,8 @@ void Plant::takeTank(Tank *tank, const QByteArray &what, const QByteArray &paylo
 {
     const std::optional<double> number = numberOf(payload);
     if (what == "setpoint" && number)
-        tank->setpoint = std::clamp(*number, 0.0, 95.0); // a little less than what may be asked for
+        tank->setpoint =
+            std::clamp(*number, 0.0, 95.0); // a little less than the maximum in gateway.json
     else if (what == "valve" && number)
         tank->valveTarget = std::clamp(*number, 0.0, 100.0);
     else if (what == "pump" && (payload == "ON" || payload == "OFF"))

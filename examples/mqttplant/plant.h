@@ -12,24 +12,25 @@
 #include <functional>
 #include <vector>
 
-// A small plant as it could stand behind a broker: two tanks, a room, a scale that falls silent and
-// a heater that goes away by turns, an interlock that answers nothing, a lamp as Zigbee2MQTT
-// describes it and a boiler as Homie 5 does. It knows topics and payloads, and no broker.
+// A small simulated plant with the topics and payloads of real devices: two tanks, a room, a scale
+// that periodically stops publishing, a heater that periodically goes offline, an interlock that
+// never responds, a lamp with a Zigbee2MQTT description, and a boiler with a Homie 5 description.
+// It does not depend on a broker.
 class Plant
 {
 public:
     using Publish = std::function<void(const QByteArray &topic, const QByteArray &payload)>;
 
-    // The scale and the heater are there for one period, and away for the next.
+    // The scale and the heater are available for one period, and unavailable for the next.
     Plant(const Publish &publish, std::chrono::milliseconds period);
 
-    void start(); // says everything, as after each connecting
+    void start(); // publishes everything; call it after each connection
     void advance(std::chrono::milliseconds step);
-    void take(const QByteArray &topic, const QByteArray &payload); // a command
-    void end(); // says that it goes, but for its state
+    void take(const QByteArray &topic, const QByteArray &payload); // processes a command
+    void end(); // publishes that the devices are offline, except for stateTopic()
 
     static std::vector<QByteArray> commands(); // topic filters
-    static QByteArray stateTopic(); // where a will says "offline"
+    static QByteArray stateTopic(); // the topic of the will, whose payload is "offline"
 
 private:
     struct Tank

@@ -82,8 +82,8 @@ void PlantLink::run(const std::atomic<bool> &isEnding)
     if (result != MOSQ_ERR_SUCCESS)
         return;
     plant.end();
-    // As the will would. Once it is acknowledged, the broker has all before it as well; a link that
-    // is closed before that may lose it.
+    // The same message as the will. When it is acknowledged, the broker has received all messages
+    // before it; closing the connection earlier could lose them.
     const QByteArray state = Plant::stateTopic();
     mosquitto_publish(client.get(), &lastMessage, state.constData(), 7, "offline", 1, true);
     const auto deadline = Clock::now() + 1s;

@@ -12,7 +12,8 @@
 
 struct mosquitto;
 
-// Runs a plant on a broker until it is told to end. It tries again for as long as there is none.
+// Connects a plant to a broker until isEnding becomes true. It retries if the connection fails or
+// is lost.
 class PlantLink
 {
 public:

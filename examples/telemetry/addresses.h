@@ -6,7 +6,7 @@
 #include <QtCore/QObject>
 #include <QtQml/qqmlregistration.h>
 
-// What QML has to know of the addresses of servers.
+// Provides functions for server addresses to QML.
 class Addresses : public QObject
 {
     Q_OBJECT
@@ -14,6 +14,6 @@ class Addresses : public QObject
     QML_SINGLETON
 
 public:
-    // The address without its secrets, as it may be seen by anybody who sees the window.
+    // The address without its secrets, which must not be visible in the window.
     Q_INVOKABLE QString shown(const QString &address) const;
 };

@@ -75,7 +75,8 @@ QStringList KeywordChildren::keywords() const
 void KeywordChildren::query()
 {
     m_request = QUuid();
-    // A lost connection keeps the list: the cores are still there, only their values are unknown.
+    // The list is kept when the connection is lost: the cores still exist, only their values are
+    // unknown.
     if (!m_client || m_keyword.isEmpty() || !m_client->publisher()->active())
         return;
     m_request = m_client->sendKeyIndex(m_keyword, PKeywordValueType::KVT_NOPROP,

@@ -12,9 +12,9 @@
 #include <QtQml/qqmlregistration.h>
 
 /*
-    The keywords below one keyword, as far as their names match a pattern. The server is asked when
-    the keyword, the pattern or the client changes and whenever the server becomes reachable, so the
-    list of the machine's cores needs no number in the code.
+    The children of a keyword whose names match a pattern. The object queries the server when the
+    keyword, the pattern, or the client changes, and whenever the connection is established. The
+    code therefore need not contain the number of cores.
 */
 class KeywordChildren : public QObject
 {

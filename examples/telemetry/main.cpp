@@ -28,7 +28,7 @@ using namespace pellix::simulator;
 
 namespace {
 
-// The server, its keywords and the client that is linked to it, all in this process.
+// The server, its keywords, and the client that is connected to it, all in this process.
 struct InProcess
 {
     KeywordServer server;
@@ -47,8 +47,8 @@ class CommandLine
 public:
     explicit CommandLine(const Screenshot &screenshot);
 
-    // The addresses to try, none for the server in this process, or nothing after a message about
-    // what is wrong with the command line.
+    // The addresses of the server: an empty list for the server in this process. If the command
+    // line is invalid, prints a message and returns nothing.
     std::optional<QStringList> addresses() const;
 
     QCommandLineParser parser;
@@ -58,7 +58,8 @@ private:
         QStringLiteral("url"),
         QGuiApplication::translate("main",
                                    "Watch the keyword server at this WebSocket <address>, "
-                                   "such as ws://host:port. Given again: the next choice."),
+                                   "such as ws://host:port. If given several times, the first "
+                                   "one is used."),
         QStringLiteral("address")};
 };
 
@@ -116,12 +117,12 @@ int main(int argc, char *argv[])
     if (const int exitCode = screenshot.prepare(commandLine.parser))
         return exitCode;
 
-    // The transport tells each command at debug level. QT_LOGGING_RULES brings that back.
+    // The transport logs each command at debug level. QT_LOGGING_RULES can enable this again.
     QLoggingCategory::setFilterRules(
         QStringLiteral("pellixclient.keyword.websocketclient.debug=false"));
     useSteadyFonts();
 
-    // The client outlives the engine, whose proxies point to it.
+    // The client must outlive the engine, whose proxies refer to it.
     std::unique_ptr<InProcess> inProcess;
     std::unique_ptr<PWebSocketKeywordClient> webSocket;
     PKeywordClient *client = nullptr;

@@ -20,11 +20,11 @@ namespace pellix::gateway {
 
 struct MqttOptions;
 
-// What belongs to a client of libmosquitto, which hands it to its callbacks. One client is used in
-// one thread at a time.
+// The user data of a libmosquitto client, which passes it to the callbacks. A client is used in
+// only one thread at a time.
 struct MosquittoData
 {
-    QByteArray tlsError; // what it said of one last, which it does only for its log
+    QByteArray tlsError; // the last one, from the log callback: there is no other way to get it
     void *owner = nullptr;
 };
 
@@ -34,23 +34,23 @@ struct MosquittoDeleter
 };
 using MosquittoClient = std::unique_ptr<mosquitto, MosquittoDeleter>;
 
-// Connects a client of libmosquitto, which blocks while a name is looked up and while an address
-// swallows packets: minutes, in the worst case. So it happens in a thread that owns all that it
-// needs and that nobody waits for. Destroying the attempt leaves it to itself: it throws the client
-// away when the call returns, or ends with the program.
+// Connects a client of libmosquitto. This call blocks during the name lookup, and if an address
+// does not respond, for minutes in the worst case. It therefore runs in a thread that owns
+// everything it uses, and for which nothing waits. Destroying the attempt abandons this thread: it
+// destroys the client when the call returns, or ends with the program.
 class ConnectionAttempt
 {
 public:
     struct Result
     {
         MosquittoClient client;
-        QString error; // why not; empty if the connection has been made
+        QString error; // the reason of a failure; empty if the connection is established
     };
 
-    // Counts threads of abandoned attempts that have not ended yet.
+    // Counts the threads of abandoned attempts that are still running.
     using Counter = std::shared_ptr<std::atomic<int>>;
 
-    // The function is called in the context's thread, unless this is destroyed before.
+    // The function is called in the thread of the context, unless the attempt is destroyed first.
     ConnectionAttempt(const MqttOptions &options, int version, const Counter &abandoned,
                       QObject *context, const std::function<void(Result)> &finished);
     ~ConnectionAttempt();

@@ -11,12 +11,12 @@
 
 namespace pellix::gateway {
 
-// The way to a member in JSON, such as "/tank/level" or "/3/value" (RFC 6901).
+// A JSON pointer (RFC 6901), such as "/tank/level" or "/3/value".
 class JsonPointer
 {
 public:
-    JsonPointer() = default; // the whole
-    // None if the text is no pointer.
+    JsonPointer() = default; // points to the whole document
+    // Returns nothing if the text is not a pointer.
     static std::optional<JsonPointer> fromText(const QString &text);
 
     bool isWhole() const { return levels.isEmpty(); }

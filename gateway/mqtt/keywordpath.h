@@ -7,14 +7,15 @@
 
 namespace pellix::gateway {
 
-// One level of a keyword, out of a level of a topic or another name: "/" and "#" would end it and
-// become "_", as an empty one does; KEYWORD/Label is the protocol's, so "Label" becomes "Label_".
+// Makes a level of a keyword from a level of a topic, or from another name. "/" and "#", which
+// would separate levels, and an empty name become "_". "Label", which the protocol reserves,
+// becomes "Label_".
 QString keywordLevel(const QString &name);
 
-// The levels of a topic as those of a keyword, such as "/hall/lamp".
+// The path of the keyword for a topic, such as "/hall/lamp".
 QString keywordPath(const QString &topic);
 
-// Whether a message can have it as its topic: not empty, not too long, and no wildcards.
+// Whether a message can have this topic: it is not empty, not too long, and has no wildcards.
 bool isTopicName(const QString &topic);
 
 } // namespace pellix::gateway

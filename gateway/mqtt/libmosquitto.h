@@ -5,7 +5,7 @@
 
 #include <mosquitto.h>
 
-// Part of the other header since 2.1, which warns about this one.
+// Since version 2.1, mosquitto.h includes these declarations, and this header causes a warning.
 #if LIBMOSQUITTO_VERSION_NUMBER < 2001000
 #include <mqtt_protocol.h>
 #endif

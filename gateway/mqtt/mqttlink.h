@@ -21,32 +21,32 @@ struct MqttOptions
     quint16 port = 1883;
     bool tls = false;
     QString user;
-    QString passwordFile; // read for each connection, so that it may change
-    QString authorityFile; // what certificates are trusted; the system's if empty
+    QString passwordFile; // read for each connection, so the password can change
+    QString authorityFile; // the trusted authorities; those of the system if empty
     QString certificateFile; // of the client
     QString keyFile;
-    QString clientId; // the broker's choice if empty
+    QString clientId; // assigned by the broker if empty
     std::chrono::seconds keepAlive {10}; // at least 5
-    int version = 0; // 5, or 3 for 3.1.1; 0: 5, and 3.1.1 for brokers that do not know it
-    QString announceTopic; // says "1" while there is a link, and "0" else, if not empty
+    int version = 0; // 5, or 3 for 3.1.1; 0: 5, or 3.1.1 if the broker does not support 5
+    QString announceTopic; // "1" is published here while connected, otherwise "0"; may be empty
     std::chrono::milliseconds connectWithin {5000};
     std::chrono::milliseconds resync {0}; // how often what is retained is asked for again; 0: never
 };
 
 bool operator==(const MqttOptions &left, const MqttOptions &right);
 
-// Valid while the handler runs.
+// Only valid while the handler runs.
 struct MqttMessage
 {
-    QByteArrayView topic; // followed by a byte 0
+    QByteArrayView topic; // followed by a null byte
     QByteArrayView payload;
-    bool isRetained = false; // as it was published (MQTT 5), or because it was stored (3.1.1)
+    bool isRetained = false; // published with this flag (MQTT 5), or sent from storage (3.1.1)
     qint64 expiry = -1; // in seconds; never if negative
 };
 
-// The connection to a broker, kept as long as it is open. Everything that belongs to a connection,
-// subscriptions and what is on its way, ends with it: nothing is ever sent late. It lives in a
-// thread with an event loop that it never blocks.
+// A connection to a broker, which is retried between open() and close(). When the connection is
+// lost, its subscriptions and pending messages are discarded, so nothing is ever sent late. The
+// object never blocks the event loop of its thread.
 class MqttLink : public QObject
 {
     Q_OBJECT
@@ -78,36 +78,36 @@ public:
     explicit MqttLink(const MqttOptions &options, QObject *parent = nullptr);
     ~MqttLink() override;
 
-    // Called for each message, within the library: it may publish and subscribe, and must not
-    // destroy this.
+    // The handler is called for each message from within libmosquitto. It may publish and
+    // subscribe, but must not destroy the link.
     void setMessageHandler(const MessageHandler &handler);
 
     void open();
     void close();
     State state() const;
-    QString reason() const; // why there is no connection, in words
+    QString reason() const; // why there is no connection, as text
     int version() const; // of the protocol: 5 or 3
     QString url() const; // without user and password
 
-    // Each has to be connected. The answers come as signals.
+    // Both require a connection. The results are reported by signals.
     void subscribe(const QByteArrayList &filters, int qos, Retained retained = Retained::Sent);
     void unsubscribe(const QByteArrayList &filters);
-    // Has the broker send something that says nothing, after all that it has sent before:
-    // answered() with the same number.
+    // Requests an empty reply from the broker, which arrives after everything that the broker has
+    // sent before. Then answered() is emitted with the returned number.
     int askForAnswer();
 
-    // Answered once, by published(). Refused if there is no connection.
+    // The outcome is reported once, by published(). Without a connection, it is Refused.
     void publish(quint64 id, const QByteArray &topic, const QByteArray &payload, int qos,
                  std::chrono::milliseconds validFor);
 
 Q_SIGNALS:
     void stateChanged(pellix::gateway::MqttLink::State state);
-    void failed(); // once more; reason() says why
+    void failed(); // an attempt has failed; reason() contains the cause
     void filterRefused(const QByteArray &filter, const QString &reason);
-    void subscribed(); // each filter so far has been granted or refused
+    void subscribed(); // the broker has granted or refused each filter so far
     void answered(int number);
     void published(quint64 id, pellix::gateway::MqttLink::Outcome outcome, const QString &reason);
-    void readingPaused(); // what had come has been read
+    void readingPaused(); // all received data has been processed
 
 private:
     class Private;

@@ -13,15 +13,15 @@
 
 namespace pellix::gateway {
 
-// The topics of a broker. It is ready once everything is subscribed to and what the broker keeps
-// has come.
+// A source for the topics of a broker. It is ready when it has subscribed to everything and
+// received the retained messages.
 class MqttSource : public Source
 {
     Q_OBJECT
 
 public:
-    // Which messages of a QoS may be lost depends on the broker alone, as it keeps nothing for
-    // clients that are gone. With 1, some of them drop what they keep beyond a limit.
+    // With each QoS, only the broker decides which messages may be lost, because it stores nothing
+    // for disconnected clients. With QoS 1, some brokers discard queued messages beyond a limit.
     MqttSource(const MqttOptions &options, const MappingOptions &mapping, int qos = 0,
                QObject *parent = nullptr);
     ~MqttSource() override;
@@ -33,9 +33,9 @@ public:
     Statistics statistics() const override;
     void write(const SourceWrite &write) override;
 
-    // From now on; the link stays.
+    // Replaces the mapping and keeps the connection.
     void setMapping(const MappingOptions &mapping, int qos);
-    // What has been seen since the start and is not declared, sorted.
+    // The topics that have been seen since the start and are not declared, sorted.
     QList<ServedTopic> served() const;
 
 private:

@@ -12,11 +12,11 @@
 
 namespace pellix::gateway {
 
-// What the configuration says of a broker and of what its topics become.
+// The settings of a broker, and the mapping of its topics to keywords.
 class MqttSourceSettings : public SourceSettings
 {
 public:
-    // Messages, and what keywords are to be afterwards.
+    // Messages, and the expected values of keywords after them.
     struct Test
     {
         QString pointer;
@@ -34,10 +34,10 @@ public:
     MappingOptions mapping;
     int qos = 0;
     QList<Test> tests;
-    QJsonObject json; // the members that this was read from
+    QJsonObject json; // the members from which these settings were read
 };
 
-// Sources with a member "mqtt".
+// The type of sources with a member "mqtt".
 class MqttSourceType : public SourceType
 {
 public:

@@ -23,7 +23,7 @@ QT_END_NAMESPACE
 
 namespace pellix::gateway {
 
-// What a worker has to tell, in its order, between its thread and the one of its source.
+// A queue of reports and state changes from the thread of a worker to the thread of its source.
 class MqttNews
 {
 public:
@@ -35,19 +35,19 @@ public:
             Answer
         };
         Kind kind = Kind::Reports;
-        ReportList reports; // that are added
-        SourceReport report; // that is taken
+        ReportList reports; // set when the item is added
+        SourceReport report; // set when the item is taken
         Source::State state = Source::State::Stopped;
         QString reason;
         quint64 write = 0;
         Source::Outcome outcome = Source::Outcome::Refused;
     };
 
-    // Whether somebody has to be told that there is something. Reports are kept in bounds: where
-    // the reader is slow, the newest value of each keyword is left.
+    // Returns whether the reader must be notified. The number of queued reports is limited: if the
+    // reader is slow, only the newest value of each keyword is kept.
     bool add(Item item);
-    // The next item, or a slice of it. None if there is none: then the reader is told again of the
-    // next one.
+    // Returns the next item, or a slice of it. If the queue is empty, it returns nothing, and the
+    // reader is notified of the next item.
     std::optional<Item> take(qsizetype most);
 
     struct Counters
@@ -68,7 +68,7 @@ private:
     bool isTold = false;
 };
 
-// The part of a source that lives in a thread of its own: the link and the mapping.
+// The part of a source that lives in a separate thread: the link and the mapping.
 class MqttWorker : public QObject
 {
     Q_OBJECT
@@ -111,20 +111,20 @@ private:
     int qos;
     Source::State state = Source::State::Stopped;
     QByteArrayList refusedFilters;
-    int asked = 0; // the answer that tells that everything is there
+    int asked = 0; // number of the reply after which all retained messages have arrived
     int quietAnswers = 0;
-    quint64 fresh = 0; // first messages of retained topics since it was asked
+    quint64 fresh = 0; // first messages of retained topics since the last request
     QElapsedTimer subscribing; // or resyncing
     bool isResyncing = false;
     bool isFirstResync = false; // of the connection
-    quint64 copies = 0; // since an answer was asked for
+    quint64 copies = 0; // since the last request
     quint64 recovered = 0; // before this resync
-    qint64 syncedAt = 0; // on the wall clock; when what was missed since was not there yet
+    qint64 syncedAt = 0; // on the wall clock; messages that were missed are newer
     qint64 resyncStart = 0;
     QElapsedTimer sinceResync;
     QElapsedTimer clock;
     qint64 turn = -1; // the time, as long as messages are read
-    quint64 messages = 0; // not counted yet
+    quint64 messages = 0; // not yet added to the counters
     quint64 bytes = 0;
 };
 

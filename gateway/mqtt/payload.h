@@ -27,15 +27,15 @@ enum class ValueType : quint8 {
     Object
 };
 
-ValueType valueType(const QString &word); // None if it is no type
+ValueType valueType(const QString &word); // None if it is not a type
 const QString &valueTypeWord(ValueType type);
 
-// What a payload, or a member of one, says before anybody asks for a type. Plain numbers and texts
-// are read without a JSON document.
+// A payload, or a member of one, before a type is applied. Plain numbers and texts are read without
+// a JSON document.
 struct Payload
 {
     enum class Kind : quint8 {
-        Unreadable, // too long, too deep, no UTF-8, or a number that no double can hold
+        Unreadable, // too long, too deep, not UTF-8, or a number outside the range of double
         Null,
         Bool,
         Number,
@@ -43,55 +43,55 @@ struct Payload
         Structure // an object or an array
     };
 
-    // The bytes have to live as long as this.
+    // The bytes must outlive the payload.
     static Payload read(QByteArrayView bytes);
     static Payload read(const QJsonValue &member);
 
-    ValueType inferredType() const; // never int: what is whole now may not be so later
-    QString text() const; // of Text
-    QJsonValue json() const; // of anything readable
+    ValueType inferredType() const; // never Int: a later number may have a fraction
+    QString text() const; // for Kind::Text
+    QJsonValue json() const; // for any kind except Unreadable
 
     static constexpr qsizetype longest = 1024 * 1024;
     static constexpr int deepest = 64; // levels of a structure
 
     Kind kind = Kind::Unreadable;
     bool boolean = false;
-    bool isWhole = false; // the number, which is in whole then as well
-    bool isMember = false; // of JSON, so that a text is one
+    bool isWhole = false; // the number is an integer, which whole contains
+    bool isMember = false; // from JSON, so that a string is always a text
     double number = 0;
     qint64 whole = 0;
-    QByteArrayView bytes; // as it came, of a payload
-    QString string; // of a text in quotes
+    QByteArrayView bytes; // the original payload
+    QString string; // a text that was in quotes
     QJsonValue structure;
 };
 
-// How payloads of one keyword are read, once it has a type, and how its values are written.
+// Converts the payloads of one keyword to values of its type, and written values to payloads.
 class PayloadRules
 {
 public:
     enum class Result {
         Value,
         Misfit,
-        Ignored // it says nothing
+        Ignored // leaves the value unchanged
     };
 
-    PayloadRules() = default; // of keywords that nobody has declared
+    PayloadRules() = default; // for undeclared keywords
     explicit PayloadRules(const TopicKeyword &keyword);
 
-    // The declared type, or the one of all values that payloads can stand for.
+    // The declared type, or the common type of all mapped values.
     ValueType type() const { return declaredType; }
-    // An invalid value is the value null.
+    // Sets value to an invalid variant for null.
     Result value(const Payload &payload, ValueType type, QVariant *value) const;
-    // None if no payload stands for it.
+    // Returns nothing if no payload stands for the value.
     std::optional<QByteArray> payload(const QVariant &value, ValueType type) const;
-    // Of a difference, which has a scale but no offset.
+    // The payload for a difference, to which the scale applies without its offset.
     std::optional<QByteArray> changePayload(double change, ValueType type) const;
 
 private:
     enum class Spelling : quint8 {
         Text,
         Json,
-        InQuotes // JSON in which $value is part of a text
+        InQuotes // JSON in which $value is part of a string
     };
 
     const QVariant *mapped(const Payload &payload) const;
@@ -112,14 +112,16 @@ private:
     std::optional<std::array<double, 4>> scale;
     std::optional<QRegularExpression> pattern;
     Spelling spelling = Spelling::Text;
-    QByteArray before; // $value
-    QByteArray after;
+    QByteArray before; // the text before $value
+    QByteArray after; // and after it
 };
 
-// As short as reads back the same, and without an exponent where numbers are of usual size.
+// The shortest text that is read back as the same number, without an exponent for numbers of usual
+// size.
 QByteArray numberText(double number);
 
-// Milliseconds since 1970, of a number of seconds or milliseconds or of a text as in ISO 8601.
+// Milliseconds since 1970, from a number of seconds or milliseconds, or from a text in the format
+// of ISO 8601.
 std::optional<qint64> timeOf(const QJsonValue &value);
 
 } // namespace pellix::gateway

@@ -9,21 +9,22 @@
 
 namespace pellix::gateway {
 
-// What happens to keywords, in its order, as reports: in each of them what is gone comes first.
+// Collects changes of keywords, in order, as reports. Each report lists removed keywords first.
 class ReportList
 {
 public:
     void remove(const QString &path);
-    // Again, if the keyword is there already: the first declaration in a report counts.
+    // With again, the declaration replaces an earlier one. It then begins a new report if
+    // necessary, because only the first declaration of a path in a report applies.
     void declare(const SourceKeyword &keyword, bool again);
     void report(SourceValue value);
     void append(ReportList &&other);
 
     bool isEmpty() const { return reports.isEmpty(); }
     qsizetype valueCount() const { return values; }
-    // Leaves the newest value of each keyword alone.
+    // Keeps only the newest value of each keyword in each report.
     void compact();
-    // The first report, or a slice of it.
+    // Removes and returns the first report, or a slice of it.
     SourceReport takeSlice(qsizetype most);
 
 private:

@@ -18,8 +18,8 @@
 
 namespace pellix::gateway {
 
-// What tells whether a device is there. Each says so by itself; before its first message it does
-// not.
+// The topics that determine whether a device is available. Before its first message, a topic counts
+// as offline.
 struct TopicAvailability
 {
     enum class Mode {
@@ -30,69 +30,69 @@ struct TopicAvailability
     struct Entry
     {
         QString topic;
-        // JSON pointer into the payload; the whole payload if empty, or if it is no JSON object.
+        // JSON pointer into the payload; the whole payload if empty, or if it is not a JSON object.
         QString member;
-        QStringList online; // payloads, or members as text, that mean that it is there
-        QStringList offline; // that it is not; others change nothing
+        QStringList online; // payloads, or members as text, of an available device
+        QStringList offline; // of an unavailable one; other payloads are ignored
     };
 
     Mode mode = Mode::All;
-    QList<Entry> entries; // none: always there
+    QList<Entry> entries; // none: always available
 };
 
-// One payload, or member of one, and the value that it stands for.
+// A payload, or a member of one, and the value for which it stands.
 struct TopicValue
 {
-    QJsonValue payload; // a text is compared with a plain payload as well
+    QJsonValue payload; // a string also matches a payload without quotation marks
     QVariant value;
 };
 
-// How one topic, or one member of its payload, becomes a keyword. Declared by the configuration,
-// where topics may have "+" and "{NAME}" for a level, or made by a convention that describes
-// itself, where they have not.
+// The mapping of one topic, or of one member of its payload, to a keyword. It is declared in the
+// configuration, where "+" and "{NAME}" in topics stand for a level, or created by a convention,
+// where topics have no wildcards.
 struct TopicKeyword
 {
-    QString topic; // of the state; empty for a command without one
+    QString topic; // the topic of the value; empty for a command without a value
     QString member; // JSON pointer into the payload, such as "/value"; the whole payload if empty
     QString path; // below the mount; from topic and member if empty; may name levels by {NAME}
-    bool isMemberInPath = true; // if the path is empty; else it is that of the topic alone
-    QString arrayKey; // member of each object of an array that names it: they become children
-    QString arrayValue; // member of each object that has the value of that child
-    QString timeMember; // JSON pointer to when the value was taken; on arrival if empty
+    bool isMemberInPath = true; // whether a path from the topic also contains the member
+    QString arrayKey; // for an array of objects, which become children: the member with the name
+    QString arrayValue; // and the member with the value of the child
+    QString timeMember; // JSON pointer to the time of the value; the time of arrival if empty
     QString type; // from the first value if empty
     QString label; // may name levels by {NAME}
     QString unit;
-    QString access; // "R", "W" or "RW"; from whether there are topics to read and to write if empty
-    // What payloads mean, and what is written: the first of that value. Any other payload is an
-    // error, or changes nothing.
+    QString access; // "R", "W", or "RW"; if empty, it depends on the topics
+    // Payloads and their values. To write a value, the first of its payloads is sent. A payload
+    // that is not in the list is an error, or is ignored (ignoresOthers).
     QList<TopicValue> values;
-    QList<TopicValue> writeValues; // what is written, where that is not what is read
+    QList<TopicValue> writeValues; // the payloads to write, if they differ
     bool ignoresOthers = false;
-    QList<QByteArray> unknownPayloads; // that stand for no value, such as "None"; members as text
-    QByteArray emptyText; // payload that stands for an empty text both ways, such as one byte 0
+    QList<QByteArray> unknownPayloads; // stand for no value, such as "None"; members as text
+    QByteArray emptyText; // payload for the empty string, when read or written, such as a null byte
     std::optional<std::array<double, 4>> scale; // from..to of the payload, from..to of the value
     QVariant minimum;
     QVariant maximum;
     double step = 0;
     QVariantList choices;
-    int minimumLength = 0; // of a text that is written, in characters
-    int maximumLength = -1; // none if negative
-    QString pattern; // regular expression that a text matches whole, or else is an error
+    int minimumLength = 0; // of a written string, in characters
+    int maximumLength = -1; // no limit if negative
+    QString pattern; // regular expression for the whole string; anything else is an error
     std::chrono::milliseconds staleAfter {0};
     TopicAvailability availability;
-    QString errorTopic; // whatever is said there, if not empty, sets the flag
-    bool isFaulty = false; // the description itself sets the flag
-    QString targetTopic; // where the device repeats a write that it has taken
+    QString errorTopic; // a payload that is not empty sets the flag error
+    bool isFaulty = false; // sets the flag error, such as during an alert of the device
+    QString targetTopic; // where the device repeats an accepted write
     bool isConsistentWithTarget = true;
 
     QString writeTopic; // empty: read-only
-    QByteArray writePayload; // with $value once; the value alone if empty
+    QByteArray writePayload; // contains $value at most once; the value alone if empty
     int writeQos = 1;
     std::chrono::milliseconds confirmWithin {5000};
     SourceKeyword::Confirmation confirmation = SourceKeyword::Confirmation::Readback;
     bool writesChange = false;
 
-    QString origin; // what described it, for messages: a JSON pointer or a topic
+    QString origin; // the origin of the mapping, for messages: a JSON pointer or a topic
 };
 
 bool operator==(const TopicAvailability &left, const TopicAvailability &right);

@@ -31,16 +31,16 @@ struct MappingOptions
         }
     };
 
-    QStringList topics; // filters of what is served as it is
-    QList<TopicKeyword> keywords; // what is served as declared, with wildcards
-    TopicAvailability availability; // of everything that has none of its own
+    QStringList topics; // filters of the topics that are served without a declaration
+    QList<TopicKeyword> keywords; // declared keywords; topics may contain wildcards
+    TopicAvailability availability; // of all keywords that do not declare their availability
     QList<DescribedBy> conventions;
-    bool meta = false; // units and limits are keywords as well
+    bool meta = false; // units and limits are also served as keywords
     bool labelUnit = false; // labels end with the unit
     bool isResynced = false; // copies of what is retained come more than once
 };
 
-// A write, as a message.
+// The message for a write.
 struct TopicCommand
 {
     QByteArray topic;
@@ -54,14 +54,14 @@ struct TopicMessage
     QByteArrayView topic;
     QByteArrayView payload;
     bool isRetained = false;
-    bool isFlagExact = true; // the flag is as it was published, so that a deletion can be told
+    bool isFlagExact = true; // isRetained is as published, so that a deletion can be recognized
     qint64 expiry = -1; // in seconds
     bool isCopy = false; // sent because it is kept, and not because it is published now
     qint64 arrival = 0; // in milliseconds of a steady clock; only if it may be a copy
     qint64 notBefore = 0; // when a copy that says something new was not there yet; 0: not known
 };
 
-// A keyword that nobody has declared.
+// An undeclared keyword.
 struct ServedTopic
 {
     QString topic;
@@ -70,17 +70,17 @@ struct ServedTopic
     QString type;
 };
 
-// Which keywords topics become, and what messages say of them. It has all its state in one thread,
-// and knows nothing of the link.
+// Maps topics to keywords, and messages to values. It is used in one thread only, and does not
+// depend on the link.
 class TopicMapping
 {
 public:
     struct Statistics
     {
-        quint64 unreadable = 0; // messages
+        quint64 unreadable = 0; // messages whose payload is not readable
         quint64 misfits = 0; // messages that did not fit their keyword
-        quint64 collisions = 0; // topics without a keyword, as another one has its path
-        quint64 skipped = 0; // of descriptions
+        quint64 collisions = 0; // topics without a keyword, because another topic has its path
+        quint64 skipped = 0; // parts of descriptions that could not be mapped
         quint64 recovered = 0; // messages that had been missed
     };
 
@@ -88,34 +88,35 @@ public:
     ~TopicMapping();
     Q_DISABLE_COPY_MOVE(TopicMapping)
 
-    // Serves what another mapping has found so far, as far as it is the same here, and reports
-    // what is not served any more. What conventions have read moves here: the other one is not
-    // used any longer.
+    // Adopts the keywords that another mapping has found, as far as they are the same here, and
+    // reports the others as removed. The data of the conventions moves here: the other mapping must
+    // not be used any more.
     void takeOver(TopicMapping &other);
 
-    // What has to be subscribed to now, and what changed since it was asked last.
+    // All filters to subscribe to, and those added or removed since the last call.
     QByteArrayList filters() const;
     QByteArrayList takeNewFilters();
     QByteArrayList takeOldFilters();
 
-    // From now on a retained message of a topic is the first one again.
+    // Call this function for each new connection; the next retained message of each topic then
+    // counts as its first.
     void beginConnection();
-    // Whether it is the first retained message of its topic in this connection. The time is now,
-    // in milliseconds.
+    // Processes a message at the time now, in milliseconds. Returns whether it is the first
+    // retained message of its topic in this connection.
     bool take(const TopicMessage &message, qint64 now);
-    // Whether there are copies that were not taken, as newer messages may just have come.
+    // Whether copies were ignored because newer messages may have arrived.
     bool hasDoubts() const;
-    // Takes care of values that have expired. Returns when to call it next, or 0.
+    // Sets expired values offline. Returns the time of the next call, or 0.
     qint64 expire(qint64 now);
 
-    // None if the value cannot be written; the reason says why.
+    // Returns nothing, and sets reason, if the value cannot be written.
     std::optional<TopicCommand> command(const SourceWrite &write, QString *reason) const;
 
     ReportList takeReports();
     bool hasReports() const;
-    QStringList takeMessages(); // for the log, each said once
+    QStringList takeMessages(); // for the log; each message occurs once
     Statistics statistics() const;
-    QList<ServedTopic> served() const; // as it is, and not declared; sorted
+    QList<ServedTopic> served() const; // undeclared keywords, sorted
 
 private:
     class Private;

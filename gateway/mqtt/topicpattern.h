@@ -11,26 +11,27 @@
 
 namespace pellix::gateway {
 
-// The levels of a topic that stood where a pattern has a wildcard, by its name and by its number,
-// counted from 1.
+// The levels of a topic that match the wildcards of a pattern, by the name of the wildcard, and by
+// its number, starting with 1.
 using TopicCaptures = QHash<QString, QString>;
 
-// A topic in which "+", or "{NAME}", stands for any level, and "#" at the end for any more levels.
+// A topic in which "+" or "{NAME}" stands for any level, and "#" at the end for any number of
+// levels.
 class TopicPattern
 {
 public:
     TopicPattern() = default; // matches nothing
-    // None if it is no pattern; the reason says why.
+    // Returns nothing, and sets reason, if the text is not a valid pattern.
     static std::optional<TopicPattern> fromText(const QString &text, QString *reason = nullptr);
-    // As one that has no wildcards but those of a filter: "{" is text.
+    // The same for a topic filter, in which "{" has no special meaning.
     static std::optional<TopicPattern> fromFilter(const QString &filter);
 
     bool hasWildcards() const { return wildcards > 0 || hasRest; }
-    QString filter() const; // to subscribe to
-    QStringList names() const; // that captures have
+    QString filter() const; // for a subscription
+    QStringList names() const; // of the captures
     QStringList fixedLevels() const; // before the first wildcard
     bool matches(const QStringList &levels, TopicCaptures *captures = nullptr) const;
-    // Whether the levels begin as the pattern does, up to its last wildcard.
+    // Whether the levels match the beginning of the pattern, up to its last wildcard.
     bool matchesBeginning(const QStringList &levels, TopicCaptures *captures) const;
 
 private:
@@ -49,9 +50,9 @@ private:
     bool hasRest = false;
 };
 
-// The text with "{NAME}" replaced; names that nothing is known of stay.
+// Replaces each "{NAME}" in the text; unknown names are kept.
 QString filledIn(const QString &text, const TopicCaptures &captures);
-// The names that a text has in braces.
+// The names in braces in a text.
 QStringList namesIn(const QString &text);
 
 } // namespace pellix::gateway

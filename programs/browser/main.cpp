@@ -83,9 +83,10 @@ public:
 private:
     const QCommandLineOption url = option(
         "url",
-        Text::tr("Browse the keyword server at this WebSocket <address>, such as ws://host:port. "
-                 "If given again: the next address to try. The default is a server in the program "
-                 "with live values of this machine."),
+        Text::tr(
+            "Browse the keyword server at this WebSocket <address>, such as ws://host:port. "
+            "If given several times, the next address is tried when one cannot be reached. The "
+            "default is a server in the program with live values of this machine."),
         "address");
     const QCommandLineOption ca = option(
         "ca", Text::tr("Trust only the authorities in this PEM <file>, for wss:// addresses."),
@@ -94,7 +95,7 @@ private:
         "cert", Text::tr("Send this certificate <file> (PEM) to the server. Requires --key."),
         "file");
     const QCommandLineOption key = option(
-        "key", Text::tr("The private key <file> (PEM, not encrypted) of the certificate."), "file");
+        "key", Text::tr("The private key <file> (PEM, unencrypted) of the certificate."), "file");
     const QCommandLineOption token = option(
         "token-file",
         Text::tr(
@@ -104,8 +105,8 @@ private:
         option("keyword", Text::tr("Open this <path>; / by default."), "path");
     const QCommandLineOption select =
         option("select", Text::tr("Select the keyword at this <path>."), "path");
-    const QCommandLineOption pin =
-        option("pin", Text::tr("Pin the keyword at this <path>. May be given again."), "path");
+    const QCommandLineOption pin = option(
+        "pin", Text::tr("Pin the keyword at this <path>. May be given several times."), "path");
     const QCommandLineOption filter = option(
         "filter", Text::tr("List only keywords with all these <words> in the label or the name."),
         "words");
@@ -124,7 +125,7 @@ private:
 CommandLine::CommandLine(const Screenshot &screenshot)
 {
     parser.setApplicationDescription(Text::tr(
-        "Browses a keyword server: lists keywords, shows their live values, writes them.\n\n"
+        "Lists the keywords of a server, shows their live values, and writes them.\n\n"
         "user:password@ in an address requires wss://. Addresses are shown without secrets and are "
         "not saved.\n\n"
         "The exit code is 0 on success, 1 on failure, or 2 if the command line is invalid."));
@@ -175,8 +176,9 @@ std::optional<Options> CommandLine::options(const Session &session) const
     if (parser.isSet(aggregate)) {
         options.aggregation = aggregationFromName(parser.value(aggregate));
         if (!options.aggregation) {
-            programs::complain(Text::tr("'%1' is no mode: min, max, equal, sum, and, or are")
-                                   .arg(parser.value(aggregate)));
+            programs::complain(
+                Text::tr("'%1' is not an aggregate mode; use one of: min, max, equal, sum, and, or")
+                    .arg(parser.value(aggregate)));
             return std::nullopt;
         }
     }

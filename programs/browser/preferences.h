@@ -11,7 +11,7 @@
 
 #include <memory>
 
-// What the browser remembers from one start to the next. Each change is written at once.
+// The settings that the browser stores between sessions. Each change is written immediately.
 class Preferences : public QObject
 {
     Q_OBJECT
@@ -28,7 +28,7 @@ public:
 
     QStringList pinned() const;
     void setPinned(const QStringList &pinned);
-    Q_INVOKABLE void pin(const QString &keyword); // one that is pinned already stays where it is
+    Q_INVOKABLE void pin(const QString &keyword); // no effect if already pinned
     Q_INVOKABLE void unpin(const QString &keyword);
 
     int aggregation() const; // a PKeywordAggregation
@@ -40,7 +40,7 @@ public:
     QSize windowSize() const;
     void setWindowSize(const QSize &size);
 
-    // A file for values to be saved in that there is not yet, among the user's documents.
+    // The name of a file that does not exist yet, in the user's documents folder, to save values.
     Q_INVOKABLE QString exportFile(const QString &baseName) const;
     Q_INVOKABLE bool fileExists(const QString &path) const;
 

@@ -15,10 +15,10 @@
 #include <memory>
 
 // The connection of the browser: to the server in this process, or over a WebSocket to one of
-// some addresses. Both can be changed at any time; whoever is bound to client then moves along.
+// several addresses. You can switch between them at any time; bindings to client follow.
 //
-// An address may carry a secret, such as a token, and a token may go with it. The window shows
-// neither, and nothing saves them.
+// An address may contain a secret, such as a token, and a separate token may be set. The window
+// shows neither of them, and they are never saved.
 class Session : public QObject
 {
     Q_OBJECT
@@ -43,8 +43,8 @@ class Session : public QObject
     QML_UNCREATABLE("The program creates the session")
 
 public:
-    // Offers what is to be had without an address: a client whose server lives in this process.
-    // It is created when it is needed first, and owned by the session.
+    // Creates the client that is used without an address, whose server is in this process. It is
+    // created when it is first needed, and owned by the session.
     using CreateInProcess = std::function<pellix::client::PKeywordClient *(Session *session)>;
 
     explicit Session(CreateInProcess createInProcess, QObject *parent = nullptr);
@@ -52,14 +52,14 @@ public:
 
     pellix::client::PKeywordClient *client() const; // null until addresses are set
 
-    // Without addresses it is the server in this process. What is no WebSocket address is refused,
+    // An empty list selects the server in this process. Invalid WebSocket addresses are refused;
     // see problem().
     QStringList addresses() const;
     void setAddresses(const QStringList &addresses);
     QString shownAddress() const; // of the server in use; empty for the one in this process
     bool inProcess() const;
 
-    // PEM files for wss:// addresses: the authorities to trust, a certificate and its key.
+    // PEM files for wss:// addresses: the trusted authorities, a certificate, and its key.
     QString caFile() const;
     void setCaFile(const QString &fileName);
     QString certificateFile() const;
@@ -67,34 +67,34 @@ public:
     QString keyFile() const;
     void setKeyFile(const QString &fileName);
 
-    // The token goes with the addresses that are set, and is forgotten with them: other servers are
-    // not to see it.
+    // The token belongs to the current addresses. Setting others discards it, so that it is never
+    // sent to another server.
     bool hasToken() const;
     Q_INVOKABLE void setToken(const QString &token);
 
     bool connected() const;
     QDateTime lostAt() const; // invalid while connected, and before the first connection
-    QString reason() const; // why there is no connection, as far as that is known
-    bool unusable() const; // there will be none with the present settings
-    int retryIn() const; // milliseconds until the next attempt; 0 while there is none to wait for
+    QString reason() const; // why there is no connection, if known
+    bool unusable() const; // no connection is possible with the current settings
+    int retryIn() const; // milliseconds until the next attempt; 0 if none is scheduled
 
     bool autoReconnect() const;
     void setAutoReconnect(bool autoReconnect);
 
     double eventsPerSecond() const;
 
-    // The addresses in a text, separated by blanks or commas. One that is shown without its secret
-    // stands for the address that is set.
+    // The addresses in a text, separated by spaces or commas. A current address as it is shown,
+    // without its secret, stands for the complete one.
     Q_INVOKABLE QStringList parseAddresses(const QString &text) const;
     // The addresses as a text, without their secrets.
     Q_INVOKABLE QString shown(const QStringList &addresses) const;
-    // What is wrong with them, in words, or an empty text.
+    // A description of the first problem with the addresses, or an empty string.
     Q_INVOKABLE QString problem(const QStringList &addresses) const;
 
     Q_INVOKABLE void disconnectFromServer();
-    Q_INVOKABLE void tryNow(); // rather than in a while
+    Q_INVOKABLE void tryNow(); // without waiting for the next attempt
 
-    // To be called for each message that comes from the server.
+    // Call this function for each message from the server.
     void countEvent() { ++events; }
 
 Q_SIGNALS:
@@ -137,7 +137,7 @@ private:
     double rate = 0;
 };
 
-// A client of any transport that tells the session about each message it receives.
+// A client for any transport that notifies the session of each received message.
 template <typename Client> class CountedClient : public Client
 {
 public:

@@ -8,7 +8,7 @@
 
 #include <optional>
 
-// The options by which a program gets into a server: --ca, --cert, --key, --token-file.
+// The options for access to a server: --ca, --cert, --key, and --token-file.
 namespace programs {
 
 struct AccessFiles
@@ -19,11 +19,11 @@ struct AccessFiles
     std::optional<QString> token;
 };
 
-// What is wrong with them for these addresses, or an empty text. No file is opened.
+// Returns the problem with these options for the addresses, or an empty string. Opens no file.
 QString accessProblem(const AccessFiles &files, const QStringList &addresses);
 
-// The token in a file, which may end with a line break as editors write it; or an empty text, and
-// the problem.
+// Returns the token in a file, without a line break at its end; or sets problem, and returns an
+// empty string.
 QString readToken(const QString &fileName, QString *problem);
 
 } // namespace programs

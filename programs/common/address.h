@@ -7,20 +7,19 @@
 
 #include <QtCore/QString>
 
-// The addresses of keyword servers, as people give them to a program: ws://host:port or
-// wss://host:port.
+// The addresses of keyword servers, as entered by users: ws://host:port or wss://host:port.
 namespace programs {
 
-// Where an address may carry a user and a password: for PKeywordConnection, which sends them over
-// wss:// alone; nowhere for PWebSocketKeywordClient, since Qt's WebSockets send none before Qt 6.5,
-// and the server would be asked without them.
+// Whether an address may contain a user name and a password. For PKeywordConnection, it may if it
+// is a wss:// address. For PWebSocketKeywordClient, it may not: before Qt 6.5, Qt WebSockets does
+// not send them, and would connect without them.
 enum class Passwords {
     Encrypted,
     Nowhere
 };
 
-// Why the text is no address that a program can use, as the end of a message that names the
-// address before it; empty if it is one.
+// Returns why a program cannot use the address, as the end of a message that begins with the
+// address; or an empty string if it can.
 QString addressProblem(const QString &text, Passwords passwords = Passwords::Encrypted);
 
 using pellix::extras::shownAddress;

@@ -11,22 +11,23 @@ QT_END_NAMESPACE
 
 namespace programs {
 
-// How a program ends when the command line makes no sense. Other failures end it with EXIT_FAILURE.
+// The exit code for an invalid command line. The exit code for other failures is EXIT_FAILURE.
 constexpr int badUsage = 2;
 
-// Says on standard error what is wrong, after the name of the program. Addresses in the message are
-// shown without their secrets.
+// Prints an error message on standard error, after the name of the program. Addresses in the
+// message are shown without their secrets.
 void complain(const QString &message);
 
-// From now on, what Qt and the keyword library log shows addresses without their secrets.
+// After this call, log messages of Qt and of the keyword library show addresses without their
+// secrets.
 void hideSecretsInLog();
 
-// Prints the help or the version if the arguments ask for it, and returns whether they do. It needs
-// no display, so it is to be called before there is a QGuiApplication, which ends the program
-// without one.
+// Prints the help or the version if the arguments request it, and returns whether they do. It does
+// not need a display. Call it before you create a QGuiApplication, which exits if there is no
+// display.
 bool answeredWithoutDisplay(QCommandLineParser &parser, int argc, char *argv[]);
 
-// Parses the arguments of the application. Returns false after a message about what is wrong.
+// Parses the arguments of the application. If they are invalid, prints a message and returns false.
 bool parseArguments(QCommandLineParser &parser);
 
 } // namespace programs

@@ -7,14 +7,13 @@
 
 namespace programs {
 
-// Has the handler called, from the event loop, when the user or the system wants the program to
-// end: Ctrl-C, a request to terminate, or the end of the terminal, unless the caller has the last
-// one ignored. The same one again ends the program at once.
+// Calls the handler from the event loop on the first SIGINT, SIGTERM, or SIGHUP. SIGHUP, which is
+// sent when the terminal closes, is ignored if the caller of the program ignores it. The same
+// signal again ends the program immediately.
 void onInterrupt(std::function<void()> handler);
 
-// Has the handler called, from the event loop, each time when the program is told to read its
-// configuration again (SIGHUP). Then onInterrupt(), which has to be called later, leaves that
-// alone.
+// Calls the handler from the event loop on each SIGHUP, the request to reload the configuration.
+// Call this function before onInterrupt(), which then does not handle SIGHUP.
 void onHangUp(std::function<void()> handler);
 
 } // namespace programs

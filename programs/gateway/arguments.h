@@ -7,7 +7,7 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
-// What the command line asks for.
+// The parsed command line.
 struct Arguments
 {
     enum class Task {
@@ -17,10 +17,10 @@ struct Arguments
     };
 
     Task task = Task::Serve;
-    QString file; // of the configuration; empty if the command line is all there is
-    QByteArray json; // what the command line amounts to, without a file
+    QString file; // the configuration file; empty with --mqtt
+    QByteArray json; // the configuration made from --mqtt and its options; empty with a file
 };
 
-// Answers --help and --version itself, which end the program with 0. Returns false after a message
-// about what is wrong.
+// Handles --help and --version, which exit with 0. If the arguments are invalid, prints a message
+// and returns false.
 bool readArguments(Arguments *arguments);

@@ -10,14 +10,14 @@
 #include <QtCore/QObject>
 #include <QtCore/QTimer>
 
-// Waits until the sources of a gateway are subscribed and report nothing new, and then prints the
-// configuration that it amounts to.
+// Waits until the sources of a gateway are ready and report nothing new, and then prints the
+// resulting configuration.
 class Dump : public QObject
 {
     Q_OBJECT
 
 public:
-    // The configuration is also given as it was written.
+    // written is the JSON text of the configuration, as read from the file.
     Dump(pellix::gateway::Gateway *gateway, const pellix::gateway::Configuration &configuration,
          const QJsonObject &written);
 

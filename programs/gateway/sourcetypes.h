@@ -5,5 +5,5 @@
 
 #include "gateway/configuration.h"
 
-// Each kind of source that this program knows.
+// The source types that this program supports.
 const pellix::gateway::SourceTypes &sourceTypes();

@@ -98,6 +98,6 @@ void ClientCommand::checkPatience()
 
 void ClientCommand::onTimeout()
 {
-    complain(QStringLiteral("no answer within %1 s").arg(double(limit->count()) / 1000));
+    complain(QStringLiteral("no reply within %1 s").arg(double(limit->count()) / 1000));
     finish(ExitCode::TimedOut);
 }

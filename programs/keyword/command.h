@@ -15,7 +15,7 @@
 #include <memory>
 #include <optional>
 
-// One command at work. It is started once, in the event loop, and ends it with its exit code.
+// A running command. It is started once, in the event loop, which it ends with its exit code.
 class Command : public QObject
 {
     Q_OBJECT
@@ -36,7 +36,7 @@ private:
     bool finished = false;
 };
 
-// A command that talks to a server, with patience for it to answer.
+// A command that communicates with a server, with a timeout for replies.
 class ClientCommand : public Command
 {
     Q_OBJECT
@@ -47,16 +47,17 @@ public:
     void interrupt() override;
 
 protected:
-    // Whether it goes on until interrupted: then it waits for ever unless told otherwise.
+    // Whether the command runs until interrupted: it then has no timeout, unless one is set.
     virtual bool isEndless() const { return false; }
     virtual void begin() = 0; // at the first connection
-    virtual void onTimeout(); // nothing came, though there is a connection
+    virtual void onTimeout(); // connected, but nothing has arrived in time
 
     pellix::client::PKeywordClient *client() { return connection.client(); }
     bool isOpen() const { return connection.isOpen(); }
-    // Calls it with "lost" when the connection is, and with "open" when it came back.
+    // Calls the handler with "lost" when the connection is lost, and with "open" when it is
+    // restored.
     void followConnection(const std::function<void(const QString &state)> &handler);
-    void answered() { lastAnswer.start(); } // patience begins anew
+    void answered() { lastAnswer.start(); } // restarts the timeout
 
     Connection connection;
 
@@ -70,5 +71,5 @@ private:
     bool wasLost = false;
 };
 
-// The command that the settings name.
+// Creates the command that the settings specify.
 std::unique_ptr<Command> createCommand(const Settings &settings, Output *output);

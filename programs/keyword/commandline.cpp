@@ -71,7 +71,7 @@ QString parseProblem(const QCommandLineParser &parser, const QStringList &argume
 
 QString noSuchCommand(const QString &name)
 {
-    return QStringLiteral("'%1' is no command").arg(name) + suggestion(name, commandNames());
+    return QStringLiteral("'%1' is not a command").arg(name) + suggestion(name, commandNames());
 }
 
 // An option that the command does not know, or an empty text.

@@ -5,8 +5,8 @@
 
 #include "programs/keyword/settings.h"
 
-// What a command line asks for: to run the settings, or just to print a text and end, or nothing
-// because of a problem.
+// The parsed command line: the settings of a command, or a text to print before exiting, or a
+// problem.
 struct ParsedLine
 {
     std::optional<Settings> settings;

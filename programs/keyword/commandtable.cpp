@@ -62,13 +62,13 @@ const QList<OptionEntry> &optionTable()
 {
     static const QList<OptionEntry> table = {
         list("url u", "address",
-             "The server, ws://host:port or wss://host:port. If given several times, the next "
-             "address is tried when one cannot be reached. The default is KEYWORD_URL, with "
-             "several addresses separated by spaces. user:password@ before the host requires "
-             "wss://. Passwords and tokens in an address are never shown."),
+             "Connect to the server at this address, ws://host:port or wss://host:port. If given "
+             "several times, the next address is tried when one cannot be reached. The default is "
+             "KEYWORD_URL, with several addresses separated by spaces. user:password@ before the "
+             "host requires wss://. Passwords and tokens in an address are never shown."),
         file("ca", "Trust only the authorities in this PEM file, for wss:// addresses."),
         file("cert", "Send this certificate (PEM) to the server. Requires --key."),
-        file("key", "The private key (PEM, not encrypted) of the certificate."),
+        file("key", "The unencrypted private key (PEM) of the certificate."),
         file("token-file",
              "Send the token in this file to the server, in a header of the request. Requires "
              "wss:// addresses."),
@@ -86,7 +86,7 @@ const QList<OptionEntry> &optionTable()
                "default, watch prints local time as text, and UTC in other formats; other commands "
                "print none.",
                "none local utc delta"),
-        flag("raw", "In the format text, print only the values, one per line."),
+        flag("raw", "Print only the values, one per line, in the format text."),
         option("count n", "number", "End after this number of events, replies, or messages."),
         flag("recursive r",
              "Use all keywords below each KEYWORD; without a KEYWORD, use all keywords."),
@@ -97,8 +97,8 @@ const QList<OptionEntry> &optionTable()
                "none read meta write readwrite"),
         option("depth", "levels", "Descend at most this number of levels."),
         flag("wait w",
-             "After sending, wait for the event with the value. A refusal and a time-out have "
-             "separate exit codes."),
+             "Wait for the outcome of each write. A refusal and a timeout have separate exit "
+             "codes."),
         option("as", "type",
                "Send the value as this type. By default, the type is determined by the value or, "
                "with --wait, by the keyword.",
@@ -116,16 +116,16 @@ const QList<OptionEntry> &optionTable()
         flag("force", "Overwrite the file if it exists."),
         option("speed", "factor",
                "Replay this number of times as fast as recorded; max replays without waiting."),
-        flag("loop", "At the end, start again, until interrupted."),
+        flag("loop", "Start again at the end, until interrupted."),
         flag("hold", "Start when the first client has subscribed to its keywords."),
-        flag("stay", "At the end, keep serving the last values, until interrupted."),
+        flag("stay", "Keep serving the last values at the end, until interrupted."),
         option("listen", "address",
                "Listen on this IP address, or on localhost; 127.0.0.1 by default."),
         option("port", "port", "Listen on this port; 0, the default, selects a free one."),
         list("allow-origin", "origin",
              "Also serve web pages from this origin, such as http://localhost:3000. By default, "
              "web pages are refused; other programs are always served."),
-        flag("all", "With help: show all commands with all their options."),
+        flag("all", "Show all commands with all their options, for the command help."),
         flag("verbose v", "Log the activity of the transport on standard error."),
         flag("help h", "Show help, or the help of a command, and exit."),
         flag("version", "Show the version and exit."),
@@ -195,7 +195,7 @@ const QList<ExitCodeEntry> &exitCodeTable()
         {ExitCode::NotConnected,
          text("Not connected: the server cannot be reached, or the connection was lost.")},
         {ExitCode::Refused, text("Refused: the server did not accept a write.")},
-        {ExitCode::TimedOut, text("Time-out: connected, but there was no reply in time.")},
+        {ExitCode::TimedOut, text("Timeout: connected, but there was no reply in time.")},
         {ExitCode::FileError,
          text("A file cannot be read or written, or is not a recording; or a port is not "
               "available.")},

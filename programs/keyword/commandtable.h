@@ -9,14 +9,14 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
-// What the command line offers. The parser, the help, the completion files and the test of the
-// manual page all read these tables, so that they cannot differ.
+// The commands and options. The parser, the help, the completion files, and the test of the manual
+// page all read these tables, so that they cannot differ.
 struct OptionEntry
 {
     QStringList names; // without dashes; the long one comes first
     QString valueName; // empty for a switch
     QString description;
-    QStringList choices; // the only values there are, if they can be listed
+    QStringList choices; // the allowed values, if they can be listed
     bool repeatable = false;
     bool takesFile = false;
 
@@ -28,9 +28,9 @@ struct CommandEntry
     QString name;
     QString arguments;
     QString summary;
-    QStringList options; // the names of those that it knows
+    QStringList options; // the names of its options
     QStringList choices; // for its first argument
-    bool takesFile = false; // as its first argument
+    bool takesFile = false; // whether the first argument is a file
 };
 
 struct ExitCodeEntry

@@ -5,5 +5,5 @@
 
 #include <QtCore/QString>
 
-// The completion file for a shell: "bash", "zsh" or "fish".
+// The completion file for a shell: "bash", "zsh", or "fish".
 QString completionFile(const QString &shell);

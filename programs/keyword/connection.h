@@ -8,7 +8,7 @@
 
 #include <functional>
 
-// A client that shows each message as it came, before it takes it.
+// A client that passes each message to a handler, unchanged, before it processes the message.
 class ListeningClient : public pellix::extras::PKeywordConnection
 {
 public:
@@ -24,9 +24,9 @@ protected:
 };
 
 /*
-    The connection to the first of some servers that can be reached. Once open it is kept, or made
-    again, for as long as it lives. What happens to it is said on standard error: only a loss and a
-    return, unless it is announced, which says that the first attempts fail, too.
+    The connection to the first of several servers that can be reached. It reconnects until the
+    object is destroyed. Lost and restored connections are reported on standard error, and with
+    setAnnounced(true), the failure of the first attempts as well.
 */
 class Connection : public QObject
 {
@@ -38,17 +38,18 @@ public:
 
     ListeningClient *client() { return &webSocket; }
     bool isOpen() const { return webSocket.connected(); }
-    QString problem() const; // why there is none, for people
+    QString problem() const; // why there is no connection, for people
 
     void setAnnounced(bool announced) { announcesAttempts = announced; }
-    // What is wrong with the files that the settings name, or an empty text: then it can be opened.
+    // Reads the files that the settings name. Returns the problem, or an empty string; only then
+    // can the connection be opened.
     QString readFiles();
     void open();
 
 Q_SIGNALS:
-    void opened(); // each time
+    void opened(); // also emitted for each restored connection
     void lost();
-    void failed(); // and is not tried again
+    void failed(); // there will be no further attempt
 
 private:
     void onConnectedChanged();
@@ -60,5 +61,5 @@ private:
     bool announcesAttempts = false;
     bool announcedFailure = false;
     bool wasOpen = false;
-    QString lastProblem; // with an address before it
+    QString lastProblem; // begins with the address
 };

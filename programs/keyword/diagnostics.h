@@ -3,9 +3,9 @@
 
 #pragma once
 
-// What the libraries log. Standard error is for the user of the program: without verbose only
-// warnings get there, and none of the transport, whose state the connection puts into words.
-// QT_LOGGING_RULES overrides all of it.
+// Log messages of the libraries. Standard error is for the user of the program: without --verbose,
+// it contains only warnings, and none of the transport, because the connection reports its state
+// itself. QT_LOGGING_RULES overrides all of this.
 namespace diagnostics {
 
 void install(bool verbose);

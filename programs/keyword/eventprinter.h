@@ -8,17 +8,18 @@
 
 #include <QtCore/QStringList>
 
-// Prints events of keywords in the format of the output.
+// Prints the events of keywords in the format of the output.
 class EventPrinter
 {
 public:
     EventPrinter(Output *output, bool raw);
 
-    // For JSON and CSV, rows among the events that tell of the connection. To be added at first.
+    // For JSON and CSV: adds rows for lost and restored connections. Call this function before you
+    // print anything.
     void addConnectionRows();
     void printConnection(const QString &state);
 
-    void makeRoomFor(const QStringList &keywords); // in the text's columns
+    void makeRoomFor(const QStringList &keywords); // widens the columns of the text format
     void makeRoomFor(const pellix::client::PKeywordValue &event);
     void print(const QString &keyword, const pellix::client::PKeywordValue &event);
 
@@ -33,10 +34,10 @@ private:
     Row connectionRow;
 };
 
-// A value for people: texts as they are, as far as that does no harm to a terminal.
+// A value for people: strings are unchanged, except for characters that could harm a terminal.
 QString shownValue(const QVariant &value);
 
 QString typeName(pellix::client::PKeywordValueType type); // empty for none
 
-// Whether the event says that the server knows no such keyword.
+// Whether the event means that the server has no such keyword.
 bool isUnknown(const pellix::client::PKeywordValue &event);

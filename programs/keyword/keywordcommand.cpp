@@ -11,9 +11,7 @@ const QLatin1String standardInput("-");
 
 QString progressText(const KeywordWalk &walk)
 {
-    return QStringLiteral("%1 found, %2 to look below")
-        .arg(walk.items().size())
-        .arg(walk.pending());
+    return QStringLiteral("%1 found, %2 pending").arg(walk.items().size()).arg(walk.pending());
 }
 
 KeywordCommand::KeywordCommand(const Settings &settings, Output *output)

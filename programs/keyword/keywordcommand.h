@@ -8,7 +8,7 @@
 #include "programs/keyword/progress.h"
 #include "programs/keyword/standardinput.h"
 
-// A command on keywords: those of the command line, or all below them.
+// A command for the keywords on the command line, or for all keywords below them.
 class KeywordCommand : public ClientCommand
 {
     Q_OBJECT
@@ -18,7 +18,7 @@ public:
     void start() override;
 
 protected:
-    // Those of the command line; "-" stands for those that come by standard input.
+    // The keywords on the command line; "-" stands for keywords from standard input.
     virtual QStringList givenKeywords() const { return settings.arguments; }
     virtual bool goesBelow() const { return settings.recursive; }
     virtual void beginWith(const QStringList &keywords) = 0;
@@ -38,5 +38,5 @@ private:
     Progress progress;
 };
 
-// How far a walk has come, for people.
+// The progress of a walk, for people.
 QString progressText(const KeywordWalk &walk);

@@ -17,8 +17,9 @@ class PKeywordClient;
 }
 
 /*
-    The events of some keywords, each with the position of its keyword among them. The server is
-    asked for them at each new connection; a keyword that is given twice is asked for once.
+    The events of a list of keywords, each with the position of its keyword in the list. The client
+    subscribes again whenever the connection is restored; to a keyword that is listed twice, only
+    once.
 */
 class KeywordEvents
 {
@@ -34,7 +35,7 @@ public:
 private:
     void subscribe(const QString &keyword, const std::function<void()> &ask);
 
-    pellix::client::PKeywordClient *const client; // not owned, lives longer
+    pellix::client::PKeywordClient *const client; // not owned, outlives this object
     const Handler handler;
     std::vector<std::unique_ptr<pellix::client::PSubscriber>> subscribers;
 };

@@ -18,8 +18,8 @@
 class Connection;
 
 /*
-    Finds what is below some keywords, level by level, with several requests under way. It goes on
-    after the connection was lost.
+    Finds all keywords below given ones, level by level, with several pending requests at a time.
+    It continues after a lost connection.
 */
 class KeywordWalk : public QObject
 {
@@ -29,20 +29,20 @@ public:
     struct Item
     {
         QString keyword;
-        QString type; // the server's word; empty for a level
-        int depth = 0; // 0 for what was asked for
-        std::vector<int> children; // positions among the items, in natural order
+        QString type; // as sent by the server; empty for a level
+        int depth = 0; // 0 for the roots
+        std::vector<int> children; // indexes of items, in natural order
     };
 
     KeywordWalk(Connection *connection, pellix::client::PKeywordValueType type,
                 pellix::client::PKeywordValueAccess access);
 
-    // What it says yes to is not even looked at.
+    // Keywords for which this function returns true are skipped, with everything below them.
     std::function<bool(const QString &keyword)> excluded;
 
     void start(const QStringList &roots, int depth); // 0: no limit
     const std::vector<Item> &items() const { return found; } // the roots come first
-    QStringList keywords() const; // those that have a value, in the order of the tree
+    QStringList keywords() const; // keywords with a value, in the order of the tree
     int pending() const { return int(queue.size()) + int(underWay.size()); }
 
 Q_SIGNALS:
@@ -60,7 +60,7 @@ private:
     const pellix::client::PKeywordValueAccess access;
     int depthLimit = 0;
     std::vector<Item> found;
-    QSet<QString> seen; // a server whose tree is a ring
+    QSet<QString> seen; // the tree of a server may be cyclic
     std::deque<int> queue;
     QHash<QUuid, int> underWay;
 };

@@ -7,7 +7,7 @@
 #include "programs/keyword/keywordwalk.h"
 #include "programs/keyword/progress.h"
 
-// ls and tree.
+// The commands ls and tree.
 class ListCommand : public ClientCommand
 {
     Q_OBJECT

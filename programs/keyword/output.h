@@ -21,13 +21,14 @@ QT_END_NAMESPACE
 // A line of standard output for programs: field names and values, in a fixed order.
 using Row = std::vector<std::pair<const char *, QJsonValue>>;
 
-// The written form of a value: texts as they are, everything else as JSON.
+// A value as text: strings are unchanged, everything else is JSON.
 QByteArray plainText(const QJsonValue &value);
 void appendJson(QByteArray &line, const QJsonValue &value);
 
 /*
-    Standard output, line by line: each line goes out at once, as a whole. JSON and CSV are made
-    here from rows; text is up to the commands. A reader that has gone is no error.
+    Standard output, line by line: each line is written immediately and as a whole. This class
+    formats rows as JSON and CSV; the commands format text. If the reader has exited, this is not
+    an error.
 */
 class Output
 {
@@ -41,23 +42,21 @@ public:
     bool isText() const { return kind == Format::Text; }
     bool colored() const { return color; }
 
-    void line(const QByteArray &text); // without its end
-    void rawLine(const QByteArray &text); // the same, of a server
-    void row(const Row &row); // of JSON or CSV
-    void header(const QByteArray &columns); // of CSV, where the rows do not tell by themselves
-    QJsonValue word(const QString &word) const; // in a row; as CSV, none is an empty field
-
-    // The stamp of the event that is now to be printed; empty when none is wanted.
+    void line(const QByteArray &text); // without the line break
+    void rawLine(const QByteArray &text); // the same, for text from a server
+    void row(const Row &row); // in JSON or CSV
+    void header(const QByteArray &columns); // of CSV; by default, from the first row
+    QJsonValue word(const QString &word) const; // for a row; in CSV, null if empty
     QByteArray stamp();
-    QJsonValue stampValue(); // a number, if it is a difference
+    QJsonValue stampValue(); // a number for differences
     bool stamps() const { return time != TimeStamp::None; }
     void setTimeStamp(TimeStamp stamp) { time = stamp; }
 
-    // Notices that the reader has gone also while there is nothing to write.
+    // Detects that the reader has exited even while there is nothing to write.
     void watchReader();
 
-    // Called once when the reader has gone, or when writing failed for another reason, which is
-    // then said.
+    // Called once: with an empty problem when the reader has exited, or with the reason when
+    // writing has failed.
     std::function<void(const QString &problem)> onEnd;
 
 private:
@@ -78,9 +77,9 @@ private:
     std::unique_ptr<QSocketNotifier> reader;
 };
 
-// Whether colours and progress may be shown there.
+// Whether the descriptor is a terminal, which can show colors and progress.
 bool isTerminal(int descriptor);
 
-// One line on standard error, with the name of the program in front. Addresses lose their secrets,
-// and what is harmful to a terminal is escaped.
+// Prints one line on standard error, which begins with the name of the program. Secrets in
+// addresses are hidden, and characters that could harm a terminal are escaped.
 void complain(const QString &message);

@@ -56,7 +56,7 @@ void PingCommand::onResponse(const QUuid &id)
     sum += time;
     ++answers;
     if (output->isText())
-        output->line("answer " + QByteArray::number(sent) + ": " + shown(time) + " ms");
+        output->line("reply " + QByteArray::number(sent) + ": " + shown(time) + " ms");
     else
         output->row({{"sequence", sent}, {"milliseconds", rounded(time)}});
     wait();
@@ -76,7 +76,7 @@ void PingCommand::onTimeout()
     if (underWay.isNull())
         return; // between two requests
     underWay = {};
-    complain(QStringLiteral("no answer to request %1").arg(sent));
+    complain(QStringLiteral("no reply to request %1").arg(sent));
     wait();
 }
 

@@ -8,7 +8,7 @@
 #include <QtCore/QTimer>
 #include <QtCore/QUuid>
 
-// Measures the time from an index request to its answer.
+// Measures the time from an index request to its reply.
 class PingCommand : public ClientCommand
 {
     Q_OBJECT
@@ -33,7 +33,7 @@ private:
     QUuid underWay;
     int sent = 0;
     int answers = 0;
-    double least = 0; // milliseconds, as are the next
+    double least = 0; // in milliseconds, like the following
     double most = 0;
     double sum = 0;
 };

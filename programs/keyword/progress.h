@@ -6,7 +6,7 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QString>
 
-// A line on standard error that is overwritten, if that is a terminal, and nothing otherwise.
+// Shows a line on standard error, which the next one overwrites; nothing if it is not a terminal.
 class Progress
 {
 public:
@@ -15,7 +15,7 @@ public:
     Progress(const Progress &) = delete;
     Progress &operator=(const Progress &) = delete;
 
-    void show(const QString &text); // not more often than is good for the eye
+    void show(const QString &text); // limited to a readable rate
     void clear();
 
 private:

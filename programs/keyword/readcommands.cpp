@@ -65,7 +65,7 @@ void OnceCommand::printAll()
     for (qsizetype i = 0; i < keywords.size() && !isFinished(); ++i) {
         const auto &answer = answers.at(size_t(i));
         if (!answer) {
-            complain(keywords.at(i) + QStringLiteral(": no answer"));
+            complain(keywords.at(i) + QStringLiteral(": no reply"));
             continue;
         }
         const ExitCode code = print(keywords.at(i), *answer);

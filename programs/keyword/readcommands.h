@@ -7,7 +7,7 @@
 #include "programs/keyword/keywordcommand.h"
 #include "programs/keyword/keywordevents.h"
 
-// One answer for each keyword, printed when all are there.
+// A command with one result for each keyword, printed when all have arrived.
 class OnceCommand : public KeywordCommand
 {
     Q_OBJECT
@@ -19,7 +19,7 @@ protected:
     void beginWith(const QStringList &keywords) override;
     void onTimeout() override;
     virtual QString askedFor(const QString &keyword) const { return keyword; }
-    // Prints the answer, or says why there is none to print.
+    // Prints the result, or a message if there is none.
     virtual ExitCode print(const QString &keyword, const pellix::client::PKeywordValue &event) = 0;
     virtual void makeRoomFor(const pellix::client::PKeywordValue &) { }
 

@@ -7,7 +7,7 @@
 #include "programs/keyword/keywordevents.h"
 #include "programs/keyword/recordingwriter.h"
 
-// Stores what the server sends, to be replayed.
+// Records the messages of the server.
 class RecordCommand : public KeywordCommand
 {
     Q_OBJECT

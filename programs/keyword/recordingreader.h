@@ -11,26 +11,26 @@
 #include <vector>
 
 /*
-    Reads what a RecordingWriter wrote. A recording may be in several files, given in any order, and
-    a file may hold several of them one after the other: each heading begins a part, and it is the
-    parts that are put in order.
+    Reads a recording of a RecordingWriter. It may consist of several files, in any order, and a
+    file may contain several parts one after the other. Each heading begins a part; the parts are
+    sorted.
 */
 class RecordingReader
 {
 public:
     struct Entry
     {
-        double seconds = 0; // from the start of the recording, or of what there is of it
-        QJsonObject message; // empty if it is of another kind
+        double seconds = 0; // since the start of the recording, or of its first available part
+        QJsonObject message; // empty for entries other than messages
     };
 
     explicit RecordingReader(const QStringList &fileNames);
 
     bool open(); // finds the parts
-    bool next(Entry *entry); // false at the end, and when something is wrong
+    bool next(Entry *entry); // false at the end, and if there is an error
     void rewind();
     QString errorString() const { return error; }
-    QStringList missingParts() const; // between others, such as "2" or "4 to 7"
+    QStringList missingParts() const; // parts missing between others, such as "2" or "4 to 7"
 
 private:
     struct Part
@@ -40,7 +40,7 @@ private:
         qint64 begin = 0; // of its first entry
         qint64 end = 0;
         QString id; // the same in all parts of a recording
-        int number = 0; // 0 in a heading that has none
+        int number = 0; // 0 if the heading has none
         double firstTime = 0;
     };
 
@@ -54,8 +54,8 @@ private:
     bool fail(const QString &fileName, int line, const QString &problem);
 
     const QStringList fileNames;
-    std::vector<Part> parts; // in their order of time
-    size_t position = 0; // of the next one
+    std::vector<Part> parts; // in chronological order
+    size_t position = 0; // of the next part
     std::unique_ptr<QFile> file;
     int line = 0;
     double start = 0;

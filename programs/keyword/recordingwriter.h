@@ -11,23 +11,24 @@
 
         {"recording":1,"id":"...","part":1,"started":"2026-05-04T10:11:12.131Z","url":"ws://..."}
 
-    and each other one a message as it came, with the seconds since the start by a clock that is
-    never set: {"t":1.234567,"message":{"cmd":...}}; {"t":1.3,"text":"..."} if it is no JSON object;
-    or {"t":2.5,"connection":"lost"} and "open". Each line is handed to the system as a whole and at
-    once, so that nothing of it is lost with the program.
+    Each other line contains an unchanged message, with the seconds since the start on a monotonic
+    clock: {"t":1.234567,"message":{"cmd":...}}; {"t":1.3,"text":"..."} if it is not a JSON object;
+    or {"t":2.5,"connection":"lost"} and "open". Each line is written to the system immediately and
+    as a whole, so that nothing is lost if the program is killed.
 
-    Recordings made before there were "id" and "part" have the same heading in all their files.
+    Older recordings without "id" and "part" have the same heading in all files.
 */
 class RecordingWriter
 {
 public:
-    // A full file gets the next free number behind its name, and a new one is begun; 0 for never.
-    // The name "-" is standard output, which cannot be full.
+    // When a file has reached rotateSize, the next free number is appended to its name, and a new
+    // file is begun. With 0, this never happens. The name "-" is standard output, which has no
+    // limit.
     RecordingWriter(const QString &fileName, const QString &url, qint64 rotateSize);
 
     bool open(bool overwrite);
     bool write(qint64 nanoseconds, const char *member, const QByteArray &json);
-    QString errorString() const { return error; } // empty when the reader of a pipe has gone
+    QString errorString() const { return error; } // empty if the reader of a pipe has exited
     qint64 bytesWritten() const { return total; }
 
 private:
@@ -47,7 +48,7 @@ private:
     QString error;
     QString id;
     QString started;
-    int part = 0; // that is being written
+    int part = 0; // the current one
     int number = 0; // of the last full file
     qint64 headingSize = 0;
     qint64 size = 0;

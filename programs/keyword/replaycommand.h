@@ -11,8 +11,8 @@
 #include <QtCore/QHash>
 #include <QtCore/QTimer>
 
-// Serves a recording: its keywords with their values, types and states, one event for each that was
-// recorded. Nothing can be written.
+// Serves a recording: its keywords with their values, types, and states, and one event for each
+// recorded event. Keywords cannot be written.
 class ReplayCommand : public Command
 {
     Q_OBJECT
@@ -41,6 +41,6 @@ private:
     double duration = 0; // seconds
     QElapsedTimer clock;
     QTimer timer;
-    QTimer quiet; // since a client asked for something
+    QTimer quiet; // since the last request of a client
     bool leaving = false;
 };

@@ -29,7 +29,7 @@ enum class TimeStamp {
     Delta
 };
 
-// One command line, understood and checked.
+// A parsed and validated command line.
 struct Settings
 {
     QString command;
@@ -64,7 +64,7 @@ struct Settings
     qint64 rotate = 0; // bytes; 0: never
     bool force = false;
 
-    double speed = 1; // 0: does not wait
+    double speed = 1; // 0: without waiting
     bool loop = false;
     bool hold = false;
     bool stay = false;
@@ -75,10 +75,11 @@ struct Settings
     bool helpAll = false;
 };
 
-// Reads the options into the settings, which name the command. Returns what is wrong with them;
-// empty if nothing is.
+// Reads the options into the settings, in which the command is already set. Returns the problem, or
+// an empty string.
 QString readSettings(const QCommandLineParser &parser, Settings *settings);
 
-// The parser takes what begins with a dash for an option. Negative numbers pass it hidden.
+// QCommandLineParser treats everything that begins with a dash as an option. These functions hide
+// negative numbers from it, and restore them.
 QString hiddenArgument(const QString &argument);
 QString shownArgument(const QString &argument);

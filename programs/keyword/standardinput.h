@@ -16,15 +16,15 @@ QT_END_NAMESPACE
 
 struct InputLine
 {
-    int number = 0; // from 1
-    QString text; // without its end
+    int number = 0; // starts with 1
+    QString text; // without the line break
     bool isUtf8 = true;
 
-    // For messages: what is wrong with the line.
+    // The text of a message about a problem with this line.
     QString complaint(const QString &problem) const;
 };
 
-// Standard input, line by line, as it comes and without waiting for it.
+// Reads standard input line by line as it arrives, without blocking.
 class StandardInput : public QObject
 {
     Q_OBJECT
@@ -34,7 +34,7 @@ public:
     ~StandardInput() override;
 
     void start();
-    void setPaused(bool paused); // reads nothing meanwhile
+    void setPaused(bool paused); // reads nothing while paused
 
 Q_SIGNALS:
     void linesRead(const QList<InputLine> &lines);
@@ -47,6 +47,6 @@ private:
     void fail(int error);
 
     std::unique_ptr<QSocketNotifier> notifier;
-    QByteArray pending; // not a whole line yet
+    QByteArray pending; // an incomplete line
     int lines = 0;
 };

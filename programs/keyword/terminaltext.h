@@ -6,10 +6,11 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 
-// What a text does to a terminal. Those of a server may hold anything: escape sequences that write
-// to the clipboard or over other lines, and characters that turn the direction of what follows.
+// Functions to print texts safely on a terminal. A string from a server can contain anything:
+// escape sequences that write to the clipboard or over other lines, and characters that change the
+// direction of the following text.
 
-// Whether the character at this position does more than show itself.
+// Whether the character at this position affects a terminal in any other way than by being shown.
 bool isHarmful(const QString &text, qsizetype position);
 
 enum class LineEnds {
@@ -17,14 +18,14 @@ enum class LineEnds {
     Kept // and tabs
 };
 
-// The text with what is harmful written as \u001b, as in JSON.
+// The text, with harmful characters escaped as in JSON, such as \u001b.
 QString withoutHarm(const QString &text, LineEnds lineEnds = LineEnds::Escaped);
 
-// The text as it is, or as a JSON string if anything in it is harmful.
+// The unchanged text, or a JSON string if it contains harmful characters.
 QString shownText(const QString &text);
 
-// How many columns the text takes: characters of East Asia and emoji take two, accents that join
-// the character before them none.
+// The number of columns of the text: East Asian characters and emoji take two, combining characters
+// none.
 qsizetype columnsOf(const QString &text);
 
-QByteArray padded(const QString &text, qsizetype columns); // with blanks at the end
+QByteArray padded(const QString &text, qsizetype columns); // with spaces at the end

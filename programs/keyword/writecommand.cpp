@@ -116,7 +116,7 @@ QString WriteCommand::add(const QString &keyword, const QString &text)
         const auto type = write.value.typeId();
         if (relative && type != QMetaType::Bool && type != QMetaType::LongLong
             && type != QMetaType::Double)
-            return QStringLiteral("'%1' is no amount").arg(text);
+            return QStringLiteral("'%1' is not an amount").arg(text);
     }
     queue.push_back(write);
     return {};
@@ -257,7 +257,7 @@ void WriteCommand::onFinished()
 void WriteCommand::refused()
 {
     const PKeywordValue event = waited->lastEvent();
-    QString problem = QStringLiteral("refused; it stays ") + shownValue(event.value);
+    QString problem = QStringLiteral("refused; the value is still ") + shownValue(event.value);
     const QString type = typeName(event.type);
     const bool isText = current.front().value.typeId() == QMetaType::QString;
     if (!type.isEmpty() && isText != (type == QLatin1String("string")))
@@ -288,7 +288,7 @@ void WriteCommand::onTimeout()
     }
     const QString problem = asked
         ? QStringLiteral("no event with the value in time; the last value was ") + shownValue(last)
-        : QStringLiteral("no answer");
+        : QStringLiteral("no reply");
     end(ExitCode::TimedOut, QStringLiteral("timeout"), problem);
 }
 

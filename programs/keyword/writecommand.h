@@ -12,9 +12,9 @@
 #include <deque>
 
 /*
-    Writes, one keyword after the other: those of the command line, or those that come by standard
-    input, as they come. To wait for what becomes of each, it has a PKeywordWrite; but what a text
-    stands for is decided here, as for a write that is not waited for.
+    Writes keywords one after the other: those on the command line, or those from standard input,
+    as they arrive. With --wait, it uses a PKeywordWrite for the outcome, but converts the text to
+    a value in the same way as without --wait.
 */
 class WriteCommand : public ClientCommand
 {
@@ -33,7 +33,7 @@ private:
     {
         QString keyword;
         QString text;
-        QVariant value; // known later, if it depends on the type of the keyword
+        QVariant value; // set later if it depends on the type of the keyword
     };
 
     bool takeArguments();
@@ -63,9 +63,9 @@ private:
     bool inputEnded = true;
     bool gotLines = false;
     std::deque<Write> queue;
-    std::deque<Write> current; // under way: one of them when waiting, else all that there were
-    std::unique_ptr<pellix::extras::PKeywordWrite> waited; // the current one, when waiting
-    bool asked = false; // for its value to be set
+    std::deque<Write> current; // the pending writes; with --wait, one at a time
+    std::unique_ptr<pellix::extras::PKeywordWrite> waited; // the current write with --wait
+    bool asked = false; // whether the current write has been started
     QVariant last;
     QUuid answerId;
     ExitCode result = ExitCode::Success;

@@ -127,7 +127,7 @@ WrittenValue writtenValue(const QString &text, const QString &type)
         return asItLooks(text);
     const Convert convert = converterTo(type);
     WrittenValue written = convert ? convert(text) : WrittenValue {text, {}};
-    return decides(written) ? written : problem(text, QStringLiteral("is no ") + type);
+    return decides(written) ? written : problem(text, QStringLiteral("is not of type ") + type);
 }
 
 WrittenValue writtenValue(const QString &text, PKeywordValueType type)

@@ -8,17 +8,18 @@
 #include <QtCore/QString>
 #include <QtCore/QVariant>
 
-// What a text stands for, as a value to be written; or why it cannot be.
+// The value to write for a text, or the reason why it cannot be written.
 struct WrittenValue
 {
     QVariant value;
     QString problem;
 };
 
-// As the type, which is one of --as. Without one, as what it looks like: true or false, a number,
-// a JSON object or array, or else a text. A whole number that would have to be rounded is a
-// problem.
+// Converts the text to the type, which is one of --as. Without a type, the form of the text
+// determines it: true or false, a number, a JSON object or array, and otherwise a string. An
+// integer that would have to be rounded is a problem.
 WrittenValue writtenValue(const QString &text, const QString &type);
 
-// For a keyword of that type; as what it looks like, if it cannot be of it: the server decides.
+// The same for a keyword of this type. If the text cannot be converted to the type, its form
+// determines the type of the value, and the server decides.
 WrittenValue writtenValue(const QString &text, pellix::client::PKeywordValueType type);

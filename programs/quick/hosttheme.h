@@ -10,10 +10,10 @@ class QObject;
 class QQmlEngine;
 QT_END_NAMESPACE
 
-// The components of the keyword library look for an object "theme" in their context. This makes the
-// Theme of our programs known there, in dark colours, and lets the engine find their modules.
-// Returns the theme, which the engine owns, or null after a warning by Qt.
+// The components of the keyword library require an object "theme" in their context. This function
+// provides the Theme of our programs there, with dark colors, and adds the import paths of their
+// modules to the engine. Returns the theme, which the engine owns, or null after a warning of Qt.
 QObject *provideTheme(QQmlEngine &engine);
 
-// Fonts whose digits all have one width: numbers do not jump when they change.
+// Sets fonts with digits of equal width, so that text does not move when a number changes.
 void useSteadyFonts();

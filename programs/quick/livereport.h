@@ -13,10 +13,10 @@ QT_BEGIN_NAMESPACE
 class QQuickWindow;
 QT_END_NAMESPACE
 
-// The value of each keyword that a proxy or a model of the window has at this moment.
+// The current value of each keyword in the proxies and models of the window.
 using LiveValues = std::map<QString, QVariant>;
 
 LiveValues liveValues(const QQuickWindow &window);
 
-// One line "keyword = value" for each value, with the equal signs below one another.
+// One line "keyword = value" for each value, with aligned equals signs.
 QStringList reportLines(const LiveValues &values);

@@ -14,8 +14,8 @@ class QCommandLineParser;
 class QQuickWindow;
 QT_END_NAMESPACE
 
-// A picture of a window, taken after some time, that ends the program: the options --screenshot and
-// --duration of a command line.
+// Implements the options --screenshot and --duration: saves a picture of the window after some
+// time, and exits.
 class Screenshot
 {
 public:
@@ -23,13 +23,14 @@ public:
 
     void addOptions(QCommandLineParser &parser) const;
 
-    // Reads the options and opens the file, so that a bad name is reported before the duration and
-    // not after it. Returns 0, or the exit code of the program after a message about what is wrong.
+    // Reads the options and opens the file, so that an invalid name is reported before the
+    // duration, not after it. Returns 0. In case of an error, prints a message and returns the exit
+    // code.
     int prepare(const QCommandLineParser &parser);
 
-    // Takes the picture when the duration is over, prints each value that the window shows, and
-    // exits: with an error if the picture cannot be written, or if no value is known.
-    // Without the options it does nothing.
+    // Takes the picture after the duration, prints each value that the window shows, and exits:
+    // with an error if the picture cannot be written, or if there is no value. Does nothing without
+    // the options.
     void schedule(QQuickWindow *window);
 
 private:

@@ -3,7 +3,7 @@
 
 #pragma once
 
-// Has the application show the texts of Qt, of the companions and of the programs in the user's
-// language, as far as there are translations. Call it once there is an application, before any
+// Installs the translations of Qt, the companions, and the programs for the user's language, if
+// they exist. Call this function once, after you create the application and before it shows any
 // text.
 void installTranslations();

@@ -341,18 +341,18 @@ void tst_Configuration::listeners_thatAreRefused_data()
         QTest::newRow(name) << QByteArray(listener) << q(clients) << q(expected);
     };
     row("beyond loopback, plain", R"({"address": "0.0.0.0", "port": 0, "role": "viewer"})",
-        "/listen/0: 0.0.0.0 is reached by other machines: it needs \"tls\", or \"unencrypted\": "
+        "/listen/0: 0.0.0.0 can be reached by other machines: set \"tls\", or \"unencrypted\": "
         "true");
     row("beyond loopback, IPv6", R"({"address": "::", "port": 0, "role": "viewer"})",
-        "/listen/0: :: is reached by other machines: it needs \"tls\", or \"unencrypted\": true");
+        "/listen/0: :: can be reached by other machines: set \"tls\", or \"unencrypted\": true");
     row("beyond loopback, nobody known",
         R"({"address": "0.0.0.0", "port": 0, "unencrypted": true})",
-        "/listen/0: nobody could use it: it needs \"clients\" with tokens, or certificates and "
-        "\"clientAuthority\", or a \"role\" for everybody");
+        "/listen/0: no client could use this listener: set \"clients\" with tokens, or with "
+        "certificates and \"clientAuthority\", or set a \"role\" for all clients");
     row("certificates, but no authority",
         R"({"address": "0.0.0.0", "port": 0, "tls": {"certificate": "c.pem", "key": "k.pem"}})",
-        "/listen/0: nobody could use it: it needs \"clients\" with tokens, or certificates and "
-        "\"clientAuthority\", or a \"role\" for everybody",
+        "/listen/0: no client could use this listener: set \"clients\" with tokens, or with "
+        "certificates and \"clientAuthority\", or set a \"role\" for all clients",
         R"([{"certificate": "CN=a", "role": "viewer"}])");
     row("no key", R"({"port": 0, "tls": {"certificate": "c.pem"}})",
         "/listen/0/tls: must have \"key\"");

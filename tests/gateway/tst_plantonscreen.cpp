@@ -505,9 +505,9 @@ void tst_PlantOnScreen::tool_getsAndSets()
     expect({q("add"), q("--wait"), q("/plant/tank1/setpoint"), q("-2.5")}, 0,
            "/plant/tank1/setpoint 67.5 taken");
     expect({q("set"), q("--wait"), q("/plant/tank1/setpoint"), q("120")}, 4,
-           "keyword: /plant/tank1/setpoint: refused; it stays 67.5");
+           "keyword: /plant/tank1/setpoint: refused; the value is still 67.5");
     expect({q("set"), q("--wait"), q("/plant/interlock/limit"), q("70")}, 4,
-           "keyword: /plant/interlock/limit: refused; it stays 80");
+           "keyword: /plant/interlock/limit: refused; the value is still 80");
     expect({q("set"), q("--wait"), q("/plant/tank1/pump"), q("false")}, 0,
            "/plant/tank1/pump false taken");
     expect({q("set"), q("--wait"), q("/house/boiler-room/boiler/mode"), q("off")}, 0,
@@ -538,7 +538,7 @@ void tst_PlantOnScreen::tool_seesTheBrokerDie()
     QCOMPARE(run({q("get"), q("/plant/tank1/setpoint")}).text,
              q("/plant/tank1/setpoint 60 double not connected, offline"));
     const Ran ran = run({q("set"), q("--wait"), q("/plant/tank1/setpoint"), q("70")});
-    QCOMPARE(ran.text, q("keyword: /plant/tank1/setpoint: refused; it stays 60"));
+    QCOMPARE(ran.text, q("keyword: /plant/tank1/setpoint: refused; the value is still 60"));
     QCOMPARE(ran.code, 4);
 }
 

@@ -4,7 +4,7 @@
 import QtQuick
 import PellixClient.Control
 
-/* A fraction from 0 to 1 as a bar, lying or upright. NaN is an empty outline, which zero is not. */
+/* Shows a fraction from 0 to 1 as a horizontal or vertical bar. NaN is shown as an empty outline. */
 Rectangle {
     id: root
 
@@ -28,7 +28,7 @@ Rectangle {
             bottom: parent.bottom
         }
         visible: root.filled > 0
-        // Never shorter than its round ends, so that a small load is still a shape.
+        // At least as long as its round ends, so that a small load is visible.
         width: root.upright ? parent.width : Math.max(parent.height, root.filled * parent.width)
         height: root.upright ? Math.max(parent.width, root.filled * parent.height) : parent.height
         radius: parent.radius

@@ -5,7 +5,7 @@ import QtQuick
 import PellixClient.Control
 
 /*
-    A titled panel. Its badge shows the worst condition of its sources, and only if that is not good.
+    A panel with a title. Its badge shows the worst condition of its sources, unless all are good.
 */
 Rectangle {
     id: root

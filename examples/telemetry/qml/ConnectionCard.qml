@@ -7,7 +7,7 @@ import PellixClient.Control
 import PellixClient.Keyword 1.0
 import Telemetry
 
-/* The way to the server: a WebSocket with its switch, or the word that there is none. */
+/* The connection to the server: a WebSocket with a switch for it, or the text that there is none. */
 Card {
     id: root
 

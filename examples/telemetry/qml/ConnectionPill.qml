@@ -4,7 +4,7 @@
 import QtQuick
 import PellixClient.Control
 
-/* Whether the server can be reached, in one dot and a few words. */
+/* Shows whether the client is connected to the server, as a dot and a short text. */
 Rectangle {
     id: root
 

@@ -9,7 +9,7 @@ import Telemetry
 import PellixClient.Control
 import PellixClient.Keyword 1.0
 
-/* The load of all cores together, of each core, and of the busiest one, which the server computes. */
+/* The total load, the load of each core, and that of the busiest core, which the server computes. */
 Card {
     id: root
 

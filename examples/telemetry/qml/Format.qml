@@ -6,7 +6,7 @@ pragma Singleton
 import QtQuick
 import PellixClient.Control
 
-/* Values, durations and conditions as people read them. */
+/* Formats values, durations, and conditions for display. */
 QtObject {
     readonly property string none: "\u2014"
 
@@ -23,7 +23,7 @@ QtObject {
         return index;
     }
 
-    // The number alone and its unit alone, so that the two can be set in different sizes.
+    // The number and its unit separately, so that they can have different font sizes.
     function byteNumber(bytes: real): string {
         const index = magnitude(bytes);
         const scaled = bytes / Math.pow(1024, index);
@@ -71,7 +71,7 @@ QtObject {
         }
     }
 
-    // A good value is plain text; only what is not good takes the colour of its condition.
+    // A good value has the color of plain text; any other has the color of its condition.
     function valueColor(condition: int): color {
         return condition === LiveValue.Good ? Theme.text : conditionColor(condition);
     }

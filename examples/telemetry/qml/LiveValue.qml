@@ -4,7 +4,7 @@
 import PellixClient.Keyword 1.0
 
 /*
-    One live keyword with its four state flags folded into one condition, the worst first:
+    One live keyword, whose four state flags are combined into one condition, the worst one:
 
         LiveValue {
             id: load
@@ -12,7 +12,7 @@ import PellixClient.Keyword 1.0
             keyword: "/machine/cpu/load"
         }
 
-    A keyword whose link is lost has no value: it is NotConnected, and its number is NaN.
+    If the connection is lost, the condition is NotConnected, and the number is NaN.
 */
 PKeywordProxy {
     id: root

@@ -8,8 +8,8 @@ import PellixClient.Control
 import PellixClient.Keyword 1.0
 
 /*
-    The dashboard of one machine. Its only input is the client, which the program creates: either an
-    in-process one or one with a WebSocket. Every card below shows keywords of that client.
+    The dashboard of one machine. Its only input is the client, which the program creates: an
+    in-process client or a WebSocket client. Each card shows keywords of this client.
 */
 ApplicationWindow {
     id: root

@@ -5,7 +5,7 @@ import QtQuick
 import QtQuick.Controls.Basic
 import PellixClient.Control
 
-/* Edits a text keyword: Return sends the text, Escape and leaving the field take the live one back. */
+/* Edits a string keyword: Return writes the text; Escape and leaving the field restore the value. */
 TextField {
     id: root
 

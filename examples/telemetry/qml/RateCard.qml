@@ -6,7 +6,7 @@ import QtQuick.Layouts
 import PellixClient.Control
 import PellixClient.Keyword 1.0
 
-/* Two rates in bytes a second that belong together, such as reading and writing. */
+/* Two related rates in bytes per second, such as reading and writing. */
 Card {
     id: root
 

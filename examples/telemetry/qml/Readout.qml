@@ -4,7 +4,7 @@
 import QtQuick
 import PellixClient.Control
 
-/* The large number of a card with its unit, or a dash if nothing is known. */
+/* The large number of a card with its unit, or a dash if there is no value. */
 Row {
     id: root
 

@@ -7,8 +7,8 @@ import PellixClient.Control
 import PellixClient.Keyword 1.0
 
 /*
-    Writing: the slider, the switch and the name send values, the two buttons send differences. What
-    is shown is always what the server answers.
+    Writes keywords: the slider, the switch, and the name write values, and the two buttons write
+    differences. The card always shows the values that the server has sent.
 */
 Card {
     id: root
@@ -64,7 +64,7 @@ Card {
                 onMoved: rate.update(value)
                 Layout.fillWidth: true
 
-                // The server has the last word, except while a hand is on the slider.
+                // Shows the value of the server, except while the user moves the slider.
                 Binding on value {
                     value: rate.number
                     when: rate.known && !slider.pressed

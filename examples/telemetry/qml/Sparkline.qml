@@ -5,17 +5,17 @@ import QtQuick
 import PellixClient.Control
 
 /*
-    The last minute of a number. It is sampled by the clock and not by value changes, so that a
-    steady value draws a line and an unknown one (NaN) leaves a gap.
+    Plots the last minute of a number. The samples are taken at fixed intervals, not when the value
+    changes, so that a constant value is a line, and an unknown one (NaN) is a gap.
 */
 Canvas {
     id: root
 
     property real value: NaN
-    // The value at the upper edge; 0 takes the largest one shown, but at least the floor.
+    // The value at the upper edge; with 0, the largest value shown, but at least the floor.
     property real ceiling: 0
     property real floor: 1
-    // The base line, and above it one for each further quarter.
+    // The number of lines: the base line, and then one at each quarter above it.
     property int gridLines: 1
     property color tone: Theme.accent
 
@@ -37,7 +37,7 @@ Canvas {
         return top * 1.1;
     }
 
-    // Runs of known samples, each a list of points.
+    // Sequences of known samples, each as a list of points.
     function runs(): var {
         const top = scaleTop();
         const line = Theme.dp(1.5);

@@ -4,7 +4,7 @@
 import QtQuick
 import PellixClient.Control
 
-/* Says why every value is a dash while the server cannot be reached. */
+/* Explains why every value is a dash while there is no connection. */
 Rectangle {
     id: root
 

@@ -4,7 +4,7 @@
 import QtQuick
 import PellixClient.Control
 
-/* A condition as a dot, a colour and a word, never as a colour alone. */
+/* Shows a condition as a dot, a color, and a word, never only by its color. */
 Rectangle {
     id: root
 

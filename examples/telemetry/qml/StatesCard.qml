@@ -8,7 +8,7 @@ import QtQuick.Layouts
 import PellixClient.Control
 import PellixClient.Keyword 1.0
 
-/* Single keywords with their state flags, among them one that no server has. */
+/* Single keywords with their state flags, including one that does not exist. */
 Card {
     id: root
 
@@ -20,7 +20,7 @@ Card {
 
     title: qsTr("States and labels")
     Component.onCompleted: lookUpLabels()
-    // The lookup goes step by step, and nothing is left of it when the link comes back.
+    // The lookup has several steps, and is lost with the connection: start it again when connected.
     onConnectedChanged: lookUpLabels()
 
     function lookUpLabels() {

@@ -6,8 +6,8 @@ import QtQuick.Controls.Basic
 import PellixClient.Control
 
 /*
-    A switch that never moves by itself: it shows the state it is given, and a click is a wish that
-    the owner passes on.
+    A switch that does not change its state when it is clicked. It shows the state that is assigned
+    to it, and emits clicked(), which the owner handles, for example with a write.
 */
 AbstractButton {
     id: root

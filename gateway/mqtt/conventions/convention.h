@@ -14,20 +14,20 @@
 
 namespace pellix::gateway {
 
-// What a description has changed. Keywords are identified by their path.
+// The changes caused by a description. Keywords are identified by their path.
 struct ConventionChange
 {
-    QList<QString> removed; // paths; first, so that one that is declared as well has no value
-    QList<TopicKeyword> declared; // anew, or as they are now; then they keep their value
-    QStringList subscribe; // topic filters that are needed from now on
+    QList<QString> removed; // paths; applied first: a path that is also declared loses its value
+    QList<TopicKeyword> declared; // new keywords, or changed ones, which keep their value
+    QStringList subscribe; // additional topic filters
     QStringList unsubscribe;
-    QStringList messages; // for the log: what was skipped, and why; each only once
+    QStringList messages; // for the log: the skipped parts, with the reason; each only once
 };
 
 struct ConventionOptions
 {
-    QString base; // first levels of its topics; the usual ones if empty
-    bool sleepingIsOnline = false; // Homie: a device that sleeps is there
+    QString base; // first levels of the topics; the default of the convention if empty
+    bool sleepingIsOnline = false; // Homie: a sleeping device is available
     bool alertsAreErrors = false; // Homie: an alert of a device sets the flag of its keywords
 
     bool operator==(const ConventionOptions &other) const
@@ -37,23 +37,23 @@ struct ConventionOptions
     }
 };
 
-// Reads topics by which devices describe themselves, and makes keywords of what they say. It keeps
-// what it has read, knows nothing of the link, and is used in one thread.
+// Reads the topics by which devices describe themselves, and creates keywords from them. It stores
+// the descriptions, does not depend on the link, and is used in one thread only.
 class Convention
 {
 public:
     virtual ~Convention();
 
-    virtual QString name() const = 0; // the word that switches it on, such as "homie"
-    // Topic filters of the descriptions. Messages on them may have to do with values as well, such
-    // as a state that tells whether a device is there.
+    virtual QString name() const = 0; // the word that enables it, such as "homie"
+    // Topic filters of the descriptions. Messages on these topics may also contain values, such as
+    // a state that determines the availability of a device.
     virtual QStringList subscriptions() const = 0;
-    // Takes a message on one of them. An empty payload takes a description back.
+    // Processes a message on one of these topics. An empty payload removes a description.
     virtual ConventionChange take(const QString &topic, const QByteArray &payload) = 0;
     virtual int skipped() const = 0; // entities that could not be mapped
-    virtual void clear() = 0; // as if nothing had been read
+    virtual void clear() = 0; // discards all descriptions
 
-    // The convention of that name, or null.
+    // The convention with this name, or null.
     static std::unique_ptr<Convention> create(const QString &name,
                                               const ConventionOptions &options = {});
     static QStringList names();

@@ -15,27 +15,28 @@
 
 namespace pellix::gateway {
 
-// What one description amounts to.
+// The result of one description.
 struct Description
 {
-    QList<TopicKeyword> keywords; // two of the same path: the first
-    QStringList filters; // of the topics that they are read from
+    QList<TopicKeyword> keywords; // of several with the same path, the first applies
+    QStringList filters; // of the topics of the keywords
     int skipped = 0; // entities that could not be mapped
 };
 
-// The keywords of all descriptions, each of which has an owner, such as a device. Where two owners
-// describe the same path, the smaller in byte order has it, whichever came first.
+// The keywords of all descriptions, each of which has an owner, such as a device. If two owners
+// describe the same path, the first of them in byte order gets it, regardless of the order of
+// arrival.
 class DescribedKeywords
 {
 public:
     using Descriptions = std::vector<std::pair<QString, Description>>;
 
-    // What the owner describes from now on; an empty description takes it back.
+    // Replaces the description of an owner; an empty description removes it.
     void set(const QString &owner, const Description &description, ConventionChange *change);
-    // The same for several at once, between which paths may move.
+    // The same for several descriptions at once; paths can move between them.
     void set(const Descriptions &descriptions, ConventionChange *change);
 
-    // Says it, unless it has been said before.
+    // Adds the message to the change, unless it has been added before.
     void say(const QString &message, ConventionChange *change);
 
     int skipped() const;
@@ -66,7 +67,7 @@ private:
     int unmapped = 0;
 };
 
-// A text of a description, for messages; shortened, as it can be anything.
+// A text from a description, in quotation marks and shortened, for messages.
 QString quoted(const QString &text);
 
 } // namespace pellix::gateway

@@ -9,8 +9,8 @@
 
 namespace pellix::gateway {
 
-// Home Assistant's discovery: sensor, binary_sensor, switch, number, select, text and button, alone
-// or as the components of a device. An entity becomes "/DEVICE/OBJECT".
+// Home Assistant discovery: sensor, binary_sensor, switch, number, select, text, and button, as
+// single entities or as components of a device. An entity becomes "/DEVICE/OBJECT".
 class HomeAssistantConvention final : public Convention
 {
 public:

@@ -27,12 +27,12 @@ private:
     struct Property
     {
         TopicKeyword keyword;
-        QStringList labels; // from the short one to the one that is surely unique
+        QStringList labels; // from the shortest to the last one, which is unique
     };
     struct Device
     {
         bool hasState = false;
-        QString root; // topic of the device that it depends on, if any
+        QString root; // topic of the device on which this one depends, if any
         QStringList properties; // topics
         int skipped = 0;
         QSet<QString> alerts;
@@ -56,7 +56,7 @@ private:
     QHash<QString, Device> devices; // by topic, such as "homie/5/boiler"
     QHash<QString, Property> properties; // by topic
     QHash<QString, QSet<QString>> sharers; // topics of the properties, by label
-    DescribedKeywords keywords; // by topic of a device, which has the filters, and of a property
+    DescribedKeywords keywords; // owners: topics of devices (with the filters) and of properties
 };
 
 } // namespace pellix::gateway

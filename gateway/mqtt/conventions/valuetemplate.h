@@ -10,19 +10,19 @@
 
 namespace pellix::gateway {
 
-// What a template such as "{{ value_json.tank['level'] }}" takes out of a payload.
+// The part of a payload that a template such as "{{ value_json.tank['level'] }}" selects.
 struct ValueTemplate
 {
     QString member; // JSON pointer; the whole payload if empty
-    QString filter; // "float", "is_defined" or "string", which change nothing here; or none
+    QString filter; // "float", "is_defined", or "string", which have no effect here; or empty
 };
 
-// None if it says more than a path does: there is no engine for it.
+// Returns nothing if the template does more than select a member: there is no template engine.
 std::optional<ValueTemplate> readValueTemplate(const QString &text);
 
-// Turns a template of a command into a payload with $value, for values that are written as text
-// or, without quotation marks around them, as what they are in JSON. Empty: the value alone. None
-// if it says anything else.
+// Converts the template of a command to a payload with $value; an empty payload stands for the
+// value alone. If the value is in quotation marks, it is written as a string, otherwise as JSON.
+// Returns nothing if the template contains anything else than the value and JSON.
 struct CommandTemplate
 {
     QByteArray payload;

@@ -11,8 +11,8 @@
 
 namespace pellix::gateway {
 
-// Zigbee2MQTT: the bridge describes all devices and groups in one message each. A property becomes
-// "/FRIENDLY NAME/PROPERTY".
+// Zigbee2MQTT: the bridge describes all devices in one message, and all groups in another. A
+// property becomes "/FRIENDLY NAME/PROPERTY".
 class Zigbee2MqttConvention final : public Convention
 {
 public:
@@ -25,7 +25,7 @@ public:
     void clear() override;
 
 private:
-    // A keyword without what belongs to a device, and its place below that.
+    // A keyword without the parts that depend on the device, and its path below the device.
     struct Exposed
     {
         QStringList levels; // names of the properties
@@ -37,9 +37,9 @@ private:
     using ExposedList = std::vector<Exposed>;
     struct Settings
     {
-        bool hasAttributeTopics = false; // and no JSON
+        bool hasAttributeTopics = false; // one topic for each property, and no JSON
         bool hasAvailability = false;
-        QHash<QString, bool> availability; // of devices and groups for which it is another
+        QHash<QString, bool> availability; // of devices and groups that differ from hasAvailability
         bool operator==(const Settings &other) const;
     };
     class Reader;

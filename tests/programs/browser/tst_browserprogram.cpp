@@ -186,7 +186,7 @@ void tst_BrowserProgram::badArguments_failWithAMessage_data()
     row("url of another scheme", {QStringLiteral("--url"), QStringLiteral("http://127.0.0.1:1")},
         "'http://127.0.0.1:1': not a WebSocket address");
     row("unknown mode", {QStringLiteral("--aggregate"), QStringLiteral("mean")},
-        "'mean' is no mode");
+        "'mean' is not an aggregate mode");
     row("dark and light", {QStringLiteral("--dark"), QStringLiteral("--light")},
         "--dark and --light cannot be used together");
     row("settings without a name", {QStringLiteral("--settings"), QString()}, "requires a file name");

@@ -189,10 +189,11 @@ void tst_GatewayProgram::configurations_thatAreRefused_data()
                                   "did you mean port?\n"
                                   "keyword-gateway: FILE: /helth: unknown member \"helth\"; did "
                                   "you mean health?\n");
-    QTest::newRow("open to all") << QByteArray(R"({"listen": [{"address": "0.0.0.0", "port": 0,
+    QTest::newRow("open to all")
+        << QByteArray(R"({"listen": [{"address": "0.0.0.0", "port": 0,
                                                                "role": "viewer"}]})")
-                                 << q("FILE: /listen/0: 0.0.0.0 is reached by other machines: it "
-                                      "needs \"tls\", or \"unencrypted\": true\n");
+        << q("FILE: /listen/0: 0.0.0.0 can be reached by other machines: set "
+             "\"tls\", or \"unencrypted\": true\n");
     QTest::newRow("missing file")
         << QByteArray(R"({"listen": [{"port": 0}], "clients": [{"tokenFile": "none"}]})")
         << q("FILE: /clients/0/tokenFile: cannot open FOLDER/none: No such file or directory\n");

@@ -113,19 +113,19 @@ void tst_KeywordToolConnection::silence_timesOut_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("errors");
-    const QString noAnswer = q("keyword: no answer within 0.3 s\n");
+    const QString noAnswer = q("keyword: no reply within 0.3 s\n");
     QTest::newRow("get") << words("get /a /b")
-                         << q("keyword: /a: no answer\n"
-                              "keyword: /b: no answer\n");
+                         << q("keyword: /a: no reply\n"
+                              "keyword: /b: no reply\n");
     QTest::newRow("get below") << words("get -r /a") << noAnswer;
     QTest::newRow("watch") << words("watch /a") << noAnswer;
     QTest::newRow("ls") << words("ls") << noAnswer;
     QTest::newRow("tree") << words("tree") << noAnswer;
     QTest::newRow("aggregate") << words("aggregate min /a /b") << noAnswer;
-    QTest::newRow("label") << words("label /a") << q("keyword: /a: no answer\n");
+    QTest::newRow("label") << words("label /a") << q("keyword: /a: no reply\n");
     QTest::newRow("ping") << words("ping -n 2 --interval 0.01")
-                          << q("keyword: no answer to request 1\n"
-                               "keyword: no answer to request 2\n");
+                          << q("keyword: no reply to request 1\n"
+                               "keyword: no reply to request 2\n");
 }
 
 void tst_KeywordToolConnection::silence_timesOut()

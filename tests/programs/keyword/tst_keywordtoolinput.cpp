@@ -121,12 +121,12 @@ void tst_KeywordToolInput::writes_areReadFromStandardInput_data()
     row("line without a value", "set -", "/plant/name\n/plant/shift 3\n", "", "/plant/shift=3",
         "keyword: standard input, line 1: no value after '/plant/name'\n", 2);
     row("line of another type", "set --as int -", "/plant/shift x\n/plant/shift 3\n", "",
-        "/plant/shift=3", "keyword: standard input, line 1: 'x' is no int\n", 2);
+        "/plant/shift=3", "keyword: standard input, line 1: 'x' is not of type int\n", 2);
     row("no UTF-8", "set -", "/plant/name \xff\n/plant/shift 3\n", "", "/plant/shift=3",
         "keyword: standard input, line 1: not UTF-8\n", 2);
     row("refusal", "set --wait -", "/plant/tank2/level 5\n/plant/shift 3\n",
         "/plant/shift  3  taken\n", "/plant/shift=3",
-        "keyword: /plant/tank2/level: refused; it stays 45.25\n", 4);
+        "keyword: /plant/tank2/level: refused; the value is still 45.25\n", 4);
     row("nothing", "set -", "\n", "", "", "keyword: standard input contains no writes\n", 1);
 }
 
@@ -245,7 +245,7 @@ void tst_KeywordToolInput::writes_giveUpWhenNobodyAnswers()
     Tool tool(words("set --timeout 0.3 -"), bench.url());
     tool.write("/plant/shift 3\n");
     QVERIFY(tool.finish());
-    QCOMPARE(tool.errors(), q("keyword: no answer within 0.3 s\n"));
+    QCOMPARE(tool.errors(), q("keyword: no reply within 0.3 s\n"));
     QCOMPARE(tool.exitCode(), 5);
 }
 

@@ -410,7 +410,7 @@ void tst_KeywordToolReading::ping_tellsEachAnswerAndTheFigures()
     const Run text = bench.run(words("ping --count 3 --interval 0.01"));
     QCOMPARE(text.exitCode, 0);
     QCOMPARE(text.lines().size(), 4);
-    QVERIFY2(QRegularExpression(q("^answer 1: [0-9.]+ ms$")).match(text.lines().at(0)).hasMatch(),
+    QVERIFY2(QRegularExpression(q("^reply 1: [0-9.]+ ms$")).match(text.lines().at(0)).hasMatch(),
              qPrintable(text.output));
     QVERIFY2(QRegularExpression(q("^3 sent, 3 answered, min/avg/max [0-9.]+/[0-9.]+/[0-9.]+ ms$"))
                  .match(text.lines().at(3))

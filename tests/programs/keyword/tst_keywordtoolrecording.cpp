@@ -355,7 +355,7 @@ void tst_KeywordToolRecording::recording_fails_data()
     QTest::newRow("nothing there")
         << words("record %1 /nowhere -r") << 1 << q("keyword: no keywords found");
     QTest::newRow("silence") << words("record %1 --timeout 0.2 /plant/shift") << 5
-                             << q("no answer within 0.2 s");
+                             << q("no reply within 0.2 s");
 }
 
 void tst_KeywordToolRecording::recording_fails()
@@ -474,7 +474,7 @@ void tst_KeywordToolRecording::replay_servesWhatWasRecorded()
                "    └── d  string\n0"));
     QCOMPARE(run("get --raw /a/b /a/c /a/d"), q("1.5\ntrue\nnot an int\n0"));
     QCOMPARE(run("label --raw /a"), q("The A\n0"));
-    QCOMPARE(run("set --wait /a/b 2"), q("keyword: /a/b: refused; it stays 1.5\n4"));
+    QCOMPARE(run("set --wait /a/b 2"), q("keyword: /a/b: refused; the value is still 1.5\n4"));
 }
 
 void tst_KeywordToolRecording::replay_ignoresACutLine()

@@ -143,7 +143,8 @@ void tst_KeywordToolText::harmfulText_isMadeVisibleEverywhere()
     QVERIFY(output("tree /plant").contains(q("\"\\u009bx\"  object\n")));
     // A message quotes what the server has.
     const Run refused = bench.run(words("set --wait /plant/\u009bx 5"));
-    QCOMPARE(refused.errors, q("keyword: /plant/\\u009bx: refused; it stays ") + object + q("\n"));
+    QCOMPARE(refused.errors,
+             q("keyword: /plant/\\u009bx: refused; the value is still ") + object + q("\n"));
 }
 
 void tst_KeywordToolText::terminal_getsNothingHarmful_data()

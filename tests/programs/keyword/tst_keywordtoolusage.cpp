@@ -69,17 +69,17 @@ void tst_KeywordToolUsage::badUsage_isRefused_data()
     QTest::addColumn<QString>("problem");
 
     QTest::newRow("nothing") << QStringList() << q("no command given");
-    QTest::newRow("unknown command") << words("bogus") << q("'bogus' is no command");
+    QTest::newRow("unknown command") << words("bogus") << q("'bogus' is not a command");
     QTest::newRow("unknown option") << words("get --bogus /a") << q("unknown option --bogus");
     QTest::newRow("mistyped command")
-        << words("wacth /a") << q("'wacth' is no command; did you mean watch?");
+        << words("wacth /a") << q("'wacth' is not a command; did you mean watch?");
     QTest::newRow("shortened command")
-        << words("agg") << q("'agg' is no command; did you mean aggregate?");
+        << words("agg") << q("'agg' is not a command; did you mean aggregate?");
     QTest::newRow("command in capitals")
-        << words("GET /a") << q("'GET' is no command; did you mean get?");
+        << words("GET /a") << q("'GET' is not a command; did you mean get?");
     QTest::newRow("mistyped topic")
-        << words("help replya") << q("'replya' is no command; did you mean replay?");
-    QTest::newRow("short command") << words("xy") << q("'xy' is no command");
+        << words("help replya") << q("'replya' is not a command; did you mean replay?");
+    QTest::newRow("short command") << words("xy") << q("'xy' is not a command");
     QTest::newRow("mistyped option")
         << words("get /a --formt json") << q("unknown option --formt; did you mean --format?");
     QTest::newRow("mistyped option with its value")
@@ -130,7 +130,7 @@ void tst_KeywordToolUsage::badUsage_isRefused_data()
         << words("replay f --loop --stay") << q("--loop and --stay cannot be used together");
     QTest::newRow("unknown shell")
         << words("completion csh") << q("the shell must be bash, zsh, or fish");
-    QTest::newRow("help on nothing") << words("help bogus") << q("'bogus' is no command");
+    QTest::newRow("help on nothing") << words("help bogus") << q("'bogus' is not a command");
     QTest::newRow("no address") << words("get /a --url localhost:80")
                                 << q("cannot use the address localhost:80: not a WebSocket "
                                      "address such as ws://host:port");

@@ -110,34 +110,37 @@ void tst_KeywordToolWriting::wait_tellsWhatBecameOfIt_data()
                                << q("/plant/shift  2  unchanged\n") << QString();
     QTest::newRow("toggled") << words("add -w /plant/stop true") << 0
                              << q("/plant/stop  true  taken\n") << QString();
-    QTest::newRow("no access") << words("set -w /plant/tank2/level 3") << 4 << QString()
-                               << q("keyword: /plant/tank2/level: refused; it stays 45.25\n");
+    QTest::newRow("no access")
+        << words("set -w /plant/tank2/level 3") << 4 << QString()
+        << q("keyword: /plant/tank2/level: refused; the value is still 45.25\n");
     QTest::newRow("no access, and the same value")
         << words("set -w /plant/tank2/level 45.25") << 4 << QString()
-        << q("keyword: /plant/tank2/level: refused; it stays 45.25\n");
-    QTest::newRow("other type") << words("set -w /plant/shift x") << 4 << QString()
-                                << q("keyword: /plant/shift: refused; it stays 2, which is of "
-                                     "type int\n");
-    QTest::newRow("refused, json") << words("set -w -f json /plant/shift x") << 4
-                                   << q("{\"keyword\":\"/plant/shift\",\"value\":2,"
-                                        "\"outcome\":\"refused\"}\n")
-                                   << q("keyword: /plant/shift: refused; it stays 2, which is of "
-                                        "type int\n");
-    QTest::newRow("type insisted on")
-        << words("set -w --as int /plant/name 5") << 4 << QString()
-        << q("keyword: /plant/name: refused; it stays Riverside, which is of type string\n");
+        << q("keyword: /plant/tank2/level: refused; the value is still 45.25\n");
+    QTest::newRow("other type")
+        << words("set -w /plant/shift x") << 4 << QString()
+        << q("keyword: /plant/shift: refused; the value is still 2, which is of "
+             "type int\n");
+    QTest::newRow("refused, json")
+        << words("set -w -f json /plant/shift x") << 4
+        << q("{\"keyword\":\"/plant/shift\",\"value\":2,"
+             "\"outcome\":\"refused\"}\n")
+        << q("keyword: /plant/shift: refused; the value is still 2, which is of "
+             "type int\n");
+    QTest::newRow("type insisted on") << words("set -w --as int /plant/name 5") << 4 << QString()
+                                      << q("keyword: /plant/name: refused; the value is still "
+                                           "Riverside, which is of type string\n");
     QTest::newRow("unknown") << words("set -w /nowhere 5") << 1 << QString()
                              << q("keyword: /nowhere: no such keyword\n");
     QTest::newRow("sent, json") << words("set -f json /plant/shift 3") << 0
                                 << q("{\"keyword\":\"/plant/shift\",\"value\":3,"
                                      "\"outcome\":\"sent\"}\n")
                                 << QString();
-    QTest::newRow("not that type")
-        << words("set --as int /plant/shift x") << 2 << QString() << q("keyword: 'x' is no int\n");
+    QTest::newRow("not that type") << words("set --as int /plant/shift x") << 2 << QString()
+                                   << q("keyword: 'x' is not of type int\n");
     QTest::newRow("no amount") << words("add /plant/shift x") << 2 << QString()
-                               << q("keyword: 'x' is no amount\n");
+                               << q("keyword: 'x' is not an amount\n");
     QTest::newRow("no number of JSON") << words("set --as double /plant/shift nan") << 2
-                                       << QString() << q("keyword: 'nan' is no double\n");
+                                       << QString() << q("keyword: 'nan' is not of type double\n");
 }
 
 void tst_KeywordToolWriting::wait_tellsWhatBecameOfIt()
@@ -315,10 +318,10 @@ void tst_KeywordToolWriting::wait_timesOutWhenTheValueDoesNotCome()
 
     bench.socketServer.setAnswerDelay(std::chrono::milliseconds(60000));
     const Run run = bench.run(words("set --wait --timeout 0.3 /plant/shift 4"));
-    QCOMPARE(run.errors, q("keyword: /plant/shift: no answer\n"));
+    QCOMPARE(run.errors, q("keyword: /plant/shift: no reply\n"));
     QCOMPARE(run.exitCode, 5);
     const Run plain = bench.run(words("set --timeout 0.3 /plant/shift 4"));
-    QCOMPARE(plain.errors, q("keyword: no answer within 0.3 s\n"));
+    QCOMPARE(plain.errors, q("keyword: no reply within 0.3 s\n"));
     QCOMPARE(plain.exitCode, 5);
 }
 
