@@ -128,8 +128,9 @@ int PKeywordConnection::Private::nextDelay()
     for (int round = 0; round < rounds && longest < maxRetryDelay; ++round)
         longest *= 2;
     longest = std::max(std::min(longest, qint64(maxRetryDelay)), qint64(minRetryDelay));
+    // The first pause distributes the clients of a lost server over all of its time.
+    const qint64 shortest = rounds == 0 ? 1 : longest / 2;
     ++rounds;
-    const auto shortest = longest / 2;
     return int(shortest + QRandomGenerator::global()->bounded(longest - shortest + 1));
 }
 
@@ -168,12 +169,13 @@ int PKeywordConnection::Private::nextDelay()
 
     The addresses are tried in turn. If a server refuses the connection, the next address follows
     immediately; if it does not reply, the attempt ends after handshakeTimeout. When all attempts
-    have failed, there is a pause, in the state Waiting. Its length is random, between half of a
-    limit and the limit, so that the clients of a server do not all reconnect at the same time. The
-    limit is minRetryDelay at first, and doubles with each pause, up to maxRetryDelay.
+    have failed, there is a pause, in the state Waiting. Its length is random, so that the clients
+   of a server do not all reconnect at the same time: up to minRetryDelay for the first pause, and
+    between half of a limit and the limit for the following ones. The limit doubles with each pause,
+    up to maxRetryDelay.
 
     A lost connection is opened again after such a pause, beginning with the same address. If it had
-    lasted for maxRetryDelay or longer, the limit is minRetryDelay again.
+    lasted for maxRetryDelay or longer, this is a first pause again.
 
     \section1 Keep-alive
 
