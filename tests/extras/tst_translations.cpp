@@ -123,7 +123,7 @@ void tst_Translations::write()
     QTRY_VERIFY(write.isReady());
     write.set(q("warm"));
     QTRY_COMPARE(write.state(), PKeywordWrite::NotSent);
-    QCOMPARE(write.problem(), q("«\"warm\" is no number»"));
+    QCOMPARE(write.problem(), q("«\"warm\" is not a number»"));
     write.setClient(nullptr);
     write.set(2);
     QCOMPARE(write.state(), PKeywordWrite::NotSent);
@@ -149,7 +149,7 @@ void tst_Translations::plot()
                       {});
     const std::unique_ptr<QObject> object(component.create());
     QVERIFY2(object, qPrintable(component.errorString()));
-    QCOMPARE(object->property("spoken").toString(), q("«Plot of values over the time»"));
+    QCOMPARE(object->property("spoken").toString(), q("«Plot of values over time»"));
 }
 
 QTEST_MAIN(tst_Translations)
