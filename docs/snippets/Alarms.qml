@@ -58,33 +58,4 @@ Column {
         }
     }
     //! [alarms]
-    //! [table]
-    TextField {
-        id: pattern
-        objectName: "pattern"
-        text: "/plant/*/level"
-        Accessible.name: qsTr("Keywords of the table")
-    }
-    TableView {
-        objectName: "table"
-        width: 400
-        height: 200
-        model: PKeywordTable {
-            id: table
-
-            client: root.client
-            keywords: [pattern.text]
-        }
-        delegate: TextField {
-            required property string display
-            required property int row
-            required property int column
-
-            text: display
-            Accessible.name: table.headerData(column, Qt.Horizontal)
-            readOnly: column !== PKeywordTable.ValueColumn
-            onAccepted: table.write(row, text)
-        }
-    }
-    //! [table]
 }

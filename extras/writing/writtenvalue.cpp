@@ -367,15 +367,32 @@ WrittenValue textOf(const QVariant &plain)
     return problem(Text::tr("%1 is not a string").arg(shown(plain)));
 }
 
+// The JSON text of a list, a map, or null. Invalid, but without a problem, if it is none of these.
+WrittenValue jsonOf(const QString &text)
+{
+    const QString json = text.trimmed();
+    if (json == QLatin1String("null"))
+        return {QVariant::fromValue(nullptr), {}};
+    if (!json.startsWith(QLatin1Char('{')) && !json.startsWith(QLatin1Char('[')))
+        return {};
+    const QByteArray utf8 = json.toUtf8();
+    QJsonParseError error;
+    const auto document = QJsonDocument::fromJson(utf8, &error);
+    if (error.error == QJsonParseError::NoError)
+        return {document.toVariant(), {}};
+    const auto character = QString::fromUtf8(utf8.left(error.offset)).size(); // the last one read
+    return problem(
+        Text::tr("not valid JSON at character %1: %2").arg(character).arg(error.errorString()));
+}
+
 WrittenValue objectOf(const QVariant &plain)
 {
     if (isCompound(plain) || isNull(plain))
         return {plain, {}};
-    if (plain.typeId() == QMetaType::QString) {
-        const auto document = QJsonDocument::fromJson(plain.toString().toUtf8());
-        if (!document.isNull())
-            return {document.toVariant(), {}};
-    }
+    const WrittenValue json =
+        plain.typeId() == QMetaType::QString ? jsonOf(plain.toString()) : WrittenValue {};
+    if (json.value.isValid() || !json.isGood())
+        return json;
     return problem(Text::tr("%1 is neither an object nor a list").arg(shown(plain)));
 }
 

@@ -294,6 +294,9 @@ void tst_WebSocketKeywordClient::url_isTheFirstValidEntry_data()
         << QStringList({QStringLiteral("ws://h:99999")}) << QString();
     QTest::newRow("a bare word is a valid relative address")
         << QStringList({QStringLiteral("word"), valid}) << QStringLiteral("word");
+    QTest::newRow("a host is a valid scheme")
+        << QStringList({QStringLiteral("localhost:8765"), valid})
+        << QStringLiteral("localhost:8765");
     QTest::newRow("blanks are tolerated")
         << QStringList({QStringLiteral("ws://h/a b")}) << QStringLiteral("ws://h/a b");
 }

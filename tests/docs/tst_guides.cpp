@@ -5,6 +5,8 @@
 #include "docs/snippets/lifetimes.h"
 #include "docs/snippets/logging.h"
 #include "extras/keywordextrasmodule.h"
+#include "extras/tables/keywordtable.h"
+#include "extras/writing/keywordwrite.h"
 #include "models/keywordquerymodel.h"
 #include "module/pellixclientkeywordmodule.h"
 #include "server/keywordsession.h"
@@ -36,6 +38,8 @@
 using namespace pellix::client;
 using namespace pellix::server;
 using namespace pellix::simulator;
+using pellix::extras::PKeywordTable;
+using pellix::extras::PKeywordWrite;
 
 namespace {
 
@@ -154,6 +158,7 @@ private Q_SLOTS:
     void setpoint_isTakenWhenItWasTheValueAlready();
     void setpoint_hasNoOutcomeWithoutAWrite();
     void setpoint_sliderFollowsTheServer();
+    void setpoint_sliderStaysWhereItIsUntilTheOutcome();
     void expressions_followTheTank();
     void expressions_aggregateOnTheServer();
     void expressions_sameIsUnknownUntilAllAnswer();
@@ -165,6 +170,8 @@ private Q_SLOTS:
     void browseTree_expands();
     void alarms_comeAndAreAcknowledged();
     void table_followsThePattern();
+    void table_isEditedByKeys();
+    void table_keepsWhatIsTyped();
     void readme_showsAKeywordAndWritesIt();
     void readme_registersAsTheFirstScreenDoes();
     void logging_isSilencedByTheRule();
@@ -179,12 +186,21 @@ private:
     QQuickItem *load(const char *name, const QVariantMap &properties);
     QObject *part(const char *name) const { return item->findChild<QObject *>(q(name)); }
     QVariant textOf(const char *name) const { return part(name)->property("text"); }
-    bool send(double value)
+    bool loadSetpoint()
     {
-        return QMetaObject::invokeMethod(part("setpoint"), "set", Q_ARG(QVariant, value));
+        return load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}});
     }
-    QString outcome() const { return item->property("outcome").toString(); }
+    QQuickItem *slider() const { return item->childItems().value(0); }
+    void send(double value) const { item->findChild<PKeywordWrite *>()->set(value); }
+    QString outcome() const { return item->childItems().value(2)->property("text").toString(); }
+    QString shown() const
+    {
+        const QString values = item->childItems().value(1)->property("text").toString();
+        return outcome().isEmpty() ? values : values + QLatin1Char('|') + outcome();
+    }
     void answerWrites(const std::function<void(double)> &answer);
+    void editTable(QQuickWindow *window);
+    QString cell(int row, int column) const;
 
     std::unique_ptr<KeywordServer> server;
     std::unique_ptr<PInProcessKeywordClient> client;
@@ -425,27 +441,27 @@ void tst_Guides::trend_keepsDrawsAndSaves()
 void tst_Guides::setpoint_isTakenRefusedOrNotAnswered()
 {
     const QString path = q("/plant/tank1/setpoint");
-    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
-    QTRY_COMPARE(textOf("levelText").toString(), q("level 45"));
+    QVERIFY(loadSetpoint());
+    QTRY_COMPARE(shown(), q("setpoint 60, level 45"));
+    QCOMPARE(outcome(), QString());
 
-    QVERIFY(send(70));
+    send(70);
     QCOMPARE(outcome(), q("pending"));
     QTRY_COMPARE(outcome(), q("taken"));
     QCOMPARE(server->value(path).toDouble(), 70.0);
 
     server->setWriteCheck(path, [](const QVariant &value) { return value.toDouble() <= 80; });
-    QVERIFY(send(90));
-    QTRY_COMPARE(outcome(), q("refused"));
+    send(90);
+    QTRY_COMPARE(outcome(), q("the server refused it"));
     QCOMPARE(server->value(path).toDouble(), 70.0);
 
-    QVERIFY(send(75));
+    send(75);
     QTRY_COMPARE(outcome(), q("taken"));
 
     // Nobody answers any more.
     client->disconnect(SIGNAL(sendToServer(QByteArray)));
-    QVERIFY(send(20));
-    QTRY_COMPARE(outcome(), q("no answer"));
+    send(20);
+    QTRY_COMPARE(outcome(), q("no reply within 3 s"));
 }
 
 // Has the function, and not the server, answer the writes that follow.
@@ -467,106 +483,132 @@ void tst_Guides::answerWrites(const std::function<void(double)> &answer)
 
 void tst_Guides::setpoint_keepsTheOutcomeWhenAnotherClientWrites()
 {
-    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
-    QVERIFY(send(70));
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 70 taken"));
+    QVERIFY(loadSetpoint());
+    QTRY_COMPARE(shown(), q("setpoint 60, level 45"));
+    send(70);
+    QTRY_COMPARE(shown(), q("setpoint 70, level 45|taken"));
     QVERIFY(server->setValue(q("/plant/tank1/setpoint"), 33.0));
-    QTRY_COMPARE(part("slider")->property("value").toDouble(), 33.0);
-    QCOMPARE(textOf("setpointText").toString(), q("setpoint 33 taken"));
+    QTRY_COMPARE(slider()->property("value").toDouble(), 33.0);
+    QCOMPARE(shown(), q("setpoint 33, level 45|taken"));
 }
 
 void tst_Guides::setpoint_isTakenAfterAnotherClientsWrite()
 {
     const QString path = q("/plant/tank1/setpoint");
-    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
+    QVERIFY(loadSetpoint());
+    QTRY_COMPARE(shown(), q("setpoint 60, level 45"));
     server->setWriteCheck(path, [&](const QVariant &) { return server->setValue(path, 33.0); });
-    QVERIFY(send(70));
+    send(70);
     QTRY_VERIFY(outcome() != q("pending"));
-    QCOMPARE(textOf("setpointText").toString(), q("setpoint 70 taken"));
+    QCOMPARE(shown(), q("setpoint 70, level 45|taken"));
 }
 
 void tst_Guides::setpoint_isTakenAfterAnEarlierOneWasRefused()
 {
-    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
+    QVERIFY(loadSetpoint());
+    QTRY_COMPARE(shown(), q("setpoint 60, level 45"));
     server->setWriteCheck(q("/plant/tank1/setpoint"),
                           [](const QVariant &value) { return value.toDouble() <= 80; });
-    QVERIFY(send(90));
-    QVERIFY(send(75));
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 75 taken"));
+    send(90);
+    send(75);
+    QTRY_COMPARE(shown(), q("setpoint 75, level 45|taken"));
 }
 
 void tst_Guides::setpoint_isRefusedOnceMore()
 {
-    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
+    QVERIFY(loadSetpoint());
+    QTRY_COMPARE(shown(), q("setpoint 60, level 45"));
     server->setWriteCheck(q("/plant/tank1/setpoint"), [](const QVariant &) { return false; });
-    QVERIFY(send(90));
-    QTRY_COMPARE(outcome(), q("refused"));
-    QVERIFY(send(91));
+    send(90);
+    QTRY_COMPARE(outcome(), q("the server refused it"));
+    send(91);
     QCOMPARE(outcome(), q("pending"));
-    QTRY_COMPARE(outcome(), q("refused"));
+    QTRY_COMPARE(outcome(), q("the server refused it"));
 }
 
 void tst_Guides::setpoint_isChangedByALimit()
 {
-    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
+    QVERIFY(loadSetpoint());
+    QTRY_COMPARE(shown(), q("setpoint 60, level 45"));
     answerWrites([this](double value) {
         QVERIFY(server->setValue(q("/plant/tank1/setpoint"), std::min(value, 80.0)));
     });
-    QVERIFY(send(90));
+    send(90);
     QTRY_VERIFY(outcome() != q("pending"));
-    QCOMPARE(textOf("setpointText").toString(), q("setpoint 80 changed"));
+    QCOMPARE(shown(), q("setpoint 80, level 45|changed"));
 }
 
 void tst_Guides::setpoint_isNotAnsweredByTheValueAfterALostLink()
 {
-    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
+    QVERIFY(loadSetpoint());
+    QTRY_COMPARE(shown(), q("setpoint 60, level 45"));
     answerWrites([this](double) {
         client->publisher()->setActive(false);
         client->publisher()->setActive(true);
     });
-    QVERIFY(send(90));
-    QCOMPARE(textOf("setpointText").toString(), q("setpoint – pending"));
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 pending"));
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 no answer"));
+    send(90);
+    QCOMPARE(shown(), q("setpoint –, level –|pending"));
+    QTRY_COMPARE(shown(), q("setpoint 60, level 45|pending"));
+    QTRY_COMPARE(shown(), q("setpoint 60, level 45|the connection was lost"));
 }
 
 void tst_Guides::setpoint_isTakenWhenItWasTheValueAlready()
 {
-    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
-    QVERIFY(send(60));
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 taken"));
+    QVERIFY(loadSetpoint());
+    QTRY_COMPARE(shown(), q("setpoint 60, level 45"));
+    send(60);
+    QTRY_COMPARE(shown(), q("setpoint 60, level 45|taken"));
 }
 
 void tst_Guides::setpoint_hasNoOutcomeWithoutAWrite()
 {
     const QString path = q("/plant/tank1/setpoint");
     QVERIFY(server->setState(path, true, true, true, true));
-    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
-    QVERIFY(!part("slider")->property("enabled").toBool());
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 60 "));
-    QVERIFY(part("slider")->property("enabled").toBool());
+    QVERIFY(loadSetpoint());
+    QVERIFY(!slider()->property("enabled").toBool());
+    QTRY_COMPARE(shown(), q("setpoint 60, level 45"));
+    QVERIFY(slider()->property("enabled").toBool());
 
     QVERIFY(server->setState(path, true, true, true, false));
     QVERIFY(server->setValue(path, 61.0));
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 61 "));
+    QTRY_COMPARE(shown(), q("setpoint 61, level 45"));
     QVERIFY(server->setState(path, true, true, true, true));
     QVERIFY(server->setValue(path, 62.0));
-    QTRY_COMPARE(textOf("setpointText").toString(), q("setpoint 62 "));
+    QTRY_COMPARE(shown(), q("setpoint 62, level 45"));
 }
 
 void tst_Guides::setpoint_sliderFollowsTheServer()
 {
-    QVERIFY(load("Setpoint.qml", {{q("client"), QVariant::fromValue(client.get())}}));
-    QTRY_COMPARE(part("slider")->property("value").toDouble(), 60.0);
+    QVERIFY(loadSetpoint());
+    QTRY_COMPARE(slider()->property("value").toDouble(), 60.0);
     QVERIFY(server->setValue(q("/plant/tank1/setpoint"), 33.0));
-    QTRY_COMPARE(part("slider")->property("value").toDouble(), 33.0);
+    QTRY_COMPARE(slider()->property("value").toDouble(), 33.0);
+}
+
+void tst_Guides::setpoint_sliderStaysWhereItIsUntilTheOutcome()
+{
+    QVERIFY(loadSetpoint());
+    QTRY_COMPARE(slider()->property("value").toDouble(), 60.0);
+    client->disconnect(SIGNAL(sendToServer(QByteArray))); // nothing is answered
+    QQuickWindow window;
+    item->setParentItem(window.contentItem());
+    window.show();
+    window.requestActivate();
+    const auto leave = qScopeGuard([this] { item.reset(); });
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    slider()->forceActiveFocus();
+    QTest::keyClick(&window, Qt::Key_Right);
+    QCOMPARE(slider()->property("value").toDouble(), 61.0);
+    QCOMPARE(shown(), q("setpoint 60, level 45|pending"));
+
+    // The value of another client does not move it while the user's is pending.
+    QVERIFY(server->setValue(q("/plant/tank1/setpoint"), 33.0));
+    QTRY_COMPARE(shown(), q("setpoint 33, level 45|pending"));
+    QCOMPARE(slider()->property("value").toDouble(), 61.0);
+    QVERIFY(server->setState(q("/plant/tank1/setpoint"), true, true, true, true));
+    QTRY_VERIFY(outcome() != q("pending"));
+    QCOMPARE(shown(), q("setpoint 33, level 45|the server refused it"));
+    QCOMPARE(slider()->property("value").toDouble(), 33.0);
 }
 
 void tst_Guides::expressions_followTheTank()
@@ -788,13 +830,82 @@ void tst_Guides::alarms_comeAndAreAcknowledged()
 
 void tst_Guides::table_followsThePattern()
 {
-    QVERIFY(load("Alarms.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    QVERIFY(load("Table.qml", {{q("client"), QVariant::fromValue(client.get())}}));
     auto *const table = part("table")->property("model").value<QAbstractItemModel *>();
     QVERIFY(table);
     QTRY_COMPARE(table->rowCount(), 3);
     QVERIFY(part("pattern")->setProperty("text", q("/plant/tank1/**")));
     QTRY_VERIFY(table->rowCount() > 3);
     item.reset();
+}
+
+// In a window, with the keyboard in the value of the first row.
+void tst_Guides::editTable(QQuickWindow *window)
+{
+    QVERIFY(load("Table.qml", {{q("client"), QVariant::fromValue(client.get())}}));
+    window->resize(500, 400);
+    item->setParentItem(window->contentItem());
+    window->show();
+    window->requestActivate();
+    QVERIFY(QTest::qWaitForWindowActive(window));
+    QTRY_COMPARE(cell(0, PKeywordTable::ValueColumn), q("60"));
+    QTRY_COMPARE(cell(1, PKeywordTable::ValueColumn), q("60"));
+    qobject_cast<QQuickItem *>(part("pattern"))->forceActiveFocus();
+    QTest::keyClick(window, Qt::Key_Tab);
+}
+
+// What is shown there.
+QString tst_Guides::cell(int row, int column) const
+{
+    for (const QQuickItem *shown :
+         part("table")->property("contentItem").value<QQuickItem *>()->childItems()) {
+        if (shown->isVisible() && shown->property("row") == row
+            && shown->property("column") == column)
+            return shown->property("text").toString();
+    }
+    return {};
+}
+
+void tst_Guides::table_isEditedByKeys()
+{
+    QQuickWindow window;
+    const auto leave = qScopeGuard([this] { item.reset(); });
+    editTable(&window);
+    server->setWriteCheck(q("/plant/tank2/setpoint"), [](const QVariant &) { return false; });
+
+    QTest::keyClick(&window, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClick(&window, Qt::Key_7);
+    QTest::keyClick(&window, Qt::Key_Return);
+    QTRY_COMPARE(cell(0, PKeywordTable::OutcomeColumn), q("taken"));
+    QTRY_COMPARE(cell(0, PKeywordTable::ValueColumn), q("7"));
+    QCOMPARE(server->value(q("/plant/tank1/setpoint")).toDouble(), 7.0);
+
+    QTest::keyClick(&window, Qt::Key_Tab); // past what cannot be edited
+    QTest::keyClick(&window, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClick(&window, Qt::Key_8);
+    QCOMPARE(cell(1, PKeywordTable::ValueColumn), q("8"));
+    QTest::keyClick(&window, Qt::Key_Return);
+    QCOMPARE(cell(1, PKeywordTable::ValueColumn), q("60"));
+    QTRY_COMPARE(cell(1, PKeywordTable::OutcomeColumn), q("refused"));
+    QCOMPARE(cell(1, PKeywordTable::ValueColumn), q("60"));
+}
+
+void tst_Guides::table_keepsWhatIsTyped()
+{
+    QQuickWindow window;
+    const auto leave = qScopeGuard([this] { item.reset(); });
+    editTable(&window);
+    QTest::keyClick(&window, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClick(&window, Qt::Key_7);
+    auto *const table = part("table")->property("model").value<QAbstractItemModel *>();
+    QSignalSpy arrived(table, &QAbstractItemModel::dataChanged);
+    QVERIFY(server->setValue(q("/plant/tank1/setpoint"), 33.0));
+    QTRY_VERIFY(!arrived.isEmpty());
+    QCOMPARE(cell(0, PKeywordTable::ValueColumn), q("7"));
+    QTest::keyClick(&window, Qt::Key_Escape);
+    QCOMPARE(cell(0, PKeywordTable::ValueColumn), q("33"));
+    QCOMPARE(cell(0, PKeywordTable::OutcomeColumn), QString());
+    QCOMPARE(server->value(q("/plant/tank1/setpoint")).toDouble(), 33.0);
 }
 
 void tst_Guides::readme_showsAKeywordAndWritesIt()

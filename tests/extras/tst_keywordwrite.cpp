@@ -712,7 +712,16 @@ void tst_KeywordWrite::types_data()
     toObject(QVariantMap {{q("a"), 1}}, "{\"a\":1}");
     toObject(QVariant::fromValue(nullptr), "null");
     toObject(q("{\"a\":[1]}"), "{\"a\":[1]}");
-    toObject(q("{a"), "", "\"{a\" is neither an object nor a list");
+    toObject(q(" null "), "null");
+    toObject(q("a"), "", "\"a\" is neither an object nor a list");
+    toObject(q(""), "", "\"\" is neither an object nor a list");
+    QJsonParseError error;
+    QJsonDocument::fromJson("[1, 2, ]", &error);
+    toObject(q("[1, 2, ]"), "",
+             qPrintable(q("not valid JSON at character 8: ") + error.errorString()));
+    QJsonDocument::fromJson("[\"\u00e4\", }", &error);
+    toObject(q("[\"\u00e4\", }"), "",
+             qPrintable(q("not valid JSON at character 7: ") + error.errorString()));
     toObject(QString(50, QLatin1Char('x')), "",
              "\"xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx…\" is neither an object nor a list");
     toObject(5, "", "5 is neither an object nor a list");

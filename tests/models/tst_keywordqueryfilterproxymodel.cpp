@@ -101,6 +101,10 @@ void tst_KeywordQueryFilterProxyModel::rows_areSorted_data()
         << q("100000000000000000000|99999999999999999999");
     QTest::newRow("no whole numbers") << QStringList({q("1.5"), q("1.25")}) << q("1.25|1.5");
     QTest::newRow("hexadecimal is text") << QStringList({q("0x2"), q("0x10")}) << q("0x10|0x2");
+    // In a circle: each pair has its order, but no three of them have one.
+    QTest::newRow("two numbers") << QStringList({q("10"), q("2")}) << q("2|10");
+    QTest::newRow("a number and a word") << QStringList({q("1a"), q("10")}) << q("10|1a");
+    QTest::newRow("a word and a number") << QStringList({q("2"), q("1a")}) << q("1a|2");
     QTest::newRow("empty") << QStringList({q("a"), QString()}) << q("|a");
 }
 

@@ -113,6 +113,7 @@ private Q_SLOTS:
     void filters_ask();
     void setKeywordClient_asks();
     void refusedQuery_isNotAwaited();
+    void queryWithoutConnection_staysLoading();
     void response_listsTheChildren();
     void response_oddItems_data();
     void response_oddItems();
@@ -368,6 +369,26 @@ void tst_KeywordQueryModel::refusedQuery_isNotAwaited()
     QCOMPARE(model.rowCount(), 1);
     answer(client, {});
     QCOMPARE(model.rowCount(), 1);
+}
+
+void tst_KeywordQueryModel::queryWithoutConnection_staysLoading()
+{
+    RecordingClient client;
+    client.publisher()->setActive(false);
+    PKeywordQueryModel model;
+    model.setKeywordClient(&client);
+    QVERIFY(model.loading());
+    client.taken();
+    client.publisher()->setActive(true);
+    QCOMPARE(client.taken(), QString()); // not asked again
+    QVERIFY(model.loading());
+    client.publisher()->setActive(false); // nor when a query is lost
+    client.publisher()->setActive(true);
+    QCOMPARE(client.taken(), QString());
+    QVERIFY(model.loading());
+    model.setKeyword(q("/x"));
+    answer(client, {{q("/x/a"), q("int")}});
+    QVERIFY(!model.loading());
 }
 
 void tst_KeywordQueryModel::response_listsTheChildren()

@@ -6,8 +6,12 @@
 #include "simulator/jsonscene.h"
 
 #include <QtCore/QDir>
+#include <QtCore/QDirIterator>
+#include <QtCore/QFile>
+#include <QtCore/QLibraryInfo>
 #include <QtCore/QProcess>
 #include <QtCore/QProcessEnvironment>
+#include <QtCore/QTemporaryDir>
 #include <QtTest/QTest>
 
 #include <memory>
@@ -29,6 +33,44 @@ QStringList runtime()
     return qEnvironmentVariable("PELLIX_RUNTIME").split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
+bool copyFiles(const QString &from, const QString &to)
+{
+    QDirIterator files(from, QDir::Files, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        const QString file = files.next();
+        const QString copy = to + QLatin1Char('/') + QDir(from).relativeFilePath(file);
+        if (!QDir().mkpath(QFileInfo(copy).path()) || !QFile::copy(file, copy))
+            return false;
+    }
+    return true;
+}
+
+// A copy of the program qml for which Qt's own import folder also has the library's modules.
+// qmlpreview loads plugins only from there, and does not follow links to other folders.
+QString runtimeWithModules(const QString &folder)
+{
+    const QString imports = folder + q("/qml");
+    QDir().mkpath(imports);
+    const QDir qtImports(QLibraryInfo::path(QLibraryInfo::QmlImportsPath));
+    const QStringList names = qtImports.entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+    for (const QString &name : names) {
+        if (name != q("PellixClient"))
+            QFile::link(qtImports.filePath(name), imports + QLatin1Char('/') + name);
+    }
+    QFile configuration(folder + q("/qt.conf"));
+    const QString program = folder + q("/qml-with-modules");
+    if (!configuration.open(QIODevice::WriteOnly) || !QFile::copy(runtime().constFirst(), program)
+        || !copyFiles(qEnvironmentVariable("PELLIX_IMPORTS") + q("/PellixClient"),
+                      imports + q("/PellixClient")))
+        return {};
+    const auto path = [](QLibraryInfo::LibraryPath which) { return QLibraryInfo::path(which); };
+    const QStringList lines {q("[Paths]"), q("Prefix=") + path(QLibraryInfo::PrefixPath),
+                             q("Plugins=") + path(QLibraryInfo::PluginsPath),
+                             q("QmlImports=") + imports};
+    configuration.write(lines.join(QLatin1Char('\n')).toUtf8());
+    return program;
+}
+
 } // namespace
 
 // Programs that know nothing of the library import its modules.
@@ -41,12 +83,14 @@ private Q_SLOTS:
 
     void window_showsAndWritesLiveValues();
     void screen_hasSetpointsATrendAndAlarms();
+    void screen_loadsInThePreview();
     void components_haveTheirDefaults();
     void components_takeTheHostsText();
     void components_takeTheHostsTheme();
 
 private:
-    QString run(const char *file, const QString &firstImports = {});
+    QString run(const char *file, const QString &firstImports = {},
+                const QStringList &program = runtime());
 
     std::unique_ptr<KeywordServer> server;
     std::unique_ptr<FaultyWebSocketServer> socketServer;
@@ -64,7 +108,7 @@ void tst_Runtime::initTestCase()
 }
 
 // What the program prints, or nothing if it fails. The address follows the file.
-QString tst_Runtime::run(const char *file, const QString &firstImports)
+QString tst_Runtime::run(const char *file, const QString &firstImports, const QStringList &program)
 {
     QStringList imports {qEnvironmentVariable("PELLIX_IMPORTS")};
     if (!firstImports.isEmpty())
@@ -76,9 +120,9 @@ QString tst_Runtime::run(const char *file, const QString &firstImports)
     QProcess process;
     process.setProcessEnvironment(environment);
     process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(runtime().constFirst(),
-                  runtime().mid(1)
-                      << q(TESTS "/") + q(file) << q("--") << socketServer->url().toString());
+    process.start(program.constFirst(),
+                  program.mid(1) << q(TESTS "/") + q(file) << q("--")
+                                 << socketServer->url().toString());
     // The server is in this thread.
     const auto isOver = [&process] { return process.state() == QProcess::NotRunning; };
     if (!QTest::qWaitFor(isOver, 60000)) {
@@ -114,6 +158,27 @@ void tst_Runtime::screen_hasSetpointsATrendAndAlarms()
              qPrintable(printed));
     QCOMPARE(server->value(q("/plant/tank1/setpoint")), QVariant(30));
     QCOMPARE(server->value(q("/plant/tank2/setpoint")), QVariant(35));
+}
+
+void tst_Runtime::screen_loadsInThePreview()
+{
+    const QString preview = qEnvironmentVariable("PELLIX_QMLPREVIEW");
+    if (preview.isEmpty())
+        QSKIP("Qt's qmlpreview was not found, or this is not the test of qml.");
+    const QDir plugins(QLibraryInfo::path(QLibraryInfo::PluginsPath) + q("/qmltooling"));
+    if (plugins.entryList({q("*qmldbg_preview*")}).isEmpty())
+        QSKIP("Qt's plugin for qmlpreview is not installed.");
+    QTemporaryDir folder;
+    const QString program = runtimeWithModules(folder.path());
+    QVERIFY(!program.isEmpty());
+
+    QVERIFY(server->setValue(q("/plant/tank2/level"), 20));
+    const QString printed = run("WatchScreen.qml", {}, {preview, program});
+    QVERIFY2(printed.contains(q("QML Debugger: Connecting")),
+             qPrintable(printed)); // to the preview
+    QVERIFY2(printed.contains(q("Tanks|/plant/tank1/setpoint: 30|/plant/tank2/setpoint: 35|")),
+             qPrintable(printed));
+    QVERIFY2(printed.contains(q("Tank 2 is too empty\n")), qPrintable(printed));
 }
 
 void tst_Runtime::components_haveTheirDefaults()

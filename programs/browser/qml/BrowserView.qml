@@ -23,7 +23,6 @@ Item {
     property date now: new Date()
     // Of what is below the selected keyword; negative until the server has answered.
     readonly property int childCount: below.listed ? below.total : -1
-    readonly property string selectedLevel: selected === "" ? "" : list.children.parentOf(selected)
 
     // Lists what is below a keyword.
     function open(keyword: string) {
@@ -61,25 +60,11 @@ Item {
         keyword: root.selected
         labels: false
     }
-    // One question for each level that something is selected on. A keyword is read-only if the server
-    // lists it here, but not among those that can be written.
-    PKeywordChildren {
-        id: readable
+    KeywordAccess {
+        id: access
 
         client: root.session.client
-        keyword: root.selectedLevel
-        currentKeyword: root.selected
-        labels: false
-        filterAccess: PKeyword.KVA_READ
-    }
-    PKeywordChildren {
-        id: writable
-
-        client: root.session.client
-        keyword: root.selectedLevel
-        currentKeyword: root.selected
-        labels: false
-        filterAccess: PKeyword.KVA_WRITE
+        keyword: root.selected
     }
 
     Timer {
@@ -98,8 +83,8 @@ Item {
         sequences: ["F5", "Ctrl+R"]
         onActivated: {
             list.refresh();
-            readable.refresh();
-            writable.refresh();
+            access.refresh();
+            pins.refresh();
         }
     }
     Shortcut {
@@ -207,7 +192,7 @@ Item {
                         preferences: root.preferences
                         keyword: root.selected
                         childCount: root.childCount
-                        readOnly: writable.listed && readable.currentIndex >= 0 && writable.currentIndex < 0
+                        readOnly: access.readOnly
                         now: root.now
                         onOpenRequested: root.open(root.selected)
                         onTrendRequested: root.trend = true
@@ -223,6 +208,8 @@ Item {
                 }
             }
             PinnedPane {
+                id: pins
+
                 SplitView.preferredHeight: Theme.dp(140)
                 SplitView.minimumHeight: Theme.dp(100)
                 session: root.session

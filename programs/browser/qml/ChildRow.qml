@@ -9,7 +9,7 @@ import PellixClient.Keyword 1.0
 
 /*
     One child of the listed keyword: its type, its label and name, and its live value, or the last known
-    one while there is no connection.
+    one, marked, while there is no connection or no source.
 */
 ItemDelegate {
     id: root
@@ -26,6 +26,8 @@ ItemDelegate {
     required property bool parental // there is something below, as far as is known
 
     readonly property bool group: typeLetter === ">"
+    // A server keeps the last value of a keyword whose source is gone.
+    readonly property bool old: stale || !live.connected
 
     signal selectRequested()
     signal openRequested()
@@ -97,15 +99,16 @@ ItemDelegate {
             }
             width: Math.min(implicitWidth, parent.width * 0.42)
             text: {
-                if (root.group || !root.stale && !live.connected)
+                if (root.group)
                     return "";
                 const value = root.stale ? live.lastValue : live.value;
-                return root.stale && value === undefined ? "" : Format.shortText(value);
+                return root.old && (value === undefined || value === null) ? "" : Format.shortText(value);
             }
-            color: root.stale ? Theme.textFaint
-                              : live.error ? Theme.error
-                                           : live.online && live.consistent ? Theme.textSecondary
-                                                                            : Theme.warning
+            color: root.old ? Theme.textFaint
+                            : live.error ? Theme.error
+                                         : live.online && live.consistent ? Theme.textSecondary
+                                                                          : Theme.warning
+            font.strikeout: root.old
             font.pixelSize: Theme.dp(12)
         }
         AbstractButton {

@@ -19,11 +19,22 @@ Pane {
 
     signal selectRequested(string keyword)
 
+    function refresh() {
+        access.refresh();
+    }
+
     PKeywordTable {
         id: rows
 
         client: root.session.client
         keywords: root.preferences.pinned
+    }
+    // Of the row that may be edited next.
+    KeywordAccess {
+        id: access
+
+        client: root.session.client
+        keyword: (view.currentItem as PinnedRow)?.keyword ?? ""
     }
     PinnedColumns {
         id: place
@@ -107,6 +118,8 @@ Pane {
                     columns: place
                     linked: root.session.connected
                     current: view.activeFocus && index === view.currentIndex
+                    readOnly: ListView.isCurrentItem && access.readOnly
+                    onPressed: view.currentIndex = index
                     onSelectRequested: root.selectRequested(keyword)
                     onRemoveRequested: root.preferences.unpin(keyword)
                     onWriteRequested: text => rows.write(index, text)

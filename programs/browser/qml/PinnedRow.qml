@@ -29,6 +29,7 @@ ItemDelegate {
     required property int outcome
     required property string outcomeText
 
+    required property bool readOnly // as far as the server has told
     required property bool linked
     required property bool current
     required property PinnedColumns columns
@@ -38,6 +39,8 @@ ItemDelegate {
     readonly property bool known: stale ? valueText !== "" : connected || (value ?? null) !== null
     readonly property bool old: stale || !connected
     readonly property string shownValue: known ? Format.shortText(value) : Format.none
+    readonly property bool editable: writableType && !readOnly
+    readonly property string outcomeShown: readOnly && outcomeText === "" ? qsTr("read-only") : outcomeText
     readonly property bool failed: outcome !== PKeywordWrite.Idle && outcome !== PKeywordWrite.Pending
                                    && outcome !== PKeywordWrite.Taken
     readonly property color tone: stale || !linked ? Theme.unknown
@@ -49,7 +52,7 @@ ItemDelegate {
     signal edited() // and the field is gone
 
     function edit() {
-        if (!writableType)
+        if (!editable)
             return;
         field.text = valueText;
         editing = true;
@@ -66,9 +69,10 @@ ItemDelegate {
     padding: 0
     focusPolicy: Qt.NoFocus // the table has the focus
     Accessible.name: displayName + ", " + shownValue + ", " + stateText
-                     + (outcomeText !== "" ? ", " + outcomeText : "")
-    Accessible.description: writableType ? qsTr("F2 edits the value") : ""
+                     + (outcomeShown !== "" ? ", " + outcomeShown : "")
+    Accessible.description: editable ? qsTr("F2 edits the value") : ""
 
+    onReadOnlyChanged: if (readOnly && editing) endEditing()
     onClicked: selectRequested()
     onDoubleClicked: edit()
     onPressAndHold: edit()
@@ -166,7 +170,7 @@ ItemDelegate {
             width: root.columns.outcomeWidth
             height: parent.height
             visible: width > 0
-            text: root.outcomeText
+            text: root.outcomeShown
             color: root.failed ? Theme.error : Theme.textSecondary
             font.pixelSize: Theme.dp(12)
         }

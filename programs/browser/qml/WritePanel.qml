@@ -23,14 +23,19 @@ ColumnLayout {
     readonly property bool isNumber: !readOnly && Format.isNumber(valueType)
     readonly property bool isBool: !readOnly && valueType === PKeyword.KVT_BOOL
     readonly property bool isText: !readOnly && valueType === PKeyword.KVT_STRING
+    readonly property bool isObject: !readOnly && valueType === PKeyword.KVT_OBJECT // written as JSON
+    readonly property bool hasField: isNumber || isText || isObject
     readonly property string problem: field.problem !== "" ? field.problem : step.problem
     readonly property string writtenKeyword: writer.keyword
 
     function focusField() {
         if (isBool)
             falseButton.forceActiveFocus();
-        else if (isNumber || isText)
+        else if (hasField)
             field.forceActiveFocus();
+        // Most of an object remains as it is.
+        if (isObject && field.text === "" && typeof value === "object" && value !== null)
+            field.text = Format.valueText(value);
         field.selectAll();
     }
 
@@ -94,10 +99,9 @@ ColumnLayout {
         }
         PText {
             objectName: "notWritableText"
-            visible: !root.isNumber && !root.isBool && !root.isText
+            visible: !root.isBool && !root.hasField
             text: root.readOnly ? qsTr("read-only: the server takes no value for it")
-                : root.valueType === PKeyword.KVT_OBJECT ? qsTr("objects can only be written by programs")
-                                                         : qsTr("no value: it cannot be written")
+                                : qsTr("no value: it cannot be written")
             color: Theme.textFaint
             Layout.fillWidth: true
         }
@@ -126,10 +130,10 @@ ColumnLayout {
             id: field
 
             objectName: "valueField"
-            visible: root.isNumber || root.isText
-            placeholderText: root.isText ? qsTr("text") : qsTr("number")
+            visible: root.hasField
+            placeholderText: root.isText ? qsTr("text") : root.isObject ? qsTr("JSON: {\u2026} or [\u2026]") : qsTr("number")
             Layout.fillWidth: true
-            Layout.maximumWidth: root.isText ? Infinity : Theme.dp(160)
+            Layout.maximumWidth: root.isNumber ? Theme.dp(160) : Infinity
             onTextEdited: root.forgive()
             onAccepted: root.writeField()
         }
@@ -175,7 +179,7 @@ ColumnLayout {
             onClicked: root.writeStep(1)
         }
         Item {
-            visible: !root.isText
+            visible: !root.isText && !root.isObject
             Layout.fillWidth: true
         }
     }

@@ -81,7 +81,7 @@ public:
         declare("/plant/running", "bool", "RW", "Running", true);
         declare("/plant/name", "string", "RW", "Name of the plant", QStringLiteral("North"));
         declare("/plant/serial", "string", "R", "Serial", QStringLiteral("A-7"));
-        declare("/plant/recipe", "object", "R", "Recipe",
+        declare("/plant/recipe", "object", "RW", "Recipe",
                 QVariantMap {{QStringLiteral("sugar"), 3}});
         server.setLabel(QStringLiteral("/plant"), QStringLiteral("Bottling works"));
         declare("/other#1/value", "double", "R", "", 1.5);

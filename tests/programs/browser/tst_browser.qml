@@ -231,6 +231,20 @@ TestCase {
         tryVerify(() => findItem(row("Level"), item => item.text === "42.25"));
     }
 
+    // As the pinned keywords do.
+    function test_rows_markTheValueWithoutASource() {
+        openPlant();
+        const value = findItem(row("Level"), item => item.text === "41.5");
+        verify(value && !value.font.strikeout);
+        root.stage.setState("/plant/level", false, true, true, false);
+        tryVerify(() => value.font.strikeout);
+        compare(texts(row("Level")).join(" "), "N Level level 41.5");
+        verify(row("Level").Accessible.name.includes("41.5"));
+        root.stage.setState("/plant/level", true, true, true, false);
+        tryVerify(() => !value.font.strikeout);
+        compare(texts(row("Level")).join(" "), "N Level level 41.5");
+    }
+
     function test_filter_byWords() {
         openPlant();
         keyClick("f", Qt.ControlModifier);
@@ -306,7 +320,7 @@ TestCase {
     function test_filter_byAccess() {
         openPlant();
         choose("accessChoice", 3);
-        tryRows(["Bottles", "Level", "limit", "Name of the plant", "Running"]);
+        tryRows(["Bottles", "Level", "limit", "Name of the plant", "Recipe", "Running"]);
         choose("accessChoice", 0);
         tryRows(plant);
     }
@@ -797,11 +811,46 @@ TestCase {
         tryCompare(find("outcomeText"), "text", "7 sent, unchanged");
     }
 
-    function test_write_objectIsNotOffered() {
+    function test_write_object() {
         openPlant();
         select("Recipe");
         tryCompare(find("valueText"), "text", "{\"sugar\":3}");
-        verify(!find("valueField").visible && !find("trueButton").visible);
+        const field = find("valueField");
+        tryCompare(field, "visible", true);
+        verify(!find("notWritableText").visible && !find("trueButton").visible && !find("plusButton").visible);
+        list.forceActiveFocus();
+        keyClick(Qt.Key_Return); // to the field, which has the present value
+        verify(field.activeFocus);
+        compare(field.text, "{\"sugar\":3}");
+        field.text = "{\"sugar\": 4, \"salt\": [1, 2]}";
+        keyClick(Qt.Key_Return);
+        tryCompare(find("valueText"), "text", "{\"salt\":[1,2],\"sugar\":4}");
+        verify(/ received after \d+ ms$/.test(outcome()), outcome());
+        field.text = "[]";
+        click(find("setButton"));
+        tryCompare(find("valueText"), "text", "[]");
+    }
+
+    function test_write_badJsonIsNotSent_data() {
+        return [
+            { tag: "nothing", text: "", problem: "\"\" is neither an object nor a list" },
+            { tag: "a number", text: "7", problem: "\"7\" is neither an object nor a list" },
+            { tag: "no end", text: "{\"sugar\": 4", problem: /^not valid JSON at character 11: ./ },
+            { tag: "no value", text: "[1, 2, ]", problem: /^not valid JSON at character 8: ./ },
+        ];
+    }
+
+    function test_write_badJsonIsNotSent(row) {
+        openPlant();
+        select("Recipe");
+        const field = find("valueField");
+        tryCompare(field, "visible", true);
+        field.text = row.text;
+        click(find("setButton"));
+        verify(row.problem instanceof RegExp ? row.problem.test(field.problem) : field.problem === row.problem,
+               field.problem);
+        compare(outcome(), "not sent: " + field.problem);
+        compare(JSON.stringify(root.stage.value("/plant/recipe")), "{\"sugar\":3}");
     }
 
     function test_pin_selectAndRemove() {
@@ -869,7 +918,6 @@ TestCase {
             { tag: "too much", keyword: "/plant/limit", text: "700", shown: "100", value: 100,
               outcome: "a different value was set" },
             { tag: "a text", keyword: "/plant/name", text: "South", shown: "South", value: "South", outcome: "taken" },
-            { tag: "not writable", keyword: "/plant/serial", text: "B", shown: "A-7", value: "A-7", outcome: "refused" },
         ];
     }
 
@@ -901,6 +949,47 @@ TestCase {
         tryCompare(findChild(pinned, "pinnedOutcome"), "visible", false);
         const failed = row.outcome !== "taken";
         tryVerify(() => findChild(pinned, "pinnedState").text === (failed ? row.outcome : "good"));
+    }
+
+    function test_pin_readOnlyIsNotEdited() {
+        root.stage.preferences.pinned = ["/plant/serial", "/plant/name"];
+        const pinned = find("pinnedList");
+        tryPinnedRows(["Serial | /plant/serial | A-7 | good", "Name of the plant | /plant/name | North | good"]);
+        pinned.forceActiveFocus();
+        const serial = pinned.itemAtIndex(0);
+        tryCompare(serial, "readOnly", true);
+        keyClick(Qt.Key_F2);
+        verify(!serial.editing);
+        verify(pinned.activeFocus);
+        compare(findChild(serial, "pinnedOutcome").text, "read-only");
+        verify(serial.Accessible.name.includes("read-only"));
+        compare(serial.Accessible.description, "");
+
+        keyClick(Qt.Key_Down);
+        const name = pinned.itemAtIndex(1);
+        verify(!name.readOnly);
+        keyClick(Qt.Key_F2);
+        verify(name.editing);
+        keyClick(Qt.Key_Escape);
+
+        // The mouse makes a row the current one, too.
+        mouseDoubleClickSequence(serial, 20, serial.height / 2);
+        verify(serial.readOnly && !serial.editing);
+    }
+
+    // What has begun ends when the answer of the server arrives.
+    function test_pin_turnsOutToBeReadOnly() {
+        root.stage.preferences.pinned = ["/plant/name", "/other#1/value"];
+        const pinned = find("pinnedList");
+        tryVerify(() => pinned.itemAtIndex(1) && pinned.itemAtIndex(1).stateText === "good");
+        pinned.forceActiveFocus();
+        pinned.currentIndex = 1;
+        const value = pinned.itemAtIndex(1);
+        value.edit();
+        verify(value.editing);
+        tryCompare(value, "editing", false);
+        verify(value.readOnly);
+        verify(pinned.activeFocus);
     }
 
     function test_aggregate_data() {
@@ -954,6 +1043,7 @@ TestCase {
         verify(!find("connectedFlag").known);
         compare(row("Level").stale, true);
         compare(texts(row("Level")).join(" "), "N Level level 41.5");
+        verify(findItem(row("Level"), item => item.text === "41.5").font.strikeout);
         compare(find("aggregateText").text, "48.5");
         compare(find("path").children[0].text, "Bottling works");
         tryPinnedRows(["Level | /plant/level | 41.5 | last known",
@@ -1145,6 +1235,7 @@ TestCase {
             { tag: "number", name: "Level" },
             { tag: "bool", name: "Running" },
             { tag: "text", name: "Name of the plant" },
+            { tag: "object", name: "Recipe" },
             { tag: "read-only", name: "Serial" },
             { tag: "long text", name: "Name of the plant", text: "first\nsecond" },
             { tag: "trend", name: "Level", trend: true },
@@ -1162,7 +1253,8 @@ TestCase {
         root.stage.preferences.pinned = ["/plant/level", "/plant/count"];
         view.open("/plant");
         tryCompare(list, "count", plant.length);
-        view.selected = "/plant/" + ({ "Level": "level", "Running": "running", "Serial": "serial" }[page.name] ?? "name");
+        view.selected = "/plant/" + ({ "Level": "level", "Running": "running", "Serial": "serial",
+                                      "Recipe": "recipe" }[page.name] ?? "name");
         tryVerify(() => findChild(view, "history").known);
         if (page.text)
             root.stage.setValue("/plant/name", page.text);
@@ -1236,7 +1328,7 @@ TestCase {
             }
         }
         const data = plant.concat(["Bottling works", "count", "level", "name", "recipe", "running", "serial",
-                                   "North", "A-7", "true", "false", "first", "second", "warm", "Connection refused"]);
+                                   "North", "A-7", "true", "false", "first", "second", "warm", "sugar", "Connection refused"]);
         const spoken = root.stage.controls(part).map(control => control.name);
         const plain = texts(part).concat(spoken).map(text => {
             let rest = text.replace(/«[^]*»/, "");
@@ -1284,7 +1376,7 @@ TestCase {
         view.up();
         tryRows(["Bottling works", "other"]);
         tryCompare(find("valuelessText"), "visible", true);
-        tryVerify(() => find("valuelessText").text.includes("The Right key lists"));
+        tryVerify(() => find("valuelessText").text.includes("Press Right to list"));
         verify(!find("valuelessText").truncated);
     }
 }
