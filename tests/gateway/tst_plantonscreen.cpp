@@ -523,7 +523,7 @@ void tst_PlantOnScreen::tool_isToldBeforeItGivesUp()
     const PKeywordProxy *const limit = proxy("/plant/interlock/limit");
     QTRY_COMPARE_WITH_TIMEOUT(flags(limit), q("ok"), patience);
     const Ran ran = run({q("set"), q("--wait"), q("/plant/interlock/limit"), q("70")});
-    QCOMPARE(ran.text, q("keyword: /plant/interlock/limit: refused; it stays 80"));
+    QCOMPARE(ran.text, q("keyword: /plant/interlock/limit: refused; the value is still 80"));
     QCOMPARE(ran.code, 4);
 }
 
