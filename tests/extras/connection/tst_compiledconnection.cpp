@@ -62,7 +62,7 @@ void tst_CompiledConnection::properties_areRead()
     QCOMPARE(value("told").toString(), QStringLiteral("fine"));
     QTRY_VERIFY(value("isWaiting").toBool());
     QVERIFY(value("isSoon").toBool());
-    QVERIFY(value("secondsLeft").toInt() >= 3 && value("secondsLeft").toInt() <= 5);
+    QVERIFY(value("secondsLeft").toInt() >= 1 && value("secondsLeft").toInt() <= 5);
     QCOMPARE(value("told").toString(), address + QStringLiteral(" Connection refused"));
     QVERIFY(!value("isLinked").toBool());
 

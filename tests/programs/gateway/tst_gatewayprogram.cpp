@@ -464,7 +464,7 @@ void tst_GatewayProgram::broker_thatHangs_keepsNobody()
     for (int i = 1; i <= 3; ++i) {
         configure(hosts.at(i % 2));
         program.signal(SIGHUP);
-        QTRY_COMPARE_WITH_TIMEOUT(program.complaints().count(q(": read again\n")), i, limit);
+        QTRY_COMPARE_WITH_TIMEOUT(program.complaints().count(q(": reloaded\n")), i, limit);
     }
     program.signal(SIGTERM);
     QVERIFY(

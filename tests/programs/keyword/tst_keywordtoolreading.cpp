@@ -391,7 +391,10 @@ void tst_KeywordToolReading::aggregate_takesTheNameItIsGiven()
     Bench bench;
     QStringList requests;
     QObject::connect(&bench.server, &pellix::server::KeywordServer::keywordRequested, &bench.server,
-                     [&requests](const QString &path) { requests.append(path); });
+                     [&requests](const QString &path) {
+                         if (path != q("/plant/shift")) // a child
+                             requests.append(path);
+                     });
 
     const Run own = bench.run(words("aggregate -k /my/sum sum /plant/shift /plant/shift --raw"));
     const Run shared = bench.run(words("aggregate sum /plant/shift /plant/shift"));
