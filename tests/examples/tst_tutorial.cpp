@@ -292,7 +292,7 @@ void tst_Tutorial::setpoint_isNotAnswered()
     socketServer->setAnswerDelay(std::chrono::hours(1));
     QVERIFY(screen->press(q("Right")));
     QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("Writing 61 %")), patience);
-    QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("Not written: nothing came back within 3 s")),
+    QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("Not written: no reply within 6 s")),
                              patience);
 }
 
