@@ -69,7 +69,7 @@ public:
     Usage gatewayUsage() const;
     Usage balancerUsage() const;
     QList<int> otherCores() const; // for all other processes
-    QByteArray logs() const; // the last lines of each
+    QByteArray logs() const; // the last 2000 bytes of each
 
 private:
     struct Node
@@ -113,5 +113,5 @@ struct Answer
     QByteArray body;
 };
 Answer httpGet(quint16 port, const QByteArray &path);
-QString
-findProgram(const QString &name); // also searches the folders for administrators, such as /usr/sbin
+// Also searches /usr/sbin and /sbin.
+QString findProgram(const QString &name);
