@@ -37,7 +37,7 @@ TreeView {
     reuseItems: false // otherwise, screen readers still find the rows of a collapsed level
     columnWidthProvider: () => width
     model: tree
-    selectionModel: ItemSelectionModel { model: tree } // provides the current row for the arrow keys
+    selectionModel: ItemSelectionModel { model: tree } // provides the current row for arrow keys
     Accessible.role: Accessible.Tree
     Accessible.name: qsTr("Keywords")
 
