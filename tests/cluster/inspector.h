@@ -30,7 +30,7 @@ public:
     qint64 longestWrong = 0; // in milliseconds, so far
     qint64 faultEnd = 0; // the time of plant::now(); 0: there was no fault
     qint64 longestWrongAfter = 0; // in milliseconds, counted from faultEnd
-    qint64 lateValues = 0; // keywords that were wrong for longer than a second
+    qint64 lateValues = 0; // occasions on which a keyword was wrong for longer than 1 s
     qint64 stepsBack = 0; // changes to an older value
     qint64 events = 0;
 
