@@ -7,14 +7,14 @@
 #include <QtCore/QProcess>
 #include <QtCore/QStringList>
 
-// What a process has used.
+// The resources that a process has used.
 struct Usage
 {
     double processorSeconds = 0;
     qint64 residentKib = 0;
 };
 
-// A program that ends with this one, however that ends.
+// A program that is stopped when this one ends, even if this one is killed.
 class ChildProcess : public QObject
 {
     Q_OBJECT
@@ -23,12 +23,13 @@ public:
     explicit ChildProcess(const QString &name, QObject *parent = nullptr);
     ~ChildProcess() override;
 
-    // Its standard error goes to the file, and its output as well if nobody reads it.
+    // Appends standard error to the file. Also appends standard output if withOutput is set;
+    // lineRead() is then not emitted.
     void setLog(const QString &fileName, bool withOutput);
-    void setCores(const QList<int> &cores); // which it may run on; all if empty
+    void setCores(const QList<int> &cores); // that it may run on; all if empty
     bool start(const QString &program, const QStringList &arguments);
     void signal(int number);
-    bool terminate(); // and wait for its end
+    bool terminate(); // and waits until it has ended
     void kill();
     bool isRunning() const { return process.state() == QProcess::Running; }
     Usage usage() const;

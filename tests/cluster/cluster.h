@@ -12,9 +12,10 @@
 #include <memory>
 #include <vector>
 
-// Whether everything shall end, as somebody has interrupted it.
+// Whether the run was interrupted and is to end.
 extern bool isInterrupted;
-// Has events handled until the condition holds. False after the time, or if interrupted.
+// Processes events until the condition is true. Returns false after the timeout in milliseconds, or
+// if the run was interrupted.
 bool waitUntil(const std::function<bool()> &condition, int timeout = 60000);
 void pause(qint64 milliseconds);
 
@@ -23,7 +24,7 @@ struct ClusterOptions
     int gateways = 2;
     double resync = 0; // in seconds; 0: off
     bool isPinned = false; // gateways on one core, everything else on the others
-    bool hasLinks = false; // so that a node can be cut off
+    bool hasLinks = false; // connects the nodes through NodeLink, so that a node can be isolated
 };
 
 // Three nodes of nats-server, gateways, and haproxy in front of both, all on this machine.
@@ -37,18 +38,18 @@ public:
     explicit Cluster(const ClusterOptions &options);
     ~Cluster() override;
 
-    bool start(); // the brokers and the balancer
+    bool start(); // the brokers and the load balancer
     bool startGateways();
     QString error() const { return problem; }
 
-    // The balancer's, with one node first and the others where that is gone
+    // The port of the load balancer that prefers this node and uses the others if it is lost.
     quint16 brokerPort(int firstNode) const { return mqttPorts[size_t(firstNode)]; }
-    quint16 nodePort(int node) const { return nodes[size_t(node)].mqttPort; } // its own
+    quint16 nodePort(int node) const { return nodes[size_t(node)].mqttPort; } // of the node itself
     QString screenUrl() const;
     QString file(const QString &name) const { return folder.filePath(name); }
     int gatewayCount() const { return int(gateways.size()); }
-    quint16 gatewayPort(int i) const { return gateways[size_t(i)].directPort; } // for looking only
-    quint16 proxiedPort(int i) const { return gateways[size_t(i)].port; } // for the balancer
+    quint16 gatewayPort(int i) const { return gateways[size_t(i)].directPort; } // for inspectors
+    quint16 proxiedPort(int i) const { return gateways[size_t(i)].port; } // for the load balancer
 
     bool startNode(int i);
     bool isNodeHealthy(int i) const;
@@ -60,15 +61,15 @@ public:
     bool isGatewayReady(int i) const;
     void killGateway(int i);
     bool terminateGateway(int i);
-    int readyServers() const; // as the balancer sees them
+    int readyServers() const; // gateways, according to the load balancer
     QByteArray tellBalancer(const QByteArray &command) const;
     double metric(int gateway, const QByteArray &name) const;
 
-    Usage nodeUsage() const; // of all of them
+    Usage nodeUsage() const; // of all nodes
     Usage gatewayUsage() const;
     Usage balancerUsage() const;
-    QList<int> otherCores() const; // for what else there is
-    QByteArray logs() const; // the end of each
+    QList<int> otherCores() const; // for all other processes
+    QByteArray logs() const; // the last 2000 bytes of each
 
 private:
     struct Node
@@ -112,4 +113,5 @@ struct Answer
     QByteArray body;
 };
 Answer httpGet(quint16 port, const QByteArray &path);
-QString findProgram(const QString &name); // also where only root looks
+// Also searches /usr/sbin and /sbin.
+QString findProgram(const QString &name);

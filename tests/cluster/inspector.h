@@ -10,8 +10,8 @@
 
 #include <vector>
 
-// Looks at all keywords of one gateway, and compares them with what the broker has acknowledged. A
-// value is wrong as long as an older one than the last acknowledged one is shown as of now.
+// Compares all keywords of one gateway with the values that the broker has acknowledged. A keyword
+// is wrong while it is online with a value older than the last acknowledged one.
 class Inspector : public QObject
 {
     Q_OBJECT
@@ -21,17 +21,17 @@ public:
     ~Inspector() override;
 
     void noteAcknowledged(int keyword, qint64 value, qint64 time);
-    // Keywords without the last acknowledged value, or not of now. What the broker has lost itself
-    // is not asked for, if it is known what it has.
+    // The number of keywords that are offline, or do not have the last acknowledged value. If kept
+    // contains the values that the brokers have, values that the brokers lost are not counted.
     int missing(const std::vector<qint64> &kept = {}) const;
-    int wrong(qint64 longerThan) const; // at this moment
+    int wrong(qint64 longerThan) const; // keywords at this moment; in milliseconds
     int offline() const;
 
     qint64 longestWrong = 0; // in milliseconds, so far
-    qint64 faultEnd = 0; // if there was one: what is wrong after it
-    qint64 longestWrongAfter = 0; // in milliseconds, counted from then
-    qint64 lateValues = 0; // wrong for longer than a second
-    qint64 stepsBack = 0; // to an older value
+    qint64 faultEnd = 0; // the time of plant::now(); 0: there was no fault
+    qint64 longestWrongAfter = 0; // in milliseconds, counted from faultEnd
+    qint64 lateValues = 0; // occasions on which a keyword was wrong for longer than 1 s
+    qint64 stepsBack = 0; // changes to an older value
     qint64 events = 0;
 
 private:

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr int skipped = 77; // as ctest is told
+constexpr int skipped = 77; // SKIP_RETURN_CODE of the tests
 
 QString q(const char *text)
 {
@@ -28,7 +28,7 @@ int fail(const QString &text)
     return 2;
 }
 
-// Each screen takes a file of haproxy's twice, and one of its gateway's.
+// Each screen requires two file descriptors of haproxy and one of its gateway.
 void allowManyFiles()
 {
     rlimit limit {};
@@ -46,14 +46,15 @@ struct Scenario
 };
 
 constexpr Scenario scenarios[] = {
-    {"scale", "Measure what gateways deliver in a second of the processor, 1, 2 and 4 of them.",
+    {"scale", "Measure the deliveries per second of processor time, with 1, 2, and 4 gateways.",
      runScale},
-    {"gateway-dies", "Kill a gateway under screens of either kind.", runGatewayDies},
-    {"node-dies", "Kill a node of the brokers while devices publish.", runNodeDies},
-    {"node-partitioned", "Cut a node off from the others while devices publish.",
+    {"gateway-dies", "Kill a gateway to which screens are connected.", runGatewayDies},
+    {"node-dies", "Kill a node of the cluster of brokers while devices publish.", runNodeDies},
+    {"node-partitioned", "Isolate a node from the others while devices publish.",
      runNodePartitioned},
-    {"upgrade", "Restart all gateways, one after the other, under screens.", runUpgrade},
-    {"growth", "Measure what more screens, keywords and changes cost.", runGrowth},
+    {"upgrade", "Restart all gateways, one after the other, while screens are connected.",
+     runUpgrade},
+    {"growth", "Measure the cost of more screens, keywords, and changes.", runGrowth},
 };
 
 } // namespace
@@ -64,27 +65,30 @@ int main(int argc, char **argv)
     QCoreApplication::setApplicationName(q("cluster"));
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        q("Runs gateways behind haproxy over three nodes of nats-server, and screens, on this "
-          "machine.\nEnds with 0 when all went well, 1 when not, 2 when not understood, and 77 "
-          "when\nnats-server or haproxy is not installed."));
+        q("Runs screens, gateways behind haproxy, and three nodes of nats-server on this machine.\n"
+          "The exit code is 0 on success, 1 on failure, 2 if an option is invalid, or 77 if\n"
+          "nats-server, haproxy, or openssl is not installed."));
     parser.addHelpOption();
     for (const Scenario &scenario : scenarios)
         parser.addOption(QCommandLineOption(q(scenario.name), q(scenario.description)));
     const auto option = [&parser](const char *name, const char *description) {
         parser.addOption(QCommandLineOption(q(name), q(description), q("value")));
     };
-    option("screens", "So many screens; for --growth a list, such as 100,10,1000.");
-    option("keywords-each", "So many keywords on a screen.");
-    option("keywords", "So many keywords in all; for --growth a list.");
-    option("rates", "Changes of each keyword in a second; for --growth a list.");
-    option("gateways", "So many gateways; for --scale a list.");
-    option("resync", "The seconds after which gateways ask again for what is retained.");
-    option("seconds", "How long a measurement or a fault lasts.");
+    option("screens", "The number of screens; for --growth a list, such as 100,10,1000.");
+    option("keywords-each", "The number of keywords on a screen.");
+    option("keywords", "The total number of keywords; for --growth a list.");
+    option("rates", "The changes of each keyword per second; for --growth a list.");
+    option("gateways", "The number of gateways; for --scale a list.");
+    option("resync",
+           "The period in seconds after which gateways request the retained messages again.");
+    option("seconds", "The duration of a measurement or a fault, in seconds.");
+    parser.addOption(QCommandLineOption(q("brokers-alone"),
+                                        q("With the faults of a node: run no gateways, and count "
+                                          "the values that nats-server loses.")));
     parser.addOption(QCommandLineOption(
-        q("brokers-alone"), q("For a node's faults: without gateways; what nats-server loses.")));
-    parser.addOption(QCommandLineOption(
-        q("engine-may-lose"), q("For a node's faults: gateways have to show what there is.")));
-    option("report", "Write the figures to the file as JSON.");
+        q("engine-may-lose"),
+        q("With the faults of a node: report values that nats-server loses, but do not fail.")));
+    option("report", "Write the figures to this JSON file.");
     if (!parser.parse(QCoreApplication::arguments()))
         return fail(parser.errorText());
     if (parser.isSet(q("help")))
@@ -100,7 +104,7 @@ int main(int argc, char **argv)
         ++count;
     }
     if (count != 1)
-        return fail(q("one scenario is needed; --help lists them"));
+        return fail(q("exactly one scenario is required; --help lists them"));
 
     QString error;
     const auto numbers = [&](const char *name, double least, double most) {
@@ -117,7 +121,7 @@ int main(int argc, char **argv)
                             .arg(text);
         }
         if (parser.isSet(q(name)) && result.isEmpty())
-            error = q("--%1: a number is needed").arg(q(name));
+            error = q("--%1 requires a number").arg(q(name));
         return result;
     };
     const auto counts = [&](const char *name, int most) {
@@ -143,7 +147,8 @@ int main(int argc, char **argv)
 
     for (const char *const program : {"nats-server", "haproxy", "openssl"}) {
         if (findProgram(q(program)).isEmpty()) {
-            std::fprintf(stderr, "cluster: %s is not installed: nothing is tried\n", program);
+            std::fprintf(stderr, "cluster: %s is not installed: the scenario was skipped\n",
+                         program);
             return skipped;
         }
     }

@@ -11,8 +11,8 @@ QT_BEGIN_NAMESPACE
 class QTcpSocket;
 QT_END_NAMESPACE
 
-// The way to a node of the cluster: forwards connections until it is cut. Then links stay open and
-// nothing passes, as when a cable is pulled, and new ones get no answer.
+// Forwards the connections to a node of the cluster until it is cut. From then on, connections stay
+// open but transfer no data, as with an unplugged cable, and new connections get no reply.
 class NodeLink : public QObject
 {
     Q_OBJECT
@@ -22,7 +22,7 @@ public:
 
     bool listen(quint16 port) { return server.listen(QHostAddress::LocalHost, port); }
     void cut();
-    void heal(); // what was open is closed, and made anew by its ends
+    void heal(); // closes all connections; the nodes connect again
 
 private:
     void open(QTcpSocket *near);
@@ -30,6 +30,6 @@ private:
 
     const quint16 target;
     QTcpServer server;
-    QHash<QTcpSocket *, QTcpSocket *> links; // from either end
+    QHash<QTcpSocket *, QTcpSocket *> links; // in both directions
     bool isCut = false;
 };

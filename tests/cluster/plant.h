@@ -8,8 +8,8 @@
 
 #include <chrono>
 
-// The keywords of the cluster's plant: topics, paths, and what both clients of the broker and
-// screens find in them. All values count up from 1.
+// The topics and paths of the keywords of the plant, as used by publishers, inspectors, and
+// screens. The values of each keyword are increasing integers, from 1.
 namespace plant {
 
 inline QByteArray topic(int i)
@@ -17,7 +17,7 @@ inline QByteArray topic(int i)
     return "plant/line" + QByteArray::number(i / 100) + "/k" + QByteArray::number(i % 100);
 }
 
-// -1 when it is none of them.
+// Returns -1 if the path is not one of the plant.
 inline int number(QStringView path)
 {
     constexpr QStringView head = u"plant/line";
@@ -38,13 +38,13 @@ inline QString path(int i)
     return QLatin1Char('/') + QString::fromLatin1(topic(i));
 }
 
-// Which keyword a screen shows at a place.
+// The number of the keyword that a screen shows at this place.
 inline int shown(int screen, int place, int keywords)
 {
     return int((qint64(screen) * 37 + place) % keywords);
 }
 
-// In milliseconds, the same in all processes of the machine.
+// In milliseconds, from a clock that all processes of the machine share.
 inline qint64 now()
 {
     using namespace std::chrono;

@@ -12,9 +12,9 @@
 
 struct mosquitto;
 
-// A device of the plant: publishes its keywords in turn, QoS 1 and retained, and knows which values
-// the broker has acknowledged. A client of libmosquitto alone, with a thread of its own. After a
-// lost connection it publishes the newest values alone: older ones once more would be wrong values.
+// A device of the plant. Publishes its keywords in turn, retained and with QoS 1, and records the
+// values that the broker has acknowledged. Uses only libmosquitto, with a thread of its own. After
+// a lost connection, it publishes only the newest values, because older ones would count as wrong.
 class Publisher : public QObject
 {
     Q_OBJECT
@@ -23,9 +23,9 @@ public:
     Publisher(quint16 port, int first, int count, QObject *parent = nullptr);
     ~Publisher() override;
 
-    void look(); // now and then: connects again
-    void publishNext(); // one value
-    void publishAll(qint64 value); // of each keyword
+    void look(); // call periodically: reconnects after a lost connection
+    void publishNext(); // the next value of the next keyword
+    void publishAll(qint64 value); // for each keyword
     void setQos(int level, bool isRetained);
     qint64 unacknowledged() const;
 
@@ -58,12 +58,12 @@ private:
     int qos = 1;
     bool retained = true;
     mutable std::mutex mutex;
-    QHash<int, Sent> underWay; // by number of the packet
+    QHash<int, Sent> underWay; // by packet identifier
     std::vector<Acknowledged> acknowledged;
-    QSet<int> due; // keywords to publish once there is a connection
+    QSet<int> due; // keywords to publish after connecting
     bool connected = false;
     bool isLost = false;
 };
 
-// A bare subscriber: what a broker gives to somebody who comes now.
+// The retained values that a broker delivers to a new subscriber.
 QHash<int, qint64> retainedAt(quint16 port, int keywords);

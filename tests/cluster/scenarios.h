@@ -8,21 +8,21 @@
 
 class Report;
 
-// What a run is made of. Each scenario has its own standards; what is 0 or empty stands for them.
+// The options of a run. For a value that is 0 or empty, each scenario has its own default.
 struct ScenarioOptions
 {
     QList<int> screens;
-    int keywordsEach = 0; // of a screen
+    int keywordsEach = 0; // on each screen
     QList<int> keywords;
     QList<double> rates; // of each keyword, in changes per second
     QList<int> gateways;
     double resync = 0; // in seconds
     int seconds = 0; // of a measurement, or of a fault
-    bool hasBrokersAlone = false; // no part of ours
-    bool mayEngineLose = false; // what brokers lose is told, and no failure
+    bool hasBrokersAlone = false; // without gateways
+    bool mayEngineLose = false; // report values that brokers lose, but do not fail
 };
 
-// Each returns whether all went well, and writes its table and figures.
+// Each writes its table and figures to the report, and returns whether the scenario succeeded.
 bool runScale(const ScenarioOptions &options, Report *report);
 bool runGatewayDies(const ScenarioOptions &options, Report *report);
 bool runNodeDies(const ScenarioOptions &options, Report *report);

@@ -21,7 +21,7 @@ struct ScreensOptions
     int keywords = 1000;
 };
 
-// The screens of a run: a few processes of many each.
+// The screens of a run, in a few processes with many screens each.
 class Screens : public QObject
 {
     Q_OBJECT
@@ -29,17 +29,18 @@ class Screens : public QObject
 public:
     Screens(const Cluster &cluster, const ScreensOptions &options, QObject *parent = nullptr);
 
+    // The times of the events of a screen, of plant::now().
     struct Course
     {
-        QList<qint64> lost; // times
-        QList<qint64> tried;
+        QList<qint64> lost; // the connection was lost
+        QList<qint64> tried; // an attempt to connect began
         QList<qint64> connected;
-        QList<qint64> right;
+        QList<qint64> right; // all keywords are current again
     };
     struct Report
     {
         int screens = 0;
-        int complete = 0; // all keywords of now
+        int complete = 0; // screens with all keywords current
         int wrong = 0; // keywords with another value than the expected one
         qint64 events = 0;
         qint64 stepsBack = 0;
@@ -47,8 +48,8 @@ public:
 
     bool start();
     const QHash<int, Course> &courses() const { return seen; }
-    int live() const { return liveCount; } // all keywords of now
-    Report report(qint64 expected); // asks all of them
+    int live() const { return liveCount; } // screens with all keywords current
+    Report report(qint64 expected); // queries all processes
     Usage usage() const;
 
 private:

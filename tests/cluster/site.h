@@ -12,7 +12,7 @@
 
 class Report;
 
-// The whole of a run: the cluster, devices at each node, an inspector of each gateway.
+// All parts of a run: the cluster, a device for each node, and an inspector for each gateway.
 class Site
 {
 public:
@@ -21,22 +21,24 @@ public:
         ClusterOptions cluster;
         int keywords = 1000;
         bool isInspected = true;
-        int qos = 1; // of what is published after the first values
+        int qos = 1; // for publishing after the first values
     };
 
     Site(const Options &options, Report *report);
     ~Site();
 
-    // Everything runs, and each keyword has been published once. False if not; the report says why.
+    // Starts everything, and publishes each keyword once. If this fails, returns false and writes
+    // the reason to the report.
     bool start();
     bool fail(const QString &what);
 
-    void publish(double perSecond); // of all keywords, in turn; 0: no more
-    bool publishLast(qint64 value); // of each keyword; waits until all of it is acknowledged
-    bool settle(int timeout = 60000); // until everything is acknowledged
+    void publish(double perSecond); // all keywords in turn; 0: stop
+    bool publishLast(qint64 value); // for each keyword; waits until all are acknowledged
+    bool settle(int timeout = 60000); // waits until everything is acknowledged
     int missing(const std::vector<qint64> &kept = {}) const; // values, at all gateways
-    // Whether each node gives all acknowledged values to who subscribes now. If not, how many
-    // values are missing at all nodes together, and what there is at least.
+    // Whether each node delivers all acknowledged values to a new subscriber. Sets lost to the
+    // total number of values missing at the nodes, and kept to the oldest value of each keyword at
+    // any node.
     bool isKept(int *lost, std::vector<qint64> *kept) const;
 
     const Options options;
@@ -46,7 +48,7 @@ public:
     std::vector<std::unique_ptr<Inspector>> inspectors;
     std::vector<qint64> acknowledged; // the last value of each keyword
     qint64 acknowledgedCount = 0;
-    int firstValuesLost = 0; // by the broker, before anything was wrong
+    int firstValuesLost = 0; // by the brokers, before any fault
 
 private:
     void tick();

@@ -292,8 +292,7 @@ void tst_Tutorial::setpoint_isNotAnswered()
     socketServer->setAnswerDelay(std::chrono::hours(1));
     QVERIFY(screen->press(q("Right")));
     QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("Writing 61 %")), patience);
-    QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("Not written: no reply within 6 s")),
-                             patience);
+    QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("Not written: no reply within 6 s")), patience);
 }
 
 void tst_Tutorial::setpoint_followsTheServer()
@@ -311,11 +310,11 @@ void tst_Tutorial::pages_areChosenByKeys()
     QTRY_VERIFY_WITH_TIMEOUT(screen->shows(levelText("45.0 %")), patience);
     QVERIFY(screen->shows(q("Connected to ") + socketServer->url().toString()));
     QVERIFY(screen->press(q("Ctrl+2")));
-    QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("The trend comes in step 5")), patience);
+    QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("The trend is added in step 5")), patience);
     QVERIFY(!screen->shows(levelText("45.0 %")));
     QVERIFY(screen->focus(q("PageTab"), q("Alarms")));
     QVERIFY(screen->press(q("Space")));
-    QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("The alarms come in step 6")), patience);
+    QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("The alarms are added in step 6")), patience);
     QVERIFY(screen->find(q("PageTab"), q("Alarms")).value(q("selected")).toBool());
 }
 

@@ -6,7 +6,7 @@ pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Controls.Basic
 
-// Draws a vessel with its level from 0 to 100.
+// Draws a vessel with its level, from 0 to 100 %.
 Item {
     id: root
 

@@ -5,7 +5,7 @@ pragma Singleton
 
 import QtQuick
 
-// The colors and sizes of all pages. The colors suit the desktop, dark or light.
+// The sizes and colors of all pages, with colors for a dark and a light desktop.
 QtObject {
     id: root
 

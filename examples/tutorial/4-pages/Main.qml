@@ -71,12 +71,12 @@ ApplicationWindow {
             client: server
         }
         Label {
-            text: qsTr("The trend comes in step 5")
+            text: qsTr("The trend is added in step 5")
             horizontalAlignment: Text.AlignHCenter
             verticalAlignment: Text.AlignVCenter
         }
         Label {
-            text: qsTr("The alarms come in step 6")
+            text: qsTr("The alarms are added in step 6")
             horizontalAlignment: Text.AlignHCenter
             verticalAlignment: Text.AlignVCenter
         }

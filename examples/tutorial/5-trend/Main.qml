@@ -91,7 +91,7 @@ ApplicationWindow {
             histories: histories
         }
         Label {
-            text: qsTr("The alarms come in step 6")
+            text: qsTr("The alarms are added in step 6")
             horizontalAlignment: Text.AlignHCenter
             verticalAlignment: Text.AlignVCenter
         }

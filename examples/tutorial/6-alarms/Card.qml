@@ -4,7 +4,7 @@
 import QtQuick
 import QtQuick.Controls.Basic
 
-// The frame around what belongs together.
+// A frame around related items.
 Pane {
     id: root
 

@@ -6,7 +6,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import PellixClient.Keyword.Extras
 
-// Shows the state of the connection, and why there is none.
+// Shows the state of the connection, and the reason if there is none.
 Pane {
     id: root
 
@@ -55,7 +55,7 @@ Pane {
         Label {
             Layout.fillWidth: true
             text: root.description
-            textFormat: Text.PlainText // a reason may quote the server
+            textFormat: Text.PlainText // the reason may contain text from the server
             elide: Text.ElideRight
             font.pixelSize: Theme.small
         }
@@ -63,7 +63,7 @@ Pane {
         ActionButton {
             id: retry
 
-            // Without it, the line keeps its height.
+            // Transparent instead of invisible, so that the height of the line does not change.
             opacity: enabled ? 1 : 0
             enabled: root.server.state === PKeywordConnection.Waiting
             text: qsTr("Try Now")

@@ -4,7 +4,7 @@
 import QtQuick
 import QtQuick.Controls.Basic
 
-// A button of the tab bar, which a key presses as well.
+// A button of the tab bar, with a keyboard shortcut.
 TabButton {
     id: root
 

@@ -9,7 +9,8 @@ import QtQuick.Layouts
 import PellixClient.Keyword 1.0
 import PellixClient.Keyword.Extras
 
-// The keywords of the plant with their values. A number that is activated is added to the trend.
+// Shows the keywords of the plant with their values. Activating a number adds it to the trend,
+// or removes it.
 TreeView {
     id: root
 
@@ -33,10 +34,10 @@ TreeView {
     clip: true
     activeFocusOnTab: true
     boundsBehavior: Flickable.StopAtBounds
-    reuseItems: false // a screen reader would still find the rows of a collapsed level
+    reuseItems: false // otherwise, screen readers still find the rows of a collapsed level
     columnWidthProvider: () => width
     model: tree
-    selectionModel: ItemSelectionModel { model: tree } // has the current row, for the arrow keys
+    selectionModel: ItemSelectionModel { model: tree } // provides the current row for arrow keys
     Accessible.role: Accessible.Tree
     Accessible.name: qsTr("Keywords")
 

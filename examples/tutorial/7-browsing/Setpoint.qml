@@ -83,7 +83,7 @@ ColumnLayout {
         stepSize: 1
         palette.window: enabled ? Theme.accent : Theme.outline // of the handle
         palette.dark: enabled ? Theme.accent : Theme.outline // of the track
-        palette.highlight: Theme.text // of its frame with the keyboard focus
+        palette.highlight: Theme.text // of the frame that indicates keyboard focus
         Accessible.name: root.name
         onMoved: write.set(value)
         Keys.onPressed: event => {
@@ -98,7 +98,7 @@ ColumnLayout {
                 write.set(targets[event.key])
         }
 
-        // Follows the server, but never pulls the handle out of the user's hand.
+        // Follows the server, except while the user drags the handle.
         Binding on value {
             when: !slider.pressed && write.ready
             value: root.value

@@ -12,7 +12,8 @@
 #include <cstdio>
 
 //! [configuration]
-// The addresses in a configuration, or none after a message about what is wrong with it.
+// Returns the addresses in the configuration. If there are none, prints the reason to standard
+// error.
 static QStringList addressesIn(const QString &configuration)
 {
     QFile file(configuration);
