@@ -105,7 +105,8 @@ QString withoutHarm(const QString &text, LineEnds lineEnds)
         if (isKept || !isHarmful(text, i))
             result += character;
         else
-            result += QStringLiteral("\\u%1").arg(uint(character.unicode()), 4, 16, QLatin1Char('0'));
+            result +=
+                QStringLiteral("\\u%1").arg(uint(character.unicode()), 4, 16, QLatin1Char('0'));
     }
     return result;
 }

@@ -189,7 +189,8 @@ void tst_BrowserProgram::badArguments_failWithAMessage_data()
         "'mean' is not an aggregate mode");
     row("dark and light", {QStringLiteral("--dark"), QStringLiteral("--light")},
         "--dark and --light cannot be used together");
-    row("settings without a name", {QStringLiteral("--settings"), QString()}, "requires a file name");
+    row("settings without a name", {QStringLiteral("--settings"), QString()},
+        "requires a file name");
     row("url with a password",
         {QStringLiteral("--url"), QStringLiteral("ws://me:hush@127.0.0.1:1")},
         "cannot use 'ws://me:***@127.0.0.1:1': user and password are not sent over ws://");
