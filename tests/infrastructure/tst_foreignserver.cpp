@@ -291,18 +291,21 @@ void tst_ForeignServer::droppedClient_returnsWithFreshValues()
     QVERIFY(server->start(q("plain")));
     bind();
     QSignalSpy connected(client.get(), &SocketClient::connectedChanged);
+    bool isCleared = false; // the client may be back before anybody looks
+    const QObject context;
+    connect(level.get(), &PKeywordProxy::valueChanged, &context,
+            [&] { isCleared = isCleared || !level->value().isValid(); });
 
     if (code == 0)
         server->order({{q("do"), q("terminate")}});
     else
         server->order({{q("do"), q("close")}, {q("code"), code}});
-    QTRY_COMPARE(connected.count(), 1);
-    QVERIFY(!client->connected());
-    QVERIFY(!level->value().isValid());
+    QTRY_VERIFY(connected.count() >= 1);
     server->set("/plant/tank1/level", 99.5);
 
     QTRY_COMPARE(connected.count(), 2);
     QVERIFY(client->connected());
+    QVERIFY(isCleared);
     QTRY_COMPARE(level->value().toDouble(), 99.5);
     QTRY_COMPARE(name->value().toString(), q("Works"));
     // Its closing handshake was answered: with its own code, or, where Qt does not know that one,

@@ -313,10 +313,11 @@ void tst_Nginx::backendRestarted_everyKeywordIsFresh()
         connected.clear();
         QVERIFY(backend->restart());
         declare(1000 * round);
-        QTRY_COMPARE(connected.count(), 1); // the proxy hands the end of the connection on
-        QVERIFY(!screen.client.connected());
-        QVERIFY(screen.showsNothing());
-        QTRY_VERIFY(screen.client.connected());
+        QTRY_VERIFY(connected.count() >= 1); // the proxy hands the end of the connection on
+        if (connected.count() == 1) // it may be back already
+            QVERIFY(screen.showsNothing());
+        QTRY_COMPARE(connected.count(), 2);
+        QVERIFY(screen.client.connected());
         QTRY_VERIFY(screen.shows(1000 * round));
     }
 }
