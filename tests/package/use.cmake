@@ -69,7 +69,7 @@ function(use_runtimes)
         if(command)
             set(ENV{PELLIX_RUNTIME} "${command}")
             run(${RUNTIME_TEST})
-            expect(" 0 failed, 0 skipped")
+            expect(" 0 failed, 1 skipped") # the preview, which is tested where the modules are built
         endif()
     endforeach()
 endfunction()
