@@ -324,9 +324,14 @@ private:
     std::unique_ptr<QString> owned = std::make_unique<QString>(q("derived"));
 };
 
+// One of them is used by the code for the property, depending on the version of Qt.
+inline bool operator==(const Component &a, const Component &b)
+{
+    return a.name == b.name;
+}
 inline bool operator!=(const Component &a, const Component &b)
 {
-    return a.name != b.name;
+    return !(a == b);
 }
 
 // Its changes cannot be followed.
