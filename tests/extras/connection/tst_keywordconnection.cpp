@@ -526,7 +526,7 @@ void tst_KeywordConnection::pauses_firstIsAnyUpToTheLimit()
         connection.setUrls({deadAddress()});
         int pause = 0;
         connect(&connection, &PKeywordConnection::stateChanged, this, [&] {
-            if (connection.state() == State::Waiting)
+            if (connection.state() == State::Waiting && pause == 0)
                 pause = connection.retryIn();
         });
         QTRY_VERIFY(pause > 0);
