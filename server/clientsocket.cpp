@@ -225,13 +225,27 @@ void ClientSocket::added(qint64 bytes)
 void ClientSocket::written(qint64)
 {
     sinceWritten.start();
-    const QPointer<ClientSocket> guard(this);
     const qint64 waiting = countWaiting();
     own = qMin(own, waiting);
     if (waiting == 0 || (waiting <= room / 2 && budget->waiting < totalRoom))
-        Q_EMIT drained();
-    if (guard)
-        takeSoon();
+        resumeSoon();
+    takeSoon();
+}
+
+// From the event loop, since the connection is emitting a signal now: whoever gets the messages may
+// delete it.
+void ClientSocket::resumeSoon()
+{
+    if (resumesSoon || !session || !session->isPaused())
+        return;
+    resumesSoon = true;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            resumesSoon = false;
+            Q_EMIT drained();
+        },
+        Qt::QueuedConnection);
 }
 
 // The WebSocket has processed the data, and has answered pings.

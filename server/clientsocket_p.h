@@ -64,8 +64,7 @@ public:
 
 Q_SIGNALS:
     void received(const QByteArray &command);
-    // There is room again.
-    void drained();
+    void drained(); // from the event loop: there is room again for a session that is paused
     void delayed(); // once for each pause of the client's commands
     // Once, and from the event loop: nothing is being sent or received then. Nothing is sent
     // afterwards.
@@ -75,6 +74,7 @@ Q_SIGNALS:
 private:
     qint64 countWaiting();
     void written(qint64 bytes);
+    void resumeSoon();
     void onRead();
     void checkBacklog();
     void checkProgress();
@@ -113,6 +113,7 @@ private:
     QPointer<QSocketNotifier> readNotifier;
     qint64 own = 0; // bytes that wait and are no pongs, at most
     bool takesSoon = false;
+    bool resumesSoon = false;
     std::optional<int> closeCode; // that the client has sent, and that is to be answered
     bool finishing = false;
     bool full = false;

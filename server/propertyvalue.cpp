@@ -269,12 +269,25 @@ QVariant sequenceToList(const QVariant &value)
 {
     QVariantList result;
     const auto sequence = value.value<QSequentialIterable>();
-    // The type of a JavaScript value is known only now.
     if (!sequence.metaContainer().hasConstIterator())
-        return value.canConvert<QVariantMap>() ? toMap(value.toMap()) : QVariant();
+        return {};
     for (const QVariant &element : sequence)
         result.append(toKeywordValue(element));
     return result;
+}
+
+// An object or an array of QML. It is recognised by its name, since a server does without Qt QML.
+bool isScriptValue(QMetaType type)
+{
+    return qstrcmp(type.name(), "QJSValue") == 0;
+}
+
+// Each converts to a list and to a map, but one of the two is always empty. If both are, nothing
+// tells whether it is an array, an object, or a function.
+QVariant scriptValueToKeyword(const QVariant &value)
+{
+    const QVariantMap map = value.toMap();
+    return map.isEmpty() ? toKeywordValue(value.toList()) : toMap(map);
 }
 
 QVariant gadgetToMap(const QVariant &value)
@@ -523,6 +536,8 @@ QVariant toKeywordValue(const QVariant &value)
         const QMetaEnum names = namesOf(type);
         return names.isValid() ? keysOf(names, value.toInt()) : QVariant(value.toLongLong());
     }
+    if (isScriptValue(type))
+        return scriptValueToKeyword(value);
     if (isGadget(type))
         return gadgetToMap(value);
     if (isAssociation(type))

@@ -276,8 +276,11 @@ QString plainNumberText(const QString &given)
 {
     const QLocale locale;
     QString text = withoutMarks(given).trimmed();
-    // First, since it contains digits in some locales.
-    text.replace(withoutMarks(locale.exponential()), QLatin1String("e"), Qt::CaseInsensitive);
+    // First, since it contains digits in some locales. QString ignores the case of letters beyond the
+    // first 65,536 characters only in some versions.
+    const QString exponential = withoutMarks(locale.exponential());
+    for (const QString &spelling : {exponential, exponential.toLower(), exponential.toUpper()})
+        text.replace(spelling, QLatin1String("e"));
     const QString point = locale.decimalPoint();
     if (text.count(point) == 1 && !text.contains(QLatin1Char('.')))
         text.replace(point, QLatin1String("."));

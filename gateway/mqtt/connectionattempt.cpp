@@ -87,6 +87,8 @@ QString configure(mosquitto *client, const MqttOptions &options, int version)
 
 QString problemOf(int result, int error, mosquitto *client, const MqttOptions &options)
 {
+    if (result == MOSQ_ERR_ERRNO && error == EBADF) // libmosquitto 2.1 has closed the socket since
+        return QStringLiteral("nothing answers at %1, port %2").arg(options.host).arg(options.port);
     if (result == MOSQ_ERR_ERRNO)
         return QString::fromLocal8Bit(std::strerror(error));
     if (result == MOSQ_ERR_EAI)
@@ -95,6 +97,18 @@ QString problemOf(int result, int error, mosquitto *client, const MqttOptions &o
     if (!tls.isEmpty())
         return QString::fromUtf8(tls);
     return QString::fromUtf8(mosquitto_strerror(result));
+}
+
+// With TLS, libmosquitto writes to connections that the broker has closed. Without a handler of the
+// program's own, such a write would end it.
+void ignoreBrokenPipes()
+{
+    struct sigaction action = {};
+    if (::sigaction(SIGPIPE, nullptr, &action) != 0 || (action.sa_flags & SA_SIGINFO)
+        || action.sa_handler != SIG_DFL)
+        return;
+    action.sa_handler = SIG_IGN;
+    ::sigaction(SIGPIPE, &action, nullptr);
 }
 
 } // namespace
@@ -122,7 +136,10 @@ ConnectionAttempt::ConnectionAttempt(const MqttOptions &options, int version,
     : shared(std::make_shared<Shared>())
 {
     static std::once_flag once;
-    std::call_once(once, [] { mosquitto_lib_init(); });
+    std::call_once(once, [] {
+        mosquitto_lib_init();
+        ignoreBrokenPipes();
+    });
     shared->abandoned = abandoned;
     shared->context = context;
     shared->finished = finished;

@@ -61,6 +61,16 @@ QString reasonString(const mosquitto_property *properties)
     return result;
 }
 
+// Of 3.1.1, without what all of them start with.
+QString refusalOf(int code)
+{
+    QString refusal = text(mosquitto_connack_string(code));
+    if (refusal.endsWith(QLatin1Char('.'))) // before libmosquitto 2.1
+        refusal.chop(1);
+    const QLatin1String start("Connection Refused: ");
+    return refusal.startsWith(start) ? refusal.mid(start.size()) : refusal;
+}
+
 QString reasonOf(int code, const mosquitto_property *properties)
 {
     const QString said = reasonString(properties);
@@ -96,6 +106,7 @@ public:
     void chooseVersion();
 
     void onConnect(int code, const mosquitto_property *properties);
+    void changeVersion();
     void onDisconnect(int code);
     void onSubscribe(int mid, int count, const int *granted);
     void onPublish(int mid, int code, const mosquitto_property *properties);
@@ -348,15 +359,20 @@ void MqttLink::Private::onConnect(int code, const mosquitto_property *properties
         isConfirmed = true;
         return;
     }
-    if (options.version == 0
-        && (code == unknownVersion || code == MQTT_RC_UNSUPPORTED_PROTOCOL_VERSION)) {
-        isFiveRefused = version == 5;
-        version = version == 5 ? 3 : 5;
-        failures = 0;
-    }
+    if (code == unknownVersion || code == MQTT_RC_UNSUPPORTED_PROTOCOL_VERSION)
+        changeVersion();
     endReason = QStringLiteral("refused: ")
-        + (version == 5 || code > 5 ? reasonOf(code, properties)
-                                    : text(mosquitto_connack_string(code)));
+        + (version == 5 || code > 5 ? reasonOf(code, properties) : refusalOf(code));
+}
+
+// The broker has said that it does not know this one.
+void MqttLink::Private::changeVersion()
+{
+    if (options.version != 0)
+        return;
+    isFiveRefused = version == 5;
+    version = version == 5 ? 3 : 5;
+    failures = 0;
 }
 
 void MqttLink::Private::onDisconnect(int code)
@@ -364,6 +380,13 @@ void MqttLink::Private::onDisconnect(int code)
     ++callbacks;
     if (!endReason.isEmpty())
         return;
+    if (code == MOSQ_ERR_MALFORMED_PACKET && !isConfirmed && version == 5) {
+        // The refusal of a broker that only knows 3.1.1, as libmosquitto 2.1 reads it.
+        changeVersion();
+        endReason = QStringLiteral("refused: ")
+            + text(mosquitto_reason_string(MQTT_RC_UNSUPPORTED_PROTOCOL_VERSION));
+        return;
+    }
     const QByteArray tls = static_cast<MosquittoData *>(mosquitto_userdata(client.get()))->tlsError;
     if (code == MOSQ_ERR_TLS || (!isConfirmed && !tls.isEmpty()))
         endReason = QString::fromUtf8(tls);

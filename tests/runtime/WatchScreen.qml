@@ -19,7 +19,8 @@ Screen {
 
     function all(item, found) {
         for (let i = 0; i < item.children.length; ++i) { // no "of" in Qt 6.4
-            found.push(item.children[i]);
+            if (!found.includes(item.children[i]))
+                found.push(item.children[i]);
             root.all(item.children[i], found);
         }
         return found;
@@ -32,7 +33,8 @@ Screen {
         repeat: true
         running: true
         onTriggered: {
-            const items = root.all(root.contentItem.parent, []);
+            const items = []; // some versions of Qt keep the header in the content
+            [root.header, root.contentItem, root.footer].forEach(part => root.all(part, items));
             const sliders = items.filter(item => item instanceof Slider);
             const alarms = items.filter(item => item instanceof ItemDelegate);
             const plot = items.find(item => item.Accessible.role === Accessible.Chart);

@@ -143,9 +143,11 @@ void tst_Runtime::window_showsAndWritesLiveValues()
     QVERIFY2(printed.contains(q("setpoint 53, a double\n")), qPrintable(printed));
     QVERIFY2(printed.contains(q("level 45.0\n")), qPrintable(printed));
     QCOMPARE(server->value(q("/plant/tank1/setpoint")), QVariant(53));
-    // The guide's program in Python reads it, too.
+    // The guide's program in Python reads it, too; as an int in Qt 6.11.
     const bool isPython = runtime().constLast().endsWith(q(".py"));
-    QVERIFY2(printed.contains(q("last level: 45.0\n")) == isPython, qPrintable(printed));
+    const bool isRead =
+        printed.contains(q("last level: 45.0\n")) || printed.contains(q("last level: 45\n"));
+    QVERIFY2(isRead == isPython, qPrintable(printed));
 }
 
 void tst_Runtime::screen_hasSetpointsATrendAndAlarms()

@@ -1512,6 +1512,9 @@ void tst_Serve::qmlObject_isServed()
                       "    property string name: \"Works\"\n"
                       "    property var list: [1, \"a\"]\n"
                       "    readonly property var map: ({a: count})\n"
+                      "    property var nested: [{a: [1, []]}, null]\n"
+                      "    property var noElements: []\n"
+                      "    property var noMembers: ({})\n"
                       "    property QtObject object: null\n"
                       "}\n",
                       QUrl());
@@ -1520,11 +1523,14 @@ void tst_Serve::qmlObject_isServed()
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("::object: a keyword cannot carry")));
     QVERIFY(server->serve(object.get(), q("/q")));
     Client client(server.get());
-    for (const char *path : {"/q/count", "/q/twice", "/q/name", "/q/list", "/q/map"})
+    for (const char *path : {"/q/count", "/q/twice", "/q/name", "/q/list", "/q/map", "/q/nested",
+                             "/q/noElements", "/q/noMembers"})
         client.watch(path);
     QCOMPARE(client.taken(),
              q("/q/count=3 coc- | /q/twice=6 coc- | /q/name=\"Works\" coc- | "
-               "/q/list=[1,\"a\"] coc- | /q/map={\"a\":3} coc-"));
+               "/q/list=[1,\"a\"] coc- | /q/map={\"a\":3} coc- | "
+               "/q/nested=[{\"a\":[1,[]]},null] coc- | /q/noElements=[] coc- | "
+               "/q/noMembers=[] coc-"));
     client.update("/q/count", "5");
     const QStringList seen = std::exchange(client.seen, {});
     QVERIFY(seen.contains(q("/q/count=5 coc-")));

@@ -107,6 +107,7 @@ ApplicationWindow {
 
         leftPadding: 2 * Theme.gap
         background: Rectangle { color: Theme.card }
+        Accessible.name: qsTr("Pages")
 
         PageButton {
             text: qsTr("Tanks")

@@ -270,7 +270,10 @@ BrokerClient::BrokerClient(const Broker &broker, const QString &user, const QStr
     : QObject(parent)
 {
     static std::once_flag once;
-    std::call_once(once, [] { mosquitto_lib_init(); });
+    std::call_once(once, [] {
+        mosquitto_lib_init();
+        std::signal(SIGPIPE, SIG_IGN); // it writes to connections that the broker has closed
+    });
     client = mosquitto_new(nullptr, true, this);
     mosquitto_int_option(client, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
     mosquitto_int_option(client, MOSQ_OPT_SEND_MAXIMUM, 1000);

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+#include "gateway/mqtt/libmosquitto.h"
 #include "gateway/mqtt/mqttlink.h"
 
 #include "tests/gateway/mqtt/broker.h"
@@ -270,7 +271,7 @@ void tst_MqttLink::credentials_areChecked_data()
     QTest::newRow("wrong") << "hmi" << QByteArray("other") << 0
                            << "cannot connect: refused: Not authorized";
     QTest::newRow("wrong, 3.1.1") << "hmi" << QByteArray("other") << 3
-                                  << "cannot connect: refused: Connection Refused: not authorised.";
+                                  << "cannot connect: refused: not authorised";
     QTest::newRow("none") << "" << QByteArray() << 0 << "cannot connect: refused: Not authorized";
 }
 
@@ -420,9 +421,13 @@ void tst_MqttLink::unreachable_doesNotBlock()
     auto link = std::make_unique<Link>(options);
     link->link.open();
     QTRY_VERIFY_WITH_TIMEOUT(!link->link.reason().isEmpty(), longTime);
+    // libmosquitto 2.1 forgets why.
+    const QString refused = mosquitto_lib_version(nullptr, nullptr, nullptr) < 2001000
+        ? QStringLiteral("Connection refused")
+        : QStringLiteral("nothing answers at 127.0.0.1, port %1").arg(ntohs(address.sin_port));
     QCOMPARE(link->link.reason(),
-             swallows ? QStringLiteral("cannot connect: no reply in time")
-                      : QStringLiteral("cannot connect: Connection refused"));
+             QStringLiteral("cannot connect: ")
+                 + (swallows ? QStringLiteral("no reply in time") : refused));
     // The call that hangs would take minutes.
     QElapsedTimer time;
     time.start();
