@@ -22,6 +22,7 @@ Column {
     HorizontalHeaderView {
         syncView: view
         clip: true
+        activeFocusOnTab: false
     }
     //! [table]
     TableView {
@@ -30,6 +31,7 @@ Column {
         width: 480
         height: 200
         clip: true
+        activeFocusOnTab: false // the cells that can be edited have it
         model: PKeywordTable {
             id: table
             client: root.client
