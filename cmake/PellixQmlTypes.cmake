@@ -2,9 +2,9 @@
 # SPDX-License-Identifier: MIT
 
 # Corrects the FILE that qmltyperegistrar of Qt 6.4 has written: each property of type QVariant is described
-# as a list without a type, and each function that returns a QVariant gets no return type. The QML compiler of
-# Qt 6.4 then leaves code that reads them to the interpreter, and qmllint reports no problem. Without this
-# correction, a 64-bit integer, a list, or a map silently becomes undefined in compiled QML: "x ?? 0" is 0.
+# as a list of void, and the return type QVariant of a function as var. The QML compiler of Qt 6.4 then leaves
+# code that reads them to the interpreter, and qmllint reports no problem. Without this correction, a 64-bit
+# integer, a list, or a map silently becomes undefined in compiled QML: "x ?? 0" is 0.
 
 file(READ "${FILE}" types)
 string(REGEX REPLACE
