@@ -41,7 +41,7 @@ Item {
     id: root
     width: 400; height: 300
     property alias loader: loader
-    property int shown: 0 // number of values over all rounds
+    property int shown: 0 // values seen over all rounds
     property url serverUrl
 
     Loader {
@@ -54,7 +54,7 @@ Item {
             readonly property bool live: level.value !== undefined && hottest.value !== undefined
                 && named.value !== undefined && children.count === 2 && path.count === 2
 
-            // Set when the application has connected it to its server
+            // Handed out once the host has linked it to its server
             property PInProcessKeywordClient linked
 
             PInProcessKeywordClient { id: inProcess }
