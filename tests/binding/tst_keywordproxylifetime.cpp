@@ -24,8 +24,9 @@ QString q(const char *text)
 }
 
 /*
-    Everything that a proxy works with, and every operation on it. Whoever is deleted by a handler
-    is gone for the rest of the run; the operations cope, as an application's code does.
+    All objects with which a proxy works, and all operations on it. Objects that a handler deletes
+    are missing for the rest of the run; the operations check for this, like the code of an
+    application.
 */
 struct Bench
 {

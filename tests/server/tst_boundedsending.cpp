@@ -187,7 +187,8 @@ void tst_BoundedSending::init()
     server = std::make_unique<KeywordServer>();
     sockets = std::make_unique<WebSocketKeywordServer>(server.get());
     QVERIFY(sockets->listen());
-    setLimits([](Limits &limits) { limits.stalledTime = 10min; }); // for busy machines
+    // Clients must not be dropped because the machine is busy.
+    setLimits([](Limits &limits) { limits.stalledTime = 10min; });
 }
 
 void tst_BoundedSending::cleanup()
