@@ -40,7 +40,8 @@ void twoObjectsWithThreeConnections(benchmark::State &state)
 }
 BENCHMARK(twoObjectsWithThreeConnections)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
-// A client whose server is not connected: binding alone, without the commands to the server.
+// A client without a connection to a server: measures only binding, without the commands to the
+// server.
 void bindAndDestroy(benchmark::State &state)
 {
     const auto count = size_t(state.range(0));
@@ -60,7 +61,7 @@ void bindAndDestroy(benchmark::State &state)
 }
 BENCHMARK(bindAndDestroy)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
-// The same with the commands, which nobody listens to.
+// The same with the commands, for which there is no receiver.
 void bindAndDestroyWithCommands(benchmark::State &state)
 {
     const auto count = size_t(state.range(0));
@@ -80,7 +81,7 @@ void bindAndDestroyWithCommands(benchmark::State &state)
 }
 BENCHMARK(bindAndDestroyWithCommands)->Arg(1000)->Unit(benchmark::kMicrosecond);
 
-// What a bound keyword occupies, and what the floor does.
+// The memory that a bound keyword occupies, compared with the floor.
 size_t bytesInUse()
 {
     const struct mallinfo2 info = mallinfo2();

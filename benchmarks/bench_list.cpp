@@ -16,7 +16,7 @@ using namespace pellix::client;
 
 namespace {
 
-// A client whose server is this object: it answers when it is told to.
+// A client whose server is this object, which replies on request.
 class Listing
 {
 public:
@@ -37,7 +37,8 @@ public:
             children += R"({"name":"/list/child)" + QByteArray::number(i) + R"(","type":"double"})";
         }
         for (int i = 0; i < 2 * count; ++i) {
-            // Other labels in the second half, and none in the order of the children.
+            // The second half has different labels, and none of them are in the order of the
+            // children.
             labels.push_back(
                 QByteArray(R"({"cmd":"keyEvent","payload":{"connected":true,"consistent":true,)"
                            R"("error":false,"keyword":"/list/child)")
@@ -64,7 +65,8 @@ private:
     QByteArray children;
 };
 
-// An answer with so many children, one label for each, and giving up those of the answer before.
+// A reply with the given number of children, one label for each, and the unsubscription from those
+// of the previous reply.
 void listAndLabel(benchmark::State &state)
 {
     const auto count = int(state.range(0));
@@ -79,7 +81,7 @@ void listAndLabel(benchmark::State &state)
 }
 BENCHMARK(listAndLabel)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
-// A new label for one child after another.
+// A new label for each child in turn.
 void labelArrives(benchmark::State &state)
 {
     const auto count = int(state.range(0));
@@ -109,7 +111,7 @@ void filterAndSort(benchmark::State &state)
 }
 BENCHMARK(filterAndSort)->Arg(1000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
-// The rows of the same names in the plainest of models.
+// Rows with the same names in the simplest possible model.
 class Names : public QAbstractListModel
 {
 public:
@@ -131,7 +133,7 @@ private:
     QStringList names;
 };
 
-// Floor: Qt's own model with a fixed text and its plain comparison.
+// Floor: the proxy model of Qt with a fixed string and its default comparison.
 void plainFilterAndSort(benchmark::State &state)
 {
     const auto count = int(state.range(0));
@@ -146,7 +148,7 @@ void plainFilterAndSort(benchmark::State &state)
         sorted.setSortCaseSensitivity(Qt::CaseInsensitive);
         sorted.setFilterCaseSensitivity(Qt::CaseInsensitive);
         sorted.sort(0, Qt::AscendingOrder);
-        sorted.setFilterFixedString(QStringLiteral("7")); // the same rows: all are labels
+        sorted.setFilterFixedString(QStringLiteral("7")); // the same rows: all of them are labels
         sorted.setSourceModel(&names);
         benchmark::DoNotOptimize(sorted.rowCount());
     }

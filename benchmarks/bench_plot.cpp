@@ -26,7 +26,7 @@ namespace {
 constexpr int seriesCount = 10;
 constexpr QSize pictureSize(1200, 600);
 
-// A window whose frames are drawn when they are asked for: polished, synchronized and rendered.
+// A window that draws a frame on request: polishes, synchronizes, and renders it.
 class Frames
 {
 public:
@@ -63,7 +63,7 @@ std::vector<QPointF> walk(int count, unsigned seed)
     return points;
 }
 
-// A plot of histories with so many samples, one each 10 ms.
+// A plot of histories with the given number of samples, one every 10 ms.
 class Plot : public Frames
 {
 public:
@@ -88,7 +88,7 @@ public:
     PKeywordPlotArea area;
 };
 
-// Panning back and forth, a pixel each frame.
+// Pans back and forth, by one pixel per frame.
 void framesOfPannedPlot(benchmark::State &state)
 {
     Plot plot(int(state.range(0)));
@@ -108,7 +108,7 @@ void framesOfPannedPlot(benchmark::State &state)
 }
 BENCHMARK(framesOfPannedPlot)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
-// Showing what is now, with a new sample of each series in each frame.
+// Follows the current time, with a new sample of each series in each frame.
 void followPlot(benchmark::State &state, Plot &plot)
 {
     if (!plot.show(state))
@@ -130,7 +130,8 @@ void framesOfFollowingPlot(benchmark::State &state)
 }
 BENCHMARK(framesOfFollowingPlot)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
-// The same, where what these frames take is about a pixel: what is new is never in the same column.
+// The same with a span at which each frame moves by about one pixel, so that new samples never
+// share a column.
 void framesOfFastPlot(benchmark::State &state)
 {
     Plot plot(int(state.range(0)));
@@ -139,7 +140,7 @@ void framesOfFastPlot(benchmark::State &state)
 }
 BENCHMARK(framesOfFastPlot)->Arg(10000)->Unit(benchmark::kMillisecond);
 
-// Floor: lines of all the points, moved by writing their vertices anew.
+// Floor: lines through all points, moved by writing all vertices again.
 class BareLines : public QQuickItem
 {
 public:
@@ -210,8 +211,9 @@ BENCHMARK(framesOfBareLines)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisec
 
 } // namespace
 
-// Not among the other benchmarks, which draw with the software adaptation: it has no geometry.
-// Without a display, the null backend of Qt's graphics abstraction does all but the drawing.
+// A separate program, because the other benchmarks use the software renderer, which has no
+// geometry. Without a display, the null backend of the Qt Rendering Hardware Interface does
+// everything except the drawing.
 int main(int argc, char *argv[])
 {
     const auto setDefault = [](const char *name, const char *value) {
@@ -229,7 +231,7 @@ int main(int argc, char *argv[])
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 1;
     RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter); // none, if a filter asks for others
+    benchmark::RunSpecifiedBenchmarks(&reporter); // none, if a filter excludes all of them
     benchmark::Shutdown();
     return reporter.failed() ? 1 : 0;
 }

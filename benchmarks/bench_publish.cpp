@@ -37,8 +37,8 @@ void signalToFunctors(benchmark::State &state)
 }
 BENCHMARK(signalToFunctors)->Arg(1)->Arg(10)->Arg(1000);
 
-// What each subscriber of its own makes of that: as many signals, each of one object and connected
-// to one functor.
+// The floor with a separate emitter for each receiver: the same number of signals, each from one
+// object to one functor.
 void signalsToFunctors(benchmark::State &state)
 {
     std::vector<std::unique_ptr<Emitter>> emitters;
@@ -80,7 +80,7 @@ void publishToSubscribers(benchmark::State &state)
 }
 BENCHMARK(publishToSubscribers)->Arg(1)->Arg(10)->Arg(1000);
 
-// The same topic is published, however many others there are.
+// One topic is published, among a growing number of other topics.
 void publishAmongTopics(benchmark::State &state)
 {
     PPublisher publisher;

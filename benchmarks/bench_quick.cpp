@@ -16,7 +16,7 @@ using namespace pellix::client;
 
 namespace {
 
-// What the components of the library expect of their host.
+// The theme that the components of the library expect from their application.
 class Theme : public QObject
 {
     Q_OBJECT
@@ -25,7 +25,7 @@ public:
     Q_INVOKABLE double dp(double units) const { return units; }
 };
 
-// A window with items made from a piece of QML, whose context knows "theme" and "hostClient".
+// A window with items from a piece of QML, whose context contains "theme" and "hostClient".
 class Page
 {
 public:
@@ -84,7 +84,7 @@ void createPaths(benchmark::State &state)
 }
 BENCHMARK(createPaths)->Arg(10)->Arg(1000)->Unit(benchmark::kMillisecond);
 
-// Floor: the same items, texts given instead of bound.
+// Floor: the same items with constant texts instead of bindings.
 void createPlainPaths(benchmark::State &state)
 {
     create(state, R"(
@@ -168,7 +168,7 @@ void frameOfBoundTexts(benchmark::State &state)
 }
 BENCHMARK(frameOfBoundTexts)->Arg(10)->Arg(1000)->Unit(benchmark::kMillisecond);
 
-// Floor: the messages decoded and read, and the values set on the items.
+// Floor: the messages are decoded and read, and the values are set on the items.
 void frameOfPlainTexts(benchmark::State &state)
 {
     const auto count = int(state.range(0));

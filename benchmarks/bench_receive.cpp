@@ -133,7 +133,7 @@ const bool hasSpellings = [] {
     return true;
 }();
 
-// What the number of keywords costs by itself: a bare look-up of the same names.
+// The cost of the number of keywords alone: a bare lookup of the same names.
 void hashLookup(benchmark::State &state)
 {
     const int keywords = int(state.range(0));

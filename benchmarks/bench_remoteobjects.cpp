@@ -18,7 +18,7 @@
 #include <memory>
 #include <vector>
 
-// The peer: the same values as changes of one property each, of objects in another process.
+// The peer: the same values as property changes of objects in another process.
 
 class Speed : public QObject
 {
@@ -42,7 +42,7 @@ private:
     double current = 0;
 };
 
-// Told to, it changes the objects so many times.
+// Changes the objects the given number of times on request.
 class Go : public QObject
 {
     Q_OBJECT
@@ -80,7 +80,7 @@ public Q_SLOTS:
 
 namespace {
 
-// As many as there are keywords in the benchmark that this is the peer of.
+// The same number as the keywords in the corresponding benchmark.
 int objectCount()
 {
     return smokeRun() ? 100 : 10000;
@@ -129,7 +129,7 @@ void remoteObjectChanges(benchmark::State &state)
     const QMetaMethod count =
         counter.metaObject()->method(counter.metaObject()->indexOfSlot("count()"));
     for (const auto &replica : replicas) {
-        // A dynamic replica has its properties at run time only.
+        // A dynamic replica has its properties only at run time.
         const QMetaObject *const meta = replica->metaObject();
         QObject::connect(replica.get(),
                          meta->property(meta->indexOfProperty("value")).notifySignal(), &counter,

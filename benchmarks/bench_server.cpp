@@ -23,7 +23,7 @@ size_t bytesInUse()
     return mallinfo2().uordblks;
 }
 
-// A hundred on each level.
+// A hundred keywords per level.
 QString leveledName(int i)
 {
     return QStringLiteral("/plant/line%1/motor%2").arg(i / 100).arg(i % 100);
@@ -43,7 +43,8 @@ QByteArray createCommand(const QString &keyword)
     return "{\"cmd\":\"keyCreateOrUpdate\",\"payload\":{\"keyword\":\"" + keyword.toUtf8() + "\"}}";
 }
 
-// A server with so many keywords, and sessions that watch all of them and count the bytes.
+// A server with the given number of keywords, and sessions that watch all of them and count the
+// bytes.
 struct WatchedServer
 {
     WatchedServer(int keywords, int sessionCount)
@@ -64,7 +65,7 @@ struct WatchedServer
     qint64 bytes = 0;
 };
 
-// Floor: the event of a change, written by QJsonDocument.
+// Floor: the event of a change, encoded by QJsonDocument.
 void encodeByDocument(benchmark::State &state)
 {
     const QString keyword = leveledName(17);
@@ -86,7 +87,7 @@ void encodeByDocument(benchmark::State &state)
 }
 BENCHMARK(encodeByDocument);
 
-// A change of a keyword, from setValue() to the message in the hands of each session's transport.
+// A change of a keyword, from setValue() until the transport of each session has the message.
 void changeToMessages(benchmark::State &state)
 {
     WatchedServer watched(100, int(state.range(0)));
@@ -122,7 +123,7 @@ void decodeCreates(benchmark::State &state)
 }
 BENCHMARK(decodeCreates)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
-// One session asks for all keywords and is told each value.
+// One session subscribes to all keywords and receives each value.
 void createKeywords(benchmark::State &state)
 {
     const int count = int(state.range(0));
@@ -145,7 +146,7 @@ void createKeywords(benchmark::State &state)
 }
 BENCHMARK(createKeywords)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
-// Floor: values in a hash, beside their names.
+// Floor: values in a hash, next to their names.
 void memoryOfValuesInAHash(benchmark::State &state)
 {
     const int count = int(state.range(0));
@@ -178,7 +179,7 @@ void memoryOfDeclaredKeywords(benchmark::State &state)
 }
 BENCHMARK(memoryOfDeclaredKeywords)->Arg(100000)->Iterations(1);
 
-// Declared, and watched by one session.
+// Keywords that are declared and watched by one session.
 void memoryOfWatchedKeywords(benchmark::State &state)
 {
     const int count = int(state.range(0));

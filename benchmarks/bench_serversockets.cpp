@@ -18,14 +18,14 @@
 namespace {
 
 constexpr int screens = 50;
-constexpr int shownKeywords = 100; // by each of them
+constexpr int shownKeywords = 100; // per screen
 constexpr int allKeywords = 10000;
 
 using Clients = std::vector<std::unique_ptr<WireClient>>;
 
-// The same changes, each time so many at once, to 50 subscribers that read and count. All have come
-// before the next ones are made, so that nothing can be left out. What counts is the processor's
-// time of the server's process for each message delivered.
+// Sends the same changes, a fixed number at a time, to 50 subscribers that read and count them. The
+// next changes are only made when all have arrived, so that none can be skipped. The result is the
+// processor time of the server process per delivered message.
 void deliver(benchmark::State &state, const Wire &wire, quint16 port, qint64 process)
 {
     const int atOnce = int(state.range(0));
@@ -44,7 +44,7 @@ void deliver(benchmark::State &state, const Wire &wire, quint16 port, qint64 pro
                        || (subscriber->isOpen() && received == qint64(screens) * shownKeywords);
                });
     });
-    double value = 1000.25; // and as long each time
+    double value = 1000.25; // always written with the same length
     const auto change = [&] {
         value = value < 9000 ? value + 1 : 1000.25;
         received = 0;
@@ -67,8 +67,8 @@ void deliver(benchmark::State &state, const Wire &wire, quint16 port, qint64 pro
     }
 }
 
-// Changes that the program with the server makes, as they are usually. With a role for each
-// session, and sending bounded as it is by default.
+// The usual case: the program with the server makes the changes. Each session has a role, and
+// sending is limited as by default.
 void deliverToSessions(benchmark::State &state)
 {
     const OtherProcess server(QStringLiteral("panels"), {QString::number(shownKeywords)});
@@ -76,7 +76,7 @@ void deliverToSessions(benchmark::State &state)
 }
 BENCHMARK(deliverToSessions)->Arg(1)->Arg(10)->Arg(100)->Iterations(1)->UseManualTime();
 
-// Changes that a client writes.
+// Changes written by a client.
 void deliverWrites(benchmark::State &state)
 {
     const OtherProcess server(QStringLiteral("panels"), {QString::number(shownKeywords)});
@@ -92,7 +92,7 @@ QString mosquitto()
                            : found;
 }
 
-// Peer: an MQTT broker, as it is without a configuration. A client publishes the changes.
+// Peer: an MQTT broker with its default configuration. A client publishes the changes.
 void deliverByMosquitto(benchmark::State &state)
 {
     QTcpServer free;
@@ -116,7 +116,7 @@ void deliverByMosquitto(benchmark::State &state)
 
 const bool isMosquittoThere = [] {
     if (mosquitto().isEmpty())
-        return false; // the table says so
+        return false; // the table reports it
     benchmark::RegisterBenchmark("deliverByMosquitto", deliverByMosquitto)
         ->Arg(1)
         ->Arg(10)
@@ -126,7 +126,7 @@ const bool isMosquittoThere = [] {
     return true;
 }();
 
-// Both sides need a descriptor for each connection, and a process inherits the limit.
+// Both sides need a descriptor for each connection, and the process inherits the limit.
 void raiseDescriptorLimit()
 {
     rlimit limit {};
@@ -135,12 +135,13 @@ void raiseDescriptorLimit()
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-// So many clients connect at once, until the last message for the last of them. What counts is the
-// processor's time of the server's process, as the clients that ask have more to do than others.
+// The given number of clients connect at once; the benchmark ends with the last message for the
+// last of them. The result is the processor time of the server process, because clients that send
+// requests have more work than others.
 void join(benchmark::State &state, const OtherProcess &server, bool asks)
 {
     const int clientCount = smokeRun() ? 20 : int(state.range(0));
-    // Everybody asks for 100 keywords of 10 000, in a hundred different choices.
+    // Each client subscribes to 100 of 10 000 keywords, in a hundred different selections.
     std::vector<QByteArray> questions(allKeywords / shownKeywords);
     for (size_t i = 0; asks && i < questions.size(); ++i)
         questions[i] = keywordWire().subscription(int(i) * shownKeywords, shownKeywords);
@@ -178,7 +179,7 @@ void joinBareServer(benchmark::State &state)
 }
 BENCHMARK(joinBareServer)->Arg(1000)->Iterations(1)->UseManualTime();
 
-// The same, with each text as the answer to a question.
+// The same, with each text sent in reply to a request.
 void joinEchoServer(benchmark::State &state)
 {
     raiseDescriptorLimit();

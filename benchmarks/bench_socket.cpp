@@ -36,7 +36,7 @@ QString go(int events)
         .arg(events);
 }
 
-// Keywords bound to a client that is connected to a server of this program's.
+// Keywords bound to a client that is connected to a server of this program.
 class BoundKeywords
 {
 public:
@@ -81,7 +81,7 @@ void socketEventsToKeywords(benchmark::State &state)
     const OtherProcess server(QStringLiteral("events"), {QString::number(keywordCount)});
     BoundKeywords bound(server.url(), keywordCount);
     const int count = eventCount();
-    // The server has to be through with what binding has sent.
+    // The server must have finished processing the messages sent by the bindings.
     bound.client.sendKeyUpdate(QStringLiteral("/go"), 2);
     waitFor([&bound] { return bound.changes == 2; });
     for (auto _ : state) {
@@ -95,7 +95,7 @@ void socketEventsToKeywords(benchmark::State &state)
 }
 BENCHMARK(socketEventsToKeywords)->Iterations(1)->UseRealTime();
 
-// Floor: the same texts into a bare socket, decoded, with their fields read.
+// Floor: the same texts received by a bare socket and decoded, with their fields read.
 void socketEventsDecoded(benchmark::State &state)
 {
     const OtherProcess server(QStringLiteral("events"), {QString::number(keywordCount)});
@@ -114,7 +114,7 @@ void socketEventsDecoded(benchmark::State &state)
 }
 BENCHMARK(socketEventsDecoded)->Iterations(1)->UseRealTime();
 
-// Measures each of many round trips by itself, in nanoseconds.
+// Measures each of many round trips separately, in nanoseconds.
 void measureRoundTrips(benchmark::State &state, const std::function<bool(int)> &roundTrip)
 {
     std::vector<double> times;
@@ -147,7 +147,7 @@ void writeRoundTrip(benchmark::State &state)
 }
 BENCHMARK(writeRoundTrip)->Iterations(1);
 
-// Floor: texts of the same sizes, there and back.
+// Floor: an echo of texts of the same sizes.
 void echoRoundTrip(benchmark::State &state)
 {
     const OtherProcess server(QStringLiteral("echo"));
@@ -163,7 +163,7 @@ void echoRoundTrip(benchmark::State &state)
 }
 BENCHMARK(echoRoundTrip)->Iterations(1);
 
-// From the moment that the link is back until the last keyword has its fresh value.
+// The time from the restored connection until the last keyword has its current value.
 void subscribeStorm(benchmark::State &state)
 {
     const auto count = int(state.range(0));
@@ -186,7 +186,7 @@ void subscribeStorm(benchmark::State &state)
 }
 BENCHMARK(subscribeStorm)->Arg(1000)->Arg(10000)->Iterations(3)->UseManualTime();
 
-// Floor: the same messages, encoded, sent and decoded, without keeping anything of them.
+// Floor: the same messages, encoded, sent, and decoded, without storing any of them.
 void bareStorm(benchmark::State &state)
 {
     const auto count = int(state.range(0));

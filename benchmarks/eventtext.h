@@ -13,7 +13,7 @@
 
 #include <vector>
 
-// The names and messages that all benchmarks use.
+// The names and messages used by all benchmarks.
 
 inline QString keywordName(int i)
 {
@@ -30,7 +30,7 @@ inline QByteArray eventText(const QString &keyword, double value)
         .toUtf8();
 }
 
-// Texts for every keyword, twice with different values, so that each event is a change.
+// Returns texts for all keywords, twice with different values, so that each event is a change.
 inline std::vector<QByteArray> eventTexts(int keywords)
 {
     std::vector<QByteArray> texts;
@@ -42,7 +42,7 @@ inline std::vector<QByteArray> eventTexts(int keywords)
     return texts;
 }
 
-// The floor of everything that takes an event: decode it and read its seven fields.
+// The floor of everything that receives an event: decodes it and reads its seven fields.
 inline void decodeAndReadFields(const QByteArray &text)
 {
     const QJsonObject message = QJsonDocument::fromJson(text).object();

@@ -19,7 +19,7 @@ int main(int argc, char *argv[])
         return serveRole(arguments.at(2), arguments.mid(3));
     }
 
-    // No picture of a display is measured, so none is needed.
+    // Drawing on a display is not measured, so no display is needed.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     if (qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND"))

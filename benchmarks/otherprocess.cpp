@@ -36,15 +36,15 @@ namespace {
 constexpr int startTime = 30000; // milliseconds
 constexpr int longestWait = 120000; // milliseconds
 constexpr qint64 mostWaitingBytes = 1 << 20;
-constexpr int mostClients = 2000; // more than any benchmark has
+constexpr int mostClients = 2000; // more than in any benchmark
 
 void announce(quint16 port)
 {
     QTextStream(stdout) << port << Qt::endl;
 }
 
-// Sends so many events to whoever asks for them by writing the keyword /go, as fast as they are
-// taken.
+// When a client writes a number to the keyword /go, sends that many events to it, as fast as it
+// accepts them.
 int serveEvents(int keywords)
 {
     QStringList texts;
@@ -78,7 +78,7 @@ int serveEvents(int keywords)
     return QCoreApplication::exec();
 }
 
-// WebSockets for whoever connects, as many at once as come.
+// Accepts WebSocket connections from any number of clients at once.
 int serveBare(const std::function<void(QWebSocket *)> &serve)
 {
     QTcpServer listener;
@@ -108,7 +108,7 @@ int serveEcho()
     });
 }
 
-// Sends so many texts to each client, and takes none.
+// Sends the given number of texts to each client, and receives none.
 int serveGreetings(int count)
 {
     const QString text = QString::fromUtf8(eventText(keywordName(0), 1));
@@ -132,9 +132,9 @@ int serveKeywords(int keywords)
     return QCoreApplication::exec();
 }
 
-// Everybody who connects has a role with rights of its own. Sending is bounded as it is by default;
-// only the numbers of clients and of unfinished handshakes are not, as all connect at once. Whoever
-// writes a number to /go has the server change so many keywords.
+// All clients have a role with limited rights. Sending is limited as by default, but the numbers of
+// clients and of pending handshakes are not, because all clients connect at once. When a client
+// writes a number to /go, the server changes that many keywords.
 int servePanels(int keywords)
 {
     KeywordServer server;
@@ -152,7 +152,7 @@ int servePanels(int keywords)
     server.declare(start);
     double value = 1000.25;
     server.setWriteHandler(start.path, [&](const WriteRequest &request) {
-        value = value < 9000 ? value + 1 : 1000.25; // as long each time
+        value = value < 9000 ? value + 1 : 1000.25; // always written with the same length
         for (int i = 0; i < request.value().toInt(); ++i)
             server.setValue(keywordName(i), value);
         request.accept();
@@ -187,7 +187,7 @@ OtherProcess::OtherProcess(const QString &role, const QStringList &arguments)
 
 OtherProcess::~OtherProcess()
 {
-    process.closeWriteChannel(); // asks it to end
+    process.closeWriteChannel(); // requests the process to exit
     if (!process.waitForFinished(5000)) {
         process.kill();
         process.waitForFinished();
@@ -239,7 +239,7 @@ bool waitFor(const std::function<bool()> &condition)
 {
     QElapsedTimer timer;
     timer.start();
-    QTimer wake; // for the limit, where nothing else happens
+    QTimer wake; // checks the time limit if there are no other events
     wake.start(1000);
     while (!condition()) {
         if (timer.elapsed() > longestWait)

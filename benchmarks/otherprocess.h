@@ -9,7 +9,7 @@
 
 #include <functional>
 
-// This program in another process and another role, which serves on a port of 127.0.0.1.
+// This program in another process, with another role, as a server on a port of 127.0.0.1.
 class OtherProcess
 {
 public:
@@ -25,14 +25,15 @@ private:
     QProcess process;
 };
 
-// The server sides. Each prints its port and serves until its standard input is closed.
+// The server roles. Each prints its port and runs until its standard input is closed.
 int serveRole(const QString &role, const QStringList &arguments);
 
-// The processor's time that a process has used so far, in seconds.
+// The processor time that a process has used so far, in seconds.
 double processorTime(qint64 process);
 
 // Runs the event loop until the condition holds. Returns false if it does not within two minutes.
 bool waitFor(const std::function<bool()> &condition);
 
-// Whether this run is to show that the benchmarks work, with few events; its figures mean nothing.
+// Whether this run only checks that the benchmarks work, with few events; its figures are
+// meaningless.
 bool smokeRun();

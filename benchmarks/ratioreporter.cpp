@@ -16,14 +16,14 @@ struct Row
     const char *measured;
     const char *floor;
     const char *goal;
-    // What one measured figure stands for: so many items, each of which the table shows.
+    // The number of items in one measured figure. The table shows the figure per item.
     double items = 1;
     double floorItems = 1;
-    bool rate = false; // more is better, and the ratio is that of the rates
-    const char *needs = ""; // for the floor, if it may be missing
+    bool rate = false; // larger is better, and the ratio is that of the rates
+    const char *needs = ""; // required by the floor, if it may be missing
 };
 
-// A goal stands for a ratio of the measured figure to its floor.
+// A goal is a ratio of the measured figure to its floor.
 constexpr Row rows[] = {
     {"event to valueChanged", "receiveToValueChanged/10", "decodeAndRead/10", "<= 1.25"},
     {"  among 1 000 keywords", "receiveToValueChanged/1000", "decodeAndRead/1000", ""},
@@ -147,7 +147,7 @@ void printFigure(double value, const char *unit)
         std::printf("%14.1f %-2s", value, unit);
 }
 
-// Why a run has failed, or an empty text. Google Benchmark 1.8 has given the member another name.
+// Returns why a run has failed, or an empty string. The member was renamed in Google Benchmark 1.8.
 template <typename Run>
 auto failureOf(const Run &run, int) -> decltype(std::string(run.skip_message))
 {
@@ -185,7 +185,8 @@ void RatioReporter::ReportRuns(const std::vector<Run> &runs)
             return found == run.counters.end() ? std::numeric_limits<double>::quiet_NaN()
                                                : found->second.value;
         };
-        // The processor's time where it is only that: others may keep the machine busy.
+        // Uses the processor time unless the benchmark measures wall clock time, because other
+        // programs may keep the machine busy.
         const bool wallClock = !run.run_name.time_type.empty();
         double figure = (wallClock ? run.real_accumulated_time : run.cpu_accumulated_time)
             / double(run.iterations) * 1e9;

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-// Gathers the figures of all runs, and prints at the end one table in which each stands beside its
-// floor, or its peer, of the same run.
+// Collects the figures of all runs. At the end, prints a table that shows each figure next to its
+// floor or peer from the same run.
 class RatioReporter : public benchmark::BenchmarkReporter
 {
 public:
@@ -21,7 +21,7 @@ public:
     bool failed() const { return anyFailed; }
 
 private:
-    // Of all repetitions, or NaN where it did not run.
+    // The median of all repetitions, or NaN if the benchmark did not run.
     double median(const std::string &name) const;
 
     std::map<std::string, std::vector<double>> figures;

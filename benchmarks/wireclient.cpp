@@ -22,7 +22,7 @@ QByteArray bigEndian(quint16 number)
     return bytes;
 }
 
-// Masked by zeros, which leave it as it is.
+// The mask consists of zeros, so the text is unchanged.
 QByteArray clientFrame(char kind, const QByteArray &text)
 {
     const bool isShort = text.size() < 126;
@@ -63,7 +63,7 @@ public:
         return frames;
     }
 
-    // A server does not mask, and no event here is longer than 64 KiB.
+    // Frames from a server are not masked, and no event here is longer than 64 KiB.
     Frame nextFrame(QByteArrayView received) const override
     {
         if (received.size() < 4)
@@ -100,7 +100,7 @@ public:
 class MqttWire : public Wire
 {
 public:
-    // Without a name, and without a limit to its silence.
+    // Without a name and without a keep-alive interval.
     QByteArray opening() const override
     {
         return packet(0x10, text("MQTT") + QByteArray("\x04\x02\0\0", 4) + text({}));

@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 # SPDX-License-Identifier: MIT
 
-# Debian packages by cpack, one per part of an installation; scripts/packages makes and tries them.
+# Debian packages created by CPack, one per part of an installation. scripts/packages builds and tests them.
 
 set(PELLIX_PACKAGE_MAINTAINER "The pellixclient-keyword authors <pellixclient-keyword@lists.invalid>"
     CACHE STRING "Who answers for the packages")
@@ -16,7 +16,7 @@ set(package_tools pellixclient-keyword-tools)
 set(package_gateway keyword-gateway)
 set(package_doc libpellixclient-keyword-doc)
 
-# What each package has to have in /usr/share/doc.
+# The files that each package must have in /usr/share/doc.
 find_program(PELLIX_GZIP gzip REQUIRED)
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/debian/changelog" @ONLY CONTENT
@@ -68,8 +68,8 @@ set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
-# Read by cpack itself. Our own libraries are found where they were built; and each package has a summary
-# of its own, in the first line of its description.
+# Read by CPack itself. Our own libraries are found in the build folder. The summary of each package is the
+# first line of its description.
 file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/debian/cpack.cmake" CONTENT
 "set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
     \"$<TARGET_FILE_DIR:pellixclient-pubsub>\"
@@ -94,7 +94,7 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${package_runtime})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/debian/triggers")
-# What its QML components import.
+# The modules that its QML components import.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS
     "qml6-module-qtquick, qml6-module-qtquick-controls, qml6-module-qtquick-templates, qml6-module-qtqml-workerscript")
 

@@ -3,14 +3,14 @@
 
 include(CMakePackageConfigHelpers)
 
-# The headers keep their places below a folder of their own, so that an installed library is
-# included exactly like one in the build tree: #include "client/keywordclient.h".
+# The headers keep their relative paths below a separate folder, so that an installed library is included
+# exactly as in the build tree: #include "client/keywordclient.h".
 set(PELLIX_INSTALL_INCLUDEDIR "${CMAKE_INSTALL_INCLUDEDIR}/pellixclient")
 set(PELLIX_INSTALL_DATADIR "${CMAKE_INSTALL_DATADIR}/pellixclient")
 set(PELLIX_INSTALL_CMAKEDIR "${CMAKE_INSTALL_LIBDIR}/cmake/PellixClient")
 set(PELLIX_INSTALL_PKGCONFIGDIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 
-# Below our prefix as Qt's own modules are below Qt's, which is where Qt looks if the two are the same.
+# The same relative path as for the modules of Qt itself. If both have the same prefix, Qt finds our modules.
 set(qmldir "${QT6_INSTALL_QML}")
 if(IS_ABSOLUTE "${qmldir}")
     cmake_path(RELATIVE_PATH qmldir BASE_DIRECTORY "${QT6_INSTALL_PREFIX}")
@@ -28,8 +28,8 @@ set(PELLIX_TOOLS tools)
 set(PELLIX_GATEWAY gateway)
 set(PELLIX_DOCUMENTATION doc)
 
-# The library with its headers, its exported target and its pkg-config file. The libraries find each
-# other wherever they are installed.
+# Installs the library with its headers, its exported target, and its pkg-config file. The libraries find each
+# other in any installation folder.
 function(pellix_install_library target)
     get_target_property(name ${target} EXPORT_NAME)
     set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")
@@ -50,7 +50,8 @@ function(pellix_install_library target)
     pellix_install_pkgconfig(${target})
 endfunction()
 
-# A pkg-config file from what the target links; its prefix is found from where the file is.
+# Creates a pkg-config file from the libraries that the target links. Its prefix is determined from its own
+# location.
 function(pellix_install_pkgconfig target)
     get_target_property(type ${target} TYPE)
     get_target_property(public ${target} INTERFACE_LINK_LIBRARIES)
@@ -58,7 +59,7 @@ function(pellix_install_pkgconfig target)
     set(requires "")
     set(cflags "")
     set(libraries ${public})
-    if(type STREQUAL "STATIC_LIBRARY") # its users link what it needs itself
+    if(type STREQUAL "STATIC_LIBRARY") # users also link what the library itself needs
         set(libraries ${private})
         set(cflags " -DPELLIXCLIENT_STATIC")
     endif()
@@ -94,8 +95,9 @@ Cflags: -I${includedir}@cflags@
     )
 endfunction()
 
-# pellix_install_program(<target> <manual page> [component]): into the tools, or that component, finding the
-# libraries of the same installation. A test checks that the page has all options.
+# pellix_install_program(<target> <manual page> [component]): installs the program as a part of the tools, or
+# of the given component. The program finds the libraries of the same installation. A test checks that the
+# manual page describes all options.
 function(pellix_install_program target page)
     set(component ${ARGN} ${PELLIX_TOOLS})
     list(GET component 0 component)
@@ -118,8 +120,8 @@ function(pellix_install_program target page)
         DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT ${component})
 endfunction()
 
-# pellix_install_plugin(<target> <folder of its module> <component>): beside the qmldir, finding the libraries
-# of the same installation.
+# pellix_install_plugin(<target> <folder of its module> <component>): installs the plugin next to the qmldir
+# file. The plugin finds the libraries of the same installation.
 function(pellix_install_plugin target module component)
     set(folder "${PELLIX_INSTALL_QMLDIR}/${module}")
     cmake_path(ABSOLUTE_PATH folder BASE_DIRECTORY "/prefix" NORMALIZE OUTPUT_VARIABLE here)
@@ -129,7 +131,7 @@ function(pellix_install_plugin target module component)
     install(TARGETS ${target} LIBRARY DESTINATION "${folder}" COMPONENT ${component})
 endfunction()
 
-# The libraries there are, and what find_package(PellixClient) reads.
+# Installs the libraries that were built, and the files for find_package(PellixClient).
 function(pellix_install_package)
     foreach(part IN ITEMS pubsub keyword keyword-extras-core keyword-extras server simulator)
         set(target pellixclient-${part})
@@ -158,8 +160,8 @@ function(pellix_install_package)
         DESTINATION "${PELLIX_INSTALL_CMAKEDIR}"
         COMPONENT ${PELLIX_DEVELOPMENT}
     )
-    # docs/ installs the pages of the repository as a part of the site. Debian has the license of a package in a
-    # file of its own.
+    # docs/ installs the pages of the repository as a part of the site. In Debian, the license of a package is
+    # a separate file.
     if(NOT PELLIX_DEBIAN_PACKAGES)
         install(FILES "${PROJECT_SOURCE_DIR}/LICENSE"
             DESTINATION "${CMAKE_INSTALL_DOCDIR}"

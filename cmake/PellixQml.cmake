@@ -1,8 +1,8 @@
 # SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 # SPDX-License-Identifier: MIT
 
-# pellix_flatten_qml(<qml files>): gives QML files a place beside their qmldir, so that they see one
-# another, singletons included.
+# pellix_flatten_qml(<qml files>): places QML files next to their qmldir file, so that they can use one
+# another, including singletons.
 function(pellix_flatten_qml)
     foreach(file IN LISTS ARGN)
         cmake_path(GET file FILENAME name)
@@ -10,15 +10,15 @@ function(pellix_flatten_qml)
     endforeach()
 endfunction()
 
-# Qt 6.4 compiles code that crashes where it does not know the types.
+# If the types are unknown, Qt 6.4 compiles the QML code to code that crashes.
 set(pellix_no_cachegen "")
 if(NOT TARGET pellixclient-tooling-types)
     set(pellix_no_cachegen NO_CACHEGEN)
 endif()
 
-# pellix_compile_qml(<target> [<sources>...]): QML is compiled once the types are described. Of each file, it
-# makes one of C++, small and with many includes: one run of the compiler takes them all, in a tenth of the
-# time. The target's own sources are left out.
+# pellix_compile_qml(<target> [<sources>...]): compiles the QML files of a target after its types have been
+# described. This generates one small C++ file with many includes for each QML file. Compiling all of them at
+# once takes a tenth of the time. The target's own sources are excluded.
 function(pellix_compile_qml target)
     if(TARGET pellixclient-tooling-types)
         add_dependencies(${target} pellixclient-tooling-types)
@@ -27,8 +27,8 @@ function(pellix_compile_qml target)
     set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 endfunction()
 
-# pellix_correct_qml_types(<target>): properties of any type are read correctly by compiled QML. Called in the
-# folder of qt_add_qml_module(), after it. Qt 6.5 and later need nothing.
+# pellix_correct_qml_types(<target>): makes compiled QML read properties of type QVariant correctly. Call this
+# function in the folder of qt_add_qml_module(), after it. It has no effect with Qt 6.5 and later.
 function(pellix_correct_qml_types target)
     if(Qt6Qml_VERSION VERSION_GREATER_EQUAL 6.5)
         return()
@@ -41,8 +41,10 @@ function(pellix_correct_qml_types target)
     )
 endfunction()
 
-# pellix_add_qml_library(<target> <uri> [IMPORTS <modules>...] [DEPENDENCIES <modules>...] [QML_FILES <files>...]):
-# the types of a library are a QML module, installed as such. Called when the target has all its sources.
+# pellix_add_qml_library(<target> <uri> [IMPORTS <modules>...] [DEPENDENCIES <modules>...] [QML_FILES
+# <files>...]):
+# makes the types of a library a QML module, which is installed as such. Call this function when the target
+# has all its sources.
 function(pellix_add_qml_library target uri)
     cmake_parse_arguments(arg "" "" "IMPORTS;DEPENDENCIES;QML_FILES" ${ARGN})
     string(REPLACE "." "/" folder "${uri}")
@@ -53,16 +55,16 @@ function(pellix_add_qml_library target uri)
         URI ${uri}
         VERSION 1.0
         ${pellix_no_cachegen}
-        RESOURCE_PREFIX /qt-project.org/imports # where every engine looks
+        RESOURCE_PREFIX /qt-project.org/imports # an import path of every engine
         OUTPUT_DIRECTORY "${PELLIX_QML_DIR}/${folder}"
         IMPORT_PATH "${PELLIX_QML_DIR}"
         IMPORTS ${arg_IMPORTS}
         DEPENDENCIES PellixClient.Keyword/1.0 ${arg_DEPENDENCIES}
         QML_FILES ${arg_QML_FILES}
-        OUTPUT_TARGETS resources # of a static library
+        OUTPUT_TARGETS resources # for a static library
     )
     pellix_correct_qml_types(${target})
-    # The generated registration includes the headers by their bare names.
+    # The generated registration includes the headers by file name only.
     get_target_property(headers ${target} HEADER_SET)
     list(TRANSFORM headers REPLACE "/[^/]*$" "")
     list(REMOVE_DUPLICATES headers)
@@ -86,8 +88,9 @@ function(pellix_add_qml_library target uri)
     endif()
 endfunction()
 
-# pellix_qml_base(<target> <type> <class>): the type of a library's QML module is based on a class of another
-# library, whose types are registered by a function. Called in the folder of pellix_add_qml_library(), after it.
+# pellix_qml_base(<target> <type> <class>): sets the base class of a type in the QML module of a library to a
+# class of another library, whose types are registered by a function. Call this function in the folder of
+# pellix_add_qml_library(), after it.
 function(pellix_qml_base target type class)
     get_target_property(file ${target} QT_QML_MODULE_PLUGIN_TYPES_FILE)
     set(script "${PROJECT_SOURCE_DIR}/cmake/PellixQmlBase.cmake")

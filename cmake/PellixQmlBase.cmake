@@ -1,8 +1,8 @@
 # SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 # SPDX-License-Identifier: MIT
 #
-# Run with -P: has a description of QML types (FILE) say on which class of another library (BASE) a TYPE of
-# its own is based. Qt's tool leaves that out where it does not know the class.
+# Run with -P: adds to a description of QML types (FILE) that the type TYPE is derived from the class BASE of
+# another library. The Qt tool omits the base class if it does not know it.
 
 file(READ "${FILE}" text)
 set(start "        name: \"${TYPE}\"\n        accessSemantics: \"reference\"\n")

@@ -1,10 +1,10 @@
 # SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 # SPDX-License-Identifier: MIT
 
-# Rewrites what qmltyperegistrar of Qt 6.4 wrote to FILE: each property that holds any type, QVariant, is
-# described as a list of nothing, and a function that returns any is without a type. The QML compiler of that
-# version then leaves what reads them to the interpreter, and qmllint does not object. Described as they are,
-# a whole number of 64 bits, a list or a map silently becomes undefined in compiled QML: "x ?? 0" is 0.
+# Corrects the FILE that qmltyperegistrar of Qt 6.4 has written: each property of type QVariant is described
+# as a list of void, and the return type QVariant of a function as var. The QML compiler of Qt 6.4 then leaves
+# code that reads them to the interpreter, and qmllint reports no problem. Without this correction, a 64-bit
+# integer, a list, or a map silently becomes undefined in compiled QML: "x ?? 0" is 0.
 
 file(READ "${FILE}" types)
 string(REGEX REPLACE

@@ -1,8 +1,8 @@
 # SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 # SPDX-License-Identifier: MIT
 
-# pellix_configure_target(<target> [precompiled headers]): what every target of this project has in common:
-# warnings, strict Qt defines, sanitizers.
+# pellix_configure_target(<target> [precompiled headers]): sets the common options of all targets in this
+# project: warnings, strict Qt defines, and sanitizers.
 function(pellix_configure_target target)
     target_compile_features(${target} PUBLIC cxx_std_17)
     target_compile_definitions(${target} PRIVATE
@@ -20,7 +20,7 @@ function(pellix_configure_target target)
             -Wall -Wextra -Wpedantic -Wnon-virtual-dtor -Wold-style-cast
             -Wcast-align -Woverloaded-virtual -Wformat=2
             $<$<BOOL:${PELLIX_WARNINGS_AS_ERRORS}>:-Werror>
-            # Qt's logging macros are such calls.
+            # The logging macros of Qt are such calls.
             $<$<CXX_COMPILER_ID:Clang,AppleClang>:-Wno-gnu-zero-variadic-macro-arguments>
         )
     endif()
@@ -32,7 +32,7 @@ function(pellix_configure_target target)
     set(precompiled ${ARGN} pellix-precompiled)
     list(GET precompiled 0 precompiled)
     if(TARGET ${precompiled})
-        # One kind of code for libraries and programs: precompiled headers fit one alone.
+        # Libraries and programs use the same code model, because precompiled headers only fit one.
         target_compile_options(${target} PRIVATE -fPIC)
         if(NOT target STREQUAL precompiled)
             target_precompile_headers(${target} REUSE_FROM ${precompiled})
@@ -40,8 +40,8 @@ function(pellix_configure_target target)
     endif()
 endfunction()
 
-# pellix_precompile(<target> <headers>...): compiles what many files include once. The compiler takes that
-# only where every macro that it depends on is the same as here.
+# pellix_precompile(<target> <headers>...): compiles headers that many files include only once. The compiler
+# accepts the result only if every macro on which it depends has the same value as here.
 function(pellix_precompile target)
     set(source "${CMAKE_CURRENT_BINARY_DIR}/${target}.cpp")
     file(CONFIGURE OUTPUT "${source}" CONTENT "")
@@ -71,16 +71,17 @@ if(PELLIX_PRECOMPILE_HEADERS AND NOT PELLIX_COVERAGE)
         <memory>
         <vector>
     )
-    # Without the macros that tell which of Qt's modules are linked: they differ, and nothing of this asks.
+    # The macros that indicate the linked Qt modules are excluded: they differ between targets, and no header
+    # here uses them.
     target_link_libraries(pellix-precompiled PRIVATE Qt6::Platform)
-    # What Qt6::Core says besides: macros must be the same.
+    # The other definitions of Qt6::Core are required, because all macros must be the same.
     target_compile_definitions(pellix-precompiled PRIVATE $<$<NOT:$<CONFIG:Debug>>:QT_NO_DEBUG>)
     target_include_directories(pellix-precompiled SYSTEM PRIVATE
         "$<TARGET_PROPERTY:Qt6::Core,INTERFACE_INCLUDE_DIRECTORIES>")
 endif()
 
-# pellix_add_sources(<target> SOURCES ... HEADERS ...): files for a library, relative to the root of the
-# repository. HEADERS are the public ones.
+# pellix_add_sources(<target> SOURCES ... HEADERS ...): adds files to a library, relative to the root of the
+# repository. HEADERS are the public headers.
 function(pellix_add_sources target)
     cmake_parse_arguments(arg "" "" "SOURCES;HEADERS" ${ARGN})
     list(TRANSFORM arg_HEADERS PREPEND "${PROJECT_SOURCE_DIR}/")
@@ -91,9 +92,9 @@ function(pellix_add_sources target)
     )
 endfunction()
 
-# A library: include root (so that "client/keywordclient.h" is found), alias, version, static define.
-#   pellix_add_library(<target> EXPORT_NAME <name> [SOURCES ...] [HEADERS ...])
-# EXPORT_NAME is also the component by which find_package() finds the library.
+# pellix_add_library(<target> EXPORT_NAME <name> [SOURCES ...] [HEADERS ...]):
+# adds a library with its include root (so that "client/keywordclient.h" is found), alias, version, and static
+# define. EXPORT_NAME is also the component by which find_package() finds the library.
 function(pellix_add_library target)
     cmake_parse_arguments(arg "" "EXPORT_NAME" "SOURCES;HEADERS" ${ARGN})
 
@@ -101,8 +102,8 @@ function(pellix_add_library target)
     add_library(PellixClient::${arg_EXPORT_NAME} ALIAS ${target})
     pellix_configure_target(${target})
     if(PELLIX_COVERAGE)
-        # Without exceptions, which are not used: else lines of which only the clean-up after one
-        # has code, as in lists of initialisers, count as lines that never run.
+        # Built without exceptions, which the libraries do not use. Otherwise, lines whose only code is the
+        # cleanup after an exception, such as initializer lists, would count as not covered.
         target_compile_options(${target} PRIVATE
             --coverage -fprofile-update=atomic -fno-exceptions)
         target_link_options(${target} PRIVATE --coverage)
@@ -122,8 +123,8 @@ function(pellix_add_library target)
     )
 endfunction()
 
-# pellix_add_plugin(<target> <folder of its module> <component>): what the engine loads from the folder of a
-# QML module, here and where it is installed.
+# pellix_add_plugin(<target> <folder of its module> <component>): adds a plugin that the engine loads from the
+# folder of a QML module, both in the build tree and in an installation.
 function(pellix_add_plugin target module component)
     add_library(${target} MODULE)
     pellix_configure_target(${target})

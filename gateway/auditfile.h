@@ -7,8 +7,8 @@
 
 namespace pellix::gateway {
 
-// A file to which lines are added. Each is in the file once it has been written, so that the file
-// may be moved away at any time. A write that fails is logged once, until one succeeds.
+// A file to which lines are appended. Each line reaches the file with its write, so the file may be
+// moved at any time. A failing write is logged once, until a write succeeds again.
 class AuditFile : public QFile
 {
     Q_OBJECT

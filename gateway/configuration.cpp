@@ -28,9 +28,9 @@ using server::KeywordServer;
 constexpr qint64 greatestFile = 16 * 1024 * 1024; // bytes
 constexpr int most = 1'000'000'000;
 
-const QString viewer = QStringLiteral("viewer"); // the role of those nothing else is said of
+const QString viewer = QStringLiteral("viewer"); // the role of clients without a configured role
 
-// Where the parser gave up, which is behind the character that it did not expect.
+// The location of the error. The parser reports the offset after the unexpected character.
 QString placeOf(const QByteArray &json, qsizetype offset)
 {
     return placeInJson(json, qMax<qsizetype>(0, offset - 1));
@@ -394,7 +394,7 @@ void Reader::checkAccess(ConfigurationObject &object, const Configuration::Liste
 
 void Reader::readLimits(ConfigurationObject &top)
 {
-    // Each write ends by itself before, as its keyword says.
+    // A write normally ends earlier, after the confirmation time of its keyword.
     configuration.limits.writeTime = std::chrono::minutes(1);
     std::optional<ConfigurationObject> given = top.object(QStringLiteral("limits"));
     if (!given)
@@ -484,7 +484,7 @@ void Reader::readSource(ConfigurationObject &object)
             count == 0
                 ? QStringLiteral("must have one of %1").arg(kinds.join(QLatin1String(", ")))
                 : QStringLiteral("must have only one of %1").arg(kinds.join(QLatin1String(", "))));
-        // What else there is belongs to a kind.
+        // Other members belong to a type of source. Report only misspelled type names.
         for (const QString &name : object.names()) {
             const QString near = nearest(name, kinds);
             if (!near.isEmpty() && !kinds.contains(name))
@@ -526,7 +526,7 @@ void Reader::readSelf(ConfigurationObject &top)
         top.problem(name, QStringLiteral("must contain a level, such as /gateway"));
 }
 
-// It is created when the gateway starts, and not by a check.
+// The file is created when the gateway starts, not when the configuration is only checked.
 void Reader::readAudit(ConfigurationObject &top)
 {
     const auto name = QStringLiteral("audit");

@@ -16,8 +16,8 @@ namespace {
 struct Level
 {
     bool isObject = false;
-    bool isNameNext = false; // of an object
-    qsizetype index = 0; // of a list
+    bool isNameNext = false; // of an object member
+    qsizetype index = 0; // of a list element
     QString name;
     QHash<QString, qsizetype> places;
 };
@@ -33,7 +33,7 @@ QString pointerOf(const std::vector<Level> &levels)
     return pointer;
 }
 
-// Behind the quotation mark that ends the text which begins there.
+// The position after the quotation mark that closes the string.
 qsizetype endOfText(const QByteArray &json, qsizetype begin)
 {
     qsizetype at = begin + 1;
@@ -72,7 +72,7 @@ ConfigurationProblems duplicateMembers(const QByteArray &json)
         } else if (c == '"') {
             const qsizetype end = endOfText(json, at);
             if (levels.back().isNameNext) {
-                const QByteArray text = json.mid(at, end - at); // as it may be escaped
+                const QByteArray text = json.mid(at, end - at); // possibly with escape sequences
                 levels.back().name =
                     QJsonDocument::fromJson('[' + text + ']').array().at(0).toString();
                 levels.back().isNameNext = false;

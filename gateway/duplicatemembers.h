@@ -9,12 +9,12 @@
 
 namespace pellix::gateway {
 
-// Where in a JSON document a byte is, such as "line 3, column 5". Columns count bytes, as most
-// editors do for ASCII.
+// The position of a byte in a JSON document, such as "line 3, column 5". Columns count bytes, which
+// for ASCII is what most editors show.
 QString placeInJson(const QByteArray &json, qsizetype offset);
 
-// The members that an object of the JSON document, which has to be valid, has more than once.
-// QJsonDocument keeps one of them, and says nothing.
+// The members that occur more than once in an object of the JSON document, which must be valid.
+// QJsonDocument keeps one of them without reporting the others.
 ConfigurationProblems duplicateMembers(const QByteArray &json);
 
 } // namespace pellix::gateway

@@ -33,7 +33,7 @@ using server::WebSocketKeywordServer;
 
 constexpr auto selfInterval = 1000ms;
 constexpr auto drainInterval = 20ms;
-constexpr auto stopTime = 500ms; // that sources have, once the clients have left
+constexpr auto stopTime = 500ms; // for the sources to stop, after the clients have left
 
 bool isSame(const SourceSettings &a, const SourceSettings &b)
 {
@@ -109,7 +109,7 @@ public:
     std::optional<Configuration::Health> healthSettings;
     std::unique_ptr<HealthServer> health;
     std::vector<std::unique_ptr<Running>> running;
-    std::vector<std::unique_ptr<Source>> retired; // that have not stopped yet
+    std::vector<std::unique_ptr<Source>> retired; // sources that have not stopped yet
     std::unique_ptr<SelfKeywords> self;
     std::unique_ptr<AuditFile> audit;
     QTimer selfTimer;
@@ -117,7 +117,7 @@ public:
     QElapsedTimer sinceDrain;
     std::chrono::milliseconds drainTime {0};
     bool isDraining = false;
-    bool isStopping = false; // the sources
+    bool isStopping = false; // the sources are stopping
     bool isDrained = false;
 };
 
@@ -145,7 +145,7 @@ bool Gateway::apply(const Configuration &configuration, QString *error)
     Private::Listeners opened;
     std::unique_ptr<HealthServer> health;
     std::unique_ptr<AuditFile> audit;
-    // All that can fail is done before anything else.
+    // Everything that can fail comes first.
     if (!openAudit(configuration.audit, &audit, error))
         return false;
     if (!d->openHealth(configuration, &health, error) || !d->openAll(configuration, &opened, error))
@@ -153,7 +153,7 @@ bool Gateway::apply(const Configuration &configuration, QString *error)
 
     server::Limits limits = configuration.limits;
     limits.writeTime =
-        std::max(limits.writeTime, d->server.limits().writeTime); // as mounts need it
+        std::max(limits.writeTime, d->server.limits().writeTime); // the mounts may have raised it
     d->server.setLimits(limits);
     d->applyRoles(configuration.roles);
     d->applySources(configuration.sources);
@@ -162,7 +162,7 @@ bool Gateway::apply(const Configuration &configuration, QString *error)
     if (health || !configuration.health)
         d->health = std::move(health);
     d->healthSettings = configuration.health;
-    // What was listening and is not any more closes its connections now.
+    // Listeners that are no longer configured close their connections now.
     const Private::Listeners old = std::exchange(d->listeners, std::move(opened));
     d->dropOldRoles(configuration.roles);
     Q_EMIT statusChanged();
@@ -280,15 +280,15 @@ Gateway::Private::open(const Configuration::Listener &settings, int clients, QSt
     return nullptr;
 }
 
-// Listeners of places that stay go on. One that takes the port of another has to wait for it, and
-// if it then fails, the other one comes back.
+// A listener that keeps its address, port, and encryption continues. A new listener that needs the
+// port of an old one closes the old one first, and restores it on failure.
 bool Gateway::Private::openAll(const Configuration &configuration, Listeners *opened,
                                QString *error)
 {
     const int clients = isDraining ? 0 : configuration.clients;
     std::vector<bool> isKept(listeners.size());
     Listeners wanted;
-    std::vector<std::size_t> keptFrom; // for each of the wanted; the size of listeners for none
+    std::vector<std::size_t> keptFrom; // index of the kept listener; listeners.size() if none
     for (const Configuration::Listener &settings : configuration.listeners) {
         std::size_t i = 0;
         while (i < listeners.size() && (isKept[i] || !listeners[i].settings.isSamePlace(settings)))
@@ -322,7 +322,8 @@ bool Gateway::Private::openAll(const Configuration &configuration, Listeners *op
         return false;
     }
 
-    // Roles come first: whoever connects in between has those of before.
+    // Set the roles before the listeners use them. A client that connects in between gets the roles
+    // of the previous configuration.
     for (const server::Role &role : configuration.roles)
         server.setRole(role);
     for (std::size_t i = 0; i < wanted.size(); ++i) {
@@ -383,7 +384,7 @@ void Gateway::Private::applyRoles(const QList<server::Role> &roles)
         server.setRole(role);
 }
 
-// Once no listener gives them any more.
+// Called when no listener assigns these roles any more.
 void Gateway::Private::dropOldRoles(const QList<server::Role> &roles)
 {
     const QStringList names = server.roles();
@@ -407,7 +408,7 @@ void Gateway::Private::applySources(const QList<Configuration::Source> &wanted)
         if (found != before.end())
             next[i] = std::move(*found);
     }
-    // What goes frees its paths before others take them.
+    // Removed sources release their paths before other sources claim them.
     for (auto &one : before) {
         if (one)
             retire(std::move(one));
@@ -444,7 +445,7 @@ Gateway::Private::start(const Configuration::Source &settings)
     return running;
 }
 
-// Its keywords are gone at once; it may take its time to stop.
+// The keywords are removed at once. The source may take longer to stop.
 void Gateway::Private::retire(std::unique_ptr<Running> running)
 {
     Source *const source = running->source.get();
@@ -456,7 +457,7 @@ void Gateway::Private::retire(std::unique_ptr<Running> running)
                                         [&](const auto &one) { return one.get() == source; });
         if (found == retired.end() || source->state() != Source::State::Stopped)
             return;
-        found->release()->deleteLater(); // it may be in the midst of something
+        found->release()->deleteLater(); // it may be on the call stack
         retired.erase(found);
     };
     connect(source, &Source::stateChanged, q, dropIfStopped);
@@ -483,7 +484,7 @@ void Gateway::Private::applyAudit(std::unique_ptr<AuditFile> file)
     audit = std::move(file);
 }
 
-// One line for each change, however often it tries in vain.
+// Logs each change once, regardless of the number of failed attempts.
 void Gateway::Private::onStateChanged(Running *running, Source::State state)
 {
     const QString name = running->settings.name;
@@ -504,7 +505,7 @@ void Gateway::Private::onStateChanged(Running *running, Source::State state)
     Q_EMIT q->statusChanged();
 }
 
-// Evenly over the time, so that not all of them come back in the same moment.
+// Disconnects clients evenly over the time, so that they do not all reconnect at the same moment.
 void Gateway::Private::drainSome()
 {
     if (isStopping) {

@@ -15,7 +15,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr int mostConnections = 32;
-constexpr qsizetype greatestRequest = 8 * 1024; // bytes, of line and headers
+constexpr qsizetype greatestRequest = 8 * 1024; // bytes of the request line and the headers
 
 QByteArray reasonOf(int status)
 {
@@ -117,7 +117,7 @@ void HealthServer::Private::serve(QTcpSocket *connection)
     });
     connect(connection, &QTcpSocket::readyRead, connection,
             [this, connection] { read(connection); });
-    // However slowly it writes or reads.
+    // Limits the time of the connection, even if the client reads or writes slowly.
     QTimer::singleShot(timeout, connection, [connection] { connection->abort(); });
     read(connection);
 }
@@ -148,7 +148,7 @@ void HealthServer::Private::read(QTcpSocket *connection)
 
 void HealthServer::Private::answer(QTcpSocket *connection, const Page &page, bool hasBody) const
 {
-    // One answer alone, whatever else it sends.
+    // Reply only once, even if the client sends more.
     QObject::disconnect(connection, &QTcpSocket::readyRead, nullptr, nullptr);
     connection->readAll();
     connection->write(response(page, hasBody));

@@ -36,7 +36,8 @@ QByteArray header(const QByteArray &name, const char *kind, const char *help)
     return "# HELP " + name + ' ' + help + "\n# TYPE " + name + ' ' + kind + '\n';
 }
 
-// Their names have letters, digits and little else, so nothing needs to be escaped.
+// Names of sources contain only letters, digits, and a few other characters, so they need no
+// escaping.
 QByteArray labelOf(const Gateway::SourceStatus &source)
 {
     return "{source=\"" + source.name.toUtf8() + "\"} ";
@@ -116,7 +117,7 @@ QByteArray processMetrics()
 {
     QByteArray text;
 #ifdef Q_OS_LINUX
-    // The second field is a name in parentheses, which may contain anything.
+    // The second field is a name in parentheses, which may contain any character.
     const QByteArray all = contentOf("/proc/self/stat");
     const QList<QByteArray> stat = all.mid(all.lastIndexOf(')') + 2).split(' ');
     const auto ticks = double(sysconf(_SC_CLK_TCK));

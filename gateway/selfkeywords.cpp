@@ -85,7 +85,7 @@ void SelfKeywords::set(const QString &path, const char *type, const char *label,
     declaration.label = QString::fromUtf8(label);
     declaration.value = value;
     if (server->contains(keyword) || !server->declare(declaration))
-        return; // that of a source stays
+        return; // a keyword of a source has precedence
     declared.insert(keyword);
     told.insert(keyword);
 }

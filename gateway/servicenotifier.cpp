@@ -21,7 +21,7 @@ namespace pellix::gateway {
 
 ServiceNotifier::ServiceNotifier(QObject *parent) : QObject(parent), place(qgetenv("NOTIFY_SOCKET"))
 {
-    // Not for programs that this one starts.
+    // Child processes must not inherit the variables.
     qunsetenv("NOTIFY_SOCKET");
     const QByteArray process = qgetenv("WATCHDOG_PID");
     const bool isForUs =
@@ -81,13 +81,13 @@ void ServiceNotifier::send(const QByteArray &lines) const
         return;
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, place.constData(), std::size_t(place.size()));
-    if (address.sun_path[0] == '@') // which stands for an abstract name
+    if (address.sun_path[0] == '@') // stands for an abstract socket name
         address.sun_path[0] = '\0';
     const int descriptor = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (descriptor < 0)
         return;
     const auto length = socklen_t(offsetof(sockaddr_un, sun_path) + std::size_t(place.size()));
-    // Nobody to hear it is nothing that could be helped.
+    // A failure is ignored, because nothing can be done about it.
     (void)::sendto(descriptor, lines.constData(), std::size_t(lines.size()),
                    MSG_NOSIGNAL | MSG_DONTWAIT, reinterpret_cast<const sockaddr *>(&address),
                    length);

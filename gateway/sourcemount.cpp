@@ -31,8 +31,8 @@ using server::KeywordServer;
 using server::WriteRequest;
 using namespace std::chrono_literals;
 
-constexpr auto quickReadback = 300ms; // within which nobody need see that a write is on its way
-constexpr auto decisionMargin = 5000ms; // by which the server waits longer for us than we do
+constexpr auto quickReadback = 300ms; // a write confirmed within this time is not shown as pending
+constexpr auto decisionMargin = 5000ms; // by which the server waits longer than the mount
 
 bool isNumber(const QVariant &value)
 {
@@ -44,7 +44,7 @@ bool isWritable(const SourceKeyword &keyword)
     return keyword.access == QLatin1String("W") || keyword.access == QLatin1String("RW");
 }
 
-// Devices that keep 32-bit numbers report what they were told with the digits of those.
+// Devices with 32-bit numbers report a written value with reduced precision.
 bool isReadbackOf(const QVariant &reported, const SourceKeyword &keyword, const QVariant &written)
 {
     if (keyword.type == QLatin1String("object"))
@@ -81,7 +81,7 @@ QVariant rounded(const QVariant &value, const SourceKeyword &keyword, const QVar
     return number;
 }
 
-// What a relative write makes of the base; invalid if the type cannot hold it.
+// The result of a relative write; invalid if the type cannot represent it.
 QVariant changed(const QVariant &base, const QVariant &change)
 {
     if (base.typeId() == QMetaType::Bool)
@@ -99,10 +99,10 @@ QVariant changed(const QVariant &base, const QVariant &change)
 class PathQueue
 {
 public:
-    // As the mount's source names the path.
+    // The source path is the path within the source of the mount.
     void wait(const QString &path, SourceMount *mount, const QString &sourcePath);
     void leave(const QString &path, SourceMount *mount);
-    // Nobody has the path any more.
+    // Call this function when a path is no longer in use.
     void free(const QString &path);
 
 private:
@@ -113,25 +113,25 @@ class SourceMount::Private
 {
 public:
     struct Entry;
-    // What few keywords have.
+    // Data that only few keywords need.
     struct Details
     {
         SourceKeyword keyword;
-        QVariant kept; // the value of one that is not served
-        std::vector<quint64> writes; // on their way, in their order
-        int lateWrites = 0; // of them
+        QVariant kept; // the value while the keyword is not served
+        std::vector<quint64> writes; // pending writes, in order
+        int lateWrites = 0; // number of pending writes that are late
     };
     struct Entry
     {
-        QString path; // in the server
+        QString path; // on the server
         std::unique_ptr<Details> details;
-        qint64 staleAt = 0; // on our clock; 0: never
-        qint64 queuedFor = 0; // when it is looked at
-        quint64 declaredIn = 0; // which report
+        qint64 staleAt = 0; // on the clock of the mount; 0: never
+        qint64 queuedFor = 0; // the time of its entry in the queue
+        quint64 declaredIn = 0; // number of the report
         bool isServed = false;
         bool isShownOnline = false;
-        bool hasValue = false; // since the link was made
-        bool isOnline = true; // as the source says, as the next two
+        bool hasValue = false; // since the connection was established
+        bool isOnline = true; // as reported by the source, like the next two
         bool isConsistent = true;
         bool hasError = false;
         bool isStale = false;
@@ -143,12 +143,12 @@ public:
         WriteRequest request;
         Entry *entry;
         QVariant target;
-        qint64 late = 0; // when it is, or 0
+        qint64 late = 0; // time at which it becomes late, or 0
         qint64 deadline = 0;
         bool isAnswered = false;
         bool isLate = false;
     };
-    // To be told once nothing of ours is being changed.
+    // Passed on when no data of the mount is being changed.
     struct Decision
     {
         WriteRequest request;
@@ -165,10 +165,10 @@ public:
     QPointer<Source> source;
     QPointer<KeywordServer> server;
     QString name;
-    QString mount; // without a slash at its end; empty for the top
+    QString mount; // without a trailing slash; empty for the root
     std::shared_ptr<PathQueue> queue;
-    std::unordered_map<QString, Entry> entries; // by the source's path
-    QSet<QString> requested; // paths in the server
+    std::unordered_map<QString, Entry> entries; // by path in the source
+    QSet<QString> requested; // paths on the server
     std::map<quint64, Write> writes;
     std::set<std::pair<qint64, Entry *>> staleness;
     std::set<std::tuple<qint64, Due, quint64>> writesDue;
@@ -185,7 +185,7 @@ public:
     bool isReady() const { return state == Source::State::Ready; }
     bool isLinked() const { return isReady() || state == Source::State::Subscribing; }
 
-    // What the source says
+    // Reports of the source
     void onReported(const SourceReport &report);
     void onStateChanged(Source::State now);
     void onAnswered(quint64 id, Source::Outcome outcome, const QString &reason);
@@ -196,12 +196,12 @@ public:
     void take(const SourceValue &value, Decisions *decisions);
     void noteAge(Entry &entry, qint64 time);
 
-    // What clients want
+    // Requests of clients
     bool isOurs(const QString &path) const;
     void request(const QString &path);
     void release(const QString &path);
 
-    // What clients see
+    // States shown to clients
     KeywordServer::State shown(Entry &entry);
     void show(Entry &entry);
 
@@ -282,7 +282,7 @@ SourceMount::SourceMount(Source *source, KeywordServer *server, const QString &n
         if (d->isOurs(path) && d->source)
             d->source->browse(path.mid(d->mount.size()));
     });
-    // What clients watch already, once the source can be told.
+    // Requests the keywords that clients already watch. Queued, so that the source can handle them.
     QMetaObject::invokeMethod(
         this,
         [this] {
@@ -371,10 +371,10 @@ void SourceMount::Private::onReported(const SourceReport &report)
             take(value, &decisions);
         arm();
     }
-    tell(decisions); // the mount may be gone by now
+    tell(decisions); // may delete the mount
 }
 
-// Values stay; what they are of is not now any more.
+// Values are kept, but are no longer current.
 void SourceMount::Private::onStateChanged(Source::State now)
 {
     const bool wasReady = isReady();
@@ -424,7 +424,7 @@ void SourceMount::Private::onAnswered(quint64 id, Source::Outcome outcome, const
             settle(id, true, {}, &decisions);
         } else {
             write.isAnswered = true;
-            // Many devices do not report what has not changed.
+            // Many devices do not report a value that has not changed.
             if (entry.isShownOnline && entry.details->writes.front() == id
                 && isReadbackOf(server->value(entry.path), keyword, write.target))
                 settle(id, true, {}, &decisions);
@@ -533,7 +533,7 @@ void SourceMount::Private::serve(Entry &entry, const SourceKeyword &keyword, con
     }
 }
 
-// What another mount had at this path is gone.
+// The mount that had this path has released it.
 void SourceMount::Private::takeOver(const QString &path)
 {
     const auto found = entries.find(path);
@@ -612,7 +612,7 @@ void SourceMount::Private::take(const SourceValue &reported, Decisions *decision
         confirm(entry, value, value != before, decisions);
 }
 
-// Times of the wall clock become those of ours at once, as the former may be set.
+// Converts the time to the steady clock at once, because the wall clock may be set.
 void SourceMount::Private::noteAge(Entry &entry, qint64 time)
 {
     const qint64 staleAfter = entry.details ? entry.details->keyword.staleAfter.count() : 0;
@@ -622,7 +622,7 @@ void SourceMount::Private::noteAge(Entry &entry, qint64 time)
     const qint64 age = time > 0 ? qMax<qint64>(0, QDateTime::currentMSecsSinceEpoch() - time) : 0;
     entry.staleAt = now + staleAfter - age;
     entry.isStale = entry.staleAt <= now;
-    // One that is queued for earlier is queued again when its turn comes.
+    // A keyword that is queued for an earlier time is queued again at that time.
     if (entry.isStale || (entry.queuedFor > 0 && entry.queuedFor <= entry.staleAt))
         return;
     if (entry.queuedFor > 0)
@@ -687,7 +687,7 @@ void SourceMount::Private::onWrite(const QString &path, const WriteRequest &requ
     source->write({id, path, target, isChange ? request.change() : QVariant()});
 }
 
-// Finds what is to be written. Returns why nothing is.
+// Determines the value to write. Returns the reason if there is none.
 QString SourceMount::Private::findTarget(const Entry &entry, const WriteRequest &request,
                                          QVariant *target) const
 {
@@ -714,8 +714,8 @@ QString SourceMount::Private::findTarget(const Entry &entry, const WriteRequest 
     return {};
 }
 
-// A value settles the first write that it fits, and those before, which it has overtaken. One that
-// was there before says nothing about a write behind others.
+// A value settles the first write that it matches, and all earlier writes, which it supersedes. An
+// unchanged value settles only the first write.
 void SourceMount::Private::confirm(Entry &entry, const QVariant &value, bool isNew,
                                    Decisions *decisions)
 {
@@ -750,7 +750,7 @@ void SourceMount::Private::settle(quint64 id, bool isAccepted, const QString &re
     decisions->push_back({write.request, isAccepted, reason});
 }
 
-// A write whose link broke may have been done or not, and is not done again.
+// A write may or may not have been executed when the connection was lost. It is not repeated.
 void SourceMount::Private::loseWrites(Decisions *decisions)
 {
     while (!writes.empty()) {
@@ -840,7 +840,7 @@ void SourceMount::Private::expire(quint64 id, Decisions *decisions)
                decisions);
         return;
     }
-    // The device may have gone over this value to the one of a later write.
+    // The device may have skipped this value, and reported that of a later write.
     const QVariant current = server->value(entry.path);
     const std::vector<quint64> &pending = entry.details->writes;
     const bool isOvertaken =

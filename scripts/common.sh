@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 # SPDX-License-Identifier: MIT
 #
-# What the scripts of this folder share. Sourced, not run.
+# Functions and lists that all scripts in this folder use. Sourced, not run.
 
 set -euo pipefail
 
@@ -30,8 +30,9 @@ run_packages=(
     qml6-module-qtquick-templates
     qml6-module-qtquick-window
 )
-# Qt Quick Test, the headers that the C++ of qmltc includes, and the programs that tests start: a reverse
-# proxy, a WebSocket server that is not Qt's, what makes certificates and translations, and Qt's runtime for QML.
+# Qt Quick Test, the headers included by the C++ code of qmltc, and the programs that tests start: a reverse
+# proxy, a WebSocket server that does not use Qt, tools for certificates and translations, and the QML runtime
+# of Qt.
 test_packages=(
     mosquitto
     mosquitto-clients
@@ -44,12 +45,12 @@ test_packages=(
     qt6-declarative-private-dev
     qt6-l10n-tools
 )
-# Qt for Python, which Debian 12 does not have
+# Qt for Python, which is not in Debian 12
 optional_test_packages=(
     python3-pyside6.qtgui
     python3-pyside6.qtqml
 )
-# What scripts/cluster installs, and tests use where it is there
+# Installed by scripts/cluster, and used by tests if present
 cluster_packages=(
     haproxy
     nats-server
@@ -59,7 +60,7 @@ benchmark_packages=(
     libbenchmark-dev
     qt6-remoteobjects-dev
 )
-# QDoc, qhelpgenerator, the database that a .qch is, and what makes the site
+# QDoc, qhelpgenerator, the database driver for .qch files, and the tools to build the site
 docs_packages=(
     cmark-gfm
     libqt6sql6-sqlite
@@ -80,8 +81,8 @@ coverage_packages=(
     gcovr
 )
 
-# The packages for fuzzing. libFuzzer comes in a package of its own, named after clang's version,
-# on which clang depends in some releases and not in others.
+# The packages for fuzzing. libFuzzer is in a separate package with the version of clang in its name. In some
+# releases clang depends on this package, in others it does not.
 fuzz_packages() {
     local version
     version=$(apt-cache depends clang 2>/dev/null | sed -n 's/^ *Depends: clang-\([0-9]*\)$/\1/p')
@@ -97,8 +98,8 @@ die() {
     exit 1
 }
 
-# install_packages NAME...: installs those of the packages that are missing, and says which. Who cannot
-# install any is told what root has to type.
+# install_packages NAME...: installs the missing packages, and prints their names. Users who cannot install
+# packages are told which command to run as root.
 install_packages() {
     local missing=() package
     for package in "$@"; do
@@ -124,7 +125,7 @@ ${install[*]}
         die "cannot install the packages: ${install[*]}"
 }
 
-# install_available NAME...: the same for those of the packages that this distribution has.
+# install_available NAME...: does the same for the packages that this distribution has.
 install_available() {
     command -v apt-cache >/dev/null || return 0
     local available=() package
@@ -138,12 +139,12 @@ install_available() {
     install_packages "${available[@]}"
 }
 
-# A sudo that asks for a password needs somebody to answer.
+# If sudo asks for a password, somebody must enter it.
 can_use_sudo() {
     command -v sudo >/dev/null && { [ -t 0 ] || sudo -n true 2>/dev/null; }
 }
 
-# quietly COMMAND...: shows what it prints only if it fails.
+# quietly COMMAND...: runs the command and shows its output only if it fails.
 quietly() {
     local output
     output=$("$@" 2>&1) || {
@@ -152,8 +153,8 @@ quietly() {
     }
 }
 
-# install_prerequisites: everything that building and running needs. Other systems than Debian and
-# its descendants bring their own; there it is only checked that the tools are to be found.
+# install_prerequisites: installs everything that building and running needs. On systems that are not based on
+# Debian, it only checks that the tools are present.
 install_prerequisites() {
     if command -v apt-get >/dev/null && command -v dpkg-query >/dev/null; then
         install_packages "${build_packages[@]}" "${run_packages[@]}" "$@"
@@ -166,8 +167,8 @@ install_prerequisites() {
     done
 }
 
-# make_debian SUITE FOLDER [debootstrap options...]: a bare Debian in the folder, from where this machine
-# gets its own packages. As root.
+# make_debian SUITE FOLDER [debootstrap options...]: creates a minimal Debian system in the folder, from the
+# mirror that this machine uses. Requires root.
 make_debian() {
     local suite=$1 folder=$2 mirror
     shift 2
@@ -185,10 +186,10 @@ make_debian() {
     }
 }
 
-# enter_debian FOLDER COMMAND...: the command in that system, with its /proc and /dev. The mounts belong
-# to the command alone and are gone with it, however it ends.
+# enter_debian FOLDER COMMAND...: runs the command in that system, with its /proc and /dev. The mounts exist
+# only for the command and are removed when it ends, even after a failure.
 enter_debian() {
-    cp -a /etc/apt/apt.conf.d/. "$1/etc/apt/apt.conf.d/" # proxies and the like
+    cp -a /etc/apt/apt.conf.d/. "$1/etc/apt/apt.conf.d/" # such as settings for proxies
     cp /etc/resolv.conf /etc/hosts "$1/etc/"
     unshare --mount --propagation private bash -c '
         set -e
@@ -200,14 +201,14 @@ enter_debian() {
     ' debian "$@"
 }
 
-# build PRESET [cmake options...]: configures and builds build/PRESET, or only $build_targets of it.
+# build PRESET [cmake options...]: configures and builds build/PRESET, or only its $build_targets.
 build() {
     local preset=$1
     shift
     if command -v ccache >/dev/null; then
         export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
     fi
-    # Faster, but for ccache. The other presets show what lacks an include of its own.
+    # Precompiled headers are faster, except with ccache. The other presets detect files that lack an include.
     local precompile=OFF
     case $preset in
     dev | release) [ -n "${CMAKE_CXX_COMPILER_LAUNCHER-}" ] || precompile=ON ;;
@@ -223,8 +224,8 @@ build() {
     cmake --build --preset "$preset" ${build_targets:+--target $build_targets} || die "the build failed"
 }
 
-# run_without_display: what is started from here on shows no window. Qt wants a folder that is the user's
-# alone; where the session has none, one is made, and removed in the end.
+# run_without_display: programs started after this call show no windows. Qt requires a folder that only the
+# user can access. If the session has none, this function creates one, which is removed at the end.
 run_without_display() {
     export QT_QPA_PLATFORM=offscreen
     if [ ! -d "${XDG_RUNTIME_DIR-}" ] || [ ! -O "$XDG_RUNTIME_DIR" ]; then
@@ -234,7 +235,7 @@ run_without_display() {
     fi
 }
 
-# put_session FILE PAGE: what the file says, between the session marks of the page.
+# put_session FILE PAGE: inserts the content of the file between the session marks of the page.
 put_session() {
     local page
     page=$(awk -v file="$1" '

@@ -5,7 +5,7 @@
 # programs are in build/$preset, or in build/release if this variable is not set. Sourced, not run.
 
 plant_folder=
-plant_pids=() # in the order of starting
+plant_pids=() # in the order in which they were started
 
 # Stops the started programs, the last one first, so that each can still publish its final state.
 stop_plant() {
@@ -24,8 +24,8 @@ listens() {
     (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null
 }
 
-# start_listening NAME PREPARE LOG COMMAND...: calls PREPARE with a port, starts the command, and waits until it
-# listens there; with another port if that one is taken. Sets $port.
+# start_listening NAME PREPARE LOG COMMAND...: calls PREPARE with a port, starts the command, and waits until
+# it listens on the port. If the port is in use, tries another one. Sets $port.
 start_listening() {
     local name=$1 prepare=$2 log=$3 attempt tries
     shift 3
@@ -44,7 +44,7 @@ start_listening() {
             fi
             sleep 0.05
         done
-        kill -0 "$pid" 2>/dev/null && break # it runs, and does not listen
+        kill -0 "$pid" 2>/dev/null && break # it is running, but does not listen
         unset 'plant_pids[-1]'
         grep -qi "in use" "$log" || break
     done
@@ -65,7 +65,7 @@ prepare_gateway() {
 # start_plant: sets $url.
 start_plant() {
     plant_folder=$(mktemp -d)
-    chmod 755 "$plant_folder" # the broker does not stay root
+    chmod 755 "$plant_folder" # the broker drops root privileges
     local broker
     broker=$(PATH=$PATH:/usr/sbin command -v mosquitto) || die "mosquitto was not found; please install it"
     start_listening mosquitto prepare_broker "$plant_folder/broker.log" \
@@ -81,7 +81,7 @@ start_plant() {
     url=ws://127.0.0.1:$port
 }
 
-# kill_broker: as if its machine had lost power
+# kill_broker: simulates a power failure of its machine
 kill_broker() {
     kill -9 "${plant_pids[0]}"
     wait "${plant_pids[0]}" 2>/dev/null || true

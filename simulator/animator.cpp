@@ -24,7 +24,7 @@ QVariant Animator::valueAt(double seconds)
         value = minimum + (maximum - minimum) * (0.5 + 0.5 * std::sin(2 * pi * part));
         break;
     case Kind::RandomWalk: {
-        // Not std::uniform_real_distribution: its sequence differs from library to library.
+        // Not std::uniform_real_distribution, because its sequence depends on the standard library.
         const double unit = double(random()) / double(std::mt19937::max());
         position = std::clamp(position + step * (2 * unit - 1), minimum, maximum);
         value = position;

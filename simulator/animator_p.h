@@ -10,7 +10,7 @@
 
 namespace pellix::simulator {
 
-// Makes the value of one keyword move.
+// Animates the value of one keyword.
 struct Animator
 {
     enum class Kind {
@@ -25,9 +25,9 @@ struct Animator
     QString type;
     double minimum = 0;
     double maximum = 100;
-    double period = 10; // seconds for one round; for a toggle, from one change to the next and back
-    double step = 1; // of a random walk, at the most, per tick
-    double phase = 0; // rounds
+    double period = 10; // seconds per cycle; a toggle changes twice in this time
+    double step = 1; // the greatest change of a random walk per tick
+    double phase = 0; // in cycles
     double position = 0; // of a random walk
     std::mt19937 random;
 

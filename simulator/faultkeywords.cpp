@@ -28,7 +28,8 @@ void declareFault(KeywordServer *server, FaultyWebSocketServer *socketServer, co
     keyword.label = QString::fromLatin1(label);
     keyword.value = value;
     server->declare(keyword);
-    // Acts after the reply to the write: most faults end the connection of the writer.
+    // The action is executed after the reply to the write, because most faults close the connection
+    // of the writer.
     server->setWriteCheck(keyword.path, [socketServer, action](const QVariant &written) {
         QTimer::singleShot(0, socketServer, [action, written] { action(written); });
         return true;
@@ -52,7 +53,7 @@ void declareFaultKeywords(KeywordServer *server, FaultyWebSocketServer *socketSe
     const auto declareTrigger = [&](const char *name, const char *label, auto &&action) {
         const QString path = QStringLiteral("/simulator/faults/") + QString::fromLatin1(name);
         declare(name, "bool", false, label, [=](const QVariant &written) {
-            server->setValue(path, false); // ready for the next time
+            server->setValue(path, false); // reset for the next write
             if (written.toBool())
                 action();
         });

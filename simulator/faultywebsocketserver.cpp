@@ -76,7 +76,7 @@ FaultyWebSocketServer::FaultyWebSocketServer(server::KeywordServer *server, QObj
 FaultyWebSocketServer::~FaultyWebSocketServer()
 {
     blockSignals(true);
-    close(); // as long as deliver() is ours
+    close(); // while deliver() is still overridden
 }
 
 /*!
@@ -96,7 +96,7 @@ void FaultyWebSocketServer::setSilent(bool silent)
     }
     const QList<QTcpSocket *> open = connections();
     for (QTcpSocket *connection : open)
-        connection->blockSignals(true); // the WebSocket reads when the connection says so
+        connection->blockSignals(true); // the WebSocket reads on the signals of the connection
 }
 
 /*!

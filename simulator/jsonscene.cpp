@@ -26,13 +26,13 @@ using server::KeywordServer;
 
 namespace {
 
-constexpr double defaultRate = 10.0; // Hz, of the animators
+constexpr double defaultRate = 10.0; // Hz, for the animators
 constexpr int greatestCount = 1000000; // of generated keywords
 constexpr quint32 greatestSeed = std::numeric_limits<quint32>::max();
 constexpr double shortestPeriod = 0.001; // s
-constexpr double greatestNumber = 1e15; // that animators reach: any int of it is a double as well
+constexpr double greatestNumber = 1e15; // for animators; every int up to it is exact as a double
 
-// Not thrown: the first problem is stored with its location, and the rest is skipped.
+// No exceptions: the first problem is stored with its location, and the rest is skipped.
 class Problem
 {
 public:
@@ -82,7 +82,7 @@ double numberOf(const QJsonObject &object, const char *name, double otherwise, c
     return value.toDouble();
 }
 
-// The words as a text: "a", "b" or "c".
+// The words as text, such as "a", "b" or "c".
 QString listed(const QStringList &words)
 {
     return QLatin1Char('"') + words.mid(0, words.size() - 1).join(QLatin1String("\", \""))
@@ -181,7 +181,7 @@ public:
     std::vector<KeywordServer::Keyword> keywords;
     std::vector<std::pair<QString, QString>> labels;
     std::vector<Animator> animators;
-    QHash<QString, QString> places; // where in the file each path is declared, while it is read
+    QHash<QString, QString> places; // the location of each declaration, while the file is read
     double rate = defaultRate;
     QTimer timer;
     QElapsedTimer elapsed;
@@ -207,7 +207,7 @@ void JsonScene::Private::readKeyword(const QJsonValue &value, const QString &whe
     claim(keyword.path, where + QLatin1String(".path"), problem);
 
     if (keyword.type.isEmpty() && !object.contains(QLatin1String("value"))) {
-        // Only names a level.
+        // The entry only labels a level.
         labels.emplace_back(keyword.path, keyword.label);
         return;
     }

@@ -34,7 +34,7 @@ QList<QByteArray> fieldsOf(const QByteArray &line)
     return line.simplified().split(' ');
 }
 
-// Nothing if there is no such field, or no number in it.
+// Returns nothing if the field is missing or is not a number.
 std::optional<double> numberAt(const QList<QByteArray> &fields, qsizetype index)
 {
     bool isNumber = false;
@@ -42,7 +42,7 @@ std::optional<double> numberAt(const QList<QByteArray> &fields, qsizetype index)
     return isNumber ? std::optional<double>(number) : std::nullopt;
 }
 
-// The load of a core, or of all of them, by its name in the kernel's statistics.
+// The path of the load of a core, or of all cores, by its name in the statistics of the kernel.
 QString loadPath(const QByteArray &name)
 {
     return name == "cpu"
@@ -50,7 +50,8 @@ QString loadPath(const QByteArray &name)
         : QStringLiteral("/machine/cpu/core%1/load").arg(QString::fromLatin1(name.mid(3)));
 }
 
-// The sum of what is known, in units of so many bytes; nothing if nothing is.
+// Adds a known number, in units of the given number of bytes, to the sum. The sum stays unset while
+// nothing is known.
 void addBytes(std::optional<double> &sum, const std::optional<double> &part, double unit)
 {
     if (part)
@@ -89,12 +90,12 @@ public:
     void readProcesses();
 
     QPointer<KeywordServer> server;
-    QDir root {QStringLiteral("/")}; // of the file system with the kernel's files
+    QDir root {QStringLiteral("/")}; // of the file system that contains the files of the kernel
     QTimer timer;
     QElapsedTimer sinceRefresh;
-    QStringList loadPaths; // of each core, and of all of them
-    std::optional<double> load; // of all of them, in percent
-    QHash<QString, CoreTimes> cores; // by the path of their load
+    QStringList loadPaths; // of each core, and of all cores together
+    std::optional<double> load; // of all cores together, in percent
+    QHash<QString, CoreTimes> cores; // by load path
     QHash<QByteArray, double> counters;
 };
 
@@ -126,11 +127,11 @@ void TelemetryScene::Private::declare(const char *path, const char *type, const 
     keyword.label = QString::fromUtf8(label);
     keyword.access = QString::fromUtf8(access);
     keyword.value = value;
-    keyword.online = value.isValid(); // what is measured comes online with its first value
+    keyword.online = value.isValid(); // a measured keyword goes online with its first value
     server->declare(keyword);
 }
 
-// Sets a measured value; what cannot be measured goes offline and keeps what it had.
+// Sets a measured value. A keyword that cannot be measured goes offline and keeps its last value.
 void TelemetryScene::Private::set(const QString &path, const std::optional<double> &value)
 {
     if (value)
@@ -171,7 +172,7 @@ void TelemetryScene::Private::readCores()
             const std::optional<double> ticks = numberAt(fields, i);
             complete &= ticks.has_value();
             now.total += ticks.value_or(0);
-            if (i != 4 && i != 5) // neither idle nor waiting for a disk
+            if (i != 4 && i != 5) // neither idle nor waiting for I/O
                 now.busy += ticks.value_or(0);
         }
         if (complete)
@@ -191,7 +192,7 @@ void TelemetryScene::Private::setLoad(const QString &path, const QHash<QString, 
         const CoreTimes before = cores.value(path, now);
         const bool isFirst = !cores.contains(path);
         if (!isFirst && !(now.total > before.total))
-            return; // read again before the kernel counted on
+            return; // the counters of the kernel have not changed yet
         cores.insert(path, now);
         if (!isFirst)
             percent = 100.0 * (now.busy - before.busy) / (now.total - before.total);

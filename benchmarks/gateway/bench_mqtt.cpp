@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-// Messages of a real broker, through the gateway and by libmosquitto alone, in one run. A process
-// of its own publishes them: only the time of the receiving process counts.
+// Messages of a real broker, received by the gateway and by libmosquitto alone, in one run. A
+// separate process publishes them, so only the time of the receiving process counts.
 
 #include "benchmarks/gateway/publisher.h"
 #include "gateway/mqtt/libmosquitto.h"
@@ -48,12 +48,12 @@ double processTime()
 BrokerOptions brokerOptions()
 {
     BrokerOptions options;
-    options.queuedMessages = 0; // as many as come
+    options.queuedMessages = 0; // unlimited
     options.isQuiet = true;
     return options;
 }
 
-// By its own functions and poll(), in this thread.
+// Uses the functions of libmosquitto and poll() in this thread.
 class BareClient
 {
 public:
@@ -110,7 +110,7 @@ private:
 
 struct Gateway
 {
-    // With JSON, of each topic the member that the floor decodes as well
+    // With JSON, one member of each topic, which the floor also decodes.
     explicit Gateway(const Broker &broker, bool isJson = false)
     {
         MqttOptions link;
@@ -142,7 +142,7 @@ struct Gateway
     std::unique_ptr<SourceMount> mount;
 };
 
-// Floor: libmosquitto, the payload decoded, a hash of values. Argument 1: JSON.
+// Floor: libmosquitto, decoding of the payload, and a hash of values. Argument 1: JSON.
 void mosquittoMessages(benchmark::State &state)
 {
     Broker broker(brokerOptions());
@@ -163,7 +163,7 @@ void mosquittoMessages(benchmark::State &state)
 }
 BENCHMARK(mosquittoMessages)->Arg(0)->Arg(1)->UseManualTime()->Iterations(1)->Repetitions(5);
 
-// The whole way, to the message in the hands of a session that watches all keywords.
+// The full path, until a session that watches all keywords has the message.
 void gatewayMessages(benchmark::State &state)
 {
     Broker broker(brokerOptions());
@@ -217,7 +217,7 @@ int retainedCount(const benchmark::State &state)
     return isSmokeRun() ? 1000 : int(state.range(0));
 }
 
-// Floor: the time until a bare wildcard subscription has brought everything.
+// Floor: the time until a bare wildcard subscription has received everything.
 void mosquittoRetained(benchmark::State &state)
 {
     const int count = retainedCount(state);

@@ -33,7 +33,7 @@ bool Publisher::waitForEnd()
     return process.state() == QProcess::NotRunning || process.waitForFinished(300000);
 }
 
-// A hundred on each level.
+// A hundred topics per level.
 QByteArray Publisher::topic(int number)
 {
     return "line" + QByteArray::number(number / 100) + "/motor" + QByteArray::number(number % 100);
@@ -58,7 +58,7 @@ int Publisher::run(quint16 port, int first, int messages, int topics, bool isJso
                 mosquitto_loop_read(client, 1);
             mosquitto_loop_write(client, 1);
         }
-        if (i == first) { // the answer to the connection
+        if (i == first) { // the reply to the connection request
             pollfd wait {mosquitto_socket(client), POLLIN, 0};
             ::poll(&wait, 1, 1000);
             mosquitto_loop_read(client, 1);

@@ -6,11 +6,11 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QProcess>
 
-// Whether this run is to show that the benchmarks work; its figures mean nothing.
+// Whether this run only checks that the benchmarks work; its figures are meaningless.
 bool isSmokeRun();
 
-// This program in another process, which publishes so many messages to so many topics in
-// turn, each with a number of its own.
+// This program in another process, which publishes the given number of messages to the given number
+// of topics in turn, each with a different number.
 class Publisher
 {
 public:
@@ -21,7 +21,7 @@ public:
 
     static QByteArray topic(int number);
 
-    // What that process does.
+    // The task of the other process.
     static int run(quint16 port, int first, int messages, int topics, bool isJson);
 
 private:

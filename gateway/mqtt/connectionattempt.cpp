@@ -31,14 +31,14 @@ QString readPassword(const QString &name, QByteArray *password)
     QFile file(name);
     if (!file.open(QIODevice::ReadOnly))
         return QStringLiteral("cannot open %1: %2").arg(name, file.errorString());
-    constexpr qint64 longest = 65535; // of the protocol
+    constexpr qint64 longest = 65535; // limit of the protocol
     *password = file.read(longest + 2);
     while (password->endsWith('\n') || password->endsWith('\r'))
         password->chop(1);
     return password->size() > longest ? QStringLiteral("%1 is too long").arg(name) : QString();
 }
 
-// Empty, or what is wrong. The order of the calls is libmosquitto's.
+// Returns the problem, or an empty string. libmosquitto requires this order of calls.
 QString configure(mosquitto *client, const MqttOptions &options, int version)
 {
     mosquitto_int_option(client, MOSQ_OPT_PROTOCOL_VERSION,
@@ -73,7 +73,8 @@ QString configure(mosquitto *client, const MqttOptions &options, int version)
     const QByteArray key = fileName(options.keyFile);
     if (authority.isEmpty())
         mosquitto_int_option(client, MOSQ_OPT_TLS_USE_OS_CERTS, 1);
-    // Without a file of authorities it takes none but a folder of them, which the system has.
+    // If no authority file is set, libmosquitto requires a folder of authorities: that of the
+    // system.
     const int result = mosquitto_tls_set(client, orNull(authority),
                                          authority.isEmpty() ? "/etc/ssl/certs" : nullptr,
                                          orNull(certificate), orNull(key), nullptr);
@@ -173,7 +174,7 @@ ConnectionAttempt::ConnectionAttempt(const MqttOptions &options, int version,
         shared->context = nullptr;
     };
 
-    // Signals are for the threads that expect them.
+    // Signals are delivered to the threads that expect them, not to this one.
     sigset_t all, before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);

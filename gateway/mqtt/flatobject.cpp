@@ -9,7 +9,7 @@ namespace pellix::gateway {
 
 namespace {
 
-// Of which a double keeps each digit
+// A double represents every number with this many digits exactly.
 constexpr qsizetype longestNumber = 15;
 
 class Scanner
@@ -31,8 +31,8 @@ public:
         ++at;
         return true;
     }
-    // Plain ASCII, with its quotation marks. Null if there is no text; then nothing has been taken,
-    // or, if it is another kind of text, everything.
+    // Returns a string of plain ASCII with its quotation marks, or null. If there is no string,
+    // nothing is consumed; if the string contains other characters, everything is.
     QByteArrayView takeText()
     {
         if (!take('"'))
@@ -64,7 +64,7 @@ private:
     const char *end;
 };
 
-// Without an exponent, and not minus zero, which is whole in one way and not in another.
+// No exponent, and no negative zero, which one reader treats as an integer and the other does not.
 bool isPlainNumber(QByteArrayView word)
 {
     const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
@@ -128,7 +128,7 @@ std::optional<FlatObject> FlatObject::read(QByteArrayView json)
 
 std::optional<Payload> FlatObject::member(QByteArrayView name) const
 {
-    for (int i = count - 1; i >= 0; --i) { // the last one counts
+    for (int i = count - 1; i >= 0; --i) { // the last duplicate counts
         const QByteArrayView value = members[std::size_t(i)].value;
         if (members[std::size_t(i)].name != name)
             continue;

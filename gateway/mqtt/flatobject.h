@@ -12,16 +12,16 @@
 
 namespace pellix::gateway {
 
-// The members of a JSON object as most devices send it: few members, none of which is an object or
-// a list, plain texts and short numbers. It is read without a JSON document, and to the same end.
+// The members of a JSON object as most devices send it: a few plain strings and short numbers,
+// without nested objects or lists. It is read without a JSON document, with the same result.
 class FlatObject
 {
 public:
-    // None if it is anything else, good or bad: then a document has to tell. The bytes have to live
-    // as long as this.
+    // Returns nothing for any other payload, valid or not; the caller then parses it as a document.
+    // The bytes must outlive this object.
     static std::optional<FlatObject> read(QByteArrayView json);
 
-    // None if there is no member of that name.
+    // Returns nothing if there is no member with this name.
     std::optional<Payload> member(QByteArrayView name) const;
 
 private:

@@ -30,7 +30,7 @@ QString keywordPath(const QString &topic)
 
 bool isTopicName(const QString &topic)
 {
-    constexpr qsizetype longest = 65535; // of the protocol, in bytes
+    constexpr qsizetype longest = 65535; // limit of the protocol, in bytes
     return !topic.isEmpty() && !topic.contains(QLatin1Char('+'))
         && !topic.contains(QLatin1Char('#')) && !topic.contains(QChar(u'\0'))
         && topic.size() <= longest && topic.toUtf8().size() <= longest;

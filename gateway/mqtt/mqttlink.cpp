@@ -33,9 +33,9 @@ constexpr auto tick = 250ms;
 constexpr int filtersPerPacket = 100;
 constexpr qsizetype bytesPerPacket = 16 * 1024;
 constexpr int mostUnacknowledged = 1000;
-constexpr int mostAbandoned = 32; // attempts that hang
+constexpr int mostAbandoned = 32; // attempts that have not returned
 constexpr int packetsPerTurn = 256;
-constexpr char nothing[] = "keyword-gateway/nothing/is/here"; // that nobody subscribes to
+constexpr char nothing[] = "keyword-gateway/nothing/is/here"; // a topic that nobody uses
 
 auto membersOf(const MqttOptions &options)
 {
@@ -50,7 +50,7 @@ QString text(const char *utf8)
     return QString::fromUtf8(utf8);
 }
 
-// What the other side says itself, if it does.
+// The reason that the broker states itself, if any.
 QString reasonString(const mosquitto_property *properties)
 {
     char *string = nullptr;
@@ -116,20 +116,20 @@ public:
     MessageHandler handler;
     State state = State::Closed;
     QString reason;
-    QString logged; // last
+    QString logged; // the last line in the log
 
     // One connection
     MosquittoClient client;
     std::unique_ptr<QSocketNotifier> readNotifier;
     std::unique_ptr<QSocketNotifier> writeNotifier;
-    QHash<int, QByteArrayList> subscribing; // by number of the packet
+    QHash<int, QByteArrayList> subscribing; // by packet identifier
     QHash<int, quint64> publishing;
     QString endReason;
     quint64 callbacks = 0;
     int inLibrary = 0;
     bool closeWanted = false;
-    bool isConfirmed = false; // by a good CONNACK
-    bool isAsked = false; // for a sign of life
+    bool isConfirmed = false; // by a successful CONNACK
+    bool isAsked = false; // whether a reply has been requested
     std::chrono::milliseconds keepAlive {0};
     QElapsedTimer heard;
     QElapsedTimer ticked;
@@ -138,7 +138,7 @@ public:
     std::unique_ptr<ConnectionAttempt> connecting;
     const ConnectionAttempt::Counter abandoned = std::make_shared<std::atomic<int>>(0);
     QTimer *retry = nullptr;
-    QTimer *limit = nullptr; // of an attempt, until the broker has confirmed it
+    QTimer *limit = nullptr; // of an attempt, until the broker has accepted it
     QTimer *ticker = nullptr;
     int failures = 0;
     int version = 5;
@@ -233,7 +233,7 @@ void MqttLink::close()
 
 void MqttLink::Private::log(const QString &line)
 {
-    if (line == logged) // again and again the same
+    if (line == logged) // avoids repeating the same line
         return;
     logged = line;
     qCInfo(lcMqttLink).noquote() << (options.name.isEmpty() ? q->url()
@@ -262,8 +262,9 @@ void MqttLink::Private::attempt()
         [this](ConnectionAttempt::Result result) { takeAttempt(std::move(result)); });
 }
 
-// Soon at first, as a broker that restarts is back soon; later about once a second. At random, or
-// all gateways of a plant would come at once.
+// Retries soon at first, because a broker that restarts is often available again quickly, and later
+// about once a second. The delay is random, so that the gateways of a plant do not all connect at
+// once.
 void MqttLink::Private::attemptAgain()
 {
     const auto longest = qMin(longestDelay, firstDelay * (1 << qMin(failures, 4)));
@@ -274,7 +275,7 @@ void MqttLink::Private::attemptAgain()
 
 void MqttLink::Private::takeAttempt(ConnectionAttempt::Result result)
 {
-    const auto finished = std::move(connecting); // its function runs
+    const auto finished = std::move(connecting); // keeps the attempt alive while its function runs
     if (!result.error.isEmpty()) {
         fail(result.error);
         return;
@@ -349,7 +350,7 @@ void MqttLink::Private::setCallbacks()
 void MqttLink::Private::onConnect(int code, const mosquitto_property *properties)
 {
     ++callbacks;
-    constexpr int unknownVersion = 1; // of 3.1.1
+    constexpr int unknownVersion = 1; // code of MQTT 3.1.1
     if (code == 0) {
         uint16_t serverKeepAlive = 0;
         if (mosquitto_property_read_int16(properties, MQTT_PROP_SERVER_KEEP_ALIVE, &serverKeepAlive,
@@ -417,15 +418,15 @@ void MqttLink::Private::onPublish(int mid, int code, const mosquitto_property *p
         return;
     const quint64 number = *id;
     publishing.erase(id);
-    // "No matching subscribers" is no refusal, and any wildcard subscription hides it anyway.
+    // "No matching subscribers" is not a refusal, and any wildcard subscription hides it anyway.
     if (code >= 0x80)
         Q_EMIT q->published(number, Outcome::Refused, reasonOf(code, properties));
     else
         Q_EMIT q->published(number, Outcome::Acknowledged, {});
 }
 
-// A call reads one packet, so that many come with one turn of the event loop. In TLS what follows
-// may have been decrypted already, with nothing left in the socket to tell of it.
+// Each call reads one packet, so several packets are read per turn of the event loop. With TLS, the
+// following packets may already be decrypted, and the socket does not report them.
 void MqttLink::Private::read()
 {
     for (int i = 0; i < packetsPerTurn; ++i) {
@@ -454,13 +455,13 @@ void MqttLink::Private::write()
     settle();
 }
 
-// Each now and then.
+// Called periodically.
 void MqttLink::Private::look()
 {
     const bool wasAsleep = ticked.restart() > 4 * tick.count();
     if (!client)
         return;
-    if (wasAsleep) // this program, not the broker
+    if (wasAsleep) // this program was suspended, not the broker
         heard.start();
     if (options.tls) {
         read();
@@ -475,7 +476,7 @@ void MqttLink::Private::look()
         checkLink();
 }
 
-// The library notices a link that is half open within somewhat more than two periods.
+// libmosquitto itself detects a half-open connection only after somewhat more than two periods.
 void MqttLink::Private::checkLink()
 {
     const auto silence = std::chrono::milliseconds(heard.elapsed());
@@ -487,7 +488,7 @@ void MqttLink::Private::checkLink()
     }
 }
 
-// What any call of the library may have changed.
+// Handles the changes that any call of the library may have caused.
 void MqttLink::Private::settle()
 {
     if (inLibrary > 0 || !client)
@@ -502,7 +503,8 @@ void MqttLink::Private::settle()
         failures = 0;
         closesBeforeAnswer = 0;
         reason.clear();
-        // It is for errors in TLS, which come before; and for it the library spells each packet.
+        // The callback is only needed for TLS errors, which occur earlier. With it, the library
+        // formats a line for each packet.
         mosquitto_log_callback_set(client.get(), nullptr);
         log(version == 5 ? QStringLiteral("connected") : QStringLiteral("connected by MQTT 3.1.1"));
         if (!options.announceTopic.isEmpty()) {
@@ -523,8 +525,8 @@ void MqttLink::Private::settle()
         writeNotifier->setEnabled(wantsWrite);
 }
 
-// A broker that does not know MQTT 5 may just close. One that has refused it speaks 3.1.1, and
-// closes for another reason.
+// A broker without MQTT 5 may close the connection without a reply. If it has refused MQTT 5
+// before, it supports 3.1.1, and closes the connection for another reason.
 void MqttLink::Private::chooseVersion()
 {
     if (isFiveRefused && version == 3)
@@ -540,12 +542,12 @@ void MqttLink::Private::fail(const QString &why)
     const bool wasConnected = state == State::Connected;
     reason = wasConnected ? QStringLiteral("connection lost: ") + why
                           : QStringLiteral("cannot connect: ") + why;
-    // It may have been something in between that closed before, and not the broker.
+    // The previous close may have been caused by a proxy, and not by the broker.
     if (wasConnected && options.version == 0 && !isFiveRefused)
         version = 5;
     log(reason);
     setState(State::Connecting);
-    if (state == State::Connecting) // and not closed by who was told
+    if (state == State::Connecting) // a receiver of the signal may have closed the link
         drop();
     if (state != State::Connecting)
         return;
@@ -558,14 +560,14 @@ void MqttLink::Private::drop()
     ticker->stop();
     limit->stop();
     connecting.reset();
-    // They may be what calls.
+    // One of them may be on the call stack.
     for (auto *notifier : {&readNotifier, &writeNotifier}) {
         if (*notifier) {
             (*notifier)->setEnabled(false);
             notifier->release()->deleteLater();
         }
     }
-    client.reset(); // with all that it would send again
+    client.reset(); // discards everything that it would send again
     subscribing.clear();
     endReason.clear();
     closeWanted = false;
@@ -618,7 +620,7 @@ void MqttLink::subscribe(const QByteArrayList &filters, int qos, Retained retain
         for (const QByteArray &filter : std::as_const(packet))
             Q_EMIT filterRefused(filter, text(mosquitto_strerror(result)));
     }
-    // Never within this call.
+    // The signal is never emitted within this call.
     if (d->subscribing.isEmpty())
         QMetaObject::invokeMethod(this, &MqttLink::subscribed, Qt::QueuedConnection);
     d->settle();
@@ -672,14 +674,14 @@ void MqttLink::publish(quint64 id, const QByteArray &topic, const QByteArray &pa
     mosquitto_property_free_all(&properties);
     switch (result) {
     case MOSQ_ERR_SUCCESS:
-        if (qos == 0) // nobody acknowledges it
+        if (qos == 0) // QoS 0 has no acknowledgment
             Q_EMIT published(id, Outcome::Acknowledged, {});
         else
             d->publishing.insert(mid, id);
         break;
     case MOSQ_ERR_INVAL:
     case MOSQ_ERR_NOMEM:
-    case MOSQ_ERR_NO_CONN: // kept by the library, but never sent: the client is thrown away
+    case MOSQ_ERR_NO_CONN: // queued by the library, but never sent: the client is destroyed
     case MOSQ_ERR_NOT_SUPPORTED:
     case MOSQ_ERR_OVERSIZE_PACKET:
     case MOSQ_ERR_PAYLOAD_SIZE:
@@ -687,7 +689,7 @@ void MqttLink::publish(quint64 id, const QByteArray &topic, const QByteArray &pa
     case MOSQ_ERR_QOS_NOT_SUPPORTED:
         Q_EMIT published(id, Outcome::Refused, text(mosquitto_strerror(result)));
         break;
-    default: // also of an error in the link: part of it may have gone
+    default: // includes network errors, after which part of the packet may have been sent
         d->publishing.insert(mid, id);
         break;
     }

@@ -30,7 +30,7 @@ struct MqttOptions
     int version = 0; // 5, or 3 for 3.1.1; 0: 5, or 3.1.1 if the broker does not support 5
     QString announceTopic; // "1" is published here while connected, otherwise "0"; may be empty
     std::chrono::milliseconds connectWithin {5000};
-    std::chrono::milliseconds resync {0}; // how often what is retained is asked for again; 0: never
+    std::chrono::milliseconds resync {0}; // how often to request retained messages again; 0: never
 };
 
 bool operator==(const MqttOptions &left, const MqttOptions &right);
@@ -66,11 +66,11 @@ public:
     };
     Q_ENUM(Outcome)
 
-    // What a subscription brings besides what is published from now on.
+    // The messages that a subscription requests in addition to those published from now on.
     enum class Retained {
-        Sent, // what the broker keeps
-        SentAgain, // the same; the flag tells it from what is published meanwhile
-        NotSent // nothing; the flag is as it was published, where the protocol knows that
+        Sent, // the retained messages
+        SentAgain, // the same; the retain flag distinguishes them from new messages
+        NotSent // none; with MQTT 5, the retain flag is as published
     };
 
     using MessageHandler = std::function<void(const MqttMessage &message)>;

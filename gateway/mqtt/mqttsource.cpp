@@ -14,7 +14,7 @@ namespace pellix::gateway {
 
 namespace {
 
-constexpr qsizetype sliceSize = 1000; // of keywords at once, between which other work is done
+constexpr qsizetype sliceSize = 1000; // keywords per slice; other work is done between slices
 
 } // namespace
 
@@ -67,7 +67,7 @@ void MqttSource::start()
         d->worker.get(), [worker = d->worker.get()] { worker->start(); }, Qt::QueuedConnection);
 }
 
-// The worker never blocks for long, whatever its broker does.
+// The worker never blocks for long, regardless of its broker.
 void MqttSource::stop()
 {
     if (!d->worker)
@@ -143,7 +143,7 @@ QList<ServedTopic> MqttSource::served() const
     return result;
 }
 
-// Once per turn of the event loop, so that many keywords at once do not keep everything else.
+// Called once per turn of the event loop, so that many keywords do not block everything else.
 void MqttSource::Private::drain()
 {
     const QPointer<MqttSource> self(q);

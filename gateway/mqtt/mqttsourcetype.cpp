@@ -41,7 +41,7 @@ QByteArray compact(const QJsonValue &value)
     return list.sliced(1, list.size() - 2);
 }
 
-// A time in seconds that makes sense.
+// A time in seconds within a reasonable range.
 std::optional<std::chrono::milliseconds> readTime(ConfigurationObject &object, const char *name)
 {
     const auto seconds = object.number(q(name));
@@ -64,7 +64,7 @@ QString readPointer(ConfigurationObject &object, const char *name)
     return pointer;
 }
 
-// A topic that is made of the levels that a pattern names.
+// A topic that refers to the levels named in a pattern.
 QString readTopic(ConfigurationObject &object, const char *name, const QStringList &names,
                   bool hasOwnNames = false)
 {
@@ -270,7 +270,7 @@ void KeywordReader::addMapped(const QJsonValue &payload, const QJsonValue &value
     keyword.values.append({payload, variant});
 }
 
-// "map" of payloads to values, or, of a bool, which payloads are true and which are false.
+// "map" of payloads to values or, for a bool, the payloads for true and for false.
 void KeywordReader::readMap()
 {
     const QJsonValue map = object.value(q("map"));
@@ -516,7 +516,8 @@ void SourceReader::readMapping()
         mapping.keywords.append(KeywordReader(entry).read());
         ++uses[mapping.keywords.constLast().topic];
     }
-    // Where a topic has one keyword, the keyword has its path; else each has one below it.
+    // If a topic has one keyword, the keyword has the path of the topic; otherwise each has a path
+    // below it.
     for (TopicKeyword &keyword : mapping.keywords)
         keyword.isMemberInPath = uses.value(keyword.topic) > 1;
 }
@@ -590,7 +591,7 @@ void SourceReader::readTests()
     }
 }
 
-// What a mapping has said of keywords so far, for tests.
+// The state of the keywords that a mapping has reported so far, for tests.
 struct Seen
 {
     void take(ReportList reports)
@@ -644,7 +645,7 @@ std::unique_ptr<Source> MqttSourceSettings::create() const
     return std::make_unique<MqttSource>(link, mapping, qos);
 }
 
-// Another broker is another link; anything else is only read in another way.
+// Another broker requires another connection. All other settings only affect the mapping.
 bool MqttSourceSettings::apply(const SourceSettings &other, Source *source) const
 {
     const auto settings = dynamic_cast<const MqttSourceSettings *>(&other);

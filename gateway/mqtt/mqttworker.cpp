@@ -21,9 +21,9 @@ Q_LOGGING_CATEGORY(lcMqttSource, "pellixclient.gateway.mqtt", QtInfoMsg)
 
 using namespace std::chrono_literals;
 
-constexpr qsizetype mostValues = 20000; // waiting, before older ones are left out
+constexpr qsizetype mostValues = 20000; // waiting values, beyond which older ones are dropped
 constexpr int enoughQuietAnswers = 2;
-constexpr auto longestSubscribing = 30s; // where a broker never comes to an end
+constexpr auto longestSubscribing = 30s; // for a broker whose retained messages do not end
 constexpr std::chrono::milliseconds settlingTime(TopicSync::settlingTime);
 
 MappingOptions withResync(MappingOptions mapping, bool isResynced)
@@ -83,13 +83,13 @@ MqttWorker::MqttWorker(const MqttOptions &options, int qos, const MappingOptions
     clock.start();
     link->setMessageHandler([this](const MqttMessage &message) { takeMessage(message); });
     connect(link, &MqttLink::stateChanged, this, &MqttWorker::onStateChanged);
-    connect(link, &MqttLink::failed, this, [this] { setState(state); }); // for another reason
+    connect(link, &MqttLink::failed, this, [this] { setState(state); }); // with the new reason
     connect(link, &MqttLink::subscribed, this, &MqttWorker::onSubscribed);
     connect(link, &MqttLink::answered, this, &MqttWorker::onAnswered);
     connect(link, &MqttLink::readingPaused, this, &MqttWorker::flush);
     connect(link, &MqttLink::filterRefused, this,
             [this](const QByteArray &filter, const QString &reason) {
-                if (refusedFilters.contains(filter)) // once more, by a resync
+                if (refusedFilters.contains(filter)) // again, because of a resync
                     return;
                 refusedFilters.append(filter);
                 qCWarning(lcMqttSource).noquote() << name
@@ -116,7 +116,7 @@ void MqttWorker::add(MqttNews::Item item)
         Q_EMIT newsAdded();
 }
 
-// What was known before comes before.
+// Everything that was known before is reported first.
 void MqttWorker::setState(Source::State next)
 {
     flush();
@@ -136,7 +136,7 @@ void MqttWorker::setState(Source::State next)
 
 void MqttWorker::answer(quint64 id, Source::Outcome outcome, const QString &reason)
 {
-    flush(); // what was reported before it, was
+    flush(); // everything reported earlier is delivered before the answer
     MqttNews::Item item;
     item.kind = MqttNews::Item::Kind::Answer;
     item.write = id;
@@ -156,7 +156,7 @@ void MqttWorker::stop()
 {
     link->close();
     setState(Source::State::Stopped);
-    expiry->stop(); // in its thread
+    expiry->stop(); // must be stopped in its own thread
     resyncTimer->stop();
 }
 
@@ -179,7 +179,7 @@ void MqttWorker::onStateChanged(MqttLink::State linkState)
         quietAnswers = 0;
         asked = 0;
         subscribing.start();
-        mapping->takeNewFilters(); // all of them are subscribed to
+        mapping->takeNewFilters(); // the subscription below includes all of them
         mapping->takeOldFilters();
         setState(Source::State::Subscribing);
         link->subscribe(mapping->filters(), qos);
@@ -187,8 +187,8 @@ void MqttWorker::onStateChanged(MqttLink::State linkState)
     }
 }
 
-// Nothing in the protocol tells where the messages that were kept end. But a broker answers in
-// order: once it has answered twice and nothing new came in between, there was nothing left.
+// The protocol does not indicate the last retained message. However, a broker replies in order: if
+// it has replied twice with no new message in between, there are no more.
 void MqttWorker::onSubscribed()
 {
     if (isResyncing) {
@@ -198,7 +198,7 @@ void MqttWorker::onSubscribed()
     }
     if (state != Source::State::Subscribing || !refusedFilters.isEmpty()) {
         if (state == Source::State::Subscribing)
-            setState(state); // says which
+            setState(state); // reports the refused filter
         return;
     }
     quietAnswers = 0;
@@ -231,15 +231,15 @@ void MqttWorker::onAnswered(int number)
     }
 }
 
-// A cluster may not have had everything yet when it was subscribed to, and may lose what is on its
-// way when one of its nodes dies. What it keeps is right in the end, and comes once more with the
-// same subscription.
+// A cluster may not have had all messages when they were subscribed to, and may lose messages in
+// transit when a node fails. What it retains is correct in the end, and a repeated subscription
+// requests it again.
 void MqttWorker::resync()
 {
     if (state != Source::State::Ready || isResyncing)
         return;
     const bool isDue = isFirstResync || untilResync() <= 0ms;
-    if (!isDue && !mapping->hasDoubts()) { // settled by newer messages
+    if (!isDue && !mapping->hasDoubts()) { // newer messages have removed the doubts
         resyncTimer->start(qMax(untilResync(), 1ms));
         return;
     }
@@ -300,16 +300,16 @@ void MqttWorker::subscribeNew()
     const QByteArrayList added = mapping->takeNewFilters();
     const QByteArrayList removed = mapping->takeOldFilters();
     if (link->state() != MqttLink::State::Connected)
-        return; // all of them are, once there is a connection
+        return; // all filters are subscribed to once there is a connection
     if (!removed.isEmpty())
         link->unsubscribe(removed);
     if (!added.isEmpty()) {
-        asked = 0; // not before they have been granted
+        asked = 0; // wait until the broker has granted them
         link->subscribe(added, qos);
     }
 }
 
-// At the end of what could be read at once.
+// Called when everything that was available has been read.
 void MqttWorker::flush()
 {
     turn = -1;
@@ -333,7 +333,8 @@ void MqttWorker::flush()
     subscribeNew();
 }
 
-// The link stays. What the broker keeps is asked for again, as it may mean something else now.
+// Keeps the connection. The retained messages are requested again, as they may now have another
+// meaning.
 void MqttWorker::setMapping(const MappingOptions &options, int newQos)
 {
     flush();

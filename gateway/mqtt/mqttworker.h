@@ -119,11 +119,11 @@ private:
     bool isFirstResync = false; // of the connection
     quint64 copies = 0; // since the last request
     quint64 recovered = 0; // before this resync
-    qint64 syncedAt = 0; // on the wall clock; messages that were missed are newer
+    qint64 syncedAt = 0; // on the wall clock; missed messages are newer
     qint64 resyncStart = 0;
     QElapsedTimer sinceResync;
     QElapsedTimer clock;
-    qint64 turn = -1; // the time, as long as messages are read
+    qint64 turn = -1; // the time at which the current messages are read; -1: not reading
     quint64 messages = 0; // not yet added to the counters
     quint64 bytes = 0;
 };

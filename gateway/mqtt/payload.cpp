@@ -16,7 +16,7 @@ namespace pellix::gateway {
 
 namespace {
 
-constexpr double wholeLimit = 9223372036854775808.0; // the first above the values of an int
+constexpr double wholeLimit = 9223372036854775808.0; // the first number beyond the range of an int
 constexpr char placeholder[] = "$value";
 
 bool isBlank(char c)
@@ -40,7 +40,7 @@ bool isDigit(char c)
     return c >= '0' && c <= '9';
 }
 
-// A number exactly as JSON has it.
+// Reads a number in exactly the syntax of JSON.
 bool readNumber(QByteArrayView text, Payload *payload)
 {
     const char *const end = text.data() + text.size();
@@ -93,7 +93,7 @@ bool readNumber(QByteArrayView text, Payload *payload)
     return true;
 }
 
-// Before a parser goes down them.
+// Checked before the recursive parser runs.
 bool isTooDeep(QByteArrayView json)
 {
     int depth = 0;
@@ -149,8 +149,8 @@ void readJson(QByteArrayView text, Payload *payload)
             document.isObject() ? QJsonValue(document.object()) : QJsonValue(document.array());
         return;
     }
-    // Anything that begins like JSON may be a text. A number that none can hold is a number, and
-    // what is too deep or too large is JSON.
+    // Any text may begin like JSON. However, a number out of range is still a number, and a
+    // document that is too deep or too large is still JSON. Both are unreadable.
     const qsizetype before = qBound(qsizetype(0), qsizetype(error.offset) - 1, text.size() - 1);
     if ((error.error == QJsonParseError::IllegalNumber && isDigit(text[before]))
         || error.error == QJsonParseError::DeepNesting
@@ -179,7 +179,7 @@ ValueType typeOfValue(const QVariant &value)
     }
 }
 
-// The one of all values; whole numbers among others are numbers.
+// The common type of all values. Integers together with other numbers are numbers.
 ValueType commonType(const QList<TopicValue> &values)
 {
     const auto isNumber = [](ValueType type) {
@@ -286,7 +286,8 @@ Payload Payload::read(const QJsonValue &member)
     case QJsonValue::Double:
         payload.number = member.toDouble();
         payload.kind = std::isfinite(payload.number) ? Kind::Number : Kind::Unreadable;
-        // One that is not whole, or beyond, gives the default; two defaults differ.
+        // toInteger() returns its default for a number that is not an integer or is out of range,
+        // so two calls with different defaults differ.
         payload.whole = member.toInteger(0);
         payload.isWhole = payload.whole == member.toInteger(1);
         break;
@@ -367,7 +368,7 @@ PayloadRules::PayloadRules(const TopicKeyword &keyword)
         pattern = QRegularExpression(QRegularExpression::anchoredPattern(keyword.pattern));
     const qsizetype at = keyword.writePayload.indexOf(placeholder);
     if (at < 0) {
-        before = keyword.writePayload; // always the same, such as for a button
+        before = keyword.writePayload; // a constant payload, such as for a button
         spelling = keyword.writePayload.isEmpty() ? Spelling::Text : Spelling::Json;
         return;
     }
@@ -400,7 +401,7 @@ const QVariant *PayloadRules::mapped(const Payload &payload) const
                 && entry.payload.toDouble() == json.toDouble()))
             return &entry.value;
     }
-    // A number or a word as a member, declared as a text
+    // The member is a number or a literal, but is declared as a string.
     return payload.isMember && payload.kind != Payload::Kind::Structure ? find(compactJson(json))
                                                                         : nullptr;
 }
@@ -485,7 +486,8 @@ PayloadRules::Result PayloadRules::number(double number, ValueType type, QVarian
     return Result::Value;
 }
 
-// What is no text can be one where it was declared, or where all of the payload is one word.
+// A payload that is not a string is accepted as one if it is declared as such, or if the whole
+// payload is one word.
 PayloadRules::Result PayloadRules::text(const Payload &payload, ValueType type,
                                         QVariant *value) const
 {
@@ -506,7 +508,7 @@ PayloadRules::Result PayloadRules::text(const Payload &payload, ValueType type,
     }
     if (!isDeclared || payload.kind != Payload::Kind::Text)
         return Result::Misfit;
-    // A number, or a word, in quotes
+    // A number or a literal in quotation marks.
     const QByteArray utf8 =
         payload.isMember ? payload.string.toUtf8() : payload.bytes.toByteArray();
     QByteArrayView word = trimmed(utf8);
@@ -601,7 +603,7 @@ QByteArray numberText(double number)
 
 std::optional<qint64> timeOf(const QJsonValue &value)
 {
-    constexpr double firstMilliseconds = 1e11; // as seconds that is the year 5138
+    constexpr double firstMilliseconds = 1e11; // as seconds, this is the year 5138
     if (value.isDouble()) {
         const double number = value.toDouble();
         if (!(number >= 0 && number < 1e15))

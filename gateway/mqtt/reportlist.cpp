@@ -60,7 +60,7 @@ void ReportList::append(ReportList &&other)
     if (reports.isEmpty()) {
         reports.swap(other.reports);
     } else if (!other.reports.isEmpty()) {
-        // Most of the time there are values alone.
+        // Usually, there are only values.
         SourceReport first = other.reports.takeFirst();
         if (first.removed.isEmpty() && first.declared.isEmpty())
             last()->values.append(std::move(first.values));
@@ -86,7 +86,7 @@ void ReportList::compact()
                 continue;
             }
             SourceValue &old = kept[*place];
-            if (!value.value) { // of the flags alone
+            if (!value.value) { // only the flags have changed
                 value.value = std::move(old.value);
                 value.time = old.time;
             }

@@ -27,8 +27,8 @@ namespace pellix::gateway {
 
 namespace {
 
-constexpr int memberLevels = 4; // of objects that become children
-constexpr qsizetype mostMembers = 10000; // of one topic
+constexpr int memberLevels = 4; // depth of nested objects whose members become children
+constexpr qsizetype mostMembers = 10000; // members per topic
 constexpr qsizetype mostTopics = 1000000;
 constexpr qsizetype mostMessages = 1000; // kept for the log
 
@@ -37,8 +37,8 @@ QByteArray raw(QByteArrayView bytes)
     return QByteArray::fromRawData(bytes.data(), bytes.size());
 }
 
-// Who has a path that two want: first what the configuration says, then topics before members,
-// then the smaller one.
+// The priority if two keywords claim the same path: first the configuration, then topics before
+// members, then the smaller name.
 enum class Rank {
     Configured,
     Topic,
@@ -53,7 +53,7 @@ public:
     struct Topic;
     struct Availability;
 
-    // A convention, and what it has had subscribed to.
+    // A convention, and the filters for which it has requested a subscription.
     struct Reader
     {
         MappingOptions::DescribedBy use;
@@ -67,35 +67,35 @@ public:
         PayloadRules rules;
         JsonPointer member;
         JsonPointer time;
-        QByteArray flatMember; // its name if it is one of the whole payload, and of ASCII; or null
-        Reader *reader = nullptr; // that described it; null: configured
+        QByteArray flatMember; // name of the member, if the pointer is one ASCII level; or null
+        Reader *reader = nullptr; // the convention that described it; null: configured
     };
 
     struct Keyword
     {
         QString path;
         Topic *topic = nullptr;
-        std::shared_ptr<const Declaration> declaration; // null: served as it is
+        std::shared_ptr<const Declaration> declaration; // null: served undeclared
         Availability *availability = nullptr;
-        QByteArray member; // for the order of two with one path
-        QVariant value; // only if there is a target
+        QByteArray member; // to order keywords with the same path
+        QVariant value; // only set if there is a target topic
         QVariant target;
         qint64 expires = 0;
         ValueType type = ValueType::None;
         Rank rank = Rank::Topic;
         bool isMember = false;
         bool isReported = false; // declared to the source
-        bool isShadowed = false; // by another one of the path
+        bool isShadowed = false; // another keyword has its path
         bool isMisfit = false;
         bool isExpired = false;
-        bool isGone = false; // deleted; there is no value until the next one
-        bool hasErrorTopic = false; // it says something
+        bool isGone = false; // deleted; has no value until the next message
+        bool hasErrorTopic = false; // the error topic has a payload
         bool hasTarget = false;
         bool isContinued = false; // from another mapping, with its value
     };
     using KeywordPointer = std::unique_ptr<Keyword>;
 
-    // A member of an object; those of inner objects are its children.
+    // A member of an object. The members of a nested object are its children.
     struct Node
     {
         QString name;
@@ -103,7 +103,7 @@ public:
         std::vector<Node> children; // sorted
     };
 
-    // A declaration whose array has children.
+    // A declaration of an array whose elements become children.
     struct Array
     {
         std::shared_ptr<const Declaration> declaration;
@@ -115,30 +115,30 @@ public:
     struct Topic
     {
         QByteArray name;
-        KeywordPointer own; // the payload as it is
+        KeywordPointer own; // the keyword for the whole payload
         Node root; // its members
         std::vector<KeywordPointer> declared;
         std::vector<Array> arrays;
         std::vector<Reader *> readers;
         std::vector<std::pair<Availability *, int>> availabilities;
         QByteArray state; // the last payload, if keywords may depend on it
-        std::unique_ptr<TopicSync> sync; // if copies come more than once
+        std::unique_ptr<TopicSync> sync; // if copies of retained messages arrive repeatedly
         std::vector<Keyword *> errorOf;
         std::vector<Keyword *> targetOf;
-        Availability *availability = nullptr; // of what is served as it is
+        Availability *availability = nullptr; // of undeclared keywords
         QString path;
         quint32 connection = 0;
         int members = 0;
-        bool isServed = false; // as it is
+        bool isServed = false; // without a declaration
         bool isDescription = false;
-        bool keepsState = false; // keywords that are not known yet may depend on it
+        bool keepsState = false; // keywords that are not known yet may depend on its payload
     };
 
     struct Availability
     {
         TopicAvailability settings;
         std::vector<JsonPointer> members;
-        std::vector<signed char> states; // -1: not known
+        std::vector<signed char> states; // -1: unknown
         int latest = -1;
         bool isAvailable = false;
         QSet<Keyword *> keywords;
@@ -146,7 +146,7 @@ public:
 
     explicit Private(const MappingOptions &options);
 
-    // What there is
+    // Topics and keywords
     Topic *topicOf(QByteArrayView name);
     Topic *prepare(const QByteArray &name);
     void prepareDeclared(Topic *topic, const QStringList &levels);
@@ -221,19 +221,19 @@ public:
     const MappingOptions options;
     QList<TopicPattern> served;
     QList<TopicPattern> patterns; // of options.keywords
-    QStringList prefix; // levels that no path has
+    QStringList prefix; // levels that are removed from all paths
     QList<TopicPattern> states; // of topics that keywords may depend on
     std::vector<std::unique_ptr<Reader>> readers;
     std::vector<std::pair<TopicPattern, Reader *>> descriptions;
 
     QHash<QByteArray, Topic *> topics;
     std::vector<std::unique_ptr<Topic>> ownedTopics;
-    QHash<QString, Availability *> availabilities; // by what they say
+    QHash<QString, Availability *> availabilities; // by their settings
     std::vector<std::unique_ptr<Availability>> ownedAvailabilities;
-    QHash<QString, Keyword *> paths; // who has them
-    QHash<QString, Keyword *> described; // by conventions
+    QHash<QString, Keyword *> paths; // the keyword that has each path
+    QHash<QString, Keyword *> described; // those created by conventions
     std::set<std::pair<qint64, Keyword *>> expiring;
-    std::vector<KeywordPointer> commands; // without a topic
+    std::vector<KeywordPointer> commands; // keywords without a topic
 
     QHash<QString, int> filterUses;
     QStringList filterOrder;
@@ -244,8 +244,8 @@ public:
     PayloadRules plain;
     ReportList reports;
     QStringList messages;
-    QSet<Topic *> doubtful; // whose copy was not taken
-    qint64 messageTime = 0; // of values without a time of their own; 0: now
+    QSet<Topic *> doubtful; // topics with an ignored copy
+    qint64 messageTime = 0; // for values without a time of their own; 0: now
     QSet<QString> said;
     Statistics counts;
     quint32 connection = 1;
@@ -259,7 +259,7 @@ TopicMapping::Private::Private(const MappingOptions &options) : options(options)
         fixed.append(served.constLast().fixedLevels());
         addFilter(filter);
     }
-    // What all of them begin with says nothing.
+    // The levels with which all filters begin are redundant.
     if (!fixed.isEmpty()) {
         prefix = fixed.constFirst();
         for (const QStringList &levels : std::as_const(fixed)) {
@@ -298,7 +298,8 @@ TopicMapping::Private::Private(const MappingOptions &options) : options(options)
             continue;
         }
         addFilter(patterns.at(i).filter());
-        // Those of its other topics; with wildcards as well, as who is there is not known.
+        // Subscribe to its other topics as well. They keep their wildcards, because the devices are
+        // not known.
         TopicKeyword wild = keyword;
         TopicCaptures captures;
         for (const QString &name : patterns.at(i).names())
@@ -341,7 +342,7 @@ void TopicMapping::Private::removeFilter(const QString &filter)
         [&filter](const TopicPattern &pattern) { return pattern.filter() == filter; });
 }
 
-// What no other filter brings.
+// Subscribes to a topic that no other filter includes.
 void TopicMapping::Private::needTopic(const QString &topic)
 {
     if (topic.isEmpty() || filterUses.contains(topic))
@@ -363,7 +364,8 @@ void TopicMapping::Private::needTopics(const TopicKeyword &keyword)
         needTopic(entry.topic);
 }
 
-// What is said on them is kept, as it may come before the keywords that it is about.
+// Payloads on these topics are kept, because they may arrive before the keywords that depend on
+// them.
 void TopicMapping::Private::watchStates(const TopicKeyword &keyword)
 {
     QStringList topics {keyword.errorTopic, keyword.targetTopic};
@@ -375,7 +377,7 @@ void TopicMapping::Private::watchStates(const TopicKeyword &keyword)
     }
 }
 
-// What there is
+// Topics and keywords
 
 TopicMapping::Private::Topic *TopicMapping::Private::topicOf(QByteArrayView name)
 {
@@ -383,7 +385,7 @@ TopicMapping::Private::Topic *TopicMapping::Private::topicOf(QByteArrayView name
     return found != topics.constEnd() ? *found : prepare(name.toByteArray());
 }
 
-// What a topic is for, once for all its messages.
+// Determines the use of a topic once for all its messages.
 TopicMapping::Private::Topic *TopicMapping::Private::prepare(const QByteArray &name)
 {
     if (topics.size() >= mostTopics) {
@@ -422,7 +424,7 @@ TopicMapping::Private::Topic *TopicMapping::Private::prepare(const QByteArray &n
 
 void TopicMapping::Private::prepareDeclared(Topic *topic, const QStringList &levels)
 {
-    QSet<QString> members; // the first declaration of each
+    QSet<QString> members; // only the first declaration of each member applies
     for (qsizetype i = 0; i < patterns.size(); ++i) {
         TopicCaptures captures;
         const TopicKeyword &pattern = options.keywords.at(i);
@@ -435,13 +437,13 @@ void TopicMapping::Private::prepareDeclared(Topic *topic, const QStringList &lev
     }
 }
 
-// With what stood for its wildcards.
+// Replaces the wildcards with the captured levels.
 TopicKeyword TopicMapping::Private::instance(const TopicKeyword &pattern,
                                              const TopicCaptures &captures) const
 {
     TopicKeyword keyword = pattern;
     const auto fill = [&](QString *topic) {
-        const bool isBelow = topic->startsWith(QLatin1String("+/")); // the topic itself
+        const bool isBelow = topic->startsWith(QLatin1String("+/")); // the topic of the keyword
         *topic = isBelow ? keyword.topic + filledIn(topic->mid(1), captures)
                          : filledIn(*topic, captures);
     };
@@ -461,8 +463,8 @@ TopicKeyword TopicMapping::Private::instance(const TopicKeyword &pattern,
     return keyword;
 }
 
-// A level that is named by the availability, and not by the keyword, is the one that stands at its
-// place in the topic.
+// A level that is named in the availability, but not in the keyword, is taken from the same
+// position in the topic.
 TopicAvailability TopicMapping::Private::defaultAvailability(const QStringList &levels,
                                                              const TopicCaptures &captures) const
 {
@@ -485,7 +487,7 @@ TopicAvailability TopicMapping::Private::defaultAvailability(const QStringList &
         }
         entry.topic = filledIn(parts.join(QLatin1Char('/')), own);
     }
-    // What no level could be found for is about something else.
+    // An entry in which a level is still unknown does not apply to this topic.
     result.entries.removeIf(
         [](const TopicAvailability::Entry &entry) { return !namesIn(entry.topic).isEmpty(); });
     return result;
@@ -547,7 +549,7 @@ void TopicMapping::Private::declareKeyword(Topic *topic, const TopicKeyword &pat
         reports.report(flags(*declared));
 }
 
-// To the other topics that have to do with it.
+// Connects the keyword to the other topics on which it depends.
 void TopicMapping::Private::attach(Keyword *keyword)
 {
     const TopicKeyword &settings = keyword->declaration->keyword;
@@ -583,7 +585,7 @@ TopicMapping::Private::availabilityOf(const TopicAvailability &settings)
         return availability;
     ownedAvailabilities.push_back(std::make_unique<Availability>());
     availability = ownedAvailabilities.back().get();
-    Availability *const made = availability; // the hash may move
+    Availability *const made = availability; // inserting may move the hash
     made->settings = settings;
     made->states.assign(std::size_t(settings.entries.size()), -1);
     for (int i = 0; i < int(settings.entries.size()); ++i) {
@@ -592,14 +594,14 @@ TopicMapping::Private::availabilityOf(const TopicAvailability &settings)
         needTopic(entry.topic);
         if (Topic *const topic = topicOf(entry.topic.toUtf8())) {
             topic->availabilities.emplace_back(made, i);
-            if (!topic->state.isEmpty()) // it may not be said again for a long time
+            if (!topic->state.isEmpty()) // it may not be published again for a long time
                 takeState(made, i, topic->state);
         }
     }
     return made;
 }
 
-// Everything that points to it.
+// Removes all references to the keyword.
 void TopicMapping::Private::forget(Keyword *keyword)
 {
     release(keyword);
@@ -631,7 +633,7 @@ void TopicMapping::Private::clear(Node *node)
     node->children.clear();
 }
 
-// What a topic was served as before it was declared.
+// Removes the keywords that existed before the topic was declared.
 void TopicMapping::Private::dropUndeclared(Topic *topic)
 {
     if (topic->own)
@@ -654,7 +656,7 @@ bool TopicMapping::Private::isBefore(const Keyword &left, const Keyword &right) 
     return key(left) < key(right);
 }
 
-// Whether the keyword has its path now.
+// Returns whether the keyword now has its path.
 bool TopicMapping::Private::claim(Keyword *keyword)
 {
     if (keyword->isReported)
@@ -744,7 +746,7 @@ SourceKeyword TopicMapping::Private::sourceKeyword(const Keyword &keyword) const
     return result;
 }
 
-// Keywords of what the configuration or a description says of one.
+// Keywords with the unit and the limits of a keyword, from its configuration or description.
 QList<std::pair<SourceKeyword, QVariant>>
 TopicMapping::Private::metaOf(const Keyword &keyword) const
 {
@@ -826,7 +828,7 @@ void TopicMapping::Private::apply(const ConventionChange &change, Reader *reader
             continue;
         Keyword *const old = described.value(pathOf(keyword));
         if (old && old->topic == topic && old->declaration->keyword.member == keyword.member) {
-            // As it is now; the value stays.
+            // Apply the new declaration and keep the value.
             const bool wasReported = old->isReported;
             old->isReported = false;
             const Keyword before = *old;
@@ -866,7 +868,7 @@ void TopicMapping::Private::apply(const ConventionChange &change, Reader *reader
         say(message);
 }
 
-// Messages about other topics
+// Availability, errors, and targets
 
 void TopicMapping::Private::takeAvailability(Topic *topic, QByteArrayView payload)
 {
@@ -878,7 +880,7 @@ void TopicMapping::Private::takeAvailability(Topic *topic, QByteArrayView payloa
     }
 }
 
-// Whether the keywords that depend on it are available now, or no longer.
+// Returns whether the availability of the dependent keywords has changed.
 bool TopicMapping::Private::takeState(Availability *availability, int index, QByteArrayView payload)
 {
     const TopicAvailability::Entry &entry = availability->settings.entries.at(index);
@@ -897,7 +899,7 @@ bool TopicMapping::Private::takeState(Availability *availability, int index, QBy
     }
     signed char &state = availability->states[std::size_t(index)];
     if (payload.isEmpty() && !entry.online.contains(word) && !entry.offline.contains(word))
-        state = -1; // nobody says it any longer
+        state = -1; // the retained message was deleted
     else if (entry.online.contains(word) || entry.online.contains(word.trimmed()))
         state = 1;
     else if (entry.offline.contains(word) || entry.offline.contains(word.trimmed()))
@@ -975,7 +977,7 @@ void TopicMapping::Private::update(Keyword *keyword, const Payload &payload, qin
 {
     if (keyword->type == ValueType::None) {
         keyword->type = payload.inferredType();
-        if (keyword->type == ValueType::None) // nothing can be said of it yet
+        if (keyword->type == ValueType::None) // the type is still unknown
             return;
     }
     if (!claim(keyword))
@@ -1009,8 +1011,8 @@ void TopicMapping::Private::update(Keyword *keyword, const Payload &payload, qin
     reports.report(std::move(reported));
 }
 
-// An empty message that is retained takes the one back that was. Before MQTT 5 who listens already
-// cannot tell it from an empty text.
+// An empty retained message deletes the previous one. Before MQTT 5, an existing subscriber cannot
+// distinguish it from an empty string.
 bool TopicMapping::Private::isDeletion(const Topic &topic, const TopicMessage &message) const
 {
     if (!message.payload.isEmpty())
@@ -1036,7 +1038,7 @@ void TopicMapping::Private::removeTopic(Topic *topic)
         const bool isNamed =
             std::any_of(options.keywords.cbegin(), options.keywords.cend(),
                         [&text](const TopicKeyword &other) { return other.topic == text; });
-        // What is declared by name stays, without a value of now.
+        // A keyword that is declared by its topic name stays, without a current value.
         if (isDescribed || isNamed)
             reportFlags(keyword.get());
         else
@@ -1044,8 +1046,8 @@ void TopicMapping::Private::removeTopic(Topic *topic)
     }
 }
 
-// Whether a message says more than what is known. One that was missed is as old as what it replaces
-// may be known to be: it must not make a keyword fresh of which nothing has been heard.
+// Returns whether a message contains news. A message that was missed gets the oldest time that it
+// can have, so that it does not make a keyword appear fresh.
 bool TopicMapping::Private::isNews(Topic *topic, const TopicMessage &message, bool isFirst)
 {
     if (isFirst || !topic->sync)
@@ -1126,7 +1128,7 @@ void TopicMapping::Private::takeDeclared(Topic *topic, const Payload &payload,
             continue;
         }
         if (payload.kind != Payload::Kind::Structure) {
-            // What stands for no value may do so for all members.
+            // Null, which stands for no value, is not an error for the members.
             if (payload.kind == Payload::Kind::Null)
                 continue;
             Payload none;
@@ -1134,7 +1136,7 @@ void TopicMapping::Private::takeDeclared(Topic *topic, const Payload &payload,
             continue;
         }
         const QJsonValue value = declaration.member.of(payload.structure);
-        if (!value.isUndefined()) // else it says nothing of it
+        if (!value.isUndefined()) // otherwise, the payload does not contain the member
             update(keyword.get(), Payload::read(value), expires, time);
     }
     for (Array &array : topic->arrays)
@@ -1151,7 +1153,7 @@ QByteArray TopicMapping::Private::flatMemberOf(const Declaration &declaration)
     return isPlain && !names.constFirst().isEmpty() ? names.constFirst().toLatin1() : QByteArray();
 }
 
-// Whether all that it says has been taken, the short way.
+// Takes the values without parsing a document. Returns false if that is not possible.
 bool TopicMapping::Private::takeFlat(Topic *topic, const TopicMessage &message, qint64 now)
 {
     if (!topic->arrays.empty())
@@ -1201,7 +1203,8 @@ void TopicMapping::Private::takeArray(Topic *topic, Array *array, const QJsonVal
     }
 }
 
-// The member of that name, sorted in; null if there are too many.
+// Returns the member with this name, and inserts it in order if necessary. Returns null if there
+// are too many.
 TopicMapping::Private::Node *TopicMapping::Private::child(Topic *topic, Node *node,
                                                           const QString &name)
 {
@@ -1259,7 +1262,7 @@ void TopicMapping::Private::takeMembers(Topic *topic, Node *node, const QJsonObj
                         path + QLatin1Char('/') + keywordLevel(it.key()), level + 1, expires);
             continue;
         }
-        if (!inner->children.empty()) { // it was an object, and is none
+        if (!inner->children.empty()) { // it was an object before, but is not now
             if (!value.isNull()) {
                 ++counts.misfits;
                 setMisfit(inner);
@@ -1284,9 +1287,9 @@ void TopicMapping::Private::setMisfit(Node *node)
     }
 }
 
-// Another mapping
+// Changing the mapping
 
-// What has been described is not said again just because it is mapped anew.
+// The broker does not send descriptions again when only the mapping changes.
 void TopicMapping::Private::takeOverReaders(Private *other)
 {
     for (const auto &reader : readers) {
@@ -1385,7 +1388,7 @@ void TopicMapping::Private::takeOverMembers(Topic *topic, Node *node, const Node
     }
 }
 
-// Who is there is known already.
+// The known availability is kept.
 void TopicMapping::Private::takeOverAvailabilities(const Private &other)
 {
     for (auto it = availabilities.begin(); it != availabilities.end(); ++it) {
@@ -1405,7 +1408,7 @@ void TopicMapping::Private::takeOverAvailabilities(const Private &other)
     }
 }
 
-// Its type and its value stay where payloads mean the same as before.
+// Keeps the type and the value of a keyword if payloads have the same meaning as before.
 void TopicMapping::Private::continueKeyword(Keyword *keyword, const Keyword &before)
 {
     static const TopicKeyword none;
@@ -1442,7 +1445,7 @@ void TopicMapping::Private::continueKeyword(Keyword *keyword, const Keyword &bef
         release(keyword);
 }
 
-// What is gone, and what there is, as it is now.
+// Reports the removed keywords, and the current state of the others.
 void TopicMapping::Private::reportDifference(const Private &other)
 {
     QSet<QString> metas;
@@ -1525,7 +1528,7 @@ bool TopicMapping::take(const TopicMessage &message, qint64 now)
     d->messageTime = 0;
     if (d->options.isResynced && !d->isNews(topic, message, isFirst))
         return false;
-    constexpr qsizetype longestState = 1024; // descriptions are longer
+    constexpr qsizetype longestState = 1024; // longer payloads are descriptions
     const bool isState = (topic->keepsState || !topic->availabilities.empty())
         && message.payload.size() <= longestState;
     if (isState || !topic->state.isEmpty())

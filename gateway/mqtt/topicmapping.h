@@ -37,7 +37,7 @@ struct MappingOptions
     QList<DescribedBy> conventions;
     bool meta = false; // units and limits are also served as keywords
     bool labelUnit = false; // labels end with the unit
-    bool isResynced = false; // copies of what is retained come more than once
+    bool isResynced = false; // copies of retained messages arrive repeatedly
 };
 
 // The message for a write.
@@ -56,9 +56,9 @@ struct TopicMessage
     bool isRetained = false;
     bool isFlagExact = true; // isRetained is as published, so that a deletion can be recognized
     qint64 expiry = -1; // in seconds
-    bool isCopy = false; // sent because it is kept, and not because it is published now
-    qint64 arrival = 0; // in milliseconds of a steady clock; only if it may be a copy
-    qint64 notBefore = 0; // when a copy that says something new was not there yet; 0: not known
+    bool isCopy = false; // a retained message sent to a subscriber, not one published just now
+    qint64 arrival = 0; // in milliseconds of a steady clock; only needed for resyncs
+    qint64 notBefore = 0; // a copy with a new payload was published after this time; 0: unknown
 };
 
 // An undeclared keyword.

@@ -16,7 +16,7 @@ std::optional<TopicPattern> refuse(QString *reason, const QString &why)
     return std::nullopt;
 }
 
-// Calls the function with each name in braces, and puts in what it returns.
+// Replaces each name in braces with the result of the function.
 QString replaced(const QString &text, const std::function<QString(const QString &)> &value)
 {
     QString result;
@@ -110,7 +110,7 @@ QStringList TopicPattern::fixedLevels() const
             return result;
         result.append(level.text);
     }
-    // All of a topic but its name
+    // The last level is the name of the topic.
     if (!hasRest && !result.isEmpty())
         result.removeLast();
     return result;
@@ -118,7 +118,7 @@ QStringList TopicPattern::fixedLevels() const
 
 bool TopicPattern::match(const QStringList &topic, qsizetype count, TopicCaptures *captures) const
 {
-    // Only who names such a topic means it.
+    // A wildcard at the first level does not match topics that begin with "$".
     if (topic.at(0).startsWith(QLatin1Char('$')) && (levels.isEmpty() || levels.at(0).isAny))
         return false;
     int number = 0;
@@ -139,7 +139,7 @@ bool TopicPattern::matches(const QStringList &topic, TopicCaptures *captures) co
 {
     if (levels.isEmpty() && !hasRest)
         return false;
-    // "a/#" is also "a".
+    // "a/#" also matches "a".
     if (topic.size() < levels.size() || (!hasRest && topic.size() != levels.size()))
         return false;
     return match(topic, levels.size(), captures);

@@ -9,7 +9,7 @@ namespace pellix::gateway {
 
 namespace {
 
-constexpr int mostContradictions = 2; // before a topic's live messages count as not retained
+constexpr int mostContradictions = 2; // until live messages of a topic count as not retained
 
 } // namespace
 
@@ -29,7 +29,7 @@ void TopicSync::takeLive(size_t payload, std::optional<bool> isRetained, qint64 
 TopicSync::Verdict TopicSync::takeCopy(size_t payload, qint64 now)
 {
     if (last == payload) {
-        if (retained != payload) // what came live has been retained
+        if (retained != payload) // the live message was retained
             contradictions = 0;
         retained = payload;
         return Verdict::Known;
@@ -40,9 +40,9 @@ TopicSync::Verdict TopicSync::takeCopy(size_t payload, qint64 now)
         retained == payload || std::find(before.begin(), before.end(), payload) != before.end();
     if (isSeen && liveAt && now - *liveAt < laggingTime)
         return Verdict::Old;
-    // The same copy as before, and something else came live since. Either that was not retained, or
-    // a message was missed that said once more what the copy says. Where the protocol does not
-    // tell, a few times the latter: a value must not stay wrong in a cluster.
+    // The copy is the same as before, but another message arrived live since. Either that message
+    // was not retained, or a later message with the payload of the copy was missed. If the protocol
+    // does not tell, assume the latter a few times: in a cluster, a value must not stay wrong.
     if (last && retained == payload) {
         const bool isGuessed = !isLiveRetained && contradictions >= mostContradictions;
         if (isGuessed || !isLiveRetained.value_or(true))

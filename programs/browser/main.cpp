@@ -37,7 +37,7 @@ namespace {
 
 struct Options
 {
-    QStringList addresses; // none: the server in this process
+    QStringList addresses; // empty: the server in this process
     programs::AccessFiles files;
     QString keyword = QStringLiteral("/");
     QString selected;
@@ -46,7 +46,7 @@ struct Options
     std::optional<int> aggregation;
     std::optional<bool> dark;
     bool trend = false;
-    QString settings; // empty: the user's
+    QString settings; // empty: the settings of the user
 };
 
 struct Text
@@ -56,7 +56,8 @@ struct Text
 
 std::optional<int> aggregationFromName(const QString &name)
 {
-    // In the order of PKeywordAggregation, whose first, No, makes no aggregate.
+    // In the order of PKeywordAggregation, without its first value, No, which stands for no
+    // aggregate.
     static constexpr std::array names {"min", "max", "equal", "sum", "and", "or"};
     for (std::size_t i = 0; i < names.size(); ++i) {
         if (name == QLatin1String(names[i]))
@@ -75,7 +76,7 @@ class CommandLine
 public:
     explicit CommandLine(const Screenshot &screenshot);
 
-    // The options, or nothing after a message about what is wrong with them.
+    // Returns the options, or prints a message and returns nothing if they are invalid.
     std::optional<Options> options(const Session &session) const;
 
     QCommandLineParser parser;
@@ -191,8 +192,8 @@ std::optional<Options> CommandLine::options(const Session &session) const
     return options;
 }
 
-// Gives the session the files, and returns what is wrong with one, or an empty text. Afterwards its
-// addresses can be set, and then the token.
+// Passes the files to the session. Returns the problem with a file, or an empty string. After this
+// call, the addresses can be set, and then the token.
 QString readFiles(Session &session, const programs::AccessFiles &files, QString *token)
 {
     const pellix::extras::PTlsFiles names {files.authorities.value_or(QString()),
@@ -209,7 +210,7 @@ QString readFiles(Session &session, const programs::AccessFiles &files, QString 
     return problem;
 }
 
-// A server with the live values of this machine, and the client that is linked to it.
+// Creates a server with the live values of this machine, and a client that is connected to it.
 PKeywordClient *createInProcess(Session *session)
 {
     auto *server = new KeywordServer(session);
@@ -251,11 +252,11 @@ int main(int argc, char *argv[])
     if (const int exitCode = screenshot.prepare(commandLine.parser))
         return exitCode;
 
-    // The transport tells each command at debug level, and the window tells what is wrong with the
-    // connection. QT_LOGGING_RULES brings both back.
+    // The transport logs each command at debug level, and the window shows the problems of the
+    // connection. QT_LOGGING_RULES enables both again.
     QLoggingCategory::setFilterRules(QStringLiteral("pellixclient.keyword.connection=false"));
     useSteadyFonts();
-    QQuickStyle::setStyle(QStringLiteral("Basic")); // takes its colours from the window's palette
+    QQuickStyle::setStyle(QStringLiteral("Basic")); // uses the palette of the window
 
     Preferences preferences(options->settings);
     for (const QString &keyword : options->pinned)

@@ -18,7 +18,7 @@ using pellix::extras::PKeywordConnection;
 namespace {
 
 constexpr int rateInterval = 500; // milliseconds
-constexpr int longestPause = 10000; // milliseconds: somebody is looking
+constexpr int longestPause = 10000; // milliseconds; short, because a user is waiting
 
 qint64 now()
 {
@@ -35,7 +35,7 @@ Session::Session(CreateInProcess createInProcess, QObject *parent)
     rateTimer.start();
 }
 
-// The clients are children and go with the base class; nothing may be told about that.
+// The clients are children and are destroyed with the base class, which must not emit signals.
 Session::~Session()
 {
     if (current)
@@ -70,8 +70,9 @@ void Session::setAddresses(const QStringList &addresses)
             inProcessClient = createInProcess(this);
         adopt(inProcessClient);
     } else {
-        // A new client rather than new addresses for the old one: what was bound to the old server
-        // asks the new one again, and nothing of the old one is taken for an answer of the new.
+        // A new client replaces the old one, instead of new addresses for it. Bindings then send
+        // their requests to the new server, and no reply of the old server is mistaken for one of
+        // the new server.
         adopt(createConnection());
     }
     if (previous && previous != inProcessClient)
@@ -247,7 +248,8 @@ QStringList Session::parseAddresses(const QString &text) const
 {
     static const QRegularExpression separator(QStringLiteral("[\\s,]+"));
     QStringList addresses = text.split(separator, Qt::SkipEmptyParts);
-    QStringList set = list; // each stands for one: two may differ in their secrets only
+    // Each address stands for one entry: two entries may differ only in their secrets.
+    QStringList set = list;
     for (QString &address : addresses) {
         const auto same = std::find_if(set.cbegin(), set.cend(), [&address](const QString &other) {
             return programs::shownAddress(other) == address;

@@ -15,7 +15,7 @@ namespace programs {
 
 namespace {
 
-constexpr qint64 largestToken = 64 * 1024; // what is larger is another file
+constexpr qint64 largestToken = 64 * 1024; // a larger file is not a token
 
 } // namespace
 

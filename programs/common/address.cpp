@@ -10,7 +10,7 @@ namespace programs {
 
 namespace {
 
-// Windows show it, too.
+// The text is also shown in windows, so it is translated.
 struct Text
 {
     Q_DECLARE_TR_FUNCTIONS(programs)

@@ -39,12 +39,14 @@ void hideSecretsInLog()
 
 bool answeredWithoutDisplay(QCommandLineParser &parser, int argc, char *argv[])
 {
-    // Of copies: an application takes out what it understands, and the next one needs that, too.
+    // A copy of the arguments: an application removes those that it handles, but the actual
+    // application needs them as well.
     std::vector<char *> arguments(argv, argv + argc);
     arguments.push_back(nullptr);
     const QCoreApplication application(argc, arguments.data());
 
-    // Options of QGuiApplication, such as -reverse, are not known here and no cluster of letters.
+    // Options of QGuiApplication, such as -reverse, are unknown here, and are not a group of short
+    // options.
     parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
     parser.parse(QCoreApplication::arguments());
     parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsCompactedShortOptions);
@@ -70,7 +72,7 @@ bool parseArguments(QCommandLineParser &parser)
     }
     if (parser.isSet(QStringLiteral("help-all")))
         parser.process(
-            QCoreApplication::arguments()); // with the options of Qt, which nothing else tells
+            QCoreApplication::arguments()); // lists the options of Qt, which no other text does
     return true;
 }
 

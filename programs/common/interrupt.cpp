@@ -33,12 +33,12 @@ void onHangUpSignal(int)
 {
     const int error = errno;
     const char byte = 0;
-    // A full pipe has it called anyway.
+    // If the pipe is full, the handler is called anyway.
     [[maybe_unused]] const auto written = ::write(hangUpPipe[1], &byte, 1);
     errno = error;
 }
 
-// As nohup has it, which wants the program to outlive the terminal.
+// Whether the signal is ignored, as under nohup, so that the program outlives the terminal.
 bool isIgnored(int number)
 {
     struct sigaction action = {};
@@ -71,7 +71,7 @@ void onHangUp(std::function<void()> handler)
     auto *const notifier = new QSocketNotifier(hangUpPipe[0], QSocketNotifier::Read, qApp);
     QObject::connect(notifier, &QSocketNotifier::activated, qApp, [handler = std::move(handler)] {
         char bytes[64];
-        // Several at once are one.
+        // Several pending signals count as one.
         [[maybe_unused]] const auto read = ::read(hangUpPipe[0], bytes, sizeof(bytes));
         handler();
     });

@@ -19,7 +19,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto interval = 50ms;
-constexpr auto quiet = 1000ms; // without anything new
+constexpr auto quiet = 1000ms; // without new reports
 constexpr auto longest = 10000ms;
 
 } // namespace

@@ -88,7 +88,8 @@ QString addressesOf(const Gateway &gateway)
 void reload(const Arguments &arguments, Gateway *gateway, ServiceNotifier *notifier)
 {
     notifier->reloading();
-    gateway->reopenAudit(); // whatever the configuration is like: a log may have been rotated
+    // Even if the configuration is invalid, because the file may have been rotated.
+    gateway->reopenAudit();
     const std::optional<Configuration> configuration = read(arguments);
     QString error = QStringLiteral("it has errors");
     if (configuration && gateway->apply(*configuration, &error))
@@ -98,7 +99,7 @@ void reload(const Arguments &arguments, Gateway *gateway, ServiceNotifier *notif
     notifier->ready();
 }
 
-// A source that hangs in a call of the system cannot be waited for.
+// A source that is blocked in a system call cannot be waited for.
 int finish(const Gateway &gateway, int exitCode)
 {
     const QList<Gateway::SourceStatus> sources = gateway.sources();

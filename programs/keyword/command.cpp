@@ -9,8 +9,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// Longer than the 5 s after which a gateway says that a device has not confirmed a write, so that
-// its answer is the one that is told.
+// Longer than the 5 s after which a gateway reports that a device has not confirmed a write, so
+// that the reply of the gateway is reported first.
 constexpr auto defaultTimeout = 6000ms;
 
 } // namespace
@@ -76,7 +76,7 @@ void ClientCommand::interrupt()
     finish(isEndless() ? ExitCode::Success : ExitCode::Interrupted);
 }
 
-// Answers only note their time; one timer in a while costs less than one started for each.
+// A reply only records its time. This is cheaper than restarting a timer for each reply.
 void ClientCommand::checkPatience()
 {
     if (isFinished())

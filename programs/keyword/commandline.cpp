@@ -13,9 +13,9 @@
 
 namespace {
 
-const QLatin1String standardInput("-"); // and standard output
+const QLatin1String standardInput("-"); // or standard output
 
-// Options that all commands know.
+// Options of all commands.
 QStringList everywhere()
 {
     return {QStringLiteral("help"), QStringLiteral("version"), QStringLiteral("verbose")};
@@ -29,7 +29,8 @@ QStringList commandNames()
     return names;
 }
 
-// The long names of the options of a command; of all there are, if it is none.
+// Returns the long names of the options of a command, or of all options if there is no such
+// command.
 QStringList optionNames(const QString &commandName)
 {
     const CommandEntry *const command = findCommand(commandName);
@@ -41,7 +42,8 @@ QStringList optionNames(const QString &commandName)
     return names;
 }
 
-// "-recursive" is read as "-r" and others, which make no sense; empty if there is no such thing.
+// Returns an option written with one dash, such as "-recursive", which the parser reads as "-r" and
+// other options. Returns an empty string if there is none.
 QString optionWithOneDash(const QStringList &arguments)
 {
     for (const QString &argument : arguments) {
@@ -52,7 +54,7 @@ QString optionWithOneDash(const QStringList &arguments)
     return {};
 }
 
-// Of unknown short options only the first: the others may be a value behind it.
+// Reports only the first unknown short option, because the following ones may be its value.
 QString parseProblem(const QCommandLineParser &parser, const QStringList &arguments)
 {
     const QStringList unknown = parser.unknownOptionNames();
@@ -74,7 +76,7 @@ QString noSuchCommand(const QString &name)
     return QStringLiteral("'%1' is not a command").arg(name) + suggestion(name, commandNames());
 }
 
-// An option that the command does not know, or an empty text.
+// Returns an option that the command does not have, or an empty string.
 QString strayOption(const QCommandLineParser &parser, const CommandEntry &command)
 {
     const QStringList given = parser.optionNames();
@@ -168,7 +170,7 @@ QString serverProblem(const Settings &settings)
     return {};
 }
 
-// What is wrong with the arguments of a command, or an empty text.
+// Returns the problem with the arguments of a command, or an empty string.
 QString argumentProblem(const Settings &settings)
 {
     using Check = QString (*)(const Settings &);

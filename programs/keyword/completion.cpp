@@ -7,7 +7,7 @@
 
 namespace {
 
-// The licence of what is written, not of this file: REUSE-IgnoreStart
+// The license of the generated file, not of this file: REUSE-IgnoreStart
 QString heading(const char *firstLine)
 {
     return QString::fromUtf8(firstLine)
@@ -29,14 +29,14 @@ QStringList optionsOf(const CommandEntry &command)
                        QStringLiteral("version")};
 }
 
-// For single quotes in a shell.
+// Encloses the text in single quotes for a shell.
 QString quoted(QString text)
 {
     return QLatin1Char('\'') + text.replace(QLatin1Char('\''), QLatin1String("'\\''"))
         + QLatin1Char('\'');
 }
 
-// The first sentence of a description, as long as a completion list wants it.
+// Returns the first clause of a description, which is short enough for a completion list.
 QString inShort(const QString &description)
 {
     static const QString ends = QStringLiteral(".:;,");
@@ -117,7 +117,7 @@ QString bashFile()
     return text;
 }
 
-// In _arguments, brackets and colons mean something.
+// In _arguments, brackets and colons have a special meaning.
 QString zshText(QString text)
 {
     for (const char special : {'\\', '[', ']', ':'}) {
@@ -141,7 +141,7 @@ QString zshOption(const OptionEntry &option)
     const QString star = option.repeatable ? QStringLiteral("*") : QString();
     if (names.size() == 1)
         return quoted(star + names.constFirst() + tail);
-    // Either spelling excludes the other, but for one that may come again.
+    // Each spelling excludes the other, unless the option is repeatable.
     const QString group = option.repeatable
         ? QStringLiteral("'*'")
         : QStringLiteral("'(%1)'").arg(names.join(QLatin1Char(' ')));

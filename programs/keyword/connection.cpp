@@ -13,7 +13,7 @@ using pellix::extras::PKeywordConnection;
 
 namespace {
 
-constexpr int longestAttempt = 10000; // milliseconds, unless the user waits longer
+constexpr int longestAttempt = 10000; // milliseconds, unless the timeout is longer
 constexpr int longestAttemptOfSeveral = 3000;
 constexpr int longestPause = 5000;
 
@@ -51,7 +51,7 @@ QString Connection::problem() const
         + (lastProblem.isEmpty() ? webSocket.address() : lastProblem);
 }
 
-// Files may change as long as it is open; at the beginning they have to be right.
+// Files may change while the connection is open, but must be valid at the beginning.
 QString Connection::readFiles()
 {
     QString problem;
@@ -68,7 +68,7 @@ void Connection::open()
     webSocket.setUrls(settings.urls);
 }
 
-// The client's other properties tell already how it is.
+// When this is called, the other properties of the client are already up to date.
 void Connection::onConnectedChanged()
 {
     if (!isOpen()) {

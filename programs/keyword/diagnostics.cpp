@@ -30,7 +30,7 @@ void handleMessage(QtMsgType type, const QMessageLogContext &context, const QStr
 
 } // namespace
 
-// What the transport warns of, the connection says itself.
+// The connection itself reports what the transport would warn about.
 void install(bool verbose)
 {
     isVerbose = verbose;

@@ -9,7 +9,7 @@ using namespace pellix::client;
 
 namespace {
 
-constexpr qsizetype widestValue = 32; // longer ones stand out of their column
+constexpr qsizetype widestValue = 32; // longer values exceed their column
 constexpr qsizetype typeWidth = 6;
 
 bool isNull(const QVariant &value)
@@ -87,7 +87,7 @@ EventPrinter::EventPrinter(Output *output, bool raw) : output(output), raw(raw)
 
 void EventPrinter::addConnectionRows()
 {
-    // As CSV, all rows have the same columns.
+    // In CSV, all rows must have the same columns.
     const bool isCsv = output->format() == Format::Csv;
     connectionRow = isCsv ? row : Row(row.begin(), row.begin() + int(output->stamps()));
     connectionRow.emplace_back("connection", QJsonValue());
@@ -98,7 +98,7 @@ void EventPrinter::addConnectionRows()
 void EventPrinter::printConnection(const QString &state)
 {
     if (output->isText())
-        return; // where standard error tells it
+        return; // standard error reports it
     if (output->stamps())
         connectionRow.front().second = output->stampValue();
     connectionRow.back().second = state;

@@ -18,7 +18,7 @@ QString blanks(qsizetype count)
     return QString(qMax(qsizetype(1), count), QLatin1Char(' '));
 }
 
-// The text behind the beginning of a line, broken into lines that begin with blanks.
+// Appends the text to the beginning of a line, and wraps it into indented lines.
 QString brokenLines(const QString &begin, const QString &text, qsizetype indent)
 {
     QString result;
@@ -36,7 +36,7 @@ QString brokenLines(const QString &begin, const QString &text, qsizetype indent)
     return result + line + QLatin1Char('\n');
 }
 
-// "head    text", with the text broken into lines below itself.
+// "head    text", with a hanging indent.
 QString hangingLines(const QString &head, const QString &text, int indent)
 {
     const QString line = blanks(optionIndent) + head;

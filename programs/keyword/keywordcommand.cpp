@@ -33,7 +33,7 @@ KeywordCommand::KeywordCommand(const Settings &settings, Output *output)
     });
 }
 
-// What comes by standard input is complete before a connection is made.
+// Keywords from standard input are read completely before the connection is opened.
 void KeywordCommand::start()
 {
     if (givenKeywords().contains(standardInput))

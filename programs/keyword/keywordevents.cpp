@@ -50,5 +50,5 @@ void KeywordEvents::subscribe(const QString &keyword, const std::function<void()
                          });
     }
     subscriber->setTopic(keyword);
-    subscriber->setPublisher(client->publisher()); // asks, if there is a connection
+    subscriber->setPublisher(client->publisher()); // subscribes, if there is a connection
 }

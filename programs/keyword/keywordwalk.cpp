@@ -17,7 +17,7 @@ namespace {
 
 constexpr int requestsUnderWay = 32;
 
-// Separators of either kind, and how many of them, make no difference.
+// The kind and the number of separators make no difference.
 QString plainPath(const QString &keyword)
 {
     return QString(keyword)
@@ -26,7 +26,7 @@ QString plainPath(const QString &keyword)
         .join(QLatin1Char('/'));
 }
 
-// The filter's word, to compare with the server's.
+// The name of the type, for comparison with the type from the server.
 QString wordOf(PKeywordValueType type)
 {
     switch (type) {
@@ -140,7 +140,7 @@ QStringList KeywordWalk::keywords() const
 void KeywordWalk::collect(int position, QStringList *keywords) const
 {
     const Item &item = found.at(size_t(position));
-    // A filter leaves in the levels that lead on, which may have values of other types.
+    // A filter keeps the levels above its matches, and these may have values of other types.
     const QString wanted = wordOf(type);
     if (!item.type.isEmpty() && (wanted.isEmpty() || item.type == wanted))
         keywords->append(item.keyword);

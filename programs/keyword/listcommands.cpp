@@ -10,7 +10,7 @@ using namespace pellix::client;
 
 namespace {
 
-// The keyword as seen from the one above it.
+// The path of the keyword relative to its parent.
 QString nameBelow(const QString &keyword, const QString &parent)
 {
     const bool isBelow = keyword.startsWith(parent) && keyword.size() > parent.size() + 1

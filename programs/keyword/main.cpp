@@ -16,8 +16,9 @@
 
 namespace {
 
-// The next file or socket that is opened gets the lowest number that is free: that of a standard
-// file which the caller has closed. What is put there instead fails to be read or written.
+// A new file or socket gets the lowest free number, which may be that of a standard stream that the
+// caller has closed. This function occupies the number with a file that cannot be read or written
+// in its place.
 void occupyClosedStandardFiles()
 {
 #ifdef Q_OS_UNIX

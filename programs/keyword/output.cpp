@@ -60,7 +60,7 @@ void appendText(QByteArray &line, const QString &text)
     line += '"';
 }
 
-// What is harmful in a document stands within its texts, where it can be escaped.
+// In a JSON document, harmful characters can only occur in strings, where they can be escaped.
 void appendDocument(QByteArray &line, const QJsonDocument &document)
 {
     line += withoutHarm(QString::fromUtf8(document.toJson(QJsonDocument::Compact))).toUtf8();
@@ -73,7 +73,7 @@ QByteArray numberText(double number)
     return QByteArray::number(number, 'g', QLocale::FloatingPointShortest);
 }
 
-// An empty text is quoted: nothing at all is no value.
+// An empty string is quoted, because an empty field stands for no value.
 bool isQuotedInCsv(const QByteArray &text)
 {
     return text.isEmpty() || text.contains(',') || text.contains('"') || text.contains('\n')
@@ -85,7 +85,7 @@ QByteArray csvField(QByteArray text)
     return isQuotedInCsv(text) ? '"' + text.replace('"', "\"\"") + '"' : text;
 }
 
-// With its offset: when clocks are set back, an hour comes twice.
+// Includes the offset from UTC, because an hour occurs twice when clocks are set back.
 QByteArray localStamp(const QDateTime &moment)
 {
     const int minutes = qAbs(moment.offsetFromUtc()) / 60;
@@ -128,7 +128,7 @@ void appendJson(QByteArray &line, const QJsonValue &value)
         break;
     case QJsonValue::Double: {
         const qint64 whole = value.toInteger();
-        // Whole numbers above 2^53 come through as they are.
+        // Integers above 2^53 are printed without loss.
         line += whole != 0 ? QByteArray::number(whole) : numberText(value.toDouble());
         break;
     }
@@ -152,7 +152,7 @@ Output::Output(Format format, TimeStamp time)
     : kind(format), time(time), toTerminal(isTerminal(1)), color(toTerminal && wantsColor())
 {
 #ifdef Q_OS_UNIX
-    std::signal(SIGPIPE, SIG_IGN); // a reader that goes is noticed when writing
+    std::signal(SIGPIPE, SIG_IGN); // a write detects that the reader has exited
 #endif
 }
 
@@ -160,7 +160,7 @@ Output::~Output() = default;
 
 void Output::line(const QByteArray &text)
 {
-    buffer.resize(0); // keeps its memory, unlike clear()
+    buffer.resize(0); // keeps its capacity, unlike clear()
     buffer += text;
     buffer += '\n';
     write(buffer);
@@ -171,7 +171,7 @@ void Output::rawLine(const QByteArray &text)
     line(harmless(text));
 }
 
-// What a program gets as it is could do harm to a terminal.
+// Text that a program receives unchanged could harm a terminal.
 QByteArray Output::harmless(const QByteArray &text) const
 {
     return toTerminal ? withoutHarm(QString::fromUtf8(text), LineEnds::Kept).toUtf8() : text;
@@ -228,7 +228,7 @@ QByteArray Output::stamp()
         sinceLine.start();
         return QByteArray::number(double(passed) / 1e9, 'f', 6);
     }
-    // Many events share a millisecond.
+    // Reuse the text, because many events share a millisecond.
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
     if (now != stampedAt) {
         stampedAt = now;
@@ -272,7 +272,8 @@ void Output::end(const QString &problem)
 void Output::watchReader()
 {
 #ifdef Q_OS_UNIX
-    // The writing end of a pipe without a reader shows an error, other than files and terminals.
+    // An exception is reported only for the write end of a pipe without a reader, not for files and
+    // terminals.
     reader = std::make_unique<QSocketNotifier>(STDOUT_FILENO, QSocketNotifier::Exception);
     QObject::connect(reader.get(), &QSocketNotifier::activated, reader.get(), [this] {
         reader->setEnabled(false);

@@ -11,7 +11,7 @@ using namespace pellix::client;
 
 namespace {
 
-// Whoever watches wants to know when; and a program wants it in a form that sorts.
+// Users who watch keywords need the time. Programs need it in a form that can be sorted.
 TimeStamp stampOfEvents(const Settings &settings)
 {
     return settings.time.value_or(settings.format == Format::Text ? TimeStamp::Local
@@ -175,7 +175,7 @@ AggregateCommand::AggregateCommand(const Settings &settings, Output *output)
     aggregation = modes[names.indexOf(settings.arguments.constFirst())];
     keyword = settings.keyword;
     if (keyword.isEmpty()) {
-        PListPostfixKeywordExpression expression; // the name that all clients give it
+        PListPostfixKeywordExpression expression; // creates the same name as all clients
         expression.setAggregation(aggregation);
         expression.setValues(children);
         keyword = expression.keyword();

@@ -39,7 +39,7 @@ RecordCommand::RecordCommand(const Settings &settings, Output *output)
     : KeywordCommand(settings, output),
       writer(settings.arguments.constFirst(), programs::shownAddress(settings.urls.constFirst()),
              settings.rotate),
-      events(client(), [](int, const PKeywordValue &) {}) // what matters is that they come
+      events(client(), [](int, const PKeywordValue &) {}) // only the messages matter
 {
     walk.excluded = [this](const QString &keyword) { return isExcluded(keyword); };
     connection.client()->onMessage = [this](const QByteArray &message) { onMessage(message); };
@@ -76,7 +76,7 @@ void RecordCommand::beginWith(const QStringList &keywords)
     events.add(wanted);
 }
 
-// What is excluded takes its label along.
+// Excluding a keyword also excludes its label.
 bool RecordCommand::isExcluded(const QString &keyword) const
 {
     QStringList names {pathOf(keyword)};
@@ -89,7 +89,7 @@ bool RecordCommand::isExcluded(const QString &keyword) const
         });
 }
 
-// The message without what nobody may see; empty if there is nothing else in it.
+// The message without the excluded keywords; empty if nothing else remains.
 QJsonObject RecordCommand::withoutExcluded(const QJsonObject &message) const
 {
     QJsonObject payload = message.value(QLatin1String("payload")).toObject();
@@ -118,11 +118,11 @@ void RecordCommand::onMessage(const QByteArray &message)
     answered();
     const QJsonDocument document = QJsonDocument::fromJson(message);
     if (!document.isObject()) {
-        // It may hold what was to be left out; that it came is worth knowing.
+        // The text may contain excluded keywords. Record only that it has arrived.
         const QString text = QString::fromUtf8(message);
         write("text", settings.exclude.isEmpty() ? jsonText(text) : QByteArray("null"));
     } else if (settings.exclude.isEmpty() && !message.contains('\n') && !message.contains('\r')) {
-        write("message", message); // as it came, to the last digit
+        write("message", message); // unchanged, with all digits
     } else {
         const QJsonObject rest = withoutExcluded(document.object());
         if (rest.isEmpty())
@@ -140,7 +140,7 @@ void RecordCommand::write(const char *member, const QByteArray &json)
         endWriting();
 }
 
-// A reader that has gone is no error.
+// It is not an error if the reader has exited.
 void RecordCommand::endWriting()
 {
     if (!writer.errorString().isEmpty())

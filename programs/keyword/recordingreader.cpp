@@ -17,8 +17,8 @@ QJsonObject headingOf(const QByteArray &text)
     return object.value(QLatin1String("recording")).toInt() == 1 ? object : QJsonObject();
 }
 
-// The heading in a line behind the first one. It may follow an entry that a kill has cut: then its
-// file was put before another one.
+// Returns the heading in a line after the first. It may follow an incomplete entry, if the program
+// was killed and the files were concatenated later.
 QJsonObject laterHeadingIn(const QByteArray &line)
 {
     const qsizetype at = line.indexOf("{\"recording\":");
@@ -26,7 +26,7 @@ QJsonObject laterHeadingIn(const QByteArray &line)
     return at < 0 || isWithinAnEntry ? QJsonObject() : headingOf(line.mid(at));
 }
 
-// Before there was an "id", all files of a recording had the same heading.
+// In older recordings without "id", all files have the same heading.
 QString idOf(const QJsonObject &heading)
 {
     QString id = heading.value(QLatin1String("id")).toString();
@@ -41,7 +41,7 @@ double timeOf(const QByteArray &entry)
     return QJsonDocument::fromJson(entry).object().value(QLatin1String("t")).toDouble();
 }
 
-// A kill may have left the last line of a file without its end.
+// If the program was killed, the last line of a file may be incomplete.
 bool isCut(const QByteArray &line)
 {
     return !line.endsWith('\n') && QJsonDocument::fromJson(line).isNull();
@@ -74,7 +74,7 @@ bool RecordingReader::open()
     return true;
 }
 
-// Only headings matter here, and the first entry behind each.
+// Reads only the headings, and the first entry after each of them.
 bool RecordingReader::scan(const QString &fileName)
 {
     QFile scanned(fileName);
@@ -109,7 +109,7 @@ bool RecordingReader::scan(const QString &fileName)
     return true;
 }
 
-// Parts without a number tell their order by their times alone.
+// Parts without a number are sorted by their times.
 bool RecordingReader::sortParts()
 {
     for (const Part &part : parts) {
@@ -149,7 +149,7 @@ void RecordingReader::rewind()
 {
     file.reset();
     position = 0;
-    // Where the first parts are missing, nobody wants to wait for as long as they took.
+    // If the first parts are missing, skip the time that they took.
     start = parts.front().number > 1 ? parts.front().firstTime : 0;
     last = 0;
     error.clear();
@@ -174,7 +174,7 @@ bool RecordingReader::readLine(QByteArray *text)
     }
     *text = file->readLine();
     ++line;
-    // A file that has become shorter has no error, but no line either.
+    // A file that has become shorter reports no error, but returns no line.
     return !text->isEmpty() || fail(QStringLiteral("can no longer be read"));
 }
 

@@ -36,8 +36,8 @@ bool isNumber(const QString &text)
     return number.match(text).hasMatch();
 }
 
-// The full files of an earlier recording with this name. What else is called so, such as the page
-// keyword.1 of a manual, is none of its business.
+// The full files of an earlier recording with this name. Other files with similar names, such as
+// the manual page keyword.1, are not affected.
 QStringList fullFiles(const QString &fileName)
 {
     const QFileInfo info(fileName);
@@ -129,7 +129,7 @@ bool RecordingWriter::writeLine(QByteArray line)
                 return false;
             fail(file.errorString());
             if (written > 0 && !isStandardOutput)
-                file.resize(size); // where there is space for a part of it only, for none
+                file.resize(size); // if there is only space for a part of the line, write nothing
             return false;
         }
         written += count;

@@ -8,9 +8,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto quietTime = 250ms; // after which a client has asked for all that it wants
+constexpr auto quietTime = 250ms; // after which a client has sent all its requests
 constexpr auto longestFarewell = 5s;
-constexpr int entriesAtOnce = 100; // between which clients are served
+constexpr int entriesAtOnce = 100; // entries per turn of the event loop
 
 const QLatin1String labelSuffix("/Label");
 
@@ -31,14 +31,14 @@ bool isEvent(const QJsonObject &message)
     return message.value(QLatin1String("cmd")) == QLatin1String("keyEvent");
 }
 
-// A null is no value.
+// A null stands for no value.
 QVariant valueOf(const QJsonObject &payload)
 {
     const QJsonValue value = payload.value(QLatin1String("value"));
     return value.isNull() ? QVariant() : value.toVariant();
 }
 
-// The type that a value shows, for a server that told none or another one.
+// The type of the value, if the server sent no type or a different one.
 QString typeOf(const QVariant &value)
 {
     switch (value.typeId()) {
@@ -91,7 +91,7 @@ void ReplayCommand::start()
         return;
     }
     declareAll();
-    // A server to develop against: wherever it listens, everybody may do all.
+    // This server is for development: on all addresses, every client has full rights.
     ClientIdentification everybody;
     everybody.role = ClientIdentification::fullRights;
     socketServer.setIdentification(everybody);
@@ -121,7 +121,7 @@ void ReplayCommand::start()
     });
 }
 
-// Reads all of it once: what is wrong shows before anybody is served.
+// Reads the entire recording once, so that errors are reported before clients are served.
 bool ReplayCommand::survey()
 {
     RecordingReader::Entry entry;
@@ -140,7 +140,7 @@ bool ReplayCommand::survey()
     return reader.errorString().isEmpty();
 }
 
-// From the start clients find all keywords there are, if without values yet.
+// Clients find all keywords from the start, although without values.
 void ReplayCommand::declareAll()
 {
     for (auto type = types.cbegin(); type != types.cend(); ++type) {
@@ -166,7 +166,7 @@ bool ReplayCommand::readEntry()
 {
     if (reader.next(&due))
         return true;
-    if (!reader.errorString().isEmpty()) { // changed since it was surveyed
+    if (!reader.errorString().isEmpty()) { // the file has changed since the first pass
         complain(reader.errorString());
         finish(ExitCode::FileError);
     } else if (settings.loop) {
@@ -210,12 +210,13 @@ void ReplayCommand::apply(const QJsonObject &message)
     keyword.error = payload.value(QLatin1String("error")).toBool();
     if (keyword.path.isEmpty() || applyLabel(keyword.path, keyword.value.toString()))
         return;
-    // Declared anew, value and state change in one event, and the same value is an event, too.
+    // A new declaration changes value and state in one event, and sends an event even for the same
+    // value.
     if (server.declare(keyword))
         return;
     keyword.type = typeOf(keyword.value);
     if (!server.declare(keyword))
-        server.remove(keyword.path); // the server knew no such keyword then
+        server.remove(keyword.path); // the server had no such keyword at this time
 }
 
 bool ReplayCommand::applyLabel(const QString &path, const QString &label)
@@ -229,7 +230,7 @@ void ReplayCommand::end()
         leave();
 }
 
-// Closed rather than cut off, clients still get what is on its way.
+// Closes the connections properly, so that clients still receive pending messages.
 void ReplayCommand::leave()
 {
     leaving = true;

@@ -73,7 +73,7 @@ std::optional<double> toSpeed(const QString &text)
                                                          : std::nullopt;
 }
 
-// Unlike QRegularExpression's own wildcards, "*" passes the separators of a keyword.
+// Unlike in the wildcards of QRegularExpression, "*" also matches separators.
 QRegularExpression toPattern(const QString &wildcard)
 {
     QString path = wildcard;
@@ -87,7 +87,7 @@ QRegularExpression toPattern(const QString &wildcard)
                               QRegularExpression::DotMatchesEverythingOption);
 }
 
-// Reads the options into settings; whatever is wrong ends in problem.
+// Reads the options into settings. Stores the first problem.
 class Reader
 {
 public:
@@ -131,7 +131,8 @@ private:
             complain(name, expected);
     }
 
-    // The position among the choices of the table, which the enumerations below repeat.
+    // Converts the position among the choices in the table. The enumerations below are in the same
+    // order.
     template <typename Enum, typename Target>
     void choose(const char *name, std::initializer_list<Enum> meanings, Target *target)
     {
@@ -165,7 +166,8 @@ private:
         const bool fromEnvironment = settings->urls.isEmpty();
         if (fromEnvironment)
             settings->urls = environmentUrls();
-        // A blank in a password cuts the address in two, which nobody recognizes as a password.
+        // A space in a password splits the address in two, and the parts are not recognized as
+        // secret.
         const bool isCut = fromEnvironment && settings->urls.size() > 1
             && qEnvironmentVariable("KEYWORD_URL").contains(QLatin1Char('@'));
         for (const QString &url : std::as_const(settings->urls)) {

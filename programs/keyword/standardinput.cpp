@@ -56,7 +56,7 @@ void StandardInput::start()
     notifier = std::make_unique<QSocketNotifier>(STDIN_FILENO, QSocketNotifier::Read);
     connect(notifier.get(), &QSocketNotifier::activated, this, &StandardInput::read);
 #else
-    // Nothing tells there when there is something to read.
+    // Other systems do not notify of available input.
     QMetaObject::invokeMethod(this, &StandardInput::read, Qt::QueuedConnection);
 #endif
 }

@@ -51,8 +51,8 @@ bool isWide(char32_t character)
 
 bool joinsTheOneBefore(char32_t character)
 {
-    constexpr char32_t softHyphen = 0xAD; // which terminals show
-    constexpr Range laterJamos = {0x1160, 0x11FF}; // of a Korean syllable
+    constexpr char32_t softHyphen = 0xAD; // shown by terminals
+    constexpr Range laterJamos = {0x1160, 0x11FF}; // parts of a Korean syllable
     switch (QChar::category(character)) {
     case QChar::Mark_NonSpacing:
     case QChar::Mark_Enclosing:
@@ -125,7 +125,7 @@ QString shownText(const QString &text)
 
 qsizetype columnsOf(const QString &text)
 {
-    constexpr char16_t firstAccent = 0x300; // all before it take one column
+    constexpr char16_t firstAccent = 0x300; // all characters before it take one column
     if (std::all_of(text.cbegin(), text.cend(),
                     [](QChar character) { return character.unicode() < firstAccent; }))
         return text.size();

@@ -14,7 +14,7 @@ using pellix::extras::PKeywordWrite;
 
 namespace {
 
-constexpr size_t mostQueued = 1000; // then standard input has to wait
+constexpr size_t mostQueued = 1000; // beyond this, standard input is not read
 
 } // namespace
 
@@ -23,7 +23,7 @@ WriteCommand::WriteCommand(const Settings &settings, Output *output)
 {
     connect(client(), &PKeywordClient::keyIndexResponse, this, &WriteCommand::onIndexResponse);
     connect(&connection, &Connection::opened, this, &WriteCommand::work);
-    // However long nothing was to be done before, there is time to connect again.
+    // The timeout starts again, regardless of how long the command was idle before.
     connect(&connection, &Connection::lost, this, [this] { answered(); });
 }
 
@@ -38,7 +38,7 @@ void WriteCommand::start()
     ClientCommand::start();
 }
 
-// All of them or none.
+// Queues all arguments, or none if one is invalid.
 bool WriteCommand::takeArguments()
 {
     for (qsizetype i = 0; i + 1 < settings.arguments.size(); i += 2) {
@@ -67,7 +67,8 @@ void WriteCommand::startInput()
     input->start();
 }
 
-// Some lines may have been written when a wrong one comes: the others are written as well.
+// Earlier lines may already have been written when an invalid one arrives, so the other lines are
+// written as well.
 void WriteCommand::takeLines(const QList<InputLine> &lines)
 {
     if (isFinished())
@@ -86,7 +87,7 @@ void WriteCommand::takeLines(const QList<InputLine> &lines)
     work();
 }
 
-// Queues what is in the line, unless there is a problem with it.
+// Queues the write in the line. Returns the problem, if any.
 QString WriteCommand::problemOf(const InputLine &line)
 {
     if (!line.isUtf8)
@@ -99,7 +100,8 @@ QString WriteCommand::problemOf(const InputLine &line)
     return add(match.captured(1), match.captured(2));
 }
 
-// Whether what is sent depends on the type of the keyword, which comes with its first event.
+// Whether the value to send depends on the type of the keyword, which is known from its first
+// event.
 bool WriteCommand::waitsForType() const
 {
     return settings.wait && settings.as.isEmpty() && !relative;
@@ -152,14 +154,15 @@ void WriteCommand::conclude()
     finish(result);
 }
 
-// The first problem is the exit code.
+// The first problem determines the exit code.
 void WriteCommand::note(ExitCode code)
 {
     if (result == ExitCode::Success)
         result = code;
 }
 
-// Sent is not received: the end waits until the server answers what was asked after the writes.
+// A sent write has not necessarily been received. The command therefore waits for the reply to a
+// request that is sent after the writes.
 void WriteCommand::sendAll()
 {
     answered();
@@ -185,14 +188,14 @@ void WriteCommand::next()
     answered();
     waited = std::make_unique<PKeywordWrite>();
     waited->setTyped(false);
-    waited->setConfirmWithin(0); // there is another patience
+    waited->setConfirmWithin(0); // the command has its own timeout
     connect(waited.get(), &PKeywordWrite::currentChanged, this, &WriteCommand::onEvent);
     connect(waited.get(), &PKeywordWrite::finished, this, &WriteCommand::onFinished);
     waited->setClient(client());
     waited->setKeyword(current.front().keyword);
 }
 
-// Finds the value that is to be sent. Returns why there is none.
+// Determines the value to send. Returns the problem, if any.
 QString WriteCommand::convert(const PKeywordValue &before)
 {
     Write &write = current.front();
@@ -250,7 +253,7 @@ void WriteCommand::onFinished()
         end(ExitCode::BadUsage, QStringLiteral("invalid"), waited->problem());
         break;
     default:
-        break; // the rest does not end it
+        break; // other states do not end the write
     }
 }
 
@@ -279,7 +282,7 @@ void WriteCommand::onIndexResponse(const QUuid &id)
 void WriteCommand::onTimeout()
 {
     if (current.empty()) {
-        answered(); // it is standard input that is waited for
+        answered(); // the command is waiting for standard input
         return;
     }
     if (!settings.wait) {
@@ -292,7 +295,7 @@ void WriteCommand::onTimeout()
     end(ExitCode::TimedOut, QStringLiteral("timeout"), problem);
 }
 
-// The writes after one that failed are still done.
+// The remaining writes are still executed after a failed one.
 void WriteCommand::end(ExitCode code, const QString &outcome, const QString &problem)
 {
     const Write write = current.front();
@@ -301,11 +304,11 @@ void WriteCommand::end(ExitCode code, const QString &outcome, const QString &pro
         complain(write.keyword + QLatin1String(": ") + problem);
     report(write, last, outcome);
     note(code);
-    // Not from within a handler of what goes.
+    // The object must not be destroyed from within its own handler.
     QMetaObject::invokeMethod(this, &WriteCommand::work, Qt::QueuedConnection);
 }
 
-// As text, what went well when nobody waits goes without saying.
+// In the text format without --wait, successful writes are not reported.
 void WriteCommand::report(const Write &write, const QVariant &value, const QString &outcome)
 {
     if (!output->isText()) {

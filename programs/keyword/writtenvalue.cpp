@@ -27,7 +27,7 @@ bool isNumber(const QString &text)
     return number.match(text).hasMatch();
 }
 
-// Without a plus sign and leading zeros.
+// Removes a plus sign and leading zeros.
 QString plainDigits(QString number)
 {
     static const QRegularExpression zeros(QStringLiteral("^0+(?=[0-9])"));
@@ -69,7 +69,7 @@ WrittenValue doubleOf(const QString &text)
 {
     bool isDouble = false;
     const double number = text.toDouble(&isDouble);
-    if (!isDouble || !std::isfinite(number)) // JSON has no others
+    if (!isDouble || !std::isfinite(number)) // JSON has no other numbers
         return isNumber(text) ? problem(text, QStringLiteral("is too large for a double")) : none();
     if (!isWholeNumber(text))
         return {number, {}};
@@ -107,7 +107,7 @@ WrittenValue asItLooks(const QString &text)
     return {text, {}};
 }
 
-// Null for a text, which anything can be.
+// Returns null for strings, because every text is a valid string.
 Convert converterTo(const QString &type)
 {
     static const QHash<QString, Convert> converters = {

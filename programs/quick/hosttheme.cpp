@@ -22,7 +22,7 @@ QObject *provideTheme(QQmlEngine &engine)
     const std::unique_ptr<QObject> holder(component.create());
     auto *theme = holder ? holder->property("theme").value<QObject *>() : nullptr;
     if (theme)
-        QQmlProperty::write(theme, QStringLiteral("dark"), true); // whatever the system has
+        QQmlProperty::write(theme, QStringLiteral("dark"), true); // regardless of the system
     engine.rootContext()->setContextProperty(QStringLiteral("theme"), theme);
     return theme;
 }

@@ -15,10 +15,11 @@ using pellix::client::PKeywordProxy;
 
 namespace {
 
-// Longer keywords (aggregated ones carry a digest) do not push the others apart.
+// Longer keywords, such as aggregates, whose names contain a digest, do not affect the alignment of
+// the others.
 constexpr qsizetype widestAlignedKeyword = 40;
 
-// Of the rows of a model that has keywords in them, the values and labels.
+// Collects the values and labels from the rows of a model with keywords.
 void collectRows(const QAbstractItemModel &model, LiveValues &values)
 {
     const QHash<int, QByteArray> names = model.roleNames();
@@ -52,7 +53,7 @@ void collectValues(const QObject &parent, LiveValues &values)
     }
 }
 
-// Delegates are no QObject children of the item they are shown in, so both trees are walked.
+// Delegates are not QObject children of the item that shows them, so both trees are traversed.
 void collectValues(const QQuickItem &item, LiveValues &values)
 {
     collectValues(static_cast<const QObject &>(item), values);

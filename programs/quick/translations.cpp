@@ -11,7 +11,7 @@
 
 namespace {
 
-// Returns whether there is one in the folder.
+// Returns whether the folder contains a translation.
 bool install(const QString &name, const QString &folder)
 {
     auto *const translator = new QTranslator(QCoreApplication::instance());
@@ -29,7 +29,7 @@ void installTranslations()
     const QStringList folders = QStandardPaths::locateAll(
         QStandardPaths::GenericDataLocation, QStringLiteral("pellixclient-keyword/translations"),
         QStandardPaths::LocateDirectory);
-    for (const QString &folder : folders) { // the user's own comes first
+    for (const QString &folder : folders) { // the folder of the user comes first
         if (install(QStringLiteral("pellixclient-keyword"), folder))
             return;
     }

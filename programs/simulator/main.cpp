@@ -30,8 +30,8 @@ int fail(const QString &message)
     return EXIT_FAILURE;
 }
 
-// The file of a scene. A mere name that is no file here stands for a scene installed with the
-// program.
+// Returns the file of a scene. A plain name that is not a file in the current folder refers to a
+// scene installed with the program.
 QString sceneFile(const QString &name)
 {
     if (QFile::exists(name) || QDir::fromNativeSeparators(name).contains(QLatin1Char('/')))
@@ -173,7 +173,7 @@ int main(int argc, char **argv)
                                  socketServer.errorString()));
         }
     }
-    // A server to develop against: wherever it listens, everybody may do all.
+    // This server is for development: on all addresses, every client has full rights.
     ClientIdentification everybody;
     everybody.role = ClientIdentification::fullRights;
     socketServer.setIdentification(everybody);

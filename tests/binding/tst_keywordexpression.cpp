@@ -122,7 +122,7 @@ void tst_KeywordExpression::expression_isItsValue()
     PKeywordExpression expression;
     SignalLog log(&expression);
     expression.setValue(q(" a//b#c/ "));
-    QCOMPARE(expression.keyword(), q(" a//b#c/ ")); // as it stands
+    QCOMPARE(expression.keyword(), q(" a//b#c/ ")); // unchanged
     QCOMPARE(expression.keywordChildren(), QStringList());
     QCOMPARE(log.taken(), q("valueChanged keywordChanged"));
 }

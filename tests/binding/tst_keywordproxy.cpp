@@ -32,7 +32,7 @@ QString destroy(const QString &keyword)
     return q(R"({"cmd":"keyDestroy","payload":{"keyword":"%1"}})").arg(keyword);
 }
 
-// The last command of a taken() text.
+// The last command in the result of taken().
 QString last(const QString &commands)
 {
     return commands.section(QLatin1Char('\n'), -1);
@@ -324,7 +324,7 @@ void tst_KeywordProxy::setClient_toAnother()
     first.taken();
     proxy.setClient(&second);
     QCOMPARE(first.taken(), destroy(q("/a")));
-    QCOMPARE(second.taken(), create(q("/a"))); // nothing but the publisher changed: one run
+    QCOMPARE(second.taken(), create(q("/a"))); // one run, because only the publisher changed
     QVERIFY(!proxy.value().isValid());
     first.event(q("/a"), q("2"), q("int"));
     QVERIFY(!proxy.value().isValid());
@@ -348,7 +348,7 @@ void tst_KeywordProxy::expression_takesPrecedence()
     QCOMPARE(proxy.keywordExpression(), &expression);
     QCOMPARE(proxy.keyword(), q("/x"));
     QCOMPARE(log.taken(), q("keywordChanged valueChanged valueTypeChanged stateChanged"));
-    QCOMPARE(proxy.valueValid(), QVariant(true)); // not touched
+    QCOMPARE(proxy.valueValid(), QVariant(true)); // unchanged
     QCOMPARE(client.taken(), destroy(q("/a")) + QLatin1Char('\n') + create(q("/x")));
 
     expression.setValue(q("/y"));
@@ -359,7 +359,7 @@ void tst_KeywordProxy::expression_takesPrecedence()
     QVERIFY(client.taken().contains(q("\"/y\"")));
 
     expression.setValue(QString());
-    QCOMPARE(client.taken(), destroy(q("/y"))); // an invalid expression asks for nothing
+    QCOMPARE(client.taken(), destroy(q("/y"))); // an invalid expression has no subscription
 }
 
 void tst_KeywordProxy::expression_passesChildrenAndAggregation()
@@ -415,7 +415,7 @@ void tst_KeywordProxy::expression_refusesAKeyword()
     QCOMPARE(log.taken(), QString());
     QCOMPARE(client.taken(), QString());
     proxy.setKeywordExpression(nullptr);
-    QCOMPARE(proxy.keyword(), QString()); // the refused one was not kept either
+    QCOMPARE(proxy.keyword(), QString()); // the refused keyword was not kept either
 }
 
 void tst_KeywordProxy::expression_changesAreFollowedOnlyWhileInUse()
@@ -617,7 +617,7 @@ void tst_KeywordProxy::link_lostAndBack()
 
     client.publisher()->setActive(false);
     QVERIFY(!proxy.value().isValid());
-    QCOMPARE(proxy.valueValid(), QVariant(true)); // outlives the link
+    QCOMPARE(proxy.valueValid(), QVariant(true)); // unaffected by the lost connection
     QCOMPARE(flags(proxy), q("--s-"));
     QCOMPARE(log.taken(), q("valueChanged valueTypeChanged stateChanged"));
     QCOMPARE(client.taken(), QString());
@@ -646,7 +646,7 @@ void tst_KeywordProxy::update_goesToTheClient()
     QCOMPARE(client.taken(),
              q(R"({"cmd":"keyUpdate","payload":{"keyword":"/a","value":-1,)"
                R"("valueChangeMode":"relative"}})"));
-    QVERIFY(!proxy.value().isValid()); // until the event comes back
+    QVERIFY(!proxy.value().isValid()); // until the event arrives
     QCOMPARE(log.taken(), QString());
 
     client.accepts = false;
@@ -654,7 +654,7 @@ void tst_KeywordProxy::update_goesToTheClient()
     QVERIFY(!proxy.updateRelative(5));
     client.accepts = true;
     client.publisher()->setActive(false);
-    QVERIFY(proxy.update(5)); // whether it can be sent is the client's business
+    QVERIFY(proxy.update(5)); // the client decides whether it can be sent
     proxy.setKeyword(QString());
     client.taken();
     QVERIFY(!proxy.update(5));
@@ -672,7 +672,7 @@ void tst_KeywordProxy::update_takesJavaScriptValues_data()
     QTest::newRow("null") << q("null") << q("null");
     QTest::newRow("undefined") << q("undefined") << q("null");
     QTest::newRow("nothing") << QString() << q("null");
-    // What Qt's conversion of a QJSValue makes of it: nothing.
+    // Qt converts such a QJSValue to an invalid variant.
     QTest::newRow("array") << q("[1, 'a', true]") << q("null");
     QTest::newRow("object") << q("({b: 1, a: 'x'})") << q("null");
     QTest::newRow("not a number") << q("NaN") << q("null");
@@ -708,7 +708,7 @@ void tst_KeywordProxy::handlers_mayBindAnew()
     proxy.setClient(&first);
     publish(first, 1);
 
-    // Another client while the old one is taken away
+    // Set another client while the old one is being removed
     {
         QObject scope;
         connect(&proxy, &PKeywordProxy::valueChanged, &scope, [&] {
@@ -722,7 +722,7 @@ void tst_KeywordProxy::handlers_mayBindAnew()
     QCOMPARE(proxy.value().toInt(), 2);
     QVERIFY(proxy.update(3));
 
-    // Another keyword while a value arrives
+    // Set another keyword while a value arrives
     QObject scope;
     connect(&proxy, &PKeywordProxy::valueChanged, &scope, [&] { proxy.setKeyword(q("/b")); });
     second.event(q("/a"), q("4"), q("int"));
@@ -737,7 +737,7 @@ void tst_KeywordProxy::handlers_leaveValueValidTrue_data()
         QTest::newRow(deed) << q(deed);
 }
 
-// A value came, whatever a handler of valueChanged() does about it.
+// A value has arrived, regardless of what a handler of valueChanged() does.
 void tst_KeywordProxy::handlers_leaveValueValidTrue()
 {
     QFETCH(QString, deed);

@@ -24,8 +24,9 @@ QString q(const char *text)
 }
 
 /*
-    Everything that a proxy works with, and every operation on it. Whoever is deleted by a handler
-    is gone for the rest of the run; the operations cope, as an application's code does.
+    All objects with which a proxy works, and all operations on it. Objects that a handler deletes
+    are missing for the rest of the run; the operations check for this, like the code of an
+    application.
 */
 struct Bench
 {
@@ -95,8 +96,8 @@ const char *const victims[] = {"proxy", "client", "expression", "neighbour", "ev
 
 } // namespace
 
-// Each object that a proxy touches is deleted inside each signal of the proxy, at each of the times
-// that it comes in a run over all operations. The address sanitizer is the judge.
+// Deletes each object that a proxy uses inside each signal of the proxy, at each emission during a
+// run over all operations. The address sanitizer detects errors.
 class tst_KeywordProxyLifetime : public QObject
 {
     Q_OBJECT
@@ -309,11 +310,11 @@ void tst_KeywordProxyLifetime::expressionFirst_readsAsNotSet()
     expression.reset();
 
     QCOMPARE(proxy.keywordExpression(), nullptr);
-    QCOMPARE(proxy.keyword(), q("/x")); // until the subscription is established anew
+    QCOMPARE(proxy.keyword(), q("/x")); // until the next subscription
     client.publisher()->setActive(false);
     client.publisher()->setActive(true);
     QCOMPARE(proxy.keyword(), q("/a"));
-    proxy.setKeyword(q("/b")); // no expression is in the way
+    proxy.setKeyword(q("/b")); // no expression prevents it
     QCOMPARE(proxy.keyword(), q("/b"));
 }
 

@@ -21,7 +21,7 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// A server that answers each create request for a label inside the call.
+// A server that replies to each create request for a label within the call.
 void answerAtOnce(RecordingClient &client, const QHash<QString, QString> &labels)
 {
     client.answer = [&client, labels](const QByteArray &command) {
@@ -117,7 +117,8 @@ void tst_LabelLookup::lookup_signalsItsSteps()
     QCOMPARE(log.taken(), q("valueTypeChanged stateChanged valueChanged valueLabelValidChanged"));
 }
 
-// A subscription that becomes active is established once more from within, and asks twice.
+// A subscription that becomes active is established again from within, and requests the keyword
+// twice.
 void tst_LabelLookup::lookup_asksAsOftenAsEveryBinding()
 {
     const QString create = q(R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"%1"}})");
@@ -195,7 +196,7 @@ void tst_LabelLookup::lookup_waitsForADifferingValue()
     proxy.setClient(&client);
     proxy.getKeywordLabel(q("/u1/k1"));
     client.receive(q(R"({"cmd":"keyEvent","payload":{"keyword":"/u1/k1/Label"}})"));
-    QCOMPARE(proxy.valueLabelValid(), QVariant(false)); // an invalid value equals the cleared one
+    QCOMPARE(proxy.valueLabelValid(), QVariant(false)); // an invalid value equals the cleared value
     client.event(q("/u1/k1/Label"), q("\"Main\""));
     QCOMPARE(proxy.valueLabelValid(), QVariant(true));
 }
@@ -238,12 +239,12 @@ void tst_LabelLookup::result_outlastsTheSameLabel()
 
     client.event(q("/u1/k1/Label"), label);
     QCOMPARE(log.taken(), QString());
-    client.event(q("/u1/k1/Label"), label, q("int")); // its type is taken
+    client.event(q("/u1/k1/Label"), label, q("int")); // the type is applied
     QCOMPARE(log.taken(), q("valueTypeChanged"));
     QCOMPARE(proxy.valueType(), PKeywordValueType::KVT_INT);
     client.receive(q(R"({"cmd":"keyEvent","payload":{"keyword":"/u1/k1/Label","value":%1,)"
                      R"("type":"int","error":true}})")
-                       .arg(label)); // and so are its flags
+                       .arg(label)); // and so are the flags
     QCOMPARE(log.taken(), q("stateChanged"));
     QVERIFY(proxy.error());
     QCOMPARE(proxy.value(), QVariant(result));
@@ -251,12 +252,12 @@ void tst_LabelLookup::result_outlastsTheSameLabel()
     client.event(q("/u1/k1/Label"), q("\"Other\""), q("int"));
     QCOMPARE(proxy.value(), QVariant(q("Other")));
     QCOMPARE(log.taken(), q("valueChanged valueValidChanged stateChanged"));
-    client.event(q("/u1/k1/Label"), label, q("int")); // protected no more
+    client.event(q("/u1/k1/Label"), label, q("int")); // no longer protected
     QCOMPARE(log.taken(), q("valueChanged valueValidChanged"));
     QVERIFY(proxy.value() != QVariant(result));
 }
 
-// What equals the result, but not the label, ends the protection like every other value.
+// A value that equals the result, but not the label, ends the protection like any other value.
 void tst_LabelLookup::result_repeatedByTheServer()
 {
     RecordingClient client;
@@ -296,7 +297,7 @@ void tst_LabelLookup::result_isProtectedUntilTheNextSubscription()
     } else if (by == q("same keyword")) {
         proxy.setKeyword(q("/u1/k1/Label"));
     } else {
-        // Refused by an expression: the lookup goes on with what arrives there.
+        // The expression refuses it: the lookup continues with the next value that arrives.
         PKeywordExpression expression(q("/u1/k1/Label"));
         proxy.setKeywordExpression(&expression);
         client.event(q("/u1/k1/Label"), q("\"Main\""));
@@ -400,7 +401,7 @@ void tst_LabelLookup::lookup_shortKeysFinishAtOnce()
              runs ? q("valueLabelValidChanged valueChanged valueLabelValidChanged") : QString());
     if (runs)
         QCOMPARE(proxy.value(), QVariant(result));
-    proxy.getKeywordLabel(q("/u1/k1")); // and the next one is not in the way of leftovers
+    proxy.getKeywordLabel(q("/u1/k1")); // the next lookup is not affected by leftovers
     client.event(q("/u1/k1/Label"), q("\"Main\""));
     QCOMPARE(proxy.value(), QVariant(q("/u1/Main")));
 }
@@ -421,7 +422,7 @@ void tst_LabelLookup::lookup_abandonedLeavesItsPrefixes()
     RecordingClient client;
     PKeywordProxy proxy;
     proxy.setClient(&client);
-    proxy.getKeywordLabel(q("/u1/k1/level")); // leaves /u1/k1/level
+    proxy.getKeywordLabel(q("/u1/k1/level")); // leaves its prefix /u1/k1/level behind
     proxy.getKeywordLabel(q("/u2/k2"));
     QCOMPARE(proxy.keyword(), q("/u2/Label"));
     client.event(q("/u2/Label"), q("\"Two\""));
@@ -440,7 +441,7 @@ void tst_LabelLookup::lookup_endedByAKeyword()
     client.event(q("/a"), q("\"x\""));
     QCOMPARE(proxy.value(), QVariant(q("x")));
     QCOMPARE(proxy.valueLabelValid(), QVariant(false));
-    proxy.getKeywordLabel(q("/u1/k1")); // still taken for under way
+    proxy.getKeywordLabel(q("/u1/k1")); // the previous lookup still counts as pending
     QCOMPARE(proxy.keyword(), q("/a"));
 }
 
@@ -455,7 +456,7 @@ void tst_LabelLookup::lookup_whileAnExpressionIsSet()
     proxy.getKeywordLabel(q("/u1/k1/level"));
     QCOMPARE(proxy.keyword(), q("/x"));
     QTest::ignoreMessage(QtWarningMsg, "Proxy is already using a keyword expression");
-    client.event(q("/x"), q("\"value\"")); // taken for a label, and the next step is refused, too
+    client.event(q("/x"), q("\"value\"")); // treated as a label; the next step is refused as well
     QCOMPARE(proxy.valueLabelValid(), QVariant(false));
     client.event(q("/x"), q("\"next\""));
     QCOMPARE(proxy.valueLabelValid(), QVariant(true));
@@ -515,7 +516,7 @@ void tst_LabelLookup::queuedServer_data()
     synchronousServer_data();
 }
 
-// Each create request is answered, later and in order, as a server across a network does.
+// Each create request is answered later and in order, as by a server across a network.
 void tst_LabelLookup::queuedServer()
 {
     QFETCH(QString, key);
@@ -543,7 +544,7 @@ void tst_LabelLookup::queuedServer()
         proxy.setKeyword(q("/somewhere"));
 
     proxy.getKeywordLabel(key);
-    QTRY_COMPARE(waiting, 0); // the last answers repeat the last label
+    QTRY_COMPARE(waiting, 0); // the last replies repeat the last label
 
     QCOMPARE(proxy.value(), QVariant(result));
     QCOMPARE(proxy.valueLabelValid(), QVariant(true));
@@ -557,7 +558,8 @@ void tst_LabelLookup::lookup_fromAHandlerOfAnOrdinaryValue_data()
         QTest::newRow(handler) << q(handler);
 }
 
-// The value that brought the handler about is no label of the lookup that it starts.
+// The value that caused the call of the handler is not a label of the lookup that the handler
+// starts.
 void tst_LabelLookup::lookup_fromAHandlerOfAnOrdinaryValue()
 {
     QFETCH(QString, handler);
@@ -583,7 +585,7 @@ void tst_LabelLookup::lookup_fromAHandlerOfAnOrdinaryValue()
     client.event(q("/a"), q("5"), q("int"));
     QVERIFY(started);
     QCOMPARE(proxy.keyword(), q("/u1/k1/Label"));
-    // A value has come, although the handler of valueChanged() has given it up.
+    // A value has arrived, although the handler of valueChanged() has discarded it.
     QCOMPARE(proxy.valueValid(), QVariant(handler == q("valueChanged")));
     client.event(q("/u1/k1/Label"), q("\"Main\""));
     client.event(q("/u1/k1/level/Label"), q("\"Level\""));

@@ -14,7 +14,7 @@ using namespace pellix::client;
 
 namespace {
 
-// Two values of the same types all the way down; doubles with the same bits.
+// Whether two values have the same types at all levels, and doubles have the same bits.
 bool areSame(const QVariant &left, const QVariant &right)
 {
     if (left.metaType() != right.metaType())
@@ -59,7 +59,7 @@ PKeywordValueType typeOf(const QString &name)
     return PKeywordValueType(qMax(0, int(names.indexOf(name))));
 }
 
-// What a document makes of a message. Returns false if it is no event.
+// Reads a message by means of a document. Returns false if it is not an event.
 bool readByDocument(const QByteArray &message, Event *event)
 {
     const QJsonObject object = QJsonDocument::fromJson(message).object();
@@ -77,7 +77,7 @@ bool readByDocument(const QByteArray &message, Event *event)
     return true;
 }
 
-// Whether the reader takes the message, and whether it is right if it does.
+// Whether the reader accepts the message, and whether its result is correct.
 enum class Verdict {
     Left,
     Right,
@@ -106,7 +106,7 @@ QByteArray eventWith(const QByteArray &value)
           "false}}";
 }
 
-// Writes legal JSON in spellings of all kinds.
+// Writes valid JSON in many different spellings.
 class Speller
 {
 public:
@@ -279,7 +279,7 @@ void tst_EventReader::spelling_isRead()
     QCOMPARE(verdictOf(message), Verdict::Right);
 }
 
-// Of which QJsonDocument is the judge.
+// These messages are left to QJsonDocument.
 void tst_EventReader::doubtful_isLeft_data()
 {
     QTest::addColumn<QByteArray>("message");
@@ -381,7 +381,7 @@ void tst_EventReader::anyDamagedEvent_isLeftOrRight()
         taken += verdict == Verdict::Right ? 1 : 0;
         QVERIFY2(verdict != Verdict::Wrong, message.constData());
     }
-    QVERIFY(taken > 1000); // of those that are still legal
+    QVERIFY(taken > 1000); // messages that are still valid
 }
 
 QTEST_GUILESS_MAIN(tst_EventReader)

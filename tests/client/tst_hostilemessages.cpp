@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-// What a client makes of messages that no good server sends, each with the reaction that is due.
+// The reactions of a client to messages that a correct server does not send.
 
 #include "binding/keywordproxy.h"
 #include "models/keywordqueryfilterproxymodel.h"
@@ -40,7 +40,7 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// Messages, built from the outside in. Pieces of JSON go in as they are.
+// Functions that build messages from nested parts. JSON fragments are inserted unchanged.
 Bytes message(const Bytes &cmd, const Bytes &payload)
 {
     return R"({"cmd":)" + cmd + R"(,"payload":)" + payload + '}';
@@ -67,7 +67,8 @@ Bytes nested(const char *open, const char *close, int depth)
     return Bytes(open).repeated(depth) + Bytes(close).repeated(depth);
 }
 
-// A value as a short text, "int 7", with all but plain ASCII spelt as code units.
+// A value as a short text, such as "int 7". All characters except printable ASCII are shown as code
+// units.
 QString shown(const QVariant &value)
 {
     const auto plain = [](const QString &text) {
@@ -105,11 +106,11 @@ QString flagsOf(bool connected, bool online, bool consistent, bool error)
         + QLatin1Char(consistent ? 'c' : '-') + QLatin1Char(error ? 'e' : '-');
 }
 
-// A client with a bound keyword, and what its last message led to, as one line:
-//   dropped                  not understood, nothing came of it
-//   taken                    understood, on a keyword that nobody has
-//   /a: int 7, type 5, coc-  a record on the keyword
-//   answer UUID              an answer to an index query
+// A client with a bound keyword, and the effect of its last message on one line:
+//   dropped                  not understood; no effect
+//   taken                    understood, for a keyword without a subscription
+//   /a: int 7, type 5, coc-  a record of the keyword
+//   answer UUID              a reply to an index query
 class Listener
 {
 public:
@@ -155,8 +156,9 @@ public:
     QStringList seen;
 };
 
-// A server that answers a handshake with the bytes that it is given, in place of a good answer or,
-// when they begin a frame, behind one. "KEY" in them becomes what the client waits for.
+// A server that replies to a handshake with the given bytes, in place of a correct reply or, if
+// they begin a frame, after one. "KEY" in the bytes is replaced with the value that the client
+// expects.
 class RawServer : public QObject
 {
 public:
@@ -191,7 +193,7 @@ public:
 const char goodHandshake[] = "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\n"
                              "Connection: Upgrade\r\nSec-WebSocket-Accept: KEY\r\n\r\n";
 
-// Keeps what is logged as a warning, in place of failing the test, as long as it lives.
+// Collects warnings while it exists, so that they do not fail the test.
 class Warnings
 {
 public:
@@ -226,7 +228,7 @@ class tst_HostileMessages : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    // Logs each command by default, which is not what is tested here.
+    // The client logs each command by default, which is not tested here.
     void initTestCase() { QLoggingCategory::setFilterRules(q(CLIENT_CATEGORY ".debug=false")); }
     void init() { QTest::failOnWarning(QRegularExpression(q(".*"))); }
 
@@ -256,7 +258,7 @@ void tst_HostileMessages::message_hasItsReaction_data()
         QTest::newRow(name.constData()) << bytes << QString::fromUtf8(reaction);
     };
 
-    // What is no JSON object.
+    // Messages that are not JSON objects.
     const struct
     {
         const char *name;
@@ -302,13 +304,13 @@ void tst_HostileMessages::message_hasItsReaction_data()
     for (const auto &each : noObjects)
         row(Bytes("no object: ") + each.name, each.bytes, "dropped");
 
-    // A good message, cut off wherever it can be.
+    // A valid message, truncated at every position.
     const Bytes whole = keyEvent(R"("keyword":"/a","value":[1.5e1,"\u00e4",true])");
     for (int length = 1; length < whole.size(); ++length)
         row("cut off after " + Bytes::number(length), whole.left(length), "dropped");
     row("not cut off", whole, "/a: list of 3, type 0, ----");
 
-    // The envelope.
+    // The outer object.
     for (const char *cmd : {"null",
                             "true",
                             "1",
@@ -347,7 +349,7 @@ void tst_HostileMessages::message_hasItsReaction_data()
     row("a BOM in front", "\xef\xbb\xbf" + keyEvent(R"("keyword":"/a")"),
         "/a: nothing, type 0, ----");
 
-    // Each field with each kind of JSON. One that does not fit reads as if it were missing.
+    // Each field with each JSON type. A field of the wrong type is treated as missing.
     const struct
     {
         const char *kind;
@@ -391,11 +393,11 @@ void tst_HostileMessages::message_hasItsReaction_data()
         row(Bytes("keyword ") + keyword,
             keyEvent(R"("value":1,"keyword":")" + Bytes(keyword) + "\""), "taken");
 
-    // Numbers. Whole ones that 64 bits hold come as such, all others as double.
+    // Numbers. Integers that fit into 64 bits are read as integers, all others as double.
     const struct
     {
         const char *json;
-        const char *value; // null: no JSON
+        const char *value; // null: not valid JSON
     } numbers[] = {
         {"9223372036854775807", "int 9223372036854775807"},
         {"-9223372036854775808", "int -9223372036854775808"},
@@ -432,7 +434,7 @@ void tst_HostileMessages::message_hasItsReaction_data()
         {"1 2", nullptr},
         {"1_000", nullptr},
         {"1f", nullptr},
-        {"\xd9\xa1", nullptr}, // the digit one, in Arabic
+        {"\xd9\xa1", nullptr}, // the Arabic digit one
     };
     for (const auto &each : numbers) {
         row(Bytes("number ") + each.json, eventWith(each.json),
@@ -440,16 +442,16 @@ void tst_HostileMessages::message_hasItsReaction_data()
     }
     row("number of 100 000 digits", eventWith(Bytes(100000, '9')), "dropped");
 
-    // Words that are none of JSON's.
+    // Words that are not JSON literals.
     for (const char *word : {"True", "FALSE", "nil", "None", "undefined", "nul", "truex", "tru"})
         row(Bytes("word ") + word, eventWith(word), "dropped");
 
-    // Texts.
+    // Strings.
     const struct
     {
         const char *name;
         Bytes json;
-        const char *value; // null: no JSON
+        const char *value; // null: not valid JSON
     } texts[] = {
         {"NUL escaped", R"("a\u0000b")", "text a<0>b"},
         {"NUL raw", Bytes("\"a\0b\"", 5), "text a<0>b"},
@@ -500,7 +502,7 @@ void tst_HostileMessages::message_hasItsReaction_data()
         keyEvent(R"("x":)" + nested("[", "]", 1023) + R"(,"keyword":"/a")"), "dropped");
     row("deep in cmd", message(nested("[", "]", 1000), R"({"keyword":"/a"})"), "dropped");
 
-    // Answers to index queries. The identifier is read as QUuid reads it.
+    // Replies to index queries. The identifier is read by QUuid.
     const Bytes plain = "3f2504e0-4f89-41d3-9a0c-0305e82c3301";
     const struct
     {
@@ -555,7 +557,8 @@ void tst_HostileMessages::message_hasItsReaction()
 
     QCOMPARE(listener.reactionTo(bytes), reaction);
 
-    // The bound keyword shows just that, the answer is whole, and nothing was said to the server.
+    // The bound keyword shows exactly this, the reply is complete, and nothing was sent to the
+    // server.
     const bool isRecord = reaction.startsWith(QLatin1Char('/'));
     const PKeywordProxy &proxy = listener.proxy;
     QCOMPARE(shown(proxy.value()), isRecord ? shown(listener.record.value) : q("nothing"));
@@ -566,7 +569,7 @@ void tst_HostileMessages::message_hasItsReaction()
         QCOMPARE(listener.answer, QJsonDocument::fromJson(bytes).object());
     QCOMPARE(listener.client.taken(), QString());
 
-    // Not deaf afterwards.
+    // The client still processes messages.
     QVERIFY(listener.client.event(q("/a"), q("\"good\"")));
     QCOMPARE(listener.proxy.value(), QVariant(q("good")));
 }
@@ -638,7 +641,7 @@ void tst_HostileMessages::duplicatedMembers_theLastCounts()
              q("dropped"));
 }
 
-// Rows as "keyword normalizedKeyword name type letter", sorted and parted by " | ".
+// Rows as "keyword normalizedKeyword name type letter", sorted and separated by " | ".
 void tst_HostileMessages::indexAnswer_givesTheseRows_data()
 {
     QTest::addColumn<Bytes>("payload");
@@ -714,7 +717,7 @@ void tst_HostileMessages::indexAnswer_givesTheseRows()
         const Bytes id = query.mid(query.indexOf(QLatin1Char('{'), 30), 38).toLatin1();
         return client.receiveCommand(message(R"("keyIndex")", answered.replace("ID", id)));
     };
-    // There is something to be replaced.
+    // Rows to be replaced.
     QVERIFY(answer(R"({"request":{"uuid":"ID"},"response":[{"name":"/old"}]})"));
     QCOMPARE(model.rowCount(), 1);
 
@@ -724,7 +727,7 @@ void tst_HostileMessages::indexAnswer_givesTheseRows()
     QStringList seen;
     for (int i = 0; i < model.rowCount(); ++i) {
         const auto of = [&](int role) {
-            return shown(model.index(i, 0).data(role)).remove(0, 5); // all are texts
+            return shown(model.index(i, 0).data(role)).remove(0, 5); // all of them are texts
         };
         QCOMPARE(of(PKeywordQueryModel::DisplayNameRole), of(PKeywordQueryModel::NameRole));
         seen << q("[%1] [%2] [%3] [%4] %5")
@@ -748,12 +751,12 @@ void tst_HostileMessages::indexAnswer_givesTheseRows()
 void tst_HostileMessages::indexAnswer_ofAMillionItems()
 {
 #if defined(__SANITIZE_ADDRESS__)
-    constexpr int count = 100000; // as many take minutes there
+    constexpr int count = 100000; // with the sanitizer, a million would take minutes
 #else
     constexpr int count = 1000000;
 #endif
     RecordingClient client;
-    client.publisher()->setActive(false); // a million label requests are not what is asked here
+    client.publisher()->setActive(false); // avoids label requests, which are not tested here
     PKeywordQueryModel model;
     model.setKeywordClient(&client);
     model.setKeyword(q("/x"));
@@ -775,7 +778,7 @@ void tst_HostileMessages::indexAnswer_ofAMillionItems()
         QVERIFY(index.data(PKeywordQueryModel::KeywordRole).toString().startsWith(q("/x/")));
         QCOMPARE(index.data(PKeywordQueryModel::TypeRole).toString(), q("int"));
     }
-    // One label among all of them still finds its row.
+    // The label of one of the children still finds its row.
     QSignalSpy changes(&model, &PKeywordQueryModel::dataChanged);
     QVERIFY(client.event(q("/x/77777/Label"), q("\"Seven\"")));
     QCOMPARE(changes.count(), 1);
@@ -792,7 +795,7 @@ void tst_HostileMessages::labels_areShownAsText_data()
     const auto row = [](const Bytes &value, const char *name) {
         QTest::newRow(value.constData()) << value << q(name);
     };
-    // What is no text, or an empty one, leaves the name as it is.
+    // A value that is not a string, or is empty, does not change the name.
     for (const char *value : {"null", R"("")", "[]", R"(["x"])", "{}", R"({"a":1})"})
         row(value, "b");
     row("7", "7");
@@ -827,7 +830,7 @@ void tst_HostileMessages::labels_areShownAsText()
     QCOMPARE(shown(got), q("text ") + name);
 }
 
-// Over a real connection: what arrives is either that text or nothing.
+// Over a real connection: either the text arrives, or nothing.
 void tst_HostileMessages::frames_overAWebSocket_data()
 {
     QTest::addColumn<bool>("binary");
@@ -878,12 +881,13 @@ void tst_HostileMessages::frames_overAWebSocket()
         socket->sendTextMessage(QString::fromUtf8(bytes));
     socket->sendTextMessage(QString::fromUtf8(keyEvent(R"("keyword":"/last","value":true)")));
 
-    QTRY_COMPARE(last.value(), QVariant(true)); // neither lost nor deaf
+    QTRY_COMPARE(last.value(), QVariant(true)); // still connected and responsive
     QCOMPARE(shown(proxy.value()), value);
     QVERIFY(client.connected());
 }
 
-// What breaks the WebSocket protocol: the link goes, is tried again, and nothing was published.
+// Frames that violate the WebSocket protocol: the connection is closed and retried, and nothing was
+// published.
 void tst_HostileMessages::brokenFrames_endTheConnection_data()
 {
     QTest::addColumn<Bytes>("frames");
@@ -920,7 +924,7 @@ void tst_HostileMessages::brokenFrames_endTheConnection()
 
     client.setUrls({server.url()});
 
-    QTRY_COMPARE(server.answered, 2); // has come again
+    QTRY_COMPARE(server.answered, 2); // the client has reconnected
     QCOMPARE(values.count(), 0);
     QVERIFY(connections.count() >= 2);
 }
@@ -930,7 +934,7 @@ void tst_HostileMessages::refusedHandshake_isLoggedQuoted_data()
     QTest::addColumn<Bytes>("reason");
     QTest::addColumn<QString>("quoted");
     QTest::newRow("control sequence of one byte") << Bytes("\x9bred") << q("418 (\\u009Bred)");
-    // Later versions of Qt do not take this one for a status.
+    // Later versions of Qt do not accept this text as a status.
     QTest::newRow("escape and bell") << Bytes("\x1b[31mred\a") << q("");
 }
 

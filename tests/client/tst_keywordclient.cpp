@@ -248,7 +248,7 @@ void tst_KeywordClient::sendKeyDestroy_buildsTheCommand()
 
 void tst_KeywordClient::commands_areWrittenAsADocumentIs()
 {
-    // Each of the first characters, what JSON escapes, and what is no valid text.
+    // All of the first characters, characters that JSON escapes, and invalid text.
     QStringList keywords;
     for (char16_t code = 0; code < 0x180; ++code)
         keywords << q("/a") + QChar(code) + q("b");
@@ -542,7 +542,7 @@ void tst_KeywordClient::keyEvent_isReadAsADocumentIs_data()
     const auto row = [](const QByteArray &message) {
         QTest::newRow(message.left(100).constData()) << message;
     };
-    // Values, and what looks like one.
+    // Values, and texts that resemble values.
     for (const char *value : {"0",
                               "-0",
                               "1",
@@ -604,7 +604,7 @@ void tst_KeywordClient::keyEvent_isReadAsADocumentIs_data()
         row(QByteArray(R"({"cmd":"keyEvent","payload":{"keyword":"/a","type":"double","value":)")
             + value + "}}");
     }
-    // Members, their order, blanks between them.
+    // Different members, in different orders, with whitespace between them.
     for (
         const char *message :
         {R"({"cmd":"keyEvent","payload":{}})",
@@ -645,7 +645,7 @@ void tst_KeywordClient::keyEvent_isReadAsADocumentIs_data()
         "keyword\":\"/a\",\"value\":1}}");
 }
 
-// Most events are read without a document. What is published must not tell.
+// Most events are read without a document. The published values must be the same.
 void tst_KeywordClient::keyEvent_isReadAsADocumentIs()
 {
     QFETCH(const QByteArray, message);
@@ -699,7 +699,7 @@ void tst_KeywordClient::keyEvent_topicIsTakenAsReceived()
         QCOMPARE(spy.count(), ++expected);
     }
     subscriber.setTopic(q("/a"));
-    // Understood, and published on the empty topic, where nobody can be.
+    // Understood, and published with the empty topic, which can have no subscribers.
     QVERIFY(client.receive(q(R"({"cmd":"keyEvent","payload":{"value":1}})")));
     QVERIFY(client.receive(q(R"({"cmd":"keyEvent","payload":{"keyword":5}})")));
     QVERIFY(client.receive(q(R"({"cmd":"keyEvent","payload":"text"})")));
@@ -785,7 +785,7 @@ void tst_KeywordClient::keyIndex_isSignalled()
 
 void tst_KeywordClient::logging_isSilentByDefault()
 {
-    RecordingClient client; // any line would fail the test
+    RecordingClient client; // any log line would fail the test
     const QLoggingCategory category("pellixclient.keyword.keywordclient", QtWarningMsg);
     QVERIFY(!category.isDebugEnabled());
     QVERIFY(!client.receiveCommand("nonsense"));

@@ -144,7 +144,7 @@ void tst_KeywordTypes::debug_isCompact()
     QDebug(&direct).nospace() << record.value<PKeywordValue>();
     QCOMPARE(direct, text);
 
-    // The meta-type has the operator, too.
+    // The meta-type also has the operator.
     QString byMetaType;
     {
         QDebug debug(&byMetaType);

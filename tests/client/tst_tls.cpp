@@ -44,8 +44,8 @@ qsizetype openFiles()
 
 } // namespace
 
-// wss:// with certificates that are made for the test by the commands of the guide, so
-// that none of them expires in the repository.
+// wss:// with certificates that the test creates with the commands of the guide, so that no
+// certificate in the repository can expire.
 class tst_Tls : public QObject
 {
     Q_OBJECT
@@ -63,7 +63,7 @@ private Q_SLOTS:
 
 private:
     void shell(const QString &commands);
-    void show(const char *certificate); // has the server use it, on the same port if it has one
+    void show(const char *certificate); // makes the server use it, on the same port if it has one
     QString path(const char *name) const { return directory.filePath(q(name)); }
     QStringList urls() const { return {server->url().toString()}; }
 
@@ -93,7 +93,7 @@ void tst_Tls::initTestCase()
     const QString recipe = contents(q(CERTIFICATES));
     QVERIFY(recipe.contains(q("-out ca.crt")) && recipe.contains(q("-out server.crt")));
     shell(recipe);
-    // Variations of it: no longer valid, for another host, and of another authority.
+    // Variants: expired, for another host, and of another authority.
     shell(q("printf '%s\\n' '[ca]' default_ca=own '[own]' database=issued new_certs_dir=."
             " rand_serial=yes default_md=sha256 policy=any '[any]' commonName=supplied >ca.conf\n"
             ": >issued\n"
@@ -207,7 +207,7 @@ void tst_Tls::badCertificate_isRefusedAndTriedAgain()
 
     client.setUrls(urls());
 
-    // Refused, time and again, each time with one warning that says why
+    // Refused repeatedly, each time with one warning that contains the reason
     QTRY_COMPARE(warnings.size(), 2);
     const qsizetype filesEarly = openFiles();
     const qsizetype childrenEarly = client.findChildren<QObject *>().size();
@@ -219,11 +219,12 @@ void tst_Tls::badCertificate_isRefusedAndTriedAgain()
     QVERIFY(!proxy.value().isValid());
     QCOMPARE(server->clientCount(), 0);
 
-    // Nothing piles up over four more attempts. An end of one may still have been open early on.
+    // Nothing accumulates during four more attempts. One end of an attempt may have been open at
+    // first.
     QTRY_VERIFY(openFiles() <= filesEarly);
     QTRY_VERIFY(client.findChildren<QObject *>().size() <= childrenEarly);
 
-    // A valid certificate is all that it takes
+    // A valid certificate is sufficient
     show("server.crt");
     QTRY_VERIFY(client.connected());
     QTRY_COMPARE(proxy.value().toInt(), 1);

@@ -26,7 +26,7 @@ using namespace pellix::client;
 
 namespace {
 
-// A server that keeps what it received and whom it serves.
+// A server that records its messages and its clients.
 class Server : public QObject
 {
 public:
@@ -52,7 +52,7 @@ public:
     QStringList received;
 };
 
-// A server that shakes hands and then neither reads nor says anything.
+// A server that completes the handshake, and then neither reads nor sends.
 class SilentServer : public QObject
 {
 public:
@@ -85,7 +85,7 @@ public:
     bool answered = false;
 };
 
-// A port on which nobody listens.
+// An address with a port on which no server listens.
 QString deadUrl()
 {
     QTcpServer server;
@@ -154,7 +154,8 @@ protected:
 const QString eventOfA = QStringLiteral(
     R"({"cmd":"keyEvent","payload":{"keyword":"/a","value":1,"type":"int","connected":true}})");
 
-// disconnect() aborts and then closes, and Qt finds nothing open to write the close frame to.
+// disconnect() aborts the connection and then closes it, when Qt can no longer write the close
+// frame.
 [[maybe_unused]] void expectDeviceNotOpen()
 {
     QTest::ignoreMessage(QtWarningMsg, "QIODevice::write (QTcpSocket): device not open");
@@ -344,7 +345,7 @@ void tst_WebSocketKeywordClient::setUrls_queryWithoutPath()
 {
     QFETCH(QString, rest);
     QFETCH(QString, target);
-    SilentServer server; // keeps the request
+    SilentServer server; // records the request
     const QString url = server.url() + rest;
     SocketClient client;
     client.setAutoReconnect(true);
@@ -406,7 +407,7 @@ void tst_WebSocketKeywordClient::setUrls_toAnotherListDropsTheConnection()
     QSignalSpy gone(server.last(), &QWebSocket::disconnected);
     QSignalSpy connected(&client, &SocketClient::connectedChanged);
 
-    client.setUrls({server.url(), QStringLiteral("ws://127.0.0.1:1")}); // the first entry stays
+    client.setUrls({server.url(), QStringLiteral("ws://127.0.0.1:1")}); // with the same first entry
 
     QCOMPARE(connected.count(), 1);
     QTRY_COMPARE(connected.count(), 2);
@@ -459,7 +460,7 @@ void tst_WebSocketKeywordClient::failedAddress_doesNotMoveOnToTheNext()
 
     client.setUrls({dead, server.url()});
 
-    QTRY_VERIFY(logTexts(QtWarningMsg).size() >= 2); // tried twice
+    QTRY_VERIFY(logTexts(QtWarningMsg).size() >= 2); // two attempts
     QCOMPARE(client.url(), dead);
     QCOMPARE(connected.count(), 0);
     QVERIFY(server.sockets.isEmpty());
@@ -557,7 +558,7 @@ void tst_WebSocketKeywordClient::textMessages_mayBeMuchLargerThanTheReceiveBuffe
     client.setUrls({server.url()});
     QTRY_VERIFY(client.connected());
     QTRY_COMPARE(server.sockets.size(), 1);
-    server.last()->setOutgoingFrameSize(length); // in one piece
+    server.last()->setOutgoingFrameSize(length); // in one frame
 
     server.last()->sendTextMessage(QString(length, QLatin1Char('x')));
     server.last()->sendTextMessage(QStringLiteral("end"));
@@ -599,14 +600,14 @@ void tst_WebSocketKeywordClient::autoReconnect_startsOneTimer()
     QCOMPARE(timers().constFirst().interval, 1000);
     QCOMPARE(timers().constFirst().timerType, Qt::CoarseTimer);
     client.setUrls({deadUrl()});
-    QTRY_COMPARE(logTexts(QtWarningMsg).size(), 3); // at once, and two ticks
+    QTRY_COMPARE(logTexts(QtWarningMsg).size(), 3); // immediately, and on two ticks
     client.setAutoReconnect(false);
     QCOMPARE(spy.count(), 2);
     QCOMPARE(timers().size(), 0);
     client.setAutoReconnect(false);
     QCOMPARE(spy.count(), 2);
 
-    // Set back and forth from handlers, also when a timer has run before
+    // Change it back and forth in handlers, including when a timer was active before
     int changes = 0;
     QObject scope;
     connect(&client, &SocketClient::autoReconnectChanged, &scope, [&] {
@@ -627,7 +628,7 @@ void tst_WebSocketKeywordClient::autoReconnect_startsOneTimer()
 void tst_WebSocketKeywordClient::autoReconnect_connectsAfterOneSecond()
 {
     DIFFERS("the first pause is half as long at least");
-    // Given a client whose attempt has failed, and then a server where it tried
+    // A client whose attempt has failed, and then a server at its address
     auto server = std::make_unique<Server>();
     const quint16 port = server->server.serverPort();
     const QString url = server->url();
@@ -643,7 +644,7 @@ void tst_WebSocketKeywordClient::autoReconnect_connectsAfterOneSecond()
 
     client.setAutoReconnect(true);
 
-    QVERIFY(logTexts(QtDebugMsg).isEmpty()); // nothing at once
+    QVERIFY(logTexts(QtDebugMsg).isEmpty()); // no immediate attempt
     QTRY_VERIFY(client.connected());
     QVERIFY2(elapsed.elapsed() >= 900, "a coarse timer of 1000 ms may be 5 % early");
 }
@@ -686,7 +687,8 @@ void tst_WebSocketKeywordClient::autoReconnect_comesBackAfterTheServerDid()
 
 void tst_WebSocketKeywordClient::autoReconnect_goesOnAfterARefusedHandshake()
 {
-    // As a proxy whose server is away: the answer is an error, the connection stays open.
+    // Behaves like a proxy whose server is not available: it replies with an error and keeps the
+    // connection open.
     QTcpServer refusing;
     QList<QTcpSocket *> refused;
     connect(&refusing, &QTcpServer::newConnection, this, [&] {
@@ -706,13 +708,13 @@ void tst_WebSocketKeywordClient::autoReconnect_goesOnAfterARefusedHandshake()
     client.setUrls({QStringLiteral("ws://127.0.0.1:%1").arg(refusing.serverPort())});
 
     QTRY_COMPARE(refused.size(), 3);
-    QTRY_COMPARE(logTexts(QtWarningMsg).size(), 3); // one for each
+    QTRY_COMPARE(logTexts(QtWarningMsg).size(), 3); // one per attempt
     QVERIFY(logTexts(QtWarningMsg).constLast().contains(QStringLiteral("502")));
     QTRY_COMPARE(refused.at(0)->state(), QAbstractSocket::UnconnectedState);
     QTRY_COMPARE(refused.at(1)->state(), QAbstractSocket::UnconnectedState);
     QCOMPARE(connected.count(), 0);
 
-    // The server is back
+    // The server is available again
     const quint16 port = refusing.serverPort();
     refusing.close();
     const Server server(port);
@@ -731,7 +733,7 @@ void tst_WebSocketKeywordClient::withoutAutoReconnect_aLostConnectionStaysLost()
     server.last()->close();
     QTRY_VERIFY(!client.connected());
 
-    // A second client that does reconnect shows that the time for it has passed.
+    // A second client that does reconnect shows that the time for an attempt has passed.
     witness.setAutoReconnect(true);
     witness.setUrls({server.url()});
     QTRY_VERIFY(witness.connected());
@@ -813,7 +815,8 @@ void tst_WebSocketKeywordClient::connected_followsThePublisher()
     QCOMPARE(spy.count(), 2);
 }
 
-// These two run for three of the client's fixed keep-alive intervals of 5 s, so side by side.
+// The following two tests take up to three of the client's fixed keep-alive intervals of 5 s. Each
+// of them therefore uses two clients at the same time.
 void tst_WebSocketKeywordClient::keepAlive_dropsASilentServer()
 {
     SilentServer silent;
@@ -828,7 +831,7 @@ void tst_WebSocketKeywordClient::keepAlive_dropsASilentServer()
 
     QTRY_VERIFY_WITH_TIMEOUT(!client.connected(), 16000);
 
-    // The ping goes out on one tick and the connection is dropped on the next.
+    // The ping is sent on one tick, and the connection is closed on the next.
     QVERIFY2(elapsed.elapsed() > 4500, qPrintable(QString::number(elapsed.elapsed())));
     QVERIFY(witness.connected());
 }
@@ -841,8 +844,8 @@ void tst_WebSocketKeywordClient::keepAlive_keepsAnAnsweringServer()
     client.setUrls({server.url()});
     QTRY_VERIFY(client.connected());
 
-    // A second client on a silent server is dropped on its second tick after the ping: by then
-    // this one, which is older, has sent two pings.
+    // A second client closes its connection to an unresponsive server on the tick after its ping.
+    // By then, this client, which is older, has sent two pings.
     SilentServer silent;
     SocketClient witness;
     witness.setUrls({silent.url()});
@@ -857,7 +860,7 @@ void tst_WebSocketKeywordClient::keepAlive_expectsNoPongForAnEarlierConnectionsP
 {
     SilentServer silent, otherSilent;
     Server server;
-    SocketClient client, witness; // their ticks come in this order
+    SocketClient client, witness; // their ticks occur in this order
     client.setUrls({silent.url()});
     witness.setUrls({otherSilent.url()});
     QTRY_VERIFY(client.connected() && witness.connected());
@@ -900,7 +903,7 @@ void tst_WebSocketKeywordClient::handlers_mayDeleteTheClient()
         connect(client, &SocketClient::urlsChanged, &scope, deleteClient);
         client->setUrls({server.url()});
     } else if (moment == QLatin1String("connecting")) {
-        // The one callback on the way is the log.
+        // The only callback at this point is the log.
         client->publisher()->setActive(true); // so that connecting makes it inactive
         connect(client, &SocketClient::connectedChanged, &scope, deleteClient);
         client->setUrls({server.url()});
@@ -915,7 +918,7 @@ void tst_WebSocketKeywordClient::handlers_mayDeleteTheClient()
         connectTo(server.url());
         QTRY_COMPARE(server.sockets.size(), 1);
         for (int i = 0; i < 100; ++i)
-            server.last()->sendTextMessage(eventOfA); // more messages wait behind the first
+            server.last()->sendTextMessage(eventOfA); // more messages are queued after the first
         QTRY_VERIFY(guard.isNull());
     } else if (moment == QLatin1String("lost by server")) {
         connectTo(server.url());
@@ -943,7 +946,7 @@ void tst_WebSocketKeywordClient::handlers_mayDeleteTheClient()
     }
 
     QTRY_VERIFY_WITH_TIMEOUT(guard.isNull(), 16000);
-    // What was in flight goes on to its end.
+    // Pending operations are completed.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     if (!server.sockets.isEmpty() && server.last())
         QTRY_VERIFY(!server.last() || server.last()->state() == QAbstractSocket::UnconnectedState);
@@ -959,7 +962,7 @@ void tst_WebSocketKeywordClient::handlers_mayDeleteTheClientInANestedLoop()
     subscriber.setTopic(QStringLiteral("/a"));
     bool left = false;
     QObject scope;
-    connect(&subscriber, &PSubscriber::valueChanged, &scope, [&] { // as a modal dialog would
+    connect(&subscriber, &PSubscriber::valueChanged, &scope, [&] { // like a modal dialog
         QEventLoop loop;
         QMetaObject::invokeMethod(
             &scope,
@@ -1027,7 +1030,7 @@ void tst_WebSocketKeywordClient::handlers_mayChangeTheUrls()
         client.setUrls({});
     }
 
-    // disconnect() and setUrls() go on after their handlers, and leave the new connection alone.
+    // disconnect() and setUrls() continue after their handlers, and keep the new connection.
     QTRY_COMPARE(client.urls(), QStringList({second.url()}));
     QTRY_COMPARE(second.sockets.size(), 1);
     QTRY_VERIFY(client.connected());
@@ -1049,7 +1052,7 @@ void tst_WebSocketKeywordClient::handlers_maySetAutoReconnectBack()
     client.setUrls({deadUrl()});
     QTRY_COMPARE(logTexts(QtWarningMsg).size(), 1);
 
-    // No timer is left: a client that has one is through its second attempt before this one's.
+    // No timer is left: a client with a timer has made its second attempt before this client could.
     SocketClient witness;
     witness.setAutoReconnect(true);
     witness.setUrls({deadUrl()});

@@ -43,7 +43,7 @@ bool ChildProcess::start(const QString &program, const QStringList &arguments)
 {
     process.setChildProcessModifier([cores = cores] {
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-        // Ctrl-C is for who started all this; it ends us in order.
+        // Ctrl-C is handled by the parent program, which stops this process in an orderly way.
         ::setpgid(0, 0);
         if (cores.isEmpty())
             return;

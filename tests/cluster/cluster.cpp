@@ -27,8 +27,8 @@ QString q(const char *text)
     return QString::fromLatin1(text);
 }
 
-// Below the ports that the system gives to clients; each but once, as most of them are not used at
-// once.
+// A port below those that the system assigns to clients. Each port is returned only once, because
+// most of them are not opened immediately.
 quint16 freePort()
 {
     static QSet<quint16> given;
@@ -57,7 +57,7 @@ Usage &operator+=(Usage &sum, const Usage &other)
     return sum;
 }
 
-// Each has two files.
+// Each connection requires two files.
 int mostConnections()
 {
     rlimit limit {};
@@ -65,7 +65,7 @@ int mostConnections()
     return int(qBound<rlim_t>(200, limit.rlim_cur, 40000) - 100) / 2;
 }
 
-// The first core is the gateways'.
+// The first core is reserved for the gateways.
 QList<int> coresFrom(int first)
 {
     QList<int> cores;
@@ -129,14 +129,14 @@ Cluster::Cluster(const ClusterOptions &options)
     }
 }
 
-// What is in front ends before what it depends on.
+// Programs are stopped before those on which they depend.
 Cluster::~Cluster()
 {
     balancer.reset();
     gateways.clear();
     for (Node &node : nodes) {
         if (node.process)
-            node.process->kill(); // it takes its time to end by itself
+            node.process->kill(); // a regular exit would take some time
     }
     nodes.clear();
 }
@@ -165,7 +165,7 @@ QList<int> Cluster::otherCores() const
     return options.isPinned && QThread::idealThreadCount() > 1 ? coresFrom(1) : QList<int>();
 }
 
-// Of an authority of its own: the balancer's, and one for the screens.
+// Creates certificates of a private authority: one for the balancer, and one for the screens.
 bool Cluster::makeCertificates()
 {
     const auto make = [this](const QString &name, const QStringList &arguments) {
@@ -198,8 +198,8 @@ bool Cluster::makeCertificates()
         && write(q("server.pem"), certificate.readAll() + key.readAll());
 }
 
-// Node 3 is the one that can be cut off: the others reach it through its link, and it reaches them
-// through theirs, which is what they tell each other as well.
+// Node 3 can be isolated: the other nodes reach it through its link, and it reaches them through
+// theirs. The nodes also advertise the addresses of these links.
 QByteArray Cluster::nodeConfiguration(int i) const
 {
     const Node &node = nodes[size_t(i)];
@@ -239,8 +239,8 @@ system_account: SYS
         .toUtf8();
 }
 
-// Behind a proxy: screens are who their certificates say, as the balancer has seen it. Nobody is
-// anybody for coming from this machine, but for who looks only, at another port.
+// Behind a proxy: screens are identified by their certificates, which the balancer has checked.
+// Clients get no rights for connecting from this machine, except read access on another port.
 QByteArray Cluster::gatewayConfiguration(int i) const
 {
     const Gateway &gateway = gateways[size_t(i)];
@@ -281,8 +281,8 @@ QByteArray Cluster::gatewayConfiguration(int i) const
         .toJson();
 }
 
-// A lost node is noticed by the first connection that it refuses. The check answers 503 on good
-// nodes as well, for some seconds, until they have a new leader.
+// A lost node is detected by the first connection that it refuses. For some seconds, the health
+// check also returns 503 on intact nodes, until they have a new leader.
 QByteArray Cluster::balancerConfiguration() const
 {
     QString text = q(R"(global

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-// Faults: gateways and nodes that go, and come back.
+// Faults: gateways and nodes that fail and return.
 
 #include "tests/cluster/plant.h"
 #include "tests/cluster/scenarios.h"
@@ -33,8 +33,8 @@ qint64 percentile(QList<qint64> values, double share)
     return values.at(qsizetype(std::ceil(share * double(values.size()))) - 1);
 }
 
-// Of the events after a moment, how many come in the fullest tenth of a second, and how many in one
-// on average as long as they come.
+// The highest number of events in a tenth of a second after a moment, and the average number per
+// tenth of a second while they last.
 struct Density
 {
     explicit Density(const QList<qint64> &times, qint64 from)
@@ -45,21 +45,21 @@ struct Density
             most = qMax(most, ++bins[(time - from) / 100]);
             latest = qMax(latest, (time - from) / 100);
         }
-        // Those of a second, as a retry is tried within one.
+        // At least one second, because a retry takes place within one.
         average = double(times.size()) / double(qMax<qint64>(10, latest + 1));
     }
     int most = 0;
     double average = 0;
 };
 
-// One kind of screens, and the gateway that dies under half of them.
+// Tests one kind of screens, while the gateway of half of them is killed.
 bool killUnder(Site *site, const ScreensOptions &options, qint64 finalValue, QJsonObject *figures)
 {
     Report *const report = site->report;
     Screens screens(site->cluster, options);
     if (!screens.start() || !waitUntil([&] { return screens.live() == options.screens; }, 120000))
         return site->fail(q("%1 of %2 screens are live").arg(screens.live()).arg(options.screens));
-    site->publish(options.keywords); // 1 Hz each
+    site->publish(options.keywords); // 1 Hz per keyword
     pause(2000);
 
     const qint64 killed = plant::now();
@@ -101,7 +101,7 @@ bool killUnder(Site *site, const ScreensOptions &options, qint64 finalValue, QJs
     if (downTimes.isEmpty())
         return site->fail(q("no screen was connected to the gateway that died"));
 
-    // The others were not disturbed; and all of them end with the right values.
+    // The other screens were not affected, and all of them end with the correct values.
     if (!site->publishLast(finalValue))
         return site->fail(q("the last values are not acknowledged"));
     Screens::Report told;
@@ -141,8 +141,8 @@ struct Fault
     bool hasLinks;
 };
 
-// Publishing goes on at all nodes through a fault of one, and for a moment after it. Then what each
-// gateway shows is compared with what was acknowledged.
+// Publishes at all nodes during a fault of one node, and for a moment after it. Then compares the
+// values at each gateway with the acknowledged ones.
 bool runFault(const Fault &fault, const ScenarioOptions &options, Report *report)
 {
     Site::Options siteOptions;
@@ -202,12 +202,13 @@ bool runFault(const Fault &fault, const ScenarioOptions &options, Report *report
         return true;
     });
 
-    // Without any part of ours: what each node gives to who subscribes now. It may be catching up.
+    // Without our own programs: the values that each node delivers to a new subscriber. The node
+    // may still be catching up.
     int lostByEngine = 0;
     std::vector<qint64> kept;
     waitUntil([&] { return site.isKept(&lostByEngine, &kept); }, 30000);
     sampling.stop();
-    // What nodes that lagged had given to gateways has been put right by now.
+    // By now, outdated values that gateways received from lagging nodes have been corrected.
     const bool isAsKept = waitUntil([&] { return site.missing(kept) == 0; });
 
     const double goal = siteOptions.cluster.resync * 1000 + 1000;
@@ -249,7 +250,7 @@ bool runFault(const Fault &fault, const ScenarioOptions &options, Report *report
             q("gateways do not show what the brokers have: %1 values").arg(site.missing(kept)));
     if (lostByEngine == 0)
         return true;
-    // What a node has not kept, no gateway can show.
+    // A gateway cannot show values that the nodes have lost.
     report->line("  nats-server itself has lost acknowledged values: ", lostByEngine,
                  " at all nodes together");
     report->figures.insert(q("failed"), q("nats-server has lost acknowledged values"));

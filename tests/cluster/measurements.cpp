@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-// Measurements: what many screens, keywords and changes cost.
+// Measurements: the cost of many screens, keywords, and changes.
 
 #include "tests/cluster/plant.h"
 #include "tests/cluster/scenarios.h"
@@ -24,7 +24,7 @@ struct Load
     int screens = 100;
     int keywordsEach = 100;
     int keywords = 10000;
-    double rate = 1; // of each keyword
+    double rate = 1; // changes per second of each keyword
     int seconds = 10;
     bool isPinned = false;
 };
@@ -40,7 +40,7 @@ struct Measured
     bool isWell = false;
     double published = 0; // per second
     double delivered = 0; // to screens, per second
-    double perProcessorSecond = 0; // deliveries, of the gateways
+    double perProcessorSecond = 0; // deliveries per processor second of the gateways
     Part nodes;
     Part gateways;
     Part balancer;
@@ -55,7 +55,8 @@ Measured measure(const Load &load, Report *report)
     siteOptions.cluster.gateways = load.gateways;
     siteOptions.cluster.isPinned = load.isPinned;
     siteOptions.isInspected = false;
-    siteOptions.qos = 0; // what a cluster keeps, it writes three times: not at such rates
+    // A cluster writes stored messages three times, which is too slow for these rates.
+    siteOptions.qos = 0;
     Site site(siteOptions, report);
     if (!site.start())
         return result;
@@ -107,7 +108,7 @@ Measured measure(const Load &load, Report *report)
     result.screens = part(begin.screens, end.screens);
     if (result.gateways.cores > 0)
         result.perProcessorSecond = result.delivered / result.gateways.cores;
-    // A run that measures nothing, or in which screens are left behind, is none.
+    // A run without deliveries, or with screens that lag behind, is invalid.
     if (result.delivered <= 0) {
         site.fail(q("nothing was delivered"));
         return result;
@@ -188,7 +189,7 @@ bool runGrowth(const ScenarioOptions &options, Report *report)
     const QList<int> keywords =
         options.keywords.isEmpty() ? QList<int> {10000, 1000, 100000} : options.keywords;
     const QList<double> rates = options.rates.isEmpty() ? QList<double> {1, 10} : options.rates;
-    // The first of each is what the others are varied around.
+    // The first value of each list is the base of the variations.
     Load base;
     base.gateways = options.gateways.value(0, 2);
     base.screens = screens.constFirst();

@@ -103,7 +103,7 @@ void Publisher::setQos(int level, bool isRetained)
     retained = isRetained;
 }
 
-// The callback takes the lock as well, so that it finds what it is about.
+// The callback also takes the lock, so that it finds the message that it acknowledges.
 void Publisher::publish(int keyword, qint64 value)
 {
     values[size_t(keyword - first)] = value;
@@ -183,7 +183,7 @@ QHash<int, qint64> retainedAt(quint16 port, int keywords)
         });
     mosquitto_connect_async(client, "127.0.0.1", port, keepAlive);
     mosquitto_loop_start(client);
-    // All of them, or nothing more for a while.
+    // Waits until all values have arrived, or until no more arrive for a while.
     qsizetype count = -1;
     qint64 since = plant::now();
     waitFor([&] {

@@ -40,7 +40,7 @@ Screens::Screens(const Cluster &cluster, const ScreensOptions &options, QObject 
 
 bool Screens::start()
 {
-    // Beside this program.
+    // In the same folder as this program.
     const QString program = QCoreApplication::applicationDirPath() + q("/cluster-screens");
     for (size_t i = 0; i < processes.size(); ++i) {
         if (!processes[i]->start(program, arguments[i]))

@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-// The program cluster-screens: many screens with the library's clients in one process. It tells on
-// standard output what they see, as a line of JSON each, and answers the lines that it is sent.
+// The program cluster-screens: many screens with the clients of the library in one process. It
+// reports their events on standard output, as one line of JSON each, and replies to the lines on
+// standard input.
 
 #include "binding/keywordproxy.h"
 #include "client/websocketkeywordclient.h"
@@ -66,14 +67,14 @@ public:
     int wrong(qint64 expected) const;
 
     qint64 events = 0;
-    qint64 stepsBack = 0; // a value that was older than the one before, and of now
+    qint64 stepsBack = 0; // changes to an older value while online
 
 private:
     struct Place
     {
         std::unique_ptr<PKeywordProxy> proxy;
-        qint64 last = -1; // of now
-        bool isFresh = false; // since the connection was made
+        qint64 last = -1; // the last value while online
+        bool isFresh = false; // since the connection was established
     };
 
     void onActive(bool active);
@@ -142,7 +143,8 @@ void Screen::onActive(bool active)
     missing = int(places.size());
 }
 
-// A value counts once it is said to be of now. Its flags come with it, but after it.
+// A value counts once it is reported as online. The flags are in the same event, but their signals
+// follow.
 void Screen::look(Place *place, bool isEvent)
 {
     events += isEvent ? 1 : 0;
@@ -171,7 +173,7 @@ int Screen::wrong(qint64 expected) const
     return count;
 }
 
-// As the guides say where a private authority is used: for all of the process.
+// Sets the default configuration of the process, as the guides describe for a private authority.
 bool setTls(const Options &options)
 {
     QFile keyFile(options.key);
@@ -220,7 +222,7 @@ int main(int argc, char **argv)
         return 2;
     }
 
-    // Ticks of clients that were all made in the same moment would be, too.
+    // The clients are not created at the same moment, because their ticks would then coincide, too.
     std::vector<std::unique_ptr<Screen>> screens;
     const int first = parser.value(q("first")).toInt();
     const int count = parser.value(q("count")).toInt();

@@ -31,7 +31,7 @@ bool Site::fail(const QString &what)
     return false;
 }
 
-// What is published, and where, differs from where gateways listen: one device for each node.
+// There is one device for each node, regardless of the number of gateways.
 bool Site::start()
 {
     if (!cluster.start())
@@ -43,7 +43,7 @@ bool Site::start()
             std::make_unique<Publisher>(cluster.brokerPort(node), first, end - first));
     }
     timer.start(10ms);
-    // A cluster that is new may acknowledge a value that it does not keep.
+    // A new cluster may acknowledge a value that it does not keep.
     for (int i = 0;; ++i) {
         if (!publishLast(1))
             return fail(QStringLiteral("the first values are not acknowledged"));
@@ -68,7 +68,7 @@ bool Site::start()
     }
     if (options.isInspected && !waitUntil([this] { return missing() == 0; }))
         return fail(QStringLiteral("%1 first values are missing").arg(missing()));
-    for (const auto &inspector : inspectors) { // from here on
+    for (const auto &inspector : inspectors) { // the measurement begins here
         inspector->longestWrong = 0;
         inspector->lateValues = 0;
         inspector->stepsBack = 0;
@@ -104,7 +104,7 @@ void Site::tick()
         return;
     const qint64 now = plant::now();
     due += perSecond * double(now - std::exchange(last, now)) / 1000;
-    constexpr int mostUnacknowledged = 2000; // a broker that hangs is not buried
+    constexpr int mostUnacknowledged = 2000; // avoids overloading a broker that hangs
     for (; due >= 1; due -= 1) {
         Publisher &publisher = *publishers[nextPublisher];
         nextPublisher = (nextPublisher + 1) % publishers.size();

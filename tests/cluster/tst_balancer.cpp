@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr int longTime = 60000; // in milliseconds; how long a loaded machine may take
+constexpr int longTime = 60000; // in milliseconds; the time that a loaded machine may take
 
 QString q(const char *text)
 {
@@ -20,8 +20,8 @@ QString q(const char *text)
 
 } // namespace
 
-// A balancer on the same machine: whoever comes through it comes from 127.0.0.1, and must not be
-// taken for somebody of this machine.
+// A balancer on the same machine: its clients connect from 127.0.0.1, but must not get the rights
+// of local clients.
 class tst_Balancer : public QObject
 {
     Q_OBJECT
@@ -52,8 +52,9 @@ void tst_Balancer::initTestCase()
     QVERIFY2(cluster->start() && cluster->startGateways(), qPrintable(cluster->error()));
 }
 
-// Or refused; anything else is no answer. By hand, as QWebSocket takes 20 s to tell that it has
-// been refused for want of credentials.
+// Whether the client is accepted or refused; any other reply is an error. The handshake is done
+// manually, because QWebSocket takes 20 s to report that it has been refused for missing
+// credentials.
 bool tst_Balancer::isAccepted(const QUrl &url, bool hasCertificate, const QByteArray &subject)
 {
     QSslSocket socket;

@@ -3,8 +3,8 @@
 
 // Usage: node search.js SITE
 //
-// The search of the documentation site finds what readers look for: each line has some words, the page that
-// has to be among the first three results, and its heading. Runs the site's script without a browser.
+// The search of the documentation site finds what readers look for: each line contains some words, the page
+// that must be among the first three results, and its heading. Runs the script of the site without a browser.
 
 "use strict";
 

@@ -28,7 +28,7 @@ QString contentOf(const QString &fileName)
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-// One that nobody listens on, and that no connection gets by chance.
+// A port that is not in use, and that the system does not assign to clients.
 int freePort()
 {
     QTcpServer server;
@@ -40,7 +40,7 @@ int freePort()
     return 0;
 }
 
-// A bash in which a reader types, with the programs in its path.
+// A bash as used by a reader, with the programs in its path.
 class Shell
 {
 public:
@@ -56,7 +56,8 @@ public:
         process.setProcessEnvironment(environment);
         process.setWorkingDirectory(folder);
         process.setProcessChannelMode(QProcess::MergedChannels);
-        // In a group of its own, so that all that is started from it can be ended with it.
+        // In a separate process group, so that all processes started from it can be stopped
+        // together.
         process.start(q("setsid"), {q("bash"), q("--norc"), q("--noprofile")});
         process.waitForStarted();
         process.write("exec 2>&1\n");
@@ -70,7 +71,7 @@ public:
         process.waitForFinished();
     }
 
-    // Returns what it printed.
+    // Returns the output of the command.
     QString run(const QString &command)
     {
         const QByteArray end = "done-" + QByteArray::number(++count) + "-";
@@ -94,7 +95,7 @@ private:
 
 } // namespace
 
-// What the guides of the gateway have their readers type does what they say.
+// Tests that the commands in the guides of the gateway work as described.
 class tst_GatewayGuides : public QObject
 {
     Q_OBJECT
@@ -113,7 +114,7 @@ private:
     void start(const QString &command, const QStringList &expected);
     QString background() const;
     QStringList linesOf(const QString &printed) const;
-    QString forHere(QString text) const; // the guides have the usual ports
+    QString forHere(QString text) const; // the guides use the default ports
     QString forGuide(QString text) const;
 
     std::unique_ptr<QTemporaryDir> folder;
@@ -131,13 +132,13 @@ void tst_GatewayGuides::init()
     }
     folder = std::make_unique<QTemporaryDir>();
     BrokerOptions options;
-    options.persistence = true; // as Debian has it
+    options.persistence = true; // as in the configuration of Debian
     broker = std::make_unique<Broker>(options);
     QVERIFY(broker->start());
     port = freePort();
     QVERIFY(port > 0);
 
-    // Debian's broker has the port that these take by themselves.
+    // By default, these programs use the port of Debian's broker.
     const QString programs = folder->filePath(q("bin"));
     QVERIFY(QDir().mkdir(programs));
     for (const char *const program : {"mosquitto_pub", "mosquitto_sub"}) {
@@ -174,7 +175,7 @@ QString tst_GatewayGuides::forGuide(QString text) const
     return text.replace(QString::number(port), q("8765"));
 }
 
-// "Save this as".
+// Corresponds to "Save this as".
 void tst_GatewayGuides::save(const char *name)
 {
     const QString content = contentOf(q(SNIPPETS "/") + q(name));
@@ -210,7 +211,7 @@ void tst_GatewayGuides::type(const QString &command, const QStringList &expected
         start(command, expected);
         return;
     }
-    // What only looks may be asked again until a background program is as far as its reader thinks.
+    // Commands that only read may be repeated until a background program is ready.
     static const QRegularExpression looks(q("^keyword (get|ls|tree|label|aggregate) "));
     const bool canRepeat = looks.match(command).hasMatch();
     const QDeadlineTimer deadline(30000);
@@ -224,7 +225,7 @@ void tst_GatewayGuides::type(const QString &command, const QStringList &expected
                                  expected.join(QLatin1Char('\n')), contentOf(background()))));
 }
 
-// In the background: what it prints comes when it likes.
+// Runs in the background, so its output is not synchronized.
 void tst_GatewayGuides::start(const QString &command, const QStringList &expected)
 {
     ++started;

@@ -31,7 +31,7 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// A proxy for HTTP that forwards every connection to one port of this machine.
+// An HTTP proxy that forwards every connection to one port of this machine.
 class ForwardingProxy : public QTcpServer
 {
     Q_OBJECT
@@ -68,7 +68,7 @@ private:
 
 } // namespace
 
-// What the guide "Connecting" says of proxies and of several servers.
+// Tests what the guide "Connecting" states about proxies and several servers.
 class tst_GuideConnecting : public QObject
 {
     Q_OBJECT

@@ -70,7 +70,7 @@ QJsonObject object(const QByteArray &json)
     return QJsonDocument::fromJson(json).object();
 }
 
-// What README.md shows in this language.
+// The code blocks of README.md in this language.
 QList<QByteArray> blocksOfReadme(const QByteArray &language)
 {
     QList<QByteArray> blocks;
@@ -86,7 +86,7 @@ QList<QByteArray> blocksOfReadme(const QByteArray &language)
     return blocks;
 }
 
-// The commands of a guide's transcripts, and what the guide has them print.
+// The commands in the transcripts of a guide, and their output in the guide.
 QList<std::pair<QString, QString>> transcriptOf(const char *guide)
 {
     QList<std::pair<QString, QString>> commands;
@@ -107,7 +107,7 @@ QList<std::pair<QString, QString>> transcriptOf(const char *guide)
     return commands;
 }
 
-// The level moves all the time.
+// The level changes all the time.
 QString withoutLevels(QString text)
 {
     static const QRegularExpression level(q("(?<=/plant/tank1/level)(.*?)\\d+( *)(?=double|$)"),
@@ -124,7 +124,7 @@ void record(QtMsgType, const QMessageLogContext &context, const QString &)
 
 } // namespace
 
-// What the guides of the documentation quote does what they say.
+// Tests that the code quoted in the guides works as described.
 class tst_Guides : public QObject
 {
     Q_OBJECT
@@ -458,13 +458,13 @@ void tst_Guides::setpoint_isTakenRefusedOrNotAnswered()
     send(75);
     QTRY_COMPARE(outcome(), q("taken"));
 
-    // Nobody answers any more.
+    // There is no reply any more.
     client->disconnect(SIGNAL(sendToServer(QByteArray)));
     send(20);
     QTRY_COMPARE_WITH_TIMEOUT(outcome(), q("no reply within 6 s"), 30000);
 }
 
-// Has the function, and not the server, answer the writes that follow.
+// Makes the function, and not the server, reply to the following writes.
 void tst_Guides::answerWrites(const std::function<void(double)> &answer)
 {
     auto *const session = client->findChild<KeywordSession *>();
@@ -589,7 +589,7 @@ void tst_Guides::setpoint_sliderStaysWhereItIsUntilTheOutcome()
 {
     QVERIFY(loadSetpoint());
     QTRY_COMPARE(slider()->property("value").toDouble(), 60.0);
-    client->disconnect(SIGNAL(sendToServer(QByteArray))); // nothing is answered
+    client->disconnect(SIGNAL(sendToServer(QByteArray))); // no reply to writes
     QQuickWindow window;
     item->setParentItem(window.contentItem());
     window.show();
@@ -601,7 +601,7 @@ void tst_Guides::setpoint_sliderStaysWhereItIsUntilTheOutcome()
     QCOMPARE(slider()->property("value").toDouble(), 61.0);
     QCOMPARE(shown(), q("setpoint 60, level 45|pending"));
 
-    // The value of another client does not move it while the user's is pending.
+    // A value from another client does not move it while the user's value is pending.
     QVERIFY(server->setValue(q("/plant/tank1/setpoint"), 33.0));
     QTRY_COMPARE(shown(), q("setpoint 33, level 45|pending"));
     QCOMPARE(slider()->property("value").toDouble(), 61.0);
@@ -710,7 +710,7 @@ void tst_Guides::browse_asksAgainWhenTheLinkIsBack()
                  {{q("client"), QVariant::fromValue(&webClient)}, {q("path"), q("/plant/tank1")}}));
     QVERIFY(part("entries")->property("loading").toBool());
 
-    // The query goes with its connection.
+    // The query ends with its connection.
     QTest::ignoreMessage(QtWarningMsg, "QIODevice::write (QTcpSocket): device not open");
     webClient.disconnect();
     QVERIFY(!webClient.connected());
@@ -767,7 +767,7 @@ void tst_Guides::connecting_lampFollowsAnyClient()
 void tst_Guides::browseTree_expands()
 {
     QVERIFY(load("BrowseTree.qml", {{q("client"), QVariant::fromValue(client.get())}}));
-    QQuickWindow window; // a view without one has no rows
+    QQuickWindow window; // a view without a window has no rows
     item->setParentItem(window.contentItem());
     window.show();
     const auto leave = qScopeGuard([this] { item.reset(); });
@@ -775,7 +775,7 @@ void tst_Guides::browseTree_expands()
     QVERIFY(QMetaObject::invokeMethod(item.get(), "expand", Q_ARG(int, 0)));
     QTRY_VERIFY(item->property("rows").toInt() > 1);
 
-    // By keys: to the first row, which is closed by Space.
+    // With keys: to the first row, which Space collapses.
     window.requestActivate();
     QVERIFY(QTest::qWaitForWindowActive(&window));
     item->forceActiveFocus();
@@ -802,7 +802,7 @@ void tst_Guides::alarms_comeAndAreAcknowledged()
     QVERIFY(server->setState(q("/plant/tank1/setpoint"), true, false, true, false));
     QTRY_COMPARE(alarms->property("activeCount").toInt(), 2);
     QTRY_COMPARE(part("list")->property("count").toInt(), 2);
-    QQuickWindow window; // a view without one has no rows
+    QQuickWindow window; // a view without a window has no rows
     window.resize(400, 600);
     item->setParentItem(window.contentItem());
     window.show();
@@ -839,7 +839,7 @@ void tst_Guides::table_followsThePattern()
     item.reset();
 }
 
-// In a window, with the keyboard in the value of the first row.
+// Shows the table in a window, with the keyboard focus on the value of the first row.
 void tst_Guides::editTable(QQuickWindow *window)
 {
     QVERIFY(load("Table.qml", {{q("client"), QVariant::fromValue(client.get())}}));
@@ -854,7 +854,7 @@ void tst_Guides::editTable(QQuickWindow *window)
     QTest::keyClick(window, Qt::Key_Tab);
 }
 
-// What is shown there.
+// The text shown in the cell.
 QString tst_Guides::cell(int row, int column) const
 {
     for (const QQuickItem *shown :
@@ -880,7 +880,7 @@ void tst_Guides::table_isEditedByKeys()
     QTRY_COMPARE(cell(0, PKeywordTable::ValueColumn), q("7"));
     QCOMPARE(server->value(q("/plant/tank1/setpoint")).toDouble(), 7.0);
 
-    QTest::keyClick(&window, Qt::Key_Tab); // past what cannot be edited
+    QTest::keyClick(&window, Qt::Key_Tab); // skips cells that cannot be edited
     QTest::keyClick(&window, Qt::Key_A, Qt::ControlModifier);
     QTest::keyClick(&window, Qt::Key_8);
     QCOMPARE(cell(1, PKeywordTable::ValueColumn), q("8"));
@@ -924,7 +924,7 @@ void tst_Guides::readme_showsAKeywordAndWritesIt()
     item.reset(qobject_cast<QQuickItem *>(component.create()));
     QVERIFY2(item, qPrintable(component.errorString()));
     const QList<QQuickItem *> parts = item->childItems();
-    QCOMPARE(parts.size(), 4); // the value, a slider, a button, and that there is no connection
+    QCOMPARE(parts.size(), 4); // the value, a slider, a button, and a text without a connection
     QTRY_COMPARE(parts.at(0)->property("text").toString(), q("60.0"));
     QCOMPARE(parts.at(1)->property("value").toDouble(), 60.0);
     QVERIFY(!parts.at(3)->isVisible());

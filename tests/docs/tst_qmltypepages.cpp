@@ -25,11 +25,11 @@ struct Page
 {
     QSet<QString> writable;
     QSet<QString> readOnly;
-    QSet<QString> methods; // and signals
+    QSet<QString> methods; // including signals
     QString base;
 };
 
-// The QML type pages by the names of the types.
+// The pages of QML types, by the names of the types.
 QHash<QString, Page> readPages()
 {
     QHash<QString, Page> pages;
@@ -65,7 +65,7 @@ QHash<QString, Page> readPages()
     return pages;
 }
 
-// What the classes of this library in the chain of metaObject declare.
+// The members that the classes of this library declare in the inheritance chain of metaObject.
 Page declared(const QMetaObject *metaObject)
 {
     Page page;
@@ -80,7 +80,7 @@ Page declared(const QMetaObject *metaObject)
         }
         for (int i = metaObject->methodOffset(); i < metaObject->methodCount(); ++i) {
             const QByteArray name = metaObject->method(i).name();
-            if (!changeSignals.contains(name) && name != "validChanged") // nothing for QML there
+            if (!changeSignals.contains(name) && name != "validChanged") // not useful in QML
                 page.methods.insert(QString::fromLatin1(name));
         }
     }
@@ -96,7 +96,7 @@ QStringList sorted(const QSet<QString> &names)
 
 } // namespace
 
-// The pages of the QML types name what the types have, and nothing else.
+// The pages of the QML types document exactly the members of the types.
 class tst_QmlTypePages : public QObject
 {
     Q_OBJECT
@@ -137,7 +137,8 @@ void tst_QmlTypePages::page_namesWhatTheTypeHas()
         documented.readOnly += pages.value(type).readOnly;
         documented.methods += pages.value(type).methods;
     }
-    documented.methods -= QStringLiteral("stateChanged"); // of properties, and worth a word
+    // The notify signal of several properties is documented as well.
+    documented.methods -= QStringLiteral("stateChanged");
     const Page expected = declared(metaObject);
     QCOMPARE(sorted(documented.writable), sorted(expected.writable));
     QCOMPARE(sorted(documented.readOnly), sorted(expected.readOnly));

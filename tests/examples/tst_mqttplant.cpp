@@ -7,7 +7,7 @@
 #include <QtCore/QJsonObject>
 #include <QtTest/QTest>
 
-// The plant of the examples, on the real broker.
+// The plant of the examples, with a real broker.
 class tst_MqttPlant : public QObject
 {
     Q_OBJECT
@@ -102,7 +102,7 @@ void tst_MqttPlant::commands_areReadBack()
     QTRY_COMPARE(last("factory/tank2/setpoint"), QByteArray("44"));
     QTRY_COMPARE(last("factory/tank1/pump"), QByteArray("OFF"));
     QTRY_COMPARE_WITH_TIMEOUT(last("factory/tank1/valve"), QByteArray("80"), 30000);
-    QVERIFY(client->payloads("factory/tank1/valve").contains("50")); // it takes its time
+    QVERIFY(client->payloads("factory/tank1/valve").contains("50")); // the valve moves gradually
 }
 
 void tst_MqttPlant::limit_isAnsweredByAnotherValue()
@@ -118,7 +118,7 @@ void tst_MqttPlant::interlock_answersNothing()
     QTRY_COMPARE(last("factory/interlock/limit"), QByteArray("80"));
     const auto before = client->payloads("factory/interlock/limit").size();
     client->publish("factory/interlock/limit/set", "70");
-    client->publish("factory/tank1/setpoint/set", "12"); // is answered after it
+    client->publish("factory/tank1/setpoint/set", "12"); // processed after the previous write
     QTRY_COMPARE(last("factory/tank1/setpoint"), QByteArray("12"));
     QCOMPARE(client->payloads("factory/interlock/limit").size(), before);
     QCOMPARE(last("factory/interlock/limit"), QByteArray("80"));
@@ -181,7 +181,7 @@ void tst_MqttPlant::death_isToldByTheBroker()
     plant->kill();
     QVERIFY(plant->waitForFinished());
     QTRY_COMPARE(last("factory/state"), QByteArray("offline"));
-    QCOMPARE(last("factory/tank1/status"), QByteArray("online")); // which nobody took back
+    QCOMPARE(last("factory/tank1/status"), QByteArray("online")); // it has not been replaced
 }
 
 void tst_MqttPlant::broker_canBeRestarted()

@@ -85,7 +85,7 @@ void tst_Telemetry::webSocket_showsTheServersValues()
 
 void tst_Telemetry::unreachableServer_failsButStillSavesThePicture()
 {
-    QTcpServer reserved; // a port that nobody else takes and that speaks no WebSocket
+    QTcpServer reserved; // a port that is in use, but without a WebSocket server
     QVERIFY(reserved.listen(QHostAddress::LocalHost, 0));
 
     const Desk desk;
@@ -163,7 +163,7 @@ void tst_Telemetry::badArguments_failWithAMessage()
     verifyRefused(arguments, message, exitCode);
 }
 
-// Everything is logged, and also what Qt says of an address.
+// Everything is logged, including messages of Qt with an address.
 void tst_Telemetry::secrets_areNotLogged()
 {
     KeywordServer server;
@@ -187,10 +187,10 @@ void tst_Telemetry::secrets_areNotLogged()
     QVERIFY2(!run.output.contains(QLatin1String("hush")), qPrintable(run.output));
 }
 
-// Nothing else in the window tells two runs apart while there is no server.
+// Without a server, only the address can differ between the pictures of two runs.
 void tst_Telemetry::secrets_areNotInThePicture()
 {
-    QTcpServer reserved; // a port that nobody else takes and that speaks no WebSocket
+    QTcpServer reserved; // a port that is in use, but without a WebSocket server
     QVERIFY(reserved.listen(QHostAddress::LocalHost, 0));
     const QString address = webSocketAddress(reserved.serverPort());
     const auto picture = [&address](const QString &query) {
@@ -203,7 +203,7 @@ void tst_Telemetry::secrets_areNotInThePicture()
     const QImage first = picture(QStringLiteral("/?token=hush"));
     QVERIFY(!first.isNull());
     QCOMPARE(picture(QStringLiteral("/?token=another")), first);
-    QVERIFY(picture(QStringLiteral("/?unit=another")) != first); // the address is in it
+    QVERIFY(picture(QStringLiteral("/?unit=another")) != first); // the picture contains the address
 }
 
 void tst_Telemetry::help_namesEveryOption()

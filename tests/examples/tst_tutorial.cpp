@@ -32,8 +32,8 @@ constexpr int patience = ProgramScreen::patience;
 
 } // namespace
 
-// The programs of the tutorial against the scene that it uses: what is on their screens, by
-// keyboard.
+// Tests the programs of the tutorial with the scene that it uses: operates them with the keyboard,
+// and checks the contents of their screens.
 class tst_Tutorial : public QObject
 {
     Q_OBJECT
@@ -78,12 +78,12 @@ private:
     {
         return q("/plant/tank%1/%2").arg(number).arg(q(property));
     }
-    // The level as the screen reader has it, in the form of the step.
+    // The level as reported to screen readers, in the format of the step.
     QString levelText(const char *value) const
     {
         return (currentStep == 1 ? q("%1") : q("Level of Tank 1: %1")).arg(q(value));
     }
-    // Moves in the tree to this row, by keys.
+    // Moves to this row of the tree with the keyboard.
     bool moveTo(const char *name);
     QString chart() { return screen->find(q("Chart")).value(q("description")).toString(); }
 
@@ -98,7 +98,7 @@ void tst_Tutorial::init()
 {
     folder = std::make_unique<QTemporaryDir>();
     server = std::make_unique<KeywordServer>();
-    JsonScene scene(server.get()); // not started: its values stay as they are
+    JsonScene scene(server.get()); // not started, so its values do not change
     QVERIFY(scene.load(q(PLANT_SCENE)));
     socketServer = std::make_unique<FaultyWebSocketServer>(server.get());
     QVERIFY(socketServer->listen());
@@ -217,7 +217,7 @@ void tst_Tutorial::flags_areShown()
     QTRY_VERIFY_WITH_TIMEOUT(screen->shows(text), patience);
 }
 
-// All that can have the focus says what it is.
+// All controls that can have the focus have an accessible name.
 void tst_Tutorial::controls_haveNames()
 {
     QFETCH(int, step);
@@ -330,7 +330,7 @@ void tst_Tutorial::connection_isRetriedAtOnce()
     QVERIFY(screen->focus(q("Button"), q("Try Now")));
     QVERIFY(socketServer->listen(QHostAddress::LocalHost, port));
     QVERIFY(screen->press(q("Space")));
-    QVERIFY(!screen->shows(QRegularExpression(q("Next attempt")))); // as it is made now
+    QVERIFY(!screen->shows(QRegularExpression(q("Next attempt")))); // the attempt is made now
     QTRY_VERIFY_WITH_TIMEOUT(screen->shows(levelText("45.0 %")), patience);
     QVERIFY(screen->find(q("Button"), q("Try Now")).isEmpty());
 }
@@ -394,11 +394,11 @@ void tst_Tutorial::alarm_comesIsAcknowledgedAndGoes()
     QTRY_COMPARE_WITH_TIMEOUT(row(), q("Active, not acknowledged"), patience);
 
     QVERIFY(screen->focus(q("Button"), q("Acknowledge All")));
-    QVERIFY(screen->press(q("Tab"))); // to the list, and its first row
+    QVERIFY(screen->press(q("Tab"))); // to the list, on its first row
     QVERIFY(screen->press(q("Space")));
     QTRY_COMPARE_WITH_TIMEOUT(row(), q("Active"), patience);
 
-    QVERIFY(server->setValue(tank(1, "level"), 74.0)); // not below the hysteresis
+    QVERIFY(server->setValue(tank(1, "level"), 74.0)); // not yet below the hysteresis
     QVERIFY(server->setValue(tank(2, "level"), 20.0));
     QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("2 active, 1 not acknowledged")), patience);
     QVERIFY(server->setValue(tank(1, "level"), 72.0));
@@ -490,7 +490,7 @@ void tst_Tutorial::configuration_ofTheFolderNamesTheGateway()
     QVERIFY(file.readAll().contains("\n[server]\nurls=ws://127.0.0.1:8765\n"));
 }
 
-// The last step as it is, with another address.
+// The last step without changes, with another address.
 void tst_Tutorial::plant_isShownThroughTheGateway()
 {
 #ifndef GATEWAY
@@ -533,7 +533,7 @@ void tst_Tutorial::plant_isShownThroughTheGateway()
     QVERIFY(screen->shows(q("Connected to ") + url));
     QTRY_VERIFY_WITH_TIMEOUT(!screen->shows(levelText("–")), patience);
 
-    // The plant takes 95 % at most, and the gateway waits for 100 in vain. The level follows.
+    // The plant accepts at most 95 %, and the gateway waits for 100 % in vain. The level follows.
     QVERIFY(screen->focus(q("Slider"), q("Setpoint of Tank 2")));
     QVERIFY(screen->press(q("End")));
     QTRY_VERIFY_WITH_TIMEOUT(screen->shows(q("100 % refused")), patience);
@@ -545,7 +545,7 @@ void tst_Tutorial::plant_isShownThroughTheGateway()
     QTRY_VERIFY_WITH_TIMEOUT(chart().contains(full), patience);
     QTRY_VERIFY_WITH_TIMEOUT(!screen->find(q("TreeItem"), q("tank1")).isEmpty(), patience);
 
-    // The plant dies, and the broker tells.
+    // The plant is killed, and the broker reports it.
     QVERIFY(screen->press(q("Ctrl+1")));
     plant.kill();
     QVERIFY(plant.waitForFinished());

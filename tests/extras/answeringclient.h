@@ -12,8 +12,8 @@
 
 #include <functional>
 
-// A client whose index queries are answered by hand, or at once from a list of keywords with their
-// types, and which counts what it was asked for.
+// A client whose index queries are answered by the test, or immediately from a list of keywords and
+// their types. It counts its requests.
 class AnsweringClient : public RecordingClient
 {
 public:
@@ -24,7 +24,7 @@ public:
 
     void link(bool linked) { publisher()->setActive(linked); }
 
-    // Answers the latest query.
+    // Replies to the latest query.
     void list(const QStringList &names, const QString &type = QStringLiteral("double"))
     {
         QJsonArray children;
@@ -53,10 +53,10 @@ public:
         send(QStringLiteral("keyEvent"), event);
     }
 
-    QMap<QString, QString> tree; // with it, queries are answered inside the call that sends them
-    QStringList queries; // the paths, as "/a/b"
+    QMap<QString, QString> tree; // if set, queries are answered within the call that sends them
+    QStringList queries; // the paths, such as "/a/b"
     QStringList created;
-    bool repeats = false; // with it, what is created is told inside that call, if it is known
+    bool repeats = false; // if set, an event is sent within a create request for a known keyword
     QStringList updates; // the values, as JSON
     QStringList destroyed;
     std::function<void(const QString &keyword)> onCreate;

@@ -35,7 +35,7 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// Numbers are the same whichever type holds them, as they are in QML.
+// Numbers are equal regardless of the type that contains them, as in QML.
 QString shown(QVariant value)
 {
     if (value.metaType() == QMetaType::fromType<QJSValue>())
@@ -55,7 +55,7 @@ QString shown(QVariant value)
 
 QUrl interpretedFile(const char *name)
 {
-    return QUrl::fromLocalFile(q(FOLDER "/") + q(name)); // code from a file is interpreted
+    return QUrl::fromLocalFile(q(FOLDER "/") + q(name)); // QML from a file is interpreted
 }
 
 QUrl compiledFile(const char *name)
@@ -63,7 +63,7 @@ QUrl compiledFile(const char *name)
     return QUrl(q("qrc:/qt-project.org/imports/CompiledExtras/") + q(name));
 }
 
-// Each property that is written in QML, as "realOr = 1200".
+// The properties declared in QML, such as "realOr = 1200".
 QStringList properties(const QObject &root)
 {
     QStringList lines;
@@ -77,11 +77,11 @@ QStringList properties(const QObject &root)
     return lines;
 }
 
-// What a file shows of a value.
+// The properties of a file for a value.
 QStringList shownBy(const QUrl &url, const QVariant &value)
 {
     QQmlEngine engine;
-    engine.setOutputWarningsToStandardError(false); // of values that no real can hold
+    engine.setOutputWarningsToStandardError(false); // warnings about values that do not fit a real
     QQmlComponent component(&engine, url);
     const std::unique_ptr<QObject> root(component.create());
     if (!root)
@@ -90,7 +90,7 @@ QStringList shownBy(const QUrl &url, const QVariant &value)
     return properties(*root);
 }
 
-// What a file shows of a write to a keyword that takes it.
+// The properties of a file after a write to a keyword that accepts it.
 QStringList shownByWrite(const QUrl &url, const QVariant &value)
 {
     KeywordServer server;
@@ -101,21 +101,21 @@ QStringList shownByWrite(const QUrl &url, const QVariant &value)
     PInProcessKeywordClient client;
     linkInProcess(&server, &client);
     QQmlEngine engine;
-    engine.setOutputWarningsToStandardError(false); // of values that no real can hold
+    engine.setOutputWarningsToStandardError(false); // warnings about values that do not fit a real
     QQmlComponent component(&engine, url);
     const std::unique_ptr<QObject> root(component.createWithInitialProperties(
         {{q("client"), QVariant::fromValue<PKeywordClient *>(&client)}}));
     if (!root)
         return {component.errorString()};
     auto *const write = root->property("write").value<PKeywordWrite *>();
-    write->setConfirmWithin(0x7fffffff); // however slow the machine is
+    write->setConfirmWithin(0x7fffffff); // even on a slow machine
     write->set(value);
     if (!QTest::qWaitFor([write] { return !write->isPending(); }, 20000))
         return {q("no answer")};
     return properties(*root);
 }
 
-// What a file shows of a keyword with a value.
+// The properties of a file for a keyword with a value.
 QStringList shownByHistory(const QUrl &url, const QVariant &value)
 {
     KeywordServer server;
@@ -181,7 +181,8 @@ void tst_CompiledExtras::values_areTheSame()
     QFETCH(QVariant, value);
     QStringList interpreted = shownBy(interpretedFile("Values.qml"), value);
     QStringList compiled = shownBy(compiledFile("Values.qml"), value);
-    // Code that later versions compile hands a value to C++ as it is, not as JavaScript has it.
+    // Code compiled by later versions passes a value to C++ unchanged, without converting it to
+    // JavaScript.
     if (QLibraryInfo::version() >= QVersionNumber(6, 5)) {
         static const QRegularExpression ofFunction(q("^named = "));
         interpreted.removeAll(interpreted.filter(ofFunction).value(0));
@@ -250,7 +251,7 @@ void tst_CompiledExtras::histories_areTheSame()
     QCOMPARE(compiled, interpreted);
 }
 
-// What compiled QML needs must not make qmllint object.
+// The adaptations for compiled QML must not cause qmllint warnings.
 void tst_CompiledExtras::types_haveNoWarnings()
 {
     QProcess qmllint;

@@ -24,7 +24,7 @@ void tst_ExtrasModule::initTestCase()
 {
     PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
     pellix::extras::KeywordExtrasModule::registerTypes();
-    pellix::extras::KeywordExtrasModule::registerTypes(); // changes nothing
+    pellix::extras::KeywordExtrasModule::registerTypes(); // has no effect
 }
 
 void tst_ExtrasModule::import_data()
@@ -39,7 +39,7 @@ void tst_ExtrasModule::import_data()
     }
 }
 
-// Those of the other module, too, which are imported with it.
+// Includes the types of the other module, which is imported automatically.
 void tst_ExtrasModule::import()
 {
     QFETCH(QByteArray, imports);

@@ -42,7 +42,7 @@ public:
         alarms.addAlarm(alarm);
         return alarm;
     }
-    // "+" is active, "!" not acknowledged, "?" not known.
+    // "+" stands for active, "!" for not acknowledged, "?" for unknown.
     QString rows()
     {
         QCoreApplication::processEvents();
@@ -231,19 +231,19 @@ void tst_KeywordAlarms::rows_comeGoAndAreAcknowledged()
     QCOMPARE(fields.value(q("priority")).toInt(), 7);
     QVERIFY(fields.value(q("came")).toDateTime().isValid());
     QVERIFY(!fields.value(q("went")).toDateTime().isValid());
-    bench.value("/a", 12); // the same one
+    bench.value("/a", 12); // the same alarm
     QCOMPARE(bench.rows(), q("a+!"));
     bench.alarms.acknowledge(0, q("Ada"));
     QCOMPARE(bench.rows(), q("a+"));
     QCOMPARE(bench.alarms.get(0).value(q("acknowledgedBy")).toString(), q("Ada"));
-    bench.alarms.acknowledge(0, q("Bob")); // too late
+    bench.alarms.acknowledge(0, q("Bob")); // already acknowledged
     QCOMPARE(bench.alarms.get(0).value(q("acknowledgedBy")).toString(), q("Ada"));
     QCOMPARE(unacknowledged.size(), 2);
     bench.value("/a", 9);
     QCOMPARE(bench.rows(), q("a"));
     QCOMPARE(went.size(), 1);
     QVERIFY(bench.alarms.get(0).value(q("went")).toDateTime().isValid());
-    bench.value("/a", 11); // once more
+    bench.value("/a", 11); // another alarm
     bench.value("/a", 9);
     QCOMPARE(bench.rows(), q("a! a"));
     bench.alarms.removeAcknowledged();
@@ -281,7 +281,7 @@ void tst_KeywordAlarms::rows_areBounded()
     QCOMPARE(bench.rows(), q("a!"));
     for (const char *name : {"/b", "/c", "/d", "/a"})
         bench.value(name, 11);
-    QCOMPARE(bench.rows(), q("a+! d+! c+! b+!")); // no active one goes
+    QCOMPARE(bench.rows(), q("a+! d+! c+! b+!")); // active alarms are not removed
     bench.value("/b", 1);
     QCOMPARE(bench.rows(), q("a+! d+! c+!"));
     QCOMPARE(bench.alarms.count(), 3);
@@ -316,7 +316,7 @@ void tst_KeywordAlarms::link_holdsTheState()
     QCOMPARE(bench.rows(), q("b+!? a+!?"));
     bench.client.link(true);
     QCOMPARE(bench.rows(), q("b+!? a+!?"));
-    first->setAbove(100); // what was known before the link was lost decides nothing
+    first->setAbove(100); // a value from before the lost connection has no effect
     QCOMPARE(bench.rows(), q("b+!? a+!?"));
     first->setAbove(10);
     bench.value("/a", 12);
@@ -359,7 +359,7 @@ void tst_KeywordAlarms::alarm_changes()
     QCOMPARE(bench.rows(), q("other! other!"));
     QCOMPARE(bench.client.destroyed, QStringList(q("/a")));
     bench.value("/b", 11);
-    QCOMPARE(bench.alarms.activeCount(), 0); // not told yet
+    QCOMPARE(bench.alarms.activeCount(), 0); // not yet reported
     QCOMPARE(bench.rows(), q("other+! other! other!"));
     alarm->setKeyword(QString());
     QCOMPARE(bench.rows(), q("other! other! other!"));
@@ -370,7 +370,7 @@ void tst_KeywordAlarms::alarm_isRemovedOrDeleted()
     Bench bench;
     PKeywordAlarm *const first = bench.add("/a", "a");
     PKeywordAlarm *const second = bench.add("/b", "b");
-    bench.alarms.addAlarm(first); // twice
+    bench.alarms.addAlarm(first); // already added
     bench.alarms.addAlarm(nullptr);
     QCOMPARE(bench.alarms.alarms(), (QList<PKeywordAlarm *> {first, second}));
     first->setAbove(1);

@@ -37,7 +37,7 @@ QStringList listOf(const char *names)
     return q(names).split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
-// What is listed: "label(name)", or the name alone.
+// The listed rows: "label(name)", or only the name.
 QString rows(const PKeywordChildren &children)
 {
     QStringList rows;
@@ -110,7 +110,7 @@ private Q_SLOTS:
 
 void tst_KeywordChildren::initTestCase()
 {
-    // It warns of each connection that is lost.
+    // The client warns about each lost connection.
     QLoggingCategory::setFilterRules(q("pellixclient.keyword.websocketclient=false"));
 }
 
@@ -184,7 +184,7 @@ void tst_KeywordChildren::roles()
     QCOMPARE(value.value(q("typeLetter")).toString(), q("B"));
     QCOMPARE(value.value(q("typeColor")).value<QColor>(), QColor(0xf0, 0xa3, 0x0a));
     QCOMPARE(value.value(q("hasChildren")).toBool(), false);
-    QCOMPARE(value.value(q("label")).toString(), q("Tank")); // known from before
+    QCOMPARE(value.value(q("label")).toString(), q("Tank")); // known before the query
 }
 
 void tst_KeywordChildren::paths()
@@ -211,7 +211,7 @@ void tst_KeywordChildren::keyword_isAskedForOnce()
     QCOMPARE(loading.size(), 1);
     QCOMPARE(count.size(), 1);
     QCOMPARE(rows(listing.children), q("a, b"));
-    listing.children.setKeyword(q("/x")); // the same
+    listing.children.setKeyword(q("/x")); // the same keyword
     QCOMPARE(listing.client.queries.size(), 1);
     listing.children.setKeyword(q("/y"));
     QCOMPARE(rows(listing.children), QString());
@@ -232,7 +232,7 @@ void tst_KeywordChildren::keyword_emptyListsNothing()
 
 void tst_KeywordChildren::order_isNatural()
 {
-    // 10 is greater than 9 as a number, and less than 9a as a text, which is greater than 9.
+    // 10 is greater than 9 as a number. As text, it is less than 9a, which is greater than 9.
     Listing listing("/x/10 /x/b /x/9 /x/9a /x/A /x/item10 /x/item9");
     QCOMPARE(rows(listing.children), q("9, 9a, 10, A, b, item9, item10"));
 
@@ -243,7 +243,7 @@ void tst_KeywordChildren::order_isNatural()
 
 void tst_KeywordChildren::order_isTheSameWhateverComesFirst()
 {
-    // Of the same label: the names decide.
+    // With equal labels, the names determine the order.
     QStringList names;
     QStringList expected;
     for (int i = 0; i < 12; ++i) {
@@ -258,7 +258,7 @@ void tst_KeywordChildren::order_isTheSameWhateverComesFirst()
         std::shuffle(names.begin(), names.end(), random);
         for (const QString &name : std::as_const(names))
             listing.client.label(name, q("Level"));
-        listing.children.setFilter(q("l")); // orders at once
+        listing.children.setFilter(q("l")); // sorts at once
         QCOMPARE(rows(listing.children), expected.join(QLatin1String(", ")));
     }
 }
@@ -276,7 +276,7 @@ void tst_KeywordChildren::order_isMadeOnceForManyLabels()
     QSignalSpy resets(&listing.children, &QAbstractItemModel::modelReset);
     QSignalSpy changes(&listing.children, &QAbstractItemModel::dataChanged);
 
-    // Labels that turn the order round.
+    // Labels that reverse the order.
     for (int i = 0; i < count; ++i)
         listing.client.label(names.at(i), QString::number(count - i));
     QCOMPARE(changes.size(), count);
@@ -286,7 +286,8 @@ void tst_KeywordChildren::order_isMadeOnceForManyLabels()
     for (int row = 0; row < count; ++row)
         QCOMPARE(listing.children.get(row).value(q("label")).toInt(), row + 1);
 
-    // With a filter the rows that fit now come, and the others go; a view stays where it is.
+    // With a filter, rows that now match are inserted and the others are removed. The position of a
+    // view is kept.
     layouts.clear();
     listing.children.setFilter(q("new"));
     QCOMPARE(listing.children.rowCount(), 0);
@@ -328,7 +329,7 @@ void tst_KeywordChildren::order_movesSingleRows()
         listing.client.label(q("/x/") + label.section(QLatin1Char(' '), 0, 0),
                              label.section(QLatin1Char(' '), 1));
     }
-    listing.children.setFilter(q(" ")); // orders at once
+    listing.children.setFilter(q(" ")); // sorts at once
     QCOMPARE(rows(listing.children).remove(QLatin1Char(',')), expected);
     QCOMPARE(moved.size(), moves);
     QCOMPARE(layouts.size(), 0);
@@ -370,11 +371,11 @@ void tst_KeywordChildren::filter_byLabelAndName_data()
     row("", "Bottles per hour(count), level, Sugar level(l2)");
     row("bottles", "Bottles per hour(count)");
     row("COUNT", "Bottles per hour(count)");
-    row("hour count", "Bottles per hour(count)"); // one word in each
+    row("hour count", "Bottles per hour(count)"); // one word in the label, one in the name
     row("level", "level, Sugar level(l2)");
     row("l2 sugar", "Sugar level(l2)");
     row("  level   ", "level, Sugar level(l2)");
-    row("x", ""); // not by what is above
+    row("x", ""); // the parent path does not count
     row("bottles l2", "");
 }
 
@@ -400,7 +401,7 @@ void tst_KeywordChildren::filter_ofTheServerAsksAgain()
     listing.client.taken();
     listing.children.setFilterType(PKeywordValueType::KVT_INT);
     QVERIFY(listing.client.taken().contains(q("\"type\":\"int\"")));
-    QCOMPARE(listing.children.count(), 2); // until it is answered
+    QCOMPARE(listing.children.count(), 2); // until the reply arrives
     listing.client.list(listOf("/x/b"));
     QCOMPARE(rows(listing.children), q("b"));
     listing.children.setFilterAccess(PKeywordValueAccess::KVA_WRITE);
@@ -455,7 +456,7 @@ void tst_KeywordChildren::labels_ofAnotherKeywordAreForgotten()
     listing.children.setKeyword(q("/x"));
     listing.client.list(listOf("/x/a"));
     QCOMPARE(rows(listing.children), q("a"));
-    // A label that is taken away.
+    // A label that is removed.
     listing.client.label(q("/x/a"), q("Tank"));
     listing.client.label(q("/x/a"), QString());
     QCOMPARE(rows(listing.children), q("a"));
@@ -570,7 +571,7 @@ void tst_KeywordChildren::current_staysWithItsKeyword()
 {
     Listing listing("/x/a /x/b /x/c");
     QSignalSpy moved(&listing.children, &PKeywordChildren::currentIndexChanged);
-    listing.children.setCurrentKeyword(q("/x#b")); // in any spelling
+    listing.children.setCurrentKeyword(q("/x#b")); // in any notation
     QCOMPARE(listing.children.currentIndex(), 1);
     QCOMPARE(moved.size(), 1);
     listing.client.label(q("/x/b"), q("z"));
@@ -641,7 +642,7 @@ void tst_KeywordChildren::handler_deletesTheModel_data()
     for (const char *signal :
          {"keywordChanged()", "countChanged()", "totalChanged()", "currentIndexChanged()",
           "listedChanged()", "loadingChanged()", "clientChanged()", "filterChanged()",
-          // Not before rows come or go: no model of Qt survives that.
+          // Not before rows are inserted or removed: no model of Qt supports that.
           "rowsInserted(QModelIndex,int,int)", "rowsRemoved(QModelIndex,int,int)",
           "rowsMoved(QModelIndex,int,int,QModelIndex,int)",
           "dataChanged(QModelIndex,QModelIndex,QList<int>)"}) {
@@ -662,7 +663,7 @@ void tst_KeywordChildren::handler_deletesTheModel()
     const QMetaObject *const meta = children->metaObject();
     const int index = meta->indexOfSignal(signal);
     QVERIFY(index >= 0);
-    // By its own signal, in whichever of the steps it comes first.
+    // Uses the first emission of the signal, in any of the steps.
     class Deleter : public QObject
     {
     public:
@@ -746,7 +747,7 @@ void tst_KeywordChildren::server_isAskedThroughAReconnect()
     QTRY_VERIFY(children.listed());
     QCOMPARE(children.total(), 0);
 
-    // Asked again when the link is back.
+    // The query is repeated when the connection is restored.
     server.declare({q("/d/e"), q("int"), q("R"), QString(), 1});
     transport.abortClients();
     QTRY_COMPARE_WITH_TIMEOUT(children.total(), 1, 20000);

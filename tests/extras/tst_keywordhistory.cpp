@@ -144,7 +144,7 @@ void tst_KeywordHistory::ring_findsTheFirstSampleFromATimeOn()
 {
     PKeywordSamples ring(8);
     QCOMPARE(ring.lowerBound(0), std::size_t(0));
-    for (int i = 0; i < 12; ++i) // wrapped: 4 to 11, at 40 to 110
+    for (int i = 0; i < 12; ++i) // after wrapping: samples 4 to 11, at 40 to 110
         ring.append({qint64(i) * 10, 0});
     QCOMPARE(ring.lowerBound(0), std::size_t(0));
     QCOMPARE(ring.lowerBound(40), std::size_t(0));
@@ -165,7 +165,7 @@ void tst_KeywordHistory::history_countsChangesAndNotEvents()
     QVERIFY(history.known() && history.current());
     QCOMPARE(history.lastValue(), QVariant(1.5));
     QCOMPARE(history.valueType(), int(PKeywordValueType::KVT_DOUBLE));
-    QCOMPARE(history.changeCount(), 0); // nothing was seen to change yet
+    QCOMPARE(history.changeCount(), 0); // no change has been observed yet
     const QDateTime first = history.lastChange();
     QVERIFY(first.isValid());
 
@@ -175,7 +175,7 @@ void tst_KeywordHistory::history_countsChangesAndNotEvents()
     publish(client, 2.5);
     publish(client, 3.5);
     QCOMPARE(history.changeCount(), 2);
-    QCOMPARE(history.samples().size(), std::size_t(4)); // a plot needs the steady ones, too
+    QCOMPARE(history.samples().size(), std::size_t(4)); // a plot also needs unchanged values
     QTRY_VERIFY(history.changesPerSecond() > 0);
     QTRY_VERIFY_WITH_TIMEOUT(history.changesPerSecond() == 0, 10000);
 }
@@ -195,7 +195,7 @@ void tst_KeywordHistory::history_keepsTheLastValueWhenTheLinkIsLost()
     QVERIFY(std::isnan(history.samples().back().value)); // the line ends here
 
     client.publisher()->setActive(true);
-    QVERIFY(!history.current()); // until the server has said what is true now
+    QVERIFY(!history.current()); // until the server has sent the current value
     publish(client, 1.5);
     QVERIFY(history.current());
     QCOMPARE(history.changeCount(), 0);
@@ -218,9 +218,9 @@ void tst_KeywordHistory::history_isNotWatchedWhileTheLinkIsLost()
     QVERIFY(!history.watched());
     QVERIFY(history.lastSeen() >= changed);
     client.publisher()->setActive(true);
-    QVERIFY(!history.watched()); // not before the server says what it is now
+    QVERIFY(!history.watched()); // until the server sends the current value
 
-    // The same value, but nobody knows what was in between.
+    // The same value, but the values in between are unknown.
     publish(client, 2.5);
     QVERIFY(history.watched());
     QCOMPARE(history.changeCount(), 0);
@@ -256,7 +256,7 @@ void tst_KeywordHistory::history_startsAnewWithAnotherKeyword()
     history.setKeyword(QStringLiteral("/b"));
     QVERIFY(!history.known() && !history.current() && history.samples().empty());
     QCOMPARE(history.changeCount(), 0);
-    publish(client, 3.5); // of the other one
+    publish(client, 3.5); // of the other keyword
     QVERIFY(!history.known());
 }
 
@@ -278,7 +278,7 @@ void tst_KeywordHistory::ring_staysWithinItsMemory()
     QCOMPARE(sizeof(PKeywordSample), std::size_t(16));
     PKeywordSamples ring;
     const std::size_t bare = ring.memory();
-    QVERIFY(bare <= 256); // nothing is taken in advance
+    QVERIFY(bare <= 256); // no memory is allocated in advance
     for (int i = 0; i < 100000; ++i)
         ring.append({i, 1.0 * i});
     QCOMPARE(ring.size(), PKeywordSamples::defaultCapacity);
@@ -328,7 +328,7 @@ void tst_KeywordHistory::ring_keepsTheNewestWithAnotherCapacity()
     ring.append({250, 250});
     QCOMPARE(ring.size(), std::size_t(11));
     QCOMPARE(ring.front().time, 240);
-    ring.append({5, 1}); // an earlier time than the last
+    ring.append({5, 1}); // earlier than the last sample
     QCOMPARE(ring.back().time, 250);
     ring.setCapacity(0);
     QCOMPARE(ring.capacity(), std::size_t(1));
@@ -344,7 +344,7 @@ void tst_KeywordHistory::statistics_data()
     QTest::addColumn<double>("mean");
     QTest::addColumn<double>("last");
 
-    // 4 from 100 on, 8 from 200 on, nothing from 400 on, 2 from 600 on
+    // The value is 4 from 100 on, 8 from 200 on, missing from 400 on, and 2 from 600 on.
     QTest::newRow("all") << 0 << 800 << 3 << 2.0 << 8.0 << (400 + 1600 + 400) / 500.0 << 2.0;
     QTest::newRow("before the first") << 0 << 99 << 0 << nothing << nothing << nothing << nothing;
     QTest::newRow("begins with a value held") << 150 << 250 << 1 << 4.0 << 8.0 << 6.0 << 8.0;
@@ -395,7 +395,7 @@ void tst_KeywordHistory::history_asksTheServerByItself()
     PKeywordHistory history;
     history.setClient(&client);
     history.setKeyword(keyword);
-    QCOMPARE(client.taken(), QString()); // there is no link yet
+    QCOMPARE(client.taken(), QString()); // there is no connection yet
     const QString create =
         QStringLiteral("{\"cmd\":\"keyCreateOrUpdate\",\"payload\":{\"keyword\":\"/a\"}}");
     client.publisher()->setActive(true);
@@ -438,7 +438,7 @@ void tst_KeywordHistory::history_takesNumbersAndBools()
     QVERIFY(isSame(history.samples().back().value, sample));
 }
 
-// The error flag also tells of a write that was refused, and the value stays what it was then.
+// The error flag also indicates a refused write, which leaves the value unchanged.
 void tst_KeywordHistory::history_hasNoGapWhereAWriteIsRefused()
 {
     RecordingClient client;
@@ -478,8 +478,7 @@ void tst_KeywordHistory::history_capacityOutOfRange()
     QCOMPARE(history.sampleCount(), 0);
 }
 
-// What the clock of the system shows may be set at any time; the spacing of samples does not
-// change.
+// The system clock may be set at any time; the spacing of samples does not change.
 void tst_KeywordHistory::time_isOfOneAxis()
 {
     const qint64 now = PKeywordHistory::now();
@@ -553,11 +552,11 @@ void tst_KeywordHistory::histories_areDeclared()
     histories->setClient(&client);
     QCOMPARE(histories->at(0)->client(), &client);
     PKeywordHistory *declared = histories->at(0);
-    histories->add(declared); // changes nothing
+    histories->add(declared); // has no effect
     QCOMPARE(histories->count(), 2);
     histories->remove(declared);
     QCOMPARE(histories->count(), 1);
-    histories->remove(histories->at(0)); // was not added
+    histories->remove(histories->at(0)); // was not added with add()
     QCOMPARE(histories->count(), 1);
 }
 
@@ -599,7 +598,7 @@ void tst_KeywordHistory::csv_hasOneTimeAxis()
     }
     QVERIFY(std::abs(last.msecsTo(PKeywordHistory::wallTime(now - 1000))) < 10000);
 
-    // From a time on: what holds then is the first line.
+    // With a start time, the first line contains the values at that time.
     const QStringList some =
         lines(PKeywordHistory::wallTime(now - 2500), PKeywordHistory::wallTime(now - 1500));
     QCOMPARE(some.size(), 4);
@@ -638,7 +637,7 @@ void tst_KeywordHistory::csv_isWrittenIntoAFile()
     QCOMPARE(errors.size(), 3);
 }
 
-// Each signal, and each command to the server, deletes the history, or its client, or all of it.
+// Each signal, and each command to the server, deletes the history, its client, or both.
 void tst_KeywordHistory::handlers_mayDeleteEverything_data()
 {
     QTest::addColumn<QByteArray>("signal");

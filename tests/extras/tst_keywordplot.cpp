@@ -63,7 +63,7 @@ PlotView plainView(double from, double to)
     return view;
 }
 
-// "x,y x,y | x,y": the points of each run.
+// The points of each run, as "x,y x,y | x,y".
 QString shown(const PlotLine &line)
 {
     QString text;
@@ -88,8 +88,8 @@ QString texts(const std::vector<PlotTick> &ticks)
     return result.join(QLatin1Char(' '));
 }
 
-// Draws the triangles of a node as a graphics card does: interpolating their premultiplied colours,
-// over what is there.
+// Draws the triangles of a node like a graphics card: interpolates their premultiplied colors and
+// blends them with the image.
 void rasterize(QImage &image, const QSGNode *node, QPointF offset)
 {
     if (node->type() == QSGNode::TransformNodeType) {
@@ -148,7 +148,7 @@ struct Difference
     int colored = 0;
 };
 
-// Of the same size. Edges may be as soft as they like.
+// Compares images of the same size. Soft edges may differ.
 Difference differentPixels(const QImage &drawn, const QImage &painted)
 {
     Difference result;
@@ -164,7 +164,7 @@ Difference differentPixels(const QImage &drawn, const QImage &painted)
     return result;
 }
 
-// A plot made of QML in a window, with two histories.
+// A QML plot in a window, with two histories.
 class Page
 {
 public:
@@ -201,15 +201,14 @@ public:
         window.requestActivate();
         return QTest::qWaitForWindowExposed(&window) && area && area->width() > 0;
     }
-    // A thousand samples, one a second, up to now.
+    // Appends a thousand samples, one per second, until now.
     void fill(PKeywordHistory *history, double value = 50)
     {
         const qint64 now = PKeywordHistory::now();
         for (int i = 0; i < 1000; ++i)
             history->append({now - (1000 - i) * 1000, value});
     }
-    // Waits for a picture of what is asked for now: the times at the edges are those of the last
-    // one.
+    // Waits for a new picture: the times at the edges belong to the last one.
     bool drawn()
     {
         QSignalSpy frames(area, &PKeywordPlotArea::frameChanged);
@@ -310,7 +309,7 @@ void tst_KeywordPlot::defaults()
     QCOMPARE(area.lineWidth(), 1.0);
     area.setFillOpacity(5);
     QCOMPARE(area.fillOpacity(), 1.0);
-    area.setShown(7, false); // no such row
+    area.setShown(7, false); // there is no such row
     area.zoom(-1, 0);
     QCOMPARE(area.span(), 2592000.0);
 }
@@ -347,7 +346,7 @@ void tst_KeywordPlot::line()
     QFETCH(QList<double>, samples);
     QFETCH(bool, stepped);
     QFETCH(QString, expected);
-    // A column of pixels is 10 ms wide, and its middle counts where it is crowded.
+    // A column of pixels is 10 ms wide. Crowded samples are placed in the middle of their column.
     PKeywordSamples ring;
     for (qsizetype i = 0; i + 1 < samples.size(); i += 2)
         ring.append({qint64(std::lround(samples.at(i) * 10)) + 1000, samples.at(i + 1)});
@@ -357,8 +356,7 @@ void tst_KeywordPlot::line()
     QCOMPARE(found, expected);
 }
 
-// However many samples there are, no column of pixels has more than two points, and the extremes
-// stay.
+// For any number of samples, a column of pixels has at most two points, and the extremes are kept.
 void tst_KeywordPlot::line_isBoundedByThePixels()
 {
     std::mt19937 random(7);
@@ -382,7 +380,7 @@ void tst_KeywordPlot::line_isBoundedByThePixels()
     }
 }
 
-// A picture that moves along shows the same, only further left.
+// A moving picture shows the same line, shifted to the left.
 void tst_KeywordPlot::line_doesNotFlicker()
 {
     std::mt19937 random(7);
@@ -409,7 +407,7 @@ void tst_KeywordPlot::line_doesNotFlicker()
 void tst_KeywordPlot::line_goesOnAsIfMadeAnew_data()
 {
     QTest::addColumn<bool>("stepped");
-    QTest::addColumn<int>("longest"); // milliseconds from a sample to the next
+    QTest::addColumn<int>("longest"); // milliseconds between two samples
     QTest::addColumn<int>("capacity");
     QTest::newRow("crowded") << false << 4 << 100000;
     QTest::newRow("crowded steps") << true << 4 << 100000;
@@ -442,9 +440,10 @@ void tst_KeywordPlot::line_goesOnAsIfMadeAnew()
         }
         if (random() % 3 == 0)
             time += random() % 5;
-        end = std::max(end, double(time) - (random() % 4 == 0 ? 30 : 0)); // a sample is beyond
+        // The end is sometimes before the last samples.
+        end = std::max(end, double(time) - (random() % 4 == 0 ? 30 : 0));
         if (!tracer.canExtend(samples) || samples.empty() || capacity < 100) {
-            // What has made room is not taken away; that is left to the plot.
+            // The tracer does not remove points of discarded samples. The plot handles this case.
             tracer = PlotTracer(view, stepped);
             line = {};
             kept.clear();
@@ -463,7 +462,7 @@ void tst_KeywordPlot::line_goesOnAsIfMadeAnew()
         mostFinal = std::max(mostFinal, line.final);
     }
     if (capacity > 100) {
-        QVERIFY(begun <= 1); // before the first sample
+        QVERIFY(begun <= 1); // only before the first sample
         QVERIFY2(line.points.size() < line.final + 16, qPrintable(QString::number(line.final)));
         QVERIFY(mostFinal > 300);
     }
@@ -478,7 +477,7 @@ void tst_KeywordPlot::line_doesNotGoOnFromOtherSamples()
     PlotLine line;
     QVERIFY(tracer.canExtend(samples));
     tracer.extend(line, samples, 1000, 1000);
-    QVERIFY(tracer.canExtend(samples)); // nothing was there
+    QVERIFY(tracer.canExtend(samples)); // there were no samples
     for (int i = 0; i < 5; ++i)
         samples.append({i * 100, 50.0 + i});
     tracer.extend(line, samples, 1000, 500);
@@ -487,7 +486,7 @@ void tst_KeywordPlot::line_doesNotGoOnFromOtherSamples()
     for (int i = 5; i < 9; ++i)
         samples.append({i * 100, 50});
     QCOMPARE(samples.generation(), generation);
-    QVERIFY(tracer.canExtend(samples)); // where it goes on is there still
+    QVERIFY(tracer.canExtend(samples)); // the sample at which it continues still exists
     samples.append({900, 50});
     QVERIFY(!tracer.canExtend(samples));
 
@@ -574,7 +573,7 @@ void tst_KeywordPlot::timeAxis_isOfRoundTimes()
         QVERIFY2(ticks.size() >= 2 && ticks.size() <= 20, qPrintable(texts(ticks)));
         for (std::size_t i = 0; i < ticks.size(); ++i) {
             QVERIFY(ticks[i].position >= 0 && ticks[i].position <= 800);
-            if (i > 0) { // they do not overlap
+            if (i > 0) { // the labels do not overlap
                 QVERIFY2(ticks[i].position - ticks[i - 1].position
                              > metrics.horizontalAdvance(ticks[i].text),
                          qPrintable(texts(ticks)));
@@ -606,8 +605,8 @@ void tst_KeywordPlot::texts_followTheLocale()
     QCOMPARE(plotNumberText(nothing), QStringLiteral("\u2014"));
 }
 
-// No graphics card is at hand: what it would be told to draw is drawn here, and compared with what
-// is painted.
+// Without a graphics card: draws what a graphics card would draw, and compares it with the painted
+// picture.
 void tst_KeywordPlot::picture_isTheSameInTriangles_data()
 {
     QTest::addColumn<double>("fillOpacity");
@@ -649,7 +648,7 @@ void tst_KeywordPlot::picture_isTheSameInTriangles()
     QVERIFY2(different < colored / 50, qPrintable(QString::number(different)));
 }
 
-// Whatever part of a line was made before, it is one line.
+// The line is the same, regardless of how it was divided into parts.
 void tst_KeywordPlot::picture_thatGrowsIsTheSameInTriangles()
 {
     PKeywordSamples samples;
@@ -660,7 +659,7 @@ void tst_KeywordPlot::picture_thatGrowsIsTheSameInTriangles()
     picture.gridColor = Qt::transparent;
     picture.lineWidth = 3;
     picture.lines.resize(2);
-    picture.lines[0].color = QColor(255, 0, 0, 150); // what is drawn twice shows
+    picture.lines[0].color = QColor(255, 0, 0, 150); // translucent, so that overlaps are visible
     picture.lines[1].color = Qt::blue;
     PlotTracer tracers[] = {PlotTracer(view, false), PlotTracer(view, true)};
     std::unique_ptr<QSGNode> node;
@@ -681,7 +680,7 @@ void tst_KeywordPlot::picture_thatGrowsIsTheSameInTriangles()
     const auto drawAnew = [&] {
         PlotPicture copy = picture;
         for (PlotLine &line : copy.lines)
-            line.final = 0; // all in one
+            line.final = 0; // everything in one part
         const std::unique_ptr<QSGNode> fresh(drawTriangles(copy, nullptr));
         return image(fresh.get());
     };
@@ -691,15 +690,15 @@ void tst_KeywordPlot::picture_thatGrowsIsTheSameInTriangles()
         if (i % 40 == 7)
             QCOMPARE(image(node.get()), drawAnew());
         for (PlotLine &line : picture.lines)
-            line.serial += i % 50 == 20; // begins a body, at the next one
-        if (i % 50 == 21) { // whose end looks another way now
+            line.serial += i % 50 == 20; // starts a new body with the next sample
+        if (i % 50 == 21) { // the end of the body changes
             samples.append({i * 5, 5});
             samples.append({i * 5, 95});
             QVERIFY(draw(i * 5));
             QCOMPARE(image(node.get()), drawAnew());
         }
     }
-    // More than a tail has, at once and one by one
+    // More points than the tail can hold, at once and one by one
     for (int i = 200; i < 1200; ++i) {
         samples.append({i * 5, double(i % 90)});
         if (i % 50 == 0 || i > 1000) {
@@ -741,7 +740,7 @@ void tst_KeywordPlot::plot_isDrawnAtMostThirtyTimesASecond()
     plot.setVisible(true);
     QTRY_VERIFY(!drawn.isEmpty());
 
-    // One that stands still draws what is new, and then nothing.
+    // A plot that does not follow draws new samples, and then nothing.
     plot.setFollowing(false);
     publish(client, ++events);
     const int before = int(drawn.size());
@@ -768,7 +767,7 @@ void tst_KeywordPlot::plot_drawsStepsAtTheirHeight()
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
 
-    // The heights of what is red right of the middle.
+    // The rows with red pixels near the right edge.
     const auto redRows = [&window] {
         const QImage image = window.grabWindow();
         QList<int> rows;
@@ -783,7 +782,7 @@ void tst_KeywordPlot::plot_drawsStepsAtTheirHeight()
     QTRY_VERIFY(!redRows().isEmpty() && redRows().constLast() < 30);
     publish(client, false);
     QTRY_VERIFY(!redRows().isEmpty() && redRows().constFirst() > 60);
-    histories.setClient(nullptr); // nothing is known from here on
+    histories.setClient(nullptr); // no value is known after this
     QTRY_VERIFY(redRows().isEmpty());
 }
 
@@ -817,7 +816,7 @@ void tst_KeywordPlot::plot_thatFollowedLooksLikeANewOne()
         plot->setParentItem(window.contentItem());
         plot->setSize({600, 100});
         plot->setY(y);
-        plot->setSpan(1000); // a pixel is more than the test takes
+        plot->setSpan(1000); // one pixel is longer than the test
         plot->setColors({QColor(Qt::red), QColor(Qt::blue)});
         plot->setHistories(&all);
         return plot;
@@ -992,7 +991,7 @@ void tst_KeywordPlot::keyboard()
     press(Qt::Key_Home);
     QVERIFY(!area->following());
     QTRY_VERIFY(age() > 930);
-    press(Qt::Key_Left); // there is a little room before the first, and no more
+    press(Qt::Key_Left); // scrolling stops shortly before the first sample
     for (int i = 0; i < 30; ++i)
         press(Qt::Key_Left);
     QTRY_VERIFY(age() > 980);
@@ -1025,7 +1024,7 @@ void tst_KeywordPlot::mouse()
     };
     wheel({0, 120});
     QCOMPARE(area->span(), 48.0);
-    QVERIFY(area->following()); // now stays at the right edge
+    QVERIFY(area->following()); // the current time stays at the right edge
     wheel({0, -120});
     QCOMPARE(area->span(), 60.0);
 
@@ -1035,7 +1034,7 @@ void tst_KeywordPlot::mouse()
     QTest::mouseRelease(&page.window, Qt::LeftButton, {}, middle + QPoint(60, 0));
     QVERIFY(!area->following());
 
-    // What is below the mouse stays there.
+    // The time below the mouse stays in place.
     QVERIFY(page.drawn());
     QVERIFY(area->to() < QDateTime::currentDateTime().addMSecs(-1000));
     const QDateTime centre = area->from().addMSecs(area->from().msecsTo(area->to()) / 2);
@@ -1113,7 +1112,7 @@ void tst_KeywordPlot::colors_followThePalette()
     QCOMPARE(plot->property("textColor").value<QColor>(), QColor(Qt::white));
 }
 
-// In any order, also while they are drawn.
+// In any order, including while they are drawn.
 void tst_KeywordPlot::anythingMayBeDeleted_data()
 {
     QTest::addColumn<int>("order");

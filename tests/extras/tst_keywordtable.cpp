@@ -105,8 +105,8 @@ void tst_KeywordTable::defaults()
     QCOMPARE(table.columnCount(), 11);
     QCOMPARE(table.rowOf(q("/a")), -1);
     QCOMPARE(table.get(0), QVariantMap());
-    table.write(0, 1); // nothing
-    table.setKeywords(listOf("/a /*")); // without a client there is nobody to ask
+    table.write(0, 1); // has no effect
+    table.setKeywords(listOf("/a /*")); // without a client, no query is sent
     QCOMPARE(table.count(), 1);
     QVERIFY(!table.resolving());
     QCOMPARE(table.get(0).value(q("stateText")).toString(), q("unknown"));
@@ -124,7 +124,7 @@ void tst_KeywordTable::keywords_areTheRows()
     QSignalSpy count(&bench.table, &PKeywordTable::countChanged);
     bench.table.setKeywords(listOf("/d /c /a /e"));
     QCOMPARE(bench.rows(), q("/d /c /a /e"));
-    QCOMPARE(bench.cell(1, "value").toInt(), 5); // a row that stays knows what it knew
+    QCOMPARE(bench.cell(1, "value").toInt(), 5); // a row that remains keeps its data
     QCOMPARE(bench.cell(1, "displayName").toString(), q("Label"));
     bench.client.destroyed.sort();
     QCOMPARE(bench.client.destroyed, listOf("#b #b/Label"));
@@ -218,7 +218,7 @@ void tst_KeywordTable::patterns_waitForTheLinkAndAreResolvedAnew()
     QCOMPARE(bench.client.queries, QStringList());
     bench.client.link(true);
     QCOMPARE(bench.client.queries, listOf("/x"));
-    bench.client.link(false); // the query is lost
+    bench.client.link(false); // the pending query is lost
     bench.client.link(true);
     QCOMPARE(bench.client.queries, listOf("/x /x"));
     bench.client.list(listOf("/x/a /x/b"));
@@ -249,7 +249,7 @@ void tst_KeywordTable::value_isToldOncePerFrame()
     }
     QCOMPARE(changed.size(), 0);
     QVERIFY(changed.wait());
-    QCOMPARE(changed.size(), 2); // of neighbours once
+    QCOMPARE(changed.size(), 2); // one signal for adjacent rows
     QCOMPARE(changed.at(0).at(0).toModelIndex().row(), 0);
     QCOMPARE(changed.at(0).at(1).toModelIndex().row(), 1);
     QCOMPARE(changed.at(1).at(0).toModelIndex().row(), 3);
@@ -303,7 +303,7 @@ void tst_KeywordTable::link_staleValues()
 
     QSignalSpy changed(&bench.table, &QAbstractItemModel::dataChanged);
     bench.client.link(false);
-    QCOMPARE(changed.size(), 1); // all rows at once
+    QCOMPARE(changed.size(), 1); // one signal for all rows
     QCOMPARE(bench.cell(0, "value").toDouble(), 1.5);
     for (const char *flag : {"connected", "online", "consistent", "error"})
         QCOMPARE(bench.cell(0, flag).toBool(), false);
@@ -312,7 +312,7 @@ void tst_KeywordTable::link_staleValues()
     bench.client.created.clear();
     bench.client.link(true);
     QCOMPARE(bench.client.created.size(), 4);
-    QCOMPARE(bench.cell(0, "stale").toBool(), true); // until it comes again
+    QCOMPARE(bench.cell(0, "stale").toBool(), true); // until the value arrives again
     bench.client.value(q("/a"), 1.5);
     QCOMPARE(bench.cell(0, "stale").toBool(), false);
     QCOMPARE(bench.cell(0, "stateText").toString(), q("good"));
@@ -324,15 +324,15 @@ void tst_KeywordTable::rate_ofChanges()
     bench.client.value(q("/a"), 0);
     const QDateTime first = bench.cell(0, "changed").toDateTime();
     QVERIFY(first.isValid());
-    bench.client.value(q("/a"), 0); // no change
+    bench.client.value(q("/a"), 0); // not a change
     QCOMPARE(bench.cell(0, "rate").toDouble(), 0.0);
     QCOMPARE(bench.cell(0, "changed").toDateTime(), first);
     for (int i = 1; i <= 20; ++i)
         bench.client.value(q("/a"), i);
-    // At most that many per second, and not less than that many per window.
+    // At most the number of changes per second, and at least their number per window.
     const double rate = bench.cell(0, "rate").toDouble();
     QVERIFY2(rate <= 20 && rate >= 20.0 / 5, qPrintable(QString::number(rate)));
-    // It sinks to nothing by itself, and is told.
+    // The rate drops to 0 automatically, and this is reported.
     QSignalSpy changed(&bench.table, &QAbstractItemModel::dataChanged);
     QTRY_COMPARE_WITH_TIMEOUT(bench.cell(0, "rate").toDouble(), 0.0, 30000);
     QVERIFY(!changed.isEmpty());
@@ -432,12 +432,12 @@ void tst_KeywordTable::write_outcome()
     bench.table.write(1, 6);
     bench.client.value(q("/b"), 5, q("double"), q("e"));
     QCOMPARE(bench.cell(1, "outcomeText").toString(), q("refused"));
-    bench.table.write(1, q("x")); // and what does not fit, after that
+    bench.table.write(1, q("x")); // an invalid value after that
     QCOMPARE(bench.cell(1, "outcomeText").toString(), q("\"x\" is not a number"));
     bench.table.write(1, 6);
     QCOMPARE(bench.cell(1, "outcomeText").toString(), q("waiting"));
     bench.client.value(q("/b"), 7);
-    bench.client.list({}); // the query behind the write
+    bench.client.list({}); // the query after the write
     QCOMPARE(bench.cell(1, "outcomeText").toString(), q("a different value was set"));
     bench.table.write(1, 7);
     bench.client.list({});
@@ -458,7 +458,7 @@ void tst_KeywordTable::write_withoutALink()
     QCOMPARE(bench.cell(0, "outcomeText").toString(), q("there is no connection"));
 }
 
-// The first write of a row asks for the value, as the type decides what is sent.
+// The first write to a row requests the value, because its type determines what is sent.
 void tst_KeywordTable::write_waitsForTheValue()
 {
     Bench bench("/a /b");
@@ -475,7 +475,7 @@ void tst_KeywordTable::write_waitsForTheValue()
     QCOMPARE(written.at(0), (QVariantList {q("/a"), int(PKeywordWrite::NotSent)}));
     bench.client.value(q("/b"), 1, q("int"));
     QCOMPARE(bench.client.updates, listOf("7"));
-    // What waits is sent if the row goes, or the client.
+    // A waiting write is sent if the row or the client is removed.
     bench.table.write(1, 8);
     bench.table.write(1, 9);
     bench.table.setKeywords(listOf("/a"));
@@ -517,7 +517,7 @@ void tst_KeywordTable::csv_forPeople()
     const QString csv = bench.table.toCsv(true);
     QVERIFY2(csv.startsWith(q("Keyword;Label;Value;")), qPrintable(csv));
     QVERIFY2(csv.contains(q("\r\n/a;;1234,5;double;true;")), qPrintable(csv));
-    // What is shown can be typed.
+    // A displayed value can be entered again.
     QCOMPARE(bench.cell(0, "valueText").toString(), q("1234,5"));
     bench.client.repeats = true;
     bench.table.write(0, q("2,5"));
@@ -533,7 +533,7 @@ void tst_KeywordTable::csv_isSaved()
     QFile file(path);
     QVERIFY(file.open(QIODevice::ReadOnly));
     QCOMPARE(file.readAll(), bench.table.toCsv().toUtf8());
-    QCOMPARE(bench.table.saveCsv(QUrl(path)), QString()); // a path
+    QCOMPARE(bench.table.saveCsv(QUrl(path)), QString()); // a path instead of a URL
     QCOMPARE(bench.table.saveCsv(QUrl(q("http://a/b"))),
              q("cannot write \"http://a/b\": not a local file"));
     const QString nowhere = directory.filePath(q("none/table.csv"));
@@ -660,7 +660,8 @@ void tst_KeywordTable::handler_ofTheClientDeletesTheTable_data()
     }
 }
 
-// What goes and what comes is told to the server: also there, the table may be deleted.
+// Subscriptions and unsubscriptions send commands, and the table may be deleted during these as
+// well.
 void tst_KeywordTable::handler_ofTheClientDeletesTheTable()
 {
     QFETCH(bool, creates);
@@ -700,7 +701,7 @@ void tst_KeywordTable::handler_changesTheKeywords()
     QVERIFY(!bench.client.destroyed.contains(q("/a")));
 }
 
-// Ten times as many rows: not much more than ten times the work. Counted, not timed.
+// Ten times as many rows cause about ten times the work. The operations are counted, not timed.
 void tst_KeywordTable::cost_isLinear()
 {
     constexpr int count = 10000;
@@ -723,7 +724,7 @@ void tst_KeywordTable::cost_isLinear()
         client.value(keyword, 1);
     qInfo("10 000 events: %lld us", timer.nsecsElapsed() / 1000);
     QVERIFY(changed.wait());
-    QVERIFY(changed.size() <= 2); // one, unless a timer ran in between
+    QVERIFY(changed.size() <= 2); // one, unless a timer has fired in between
     changed.clear();
     client.link(false);
     QCOMPARE(changed.size(), 1);

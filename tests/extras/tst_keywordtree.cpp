@@ -33,7 +33,7 @@ QStringList listOf(const char *names)
     return q(names).split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
-// "a(b c(d)) e": what has been fetched.
+// The fetched rows, such as "a(b c(d)) e".
 QString text(const PKeywordTree &tree, const QModelIndex &parent = {})
 {
     QStringList rows;
@@ -110,7 +110,7 @@ void tst_KeywordTree::defaults()
     QVERIFY(!tree.indexOf(q("/a")).isValid());
 }
 
-// Its tester fetches whatever can be fetched.
+// The model tester fetches everything that can be fetched.
 void tst_KeywordTree::model_isConsistent()
 {
     Growing growing;
@@ -203,7 +203,7 @@ void tst_KeywordTree::indexOf_findsAnySpelling()
     Growing growing;
     growing.fetch("/plant");
     QCOMPARE(growing.tree.indexOf(q("plant#tank9")).data().toString(), q("tank9"));
-    QVERIFY(!growing.tree.indexOf(q("/plant/tank9/level")).isValid()); // not fetched
+    QVERIFY(!growing.tree.indexOf(q("/plant/tank9/level")).isValid()); // not fetched yet
     QVERIFY(!growing.tree.indexOf(QString()).isValid());
     QVERIFY(!growing.tree.indexOf(q("/")).isValid());
 }
@@ -282,7 +282,7 @@ void tst_KeywordTree::keyword_isTheTop()
 void tst_KeywordTree::handler_deletesTheModel_data()
 {
     QTest::addColumn<int>("signal");
-    // Not before rows come or go: no model of Qt survives that.
+    // Not before rows are inserted or removed: no model of Qt supports that.
     QTest::newRow("rowsInserted") << 1;
     QTest::newRow("rowsRemoved") << 3;
     QTest::newRow("rowsMoved") << 4;
@@ -410,7 +410,7 @@ void tst_KeywordTree::view_expandsAndStaysExpanded()
     expand(1);
     QTRY_COMPARE(shown(), q("other|-plant|  +tank1|  +tank9|  +tank10"));
     expand(2);
-    // What is below a keyword with a value is found by itself.
+    // Children of a keyword with a value are found automatically.
     QTRY_COMPARE(shown(), q("other|-plant|  -tank1|    flow|    +level|  +tank9|  +tank10"));
     expand(4);
     QTRY_COMPARE(shown(),

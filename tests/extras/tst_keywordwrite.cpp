@@ -54,7 +54,7 @@ QString json(const QVariant &value)
     return QString::fromUtf8(text.mid(1, text.size() - 2));
 }
 
-// A peer that a test plays by hand.
+// A server whose replies are sent by the test.
 class Peer : public RecordingClient
 {
 public:
@@ -69,7 +69,7 @@ public:
         publisher()->publish(path, QVariant::fromValue(event));
     }
 
-    // The fences, or other queries, that have not been answered.
+    // The queries, including fences, without a reply.
     QStringList queries() const
     {
         QStringList ids;
@@ -254,9 +254,9 @@ void tst_KeywordWrite::write_outcomes_data()
     QTest::addColumn<bool>("wasError");
     QTest::addColumn<bool>("relative");
     QTest::addColumn<QVariant>("value");
-    QTest::addColumn<QVariant>("answer"); // none if not valid
+    QTest::addColumn<QVariant>("answer"); // invalid: no event
     QTest::addColumn<bool>("error");
-    QTest::addColumn<State>("state"); // at once
+    QTest::addColumn<State>("state"); // after the event
     QTest::addColumn<State>("behindFence");
 
     const auto row = [](const char *name, const QVariant &before, const QVariant &value,
@@ -329,7 +329,7 @@ void tst_KeywordWrite::write_outcomes()
     write.setClient(&peer);
     write.setKeyword(path);
     QSignalSpy finished(&write, &PKeywordWrite::finished);
-    peer.tell(before, wasError, PKeywordValueType::KVT_INT); // before the write: no answer
+    peer.tell(before, wasError, PKeywordValueType::KVT_INT); // before the write: not a reply
     QCOMPARE(write.state(), State::Idle);
 
     if (relative)
@@ -354,7 +354,7 @@ void tst_KeywordWrite::write_outcomes()
     QCOMPARE(write.problem(), behindFence == State::Refused ? q("the server refused it") : q(""));
     QVERIFY(write.elapsed() >= 0);
 
-    peer.tell(77.0); // later: somebody else's
+    peer.tell(77.0); // later, caused by another client
     QCOMPARE(write.state(), behindFence);
     QCOMPARE(write.received(), answer);
     write.setKeyword(q("/b"));
@@ -379,7 +379,7 @@ void tst_KeywordWrite::write_byAServer_data()
     };
     row("int", 5, 7, false, State::Taken, 7);
     row("int", 5, 5, false, State::Taken, 5);
-    row("int", 5, 200, false, State::Changed, 100); // limited
+    row("int", 5, 200, false, State::Changed, 100); // limited by the server
     row("int", 5, -3, false, State::Refused, 5);
     row("int", 5, q("007"), false, State::Taken, 7);
     row("int", 5, q("7.5"), false, State::NotSent, 5);
@@ -436,7 +436,7 @@ void tst_KeywordWrite::write_byAServer()
     QCOMPARE(write.problem().isEmpty(), state == State::Taken || state == State::Changed);
 }
 
-// Its answer to the query comes long before the one to the write, and another client writes
+// The reply to the query arrives long before the event of the write, and another client writes in
 // between.
 void tst_KeywordWrite::write_byAServerThatDecidesLater()
 {
@@ -527,7 +527,7 @@ void tst_KeywordWrite::write_withoutAnAnswerTimesOut()
     QVERIFY(write.elapsed() > 0);
     QCOMPARE(write.received(), QVariant());
 
-    peer.tell(6.0); // too late
+    peer.tell(6.0); // after the timeout
     QCOMPARE(write.state(), State::TimedOut);
     write.set(7);
     peer.tell(7.0);
@@ -544,7 +544,7 @@ void tst_KeywordWrite::write_endsWithWhatCameInTime_data()
     QTest::newRow("as it was") << QVariant(5) << QVariant() << State::Taken;
 }
 
-// A server that answers no query
+// The server does not reply to queries
 void tst_KeywordWrite::write_endsWithWhatCameInTime()
 {
     QFETCH(const QVariant, value);
@@ -575,7 +575,7 @@ void tst_KeywordWrite::write_waitsForTheValue()
     write.set(q("008"));
     QCOMPARE(write.state(), State::Pending);
     QCOMPARE(peer.writes(), QStringList());
-    peer.tell(5, false, PKeywordValueType::KVT_INT); // no answer: it is from before
+    peer.tell(5, false, PKeywordValueType::KVT_INT); // not a reply: the value from before the write
     QCOMPARE(write.state(), State::Pending);
     QCOMPARE(peer.writes(), QStringList(q("8")));
     QCOMPARE(write.asked(), QVariant(8));
@@ -610,7 +610,7 @@ void tst_KeywordWrite::write_timesOutWithoutTheValue()
     QTRY_COMPARE(write.state(), State::TimedOut);
     QCOMPARE(write.problem(), q("the server has not sent the value of the keyword"));
     peer.tell(1.0);
-    QCOMPARE(peer.writes(), QStringList()); // nobody waits for it any more
+    QCOMPARE(peer.writes(), QStringList()); // the pending write was discarded
 }
 
 void tst_KeywordWrite::write_withoutALimitGoesOn()
@@ -788,7 +788,7 @@ void tst_KeywordWrite::texts_haveTheUsersDecimalPoint()
     write.add(q("-0,5"));
     peer.tell(5, false, PKeywordValueType::KVT_INT);
     write.set(1234.5);
-    QCOMPARE(write.problem(), q("1234,5 is not an integer")); // as it would be typed
+    QCOMPARE(write.problem(), q("1234,5 is not an integer")); // in the notation of the locale
     QLocale::setDefault(before);
     QCOMPARE(peer.writes(), QStringList({q("7.5"), q("8.5"), q("+-0.5")}));
 }
@@ -797,12 +797,12 @@ void tst_KeywordWrite::texts_areReadAsTheLocaleWritesThem_data()
 {
     QTest::addColumn<QString>("locale");
     QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("sent"); // nothing: refused
+    QTest::addColumn<QString>("sent"); // empty: refused
     const auto row = [](const char *locale, const QString &text, const char *sent) {
         QTest::addRow("%s: %s", locale, text.isEmpty() ? "-" : qPrintable(text))
             << q(locale) << text << q(sent);
     };
-    // What a table shows is what a user edits.
+    // A table shows a value in the form in which users edit it.
     for (const char *name : {"sv", "ar_EG", "fa", "hi", "mr", "de", "ckb", "ff_Adlm", "C"}) {
         QLocale locale(q(name));
         locale.setNumberOptions(QLocale::OmitGroupSeparator);
@@ -813,17 +813,17 @@ void tst_KeywordWrite::texts_areReadAsTheLocaleWritesThem_data()
         row(name, shown(-1234.5), "-1234.5");
         row(name, shown(1.5e-300), "1.5e-300");
         row(name, locale.positiveSign() + shown(2.5), "2.5");
-        row(name, q("-7.25"), "-7.25"); // as programs write it
+        row(name, q("-7.25"), "-7.25"); // the notation of programs
     }
     row("sv", q("\u22123,5e\u22122"), "-0.035");
     row("C", q("\u22123"), "-3");
-    row("de", q("\u0661\u0662"), "12"); // a keyboard of another language
+    row("de", q("\u0661\u0662"), "12"); // from a keyboard of another language
     row("ar_EG", q("\u0665\u0665\u066b\u0665"), "55.5");
-    row("ar_EG", q("\u0661\u066c\u0662\u0663\u0664"), ""); // groups
+    row("ar_EG", q("\u0661\u066c\u0662\u0663\u0664"), ""); // with a group separator
     row("fa", q("\u06f1\u066b\u06f2\u066b\u06f3"), "");
     row("sv", q("3\u2212"), "");
     row("sv", q("\u2212\u22123"), "");
-    row("C", q("\u00b2"), ""); // a digit, but none of a number
+    row("C", q("\u00b2"), ""); // a digit that is not part of a number
     row("C", q("\u200e"), "");
     row("sv", q("1\u00d710"), "");
 }
@@ -1003,7 +1003,7 @@ void tst_KeywordWrite::ownEcho_amongOthersChanges()
     write.setKeyword(path);
     peer.tell(5.0);
     write.set(70);
-    peer.tell(33.0); // somebody else's
+    peer.tell(33.0); // caused by another client
     QCOMPARE(write.state(), State::Pending);
     peer.tell(70.0);
     QCOMPARE(write.state(), State::Taken);
@@ -1012,7 +1012,7 @@ void tst_KeywordWrite::ownEcho_amongOthersChanges()
     peer.tell(34.0);
     QCOMPARE(write.state(), State::Taken);
 
-    // Behind the answer to the query, which came early
+    // After the early reply to the query
     write.set(80);
     QVERIFY(peer.answerQuery());
     peer.tell(35.0);
@@ -1029,7 +1029,7 @@ void tst_KeywordWrite::ownEcho_ofARelativeWriteAmongOthersChanges()
     write.setKeyword(path);
     peer.tell(10.0);
     write.add(5);
-    peer.tell(20.0); // somebody else's, which came first
+    peer.tell(20.0); // caused by another client, before the step
     QCOMPARE(write.state(), State::Pending);
     peer.tell(25.0);
     QCOMPARE(write.state(), State::Taken);
@@ -1047,15 +1047,15 @@ void tst_KeywordWrite::refusal_ofAnEarlierWriteIsNotThatOfTheNext()
     write.set(90);
     write.set(75);
     QCOMPARE(peer.writes(), QStringList(q("90")));
-    QTRY_COMPARE(peer.writes(), QStringList({q("90"), q("75")})); // without an answer to 90
-    peer.tell(60.0, true); // to 90
+    QTRY_COMPARE(peer.writes(), QStringList({q("90"), q("75")})); // without a reply to 90
+    peer.tell(60.0, true); // the reply to 90
     QCOMPARE(write.state(), State::Pending);
     QVERIFY(peer.answerQuery());
     QCOMPARE(write.state(), State::Pending);
     peer.tell(75.0);
     QCOMPARE(write.state(), State::Taken);
 
-    // The other way round
+    // In the opposite order
     QVERIFY(peer.answerQuery());
     write.set(76);
     write.set(95);
@@ -1074,7 +1074,7 @@ void tst_KeywordWrite::refusal_onceMore()
     write.setClient(&peer);
     write.setKeyword(path);
     peer.tell(60.0);
-    for (const double value : {90.0, 91.0, 60.0}) { // the last is what it has
+    for (const double value : {90.0, 91.0, 60.0}) { // the last one is the current value
         write.set(value);
         QCOMPARE(write.state(), State::Pending);
         peer.tell(60.0, true);
@@ -1113,7 +1113,7 @@ void tst_KeywordWrite::slider_sendsTheNewest()
         write.set(i);
     QCOMPARE(peer.writes(), QStringList(q("1")));
     QCOMPARE(write.asked(), QVariant(50));
-    peer.tell(1.0); // then it goes on at once
+    peer.tell(1.0); // now the waiting value is sent
     QCOMPARE(peer.writes(), QStringList({q("1"), q("50")}));
     QCOMPARE(write.state(), State::Pending);
     QCOMPARE(finished.size(), 0);
@@ -1135,7 +1135,7 @@ void tst_KeywordWrite::slider_doesNotWaitForLong()
     write.set(2);
     write.set(3);
     QTRY_COMPARE(peer.writes(), QStringList({q("1"), q("3")}));
-    peer.tell(1.0); // the echo of the first: not another's
+    peer.tell(1.0); // the echo of the first value, not a foreign change
     QVERIFY(peer.answerQuery());
     QCOMPARE(write.state(), State::Pending);
     peer.tell(3.0);
@@ -1239,7 +1239,7 @@ void tst_KeywordWrite::steps_addUp()
     peer.tell(18.0);
     QCOMPARE(write.state(), State::Taken);
 
-    // To what waits
+    // A step after a waiting value
     write.set(20);
     write.set(30);
     write.add(1);
@@ -1249,7 +1249,7 @@ void tst_KeywordWrite::steps_addUp()
     QCOMPARE(write.state(), State::Taken);
     QCOMPARE(peer.writes().mid(2), QStringList({q("20"), q("31")}));
 
-    // Toggled twice is not toggled
+    // Toggling twice has no effect
     write.setKeyword(q("/b"));
     write.setKeyword(path);
     peer.tell(true, false, PKeywordValueType::KVT_BOOL);
@@ -1260,13 +1260,13 @@ void tst_KeywordWrite::steps_addUp()
     QCOMPARE(peer.writes().mid(4), QStringList({q("false"), q("+false")}));
 }
 
-// However long: what is relative cannot be sent twice.
+// A step waits without a time limit, because a relative write cannot be sent twice.
 void tst_KeywordWrite::steps_waitForTheOneBefore()
 {
     Peer peer;
     PKeywordWrite steps;
     Peer other;
-    PKeywordWrite slider; // shows how long that is
+    PKeywordWrite slider; // shows when the time limit has passed
     for (PKeywordWrite *write : {&steps, &slider}) {
         write->setConfirmWithin(0);
         write->setClient(write == &steps ? &peer : &other);
@@ -1295,9 +1295,9 @@ void tst_KeywordWrite::slider_whatCameOfAnEarlierValueIsNotThatOfTheLast()
     write.set(90);
     write.set(75);
     QTRY_COMPARE(peer.writes().size(), 2);
-    peer.tell(80.0); // of 90
+    peer.tell(80.0); // the result of 90
     QVERIFY(peer.answerQuery());
-    QVERIFY(peer.answerQuery()); // the server decides on 75 later
+    QVERIFY(peer.answerQuery()); // the server decides about 75 later
     QCOMPARE(write.state(), State::Pending);
     peer.tell(75.0);
     QCOMPARE(write.state(), State::Taken);
@@ -1315,9 +1315,9 @@ void tst_KeywordWrite::link_lostWhilePending()
     peer.publisher()->setActive(false);
     QCOMPARE(write.state(), State::Pending);
     peer.publisher()->setActive(true);
-    peer.tell(5.0); // no answer: the first event of the connection
+    peer.tell(5.0); // not a reply: the first event of the connection
     peer.tell(4.0);
-    QVERIFY(peer.answerQuery()); // for nobody any more
+    QVERIFY(peer.answerQuery()); // a reply for which no write is waiting
     QCOMPARE(write.state(), State::Pending);
     QTRY_COMPARE(write.state(), State::TimedOut);
     QCOMPARE(write.problem(), q("the connection was lost"));
@@ -1339,7 +1339,7 @@ void tst_KeywordWrite::link_lostWhileAValueWaits()
     peer.publisher()->setActive(true);
     peer.tell(5.0);
     write.set(7);
-    write.set(8); // waits for what becomes of 7
+    write.set(8); // waits for the outcome of 7
     peer.publisher()->setActive(false);
     QCOMPARE(write.state(), State::NotSent);
     peer.publisher()->setActive(true);
@@ -1440,7 +1440,7 @@ void tst_KeywordWrite::handlers_mayDeleteAnything()
     QFETCH(const QByteArray, signal);
     QFETCH(const QString, deleted);
 
-    // At the first emission, at the second, and so on
+    // At the first emission, the second, and so on
     for (int at = 1; at <= 6; ++at) {
         auto *peer = new Peer;
         QPointer<Peer> peerGuard(peer);
@@ -1528,9 +1528,9 @@ void tst_KeywordWrite::handlers_mayWriteAgain()
         peer.tell(value);
     QCOMPARE(peer.writes(), QStringList({q("1"), q("2"), q("3")}));
     QCOMPARE(write.state(), State::Taken);
-    QCOMPARE(ends, 1); // of the last one
+    QCOMPARE(ends, 1); // of the last write
 
-    // A handler of the very event that is the answer
+    // A handler of the event that is the reply
     write.setKeyword(q("/b"));
     write.setKeyword(path);
     peer.tell(0.0);

@@ -45,7 +45,7 @@ void tst_NaturalOrder::order_data()
     row("1.9", "1.10");
     row("", "0");
     row("level", "levels");
-    row("A", "a"); // the same but for case: in one order nevertheless
+    row("A", "a"); // equal except for case, but the order is still fixed
     row("\u00e4", "\u00c4 1");
 }
 

@@ -41,8 +41,8 @@ bool isMarked(const QString &text)
 
 } // namespace
 
-// A catalogue that lupdate collects and lrelease compiles has all texts of the companions where
-// they are looked for. Each is translated into itself, in marks.
+// A catalog collected by lupdate and compiled by lrelease contains all texts of the companions in
+// the contexts in which they are looked up. Each text is translated to itself in quotation marks.
 class tst_Translations : public QObject
 {
     Q_OBJECT
@@ -76,7 +76,7 @@ void tst_Translations::initTestCase()
     QVERIFY(collect.waitForFinished(300'000));
     const QByteArray output = collect.readAll();
     QVERIFY2(collect.exitCode() == 0, output.constData());
-    // It would have found a text, but not whose it is.
+    // lupdate prints these words if it has found a text, but not its class.
     QVERIFY2(!output.contains("unknown") && !output.contains("lacks"), output.constData());
 
     QFile file(source);
@@ -108,7 +108,7 @@ void tst_Translations::table()
         QVERIFY2(isMarked(header), qPrintable(header));
     }
     const QString state = table.data(table.index(0, 0), PKeywordTable::StateTextRole).toString();
-    QCOMPARE(state, q("«unknown»")); // which is asked for by what is inside of the table
+    QCOMPARE(state, q("«unknown»")); // looked up by an internal object of the table
 }
 
 void tst_Translations::write()

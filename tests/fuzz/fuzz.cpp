@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// libFuzzer finds both by name.
+// libFuzzer finds both functions by name.
 extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv);
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 

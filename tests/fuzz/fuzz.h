@@ -13,13 +13,13 @@
 #include <cstdlib>
 
 /*
-    What a fuzz target shares with the others. A target implements runInput(); it is called with one
-    input after the other, by libFuzzer or, in an ordinary build, by replay.cpp with the files of
-    its corpus. It reports by FUZZ_CHECK(); a warning of the library or of Qt counts as well.
+    Code shared by all fuzz targets. A target implements runInput(), which is called for one input
+    after the other, by libFuzzer or, in an ordinary build, by replay.cpp with the files in its
+    corpus. It reports errors with FUZZ_CHECK(). Warnings of the library or of Qt are also errors.
 */
 void runInput(const QByteArray &input);
 
-// Ends the process, as a crash would, when what must hold does not.
+// Ends the process like a crash if the condition does not hold.
 #define FUZZ_CHECK(condition)                                                                      \
     do {                                                                                           \
         if (!(condition)) {                                                                        \
@@ -28,8 +28,8 @@ void runInput(const QByteArray &input);
         }                                                                                          \
     } while (false)
 
-// What is left of an object that Qt has written and read: it takes a U+FEFF at the beginning of a
-// text for a byte order mark, and has no place for lone surrogates.
+// The object after Qt has written and read it: Qt treats U+FEFF at the beginning of a string as a
+// byte order mark, and does not keep lone surrogates.
 inline QJsonObject reread(const QJsonObject &object)
 {
     return QJsonDocument::fromJson(QJsonDocument(object).toJson()).object();
@@ -41,7 +41,8 @@ inline QString reread(const QString &text)
     return reread(QJsonObject {{name, text}}).value(name).toString();
 }
 
-// Takes an input apart. Text so that corpora can be read and written by hand: one step a line.
+// Splits an input into lines. Inputs are text, so that corpora can be read and written by hand: one
+// step per line.
 class Lines
 {
 public:
@@ -50,7 +51,7 @@ public:
     bool atEnd() const { return next >= lines.size(); }
     QByteArray bytes() { return atEnd() ? QByteArray() : lines.at(next++); }
 
-    // UTF-8; a line that begins with byte 1 is UTF-16 code units, for texts that are no valid ones.
+    // UTF-8; a line that begins with byte 1 contains UTF-16 code units, for invalid strings.
     QString text()
     {
         const QByteArray line = bytes();

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-// Commands of two clients, one a line, to the simulator's server. A line that begins with a blank
-// comes from the second client, one of a single "!" ends that client and begins another.
+// Commands of two clients to the server, one per line. A line that begins with a space comes from
+// the second client. A line "!" replaces the second client.
 
 #include "server/keywordserver.h"
 #include "server/keywordsession.h"
@@ -19,7 +19,7 @@ using namespace pellix::server;
 
 namespace {
 
-// A client's end: whatever the server sends has to be a message that a client understands.
+// A client. Every message of the server must be one that a client understands.
 class Client
 {
 public:
@@ -41,7 +41,7 @@ public:
 
     std::unique_ptr<KeywordSession> session;
     RecordingClient client;
-    QList<QJsonObject> payloads; // since it was last emptied
+    QList<QJsonObject> payloads; // since the last clear()
 };
 
 const QList<KeywordServer::Keyword> &keywords()
@@ -97,7 +97,7 @@ QByteArray listing(KeywordServer *server)
     return all;
 }
 
-// Asked again, the server says what one says to which no client ever came.
+// For each keyword, the server must send the same as a server without previous clients.
 void checkNothingIsLeft(KeywordServer *server, const QStringList &asked)
 {
     KeywordServer fresh;
@@ -150,7 +150,8 @@ void runInput(const QByteArray &input)
         second->payloads.clear();
         peer.session->receive(line);
 
-        // Who asks for a keyword, writes one or lists is answered; nothing else is.
+        // Subscriptions and queries get a reply, and writes may cause events; other commands have
+        // no reply.
         if (command == QLatin1String("keyIndex")) {
             FUZZ_CHECK(peer.payloads.size() == 1);
             FUZZ_CHECK(peer.payloads.constFirst().value(QLatin1String("request")).toObject()

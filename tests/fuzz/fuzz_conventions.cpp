@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-// Descriptions of devices. The first line names a convention, each other one is a topic, a tab and
-// a payload. What is told stays consistent, and what it amounts to does not depend on the order.
+// Descriptions of devices. The first line names a convention; each other line is a topic, a tab,
+// and a payload. The reports must be consistent, and the result must not depend on the order.
 
 #include "gateway/mqtt/keywordpath.h"
 #include "server/keywordserver.h"
@@ -16,7 +16,7 @@ using conventiontext::Taken;
 
 namespace {
 
-// What a broker keeps: of each topic the last one.
+// A retained message. A broker keeps the last one of each topic.
 struct Message
 {
     QString topic;
@@ -80,7 +80,7 @@ void runInput(const QByteArray &input)
     }
     const Taken taken = takeAll(convention.get(), messages);
 
-    // These keep something of what was there before.
+    // These depend on earlier messages.
     const bool dependsOnOrder = plainName == QLatin1String("zigbee2mqtt") || input.contains("igrat")
         || input.contains("migr_") || input.contains("$state");
     if (!dependsOnOrder) {
@@ -96,7 +96,7 @@ void runInput(const QByteArray &input)
         FUZZ_CHECK(other->skipped() == convention->skipped());
     }
 
-    // All of it can be taken back.
+    // All descriptions can be removed.
     Taken rest = taken;
     const QStringList topics = kept.keys();
     for (const QString &topic : topics) {

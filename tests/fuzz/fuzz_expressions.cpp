@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-// Expressions set piece by piece, with a proxy bound to each. The first byte of a line says what
-// the rest of it is: v a value, p a postfix, a one more value of the list, c an empty list, m an
-// aggregation, and a number which expression the proxy shows.
+// Expressions that are set step by step, with a proxy bound to each. The first byte of a line
+// determines the meaning of the rest: v a value, p a postfix, a another value of the list, c an
+// empty list, m an aggregation, and a number the expression that the proxy shows.
 
 #include "binding/keywordexpression.h"
 #include "binding/keywordproxy.h"
@@ -124,7 +124,7 @@ void runInput(const QByteArray &input)
         suffixed.setPostfix(postfix);
         watchedSuffixed.check(value.isEmpty() ? postfix : withPostfix(value, postfix));
 
-        // Piece by piece: what the list is after each setter is to be seen in between.
+        // The list is checked after each setter.
         const auto checkList = [&] {
             QStringList children;
             const QStringList current = list.values();
@@ -158,7 +158,7 @@ void runInput(const QByteArray &input)
         if (shown && shown->valid()) {
             client.sent.clear();
             proxy.setClient(nullptr);
-            proxy.setClient(&client); // asks anew, with all that the expression says
+            proxy.setClient(&client); // subscribes again, with everything in the expression
             bool asked = false;
             for (const QString &command : std::as_const(client.sent)) {
                 const QJsonObject message = QJsonDocument::fromJson(command.toUtf8()).object();

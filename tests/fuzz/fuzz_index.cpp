@@ -1,15 +1,15 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-// Index answers, labels and filters into the query model and its filter model, each with a model
-// tester. The first byte of a line says what the rest of it is:
-//   i  the "response" member of an answer to a query made for it
-//   p  the whole "payload" of such an answer; UUID in it becomes that of the query
-//   l  a label, as JSON, for the row that the next byte names
-//   e  any message at all
+// Index replies, labels, and filters for the query model and its filter model, each with a model
+// tester. The first byte of a line determines the meaning of the rest:
+//   i  the "response" member of a reply to a query that is made for it
+//   p  the whole "payload" of such a reply; UUID in it is replaced with that of the query
+//   l  a label, as JSON, for the row given by the next byte
+//   e  any message
 //   f  a filter
-// After each, the rows are compared with those that a plain reading of the last answer gives, and
-// after an answer their order with that of models which were given the same children in another
+// After each step, the rows are compared with those of a simple reading of the last reply. After a
+// reply, their order is compared with that of models that were given the same children in another
 // order.
 
 #include "models/keywordqueryfilterproxymodel.h"
@@ -51,7 +51,8 @@ struct Pair
     RecordingClient client;
     PKeywordQueryModel model;
     PKeywordQueryFilterProxyModel filtered;
-    // Not in fatal mode, whose messages do not say what was compared, but caught as warnings.
+    // Not in fatal mode, whose messages do not contain the compared values. Warnings end the run
+    // instead.
     QAbstractItemModelTester modelTester {&model,
                                           QAbstractItemModelTester::FailureReportingMode::Warning};
     QAbstractItemModelTester filteredTester {
@@ -74,11 +75,10 @@ private:
     bool accepts(const QString &text) const;
 
     std::map<QString, Row> rows;
-    // Whether whole numbers and other names have been in the list together since the last answer:
-    // only names of one kind have one right order, and rows that labels have moved stay where they
-    // are.
+    // Whether the list has contained both integers and other names since the last reply. Only names
+    // of one kind have a unique order, and rows that labels have moved stay in place.
     bool mixed = false;
-    QSet<QString> strays; // named twice in an answer: such a label is watched on and on
+    QSet<QString> strays; // occurred twice in a reply: such a label stays watched
     QString filter;
 };
 
@@ -88,7 +88,7 @@ Pair::Pair()
     model.setKeywordClient(&client);
 }
 
-// Asks, and returns the identifier of the request.
+// Sends a query, and returns the identifier of the request.
 QUuid Pair::query()
 {
     client.sent.clear();
@@ -136,7 +136,8 @@ void Models::answer(QByteArray payload)
     if (!fits) {
         client.receiveCommand(bytes);
         FUZZ_CHECK(model.loading());
-        // A good one, since labels that come before an answer change the model without a word.
+        // Continue with a valid reply, because labels that arrive before a reply change the model
+        // without signals.
         answer(R"({"request":{"uuid":"UUID"},"response":[]})");
         return;
     }
@@ -147,14 +148,14 @@ void Models::answer(QByteArray payload)
     checkOrder(read.value(QLatin1String("response")).toArray());
 }
 
-// The order of the rows depends on nothing but the set of the children.
+// The order of the rows depends only on the set of children.
 void Models::checkOrder(const QJsonArray &children) const
 {
     QJsonArray backwards;
     for (const auto &child : children)
         backwards.prepend(child);
     if (!children.isEmpty())
-        backwards.append(children.last()); // which was the first, and is there twice now
+        backwards.append(children.last()); // the first child, which now occurs twice
     QHashSeed::resetRandomGlobalSeed(); // as in another process
     Pair other;
     other.filtered.setFilter(filter);
@@ -218,7 +219,7 @@ void Models::message(const QByteArray &bytes)
     if (object.value(QLatin1String("cmd")) == QJsonValue(QLatin1String("keyEvent"))
         && keyword.endsWith(QLatin1String("/Label"))) {
         const QString labelled = keyword.chopped(6);
-        // Required of the model: makes a row without a word, which no model tester accepts.
+        // Required behavior: the model adds a row without signals, which no model tester accepts.
         if (strays.contains(labelled) && !rows.count(labelled))
             return;
         expectLabel(labelled, payload.value(QLatin1String("value")).toVariant());
@@ -270,7 +271,7 @@ void Models::check()
     for (int i = 0; i < accepted; ++i)
         FUZZ_CHECK(accepts(shown(i)));
 
-    // "1a" lies between "10" and "2" as text, so only names of one kind have one right order.
+    // "1a" is between "10" and "2" as text, so only names of one kind have a unique order.
     const auto isNumber = [](const auto &row) {
         bool is = false;
         static_cast<void>(row.second.name.toLongLong(&is));

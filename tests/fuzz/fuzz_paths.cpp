@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-// Keywords, one a line, through the rules for paths, compared with a reading letter by letter. The
-// line after a keyword is the distance to its parent.
+// Keywords, one per line, processed by the rules for paths and compared with a
+// character-by-character implementation. The line after a keyword is the distance to its parent.
 
 #include "models/keywordpathmodel.h"
 #include "models/keywordquerymodel.h"
@@ -14,7 +14,7 @@ using namespace pellix::client;
 
 namespace {
 
-// "//" becomes "/" in one pass; a "/" in front.
+// Replaces "//" with "/" in one pass, and adds a leading "/".
 QString cleaned(const QString &keyword)
 {
     QString result;
@@ -31,7 +31,7 @@ QString cleaned(const QString &keyword)
 
 QStringList split(const QString &keyword)
 {
-    // Levels are parted by a regular expression, and none matches in what is no valid text.
+    // Levels are separated by a regular expression, which does not match in invalid strings.
     if (!keyword.isValidUtf16())
         return {keyword};
     QStringList levels;
@@ -96,7 +96,8 @@ void runInput(const QByteArray &input)
         FUZZ_CHECK(path.keyword() == stored);
         FUZZ_CHECK(path.normalizedKeyword() == joined(rows));
         FUZZ_CHECK(path.rowCount() == rows.size());
-        // The keywords of all rows of a long path are quadratic: of those, the last rows alone.
+        // The keywords of all rows take quadratic time for a long path, so only the last rows are
+        // checked.
         for (int row = qMax(0, path.rowCount() - 32); row < path.rowCount(); ++row) {
             const auto of = [&](int role) { return path.index(row, 0).data(role); };
             FUZZ_CHECK(of(PKeywordPathModel::PartRole).toString() == rows.at(row));

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-// Messages of a server, one a line, into a client with bound proxies. What comes of each is
-// compared with what Qt's own JSON classes read.
+// Messages of a server, one per line, for a client with bound proxies. The effects of each are
+// compared with the results of Qt's own JSON classes.
 
 #include "binding/keywordexpression.h"
 #include "binding/keywordproxy.h"
@@ -28,7 +28,7 @@ struct Bound
         QObject::connect(&proxy, &PKeywordProxy::valueChanged, &proxy, [this] { ++changes; });
     }
 
-    // What the record of the last message makes of the proxy.
+    // The effect of the last message's record on the proxy.
     void expect(const PKeywordValue &record)
     {
         if (record.value != expected.value) {
@@ -139,7 +139,7 @@ void runInput(const QByteArray &input)
         FUZZ_CHECK(byExpression.value() == bound.front().proxy.value());
     }
 
-    // Once all levels have answered, the label path is complete.
+    // When all levels have replied, the label path is complete.
     for (const char *keyword : {"/x/a/Label", "/x/a/b/Label"})
         client.event(QString::fromLatin1(keyword), QStringLiteral("\"fresh\""));
     FUZZ_CHECK(labels.valueLabelValid().toBool());

@@ -1,20 +1,21 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-// Sessions of four roles on one server. Each line is a step:
+// Sessions with four roles on one server. Each line is a step:
 //
-//   0{...} to 4{...}  the command of a session: full rights, full rights as well, guest, viewer,
-//                     writer
-//   p2  r2  !2        that session is paused, resumed, ended and opened anew
-//   v5  d5            the keyword of that number gets another value; is declared, or removed
-//   g2                the role of that session is removed, or set again
-//   w  W              the oldest undecided write is accepted, refused
-//   k2                (after a first line "~") the session ends within its next message
-//   c  s              (the same) the server is cleared, or deleted within the next message
+//   0{...} to 4{...}  the command of a session: 0 and 1 have full rights, 2 is guest, 3 viewer,
+//                     and 4 writer
+//   p2  r2  !2        the session is paused, resumed, or closed and reopened
+//   v5  d5            the keyword with this number gets another value, or is declared or removed
+//   g2                the role of the session is removed or set again
+//   w  W              the oldest pending write is accepted, or refused
+//   k2                (only after a first line "~") the session ends within its next message
+//   c  s              (only after "~") the server is cleared, or deleted, within the next message
 //
-// What a role may not read is as if it were not there: each role has a world of its own in which
-// there is none of that, or something else, and is told exactly the same in both. After a first
-// line "~" there is one world only, in which everything may end within anything.
+// Data that a role must not read must not affect the role: for each role there is another world in
+// which that data is missing or different, and the role must receive exactly the same messages in
+// both. After a first line "~", there is only one world, in which everything may be destroyed
+// within anything.
 
 #include "server/keywordserver.h"
 #include "server/keywordsession.h"
@@ -46,7 +47,7 @@ struct Sort
     const char *path;
     const char *type;
     const char *access;
-    const char *readers; // of "gvw": guest, viewer, writer
+    const char *readers; // out of "gvw": guest, viewer, writer
     const char *writers;
 };
 
@@ -101,7 +102,7 @@ QVariant valueOf(const Sort &sort, int number)
     return number;
 }
 
-// A client's end. It knows what it still has to be told.
+// A client. It records the messages that it must still receive.
 class Peer
 {
 public:
@@ -133,9 +134,9 @@ public:
 
     std::unique_ptr<KeywordSession> session;
     RecordingClient client;
-    QList<QByteArray> told; // since it was last emptied
-    QHash<QString, int> asked; // keywords that are to be told
-    QHash<QString, int> refusals; // that are to be told
+    QList<QByteArray> told; // since the last clear()
+    QHash<QString, int> asked; // keywords of which an event must arrive
+    QHash<QString, int> refusals; // refusals that must arrive
     int indexes = 0;
     std::function<void()> whenTold;
 };
@@ -143,7 +144,7 @@ public:
 class World
 {
 public:
-    // What this session may not read is missing, or another value.
+    // The values that this session must not read are missing or different.
     explicit World(int blind = -1, bool missing = false) : blind(blind), missing(missing)
     {
         for (int i = 0; i < sortCount; ++i)
@@ -164,7 +165,7 @@ public:
         keyword.label = isHidden(i) ? q("hidden") : keyword.path.mid(1);
         keyword.value = next(i);
         FUZZ_CHECK(server->declare(keyword));
-        if (server && i == handled) { // a client may have been told, and have deleted it
+        if (server && i == handled) { // a client may have received an event and deleted it
             server->setWriteHandler(
                 keyword.path, [this](const WriteRequest &request) { requests.push_back(request); });
         }
@@ -187,7 +188,8 @@ public:
     std::vector<WriteRequest> requests;
 };
 
-// What the sessions have to be told afterwards, as far as it follows from the command alone.
+// Determines the messages that the sessions must receive, as far as they depend only on the
+// command.
 void expect(KeywordServer *server, Peer *peer, int number, const QJsonObject &message)
 {
     const QString name = message.value(q("cmd")).toString();
@@ -296,7 +298,7 @@ void runChaos(const QList<QByteArray> &lines)
         world.server.reset();
 }
 
-// Has the server's hash as large as it can become, so that what it uses can be compared.
+// Makes the hash of the server reach its maximum size, so that the memory use can be compared.
 void makeRoom(KeywordServer *server)
 {
     const std::unique_ptr<KeywordSession> session(server->openSession());
@@ -348,7 +350,7 @@ void runInput(const QByteArray &input)
 
     World real;
     qint64 before = 0;
-    if (input.size() % 16 == 0) { // it takes its time
+    if (input.size() % 16 == 0) { // not always, because it takes time
         makeRoom(real.server.get());
         before = real.server->statistics().memoryBytes;
     }
@@ -356,7 +358,7 @@ void runInput(const QByteArray &input)
     std::vector<std::unique_ptr<World>> others;
     for (int blind = 2; blind < sessionCount; ++blind) {
         if (input.size() > 1500 && blind != 2 + int(input.size() % 3))
-            continue; // one alone, or a long input would take too long
+            continue; // only one, because a long input would take too long
         others.push_back(std::make_unique<World>(blind, input.size() % 2 == 0));
         others.back()->open();
     }

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-// Scene files into the simulator's reader: refused whole, with a reason, or declared whole.
+// Scene files for the reader of the simulator: a file is either refused completely, with a reason,
+// or declared completely.
 
 #include "server/keywordserver.h"
 #include "simulator/animator_p.h"
@@ -22,7 +23,7 @@ void runInput(const QByteArray &input)
     const QJsonObject generate = scene.value(QLatin1String("generate")).toObject();
     const double count = generate.value(QLatin1String("count")).toDouble();
     if (count > 1000)
-        return; // a million is allowed, and takes its time
+        return; // a million is allowed, but takes too long
 
     KeywordServer server;
     JsonScene reader(&server);
@@ -46,6 +47,6 @@ void runInput(const QByteArray &input)
         FUZZ_CHECK(isLevel || server.contains(path));
     }
     reader.start();
-    FUZZ_CHECK(reader.loadData(input, QStringLiteral("scene"), &error)); // as well once more
+    FUZZ_CHECK(reader.loadData(input, QStringLiteral("scene"), &error)); // also when loaded again
     reader.stop();
 }

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-// Messages through the mapping of topics. A line is a topic; the next one its payload, with a
-// leading "r" if it is retained and "l" if it is not. What is reported has to make sense: nothing
-// is declared twice, reported or removed without being declared, or of another type than declared;
-// and a payload that a value is written as reads back as that value.
+// Messages for the mapping of topics. A line is a topic; the next one is its payload, with a
+// leading "r" if it is retained and "l" if it is not. The reports must be consistent: no keyword is
+// declared twice, is reported or removed without being declared, or has a value of another type. A
+// payload that is written for a value must be read as the same value.
 
 #include "gateway/mqtt/payload.h"
 #include "gateway/mqtt/topicmapping.h"
@@ -91,7 +91,7 @@ private:
         const auto payload = rules.payload(value, valueKind);
         FUZZ_CHECK(payload);
         if (valueKind != ValueType::Double && valueKind != ValueType::Bool)
-            return; // texts may look like something else
+            return; // a string may look like another type
         QVariant read;
         FUZZ_CHECK(rules.value(Payload::read(*payload), valueKind, &read)
                    == PayloadRules::Result::Value);
@@ -113,7 +113,7 @@ void runInput(const QByteArray &input)
     while (!lines.atEnd()) {
         const QByteArray topic = lines.bytes();
         const QByteArray payload = lines.bytes();
-        // As the library does, which lets no others through
+        // libmosquitto rejects these topics
         if (topic.isEmpty() || !QByteArrayView(topic).isValidUtf8() || topic.contains('\0'))
             continue;
         const bool isRetained = payload.startsWith('r');
@@ -126,7 +126,7 @@ void runInput(const QByteArray &input)
         mapping.takeMessages();
     }
     mapping.takeNewFilters();
-    // Another mapping takes over what is there.
+    // Another mapping takes over the state.
     TopicMapping next(options());
     next.takeOver(mapping);
     checker.take(next.takeReports());

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-// Runs a fuzz target over files and folders of inputs, where there is no libFuzzer.
+// Runs a fuzz target with files and folders of inputs, without libFuzzer.
 
 #include <QtCore/QDirIterator>
 #include <QtCore/QFile>

@@ -10,7 +10,7 @@
 #include <functional>
 #include <vector>
 
-// A source that reports, and answers writes, as a test tells it to.
+// A source whose reports and replies to writes are controlled by the test.
 class FakeSource : public pellix::gateway::Source
 {
 public:
@@ -88,5 +88,5 @@ public:
     int starts = 0;
     int stops = 0;
     bool isReadyAtOnce = false;
-    bool hangs = false; // when it is to stop
+    bool hangs = false; // does not stop when requested
 };

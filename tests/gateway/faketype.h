@@ -11,8 +11,8 @@
 #include <memory>
 #include <vector>
 
-// Sources that tests hold by their "fake": TEXT, which makes them. They take over another "hint"
-// while they run.
+// A type of sources with the member "fake", a text that names the source for the test. Running
+// sources accept another "hint".
 class FakeType : public pellix::gateway::SourceType
 {
 public:

@@ -34,7 +34,7 @@ QStringList lines(const ConfigurationProblems &problems)
     return lines;
 }
 
-// Of the shortest one that is good.
+// Adds the members to the shortest valid configuration.
 QByteArray with(const char *members)
 {
     return QByteArray("{\"listen\": [{\"port\": 0}]") + (*members ? ", " : "") + members + "}";
@@ -324,7 +324,7 @@ void tst_Configuration::files_thatCannotBeRead()
     const QString file = folder.filePath(name);
     QVERIFY(!Configuration::read(file, {&fake}, &problems));
     QCOMPARE(lines(problems), QStringList {expected.replace(q("%1"), file)});
-    // And one that can, with the files beside it.
+    // A valid file, with its other files in the same folder.
     write(folder.filePath(q("good.json")),
           R"({"listen": [{"port": 0}], "clients": [{"tokenFile": "tokens"}],
               "roles": {"operator": {}}})");
@@ -386,7 +386,7 @@ void tst_Configuration::listeners_thatAreTaken_data()
 {
     QTest::addColumn<QByteArray>("listener");
     QTest::addColumn<bool>("hasTokens");
-    QTest::addColumn<QString>("role"); // of those nothing else is known of
+    QTest::addColumn<QString>("role"); // of all other clients
     QTest::newRow("loopback") << QByteArray(R"({"port": 0})") << false << q("viewer");
     QTest::newRow("loopback, tokens") << QByteArray(R"({"port": 0})") << true << QString();
     QTest::newRow("loopback, tokens and a role")
@@ -419,7 +419,7 @@ void tst_Configuration::listeners_thatAreTaken()
     QCOMPARE(configuration->listeners.constFirst().identification.problem(), QString());
 }
 
-// Each member of a good one in turn becomes something else, at any depth.
+// Replaces random parts of a valid configuration, at any depth.
 void tst_Configuration::anything_isReadWithoutHarm()
 {
     const QByteArray good = R"({"listen": [{"address": "::1", "port": 1, "role": "a", "origins":

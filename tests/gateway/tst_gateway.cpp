@@ -38,7 +38,7 @@ SourceKeyword keyword(const char *path, const char *type, const char *access = "
     return keyword;
 }
 
-// A client that keeps what it is told.
+// A client that records its messages.
 struct WebClient
 {
     explicit WebClient(const QUrl &url)
@@ -59,7 +59,7 @@ struct WebClient
     QStringList texts;
 };
 
-// The answer of a health listener, as it comes.
+// The reply of a health listener.
 QByteArray fetch(quint16 port, const char *path)
 {
     QTcpSocket socket;
@@ -172,7 +172,8 @@ void tst_Gateway::ready_onceAllSourcesWere()
     QVERIFY(!gateway->isReady());
     fake.source("b")->go(State::Ready);
     QVERIFY(gateway->isReady());
-    fake.source("a")->go(State::Lost); // keywords tell that, and a balancer could not help it
+    // Keywords report it, and a load balancer could not improve it.
+    fake.source("a")->go(State::Lost);
     QVERIFY(gateway->isReady());
     QVERIFY(!gateway->sources().at(0).isReady);
     QVERIFY(gateway->sources().at(0).wasReady);
@@ -201,7 +202,7 @@ void tst_Gateway::reload_leavesAloneWhatIsTheSame()
 void tst_Gateway::reload_changesSources_data()
 {
     QTest::addColumn<QByteArray>("entry");
-    QTest::addColumn<bool>("isKept"); // the running source
+    QTest::addColumn<bool>("isKept"); // the running source is kept
     QTest::addColumn<QString>("hint");
     QTest::newRow("the same") << QByteArray(R"({"name": "a", "fake": "a", "mount": "/x"})") << true
                               << QString();
@@ -267,7 +268,7 @@ void tst_Gateway::reload_opensAndClosesListeners()
     const quint16 port = quint16(gateway->urls().constFirst().port());
     WebClient client(gateway->urls().constFirst());
     QTRY_VERIFY(client.isConnected());
-    // The same port on another address has to wait for the one before.
+    // A listener for the same port on another address must wait until the previous one is closed.
     QVERIFY(apply(QByteArray(R"("listen": [{"port": PORT, "role": "viewer"},
                                            {"address": "127.0.0.2", "port": 0}])")
                       .replace("PORT", QByteArray::number(port))));
@@ -306,7 +307,7 @@ void tst_Gateway::reload_changesNothingIfItCannotListen()
     QVERIFY(busy.listen(QHostAddress::LocalHost));
     QVERIFY(apply(R"("sources": [{"name": "a", "fake": "a", "mount": "/x"}])"));
     const QList<QUrl> urls = gateway->urls();
-    // A port of its own cannot be listened on again: it is one that the system has chosen.
+    // The port belongs to another socket, so the gateway cannot listen on it.
     const QByteArray port = QByteArray::number(busy.serverPort());
     QVERIFY(!apply(members.replace("PORT", port)
                        .replace("OURS", QByteArray::number(urls.constFirst().port()))));
@@ -347,10 +348,10 @@ void tst_Gateway::reload_doesNotWaitForASourceThatHangs()
     QVERIFY(apply(""));
     QCOMPARE(source->stops, 1);
     QVERIFY(!gateway->keywordServer()->contains(q("/x/v")));
-    source->report(q("/v"), 5); // nobody listens
+    source->report(q("/v"), 5); // has no receiver
     source->go(State::Stopped);
     QTRY_VERIFY(!source);
-    // And one that never stops goes with the gateway.
+    // A source that never stops is destroyed with the gateway.
     QVERIFY(apply(R"("sources": [{"name": "b", "fake": "b", "mount": "/x"}])"));
     const QPointer<FakeSource> other = fake.source("b");
     QVERIFY(apply(""));
@@ -392,7 +393,7 @@ void tst_Gateway::drain_refusesAndClosesWithinTheTime()
     QTRY_COMPARE(times.size(), std::size_t(10));
     for (const auto &client : clients)
         QCOMPARE(client->socket.closeCode(), QWebSocketProtocol::CloseCodeGoingAway);
-    // Not all of them in one moment.
+    // The clients are not disconnected all at once.
     QVERIFY(times.back() - times.front() >= 100);
     QCOMPARE(fake.source("a")->stops, 1);
     gateway->drain(1000ms);
@@ -496,7 +497,7 @@ void tst_Gateway::health_tells()
           "\nprocess_resident_memory_bytes ", "\nprocess_open_fds ", "\nprocess_cpu_seconds_total ",
           "\nprocess_start_time_seconds "})
         QVERIFY2(metrics.contains(line), line);
-    // Names once, each followed by its samples.
+    // Each name occurs once, followed by its samples.
     const QList<QByteArray> lines = metrics.mid(metrics.indexOf("\r\n\r\n") + 4).split('\n');
     QVERIFY(lines.constLast().isEmpty());
     QSet<QByteArray> seen;
@@ -559,13 +560,13 @@ void tst_Gateway::audit_hasALineForEachWrite()
         source->answer(source->writes.front().id, Source::Outcome::Refused, q("too hot"));
     };
     write();
-    QTRY_COMPARE(linesIn("1").size(), 1); // at once, without the end of the gateway
+    QTRY_COMPARE(linesIn("1").size(), 1); // immediately, while the gateway is running
     const QJsonObject line = QJsonDocument::fromJson(linesIn("1").constFirst()).object();
     QCOMPARE(line.value(q("keyword")).toString(), q("/a/x"));
     QCOMPARE(line.value(q("outcome")).toString(), q("refused"));
     QCOMPARE(line.value(q("reason")).toString(), q("too hot"));
 
-    // Moved away, it goes on into the file of its new name until it is opened anew.
+    // A file that has been moved is still written to until it is reopened.
     QVERIFY(QFile::rename(folder.filePath(q("1")), folder.filePath(q("1.old"))));
     write();
     QTRY_COMPARE(linesIn("1.old").size(), 2);
@@ -573,11 +574,11 @@ void tst_Gateway::audit_hasALineForEachWrite()
     write();
     QTRY_COMPARE(linesIn("1").size(), 1);
     QCOMPARE(linesIn("1.old").size(), 2);
-    // Lines are added.
+    // Lines are appended.
     gateway->reopenAudit();
     write();
     QTRY_COMPARE(linesIn("1").size(), 2);
-    // Another file, and none
+    // Another file, and no file
     QVERIFY(apply(configuration("2")));
     write();
     QTRY_COMPARE(linesIn("2").size(), 1);

@@ -126,7 +126,7 @@ void tst_HealthServer::connections_areLimited()
     };
     QTRY_COMPARE(connected(), 32);
     sockets.clear();
-    // Those who left make room.
+    // Closed connections make room for new ones.
     const auto isAnswered = [&] {
         QTcpSocket next;
         next.connectToHost(QHostAddress::LocalHost, server->port());

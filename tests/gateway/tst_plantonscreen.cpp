@@ -18,7 +18,7 @@ using namespace pellix::client;
 
 namespace {
 
-constexpr int patience = 30000; // in milliseconds, for whatever has to come
+constexpr int patience = 30000; // in milliseconds, for all expected events
 
 QString q(const char *text)
 {
@@ -28,12 +28,12 @@ QString q(const char *text)
 struct Ran
 {
     int code = -1;
-    QString text; // of both outputs, with single blanks
+    QString text; // of both outputs, with single spaces
 };
 
 } // namespace
 
-// The whole chain with real parts: the plant of the examples, the broker, the program
+// Tests the whole chain with real parts: the plant of the examples, the broker, the program
 // keyword-gateway with the configuration of the demo, and clients.
 class tst_PlantOnScreen : public QObject
 {
@@ -153,7 +153,7 @@ PKeywordProxy *tst_PlantOnScreen::proxy(const char *path)
     return proxy(path, client.get());
 }
 
-// What a screen shows around a value.
+// The state that a screen shows for a value.
 QString tst_PlantOnScreen::flags(const PKeywordProxy *keyword) const
 {
     QStringList words;
@@ -227,13 +227,13 @@ void tst_PlantOnScreen::members_followThePayload()
     const PKeywordProxy *const temperature = proxy("/plant/room/temp");
     const PKeywordProxy *const humidity = proxy("/plant/room/rh");
     QTRY_VERIFY_WITH_TIMEOUT(temperature->online() && humidity->online(), patience);
-    plant->terminate(); // so that nobody else says anything
+    plant->terminate(); // so that no other values arrive
     QVERIFY(plant->waitForFinished());
     BrokerClient other(*broker);
     QTRY_VERIFY(other.isConnected());
     other.publish("factory/room", R"({"temp": 3.5})", true);
     QTRY_COMPARE(temperature->value().toDouble(), 3.5);
-    QVERIFY(humidity->value().toDouble() > 40); // was not in it, and stays
+    QVERIFY(humidity->value().toDouble() > 40); // not in the payload, so it is kept
 }
 
 void tst_PlantOnScreen::labels_areThere()
@@ -324,11 +324,11 @@ void tst_PlantOnScreen::write_isRefused()
     QVERIFY(keyword->update(value));
     QTRY_VERIFY_WITH_TIMEOUT(keyword->error(), patience);
     QVERIFY(keyword->value() != value);
-    QVERIFY(!elsewhere->error()); // it was not the other one's write
+    QVERIFY(!elsewhere->error()); // the refused write was not its own
     proxies.clear();
 }
 
-// The device takes at most 95.
+// The device accepts at most 95.
 void tst_PlantOnScreen::limit_isShownToAll()
 {
     startPlant();
@@ -337,7 +337,7 @@ void tst_PlantOnScreen::limit_isShownToAll()
     QTRY_COMPARE_WITH_TIMEOUT(flags(keyword), q("ok"), patience);
     QVERIFY(keyword->update(99));
     QTRY_COMPARE_WITH_TIMEOUT(keyword->value().toDouble(), 95.0, patience);
-    QTRY_VERIFY_WITH_TIMEOUT(keyword->error(), patience); // it is not what was asked for
+    QTRY_VERIFY_WITH_TIMEOUT(keyword->error(), patience); // the value differs from the written one
     QCOMPARE(keyword->value().toDouble(), 95.0);
 }
 
@@ -390,7 +390,7 @@ void tst_PlantOnScreen::scale_goesStaleAndComesBack()
     const PKeywordProxy *const level = proxy("/plant/tank1/level");
     QTRY_COMPARE_WITH_TIMEOUT(flags(weight), q("ok"), patience);
     QTRY_COMPARE_WITH_TIMEOUT(flags(weight), q("offline"), patience);
-    QVERIFY(weight->value().toDouble() > 800); // the last one stays, and says that it is old
+    QVERIFY(weight->value().toDouble() > 800); // the last value is kept and marked as old
     QCOMPARE(flags(level), q("ok"));
     QTRY_COMPARE_WITH_TIMEOUT(flags(weight), q("ok"), patience);
 }
@@ -407,7 +407,7 @@ void tst_PlantOnScreen::heater_isUnavailableByTurns()
     QVERIFY(power->value().toDouble() > 1000);
 }
 
-// By its will, which the broker publishes.
+// Its will, which the broker publishes, sets the keywords offline.
 void tst_PlantOnScreen::plant_thatDiesIsOffline()
 {
     startPlant();
@@ -444,9 +444,10 @@ void tst_PlantOnScreen::broker_thatDiesKeepsValues()
         QCOMPARE(setpoint->value().toDouble(), 60.0);
         QCOMPARE(lamp->value(), QVariant(true));
         QTRY_COMPARE_WITH_TIMEOUT(source->value(), QVariant(false), patience);
-        QVERIFY(client->connected()); // the screen has its gateway, and is told
+        QVERIFY(client->connected()); // the client is still connected to its gateway
 
-        QVERIFY(broker->start()); // has forgotten everything; the plant says it again
+        // The broker has lost its retained messages, and the plant publishes them again.
+        QVERIFY(broker->start());
         for (const PKeywordProxy *const keyword : {setpoint, level, lamp, mode})
             QTRY_COMPARE_WITH_TIMEOUT(flags(keyword), q("ok"), patience);
         QTRY_COMPARE_WITH_TIMEOUT(source->value(), QVariant(true), patience);
@@ -465,11 +466,11 @@ void tst_PlantOnScreen::write_withoutBrokerIsNotSentLater()
     QTRY_VERIFY_WITH_TIMEOUT(setpoint->error(), patience);
     QVERIFY(broker->start());
     QTRY_COMPARE_WITH_TIMEOUT(flags(setpoint), q("ok"), patience);
-    QVERIFY(setpoint->update(12)); // behind which the other one would have come
+    QVERIFY(setpoint->update(12)); // the other write would have arrived before this one
     QTRY_COMPARE_WITH_TIMEOUT(setpoint->value().toDouble(), 12.0, patience);
     BrokerClient other(*broker);
     QTRY_VERIFY(other.isConnected());
-    QVERIFY(other.subscribe("factory/+/+/set")); // what is retained there comes now
+    QVERIFY(other.subscribe("factory/+/+/set")); // its retained messages arrive now
     other.publish("factory/end/end/set", "end");
     QTRY_COMPARE(other.messages().size(), 1);
     QCOMPARE(setpoint->value().toDouble(), 12.0);
@@ -514,7 +515,7 @@ void tst_PlantOnScreen::tool_getsAndSets()
            "/house/boiler-room/boiler/mode off taken");
 }
 
-// The gateway gives a device 5 seconds where nothing else is said, and the tool more than that.
+// By default, the gateway waits 5 seconds for a device, and the tool waits longer.
 void tst_PlantOnScreen::tool_isToldBeforeItGivesUp()
 {
     startPlant();

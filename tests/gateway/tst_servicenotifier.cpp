@@ -17,7 +17,7 @@ using namespace pellix::gateway;
 
 namespace {
 
-// The socket of whoever wants to know.
+// The socket that receives the notifications.
 class Listener
 {
 public:

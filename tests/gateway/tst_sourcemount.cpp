@@ -362,7 +362,7 @@ void tst_SourceMount::values_goStale()
     source->report(q("/tank/level"), 1.5);
     QTRY_COMPARE(client->seen.join(q(" | ")), q("/p/tank/level=1.5 coc- | /p/tank/level=1.5 c-c-"));
     client->taken();
-    // The same value anew is of now again.
+    // The same value, reported again, is current again.
     source->report(q("/tank/level"), 1.5);
     QCOMPARE(client->taken(), q("/p/tank/level=1.5 coc-"));
     QTRY_COMPARE(client->seen.join(q(" | ")), q("/p/tank/level=1.5 c-c-"));
@@ -395,7 +395,7 @@ void tst_SourceMount::values_ageByTheirOwnTime()
     client->taken();
     source->report(q("/tank/level"), 1.5);
     QCOMPARE(client->taken(), q("/p/tank/level=1.5 coc-"));
-    // Less is left of this one, though it came later.
+    // This value becomes stale earlier, although it was reported later.
     source->report(q("/tank/level"), 1.5, QDateTime::currentMSecsSinceEpoch() - 3'600'000 + 100);
     QTRY_COMPARE(client->seen.join(q(" | ")), q("/p/tank/level=1.5 c-c-"));
 }
@@ -509,7 +509,7 @@ void tst_SourceMount::declared_byTwoSourcesTheFirstStaysUntilRemoved()
     QCOMPARE(client->taken(), q("/x/tank/level=2 coc-"));
     QCOMPARE(otherMount.statistics().keywords, 1);
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^a: /x/tank/level already exists")));
-    first.declare({level()}); // now it is the one that waits
+    first.declare({level()}); // now it is the waiting one
     thirdMount.reset();
     other.remove(q("/level"));
     QCOMPARE(client->taken(), q("/x/tank/level=null c-c-"));
@@ -553,7 +553,7 @@ void tst_SourceMount::removed_isGone()
     QCOMPARE(client->taken(), QString());
     QCOMPARE(mount->statistics().keywords, 0);
     QCOMPARE(mount->statistics().online, 0);
-    // At once removed and declared anew.
+    // Removed and declared again in one report.
     source->declare({level()});
     client->taken();
     Q_EMIT source->reported({{q("/tank/level")}, {level()}, {}});
@@ -603,7 +603,7 @@ void tst_SourceMount::release_comesAfterTheLastClient()
     QCOMPARE(source->requested, (QStringList {q("/a"), q("/b")}));
     other.reset();
     QTRY_COMPARE(source->released, QStringList {q("/b")});
-    // Whoever goes and comes back at once has never gone.
+    // A client that unsubscribes and subscribes at once has no effect on the source.
     leave("/p/a");
     client->create("/p/a");
     client->create("/p/b");
@@ -638,14 +638,14 @@ void tst_SourceMount::browse_isAnsweredWithWhatItBrings()
     list(R"("p","tank")");
     QCOMPARE(source->browsed, (QStringList {q(""), q("/tank")}));
     QVERIFY(client->taken().contains(q("/p/tank/level")));
-    // The client may be gone by then, or everything.
+    // The client or everything else may have been deleted by then.
     source->onBrowse = [this](const QString &) { client.reset(); };
     KeywordSession *const session = client->session.get();
     session->receive(R"({"cmd":"keyIndex","payload":{"keyQuery":["p"]}})");
     QCOMPARE(server->sessionCount(), 0);
 }
 
-// What the keyword is, what is written, what the source does then, what the writer is told.
+// The columns: the keyword, the write, the reaction of the source, and the events for the writer.
 void tst_SourceMount::writes_data()
 {
     using Step = std::function<void(tst_SourceMount *)>;
@@ -654,9 +654,9 @@ void tst_SourceMount::writes_data()
     QTest::addColumn<QString>("written");
     QTest::addColumn<bool>("relative");
     QTest::addColumn<Step>("step");
-    QTest::addColumn<QVariant>("sent"); // to the source; invalid: nothing
+    QTest::addColumn<QVariant>("sent"); // to the source; invalid: no write
     QTest::addColumn<QString>("told");
-    QTest::addColumn<QString>("reason"); // of a refusal; "pending"; "accepted"
+    QTest::addColumn<QString>("reason"); // the reason for a refusal, "pending", or "accepted"
     const auto row = [](const char *name, const SourceKeyword &keyword, const QVariant &value,
                         const char *written, const QVariant &sent, const char *told,
                         const char *reason, const Step &step = {}, bool relative = false) {
@@ -699,7 +699,7 @@ void tst_SourceMount::writes_data()
     command.type = q("string");
     command.access = q("W");
 
-    // Allowed?
+    // Whether the write is allowed
     row("not writable", readOnly, 5, "7", {}, "5 coce", "the keyword is not writable");
     row("of another type", limited, 5, "\"7\"", {}, "5 coce", "the value does not fit");
     row("above the maximum", limited, 5, "100.5", {}, "5 coce", "the value is out of range");
@@ -712,7 +712,7 @@ void tst_SourceMount::writes_data()
     row("rounded beyond a limit", steppedInt, 2, "104", {}, "2 coce", "the value is out of range");
     row("rounded, an int from its maximum", steppedInt, 2, "90", 93LL, "", "pending");
 
-    // Taken
+    // Accepted
     row("sent, nothing yet", setpoint(), 5, "7", 7.0, "", "pending");
     row("acknowledged, no readback yet", setpoint(), 5, "7", 7.0, "", "pending", accepted);
     row("acknowledged and read back", setpoint(), 5, "7", 7.0, "7 coc-", "accepted",
@@ -736,7 +736,7 @@ void tst_SourceMount::writes_data()
     row("no value before", setpoint(), {}, "7", 7.0, "7 coc-", "accepted",
         both(accepted, report(7.0)));
 
-    // Refused by the other side
+    // Refused by the source
     row("refused", setpoint(), 5, "7", 7.0, "5 coce", "Not authorized",
         answer(Outcome::Refused, "Not authorized"));
     row("outcome not known", setpoint(), 5, "7", 7.0, "5 coce", "the outcome is unknown: link lost",
@@ -856,7 +856,7 @@ void tst_SourceMount::writes_withoutReadbackAreRefusedInTime()
     QTRY_COMPARE(client->seen.join(q(" | ")), told);
     QCOMPARE(QJsonDocument::fromJson(audit.data()).object().value(q("reason")).toString(), reason);
     QCOMPARE(mount->statistics().unconfirmedWrites, 1u);
-    source->answer(lastWrite(), Outcome::Accepted); // too late
+    source->answer(lastWrite(), Outcome::Accepted); // after the timeout
     source->report(q("/set"), 7);
     QCOMPARE(client->seen.last(), q("/p/set=7 coc-"));
 }
@@ -873,7 +873,7 @@ void tst_SourceMount::writes_relativeAddUp()
     QCOMPARE(source->writes[1].value, QVariant(7.0));
     QCOMPARE(source->writes[2].value, QVariant(20.0));
     QCOMPARE(source->writes[3].value, QVariant(20.5));
-    // The target counts while it is under way, then the value that is online.
+    // The target counts while a write is pending; otherwise, the value that is online counts.
     for (const double value : {6.0, 7.0, 20.0, 20.5})
         source->report(q("/set"), value);
     client->update("/p/set", "1", true);
@@ -919,7 +919,7 @@ void tst_SourceMount::writes_anOldValueDoesNotSettleALaterOne()
     client->update("/p/set", "5");
     source->answer(1, Outcome::Accepted);
     source->answer(2, Outcome::Accepted);
-    source->report(q("/set"), 5); // as it does all the time
+    source->report(q("/set"), 5); // a periodic report of the old value
     QCOMPARE(audit.data(), QByteArray());
     source->report(q("/set"), 7);
     QCOMPARE(audit.data().count("accepted"), 1);
@@ -932,7 +932,7 @@ void tst_SourceMount::writes_overtakenEndWell()
     SourceKeyword keyword = setpoint();
     keyword.confirmWithin = 100ms;
     declareSetpoint(keyword, 5);
-    // Of values that come quickly, the newest may be all that is seen.
+    // If values change quickly, only the newest may be reported.
     client->update("/p/set", "7");
     client->update("/p/set", "9");
     source->report(q("/set"), 9);
@@ -1000,7 +1000,7 @@ void tst_SourceMount::writes_endWith()
     QCOMPARE(QJsonDocument::fromJson(audit.data()).object().value(q("reason")).toString(), reason);
     if (!source || !server || !mount)
         return;
-    // Without a link it is refused at once, and never sent.
+    // Without a connection, a write is refused immediately and never sent.
     const auto sent = source->writes.size();
     source->go(State::Lost);
     Client other(server.get());
@@ -1009,7 +1009,7 @@ void tst_SourceMount::writes_endWith()
     QCOMPARE(source->writes.size(), sent);
 }
 
-// Each handler of ours that changes keywords, and everything that may be deleted meanwhile.
+// Each handler of the mount that changes keywords, and everything that may be deleted in it.
 void tst_SourceMount::anything_mayGoInAHandler_data()
 {
     using Step = std::function<void(tst_SourceMount *)>;
@@ -1064,7 +1064,7 @@ void tst_SourceMount::statistics_count()
     client->update("/p/set", "8");
     source->answer(1, Outcome::Refused);
     source->answer(2, Outcome::Unknown);
-    source->answer(2, Outcome::Unknown); // once is enough
+    source->answer(2, Outcome::Unknown); // the second answer has no effect
     source->answer(77, Outcome::Accepted);
     const SourceMount::Statistics counts = mount->statistics();
     QCOMPARE(counts.keywords, 1);

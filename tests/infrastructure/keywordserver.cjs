@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 //
-// A little keyword server on node's package ws. Its arguments are a port (0 for a free one) and
-// "deflate" or "plain". It serves what its keywords are told on standard input, one JSON object per
-// line, and says on standard output, one line each, what happens.
+// A small keyword server that uses the package ws of Node.js. Its arguments are a port (0 for a free one) and
+// "deflate" or "plain". It reads the values of its keywords from standard input, one JSON object per line,
+// and prints events on standard output, one per line.
 
 "use strict"
 
@@ -46,7 +46,7 @@ function changed(keyword, send = (client, text) => client.send(text)) {
     }
 }
 
-// One message in as many frames as there are parts of so many bytes: also within characters.
+// Sends one message in frames of the given number of bytes, which may split characters.
 function sendInParts(client, text, size) {
     const bytes = Buffer.from(text)
     for (let at = 0; at < bytes.length; at += size)
@@ -121,4 +121,4 @@ readline.createInterface({ input: process.stdin })
         const order = JSON.parse(line)
         orders[order.do](order)
     })
-    .on("close", () => process.exit(0)) // the test is gone
+    .on("close", () => process.exit(0)) // the test has ended

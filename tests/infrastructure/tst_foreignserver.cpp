@@ -25,7 +25,7 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// With Debian's folder of modules, which a node that is not Debian's does not look into by itself.
+// Adds Debian's module folder, which other builds of Node.js do not search by default.
 QProcessEnvironment environmentOfNode()
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -36,7 +36,7 @@ QProcessEnvironment environmentOfNode()
     return environment;
 }
 
-// keywordserver.cjs as a program
+// The script keywordserver.cjs as a program
 class ForeignServer
 {
 public:
@@ -75,7 +75,7 @@ public:
     }
     QString url() const { return q("ws://127.0.0.1:%1").arg(port); }
 
-    QStringList lines; // said, and not taken yet
+    QStringList lines; // printed lines that have not been taken yet
 
 private:
     QProcess process;
@@ -84,7 +84,7 @@ private:
 
 } // namespace
 
-// The client against a WebSocket implementation that is not Qt's.
+// Tests the client with a WebSocket implementation that does not use Qt.
 class tst_ForeignServer : public QObject
 {
     Q_OBJECT
@@ -116,7 +116,7 @@ private:
 
 void tst_ForeignServer::initTestCase()
 {
-    // Lost connections are logged as warnings, and here they are lost on purpose.
+    // Lost connections are logged as warnings, but are intended here.
     QLoggingCategory::setFilterRules(q(CLIENT_CATEGORY "=false"));
     QVERIFY2(!QStandardPaths::findExecutable(q("node")).isEmpty(),
              "node is needed; scripts/test installs it");
@@ -180,7 +180,7 @@ void tst_ForeignServer::keywords_areBoundWrittenAndQueried()
     QFETCH(QString, compression);
     QVERIFY(server->start(compression));
     bind();
-    // Qt's client does not ask for compression, so the server must do without.
+    // The Qt client does not request compression, so the server must not use it.
     QTRY_COMPARE(server->lines.value(0), q("connected plain"));
     QCOMPARE(level->valueType(), PKeywordValueType::KVT_DOUBLE);
     QVERIFY(level->connected() && level->online() && level->consistent() && !level->error());
@@ -221,7 +221,7 @@ void tst_ForeignServer::pings_areAnsweredBothWays()
     server->order({{q("do"), q("ping")}});
     QTRY_VERIFY(server->lines.contains(q("pong are you there")));
 
-    // Three of the client's own: after two without an answer it would have given up.
+    // Three pings of the client: after two without a reply, it would have closed the connection.
     QTRY_COMPARE_WITH_TIMEOUT(server->lines.count(q("ping")), 3, 20000);
     QVERIFY(client->connected());
     QCOMPARE(connected.count(), 0);
@@ -291,7 +291,7 @@ void tst_ForeignServer::droppedClient_returnsWithFreshValues()
     QVERIFY(server->start(q("plain")));
     bind();
     QSignalSpy connected(client.get(), &SocketClient::connectedChanged);
-    bool isCleared = false; // the client may be back before anybody looks
+    bool isCleared = false; // the client may reconnect before the test checks it
     const QObject context;
     connect(level.get(), &PKeywordProxy::valueChanged, &context,
             [&] { isCleared = isCleared || !level->value().isValid(); });
@@ -308,7 +308,7 @@ void tst_ForeignServer::droppedClient_returnsWithFreshValues()
     QVERIFY(isCleared);
     QTRY_COMPARE(level->value().toDouble(), 99.5);
     QTRY_COMPARE(name->value().toString(), q("Works"));
-    // Its closing handshake was answered: with its own code, or, where Qt does not know that one,
+    // The closing handshake was completed: with the same code or, if Qt does not know the code,
     // with 1002, protocol error.
     const QString closed = server->lines.filter(q("closed ")).value(0);
     if (code == 0)

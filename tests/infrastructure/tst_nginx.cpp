@@ -55,14 +55,14 @@ bool write(const QString &fileName, const QString &text)
     return file.open(QIODevice::WriteOnly) && file.write(text.toUtf8()) == text.toUtf8().size();
 }
 
-// nginx as a reverse proxy of its own, without privileges, in a directory that goes with it
+// nginx as a reverse proxy, without privileges, in a temporary directory
 class Nginx
 {
 public:
     struct Options
     {
         bool tls = false;
-        const char *location = ""; // more directives
+        const char *location = ""; // additional directives
     };
 
     Nginx() = default;
@@ -81,7 +81,7 @@ public:
     {
         tls = options.tls;
         if (tls) {
-            // Its own authority
+            // A private authority
             QProcess openssl;
             openssl.start(q("openssl"),
                           {q("req"), q("-x509"), q("-newkey"), q("ec"), q("-pkeyopt"),
@@ -94,7 +94,7 @@ public:
             QVERIFY(QFile::setPermissions(path("server.key"),
                                           QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther));
         }
-        // Started by root, it would keep some of root's rights.
+        // If started by root, it would keep some privileges of root.
         const bool privileged = geteuid() == 0;
         if (privileged) {
             QVERIFY(QFile::setPermissions(directory.path(), QFile::Permissions(0x7777)));
@@ -205,7 +205,7 @@ struct Screen
 
 } // namespace
 
-// The client behind a reverse proxy of the kind that stands in front of real servers.
+// Tests the client behind a reverse proxy, as commonly used in front of servers.
 class tst_Nginx : public QObject
 {
     Q_OBJECT
@@ -313,8 +313,8 @@ void tst_Nginx::backendRestarted_everyKeywordIsFresh()
         connected.clear();
         QVERIFY(backend->restart());
         declare(1000 * round);
-        QTRY_VERIFY(connected.count() >= 1); // the proxy hands the end of the connection on
-        if (connected.count() == 1) // it may be back already
+        QTRY_VERIFY(connected.count() >= 1); // the proxy forwards the end of the connection
+        if (connected.count() == 1) // it may have reconnected already
             QVERIFY(screen.showsNothing());
         QTRY_COMPARE(connected.count(), 2);
         QVERIFY(screen.client.connected());
@@ -329,7 +329,7 @@ void tst_Nginx::backendMissing_isRefusedUntilItIsThere()
     backend->close();
     Screen screen(nginx->url());
 
-    QTRY_COMPARE_WITH_TIMEOUT(warnings.size(), 3, 10000); // 502, each time
+    QTRY_COMPARE_WITH_TIMEOUT(warnings.size(), 3, 10000); // 502 each time
     QVERIFY(!screen.client.connected());
     QVERIFY(backend->listen(QHostAddress::LocalHost, port));
 
@@ -343,7 +343,7 @@ void tst_Nginx::idleTimeout_shorterThanTheKeepAlive()
     Screen screen(nginx->url());
     QTRY_VERIFY(screen.shows(0));
 
-    // Each time that the link is lost, the values change while nobody listens.
+    // Whenever the connection is lost, the values change in the meantime.
     int lost = 0;
     connect(&screen.client, &SocketClient::connectedChanged, this, [&] {
         if (screen.client.connected())
@@ -358,7 +358,7 @@ void tst_Nginx::idleTimeout_shorterThanTheKeepAlive()
     }
 }
 
-// The client's own pings keep the connection busy.
+// The pings of the client keep the connection active.
 void tst_Nginx::idleTimeout_longerThanTheKeepAlive()
 {
     start("proxy_read_timeout 7s; proxy_send_timeout 7s;");
@@ -379,7 +379,7 @@ void tst_Nginx::connectionLimit_isHitAndFreed()
     QCOMPARE(warnings, QStringList());
 
     Screen third(nginx->url());
-    QTRY_COMPARE_WITH_TIMEOUT(warnings.size(), 3, 10000); // 503, each time
+    QTRY_COMPARE_WITH_TIMEOUT(warnings.size(), 3, 10000); // 503 each time
     QVERIFY(!third.client.connected());
     QVERIFY(third.showsNothing());
     QVERIFY(first->shows(0) && second.shows(0));

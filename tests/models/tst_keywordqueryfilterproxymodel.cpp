@@ -20,7 +20,7 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// Offers the two roles that are read: 257 for the order and 263 for the filter.
+// Provides the two roles that the model reads: 257 for the order and 263 for the filter.
 void fill(QStandardItemModel &source, const QStringList &names)
 {
     for (const QString &name : names) {
@@ -101,7 +101,7 @@ void tst_KeywordQueryFilterProxyModel::rows_areSorted_data()
         << q("100000000000000000000|99999999999999999999");
     QTest::newRow("no whole numbers") << QStringList({q("1.5"), q("1.25")}) << q("1.25|1.5");
     QTest::newRow("hexadecimal is text") << QStringList({q("0x2"), q("0x10")}) << q("0x10|0x2");
-    // In a circle: each pair has its order, but no three of them have one.
+    // Not transitive: each pair has a defined order, but the three names together do not.
     QTest::newRow("two numbers") << QStringList({q("10"), q("2")}) << q("2|10");
     QTest::newRow("a number and a word") << QStringList({q("1a"), q("10")}) << q("10|1a");
     QTest::newRow("a word and a number") << QStringList({q("2"), q("1a")}) << q("1a|2");
@@ -180,7 +180,7 @@ void tst_KeywordQueryFilterProxyModel::setFilter_sameAgainDoesNothing()
     QVERIFY(log.taken().startsWith(q("filterChanged")));
     model.setFilter(q("a"));
     QCOMPARE(log.taken(), QString());
-    model.setFilter(q("a ")); // another text, the same words
+    model.setFilter(q("a ")); // another string with the same words
     QVERIFY(log.taken().startsWith(q("filterChanged")));
 }
 

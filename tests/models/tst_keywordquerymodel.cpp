@@ -32,7 +32,7 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// The identifier of the last index query that a client sent.
+// The identifier of the client's last index query.
 QString lastQuery(const RecordingClient &client)
 {
     for (auto command = client.sent.crbegin(); command != client.sent.crend(); ++command) {
@@ -43,7 +43,7 @@ QString lastQuery(const RecordingClient &client)
     return QString();
 }
 
-// Answers the last query; items are {"name", "type"} pairs.
+// Replies to the last query; items are {"name", "type"} pairs.
 bool answer(RecordingClient &client, const QList<QPair<QString, QString>> &items,
             const QString &id = QString())
 {
@@ -59,7 +59,7 @@ bool answer(RecordingClient &client, const QList<QPair<QString, QString>> &items
     return client.receiveCommand(QJsonDocument(message).toJson());
 }
 
-// The rows as "keyword=value", sorted, of one role.
+// The rows as "keyword=value" for one role, sorted.
 QString rows(const PKeywordQueryModel &model, int role)
 {
     QStringList texts;
@@ -341,11 +341,11 @@ void tst_KeywordQueryModel::setKeywordClient_asks()
     const QString id = lastQuery(first);
     model.setKeywordClient(&second);
     QCOMPARE(log.taken(), q("keywordClientChanged loadingChanged"));
-    answer(first, {{q("/a"), q("int")}}, lastQuery(second)); // no longer listened to
+    answer(first, {{q("/a"), q("int")}}, lastQuery(second)); // ignored: not the current client
     QCOMPARE(model.rowCount(), 0);
     model.setKeywordClient(nullptr);
     QCOMPARE(log.taken(), q("keywordClientChanged"));
-    QVERIFY(model.loading()); // until a later query is answered
+    QVERIFY(model.loading()); // until the reply to a later query
     answer(second, {{q("/a"), q("int")}});
     QCOMPARE(model.rowCount(), 0);
     model.setKeywordClient(&first);
@@ -380,9 +380,9 @@ void tst_KeywordQueryModel::queryWithoutConnection_staysLoading()
     QVERIFY(model.loading());
     client.taken();
     client.publisher()->setActive(true);
-    QCOMPARE(client.taken(), QString()); // not asked again
+    QCOMPARE(client.taken(), QString()); // not queried again
     QVERIFY(model.loading());
-    client.publisher()->setActive(false); // nor when a query is lost
+    client.publisher()->setActive(false); // not even if a query is lost
     client.publisher()->setActive(true);
     QCOMPARE(client.taken(), QString());
     QVERIFY(model.loading());
@@ -460,7 +460,7 @@ void tst_KeywordQueryModel::response_orderOfRowsDependsOnTheChildrenAlone()
 {
     QStringList children {q("10"), q("100"), q("1a"), q("2"), q("2b"), q("9")};
     do {
-        // As in another process: the hash tables made from here on have another order.
+        // As in another process: hash tables created after this have another order.
         QHashSeed::resetRandomGlobalSeed();
         RecordingClient client;
         PKeywordQueryModel model;
@@ -470,10 +470,10 @@ void tst_KeywordQueryModel::response_orderOfRowsDependsOnTheChildrenAlone()
         QList<QPair<QString, QString>> items;
         for (const QString &child : children)
             items.append({q("/") + child, q("int")});
-        items.append(items.constFirst()); // once more
+        items.append(items.constFirst()); // a duplicate
         answer(client, items);
 
-        // Fixed for good, since lists on screen follow from it.
+        // This order must never change, because it determines lists on screens.
         QCOMPARE(shown(model), q("9 2 100 2b 10 1a"));
         QCOMPARE(shown(filter), q("2 9 10 100 1a 2b"));
     } while (std::next_permutation(children.begin(), children.end()));
@@ -525,7 +525,7 @@ void tst_KeywordQueryModel::inherited_callsAreNotHidden()
     model->setKeywordClient(&client);
     answer(client, {{q("/a"), q("int")}});
 
-    QCOMPARE(model->parent(), &owner); // beside the one that takes an index
+    QCOMPARE(model->parent(), &owner); // next to the overload with an index
     QVERIFY(!model->data(model->index(0, 0)).isValid()); // the default role
 }
 
@@ -555,7 +555,7 @@ void tst_KeywordQueryModel::response_ofAnotherQueryIsIgnored()
     QVERIFY(model.loading());
     QVERIFY(answer(client, {{q("/a/b"), q("int")}}));
     QCOMPARE(rows(model, 257), q("/a/b=b"));
-    QVERIFY(answer(client, {{q("/a/c"), q("int")}})); // answered twice
+    QVERIFY(answer(client, {{q("/a/c"), q("int")}})); // a second reply
     QCOMPARE(rows(model, 257), q("/a/b=b"));
 }
 
@@ -602,9 +602,9 @@ void tst_KeywordQueryModel::labels_replaceTheName()
     QCOMPARE(changed.at(0).at(0).toModelIndex(), index);
     QCOMPARE(changed.at(0).at(1).toModelIndex(), index);
     QCOMPARE(changed.at(0).at(2).value<QList<int>>(), QList<int>({263}));
-    client.event(q("/b/Label"), q("\"\"")); // does not bring the name back
+    client.event(q("/b/Label"), q("\"\"")); // does not restore the name
     client.event(q("/b/Label"), q("\"Bee\""));
-    client.event(q("/a/Label"), q("\"a\"")); // what it is already
+    client.event(q("/a/Label"), q("\"a\"")); // the same as before
     QCOMPARE(changed.count(), 1);
     client.event(q("/b/Label"), q("7"));
     QCOMPARE(rows(model, 257), q("/a=a /b=7"));
@@ -622,7 +622,7 @@ void tst_KeywordQueryModel::labels_oldProxiesGo()
     const QString id = lastQuery(client);
     client.taken();
     answer(client, {{q("/x/c"), q("int")}}, id);
-    // Of the two on /a the earlier stays, as a child of the model.
+    // Of the two proxies for /a, the earlier one remains as a child of the model.
     QCOMPARE(model.findChildren<PKeywordProxy *>().size(), 2);
     const QString commands = client.taken();
     QVERIFY(commands.contains(q(R"("keyDestroy","payload":{"keyword":"/b/Label"})")));
@@ -660,7 +660,7 @@ void tst_KeywordQueryModel::strayRow_isReadSafely()
     model.setKeywordClient(&client);
     answer(client, {{q("/a"), q("int")}, {q("/a"), q("int")}});
     model.setKeyword(q("/x"));
-    answer(client, {}); // the earlier of the two proxies on /a lives on
+    answer(client, {}); // the earlier of the two proxies for /a still exists
     QCOMPARE(model.rowCount(), 0);
     QSignalSpy changed(&model, &PKeywordQueryModel::dataChanged);
     client.event(q("/a/Label"), q("\"Stray\""));
@@ -724,7 +724,7 @@ void tst_KeywordQueryModel::setKeyword_fromAResetHandler()
     answer(client, {{q("/a"), q("int")}});
     QVERIFY(done);
     QCOMPARE(model.keyword(), q("/a/b"));
-    QVERIFY(!model.loading()); // the answer applied before has ended the new query's wait
+    QVERIFY(!model.loading()); // the previous reply has also ended the wait for the new query
     answer(client, {{q("/a/b/c"), q("int")}});
     QCOMPARE(model.rowCount(), 0);
     model.setKeyword(q("/a/b"));
@@ -771,7 +771,7 @@ void tst_KeywordQueryModel::handlers_mayDeleteModelOrClient_data()
     for (const char *signal : {"modelAboutToBeReset", "modelReset", "keywordChanged",
                                "storedFilterChanged", "loadingChanged", "keywordClientChanged",
                                "filterTypeChanged", "dataChanged", "command"}) {
-        // Long enough for the commands by which the labels of the first answer are given up
+        // Enough times to cover the commands that unsubscribe from the labels of the first reply
         const int times = qstrcmp(signal, "command") == 0 ? 20 : 4;
         for (int time = 1; time <= times; ++time) {
             QTest::addRow("%s %d, model", signal, time) << QByteArray(signal) << time << true;
@@ -838,8 +838,8 @@ void tst_KeywordQueryModel::handlers_mayDeleteModelOrClient()
     QVERIFY(times > 0 || !killModel);
 }
 
-// One label for each of 100 000 children: an effort that grew with the number of rows for each of
-// them would run into the test's time limit.
+// One label for each of 100 000 children: if the work for each label grew with the number of rows,
+// the test would exceed its time limit.
 void tst_KeywordQueryModel::labelStorm_isLinear()
 {
     constexpr int count = 100000;
@@ -849,7 +849,8 @@ void tst_KeywordQueryModel::labelStorm_isLinear()
     QList<QPair<QString, QString>> items;
     for (int i = 0; i < count; ++i)
         items.append({q("/n/k%1").arg(i), q("int")});
-    for (int round = 0; round < 2; ++round) { // the second answer takes the first one's labels away
+    // The second reply removes the labels of the first one.
+    for (int round = 0; round < 2; ++round) {
         model.setKeyword(q("/n"));
         answer(client, items);
         client.sent.clear();

@@ -15,13 +15,13 @@
 
 namespace {
 
-// Types are registered once for the whole process, so each case needs one of its own. This does
-// what its arguments say, in their order, and prints what came of it:
+// Types are registered for the whole process, so each case needs a separate one. This program
+// executes its arguments in order, and prints the results:
 //   register URI  calls PellixClientKeywordModule::registerTypes()
 //   path FOLDER   adds an import path, to the engine in use and to each later one
 //   engine        uses a new engine, and keeps the earlier ones
-//   import WHAT   loads an object of the module that is imported, such as
-//   "PellixClient.Keyword 1.0" plugin FILE   tells whether this plugin is loaded
+//   import WHAT   loads an object of the imported module, such as "PellixClient.Keyword 1.0"
+//   plugin FILE   prints whether this plugin is loaded
 class Host
 {
 public:
@@ -75,7 +75,7 @@ void Host::import(const QString &what)
         std::printf("import: %s of type %d\n", qPrintable(object->property("keyword").toString()),
                     object->property("type").toInt());
     } else {
-        // Which of several unknown names comes first is left to a hash.
+        // Which of several unknown names comes first depends on a hash.
         static const QRegularExpression unknown(QStringLiteral("^\\w+ (?=is not a type)"));
         for (const QQmlError &error : component.errors())
             std::printf("import: %s\n", qPrintable(error.description().remove(unknown)));

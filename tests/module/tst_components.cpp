@@ -26,7 +26,7 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// What the host supplies under the name theme.
+// The object that the application provides as theme.
 class Theme : public QObject
 {
     Q_OBJECT
@@ -358,7 +358,7 @@ void tst_Components::list_reportsTaps()
         if (textOf(box)->property("text") == q("c"))
             second = box;
         if (textOf(box)->property("text") == q("x"))
-            button = box; // the last one
+            button = box; // the last one remains
     }
     QVERIFY(second && button);
     const auto tap = [this](QQuickItem *item) {
@@ -395,7 +395,7 @@ void tst_Components::list_removeButtonsTakeNoRoomWhenHidden()
     QCOMPARE(textOf(button())->property("color").value<QColor>(), QColor(Qt::white));
 }
 
-// A property of ours in the host's element may hide one of the host's.
+// A property that the library adds to an element of the application could hide one of its own.
 void tst_Components::texts_getNoPropertiesBeyondTheHosts()
 {
     QQuickItem *const list = load(q("PKeywordPathList { width: 400; height: 200; "
@@ -403,7 +403,7 @@ void tst_Components::texts_getNoPropertiesBeyondTheHosts()
     QVERIFY(list);
     for (QQuickItem *box : boxesOf(list)) {
         const QMetaObject *const text = textOf(box)->metaObject();
-        const QMetaObject *host = text; // up to the Text that the stub of the host is
+        const QMetaObject *host = text; // up to the Text element on which the stub is based
         while (host && qstrcmp(host->className(), "QQuickText") != 0)
             host = host->superClass();
         QVERIFY(host);
@@ -438,7 +438,7 @@ void tst_Components::binding_drivesAProperty()
     QObject *const binding = root->property("binding").value<QObject *>();
     QVERIFY(binding);
     QCOMPARE(binding->property("client").value<PKeywordClient *>(), client.get());
-    // The proxy signals its new keyword before it changes to it.
+    // The proxy emits the signal before it changes its keyword.
     QCOMPARE(binding->property("keyword").toString(), QString());
     client->taken();
     QMetaObject::invokeMethod(root, "write", Q_ARG(QVariant, 5));

@@ -66,7 +66,8 @@ qreal contrast(const QColor &one, const QColor &other)
 
 } // namespace
 
-// The modules PellixClient.Control and PellixClient.Theme that stand in where the host has none.
+// Tests the modules PellixClient.Control and PellixClient.Theme, for applications without modules
+// of their own.
 class tst_Control : public QObject
 {
     Q_OBJECT
@@ -156,7 +157,7 @@ void tst_Control::components_workWithTheDefaults()
     QVERIFY(size > 0 || body.startsWith(q("Item")));
 }
 
-// There, a thread of the engine loads the plugin.
+// In this case, a thread of the engine loads the plugin.
 void tst_Control::components_loadInTheBackground()
 {
     QTemporaryDir folder;
@@ -212,7 +213,7 @@ void tst_Control::theme_followsTheSystem()
                      "}")));
     const auto color = [this](const char *name) { return object->property(name).value<QColor>(); };
     QCOMPARE(object->property("isDark").toBool(), isDark);
-    // Also what may be overlooked is to be read by those who see little contrast.
+    // Less important text must also be readable for users with low vision.
     for (const char *text : {"secondary", "faint"}) {
         for (const char *behind : {"window", "card", "control"})
             QVERIFY2(contrast(color(text), color(behind)) >= 4.5, text);
@@ -221,7 +222,7 @@ void tst_Control::theme_followsTheSystem()
     QVERIFY(contrast(color("color"), color("card")) > 7);
     const QColor before = color("color");
 
-    // While the program runs
+    // The palette changes while the program runs
     QGuiApplication::setPalette(isDark ? palette(Qt::white, Qt::black)
                                        : palette(Qt::black, Qt::white));
     QTRY_COMPARE(object->property("isDark").toBool(), !isDark);
@@ -233,7 +234,7 @@ void tst_Control::theme_keepsWhatIsSet()
 {
     QVERIFY(create(q("QtObject { property QtObject singleton: Theme }")));
     auto *const theme = object->property("singleton").value<QObject *>();
-    QVERIFY(QQmlProperty::write(theme, q("dark"), true)); // as QML does
+    QVERIFY(QQmlProperty::write(theme, q("dark"), true)); // as from QML
     QGuiApplication::setPalette(palette(Qt::black, Qt::white));
     QGuiApplication::setPalette(palette(Qt::white, Qt::black));
     QCoreApplication::sendPostedEvents();
@@ -293,11 +294,11 @@ void tst_Control::theme_ofTheHostMayComeLater()
     object.reset();
 }
 
-// A host with a module of its own has to have the theme as well.
+// An application with its own module must also provide the theme.
 void tst_Control::module_ofTheHostIsTakenAlone()
 {
     HostTheme host;
-    engine->addImportPath(q(HOST_IMPORTS)); // before the other
+    engine->addImportPath(q(HOST_IMPORTS)); // has priority over the other path
     engine->rootContext()->setContextProperty(q("hostTheme"), &host);
     QVERIFY(create(q("PText { property string missing: typeof theme }")));
     QCOMPARE(object->objectName(), q("PText"));

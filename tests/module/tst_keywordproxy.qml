@@ -11,7 +11,7 @@ TestCase {
     id: root
     name: "KeywordProxy"
 
-    // The test program puts it into the context, where qmllint does not see it.
+    // The test program adds it to the context, which qmllint does not see.
     readonly property PKeywordClient server: keywordClient // qmllint disable unqualified
 
     PKeywordProxy {
@@ -91,7 +91,7 @@ TestCase {
         verify(!level.update(1))
         level.client = root.server
         tryCompare(text, "text", "41.5")
-        level.client = undefined // resets
+        level.client = undefined // resets the property
         compare(level.client, null)
         level.client = root.server
         tryCompare(text, "text", "41.5")

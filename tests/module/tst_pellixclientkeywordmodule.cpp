@@ -163,8 +163,8 @@ void tst_PellixClientKeywordModule::expression_nameTakesTheConcreteClasses_data(
                           << false;
 }
 
-// Two classes stand under one name and the later, concrete one wins: a property of that name takes
-// what derives from it, while a proxy takes every expression.
+// Two classes are registered under one name, and the later, concrete one applies: a property of
+// this type accepts only derived classes, while a proxy accepts every expression.
 void tst_PellixClientKeywordModule::expression_nameTakesTheConcreteClasses()
 {
     QFETCH(QString, expression);

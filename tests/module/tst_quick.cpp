@@ -13,7 +13,7 @@
 using namespace pellix::client;
 using namespace pellix::server;
 
-// What the QML files test against: a keyword server and a client that is linked to it.
+// The environment of the QML tests: a keyword server, and a client that is connected to it.
 class Setup : public QObject
 {
     Q_OBJECT

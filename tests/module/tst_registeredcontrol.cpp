@@ -21,9 +21,9 @@ QString q(const char *text)
 
 } // namespace
 
-// A host that registers a text element of its own under PellixClient.Control, while the installed
-// module is on its import path as well. The rows are processes of their own: what is registered
-// stays.
+// An application that registers its own text element under PellixClient.Control, while the
+// installed module is also on its import path. Each row runs in a separate process, because
+// registrations are permanent.
 class tst_RegisteredControl : public QObject
 {
     Q_OBJECT

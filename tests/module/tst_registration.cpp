@@ -40,7 +40,7 @@ void note(const char *what, const char *uri, int major, int minor, const char *n
 
 } // namespace
 
-// These see the calls of the library on their way to Qt's functions of the same names.
+// These functions intercept the calls of the library to the Qt functions with the same names.
 
 int QQmlPrivate::qmlregister(RegistrationType type, void *data)
 {
@@ -63,7 +63,7 @@ int QQmlPrivate::qmlregister(RegistrationType type, void *data)
 int qmlRegisterUncreatableMetaObject(const QMetaObject &meta, const char *uri, int major, int minor,
                                      const char *name, const QString &reason)
 {
-    // Qt's own makes a registration of a type of it, through the function above.
+    // The original function makes a type registration of it, with the function above.
     static auto *const forward =
         qtFunction<int(const QMetaObject &, const char *, int, int, const char *, const QString &)>(
             "_Z32qmlRegisterUncreatableMetaObjectRK11QMetaObjectPKciiS3_RK7QString");
@@ -89,7 +89,7 @@ bool qmlProtectModule(const char *uri, int major)
     return forward(uri, major);
 }
 
-// registerTypes() as a program calls it that also finds, or does not find, the plugin.
+// Tests registerTypes() as called by an application that also finds, or does not find, the plugin.
 class tst_Registration : public QObject
 {
     Q_OBJECT
@@ -105,7 +105,7 @@ private:
     QTemporaryDir description;
 };
 
-// The module as it is installed where it has no plugin: a description for tools.
+// The module as it is installed without a plugin: only a description for tools.
 void tst_Registration::initTestCase()
 {
     const QString folder = description.filePath(q("PellixClient/Keyword"));
@@ -156,7 +156,7 @@ void tst_Registration::host_imports_data()
 {
     QTest::addColumn<QString>("steps");
     QTest::addColumn<QStringList>("printed");
-    QTest::addColumn<int>("refused"); // registrations that Qt warns of
+    QTest::addColumn<int>("refused"); // registrations about which Qt warns
 
     const QString works = q("import: /a of type 5");
     const QString missing = q("import: module \"PellixClient.Keyword\" is not installed");
@@ -180,8 +180,8 @@ void tst_Registration::host_imports_data()
     row("tools' folder alone", {described, versioned}, {q("import: is not a type")});
     row("host, two engines", {host, versioned, q("engine -"), unversioned, versioned},
         {works, works, works});
-    // Nothing guards against it, and the module is protected by then. The first call stays in
-    // force.
+    // Nothing prevents the second call, and the module is protected by then. The first call remains
+    // in effect.
     row("host twice", {host, host, versioned, unversioned}, {works, works}, 14);
     row("host twice, used between", {host, unversioned, host, versioned}, {works, works}, 14);
 #ifdef PLUGIN

@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 # SPDX-License-Identifier: MIT
 
-# Fails where PAGE lacks an option of PROGRAM, or has one that PROGRAM lacks.
+# Fails if PAGE lacks an option of PROGRAM, or contains one that PROGRAM lacks.
 execute_process(COMMAND ${PROGRAM} --help OUTPUT_VARIABLE help COMMAND_ERROR_IS_FATAL ANY)
 file(READ ${PAGE} page)
 string(REGEX REPLACE "\\.SH EXAMPLES.*" "" page "${page}")

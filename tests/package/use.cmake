@@ -1,20 +1,21 @@
 # SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 # SPDX-License-Identifier: MIT
 
-# Configures, builds and runs the consumer project against the library, by one WAY:
-#   installed     find_package() on an installed tree that has been moved; the companions, too
-#   components    which components find_package() finds, and what it says about the others
-#   pkgconfig     pkg-config and the compiler alone, on an installed tree that has been moved
+# Configures, builds, and runs the consumer project with the library in one WAY:
+#   installed     find_package() on an installed tree that has been moved; includes the companions
+#   components    the components that find_package() finds, and its messages about the others
+#   pkgconfig     only pkg-config and the compiler, on an installed tree that has been moved
 #   subdirectory  add_subdirectory()
 #   fetchcontent  FetchContent as the documentation shows it, from a folder instead of a repository
-#   static        find_package() and pkg-config on an installed tree of static libraries; the companions, and
-#                 compiled, too
+#   static        find_package() and pkg-config on an installed tree of static libraries; includes the
+#                 companions and "compiled"
 #   compiled      a program whose QML is compiled, on an installed tree that has been moved
-#   typed         a program whose QML qmltc turns into classes, on an installed tree that has been moved
-#   runtime       qml, and Python if it has PySide6, on the parts of an installed tree that they need, which
-#                 has been moved
-#   guides        the projects that the guides of the documentation quote, on an installed tree that has
-#                 been moved; and what the guides say of such a tree
+#   typed         a program whose QML is converted to classes by qmltc, on an installed tree that has been
+#                 moved
+#   runtime       qml, and Python if it has PySide6, with the required parts of an installed tree that has
+#                 been moved
+#   guides        the projects quoted in the guides of the documentation, on an installed tree that has been
+#                 moved; and the statements of the guides about such a tree
 
 function(run)
     execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
@@ -33,14 +34,14 @@ endfunction()
 
 set(common -G ${GENERATOR} -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER})
 set(prefix "${WORK_DIR}/moved")
-# Not for "subdirectory", which stands for those who build it as it comes.
+# Not for "subdirectory", which uses the default options.
 set(precompile -D PELLIX_PRECOMPILE_HEADERS=${PRECOMPILE})
 
-# One run of the compiler for most of what Qt generates, which is small and includes much.
+# Compiles most of the code that Qt generates at once, because its files are small and have many includes.
 set(at_once -D CMAKE_UNITY_BUILD=ON)
 
-# Installs below a prefix that is moved afterwards, so that nothing can depend on where it was: everything, or
-# some components.
+# Installs everything, or some components, with a prefix that is moved afterwards, so that nothing can depend
+# on the original location.
 function(install_and_move build_dir)
     set(components ${ARGN})
     if(NOT components)
@@ -52,7 +53,7 @@ function(install_and_move build_dir)
     file(RENAME ${WORK_DIR}/prefix ${prefix})
 endfunction()
 
-# The program registers the types, and finds the installed plugin as well.
+# The program registers the types, and also finds the installed plugin.
 function(check_consumer program)
     set(ENV{QML_IMPORT_PATH} "${prefix}/${QMLDIR}")
     run(${program} ${SOURCE_DIR}/tests/support/qml)
@@ -61,7 +62,7 @@ function(check_consumer program)
     unset(ENV{QML_IMPORT_PATH})
 endfunction()
 
-# use_runtimes(): the same test as of the modules where they are built.
+# use_runtimes(): runs the same test as for the modules in the build tree.
 function(use_runtimes)
     set(ENV{PELLIX_IMPORTS} "${prefix}/${QMLDIR}")
     set(ENV{QT_QUICK_BACKEND} software)
@@ -69,12 +70,12 @@ function(use_runtimes)
         if(command)
             set(ENV{PELLIX_RUNTIME} "${command}")
             run(${RUNTIME_TEST})
-            expect(" 0 failed, 1 skipped") # the preview, which is tested where the modules are built
+            expect(" 0 failed, 1 skipped") # the preview, which is tested in the build tree
         endif()
     endforeach()
 endfunction()
 
-# check_plugin(<whether there is one>): below the prefix, and by what qmldir says.
+# check_plugin(<whether it exists>): checks the files below the prefix and the content of qmldir.
 function(check_plugin wanted)
     set(folder "${prefix}/${QMLDIR}/PellixClient/Keyword")
     file(READ "${folder}/qmldir" text)
@@ -86,7 +87,8 @@ function(check_plugin wanted)
     endif()
 endfunction()
 
-# expect_compiled(<build folder> <target>_<file> <count>): the file has at least so many compiled functions.
+# expect_compiled(<build folder> <target>_<file> <count>): the file has at least this number of compiled
+# functions.
 function(expect_compiled build file count)
     file(READ ${build}/.rcc/qmlcache/${file}_qml.cpp code)
     string(REPLACE "[]" "" code "${code}")
@@ -101,7 +103,8 @@ endfunction()
 function(use_cmake)
     run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/package/consumer -B ${WORK_DIR}/build ${common} ${ARGN})
     if(WAY STREQUAL "subdirectory")
-        # Alone and from nothing: the types are described in the course of it, before QML is compiled.
+        # Builds only this target from scratch: the types are described during the build, before QML is
+        # compiled.
         run(${CMAKE_COMMAND} --build ${WORK_DIR}/build --target screen)
         expect_compiled(${WORK_DIR}/build screen_Level 1)
     endif()
@@ -111,7 +114,7 @@ function(use_cmake)
     expect("resource found")
 endfunction()
 
-# use_compiled(): what the program itself compares means something only if its QML was compiled.
+# use_compiled(): the comparison in the program is only meaningful if its QML was compiled.
 function(use_compiled)
     foreach(name IN ITEMS QML_DISABLE_DISK_CACHE QML_DISK_CACHE QV4_FORCE_INTERPRETER)
         unset(ENV{${name}})
@@ -127,7 +130,7 @@ function(use_compiled)
     message("${output}")
     expect(" 0 failed, 0 skipped")
 
-    # Qt 6.4 has to interpret what reads a value, and that alone.
+    # Qt 6.4 must interpret only the code that reads a value.
     set(files Values Handlers Screen)
     if(output MATCHES "Qt 6\\.4\\.")
         set(least 12 2 20)
@@ -150,7 +153,7 @@ function(use_typed)
     expect("/setpoint = 1200, and 7 others")
 endfunction()
 
-# use_extras(): the companions
+# use_extras(): uses the companions
 function(use_extras)
     run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/package/extras -B ${WORK_DIR}/extras ${common}
         -D CMAKE_PREFIX_PATH=${prefix})
@@ -161,7 +164,7 @@ function(use_extras)
     unset(ENV{QT_QUICK_BACKEND})
 endfunction()
 
-# use_pkgconfig(): Qt Quick is what the consumer itself needs.
+# use_pkgconfig(): Qt Quick is required by the consumer itself.
 function(use_pkgconfig)
     file(GLOB_RECURSE file "${prefix}/pellixclient-keyword.pc")
     cmake_path(GET file PARENT_PATH folder)
@@ -197,8 +200,8 @@ function(check_components expected components)
     endif()
 endfunction()
 
-# build_guide(<folder> [<folder of it>]): in a copy, as a reader has nothing else. Of the snippets, if not told
-# otherwise.
+# build_guide(<folder> [<parent folder>]): builds a copy, because readers have no other files. The default
+# parent folder is that of the snippets.
 function(build_guide name)
     set(parent docs/snippets ${ARGN})
     list(GET parent -1 parent)
@@ -208,7 +211,7 @@ function(build_guide name)
     run(${CMAKE_COMMAND} --build ${WORK_DIR}/${name}/build)
 endfunction()
 
-# check_scene(<scene> <what is said>): with an option that is refused once the scene is there.
+# check_scene(<scene> <expected output>): uses an option that is refused after the scene has been loaded.
 function(check_scene scene pattern)
     execute_process(
         COMMAND ${prefix}/bin/keyword-simulator --scene ${scene} --generate x

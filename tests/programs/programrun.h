@@ -10,7 +10,7 @@
 #include <QtCore/QStringList>
 #include <QtCore/QTemporaryDir>
 
-// What became of a run of the program under test.
+// The result of a run of the program under test.
 struct Run
 {
     bool finished = false;
@@ -18,36 +18,38 @@ struct Run
     QString output;
     QString errors;
 
-    // The printed lines "keyword = value".
+    // The printed lines "keyword = value", by keyword.
     QMap<QString, QString> values() const;
 };
 
 QString webSocketAddress(quint16 port);
 
-// That the program says the message on standard error, prints nothing else, and ends with the code.
+// Verifies that the program prints the message on standard error, nothing else, and exits with the
+// code.
 void verifyRefused(const QStringList &arguments, const QString &message, int exitCode = 2);
 
-// That --help and --version are answered where there is no display.
+// Verifies that --help and --version work without a display.
 void verifyAnswersWithoutDisplay(const QString &name);
 
-// That "--help" names them all.
+// Verifies that "--help" contains all of these options.
 void verifyHelpNames(const QStringList &options);
 
-// A folder for the picture and what else a run of the program leaves behind.
+// A folder for the picture and the other files of a run.
 class Desk
 {
 public:
     QString picture() const { return directory.filePath(QStringLiteral("picture.png")); }
     QString file(const QString &name) const { return directory.filePath(name); }
 
-    // The event loop of the test goes on while the program runs: the server may live here.
+    // The event loop of the test continues while the program runs, because the server may be in
+    // this process.
     Run run(const QStringList &arguments) const;
     Run run(const QStringList &arguments, const QProcessEnvironment &environment) const;
 
-    // Without a display, and with nothing of the user's.
+    // Without a display, and without settings or files of the user.
     QProcessEnvironment environment() const;
 
-    // Whether there is a picture of that size, with text and colours rather than a blank window.
+    // Whether there is a picture of this size with text and colors, and not of a blank window.
     bool hasPicture(const QSize &size) const;
 
 private:

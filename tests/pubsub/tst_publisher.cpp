@@ -90,7 +90,7 @@ void tst_Publisher::setActive_tellsPublisherBeforeSubscribers()
     first.setPublisher(&publisher);
     second.setPublisher(&publisher);
     QStringList log;
-    QObject scope; // ends the connections before what they refer to
+    QObject scope; // disconnects before the captured variables are destroyed
     connect(&publisher, &PPublisher::activeChanged, &scope, [&] { log << QStringLiteral("p"); });
     connect(&first, &PSubscriber::publisherActiveChanged, &scope,
             [&] { log << QStringLiteral("1"); });
@@ -118,7 +118,7 @@ void tst_Publisher::publish_reachesEverySubscriberOfTheTopic()
     publisher.publish(QStringLiteral("/a"), 7);
     publisher.publish(QStringLiteral("/a"), 7);
 
-    QCOMPARE(spyA1.count(), 2); // equal values are values too
+    QCOMPARE(spyA1.count(), 2); // equal values are published as well
     QCOMPARE(spyA2.count(), 2);
     QCOMPARE(spyB.count(), 0);
     QCOMPARE(spyA1.at(0).at(0).value<QVariant>().toInt(), 7);
@@ -194,7 +194,7 @@ void tst_Publisher::publish_servesInOrderOfJoining()
     PPublisher publisher;
     std::vector<std::unique_ptr<PSubscriber>> subscribers;
     QStringList log;
-    QObject scope; // ends the connections before what they refer to
+    QObject scope; // disconnects before the captured variables are destroyed
     for (int i = 0; i < 5; ++i) {
         subscribers.push_back(std::make_unique<PSubscriber>());
         connect(subscribers.back().get(), &PSubscriber::valueChanged, &scope,
@@ -217,7 +217,7 @@ void tst_Publisher::publish_sharesOneVariant()
     PPublisher publisher;
     PSubscriber subscribers[3];
     QList<const void *> payloads;
-    QObject scope; // ends the connections before what they refer to
+    QObject scope; // disconnects before the captured variables are destroyed
     for (PSubscriber &subscriber : subscribers) {
         subscriber.setPublisher(&publisher);
         subscriber.setTopic(QStringLiteral("/a"));
@@ -329,7 +329,7 @@ void tst_Publisher::topicRemoved_comesAfterJoiningTheNewTopic()
     subscriber.setPublisher(&publisher);
     subscriber.setTopic(QStringLiteral("/a"));
     QStringList log;
-    QObject scope; // ends the connections before what they refer to
+    QObject scope; // disconnects before the captured variables are destroyed
     connect(&subscriber, &PSubscriber::valueChanged, &scope,
             [&](const QVariant &value) { log << value.toString(); });
     connect(&publisher, &PPublisher::topicRemoved, &scope, [&](const QString &topic) {
@@ -364,8 +364,8 @@ void tst_Publisher::destruction_detachesSubscribersWithoutTopicRemoved()
     QCOMPARE(subscriber.topic(), QStringLiteral("/a"));
 }
 
-// Compared with a list for each topic, while their number grows and shrinks, and a program changes
-// the seed of its hash tables.
+// Compared with a list for each topic, while the number of topics grows and shrinks, and the seed
+// of the hash tables changes.
 void tst_Publisher::topics_comeAndGo()
 {
     constexpr int topicCount = 300;
@@ -430,7 +430,8 @@ void tst_Publisher::teardown_inAnyOrderOfManySubscribers_data()
     }
 }
 
-// 100 000 subscribers: an order that cost more than O(1) each would run into the test's time limit.
+// 100 000 subscribers: if detaching a subscriber took longer than O(1), the test would exceed its
+// time limit.
 void tst_Publisher::teardown_inAnyOrderOfManySubscribers()
 {
     QFETCH(QString, order);

@@ -21,7 +21,7 @@ const QString topicA = QStringLiteral("/a");
 const QString topicB = QStringLiteral("/b");
 } // namespace
 
-// What handlers do to a delivery, a notification or a change while it is under way.
+// Tests handlers that interfere with a delivery, a notification, or a change in progress.
 class tst_PubSubReentrancy : public QObject
 {
     Q_OBJECT
@@ -59,7 +59,7 @@ private:
     Handler onServed;
 };
 
-// Five subscribers of topic /a, which note that they were served and then do what the test wants.
+// Five subscribers of the topic /a, which record deliveries and then call onServed.
 void tst_PubSubReentrancy::init()
 {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
@@ -71,7 +71,7 @@ void tst_PubSubReentrancy::init()
         PSubscriber *const subscriber = subscribers.back().get();
         connect(subscriber, &PSubscriber::valueChanged, this, [this, i](const QVariant &value) {
             served << QString::number(i) + value.toString();
-            const auto handler = onServed; // may be replaced while it runs
+            const auto handler = onServed; // may be replaced while the handler runs
             handler(i);
         });
         subscriber->setPublisher(publisher.get());
@@ -211,10 +211,10 @@ void tst_PubSubReentrancy::delivery_survivesTheTopicBeingLeftAndJoinedByOthers()
         if (i != 2)
             return;
         for (auto &subscriber : subscribers)
-            subscriber->setTopic(topicB); // the topic is gone and made anew
+            subscriber->setTopic(topicB); // the topic is removed and created again
         newcomer.setPublisher(publisher.get());
         newcomer.setTopic(topicA);
-        for (int filler = 0; filler < 1000; ++filler) { // and the table of topics grows
+        for (int filler = 0; filler < 1000; ++filler) { // the table of topics grows
             auto *subscriber = new PSubscriber(&newcomer);
             subscriber->setPublisher(publisher.get());
             subscriber->setTopic(QString::number(filler));
@@ -230,7 +230,7 @@ void tst_PubSubReentrancy::delivery_survivesTheTopicBeingLeftAndJoinedByOthers()
 void tst_PubSubReentrancy::notification_tellsEachStateOnce()
 {
     QStringList told;
-    QObject scope; // ends the connections before what they refer to
+    QObject scope; // disconnects before the captured variables are destroyed
     for (int i = 0; i < 5; ++i) {
         PSubscriber *const subscriber = subscribers[i].get();
         connect(subscriber, &PSubscriber::publisherActiveChanged, &scope, [&, i, subscriber] {
@@ -272,7 +272,7 @@ void tst_PubSubReentrancy::notification_survivesDeaths()
             subscribers[victim].reset();
     };
     bool acted = false;
-    QObject scope; // ends the connections before what they refer to
+    QObject scope; // disconnects before the captured variables are destroyed
     for (int i = 0; i < 5; ++i) {
         connect(subscribers[i].get(), &PSubscriber::publisherActiveChanged, &scope, [&, i] {
             if (!std::exchange(acted, acted || i == actor) && i == actor) {
@@ -321,7 +321,7 @@ void tst_PubSubReentrancy::topicRemoved_handlerDeletes()
     subscriber->setPublisher(publisher.get());
     subscriber->setTopic(topicB);
     int removals = 0;
-    QObject scope; // ends the connections before what they refer to
+    QObject scope; // disconnects before the captured variables are destroyed
     connect(publisher.get(), &PPublisher::topicRemoved, &scope, [&] {
         ++removals;
         if (deletePublisher)
@@ -343,7 +343,8 @@ void tst_PubSubReentrancy::topicRemoved_handlerDeletes()
         break;
     }
 
-    // Deleted while it leaves /b for /c, it leaves /c as well, if that is still somewhere.
+    // If it is deleted while it changes from /b to /c, it also leaves /c, unless the publisher is
+    // gone.
     QCOMPARE(removals, leave == 0 && !deletePublisher ? 2 : 1);
     QCOMPARE(!publisher, deletePublisher);
     QCOMPARE(guard.isNull(), deleteSubscriber || leave == 2);
@@ -360,11 +361,11 @@ void tst_PubSubReentrancy::topicRemoved_handlerChangesTheTopicAgain()
     subscriber.setTopic(topicB);
     QStringList removed;
     QSignalSpy active(&subscriber, &PSubscriber::activeChanged);
-    QObject scope; // ends the connections before what they refer to
+    QObject scope; // disconnects before the captured variables are destroyed
     connect(publisher.get(), &PPublisher::topicRemoved, &scope, [&](const QString &topic) {
         removed << topic;
         if (topic == topicB)
-            subscriber.setTopic(topicB); // wanted again
+            subscriber.setTopic(topicB); // subscribes again
     });
 
     subscriber.setTopic(QStringLiteral("/c"));
@@ -383,7 +384,7 @@ void tst_PubSubReentrancy::setPublisher_handlerDeletesTheSubscriber()
     auto *subscriber = new PSubscriber;
     subscriber->setTopic(topicB);
     QSignalSpy active(subscriber, &PSubscriber::activeChanged);
-    QObject scope; // ends the connections before what they refer to
+    QObject scope; // disconnects before the captured variables are destroyed
     connect(subscriber, &PSubscriber::publisherActiveChanged, &scope, [&] { delete subscriber; });
     QSignalSpy removed(publisher.get(), &PPublisher::topicRemoved);
 
@@ -398,7 +399,7 @@ void tst_PubSubReentrancy::dyingPublisher_takesNobody()
     PPublisher *const raw = publisher.get();
     PSubscriber newcomer;
     newcomer.setTopic(topicB);
-    QObject scope; // ends the connections before what they refer to
+    QObject scope; // disconnects before the captured variables are destroyed
     connect(subscribers[1].get(), &PSubscriber::activeChanged, &scope, [&] {
         subscribers[1]->setPublisher(raw);
         subscribers[0]->setPublisher(raw);
@@ -415,14 +416,14 @@ void tst_PubSubReentrancy::dyingPublisher_takesNobody()
     for (const auto &subscriber : subscribers)
         QVERIFY(!subscriber->active());
     QCOMPARE(last->count(), 1);
-    newcomer.setTopic(topicA); // touches no publisher any more
+    newcomer.setTopic(topicA); // no longer accesses a publisher
 }
 
 void tst_PubSubReentrancy::dyingPublisher_toleratesThatTopicsAreLeft()
 {
-    subscribers[3]->setTopic(topicB); // alone on it
+    subscribers[3]->setTopic(topicB); // the only subscriber of its topic
     QStringList removed;
-    QObject scope; // ends the connections before what they refer to
+    QObject scope; // disconnects before the captured variables are destroyed
     connect(publisher.get(), &PPublisher::topicRemoved, &scope,
             [&](const QString &topic) { removed << topic; });
     connect(subscribers[0].get(), &PSubscriber::activeChanged, &scope, [&] {
@@ -439,7 +440,7 @@ void tst_PubSubReentrancy::dyingPublisher_toleratesThatTopicsAreLeft()
     for (const auto &subscriber : subscribers)
         QVERIFY(!subscriber->active());
     QCOMPARE(subscribers[3]->topic(), QStringLiteral("/c"));
-    PPublisher next; // and nothing of the old one is left in them
+    PPublisher next; // they have no references to the old publisher
     QSignalSpy left(&next, &PPublisher::topicRemoved);
     subscribers[3]->setPublisher(&next);
     next.publish(QStringLiteral("/c"), 1);
@@ -450,7 +451,7 @@ void tst_PubSubReentrancy::dyingPublisher_toleratesThatTopicsAreLeft()
 
 void tst_PubSubReentrancy::dyingPublisher_handlersDeleteSubscribers()
 {
-    QObject scope; // ends the connections before what they refer to
+    QObject scope; // disconnects before the captured variables are destroyed
     connect(subscribers[1].get(), &PSubscriber::activeChanged, &scope, [&] {
         subscribers[4].reset();
         subscribers[0].reset();
@@ -470,7 +471,7 @@ void tst_PubSubReentrancy::dyingSubscriber_ignoresChanges()
     subscriber->setPublisher(publisher.get());
     subscriber->setTopic(topicB);
     bool removed = false;
-    QObject scope; // ends the connections before what they refer to
+    QObject scope; // disconnects before the captured variables are destroyed
     connect(publisher.get(), &PPublisher::topicRemoved, &scope, [&] {
         removed = true;
         subscriber->setPublisher(publisher.get());
@@ -492,8 +493,9 @@ void tst_PubSubReentrancy::randomOperations_keepTheBooks_data()
         QTest::addRow("seed %u", seed) << seed;
 }
 
-// Random changes from inside deliveries, checked against what each subscriber was when its value
-// went out: served at most once per publication, and left out only if it left or joined meanwhile.
+// Random changes during deliveries, checked against the state of each subscriber at the time of the
+// publication: it is served at most once per publication, and skipped only if it left or joined in
+// the meantime.
 void tst_PubSubReentrancy::randomOperations_keepTheBooks()
 {
     QFETCH(unsigned, seed);
@@ -505,12 +507,12 @@ void tst_PubSubReentrancy::randomOperations_keepTheBooks()
     {
         std::unique_ptr<PSubscriber> subscriber;
         bool attached = false;
-        int topic = 0; // 0 means none
-        int change = 0; // number of the last change, 0 from the start
+        int topic = 0; // 0: no topic
+        int change = 0; // number of the last change; 0: none yet
     };
     constexpr int memberCount = 12;
     std::vector<Member> members(memberCount);
-    QHash<int, int> listeners; // topic -> how many
+    QHash<int, int> listeners; // number of listeners by topic
     QHash<int, int> removals, expectedRemovals;
     int changes = 0;
     int publications = 0;
@@ -537,7 +539,7 @@ void tst_PubSubReentrancy::randomOperations_keepTheBooks()
         m.attached = attached;
         m.topic = topic;
     };
-    QObject scope; // ends the connections before what they refer to
+    QObject scope; // disconnects before the captured variables are destroyed
     const auto create = [&](int i) {
         members[i].subscriber = std::make_unique<PSubscriber>();
         members[i].change = ++changes;

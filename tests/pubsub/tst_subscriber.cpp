@@ -90,7 +90,7 @@ void tst_Subscriber::setTopic_toTheSameDoesNothing()
     subscriber.setTopic(QStringLiteral("/a"));
 
     QCOMPARE(active.count(), 0);
-    QCOMPARE(removed.count(), 0); // the server would destroy a keyword that is still wanted
+    QCOMPARE(removed.count(), 0); // otherwise, the server would destroy a keyword in use
 }
 
 void tst_Subscriber::setTopic_toAnotherStaysActiveSilently()
@@ -175,7 +175,7 @@ void tst_Subscriber::setPublisher_signalsPublisherActiveBeforeActive()
     PSubscriber subscriber;
     subscriber.setTopic(QStringLiteral("/a"));
     QStringList log;
-    QObject scope; // ends the connections before what they refer to
+    QObject scope; // disconnects before the captured variables are destroyed
     connect(&subscriber, &PSubscriber::activeChanged, &scope,
             [&] { log << QStringLiteral("active"); });
     connect(&subscriber, &PSubscriber::publisherActiveChanged, &scope,

@@ -4,8 +4,8 @@
 import QtQuick
 
 /*
-    Prints the texts below an item, with their heights, and ends the program, once there are the level of the
-    first tank and all labels.
+    Prints the texts below an item, with their heights, and exits when the level of the first tank and all
+    labels are shown.
 */
 Timer {
     id: root
@@ -14,7 +14,7 @@ Timer {
 
     function texts(item) {
         let found = []
-        for (let i = 0; i < item.children.length; ++i) { // no "of" in Qt 6.4
+        for (let i = 0; i < item.children.length; ++i) { // Qt 6.4 does not support "of" here
             const child = item.children[i]
             if (child instanceof Text && child.visible)
                 found.push(child.text.trim() + " (" + child.height + (child.font.bold ? ", bold)" : ")"))

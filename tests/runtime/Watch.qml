@@ -6,8 +6,8 @@ import PellixClient.Keyword 1.0
 import "../../docs/snippets/withoutcpp"
 
 /*
-    The window that a guide shows, for the address that is the last argument of the program. It prints what
-    it shows, moves the setpoint, and ends once the server has answered.
+    The window of a guide, for the address in the last argument of the program. It prints its texts, changes
+    the setpoint, and exits when the server has replied.
 */
 Tank {
     id: root
@@ -35,7 +35,7 @@ Tank {
         }
     }
     Timer {
-        // Not from the handler: an engine that is still loading does not hear it.
+        // Not from the handler, because an engine that is still loading ignores it.
         interval: 0
         running: setpoint.answers === 2 && root.text !== "no value"
         onTriggered: Qt.quit()

@@ -4,7 +4,7 @@
 import QtQuick
 import "../../docs/snippets/control"
 
-/* The window with a theme of its own. It ends once a value is shown. */
+/* The window with its own theme. It exits when a value is shown. */
 OwnPaths {
     id: root
 

@@ -4,7 +4,7 @@
 import QtQuick
 import "../../docs/snippets/control"
 
-/* The window with the defaults for the library's components. It ends once a value is shown. */
+/* The window with the defaults for the components of the library. It exits when a value is shown. */
 Paths {
     id: root
 

@@ -8,9 +8,8 @@ import QtQuick.Controls.Fusion
 import "../../docs/snippets/withoutcpp"
 
 /*
-    The screen that a guide shows, for the address that is the last argument of the program. It moves the
-    setpoints as a user does, prints what the parts show once all have their values, acknowledges the first
-    alarm, and ends.
+    The screen of a guide, for the address in the last argument of the program. It changes the setpoints like
+    a user, prints the contents when all values have arrived, acknowledges the first alarm, and exits.
 */
 Screen {
     id: root
@@ -18,7 +17,7 @@ Screen {
     property bool moved: false
 
     function all(item, found) {
-        for (let i = 0; i < item.children.length; ++i) { // no "of" in Qt 6.4
+        for (let i = 0; i < item.children.length; ++i) { // Qt 6.4 does not support "of" here
             if (!found.includes(item.children[i]))
                 found.push(item.children[i]);
             root.all(item.children[i], found);

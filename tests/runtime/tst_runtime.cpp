@@ -26,8 +26,8 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// What runs QML files, told by the environment, so that the package tests can say where the modules
-// are installed. The first words of the command line are the program and its own arguments.
+// The program that runs QML files. It is set by the environment, because the package tests set
+// other import paths. The first words of the command line are the program and its own arguments.
 QStringList runtime()
 {
     return qEnvironmentVariable("PELLIX_RUNTIME").split(QLatin1Char(' '), Qt::SkipEmptyParts);
@@ -45,8 +45,8 @@ bool copyFiles(const QString &from, const QString &to)
     return true;
 }
 
-// A copy of the program qml for which Qt's own import folder also has the library's modules.
-// qmlpreview loads plugins only from there, and does not follow links to other folders.
+// A copy of the program qml whose Qt import folder also contains the modules of the library.
+// qmlpreview loads plugins only from this folder, and does not follow links to other folders.
 QString runtimeWithModules(const QString &folder)
 {
     const QString imports = folder + q("/qml");
@@ -73,7 +73,7 @@ QString runtimeWithModules(const QString &folder)
 
 } // namespace
 
-// Programs that know nothing of the library import its modules.
+// Tests programs that import the modules without linking the library.
 class tst_Runtime : public QObject
 {
     Q_OBJECT
@@ -107,7 +107,7 @@ void tst_Runtime::initTestCase()
     QVERIFY(socketServer->listen());
 }
 
-// What the program prints, or nothing if it fails. The address follows the file.
+// The output of the program, or nothing if it fails. The address follows the file.
 QString tst_Runtime::run(const char *file, const QString &firstImports, const QStringList &program)
 {
     QStringList imports {qEnvironmentVariable("PELLIX_IMPORTS")};
@@ -123,7 +123,7 @@ QString tst_Runtime::run(const char *file, const QString &firstImports, const QS
     process.start(program.constFirst(),
                   program.mid(1) << q(TESTS "/") + q(file) << q("--")
                                  << socketServer->url().toString());
-    // The server is in this thread.
+    // The server is in this thread, so events are processed.
     const auto isOver = [&process] { return process.state() == QProcess::NotRunning; };
     if (!QTest::qWaitFor(isOver, 60000)) {
         process.kill();
@@ -143,7 +143,7 @@ void tst_Runtime::window_showsAndWritesLiveValues()
     QVERIFY2(printed.contains(q("setpoint 53, a double\n")), qPrintable(printed));
     QVERIFY2(printed.contains(q("level 45.0\n")), qPrintable(printed));
     QCOMPARE(server->value(q("/plant/tank1/setpoint")), QVariant(53));
-    // The guide's program in Python reads it, too; as an int in Qt 6.11.
+    // The Python program of the guide also reads the value, as an int in Qt 6.11.
     const bool isPython = runtime().constLast().endsWith(q(".py"));
     const bool isRead =
         printed.contains(q("last level: 45.0\n")) || printed.contains(q("last level: 45\n"));
@@ -177,7 +177,7 @@ void tst_Runtime::screen_loadsInThePreview()
     QVERIFY(server->setValue(q("/plant/tank2/level"), 20));
     const QString printed = run("WatchScreen.qml", {}, {preview, program});
     QVERIFY2(printed.contains(q("QML Debugger: Connecting")),
-             qPrintable(printed)); // to the preview
+             qPrintable(printed)); // the preview
     QVERIFY2(printed.contains(q("Tanks|/plant/tank1/setpoint: 30|/plant/tank2/setpoint: 35|")),
              qPrintable(printed));
     QVERIFY2(printed.contains(q("Tank 2 is too empty\n")), qPrintable(printed));

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-// Builds a live scene and ends the process with it, in the way named by the first argument. With
-// "qt" as the second, there is nothing but Qt's own to end: what it then says is its own.
+// Builds a live scene and exits with it, in the way given by the first argument. With "qt" as the
+// second argument, there are only Qt objects, so that warnings of Qt itself can be determined.
 
 #include "module/pellixclientkeywordmodule.h"
 #include "tests/scenarios/teardownscene.h"
@@ -21,11 +21,11 @@ using namespace pellix::client;
 
 namespace {
 
-// Left alive, and still to be reached: no leak.
+// Alive and reachable when the process exits, so not a leak.
 TeardownScene::Servers *servers = nullptr;
 TeardownScene *scene = nullptr;
 
-// Destroyed by the exit of the process, after the application object.
+// Destroyed when the process exits, after the application object.
 std::unique_ptr<TeardownScene::Servers> lateServers;
 std::unique_ptr<TeardownScene> lateScene;
 
@@ -90,7 +90,7 @@ int main(int argc, char **argv)
         return QCoreApplication::exec();
     }
     if (way == "static") {
-        // Without a screen: Qt Quick does not outlive the application object.
+        // Without a screen, because Qt Quick must not outlive the application object.
         lateServers = std::make_unique<TeardownScene::Servers>();
         lateScene = live(lateServers.get(), TeardownScene::Screen::Without);
         return 0;

@@ -137,7 +137,7 @@ TeardownScene::~TeardownScene()
     for (int part = PartCount - 1; part >= 0; --part)
         destroy(Part(part));
     settle(transport);
-    // A socket that was destroyed by its own signal goes with the event loop.
+    // A socket that was destroyed by its own signal is deleted by the event loop.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
@@ -167,7 +167,7 @@ void TeardownScene::on(Part part, const std::function<void(Type *)> &operation)
         operation(get<Type>(part));
 }
 
-// Handlers may ask for a part that is being destroyed already.
+// Handlers may request the destruction of a part that is already being destroyed.
 void TeardownScene::destroy(Part part)
 {
     if (!std::exchange(destroyed[part], true))
@@ -184,8 +184,8 @@ void TeardownScene::connectSocket(const QStringList &urls)
 
 void TeardownScene::settle(Transport transport)
 {
-    // Within the process a message takes one turn of the event loop. Over a socket it takes one to
-    // be written, one to be read, and the answer the same again.
+    // Within the process, a message takes one turn of the event loop. Over a socket, it takes one
+    // turn to write and one to read, and the same for the reply.
     const int turns = transport == Transport::InProcess ? 3 : 12;
     for (int turn = 0; turn < turns; ++turn)
         QCoreApplication::processEvents();
@@ -350,7 +350,7 @@ void TeardownScene::play()
     on<PKeywordProxy>(ExpressionProxy, [](PKeywordProxy *proxy) { proxy->updateRelative(-1); });
     settled();
 
-    // The link is lost, comes back, and is given up
+    // The connection is lost, restored, and closed
     on<PPublisher>(Publisher, [](PPublisher *publisher) { publisher->setActive(false); });
     if (transport == Transport::InProcess) {
         on<PKeywordClient>(Client,
@@ -360,7 +360,7 @@ void TeardownScene::play()
     } else {
         on<SocketClient>(Client, [](SocketClient *client) { client->setAutoReconnect(true); });
         const QString url = servers.sockets.url().toString();
-        connectSocket({url, url}); // another list: drops the link and opens it again
+        connectSocket({url, url}); // another list: closes the connection and opens it again
         settled();
         on<SocketClient>(Client, [](SocketClient *client) { client->setAutoReconnect(false); });
         servers.sockets.closeClients();

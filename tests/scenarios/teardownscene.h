@@ -14,25 +14,25 @@
 #include <memory>
 
 /*
-    One object of each kind that an application works with, tied to one another and to a live
-    server, to be destroyed in whatever order a test likes.
+    One object of each kind that an application uses, connected to each other and to a live server.
+    A test can destroy them in any order.
 
-    The parts own nothing of each other. Whoever has been destroyed is skipped by play() and by the
-    destructor, as an application that keeps guarded pointers would.
+    The parts do not own each other. Parts that have been destroyed are skipped by play() and by the
+    destructor, as in an application with guarded pointers.
 */
 class TeardownScene
 {
 public:
     enum Part {
         Client,
-        Publisher, // one of its own: the client's belongs to the client
+        Publisher, // a separate one; the publisher of Client is owned by Client
         Subscriber, // of Publisher
         ClientSubscriber, // of the client's publisher
         PlainProxy,
         ExpressionProxy, // bound by Expression
         Expression,
         QueryModel,
-        FilterModel, // over QueryModel
+        FilterModel, // on QueryModel
         PathModel,
         View, // shows all of them
         Engine, // of View
@@ -47,11 +47,11 @@ public:
         With
     };
 
-    // The servers live on from scene to scene.
+    // The servers are reused from scene to scene.
     struct Servers
     {
         Servers();
-        void reset(); // to the values that each scene starts with
+        void reset(); // sets the initial values of each scene
 
         pellix::server::KeywordServer keywords;
         pellix::simulator::FaultyWebSocketServer sockets {&keywords};
@@ -68,12 +68,12 @@ public:
     QObject *part(Part part) const { return objects[part].data(); }
     void destroy(Part part);
 
-    void start(); // ties the parts together and connects
+    void start(); // connects the parts, and connects to the server
     bool isLive() const; // whether the server's values have reached every part
     void waitUntilLive();
     void play(); // every operation and every kind of event, once
 
-    // Lets everything that is under way arrive.
+    // Waits until all pending events have arrived.
     static void settle(Transport transport);
 
 private:
@@ -88,5 +88,5 @@ private:
     Servers &servers;
     const Transport transport;
     std::array<QPointer<QObject>, PartCount> objects;
-    std::array<bool, PartCount> destroyed {}; // or on the way there
+    std::array<bool, PartCount> destroyed {}; // or being destroyed
 };

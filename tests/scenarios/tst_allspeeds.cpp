@@ -31,12 +31,12 @@ private Q_SLOTS:
 
 void tst_AllSpeeds::initTestCase()
 {
-    // Each create would be logged; and a machine with other work may have connections lost.
+    // Each create command would be logged, and connections may be lost on a busy machine.
     QLoggingCategory::setFilterRules(QStringLiteral("pellixclient.keyword.websocketclient=false"));
 }
 
-// In small what the program soak does for an hour. The links are as slow as they can be with a pong
-// far within the time of the keep-alive.
+// A short version of what the program soak does for an hour. The connections are as slow as
+// possible, but fast enough that a pong arrives well within the keep-alive time.
 void tst_AllSpeeds::whoReadsEndsWithTheRightValues()
 {
     constexpr int keywords = 500;
@@ -57,7 +57,7 @@ void tst_AllSpeeds::whoReadsEndsWithTheRightValues()
     options.longestVisit = 500ms;
     options.patience = 250s;
     AllSpeedsFigures figures = runAllSpeeds(options);
-    // A machine with other work may keep a process waiting for longer than the keep-alive does.
+    // On a busy machine, a process may not run for longer than the keep-alive time.
     for (int i = 0; figures.linkLost && i < 3; ++i)
         figures = runAllSpeeds(options);
 
@@ -72,7 +72,7 @@ void tst_AllSpeeds::whoReadsEndsWithTheRightValues()
     QVERIFY(figures.visits >= options.passing);
     QVERIFY(figures.last.skippedValues > 0);
     QCOMPARE(figures.last.clients, qint64(4));
-#ifndef __SANITIZE_ADDRESS__ // which keeps what is freed for a while
+#ifndef __SANITIZE_ADDRESS__ // it keeps freed memory for a while
     const qint64 highest = std::max_element(figures.samples.begin(), figures.samples.end(),
                                             [](const auto &one, const auto &other) {
                                                 return one.memory.resident < other.memory.resident;
@@ -83,7 +83,7 @@ void tst_AllSpeeds::whoReadsEndsWithTheRightValues()
 #endif
 }
 
-// A queue for the client would need 15 MB.
+// A queue for the client would require 15 MB.
 void tst_AllSpeeds::stalledClient_costsNoMemory()
 {
     StalledClientOptions options;

@@ -26,24 +26,25 @@ private Q_SLOTS:
 
 void tst_Flood::initTestCase()
 {
-    // Each of the 10 000 creates would be logged.
+    // Each of the 10 000 create commands would be logged.
     QLoggingCategory::setFilterRules(QStringLiteral(CLIENT_CATEGORY ".debug=false"));
 }
 
 /*
     The longest pause of the event loop is the time for one batch: the events that fit into the
     receive buffer of the connection, about 2 000 here. QWebSocket delivers all of them before it
-    returns. Without the client's limit on that buffer it is the system's, 6 to 32 MiB on Linux:
-    a batch was 294 005 events, and took 5.6 seconds.
+    returns. Without the client's limit, the buffer has the size set by the system, 6 to 32 MiB on
+    Linux: a batch then had 294 005 events and took 5.6 seconds.
 
-    The batch is tested, not the pause, which also depends on what else the machine does.
+    The test checks the size of the batch and not the pause, which also depends on the load of the
+    machine.
 */
 void tst_Flood::millionEvents_areAllDeliveredWhileTheEventLoopTurns()
 {
     FloodOptions options;
     options.patienceSeconds = 250;
     FloodFigures figures = runFlood(options);
-    // A machine with other work may keep a process waiting for longer than the keep-alive does.
+    // On a busy machine, a process may not run for longer than the keep-alive time.
     for (int i = 0; figures.linkLost && i < 3; ++i)
         figures = runFlood(options);
 
@@ -55,7 +56,7 @@ void tst_Flood::millionEvents_areAllDeliveredWhileTheEventLoopTurns()
     QCOMPARE(figures.received, options.events);
     QCOMPARE(figures.lastValuesRight, options.keywords);
     QVERIFY2(figures.largestBatch < 10000, qPrintable(QString::number(figures.largestBatch)));
-#ifndef __SANITIZE_ADDRESS__ // which keeps what is freed for a while
+#ifndef __SANITIZE_ADDRESS__ // it keeps freed memory for a while
     const qint64 growth = figures.residentHighest - figures.residentBefore;
     QVERIFY2(growth < 16LL * 1024 * 1024, qPrintable(QString::number(growth)));
 #endif

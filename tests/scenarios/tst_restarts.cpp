@@ -25,12 +25,12 @@ private Q_SLOTS:
 
 void tst_Restarts::initTestCase()
 {
-    // Lost connections are logged as warnings, and here they are lost on purpose.
+    // Lost connections are logged as warnings, but are intended here.
     QLoggingCategory::setFilterRules(QStringLiteral(CLIENT_CATEGORY "=false"));
 }
 
-// A client for each way to begin with, all at the same time: 28 recoveries of 1 000 keywords. The
-// program soak runs the same rounds by the thousand.
+// One client for each outage to start with, all at the same time: 28 recoveries of 1 000 keywords.
+// The program soak runs thousands of the same rounds.
 void tst_Restarts::everyKeywordIsFreshAfterEveryOutage()
 {
     constexpr int roundsEach = 4;

@@ -30,14 +30,15 @@ const char *victimName(int victim)
     return victim == everything ? "everything" : TeardownScene::name(Part(victim));
 }
 
-// What is connected before the scene is tied together comes before the library's and Qt's own
-// handlers of the same signal, and what is connected after that comes behind them.
+// Handlers that are connected before the scene is set up are called before the handlers of the
+// library and of Qt for the same signal. Handlers that are connected later are called after them.
 enum class Place {
     First,
     Last
 };
 
-// The signals of an object that may destroy things, by their index in its meta-object.
+// The signals of an object in which handlers may destroy objects, by their index in its
+// meta-object.
 QList<QMetaMethod> signalsOf(const QObject *object)
 {
     QList<QMetaMethod> found;
@@ -79,17 +80,17 @@ private:
     const std::function<void()> action;
 };
 
-// How often each signal of each part comes while the scene is started and played.
+// The number of emissions of each signal of each part while the scene is started and played.
 using Emissions = std::map<std::pair<int, int>, int>; // {part, index of the signal}
 
 /*
-    What Qt forbids, and no library can permit. Everything else is tried.
+    Cases that Qt forbids, and that a library cannot permit. All other cases are tested.
 
-    QSortFilterProxyModel emits the signals that it has from Qt's model classes in the middle of its
-    work on its own mapping and on the rows of its source: neither of the two may go there.
+    QSortFilterProxyModel emits the signals of Qt's model classes while it changes its own mapping
+    and reads the rows of its source, so neither of the two may be destroyed in them.
 
-    QWindow and QQuickWindow emit theirs in the middle of showing, hiding, moving or rendering the
-    window, so it may not go there.
+    QWindow and QQuickWindow emit their signals while they show, hide, move, or render the window,
+    so it must not be destroyed in them.
 */
 bool isForbidden(Part sender, const QMetaMethod &signal, int victim)
 {
@@ -111,9 +112,9 @@ bool isForbidden(Part sender, const QMetaMethod &signal, int victim)
 } // namespace
 
 /*
-    Every part of a live scene is destroyed inside every signal of every part, at each of the times
-    that the signal comes while the scene goes through all its operations and events. The signals
-    and times are found out by watching such a run, not listed here. The sanitizers are the judge.
+    Destroys every part of a live scene inside every signal of every part, at each emission while
+    the scene performs all its operations and events. The signals and emissions are recorded during
+    such a run, not listed here. The sanitizers detect errors.
 */
 class tst_TeardownHandlers : public QObject
 {
@@ -136,15 +137,15 @@ private:
     std::unique_ptr<TeardownScene::Servers> servers;
     int runs = 0;
     int missed = 0;
-    std::map<QString, int> ownSignals; // of the library's classes: how often they came
+    std::map<QString, int> ownSignals; // of the library's classes, with the number of emissions
 };
 
-// Here rather than in initTestCase(): the rows are found out by running a scene.
+// Here and not in initTestCase(), because the rows are determined by running a scene.
 tst_TeardownHandlers::tst_TeardownHandlers()
 {
-    // Or handlers of the view's signals would run in a rendering thread.
+    // Otherwise, handlers of the view's signals would run in a rendering thread.
     qputenv("QSG_RENDER_LOOP", "basic");
-    // Lost connections are logged as warnings, and here they are lost on purpose.
+    // Lost connections are logged as warnings, but are intended here.
     QLoggingCategory::setFilterRules(QStringLiteral(CLIENT_CATEGORY "=false"));
     PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
     servers = std::make_unique<TeardownScene::Servers>();
@@ -187,7 +188,7 @@ Emissions tst_TeardownHandlers::emissions(Transport transport, Screen screen, Pl
         }
     }
     for (const Part part : TeardownScene::parts(screen))
-        scene.destroy(part); // counted, too
+        scene.destroy(part); // signals during destruction are counted, too
     return counts;
 }
 
@@ -243,8 +244,9 @@ void tst_TeardownHandlers::handlers_mayDestroyAnything()
     QFETCH(Part, sender);
     QFETCH(int, signal);
     QFETCH(int, times);
-    // Runs over a socket or with a screen take too long for more than one time: the first for a
-    // handler that comes first, and the last for one that comes last.
+    // Runs over a socket or with a screen take too long to test each emission. They test the first
+    // emission for a handler that is called first, and the last one for a handler that is called
+    // last.
     const bool everyTime = transport == Transport::InProcess && screen == Screen::Without;
 
     const auto run = [&](int victim, int time) {
@@ -280,7 +282,7 @@ void tst_TeardownHandlers::handlers_mayDestroyAnything()
         }
         ++runs;
         missed += !fired;
-        // Over a socket, events may come in other portions than when they were counted.
+        // Over a socket, events may arrive in other batches than when they were counted.
         if (transport == Transport::InProcess && screen == Screen::Without)
             QVERIFY2(fired, qPrintable(QStringLiteral("time %1").arg(time)));
         QTRY_COMPARE(servers->keywords.sessionCount(), 0);
@@ -306,7 +308,7 @@ void tst_TeardownHandlers::handlers_mayDestroyAnything()
     }
 }
 
-// Whatever the library can emit came, so that handlers of it were tried.
+// Every signal that the library can emit was emitted, so handlers of all of them were tested.
 void tst_TeardownHandlers::scene_emitsEverySignal()
 {
     DIFFERS("tst_keywordconnection has handlers of its own signals");

@@ -28,11 +28,11 @@ using namespace pellix::server;
 
 namespace {
 
-constexpr int startsPerWay = 10; // of a program, in each way
+constexpr int startsPerWay = 10; // starts of a program for each way to exit
 constexpr int atOnce = 5;
 constexpr int toggles = 1000;
 
-// Every type of the module, each in use.
+// A page that uses every type of the module.
 const QByteArray page = R"(
 import QtQuick
 import PellixClient.Keyword 1.0
@@ -128,7 +128,7 @@ Item {
 }
 )";
 
-// What the page needs from C++.
+// The C++ objects that the page requires.
 class Host : public QObject
 {
     Q_OBJECT
@@ -146,7 +146,7 @@ private:
     KeywordServer *const server;
 };
 
-// The lines that a process said at its end, without the numbers in them.
+// The lines that a process has printed at its exit, without their numbers.
 QStringList lines(QProcess &program)
 {
     static const QRegularExpression number(QStringLiteral("0x[0-9a-f]+|[0-9]+"));
@@ -166,7 +166,8 @@ qsizetype openFiles()
 
 } // namespace
 
-// What is made and ended again and again: pages of an application, and the application itself.
+// Tests objects that are created and destroyed repeatedly: pages of an application, and the
+// application itself.
 class tst_TeardownLife : public QObject
 {
     Q_OBJECT
@@ -182,7 +183,7 @@ private Q_SLOTS:
 
 void tst_TeardownLife::initTestCase()
 {
-    // Links that end in the middle of everything are logged as lost.
+    // Connections that are closed while in use are logged as lost.
     QLoggingCategory::setFilterRules(QStringLiteral("pellixclient.keyword.websocketclient=false"));
     PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
 }
@@ -209,7 +210,7 @@ void tst_TeardownLife::loader_isToggled()
     qsizetype filesBefore = 0;
     int lived = 0;
     for (int round = 1; round <= toggles; ++round) {
-        // Pages end before their first event, in the middle of connecting, and in full life.
+        // Pages are destroyed before their first event, while connecting, and while in use.
         loader->setProperty("active", true);
         QVERIFY(loader->property("item").value<QObject *>());
         for (int turn = 0; turn < round % 8; ++turn)
@@ -250,18 +251,18 @@ void tst_TeardownLife::process_endsWithEverythingAlive()
 {
     QFETCH(QString, way);
     QFETCH(QString, transport);
-    QTemporaryDir runtime; // or Qt complains that there is none
+    QTemporaryDir runtime; // otherwise, Qt warns that there is none
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime.path());
-    // What a QML engine holds, the leak sanitizer cannot see to be in use: it lies in the engine's
-    // own heap. Where the engine is left alive, the other sanitizers judge alone.
+    // The leak sanitizer cannot see which memory a QML engine uses, because it is on the engine's
+    // own heap. If the engine is not destroyed, only the other sanitizers are used.
     if (way == QLatin1String("left") || way == QLatin1String("exit")
         || way == QLatin1String("handler")) {
         const QString name = QStringLiteral("ASAN_OPTIONS");
         environment.insert(name, environment.value(name) + QLatin1String(":detect_leaks=0"));
     }
 
-    // Qt 6.8 has something to say of each timer that outlives the application, and of each exit()
+    // Qt 6.8 prints a warning for each timer that outlives the application, and for each exit()
     // inside an event loop.
     QStringList qtsOwn;
     if (way == QLatin1String("static") || way == QLatin1String("exit")

@@ -24,7 +24,7 @@ Q_DECLARE_METATYPE(TeardownScene::Transport)
 
 namespace {
 
-constexpr int randomOrders = 150; // per transport; PELLIX_TEARDOWN_ORDERS asks for another number
+constexpr int randomOrders = 150; // per transport; PELLIX_TEARDOWN_ORDERS sets another number
 
 QString toString(const Order &order)
 {
@@ -36,8 +36,8 @@ QString toString(const Order &order)
 
 } // namespace
 
-// Parts of a live scene are destroyed in every order. The sanitizers are the judge; without them it
-// is at least a crash or a warning that fails.
+// Destroys the parts of a live scene in every order. The sanitizers detect errors; without them,
+// only a crash or a warning fails the test.
 class tst_TeardownOrders : public QObject
 {
     Q_OBJECT
@@ -63,7 +63,7 @@ private:
 
 void tst_TeardownOrders::initTestCase()
 {
-    // Lost connections are logged as warnings, and here they are lost on purpose.
+    // Lost connections are logged as warnings, but are intended here.
     QLoggingCategory::setFilterRules(QStringLiteral(CLIENT_CATEGORY "=false"));
     PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
     servers = std::make_unique<TeardownScene::Servers>();
@@ -75,8 +75,8 @@ void tst_TeardownOrders::cleanupTestCase()
     qInfo("%d orders", orders);
 }
 
-// Builds a scene, destroys the parts in this order, with the events in between that others cause,
-// and the rest in the scene's own order.
+// Builds a scene, destroys the given parts in this order while processing the events that this
+// causes, and then destroys the other parts in the order of the scene.
 void tst_TeardownOrders::tearDown(Transport transport, Screen screen, const Order &order)
 {
     servers->reset();
@@ -108,7 +108,7 @@ void tst_TeardownOrders::permutations_data()
 {
     QTest::addColumn<Order>("order");
     const auto rows = [](const Order &order) {
-        // One row for each that begins the order; the others are permuted inside.
+        // One row for each first part; the other parts are permuted in the test.
         for (int i = 0; i < order.size(); ++i) {
             Order row = order;
             row.move(i, 0);
@@ -117,7 +117,7 @@ void tst_TeardownOrders::permutations_data()
                 << row;
         }
     };
-    // Those that know each other. The path model knows nobody.
+    // Parts that refer to each other. The path model refers to no other part.
     rows({TeardownScene::Client, TeardownScene::ClientSubscriber, TeardownScene::PlainProxy,
           TeardownScene::ExpressionProxy, TeardownScene::Expression, TeardownScene::QueryModel,
           TeardownScene::FilterModel});

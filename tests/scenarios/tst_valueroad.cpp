@@ -26,7 +26,7 @@ using namespace pellix::server;
 
 namespace {
 
-// One screen as an application has it: live values, writing back, an aggregate and a label.
+// A screen as in an application: live values, writes, an aggregate, and a label.
 const QByteArray screen = R"(
 import QtQuick
 import PellixClient.Keyword 1.0
@@ -122,7 +122,7 @@ private:
 
 void tst_ValueRoad::initTestCase()
 {
-    // Lost connections are logged as warnings, and here they are lost on purpose.
+    // Lost connections are logged as warnings, but are intended here.
     QLoggingCategory::setFilterRules(QStringLiteral(CLIENT_CATEGORY "=false"));
     PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
 }
@@ -180,7 +180,7 @@ void tst_ValueRoad::screen_showsAndWrites()
     QVERIFY(root->property("levelGood").toBool());
     QTRY_COMPARE(root->property("hottest").toDouble(), 75.5);
 
-    // Writing absolutely, relatively, toggling
+    // Absolute and relative writes, and toggling
     QVariant sent;
     QVERIFY(QMetaObject::invokeMethod(root, "write", Q_RETURN_ARG(QVariant, sent),
                                       Q_ARG(QVariant, 50.25)));
@@ -275,7 +275,7 @@ void tst_ValueRoad::screen_isTornDownInAnyOrder()
             view.reset();
         } else {
             socketServer.reset();
-            server = std::make_unique<KeywordServer>(); // so that the next round has one
+            server = std::make_unique<KeywordServer>(); // for the next round
         }
         QCoreApplication::processEvents();
     }
@@ -330,7 +330,7 @@ void tst_ValueRoad::serverLost_clearsAndComesBackFresh()
     QTRY_COMPARE(root->property("hottest").toDouble(), 75.5);
 }
 
-// 200 keywords over eight clients, so that one round of the fixed retry interval counts eightfold.
+// 200 keywords on eight clients, so that each fixed retry interval is tested eight times.
 void tst_ValueRoad::serverRestarted_everyKeywordIsFreshEachTime()
 {
     constexpr int clientCount = 8;

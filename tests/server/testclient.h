@@ -32,7 +32,8 @@ inline pellix::server::KeywordServer::Keyword keyword(const char *path, const ch
     return result;
 }
 
-// A client: sends commands, and keeps events as "keyword=value flags" and index answers as names.
+// A client that sends commands, and records events as "keyword=value flags" and index replies as
+// names.
 class Client : public QObject
 {
 public:

@@ -52,7 +52,7 @@ public:
         return peers;
     }
 
-    std::function<void()> whenGranted; // and not upgraded yet
+    std::function<void()> whenGranted; // called before the upgrade to a WebSocket
     int deliveries = 0;
 
 protected:
@@ -65,7 +65,7 @@ protected:
     void accept(QTcpSocket *connection) override
     {
         if (whenGranted)
-            QVERIFY(connection->waitForReadyRead()); // so that it is judged at once
+            QVERIFY(connection->waitForReadyRead()); // so that the request is processed at once
         WebSocketKeywordServer::accept(connection);
         if (whenGranted)
             whenGranted();
@@ -82,7 +82,7 @@ QByteArray requestOf(const QByteArray &target, const QByteArray &headers = {})
     return RawClient::request(headers).replace("GET / ", "GET " + target + ' ');
 }
 
-// Members that follow the keyword begin with a comma.
+// Members after the keyword begin with a comma.
 QByteArray command(const char *name, const char *keyword, const char *more = "")
 {
     return RawClient::frame(1,
@@ -99,13 +99,14 @@ void expectRefusal(const char *reason)
             q("^refused 127\\.0\\.0\\.1:\\d+: %1$").arg(QRegularExpression::escape(q(reason)))));
 }
 
-// What a client is told whose session is ended.
+// The message to a client whose session is closed.
 const QByteArray farewell("\x03\xf0"
                           "its access was removed");
 
 } // namespace
 
-// Certificates are made for the test by openssl, so that none of them expires in the repository.
+// The test creates its certificates with openssl, so that no certificate in the repository can
+// expire.
 class tst_Access : public QObject
 {
     Q_OBJECT
@@ -169,7 +170,7 @@ private:
     {
         return listener->setTls(certificate("server"), key()) && listener->listen();
     }
-    ClientIdentification panels() const; // by certificate
+    ClientIdentification panels() const; // identified by certificates
 
     QTemporaryDir directory;
     std::unique_ptr<KeywordServer> keywords;
@@ -259,7 +260,7 @@ ClientIdentification tst_Access::panels() const
 
 void tst_Access::loopback_givesFullRightsByDefault()
 {
-    QVERIFY(listener->identification().role.isEmpty()); // as long as it listens nowhere
+    QVERIFY(listener->identification().role.isEmpty()); // until it listens
     QCOMPARE(listener->maximumClients(), 500);
     QCOMPARE(listener->maximumHandshakes(), 64);
     QCOMPARE(listener->maximumAttempts(), 20);
@@ -385,9 +386,9 @@ void tst_Access::request_isJudgedByItsTokens_data()
 {
     QTest::addColumn<QString>("role"); // of the listener
     QTest::addColumn<bool>("inPath");
-    QTest::addColumn<QByteArray>("request"); // GOOD, NEXT and BAD stand for tokens
+    QTest::addColumn<QByteArray>("request"); // GOOD, NEXT, and BAD stand for tokens
     QTest::addColumn<QByteArray>("status");
-    QTest::addColumn<QString>("outcome"); // the peer, or the reason
+    QTest::addColumn<QString>("outcome"); // the peer, or the reason for the refusal
     const auto row = [](const char *name, const char *role, bool inPath, const QByteArray &request,
                         const char *status, const char *outcome) {
         QTest::newRow(name) << q(role) << inPath << request << QByteArray(status) << q(outcome);
@@ -495,7 +496,7 @@ void tst_Access::certificate_isJudgedByItsAuthority_data()
     QTest::addColumn<QString>("role"); // of the listener
     QTest::addColumn<QByteArray>("token"); // GOOD or BAD
     QTest::addColumn<QByteArray>("status");
-    QTest::addColumn<QString>("outcome"); // the peer, or how the reason begins
+    QTest::addColumn<QString>("outcome"); // the peer, or the beginning of the reason
     const auto row = [](const char *certificate, const char *role, const char *token,
                         const char *status, const char *outcome) {
         QTest::addRow("%s, %s token, role '%s'", *certificate ? certificate : "none",
@@ -529,7 +530,7 @@ void tst_Access::certificate_isJudgedByItsAuthority()
     QFETCH(QByteArray, token);
     QFETCH(QByteArray, status);
     QFETCH(QString, outcome);
-    // What the system trusts does not count.
+    // The authorities of the system are not used.
     const QSslConfiguration before = QSslConfiguration::defaultConfiguration();
     QSslConfiguration trusting = before;
     trusting.setCaCertificates({this->certificate("other"), this->certificate("selfsigned")});
@@ -572,7 +573,7 @@ void tst_Access::proxy_tellsAddressAndSubject_data()
     QTest::addColumn<QString>("network"); // of the proxies
     QTest::addColumn<QByteArray>("headers");
     QTest::addColumn<QByteArray>("status");
-    QTest::addColumn<QString>("outcome"); // the peer, or what is logged behind "refused "
+    QTest::addColumn<QString>("outcome"); // the peer, or the text logged after "refused "
     const auto row = [](const char *name, const char *network, const QByteArray &headers,
                         const char *status, const char *outcome) {
         QTest::newRow(name) << q(network) << headers << QByteArray(status) << q(outcome);
@@ -667,7 +668,7 @@ void tst_Access::proxy_withACertificateOfItsOwn()
     QCOMPARE(impostor.statusOf(RawClient::request("X-Subject: CN=panel2\r\n")), QByteArray("401"));
 }
 
-// It takes Qt's default configuration, and tokens in its address.
+// The client uses Qt's default configuration, and tokens in its address.
 void tst_Access::libraryClient_bringsACertificateOrAToken()
 {
     const QSslConfiguration before = QSslConfiguration::defaultConfiguration();
@@ -714,7 +715,8 @@ void tst_Access::refusedAttempts_areLimited()
         QCOMPARE(client.statusOf(RawClient::request(i ? bearer("x") : "")), QByteArray("401"));
     }
 
-    // Right credentials as well; otherwise an attempt would still show whether they are right.
+    // Valid credentials are refused as well; otherwise, an attempt would reveal whether they are
+    // valid.
     for (const QByteArray &headers : {bearer(token), bearer("x"), QByteArray()}) {
         RawClient client(listener->url());
         QCOMPARE(client.statusOf(RawClient::request(headers)), QByteArray("429"));
@@ -725,7 +727,7 @@ void tst_Access::refusedAttempts_areLimited()
     }
     QCOMPARE(listener->refusedClients(Refusal::TooManyAttempts), quint64(3));
     QCOMPARE(listener->refusedClients(Refusal::WrongCredentials), quint64(2));
-    QVERIFY(early.isConnected()); // who is in stays
+    QVERIFY(early.isConnected()); // an existing connection is kept
     QCOMPARE(listener->clientCount(), 1);
 
     listener->setMaximumAttempts(3);
@@ -775,7 +777,7 @@ void tst_Access::fullServer_refusesByAStatus()
     listener->setMaximumClients(2);
     QCOMPARE(listener->maximumClients(), 2);
     QVERIFY(listener->listen());
-    // All at once: those who are not in yet count, too.
+    // All at once, because pending connections count as well.
     for (int i = 0; i < 2; ++i)
         expectRefusal("2 clients are connected already");
     std::vector<std::unique_ptr<RawClient>> clients;
@@ -797,7 +799,7 @@ void tst_Access::fullServer_refusesByAStatus()
     QCOMPARE(listener->clientCount(), 2);
     QCOMPARE(listener->refusedClients(Refusal::TooManyClients), quint64(2));
 
-    // Whoever leaves makes room
+    // Closed connections make room for new ones
     clients.clear();
     QTRY_COMPARE(listener->clientCount(), 0);
     RawClient next(listener->url());
@@ -815,7 +817,7 @@ void tst_Access::unfinishedHandshakes_areLimited()
     QCOMPARE(listener->maximumHandshakes(), 2);
     QVERIFY(listener->listen());
     RawClient connected(listener->url());
-    QVERIFY(connected.open()); // does not count
+    QVERIFY(connected.open()); // an open connection does not count
     std::vector<std::unique_ptr<RawClient>> idle;
     for (int i = 0; i < 5; ++i) {
         if (i >= 2) {
@@ -828,7 +830,7 @@ void tst_Access::unfinishedHandshakes_areLimited()
     }
     QCOMPARE(listener->handshakeCount(), 2);
     QCOMPARE(listener->droppedHandshakes(), quint64(3));
-    // The oldest ones are gone, and the others can go on
+    // The oldest ones have been closed, and the others can continue
     for (int i = 0; i < 3; ++i)
         QTRY_VERIFY(!idle.at(i)->isConnected());
     QVERIFY(idle.at(3)->open());
@@ -847,7 +849,7 @@ void tst_Access::serverCertificate_isReplacedWithoutDroppingSessions()
     RawClient early(listener->url(), true);
     QVERIFY(early.open());
     QCOMPARE(early.socket.peerCertificate(), certificate("server"));
-    QVERIFY(!listener->setTls(certificate("server2"), QSslKey())); // changes nothing
+    QVERIFY(!listener->setTls(certificate("server2"), QSslKey())); // has no effect
 
     QVERIFY(listener->setTls(certificate("server2"), key()));
 
@@ -858,14 +860,14 @@ void tst_Access::serverCertificate_isReplacedWithoutDroppingSessions()
     QTRY_VERIFY(early.received.contains("/p/a"));
     QCOMPARE(listener->clientCount(), 2);
 
-    // It goes on to speak wss until it listens anew
+    // It continues to use wss until it listens again
     QVERIFY(listener->setTls(QSslCertificate(), QSslKey()));
     QCOMPARE(listener->url().scheme(), q("wss"));
     RawClient last(listener->url(), true);
     QVERIFY(last.open());
 }
 
-// A client knows the authority at the end of the chain alone.
+// The client knows only the authority at the end of the chain.
 void tst_Access::serverCertificate_isShownWithItsChain()
 {
     const auto isTrusted = [this] {
@@ -884,7 +886,7 @@ void tst_Access::serverCertificate_isShownWithItsChain()
     QVERIFY(!isTrusted());
     QVERIFY(listener->setTls({certificate("leaf"), certificate("between")}, key()));
     QVERIFY(isTrusted());
-    QVERIFY(listener->certificateDays() == 4 || listener->certificateDays() == 5); // of the other
+    QVERIFY(listener->certificateDays() == 4 || listener->certificateDays() == 5); // of "between"
     QVERIFY(!listener->setTls({certificate("between"), certificate("leaf")}, key()));
     QVERIFY(!listener->setTls({certificate("leaf"), QSslCertificate()}, key()));
     QVERIFY(isTrusted());
@@ -897,7 +899,7 @@ void tst_Access::serverCertificate_tellsItsDays()
 {
     QCOMPARE(listener->certificateDays(), -1);
     QVERIFY(listener->setTls(certificate("server"), key()));
-    QVERIFY(listener->certificateDays() == 8 || listener->certificateDays() == 9); // to the second
+    QVERIFY(listener->certificateDays() == 8 || listener->certificateDays() == 9); // rounded down
     QVERIFY(listener->setTls(certificate("server2"), key()));
     QVERIFY(listener->certificateDays() == 99 || listener->certificateDays() == 100);
     QVERIFY(listener->setTls(certificate("expired"), key()));
@@ -915,7 +917,7 @@ void tst_Access::clientAuthority_isReplacedWhileListening()
     QVERIFY(old.open());
     QTRY_COMPARE(listener->clientCount(), 1);
 
-    // One more
+    // A second authority is added
     identification.authorities.append(certificate("next"));
     QVERIFY(listener->setIdentification(identification));
     RawClient renewed(listener->url(), true, identity("renewed"));
@@ -923,7 +925,7 @@ void tst_Access::clientAuthority_isReplacedWhileListening()
     QTRY_COMPARE(listener->peers(),
                  QStringList({q("Panel 1 127.0.0.1 operator"), q("Panel 2 127.0.0.1 viewer")}));
 
-    // And without the one before
+    // The previous authority is removed
     identification.authorities.removeFirst();
     QVERIFY(listener->setIdentification(identification));
     QTRY_COMPARE(listener->peers(), QStringList({q("Panel 1 127.0.0.1 operator")}));
@@ -953,7 +955,7 @@ void tst_Access::takenAwayAccess_endsItsSessionsAlone_data()
 {
     using Change = std::function<void(ClientIdentification &)>;
     QTest::addColumn<Change>("change");
-    QTest::addColumn<QString>("ended"); // the names of the peers, anybody's is "-"
+    QTest::addColumn<QString>("ended"); // the names of the peers; "-" without a name
     const auto row = [](const char *name, const char *ended, const Change &change) {
         QTest::newRow(name) << change << q(ended);
     };
@@ -1018,7 +1020,7 @@ void tst_Access::takenAwayAccess_endsItsSessionsAlone()
     change(identification);
     QVERIFY2(listener->setIdentification(identification), qPrintable(listener->errorString()));
     listener->deliveries = 0;
-    keywords->setValue(q("/p/a"), 77); // nobody who is out hears of it
+    keywords->setValue(q("/p/a"), 77); // removed clients do not receive it
     const QStringList out = ended.split(q(" "), Qt::SkipEmptyParts);
     for (const auto &[name, client] : clients) {
         if (out.contains(name)) {
@@ -1035,8 +1037,7 @@ void tst_Access::takenAwayAccess_endsItsSessionsAlone()
     QTRY_COMPARE(keywords->sessionCount(), 5 - int(out.size()));
 }
 
-// The handler of a command takes the access away by which the command came: what follows does not
-// count any more.
+// The handler of a command revokes the access of its client: subsequent commands are ignored.
 void tst_Access::takenAwayAccess_insideOfAWrite()
 {
     ClientIdentification identification;
@@ -1058,7 +1059,7 @@ void tst_Access::takenAwayAccess_insideOfAWrite()
     QCOMPARE(keywords->value(q("/p/b")).toInt(), 2);
 }
 
-// Of commands that waited for the client to read, and are taken in one go then.
+// For commands that waited until the client read, and are then processed together.
 void tst_Access::takenAwayAccess_insideOfOneOfManyWrites()
 {
     ClientIdentification identification;
@@ -1080,7 +1081,7 @@ void tst_Access::takenAwayAccess_insideOfOneOfManyWrites()
     client.send(command("keyUpdate", "/p/a", ",\"value\":5")
                 + command("keyUpdate", "/p/b", ",\"value\":9"));
     QTRY_COMPARE(client.socket.bytesToWrite(), qint64(0));
-    RawClient witness(listener->url()); // by the time it is answered, the commands are there
+    RawClient witness(listener->url()); // when it gets a reply, the commands have arrived
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("it sent no credentials$")));
     QCOMPARE(witness.statusOf(RawClient::request()), QByteArray("401"));
     QVERIFY(!called);
@@ -1102,14 +1103,14 @@ void tst_Access::takenAwayAccess_beforeTheUpgrade()
     QSignalSpy counts(listener.get(), &Listener::clientCountChanged);
     listener->whenGranted = [this] { QVERIFY(listener->setIdentification({})); };
     RawClient client(listener->url());
-    // The request is there before the listener sees the connection.
+    // The request arrives before the listener handles the connection.
     QVERIFY(client.socket.waitForConnected());
     client.send(RawClient::request(bearer(token)));
     QVERIFY(client.socket.waitForBytesWritten());
     QTRY_VERIFY(!client.isConnected());
     QCOMPARE(counts.count(), 0);
     QCOMPARE(keywords->sessionCount(), 0);
-    QCOMPARE(listener->refusedClients(Refusal::WrongCredentials), quint64(0)); // it was granted
+    QCOMPARE(listener->refusedClients(Refusal::WrongCredentials), quint64(0)); // they were valid
     QVERIFY2(!client.received.contains("401"), client.received);
 }
 

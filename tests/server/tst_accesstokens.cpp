@@ -29,7 +29,7 @@ bool write(const QString &fileName, const QByteArray &data)
     return file.open(QIODevice::WriteOnly) && file.write(data) == data.size();
 }
 
-// The holders as "name: role, ...".
+// The holders as text, such as "name: role, ...".
 QString text(const AccessTokens &tokens)
 {
     QStringList holders;
@@ -44,7 +44,7 @@ QString whose(const AccessTokens &tokens, const QByteArray &token)
     return holder ? holder->name + q(": ") + holder->role : QString();
 }
 
-// The SHA-256 digest of "abc", as FIPS 180-4 gives it.
+// The SHA-256 digest of "abc", according to FIPS 180-4.
 const QByteArray abc("ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
 
 } // namespace
@@ -160,7 +160,7 @@ void tst_AccessTokens::revoke_takesOneAway()
     QVERIFY(!tokens.revoke(q("a")));
     QVERIFY(!tokens.find(first));
     QCOMPARE(whose(tokens, second), q("b: viewer"));
-    QCOMPARE(whose(before, first), q("a: viewer")); // a value
+    QCOMPARE(whose(before, first), q("a: viewer")); // copies are independent
     QVERIFY(!tokens.create(q("a"), q("viewer")).isEmpty());
 }
 
@@ -245,7 +245,7 @@ void tst_AccessTokens::find_comparesTheWholeDigest()
 void tst_AccessTokens::load_refusesABadFile_data()
 {
     QTest::addColumn<QByteArray>("data");
-    QTest::addColumn<QString>("message"); // behind the file's name
+    QTest::addColumn<QString>("message"); // the text after the name of the file
     const QByteArray good = abc + " viewer panel\n";
     const auto row = [](const char *name, const QByteArray &data, const char *message) {
         QTest::newRow(name) << data << q(message);

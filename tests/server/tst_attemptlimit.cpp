@@ -48,14 +48,14 @@ void tst_AttemptLimit::failures_areCountedForEachAddress()
 void tst_AttemptLimit::attempts_comeBackEvenly()
 {
     AttemptLimit limit;
-    for (int i = 0; i < 30; ++i) // no debts
+    for (int i = 0; i < 30; ++i) // the waiting time does not accumulate
         limit.countFailure(one, 0s);
     QCOMPARE(limit.waitingTime(one, 1s), 2000ms);
     QCOMPARE(limit.waitingTime(one, 2999ms), 1ms);
     QCOMPARE(limit.waitingTime(one, 3s), 0ms);
     limit.countFailure(one, 3s);
     QCOMPARE(limit.waitingTime(one, 3s), 3000ms);
-    // No more than there were
+    // At most the original number
     for (int i = 0; i < 20; ++i) {
         QCOMPARE(limit.waitingTime(one, 1h), 0ms);
         limit.countFailure(one, 1h);
@@ -71,7 +71,7 @@ void tst_AttemptLimit::setPerMinute_startsAnew()
     QCOMPARE(limit.waitingTime(one, 0s), 60000ms);
     limit.setPerMinute(2);
     QCOMPARE(limit.waitingTime(one, 0s), 0ms);
-    limit.setPerMinute(0); // no limit
+    limit.setPerMinute(0); // disables the limit
     for (int i = 0; i < 100; ++i)
         limit.countFailure(one, 0s);
     QCOMPARE(limit.waitingTime(one, 0s), 0ms);
@@ -98,12 +98,12 @@ void tst_AttemptLimit::addresses_areRememberedInBounds()
     for (int i = 0; i < 2 * count; ++i)
         limit.countFailure(nth(i), std::chrono::milliseconds(i));
     QCOMPARE(limit.addressCount(), qsizetype(count));
-    // The last ones
+    // Only the last addresses are kept
     const auto now = std::chrono::milliseconds(2 * count);
     QCOMPARE(limit.waitingTime(nth(count - 1), now), 0ms);
     QVERIFY(limit.waitingTime(nth(count), now) > 0ms);
     QVERIFY(limit.waitingTime(nth(2 * count - 1), now) > 0ms);
-    // Those who go on failing are among them
+    // Addresses with new failures are kept
     limit.countFailure(nth(count), now);
     for (int i = 0; i < count / 2; ++i)
         limit.countFailure(nth(4 * count + i), now);

@@ -25,7 +25,7 @@ namespace {
 
 constexpr qint64 kibibyte = 1024;
 constexpr qint64 mebibyte = 1024 * kibibyte;
-constexpr qint64 eventBytes = 100; // at least
+constexpr qint64 eventBytes = 100; // minimum size of an event
 constexpr int pingFrame = 9;
 constexpr int pongFrame = 10;
 
@@ -45,7 +45,7 @@ QByteArray createOf(int i)
         + "\"}}";
 }
 
-// A client that reads whenever it can, and keeps the last value of each keyword.
+// A client that always reads, and keeps the last value of each keyword.
 class Reader : public QObject
 {
 public:
@@ -106,7 +106,7 @@ bool haveAll(const std::map<QString, int> &values, int keywords, int value)
                        [value](const auto &pair) { return pair.second == value; });
 }
 
-// How many frames of a kind are among those that a server has sent.
+// The number of frames of a kind among the frames from a server.
 int countIn(const QByteArray &frames, int wanted)
 {
     int count = 0;
@@ -187,7 +187,8 @@ void tst_BoundedSending::init()
     server = std::make_unique<KeywordServer>();
     sockets = std::make_unique<WebSocketKeywordServer>(server.get());
     QVERIFY(sockets->listen());
-    setLimits([](Limits &limits) { limits.stalledTime = 10min; }); // a busy machine is no client
+    // Clients must not be dropped because the machine is busy.
+    setLimits([](Limits &limits) { limits.stalledTime = 10min; });
 }
 
 void tst_BoundedSending::cleanup()
@@ -234,7 +235,7 @@ void tst_BoundedSending::slowReader_endsWithTheRightValues()
     RawClient slow(sockets->url());
     watch(&slow, keywords);
     QTRY_VERIFY(slow.count > keywords * eventBytes);
-    slow.setReading(100); // each time that the event loop turns
+    slow.setReading(100); // bytes per turn of the event loop
     int round = 0;
     while (server->statistics().skippedValues < 10 * quint64(keywords)) {
         setAll(keywords, ++round);
@@ -264,7 +265,7 @@ void tst_BoundedSending::total_isLimited()
     reader.create(keywords);
     QTRY_COMPARE(reader.events, keywords);
 
-    // Until nothing fits into the system's buffers of the connections any more.
+    // Until the system buffers of the connections are full.
     int round = 0;
     while (server->statistics().sendingBytes < 64 * kibibyte && round < 100000) {
         setAll(keywords, ++round);
@@ -272,7 +273,7 @@ void tst_BoundedSending::total_isLimited()
     }
     for (int i = 0; i < 100; ++i) {
         setAll(keywords, ++round);
-        QTRY_COMPARE(reader.values[pathOf(keywords - 1)], round); // is still served
+        QTRY_COMPARE(reader.values[pathOf(keywords - 1)], round); // it still gets events
         QVERIFY(server->statistics().sendingBytes < 128 * kibibyte);
     }
     for (const auto &client : stalled)
@@ -307,7 +308,7 @@ void tst_BoundedSending::noProgress_isDropped()
 void tst_BoundedSending::noPong_isDropped()
 {
     setLimits([](Limits &limits) { limits.stalledTime = 200ms; });
-    RawClient quiet(sockets->url()); // reads, and answers nothing
+    RawClient quiet(sockets->url()); // reads, but does not reply
     QVERIFY(quiet.open());
     QTest::ignoreMessage(
         QtWarningMsg,
@@ -323,7 +324,7 @@ void tst_BoundedSending::reader_isNotDropped()
     setLimits([limit](Limits &limits) { limits.stalledTime = limit; });
     Reader reader(sockets->url());
     QTRY_VERIFY(reader.isConnected());
-    int pings = 0; // each of them once in half the time
+    int pings = 0; // one ping in half of the time limit
     connect(&reader.socket, &QWebSocket::disconnected, this, [&pings] { pings = -1000; });
     QTimer ticks;
     connect(&ticks, &QTimer::timeout, this, [&pings] { ++pings; });
@@ -333,7 +334,7 @@ void tst_BoundedSending::reader_isNotDropped()
     QCOMPARE(server->statistics().droppedClients, quint64(0));
 }
 
-// While something waits for a client it is not pinged, and owes no answer to a ping.
+// While data for a client is pending, it is not pinged, and no reply to a ping is expected.
 void tst_BoundedSending::busyReader_isNotDropped()
 {
     constexpr int keywords = 100;
@@ -351,7 +352,7 @@ void tst_BoundedSending::busyReader_isNotDropped()
     };
     bool isLong = false;
     QTimer::singleShot(limit * 3 / 2, this, [&isLong] { isLong = true; });
-    slow.setReading(1000); // each time that the event loop turns
+    slow.setReading(1000); // bytes per turn of the event loop
     for (int round = 1; !isLong || server->statistics().sendingBytes == 0; ++round) {
         setAll(keywords, round);
         QCoreApplication::processEvents();
@@ -360,20 +361,20 @@ void tst_BoundedSending::busyReader_isNotDropped()
 
     slow.setReading(mebibyte);
     const int before = answerPings();
-    QTRY_VERIFY_WITH_TIMEOUT(answerPings() >= before + 2, 30000); // one in half the limit
+    QTRY_VERIFY_WITH_TIMEOUT(answerPings() >= before + 2, 30000); // one in half of the time limit
     QVERIFY(slow.isConnected());
     QCOMPARE(server->statistics().droppedClients, quint64(0));
 }
 
-// As many keywords with names as long as this do not keep the server from reading on: the client
-// would take it for dead.
+// Even with this number of keywords and names of this length, the server continues to read.
+// Otherwise, the client would consider it unresponsive.
 void tst_BoundedSending::slowReader_isAnsweredPings()
 {
     constexpr int keywords = 10000;
     const QString name = q("/plant/%1/k%2").arg(QString(120, QLatin1Char('x')));
     RawClient slow(sockets->url());
     QVERIFY(slow.open());
-    slow.setReading(1000); // each time that the event loop turns
+    slow.setReading(1000); // bytes per turn of the event loop
     for (int i = 0; i < keywords; ++i) {
         KeywordServer::Keyword keyword;
         keyword.path = name.arg(i);
@@ -382,11 +383,12 @@ void tst_BoundedSending::slowReader_isAnsweredPings()
         slow.send(RawClient::frame(1,
                                    "{\"cmd\":\"keyCreateOrUpdate\",\"payload\":{\"keyword\":\""
                                        + keyword.path.toUtf8() + "\"}}"));
-        if (i % 100 == 99) // as over a network, in pieces
+        if (i % 100 == 99) // in parts, as over a network
             QCoreApplication::processEvents();
     }
     slow.send(RawClient::frame(pingFrame, {}));
-    // What a link of 256 kbit/s carries within the seconds that a client waits for a pong is less.
+    // This is less than a connection with 256 kbit/s transfers in the time that a client waits for
+    // a pong.
     QTRY_VERIFY_WITH_TIMEOUT(countIn(slow.received, pongFrame) > 0 || slow.count > 400 * kibibyte,
                              60000);
     QCOMPARE(countIn(slow.received, pongFrame), 1);
@@ -395,7 +397,7 @@ void tst_BoundedSending::slowReader_isAnsweredPings()
     QTRY_COMPARE(countIn(slow.received, 1), keywords);
 }
 
-// It has answered, but nobody has read that.
+// The client has replied, but the reply has not been read.
 void tst_BoundedSending::reader_isNotDroppedWhenTheProgramWasBusy()
 {
     setLimits([](Limits &limits) { limits.stalledTime = 200ms; });
@@ -427,13 +429,13 @@ void tst_BoundedSending::flood_isDelayed()
     Reader other(sockets->url());
     QTRY_VERIFY(other.isConnected());
     other.create(1);
-    QTRY_VERIFY(other.events > 0); // served in between
+    QTRY_VERIFY(other.events > 0); // served between the commands
     QTRY_COMPARE_WITH_TIMEOUT(server->value(pathOf(0)).toInt(), 500, 30000);
     QVERIFY(server->statistics().delayedCommands > 0);
     QCOMPARE(server->sessionCount(), 2);
 }
 
-// Each command may ask for another answer: there would be no limit to what waits.
+// Each command may cause another reply, so the pending data would be unlimited.
 void tst_BoundedSending::commands_waitWhileAnswersDo()
 {
     declare(1000);
@@ -457,7 +459,8 @@ void tst_BoundedSending::commands_waitWhileAnswersDo()
     QTRY_COMPARE_WITH_TIMEOUT(server->statistics().commands, quint64(count + 1), 60000);
 }
 
-// They are taken ahead of the answers, but each of them leaves a place that waits.
+// These commands are processed before the replies are sent, but each of them leaves a pending
+// entry.
 void tst_BoundedSending::repeatedCreates_wait()
 {
     declare(1000);
@@ -468,7 +471,7 @@ void tst_BoundedSending::repeatedCreates_wait()
     stalled.setReading(0);
     stalled.keeps = false;
     int round = 0;
-    while (server->statistics().sendingBytes < 32 * kibibyte) { // until it takes no more
+    while (server->statistics().sendingBytes < 32 * kibibyte) { // until the connection is full
         setAll(1000, ++round);
         QCoreApplication::processEvents();
     }
@@ -478,7 +481,7 @@ void tst_BoundedSending::repeatedCreates_wait()
         stalled.send(RawClient::frame(1, createOf(0)));
     Reader reader(sockets->url());
     QTRY_VERIFY(reader.isConnected());
-    for (int i = 1; i <= 100; ++i) { // meanwhile
+    for (int i = 1; i <= 100; ++i) { // in the meantime
         reader.create(1);
         QTRY_COMPARE(reader.events, i);
     }

@@ -33,7 +33,7 @@ private Q_SLOTS:
 void tst_DistinguishedName::parse_readsWhatIsOne_data()
 {
     QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<QString>("attributes"); // TYPE[value]
+    QTest::addColumn<QString>("attributes"); // in the form TYPE[value]
     const auto row = [](const char *text, const char *attributes) {
         QTest::newRow(text) << QByteArray(text) << q(attributes);
     };

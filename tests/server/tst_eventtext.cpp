@@ -91,7 +91,7 @@ void tst_EventText::text_isThatOfADocument()
     }
 }
 
-// Of all magnitudes, with few decimals and next to such a number.
+// Numbers of all magnitudes, with few decimals, and the numbers next to them.
 void tst_EventText::number_isThatOfADocument()
 {
     QRandomGenerator random(1);

@@ -32,9 +32,9 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr qint64 mebibyte = 1024 * 1024;
-constexpr qint64 most = 16 * mebibyte; // that one hostile session may cost
+constexpr qint64 most = 16 * mebibyte; // the limit for one hostile session
 
-// Bytes that are allocated; 0 where nobody tells.
+// The number of allocated bytes; 0 if it is not available.
 qint64 allocated()
 {
 #ifdef PELLIX_HAS_MALLINFO
@@ -53,7 +53,8 @@ QByteArray bytes(quint64 number, int count)
     return result;
 }
 
-// The beginning of a frame, with the mask 0: the first byte as it is, and the length as announced.
+// The beginning of a frame with the mask 0: the first byte is used unchanged, and the length is
+// that given.
 QByteArray header(int first, quint64 length)
 {
     QByteArray result(1, char(first));
@@ -94,7 +95,7 @@ QByteArray aggregateOf(const QByteArray &keyword, const QByteArrayList &children
                          + "\"],\"aggregation\":\"" + mode + '"');
 }
 
-// A client as it should be: it writes a keyword and waits until it is told the new value.
+// A correct client: it writes a keyword and waits for the event with the new value.
 class Neighbour
 {
 public:
@@ -118,7 +119,7 @@ public:
     {
         const QString value = QString::number(++number);
         if (!waitFor([this] { return !told.isEmpty(); }, 30000))
-            return false; // is not even connected
+            return false; // not connected
         socket.sendTextMessage(QString::fromUtf8(updateOf("/neighbour", value.toUtf8())));
         return waitFor([&] { return told.contains(q("\"value\":%1}").arg(value)); }, 30000);
     }
@@ -135,7 +136,8 @@ private:
 
 Q_DECLARE_METATYPE(std::function<QByteArray(int)>)
 
-// Clients that do as much harm as they can, each beside one that has to be served throughout.
+// Tests clients that do as much harm as possible, each next to one that must be served all the
+// time.
 class tst_HostileClients : public QObject
 {
     Q_OBJECT
@@ -177,7 +179,7 @@ private:
     bool listen(bool encrypted);
     bool listenForTiringClients();
     static void addAnswered();
-    KeywordSession *openSession() const // with limits
+    KeywordSession *openSession() const // its limits apply
     {
         return keywords->openSession({q("hostile"), q("127.0.0.1"), q("*")});
     }
@@ -187,13 +189,13 @@ private:
     std::unique_ptr<KeywordServer> keywords;
     std::unique_ptr<WebSocketKeywordServer> listener;
     std::unique_ptr<Neighbour> neighbour;
-    qint64 before = 0; // allocated
-    qint64 peak = 0; // allocated besides, while a client pours
+    qint64 before = 0; // bytes allocated before the test
+    qint64 peak = 0; // additional bytes allocated while a client sends
 };
 
 void tst_HostileClients::initTestCase()
 {
-    // It says whom it drops, which is nearly everybody here.
+    // The server logs dropped clients, which are frequent here.
     QLoggingCategory::setFilterRules(q("pellixclient.server.websocketserver=false"));
 }
 
@@ -230,7 +232,7 @@ bool tst_HostileClients::listen(bool encrypted)
     return neighbour->isServed();
 }
 
-// They look for something in a thousand levels that they may not read.
+// Their commands search a thousand levels that they must not read.
 bool tst_HostileClients::listenForTiringClients()
 {
     for (int i = 0; i < 5000; ++i) {
@@ -244,7 +246,7 @@ bool tst_HostileClients::listenForTiringClients()
         && listener->setIdentification(identification) && listen(false);
 }
 
-// Commands whose answers wait, in as many ways as there are.
+// Commands whose replies are pending, of all kinds.
 void tst_HostileClients::addAnswered()
 {
     QTest::addColumn<std::function<QByteArray(int)>>("command");
@@ -270,12 +272,13 @@ qint64 tst_HostileClients::costs() const
     return allocated() - before;
 }
 
-// Sends what there is to send as fast as the server takes it, until so many bytes are sent, the
-// connection has ended or the server takes nothing any more. The neighbour is asked meanwhile.
+// Sends data as fast as the server accepts it, until the given number of bytes has been sent, the
+// connection is closed, or the server accepts no more. Meanwhile, checks that the neighbor is
+// served.
 void tst_HostileClients::pour(RawClient *client, const std::function<QByteArray(int)> &data,
                               qint64 total)
 {
-    constexpr qint64 ahead = 256 * 1024; // that the client holds itself
+    constexpr qint64 ahead = 256 * 1024; // bytes buffered by the client itself
     const auto waiting = [client] {
         return client->socket.bytesToWrite() + client->socket.encryptedBytesToWrite();
     };
@@ -335,7 +338,7 @@ void tst_HostileClients::handshake_thatNeverEnds()
     QTRY_COMPARE_WITH_TIMEOUT(listener->droppedHandshakes(),
                               quint64(clients - listener->maximumHandshakes()), 30000);
     QVERIFY(neighbour->isServed());
-    Neighbour another(listener->url()); // which takes the place of the oldest
+    Neighbour another(listener->url()); // it replaces the oldest one
     QVERIFY(another.isServed());
     QCOMPARE(listener->clientCount(), 2);
 }
@@ -433,7 +436,8 @@ void tst_HostileClients::flood_costsLittleMemory()
     QVERIFY2(peak < most, qPrintable(QString::number(peak)));
 }
 
-// A few commands that take the server long: the keywords that it looks through for each of them.
+// A few commands that take the server a long time, because it searches many keywords for each of
+// them.
 void tst_HostileClients::flood_leavesTimeForOthers()
 {
     QVERIFY(listenForTiringClients());
@@ -459,12 +463,12 @@ void tst_HostileClients::flood_isNotAnsweredWhenItsClientGoes()
     for (int i = 0; i < commands; ++i)
         hostile.send(frame(commandOf("keyIndex", {})));
     hostile.send(frame(updateOf("/p/a", "77")));
-    hostile.socket.disconnectFromHost(); // once all is sent
+    hostile.socket.disconnectFromHost(); // when all data has been sent
     QTRY_COMPARE_WITH_TIMEOUT(listener->clientCount(), 1, 30000);
     QVERIFY(neighbour->isServed());
     QVERIFY(keywords->statistics().events < before + commands / 2);
     QTRY_COMPARE_WITH_TIMEOUT(keywords->value(q("/p/a")).toInt(), 77,
-                              30000); // nothing that was written is lost
+                              30000); // no write is lost
 }
 
 void tst_HostileClients::stalledReader_costsLittleMemory_data()
@@ -489,7 +493,7 @@ void tst_HostileClients::pausedSession_costsLittleMemory_data()
     addAnswered();
 }
 
-// As a transport does it that has no room: it goes on until too much waits.
+// Behaves like a transport without space: it continues until too much data is pending.
 void tst_HostileClients::pausedSession_costsLittleMemory()
 {
     QFETCH(std::function<QByteArray(int)>, command);
@@ -560,7 +564,7 @@ void tst_HostileClients::undecidedWrites_ofThoseWhoLeaveCostLittleMemory()
     QCOMPARE(requests.size(), std::size_t(1));
 }
 
-// However many wait for the same keyword: four times as many take four times as long.
+// Four times as many writes for the same keyword take about four times as long.
 void tst_HostileClients::undecidedWrites_areDecidedQuickly()
 {
     std::vector<WriteRequest> requests;
@@ -592,13 +596,13 @@ void tst_HostileClients::manyCreates_areAllAnswered()
 #ifdef QT_NO_DEBUG
     constexpr int count = 1000000;
 #else
-    constexpr int count = 200000; // it takes its time
+    constexpr int count = 200000; // takes some time
 #endif
     for (int i = 0; i < count; ++i)
         session->receive(createOf("/plant/" + QByteArray::number(i)));
     QCOMPARE(answers, count);
     const Statistics statistics = keywords->statistics();
-    const int watched = int(statistics.watchedKeywords) - 1; // the neighbour has one
+    const int watched = int(statistics.watchedKeywords) - 1; // the neighbor has one subscription
     QVERIFY(watched > 1000 && watched <= keywords->limits().watchedKeywords);
     QCOMPARE(statistics.refusedCreates, quint64(count - watched));
     QVERIFY2(costs() < most, qPrintable(QString::number(costs())));
@@ -616,7 +620,7 @@ void tst_HostileClients::longPaths_areAnswered_data()
     QTest::newRow("labels") << QByteArray("/Label").repeated(50000);
 }
 
-// With a role whose patterns have to look at each level.
+// With a role whose patterns must be compared with each level.
 void tst_HostileClients::longPaths_areAnswered()
 {
     QFETCH(QByteArray, path);
@@ -641,7 +645,7 @@ void tst_HostileClients::longPaths_areAnswered()
     for (const QByteArray &command : commands) {
         hostile.received.clear();
         hostile.send(frame(command));
-        QTRY_VERIFY_WITH_TIMEOUT(hostile.received.endsWith("}}"), 30000); // the end of its answer
+        QTRY_VERIFY_WITH_TIMEOUT(hostile.received.endsWith("}}"), 30000); // the end of the reply
         QVERIFY(neighbour->isServed());
     }
     QCOMPARE(listener->clientCount(), 2);
@@ -740,7 +744,7 @@ void tst_HostileClients::aggregates_areAnswered()
     QVERIFY(neighbour->isServed());
 }
 
-// Each is formed once for a change, however many are formed over it.
+// Each aggregate is computed once per change, regardless of the number of aggregates over it.
 void tst_HostileClients::aggregates_overAllOthersAreQuick()
 {
     constexpr int layers = 3;
@@ -766,7 +770,7 @@ void tst_HostileClients::aggregates_overAllOthersAreQuick()
     QVERIFY2(nested < 10 * flat, qPrintable(q("%1 times").arg(nested / flat)));
 }
 
-// Their session is told the newest values, and not each one in between.
+// The session receives the newest values, but not all values in between.
 void tst_HostileClients::aggregates_areFormedLaterWhenTheyAreTooMany()
 {
     const std::unique_ptr<KeywordSession> session(openSession());
@@ -790,11 +794,11 @@ void tst_HostileClients::aggregates_areFormedLaterWhenTheyAreTooMany()
     session->receive(commandOf("keyDestroy", "\"keyword\":\"/agg/19\""));
     for (int i = 1; i <= 100; ++i)
         keywords->setValue(q("/p/a"), -i);
-    keywords->clear(); // while some wait
+    keywords->clear(); // while some are pending
     QTest::qWait(0);
 }
 
-// What may not be read any more is not told from before.
+// Values that the role must no longer read are not sent later.
 void tst_HostileClients::aggregates_areFormedAtOnceWhenTheRoleChanges()
 {
     QVERIFY(keywords->setRole({q("guest"), {q("/p/*")}, {}}));
@@ -816,7 +820,7 @@ void tst_HostileClients::aggregates_areFormedAtOnceWhenTheRoleChanges()
     QCOMPARE(told.count("\"value\":"), 20);
 }
 
-// Two connections to two addresses of the server may come from the same port.
+// Two connections to different addresses of the server may use the same client port.
 void tst_HostileClients::samePort_ofTwoClientsIsNoConfusion()
 {
     ClientIdentification identification;

@@ -129,7 +129,7 @@ void tst_KeywordServer::create_answersAndFollows()
                         R"("value":41.5}})"));
     server->setValue(q("/p/level"), 50.0);
     QCOMPARE(peer.taken(), q("/p/level=50 coc-"));
-    peer.create("/p/level"); // again: answered again, not followed twice
+    peer.create("/p/level"); // another reply, but only one subscription
     QCOMPARE(peer.taken(), q("/p/level=50 coc-"));
     server->setState(q("/p/level"), true, false, true, true);
     QCOMPARE(peer.taken(), q("/p/level=50 c-ce"));
@@ -202,7 +202,7 @@ void tst_KeywordServer::update_setsValueAndStateAtOnce()
     client.create("/p/count");
     client.taken();
     const auto has = [&](char flag) { return state.contains(QLatin1Char(flag)); };
-    // The letter of two flags is the same.
+    // Two flags have the same letter.
     const KeywordServer::State flags {state.startsWith(QLatin1Char('c')), has('o'),
                                       state.at(2) == QLatin1Char('c'), has('e')};
     QCOMPARE(server->update(path, value, flags), taken);
@@ -247,7 +247,7 @@ void tst_KeywordServer::destroy_endsTheSubscription()
     peer.command("keyDestroy", R"({"keyword":"/never"})");
     server->setValue(q("/p/count"), 4);
     QCOMPARE(peer.taken(), QString());
-    QCOMPARE(server->value(q("/p/count")).toInt(), 4); // only the interest is gone
+    QCOMPARE(server->value(q("/p/count")).toInt(), 4); // only the subscription has ended
 }
 
 void tst_KeywordServer::leaving_endsSubscriptionsAndAggregates()
@@ -328,7 +328,7 @@ void tst_KeywordServer::update_togglesABool()
     peer.update("/p/on", "true", true);
     peer.taken();
     QSignalSpy written(server.get(), &KeywordServer::valueWritten);
-    peer.update("/p/on", "false", true); // by nothing
+    peer.update("/p/on", "false", true); // no toggle
     QCOMPARE(peer.taken(), QString());
     QCOMPARE(written.count(), 1);
     QCOMPARE(server->value(q("/p/on")), QVariant(true));
@@ -374,7 +374,7 @@ void tst_KeywordServer::update_refusesWhatDoesNotFit()
     other.taken();
     writer.update(qPrintable(path), qPrintable(value), relative);
     QCOMPARE(writer.taken(), q("%1=%2").arg(path, event));
-    QCOMPARE(other.taken(), QString()); // only the writer is told
+    QCOMPARE(other.taken(), QString()); // only the writer gets a reply
 }
 
 void tst_KeywordServer::update_refusesASumBeyondNumbers()
@@ -400,7 +400,7 @@ void tst_KeywordServer::update_refusalDoesNotLast()
     peer.taken();
     peer.update("/p/count", "\"x\"");
     QCOMPARE(peer.taken(), q("/p/count=3 coce"));
-    peer.update("/p/count", "3"); // good, though no change
+    peer.update("/p/count", "3"); // accepted, although unchanged
     QCOMPARE(peer.taken(), q("/p/count=3 coc-"));
     peer.update("/p/count", "3");
     QCOMPARE(peer.taken(), QString());
@@ -447,7 +447,7 @@ void tst_KeywordServer::label_isNewWhenItIsAskedForAgain()
         R"({"keyword":"/agg","children":["/p/count/Label"],"aggregation":"eql"})";
     for (const char *label : {"one", "two"}) {
         server->setLabel(q("/p/count"), q(label));
-        peer.command("keyCreateOrUpdate", over); // before anybody watches it itself
+        peer.command("keyCreateOrUpdate", over); // before a subscription to the label itself
         peer.taken();
         peer.create("/p/count/Label");
         QCOMPARE(peer.taken(), q("/p/count/Label=\"%1\" coc-").arg(q(label)));
@@ -500,7 +500,7 @@ void tst_KeywordServer::aggregate_followsItsChildren()
     QCOMPARE(peer.taken(), q("/agg=30 ----"));
     server->setValue(q("/p/m/t1"), 50.0);
     QCOMPARE(peer.taken(), q("/agg=50 ----"));
-    server->setValue(q("/p/m/t2"), 31.0); // changes nothing about the greatest
+    server->setValue(q("/p/m/t2"), 31.0); // does not affect the maximum
     QCOMPARE(peer.taken(), QString());
     server->declare(keyword("/p/new", "double", 5.0));
     QCOMPARE(peer.taken(), q("/agg=50 coc-"));
@@ -509,7 +509,7 @@ void tst_KeywordServer::aggregate_followsItsChildren()
     server->remove(q("/p/new"));
     QCOMPARE(peer.taken(), q("/agg=50 ----"));
     peer.update("/agg", "1");
-    QCOMPARE(peer.taken(), q("/agg=50 ---e")); // nobody writes an aggregate
+    QCOMPARE(peer.taken(), q("/agg=50 ---e")); // aggregates cannot be written
 }
 
 void tst_KeywordServer::aggregate_overAggregatesAndItself()
@@ -525,14 +525,15 @@ void tst_KeywordServer::aggregate_overAggregatesAndItself()
     peer.command("keyCreateOrUpdate",
                  R"({"keyword":"/me","children":["/me","/p/m/t1"],"aggregation":"sum"})");
     QVERIFY(peer.taken().startsWith(q("/me=")));
-    server->setValue(q("/p/m/t1"), 11.0); // ends
+    server->setValue(q("/p/m/t1"), 11.0); // must not recurse forever
 }
 
 void tst_KeywordServer::aggregate_overManyPathsIsQuick()
 {
     Client peer(server.get());
     const auto level = [](int i) { return i ? q("/agg/%1").arg(i) : q("/p/count"); };
-    // Each names the one below twice: 2 to the power of 60 ways lead down to the value.
+    // Each aggregate has the previous one twice as a child, so there are 2 to the power of 60 paths
+    // to the value.
     for (int i = 1; i <= 60; ++i) {
         peer.command("keyCreateOrUpdate",
                      qPrintable(q(R"({"keyword":"%1","children":["%2","%2"],"aggregation":"max"})")
@@ -574,7 +575,7 @@ void tst_KeywordServer::aggregate_canBeChanged()
     QCOMPARE(client.taken(), q("agg=10 coc- | /over=10 coc- | /agg=10 coc-"));
     server->setValue(q("/p/m/t3"), 1.0);
     QCOMPARE(client.taken(), q("/agg=1 coc- | agg=1 coc- | /over=1 coc-"));
-    server->setValue(q("/p/m/t2"), 1.0); // no child any more
+    server->setValue(q("/p/m/t2"), 1.0); // no longer a child
     QCOMPARE(client.taken(), QString());
 }
 
@@ -595,7 +596,7 @@ void tst_KeywordServer::aggregate_belongsToItsSession()
     second.session.reset();
     server->setValue(q("/p/m/t1"), 100.0);
     QCOMPARE(first.taken(), q("/agg=100 coc-"));
-    QCOMPARE(third.taken(), QString()); // learns nothing of any of this
+    QCOMPARE(third.taken(), QString()); // is not affected
 }
 
 void tst_KeywordServer::index_listsOneLevel_data()
@@ -616,7 +617,7 @@ void tst_KeywordServer::index_listsOneLevel()
     QFETCH(QString, query);
     QFETCH(QString, names);
     Client watcher(server.get());
-    watcher.create("/watched/only"); // interest alone lists nothing
+    watcher.create("/watched/only"); // a subscription alone does not list the keyword
     Client peer(server.get());
     peer.command("keyIndex", qPrintable(q(R"({%1"access":"N","uuid":"{x}"})").arg(query)));
     QCOMPARE(peer.taken(), names);
@@ -667,7 +668,7 @@ void tst_KeywordServer::remove_tellsTheWatchers()
     for (const char *rest : {"/p/m/t2", "/p/m/t3"})
         server->remove(q(rest));
     peer.command("keyIndex", R"({"factory":"p","type":"bool"})");
-    QCOMPARE(peer.taken(), q("/p/on")); // the empty level is gone, too
+    QCOMPARE(peer.taken(), q("/p/on")); // the empty level has been removed, too
 }
 
 void tst_KeywordServer::clear_forgetsEverything()
@@ -680,7 +681,7 @@ void tst_KeywordServer::clear_forgetsEverything()
     QCOMPARE(server->sessionCount(), 1);
     server->declare(keyword("/p/count", "int", 1));
     server->setValue(q("/p/count"), 2);
-    QCOMPARE(peer.taken(), QString()); // the subscription is forgotten
+    QCOMPARE(peer.taken(), QString()); // the subscription has been removed
     peer.create("/p/count");
     QCOMPARE(peer.taken(), q("/p/count=2 coc-"));
 }
@@ -762,7 +763,8 @@ void tst_KeywordServer::serverFirst_sessionsAnswerNothing()
     QCOMPARE(peer.taken(), QString());
 }
 
-// 100 000 keywords: changing one that nobody watches, and one that is watched, finds only its own.
+// 100 000 keywords: a change of one of them, with or without subscribers, only affects its own
+// data.
 void tst_KeywordServer::manyKeywords_costNothingPerChange()
 {
     KeywordServer many;

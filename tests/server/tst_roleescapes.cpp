@@ -16,7 +16,7 @@ using namespace pellix::server;
 
 namespace {
 
-// What nobody but full rights may be told: no other value, label or path has any of it.
+// Secrets that only full rights may read. They occur in no other value, label, or path.
 constexpr int secretNumber = 86753091;
 const char *const secretText = "HIDDEN";
 
@@ -39,8 +39,8 @@ QByteArray over(const char *spelling, const char *mode, const char *path = "/x")
 
 } // namespace
 
-// Over real sockets, with two tokens: a guest, who may not read what is below /secret and /dev,
-// tries whatever there is to try, next to somebody with full rights who is told all of it.
+// Over real sockets, with two tokens: a guest, who must not read anything below /secret and /dev,
+// tries all possibilities, next to a client with full rights, who receives all of it.
 class tst_RoleEscapes : public QObject
 {
     Q_OBJECT
@@ -62,7 +62,7 @@ private:
         QByteArray frame = RawClient::frame(1, command);
         client->send(frame);
     }
-    // Answered last of all that was asked before.
+    // The reply arrives after those of all earlier requests.
     static bool isServed(RawClient *client)
     {
         static int number = 0;
@@ -132,7 +132,7 @@ std::unique_ptr<RawClient> tst_RoleEscapes::open(const QByteArray &token)
 void tst_RoleEscapes::guest_isToldNothing_data()
 {
     QTest::addColumn<QByteArray>("asked");
-    QTest::addColumn<bool>("ownerIsTold"); // by the same command
+    QTest::addColumn<bool>("ownerIsTold"); // whether the same command gives it to the owner
     for (const char *spelling :
          {"/secret/a", "secret/a", "/secret/a/", "//secret//a", "/secret#a", "#secret#a#",
           "secret#a", "/#secret/#a", "/secret/a/Label", "secret#a#Label", "/secret/Label",
@@ -188,7 +188,7 @@ void tst_RoleEscapes::guest_isToldNothing()
     const QByteArray atFirst = guest->received;
     change();
     for (RawClient *client : {guest.get(), owner.get()}) {
-        send(client, asked); // and once more, as it is then
+        send(client, asked); // repeated in the resulting state
         QVERIFY(isServed(client));
     }
     QVERIFY2(!holdsASecret(guest->received), guest->received.constData());
@@ -196,7 +196,7 @@ void tst_RoleEscapes::guest_isToldNothing()
         QVERIFY2(holdsASecret(owner->received), owner->received.constData());
     QVERIFY(!guest->received.contains("\"name\":\"/secret"));
     QVERIFY(!guest->received.contains("\"name\":\"/dev/1/temp\""));
-    QCOMPARE(keywords->value(q("/secret/a")).toInt(), secretNumber + 1); // also not changed
+    QCOMPARE(keywords->value(q("/secret/a")).toInt(), secretNumber + 1); // was not changed either
 }
 
 void tst_RoleEscapes::guest_changesNothing_data()
@@ -236,7 +236,7 @@ void tst_RoleEscapes::guest_changesNothing()
     QVERIFY(!holdsASecret(guest->received));
 }
 
-// An aggregate belongs to its session and its rights, whatever others form under the same name.
+// An aggregate belongs to its session and its rights, even if other sessions use the same name.
 void tst_RoleEscapes::sameName_isNoSameSession()
 {
     const auto guest = open(guestToken);

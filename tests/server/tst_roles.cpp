@@ -10,7 +10,7 @@ using namespace pellix::server;
 
 namespace {
 
-// What a client finds at a level, as "name:type name:type".
+// The children of a level that a client can list, as "name:type name:type".
 QString listed(Client &client, const char *level)
 {
     const QStringList parts = q(level).split(QLatin1Char('/'), Qt::SkipEmptyParts);
@@ -189,7 +189,7 @@ void tst_Roles::unreadable_isAnsweredAsNotKnown()
 
     const QString unknown = QString(spelling).replace(q("code"), q("none"));
     client.create(qPrintable(unknown));
-    QCOMPARE(client.taken(), unknown + q("=null --c-")); // the same
+    QCOMPARE(client.taken(), unknown + q("=null --c-")); // the same event
 }
 
 void tst_Roles::unreadable_isNotTold()
@@ -226,7 +226,7 @@ void tst_Roles::level_isListedIfItLeadsToSomething()
     QCOMPARE(listed(client, "plant"), q("/plant/tank2"));
     server->remove(q("/plant/tank2/secret/code"));
     QCOMPARE(listed(client, ""), q(""));
-    // A level that is a keyword which may not be read shows no type.
+    // A level that is also an unreadable keyword has no type.
     server->declare(keyword("/hidden", "int", 1));
     server->declare(keyword("/hidden/code", "int", 1));
     QCOMPARE(listed(client, ""), q("/hidden"));
@@ -336,7 +336,7 @@ void tst_Roles::role_canBeRemoved()
     QCOMPARE(client.taken(), q("/plant/tank1/level=null --c-"));
 }
 
-// The time for a comparison must not double with each pair of stars.
+// The time for a comparison must not double with each pair of wildcards.
 void tst_Roles::manyStars_areQuick()
 {
     QString pattern, path;

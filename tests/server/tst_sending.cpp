@@ -99,7 +99,7 @@ void tst_Sending::paused_countsWhatIsAskedForAgain()
     client.session->pause();
     client.create("/p/a");
     client.create("/p/b");
-    QCOMPARE(client.session->waitingBytes(), qint64(0)); // each keyword once is no more than that
+    QCOMPARE(client.session->waitingBytes(), qint64(0)); // one value per keyword does not count
     for (int i = 0; i < 1000; ++i)
         client.create("/p/a");
     QVERIFY(client.session->waitingBytes() > 1000);
@@ -108,7 +108,7 @@ void tst_Sending::paused_countsWhatIsAskedForAgain()
     QCOMPARE(client.session->waitingBytes(), qint64(0));
 }
 
-// A refusal carries the value of its moment. What changed after it is told after it.
+// A refusal contains the value at its time. Later changes are sent after it.
 void tst_Sending::paused_refusalIsNotTheLastWord()
 {
     server->setWriteCheck(q("/p/a"), [](const QVariant &) { return false; });
@@ -326,14 +326,14 @@ void tst_Sending::limit_ofMemory()
     const QString name(1000, QLatin1Char('x'));
     for (int i = 0; i < 1000; ++i)
         client.create(qPrintable(q("/%1%2").arg(name).arg(i)));
-    QCOMPARE(client.seen.size(), 1000); // each is answered
+    QCOMPARE(client.seen.size(), 1000); // each command gets a reply
     QVERIFY(server->statistics().refusedCreates > 900);
     QVERIFY(server->statistics().memoryBytes < 400 * 1024);
     client.session.reset();
     QVERIFY(server->statistics().memoryBytes < 10 * 1024);
 }
 
-// Also those of a keyword that is watched already, and the names of their children.
+// Includes aggregates of keywords that are already watched, and the names of their children.
 void tst_Sending::limit_ofMemoryCountsAggregates()
 {
     Limits limits = server->limits();
@@ -354,7 +354,7 @@ void tst_Sending::limit_ofMemoryCountsAggregates()
                                       .arg(i)
                                       .arg(children.join(QLatin1Char(',')))));
     }
-    QCOMPARE(client.seen.size(), 100); // each is answered
+    QCOMPARE(client.seen.size(), 100); // each command gets a reply
     QVERIFY(server->statistics().refusedCreates > 90);
     QVERIFY(server->statistics().memoryBytes < 600 * 1024);
     client.session.reset();
@@ -367,7 +367,7 @@ void tst_Sending::limit_ofMemoryCountsNothingThatWasLetGo()
     limits.sessionBytes = 20 * 1024;
     server->setLimits(limits);
     Client client(server.get(), "*");
-    client.create("/p/a"); // stays
+    client.create("/p/a"); // is kept
     for (int i = 0; i < 1000; ++i) {
         client.create(qPrintable(q("/unknown/%1").arg(i)));
         client.command("keyCreateOrUpdate",
@@ -394,7 +394,7 @@ void tst_Sending::limit_ofAggregatedKeywords()
     QCOMPARE(client.taken(), q("/x=3 coc-"));
     client.command("keyCreateOrUpdate",
                    R"({"keyword":"/x","children":["/p/a","/p/b","/p/c"],"aggregation":"sum"})");
-    QCOMPARE(client.taken(), q("/x=3 coc-")); // as it is
+    QCOMPARE(client.taken(), q("/x=3 coc-")); // unchanged
 }
 
 void tst_Sending::limit_ofListedKeywords()
@@ -414,7 +414,7 @@ void tst_Sending::limit_ofKeywords()
     limits.keywords = 3;
     server->setLimits(limits);
     QVERIFY(!server->declare(keyword("/p/d", "int", 4)));
-    QVERIFY(server->declare(keyword("/p/a", "int", 4))); // is there already
+    QVERIFY(server->declare(keyword("/p/a", "int", 4))); // it exists already
     QCOMPARE(server->keywordCount(), 3);
     QCOMPARE(server->statistics().refusedDeclarations, quint64(1));
 }

@@ -44,7 +44,7 @@ QByteArray json(const QJsonValue &value)
     return array.mid(1, array.size() - 2);
 }
 
-// Keeps events as "keyword=value flags".
+// Records events as "keyword=value flags".
 class Client : public QObject
 {
 public:
@@ -137,7 +137,7 @@ public:
 };
 Q_DECLARE_METATYPE(Component)
 
-// One property of each type.
+// Has one property of each type.
 class Values : public QObject
 {
     Q_OBJECT
@@ -194,7 +194,7 @@ public:
     Q_DECLARE_FLAGS(Options, Option)
     Q_FLAG(Options)
 
-    // As moc takes no flags with MEMBER.
+    // moc does not support flags with MEMBER.
     Options flags() const { return options; }
     void setFlags(Options flags)
     {
@@ -244,7 +244,7 @@ Q_SIGNALS:
     void changed();
 };
 
-// What most of the tests serve.
+// The object that most of the tests serve.
 class Tank : public QObject
 {
     Q_OBJECT
@@ -290,7 +290,7 @@ private:
     double now = 41.5;
 };
 
-// Has properties in its base that change while it is being destroyed.
+// Has properties in its base class that change during its destruction.
 class Base : public QObject
 {
     Q_OBJECT
@@ -324,7 +324,7 @@ private:
     std::unique_ptr<QString> owned = std::make_unique<QString>(q("derived"));
 };
 
-// One of them is used by the code for the property, depending on the version of Qt.
+// The generated code of the property uses one of these operators, depending on the version of Qt.
 inline bool operator==(const Component &a, const Component &b)
 {
     return a.name == b.name;
@@ -334,7 +334,7 @@ inline bool operator!=(const Component &a, const Component &b)
     return !(a == b);
 }
 
-// Its changes cannot be followed.
+// Its properties have no change signals.
 class Silent : public QObject
 {
     Q_OBJECT
@@ -360,7 +360,7 @@ private:
     Q_OBJECT_BINDABLE_PROPERTY_WITH_ARGS(Bindable, int, data, 3)
 };
 
-// Some of its properties are of types that keywords do not carry.
+// Has properties of types that keywords do not support.
 class Lossy : public QObject
 {
     Q_OBJECT
@@ -377,7 +377,7 @@ Q_SIGNALS:
     void changed();
 };
 
-// Has a property of its base anew.
+// Redefines a property of its base class.
 class Shadow : public Base
 {
     Q_OBJECT
@@ -466,7 +466,7 @@ private Q_SLOTS:
     void qmlObject_isServed();
 
 private:
-    // What a handler may do.
+    // An action of a handler.
     void destroy(const QString &victim);
 
     std::unique_ptr<KeywordServer> server;
@@ -593,7 +593,7 @@ void tst_Serve::serve_refusesMoreThanTheLimit()
     QCOMPARE(server->keywordCount(), 3);
     QCOMPARE(server->statistics().refusedDeclarations, quint64(1));
 
-    // Those of the object that is replaced make room.
+    // The keywords of the replaced object make room.
     Pipe pipe;
     QVERIFY(server->serve(&pipe, q("/t")));
     QVERIFY(server->serve(&second, q("/t")));
@@ -963,7 +963,7 @@ void tst_Serve::notify_fromAnotherThread()
     QCOMPARE(server->value(q("/t/level")), QVariant(41.5));
     QTRY_COMPARE(server->value(q("/t/level")), QVariant(50.0));
 
-    // The object has gone by the time that it arrives.
+    // The object is destroyed before the change arrives.
     auto second = std::make_unique<Tank>();
     QVERIFY(server->serve(second.get(), q("/u")));
     std::thread late([&second] { Q_EMIT second->levelChanged(); });
@@ -1208,7 +1208,7 @@ void tst_Serve::serve_replacesAnObjectThatIsAlive()
     client.update("/t/level", "9");
     QCOMPARE(pipe.level, 9);
     QCOMPARE(tank.level(), 77.0);
-    client.update("/t/flow", "9"); // "R" again, and refused
+    client.update("/t/flow", "9"); // "R" again, so refused
     QCOMPARE(client.taken(), q("/t/flow=5 coce"));
 }
 
@@ -1227,7 +1227,7 @@ void tst_Serve::stopServing_removesTheKeywords()
     QCOMPARE(client.taken(), QString());
     QVERIFY(!server->stopServing(q("/t")));
 
-    // Also after the object has gone.
+    // Also after the object has been destroyed.
     auto second = std::make_unique<Tank>();
     QVERIFY(server->serve(second.get(), q("/t")));
     second.reset();
@@ -1250,7 +1250,7 @@ void tst_Serve::clear_endsServing()
     QVERIFY(!server->stopServing(q("/t")));
 }
 
-// By the program itself, in spite of the object.
+// Declared again by the application, although the object is served.
 void tst_Serve::keyword_declaredAnewKeepsItsType()
 {
     Tank tank;
@@ -1322,7 +1322,7 @@ void tst_Serve::hostile_objectGoes()
     client.taken();
     if (!inSlot)
         client.onEvent = act;
-    Q_EMIT tank->levelChanged(); // nothing to tell
+    Q_EMIT tank->levelChanged(); // no change
     if (victim)
         tank->setLevel(95);
     QVERIFY(isDone);
@@ -1414,7 +1414,7 @@ void tst_Serve::hostile_inTheGetterLater()
     };
     Client client(server.get());
     if (byWrite) {
-        tank->onWrite = [&] { tank->onRead = act; }; // from now on: the setter has returned
+        tank->onWrite = [&] { tank->onRead = act; }; // from now on, because the setter has returned
         client.update("/t/level", "95");
     } else {
         tank->onRead = act;
@@ -1474,7 +1474,7 @@ void tst_Serve::hostile_whileBound()
     QVERIFY(isDone);
 }
 
-// Counted rather than measured: one read of what changed, and one event.
+// Counts operations instead of time: one read of the changed property, and one event.
 void tst_Serve::manyObjects_costNothingPerChange()
 {
     std::vector<std::unique_ptr<Tank>> tanks;

@@ -72,8 +72,8 @@ const char *const moments[] = {"keywordRequested", "keywordReleased", "indexRequ
 
 } // namespace
 
-// Sessions that end in each way, in each state and inside of each signal. The sanitizers have the
-// last word; besides, nothing may be left.
+// Ends sessions in each way, in each state, and inside each signal. The sanitizers detect errors;
+// in addition, no objects may be left.
 class tst_SessionEnds : public QObject
 {
     Q_OBJECT
@@ -127,7 +127,7 @@ void tst_SessionEnds::init()
 void tst_SessionEnds::cleanup()
 {
     for (const WriteRequest &request : std::exchange(requests, {}))
-        request.accept(); // whoever wrote may be long gone
+        request.accept(); // the writer may have been destroyed long ago
     client.reset();
     listener.reset();
     keywords.reset();
@@ -208,7 +208,7 @@ bool tst_SessionEnds::bring(const QString &state)
     return waitFor([this] { return listener->clientCount() == 1; });
 }
 
-// More answers than it reads, and changes behind them.
+// More replies than the client reads, and changes after them.
 void tst_SessionEnds::fillQueue()
 {
     client->setReading(0);
@@ -267,7 +267,7 @@ void tst_SessionEnds::end(const QString &ending)
 void tst_SessionEnds::checkNothingIsLeft()
 {
     if (listener && client)
-        client->socket.abort(); // whoever is still there
+        client->socket.abort(); // if still connected
     if (listener) {
         QVERIFY(waitFor([this] { return listener->clientCount() == 0; }));
         QVERIFY(waitFor([this] { return listener->handshakeCount() == 0; }));
@@ -347,7 +347,7 @@ void tst_SessionEnds::ends_insideOfEachSignal()
     } else if (moment == q("write handler")) {
         keywords->setWriteHandler(q("/p/h"), [once](const WriteRequest &request) {
             const WriteRequest kept = request;
-            const auto ends = once; // the handler may be gone then
+            const auto ends = once; // the handler may have been replaced then
             ends();
             kept.accept();
         });

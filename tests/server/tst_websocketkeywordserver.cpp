@@ -38,7 +38,7 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// A WebSocket client without a library.
+// A WebSocket client that does not use the library.
 struct BareClient
 {
     explicit BareClient(const FaultyWebSocketServer &server)
@@ -178,11 +178,11 @@ void tst_WebSocketKeywordServer::listen_reportsAPortThatIsTaken()
     QVERIFY(second.errorString().isEmpty());
 }
 
-// Those for whom the system has no place try again after a second, and then after two.
+// Clients for which the system has no space retry after one second, and then after two.
 void tst_WebSocketKeywordServer::listen_letsManyConnectAtOnce()
 {
     std::vector<std::unique_ptr<QTcpSocket>> connections;
-    for (int i = 0; i < 300; ++i) { // while the server takes none
+    for (int i = 0; i < 300; ++i) { // while the server accepts no connection
         connections.push_back(std::make_unique<QTcpSocket>());
         connections.back()->connectToHost(QHostAddress::LocalHost, server->port());
         QVERIFY2(connections.back()->waitForConnected(), qPrintable(QString::number(i)));
@@ -241,7 +241,7 @@ void tst_WebSocketKeywordServer::silent_neitherAnswersNorPongs()
     silent.socket.ping();
     keywords->setValue(q("/p/a"), 5);
     BareClient late(*server);
-    // Another server on the same event loop answers meanwhile.
+    // Another server on the same event loop replies in the meantime.
     FaultyWebSocketServer other(keywords.get());
     QVERIFY(other.listen());
     BareClient witness(other);
@@ -373,7 +373,7 @@ void tst_WebSocketKeywordServer::event_comesBeforeWhatFollows()
     QCOMPARE(peer.last().value(q("value")).toInt(), 5);
 }
 
-// In each form that a frame has for its length, and beyond.
+// Tests each form of the length in a frame, and longer messages.
 void tst_WebSocketKeywordServer::messages_ofAnyLengthArriveWhole()
 {
     keywords->declare({q("/p/text"), q("string"), q("R"), QString(), q("")});
@@ -390,7 +390,7 @@ void tst_WebSocketKeywordServer::messages_ofAnyLengthArriveWhole()
     for (const qsizetype length : {200, 0xfffe, 0xffff, 0x10000, 0x10001, 1000000}) {
         const QString text(length - empty, QLatin1Char('x'));
         const QString umlaut = text.chopped(2) + QChar(0xe4);
-        for (const QString &value : {text, umlaut}) { // as many bytes
+        for (const QString &value : {text, umlaut}) { // text with the same number of bytes
             peer.texts.clear();
             keywords->setValue(q("/p/text"), value);
             keywords->setValue(q("/p/text"), q("end"));
@@ -495,7 +495,7 @@ void tst_WebSocketKeywordServer::libraryClient_comesBackFromEachFault()
     } else {
         server->setSilent(true);
         if (fault == q("silent for good"))
-            QTRY_VERIFY_WITH_TIMEOUT(!client.connected(), 16000); // found out by the keep-alive
+            QTRY_VERIFY_WITH_TIMEOUT(!client.connected(), 16000); // detected by the keep-alive
         server->setSilent(false);
     }
     if (!survives)
@@ -538,7 +538,7 @@ void tst_WebSocketKeywordServer::tls_servesThoseWhoTrustIt()
     server->setTls(testCertificate(), testKey());
     QVERIFY(server->listen());
     QCOMPARE(server->url().scheme(), q("wss"));
-    // A client takes the default configuration of the time when it is made.
+    // A client uses the default configuration at the time of its creation.
     const QSslConfiguration before = QSslConfiguration::defaultConfiguration();
     QSslConfiguration trusting = before;
     trusting.setCaCertificates({testCertificate()});
@@ -593,7 +593,7 @@ void tst_WebSocketKeywordServer::tls_takesNoKeyOfAnother()
     QVERIFY2(server->errorString().startsWith(q("the certificate cannot be used: ")),
              qPrintable(server->errorString()));
     QVERIFY(server->listen());
-    QCOMPARE(server->url().scheme(), q("wss")); // with the pair from before
+    QCOMPARE(server->url().scheme(), q("wss")); // with the previous certificate
     QVERIFY(server->setTls(QSslCertificate(), QSslKey()));
     QVERIFY(server->listen());
     QCOMPARE(server->url().scheme(), q("ws"));
@@ -660,7 +660,7 @@ void tst_WebSocketKeywordServer::stalledReader_isDropped()
     QCOMPARE(server->clientCount(), 1);
     QTRY_COMPARE(keywords->sessionCount(), 1);
     QVERIFY(sent > 16);
-    QVERIFY2(sent < 64, qPrintable(QString::number(sent))); // some of it in the system's buffers
+    QVERIFY2(sent < 64, qPrintable(QString::number(sent))); // some data is in the system buffers
     stalled.setReading(mebibyte);
     QTRY_VERIFY(!stalled.isConnected());
     QVERIFY(stalled.count <= qint64(sent) * (mebibyte + 16));
@@ -688,8 +688,8 @@ void tst_WebSocketKeywordServer::stalledReader_ofPongsIsDropped()
     QTRY_COMPARE(server->clientCount(), 0);
 }
 
-// The limit may be reached while the server tells of a change, or answers; its owner may then even
-// delete it.
+// The limit may be reached while the server sends an event or a reply. Its owner may even delete it
+// at this time.
 void tst_WebSocketKeywordServer::stalledReader_mayBeDroppedInsideOfAnything()
 {
     keywords->declare({q("/p/text"), q("string"), q("RW"), QString(), QString()});
@@ -730,7 +730,7 @@ void tst_WebSocketKeywordServer::slowReader_isServed()
     slow.setReading(64 * 1024);
     const qint64 before = slow.count;
 
-    // More than the limit in all, but never at a time.
+    // More than the limit in total, but never at once.
     constexpr int burst = 12 * mebibyte;
     for (int sent = 1; sent <= 4; ++sent) {
         server->sendBinary(QByteArray(burst, 'x'));
@@ -770,7 +770,7 @@ void tst_WebSocketKeywordServer::slowReader_getsAllThatItAskedFor()
     QCOMPARE(server->clientCount(), 1);
 }
 
-// In its connection, which then takes no more, and not in any amount of memory.
+// The commands wait in the connection, which accepts no more data, and not in memory of the server.
 void tst_WebSocketKeywordServer::slowReader_hasItsCommandsWait()
 {
     RawClient slow(server->url());
@@ -786,7 +786,7 @@ void tst_WebSocketKeywordServer::slowReader_hasItsCommandsWait()
 
     slow.send(commands);
     BareClient witness(*server);
-    for (int i = 1; i <= 20; ++i) { // meanwhile
+    for (int i = 1; i <= 20; ++i) { // in the meantime
         QTRY_VERIFY(witness.connected());
         witness.create("/p/b");
         QTRY_COMPARE(witness.texts.size(), i);
@@ -818,7 +818,7 @@ void tst_WebSocketKeywordServer::slowReader_hasItsCommandsTakenWhenItGoes()
 
 namespace {
 
-// The frames that a server has sent, none of which is long: the opcode and the payload of each.
+// The opcode and the payload of each frame from a server. No frame may be long.
 QList<std::pair<int, QByteArray>> framesIn(const QByteArray &sent)
 {
     QList<std::pair<int, QByteArray>> frames;
@@ -852,7 +852,7 @@ void tst_WebSocketKeywordServer::partingClient_getsItsAnswersFirst_data()
     addTransports();
 }
 
-// What it asks for in the very packet that closes the connection.
+// For requests in the same packet that closes the connection.
 void tst_WebSocketKeywordServer::partingClient_getsItsAnswersFirst()
 {
     QFETCH(bool, tls);
@@ -874,7 +874,7 @@ void tst_WebSocketKeywordServer::partingClient_getsItsAnswersFirst()
     QCOMPARE(frames.at(2).second, QByteArray::fromHex("03e9"));
     QTRY_COMPARE(server->clientCount(), 0);
     QTRY_COMPARE(keywords->sessionCount(), 0);
-    QCOMPARE(keywords->value(q("/p/a")).toInt(), 1); // behind the end of what it said
+    QCOMPARE(keywords->value(q("/p/a")).toInt(), 1); // the write after the close frame is ignored
 }
 
 void tst_WebSocketKeywordServer::partingClient_isAnsweredAsItCloses_data()
@@ -889,7 +889,7 @@ void tst_WebSocketKeywordServer::partingClient_isAnsweredAsItCloses_data()
     QTest::newRow("no such code") << closeFrame(2000) << 1002;
 }
 
-// The same with a question in the packet and without.
+// The same reply with and without a request in the packet.
 void tst_WebSocketKeywordServer::partingClient_isAnsweredAsItCloses()
 {
     QFETCH(QByteArray, frame);
@@ -913,8 +913,8 @@ void tst_WebSocketKeywordServer::partingClient_isAnsweredAsItCloses()
     QTRY_COMPARE(server->clientCount(), 0);
 }
 
-// One that reads nothing gets no answers, and one that asks for more than it may is not kept for
-// that.
+// A client that does not read gets no replies, and the connection of a client that sends too many
+// requests is not kept open for them.
 void tst_WebSocketKeywordServer::partingClient_isNotWaitedFor()
 {
     RawClient deaf(server->url());
@@ -925,7 +925,7 @@ void tst_WebSocketKeywordServer::partingClient_isNotWaitedFor()
     QTRY_COMPARE(deaf.socket.bytesToWrite(), qint64(0));
     deaf.socket.abort();
     QTRY_COMPARE(server->clientCount(), 0);
-    QCOMPARE(keywords->value(q("/p/a")).toInt(), 7); // what is written counts
+    QCOMPARE(keywords->value(q("/p/a")).toInt(), 7); // its write is executed
 
     Limits limits = keywords->limits();
     limits.commandsPerSecond = 1;
@@ -1064,7 +1064,7 @@ void tst_WebSocketKeywordServer::request_inPiecesIsGranted()
 void tst_WebSocketKeywordServer::origin_isKnownByItsForm_data()
 {
     QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("sent"); // by browsers; empty: it is no origin
+    QTest::addColumn<QString>("sent"); // as sent by browsers; empty: not an origin
     const auto row = [](const char *text, const char *sent) {
         QTest::newRow(text) << q(text) << q(sent);
     };
@@ -1151,7 +1151,7 @@ void tst_WebSocketKeywordServer::unfinishedHandshake_isNotDroppedInSilence()
     RawClient early(server->url());
     QTRY_COMPARE(early.socket.state(), QAbstractSocket::ConnectedState);
     RawClient next(server->url());
-    QVERIFY(next.open()); // so the one before it is accepted
+    QVERIFY(next.open()); // so the previous one has been accepted
     server->setSilent(true);
     RawClient late(server->url());
     FaultyWebSocketServer other(keywords.get());
@@ -1175,7 +1175,7 @@ void tst_WebSocketKeywordServer::finishedHandshake_isNotDropped()
     QCOMPARE(server->clientCount(), 1);
 }
 
-// Neither the refused and dropped connections nor those that came and went.
+// Neither refused and dropped connections nor closed ones leave anything behind.
 void tst_WebSocketKeywordServer::refusedConnections_leaveNothing()
 {
     const auto descriptors = [] {

@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// A device that does something else whenever a line comes.
+// A device that calls a function whenever a line is written.
 class Device : public QIODevice
 {
 public:
@@ -73,7 +73,7 @@ private Q_SLOTS:
     void audit_hasALineForEachWrite();
 
 private:
-    // Keeps requests to /p/v, a double with the value 10.
+    // Stores requests to /p/v, a double with the value 10.
     void keepRequests(bool assumed = false)
     {
         KeywordServer::Keyword value = keyword("/p/v", "double", 10.0);
@@ -200,8 +200,8 @@ void tst_Writes::accepted_asReportedEndsARefusal()
     QCOMPARE(writer.taken(), q("/p/v=10 coc-"));
 }
 
-// An event that has come since then has ended it, as when a device reports before the write is
-// accepted.
+// An event that has been sent in the meantime has ended the refusal, such as when a device reports
+// a value before the write is accepted.
 void tst_Writes::accepted_endsARefusalOnce()
 {
     keepRequests();
@@ -215,7 +215,7 @@ void tst_Writes::accepted_endsARefusalOnce()
     QCOMPARE(writer.taken(), q("/p/v=26 coc-"));
     requests[1].acceptAsReported();
     QCOMPARE(writer.taken(), QString());
-    // Under a name that is not watched, no event comes but the answer.
+    // For a name without a subscription, the reply is the only event.
     writer.update("p#v", "27");
     requests[2].refuse();
     QCOMPARE(writer.taken(), q("p#v=26 coce"));
@@ -265,7 +265,7 @@ void tst_Writes::refused_isToldToTheWriterAlone()
     requests[0].refuse(q("the valve is stuck"));
     QCOMPARE(writer.taken(), q("/p/v=10 coce"));
     QCOMPARE(other.taken(), QString());
-    // The next one is answered, though it changes nothing.
+    // The next write gets a reply, although it does not change the value.
     writer.update("/p/v", "10");
     requests[1].accept();
     QCOMPARE(writer.taken(), q("/p/v=10 coc-"));
@@ -306,7 +306,7 @@ void tst_Writes::first_decisionCounts()
     copy.accept();
     requests[0].refuse();
     requests[0].accept(99.0);
-    QCOMPARE(client.taken(), QString()); // it does not watch the keyword
+    QCOMPARE(client.taken(), QString()); // it is not subscribed to the keyword
     QCOMPARE(server->value(q("/p/v")), QVariant(25.0));
     QCOMPARE(server->statistics().refusedWrites, quint64(0));
 }
@@ -344,10 +344,10 @@ void tst_Writes::notDecided_timesOut()
     QTRY_COMPARE(client.seen.size(), 2);
     QCOMPARE(client.taken(), q("/p/v=10 coce | /p/v=10 coce"));
     QCOMPARE(server->statistics().timedOutWrites, quint64(2));
-    requests[0].accept(); // too late
+    requests[0].accept(); // after the timeout
     QCOMPARE(client.taken(), QString());
     QCOMPARE(server->value(q("/p/v")), QVariant(10.0));
-    client.update("/p/v", "27"); // the timer goes on
+    client.update("/p/v", "27"); // the timer continues
     QTRY_COMPARE(client.seen.size(), 1);
 }
 
@@ -447,7 +447,7 @@ void tst_Writes::keyword_mayBeRemovedMeanwhile()
     QCOMPARE(client.taken(), q("/p/v=null --ce"));
     server->declare(keyword("/p/v", "string", q("text")));
     client.taken();
-    requests[1].accept(); // a number is no text
+    requests[1].accept(); // a number does not fit a string
     QCOMPARE(client.taken(), q("/p/v=\"text\" coce"));
     client.update("/p/n", "5");
     server->clear();
@@ -508,7 +508,7 @@ void tst_Writes::handler_mayDeleteAnything()
         else if (deleted == q("server"))
             server.reset();
         else
-            server->setWriteHandler(q("/p/v"), {}); // and what it captured
+            server->setWriteHandler(q("/p/v"), {}); // destroys its captures
         if (accept)
             kept.accept();
         else

@@ -27,7 +27,7 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// Writes as a client does.
+// Writes a keyword like a client.
 void write(KeywordServer &server, const char *keyword, const char *value)
 {
     const std::unique_ptr<KeywordSession> session(server.openSession());
@@ -83,7 +83,7 @@ void tst_Scenes::json_declaresItsKeywords()
     QVERIFY(server.value(q("/p/c")).toMap().contains(q("x")));
     write(server, "/p/a", "4");
     QCOMPARE(server.value(q("/p/a")), QVariant(4));
-    write(server, "/p/b", "true"); // "R" by default
+    write(server, "/p/b", "true"); // refused, because the default is "R"
     QCOMPARE(server.value(q("/p/b")), QVariant(false));
 }
 
@@ -333,7 +333,7 @@ void tst_Scenes::telemetry_showsThisMachine()
     scene.start();
     QCOMPARE(server.value(q("/machine/host/name")).toString(), QSysInfo::machineHostName());
 
-    // The same figures as the kernel's own files
+    // The values are those of the kernel's own files
     QFile uptime(q("/proc/uptime"));
     QVERIFY(uptime.open(QIODevice::ReadOnly));
     const double seconds = uptime.readAll().split(' ').constFirst().toDouble();
@@ -350,7 +350,7 @@ void tst_Scenes::telemetry_showsThisMachine()
 
 namespace {
 
-// The kernel's files of a machine of its own, of which the counters grow when it is told so.
+// Simulated files of the kernel, whose counters grow on request.
 struct Machine
 {
     Machine() : server(), scene(&server), session(server.openSession())
@@ -449,7 +449,7 @@ void tst_Scenes::telemetry_readsTheFilesThatItIsGiven()
 {
     Machine machine;
     machine.start();
-    // What is a change has to be seen twice.
+    // A rate requires two measurements.
     const QStringList changes {q("cpu/load"),        q("cpu/core0/load"), q("cpu/high"),
                                q("disk/readRate"),   q("disk/writeRate"), q("network/receiveRate"),
                                q("network/sendRate")};
@@ -471,7 +471,7 @@ void tst_Scenes::telemetry_readsTheFilesThatItIsGiven()
 void tst_Scenes::telemetry_goesOfflineWithItsFiles_data()
 {
     QTest::addColumn<QString>("file");
-    QTest::addColumn<QString>("content"); // null: it is removed
+    QTest::addColumn<QString>("content"); // null: the file is removed
     QTest::addColumn<QStringList>("offline");
     const auto rows = [](const char *file, const QStringList &offline) {
         const auto row = [&](const char *name, const QString &content) {
@@ -508,7 +508,7 @@ void tst_Scenes::telemetry_goesOfflineWithItsFiles()
     QFETCH(QString, file);
     QFETCH(QString, content);
     QFETCH(QStringList, offline);
-    // From the start
+    // Missing from the start
     Machine poor;
     if (content.isNull())
         poor.remove(qPrintable(file));
@@ -520,7 +520,7 @@ void tst_Scenes::telemetry_goesOfflineWithItsFiles()
         QVERIFY2(!poor.server.value(q("/machine/") + path).isValid(), qPrintable(path));
     }
 
-    // Later
+    // Missing later
     Machine machine;
     machine.start();
     machine.count(2);
@@ -560,7 +560,7 @@ void tst_Scenes::telemetry_settingsShowAnEffect()
     write(server, "/machine/settings/highLoad", "100");
     QTRY_VERIFY(!server.value(q("/machine/cpu/high")).toBool());
 
-    // Paused, while a second scene shows that time goes on
+    // Paused, while a second scene shows that time passes
     write(server, "/machine/settings/paused", "true");
     const QVariant uptime = server.value(q("/machine/uptime"));
     KeywordServer other;

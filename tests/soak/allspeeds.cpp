@@ -20,11 +20,11 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto checkInterval = 250ms;
-constexpr auto returnDelay = 500ms; // until a client that was dropped comes anew
-constexpr qint64 longestStall = 60000; // milliseconds; more only where the limit is greater
+constexpr auto returnDelay = 500ms; // until a dropped client reconnects
+constexpr qint64 longestStall = 60000; // milliseconds; more only if the limit is higher
 constexpr auto pulseInterval = 100ms;
 constexpr qint64 longestPulse = 1000; // milliseconds
-constexpr qint64 stallMemory = 20000; // milliseconds; twice what the keep-alive takes
+constexpr qint64 stallMemory = 20000; // milliseconds; twice the keep-alive time
 
 qint64 median(std::vector<qint64> values)
 {
@@ -41,8 +41,8 @@ double growth(qint64 from, qint64 to)
 }
 
 /*
-    Notices when this process gets no time from the machine. A keep-alive may take a server for dead
-    then that is not.
+    Detects when this process gets no processor time. In this case, a keep-alive may consider a
+    working server unresponsive.
 */
 class Pulse
 {
@@ -69,7 +69,7 @@ private:
     QElapsedTimer sinceStall;
 };
 
-// Readers in a thread of their own: the slow ones need to be in time where the fast ones need long.
+// Readers in a separate thread, because the slow ones must be on time while the fast ones are busy.
 class ReaderThread
 {
 public:
@@ -202,7 +202,7 @@ private:
     std::vector<std::unique_ptr<Reader>> passing;
     QTimer checker;
     QElapsedTimer sincePhase;
-    ServerSample paced; // the last one that tells how fast the server is
+    ServerSample paced; // the last sample used to measure the rate of the server
     QElapsedTimer sinceSample;
     QElapsedTimer sinceServerStall;
     QRandomGenerator random {1};
@@ -316,8 +316,8 @@ void AllSpeeds::check()
     }
 }
 
-// A server that makes less than half of its changes, or tells nothing, does not get its time,
-// either.
+// A server that makes less than half of its changes, or sends no samples, does not get enough
+// processor time either.
 void AllSpeeds::watchPace(const ServerSample &sample)
 {
     const qint64 time = sample.milliseconds - paced.milliseconds;
@@ -377,12 +377,13 @@ void AllSpeeds::endChanges()
     server.stop();
 }
 
-// A client with some of the keywords, for some time.
+// Connects a client with some of the keywords, for some time.
 void AllSpeeds::visit(size_t place)
 {
     ReaderOptions visitor;
     visitor.name = QStringLiteral("a client that comes and goes");
-    visitor.count = std::max(1, options.server.keywords / 5); // all alike, as memory is compared
+    // The number is the same for all, because memory is compared.
+    visitor.count = std::max(1, options.server.keywords / 5);
     visitor.first = random.bounded(options.server.keywords - visitor.count + 1);
     passing[place] = Reader::create(visitor, server.port());
     const int stay = random.bounded(1, int(options.longestVisit.count()));
@@ -405,7 +406,7 @@ void AllSpeeds::endVisit(size_t place, bool abruptly)
     visitor->deleteLater();
 }
 
-// Whoever reads has all last values, and the server knows of nobody else.
+// Whether all readers have all last values, and the server has no other clients.
 bool AllSpeeds::isSettled()
 {
     const auto areRight = [this](ReaderThread &readers) {

@@ -11,9 +11,9 @@
 #include <vector>
 
 /*
-    A server whose keywords change without a pause, and clients of all speeds at the same time: fast
-    ones, slow ones, ones that stop reading and are dropped, and ones that come and go. Then the
-    changes stop, and whoever reads has to have the last value of each keyword.
+    A server whose keywords change continuously, and clients of all speeds at the same time: fast
+    ones, slow ones, ones that stop reading and are dropped, and ones that connect and disconnect.
+    Then the changes stop, and all reading clients must have the last value of each keyword.
 */
 struct AllSpeedsOptions
 {
@@ -22,15 +22,15 @@ struct AllSpeedsOptions
     std::vector<ReaderOptions> fast;
     std::vector<ReaderOptions> slow;
     int stalling = 4;
-    std::chrono::milliseconds readingTime {2000}; // before they stop
+    std::chrono::milliseconds readingTime {2000}; // before the clients stop reading
     int passing = 5; // at the same time
     std::chrono::milliseconds longestVisit {5000};
-    std::chrono::milliseconds patience {600000}; // until all is settled in the end
+    std::chrono::milliseconds patience {600000}; // until all readers have all last values
     // Called with each sample of the server.
     std::function<void(const ServerSample &sample)> progress;
 };
 
-// Of a tenth of the time, in bytes.
+// The memory in a tenth of the time, in bytes.
 struct MemoryOfTenth
 {
     qint64 resident = 0; // the median
@@ -39,20 +39,20 @@ struct MemoryOfTenth
 
 struct AllSpeedsFigures
 {
-    QString failure; // empty when all went well
-    bool linkLost = false; // of a client that reads, and nothing explains it
-    int lostByStall = 0; // connections that the keep-alive ended, as the machine stood still
+    QString failure; // empty if the run succeeded
+    bool linkLost = false; // a reading client lost its connection without an explanation
+    int lostByStall = 0; // connections that the keep-alive closed because the machine stalled
     qint64 changes = 0;
-    qint64 milliseconds = 0; // of changes
-    qint64 settleMilliseconds = 0; // from their end until the slowest had all last values
+    qint64 milliseconds = 0; // duration of the changes
+    qint64 settleMilliseconds = 0; // from the last change until the slowest reader had all values
     std::vector<ReaderFigures> readers;
-    int drops = 0; // of those that stopped reading
-    qint64 earliestDrop = 0; // milliseconds after they had stopped
+    int drops = 0; // clients dropped because they stopped reading
+    qint64 earliestDrop = 0; // milliseconds after they had stopped reading
     qint64 latestDrop = 0;
-    int visits = 0; // of those that come and go
+    int visits = 0; // connections of visiting clients
     qint64 eventsOfVisits = 0;
-    std::vector<ServerSample> samples; // while keywords changed
-    ServerSample last; // when all was settled
+    std::vector<ServerSample> samples; // during the changes
+    ServerSample last; // after all readers had the last values
     MemoryOfTenth settled; // in the second tenth; the first is the warm-up
     MemoryOfTenth end; // in the last tenth
     qint64 residentHighest = 0;

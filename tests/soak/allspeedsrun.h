@@ -5,5 +5,5 @@
 
 #include "tests/soak/report.h"
 
-// A server with clients of all speeds for so many minutes.
+// Runs a server with clients of all speeds for the given number of minutes.
 bool soakAllSpeeds(int minutes, const QString &serverProgram, Report *report);

@@ -6,8 +6,8 @@
 #include <QtCore/QString>
 
 /*
-    The keywords that the program soak-server changes, in turn, and their values: each change counts
-    one up. So what a keyword has last follows from how many changes there have been.
+    The keywords that the program soak-server changes in turn, and their values. Each change adds 1,
+    so the last value of a keyword follows from the number of changes.
 */
 namespace ChangingKeywords {
 
@@ -16,7 +16,7 @@ inline QString name(int i)
     return QStringLiteral("/plant/line%1/k%2").arg(i / 100).arg(i % 100);
 }
 
-// -1 when it is none of them.
+// Returns -1 if it is not one of the keywords.
 inline int number(QStringView name)
 {
     constexpr QStringView head = u"/plant/line";

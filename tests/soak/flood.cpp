@@ -25,8 +25,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// What a server keeps ready for the connection, in its own memory and in the system's: enough that
-// it never runs dry, and not so much that a pong waits behind it for the seconds of the keep-alive.
+// The data that a server buffers for the connection, in its own memory and in the system: enough
+// that the connection is always busy, but not so much that a pong is delayed beyond the keep-alive
+// time.
 constexpr int sendBufferSize = 256 * 1024;
 constexpr auto memoryInterval = 20ms;
 
@@ -35,18 +36,18 @@ QString keywordName(int i)
     return QStringLiteral("/flood/group%1/k%2").arg(i / 100).arg(i % 100);
 }
 
-// Not the simulator: that one would spend more time per event than the client, and be no flood.
+// Not the simulator, which would need more time per event than the client.
 class FloodServer : public QObject
 {
 public:
     explicit FloodServer(const FloodOptions &options)
         : options(options), server(QStringLiteral("flood"), QWebSocketServer::NonSecureMode)
     {
-        server.setParent(this); // so that it moves to the thread along with this
+        server.setParent(this); // moves to the thread with this object
         connect(&server, &QWebSocketServer::newConnection, this, [this] {
             socket = server.nextPendingConnection();
             socket->setParent(this);
-            const auto connections = findChildren<QTcpSocket *>(); // below one or the other
+            const auto connections = findChildren<QTcpSocket *>(); // children of either object
             for (QTcpSocket *const connection : connections)
                 connection->setSocketOption(QAbstractSocket::SendBufferSizeSocketOption,
                                             sendBufferSize);
@@ -64,7 +65,7 @@ public:
         }
     }
 
-    // In this object's thread.
+    // Called in the thread of this object.
     quint16 listen() { return server.listen(QHostAddress::LocalHost) ? server.serverPort() : 0; }
 
 private:
@@ -146,7 +147,7 @@ FloodFigures runFlood(const FloodOptions &options)
         give(QStringLiteral("the connection was lost after %1 events").arg(figures.received));
     });
 
-    // The measure of the event loop: a timer as animations and clicks have to wait for it, too.
+    // The measure of the event loop: a timer that waits like animations and clicks.
     QTimer turn;
     turn.setTimerType(Qt::PreciseTimer);
     QObject::connect(&turn, &QTimer::timeout, &loop, [&] {
@@ -175,7 +176,7 @@ FloodFigures runFlood(const FloodOptions &options)
     });
     patience.start(std::chrono::seconds(options.patienceSeconds));
 
-    // Bound and settled: what memory does from here on is the flood's.
+    // All keywords are bound. Changes in memory from here on are caused by the flood.
     figures.residentBefore = figures.residentHighest = Memory::now().resident;
     client.setUrls({QStringLiteral("ws://127.0.0.1:%1").arg(port)});
     loop.exec();

@@ -7,9 +7,9 @@
 #include <QtCore/QtGlobal>
 
 /*
-    A server in a thread of its own sends events as fast as the connection takes them, to a client
-    with as many bound keywords. Each keyword gets its values in order, 1, 2, 3, and so on, so that
-    one that is lost, doubled or out of order shows at once.
+    A server in a separate thread sends events as fast as the connection accepts them, to a client
+    that has bound all their keywords. Each keyword gets the values 1, 2, 3, and so on, so that a
+    lost, repeated, or misplaced event is detected.
 */
 struct FloodOptions
 {
@@ -20,16 +20,16 @@ struct FloodOptions
 
 struct FloodFigures
 {
-    QString failure; // empty when nothing was lost
+    QString failure; // empty if no event was lost
     bool linkLost =
-        false; // the client's keep-alive gave up, as one of them stood still for seconds
+        false; // the keep-alive closed the connection, because one side stalled for seconds
     qint64 received = 0;
     int lastValuesRight = 0;
     qint64 milliseconds = 0; // from the first event to the last
     qint64 longestPause = 0; // of the client's event loop, in milliseconds
-    qint64 turns = 0; // of the event loop, at most one counted per millisecond
-    qint64 largestBatch = 0; // events handled between two of them
-    qint64 residentBefore = 0; // bytes, of both ends together
+    qint64 turns = 0; // of the event loop, counted at most once per millisecond
+    qint64 largestBatch = 0; // events processed between two turns
+    qint64 residentBefore = 0; // bytes, of both sides together
     qint64 residentHighest = 0;
 };
 

@@ -5,5 +5,5 @@
 
 #include "tests/soak/report.h"
 
-// Floods a client with at least that many events, and returns whether none was lost.
+// Floods a client with at least this number of events, and returns whether none was lost.
 bool soakFlood(int events, Report *report);

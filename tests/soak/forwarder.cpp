@@ -18,7 +18,7 @@ void Forwarder::open(QTcpSocket *near)
     links.removeIf([](const QPointer<QTcpSocket> &end) { return end.isNull(); });
     links << near << far;
 
-    // What arrives before the far end is connected waits in the near one.
+    // Data that arrives before the far end is connected waits in the near end.
     const auto forward = [](QTcpSocket *from, QTcpSocket *to) {
         if (to->state() == QAbstractSocket::ConnectedState)
             to->write(from->readAll());

@@ -10,8 +10,8 @@
 #include <QtNetwork/QTcpSocket>
 
 /*
-    Forwards the connections to one port to another, until told to stop: what is open then stays
-    open, but nothing passes any more. Connections that come later are forwarded again.
+    Forwards connections from one port to another until it is stopped. Existing connections then
+    stay open, but transfer no data. New connections are forwarded again.
 */
 class Forwarder : public QObject
 {

@@ -22,7 +22,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// While nobody listens there, the system may lend the port to an outgoing connection.
+// While no server is listening, the system may use the port for an outgoing connection.
 constexpr auto portRetryInterval = 50ms;
 
 } // namespace
@@ -156,7 +156,7 @@ void KeywordHost::startProcess()
 #ifdef Q_OS_LINUX
     process->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
 #endif
-    // It ends by itself when it cannot have the port yet.
+    // The process exits if the port is not available yet.
     connect(process.get(), &QProcess::finished, this, [this] {
         QTimer::singleShot(portRetryInterval, process.get(), [this] { process->start(); });
     });
@@ -217,8 +217,8 @@ void KeywordHost::intrude()
     listen(listen);
 }
 
-// The client gets what it may meet in life: a refusal with and without closing; silence, another
-// protocol's greeting, and an immediate end.
+// The visitor gets replies that occur in practice: a refusal with or without closing, no reply, the
+// greeting of another protocol, or an immediate close.
 void KeywordHost::visit(QTcpSocket *visitor)
 {
     ++visits;

@@ -14,24 +14,23 @@
 
 // The ways in which a client loses its server.
 enum class Outage {
-    Aborted, // the server's sockets go without a word, and nobody listens for a while
-    Silent, // everything stays open, nothing is answered, new connections get no handshake
-    Killed, // the server is a process, and it gets SIGKILL
-    Closed, // the closing handshake
-    HalfOpen, // the link on the way stops forwarding
-    Refused, // the server goes, and the handshake is refused for a while
-    PortTaken, // the server goes, and something that is no WebSocket server has its port for a
-               // while
+    Aborted, // the sockets of the server are aborted, and there is no server for a while
+    Silent, // all connections stay open, without replies or new handshakes
+    Killed, // the server process gets SIGKILL
+    Closed, // the closing handshake is sent
+    HalfOpen, // the link to the server stops forwarding
+    Refused, // the server stops, and handshakes are refused for a while
+    PortTaken, // the server stops, and another program uses its port for a while
 };
 constexpr int outageCount = 7;
 
 const char *outageName(Outage outage);
 
 /*
-    What a client finds at one port of 127.0.0.1, from one outage to the next: a server of
-    keywords, nothing, or something else.
+    The server at one port of 127.0.0.1, from one outage to the next: a keyword server, none, or
+    another program.
 
-    The value of each keyword follows from the stage, a number that goes up: see value().
+    The value of each keyword follows from the stage, which is an increasing number; see value().
 */
 class KeywordHost : public QObject
 {
@@ -45,7 +44,7 @@ public:
     qint64 value(int i, qint64 stage) const { return stage * keywordCount + i; }
     quint16 port() const { return ownPort; }
 
-    // Serves the values of the stage, in the manner that the next outage needs.
+    // Serves the values of the stage, as required for the next outage.
     void serve(Outage next, qint64 stage);
     void strike();
     void setStage(qint64 stage);
@@ -63,7 +62,7 @@ private:
     void visit(QTcpSocket *visitor);
 
     const int keywordCount;
-    const QString simulator; // the program
+    const QString simulator; // path of the program
     quint16 ownPort = 0;
     Outage outage = Outage::Aborted; // the next one
     qint64 stage = 0;
@@ -72,6 +71,6 @@ private:
     std::unique_ptr<QTemporaryFile> scene;
     std::unique_ptr<QProcess> process;
     std::unique_ptr<QTcpServer> intruder;
-    int visits = 0; // of the present intruder
-    int manners = 0; // changes with each intruder
+    int visits = 0; // of the current intruder
+    int manners = 0; // changes for each intruder
 };

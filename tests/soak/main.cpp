@@ -21,7 +21,7 @@ int fail(const QString &text)
     return 2;
 }
 
-// Beside this program.
+// In the same folder as this program.
 QString serverProgram()
 {
     return QCoreApplication::applicationDirPath() + QStringLiteral("/soak-server");
@@ -101,7 +101,7 @@ int main(int argc, char **argv)
         return number;
     };
 
-    // Lost connections are logged as warnings, and here they are lost on purpose.
+    // Lost connections are logged as warnings, but are intended here.
     QLoggingCategory::setFilterRules(QStringLiteral("pellixclient.keyword.websocketclient=false"));
 
     const int restarts = parser.isSet(restartsOption) ? count(restartsOption, 10000000) : 0;

@@ -5,10 +5,10 @@
 
 #include <QtCore/QtGlobal>
 
-// What this process uses now, in bytes.
+// The memory that this process uses, in bytes.
 struct Memory
 {
-    qint64 resident = 0; // pages in RAM, as the system counts them
+    qint64 resident = 0; // pages in RAM, as counted by the system
     qint64 heap = 0; // allocated and not freed
 
     static Memory now();

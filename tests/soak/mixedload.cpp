@@ -47,7 +47,7 @@ constexpr int bindingsPerTick = 2;
 constexpr size_t passingBindings = 200; // at the same time
 constexpr int ticksPerLabelLookup = 5;
 constexpr int ticksPerQuery = 20;
-constexpr int ticksPerPage = 50; // then it is shown or hidden
+constexpr int ticksPerPage = 50; // between showing and hiding the page
 constexpr int tickOfOutage = 300;
 constexpr auto settleInterval = 50ms;
 constexpr qint64 settlePatience = 60000; // milliseconds
@@ -64,7 +64,7 @@ void countWarnings(QtMsgType type, const QMessageLogContext &context, const QStr
     formerHandler(type, context, text);
 }
 
-// What the host application supplies under the name theme.
+// The object that the application provides as theme.
 class Theme : public QObject
 {
     Q_OBJECT
@@ -73,14 +73,14 @@ public:
     Q_INVOKABLE qreal dp(qreal units) const { return units; }
 };
 
-// All keywords in turn, though not in their order: after a few cycles everything has been done with
-// each of them, and whatever remembers keywords has grown as far as it should.
+// Returns all keywords in turn, but not in their order. After a few cycles, each of them has been
+// used for everything, and all data structures have reached their size.
 class Turns
 {
 public:
     int next()
     {
-        constexpr int stride = 389; // has no divisor in common with keywordCount
+        constexpr int stride = 389; // coprime to keywordCount
         keyword = (keyword + stride) % keywordCount;
         return keyword;
     }
@@ -175,8 +175,8 @@ MixedLoad::MixedLoad(int minutes, Report *report)
     client.setUrls({sockets.url().toString()});
     connect(&client, &PWebSocketKeywordClient::connectedChanged, this, [this] {
         if (client.connected())
-            query(); // an answer that was on its way is lost with the connection
-        else // the end of a silence; the other outages need none
+            query(); // the pending reply is lost with the connection
+        else // the client has detected the silence; other outages need no action
             QTimer::singleShot(0, this, [this] { sockets.setSilent(false); });
     });
     for (int i = 0; i < keywordCount; ++i) {
@@ -237,7 +237,7 @@ void MixedLoad::tick()
         loseConnection();
 
     if (++ticks == ticksPerCycle) {
-        // Brought to rest, memory can be compared from one cycle to the next.
+        // At rest, memory can be compared from one cycle to the next.
         ticker.stop();
         view.rootObject()->setProperty("shown", false);
         passing.clear();
@@ -246,8 +246,9 @@ void MixedLoad::tick()
     }
 }
 
-// Bindings of all sorts come and, some time later, go: keywords that others bind, too, keywords
-// that do not exist, aggregates, and such as change their keyword or their client at the end.
+// Bindings of all kinds are created and later destroyed: for keywords that are also bound
+// elsewhere, for missing keywords, for aggregates, and ones whose keyword or client changes at the
+// end.
 void MixedLoad::bindAnother()
 {
     passing.push_back(std::make_unique<PKeywordProxy>());
@@ -278,7 +279,7 @@ void MixedLoad::bindAnother()
 
 void MixedLoad::query()
 {
-    const QString group = QStringLiteral("/soak/group%1").arg(++queries % 10); // always another
+    const QString group = QStringLiteral("/soak/group%1").arg(++queries % 10); // a different one
     queryModel.setKeyword(group);
     filterModel.setFilter(QString::number(queries % 7));
     pathModel.setKeyword(group);
@@ -290,7 +291,7 @@ void MixedLoad::loseConnection()
 {
     switch (++outages % 3) {
     case 0:
-        sockets.setSilent(true); // until the client has noticed
+        sockets.setSilent(true); // until the client detects it
         break;
     case 1:
         sockets.abortClients();
@@ -301,7 +302,7 @@ void MixedLoad::loseConnection()
     }
 }
 
-// What is not at rest yet; empty when everything is.
+// Describes what is not at rest yet; empty if everything is.
 QString MixedLoad::unsettled() const
 {
     if (!client.connected())
@@ -330,7 +331,7 @@ void MixedLoad::settle()
     }
     settler.stop();
     view.engine()->collectGarbage();
-    // What that leaves to be deleted later is gone when the event loop has turned.
+    // Objects to be deleted later are gone after another turn of the event loop.
     QTimer::singleShot(settleInterval, this, &MixedLoad::sample);
 }
 
@@ -361,7 +362,7 @@ void MixedLoad::stop(const QString &failure)
     QCoreApplication::quit();
 }
 
-// The spread of what is measured after the warm-up, relative to its lowest value.
+// The spread of the measured values after the warm-up, relative to the lowest value.
 struct Spread
 {
     qint64 lowest = 0;
@@ -415,7 +416,7 @@ bool MixedLoad::conclude()
     report->line("connections lost ", outages);
     report->line("after a warm-up of ", warmUp / 1000, " s:");
     check("resident         ", resident);
-    if (heap.highest > 0) // a sanitizer's allocator does not say
+    if (heap.highest > 0) // not available with the allocator of a sanitizer
         check("allocated        ", heap);
 
     const bool passed = problems.isEmpty();

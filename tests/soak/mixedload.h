@@ -6,8 +6,9 @@
 #include "tests/soak/report.h"
 
 /*
-    Runs everything at once for that many minutes: events, writes, bindings that come and go, label
-    lookups, index queries, a QML page that is shown and hidden, connections that are lost. Returns
-    whether every keyword was right at each check, nothing was warned about, and memory stayed flat.
+    Runs everything at once for this number of minutes: events, writes, bindings that are created
+    and destroyed, label lookups, index queries, a QML page that is shown and hidden, and lost
+    connections. Returns whether every keyword was correct at each check, no warning was logged, and
+    memory did not grow.
 */
 bool soakMixedLoad(int minutes, Report *report);

@@ -10,8 +10,8 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto forwardInterval = 20ms;
-constexpr double longestBurst = 0.1; // seconds' worth
-constexpr int receiveBufferSize = 32 * 1024; // the system doubles it
+constexpr double longestBurst = 0.1; // in seconds of data
+constexpr int receiveBufferSize = 32 * 1024; // doubled by the system
 
 } // namespace
 
@@ -28,7 +28,7 @@ NarrowLink::NarrowLink(quint16 target, qint64 bytesPerSecond, QObject *parent)
         qFatal("no free port: %s", qPrintable(listener.errorString()));
 }
 
-// One connection; what is left of an earlier one goes.
+// Opens one connection, and closes the previous one.
 void NarrowLink::open(QTcpSocket *client)
 {
     delete near;
@@ -44,8 +44,8 @@ void NarrowLink::open(QTcpSocket *client)
     connect(far, &QTcpSocket::connected, near, [this] { far->write(near->readAll()); });
     connect(near, &QTcpSocket::disconnected, far, &QTcpSocket::abort);
     connect(far, &QTcpSocket::disconnected, near, &QTcpSocket::disconnectFromHost);
-    // Bound first, as the system fixes the window when it connects. By itself it would let
-    // megabytes be on their way, and a pong wait behind them for minutes.
+    // The size is set before connecting, because the system then fixes the window. By default,
+    // megabytes could be in transit, and a pong would wait behind them for minutes.
     far->bind(QHostAddress(QHostAddress::LocalHost));
     far->setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, receiveBufferSize);
     far->connectToHost(QHostAddress(QHostAddress::LocalHost), target);

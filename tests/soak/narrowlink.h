@@ -11,9 +11,9 @@
 #include <QtNetwork/QTcpSocket>
 
 /*
-    A connection as over a slow line: forwards what comes for the port of the server, so many bytes
-    per second towards the client and without a limit towards the server. It reads no faster than it
-    passes on, so that the server finds a slow reader.
+    Simulates a slow connection: forwards data for the port of the server, with a limit in bytes per
+    second towards the client, and without a limit towards the server. It reads no faster than it
+    forwards, so the server sees a slow reader.
 */
 class NarrowLink : public QObject
 {
@@ -30,7 +30,7 @@ private:
     const quint16 target;
     const qint64 bytesPerSecond;
     QTcpServer listener;
-    QPointer<QTcpSocket> near; // the client's end
+    QPointer<QTcpSocket> near; // the end of the client
     QPointer<QTcpSocket> far;
     QTimer timer;
     QElapsedTimer sinceForward;

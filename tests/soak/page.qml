@@ -5,13 +5,13 @@ import QtQuick
 import PellixClient.Keyword 1.0
 import "qrc:/" // PKeywordBinding is not part of the module
 
-// A page with all types of the module, which comes and goes with "shown".
+// A page with all types of the module, which is created and destroyed with "shown".
 Item {
     id: root
 
     required property PKeywordClient keywordClient
     property bool shown: false
-    property int visit: 0 // another one shows other keywords
+    property int visit: 0 // each visit shows other keywords
 
     width: 600
     height: 400
@@ -22,7 +22,8 @@ Item {
         sourceComponent: page
     }
 
-    // Not bound to its place, which Qt 6.4 does not take from a Loader: ids outside are looked up late.
+    // Without ComponentBehavior: Bound, which Qt 6.4 does not support here in a Loader. Outer ids are looked
+    // up at run time.
     // qmllint disable unqualified
     Component {
         id: page
@@ -62,7 +63,7 @@ Item {
                       + aggregated.value + " " + labelled.value
             }
             Text { id: bound }
-            // It is reached by its address alone, where qmllint does not look.
+            // The type can only be found by its URL, which qmllint does not read.
             // qmllint disable
             PKeywordBinding {
                 target: bound

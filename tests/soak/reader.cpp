@@ -30,7 +30,7 @@ QStringView between(QStringView text, QStringView head, QStringView tail)
     return end < 0 ? QStringView() : text.mid(start + head.size(), end - start - head.size());
 }
 
-// Takes events apart without decoding them: it is the server that is to be busy.
+// Extracts the values from events without decoding them, so that most of the load is on the server.
 class BareReader : public Reader
 {
 public:
@@ -89,7 +89,7 @@ private:
 
     QWebSocket socket;
     QTimer pings;
-    bool pinged = false; // and not answered
+    bool pinged = false; // the last ping has not been answered
 };
 
 class LibraryReader : public Reader
@@ -184,7 +184,7 @@ void Reader::expectAnew()
 {
     for (qint64 &value : values) {
         if (value >= 0)
-            --value; // the same one is none too late
+            --value; // the same value is not an old one
     }
 }
 

@@ -8,11 +8,12 @@
 #include <QtCore/QString>
 #include <QtCore/QTextStream>
 
-// One run of the program soak: its lines go to standard output at once, its figures to a file.
+// The report of a run of the program soak: prints its lines at once, and saves its figures to a
+// file.
 class Report
 {
 public:
-    // Opened before the run, so that hours are not spent for a file that cannot be written.
+    // Opens the file before the run, so that an invalid name is reported before hours of work.
     bool open(const QString &fileName, QString *error);
     bool save(QString *error);
 

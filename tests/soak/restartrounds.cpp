@@ -10,14 +10,14 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// How long an outage lasts at most once the client has noticed: beyond the first retry.
+// The longest duration of an outage after the client has detected it, beyond the first retry.
 constexpr auto longestDowntime = 1500ms;
 constexpr auto intruderPollInterval = 100ms;
 constexpr auto pulseInterval = 100ms;
 constexpr qint64 stall = 1000; // milliseconds; a ping takes several turns of the event loop
 constexpr qint64 stallMemory = 10000; // milliseconds: two ticks of the keep-alive
 
-// Slow ones (found by the keep-alive alone) and quick ones take turns.
+// Slow outages, which only the keep-alive detects, and quick ones alternate.
 constexpr Outage sequence[outageCount] = {
     Outage::Aborted,  Outage::Silent,  Outage::Killed,    Outage::Closed,
     Outage::HalfOpen, Outage::Refused, Outage::PortTaken,
@@ -56,7 +56,7 @@ RestartRounds::~RestartRounds()
         proxy->QObject::disconnect(this);
 }
 
-// Each outage twice in a row: once what comes back is as before, and once it may be another server.
+// Each outage occurs twice in a row: once the same server returns, and once it may be another one.
 Outage RestartRounds::outageOf(int round) const
 {
     return sequence[(options.client + round / 2) % outageCount];
@@ -71,7 +71,7 @@ void RestartRounds::start(int rounds)
     client.setUrls({QStringLiteral("ws://127.0.0.1:%1").arg(host.port())});
 }
 
-// Counts anew which keywords have the value of the stage.
+// Counts again which keywords have the value of the stage.
 void RestartRounds::expect(Phase phase, qint64 stage)
 {
     this->phase = phase;
@@ -90,7 +90,8 @@ void RestartRounds::onValueChanged(int i)
         return;
     arrived[size_t(i)] = right;
     missing += right ? -1 : 1;
-    if (missing == 0 && phase != Phase::Over) // not from here: other handlers come after this one
+    // Delayed, because other handlers are called after this one.
+    if (missing == 0 && phase != Phase::Over)
         QTimer::singleShot(0, this, [this, expected = stage] {
             if (missing == 0 && stage == expected)
                 onAllArrived();
@@ -107,14 +108,14 @@ void RestartRounds::strike()
 void RestartRounds::onConnectedChanged()
 {
     if (phase == Phase::Losing && !client.connected()) {
-        // At once, before the client can be back: it must not be given the old values anew.
+        // Set the stage immediately, before the client can reconnect and get the old values again.
         host.setStage(stage + 1);
         expect(Phase::Down, stage + 1);
-        QTimer::singleShot(0, this, &RestartRounds::onLost); // by then everybody is told
+        QTimer::singleShot(0, this, &RestartRounds::onLost); // after all handlers have been called
     } else if ((phase == Phase::Recovering || phase == Phase::Writing) && !client.connected()) {
         onUnexpectedLoss();
     } else if (phase == Phase::Writing) {
-        QTimer::singleShot(0, this, &RestartRounds::writeAll); // what was on its way is lost
+        QTimer::singleShot(0, this, &RestartRounds::writeAll); // pending writes are lost
     }
 }
 

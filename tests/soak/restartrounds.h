@@ -20,16 +20,14 @@ class PKeywordProxy;
 }
 
 /*
-    One client with its bound keywords, which loses its server in one way after the other. Each
-    time it has to
-
+    One client with its bound keywords, which loses its server in different ways. Each time, it must
     - lose the value of every keyword,
-    - come back by itself with the value that each keyword has by then, and
-    - be alive: a write to every keyword has to come back as its new value.
+    - reconnect automatically and get the current value of each keyword, and
+    - process writes: a write to every keyword must return as its new value.
 
-    A connection that is lost without an outage is a failure, too, unless this process itself stood
-    still, on a busy machine: then the keep-alive may take a server for dead that had no chance to
-    answer, as it lives in the same process. The client has to recover from that all the same.
+    A connection that is lost without an outage is a failure as well, unless this process was
+    stalled on a busy machine. In this case, the keep-alive may consider the server unresponsive,
+    because it is in the same process. The client must recover from this, too.
 */
 class RestartRounds : public QObject
 {
@@ -38,10 +36,10 @@ class RestartRounds : public QObject
 public:
     struct Options
     {
-        int client = 0; // also where in the sequence of outages it begins
+        int client = 0; // also selects its first outage
         int keywords = 1000;
-        std::chrono::milliseconds patience {60000}; // from the outage to the end of its round
-        QString simulator; // the program
+        std::chrono::milliseconds patience {60000}; // from the outage to the end of the round
+        QString simulator; // path of the program
     };
 
     explicit RestartRounds(const Options &options, QObject *parent = nullptr);
@@ -51,7 +49,7 @@ public:
     int roundsDone() const { return round; }
 
 Q_SIGNALS:
-    // A recovery takes from the moment when there is a server again to the last fresh value.
+    // The time of a recovery is measured from the return of the server to the last fresh value.
     void recovered(Outage outage, qint64 milliseconds);
     void lostByStall();
     void finished();
@@ -60,9 +58,9 @@ Q_SIGNALS:
 private:
     enum class Phase {
         Binding,
-        Losing, // the outage has begun; the client has yet to notice
+        Losing, // the outage has begun, but the client has not detected it
         Down,
-        Recovering, // there is a server again; from here on no connection may be lost
+        Recovering, // the server has returned; from here on, no connection may be lost
         Writing,
         Over,
     };
@@ -84,7 +82,7 @@ private:
     KeywordHost host;
     SocketClient client;
     std::vector<std::unique_ptr<pellix::client::PKeywordProxy>> proxies;
-    std::vector<bool> arrived; // with the value of the stage
+    std::vector<bool> arrived; // has the value of the stage
     int missing = 0;
 
     Phase phase = Phase::Binding;
@@ -92,7 +90,7 @@ private:
     int round = 0;
     int rounds = 0;
     QTimer patience;
-    QTimer pulse; // shows when the event loop stands still
+    QTimer pulse; // detects a stalled event loop
     QElapsedTimer sincePulse;
     QElapsedTimer sinceStall;
     QElapsedTimer sinceRestored;

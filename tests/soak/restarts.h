@@ -5,6 +5,6 @@
 
 #include "tests/soak/report.h"
 
-// Runs clients through that many restarts of their servers, and returns whether every one of them
-// was recovered from.
+// Runs clients through this number of restarts of their servers, and returns whether they recovered
+// from all of them.
 bool soakRestarts(int restarts, int clients, const QString &simulator, Report *report);

@@ -25,15 +25,15 @@ using namespace pellix::server;
 using namespace std::chrono_literals;
 
 /*
-    The server of a run of clients, in a process of its own so that its memory can be measured.
+    The server for a run of clients, in a separate process, so that its memory can be measured.
 
-    It takes lines on standard input: "change <count>", 0 for changes without an end, "stop" and
-    "sample". It writes a line of JSON for each thing to tell, and ends with its input.
+    It reads lines from standard input: "change <count>", where 0 stands for endless changes,
+    "stop", and "sample". It prints its reports as lines of JSON, and exits at the end of its input.
 */
 namespace {
 
 constexpr auto changeInterval = 2ms;
-constexpr int mostTicksAtOnce = 10; // worth of changes that are made up for, on a busy machine
+constexpr int mostTicksAtOnce = 10; // limit for the changes to catch up on a busy machine
 
 void tell(const QJsonObject &object)
 {
@@ -125,7 +125,7 @@ public:
     }
 
 private:
-    // As many as are due by the clock. What a busy machine has kept this process from is left out.
+    // Makes the changes that are due. Changes that were missed on a busy machine are skipped.
     void tick()
     {
         const double most = double(mostTicksAtOnce) * double(changeInterval.count())

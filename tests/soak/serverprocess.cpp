@@ -68,7 +68,7 @@ ServerProcess::ServerProcess(const Options &options, QObject *parent) : QObject(
 ServerProcess::~ServerProcess()
 {
     process.disconnect(this);
-    process.closeWriteChannel(); // asks it to end
+    process.closeWriteChannel(); // requests the process to exit
     if (!process.waitForFinished(10000)) {
         process.kill();
         process.waitForFinished();
@@ -126,7 +126,7 @@ void ServerProcess::take(const QJsonObject &told)
     }
 }
 
-// Which client was dropped is nowhere but in the log.
+// The log is the only source for which client was dropped.
 void ServerProcess::takeWarning(const QString &text)
 {
     static const QRegularExpression drop(QStringLiteral("^dropped [^ ]*:(\\d+): (.*)$"));

@@ -11,10 +11,10 @@
 
 #include <chrono>
 
-// What a server has told of itself.
+// A sample that a server has reported.
 struct ServerSample
 {
-    qint64 milliseconds = 0; // since it was started
+    qint64 milliseconds = 0; // since its start
     Memory memory;
     qint64 changes = 0;
     qint64 clients = 0;
@@ -25,7 +25,7 @@ struct ServerSample
     qint64 droppedClients = 0;
 };
 
-// The program soak-server: a keyword server whose keywords change, in a process of its own.
+// The program soak-server: a keyword server with changing keywords, in a separate process.
 class ServerProcess : public QObject
 {
     Q_OBJECT
@@ -38,7 +38,7 @@ public:
         int changesPerSecond = 10000;
         std::chrono::milliseconds stalledTime {30000};
         std::chrono::milliseconds sampleInterval {5000};
-        bool valuesAreTimes = false; // in microseconds, of the steady clock
+        bool valuesAreTimes = false; // in microseconds of the steady clock
     };
 
     explicit ServerProcess(const Options &options, QObject *parent = nullptr);

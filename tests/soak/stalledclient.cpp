@@ -46,7 +46,7 @@ qint64 highest(const std::vector<ServerSample> &samples, qint64 Memory::*field)
     return highest;
 }
 
-// One server with its clients.
+// A server with its clients.
 class Side : public QObject
 {
     Q_OBJECT
@@ -56,13 +56,13 @@ public:
 
     void start() { server.start(); }
     bool isReady() const;
-    void begin(); // of what is measured
+    void begin(); // the measurement
     void change(int changes, bool measured);
     StalledClientSide conclude() const;
     QString readersFailure() const;
 
 Q_SIGNALS:
-    void done(); // with the changes
+    void done(); // all changes are done
     void failed(const QString &what);
 
 private:
@@ -86,7 +86,7 @@ ServerProcess::Options serverOptions(const StalledClientOptions &options)
     server.program = options.serverProgram;
     server.keywords = options.keywords;
     server.changesPerSecond = options.changesPerSecond;
-    server.stalledTime = 24h; // the client is to cost what it costs all the time
+    server.stalledTime = 24h; // the client must stay connected for the whole run
     server.sampleInterval = 100ms;
     server.valuesAreTimes = true;
     return server;
@@ -205,8 +205,8 @@ StalledClientFigures runStalledClient(const StalledClientOptions &options)
         loop.quit();
     };
 
-    // One piece each to warm up, and then the measured ones: with, without, without, with, and so
-    // on.
+    // One piece for each side to warm up, and then the measured pieces: with, without, without,
+    // with, and so on.
     const int pieces = 2 + 2 * (options.events / options.piece);
     int piece = 0;
     const auto next = [&] {

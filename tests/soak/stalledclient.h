@@ -9,10 +9,10 @@
 #include <vector>
 
 /*
-    What a client that has stopped reading costs its server and the other clients. Two servers are
-    measured in turn, in pieces short enough that whatever else the machine does meets both: one
-   with such a client, which watches all keywords, and one without it. The other clients share the
-    keywords among them, so that each change is sent to one of them.
+    Measures the cost of a client that has stopped reading, for its server and the other clients.
+    Two servers are measured in turn, in short pieces, so that other load on the machine affects
+    both: one with such a client, which watches all keywords, and one without it. The other clients
+    share the keywords, so that each change is sent to one of them.
 */
 struct StalledClientOptions
 {
@@ -25,24 +25,24 @@ struct StalledClientOptions
     std::chrono::milliseconds patience {600000};
 };
 
-// Of one of the servers.
+// The figures of one of the servers.
 struct StalledClientSide
 {
-    ServerSample before; // all clients are there, and the stalled one has stopped
+    ServerSample before; // all clients are connected, and the stalled one has stopped reading
     ServerSample last;
     std::vector<ServerSample> samples;
-    std::vector<qint64> sampledAt; // milliseconds since the begin, on one clock for both
+    std::vector<qint64> sampledAt; // milliseconds since the beginning, on one clock for both
     qint64 events = 0; // received by the other clients
-    qint64 medianLatency = 0; // microseconds from a change until a client has its event
+    qint64 medianLatency = 0; // microseconds from a change until a client receives its event
     qint64 latency99 = 0; // 99th percentile
 
-    qint64 residentGrowth() const; // bytes, at most
+    qint64 residentGrowth() const; // bytes, maximum
     qint64 allocatedGrowth() const;
 };
 
 struct StalledClientFigures
 {
-    QString failure; // empty when all went well
+    QString failure; // empty if the run succeeded
     qint64 milliseconds = 0;
     StalledClientSide with;
     StalledClientSide without;

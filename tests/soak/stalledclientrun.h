@@ -5,5 +5,5 @@
 
 #include "tests/soak/report.h"
 
-// What a client that has stopped reading costs, over so many events.
+// Measures the cost of a client that has stopped reading, over the given number of events.
 bool soakStalledClient(int events, const QString &serverProgram, Report *report);

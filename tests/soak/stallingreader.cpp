@@ -7,9 +7,9 @@
 
 namespace {
 
-constexpr int receiveBufferSize = 64 * 1024; // else the system takes megabytes for it
+constexpr int receiveBufferSize = 64 * 1024; // otherwise, the system uses megabytes
 
-// With the mask 0, which changes nothing. The payload has less than 126 bytes.
+// The mask is 0, so the payload is unchanged. It must have less than 126 bytes.
 QByteArray textFrame(const QByteArray &payload)
 {
     return QByteArray("\x81") + char(0x80 | payload.size()) + QByteArray(4, '\0') + payload;
@@ -57,7 +57,8 @@ void StallingReader::start()
     socket->connectToHost(QHostAddress(QHostAddress::LocalHost), port);
 }
 
-// For good. The server may have dropped it already, and tell of that later: it has stalled as long.
+// Leaves permanently. The server may already have dropped the client and report this later, because
+// it has stalled long enough.
 void StallingReader::leave()
 {
     hasLeft = true;

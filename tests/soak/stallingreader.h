@@ -11,8 +11,9 @@
 #include <memory>
 
 /*
-    A client that asks for keywords, reads for a while and then reads nothing more, without closing
-    its connection. It does not hear of its end, either, and has to be told to come anew.
+    A client that subscribes to keywords, reads for a while, and then stops reading without closing
+    its connection. It does not detect the end of its connection either, and must be reconnected
+    explicitly.
 */
 class StallingReader : public QObject
 {

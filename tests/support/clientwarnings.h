@@ -8,9 +8,9 @@
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QStringList>
 
-// The warnings of the WebSocket client's category, kept in place of failing the test. Whoever
-// installs recordWarnings() as the message handler keeps the one before it here, and installs it
-// again.
+// The warnings in the category of the WebSocket client, which are recorded instead of failing the
+// test. A test that installs recordWarnings() as the message handler stores the previous handler
+// here, and restores it.
 inline QStringList warnings;
 inline QtMessageHandler previousHandler = nullptr;
 

@@ -8,7 +8,7 @@
 #include <QtCore/QMetaProperty>
 #include <QtCore/QStringList>
 
-// The class's own part of its meta-object, in order, one short text per member.
+// The members that the class itself adds to its meta-object, in order, one short text per member.
 inline QStringList ownMethods(const QMetaObject &meta)
 {
     QStringList methods;

@@ -12,12 +12,12 @@
 
 #include <algorithm>
 
-// A program with a window, as its user with a keyboard and a screen reader has it: what is shown,
-// and what has the focus. The program is as it is delivered; it loads the plugin screenprobe.
+// A program with a window, from the view of a user with a keyboard and a screen reader: the
+// displayed objects and the focus. The program is unchanged; it loads the plugin screenprobe.
 class ProgramScreen
 {
 public:
-    // Ends the program, which ends when its input does.
+    // Stops the program, which exits at the end of its input.
     ~ProgramScreen()
     {
         process.closeWriteChannel();
@@ -25,7 +25,7 @@ public:
             process.kill();
     }
 
-    // Whether there is an active window now.
+    // Returns whether there is an active window.
     bool start(const QString &program, const QStringList &arguments, const QString &plugins)
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -38,10 +38,10 @@ public:
         return QTest::qWaitFor([this] { return ask(QStringLiteral("active")).toBool(); }, patience);
     }
 
-    // What the screen reader has: a role, a name, a description and more of each.
+    // The objects for a screen reader, each with a role, a name, a description, and more.
     QJsonArray objects() { return ask(QStringLiteral("screen")).toArray(); }
 
-    // The first object of this role and name; of any name if empty.
+    // The first object with this role and name; with any name if name is empty.
     QJsonObject find(const QString &role, const QString &name = {})
     {
         const QJsonArray all = objects();
@@ -65,7 +65,7 @@ public:
 
     bool press(const QString &keys) { return ask(QStringLiteral("key ") + keys).toBool(); }
 
-    // Moves the focus by the Tab key until this object has it.
+    // Moves the focus with the Tab key until this object has it.
     bool focus(const QString &role, const QString &name = {})
     {
         for (int i = 0; i < 40; ++i) {
@@ -76,7 +76,7 @@ public:
         return false;
     }
 
-    // The answer of screenprobe to a command of its own.
+    // The reply of screenprobe to a command.
     QJsonValue ask(const QString &command)
     {
         process.write(command.toUtf8() + '\n');

@@ -9,8 +9,8 @@
 #include <QtNetwork/QSslConfiguration>
 #include <QtNetwork/QSslSocket>
 
-// A client that sends what it is told to, byte by byte, and reads only while it should: a frame or
-// a request that is wrong, or a reader that has stopped.
+// A client that sends any bytes and reads only as much as requested, for invalid frames and
+// requests, and for readers that have stopped.
 class RawClient : public QObject
 {
 public:
@@ -18,7 +18,7 @@ public:
                        const QSslConfiguration &configuration = QSslConfiguration())
     {
         connect(&socket, &QSslSocket::readyRead, this, &RawClient::read);
-        connect(&socket, &QSslSocket::connected, this, // or a second small message waits
+        connect(&socket, &QSslSocket::connected, this, // avoids delays of small messages
                 [this] { socket.setSocketOption(QAbstractSocket::LowDelayOption, 1); });
         if (!configuration.isNull())
             socket.setSslConfiguration(configuration);
@@ -36,7 +36,7 @@ public:
             + moreHeaders + "\r\n";
     }
 
-    // A frame as clients send it, with the mask 0, which changes nothing.
+    // A frame as sent by clients, with the mask 0, which does not change the payload.
     static QByteArray frame(int opcode, const QByteArray &payload)
     {
         QByteArray frame(1, char(0x80 | opcode));
@@ -49,7 +49,7 @@ public:
         return frame + QByteArray(4, '\0') + payload;
     }
 
-    // The status of the answer to a request, such as 401; empty if there is none.
+    // The status in the reply to a request, such as 401; empty if there is no reply.
     QByteArray statusOf(const QByteArray &request)
     {
         send(request);
@@ -57,7 +57,7 @@ public:
         return answered ? received.mid(9, 3) : QByteArray();
     }
 
-    // Whether it became a WebSocket; the answer to the request is taken from what is received.
+    // Returns whether the connection became a WebSocket. Removes the reply from the received data.
     bool open(const QByteArray &moreHeaders = {})
     {
         const QByteArray status = statusOf(request(moreHeaders));
@@ -67,7 +67,7 @@ public:
 
     void send(const QByteArray &data) { socket.write(data); }
 
-    // Reads at most so many bytes each time that the event loop turns; 0 ends reading.
+    // Reads at most this number of bytes per turn of the event loop; 0 stops reading.
     void setReading(qint64 bytes)
     {
         atOnce = bytes;
@@ -79,8 +79,8 @@ public:
 
     QSslSocket socket;
     QByteArray received;
-    qint64 count = 0; // bytes received in all
-    bool keeps = true; // what is received, or just counts it
+    qint64 count = 0; // total number of received bytes
+    bool keeps = true; // whether received data is stored, and not only counted
 
 private:
     void read()

@@ -11,7 +11,8 @@
 #include <functional>
 #include <utility>
 
-// The peer of most tests: keeps each command as text, takes messages, and answers if told to.
+// The client of most tests: records each command as text, receives messages, and replies on
+// request.
 class RecordingClient : public pellix::client::PKeywordClient
 {
 public:
@@ -20,7 +21,7 @@ public:
         publisher()->setActive(true);
     }
 
-    using PKeywordClient::event; // beside the one below
+    using PKeywordClient::event; // in addition to the overload below
     using PKeywordClient::receiveCommand;
 
     bool receive(const QString &message) { return receiveCommand(message.toUtf8()); }
@@ -45,9 +46,9 @@ protected:
     bool sendCommand(const QByteArray &data) override
     {
         sent << QString::fromUtf8(data);
-        const bool result = accepts; // the answer may delete this client
+        const bool result = accepts; // the handler may delete this client
         if (answer) {
-            const auto handler = answer; // may be replaced while it runs
+            const auto handler = answer; // may be replaced while the handler runs
             handler(data);
         }
         return result;

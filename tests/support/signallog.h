@@ -7,8 +7,8 @@
 #include <QtCore/QStringList>
 
 /*
-    Notes the names of an object's own signals in the order in which they come, so that an
-    expectation fits one line: "keywordChanged valueChanged".
+    Records the names of an object's own signals in the order of their emission, so that an
+    expectation fits on one line: "keywordChanged valueChanged".
 */
 class SignalLog : public QObject
 {

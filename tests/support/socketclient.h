@@ -4,11 +4,11 @@
 #pragma once
 
 /*
-    The client over a WebSocket that a test is about: PWebSocketKeywordClient, or, where the same
-    test is built a second time with PELLIX_TEST_CONNECTION, PKeywordConnection.
+    The client over a WebSocket that a test uses: PWebSocketKeywordClient or, if the test is
+    compiled with PELLIX_TEST_CONNECTION, PKeywordConnection.
 
-    Where the two differ, the test says so with DIFFERS: it is skipped for the second, and what
-   holds there instead is tested by tst_keywordconnection.
+    If the two differ, the test states this with DIFFERS: it is skipped for the second, and
+    tst_keywordconnection tests its behavior instead.
 */
 #ifdef PELLIX_TEST_CONNECTION
 
@@ -19,7 +19,8 @@
 #define CLIENT_CATEGORY "pellixclient.keyword.connection"
 #define DIFFERS(why) QSKIP(why)
 
-// With the settings of the other one: it does not reconnect at first, and then within a second.
+// With the settings of PWebSocketKeywordClient: it does not reconnect by default, and otherwise
+// within a second.
 class SocketClient : public pellix::extras::PKeywordConnection
 {
 public:
@@ -32,7 +33,7 @@ public:
 
     QString url() const { return urls().value(0); }
 
-    // Drops the connection, and leaves the settings as they are.
+    // Closes the connection, and keeps the settings.
     void disconnect()
     {
         const QPointer<SocketClient> self(this);

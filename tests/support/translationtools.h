@@ -7,7 +7,8 @@
 #include <QtCore/QStandardPaths>
 #include <QtCore/QString>
 
-// The path of lupdate or lrelease of this Qt, or an empty text: they are in a package of their own.
+// The path of lupdate or lrelease of this Qt, or an empty string, because they are in a separate
+// package.
 inline QString translationTool(const QString &name)
 {
     return QStandardPaths::findExecutable(name, {QLibraryInfo::path(QLibraryInfo::BinariesPath)});

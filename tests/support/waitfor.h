@@ -8,12 +8,12 @@
 #include <QtCore/QEvent>
 #include <QtCore/QTimer>
 
-// As QTest::qWaitFor(), but it looks again after each event, rather than every 10 ms: a test of
-// many short exchanges would do nothing but wait.
+// Like QTest::qWaitFor(), but checks the condition after each event and not every 10 ms, which
+// would slow down tests with many short exchanges.
 template <typename Predicate> bool waitFor(Predicate predicate, int timeout = 30000)
 {
     const QDeadlineTimer deadline(timeout);
-    QTimer wake; // where nothing else happens
+    QTimer wake; // if there are no other events
     wake.start(10);
     while (!predicate()) {
         if (deadline.hasExpired())

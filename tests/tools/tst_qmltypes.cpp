@@ -31,7 +31,7 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// What was registered under a name at last. A component has no meta-object.
+// The last registration under a name. A component has no meta-object.
 struct Registration
 {
     const QMetaObject *meta = nullptr;
@@ -44,7 +44,7 @@ QMap<QString, Registration> &registrations()
     return names;
 }
 
-// A class as the file describes it: its own members, one text each, in order.
+// A class as described in the file: its own members in order, one text each.
 struct Description
 {
     QString header;
@@ -62,7 +62,7 @@ QString value(const QString &line, const char *key)
     return pattern.match(line).captured(1);
 }
 
-// The type of C++, as the meta-object names it.
+// The C++ type, as named in the meta-object.
 QString typeName(const QString &line)
 {
     QString name = value(line, "type");
@@ -73,7 +73,7 @@ QString typeName(const QString &line)
     return name;
 }
 
-// The file is read line by line; the program that writes it puts one fact in each.
+// Reads the file line by line, because the program that writes it puts one fact on each line.
 QMap<QString, Description> readDescriptions(const QString &fileName)
 {
     QMap<QString, Description> descriptions;
@@ -93,7 +93,7 @@ QMap<QString, Description> readDescriptions(const QString &fileName)
         } else if (line.startsWith(q("        name: "))) {
             className = value(line, "name");
             current().header = std::exchange(header, {});
-        } else if (fact.startsWith(q("name: "))) { // of a signal, a method or an enumeration
+        } else if (fact.startsWith(q("name: "))) { // of a signal, a method, or an enumeration
             method += value(line, "name");
         } else if (fact.startsWith(q("prototype: "))) {
             current().prototype = value(fact, "prototype");
@@ -127,8 +127,8 @@ QMap<QString, Description> readDescriptions(const QString &fileName)
     return descriptions;
 }
 
-// The type that a property has in C++. Qt 6.4 is told a type that its compiler cannot form where it
-// would compile code that reads the property wrongly.
+// The type of a property in C++. For Qt 6.4, a type that its compiler cannot use is described if it
+// would otherwise compile code that reads the property incorrectly.
 QString describedType(const QMetaProperty &property)
 {
 #if QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
@@ -176,8 +176,9 @@ QStringList liveMethods(const QMetaObject &meta)
 
 } // namespace
 
-// These two see each registration on its way to Qt's functions of the same names, also those that
-// Qt makes for itself: nothing else tells which names a module has.
+// These two functions intercept all registrations, including those that Qt makes itself, by
+// replacing the Qt functions with the same names. There is no other way to get all names of a
+// module.
 
 template <typename Function> static Function *qtFunction(const char *symbol)
 {
@@ -290,7 +291,7 @@ void tst_QmlTypes::classes_areDescribedAsTheyAre()
     QCOMPARE(description.methods, liveMethods(*registration.meta));
 }
 
-// qmltc includes them.
+// The headers are included by generated code of qmltc.
 void tst_QmlTypes::headers_declareTheClasses()
 {
     int headers = 0;
@@ -391,7 +392,7 @@ void tst_QmlTypes::folder_leavesTheTypesToTheProgram()
         if (const QMetaObject *const meta = registrations().value(name).meta) {
             QCOMPARE(object->metaObject()->className(), meta->className());
         } else {
-            // The one from the library, not the file that tools read.
+            // The component in the library, not the file for tools.
             QQmlComponent file(&engine, QUrl(q("qrc:/%1.qml").arg(name)));
             const std::unique_ptr<QObject> own(file.create());
             QCOMPARE(object->metaObject()->className(), own->metaObject()->className());
@@ -399,7 +400,7 @@ void tst_QmlTypes::folder_leavesTheTypesToTheProgram()
     }
 }
 
-// A host lists the folder of its own module before ours.
+// An application lists the folder of its own module before ours.
 void tst_QmlTypes::qmllint_takesTheHostsControlModuleFirst()
 {
     QTemporaryDir folder;
@@ -419,7 +420,7 @@ void tst_QmlTypes::qmllint_takesTheHostsControlModuleFirst()
     QVERIFY(judge({q(IMPORTS)}, screen).contains(q("own")));
 }
 
-// What qmllint says of the file.
+// The output of qmllint for the file.
 QString tst_QmlTypes::judge(const QStringList &folders, const QString &file) const
 {
     QStringList arguments;
@@ -436,7 +437,7 @@ QString tst_QmlTypes::judge(const QStringList &folders, const QString &file) con
 void tst_QmlTypes::qmllint_judges_data()
 {
     QTest::addColumn<QString>("body");
-    QTest::addColumn<QString>("complaint"); // empty: none
+    QTest::addColumn<QString>("complaint"); // empty: no warning
 
     QTest::newRow("all types") << q(
         "PWebSocketKeywordClient { id: web; urls: [\"ws://127.0.0.1\"]; autoReconnect: true }\n"
@@ -505,7 +506,7 @@ void tst_QmlTypes::qmllint_judges()
     file.close();
 
     const QString output = judge({q(IMPORTS)}, file.fileName());
-    // Later versions of qmllint succeed with warnings, too.
+    // Later versions of qmllint exit with 0 even if there are warnings.
     QVERIFY2(output.contains(q("Warning: ")) != complaint.isEmpty(), qPrintable(output));
     QVERIFY2(output.contains(complaint), qPrintable(output));
 }

@@ -7,7 +7,7 @@ namespace pellix::gateway {
 
 namespace {
 
-constexpr qsizetype mostMessages = 1000; // a log is no place for all that a broker can hold
+constexpr qsizetype mostMessages = 1000; // limits the log, regardless of how much a broker stores
 constexpr qsizetype longestQuote = 80;
 constexpr qsizetype longestPath = 1000;
 

@@ -26,7 +26,7 @@ Names namesOf(std::initializer_list<std::pair<const char *, const char *>> list)
     return names;
 }
 
-// Of what is read here.
+// Only the members that are read here.
 const Names &entityNames()
 {
     static const Names names = namesOf({
@@ -133,7 +133,8 @@ QJsonObject expandedEntity(const QJsonObject &object, const QString &rootBase = 
     return entity;
 }
 
-// A payload of a description, as it is compared: texts, even if it was written as another kind.
+// Returns a payload of a description as a string for comparison, even if it was written as another
+// type.
 QString payloadText(const QJsonValue &value, const char *otherwise)
 {
     if (value.isBool())
@@ -143,7 +144,7 @@ QString payloadText(const QJsonValue &value, const char *otherwise)
     return value.toString(QLatin1String(otherwise));
 }
 
-// The same text as payloads of the kinds that it may come as: templates make text of JSON.
+// The JSON values as which the payload may arrive, because templates convert strings to JSON.
 QList<QJsonValue> payloadsOf(const QString &text)
 {
     QList<QJsonValue> payloads {text};
@@ -157,7 +158,7 @@ QList<QJsonValue> payloadsOf(const QString &text)
     return payloads;
 }
 
-// And as texts of members.
+// The strings as which the payload may arrive in a member.
 QStringList textsOf(const QString &text)
 {
     const QString lower = text.toLower();
@@ -191,7 +192,7 @@ const QStringList &kinds()
     return list;
 }
 
-// Reads one entity. The first thing that is wrong ends it.
+// Reads one entity, and stops at the first error.
 class EntityReader
 {
 public:
@@ -402,7 +403,7 @@ bool EntityReader::readCommand()
     return problem.isEmpty();
 }
 
-// Without quotation marks around it, the payload is JSON itself, such as true.
+// Without quotation marks around the value, the payload itself is JSON, such as true.
 void EntityReader::writeAsJson()
 {
     if (keyword.type == QLatin1String("double"))
@@ -471,7 +472,7 @@ bool EntityReader::addAvailability(const QJsonObject &entry, const char *topic, 
     return true;
 }
 
-// What components have of their device, unless they have it themselves.
+// A component inherits these members from its device, unless it has its own.
 QJsonObject inherited(const QJsonObject &component, const QJsonObject &root)
 {
     static const QStringList names {QStringLiteral("availability_mode"),
@@ -494,7 +495,7 @@ QJsonObject inherited(const QJsonObject &component, const QJsonObject &root)
     for (const QString &name : names)
         inherit(name);
     for (const QString &name : availability) {
-        if (!hasOwn) // one excludes the other
+        if (!hasOwn) // the two members exclude each other
             inherit(name);
     }
     return result;
@@ -607,7 +608,7 @@ ConventionChange HomeAssistantConvention::take(const QString &topic, const QByte
         return change; // it will be described as part of a device
     const QString id = levels.at(levels.size() - 2);
     if (payload.isEmpty()) {
-        // Taken back.
+        // The description has been deleted.
     } else if (error.error != QJsonParseError::NoError) {
         skip(QStringLiteral("it is not JSON: %1").arg(error.errorString()));
     } else if (!document.isObject()) {

@@ -47,7 +47,7 @@ std::optional<QVariant> floatOf(const QString &text)
     return isNumber && std::isfinite(number) ? std::optional<QVariant>(number) : std::nullopt;
 }
 
-// "[min]:[max][:step]"; none of them has to be there.
+// "[min]:[max][:step]"; each part is optional.
 bool readLimits(const QString &format, TopicKeyword *keyword)
 {
     if (format.isEmpty())
@@ -70,7 +70,7 @@ bool readLimits(const QString &format, TopicKeyword *keyword)
     return isOrdered && (!numbers[2] || keyword->step > 0);
 }
 
-// Entries of a list, if none is empty and none is there twice.
+// Returns the entries of a list, unless one is empty or occurs twice.
 std::optional<QStringList> readEntries(const QString &format)
 {
     QStringList entries = format.split(QLatin1Char(','));
@@ -120,7 +120,7 @@ bool readColor(const QString &format, TopicKeyword *keyword)
     return true;
 }
 
-// What the datatype and the format make of the keyword; false if they are illegal.
+// Applies the datatype and the format to the keyword. Returns false if they are invalid.
 bool readDatatype(const QString &datatype, const QString &format, TopicKeyword *keyword)
 {
     const auto is = [&](const char *name) { return datatype == QLatin1String(name); };
@@ -161,7 +161,7 @@ bool readDatatype(const QString &datatype, const QString &format, TopicKeyword *
 
 } // namespace
 
-// Reads a $description. What is illegal is left out alone: a property, a node, or the device.
+// Reads a $description. Skips only what is invalid: a property, a node, or the device.
 class HomieConvention::Reader
 {
 public:
@@ -195,7 +195,7 @@ void HomieConvention::Reader::skip(const QString &what, const QString &why)
     keywords->say(QStringLiteral("%1 is not served: %2").arg(what, why), change);
 }
 
-// Whether the known members that are there are of the kind that they should be.
+// Whether the known members that exist have the correct type.
 bool HomieConvention::Reader::isLegal(const QJsonObject &object, const char *texts,
                                       const char *objects, const char *lists,
                                       const char *booleans) const
@@ -290,7 +290,7 @@ void HomieConvention::Reader::readProperty(const QString &nodeId, const QString 
     const bool isRetained = property.value(QLatin1String("retained")).toBool(true);
     keyword.access = QStringLiteral("R");
     if (property.value(QLatin1String("settable")).toBool()) {
-        // One that is not retained is an event that also takes commands.
+        // A property that is not retained is an event that also accepts commands.
         keyword.access = isRetained ? QStringLiteral("RW") : QStringLiteral("W");
         keyword.writeTopic = keyword.topic + QLatin1String("/set");
         keyword.writeQos = isRetained ? 1 : 0;
@@ -345,7 +345,7 @@ ConventionChange HomieConvention::take(const QString &topic, const QByteArray &p
     if (!now.hasState && now.properties.isEmpty() && now.skipped == 0 && now.alerts.isEmpty())
         devices.remove(device);
     if (changed.isEmpty() && now.hasState == before.hasState && now.skipped == before.skipped)
-        return change; // such as another state, which is all that most messages are
+        return change; // most messages only change the state
 
     DescribedKeywords::Descriptions descriptions {{device, describe(device, now)}};
     QStringList order(changed.begin(), changed.end());
@@ -430,7 +430,7 @@ void HomieConvention::removeProperty(const QString &topic, QSet<QString> *change
     }
 }
 
-// The first that no other property has.
+// The first label that no other property has.
 QString HomieConvention::label(const Property &property) const
 {
     for (const QString &label : property.labels) {
@@ -469,7 +469,8 @@ Description HomieConvention::describe(const Property &property) const
     keyword.availability.entries.append(
         {topic + QLatin1Char('/') + stateTopic, {}, online, offline});
     if (!device.root.isEmpty()) {
-        // Only the root device has a will: with it, those that depend on it are lost.
+        // Only the root device has a will. If the root device is lost, so are the devices that
+        // depend on it.
         keyword.availability.entries.append(
             {device.root + QLatin1Char('/') + stateTopic,
              {},

@@ -13,7 +13,7 @@ namespace {
 
 constexpr qsizetype longestTemplate = 4096;
 
-// The path between the braces, and the filter behind it.
+// The path between the braces, and the filter after it.
 std::optional<ValueTemplate> readExpression(const QString &text)
 {
     static const QRegularExpression whole(
@@ -62,7 +62,7 @@ std::optional<CommandTemplate> readCommandTemplate(const QString &text)
         && match.captured(2).isEmpty())
         return CommandTemplate();
 
-    // Both quotation marks or none, and JSON as soon as a value stands there.
+    // Either both quotation marks or none, and valid JSON once a value is inserted.
     const bool isQuoted = !match.captured(1).isEmpty();
     const QString before = trimmed.left(match.capturedStart());
     const QString after = trimmed.mid(match.capturedEnd());

@@ -14,7 +14,7 @@ namespace pellix::gateway {
 namespace {
 
 constexpr int deepest = 8; // levels of features within features
-constexpr std::size_t mostOfGroups = 50000; // members' properties; groups multiply them
+constexpr std::size_t mostOfGroups = 50000; // properties of members; each group multiplies them
 constexpr int stateBit = 1;
 constexpr int setBit = 2;
 constexpr int getBit = 4;
@@ -35,7 +35,7 @@ QVariant numberOf(const QJsonObject &object, const char *name)
     return value.isDouble() ? QVariant(value.toDouble()) : QVariant();
 }
 
-// A text as it stands in JSON, with its quotation marks.
+// The text as a JSON string, including the quotation marks.
 QByteArray jsonText(const QString &text)
 {
     const QByteArray list = QJsonDocument(QJsonArray {text}).toJson(QJsonDocument::Compact);
@@ -91,7 +91,7 @@ bool readEnum(const QJsonObject &expose, TopicKeyword *keyword)
         keyword->values.append({value, text});
         keyword->choices.append(text);
     }
-    if (!hasNumbers) // devices send more than they say
+    if (!hasNumbers) // devices send more values than they declare
         keyword->values.clear();
     if (textOf(expose, "name") == QLatin1String("action"))
         keyword->unknownPayloads.append(QByteArray()); // ends each event, in older versions
@@ -156,7 +156,7 @@ void Zigbee2MqttConvention::Reader::skip(const QJsonObject &expose, const QStrin
         change);
 }
 
-// The access of all that is read, or-ed.
+// Returns the combined access flags of everything that has been read.
 int Zigbee2MqttConvention::Reader::read(const QJsonArray &exposes, const QStringList &levels,
                                         bool isInside)
 {
@@ -174,7 +174,7 @@ int Zigbee2MqttConvention::Reader::readOne(const QJsonObject &expose, const QStr
     const QJsonArray features = listOf(expose, "features");
     const bool isComposite = type == QLatin1String("composite");
     if (isGroupOfFeatures(type) || (isComposite && property.isEmpty()))
-        return read(features, levels, isInside); // they lie at the same level
+        return read(features, levels, isInside); // the features are at the same level
 
     Exposed one;
     one.levels = levels + QStringList {property};
@@ -261,7 +261,7 @@ bool Zigbee2MqttConvention::takeInfo(const QByteArray &payload, ConventionChange
         return false;
     }
     const QJsonObject config = document.object().value(QLatin1String("config")).toObject();
-    // An object says how, and may say that it is off; older versions have it on then.
+    // An object may contain "enabled". In older versions it does not, and availability is enabled.
     const auto isOn = [](const QJsonValue &value) {
         return value.isObject() ? value.toObject().value(QLatin1String("enabled")).toBool(true)
                                 : value.toBool();
@@ -310,7 +310,7 @@ void Zigbee2MqttConvention::describeAll(ConventionChange *change)
         ++description->skipped;
         keywords.say(QStringLiteral("%1 is not served: %2").arg(what, QLatin1String(why)), change);
     };
-    // Null if there is nothing of that name to be described.
+    // Returns null if there is nothing to describe for this name.
     const auto start = [&](const QString &kind, const QString &id,
                            const QString &name) -> Description * {
         const QString owner = kind + QLatin1Char(' ') + id;
@@ -379,7 +379,8 @@ void Zigbee2MqttConvention::describeAll(ConventionChange *change)
     keywords.set(descriptions, change);
 }
 
-// What all members have; none if one is not known, or if there is no room for so many.
+// The properties that all members have. Returns nothing if a member is unknown, or if there is no
+// room for that many properties.
 std::optional<Zigbee2MqttConvention::ExposedList> Zigbee2MqttConvention::exposedByGroup(
     const QJsonObject &group, const QHash<QString, ExposedList> &devices, std::size_t *room) const
 {
@@ -431,7 +432,7 @@ Description Zigbee2MqttConvention::describe(const QString &name, const QString &
     const QString topic = base + QLatin1Char('/') + name;
     const QStringList online {QStringLiteral("online")};
     const QStringList offline {QStringLiteral("offline")};
-    // Plain in older versions, {"state":"online"} in newer ones.
+    // A plain string in older versions, {"state":"online"} in newer ones.
     const QString member = QStringLiteral("/state");
     TopicAvailability availability;
     availability.entries.append({base + QLatin1String("/bridge/state"), member, online, offline});

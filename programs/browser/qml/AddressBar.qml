@@ -8,8 +8,8 @@ import KeywordBrowser
 import PellixClient.Control
 
 /*
-    Where the server is and how to get in, to be changed at any time, and the look of the window. Secrets in
-    addresses are shown while they are typed only, and a token not at all.
+    The address of the server and the options for access, which can be changed at any time, and the appearance
+    of the window. Secrets in addresses are shown only while they are typed, and a token is never shown.
 */
 Pane {
     id: root
@@ -36,7 +36,7 @@ Pane {
         session.certificateFile = certificateField.text.trim();
         session.keyFile = keyField.text.trim();
         session.addresses = addresses;
-        // Last, as other addresses forget it.
+        // The token is set last, because other addresses discard it.
         if (tokenField.text !== "")
             session.setToken(tokenField.text.trim());
         tokenField.clear();
@@ -68,7 +68,7 @@ Pane {
 
             objectName: "addressField"
             placeholderText: qsTr("ws://host:port, or nothing for this machine")
-            ToolTip.visible: false // the problem is told below
+            ToolTip.visible: false // the problem is shown below
             Layout.fillWidth: true
             onTextEdited: problem = ""
             onAccepted: root.apply()
@@ -146,7 +146,7 @@ Pane {
             echoMode: TextInput.Password
             inputMethodHints: Qt.ImhSensitiveData | Qt.ImhNoPredictiveText | Qt.ImhNoAutoUppercase
             Accessible.passwordEdit: true
-            Accessible.description: placeholderText // as Qt tells no name of a password
+            Accessible.description: placeholderText // Qt does not expose the name of a password field
             Layout.fillWidth: true
             onAccepted: root.apply()
         }

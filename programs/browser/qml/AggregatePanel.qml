@@ -7,7 +7,7 @@ import KeywordBrowser
 import PellixClient.Control
 import PellixClient.Keyword 1.0
 
-/* One value that the server computes over all that is pinned. */
+/* A value that the server computes from all pinned keywords. */
 ColumnLayout {
     id: root
 

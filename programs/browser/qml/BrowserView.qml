@@ -9,22 +9,22 @@ import PellixClient.Control
 import PellixClient.Keyword 1.0
 import PellixClient.Keyword.Extras
 
-/* The whole browser, to be put into a window. */
+/* The entire browser, for use in a window. */
 Item {
     id: root
 
     required property Session session
     required property Preferences preferences
 
-    property string keyword: "/" // what is listed
-    property string selected // what is shown in full
+    property string keyword: "/" // the level that is listed
+    property string selected // the keyword in the detail pane
     property alias filter: list.filter
-    property bool trend // whether what is pinned is shown in one plot, instead of the selected keyword
+    property bool trend // whether one plot of all pinned keywords replaces the selected keyword
     property date now: new Date()
-    // Of what is below the selected keyword; negative until the server has answered.
+    // The number of keywords below the selected one; negative until the server has replied.
     readonly property int childCount: below.listed ? below.total : -1
 
-    // Lists what is below a keyword.
+    // Lists the children of a keyword.
     function open(keyword: string) {
         const target = list.children.normalized(keyword);
         if (target === list.children.normalized(root.keyword))
@@ -34,7 +34,7 @@ Item {
         list.focusList();
     }
 
-    // Lists the level above, and selects where it comes from.
+    // Lists the parent level, and selects the previous level in it.
     function up() {
         if (keyword === "/")
             return;
@@ -52,7 +52,7 @@ Item {
         selected = keyword;
     }
 
-    // A keyword with a value may have others below it, too. Only a question about it tells.
+    // A keyword with a value may have children, too. Only a query shows whether it does.
     PKeywordChildren {
         id: below
 
@@ -75,7 +75,7 @@ Item {
     }
 
     Shortcut {
-        // No tool of Qt 6.4 knows StandardKey.
+        // The tools of Qt 6.4 do not know StandardKey.
         sequences: [StandardKey.Find] // qmllint disable unqualified
         onActivated: list.focusSearch()
     }

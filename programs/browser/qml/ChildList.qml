@@ -11,16 +11,14 @@ import PellixClient.Control
 import PellixClient.Keyword 1.0
 import PellixClient.Keyword.Extras
 
-/*
-    The children of one keyword, filtered and in order.
-*/
+/* The children of a keyword, filtered and sorted. */
 ColumnLayout {
     id: root
 
     required property Session session
     property string keyword: "/"
     property string selected
-    required property bool selectedIsParent // there is something below, as far as is known
+    required property bool selectedIsParent // it has children, as far as is known
     property alias filter: search.text
     readonly property alias view: view
     readonly property alias total: children.total
@@ -29,7 +27,7 @@ ColumnLayout {
     signal selectRequested(string keyword)
     signal openRequested(string keyword)
     signal upRequested()
-    signal entered() // Return on something that has a value
+    signal entered() // Return was pressed on a keyword with a value
 
     function refresh() {
         children.refresh();
@@ -69,7 +67,7 @@ ColumnLayout {
         filter: search.text
         filterType: typeChoice.currentValue ?? PKeyword.KVT_NOPROP
         filterAccess: accessChoice.currentValue ?? PKeyword.KVA_NONE
-        // The first row, whatever it is, of another level.
+        // Another level is shown from its first row.
         onKeywordChanged: view.positionViewAtBeginning()
         onLoadingChanged: {
             waiting.tooLong = false;
@@ -178,11 +176,11 @@ ColumnLayout {
         Layout.fillHeight: true
         clip: true
         activeFocusOnTab: true
-        keyNavigationEnabled: false // see below: a step selects
+        keyNavigationEnabled: false // a step also selects the row; see below
         highlightFollowsCurrentItem: false
         boundsBehavior: Flickable.StopAtBounds
         reuseItems: true
-        cacheBuffer: 0 // Qt 6.4 warns of rows that are made ahead when a reset comes in between
+        cacheBuffer: 0 // Qt 6.4 warns about rows created in advance if the model is reset
         model: children
         currentIndex: children.currentIndex
         Accessible.role: Accessible.List

@@ -8,8 +8,8 @@ import PellixClient.Control
 import PellixClient.Keyword 1.0
 
 /*
-    One child of the listed keyword: its type, its label and name, and its live value, or the last known
-    one, marked, while there is no connection or no source.
+    One child of the listed keyword: its type, its label and name, and its live value. Without a connection or
+    a source, it shows the last known value, and marks it.
 */
 ItemDelegate {
     id: root
@@ -23,10 +23,10 @@ ItemDelegate {
     required property PKeywordClient client
     required property bool stale
     required property bool selected
-    required property bool parental // there is something below, as far as is known
+    required property bool parental // it has children, as far as is known
 
     readonly property bool group: typeLetter === ">"
-    // A server keeps the last value of a keyword whose source is gone.
+    // A server keeps the last value of a keyword whose source is not connected.
     readonly property bool old: stale || !live.connected
 
     signal selectRequested()
@@ -51,7 +51,7 @@ ItemDelegate {
             color: Theme.accent
         }
     }
-    // Its parts have ids; that it is made at once is fine.
+    // Its parts have ids, so it is created immediately, which is intended.
     contentItem: Item { // qmllint disable deferred-property-id
         TypeBadge {
             id: badge

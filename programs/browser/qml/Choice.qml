@@ -5,7 +5,7 @@ import QtQuick
 import QtQuick.Controls.Basic
 import PellixClient.Control
 
-/* One of a few entries { text, value }. */
+/* A choice between a few entries { text, value }. */
 ComboBox {
     id: root
 

@@ -9,7 +9,7 @@ import PellixClient.Control
 import PellixClient.Keyword 1.0
 import PellixClient.Keyword.Extras
 
-/* Everything about one keyword: its value, its state, its past, and writing it. */
+/* Everything about one keyword: its value, its state, its history, and a panel to write it. */
 Pane {
     id: root
 
@@ -17,8 +17,8 @@ Pane {
     required property Preferences preferences
     required property date now
     property string keyword
-    required property int childCount // of keywords below it; negative while unknown
-    required property bool readOnly // as far as the server has told
+    required property int childCount // number of keywords below it; negative until known
+    required property bool readOnly // as far as is known
 
     signal openRequested()
     signal trendRequested()
@@ -26,7 +26,7 @@ Pane {
     readonly property bool pinned: Array.from(preferences.pinned).includes(keyword)
     readonly property string valueText: Format.valueText(stale ? history.lastValue : live.value)
     readonly property bool stale: history.known && !history.current
-    // The server has answered, and there is no value: a level of the tree, or nothing at all.
+    // The server has replied, but there is no value: the keyword is a level, or does not exist.
     readonly property bool valueless: history.current && !history.known && !live.connected
                                       && live.valueType === PKeyword.KVT_NOPROP
 
@@ -60,7 +60,7 @@ Pane {
     PKeywordProxy {
         id: label
 
-        property string text // stays when the link is lost
+        property string text // kept when the connection is lost
 
         client: root.session.client
         keyword: root.keyword === "" ? "" : root.keyword + "/Label"
@@ -322,7 +322,7 @@ Pane {
             Layout.minimumHeight: Theme.dp(70)
             Accessible.name: qsTr("History of %1").arg(root.keyword)
         }
-        // What is too long for one line is shown in full where a number has its plot.
+        // A value that is too long for one line is shown in full, in place of the plot of a number.
         Flickable {
             id: longText
 

@@ -5,7 +5,7 @@ import QtQuick
 import QtQuick.Templates as T
 import PellixClient.Control
 
-/* What is dragged to give one part of the window more room. */
+/* A handle to resize the parts of the window on both sides. */
 Rectangle {
     implicitWidth: Theme.dp(5)
     implicitHeight: Theme.dp(5)

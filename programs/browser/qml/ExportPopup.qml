@@ -9,7 +9,7 @@ import KeywordBrowser
 import PellixClient.Control
 import PellixClient.Keyword.Extras
 
-/* Asks for a file, and saves histories into it. */
+/* Asks for a file, and saves histories to it. */
 Popup {
     id: root
 
@@ -18,7 +18,7 @@ Popup {
     required property Preferences preferences
     required property string baseName
 
-    property string replaced // the file that may be replaced, as its user has been asked
+    property string replaced // the existing file that the user has agreed to replace
 
     function save() {
         if (preferences.fileExists(file.text) && replaced !== file.text) {
@@ -52,7 +52,7 @@ Popup {
         border.color: Theme.cardBorder
     }
 
-    // Its parts have ids; that it is made at once is fine.
+    // Its parts have ids, so it is created immediately, which is intended.
     contentItem: ColumnLayout { // qmllint disable deferred-property-id
         spacing: Theme.dp(8)
 

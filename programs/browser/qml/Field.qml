@@ -5,7 +5,7 @@ import QtQuick
 import QtQuick.Controls.Basic
 import PellixClient.Control
 
-/* A line of text to be typed. A problem with it is shown by its frame and told when pointed at. */
+/* A text field. If it has a problem, its frame indicates it, and its tool tip describes it. */
 TextField {
     id: root
 

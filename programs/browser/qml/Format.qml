@@ -7,8 +7,8 @@ import QtQuick
 import PellixClient.Keyword 1.0
 
 /*
-    Values, types and times as people read them. Where a number or a date comes in as var, qmllint 6.4
-    crashes on its real type.
+    Formats values, types, and times for people. Parameters that take a number or a date are of type var,
+    because qmllint 6.4 crashes on the actual type.
 */
 QtObject {
     readonly property string none: "\u2014"
@@ -28,14 +28,14 @@ QtObject {
         return type === PKeyword.KVT_DOUBLE || type === PKeyword.KVT_INT;
     }
 
-    // The user's, without groups: a number is to be read, and typed, in the same way.
+    // The locale of the user, without group separators, so that numbers are shown and typed in the same way.
     function numberLocale(): var {
         const locale = Qt.locale();
         locale.numberOptions = Locale.OmitGroupSeparator;
         return locale;
     }
 
-    // With no more digits than asked for, and none that only show how a computer stores a number.
+    // Uses at most the given number of digits, which hides the rounding errors of binary numbers.
     function roundedText(value: var, digits: int): string {
         const whole = Number.isInteger(value) && Math.abs(value) < 1e15;
         return value.toLocaleString(numberLocale(), whole ? "f" : "g", whole ? 0 : digits);
@@ -55,14 +55,14 @@ QtObject {
         }
     }
 
-    // For a narrow place: a number with few decimals, a text in one line.
+    // For a narrow space: a number with few decimals, or a string on one line.
     function shortText(value: var): string {
         if (typeof value === "number" && !Number.isInteger(value))
             return roundedText(value, 6);
         return valueText(value).replace(/\s+/g, " ");
     }
 
-    // As the locale tells the time, and to the millisecond.
+    // The time in the format of the locale, with milliseconds.
     function time(date: var): string {
         if (isNaN(date.getTime()))
             return none;

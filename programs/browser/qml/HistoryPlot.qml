@@ -5,7 +5,7 @@ import QtQuick
 import PellixClient.Control
 import PellixClient.Keyword.Extras
 
-/* A plot in the colours of the window. */
+/* A plot in the colors of the window. */
 PKeywordPlot {
     textColor: Theme.textSecondary
     gridColor: Theme.groove

@@ -6,15 +6,15 @@ import PellixClient.Keyword 1.0
 import PellixClient.Keyword.Extras
 
 /*
-    Whether a keyword is read-only: the server lists it on its level, but not among those that can be
-    written. Two queries for each level.
+    Determines whether a keyword is read-only: the server lists it on its level, but not among the writable
+    keywords. This requires two queries per level.
 */
 QtObject {
     id: root
 
     required property PKeywordClient client
     required property string keyword
-    // As far as the server has told.
+    // As far as is known.
     readonly property bool readOnly: writable.listed && readable.currentIndex >= 0 && writable.currentIndex < 0
     readonly property string level: keyword === "" ? "" : readable.parentOf(keyword)
 

@@ -6,7 +6,7 @@ import QtQuick.Layouts
 import KeywordBrowser
 import PellixClient.Control
 
-/* Says across the window that nothing shown is live, why, and what is done about it. */
+/* States across the window that the values are not live, the reason, and when the next attempt is made. */
 Rectangle {
     id: root
 

@@ -6,7 +6,7 @@ import QtQuick.Controls.Basic
 import KeywordBrowser
 import PellixClient.Control
 
-/* The window of the browser. The program creates what it needs and says where to begin. */
+/* The window of the browser. The program creates the required objects and sets the first keyword. */
 ApplicationWindow {
     id: root
 

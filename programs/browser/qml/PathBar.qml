@@ -11,8 +11,7 @@ import PellixClient.Control
 import PellixClient.Keyword 1.0
 
 /*
-    Where in the tree the list is: shown as a path whose levels can be opened, and typed after a click
-    beside them.
+    The path of the listed level. Its levels can be opened with a click; a click next to them edits the path.
 */
 RowLayout {
     id: root
@@ -52,7 +51,7 @@ RowLayout {
             contentWidth: path.width
             contentHeight: height
             boundsBehavior: Flickable.StopAtBounds
-            // The end of a long path is what matters.
+            // The end of a long path is the relevant part.
             contentX: Math.max(0, contentWidth - width)
 
             ScrollBar.horizontal: Scroller {

@@ -6,7 +6,7 @@ import QtQuick.Controls.Basic
 import PellixClient.Control
 import PellixClient.Keyword 1.0
 
-/* One level of a path, by its label. A click opens it. */
+/* One level of a path, shown by its label. A click opens it. */
 AbstractButton {
     id: root
 
@@ -21,7 +21,7 @@ AbstractButton {
     text: label.text !== "" ? label.text : partDisplay
     leftPadding: Theme.dp(3)
     rightPadding: Theme.dp(3)
-    focusPolicy: Qt.NoFocus // up goes there, too
+    focusPolicy: Qt.NoFocus // "up" opens the same levels with the keyboard
     Accessible.name: qsTr("List the children of %1").arg(text)
     onClicked: openRequested()
 
@@ -34,7 +34,7 @@ AbstractButton {
     PKeywordProxy {
         id: label
 
-        property string text // stays when the link is lost
+        property string text // kept when the connection is lost
 
         client: root.client
         keyword: root.keyword + "/Label"

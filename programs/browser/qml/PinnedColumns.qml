@@ -4,7 +4,7 @@
 import QtQuick
 import PellixClient.Control
 
-/* Where the columns of the pinned keywords are, for the heading and each row. */
+/* The positions of the columns of pinned keywords, for the heading and each row. */
 QtObject {
     required property real width
 
@@ -15,7 +15,7 @@ QtObject {
     readonly property real stateX: outcomeX - stateWidth
     readonly property real stateWidth: Theme.dp(104)
     readonly property real outcomeX: removeX - outcomeWidth
-    // Where there is no room for it, the state makes way for what went wrong.
+    // In a narrow window, an error is shown in place of the state.
     readonly property real outcomeWidth: width >= Theme.dp(680) ? Theme.dp(150) : 0
     readonly property real removeX: width - Theme.dp(26)
 }

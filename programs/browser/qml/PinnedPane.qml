@@ -10,7 +10,7 @@ import KeywordBrowser
 import PellixClient.Control
 import PellixClient.Keyword.Extras
 
-/* What the user keeps in sight, from one start to the next, and an aggregate of it. */
+/* The keywords that the user has pinned, which are stored between sessions, and an aggregate of them. */
 Pane {
     id: root
 
@@ -29,7 +29,7 @@ Pane {
         client: root.session.client
         keywords: root.preferences.pinned
     }
-    // Of the row that may be edited next.
+    // For the current row, which may be edited next.
     KeywordAccess {
         id: access
 

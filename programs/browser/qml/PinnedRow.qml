@@ -8,8 +8,8 @@ import PellixClient.Control
 import PellixClient.Keyword.Extras
 
 /*
-    One pinned keyword: its label and path, its live value or the last known one, its state, and what
-    became of the last write. The value is edited in its place.
+    One pinned keyword: its label and path, its live or last known value, its state, and the outcome of the
+    last write. The value is edited in place.
 */
 ItemDelegate {
     id: root
@@ -29,13 +29,13 @@ ItemDelegate {
     required property int outcome
     required property string outcomeText
 
-    required property bool readOnly // as far as the server has told
+    required property bool readOnly // as far as is known
     required property bool linked
     required property bool current
     required property PinnedColumns columns
 
     property bool editing: false
-    // A server keeps the last value of a keyword whose source is gone.
+    // A server keeps the last value of a keyword whose source is not connected.
     readonly property bool known: stale ? valueText !== "" : connected || (value ?? null) !== null
     readonly property bool old: stale || !connected
     readonly property string shownValue: known ? Format.shortText(value) : Format.none
@@ -49,7 +49,7 @@ ItemDelegate {
     signal selectRequested()
     signal removeRequested()
     signal writeRequested(string text)
-    signal edited() // and the field is gone
+    signal edited() // the field has been closed
 
     function edit() {
         if (!editable)
@@ -88,7 +88,7 @@ ItemDelegate {
             color: Theme.cardBorder
         }
     }
-    // Its parts have ids; that it is made at once is fine.
+    // Its parts have ids, so it is created immediately, which is intended.
     contentItem: Item { // qmllint disable deferred-property-id
         PText {
             id: labelText
@@ -107,7 +107,7 @@ ItemDelegate {
             height: parent.height
             visible: width >= Theme.dp(20)
             text: root.keyword
-            elide: Text.ElideLeft // the end of a path says more
+            elide: Text.ElideLeft // the end of a path is more relevant
             horizontalAlignment: Text.AlignLeft
             color: Theme.textFaint
             font.pixelSize: Theme.dp(12)

@@ -5,7 +5,7 @@ import QtQuick
 import QtQuick.Controls.Basic
 import PellixClient.Control
 
-/* A button with a text, or with a sign and a tool tip that says what it does. */
+/* A button with a text, or with a symbol and a tool tip that describes it. */
 AbstractButton {
     id: root
 
@@ -18,7 +18,7 @@ AbstractButton {
     focusPolicy: Qt.StrongFocus
     Accessible.name: tip !== "" ? tip : text
 
-    // A click does not, with the keyboard it is the usual key. No tool of Qt 6.4 knows click().
+    // Return and Enter also click the button, as users expect. The tools of Qt 6.4 do not know click().
     Keys.onReturnPressed: root.click() // qmllint disable
     Keys.onEnterPressed: root.click() // qmllint disable
 

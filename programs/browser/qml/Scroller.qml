@@ -5,7 +5,7 @@ import QtQuick
 import QtQuick.Templates as T
 import PellixClient.Control
 
-/* A scroll bar that is there while there is something to scroll, and only then. */
+/* A scroll bar that is only visible if the content can be scrolled. */
 T.ScrollBar {
     id: root
 

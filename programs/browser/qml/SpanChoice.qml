@@ -3,7 +3,7 @@
 
 import QtQuick
 
-/* The seconds that a plot shows. */
+/* A choice of the time span that a plot shows, in seconds. */
 Choice {
     currentIndex: 1
     Accessible.name: qsTr("Time shown")

@@ -4,7 +4,7 @@
 import QtQuick
 import PellixClient.Control
 
-/* One state flag of a keyword: its name, and in words what its state means. */
+/* One state flag of a keyword: its name, and the meaning of its current state. */
 Item {
     id: root
 

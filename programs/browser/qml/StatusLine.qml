@@ -77,7 +77,7 @@ Pane {
             palette.windowText: Theme.textSecondary
             onToggled: {
                 root.session.autoReconnect = checked;
-                checked = Qt.binding(() => root.session.autoReconnect); // a click had replaced it
+                checked = Qt.binding(() => root.session.autoReconnect); // a click replaces the binding
             }
 
             indicator: Rectangle {

@@ -11,7 +11,7 @@ import PellixClient.Control
 import PellixClient.Keyword 1.0
 import PellixClient.Keyword.Extras
 
-/* All that is pinned in one plot. Its histories are kept also while it is not shown. */
+/* All pinned keywords in one plot. The histories are recorded even while the pane is hidden. */
 Pane {
     id: root
 
@@ -25,9 +25,9 @@ Pane {
             exporting.open();
     }
 
-    property var labels: ({}) // of keywords; they stay when the link is lost
+    property var labels: ({}) // by keyword; kept when the connection is lost
 
-    // A label that several have says nothing alone.
+    // Adds the keyword to a label that several keywords have.
     function nameLines() {
         const found = [];
         for (let i = 0; i < histories.count; ++i)

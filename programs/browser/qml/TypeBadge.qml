@@ -4,7 +4,7 @@
 import QtQuick
 import PellixClient.Control
 
-/* The letter of a type in the colour of that type. */
+/* The letter of a type in the color of that type. */
 Rectangle {
     id: root
 

@@ -4,7 +4,7 @@
 import QtQuick
 import PellixClient.Keyword 1.0
 
-/* A keyword whose last value is still known when the connection is lost. */
+/* A keyword that keeps its last value when the connection is lost. */
 PKeywordProxy {
     property var lastValue
 

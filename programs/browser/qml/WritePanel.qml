@@ -9,8 +9,8 @@ import PellixClient.Keyword 1.0
 import PellixClient.Keyword.Extras
 
 /*
-    Writes the keyword, absolutely and, where that makes sense, relatively, with what suits its type.
-    Says what became of it.
+    Writes the keyword, with controls that suit its type, to a value or, where it makes sense, by a
+    difference. Shows the outcome.
 */
 ColumnLayout {
     id: root
@@ -18,7 +18,7 @@ ColumnLayout {
     required property PKeywordWrite writer
     required property int valueType
     required property var value
-    required property bool readOnly // as far as the server has told
+    required property bool readOnly // as far as is known
 
     readonly property bool isNumber: !readOnly && Format.isNumber(valueType)
     readonly property bool isBool: !readOnly && valueType === PKeyword.KVT_BOOL
@@ -33,13 +33,13 @@ ColumnLayout {
             falseButton.forceActiveFocus();
         else if (hasField)
             field.forceActiveFocus();
-        // Most of an object remains as it is.
+        // Usually, only a part of an object is changed.
         if (isObject && field.text === "" && typeof value === "object" && value !== null)
             field.text = Format.valueText(value);
         field.selectAll();
     }
 
-    // The writer reads numbers as the user's locale writes them, and says what is wrong with one.
+    // The writer reads numbers in the format of the user's locale, and reports problems with them.
     function write(from: Field, amount: string, relative: bool) {
         from.problem = isNumber && amount === "" ? qsTr("a number is expected") : "";
         if (from.problem !== "")
@@ -52,7 +52,7 @@ ColumnLayout {
             from.problem = writer.problem;
     }
 
-    // What was wrong is being corrected, or no longer of interest.
+    // Clears the problem, which is being corrected or is no longer relevant.
     function forgive() {
         field.problem = "";
         step.problem = "";

@@ -5,7 +5,7 @@ import QtQuick
 import CompiledExtras
 import PellixClient.Keyword.Extras
 
-// What an alarm compares with: any value.
+// The limits of an alarm, which can be of any type.
 Item {
     id: root
 

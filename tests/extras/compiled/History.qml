@@ -5,7 +5,7 @@ import QtQuick
 import PellixClient.Keyword 1.0
 import PellixClient.Keyword.Extras
 
-// A history, read in the ways that screens read it.
+// A history, read in the same ways as in applications.
 Item {
     id: root
 

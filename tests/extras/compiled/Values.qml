@@ -4,7 +4,7 @@
 import QtQuick
 import CompiledExtras
 
-// A property for any value, read in the ways that screens read it.
+// A property of any type, read in the same ways as in applications.
 Item {
     id: root
 

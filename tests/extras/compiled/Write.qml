@@ -5,7 +5,7 @@ import QtQuick
 import PellixClient.Keyword 1.0
 import PellixClient.Keyword.Extras
 
-// A write, read in the ways that screens read it.
+// A write, read in the same ways as in applications.
 Item {
     id: root
 

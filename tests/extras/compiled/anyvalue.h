@@ -7,7 +7,7 @@
 #include <QtCore/QVariant>
 #include <QtQml/qqmlregistration.h>
 
-// A type with a property for any value, as those of the companions have.
+// A type with a property of type QVariant, like the companions.
 class AnyValue : public QObject
 {
     Q_OBJECT

@@ -13,7 +13,7 @@
 
 #include <memory>
 
-// QML that is compiled ahead of time, and the same from a file, which is interpreted.
+// The same QML file, compiled ahead of time and interpreted.
 class tst_CompiledConnection : public QObject
 {
     Q_OBJECT
@@ -54,7 +54,7 @@ void tst_CompiledConnection::properties_areRead()
     QVERIFY2(root, qPrintable(component.errorString()));
     const auto value = [&](const char *name) { return root->property(name); };
 
-    // Headers are not for ws://.
+    // Headers are not allowed with ws://.
     QCOMPARE(value("named").toString(), QStringLiteral("unusable"));
     QVERIFY(!value("isSoon").toBool());
     QVERIFY(value("connection").value<QObject *>()->setProperty("headers", QVariantMap()));

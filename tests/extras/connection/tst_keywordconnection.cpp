@@ -67,7 +67,7 @@ QString deadAddress()
     return addressOf(server);
 }
 
-// Header names as people write them: since Qt 6.8 they are sent in lower case.
+// Capitalizes header names in the usual way: Qt 6.8 and later send them in lower case.
 QByteArray inCapitals(const QByteArray &request)
 {
     QByteArrayList lines = request.split('\n');
@@ -81,7 +81,7 @@ QByteArray inCapitals(const QByteArray &request)
     return lines.join('\n');
 }
 
-// A server that keeps what it is sent, and answers what it is told to.
+// A server that records its messages, and sends the given reply.
 class PlainServer : public QTcpServer
 {
 public:
@@ -103,7 +103,7 @@ public:
     QByteArray request;
 };
 
-// A server that takes every client, and keeps it.
+// A server that accepts all clients and records them.
 class SocketServer : public QWebSocketServer
 {
 public:
@@ -124,7 +124,7 @@ public:
     QList<QPointer<QWebSocket>> clients;
 };
 
-QStringList logged; // of the connection's category
+QStringList logged; // the log of the connection's category
 QtMessageHandler previousHandler = nullptr;
 
 void recordLog(QtMsgType type, const QMessageLogContext &context, const QString &text)
@@ -340,7 +340,7 @@ void tst_KeywordConnection::delays_haveToBePositive()
     }
 }
 
-// In any order, and each opens no connection of its own.
+// In any order, and without opening a connection for each setting.
 void tst_KeywordConnection::settings_areTakenTogether()
 {
     PlainServer plain;
@@ -433,16 +433,16 @@ void tst_KeywordConnection::lostConnection_beginsWithTheSameAddress()
 
     QSignalSpy changes(&connection, &PKeywordConnection::connectedChanged);
     second->clients.constFirst()->abort();
-    QTRY_COMPARE(changes.count(), 2); // lost and back: the pause may be short
+    QTRY_COMPARE(changes.count(), 2); // lost and restored: the pause may be short
     QCOMPARE(connection.address(), second->url());
-    QCOMPARE(warningsOf("not connected to"), 1); // the dead one was not tried again
+    QCOMPARE(warningsOf("not connected to"), 1); // the dead address was not tried again
 
     second.reset();
     QTRY_COMPARE(changes.count(), 4);
     QCOMPARE(connection.address(), first.url());
     second = std::make_unique<SocketServer>(port);
     QVERIFY(second->listening);
-    QVERIFY(second->clients.isEmpty()); // what is connected stays
+    QVERIFY(second->clients.isEmpty()); // an existing connection is kept
 }
 
 void tst_KeywordConnection::withoutReconnecting_eachAddressIsTriedOnce()
@@ -510,13 +510,13 @@ void tst_KeywordConnection::pauses_growWithinBoundsByChance()
     }
     QVERIFY(drawn.size() > 3); // 30 of 33 values
 
-    connection.setMinRetryDelay(1000); // above the longest
+    connection.setMinRetryDelay(1000); // above the maximum
     pauses.clear();
     QTRY_VERIFY(!pauses.isEmpty());
     QVERIFY(pauses.constLast() >= 500 && pauses.constLast() <= 1000);
 }
 
-// So that the clients of a server that is gone are spread over the whole second.
+// The clients of a stopped server are spread over the whole second.
 void tst_KeywordConnection::pauses_firstIsAnyUpToTheLimit()
 {
     int early = 0;
@@ -533,14 +533,14 @@ void tst_KeywordConnection::pauses_firstIsAnyUpToTheLimit()
         QVERIFY(pause <= 1000);
         early += pause < 500 ? 1 : 0;
     }
-    // Each side would be missed by chance once in 10^12 runs.
+    // Each half is missed by chance once in 10^12 runs.
     QVERIFY2(early > 0 && early < connections, qPrintable(QString::number(early)));
 }
 
 void tst_KeywordConnection::pauses_beginAnewAfterAStableConnection()
 {
     constexpr int shortest = 10;
-    constexpr int longest = 160; // and what a connection has to last
+    constexpr int longest = 160; // also the time that a connection must last
     SocketServer good;
     PKeywordConnection connection;
     connection.setMinRetryDelay(shortest);
@@ -554,7 +554,7 @@ void tst_KeywordConnection::pauses_beginAnewAfterAStableConnection()
                                      [&] { good.clients.constLast()->abort(); });
     connection.setUrls({good.url()});
     QTRY_VERIFY(pauses.size() >= 6);
-    // Connections that end at once. A machine that stands still makes one longer.
+    // Connections that end immediately. If the machine stalls, one of them may last too long.
     const bool grew = pauses.at(5) >= longest / 2;
     if (!grew)
         QSKIP("the machine stood still");
@@ -573,7 +573,7 @@ void tst_KeywordConnection::pauses_beginAnewAfterAStableConnection()
 void tst_KeywordConnection::retryIn_countsDown()
 {
     PKeywordConnection connection;
-    connection.setMinRetryDelay(1400); // and 1400 at least for the second pause
+    connection.setMinRetryDelay(1400); // at least 1400 for the second pause as well
     QList<int> told;
     connect(&connection, &PKeywordConnection::retryInChanged, this,
             [&] { told << connection.retryIn(); });
@@ -583,7 +583,7 @@ void tst_KeywordConnection::retryIn_countsDown()
 
     told.remove(0, told.indexOf(0) + 1);
     told.resize(told.indexOf(0) + 1);
-    QVERIFY(told.size() >= 3); // the pause, whole seconds, nothing
+    QVERIFY(told.size() >= 3); // the pause, whole seconds, 0
     QVERIFY(told.constFirst() >= 1400 && told.constFirst() <= 2800);
     for (qsizetype i = 1; i < told.size(); ++i)
         QVERIFY(told.at(i) % 1000 == 0 && told.at(i) < told.at(i - 1));
@@ -603,11 +603,11 @@ void tst_KeywordConnection::open_endsThePause()
     connection.setMinRetryDelay(1000000);
     QTRY_VERIFY(connection.retryIn() >= 500000); // not the first pause
 
-    connection.open(); // in vain
+    connection.open(); // no server yet
     QCOMPARE(connection.state(), State::Connecting);
     QCOMPARE(connection.retryIn(), 0);
-    QCOMPARE(connection.reason(), q("Connection refused")); // as long as there is no other
-    connection.open(); // once is enough
+    QCOMPARE(connection.reason(), q("Connection refused")); // until there is another reason
+    connection.open(); // has no further effect
     QTRY_COMPARE(connection.state(), State::Waiting);
     const SocketServer back(port);
     QVERIFY(back.listening);
@@ -630,7 +630,7 @@ void tst_KeywordConnection::close_lastsUntilOpened()
     connection.close();
     QVERIFY(!connection.enabled() && !connection.connected());
     QCOMPARE(connection.state(), State::Disconnected);
-    QCOMPARE(connection.reason(), QString()); // it was wanted
+    QCOMPARE(connection.reason(), QString()); // disconnected on request
     connection.setUrls({good.url(), good.url()});
     QCOMPARE(connection.state(), State::Disconnected);
     QTRY_VERIFY(good.clients.size() == 2);
@@ -678,11 +678,11 @@ void tst_KeywordConnection::handshake_timesOut()
     connection.setMinRetryDelay(10);
     connection.setUrls({addressOf(silent, scheme)});
     QTRY_COMPARE(connection.reason(), reason);
-    QTRY_VERIFY(silent.visits >= 3); // it goes on
+    QTRY_VERIFY(silent.visits >= 3); // the attempts continue
     QTRY_COMPARE(connection.reason(), reason);
 }
 
-// The queue of what a server has not accepted yet is full, and the system answers no more.
+// The listen backlog of the server is full, and the system no longer replies.
 void tst_KeywordConnection::handshake_timesOutBeforeTcp()
 {
 #ifndef Q_OS_LINUX
@@ -713,10 +713,10 @@ void tst_KeywordConnection::handshake_timesOutBeforeTcp()
     QTRY_COMPARE(connection.reason(), q("cannot be reached within 0.15 s"));
 }
 
-// Runs for two of the fixed intervals of 5 s.
+// Takes two of the fixed intervals of 5 s.
 void tst_KeywordConnection::keepAlive_saysWhyAndTakesMessagesForLife()
 {
-    // Two servers that answer no ping, of which one sends messages.
+    // Two servers that do not reply to pings, one of which sends messages.
     const auto shake = [](QTcpSocket *visitor, const std::function<void()> &then) {
         connect(visitor, &QTcpSocket::readyRead, visitor, [visitor, then] {
             const QByteArray request = visitor->readAll();
@@ -743,7 +743,7 @@ void tst_KeywordConnection::keepAlive_saysWhyAndTakesMessagesForLife()
         shake(visitor, [&] { talk.start(100); });
     });
     QVERIFY(silent.listen(QHostAddress::LocalHost) && talking.listen(QHostAddress::LocalHost));
-    PKeywordConnection toTalking, toSilent; // the ticks come in this order
+    PKeywordConnection toTalking, toSilent; // their ticks occur in this order
     toTalking.setUrls({addressOf(talking)});
     QTRY_VERIFY(toTalking.connected());
     toSilent.setUrls({addressOf(silent)});
@@ -777,7 +777,7 @@ void tst_KeywordConnection::reason_saysHowItWasClosed()
     connection.setMinRetryDelay(100000);
     connection.setUrls({good.url()});
     QTRY_VERIFY(connection.connected() && !good.clients.isEmpty());
-    QStringList seen; // by whoever learns of the loss
+    QStringList seen; // the reason when the loss is reported
     connect(&connection, &PKeywordConnection::connectedChanged, this,
             [&] { seen << connection.reason(); });
     if (code == 0)
@@ -796,7 +796,7 @@ void tst_KeywordConnection::reason_saysHowItWasClosed()
 void tst_KeywordConnection::reason_saysWhyItWasRefused_data()
 {
     QTest::addColumn<QByteArray>("answer");
-    QTest::addColumn<QString>("reason"); // empty: any
+    QTest::addColumn<QString>("reason"); // empty: any reason
     QTest::newRow("full") << QByteArray("HTTP/1.1 503 Service Unavailable\r\n\r\n")
                           << q("HTTP status 503 (Service Unavailable)");
     QTest::newRow("who is it") << QByteArray("HTTP/1.1 401 Unauthorized\r\n"
@@ -873,7 +873,7 @@ void tst_KeywordConnection::credentials_areSent()
     QTRY_VERIFY(plain.request.endsWith("\r\n\r\n"));
     QVERIFY2(sent.isEmpty() || plain.request.contains("\r\n" + sent + "\r\n"), plain.request);
     QCOMPARE(plain.request.count("Authorization:"), sent.startsWith("Auth") ? 1 : 0);
-    QVERIFY2(!plain.request.contains('@'), plain.request); // not in Host or the request line
+    QVERIFY2(!plain.request.contains('@'), plain.request); // neither in Host nor in the target
 }
 
 void tst_KeywordConnection::credentials_openAServer()
@@ -970,7 +970,7 @@ void tst_KeywordConnection::credentials_thatCannotBeSent()
     QVERIFY(!logged.join(QString()).contains(q("hush")));
 }
 
-// Whatever the server repeats.
+// Regardless of what the server repeats.
 void tst_KeywordConnection::secrets_areNotTold()
 {
     PKeywordConnection connection;
@@ -1007,7 +1007,7 @@ void tst_KeywordConnection::files_haveToBeRight_data()
     QTest::addColumn<QByteArray>("authorities");
     QTest::addColumn<QByteArray>("certificate");
     QTest::addColumn<QByteArray>("key");
-    QTest::addColumn<QString>("reason"); // %1: the folder; empty: they are right
+    QTest::addColumn<QString>("reason"); // %1: the folder; empty: valid files
     const auto row = [](const char *name, const char *ca, const char *certificate, const char *key,
                         const char *reason) {
         QTest::newRow(name) << QByteArray(ca) << QByteArray(certificate) << QByteArray(key)
@@ -1064,7 +1064,7 @@ void tst_KeywordConnection::files_haveToBeRight()
         return;
     }
     QTRY_COMPARE(connection.reason(), reason.replace(q("%1"), directory.path()));
-    QCOMPARE(connection.state(), State::Waiting); // they may be replaced
+    QCOMPARE(connection.state(), State::Waiting); // the files may be replaced
     QCOMPARE(server->clientCount(), 0);
 }
 
@@ -1075,7 +1075,7 @@ void tst_KeywordConnection::files_areReadAtEachAttempt()
     PKeywordConnection connection;
     connection.setMinRetryDelay(10);
     connection.setMaxRetryDelay(10);
-    connection.setCaFile(QUrl::fromLocalFile(file).toString()); // as dialogs name it
+    connection.setCaFile(QUrl::fromLocalFile(file).toString()); // as returned by file dialogs
     connection.setUrls({server->url().toString()});
     QTRY_COMPARE(connection.reason(), file + q(": No such file or directory"));
     QVERIFY(QFile::copy(path("ca"), file));
@@ -1129,7 +1129,7 @@ void tst_KeywordConnection::certificate_identifiesTheClient()
     QTRY_COMPARE(unknown.reason(), q("HTTP status 401 (Unauthorized)"));
 }
 
-// Objects of an incubator take several turns of the event loop to be complete.
+// Objects created by an incubator require several turns of the event loop until they are complete.
 void tst_KeywordConnection::qml_isOpenedWhenComplete()
 {
     const PlainServer plain;
@@ -1173,7 +1173,7 @@ void tst_KeywordConnection::handlers_mayDoAnything_data()
     }
 }
 
-// At each time that the signal comes in a life with every kind of event.
+// At each emission of the signal during a run with every kind of event.
 void tst_KeywordConnection::handlers_mayDoAnything()
 {
     QFETCH(QByteArray, signal);
@@ -1209,7 +1209,7 @@ void tst_KeywordConnection::handlers_mayDoAnything()
             else
                 connection->setUrls({dead, good.url(), dead});
         };
-        // A lambda as a slot of a signal by its name.
+        // Connects a lambda to a signal by name.
         struct Relay : QObject
         {
             std::function<void()> handler;

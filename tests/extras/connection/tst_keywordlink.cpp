@@ -50,7 +50,7 @@ void tst_KeywordLink::inProcessClient_isConnectedWhileItsPublisherIsActive()
     const QSignalSpy changed(&link, &PKeywordLink::clientChanged);
     link.setClient(&client);
     QCOMPARE(changed.count(), 1);
-    QVERIFY(link.connected()); // as soon as there is one
+    QVERIFY(link.connected()); // as soon as the client exists
     QCOMPARE(connected.count(), 1);
     client.publisher()->setActive(false);
     QVERIFY(!link.connected());
@@ -87,7 +87,7 @@ void tst_KeywordLink::anotherClient_countsAtOnce()
     QVERIFY(!link.connected());
     link.setClient(&alsoActive);
     QVERIFY(link.connected());
-    active.publisher()->setActive(false); // no longer its own
+    active.publisher()->setActive(false); // no longer the client of the link
     QVERIFY(link.connected());
 }
 
@@ -107,8 +107,8 @@ void tst_KeywordLink::destroyedClient_isNotConnected()
 
 void tst_KeywordLink::handlers_mayDeleteEither_data()
 {
-    QTest::addColumn<bool>("ofClient"); // clientChanged, or connectedChanged
-    QTest::addColumn<bool>("link"); // is what is deleted
+    QTest::addColumn<bool>("ofClient"); // clientChanged or connectedChanged
+    QTest::addColumn<bool>("link"); // delete the link, or else the client
     QTest::addColumn<QString>("moment");
     for (const bool ofClient : {false, true}) {
         for (const bool link : {false, true}) {
@@ -134,7 +134,7 @@ void tst_KeywordLink::handlers_mayDeleteEither()
     bool acted = false;
     const auto act = [&] {
         if (std::exchange(acted, true))
-            return; // what is being deleted emits, too
+            return; // the deleted object emits signals, too
         if (link)
             delete subject.data();
         else if (!dying)

@@ -35,8 +35,8 @@ bool run(const QString &program, const QStringList &arguments)
     return false;
 }
 
-// Below the ports that the system gives to clients: one of those could take it while the broker is
-// down, or even connect to itself.
+// A port below those that the system assigns to clients: a client could take such a port while the
+// broker is down, or even connect to itself.
 quint16 freePort()
 {
     for (;;) {
@@ -47,7 +47,7 @@ quint16 freePort()
     }
 }
 
-// A condition is looked at often; a process that ends is not waited for.
+// Checks the condition frequently, and stops waiting if the process ends.
 bool waitUntil(QProcess *process, const std::function<bool()> &condition)
 {
     const QDeadlineTimer deadline(30000);
@@ -142,7 +142,7 @@ QByteArray Broker::configuration() const
                           options.isQuiet ? "log_type information" : "log_type all",
                           "persistence false"};
     if (::geteuid() == 0)
-        lines.append("user root"); // else it could not read what only we can
+        lines.append("user root"); // otherwise, it could not read our private files
     if (options.passwords.isEmpty())
         lines.append("allow_anonymous true");
     else
@@ -178,7 +178,7 @@ bool Broker::launch()
     QString program = QStandardPaths::findExecutable(q("mosquitto"));
     if (program.isEmpty())
         program = q("/usr/sbin/mosquitto");
-    // To a file: nobody may be there to empty a pipe.
+    // To a file, because a pipe might not be read.
     process.setStandardErrorFile(filePath(q("log")));
     process.start(program, {q("-c"), file});
     frozen = false;
@@ -190,7 +190,7 @@ bool Broker::launch()
 bool Broker::start()
 {
     if (brokerPort != 0) {
-        // The port may still be the old one's for a moment.
+        // The old broker may still use the port for a moment.
         const QDeadlineTimer deadline(30000);
         while (!launch()) {
             if (deadline.hasExpired() || !log().contains("Address already in use"))
@@ -319,7 +319,7 @@ BrokerClient::BrokerClient(const Broker &broker, const QString &user, const QStr
         });
     mosquitto_reconnect_delay_set(client, 1, 1, false);
     mosquitto_loop_start(client);
-    // Does not fail for a broker that has been waited for, but for one that allows no more clients.
+    // This succeeds, because the broker is listening, unless it allows no more clients.
     mosquitto_connect(client, "127.0.0.1", broker.port(), 60);
     waitFor([this] { return isConnected(); }, 5000);
 }
@@ -331,7 +331,7 @@ BrokerClient::~BrokerClient()
     mosquitto_destroy(client);
 }
 
-// In libmosquitto's thread.
+// Called in the thread of libmosquitto.
 void BrokerClient::connectAgain()
 {
     connected = true;

@@ -20,38 +20,40 @@ struct mosquitto;
 
 struct BrokerOptions
 {
-    bool persistence = false; // what is retained survives kill()
-    QHash<QString, QString> passwords; // user and password; anybody may connect if empty
+    bool persistence = false; // retained messages survive kill()
+    QHash<QString, QString> passwords; // by user; no password is required if empty
     QByteArray acl;
-    bool tls = false; // certificates of an authority of its own, for 127.0.0.1 and localhost
+    bool tls = false; // uses certificates of a private authority, for 127.0.0.1 and localhost
     bool clientCertificates = false; // required, with tls
-    int queuedMessages = -1; // for each client
+    int queuedMessages = -1; // per client
     int inflightMessages = -1;
     int connections = -1; // at once
     bool isQuiet = false; // does not log each message
-    QByteArrayList lines; // of the configuration, besides
+    QByteArrayList lines; // additional lines of the configuration
 };
 
-// The real mosquitto on a free port of 127.0.0.1.
+// A real mosquitto on a free port of 127.0.0.1.
 class Broker
 {
 public:
     explicit Broker(const BrokerOptions &options = {});
     ~Broker();
 
-    // All of them return when it has been done; start() and restart() when it listens.
-    bool start(); // again on the same port
+    // All of these functions wait until the action is complete; start() and restart() until the
+    // broker listens.
+    bool start(); // again on the same port if called again
     void kill(); // kill -9
     void terminate(); // SIGTERM
-    void freeze(); // SIGSTOP: its links stay open, and nothing answers
+    void freeze(); // SIGSTOP: its connections stay open, but it does not reply
     void thaw();
     bool restart() { return kill(), start(); }
-    // SIGHUP after the passwords have been replaced.
+    // Replaces the passwords, and sends SIGHUP.
     void setPasswords(const QHash<QString, QString> &passwords);
-    // The same for what users may; only if there was an acl from the beginning.
+    // Replaces the access rules, and sends SIGHUP. Requires that options.acl was set before
+    // start().
     void setAcl(const QByteArray &acl);
 
-    // The options that start() takes next.
+    // The options for the next start().
     BrokerOptions options;
 
     quint16 port() const { return brokerPort; }
@@ -80,8 +82,8 @@ private:
     bool frozen = false;
 };
 
-// Another client of a broker, with a thread of libmosquitto's own. It connects again by itself, and
-// then subscribes to what it was subscribed to.
+// Another client of a broker, with a separate thread of libmosquitto. It reconnects automatically,
+// and then renews its subscriptions.
 class BrokerClient : public QObject
 {
     Q_OBJECT
@@ -101,13 +103,13 @@ public:
     ~BrokerClient() override;
 
     bool isConnected() const { return connected; }
-    // Returns when the broker has granted it.
+    // Returns when the broker has granted the subscription.
     bool subscribe(const QByteArray &filter, int qos = 1);
     void publish(const QByteArray &topic, const QByteArray &payload, bool retained = false,
                  int qos = 1, qint64 expiry = -1);
-    // Returns when the broker has everything that was published.
+    // Returns when the broker has received all published messages.
     bool flush();
-    QList<Message> messages() const { return received; } // that receivedMessage() was emitted for
+    QList<Message> messages() const { return received; } // messages reported by receivedMessage()
     QList<QByteArray> payloads(const QByteArray &topic) const;
     void clear() { received.clear(); }
 

@@ -5,7 +5,7 @@
 
 #include <QtTest/QTest>
 
-// That the fixture of the other tests does what it says.
+// Tests the broker fixture that the other tests use.
 class tst_Broker : public QObject
 {
     Q_OBJECT

@@ -27,7 +27,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr int longTime = 60000; // in milliseconds; how long a loaded machine may take
+constexpr int longTime = 60000; // in milliseconds; the time that a loaded machine may take
 
 MqttOptions optionsFor(quint16 port)
 {
@@ -46,7 +46,7 @@ struct Received
     qint64 expiry;
 };
 
-// A link with what it has told.
+// A link that records its signals.
 struct Link
 {
     explicit Link(const MqttOptions &options) : link(options)
@@ -93,8 +93,8 @@ constexpr auto acknowledged = MqttLink::Outcome::Acknowledged;
 constexpr auto refused = MqttLink::Outcome::Refused;
 constexpr auto unknown = MqttLink::Outcome::Unknown;
 
-// A server that speaks as much of MQTT as a test needs: how it answers a CONNECT depends on the
-// version in it.
+// A server with the parts of MQTT that a test needs: its reply to a CONNECT depends on the version
+// in it.
 class FakeBroker : public QTcpServer
 {
 public:
@@ -107,7 +107,7 @@ public:
         });
     }
     QByteArray suback;
-    QList<int> versions; // asked for
+    QList<int> versions; // requested versions
 
 private:
     void answer(QTcpSocket *socket)
@@ -203,7 +203,7 @@ void tst_MqttLink::link_isClosed()
     QTRY_VERIFY_WITH_TIMEOUT(link.isConnected(), longTime);
     link.link.close();
     QCOMPARE(link.link.state(), MqttLink::State::Closed);
-    // As a client that leaves, and not one that is lost
+    // The client has disconnected properly
     QTRY_VERIFY_WITH_TIMEOUT(broker.log().contains(" disconnected.\n"), longTime);
     link.link.open();
     QTRY_VERIFY_WITH_TIMEOUT(link.isConnected(), longTime);
@@ -241,7 +241,8 @@ void tst_MqttLink::fixedVersion_isKept()
              QStringLiteral("cannot connect: the broker closed the connection"));
 }
 
-// A balancer in front of brokers that speak 3.1.1 closes as long as none of them is there.
+// A load balancer in front of brokers with MQTT 3.1.1 closes connections while none of them is
+// available.
 void tst_MqttLink::refusedFive_isNotTriedAgain()
 {
     FakeBroker broker(QByteArray("\x20\x02\x00\x01", 4), {});
@@ -314,7 +315,7 @@ void tst_MqttLink::passwordFile_isReadForEachConnection()
                  .arg(options.passwordFile));
     broker.writeFile(QStringLiteral("secret"), "secret\n");
     QTRY_VERIFY_WITH_TIMEOUT(link.isConnected(), longTime);
-    // Another password, in the broker and then in the file
+    // The password changes, first in the broker and then in the file
     broker.options.passwords = {{QStringLiteral("hmi"), QStringLiteral("new")}};
     QVERIFY(broker.restart());
     QTRY_VERIFY_WITH_TIMEOUT(link.link.reason().contains(QStringLiteral("Not authorized")),
@@ -400,7 +401,7 @@ void tst_MqttLink::unreachable_doesNotBlock_data()
 void tst_MqttLink::unreachable_doesNotBlock()
 {
     QFETCH(const bool, swallows);
-    // A queue that is full takes no more connections: the packets that ask for one are dropped.
+    // If the queue of the listener is full, the system drops further connection requests.
     const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address {};
     address.sin_family = AF_INET;
@@ -421,14 +422,14 @@ void tst_MqttLink::unreachable_doesNotBlock()
     auto link = std::make_unique<Link>(options);
     link->link.open();
     QTRY_VERIFY_WITH_TIMEOUT(!link->link.reason().isEmpty(), longTime);
-    // libmosquitto 2.1 forgets why.
+    // libmosquitto 2.1 loses the reason.
     const QString refused = mosquitto_lib_version(nullptr, nullptr, nullptr) < 2001000
         ? QStringLiteral("Connection refused")
         : QStringLiteral("nothing answers at 127.0.0.1, port %1").arg(ntohs(address.sin_port));
     QCOMPARE(link->link.reason(),
              QStringLiteral("cannot connect: ")
                  + (swallows ? QStringLiteral("no reply in time") : refused));
-    // The call that hangs would take minutes.
+    // The blocked call would take minutes.
     QElapsedTimer time;
     time.start();
     link.reset();
@@ -529,7 +530,7 @@ void tst_MqttLink::sameClientId_endsTheOther()
     QTRY_VERIFY_WITH_TIMEOUT(first.isConnected(), longTime);
     second.link.open();
     QTRY_VERIFY_WITH_TIMEOUT(!first.link.reason().isEmpty(), longTime);
-    // Depending on its version it says why.
+    // The reason depends on the version of the broker.
     QVERIFY(first.link.reason()
                 == QStringLiteral("connection lost: the broker closed the connection")
             || first.link.reason()
@@ -547,7 +548,7 @@ void tst_MqttLink::socketsAbove1023_work()
     QCOMPARE(::setrlimit(RLIMIT_NOFILE, &limit), 0);
     Broker broker;
     QVERIFY(broker.start());
-    BrokerClient writer(broker); // its library would be the first to fail
+    BrokerClient writer(broker); // otherwise, its library would be the first to fail
     std::vector<int> files;
     while (files.empty() || files.back() < 1100)
         files.push_back(::open("/dev/null", O_RDONLY | O_CLOEXEC));
@@ -580,7 +581,7 @@ void tst_MqttLink::messages_haveWhatTheyWerePublishedWith()
     QVERIFY(link.received.at(0).isRetained);
     QVERIFY(link.received.at(0).expiry > 900 && link.received.at(0).expiry <= 1000);
     writer.publish("live", QByteArray(1 << 20, 'x'));
-    writer.publish("kept", "", true); // as published
+    writer.publish("kept", "", true); // retained, as published
     QTRY_COMPARE_WITH_TIMEOUT(link.received.size(), 3, longTime);
     QVERIFY(!link.received.at(1).isRetained);
     QCOMPARE(link.received.at(1).payload.size(), 1 << 20);
@@ -677,7 +678,7 @@ void tst_MqttLink::publish_isAcknowledged()
     BrokerClient late(broker);
     QVERIFY(late.subscribe("#"));
     late.publish("end", "");
-    QTRY_COMPARE_WITH_TIMEOUT(late.messages().size(), 1, longTime); // nothing was retained
+    QTRY_COMPARE_WITH_TIMEOUT(late.messages().size(), 1, longTime); // no message was retained
 }
 
 void tst_MqttLink::publish_isRefusedByTheBroker()
@@ -741,7 +742,7 @@ void tst_MqttLink::publish_isUnknownIfTheBrokerDies()
     Link link(optionsFor(broker.port()));
     link.link.open();
     QTRY_VERIFY_WITH_TIMEOUT(link.isConnected(), longTime);
-    // Between PUBLISH and PUBACK: it has been sent, and nobody reads it.
+    // Between PUBLISH and PUBACK: the message has been sent, but not read.
     broker.freeze();
     link.link.publish(1, "pump/set", "1", 1, 1s);
     link.link.publish(2, "pump/set", "2", 1, 1s);
@@ -750,7 +751,7 @@ void tst_MqttLink::publish_isUnknownIfTheBrokerDies()
     QTRY_COMPARE_WITH_TIMEOUT(link.outcomes.size(), 2, longTime);
     std::sort(link.outcomes.begin(), link.outcomes.end());
     QCOMPARE(link.outcomes, (Outcomes {{1, unknown}, {2, unknown}}));
-    // Not sent again
+    // It is not sent again
     QVERIFY(broker.start());
     BrokerClient device(broker);
     QVERIFY(device.subscribe("pump/set"));

@@ -21,7 +21,7 @@ using Outcome = Source::Outcome;
 
 namespace {
 
-constexpr int longTime = 60000; // in milliseconds; how long a loaded machine may take
+constexpr int longTime = 60000; // in milliseconds; the time that a loaded machine may take
 
 MqttOptions optionsFor(const Broker &broker)
 {
@@ -66,7 +66,7 @@ MappingOptions everything(const QList<TopicKeyword> &keywords = {})
     return options;
 }
 
-// A source, with what it has told.
+// A source whose reports are recorded.
 struct Observed
 {
     Observed(const Broker &broker, const MappingOptions &mapping, int qos = 0)
@@ -127,7 +127,7 @@ struct Observed
 };
 using Answers = QList<std::pair<quint64, Outcome>>;
 
-// The whole way to the clients of a server
+// The entire path to the clients of a server
 struct Plant
 {
     explicit Plant(const MappingOptions &mapping)
@@ -147,7 +147,7 @@ struct Plant
         return waitFor(
             [this] { return source->state() == State::Ready && server.contains(q("/plant/v")); });
     }
-    // What the device does with a write.
+    // The reaction of the device to a write.
     void onWrite(const std::function<void(const QByteArray &)> &function)
     {
         device->subscribe("v/set");
@@ -314,10 +314,10 @@ void tst_MqttSource::values_areReported()
     QVERIFY(!observed.values.contains(q("/c")));
     QVERIFY(!observed.values.contains(q("/e")));
     QCOMPARE(observed.source.statistics().unreadable, quint64(1));
-    QTRY_VERIFY_WITH_TIMEOUT(!observed.values.value(q("/f")).online, longTime); // it expires
+    QTRY_VERIFY_WITH_TIMEOUT(!observed.values.value(q("/f")).online, longTime); // the value expires
 }
 
-// A broker drops what it keeps beyond its queue, for subscriptions with QoS 1.
+// For subscriptions with QoS 1, a broker discards messages beyond its queue limit.
 void tst_MqttSource::brokersQueue_mayBeFull()
 {
     BrokerOptions options;
@@ -370,7 +370,7 @@ void tst_MqttSource::restart_isFollowed()
     QTRY_STATE(observed, State::Ready);
     QCOMPARE(observed.states.mid(3), (QList {State::Lost, State::Subscribing, State::Ready}));
     QCOMPARE(observed.value("/a"), QVariant(1.0));
-    // Each value is of now again, if the broker has it.
+    // Each value is current again if the broker has it.
     QCOMPARE(observed.reports - before, persistence ? 2 : 0);
     BrokerClient writer(broker);
     writer.publish("a", "2");
@@ -424,7 +424,7 @@ void tst_MqttSource::write_isAnswered()
     QTRY_COMPARE_WITH_TIMEOUT(device.payloads("pump/set"), QList<QByteArray> {"true"}, longTime);
     QVERIFY(!device.messages().constFirst().retained);
     QCOMPARE(device.messages().constFirst().expiry, 5);
-    QVERIFY(!observed.value("/pump").isValid()); // the readback's, and never the wish
+    QVERIFY(!observed.value("/pump").isValid()); // only a readback sets the value, not the write
     QCOMPARE(observed.source.statistics().writes, quint64(1));
 }
 
@@ -538,7 +538,7 @@ void tst_MqttSource::mapping_isReplacedWithoutTheLink()
     QCOMPARE(observed.source.statistics().connections, quint64(1));
 }
 
-// A description that a device has sent once is not sent again for a configuration.
+// A device does not send its description again when the configuration changes.
 void tst_MqttSource::mapping_keepsWhatWasDescribed()
 {
     Broker broker;
@@ -553,7 +553,7 @@ void tst_MqttSource::mapping_keepsWhatWasDescribed()
     device.publish("homie/5/dev/$description",
                    R"({"homie":"5.0","version":1,"nodes":{"n":{"properties":{"t":{)"
                    R"("datatype":"float"}}}}})");
-    // It is heard from when it is subscribed to, which takes a while.
+    // Values are received only after the subscription, which takes a moment.
     const auto isThere = [&](const char *text, double value) {
         device.publish("homie/5/dev/n/t", text);
         return device.flush() && observed.value("/dev/n/t") == QVariant(value);
@@ -573,7 +573,7 @@ void tst_MqttSource::stop_isQuick_data()
 {
     QTest::addColumn<QString>("host");
     QTest::newRow("nobody listens") << "127.0.0.1";
-    QTest::newRow("swallows packets") << "192.0.2.1"; // for documentation only
+    QTest::newRow("swallows packets") << "192.0.2.1"; // reserved for documentation
     QTest::newRow("no such name") << "broker.invalid";
 }
 
@@ -586,7 +586,7 @@ void tst_MqttSource::stop_isQuick()
     auto source = std::make_unique<MqttSource>(options, everything());
     source->start();
     QTRY_COMPARE_WITH_TIMEOUT(source->state(), State::Connecting, longTime);
-    // Without a limit of time this hangs for minutes.
+    // Without a time limit, this could block for minutes.
     QElapsedTimer time;
     time.start();
     source->stop();
@@ -632,13 +632,13 @@ void tst_MqttSource::slowReader_getsTheNewest()
     const int before = observed.reports;
     for (int i = 1; i <= count; ++i)
         writer.publish("fast", QByteArray::number(i), false, 0);
-    // This thread does nothing until all of it has come.
+    // This thread does not process events until all messages have arrived.
     while (observed.source.statistics().messages < count && writer.isConnected()) { }
     QTRY_COMPARE_WITH_TIMEOUT(observed.value("/fast"), QVariant(double(count)), longTime);
     QVERIFY(observed.reports - before <= count);
 }
 
-// The broker keeps the message to itself for once.
+// One message is withheld by the broker.
 void tst_MqttSource::resync_bringsWhatWasMissed()
 {
     QFETCH(const int, version);
@@ -681,7 +681,7 @@ void tst_MqttSource::resync_isQuietOtherwise()
     QCOMPARE(observed.states, (QList {State::Connecting, State::Subscribing, State::Ready}));
 }
 
-// What a topic keeps is older than what it said without keeping it.
+// The retained message of a topic is older than its message without the retain flag.
 void tst_MqttSource::resync_leavesWhatIsNotRetained()
 {
     Broker broker;
@@ -703,7 +703,7 @@ void tst_MqttSource::resync_leavesWhatIsNotRetained()
     QCOMPARE(values, (QList<QVariant> {1.0, 2.0}));
 }
 
-// An empty message is a text, or takes the text back that was retained.
+// An empty message is either a string, or deletes the retained string.
 void tst_MqttSource::resync_leavesFlagsAsPublished()
 {
     Broker broker;
@@ -744,13 +744,13 @@ void tst_MqttSource::resync_isNoSignOfLife()
     QTRY_COMPARE_WITH_TIMEOUT(client.seen.join(QLatin1Char(' ')), q("/a=1 coc-"), longTime);
     client.taken();
     QTRY_COMPARE_WITH_TIMEOUT(client.seen.join(QLatin1Char(' ')), q("/a=1 c-c-"), longTime);
-    // And it stays so.
+    // The value does not change afterwards.
     const quint64 before = source.statistics().messages;
     QTRY_VERIFY_WITH_TIMEOUT(source.statistics().messages > before + 1, longTime);
     QCOMPARE(client.seen.size(), 1);
 }
 
-// A copy of the value that is there says nothing of a write that is on its way.
+// A copy of the current value does not affect a pending write.
 void tst_MqttSource::resync_confirmsNoWrite()
 {
     Broker broker;
@@ -771,7 +771,7 @@ void tst_MqttSource::resync_confirmsNoWrite()
     QTRY_COMPARE_WITH_TIMEOUT(device.payloads("v/set"), QList<QByteArray> {"2"}, longTime);
     const quint64 before = source.statistics().messages;
     QTRY_VERIFY_WITH_TIMEOUT(source.statistics().messages >= before + 3, longTime);
-    QCOMPARE(client.seen.join(QLatin1Char(' ')), q("/v=1 co--")); // it still waits
+    QCOMPARE(client.seen.join(QLatin1Char(' ')), q("/v=1 co--")); // the write is still pending
     device.publish("v", "2", true);
     QTRY_COMPARE_WITH_TIMEOUT(client.seen.join(QLatin1Char(' ')), q("/v=1 co-- /v=2 coc-"),
                               longTime);
@@ -802,7 +802,7 @@ void tst_MqttSource::mounted_readbackIsShown()
     client.create("/plant/v");
     QCOMPARE(client.taken(), q("/plant/v=10 coc-"));
     client.update("/plant/v", "11.5");
-    QCOMPARE(plant.server.value(q("/plant/v")), QVariant(10.0)); // not the wish
+    QCOMPARE(plant.server.value(q("/plant/v")), QVariant(10.0)); // not yet the written value
     QTRY_VERIFY_WITH_TIMEOUT(client.seen.contains(q("/plant/v=11.5 coc-")), longTime);
     QTRY_COMPARE_WITH_TIMEOUT(plant.mount->statistics().writes, quint64(1), longTime);
     QCOMPARE(plant.mount->statistics().refusedWrites, quint64(0));
@@ -818,10 +818,10 @@ void tst_MqttSource::mounted_linkLossKeepsValues()
     plant.broker.kill();
     QTRY_COMPARE_WITH_TIMEOUT(client.seen.join(QLatin1Char(' ')), q("/plant/v=10 --c-"), longTime);
     client.taken();
-    client.update("/plant/v", "11"); // refused at once
+    client.update("/plant/v", "11"); // refused immediately
     QTRY_COMPARE_WITH_TIMEOUT(client.seen.join(QLatin1Char(' ')), q("/plant/v=10 --ce"), longTime);
     client.taken();
-    // Back, but nobody has said what the value is now
+    // Connected again, but the current value is still unknown
     QVERIFY(plant.broker.start());
     QTRY_COMPARE_WITH_TIMEOUT(plant.source->state(), State::Ready, longTime);
     QTRY_COMPARE_WITH_TIMEOUT(client.seen.join(QLatin1Char(' ')), q("/plant/v=10 c-c-"), longTime);
@@ -857,7 +857,8 @@ void tst_MqttSource::mounted_deviceThatNeverAnswers()
     client.taken();
     other.taken();
     client.update("/plant/v", "11");
-    // Waited for too long not to say so, and then refused, to the writer alone.
+    // The write is shown as pending after a while, and is then refused. Only the writer receives
+    // the refusal.
     QTRY_VERIFY_WITH_TIMEOUT(client.seen.contains(q("/plant/v=10 coce")), longTime);
     QCOMPARE(client.seen.constFirst(), q("/plant/v=10 co--"));
     QCOMPARE(client.seen.constLast(), q("/plant/v=10 coce"));

@@ -34,7 +34,7 @@ QByteArray nested(int levels)
     return QByteArray(levels, '[') + QByteArray(levels, ']');
 }
 
-// The rules of a keyword in short: "int scale=0,27648,0,100 map=ON:true,OFF:false".
+// The rules of a keyword in a short form, such as "int scale=0,27648,0,100 map=ON:true,OFF:false".
 TopicKeyword keyword(const QByteArray &text)
 {
     TopicKeyword result;
@@ -211,7 +211,7 @@ void tst_Payload::number_isExact()
         QCOMPARE(payload.whole, whole);
     QVERIFY(payload.number == number);
     QCOMPARE(std::signbit(payload.number), std::signbit(number));
-    // The same as a member
+    // The same number as a member
     const QJsonValue member = QJsonDocument::fromJson('[' + bytes + ']').array().first();
     const Payload asMember = Payload::read(member);
     QCOMPARE(asMember.isWhole, isWhole);
@@ -222,7 +222,7 @@ void tst_Payload::number_isExact()
 
 void tst_Payload::value_hasTheTypeOfItsKeyword_data()
 {
-    QTest::addColumn<QByteArray>("rules"); // empty: the type is the first payload's
+    QTest::addColumn<QByteArray>("rules"); // empty: the type of the first payload
     QTest::addColumn<QByteArray>("inferred");
     QTest::addColumn<QByteArray>("payload");
     QTest::addColumn<PayloadRules::Result>("result");
@@ -409,7 +409,7 @@ void tst_Payload::writtenPayload_isSpelled_data()
 {
     QTest::addColumn<QByteArray>("rules");
     QTest::addColumn<QVariant>("value");
-    QTest::addColumn<QByteArray>("payload"); // null: none stands for it
+    QTest::addColumn<QByteArray>("payload"); // null: the value has no payload
     const auto row = [](const char *name, const char *rules, const QVariant &value,
                         const QByteArray &payload) {
         QTest::newRow(name) << QByteArray(rules) << value << payload;
@@ -571,7 +571,7 @@ void tst_Payload::pointer_mayBeNone()
 void tst_Payload::time_isRead_data()
 {
     QTest::addColumn<QJsonValue>("value");
-    QTest::addColumn<qint64>("time"); // -1: none
+    QTest::addColumn<qint64>("time"); // -1: no time
     QTest::newRow("seconds") << QJsonValue(1795331735) << qint64(1795331735000);
     QTest::newRow("seconds with a fraction") << QJsonValue(1795331735.25) << qint64(1795331735250);
     QTest::newRow("milliseconds") << QJsonValue(1795331735250.0) << qint64(1795331735250);

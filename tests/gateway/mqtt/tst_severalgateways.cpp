@@ -14,7 +14,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr int longTime = 60000; // in milliseconds; how long a loaded machine may take
+constexpr int longTime = 60000; // in milliseconds; the time that a loaded machine may take
 
 // A gateway to a broker, and a screen that is connected to it.
 struct GatewayAndScreen
@@ -63,7 +63,7 @@ TopicKeyword setpoint()
 
 } // namespace
 
-// What holds for screens on different gateways to the same values.
+// Tests what screens on different gateways can expect from the same values.
 class tst_SeveralGateways : public QObject
 {
     Q_OBJECT
@@ -80,7 +80,8 @@ private Q_SLOTS:
     void bridge_thatBreaksIsSeen();
 };
 
-// One may be behind the other for a moment; no screen goes back, and both end alike.
+// One gateway may lag behind for a moment, but no screen gets an older value, and all end with the
+// same value.
 void tst_SeveralGateways::eachScreen_seesTheOrderAndTheLastValue()
 {
     Broker broker;
@@ -110,7 +111,7 @@ void tst_SeveralGateways::eachScreen_seesTheOrderAndTheLastValue()
     }
 }
 
-// A message with QoS 1 may come twice.
+// A message with QoS 1 may arrive twice.
 void tst_SeveralGateways::duplicate_changesNothing()
 {
     Broker broker;
@@ -129,7 +130,8 @@ void tst_SeveralGateways::duplicate_changesNothing()
         QVERIFY2(event == q("/v=5 coc-") || event == q("/v=6 coc-"), qPrintable(event));
 }
 
-// Within one gateway they do. Between two, each adds to the value that it knows, and the last wins.
+// Within one gateway, relative writes add up. With two gateways, each adds to the value that it has
+// received, and the last write wins.
 void tst_SeveralGateways::relativeWrites_doNotAddUp()
 {
     Broker broker;
@@ -144,7 +146,7 @@ void tst_SeveralGateways::relativeWrites_doNotAddUp()
     QTRY_READY(other);
     one.screen.create("/v");
     other.screen.create("/v");
-    // The device answers neither before it has both.
+    // The device replies only after it has received both writes.
     one.screen.update("/v", "1", true);
     other.screen.update("/v", "2", true);
     QTRY_COMPARE_WITH_TIMEOUT(device.payloads("v/set").size(), 2, longTime);
@@ -185,7 +187,7 @@ void tst_SeveralGateways::relativeWrites_ofADeviceThatAddsDo()
     QTRY_VERIFY_WITH_TIMEOUT(other.shown().startsWith(q("/v=13 ")), longTime);
 }
 
-// They belong to the gateway, and have the same name and value at each.
+// Aggregates belong to a gateway, and have the same name and value on each.
 void tst_SeveralGateways::aggregates_areTheSame()
 {
     Broker broker;
@@ -208,7 +210,8 @@ void tst_SeveralGateways::aggregates_areTheSame()
     QCOMPARE(shown.constFirst(), shown.constLast());
 }
 
-// So that a gateway that starts later may serve another type. A declared one is the same.
+// A gateway that starts later may therefore infer another type. A declared type is the same on all
+// gateways.
 void tst_SeveralGateways::inferredType_isOfTheFirstMessage()
 {
     Broker broker;
@@ -248,7 +251,7 @@ void tst_SeveralGateways::declaredType_isTheSame()
     QTRY_COMPARE_WITH_TIMEOUT(late.shown(), q("/v=\"open\" coc-"), longTime);
 }
 
-// Two brokers, and the second one's bridge to the first: the other way to have two gateways.
+// Two brokers with a bridge from the second to the first: another way to use two gateways.
 namespace {
 
 BrokerOptions bridgedTo(const Broker &first)
@@ -299,8 +302,8 @@ void tst_SeveralGateways::bridge_carriesValuesAndWrites()
     QTRY_COMPARE_WITH_TIMEOUT(far.shown(), q("/v=2 coc-"), longTime);
 }
 
-// The broker behind the bridge is there, and says nothing of it by itself: the topic of the bridge
-// does, as the availability of all that comes through it.
+// The broker behind the bridge is running, and does not report that the bridge is broken. The topic
+// of the bridge does, and is used as the availability of everything that passes through it.
 void tst_SeveralGateways::bridge_thatBreaksIsSeen()
 {
     BrokerOptions options;

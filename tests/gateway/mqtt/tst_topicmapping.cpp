@@ -34,7 +34,7 @@ MappingOptions optionsOf(const QByteArray &members)
                     : MappingOptions();
 }
 
-// What is known of keywords, as a source's server would.
+// The keywords that result from reports, like those in the server of a source.
 class Keywords
 {
 public:
@@ -58,7 +58,7 @@ public:
             }
         }
     }
-    // "/a=1 /b="x" error", sorted by path
+    // The keywords sorted by path, such as "/a=1 /b="x" error"
     QString text() const
     {
         QStringList words;
@@ -175,7 +175,7 @@ void tst_TopicMapping::pattern_matches_data()
     QTest::addColumn<QString>("pattern");
     QTest::addColumn<QString>("topic");
     QTest::addColumn<bool>("matches");
-    QTest::addColumn<QString>("captures"); // 1=a,name=b
+    QTest::addColumn<QString>("captures"); // such as 1=a,name=b
     const auto row = [](const char *pattern, const char *topic, bool matches,
                         const char *captures = "") {
         QTest::addRow("%s: %s", pattern, topic) << q(pattern) << q(topic) << matches << q(captures);
@@ -249,7 +249,7 @@ void tst_TopicMapping::pattern_mayBeNone()
 
 void tst_TopicMapping::messages_becomeKeywords_data()
 {
-    QTest::addColumn<QByteArray>("members"); // of the source
+    QTest::addColumn<QByteArray>("members"); // members of the source
     QTest::addColumn<QByteArrayList>("messages"); // topic=payload
     QTest::addColumn<QString>("keywords");
     const auto row = [](const char *name, const char *members, const QByteArrayList &messages,
@@ -404,7 +404,7 @@ void tst_TopicMapping::messages_becomeKeywords()
 void tst_TopicMapping::emptyMessage_deletes_data()
 {
     QTest::addColumn<QByteArray>("members");
-    QTest::addColumn<QByteArray>("payload"); // before
+    QTest::addColumn<QByteArray>("payload"); // the payload before the deletion
     QTest::addColumn<bool>("isRetained");
     QTest::addColumn<bool>("isFlagExact");
     QTest::addColumn<QString>("keywords");
@@ -436,7 +436,7 @@ void tst_TopicMapping::emptyMessage_deletes()
     QVERIFY(!before.isEmpty());
     mapped.take("a", "", isRetained, isFlagExact);
     QCOMPARE(mapped.keywords.text(), keywords);
-    // It may come back, even as something else
+    // It may exist again later, even with another type
     mapped.take("a", payload, true, isFlagExact);
     QCOMPARE(mapped.keywords.text(), before);
 }
@@ -699,7 +699,7 @@ void tst_TopicMapping::samePath_isSaidOnce()
     QCOMPARE(mapped.mapping.takeMessages(),
              QStringList {q("a//b and a/_/b have the same path, /a/_/b: the first one has it")});
     QCOMPARE(mapped.keywords.text(), q("/a/_/b:double=2"));
-    // The other one has it when the first one goes.
+    // The other topic gets the path when the first one is removed.
     mapped.take("a//b", "", true);
     QCOMPARE(mapped.keywords.text(), QString());
     mapped.take("a/_/b", "3", true);
@@ -756,7 +756,7 @@ void tst_TopicMapping::otherMapping_isTakenOver()
                                  "\"type\":\"int\"},{\"topic\":\"f/e\",\"type\":\"int\"}]"));
     after.takeOver(before.mapping);
     before.keywords.take(after.takeReports());
-    // What stays has its value; what has another type waits for one.
+    // Keywords that remain keep their values. A keyword with a new type waits for a value.
     QCOMPARE(before.keywords.known.keys().join(QLatin1Char(' ')), q("/a /b /c/m /e"));
     QCOMPARE(before.keywords.known.value(q("/b")).keyword.type, q("int"));
     after.take({"f/d", "true"}, 0);
@@ -867,7 +867,7 @@ void tst_TopicMapping::members_areReadTheSameBothWays_data()
     }
 }
 
-// The same keyword beside one that only a document can be asked for
+// The same keyword, next to one that requires a JSON document
 void tst_TopicMapping::members_areReadTheSameBothWays()
 {
     QFETCH(const QByteArray, payload);
@@ -878,10 +878,10 @@ void tst_TopicMapping::members_areReadTheSameBothWays()
         Mapped thorough(R"("keywords":[)" + keyword
                         + R"(,{"topic":"t","value":"/none/at/all","path":"/none"}])");
         for (Mapped *const mapped : {&quick, &thorough}) {
-            mapped->take("t", R"({"v":true})"); // so that something stays of before
+            mapped->take("t", R"({"v":true})"); // so that an earlier value exists
             mapped->take("t", payload);
         }
-        // What is no object is a misfit of the other one as well.
+        // A payload that is not an object is also a misfit of the other keyword.
         thorough.keywords.known.remove(q("/none"));
         QCOMPARE(quick.keywords.text(), thorough.keywords.text());
         QCOMPARE(quick.mapping.statistics().unreadable, thorough.mapping.statistics().unreadable);
@@ -891,7 +891,7 @@ void tst_TopicMapping::members_areReadTheSameBothWays()
     }
 }
 
-// A broker sends what it keeps in an order of its own.
+// A broker sends retained messages in any order.
 void tst_TopicMapping::states_countFromBefore_data()
 {
     QTest::addColumn<QByteArray>("members");
@@ -930,7 +930,7 @@ void tst_TopicMapping::states_countFromBefore()
 void tst_TopicMapping::otherMapping_handsOverDescriptions_data()
 {
     QTest::addColumn<QByteArray>("members");
-    QTest::addColumn<QByteArrayList>("kept"); // conventions
+    QTest::addColumn<QByteArrayList>("kept"); // conventions that are kept
     QTest::newRow("another topic") << QByteArray(allConventions).replace("plant/#", "works/#")
                                    << QByteArrayList {"homeassistant", "homie", "zigbee2mqtt"};
     QTest::newRow("in another order")
@@ -946,7 +946,7 @@ void tst_TopicMapping::otherMapping_handsOverDescriptions_data()
         << QByteArrayList {"homeassistant", "zigbee2mqtt"};
 }
 
-// Nothing need be said again, and by many brokers it is not.
+// Descriptions need not be sent again, because many brokers do not.
 void tst_TopicMapping::otherMapping_handsOverDescriptions()
 {
     QFETCH(const QByteArray, members);
@@ -973,8 +973,8 @@ void tst_TopicMapping::otherMapping_handsOverDescriptions()
     QCOMPARE(words.join(QString()).isEmpty() ? 0 : words.size(), kept.size());
     QCOMPARE(before.keywords.text(), expected);
 
-    // It goes on as before: what it subscribes to, reads and writes, and a description that is said
-    // again and taken back
+    // The mapping works as before: subscriptions, values, writes, and a description that is sent
+    // again and removed
     const auto take = [&](const QByteArray &topic, const QByteArray &payload) {
         after.take({topic, payload, true}, 0);
         before.keywords.take(after.takeReports());
@@ -1051,7 +1051,7 @@ void tst_TopicMapping::otherMapping_handsOverWhatWasKnown()
     ReportList reports = next.takeReports();
     mapped.keywords.take(reports);
     QCOMPARE(mapped.keywords.text(), expected);
-    // A keyword that goes on is not taken away for a moment either.
+    // Keywords that remain are not removed temporarily either.
     while (!reports.isEmpty())
         QCOMPARE(reports.takeSlice(1000).removed, QStringList());
 }
@@ -1103,7 +1103,7 @@ void tst_TopicMapping::convention_declaresKeywords()
     QCOMPARE(keywords.known.size(), 1);
     const QString path = keywords.known.firstKey();
     QCOMPARE(keywords.known.first().keyword.access, q("RW"));
-    QVERIFY(!mapping.takeNewFilters().isEmpty()); // of the values
+    QVERIFY(!mapping.takeNewFilters().isEmpty()); // for the values
     take("homie/5/dev/$state", "ready");
     take("homie/5/dev/n/t", "21.5");
     QCOMPARE(keywords.text(), path + q(":double=21.5"));
@@ -1115,7 +1115,7 @@ void tst_TopicMapping::convention_declaresKeywords()
     QVERIFY(command);
     QCOMPARE(command->topic, QByteArray("homie/5/dev/n/t/set"));
     QCOMPARE(command->payload, QByteArray("22"));
-    // A target that differs
+    // A target that differs from the value
     take("homie/5/dev/n/t/$target", "23");
     QCOMPARE(keywords.text(), path + q(":double=21.5~"));
     take("homie/5/dev/n/t", "23.0");
@@ -1175,7 +1175,7 @@ void tst_TopicMapping::reports_areInOrder()
     list.report(value);
     list.remove(q("/a"));
     list.declare(keyword, false);
-    list.declare(keyword, true); // once more
+    list.declare(keyword, true); // declared again
     SourceReport report = list.takeSlice(10);
     QCOMPARE(report.declared.size(), 1);
     QCOMPARE(report.values.size(), 1);
@@ -1235,11 +1235,11 @@ void tst_TopicMapping::missedCopy_isAsOldAsItMayBe()
         return isFirst;
     };
     QVERIFY(take("a", "1", true, 0));
-    QVERIFY(!take("a", "1", true, 1700000000000)); // known
+    QVERIFY(!take("a", "1", true, 1700000000000)); // already known
     take("a", "2", true, 1700000001000);
     take("b", "1", true, 1700000002000);
     take("b", "2", false, 0);
-    take("b", "1", true, 1700000002000); // maybe older
+    take("b", "1", true, 1700000002000); // possibly older
     QVERIFY(mapping.hasDoubts());
     take("b", "3", false, 0);
     QVERIFY(!mapping.hasDoubts());

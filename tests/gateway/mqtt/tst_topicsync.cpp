@@ -10,7 +10,7 @@ using Verdict = TopicSync::Verdict;
 
 namespace {
 
-constexpr qint64 settled = TopicSync::settlingTime; // after the last live message
+constexpr qint64 settled = TopicSync::settlingTime; // time after the last live message
 constexpr qint64 longAfter = TopicSync::laggingTime;
 
 } // namespace
@@ -58,7 +58,7 @@ void tst_TopicSync::missedValue_isNew()
     QCOMPARE(sync.takeCopy(4, settled), Verdict::New);
 }
 
-// In a cluster a copy may be older.
+// In a cluster, a copy may be older.
 void tst_TopicSync::justAfterALiveMessage_isDoubtful()
 {
     TopicSync sync;
@@ -70,7 +70,7 @@ void tst_TopicSync::justAfterALiveMessage_isDoubtful()
     QCOMPARE(sync.takeCopy(3, 100 + settled), Verdict::New);
 }
 
-// What a node that lags has was seen live before. What was not seen was missed.
+// A copy from a lagging node has been seen live before. A copy that has not been seen was missed.
 void tst_TopicSync::laggingCopy_isOldForLonger()
 {
     TopicSync sync;
@@ -92,7 +92,7 @@ void tst_TopicSync::notRetainedMessage_isNotOverwritten()
     sync.takeLive(2, false, 0);
     for (int i = 0; i < 10; ++i)
         QCOMPARE(sync.takeCopy(1, settled + i), Verdict::Old);
-    QCOMPARE(sync.takeCopy(3, settled), Verdict::New); // retained since, and missed
+    QCOMPARE(sync.takeCopy(3, settled), Verdict::New); // it was retained later, and missed
 }
 
 void tst_TopicSync::notRetainedMessage_isNotOverwrittenByANewerRetainedOneThatWasSeen()
@@ -110,10 +110,10 @@ void tst_TopicSync::retainedAgain_isNew()
     sync.takeLive(1, true, 0);
     sync.takeLive(2, true, 0);
     QCOMPARE(sync.takeCopy(1, longAfter - 1), Verdict::Old);
-    QCOMPARE(sync.takeCopy(1, longAfter), Verdict::New); // 1 was said again, and missed
+    QCOMPARE(sync.takeCopy(1, longAfter), Verdict::New); // 1 was published again, and missed
 }
 
-// It may have been said again and missed, or never changed.
+// Either the message was published again and missed, or the retained message never changed.
 void tst_TopicSync::withoutFlags_theCopyWinsAtFirst()
 {
     TopicSync sync;

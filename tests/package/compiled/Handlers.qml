@@ -4,7 +4,7 @@
 import QtQuick
 import PellixClient.Keyword 1.0
 
-// A proxy that reads its own value, and handlers that read and write it.
+// A proxy that reads its own value, with handlers that read and write it.
 PKeywordProxy {
     id: root
 

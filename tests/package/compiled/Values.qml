@@ -4,7 +4,7 @@
 import QtQuick
 import PellixClient.Keyword 1.0
 
-// One keyword's value, read in the ways that screens read it.
+// The value of one keyword, read in the same ways as in applications.
 Item {
     id: root
 
@@ -13,10 +13,10 @@ Item {
     property alias expression: proxy.keywordExpression
     readonly property PKeywordProxy follower: proxy
 
-    // What becomes a text of a list, a map or null, Qt decides in several ways.
+    // Qt converts a list, a map, or null to a string in different ways.
     property bool isPlain: true
 
-    // As the types that properties have
+    // Converted to the types of properties
     readonly property real asReal: proxy.value
     readonly property int asInt: proxy.value
     readonly property bool asBool: proxy.value
@@ -24,7 +24,7 @@ Item {
     readonly property color asColor: isPlain ? proxy.value : "red"
     readonly property var asVar: proxy.value
 
-    // With something else where there is no value
+    // With a default if there is no value
     readonly property real realOr: proxy.value ?? -1
     readonly property int intOr: proxy.value ?? -1
     readonly property string stringOr: isPlain ? proxy.value ?? "none" : "-"
@@ -34,7 +34,7 @@ Item {
     readonly property var elementOr: proxy.value?.[1] ?? "none"
     readonly property int lengthOr: proxy.value?.length ?? -1
 
-    // Compared
+    // In comparisons
     readonly property bool isAbove: proxy.value > 1000
     readonly property bool isAtLeast: proxy.value >= 1200
     readonly property bool isBelow: proxy.value < 1000
@@ -49,7 +49,7 @@ Item {
     readonly property bool equalsText: proxy.value != "open"
     readonly property bool isNothing: proxy.value == null
 
-    // Computed with
+    // In calculations
     readonly property var sum: proxy.value + 1
     readonly property var difference: proxy.value - 1
     readonly property var doubled: (proxy.value ?? 0) * 2
@@ -65,7 +65,7 @@ Item {
     readonly property string kind: typeof proxy.value
     readonly property string json: JSON.stringify(proxy.value) ?? "none"
 
-    // Decided by
+    // As a condition
     readonly property bool isFalse: !proxy.value
     readonly property string chosen: proxy.value ? "yes" : "no"
     readonly property var both: proxy.value && 5
@@ -98,23 +98,23 @@ Item {
     readonly property bool isInt: proxy.valueType === PKeyword.KVT_INT
     readonly property bool isLive: proxy.connected && proxy.online && !proxy.error
 
-    // Through a property
+    // Through another property
     readonly property var followedOr: follower.value ?? "none"
     readonly property bool followedAbove: root.follower.value > 1000
 
-    // By a function
+    // Through a function
     function scaled(proxy: PKeywordProxy, factor: real): real {
         return (proxy.value ?? 0) * factor
     }
     readonly property real byFunction: scaled(proxy, 1.5)
 
-    // By items
+    // Through items
     readonly property string shown: label.text
     readonly property real barWidth: bar.width
     readonly property bool barVisible: bar.visible
     readonly property int rows: rows.count
 
-    // What Qt's compilers make something else of, whatever the type; see limits_areQtsOwn().
+    // Expressions that the QML compilers handle differently for all types; see limits_areQtsOwn().
     property var kept: proxy.value
     readonly property var limitedOr: root.kept ?? "none"
     readonly property bool limitedNull: proxy.value === null

@@ -29,7 +29,7 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// Numbers are the same whichever type holds them, as they are in QML.
+// Numbers are equal regardless of the type that contains them, as in QML.
 QString shown(QVariant value)
 {
     if (value.metaType() == QMetaType::fromType<QJSValue>())
@@ -52,13 +52,13 @@ QString shown(QVariant value)
     }
 }
 
-// A screen, with all that its parts show.
+// A screen, with everything that its parts show.
 class Screen
 {
 public:
     Screen(const QUrl &url, PKeywordClient *client) : component(&engine, url)
     {
-        engine.setOutputWarningsToStandardError(false); // of values that no real can hold
+        engine.setOutputWarningsToStandardError(false); // about values that do not fit a real
         if (component.isReady())
             root.reset(component.createWithInitialProperties(
                 {{q("client"), QVariant::fromValue(client)}}));
@@ -71,7 +71,7 @@ public:
         return shown(part(name)->property(property));
     }
 
-    // What the proxies hold: "[1200]", by the names of the parts.
+    // The values of the proxies, such as "[1200]", by the names of the parts.
     QMap<QString, QString> values() const
     {
         QMap<QString, QString> values;
@@ -83,7 +83,7 @@ public:
         return values;
     }
 
-    // Each property that is written in QML, without the limited ones: "int: realOr = 1200".
+    // The properties declared in QML, such as "int: realOr = 1200", without the limited ones.
     QStringList properties() const
     {
         QStringList lines;
@@ -113,7 +113,7 @@ private:
 
 const QUrl compiledScreen(QStringLiteral("qrc:/compiled/App/Screen.qml"));
 
-// Code from a file is interpreted.
+// QML from a file is interpreted.
 const QUrl interpretedScreen = QUrl::fromLocalFile(QStringLiteral(FOLDER "/Screen.qml"));
 
 } // namespace
@@ -167,7 +167,7 @@ void App::cleanup()
     server.reset();
 }
 
-// What the parts of a screen have to hold, once all events are there.
+// The expected values of the parts of a screen, after all events have arrived.
 QMap<QString, QString> App::expectedValues() const
 {
     QMap<QString, QString> values;
@@ -276,7 +276,7 @@ void App::screen_showsTheValues()
 
 void App::screens_writeTheSame()
 {
-    QByteArrayList commands; // outlives the screens, which send some at their end
+    QByteArrayList commands; // outlives the screens, which send commands when they are destroyed
     const Screen interpreted(interpretedScreen, client.get());
     const Screen screen(compiledScreen, client.get());
     client->publisher()->setActive(true);
@@ -298,8 +298,8 @@ void App::screens_writeTheSame()
     }
 }
 
-// No description of a type changes these. That they are as wrong as the documentation says also
-// shows that the compiled code is what runs.
+// No description of a type changes these expressions. The documented deviations also show that the
+// compiled code is running.
 void App::limits_areQtsOwn()
 {
     const Screen screen(compiledScreen, client.get());

@@ -26,8 +26,8 @@ using namespace pellix::client;
 
 namespace {
 
-// A component of the library, straight from its resource. Its host supplies the text element, here
-// from an import folder, and the theme.
+// Loads a component of the library from its resource. The application provides the text element,
+// here from an import folder, and the theme.
 bool loadsPath(const QString &importPath)
 {
     QQmlEngine engine;

@@ -7,11 +7,11 @@
 
 #include <cstdio>
 
-// Reads a component's file without registering any type.
+// Reads the file of a component without registering any type.
 int main()
 {
     pellix::client::initKeywordResource();
-    pellix::client::initKeywordResource(); // does nothing
+    pellix::client::initKeywordResource(); // has no effect
     std::printf("resource %s\n",
                 QFile::exists(QStringLiteral(":/PKeywordPath.qml")) ? "found" : "missing");
     return 0;

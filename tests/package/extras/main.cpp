@@ -25,7 +25,7 @@ using namespace pellix::client;
 using namespace pellix::extras;
 using namespace pellix::server;
 
-// Writes a keyword from QML and has a plot of it. Prints what became of it.
+// Writes a keyword from QML and plots it. Prints the results.
 int main(int argc, char *argv[])
 {
     const QGuiApplication application(argc, argv);

@@ -24,7 +24,7 @@ QtObject {
     property bool isInt: level.valueType === PKeyword.KVT_INT
     property int changes: 0
 
-    // One of each other type
+    // One object of each other type
     property list<QtObject> others: [
         PWebSocketKeywordClient { autoReconnect: false },
         PInProcessKeywordClient { },

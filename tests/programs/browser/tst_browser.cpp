@@ -33,7 +33,7 @@ using namespace pellix::client;
 using namespace pellix::server;
 using namespace pellix::simulator;
 
-// Shows what goes through a translation.
+// Marks all translated texts.
 class Marks : public QTranslator
 {
 public:
@@ -44,7 +44,7 @@ public:
     }
 };
 
-// The servers that the browser meets, and the hands that change something on them.
+// The servers used by the browser, and functions that change something on them.
 class Bench : public QObject
 {
     Q_OBJECT
@@ -67,7 +67,7 @@ public:
     Session *session() { return &browserSession; }
     Preferences *preferences() { return &browserPreferences; }
 
-    // Everything as it was at the beginning.
+    // Restores the initial state.
     Q_INVOKABLE void reset()
     {
         QLocale::setDefault(QLocale::c());
@@ -124,7 +124,7 @@ public:
         }
     }
 
-    // The same server over a WebSocket.
+    // Provides the same server over a WebSocket.
     Q_INVOKABLE QString listen()
     {
         transport = std::make_unique<FaultyWebSocketServer>(&server);
@@ -134,7 +134,7 @@ public:
         return QStringLiteral("ws://127.0.0.1:%1").arg(port);
     }
     Q_INVOKABLE QString lastUrl() const { return QStringLiteral("ws://127.0.0.1:%1").arg(port); }
-    // With a certificate of its own authority, for those who have the token.
+    // Uses a certificate of a private authority, and requires a token.
     Q_INVOKABLE QVariantMap listenWithTls()
     {
         transport = std::make_unique<FaultyWebSocketServer>(&server);
@@ -172,10 +172,10 @@ public:
 
     Q_INVOKABLE void markTexts() { QCoreApplication::installTranslator(&marks); }
 
-    // What can be used below an item: an object for each.
+    // The controls below an item that can be used, as an object for each.
     Q_INVOKABLE QVariantList controls(QQuickItem *item) const
     {
-        QAccessible::setActive(true); // as a screen reader does: what is there learns of it
+        QAccessible::setActive(true); // items become accessible, as with a screen reader
         QVariantList found;
         const auto children = item->childItems();
         for (QQuickItem *child : children) {
@@ -184,8 +184,8 @@ public:
             if (isControl(child)) {
                 const QAccessibleInterface *const accessible =
                     QAccessible::queryAccessibleInterface(child);
-                Q_ASSERT(accessible); // of any item
-                // Qt tells no name of a password.
+                Q_ASSERT(accessible); // available for each item
+                // Qt does not expose the name of a password field.
                 const auto naming =
                     accessible->state().passwordEdit ? QAccessible::Description : QAccessible::Name;
                 found.append(QVariantMap {
@@ -204,7 +204,7 @@ public:
         return found;
     }
 
-    // What another start of the browser would read.
+    // The pins that the browser would read when it is started again.
     Q_INVOKABLE QStringList storedPins() const
     {
         return Preferences(directory.filePath(QStringLiteral("settings.ini"))).pinned();

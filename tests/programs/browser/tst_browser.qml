@@ -7,7 +7,7 @@ import QtQuick
 import QtTest
 import KeywordBrowser
 
-// The browser as its user meets it: by clicks and keys, and by what is to be read in the window.
+// Tests the browser from the view of a user: with clicks and keys, and by the texts in the window.
 TestCase {
     id: root
 
@@ -17,7 +17,7 @@ TestCase {
     width: 1000
     height: 700
 
-    // The test program puts it into the context, where qmllint does not see it.
+    // The test program adds it to the context, which qmllint does not see.
     readonly property var stage: bench // qmllint disable unqualified
 
     Component {
@@ -53,7 +53,7 @@ TestCase {
         return item;
     }
 
-    // Once it is where it belongs.
+    // Clicks the item when it has reached its final position.
     function click(item: Item) {
         tryVerify(() => {
             for (let outer = item; outer; outer = outer.parent) {
@@ -65,7 +65,7 @@ TestCase {
         mouseClick(item);
     }
 
-    // The first item below one for which a test holds.
+    // The first item below a parent for which the test function returns true.
     function findItem(parent, test) {
         for (let i = 0; i < parent.children.length; ++i) {
             const child = parent.children[i];
@@ -100,7 +100,7 @@ TestCase {
         return null;
     }
 
-    // All texts below an item that can be seen.
+    // All visible texts below an item.
     function texts(item: Item): var {
         const found = [];
         if (!item.visible)
@@ -114,7 +114,7 @@ TestCase {
         return found;
     }
 
-    // The texts of each row of the table of pinned keywords, one column after another.
+    // The texts in each row of the table of pinned keywords, in the order of the columns.
     function pinnedRows(): var {
         const table = find("pinnedList");
         const found = [];
@@ -175,14 +175,14 @@ TestCase {
         keyClick(Qt.Key_Left);
         compare(view.keyword, "/");
         tryRows(["Bottling works", "other"]);
-        // It selects where it came from, and so goes down again by one key.
+        // The previous level is selected, so one key returns to it.
         compare(view.selected, "/plant");
         tryCompare(list, "currentIndex", 0);
         keyClick(Qt.Key_Right);
         compare(view.keyword, "/plant");
         keyClick(Qt.Key_Backspace);
         compare(view.keyword, "/");
-        keyClick(Qt.Key_Left); // there is nothing above
+        keyClick(Qt.Key_Left); // there is no level above
         compare(view.keyword, "/");
     }
 
@@ -211,7 +211,7 @@ TestCase {
         compare(view.keyword, "/plant");
         verify(!field.visible);
         tryVerify(() => texts(find("path")).join("") === "Bottling worksBottling works");
-        // Each level can be opened by a click.
+        // Each level can be opened with a click.
         root.stage.declareDouble("/plant/tank/level", "", 1);
         view.open("/plant/tank");
         tryRows(["level"]);
@@ -224,14 +224,14 @@ TestCase {
         compare(plant.map(name => row(name).typeLetter).join(""), "NNNTOBT");
         compare(row("Running").typeColor, "#f0a30a");
         verify(findItem(row("Name of the plant"), item => item.text === "North"));
-        // The label first and the name behind it, but not the same text twice.
+        // The label is followed by the name, but the same text is not shown twice.
         compare(texts(row("Bottles")).join(" "), "N Bottles count 7");
         compare(texts(row("limit")).join(" "), "N limit 10");
         root.stage.setValue("/plant/level", 42.25);
         tryVerify(() => findItem(row("Level"), item => item.text === "42.25"));
     }
 
-    // As the pinned keywords do.
+    // The same as for pinned keywords.
     function test_rows_markTheValueWithoutASource() {
         openPlant();
         const value = findItem(row("Level"), item => item.text === "41.5");
@@ -297,7 +297,7 @@ TestCase {
         mouseDoubleClickSequence(row("Bottles"));
         compare(view.keyword, "/plant");
 
-        // Of a keyword that has a value, what is below is known once it is selected.
+        // The children of a keyword with a value are known after it has been selected.
         verify(!promises(row("Level")));
         select("Level");
         tryVerify(() => promises(row("Level")));
@@ -329,7 +329,7 @@ TestCase {
         root.stage.declareMany("/many", 2000);
         view.open("/many");
         tryCompare(list, "count", 2000);
-        // Labelled and in order: the labels arrive after the rows.
+        // With labels and in order: the labels arrive after the rows.
         tryVerify(() => list.itemAtIndex(10) && list.itemAtIndex(10).displayName === "Label 10");
         view.selected = "/many/k1500";
         tryVerify(() => list.currentIndex > 0);
@@ -341,14 +341,14 @@ TestCase {
         loads.target = list.model;
         loads.clear();
         keyClick(Qt.Key_F5);
-        // Asked, and answered: the rows are the same.
+        // After the query and its reply, the rows are the same.
         tryCompare(loads, "count", 2);
         tryCompare(list, "count", 2000);
         tryVerify(() => list.currentIndex === index);
         tryVerify(() => Math.abs(list.contentY - list.originY - place) < 1);
         tryVerify(() => list.itemAtIndex(index) && list.itemAtIndex(index).displayName === "Label 1500");
         verify(list.itemAtIndex(index).selected);
-        // And with the next label, that of a row far away.
+        // The same when the label of a distant row changes.
         const top = placeText();
         root.stage.setLabel("/many/k0", "Label 0, the first");
         tryVerify(() => list.model.get(0).displayName === "Label 0, the first");
@@ -356,7 +356,7 @@ TestCase {
         compare(view.selected, "/many/k1500");
     }
 
-    // The row at the top of the list, and where its upper edge is.
+    // The row at the top of the list, and the position of its upper edge.
     function placeText(): string {
         const top = list.itemAt(0, list.contentY) as ChildRow;
         if (!top)
@@ -364,7 +364,7 @@ TestCase {
         return top.displayName + " at " + (list.contentY - top.y) + " of row " + list.indexAt(0, list.contentY);
     }
 
-    // Labels come one after the other, some of them later than the first rows are shown.
+    // Labels arrive one after the other, some of them after the first rows are shown.
     function hasAllLabels(): bool {
         for (let i = 0; i < list.count; ++i) {
             if (!String(list.model.get(i).displayName).startsWith("Label"))
@@ -398,7 +398,7 @@ TestCase {
 
         root.stage.goAway();
         tryCompare(root.stage.session, "connected", false);
-        root.stage.declareDouble("/many/a", "Label 0, k2, label 1", 0); // comes before the others
+        root.stage.declareDouble("/many/a", "Label 0, k2, label 1", 0); // is sorted before the others
         loads.target = list.model;
         loads.clear();
         root.stage.listen();
@@ -408,7 +408,7 @@ TestCase {
         tryVerify(() => placeText() === top + " at 11 of row 51", 5000, placeText());
         compare(view.selected, selected);
         tryCompare(list, "currentIndex", 54);
-        // And when a row gets a label that moves it from the end to the beginning.
+        // The same when a label moves a row from the end to the beginning.
         root.stage.setLabel("/many/k299", "Another, label 1 k2");
         tryVerify(() => placeText() === top + " at 11 of row 52", 5000, placeText());
         compare(view.selected, selected);
@@ -416,7 +416,7 @@ TestCase {
 
     function test_list_ofAnotherServerIsNotShown() {
         openPlant();
-        connectTo("ws://127.0.0.1:1"); // nobody is there
+        connectTo("ws://127.0.0.1:1"); // no server is listening
         tryCompare(list, "count", 0);
         tryCompare(find("emptyText"), "text", "Not connected");
     }
@@ -432,7 +432,7 @@ TestCase {
         tryCompare(scroller, "visible", true);
         compare(scroller.opacity, 1);
         compare(scroller.contentItem.opacity, 1);
-        // It covers nothing of the rows.
+        // It does not cover the rows.
         tryVerify(() => list.itemAtIndex(0).width <= scroller.x);
         view.filter = "k99";
         tryCompare(scroller, "visible", false);
@@ -454,7 +454,7 @@ TestCase {
         view.open("/many");
         tryCompare(list, "count", 10000);
         tryVerify(() => list.itemAtIndex(1) && list.itemAtIndex(1).displayName === "Label 1", 20000);
-        // Rows exist for what is to be seen only.
+        // Only visible rows are instantiated.
         verify(list.contentItem.children.length < 100, list.contentItem.children.length);
         keyClick(Qt.Key_End);
         compare(list.currentIndex, 9999);
@@ -517,7 +517,7 @@ TestCase {
         root.stage.setValue("/plant/name", row.text);
         tryCompare(find("longText"), "visible", true);
         compare(find("longEdit").text, row.text);
-        const value = find("valueText"); // one line, which covers nothing beside it
+        const value = find("valueText"); // one line, which does not cover anything next to it
         compare(value.lineCount, 1);
         verify(value.contentWidth <= value.width, value.contentWidth);
     }
@@ -545,13 +545,13 @@ TestCase {
         tryCompare(find("trendPane"), "visible", true);
         verify(find("trendEmpty").visible && !find("trendPlot").visible);
         verify(!find("trendExport").enabled);
-        keyClick(Qt.Key_D, Qt.ControlModifier); // pins what is selected, also now
+        keyClick(Qt.Key_D, Qt.ControlModifier); // also pins the selected keyword in this view
         tryCompare(find("trendPlot"), "visible", true);
         const histories = find("trendPlot").histories;
         compare(histories.count, 1);
         tryVerify(() => histories.at(0).name === "Level" && histories.at(0).sampleCount > 0);
 
-        // A label that two have is told with the keyword.
+        // If two keywords have the same label, the keyword is added to it.
         root.stage.declareDouble("/other#1/value", "Level", 2.5);
         root.stage.preferences.pinned = ["/plant/level", "/other#1/value"];
         tryVerify(() => histories.count === 2 && histories.at(1).name === "Level /other#1/value");
@@ -565,7 +565,7 @@ TestCase {
         tryCompare(find("detailPane"), "visible", true);
         verify(!find("trendPane").visible);
 
-        // The samples of what is pinned are taken also while they are not shown.
+        // Samples of pinned keywords are also recorded while they are not shown.
         const samples = histories.at(0).sampleCount;
         root.stage.setValue("/plant/level", 43);
         tryVerify(() => histories.at(0).sampleCount > samples);
@@ -593,7 +593,7 @@ TestCase {
         const written = root.stage.read(file);
         verify(/^"Time","\/plant\/level"\r\n(\d{4}-[^,]*,41.5\r\n)+$/.test(written), written);
 
-        // A file that is there is replaced only when that is wanted.
+        // An existing file is only replaced after a confirmation.
         root.stage.setValue("/plant/level", 43);
         tryCompare(find("valueText"), "text", "43");
         click(find("exportButton"));
@@ -611,7 +611,7 @@ TestCase {
         openPlant();
         select("Level");
         tryCompare(find("valueText"), "text", "41.5");
-        keyClick(Qt.Key_Return); // to the field
+        keyClick(Qt.Key_Return); // moves the focus to the field
         verify(find("valueField").activeFocus);
         for (const key of "50.25")
             keyClick(key);
@@ -649,12 +649,12 @@ TestCase {
         field.text = row.text;
         click(find("setButton"));
         compare(field.problem, row.problem);
-        compare(outcome(), "not sent: " + row.problem); // to be read, not only pointed at
+        compare(outcome(), "not sent: " + row.problem); // as text, not only in the tool tip
         field.forceActiveFocus();
         keyClick(Qt.Key_End);
         keyClick("x");
         compare(field.problem, "");
-        compare(outcome(), ""); // as long as it is being corrected
+        compare(outcome(), ""); // cleared while the user corrects it
         field.text = "12";
         click(find("setButton"));
         compare(field.problem, "");
@@ -679,7 +679,7 @@ TestCase {
         compare(step.problem, "");
     }
 
-    // Numbers and times are shown and read as the user's locale has them, in each place.
+    // Numbers and times are shown and read in the format of the user's locale everywhere.
     function test_locale_isFollowedEverywhere() {
         root.stage.setLocale("de_DE");
         view = createTemporaryObject(browser, root);
@@ -713,7 +713,7 @@ TestCase {
         tryCompare(find("valueText"), "text", "0,3");
     }
 
-    // In a locale whose signs and digits are others than those of programs.
+    // A locale whose signs and digits differ from those of programs.
     function test_locale_withItsOwnDigits() {
         root.stage.setLocale("fa_IR");
         view = createTemporaryObject(browser, root);
@@ -739,18 +739,18 @@ TestCase {
         verify(!reason.truncated);
         for (const name of ["valueField", "setButton", "trueButton", "plusButton", "stepField"])
             verify(!find(name).visible, name);
-        keyClick(Qt.Key_Return); // there is no field to go to
+        keyClick(Qt.Key_Return); // there is no field
         verify(list.activeFocus);
         select("Level");
         tryCompare(find("valueField"), "visible", true);
         verify(!reason.visible);
-        // Wherever it was selected: what the list is filtered by does not matter.
+        // The filter of the list has no effect on the selected keyword.
         choose("accessChoice", 3);
         root.stage.preferences.pinned = ["/plant/serial"];
         view.selected = "/plant/serial";
         tryCompare(reason, "visible", true);
         choose("accessChoice", 0);
-        // What the server does not list may be there nevertheless.
+        // A keyword that the server does not list may still exist.
         view.selected = "/plant/level/unit";
         verify(!find("notWritableText").text.includes("read-only"));
     }
@@ -819,7 +819,7 @@ TestCase {
         tryCompare(field, "visible", true);
         verify(!find("notWritableText").visible && !find("trueButton").visible && !find("plusButton").visible);
         list.forceActiveFocus();
-        keyClick(Qt.Key_Return); // to the field, which has the present value
+        keyClick(Qt.Key_Return); // the field contains the current value
         verify(field.activeFocus);
         compare(field.text, "{\"sugar\":3}");
         field.text = "{\"sugar\": 4, \"salt\": [1, 2]}";
@@ -861,7 +861,7 @@ TestCase {
         click(find("pinButton"));
         compare(root.stage.storedPins().join(" "), "/plant/level /plant/count");
 
-        // The table selects and removes by a click.
+        // A click in the table selects or removes a keyword.
         const pinned = find("pinnedList");
         tryPinnedRows(["Level | /plant/level | 41.5 | good", "Bottles | /plant/count | 7 | good"]);
         view.open("/other");
@@ -874,7 +874,7 @@ TestCase {
 
         click(findChild(pinned.itemAtIndex(0), "unpinButton"));
         compare(root.stage.storedPins().join(" "), "/plant/count");
-        keyClick("d", Qt.ControlModifier); // what is selected comes back, at the end
+        keyClick("d", Qt.ControlModifier); // the selected keyword is appended again
         compare(root.stage.storedPins().join(" "), "/plant/count /plant/level");
         keyClick("d", Qt.ControlModifier);
         compare(root.stage.storedPins().join(" "), "/plant/count");
@@ -943,7 +943,7 @@ TestCase {
         tryVerify(() => pinned.itemAtIndex(0).shownValue === row.shown, 5000, pinned.itemAtIndex(0).shownValue);
         compare(root.stage.value(row.keyword), row.value);
         verify(pinned.itemAtIndex(0).Accessible.name.includes(row.outcome));
-        // In a narrow window it takes the place of the state.
+        // In a narrow window, it replaces the state.
         compare(findChild(pinned, "pinnedOutcome").visible, true);
         view.width = 800;
         tryCompare(findChild(pinned, "pinnedOutcome"), "visible", false);
@@ -972,12 +972,12 @@ TestCase {
         verify(name.editing);
         keyClick(Qt.Key_Escape);
 
-        // The mouse makes a row the current one, too.
+        // The mouse also changes the current row.
         mouseDoubleClickSequence(serial, 20, serial.height / 2);
         verify(serial.readOnly && !serial.editing);
     }
 
-    // What has begun ends when the answer of the server arrives.
+    // Editing that has begun ends when the reply of the server arrives.
     function test_pin_turnsOutToBeReadOnly() {
         root.stage.preferences.pinned = ["/plant/name", "/other#1/value"];
         const pinned = find("pinnedList");
@@ -1037,7 +1037,7 @@ TestCase {
         tryCompare(find("lostBanner"), "visible", true);
         verify(find("lostText").text.startsWith("Connection lost"), find("lostText").text);
         compare(find("connectionText").text, "Not connected");
-        // The last value is still to be read, and looks it.
+        // The last value is still shown, and is marked as old.
         compare(find("valueText").text, "41.5");
         verify(find("staleBadge").visible && find("valueText").font.strikeout);
         verify(!find("connectedFlag").known);
@@ -1048,12 +1048,12 @@ TestCase {
         compare(find("path").children[0].text, "Bottling works");
         tryPinnedRows(["Level | /plant/level | 41.5 | last known",
                        "Bottles | /plant/count | 7 | last known"]);
-        // One that is pinned now has no value, and takes none from the others.
+        // A keyword that is pinned now has no value, and gets none from the others.
         root.stage.preferences.pin("/plant/limit");
         tryPinnedRows(["Level | /plant/level | 41.5 | last known",
                        "Bottles | /plant/count | 7 | last known",
                        "limit | /plant/limit | \u2014 | unknown"]);
-        // What nobody sees does not count as not changed.
+        // While there is no connection, it is unknown whether the value has changed.
         verify(/^last seen [0-9:.]+, .+$/.test(find("changeText").text), find("changeText").text);
         find("valueField").text = "1";
         click(find("setButton"));
@@ -1120,7 +1120,7 @@ TestCase {
         verify(!find("lostBanner").visible);
     }
 
-    // By an authority, with a token; neither the token nor what it is typed into shows it.
+    // With an authority and a token, which is visible neither in the window nor in its field.
     function test_server_withAuthorityAndToken() {
         const access = root.stage.listenWithTls();
         connectTo(access.url);
@@ -1141,7 +1141,7 @@ TestCase {
         compare(find("tokenField").placeholderText, "token is set");
         tryRows(["Bottling works", "other"]);
 
-        // Without it there is no way in.
+        // Without the token, the server refuses the connection.
         click(find("forgetButton"));
         tryVerify(() => find("lostText").text.includes("HTTP status 401"));
         find("tokenField").text = access.token;
@@ -1163,7 +1163,7 @@ TestCase {
         compare(find("addressField").text, url + "/?token=***");
         compare(find("addressText").text, url + "/?token=***");
         compare(texts(view).filter(text => text.includes("hush")).join(" "), "");
-        // What is shown stands for it.
+        // The shown address stands for the complete one.
         click(find("connectButton"));
         compare(root.stage.session.addresses.join(" "), url + "/?token=hush");
         find("addressField").text = url + "/other?token=***";
@@ -1180,7 +1180,7 @@ TestCase {
         compare(find("addressField").text, "ws://me:***@127.0.0.1:1 ws://127.0.0.1:2/?token=***");
         compare(texts(view).filter(text => text.includes("hush")).join(" "), "");
         verify(root.stage.session.inProcess);
-        // The reason is to be read in full, and is gone with the next key.
+        // The reason is shown in full, and is removed by the next key.
         view.width = 800;
         tryVerify(() => !problem.truncated && problem.y + problem.height <= problem.parent.height);
         const field = find("addressField");
@@ -1245,7 +1245,7 @@ TestCase {
         ];
     }
 
-    // Returns the item that is the page.
+    // Returns the item of the page.
     function turnTo(page: var): Item {
         const url = root.stage.listen();
         connectTo(url);
@@ -1287,7 +1287,7 @@ TestCase {
         return pages();
     }
 
-    // For a screen reader each control has a name and a role; Tab comes to all, and back.
+    // For screen readers, each control has a name and a role. Tab reaches all of them, in both directions.
     function test_access_everythingIsNamedAndReached(page) {
         const part = turnTo(page);
         const controls = root.stage.controls(part);
@@ -1313,7 +1313,7 @@ TestCase {
         return pages();
     }
 
-    // But names, values and addresses, which are of the server.
+    // Except for names, values, and addresses, which come from the server.
     function test_texts_canBeTranslated(page) {
         root.stage.markTexts();
         view = createTemporaryObject(browser, root);
@@ -1369,7 +1369,7 @@ TestCase {
         for (const name of ["connectedFlag", "onlineFlag", "consistentFlag", "errorFlag"])
             verify(!findItem(find(name), item => item.truncated), find(name).meaning);
 
-        // The hints are to be read in full.
+        // The hints are shown in full.
         const field = find("addressField");
         const hint = findItem(field, item => item.text === field.placeholderText);
         verify(hint && hint.implicitWidth <= field.width - 16, field.width);

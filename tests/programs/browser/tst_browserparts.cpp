@@ -23,7 +23,7 @@ using namespace pellix::simulator;
 
 namespace {
 
-const QString hush = QStringLiteral("hush"); // what nobody may see
+const QString hush = QStringLiteral("hush"); // a secret that must not be shown
 
 } // namespace
 
@@ -127,7 +127,7 @@ void tst_BrowserParts::session_showsNoSecrets()
     QVERIFY(transport.listen(QHostAddress::LocalHost, 0));
     Session session(
         [](Session *parent) { return new CountedClient<PInProcessKeywordClient>(parent); });
-    // The same server twice: they differ in what is not shown.
+    // The same server twice: the addresses only differ in their secrets.
     const QString plain = transport.url().toString() + QStringLiteral("/?token=");
     const QStringList addresses {plain + hush, plain + hush + hush};
     session.setAddresses(addresses);
@@ -136,14 +136,14 @@ void tst_BrowserParts::session_showsNoSecrets()
     const QString shown = session.shown(session.addresses());
     QCOMPARE(shown, plain + QStringLiteral("*** ") + plain + QStringLiteral("***"));
 
-    // What is shown stands for what is set, also with another address beside it.
+    // A shown address stands for the complete one, even next to another address.
     const QString other = QStringLiteral("ws://127.0.0.1:2");
     QCOMPARE(session.parseAddresses(shown), addresses);
     QCOMPARE(session.parseAddresses(other + QLatin1Char(' ') + shown),
              QStringList(other) + addresses);
     QVERIFY(session.problem(session.parseAddresses(shown)).isEmpty());
     session.setAddresses({other});
-    QVERIFY(!session.problem(session.parseAddresses(shown)).isEmpty()); // no longer
+    QVERIFY(!session.problem(session.parseAddresses(shown)).isEmpty()); // it is no longer set
 }
 
 void tst_BrowserParts::session_tellsSinceWhenTheLinkIsLost()
@@ -154,7 +154,7 @@ void tst_BrowserParts::session_tellsSinceWhenTheLinkIsLost()
     Session session(
         [](Session *parent) { return new CountedClient<PInProcessKeywordClient>(parent); });
     session.setAddresses({transport.url().toString()});
-    QVERIFY(!session.lostAt().isValid()); // never had, so never lost
+    QVERIFY(!session.lostAt().isValid()); // not connected before, so not lost
     QTRY_VERIFY(session.connected());
     QVERIFY(!session.lostAt().isValid());
     transport.abortClients();
@@ -170,7 +170,7 @@ void tst_BrowserParts::session_tellsSinceWhenTheLinkIsLost()
 
 void tst_BrowserParts::session_tellsWhyAndWhenNext()
 {
-    QTcpServer finder; // of a port where nobody is
+    QTcpServer finder; // finds a port without a server
     QVERIFY(finder.listen(QHostAddress::LocalHost));
     const QString dead = QStringLiteral("ws://127.0.0.1:%1").arg(finder.serverPort());
     finder.close();
@@ -190,7 +190,7 @@ void tst_BrowserParts::session_tellsWhyAndWhenNext()
     QTRY_VERIFY(session.retryIn() > 0);
     QVERIFY(state.size() >= 2);
 
-    session.setToken(hush); // which does not go over ws://
+    session.setToken(hush); // a token is not sent over ws://
     QVERIFY(session.unusable());
     QVERIFY(session.reason().startsWith(QLatin1String("credentials are not sent over ws://")));
     session.setAddresses({});
@@ -207,7 +207,7 @@ void tst_BrowserParts::session_forgetsTheTokenWithTheAddresses()
     session.setAddresses(first);
     session.setToken(hush);
     QVERIFY(session.hasToken());
-    session.setAddresses(first); // the same
+    session.setAddresses(first); // the same addresses
     QVERIFY(session.hasToken());
     auto *const before = qobject_cast<pellix::extras::PKeywordConnection *>(session.client());
     QVERIFY(before);

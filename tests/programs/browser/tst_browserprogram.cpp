@@ -157,7 +157,7 @@ void tst_BrowserProgram::pinned_isThereAgainAtTheNextStart()
 
 void tst_BrowserProgram::unreachableServer_failsButStillSavesThePicture()
 {
-    QTcpServer reserved; // a port that nobody else takes and that speaks no WebSocket
+    QTcpServer reserved; // a port that is in use, but without a WebSocket server
     QVERIFY(reserved.listen(QHostAddress::LocalHost, 0));
 
     const Desk desk;
@@ -231,7 +231,7 @@ void tst_BrowserProgram::badArguments_failWithAMessage()
     verifyRefused(arguments, message, exitCode);
 }
 
-// Everything is logged, and also what Qt says of an address.
+// Everything is logged, including messages of Qt with an address.
 void tst_BrowserProgram::secrets_areNotLogged()
 {
     KeywordServer server;
@@ -256,7 +256,7 @@ void tst_BrowserProgram::secrets_areNotLogged()
     QVERIFY2(run.errors.contains(QLatin1String("?token=***")), qPrintable(run.errors));
     QVERIFY2(!run.errors.contains(QLatin1String("hush")), qPrintable(run.errors));
     QVERIFY2(!run.output.contains(QLatin1String("hush")), qPrintable(run.output));
-    QVERIFY(settings.open(QIODevice::ReadOnly)); // which nobody keeps an address in
+    QVERIFY(settings.open(QIODevice::ReadOnly)); // addresses are not stored in it
     QVERIFY(!settings.readAll().contains("hush"));
 }
 
@@ -274,7 +274,7 @@ void tst_BrowserProgram::help_needsNoDisplay()
     verifyAnswersWithoutDisplay(QStringLiteral("keyword-browser"));
 }
 
-// In a translation that the user has.
+// Uses a translation in a folder of the user.
 void tst_BrowserProgram::texts_areThoseOfTheUsersLanguage()
 {
     const QString lrelease = translationTool(QStringLiteral("lrelease"));

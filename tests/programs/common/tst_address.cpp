@@ -20,8 +20,8 @@ private Q_SLOTS:
 void tst_Address::addressProblem_data()
 {
     QTest::addColumn<QString>("address");
-    QTest::addColumn<QString>("problem"); // the beginning of it
-    QTest::addColumn<QString>("withoutPasswords"); // of a program that sends none
+    QTest::addColumn<QString>("problem"); // how it begins
+    QTest::addColumn<QString>("withoutPasswords"); // in a program that does not send them
 
     const QString notOne = QStringLiteral("not a WebSocket address");
     const QString password = QStringLiteral("an address cannot contain a password");
@@ -108,7 +108,7 @@ void tst_Address::shownAddress_data()
                               << "ws://host#token=***";
     QTest::newRow("all of them") << "ws://u:secret@host?apiKey=secret&password=secret"
                                  << "ws://u:***@host?apiKey=***&password=***";
-    // What separates fields for some servers belongs to the value for others.
+    // Characters that separate fields for some servers are part of the value for others.
     QTest::newRow("token with ; and #") << "ws://host?a=1;token=s;cr#t&b=2"
                                         << "ws://host?a=1;token=***&b=2";
     QTest::newRow("token with blanks and quotes") << "ws://host?token=s \"c\" 't&b=2"
@@ -146,14 +146,14 @@ void tst_Address::withoutSecrets_masksEveryAddressOfAMessage()
                                                      "'wss://c?token=secret', time: 12:30@home")),
              QStringLiteral("connect QUrl(\"ws://a:***@b/?x=1\") not 'wss://c?token=***', "
                             "time: 12:30@home"));
-    // What is hidden already keeps what follows it.
+    // Text after a secret that is already hidden is kept.
     QCOMPARE(programs::withoutSecrets(QStringLiteral("lost ws://c?token=***: closed")),
              QStringLiteral("lost ws://c?token=***: closed"));
     QCOMPARE(programs::withoutSecrets(QStringLiteral("lost ws://c/t/***: closed, 'ws://d/t/s'")),
              QStringLiteral("lost ws://c/t/***: closed, 'ws://d/t/***'"));
     QCOMPARE(programs::withoutSecrets(QStringLiteral("open QUrl(\"wss://b/t/se cret\") at /t/a")),
              QStringLiteral("open QUrl(\"wss://b/t/***\") at /t/a"));
-    // As QDebug shows a URL, with blanks decoded.
+    // The output of QDebug for a URL, with decoded spaces.
     QCOMPARE(programs::withoutSecrets(
                  QStringLiteral("connect QUrl(\"ws://b/?token=my 's%22ecret\") now")),
              QStringLiteral("connect QUrl(\"ws://b/?token=***\") now"));

@@ -35,7 +35,7 @@ void write(const QString &name, const QByteArray &content)
     file.write(content);
 }
 
-// The program, from its start to the line that says where it listens.
+// The program, from its start to the line with its address.
 struct Program
 {
     Program(const Desk &desk, const QStringList &arguments) : Program(desk, q(PROGRAM), arguments)
@@ -67,7 +67,7 @@ struct Program
     QString errors;
 };
 
-// An address that swallows packets: the queue of its listener is full.
+// An address that drops packets, because the queue of its listener is full.
 struct FullListener
 {
     FullListener()
@@ -96,8 +96,8 @@ struct FullListener
     quint16 port = 0;
 };
 
-// Runs a command where every packet to another machine is swallowed, those to the name server
-// as well.
+// Runs a command in an environment in which all packets to other machines are dropped, including
+// those to the name server.
 QStringList inSilence(const QString &folder, const QStringList &command)
 {
     const QString script =
@@ -316,13 +316,13 @@ void tst_GatewayProgram::hangUp_readsAnew()
     QTRY_VERIFY(texts.constLast().contains(q("\"connected\":true")));
     QCOMPARE(client.state(), QAbstractSocket::ConnectedState);
     QTRY_VERIFY(program.complaints().endsWith(file + q(": reloaded\n")));
-    // The third one is heard like the first.
+    // The third configuration is applied as well.
     write(file, R"({"listen": [{"port": 0}]})");
     program.signal(SIGHUP);
     QTRY_VERIFY(texts.constLast().contains(q("\"connected\":false")));
 }
 
-// Also where the configuration has errors by now.
+// This also works if the configuration has errors by then.
 void tst_GatewayProgram::hangUp_opensTheAuditFileAnew()
 {
     const QString file = desk.file(q("gateway.json"));
@@ -334,7 +334,7 @@ void tst_GatewayProgram::hangUp_opensTheAuditFileAnew()
     write(file, R"({"listen": [{"port": 0}], "self": "/gateway", "audit": "audit.jsonl"})");
     const Run check = desk.run({q("--check"), file});
     QCOMPARE(check.exitCode, 0);
-    QVERIFY(!QFile::exists(audit)); // a check leaves nothing behind
+    QVERIFY(!QFile::exists(audit)); // a check does not create the file
     Program program(desk, {q("--config"), file});
     QCOMPARE(lines(audit), 0);
     QWebSocket client;
@@ -389,7 +389,7 @@ void tst_GatewayProgram::service_isToldHowItIs()
     write(file, "nonsense");
     program.signal(SIGHUP);
     QVERIFY(isTold("RELOADING=1\nMONOTONIC_USEC="));
-    QVERIFY(isTold("\nREADY=1\n")); // with what there was before
+    QVERIFY(isTold("\nREADY=1\n")); // with the previous configuration
     program.signal(SIGTERM);
     QVERIFY(isTold("STOPPING=1\n"));
     QVERIFY(program.hasEnded());
@@ -397,7 +397,7 @@ void tst_GatewayProgram::service_isToldHowItIs()
     ::close(descriptor);
 }
 
-// Its port was free a moment ago.
+// No broker is listening on its port.
 void tst_GatewayProgram::broker_thatIsNotThere_isNoError()
 {
     QTcpServer gone;
@@ -424,16 +424,16 @@ void tst_GatewayProgram::broker_thatHangs_keepsNobody_data()
         QTest::newRow(hang) << q(hang);
 }
 
-// Each of these hangs for minutes where somebody waits for it. Without, stopping takes less than
-// two seconds, and the limit here is ten times that.
+// Each of these cases blocks for minutes if the program waits for it. Otherwise, stopping takes
+// less than two seconds; the limit here is ten times as long.
 void tst_GatewayProgram::broker_thatHangs_keepsNobody()
 {
     QFETCH(const QString, hang);
     constexpr int limit = 20000;
     const FullListener full;
-    QTcpServer silent; // it takes connections, and says nothing
+    QTcpServer silent; // accepts connections, but does not reply
     QVERIFY(silent.listen(QHostAddress::LocalHost));
-    QStringList hosts; // of the configurations, one after the other
+    QStringList hosts; // of the two configurations
     if (hang == q("swallows packets"))
         hosts = {q("127.0.0.1:%1").arg(full.port), q("localhost:%1").arg(full.port)};
     else if (hang == q("never answers"))
@@ -492,7 +492,7 @@ void tst_GatewayProgram::dump_saysWhyThereIsNone()
 void tst_GatewayProgram::options_areInEachFile_data()
 {
     QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("dashes"); // before the name of an option
+    QTest::addColumn<QString>("dashes"); // the dashes before the name of an option
     QTest::newRow("manual page") << q("keyword-gateway.1") << q("--");
     QTest::newRow("bash") << q("keyword-gateway.bash") << q("--");
     QTest::newRow("zsh") << q("_keyword-gateway") << q("--");

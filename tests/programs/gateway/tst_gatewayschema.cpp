@@ -12,8 +12,8 @@
 
 using namespace pellix::gateway;
 
-// That the schema and the program know the same members. The program lists those that it knows
-// where it finds one that it does not.
+// Checks that the schema and the program have the same members. The program lists its known members
+// if it finds an unknown one.
 class tst_GatewaySchema : public QObject
 {
     Q_OBJECT
@@ -25,8 +25,8 @@ private Q_SLOTS:
 
 void tst_GatewaySchema::members_areTheSame_data()
 {
-    QTest::addColumn<QByteArray>("json"); // with an unknown member at the place
-    QTest::addColumn<QString>("definition"); // of the schema; empty: the top
+    QTest::addColumn<QByteArray>("json"); // with an unknown member in this place
+    QTest::addColumn<QString>("definition"); // in the schema; empty: the top level
     const auto row = [](const char *definition, const QByteArray &json) {
         QTest::newRow(*definition ? definition : "top") << json << QString::fromLatin1(definition);
     };

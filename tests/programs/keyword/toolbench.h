@@ -10,21 +10,22 @@
 #include <QtCore/QStringList>
 #include <QtCore/QTemporaryDir>
 
-// Arguments of the program, split at blanks.
+// The arguments of the program, split at spaces.
 QStringList words(const char *line);
 
-// One run of the program. The event loop goes on while it is waited for: the server may live here.
+// One run of the program. The event loop continues during waits, because the server may be in this
+// process.
 class Tool
 {
 public:
-    // With more variables of the environment, such as "TZ=UTC", if they are given.
+    // Additional environment variables, such as "TZ=UTC", may be given.
     explicit Tool(const QStringList &arguments, const QString &url = {},
                   const QStringList &variables = {});
     ~Tool();
 
-    bool finish(int milliseconds = 30000); // false if it does not end by itself
-    bool printed(int lines); // waits until there are so many
-    bool complained(const QString &text); // waits for it on standard error
+    bool finish(int milliseconds = 30000); // false if it does not exit
+    bool printed(int lines); // waits for this number of lines
+    bool complained(const QString &text); // waits for the text on standard error
     void sendSignal(int number);
     void write(const QByteArray &input) { process.write(input); }
     void endInput() { process.closeWriteChannel(); }
@@ -44,7 +45,7 @@ private:
     QByteArray err;
 };
 
-// What became of a run to the end.
+// The result of a completed run.
 struct Run
 {
     int exitCode = -1;
@@ -54,7 +55,7 @@ struct Run
     QStringList lines() const;
 };
 
-// A server in this process, with some keywords, and the program to talk to it.
+// A server in this process with some keywords, and functions to run the program with it.
 class Bench
 {
 public:

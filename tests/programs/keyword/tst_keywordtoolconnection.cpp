@@ -27,7 +27,7 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// An address where nobody listens.
+// An address on which no server listens.
 QString deadAddress()
 {
     QTcpServer server;
@@ -37,7 +37,7 @@ QString deadAddress()
 
 } // namespace
 
-// Reaching the server, losing it, and ending.
+// Tests connecting to the server, losing the connection, and exiting.
 class tst_KeywordToolConnection : public QObject
 {
     Q_OBJECT
@@ -161,7 +161,7 @@ void tst_KeywordToolConnection::urls_theNextOneIsTried()
 
 void tst_KeywordToolConnection::urls_aSilentOneIsGivenUp()
 {
-    QTcpServer silent; // takes the connection and says nothing
+    QTcpServer silent; // accepts the connection, but does not reply
     QVERIFY(silent.listen(QHostAddress::LocalHost));
     const Bench bench;
     Tool tool({q("get"), q("--raw"), q("/plant/shift"), q("--timeout"), q("30"), q("--url"),
@@ -176,7 +176,7 @@ void tst_KeywordToolConnection::urls_aSilentOneIsGivenUp()
 void tst_KeywordToolConnection::tls_filesAndTokenOpenTheServer_data()
 {
     QTest::addColumn<QStringList>("options");
-    QTest::addColumn<QString>("problem"); // empty: it opens
+    QTest::addColumn<QString>("problem"); // empty: no problem
     QTest::newRow("nothing") << QStringList() << q("self-signed");
     QTest::newRow("authority alone") << words("--ca CRT") << q("HTTP status 401 (Unauthorized)");
     QTest::newRow("token") << words("--ca CRT --token-file TOKEN") << QString();
@@ -418,7 +418,7 @@ void tst_KeywordToolConnection::closedConnection_saysWhy()
 
     QVERIFY(tool.complained(
         q("keyword: lost the connection to %1: %2; trying again\n").arg(url, said)));
-    // It may be refused at once by closing: then this is why a command gives up.
+    // The close may arrive immediately. In this case, it is the reason why the command fails.
     Tool once(words("get --no-reconnect /a"), url);
     QVERIFY(once.finish());
     QCOMPARE(once.errors().trimmed().section(QLatin1Char('\n'), -1),
@@ -426,7 +426,7 @@ void tst_KeywordToolConnection::closedConnection_saysWhy()
     QCOMPARE(once.exitCode(), 3);
 }
 
-// QWebSocket keeps the error of a handshake for good.
+// QWebSocket keeps the error of a handshake permanently.
 void tst_KeywordToolConnection::closedConnection_doesNotRepeatWhatWasBefore()
 {
     QTcpServer refusing;
@@ -572,7 +572,7 @@ void tst_KeywordToolConnection::interrupt_endsAnUnfinishedCommandWithItsCode()
     QCOMPARE(tool.errors(), QString());
 }
 
-// As nohup does, for what is to go on when the terminal is closed.
+// As with nohup, for commands that continue when the terminal is closed.
 void tst_KeywordToolConnection::hangUp_isIgnoredIfTheCallerWantsSo()
 {
     Bench bench;

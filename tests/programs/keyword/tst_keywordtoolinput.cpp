@@ -16,7 +16,7 @@ QString q(const char *text)
 
 } // namespace
 
-// Keywords and writes that come by standard input.
+// Tests keywords and writes from standard input.
 class tst_KeywordToolInput : public QObject
 {
     Q_OBJECT
@@ -171,7 +171,8 @@ void tst_KeywordToolInput::writes_areDoneAsTheyCome()
 
     tool.write("/plant/shift 3\n/plant/sh");
     QTRY_COMPARE(bench.server.value(q("/plant/shift")).toInt(), 3);
-    // To wait for a line is not to wait for an answer: another one gives up meanwhile.
+    // Waiting for a line does not count as waiting for a reply: another command times out
+    // meanwhile.
     QCOMPARE(bench.run(words("watch --timeout 0.5 /plant/shift")).exitCode, 5);
     QVERIFY(tool.isRunning());
     tool.write("ift 4\n");

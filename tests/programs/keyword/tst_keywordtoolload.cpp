@@ -28,7 +28,7 @@ int fromEnvironment(const char *name, int otherwise)
     return isNumber ? number : otherwise;
 }
 
-// Seconds that the process has computed.
+// The processor time of the process in seconds.
 double processorTime(qint64 processId)
 {
     QFile file(q("/proc/%1/stat").arg(processId));
@@ -40,7 +40,7 @@ double processorTime(qint64 processId)
         / double(sysconf(_SC_CLK_TCK));
 }
 
-// Counts the lines of a file that grows.
+// Counts the lines of a growing file.
 class LineCounter
 {
 public:
@@ -59,9 +59,9 @@ private:
 
 } // namespace
 
-// Many keywords that change ten times a second. Each change is one up, so that a value that is
-// missing shows. PELLIX_LOAD_KEYWORDS, PELLIX_LOAD_ROUNDS and
-// PELLIX_LOAD_INTERVAL, in milliseconds, scale it.
+// Many keywords that change ten times per second. Each change adds 1, so that missing values are
+// noticed. PELLIX_LOAD_KEYWORDS, PELLIX_LOAD_ROUNDS, and PELLIX_LOAD_INTERVAL, in milliseconds, set
+// the scale.
 class tst_KeywordToolLoad : public QObject
 {
     Q_OBJECT
@@ -96,7 +96,7 @@ void tst_KeywordToolLoad::watch_dropsNothing()
     QObject::connect(&bench.server, &pellix::server::KeywordServer::keywordRequested, &bench.server,
                      [&requests] { ++requests; });
     const QString file = bench.file("out");
-    QProcess tool; // into a file: reading it here is not what is measured
+    QProcess tool; // writes to a file, because reading is not measured
     tool.setStandardOutputFile(file);
     tool.start(
         q(PROGRAM),
@@ -114,7 +114,7 @@ void tst_KeywordToolLoad::watch_dropsNothing()
     QObject::connect(&timer, &QTimer::timeout, &timer, [&] {
         if (round == rounds)
             return timer.stop();
-        // Of a keyword that changes faster than it is read, a server leaves values out.
+        // A server omits values of keywords that change faster than they are read.
         if (counter.count() < qint64(keywords) * (round + 1) + headings)
             return;
         ++round;

@@ -30,7 +30,7 @@ void writeFile(const QString &fileName, const QByteArray &content)
     QCOMPARE(file.write(content), content.size());
 }
 
-// As recordings began before there were "id" and "part".
+// The heading of older recordings, without "id" and "part".
 const char oldHeading[] =
     "{\"recording\":1,\"started\":\"2026-01-01T00:00:00.000Z\",\"url\":\"ws://h\"}\n";
 
@@ -40,7 +40,7 @@ QByteArray heading(const char *id, int part)
         + ",\"started\":\"2026-01-01T00:00:00.000Z\",\"url\":\"ws://h\"}\n";
 }
 
-// The keyword /a has the value, which is whole, at that time.
+// An entry in which the keyword /a has an integer value at the given time.
 QByteArray entry(const char *time, int value)
 {
     return QByteArray("{\"t\":") + time
@@ -51,7 +51,7 @@ QByteArray entry(const char *time, int value)
 
 } // namespace
 
-// Recordings in several parts, and in files that are not as they were written.
+// Tests recordings in several parts, and with modified files.
 class tst_KeywordToolParts : public QObject
 {
     Q_OBJECT
@@ -69,7 +69,7 @@ private Q_SLOTS:
     void rotation_leavesOtherFilesAlone();
 
 private:
-    // What the recording replays to; the values of /a, with blanks between.
+    // The values of /a when the recording is replayed, separated by spaces.
     QString replayed(const QStringList &files, QString *errors = nullptr);
 };
 
@@ -249,7 +249,7 @@ void tst_KeywordToolParts::replay_doesNotWaitForPartsThatAreNotThere()
 void tst_KeywordToolParts::rotation_leavesOtherFilesAlone()
 {
     const Bench bench;
-    const QString file = bench.file("r[1].jsonl"); // to a pattern, this would be r1.jsonl
+    const QString file = bench.file("r[1].jsonl"); // as a pattern, it would match r1.jsonl
     const QByteArray old = heading("old", 5);
     const QString page = file + q(".2"), forgotten = file + q(".5");
     writeFile(page, "a page of a manual");

@@ -15,7 +15,7 @@ QString q(const char *text)
 
 } // namespace
 
-// get, watch, ls, tree, aggregate, label and ping, in every format.
+// Tests get, watch, ls, tree, aggregate, label, and ping in every format.
 class tst_KeywordToolReading : public QObject
 {
     Q_OBJECT
@@ -250,7 +250,7 @@ void tst_KeywordToolReading::get_stampsEachLine()
     const Run run = bench.run(arguments);
 
     const QRegularExpression expected(pattern);
-    // Each row has its own expression: none to be static.
+    // Each row has its own expression, so it cannot be static.
     const bool matches =
         expected.match(run.output).hasMatch(); // clazy:exclude=use-static-qregularexpression
     QVERIFY2(matches, qPrintable(run.output));
@@ -259,7 +259,7 @@ void tst_KeywordToolReading::get_stampsEachLine()
 
 void tst_KeywordToolReading::localTime_hasItsOffset_data()
 {
-    QTest::addColumn<QString>("zone"); // counted to the west
+    QTest::addColumn<QString>("zone"); // counted westward
     QTest::addColumn<QString>("offset");
     QTest::newRow("India") << q("IST-5:30") << q("+05:30");
     QTest::newRow("Newfoundland") << q("NST3:30") << q("-03:30");
@@ -392,7 +392,7 @@ void tst_KeywordToolReading::aggregate_takesTheNameItIsGiven()
     QStringList requests;
     QObject::connect(&bench.server, &pellix::server::KeywordServer::keywordRequested, &bench.server,
                      [&requests](const QString &path) {
-                         if (path != q("/plant/shift")) // a child
+                         if (path != q("/plant/shift")) // requests for a child
                              requests.append(path);
                      });
 
@@ -435,7 +435,7 @@ void tst_KeywordToolReading::ping_tellsEachAnswerAndTheFigures()
 
 void tst_KeywordToolReading::tree_withstandsARing()
 {
-    Bench bench; // whose index lists each child twice: once seen is enough
+    Bench bench; // its index lists each child twice, but the output must not
     bench.socketServer.setDuplicateIndexItems(true);
 
     QCOMPARE(bench.run(words("tree /plant/tank2")).output, q("/plant/tank2\n└── level  double\n"));

@@ -28,7 +28,7 @@ QList<QByteArray> linesOf(const QString &fileName)
     if (!file.open(QIODevice::ReadOnly))
         return {};
     QList<QByteArray> lines = file.readAll().split('\n');
-    lines.removeLast(); // what follows the last end of a line
+    lines.removeLast(); // the text after the last line break
     return lines;
 }
 
@@ -68,7 +68,7 @@ QByteArray eventLine(const char *time, const char *keyword, const char *type,
 
 const char heading[] = "{\"recording\":1,\"started\":\"2026-01-01T00:00:00.000Z\",\"url\":\"\"}\n";
 
-// The server that a replay is; its address comes with its first line.
+// A replay as a server; its address is in its first line.
 struct Replay
 {
     explicit Replay(const QStringList &arguments) : tool(arguments) { }
@@ -140,7 +140,7 @@ void tst_KeywordToolRecording::telemetry_replaysToTheSameValuesInTheSameOrder()
         keywords.insert(event.value(q("keyword")).toString());
     QStringList replayed = watch.lines();
     QCOMPARE(replayed.takeLast(), q("{\"connection\":\"lost\"}"));
-    // First, each keyword without a value yet.
+    // First, there is an event without a value for each keyword.
     QCOMPARE(replayed.size(), recorded.size() + keywords.size());
     for (qsizetype i = 0; i < recorded.size(); ++i) {
         const QJsonObject event = objectOf(replayed.at(keywords.size() + i).toUtf8());
@@ -206,7 +206,7 @@ void tst_KeywordToolRecording::recording_keepsWhatIsNoJson()
     QCOMPARE(objectOf(lines.at(3)).value(q("text")).toString(), q("{\"cmd\": \"broken\n"));
     QCOMPARE(objectOf(lines.at(4)).value(q("message")).toObject().value(q("cmd")).toString(),
              q("other"));
-    // It could hold what is to be left out.
+    // The text could contain excluded keywords.
     QVERIFY(objectOf(linesOf(excluding).at(3)).value(q("text")).isNull());
 }
 
@@ -304,7 +304,7 @@ void tst_KeywordToolRecording::recording_goesOnInTheNextFile()
     QCOMPARE(watch.output().split(QLatin1Char('\n')).size(), 1 + 20 + 1);
     QVERIFY(watch.output().endsWith(q("\n20\n21\n")));
 
-    // Written anew, the old numbers go.
+    // A new recording removes the old numbered files.
     Tool again({q("record"), file, q("/plant/shift"), q("--force"), q("--count"), q("1")},
                bench.url());
     QVERIFY(again.finish());
@@ -372,8 +372,8 @@ void tst_KeywordToolRecording::recording_fails()
     QCOMPARE(run.exitCode, exitCode);
 }
 
-// A limit of the system on the size of files stands for a full disk: as there, the last write is
-// done in part.
+// A system limit on the size of files simulates a full disk: in both cases, the last write is
+// incomplete.
 void tst_KeywordToolRecording::recording_endsWithAWholeLineWhenThereIsNoMoreSpace()
 {
     Bench bench;
@@ -439,7 +439,7 @@ void tst_KeywordToolRecording::recording_endsQuietlyWithItsReader()
 void tst_KeywordToolRecording::recording_tellsThatStandardOutputIsFull()
 {
     if (!QFile::exists(q("/dev/full")))
-        return; // other systems have no such thing, and nothing to test it with
+        return; // this test requires /dev/full
     const Bench bench;
     QProcess shell;
     shell.start(q("sh"),
@@ -502,7 +502,7 @@ void tst_KeywordToolRecording::replay_takesItsTime()
     Tool watch(words("watch --time delta -f json --no-reconnect /a"), replay.url());
     QVERIFY(watch.finish());
 
-    QCOMPARE(watch.lines().size(), 4); // at last, the connection is lost
+    QCOMPARE(watch.lines().size(), 4); // the last line reports the lost connection
     const double passed = objectOf(watch.lines().at(2).toUtf8()).value(q("time")).toDouble();
     QVERIFY2(passed > 0.4 && passed < 1.9, qPrintable(QString::number(passed)));
 }

@@ -16,7 +16,7 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// The address with a token, which is "a 'secret" once decoded.
+// The address with a token that is "a 'secret" when decoded.
 QString withToken(const QString &url)
 {
     return url + q("/?unit=m&token=a%20'secret");
@@ -24,7 +24,7 @@ QString withToken(const QString &url)
 
 } // namespace
 
-// Passwords are refused, and no secret of an address is shown or stored.
+// Tests that passwords are refused, and that no secret of an address is shown or stored.
 class tst_KeywordToolSecrets : public QObject
 {
     Q_OBJECT
@@ -112,7 +112,7 @@ void tst_KeywordToolSecrets::secret_isNotQuoted_data()
     line("as a value of another option", words("get /a -f ws://me:secret@host"));
     line("as an address to listen on", words("replay f --listen ws://me:secret@host"));
     QTest::newRow("environment") << words("get /a") << q("host?token=secret");
-    // A blank cuts the password, and what is left could not be told from another address.
+    // A space splits the password, and the rest cannot be distinguished from another address.
     QTest::newRow("environment, password with a blank")
         << words("get /a") << q("ws://me:secret cret@host");
 }

@@ -20,7 +20,7 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// What the program prints when its standard output and error are a terminal.
+// The output of the program when its standard output and error are a terminal.
 QString printedOnTerminal(const QStringList &arguments)
 {
     const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
@@ -56,7 +56,7 @@ QString printedOnTerminal(const QStringList &arguments)
 
 } // namespace
 
-// Texts of a server that are wide, do harm to a terminal, or look like something else.
+// Tests texts of a server that are wide, harm a terminal, or look like something else.
 class tst_KeywordToolText : public QObject
 {
     Q_OBJECT
@@ -118,7 +118,7 @@ void tst_KeywordToolText::harmfulText_isMadeVisible()
     const Run json = bench.run(words("get -f json /plant/name"));
 
     QCOMPARE(run.output, q("/plant/name  %1  string  ok\n").arg(text));
-    // In JSON it is the same text, and one line without what is harmful.
+    // In JSON, the text is the same, on one line without harmful characters.
     const QJsonObject row = QJsonDocument::fromJson(json.output.toUtf8()).object();
     QCOMPARE(row.value(q("value")).toString(), value);
     QCOMPARE(json.lines().size(), 1);
@@ -141,7 +141,7 @@ void tst_KeywordToolText::harmfulText_isMadeVisibleEverywhere()
     QCOMPARE(output("label /plant/\u009bx"), keyword + q("  \"\\u009b31mred\"\n"));
     QVERIFY(output("ls /plant").contains(keyword + q("  ")));
     QVERIFY(output("tree /plant").contains(q("\"\\u009bx\"  object\n")));
-    // A message quotes what the server has.
+    // A message quotes the value on the server.
     const Run refused = bench.run(words("set --wait /plant/\u009bx 5"));
     QCOMPARE(refused.errors,
              q("keyword: /plant/\\u009bx: refused; the value is still ") + object + q("\n"));
@@ -180,7 +180,7 @@ void tst_KeywordToolText::terminal_getsNothingHarmful()
     QCOMPARE(printedOnTerminal(arguments + QStringList {q("--url"), bench.url()}), printed);
 }
 
-// JSON lets some of it be in texts as it is.
+// JSON allows some of these characters unescaped in strings.
 void tst_KeywordToolText::terminal_getsNoHarmfulRecording()
 {
     Bench bench;
@@ -234,7 +234,7 @@ void tst_KeywordToolText::columns_areAligned()
     const QString blanks(12 - columns, QLatin1Char(' '));
     bench.server.setValue(q("/plant/shift"), qlonglong(100000000000));
 
-    // The other keyword and the other value are twelve columns wide.
+    // The other keyword and the other value have a width of twelve columns.
     QCOMPARE(bench.run(words("get /plant/name /plant/shift")).lines().at(0),
              q("/plant/name   %1%2  string  ok").arg(value, blanks));
     QCOMPARE(bench.run({q("get"), keyword, q("/plant/shift")}).lines().at(0),

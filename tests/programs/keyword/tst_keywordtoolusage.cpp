@@ -20,7 +20,8 @@ QString contentOf(const QString &fileName)
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-// The options of each command, such as "-r, --recursive" or "--depth <levels>", as its help tells.
+// The options of each command according to its help, such as "-r, --recursive" or "--depth
+// <levels>".
 QMap<QString, QStringList> optionsByCommand(const Bench &bench)
 {
     static const QRegularExpression usage(q("^Usage: keyword ([a-z]+)( |$)"));
@@ -39,7 +40,7 @@ QMap<QString, QStringList> optionsByCommand(const Bench &bench)
 
 } // namespace
 
-// What the command line understands and refuses, and whether what describes it is true.
+// Tests which command lines are accepted and refused, and whether their descriptions are correct.
 class tst_KeywordToolUsage : public QObject
 {
     Q_OBJECT
@@ -223,7 +224,7 @@ void tst_KeywordToolUsage::help_isShown()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QString, firstLine);
-    Tool tool(arguments); // no server is needed
+    Tool tool(arguments); // no server is required
 
     QVERIFY(tool.finish());
 
@@ -270,13 +271,13 @@ void tst_KeywordToolUsage::completionFile_isWhatTheProgramPrints()
 
     QCOMPARE(run.exitCode, 0);
     QVERIFY(run.lines().size() > 20);
-    // Out of date? cmake --build build/dev --target keyword-completions
+    // If this fails, run cmake --build build/dev --target keyword-completions
     QCOMPARE(contentOf(q(PROJECT_FOLDER "/programs/keyword/completion/") + fileName), run.output);
 }
 
 void tst_KeywordToolUsage::bashCompletion_offersWhatFits_data()
 {
-    QTest::addColumn<QStringList>("line"); // the last word is to be completed
+    QTest::addColumn<QStringList>("line"); // the last word is completed
     QTest::addColumn<QStringList>("offered");
     QTest::newRow("command") << words("keyword re") << words("record replay");
     QTest::newRow("option") << words("keyword set --w") << words("--wait");
@@ -317,7 +318,7 @@ void tst_KeywordToolUsage::manualPage_namesExactlyWhatThereIs()
     page.replace(QLatin1String("\\-"), QLatin1String("-"));
     const QStringList lines = page.split(QLatin1Char('\n'));
 
-    // Each command is a ".SS name" whose text names its options, in "Options:" at its end.
+    // Each command is a ".SS name". Its text ends with the names of its options, in "Options:".
     QMap<QString, QStringList> documented;
     QString section;
     for (const QString &line : lines) {
@@ -344,7 +345,7 @@ void tst_KeywordToolUsage::manualPage_namesExactlyWhatThereIs()
                  qPrintable(command.key()));
         QCOMPARE(documented.value(command.key()), names);
     }
-    // And each option has a paragraph, ".TP" with its names, and none is there that does not exist.
+    // Each option has a paragraph, ".TP" with its names, and there are no others.
     QStringList paragraphs;
     for (qsizetype i = 0; i + 1 < lines.size(); ++i) {
         if (lines.at(i) == QLatin1String(".TP") && lines.at(i + 1).startsWith(q("--")))
@@ -353,12 +354,12 @@ void tst_KeywordToolUsage::manualPage_namesExactlyWhatThereIs()
     all.sort();
     paragraphs.sort();
     QCOMPARE(paragraphs, all);
-    // As has each exit code.
+    // Each exit code is documented, too.
     for (const int code : {0, 1, 2, 3, 4, 5, 6, 130})
         QVERIFY2(lines.contains(QString::number(code)), qPrintable(QString::number(code)));
 }
 
-// The parser takes every option that help tells of: none is refused as unknown.
+// The parser accepts every option in the help: none is refused as unknown.
 void tst_KeywordToolUsage::everyOption_isUnderstood()
 {
     const Bench bench;
@@ -380,7 +381,7 @@ void tst_KeywordToolUsage::everyOption_isUnderstood()
 void tst_KeywordToolUsage::endsWhenStandardOutputIsFull()
 {
     if (!QFile::exists(q("/dev/full")))
-        return; // other systems have no such thing, and nothing to test it with
+        return; // this test requires /dev/full
     const Bench bench;
     QProcess shell;
     shell.start(
@@ -392,7 +393,7 @@ void tst_KeywordToolUsage::endsWhenStandardOutputIsFull()
              q("keyword: standard output: No space left on device\n"));
 }
 
-// Otherwise the connection would take its number, and get what is printed.
+// Otherwise, the connection would get its number and receive the output.
 void tst_KeywordToolUsage::endsWhenStandardOutputIsClosed()
 {
     const Bench bench;

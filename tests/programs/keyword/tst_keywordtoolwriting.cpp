@@ -20,7 +20,7 @@ QString q(const char *text)
 
 } // namespace
 
-// set and add, with and without waiting.
+// Tests set and add, with and without --wait.
 class tst_KeywordToolWriting : public QObject
 {
     Q_OBJECT
@@ -205,7 +205,7 @@ void tst_KeywordToolWriting::wholeNumbers_areSentExactly_data()
 void tst_KeywordToolWriting::wholeNumbers_areSentExactly()
 {
     QFETCH(QString, number);
-    // On the wire: what a server makes of it is another thing.
+    // Checks the sent messages, because a server may change the value.
     QWebSocketServer wire(QString(), QWebSocketServer::NonSecureMode);
     QVERIFY(wire.listen(QHostAddress::LocalHost));
     QStringList messages;
@@ -222,7 +222,7 @@ void tst_KeywordToolWriting::wholeNumbers_areSentExactly()
     QCOMPARE(messages.filter(value + q("}")).size(), 1);
     QCOMPARE(messages.filter(value + q(",\"valueChangeMode\":\"relative\"}")).size(), 1);
 
-    // And there and back, to the last digit.
+    // The value also survives the round trip with all digits.
     Bench bench;
     QVERIFY(bench.server.setValue(q("/plant/shift"), qlonglong(0)));
     const Run run = bench.run({q("set"), q("--wait"), q("/plant/shift"), number});
@@ -294,7 +294,7 @@ void tst_KeywordToolWriting::inexactNumbers_areNotSent()
     QCOMPARE(bench.server.value(q("/plant/shift")).toInt(), 2);
     QCOMPARE(bench.server.value(q("/plant/setpoint")).toDouble(), 1.5);
 
-    // Exact ones and texts are taken, whatever they look like.
+    // Exactly representable numbers, and strings of any form, are accepted.
     QCOMPARE(bench.run(words("set --wait /plant/setpoint 9007199254740992")).output,
              q("/plant/setpoint  9007199254740992  taken\n"));
     QCOMPARE(bench.run(words("set --as double -w /plant/setpoint 100000000000000000000")).output,
@@ -307,7 +307,7 @@ void tst_KeywordToolWriting::wait_timesOutWhenTheValueDoesNotCome()
 {
     Bench bench;
     bench.server.setWriteCheck(QStringLiteral("/plant/shift"), [&bench](const QVariant &) {
-        bench.socketServer.setSilent(true); // the event that is due does not get out
+        bench.socketServer.setSilent(true); // the expected event is not sent
         return true;
     });
     const Run silent = bench.run(words("set --wait --timeout 0.3 /plant/shift 4"));
@@ -357,7 +357,7 @@ void tst_KeywordToolWriting::wait_addsToWhatOthersWrite()
     Bench bench;
     bench.server.setWriteHandler(
         q("/plant/shift"), [&bench](const pellix::server::WriteRequest &request) {
-            bench.server.setValue(request.path(), 40); // between the value and the write
+            bench.server.setValue(request.path(), 40); // between the event and the write
             request.accept(40 + request.change().toInt());
         });
     const Run run = bench.run(words("add --wait /plant/shift 1"));
@@ -392,7 +392,7 @@ void tst_KeywordToolWriting::severalWrites_areDoneInOrder()
         words("set --wait /plant/shift 7 /plant/tank2/level 1 /plant/name x /plant/shift 8"));
     const Run sent = bench.run(words("add /plant/shift 1 /plant/shift 2 /plant/stop true"));
 
-    QCOMPARE(waited.exitCode, 4); // the second one
+    QCOMPARE(waited.exitCode, 4); // the exit code of the second write
     QCOMPARE(waited.output,
              q("/plant/shift  7  taken\n/plant/name  x  taken\n/plant/shift  8  taken\n"));
     QCOMPARE(sent.exitCode, 0);

@@ -25,7 +25,7 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// The program itself, from its start to the line that says where it listens.
+// The program, from its start to the line with its address.
 struct Program
 {
     explicit Program(const QStringList &arguments, const QString &folder = {})
@@ -108,7 +108,7 @@ void tst_SimulatorProgram::serves()
 
 void tst_SimulatorProgram::loadsAnInstalledSceneByItsName()
 {
-    // As if installed, with a scene of the same name here and there.
+    // Simulates an installation, with scenes of the same name in both folders.
     QTemporaryDir folder;
     const QDir installed(folder.filePath(q("bin")));
     const QString scenes = installed.filePath(q(INSTALLED_SCENES));
@@ -162,7 +162,7 @@ void tst_SimulatorProgram::endsOnARequest()
 
 void tst_SimulatorProgram::outlivesItsTerminalIfToldTo()
 {
-    std::signal(SIGHUP, SIG_IGN); // as nohup does; children inherit it
+    std::signal(SIGHUP, SIG_IGN); // like nohup; child processes inherit it
     Program program({});
     std::signal(SIGHUP, SIG_DFL);
     QVERIFY(!program.url.isEmpty());
@@ -230,8 +230,8 @@ void tst_SimulatorProgram::servesThePagesThatItIsToldTo()
 
 void tst_SimulatorProgram::takesACertificateWithItsKeyAlone_data()
 {
-    QTest::addColumn<QString>("make"); // the key
-    QTest::addColumn<QString>("message"); // empty: it is good
+    QTest::addColumn<QString>("make"); // the command that creates the key
+    QTest::addColumn<QString>("message"); // empty: the key is valid
     const QString others =
         q("keyword-simulator: server.crt, x.key: the certificate and the private "
           "key do not belong together: ");
@@ -322,10 +322,10 @@ void tst_SimulatorProgram::commandsFaultsByKeyword()
         fault.setKeyword(q("/simulator/faults/") + q(command));
         fault.update(true);
         changes += 2;
-        QTRY_COMPARE(connected.count(), changes); // lost, and back
+        QTRY_COMPARE(connected.count(), changes); // disconnected and reconnected
         QTRY_VERIFY(name.value().isValid());
     }
-    QCOMPARE(name.value().toString(), q("Riverside works")); // restarted with what the scene says
+    QCOMPARE(name.value().toString(), q("Riverside works")); // the initial value of the scene
 }
 
 void tst_SimulatorProgram::refusesBadUsage_data()

@@ -51,7 +51,7 @@ QPalette darkPalette()
     return palette;
 }
 
-// Obeys the commands that come on standard input, a line each, and answers each by a line.
+// Executes the commands from standard input, one per line, and replies to each with one line.
 class ScreenProbe : public QObject
 {
     Q_OBJECT
@@ -131,8 +131,8 @@ QJsonValue ScreenProbe::obey(const QString &command, const QString &argument)
     return false;
 }
 
-// Loaded into a program by QT_QPA_GENERIC_PLUGINS=screenprobe, it shows a test what is on the
-// program's screen, as a screen reader has it, and presses keys.
+// Loaded into a program with QT_QPA_GENERIC_PLUGINS=screenprobe, it reports the objects on the
+// screen to a test, like a screen reader, and presses keys.
 class ScreenProbePlugin : public QGenericPlugin
 {
     Q_OBJECT

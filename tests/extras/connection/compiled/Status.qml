@@ -4,7 +4,7 @@
 import QtQml
 import PellixClient.Keyword.Extras
 
-// The properties of a connection, read in the ways that screens read them.
+// The properties of a connection, read in the same ways as in applications.
 QtObject {
     id: root
 

@@ -11,8 +11,8 @@
 #include <QtCore/QSet>
 
 /*
-    What a convention says, as short text: an expectation fits one line. What a keyword leaves as it
-    is by itself is left out.
+    The results of a convention as short text, so that an expectation fits on one line. Members with
+    default values are omitted.
 */
 namespace conventiontext {
 
@@ -49,7 +49,7 @@ inline QString availability(const pellix::gateway::TopicAvailability &availabili
     return entries.join(QLatin1Char(' '));
 }
 
-// Where it comes from and what it is.
+// The origin and the type of a keyword.
 inline QString reading(const pellix::gateway::TopicKeyword &keyword)
 {
     QStringList parts {keyword.path, keyword.type, keyword.access};
@@ -104,7 +104,7 @@ inline QString writing(const pellix::gateway::TopicKeyword &keyword)
     return parts.join(QLatin1Char(' '));
 }
 
-// What a source makes of the changes: the keywords that there are, and the topic filters.
+// Applies the changes like a source: collects the existing keywords and the topic filters.
 class Taken
 {
 public:
@@ -140,7 +140,7 @@ public:
     QHash<QString, pellix::gateway::TopicKeyword> keywords; // by path
     QSet<QString> filters;
     QStringList messages;
-    bool isGood = true; // nothing was removed or unsubscribed that was not there
+    bool isGood = true; // nothing unknown was removed or unsubscribed
 };
 
 } // namespace conventiontext

@@ -90,7 +90,7 @@ private:
         taken.take(
             convention->take(QLatin1String("homeassistant/") + QLatin1String(topic), payload));
     }
-    // One of the kind, without a device.
+    // An entity of this kind, without a device.
     TopicKeyword entity(const char *kind, const QByteArray &members)
     {
         taken.take(
@@ -305,7 +305,7 @@ void tst_HomeAssistant::sensor_isNumberOrText()
 void tst_HomeAssistant::abbreviation_data()
 {
     QTest::addColumn<QByteArray>("kind");
-    QTest::addColumn<QByteArray>("members"); // with @ in the place of the name
+    QTest::addColumn<QByteArray>("members"); // with @ in place of the name
     QTest::addColumn<QByteArray>("brief");
     QTest::addColumn<QByteArray>("full");
     const auto row = [](const char *kind, const char *members, const char *brief,
@@ -351,7 +351,7 @@ void tst_HomeAssistant::abbreviation_data()
     row("sensor", R"("stat_t":"s","dev":{"@":["d"]})", "ids", "identifiers");
 }
 
-// Both names do the same, and something.
+// Both names have the same effect, and it is not empty.
 void tst_HomeAssistant::abbreviation()
 {
     QFETCH(QByteArray, kind);
@@ -404,7 +404,7 @@ void tst_HomeAssistant::base_isReplaced()
     found = entity("sensor",
                    R"("~":"base/x","stat_t":"s","avty":[{"t":")" + topic + R"(","pl_avail":"~"}])");
     found = keyword("/x");
-    QVERIFY(taken.messages.size() <= 1); // two kinds with one path
+    QVERIFY(taken.messages.size() <= 1); // two entities have the same path
     init();
     found = entity("sensor",
                    R"("~":"base/x","stat_t":"s","avty":[{"t":")" + topic + R"(","pl_avail":"~"}])");
@@ -750,7 +750,7 @@ void tst_HomeAssistant::component_inherits()
              QStringLiteral("/D/x double RW from:b/s 1..100 step:1 unknown:None"));
     QCOMPARE(writing(keyword("/D/x")), QStringLiteral("b/c"));
     QCOMPARE(conventiontext::availability(keyword("/D/x").availability),
-             QStringLiteral("any b/a=online|offline")); // an entry has payloads of its own
+             QStringLiteral("any b/a=online|offline")); // an entry has its own payloads
 }
 
 void tst_HomeAssistant::component_hasItsOwn()
@@ -828,7 +828,7 @@ void tst_HomeAssistant::emptyPayload_removes()
     take("device/tank1/config",
          QByteArray(tank).replace(R"({ "p": "switch", "uniq_id": "tank1_pump")",
                                   R"({ "p": "switch" }, "y": { "p": "switch")"));
-    QVERIFY(!taken.keywords.contains(QStringLiteral("/Tank 1/pump"))); // nothing but its platform
+    QVERIFY(!taken.keywords.contains(QStringLiteral("/Tank 1/pump"))); // it had only a platform
     take("device/tank1/config", QByteArray());
     QVERIFY(taken.keywords.isEmpty());
     QVERIFY(taken.filters.isEmpty());
@@ -874,7 +874,7 @@ void tst_HomeAssistant::samePath_isOfTheSmallerTopic()
                                 "homeassistant/sensor/x/config; the first is served"));
     };
     check({"sensor", "binary_sensor"});
-    QCOMPARE(taken.last.removed.size(), 1); // the value was another's
+    QCOMPARE(taken.last.removed.size(), 1); // the value belonged to another entity
     check({"binary_sensor", "sensor"});
     QVERIFY(taken.last.removed.isEmpty() && taken.last.declared.isEmpty());
     take("binary_sensor/x/config", QByteArray());
@@ -978,7 +978,7 @@ void tst_HomeAssistant::thousands_areToldOnceEach()
     take("device/d/config", QByteArray());
     QCOMPARE(taken.last.removed.size(), 10000);
     QVERIFY(taken.filters.isEmpty());
-    for (int i = 0; i < 3000; ++i) // what is told is limited, what is counted is not
+    for (int i = 0; i < 3000; ++i) // the number of messages is limited, the count is not
         take(("sensor/s" + QByteArray::number(i) + "/config").constData(), "{}");
     QCOMPARE(convention->skipped(), 3000);
     QCOMPARE(taken.messages.size(), 1000);

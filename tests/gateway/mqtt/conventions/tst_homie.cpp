@@ -11,7 +11,7 @@ using namespace conventiontext;
 
 namespace {
 
-// A description with one property, "p" of the node "n".
+// A description with one property "p" of the node "n".
 QByteArray withProperty(const QByteArray &property)
 {
     return R"({"homie":"5.0","version":1,"nodes":{"n":{"properties":{"p":)" + property + "}}}}";
@@ -164,7 +164,7 @@ void tst_Homie::property()
     const TopicKeyword keyword = taken.keywords.value(QStringLiteral("/dev/n/p"));
     QString text = reading(keyword);
     if (expected.endsWith(QLatin1String("pattern:"))) {
-        QVERIFY(!keyword.pattern.isEmpty()); // what it matches is another test
+        QVERIFY(!keyword.pattern.isEmpty()); // another test checks what it matches
         text.replace(keyword.pattern, QString());
     }
     text.remove(QStringLiteral(" from:homie/5/dev/n/p"));
@@ -368,7 +368,7 @@ void tst_Homie::defaults()
     QVERIFY(taken.filters.isEmpty());
     QCOMPARE(convention->skipped(), 0);
     describe(withProperty(R"({"datatype":"float"})"));
-    QCOMPARE(label("/dev/n/p"), QStringLiteral("p")); // the name is the id
+    QCOMPARE(label("/dev/n/p"), QStringLiteral("p")); // the id is used as the name
     QCOMPARE(taken.keywords.value(QStringLiteral("/dev/n/p")).access, QStringLiteral("R"));
 }
 
@@ -400,7 +400,7 @@ void tst_Homie::state_comesInAnyOrder()
     QVERIFY(taken.keywords.isEmpty());
     take("homie/5/dev/$description", boilerRoom);
     QCOMPARE(taken.keywords.size(), 5);
-    take("homie/5/dev/$state", "lost"); // is what availability is for
+    take("homie/5/dev/$state", "lost"); // only affects the availability
     QVERIFY(taken.last.removed.isEmpty());
     QVERIFY(taken.last.declared.isEmpty());
     take("homie/5/dev/$state", "gibberish");
@@ -437,10 +437,10 @@ void tst_Homie::child_dependsOnItsRootAsWell()
     QCOMPARE(availability(taken.keywords.value(QStringLiteral("/dev/n/p")).availability),
              QStringLiteral("all homie/5/dev/$state=ready|init,disconnected,lost,sleeping "
                             "homie/5/hub/$state=init,ready,disconnected,sleeping|lost"));
-    describe(QByteArray(child).replace("hub", "box")); // it has moved
+    describe(QByteArray(child).replace("hub", "box")); // its root has changed
     QVERIFY(availability(taken.keywords.value(QStringLiteral("/dev/n/p")).availability)
                 .contains(QLatin1String("homie/5/box/$state")));
-    describe(QByteArray(child).replace("hub", "dev")); // is its own root
+    describe(QByteArray(child).replace("hub", "dev")); // it is its own root
     QCOMPARE(taken.keywords.value(QStringLiteral("/dev/n/p")).availability.entries.size(), 1);
 }
 
@@ -466,7 +466,7 @@ void tst_Homie::label_followsOtherDevices()
     describe(QByteArray(tank).replace("%1", "Two"), "two");
     QCOMPARE(label("/one/n/p"), QStringLiteral("One Tank Level"));
     QCOMPARE(label("/two/n/p"), QStringLiteral("Two Tank Level"));
-    QVERIFY(taken.last.removed.isEmpty()); // so that its value stays
+    QVERIFY(taken.last.removed.isEmpty()); // so the value is kept
     take("homie/5/one/$description", QByteArray());
     QCOMPARE(label("/two/n/p"), QStringLiteral("Level"));
 }
@@ -491,7 +491,7 @@ void tst_Homie::alert_setsErrorIfSoConfigured()
     QVERIFY(!taken.keywords.value(path).isFaulty);
     QVERIFY(taken.last.removed.isEmpty());
 
-    // Before the description as well.
+    // An alert before the description also counts.
     take("homie/5/late/$alert/x", "x");
     describe(boilerRoom, "late");
     QVERIFY(taken.keywords.value(QStringLiteral("/late/boiler/flow")).isFaulty);
@@ -609,7 +609,8 @@ void tst_Homie::hostile()
     QVERIFY(taken.messages.first().size() < 300);
 }
 
-// All with the same names: each is told once, whatever joins them.
+// All devices have the same names: each keyword is declared once, even if new devices share its
+// label.
 void tst_Homie::thousands_areToldOnceEach()
 {
     QByteArray properties;
@@ -623,7 +624,7 @@ void tst_Homie::thousands_areToldOnceEach()
         changes += taken.last.declared.size() + taken.last.removed.size();
     }
     QCOMPARE(taken.keywords.size(), 20000);
-    QCOMPARE(changes, 20000 + 20); // the labels of the first device alone change
+    QCOMPARE(changes, 20000 + 20); // only the labels of the first device change
 }
 
 void tst_Homie::clear_forgets()

@@ -345,12 +345,12 @@ void tst_Zigbee2Mqtt::attributeOutput_hasTopicsOfItsOwn()
              QStringLiteral("zigbee2mqtt/lamp/set {\"state\": $value}"));
     QCOMPARE(reading(keyword("/lamp/color/x")),
              QStringLiteral("/lamp/color/x double R from:zigbee2mqtt/lamp/color-x unknown:"));
-    QCOMPARE(keyword("/lamp/color").access, QStringLiteral("W")); // there is no such topic
+    QCOMPARE(keyword("/lamp/color").access, QStringLiteral("W")); // the device has no such topic
     QVERIFY(taken.filters.contains(QStringLiteral("zigbee2mqtt/lamp/color-x")));
     QVERIFY(!taken.filters.contains(QStringLiteral("zigbee2mqtt/lamp")));
     take("devices",
          list({device("0x1", "lamp", R"([{"type":"list","property":"l","access":1}])")}));
-    QCOMPARE(keyword("/lamp/l").type, QStringLiteral("string")); // joined by commas
+    QCOMPARE(keyword("/lamp/l").type, QStringLiteral("string")); // elements are joined by commas
 }
 
 void tst_Zigbee2Mqtt::availability_data()
@@ -374,7 +374,7 @@ void tst_Zigbee2Mqtt::availability_data()
     row("on for another device", R"("devices":{"0x2":{"availability":true}})", false);
 }
 
-// Both forms of the payload are read: the member does not apply to plain text.
+// Both forms of the payload are accepted: the member does not apply to plain text.
 void tst_Zigbee2Mqtt::availability()
 {
     QFETCH(QByteArray, config);
@@ -387,7 +387,7 @@ void tst_Zigbee2Mqtt::availability()
     QCOMPARE(conventiontext::availability(keyword("/d/p").availability), expected);
     QCOMPARE(taken.filters.contains(QStringLiteral("zigbee2mqtt/d/availability")), hasOwn);
 
-    // Turned on and off while devices are known.
+    // The availability is enabled and disabled while devices are known.
     take("info", R"({"config":{"availability":true}})");
     QCOMPARE(keyword("/d/p").availability.entries.size(), 2);
     take("info", QByteArray());
@@ -470,7 +470,7 @@ void tst_Zigbee2Mqtt::rename_isMatchedByAddress()
                             "zigbee2mqtt/other zigbee2mqtt/other/availability"));
 }
 
-// What has been read of one must not stay as the value of the other.
+// The value of one device must not be kept as the value of the other.
 void tst_Zigbee2Mqtt::names_canBeExchanged()
 {
     const char *const exposes = R"([{"type":"text","property":"p","access":1}])";
@@ -636,7 +636,8 @@ void tst_Zigbee2Mqtt::hostile()
         QVERIFY(message.size() < 400);
 }
 
-// A group of all that has much, thousands of times, is short text: what it amounts to is not.
+// A group with all members of large devices, thousands of times, is a short text, but has a large
+// result.
 void tst_Zigbee2Mqtt::groupsOfThousands_areLimited()
 {
     QByteArrayList exposes;

@@ -3,7 +3,7 @@
 
 import QtQuick
 
-// The least that the library's components expect of a host's text element.
+// The minimum that the components of the library require from an application's text element.
 Text {
     objectName: "PText"
 }
