@@ -317,8 +317,14 @@ bool Gateway::Private::openAll(const Configuration &configuration, Listeners *op
     }
     if (hasFailed) {
         wanted.clear();
-        for (Listener *const listener : closed)
-            listener->server->listen(listener->settings.address, listener->settings.port);
+        for (Listener *const listener : closed) {
+            const auto &[address, port] =
+                std::tie(listener->settings.address, listener->settings.port);
+            if (!listener->server->listen(address, port)) {
+                *error += QStringLiteral("; cannot listen on %1 again: %2")
+                              .arg(placeOf(address, port), listener->server->errorString());
+            }
+        }
         return false;
     }
 

@@ -42,7 +42,8 @@ public:
 
     // Applies the configuration. Listeners and sources that have not changed continue without
     // interruption. If it cannot listen on an address, the function changes nothing, sets error,
-    // and returns false.
+    // and returns false. In that case, the clients of a listener lose their connections if its port
+    // was needed for another address.
     bool apply(const Configuration &configuration, QString *error);
 
     // Reopens the file of the audit lines, because it may have been moved. If that fails, the lines

@@ -67,18 +67,40 @@ bool isOutside(const QVariant &value, const SourceKeyword &keyword)
         || (keyword.maximum.isValid() && number > keyword.maximum.toDouble());
 }
 
+bool isInteger(const QVariant &value)
+{
+    return KeywordServer::fits(value, QStringLiteral("int"));
+}
+
+// A double does not represent all integers. Invalid if the result is not a 64-bit integer.
+QVariant roundedExactly(qlonglong value, qlonglong from, qlonglong step)
+{
+    qlonglong distance = 0;
+    if (qSubOverflow(value, from, &distance))
+        return {};
+    const qlonglong rest = qAbs(distance % step);
+    qlonglong change = rest < step - rest ? -rest : step - rest;
+    if (distance < 0)
+        change = -change;
+    qlonglong result = 0;
+    return qAddOverflow(value, change, &result) ? QVariant() : QVariant(result);
+}
+
 QVariant rounded(const QVariant &value, const SourceKeyword &keyword, const QVariant &current)
 {
     if (keyword.step <= 0 || !isNumber(value))
         return value;
-    const double from = keyword.minimum.isValid() ? keyword.minimum.toDouble()
-        : keyword.maximum.isValid()               ? keyword.maximum.toDouble()
-                                                  : current.toDouble();
-    const double steps = std::round((value.toDouble() - from) / keyword.step);
-    const double number = from + steps * keyword.step;
-    if (keyword.type == QLatin1String("int"))
-        return qlonglong(number);
-    return number;
+    const QVariant from = keyword.minimum.isValid() ? keyword.minimum
+        : keyword.maximum.isValid()                 ? keyword.maximum
+                                                    : current;
+    const bool isInt = keyword.type == QLatin1String("int");
+    if (isInt && isInteger(value) && isInteger(from) && isInteger(keyword.step))
+        return roundedExactly(value.toLongLong(), from.toLongLong(), qlonglong(keyword.step));
+    const double steps = std::round((value.toDouble() - from.toDouble()) / keyword.step);
+    const double number = from.toDouble() + steps * keyword.step;
+    if (!isInt)
+        return number;
+    return isInteger(number) ? QVariant(qlonglong(number)) : QVariant();
 }
 
 // The result of a relative write; invalid if the type cannot represent it.

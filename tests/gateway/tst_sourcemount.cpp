@@ -685,6 +685,11 @@ void tst_SourceMount::writes_data()
     SourceKeyword steppedInt = setpoint("int");
     steppedInt.maximum = 100;
     steppedInt.step = 7;
+    SourceKeyword wholeInt = setpoint("int");
+    wholeInt.step = 1;
+    SourceKeyword coarseInt = setpoint("int");
+    coarseInt.minimum = 0;
+    coarseInt.step = 1000000;
     SourceKeyword chosen = setpoint("string");
     chosen.choices = {q("off"), q("eco")};
     SourceKeyword close = setpoint();
@@ -711,6 +716,11 @@ void tst_SourceMount::writes_data()
     row("rounded to a step", stepped, 5, "7.3", 7.5, "", "pending");
     row("rounded beyond a limit", steppedInt, 2, "104", {}, "2 coce", "the value is out of range");
     row("rounded, an int from its maximum", steppedInt, 2, "90", 93LL, "", "pending");
+    row("rounded, an int with more digits than a double", wholeInt, 2, "9007199254740993",
+        9007199254740993LL, "", "pending");
+    row("rounded up at half a step", coarseInt, 2, "2500000", 3000000LL, "", "pending");
+    row("rounded, more than 64 bits", coarseInt, 2, "9223372036854775807", {}, "2 coce",
+        "the value does not fit");
 
     // Accepted
     row("sent, nothing yet", setpoint(), 5, "7", 7.0, "", "pending");

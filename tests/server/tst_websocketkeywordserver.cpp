@@ -1227,7 +1227,7 @@ void tst_WebSocketKeywordServer::urls_areThoseThatReachIt()
     QVERIFY(server->setIdentification(everybody));
     server->setUnencryptedAllowed(true);
     if (!server->listen(address) && first == q("::1"))
-        return; // a machine without IPv6
+        QSKIP("there is no IPv6 here");
     QVERIFY(server->port() != 0);
     QStringList found;
     for (const QUrl &url : server->urls()) {

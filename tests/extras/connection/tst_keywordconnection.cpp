@@ -508,7 +508,7 @@ void tst_KeywordConnection::pauses_growWithinBoundsByChance()
         if (limit == longest)
             drawn << pauses.at(i);
     }
-    QVERIFY(drawn.size() > 3); // 30 of 33 values
+    QVERIFY(drawn.size() > 3);
 
     connection.setMinRetryDelay(1000); // above the maximum
     pauses.clear();
@@ -553,11 +553,9 @@ void tst_KeywordConnection::pauses_beginAnewAfterAStableConnection()
     const auto onConnected = connect(&good, &QWebSocketServer::newConnection, this,
                                      [&] { good.clients.constLast()->abort(); });
     connection.setUrls({good.url()});
-    QTRY_VERIFY(pauses.size() >= 6);
-    // Connections that end immediately. If the machine stalls, one of them may last too long.
-    const bool grew = pauses.at(5) >= longest / 2;
-    if (!grew)
-        QSKIP("the machine stood still");
+    // The connections end immediately. If the machine stalls, one of them may last too long, and the
+    // pauses start again.
+    QTRY_VERIFY(!pauses.isEmpty() && pauses.constLast() >= longest / 2);
 
     disconnect(onConnected);
     QTRY_VERIFY(connection.connected());

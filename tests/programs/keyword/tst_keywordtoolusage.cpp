@@ -381,7 +381,7 @@ void tst_KeywordToolUsage::everyOption_isUnderstood()
 void tst_KeywordToolUsage::endsWhenStandardOutputIsFull()
 {
     if (!QFile::exists(q("/dev/full")))
-        return; // this test requires /dev/full
+        QSKIP("there is no /dev/full");
     const Bench bench;
     QProcess shell;
     shell.start(
