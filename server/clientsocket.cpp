@@ -31,6 +31,8 @@ constexpr qint64 readAhead = qint64(256) * 1024; // bytes of commands that may w
 constexpr qint64 greatestAhead = qint64(8) * 1024 * 1024; // where reading cannot be stopped
 constexpr char wholeTextFrame = char(0x81);
 constexpr char longLength = 126; // says that the length stands in the two bytes behind it
+constexpr char longestLength = 127; // in the eight bytes behind it
+constexpr int maskBytes = 4;
 constexpr qsizetype greatestPlainFrame = 0xffff; // bytes
 constexpr qsizetype greatestKeptBuffer = qsizetype(32) * 1024; // bytes
 constexpr char closeFrame = char(0x88);
@@ -101,6 +103,7 @@ ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Lim
     connect(socket, &QWebSocket::pong, this, [this] { sincePing.invalidate(); });
     if (!connection)
         return;
+    connect(socket, &QWebSocket::aboutToClose, this, &ClientSocket::stopReading);
     // The maximum length of a command, since a WebSocket reads whole frames. Without a limit, all
     // buffered data of a flood would become commands at once.
     connection->setReadBufferSize(qint64(limits.commandBytes) + greatestHeader);
@@ -346,8 +349,73 @@ void ClientSocket::takeCloseFrame()
 
 void ClientSocket::answerCloseFrame()
 {
+    close(QWebSocketProtocol::CloseCode(*closeCode));
+}
+
+void ClientSocket::close(QWebSocketProtocol::CloseCode code, const QString &reason)
+{
     flush();
-    socket->close(QWebSocketProtocol::CloseCode(*closeCode));
+    closing = true;
+    socket->close(code, reason);
+    closing = false;
+    readBy(&ClientSocket::skipFrames);
+}
+
+// After a close frame or an invalid one, no data is valid. A WebSocket would continue to parse it,
+// and in Qt 6.11, it would start a timer for each invalid frame.
+void ClientSocket::stopReading()
+{
+    if (closing)
+        return;
+    readBy(&ClientSocket::discard);
+    // Once the close frame is sent
+    QMetaObject::invokeMethod(connection, &QTcpSocket::disconnectFromHost, Qt::QueuedConnection);
+}
+
+// Instead of the WebSocket
+void ClientSocket::readBy(void (ClientSocket::*reader)())
+{
+    if (!connection)
+        return;
+    disconnect(connection, &QIODevice::readyRead, socket, nullptr);
+    disconnect(connection, &QIODevice::readyRead, this, nullptr);
+    connect(connection, &QIODevice::readyRead, this, reader);
+    (this->*reader)();
+}
+
+void ClientSocket::discard()
+{
+    if (connection->isOpen())
+        connection->skip(connection->bytesAvailable());
+}
+
+// What the client has sent before it received the close frame has no effect. It replies with a
+// close frame.
+void ClientSocket::skipFrames()
+{
+    while (connection->isOpen() && connection->bytesAvailable() > 0) {
+        if (skippedBytes > 0) {
+            skippedBytes -= connection->skip(qMin(skippedBytes, connection->bytesAvailable()));
+            continue;
+        }
+        std::array<uchar, 10> start {};
+        const qint64 available =
+            connection->peek(reinterpret_cast<char *>(start.data()), qint64(start.size()));
+        const int shortLength = start[1] & 0x7f;
+        const int lengthBytes = shortLength == longLength ? 2
+            : shortLength == longestLength                ? 8
+                                                          : 0;
+        if (available < 2 + lengthBytes)
+            return;
+        quint64 length = lengthBytes > 0 ? 0 : quint64(shortLength);
+        for (int i = 0; i < lengthBytes; ++i)
+            length = length << 8 | start[std::size_t(2 + i)];
+        if (start[0] == uchar(closeFrame) || length > quint64(connection->readBufferSize())) {
+            stopReading();
+            return;
+        }
+        skippedBytes = 2 + lengthBytes + maskBytes + qint64(length);
+    }
 }
 
 // Whether the client has read the replies to its previous requests. It may request more keywords

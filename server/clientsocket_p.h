@@ -12,6 +12,7 @@
 #include <QtCore/QPointer>
 #include <QtCore/QString>
 #include <QtCore/QTimer>
+#include <QtWebSockets/QWebSocketProtocol>
 
 #include <memory>
 #include <optional>
@@ -59,6 +60,8 @@ public:
     void sendText(const QString &text);
     void sendBinary(const QByteArray &data);
     void flush();
+    // Starts the closing handshake.
+    void close(QWebSocketProtocol::CloseCode code, const QString &reason = QString());
     // The connection has ended. What the client has sent before still counts.
     void finish();
 
@@ -82,6 +85,10 @@ private:
     void enqueue(const QString &text);
     void takeCloseFrame();
     void answerCloseFrame();
+    void stopReading();
+    void readBy(void (ClientSocket::*reader)());
+    void discard();
+    void skipFrames();
     bool hasReadAnswers() const;
     bool mayTakeCommand();
     bool isTakingLater() const { return takesSoon || commandTimer.isActive(); }
@@ -111,10 +118,12 @@ private:
     const std::shared_ptr<QTimer> progressTimer;
     QTimer commandTimer; // for the end of a pause
     QPointer<QSocketNotifier> readNotifier;
+    qint64 skippedBytes = 0; // that remain of a frame
     qint64 own = 0; // bytes that wait and are no pongs, at most
     bool takesSoon = false;
     bool resumesSoon = false;
     std::optional<int> closeCode; // that the client has sent, and that is to be answered
+    bool closing = false; // this object is calling the WebSocket's close()
     bool finishing = false;
     bool full = false;
 };

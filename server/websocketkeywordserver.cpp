@@ -464,12 +464,12 @@ void WebSocketKeywordServer::Private::judgeAnew()
 void WebSocketKeywordServer::Private::endSession(QWebSocket *socket)
 {
     endSessionsOf(socket);
-    if (auto *const client =
-            socket->findChild<ClientSocket *>(QString(), Qt::FindDirectChildrenOnly))
-        client->flush();
     QTimer::singleShot(farewellTime, socket, [socket] { socket->abort(); });
-    socket->close(QWebSocketProtocol::CloseCodePolicyViolated,
-                  QStringLiteral("its access was removed"));
+    if (auto *const client =
+            socket->findChild<ClientSocket *>(QString(), Qt::FindDirectChildrenOnly)) {
+        client->close(QWebSocketProtocol::CloseCodePolicyViolated,
+                      QStringLiteral("its access was removed"));
+    }
 }
 
 // Aborts all connections, including those that are not upgraded yet or are on hold.
@@ -967,8 +967,7 @@ void WebSocketKeywordServer::closeClients()
 {
     const QList<ClientSocket *> clients = d->clients;
     for (ClientSocket *client : clients) {
-        client->flush();
-        client->webSocket()->close(QWebSocketProtocol::CloseCodeGoingAway);
+        client->close(QWebSocketProtocol::CloseCodeGoingAway);
     }
 }
 
@@ -994,8 +993,7 @@ int WebSocketKeywordServer::closeClients(int most)
             continue;
         }
         --most;
-        client->flush();
-        client->webSocket()->close(QWebSocketProtocol::CloseCodeGoingAway);
+        client->close(QWebSocketProtocol::CloseCodeGoingAway);
     }
     return left;
 }

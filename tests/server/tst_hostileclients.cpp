@@ -151,6 +151,7 @@ private Q_SLOTS:
     void handshake_thatNeverEnds();
     void frames_areNotCollected_data();
     void frames_areNotCollected();
+    void frames_afterTheServerHasClosedAreNotCollected();
     void flood_costsLittleMemory_data();
     void flood_costsLittleMemory();
     void flood_leavesTimeForOthers();
@@ -387,6 +388,22 @@ void tst_HostileClients::frames_areNotCollected()
     QVERIFY2(peak < most, qPrintable(QString::number(peak)));
     QTRY_COMPARE_WITH_TIMEOUT(listener->clientCount(), 1, 30000);
     QVERIFY(neighbour->isServed());
+}
+
+void tst_HostileClients::frames_afterTheServerHasClosedAreNotCollected()
+{
+    QVERIFY(listen(false));
+    RawClient hostile(listener->url());
+    QVERIFY(hostile.open());
+    QTRY_COMPARE(listener->clientCount(), 2);
+    listener->closeClients();
+    neighbour = std::make_unique<Neighbour>(listener->url());
+    const QByteArray chunk(16384, 'x');
+    pour(
+        &hostile, [chunk](int i) { return i == 0 ? header(0x81, quint64(1) << 62) : chunk; },
+        32 * mebibyte);
+    QVERIFY2(peak < most, qPrintable(QString::number(peak)));
+    QTRY_COMPARE_WITH_TIMEOUT(listener->clientCount(), 1, 30000);
 }
 
 void tst_HostileClients::flood_costsLittleMemory_data()
