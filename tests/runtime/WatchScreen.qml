@@ -34,8 +34,9 @@ Screen {
         onTriggered: {
             const items = []; // some versions of Qt keep the header in the content
             [root.header, root.contentItem, root.footer].forEach(part => root.all(part, items));
-            const sliders = items.filter(item => item instanceof Slider);
-            const alarms = items.filter(item => item instanceof ItemDelegate);
+            // By their properties: in the preview, the types are other objects.
+            const sliders = items.filter(item => item.snapMode !== undefined);
+            const alarms = items.filter(item => item.highlighted !== undefined);
             const plot = items.find(item => item.Accessible.role === Accessible.Chart);
             if (!root.moved && sliders.every(slider => slider.enabled)) {
                 root.moved = true;
@@ -44,7 +45,8 @@ Screen {
                     slider.moved();
                 });
             }
-            const setpoints = items.filter(item => item instanceof Label).map(item => item.text.trim());
+            const labels = items.filter(item => item.lineCount !== undefined && item.background !== undefined);
+            const setpoints = labels.map(item => item.text.trim());
             const texts = setpoints.concat(plot.Accessible.description)
                 .concat(alarms.map(item => item.text.replace(/^[0-9:]+ +/, "")));
             if (!/setpoint: 30\|.*setpoint: 35\|.*level: [0-9.]+; .*level: [0-9.]+\|/.test(texts.join("|"))

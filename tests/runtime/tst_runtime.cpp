@@ -16,6 +16,9 @@
 
 #include <memory>
 
+#include <csignal>
+#include <unistd.h>
+
 using namespace pellix::server;
 using namespace pellix::simulator;
 
@@ -120,13 +123,14 @@ QString tst_Runtime::run(const char *file, const QString &firstImports, const QS
     QProcess process;
     process.setProcessEnvironment(environment);
     process.setProcessChannelMode(QProcess::MergedChannels);
+    process.setChildProcessModifier([] { ::setpgid(0, 0); }); // the preview starts another program
     process.start(program.constFirst(),
                   program.mid(1) << q(TESTS "/") + q(file) << q("--")
                                  << socketServer->url().toString());
     // The server is in this thread, so events are processed.
     const auto isOver = [&process] { return process.state() == QProcess::NotRunning; };
     if (!QTest::qWaitFor(isOver, 60000)) {
-        process.kill();
+        ::kill(-pid_t(process.processId()), SIGKILL);
         process.waitForFinished();
     }
     QString printed = QString::fromUtf8(process.readAll());
