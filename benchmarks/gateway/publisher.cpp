@@ -65,8 +65,9 @@ int Publisher::run(quint16 port, int first, int messages, int topics, bool isJso
         }
     }
     mosquitto_disconnect(client);
-    while (mosquitto_want_write(client) && mosquitto_socket(client) >= 0)
-        mosquitto_loop_write(client, 1);
+    // libmosquitto 2.1 waits until the broker closes the connection.
+    while (mosquitto_socket(client) >= 0 && mosquitto_loop(client, 100, 1) == MOSQ_ERR_SUCCESS) {
+    }
     mosquitto_destroy(client);
     return 0;
 }

@@ -230,9 +230,12 @@ void tst_Tutorial::controls_haveNames()
         QVERIFY(screen->press(q("Ctrl+%1").arg(page)));
         const QJsonArray objects = screen->objects();
         for (const auto &object : objects) {
+            const QString role = object[q("role")].toString();
+            if (role == q("StaticText") || role == q("Pane") || role == q("Client"))
+                continue; // nothing that takes input
             const QString text = q(QJsonDocument(object.toObject()).toJson());
             QVERIFY2(!object[q("name")].toString().isEmpty(), qPrintable(text));
-            controls += object[q("role")].toString() != q("StaticText");
+            ++controls;
         }
     }
     QVERIFY2(controls >= step, qPrintable(QString::number(controls)));
