@@ -535,7 +535,8 @@ void WebSocketKeywordServer::Private::tellClientCount()
     listener.listen(QHostAddress::Any, 8765);
     \endcode
 
-    You can replace the certificate, tokens, and roles while the server is listening.
+    You can replace the certificate, tokens, and roles while the server is listening. To create
+    certificates, see \l {Certificates for servers and clients}.
 
     This class does not own the keyword server, which may be destroyed first: clients receive no
     replies then.
