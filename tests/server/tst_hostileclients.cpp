@@ -193,7 +193,7 @@ private:
 
 void tst_HostileClients::initTestCase()
 {
-    // It says whom it drops, which is nearly everybody here.
+    // It logs each client that it disconnects, which is nearly every one here.
     QLoggingCategory::setFilterRules(q("pellixclient.server.websocketserver=false"));
 }
 

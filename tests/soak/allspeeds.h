@@ -12,8 +12,8 @@
 
 /*
     A server whose keywords change without a pause, and clients of all speeds at the same time: fast
-    ones, slow ones, ones that stop reading and are dropped, and ones that come and go. Then the
-    changes stop, and whoever reads has to have the last value of each keyword.
+    ones, slow ones, ones that stop reading and are disconnected, and ones that come and go. After
+    the changes have stopped, every client that reads must have the last value of each keyword.
 */
 struct AllSpeedsOptions
 {
