@@ -6,7 +6,7 @@
 The folder PAGES, written by QDoc, gets the Markdown pages and the table of contents for Qt's help viewer. The folder
 SITE gets all of these pages with navigation, contents, and a search index. The lists of docs/src/modules.qdoc are the
 order of the navigation. Every broken link, page without a place in the navigation, and brief that is not a sentence
-is an error.
+is an error, and so is a drawing without colors for the dark scheme.
 """
 
 import argparse
@@ -230,6 +230,13 @@ def brief_of(page):
     """The brief that QDoc prints at the top of the page of a type, whole; in its index, words are missing."""
     found = re.search(r'-brief -->\s*<p>(.*?)(<a href="#details">|</p>)', page.read_text(encoding='utf-8'), re.DOTALL)
     return plain(found.group(1)) if found else ''
+
+
+def check_pictures(folder):
+    """A drawing follows the color scheme of the page that shows it."""
+    for picture in sorted(folder.glob('*.svg')):
+        if '(prefers-color-scheme: dark)' not in picture.read_text(encoding='utf-8'):
+            problem(picture.name, 'has no colors for the dark scheme')
 
 
 def check_briefs(pages):
@@ -494,6 +501,7 @@ def main():
     site.write()
     links = site.check_links()
     check_briefs(pages)
+    check_pictures(arguments.site / 'images')
     if problems:
         sys.exit('\n'.join(sorted(problems)))
     print(f'{len(site.titles)} pages, {len(site.sections)} sections, {links} links')

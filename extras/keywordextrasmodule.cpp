@@ -11,16 +11,16 @@ namespace pellix::extras {
 
 /*!
     \namespace pellix::extras
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientKeywordExtras
     \inheaderfile extras/keywordextrasmodule.h
     \brief Contains additional classes for user interfaces.
 */
 
 /*!
     \class pellix::extras::KeywordExtrasModule
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientKeywordExtras
     \inheaderfile extras/keywordextrasmodule.h
-    \ingroup PellixClientKeywordClasses
+    \ingroup PellixClientKeywordExtrasClasses
     \brief The KeywordExtrasModule class registers the module PellixClient.Keyword.Extras with QML.
 */
 

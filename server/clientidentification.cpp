@@ -69,10 +69,12 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
     both a certificate and a token gets the name and the role of the certificate.
 
     \code
-    ClientIdentification identification; identification.role = "viewer"; // for clients without
-    credentials identification.tokens.load("tokens", &error); identification.authorities =
-    QSslCertificate::fromPath("panels.crt"); identification.certificates = {{"CN=panel1", "panel1",
-    "operator"}}; listener.setIdentification(identification);
+    ClientIdentification identification;
+    identification.role = "viewer"; // of clients without credentials
+    identification.tokens.load("tokens", &error);
+    identification.authorities = QSslCertificate::fromPath("panels.crt");
+    identification.certificates = {{"CN=panel1", "panel1", "operator"}};
+    listener.setIdentification(identification);
     \endcode
 
     The keyword server defines the rights of a role. The role fullRights has all rights.

@@ -128,7 +128,7 @@ qint64 counted(quint64 value)
 
 /*!
     \variable pellix::server::Statistics::droppedClients
-    \brief the number of sessions that were closed, because they made no progress.
+    \brief the number of clients that the server has disconnected, because they made no progress.
 */
 
 /*!
@@ -170,7 +170,7 @@ QByteArray Statistics::toPrometheus() const
         {"delayed_commands_total", "counter", "Commands delayed, because a session sent too many.",
          counted(delayedCommands)},
         {"refused_clients_total", "counter", "Connections refused.", counted(refusedClients)},
-        {"dropped_clients_total", "counter", "Sessions closed, because they made no progress.",
+        {"dropped_clients_total", "counter", "Clients disconnected, because they made no progress.",
          counted(droppedClients)},
     };
     QByteArray text;

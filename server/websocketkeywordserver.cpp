@@ -274,7 +274,7 @@ void WebSocketKeywordServer::Private::drop(QTcpSocket *connection, const char *r
         return; // a subclass holds it, and closing it would be a reply
     if (connection->state() == QAbstractSocket::UnconnectedState)
         return; // it has disconnected, and is deleted from the event loop
-    qCInfo(lcWebSocketServer, "dropped %s: %s", qUtf8Printable(peerName(connection)), reason);
+    qCInfo(lcWebSocketServer, "disconnected %s: %s", qUtf8Printable(peerName(connection)), reason);
     ++droppedHandshakes;
     connection->abort();
 }
@@ -395,7 +395,7 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
             ++server->d->counts.delayedCommands;
     });
     QObject::connect(client, &ClientSocket::stalled, socket, [this, socket](const QString &why) {
-        qCWarning(lcWebSocketServer, "dropped %s: %s", qUtf8Printable(peerName(socket)),
+        qCWarning(lcWebSocketServer, "disconnected %s: %s", qUtf8Printable(peerName(socket)),
                   qUtf8Printable(why));
         if (server)
             ++server->d->counts.droppedClients;
@@ -535,7 +535,8 @@ void WebSocketKeywordServer::Private::tellClientCount()
     listener.listen(QHostAddress::Any, 8765);
     \endcode
 
-    You can replace the certificate, tokens, and roles while the server is listening.
+    You can replace the certificate, tokens, and roles while the server is listening. To create
+    certificates, see \l {Certificates for servers and clients}.
 
     This class does not own the keyword server, which may be destroyed first: clients receive no
     replies then.

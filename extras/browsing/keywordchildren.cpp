@@ -239,9 +239,9 @@ void PKeywordChildren::Private::tell()
 
 /*!
     \class pellix::extras::PKeywordChildren
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientKeywordExtras
     \inheaderfile extras/browsing/keywordchildren.h
-    \ingroup PellixClientKeywordClasses
+    \ingroup PellixClientKeywordExtrasClasses
     \brief The PKeywordChildren class lists the children of a keyword, in natural order.
 
     Set a client and a keyword. The model then queries the children from the server, and subscribes

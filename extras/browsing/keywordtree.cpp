@@ -383,9 +383,9 @@ void PKeywordTree::Private::tell()
 
 /*!
     \class pellix::extras::PKeywordTree
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientKeywordExtras
     \inheaderfile extras/browsing/keywordtree.h
-    \ingroup PellixClientKeywordClasses
+    \ingroup PellixClientKeywordExtrasClasses
     \brief The PKeywordTree class provides the keywords of a server as a tree, for a TreeView.
 
     Each level is queried when it is fetched, which a view does when a row is expanded. Its rows are

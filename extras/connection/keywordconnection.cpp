@@ -136,9 +136,9 @@ int PKeywordConnection::Private::nextDelay()
 
 /*!
     \class pellix::extras::PKeywordConnection
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientKeywordExtras
     \inheaderfile extras/connection/keywordconnection.h
-    \ingroup PellixClientKeywordClasses
+    \ingroup PellixClientKeywordExtrasClasses
     \brief The PKeywordConnection class is the client of a keyword server over a WebSocket, with
     fallback addresses, credentials, and diagnostics.
 

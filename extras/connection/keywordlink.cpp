@@ -22,9 +22,9 @@ public:
 
 /*!
     \class pellix::extras::PKeywordLink
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientKeywordExtras
     \inheaderfile extras/connection/keywordlink.h
-    \ingroup PellixClientKeywordClasses
+    \ingroup PellixClientKeywordExtrasClasses
     \brief The PKeywordLink class provides the connection state of a client of any class.
 
     A screen that accepts any client cannot read the connection state from its \c connected

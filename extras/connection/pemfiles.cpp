@@ -65,9 +65,9 @@ QByteArrayView publicPart(QSsl::KeyAlgorithm algorithm, const QByteArray &privat
 
 /*!
     \class pellix::extras::PTlsFiles
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientKeywordExtras
     \inheaderfile extras/connection/pemfiles.h
-    \ingroup PellixClientKeywordClasses
+    \ingroup PellixClientKeywordExtrasClasses
     \brief The PTlsFiles class contains the names of the files with which a client verifies a server
     and identifies itself.
 

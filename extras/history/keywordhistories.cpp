@@ -97,9 +97,9 @@ private:
 
 /*!
     \class pellix::extras::PKeywordHistories
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientKeywordExtras
     \inheaderfile extras/history/keywordhistories.h
-    \ingroup PellixClientKeywordClasses
+    \ingroup PellixClientKeywordExtrasClasses
     \brief The PKeywordHistories class records the histories of several keywords on a common time
     axis.
 

@@ -48,9 +48,9 @@ double numberOf(const QVariant &value)
 
 /*!
     \class pellix::extras::PKeywordHistory
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientKeywordExtras
     \inheaderfile extras/history/keywordhistory.h
-    \ingroup PellixClientKeywordClasses
+    \ingroup PellixClientKeywordExtrasClasses
     \brief The PKeywordHistory class records the values of one keyword.
 
     It subscribes to the keyword and records its last value, which is kept when the connection is

@@ -23,9 +23,9 @@ static_assert(sizeof(PKeywordSample) == 16, "what is said of the memory holds");
 
 /*!
     \class pellix::extras::PKeywordSample
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientKeywordExtras
     \inheaderfile extras/history/keywordsamples.h
-    \ingroup PellixClientKeywordClasses
+    \ingroup PellixClientKeywordExtrasClasses
     \brief The PKeywordSample class contains a number and the time from which it is valid.
 */
 
@@ -41,9 +41,9 @@ static_assert(sizeof(PKeywordSample) == 16, "what is said of the memory holds");
 
 /*!
     \class pellix::extras::PKeywordExtent
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientKeywordExtras
     \inheaderfile extras/history/keywordsamples.h
-    \ingroup PellixClientKeywordClasses
+    \ingroup PellixClientKeywordExtrasClasses
     \brief The PKeywordExtent class contains the lowest and the highest value of a range of samples.
 */
 
@@ -82,9 +82,9 @@ static_assert(sizeof(PKeywordSample) == 16, "what is said of the memory holds");
 
 /*!
     \class pellix::extras::PKeywordStatistics
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientKeywordExtras
     \inheaderfile extras/history/keywordsamples.h
-    \ingroup PellixClientKeywordClasses
+    \ingroup PellixClientKeywordExtrasClasses
     \brief The PKeywordStatistics class contains statistics of a keyword over a period of time.
 
     Values that are not known are NaN.
@@ -144,9 +144,9 @@ static_assert(sizeof(PKeywordSample) == 16, "what is said of the memory holds");
 
 /*!
     \class pellix::extras::PKeywordSamples
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientKeywordExtras
     \inheaderfile extras/history/keywordsamples.h
-    \ingroup PellixClientKeywordClasses
+    \ingroup PellixClientKeywordExtrasClasses
     \brief The PKeywordSamples class stores the latest samples of a number, in the order of their
     times.
 

@@ -301,9 +301,9 @@ bool PKeywordPlotArea::Private::sumUp()
 
 /*!
     \class pellix::extras::PKeywordPlotArea
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientKeywordExtras
     \inheaderfile extras/plot/keywordplotarea.h
-    \ingroup PellixClientKeywordClasses
+    \ingroup PellixClientKeywordExtrasClasses
     \brief The PKeywordPlotArea class draws the lines and the grid of a plot of histories.
 
     PKeywordPlot adds axes, a legend, and a cursor. Use this item to build a plot of your own; its

@@ -36,9 +36,9 @@ public:
 
 /*!
     \class pellix::extras::PKeywordAlarm
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientKeywordExtras
     \inheaderfile extras/tables/keywordalarm.h
-    \ingroup PellixClientKeywordClasses
+    \ingroup PellixClientKeywordExtrasClasses
     \brief The PKeywordAlarm class defines a condition of a keyword that is reported in an alarm
     list.
 

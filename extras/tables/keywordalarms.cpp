@@ -359,9 +359,9 @@ void PKeywordAlarms::Private::tell()
 
 /*!
     \class pellix::extras::PKeywordAlarms
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientKeywordExtras
     \inheaderfile extras/tables/keywordalarms.h
-    \ingroup PellixClientKeywordClasses
+    \ingroup PellixClientKeywordExtrasClasses
     \brief The PKeywordAlarms class provides an alarm list: conditions of keywords that occurred and
     cleared, and their acknowledgment.
 

@@ -564,9 +564,9 @@ QVariant PKeywordTable::Private::exported(const TableRow &row, int column) const
 
 /*!
     \class pellix::extras::PKeywordTable
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientKeywordExtras
     \inheaderfile extras/tables/keywordtable.h
-    \ingroup PellixClientKeywordClasses
+    \ingroup PellixClientKeywordExtrasClasses
     \brief The PKeywordTable class provides a table of keywords: one row for each, with its value,
     its state, and the outcome of the last write.
 

@@ -153,9 +153,9 @@ public:
 
 /*!
     \class pellix::extras::PKeywordWrite
-    \inmodule PellixClientKeyword
+    \inmodule PellixClientKeywordExtras
     \inheaderfile extras/writing/keywordwrite.h
-    \ingroup PellixClientKeywordClasses
+    \ingroup PellixClientKeywordExtrasClasses
     \brief The PKeywordWrite class writes a keyword and reports the outcome.
 
     \qml

@@ -1,6 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+#include "client/keywordclient.h"
+#include "extras/keywordextrasmodule.h"
+#include "module/pellixclientkeywordmodule.h"
 #include "tests/gateway/mqtt/broker.h"
 
 #include <QtCore/QDeadlineTimer>
@@ -11,9 +14,12 @@
 #include <QtCore/QStandardPaths>
 #include <QtCore/QTemporaryDir>
 #include <QtNetwork/QTcpServer>
+#include <QtQml/QQmlComponent>
+#include <QtQml/QQmlEngine>
 #include <QtTest/QTest>
 
 #include <algorithm>
+#include <memory>
 
 namespace {
 
@@ -106,8 +112,14 @@ private Q_SLOTS:
 
     void tenMinutes();
     void access();
+    void certificates();
+    void refusedCertificates_data();
+    void refusedCertificates();
 
 private:
+    void startWithRoles();
+    void makeCertificates();
+    void makeCertificate(const QString &arguments, const QString &extensions);
     void save(const char *name);
     void play(const char *name);
     void type(const QString &command, const QStringList &expected);
@@ -212,7 +224,8 @@ void tst_GatewayGuides::type(const QString &command, const QStringList &expected
         return;
     }
     // Commands that only read may be repeated until a background program is ready.
-    static const QRegularExpression looks(q("^keyword (get|ls|tree|label|aggregate) "));
+    static const QRegularExpression looks(
+        q("^(keyword (get|ls|tree|label|aggregate)|openssl s_client) "));
     const bool canRepeat = looks.match(command).hasMatch();
     const QDeadlineTimer deadline(30000);
     QStringList printed;
@@ -269,13 +282,122 @@ void tst_GatewayGuides::tenMinutes()
     play("lost.txt");
 }
 
-void tst_GatewayGuides::access()
+void tst_GatewayGuides::makeCertificates()
+{
+    for (const QString &name : {q("make-certificates.sh"), q("make-client-certificate.sh")})
+        QVERIFY(QFile::copy(q(CERTIFICATES "/") + name, folder->filePath(name)));
+    type(q("sh make-certificates.sh >certificates.log 2>&1"), {});
+}
+
+// Of the key of the server, or of panel2.
+void tst_GatewayGuides::makeCertificate(const QString &arguments, const QString &extensions)
+{
+    QFile file(folder->filePath(q("other.ext")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(q("basicConstraints = CA:FALSE\n%1\n").arg(extensions).toUtf8());
+    file.close();
+    type(q("openssl x509 -req -extfile other.ext -CAcreateserial %1 2>openssl.log").arg(arguments),
+         {});
+}
+
+void tst_GatewayGuides::startWithRoles()
 {
     play("publish.txt");
-    QFile::copy(q(CERTIFICATES), folder->filePath(q("make-certificates.sh")));
-    type(q("sh make-certificates.sh >certificates.log 2>&1"), {});
+    makeCertificates();
     save("access.json");
     play("tokens.txt");
+}
+
+void tst_GatewayGuides::access()
+{
+    startWithRoles();
+}
+
+void tst_GatewayGuides::certificates()
+{
+    startWithRoles();
+    play("certificates.txt");
+
+    const QString refusal = q("its certificate is not listed: \"CN=panel3\"");
+    QTRY_VERIFY(contentOf(background()).contains(refusal));
+    QVERIFY(contentOf(q(PAGE)).contains(refusal));
+
+    PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
+    pellix::extras::KeywordExtrasModule::registerTypes();
+    QQmlEngine engine;
+    QQmlComponent component(&engine);
+    QString connection = contentOf(q(SNIPPETS "/../connecting/Certificate.qml"));
+    connection.replace(q("/etc/plant"), folder->path());
+    component.setData(forHere(connection).toUtf8(), {});
+    const std::unique_ptr<QObject> client(component.create());
+    QVERIFY2(client, qPrintable(component.errorString()));
+    QTRY_VERIFY2_WITH_TIMEOUT(client->property("connected").toBool(),
+                              qPrintable(client->property("reason").toString()), 30000);
+
+    play("renewal.txt");
+    QTRY_VERIFY(contentOf(background()).contains(q("reloaded")));
+    QVERIFY(client->property("connected").toBool());
+}
+
+void tst_GatewayGuides::refusedCertificates_data()
+{
+    // The certificate of a server or of panel2, what the client prints, and what the gateway logs.
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QString>("extensions");
+    QTest::addColumn<QString>("reason");
+
+    const QString ofServer = q("-in server.csr -CA ca.crt -CAkey ca.key -out server.crt ");
+    const QString ofClient = q("-in panel2.csr -CA ca.crt -CAkey ca.key -out panel2.crt ");
+    const QString here = q("subjectAltName = IP:127.0.0.1");
+    QTest::newRow("server, of another name")
+        << ofServer << q("subjectAltName = DNS:plant.example")
+        << q("The host name did not match any of the valid hosts for this certificate");
+    QTest::newRow("server, expired")
+        << ofServer + q("-days -1") << here << q("The certificate has expired");
+    QTest::newRow("server, for clients")
+        << ofServer << here + q("\nextendedKeyUsage = clientAuth")
+        << q("The supplied certificate is unsuitable for this purpose");
+    QTest::newRow("client, without") << QString() << QString() << q("it sent no credentials");
+    QTest::newRow("client, of another authority")
+        << q("-in panel2.csr -CA other.crt -CAkey other.key -out panel2.crt") << QString()
+        << q("its certificate is not accepted: The issuer certificate of a locally looked up "
+             "certificate could not be found");
+    QTest::newRow("client, expired") << ofClient + q("-days -1") << QString()
+                                     << q("its certificate is not accepted: The certificate has "
+                                          "expired");
+    QTest::newRow("client, for servers")
+        << ofClient << q("extendedKeyUsage = serverAuth")
+        << q("its certificate is not accepted: The supplied certificate is unsuitable for this "
+             "purpose");
+}
+
+void tst_GatewayGuides::refusedCertificates()
+{
+    QFETCH(QString, arguments);
+    QFETCH(QString, extensions);
+    QFETCH(QString, reason);
+    QVERIFY(contentOf(q(PAGE)).simplified().contains(reason));
+    const bool ofServer = arguments.contains(q("server.crt"));
+
+    makeCertificates();
+    type(q("sh make-client-certificate.sh panel2 2>openssl.log"), {});
+    type(q("openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes "
+           "-subj /CN=Other -keyout other.key -out other.crt 2>openssl.log"),
+         {});
+    if (!arguments.isEmpty())
+        makeCertificate(arguments, extensions);
+    save("access.json");
+    type(q("touch tokens"), {});
+    start(q("keyword-gateway --config access.json &"), {q("listening on wss://127.0.0.1:8765")});
+
+    const QString credentials =
+        arguments.isEmpty() ? QString() : q("--cert panel2.crt --key panel2.key");
+    const QString printed = ofServer ? reason : q("HTTP status 401 (Unauthorized)");
+    type(q("keyword get --no-reconnect --url wss://127.0.0.1:8765 --ca ca.crt %1 /plant")
+             .arg(credentials),
+         {q("keyword: not connected to wss://127.0.0.1:8765: %1").arg(printed)});
+    if (!ofServer)
+        QTRY_VERIFY(contentOf(background()).contains(reason));
 }
 
 QTEST_GUILESS_MAIN(tst_GatewayGuides)

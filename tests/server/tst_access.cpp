@@ -821,9 +821,10 @@ void tst_Access::unfinishedHandshakes_areLimited()
     std::vector<std::unique_ptr<RawClient>> idle;
     for (int i = 0; i < 5; ++i) {
         if (i >= 2) {
-            QTest::ignoreMessage(QtInfoMsg,
-                                 QRegularExpression(q("^dropped 127\\.0\\.0\\.1:\\d+: too many "
-                                                      "handshakes are unfinished$")));
+            QTest::ignoreMessage(
+                QtInfoMsg,
+                QRegularExpression(q("^disconnected 127\\.0\\.0\\.1:\\d+: too many "
+                                     "handshakes are unfinished$")));
         }
         idle.push_back(std::make_unique<RawClient>(listener->url()));
         QTRY_COMPARE(listener->handshakeCount() + int(listener->droppedHandshakes()), i + 1);

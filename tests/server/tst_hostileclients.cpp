@@ -196,7 +196,7 @@ private:
 
 void tst_HostileClients::initTestCase()
 {
-    // The server logs dropped clients, which are frequent here.
+    // The server logs disconnected clients, which are frequent here.
     QLoggingCategory::setFilterRules(q("pellixclient.server.websocketserver=false"));
 }
 

@@ -607,7 +607,7 @@ void expectStalledClient()
 {
     QTest::ignoreMessage(
         QtWarningMsg,
-        QRegularExpression(q("^dropped 127\\.0\\.0\\.1:\\d+: it does not read, and \\d+ "
+        QRegularExpression(q("^disconnected 127\\.0\\.0\\.1:\\d+: it does not read, and \\d+ "
                              "bytes wait for it$")));
 }
 
@@ -1135,7 +1135,7 @@ void tst_WebSocketKeywordServer::unfinishedHandshake_isDropped()
     if (tls)
         listenWithTls();
     QTest::ignoreMessage(QtInfoMsg,
-                         QRegularExpression(q("^dropped 127\\.0\\.0\\.1:\\d+: its handshake "
+                         QRegularExpression(q("^disconnected 127\\.0\\.0\\.1:\\d+: its handshake "
                                               "takes too long$")));
     RawClient client(server->url(), encrypted);
     QSignalSpy connected(&client.socket, &QAbstractSocket::connected);

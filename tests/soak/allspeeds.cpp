@@ -259,7 +259,7 @@ void AllSpeeds::onDropped(quint16 port, const QString &why)
                                     [port](const auto &one) { return one->localPort() == port; });
     const qint64 limit = options.server.stalledTime.count();
     if (found == stalling.end() || (*found)->stalledFor() < limit / 2) {
-        stop(QStringLiteral("a client that reads was dropped: ") + why);
+        stop(QStringLiteral("a client that reads was disconnected: ") + why);
         return;
     }
     StallingReader *const reader = found->get();
@@ -295,7 +295,7 @@ void AllSpeeds::check()
             const qint64 limit =
                 std::max<qint64>(3 * options.server.stalledTime.count(), longestStall);
             if (reader->stalledFor() > limit)
-                stop(QStringLiteral("a client that does not read was not dropped"));
+                stop(QStringLiteral("a client that does not read was not disconnected"));
         }
         if (sincePhase.elapsed() >= options.duration.count()
             && std::find(wasDropped.begin(), wasDropped.end(), false) == wasDropped.end())
@@ -459,7 +459,7 @@ void AllSpeeds::conclude()
     figures.settled = memoryOfTenth(1);
     figures.end = memoryOfTenth(9);
     if (figures.failure.isEmpty() && figures.last.droppedClients != figures.drops) {
-        figures.failure = QStringLiteral("the server counts %1 dropped clients instead of %2")
+        figures.failure = QStringLiteral("the server counts %1 disconnected clients instead of %2")
                               .arg(figures.last.droppedClients)
                               .arg(figures.drops);
     }

@@ -12,8 +12,9 @@
 
 /*
     A server whose keywords change continuously, and clients of all speeds at the same time: fast
-    ones, slow ones, ones that stop reading and are dropped, and ones that connect and disconnect.
-    Then the changes stop, and all reading clients must have the last value of each keyword.
+    ones, slow ones, ones that stop reading and are disconnected, and ones that connect and
+    disconnect. Then the changes stop, and all reading clients must have the last value of each
+    keyword.
 */
 struct AllSpeedsOptions
 {

@@ -59,7 +59,7 @@ void print(const AllSpeedsFigures &figures, Report *report)
                      reader.options.count - reader.wrong, " of ", reader.options.count,
                      " last values right, longest wait for a pong ", reader.longestPong, " ms");
     }
-    report->line("stopped reading   ", figures.drops, " dropped, ",
+    report->line("stopped reading   ", figures.drops, " disconnected, ",
                  QString::number(double(figures.earliestDrop) / 1000, 'f', 1), " to ",
                  QString::number(double(figures.latestDrop) / 1000, 'f', 1), " s afterwards");
     report->line("came and went     ", figures.visits, " with ", figures.eventsOfVisits, " events");
@@ -132,7 +132,7 @@ bool soakAllSpeeds(int minutes, const QString &serverProgram, Report *report)
         report->line(sample.milliseconds / 1000, " s: ", sample.memory.resident / 1024,
                      " KiB resident, ", sample.memory.heap / 1024, " KiB allocated, ",
                      sample.changes, " changes, ", sample.clients, " clients, ",
-                     sample.droppedClients, " dropped");
+                     sample.droppedClients, " disconnected");
     };
 
     const AllSpeedsFigures figures = runAllSpeeds(options);

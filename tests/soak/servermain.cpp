@@ -181,7 +181,7 @@ int main(int argc, char **argv)
                                   QStringLiteral("count"), QStringLiteral("10000"));
     const QCommandLineOption stalledTime(
         QStringLiteral("stalled-time"),
-        QStringLiteral("Drop a client that reads nothing for <ms> milliseconds."),
+        QStringLiteral("Disconnect a client that reads nothing for <ms> milliseconds."),
         QStringLiteral("ms"), QStringLiteral("30000"));
     const QCommandLineOption sampleInterval(
         QStringLiteral("sample-interval"),

@@ -126,10 +126,10 @@ void ServerProcess::take(const QJsonObject &told)
     }
 }
 
-// The log is the only source for which client was dropped.
+// The log is the only source for which client was disconnected.
 void ServerProcess::takeWarning(const QString &text)
 {
-    static const QRegularExpression drop(QStringLiteral("^dropped [^ ]*:(\\d+): (.*)$"));
+    static const QRegularExpression drop(QStringLiteral("^disconnected [^ ]*:(\\d+): (.*)$"));
     const QRegularExpressionMatch match = drop.match(text);
     if (match.hasMatch())
         Q_EMIT dropped(match.captured(1).toUShort(), match.captured(2));

@@ -99,7 +99,7 @@ Side::Side(const StalledClientOptions &options, bool withStalled)
     connect(&server, &ServerProcess::sampled, this, &Side::onSampled);
     connect(&server, &ServerProcess::failed, this, &Side::failed);
     connect(&server, &ServerProcess::dropped, this, [this](quint16, const QString &why) {
-        Q_EMIT failed(QStringLiteral("a client was dropped: ") + why);
+        Q_EMIT failed(QStringLiteral("a client was disconnected: ") + why);
     });
     connect(&server, &ServerProcess::stopped, this,
             [this] { QTimer::singleShot(pieceDelay, this, &Side::done); });

@@ -52,7 +52,7 @@ void StallingReader::start()
     });
     connect(socket.get(), &QTcpSocket::disconnected, this, [this] {
         if (!isStalled())
-            Q_EMIT failed(QStringLiteral("a client was dropped while it read"));
+            Q_EMIT failed(QStringLiteral("a client was disconnected while it read"));
     });
     socket->connectToHost(QHostAddress(QHostAddress::LocalHost), port);
 }
