@@ -4,9 +4,9 @@
 # Debian packages created by CPack, one per part of an installation. scripts/packages builds and tests them.
 
 set(PELLIX_PACKAGE_MAINTAINER "The pellixclient-keyword authors <pellixclient-keyword@lists.invalid>"
-    CACHE STRING "Who answers for the packages")
+    CACHE STRING "The maintainer of the packages")
 
-set(soversion ${PROJECT_VERSION_MAJOR})
+set(soversion ${PELLIX_SOVERSION})
 set(package_runtime libpellixclient-keyword${soversion})
 set(package_module qml6-module-pellixclient-keyword)
 set(package_extrasmodule qml6-module-pellixclient-keyword-extras)

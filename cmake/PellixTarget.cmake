@@ -118,7 +118,7 @@ function(pellix_add_library target)
     set_target_properties(${target} PROPERTIES
         EXPORT_NAME ${arg_EXPORT_NAME}
         VERSION ${PROJECT_VERSION}
-        SOVERSION ${PROJECT_VERSION_MAJOR}
+        SOVERSION ${PELLIX_SOVERSION}
         VERIFY_INTERFACE_HEADER_SETS ON
     )
 endfunction()

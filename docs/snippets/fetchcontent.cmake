@@ -5,7 +5,7 @@
 include(FetchContent)
 FetchContent_Declare(pellixclient
     GIT_REPOSITORY https://git.example.com/pellixclient-keyword.git
-    GIT_TAG v0.1.0
+    GIT_TAG v0.2.0
 )
 FetchContent_MakeAvailable(pellixclient)
 #! [fetch]
