@@ -238,7 +238,8 @@ void tst_Tutorial::controls_haveNames()
             ++controls;
         }
     }
-    QVERIFY2(controls >= step, qPrintable(QString::number(controls)));
+    const int least = step < 3 ? 1 : step; // the first steps have only the window
+    QVERIFY2(controls >= least, qPrintable(QString::number(controls)));
 }
 
 void tst_Tutorial::setpoint_isTaken()
