@@ -12,7 +12,8 @@ namespace {
 
 enum Kind {
     Time,
-    Rate // larger is better, and the ratio is that of the rates
+    Rate, // larger is better, and the ratio is that of the rates
+    Count // the table shows the difference, because the floor may be 0
 };
 
 struct Row
@@ -107,6 +108,21 @@ constexpr Row rows[] = {
     {"create 1 000 PKeywordPath", "createPaths/1000", "createPlainPaths/1000", "<= 2", 1000, 1000},
     {"a frame with 1 000 changing texts", "frameOfBoundTexts/1000", "frameOfPlainTexts/1000",
      "<= 1.3"},
+    {"first value on the screen, server in the process", "firstValue/inprocess", "firstValue/plain",
+     "<= 1.1"},
+    {"  processor time", "firstValue/inprocess_processor", "firstValue/plain_processor", ""},
+    {"first value on the screen, over a WebSocket", "firstValue/websocket", "firstValue/plain",
+     "<= 1.2"},
+    {"  processor time", "firstValue/websocket_processor", "firstValue/plain_processor", ""},
+    {"  beside a bare QWebSocket", "firstValue/websocket", "firstValue/socket", ""},
+    {"missed frames, 1 000 of 10 000 texts change at 30 Hz", "framesOfManyTexts/bound_missed",
+     "framesOfManyTexts/plain_missed", "<= +0", 1, 1, Count},
+    {"  of all frames", "framesOfManyTexts/bound_frames", "framesOfManyTexts/plain_frames", "", 1,
+     1, Count},
+    {"  99th percentile of the frames", "framesOfManyTexts/bound_p99",
+     "framesOfManyTexts/plain_p99", ""},
+    {"  processor time of a frame", "framesOfManyTexts/bound_processor",
+     "framesOfManyTexts/plain_processor", ""},
     {"a frame of 10 panned series of 10 000 samples", "framesOfPannedPlot/10000",
      "framesOfBareLines/10000", "<= 2"},
     {"  of 100 000", "framesOfPannedPlot/100000", "framesOfBareLines/100000", ""},
@@ -149,6 +165,8 @@ const char *unit(const Row &row)
 {
     if (row.kind == Rate)
         return "/s";
+    if (row.kind == Count)
+        return "";
     return std::string(row.measured).rfind("memory", 0) == 0 ? "B" : "ns";
 }
 
@@ -241,6 +259,8 @@ void RatioReporter::Finalize()
         printFigure(floor, unit(row));
         if (std::isnan(floor))
             std::printf(" %9s", "-");
+        else if (row.kind == Count)
+            std::printf(" %+9.0f", measured - floor);
         else
             std::printf(" %9.2f", measured / floor);
         std::printf("  %s", row.goal);
