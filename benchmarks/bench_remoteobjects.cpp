@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
-#include "benchmarks/otherprocess.h"
+#include "benchmarks/eventrate.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QMetaMethod>
@@ -135,14 +135,11 @@ void remoteObjectChanges(benchmark::State &state)
                          meta->property(meta->indexOfProperty("value")).notifySignal(), &counter,
                          count);
     }
-    for (auto _ : state) {
+    measureEventRate(state, changeCount(), [&] {
         counter.changes = 0;
         QMetaObject::invokeMethod(go.get(), "go", Q_ARG(int, changeCount()));
-        if (!waitFor([&] { return counter.changes == changeCount(); }))
-            state.SkipWithError("changes were lost");
-    }
-    state.counters["per_second"] =
-        benchmark::Counter(double(state.iterations()) * changeCount(), benchmark::Counter::kIsRate);
+        return waitFor([&counter] { return counter.changes == changeCount(); });
+    });
 }
 BENCHMARK(remoteObjectChanges)->Iterations(1)->UseRealTime();
 

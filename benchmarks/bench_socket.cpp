@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+#include "benchmarks/eventrate.h"
 #include "benchmarks/eventtext.h"
 #include "benchmarks/otherprocess.h"
 #include "binding/keywordproxy.h"
@@ -61,11 +62,17 @@ public:
 class BareSocket
 {
 public:
-    explicit BareSocket(const QString &url)
+    enum Messages {
+        Decoded, // with their fields read
+        Dropped
+    };
+
+    explicit BareSocket(const QString &url, Messages messages = Decoded)
     {
         QObject::connect(&socket, &QWebSocket::textMessageReceived, &socket,
-                         [this](const QString &message) {
-                             decodeAndReadFields(message.toUtf8());
+                         [this, messages](const QString &message) {
+                             if (messages == Decoded)
+                                 decodeAndReadFields(message.toUtf8());
                              ++received;
                          });
         socket.open(QUrl(url));
@@ -76,43 +83,66 @@ public:
     qint64 received = 0;
 };
 
+// The server sends prepared bytes, so that the receiver limits the rate.
 void socketEventsToKeywords(benchmark::State &state)
 {
     const OtherProcess server(QStringLiteral("events"), {QString::number(keywordCount)});
     BoundKeywords bound(server.url(), keywordCount);
-    const int count = eventCount();
     // The server must have finished processing the messages sent by the bindings.
     bound.client.sendKeyUpdate(QStringLiteral("/go"), 2);
     waitFor([&bound] { return bound.changes == 2; });
-    for (auto _ : state) {
+    measureEventRate(state, eventCount(), [&bound] {
         bound.changes = 0;
-        bound.client.sendKeyUpdate(QStringLiteral("/go"), count);
-        if (!waitFor([&] { return bound.changes == count; }))
-            state.SkipWithError("events were lost");
-    }
-    state.counters["per_second"] =
-        benchmark::Counter(double(state.iterations()) * count, benchmark::Counter::kIsRate);
+        bound.client.sendKeyUpdate(QStringLiteral("/go"), eventCount());
+        return waitFor([&bound] { return bound.changes == eventCount(); });
+    });
 }
 BENCHMARK(socketEventsToKeywords)->Iterations(1)->UseRealTime();
+
+void receiveBare(benchmark::State &state, BareSocket::Messages messages)
+{
+    const OtherProcess server(QStringLiteral("events"), {QString::number(keywordCount)});
+    BareSocket bare(server.url(), messages);
+    bare.socket.sendTextMessage(go(2));
+    waitFor([&bare] { return bare.received == 2; });
+    measureEventRate(state, eventCount(), [&bare] {
+        bare.received = 0;
+        bare.socket.sendTextMessage(go(eventCount()));
+        return waitFor([&bare] { return bare.received == eventCount(); });
+    });
+}
 
 // Floor: the same texts received by a bare socket and decoded, with their fields read.
 void socketEventsDecoded(benchmark::State &state)
 {
-    const OtherProcess server(QStringLiteral("events"), {QString::number(keywordCount)});
-    BareSocket bare(server.url());
-    const int count = eventCount();
-    bare.socket.sendTextMessage(go(2));
-    waitFor([&bare] { return bare.received == 2; });
-    for (auto _ : state) {
-        bare.received = 0;
-        bare.socket.sendTextMessage(go(count));
-        if (!waitFor([&] { return bare.received == count; }))
-            state.SkipWithError("events were lost");
-    }
-    state.counters["per_second"] =
-        benchmark::Counter(double(state.iterations()) * count, benchmark::Counter::kIsRate);
+    receiveBare(state, BareSocket::Decoded);
 }
 BENCHMARK(socketEventsDecoded)->Iterations(1)->UseRealTime();
+
+// Floor: the same texts received by a bare socket, and not read.
+void socketEventsDropped(benchmark::State &state)
+{
+    receiveBare(state, BareSocket::Dropped);
+}
+BENCHMARK(socketEventsDropped)->Iterations(1)->UseRealTime();
+
+// The same number of changes from a keyword server, each of all keywords at once.
+void serverChangesToKeywords(benchmark::State &state)
+{
+    const OtherProcess server(QStringLiteral("panels"), {QString::number(keywordCount)});
+    BoundKeywords bound(server.url(), keywordCount);
+    waitFor([&bound] { return bound.changes == keywordCount; });
+    measureEventRate(state, eventCount(), [&bound] {
+        for (int left = eventCount(); left > 0; left -= keywordCount) {
+            bound.changes = 0;
+            bound.client.sendKeyUpdate(QStringLiteral("/go"), keywordCount);
+            if (!waitFor([&bound] { return bound.changes == keywordCount; }))
+                return false;
+        }
+        return true;
+    });
+}
+BENCHMARK(serverChangesToKeywords)->Iterations(1)->UseRealTime();
 
 // Measures each of many round trips separately, in nanoseconds.
 void measureRoundTrips(benchmark::State &state, const std::function<bool(int)> &roundTrip)

@@ -23,7 +23,9 @@
 #include <ctime>
 #include <unistd.h>
 
-#include <memory>
+#include <algorithm>
+#include <map>
+#include <vector>
 
 #ifdef HAVE_REMOTEOBJECTS
 int serveRemoteObjects(int count);
@@ -43,55 +45,92 @@ void announce(quint16 port)
     QTextStream(stdout) << port << Qt::endl;
 }
 
-// When a client writes a number to the keyword /go, sends that many events to it, as fast as it
-// accepts them.
-int serveEvents(int keywords)
+// The events of all keywords as WebSocket frames, one after the other. Sending them costs next to
+// nothing, so that the receiver is what limits the rate.
+class EventFrames
 {
-    QStringList texts;
-    for (const QByteArray &text : eventTexts(keywords))
-        texts.append(QString::fromUtf8(text));
-    QWebSocketServer server(QStringLiteral("events"), QWebSocketServer::NonSecureMode);
-    if (!server.listen(QHostAddress::LocalHost, 0))
-        return 1;
-    QObject::connect(&server, &QWebSocketServer::newConnection, &server, [&server, &texts] {
-        QWebSocket *const socket = server.nextPendingConnection();
-        socket->setParent(&server);
-        auto left = std::make_shared<qint64>(0);
-        const auto send = [socket, &texts, left] {
-            while (*left > 0 && socket->bytesToWrite() < mostWaitingBytes)
-                socket->sendTextMessage(texts.at(qsizetype(--*left % texts.size())));
-        };
-        QObject::connect(socket, &QWebSocket::bytesWritten, socket, send);
-        QObject::connect(socket, &QWebSocket::disconnected, socket, &QObject::deleteLater);
-        QObject::connect(
-            socket, &QWebSocket::textMessageReceived, socket, [send, left](const QString &message) {
-                const QJsonObject payload = QJsonDocument::fromJson(message.toUtf8())
-                                                .object()[QLatin1String("payload")]
-                                                .toObject();
-                if (payload[QLatin1String("keyword")].toString() != QLatin1String("/go"))
-                    return;
-                *left = payload[QLatin1String("value")].toInteger();
-                send();
-            });
-    });
-    announce(server.serverPort());
-    return QCoreApplication::exec();
-}
+public:
+    explicit EventFrames(int keywords)
+    {
+        for (const QByteArray &text : eventTexts(keywords)) {
+            starts.push_back(bytes.size());
+            bytes += "\x81\x7e" + bigEndian(quint16(text.size())) + text;
+        }
+        starts.push_back(bytes.size());
+    }
 
-// Accepts WebSocket connections from any number of clients at once.
-int serveBare(const std::function<void(QWebSocket *)> &serve)
+    size_t count() const { return starts.size() - 1; }
+    qint64 write(QTcpSocket *socket, size_t first, size_t last) const
+    {
+        return socket->write(bytes.constData() + starts[first], starts[last] - starts[first]);
+    }
+
+private:
+    static QByteArray bigEndian(quint16 size)
+    {
+        return QByteArray(1, char(size >> 8)) + char(size & 0xff);
+    }
+
+    QByteArray bytes;
+    std::vector<qsizetype> starts;
+};
+
+// The events that one client has requested.
+class EventSource : public QObject
 {
+public:
+    EventSource(const EventFrames &frames, QWebSocket *client, QTcpSocket *connection)
+        : QObject(client), frames(frames), connection(connection)
+    {
+        connect(connection, &QTcpSocket::bytesWritten, this, &EventSource::send);
+        connect(client, &QWebSocket::textMessageReceived, this, &EventSource::receive);
+    }
+
+private:
+    void receive(const QString &command)
+    {
+        const QJsonObject payload =
+            QJsonDocument::fromJson(command.toUtf8()).object()[QLatin1String("payload")].toObject();
+        if (payload[QLatin1String("keyword")].toString() != QLatin1String("/go"))
+            return;
+        left = size_t(payload[QLatin1String("value")].toInteger());
+        send();
+    }
+
+    void send()
+    {
+        while (left > 0 && connection->bytesToWrite() < mostWaitingBytes) {
+            const size_t sent = std::min({left, frames.count() - next, size_t(1000)});
+            frames.write(connection, next, next + sent);
+            next = (next + sent) % frames.count();
+            left -= sent;
+        }
+    }
+
+    const EventFrames &frames;
+    QTcpSocket *const connection;
+    size_t next = 0;
+    size_t left = 0;
+};
+
+// Accepts WebSocket connections from any number of clients at once. Each comes with the connection
+// below it.
+int serveBare(const std::function<void(QWebSocket *, QTcpSocket *)> &serve)
+{
+    std::map<quint16, QTcpSocket *> connections; // by the port of the client
     QTcpServer listener;
     listener.setListenBacklogSize(mostClients);
     QWebSocketServer server(QStringLiteral("bare"), QWebSocketServer::NonSecureMode);
-    QObject::connect(&listener, &QTcpServer::newConnection, &server, [&listener, &server] {
-        while (QTcpSocket *const connection = listener.nextPendingConnection())
+    QObject::connect(&listener, &QTcpServer::newConnection, &server, [&] {
+        while (QTcpSocket *const connection = listener.nextPendingConnection()) {
+            connections[connection->peerPort()] = connection;
             server.handleConnection(connection);
+        }
     });
-    QObject::connect(&server, &QWebSocketServer::newConnection, &server, [&server, serve] {
+    QObject::connect(&server, &QWebSocketServer::newConnection, &server, [&] {
         QWebSocket *const socket = server.nextPendingConnection();
         QObject::connect(socket, &QWebSocket::disconnected, socket, &QObject::deleteLater);
-        serve(socket);
+        serve(socket, connections.at(socket->peerPort()));
     });
     if (!listener.listen(QHostAddress::LocalHost, 0))
         return 1;
@@ -99,10 +138,20 @@ int serveBare(const std::function<void(QWebSocket *)> &serve)
     return QCoreApplication::exec();
 }
 
+// When a client writes a number to the keyword /go, sends that many events to it, as fast as it
+// accepts them.
+int serveEvents(int keywords)
+{
+    const EventFrames frames(keywords);
+    return serveBare([&frames](QWebSocket *socket, QTcpSocket *connection) {
+        new EventSource(frames, socket, connection);
+    });
+}
+
 int serveEcho()
 {
     const QString answer = QString::fromUtf8(eventText(keywordName(0), 1));
-    return serveBare([answer](QWebSocket *socket) {
+    return serveBare([answer](QWebSocket *socket, QTcpSocket *) {
         QObject::connect(socket, &QWebSocket::textMessageReceived, socket,
                          [socket, answer](const QString &) { socket->sendTextMessage(answer); });
     });
@@ -112,7 +161,7 @@ int serveEcho()
 int serveGreetings(int count)
 {
     const QString text = QString::fromUtf8(eventText(keywordName(0), 1));
-    return serveBare([text, count](QWebSocket *socket) {
+    return serveBare([text, count](QWebSocket *socket, QTcpSocket *) {
         for (int i = 0; i < count; ++i)
             socket->sendTextMessage(text);
     });

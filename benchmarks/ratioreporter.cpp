@@ -10,6 +10,12 @@
 
 namespace {
 
+enum Kind {
+    Time,
+    Rate, // larger is better, and the ratio is that of the rates
+    Count // the table shows the difference, because the floor may be 0
+};
+
 struct Row
 {
     const char *work;
@@ -19,7 +25,7 @@ struct Row
     // The number of items in one measured figure. The table shows the figure per item.
     double items = 1;
     double floorItems = 1;
-    bool rate = false; // larger is better, and the ratio is that of the rates
+    Kind kind = Time;
     const char *needs = ""; // required by the floor, if it may be missing
 };
 
@@ -72,10 +78,18 @@ constexpr Row rows[] = {
      "twoObjectsWithThreeConnections/1000", "", 100000, 1000},
     {"bytes of a bound keyword", "memoryOfBoundKeywords/100000",
      "memoryOfTwoObjectsWithThreeConnections/100000", "<= 1.5"},
-    {"events over a WebSocket", "socketEventsToKeywords", "socketEventsDecoded", ">= 0.8", 1, 1,
-     true},
-    {"  beside Qt Remote Objects", "socketEventsToKeywords", "remoteObjectChanges", ">= 1.5", 1, 1,
-     true},
+    {"events over a WebSocket, of processor time", "socketEventsToKeywords/per_processor_second",
+     "socketEventsDecoded/per_processor_second", ">= 1.5", 1, 1, Rate},
+    {"  of elapsed time", "socketEventsToKeywords", "socketEventsDecoded", ">= 1.5", 1, 1, Rate},
+    {"  beside texts that are not read", "socketEventsToKeywords/per_processor_second",
+     "socketEventsDropped/per_processor_second", ">= 0.7", 1, 1, Rate},
+    {"  of elapsed time", "socketEventsToKeywords", "socketEventsDropped", ">= 0.7", 1, 1, Rate},
+    {"  beside Qt Remote Objects, of elapsed time", "socketEventsToKeywords", "remoteObjectChanges",
+     ">= 2.5", 1, 1, Rate},
+    {"changes of a keyword server, beside Qt Remote Objects", "serverChangesToKeywords",
+     "remoteObjectChanges", ">= 2.5", 1, 1, Rate},
+    {"  of processor time", "serverChangesToKeywords/per_processor_second",
+     "remoteObjectChanges/per_processor_second", ">= 2.5", 1, 1, Rate},
     {"write to event, median", "writeRoundTrip", "echoRoundTrip", "<= 1.5"},
     {"write to event, 99th percentile", "writeRoundTrip/p99", "echoRoundTrip/p99", ""},
     {"list and label a child of 10 000, beside 1 000", "listAndLabel/10000", "listAndLabel/1000",
@@ -94,6 +108,21 @@ constexpr Row rows[] = {
     {"create 1 000 PKeywordPath", "createPaths/1000", "createPlainPaths/1000", "<= 2", 1000, 1000},
     {"a frame with 1 000 changing texts", "frameOfBoundTexts/1000", "frameOfPlainTexts/1000",
      "<= 1.3"},
+    {"first value on the screen, server in the process", "firstValue/inprocess", "firstValue/plain",
+     "<= 1.1"},
+    {"  processor time", "firstValue/inprocess_processor", "firstValue/plain_processor", ""},
+    {"first value on the screen, over a WebSocket", "firstValue/websocket", "firstValue/plain",
+     "<= 1.2"},
+    {"  processor time", "firstValue/websocket_processor", "firstValue/plain_processor", ""},
+    {"  beside a bare QWebSocket", "firstValue/websocket", "firstValue/socket", ""},
+    {"missed frames, 1 000 of 10 000 texts change at 30 Hz", "framesOfManyTexts/bound_missed",
+     "framesOfManyTexts/plain_missed", "<= +0", 1, 1, Count},
+    {"  of all frames", "framesOfManyTexts/bound_frames", "framesOfManyTexts/plain_frames", "", 1,
+     1, Count},
+    {"  99th percentile of the frames", "framesOfManyTexts/bound_p99",
+     "framesOfManyTexts/plain_p99", ""},
+    {"  processor time of a frame", "framesOfManyTexts/bound_processor",
+     "framesOfManyTexts/plain_processor", ""},
     {"a frame of 10 panned series of 10 000 samples", "framesOfPannedPlot/10000",
      "framesOfBareLines/10000", "<= 2"},
     {"  of 100 000", "framesOfPannedPlot/100000", "framesOfBareLines/100000", ""},
@@ -113,12 +142,12 @@ constexpr Row rows[] = {
     {"server: bytes of a watched keyword, beside its name", "memoryOfWatchedKeywords/100000",
      "memoryOfValuesInAHash/100000", "<= 700 B"},
     {"server: a delivery to 50 sessions, 100 changes at once", "deliverToSessions/100",
-     "deliverByMosquitto/100", "<= 0.125", 1, 1, false, "mosquitto"},
+     "deliverByMosquitto/100", "<= 0.125", 1, 1, Time, "mosquitto"},
     {"  the same, written by a client", "deliverWrites/100", "deliverByMosquitto/100", "", 1, 1,
-     false, "mosquitto"},
-    {"  10 changes at once", "deliverToSessions/10", "deliverByMosquitto/10", "", 1, 1, false,
+     Time, "mosquitto"},
+    {"  10 changes at once", "deliverToSessions/10", "deliverByMosquitto/10", "", 1, 1, Time,
      "mosquitto"},
-    {"  one change at a time", "deliverToSessions/1", "deliverByMosquitto/1", "", 1, 1, false,
+    {"  one change at a time", "deliverToSessions/1", "deliverByMosquitto/1", "", 1, 1, Time,
      "mosquitto"},
     {"server: 1 000 sessions join and ask for 100 each", "joinKeywordServer/1000",
      "joinBareServer/1000", "<= 2", 1000, 1000},
@@ -134,8 +163,10 @@ constexpr Row rows[] = {
 
 const char *unit(const Row &row)
 {
-    if (row.rate)
+    if (row.kind == Rate)
         return "/s";
+    if (row.kind == Count)
+        return "";
     return std::string(row.measured).rfind("memory", 0) == 0 ? "B" : "ns";
 }
 
@@ -197,8 +228,8 @@ void RatioReporter::ReportRuns(const std::vector<Run> &runs)
         else if (run.counters.count("p50"))
             figure = counter("p50");
         figures[name].push_back(figure);
-        if (run.counters.count("p99"))
-            figures[name + "/p99"].push_back(counter("p99"));
+        for (const auto &[counterName, value] : run.counters)
+            figures[name + '/' + counterName].push_back(value);
         std::fprintf(stderr, "%-52s %16.1f\n", name.c_str(), figure);
     }
 }
@@ -228,6 +259,8 @@ void RatioReporter::Finalize()
         printFigure(floor, unit(row));
         if (std::isnan(floor))
             std::printf(" %9s", "-");
+        else if (row.kind == Count)
+            std::printf(" %+9.0f", measured - floor);
         else
             std::printf(" %9.2f", measured / floor);
         std::printf("  %s", row.goal);

@@ -5,9 +5,23 @@
 
 #include "client/jsonscanner_p.h"
 
+#include <cstring>
+
 namespace pellix::client {
 
 namespace {
+
+// Compilers compare with a constant in place; the operator of Qt is a function call.
+bool isSame(QLatin1String text, QLatin1String name)
+{
+    return text.size() == name.size()
+        && std::memcmp(text.data(), name.data(), size_t(name.size())) == 0;
+}
+
+bool isSame(const QString &text, QLatin1String name)
+{
+    return text == name;
+}
 
 struct TypeName
 {
@@ -27,7 +41,7 @@ constexpr TypeName typeNames[] = {
 template <typename Text> PKeywordValueType typeOf(const Text &text)
 {
     for (const TypeName &known : typeNames) {
-        if (text == known.name)
+        if (isSame(text, known.name))
             return known.type;
     }
     return PKeywordValueType::KVT_NOPROP;
@@ -45,19 +59,19 @@ enum Member : quint8 {
 
 template <typename Text> int memberOf(const Text &name)
 {
-    if (name == QLatin1String("value"))
+    if (isSame(name, QLatin1String("value")))
         return Value;
-    if (name == QLatin1String("keyword"))
+    if (isSame(name, QLatin1String("keyword")))
         return Keyword;
-    if (name == QLatin1String("type"))
+    if (isSame(name, QLatin1String("type")))
         return Type;
-    if (name == QLatin1String("connected"))
+    if (isSame(name, QLatin1String("connected")))
         return Connected;
-    if (name == QLatin1String("online"))
+    if (isSame(name, QLatin1String("online")))
         return Online;
-    if (name == QLatin1String("consistent"))
+    if (isSame(name, QLatin1String("consistent")))
         return Consistent;
-    return name == QLatin1String("error") ? Error : 0;
+    return isSame(name, QLatin1String("error")) ? Error : 0;
 }
 
 // Calls a function with a text as it is, or with a decoded one where it has to be. Returns false if
@@ -131,6 +145,26 @@ bool readPayload(JsonScanner &scanner, QString *keyword, PKeywordValue *event)
     return scanner.take('}');
 }
 
+// The form in which most servers send events: compact, with the members in alphabetical order, as
+// Qt's JSON classes write them. What lies between the values is compared as a whole. Returns false
+// for every other form, after it may have changed the keyword and the event.
+bool readUsualEvent(JsonScanner scanner, QString *keyword, PKeywordValue *event)
+{
+    JsonScanner::String name;
+    JsonScanner::String type;
+    const bool isUsual = scanner.takeBytes(R"({"cmd":"keyEvent","payload":{"connected":)")
+        && scanner.takeFlag(&event->connected) && scanner.takeBytes(R"(,"consistent":)")
+        && scanner.takeFlag(&event->consistent) && scanner.takeBytes(R"(,"error":)")
+        && scanner.takeFlag(&event->error) && scanner.takeBytes(R"(,"keyword":)")
+        && scanner.takeString(&name) && name.decode(keyword) && scanner.takeBytes(R"(,"online":)")
+        && scanner.takeFlag(&event->online) && scanner.takeBytes(R"(,"type":)")
+        && scanner.takeString(&type) && type.isPlain && scanner.takeBytes(R"(,"value":)")
+        && scanner.takeValue(&event->value) && scanner.takeBytes("}}") && scanner.isAtEnd();
+    if (isUsual)
+        event->type = typeOf(QLatin1String(type.raw));
+    return isUsual;
+}
+
 } // namespace
 
 PKeywordValueType valueTypeFromString(QLatin1String name)
@@ -146,6 +180,9 @@ PKeywordValueType valueTypeFromString(const QString &name)
 bool readEvent(const QByteArray &message, QString *keyword, PKeywordValue *event)
 {
     JsonScanner scanner(message);
+    if (readUsualEvent(scanner, keyword, event))
+        return true;
+    *event = PKeywordValue();
     if (!scanner.take('{'))
         return false;
     bool isEvent = false;
@@ -158,16 +195,16 @@ bool readEvent(const QByteArray &message, QString *keyword, PKeywordValue *event
             Other
         } member = Other;
         const auto find = [&member](const auto &text) {
-            member = text == QLatin1String("cmd")  ? Command
-                : text == QLatin1String("payload") ? Payload
-                                                   : Other;
+            member = isSame(text, QLatin1String("cmd"))  ? Command
+                : isSame(text, QLatin1String("payload")) ? Payload
+                                                         : Other;
         };
         if (!scanner.takeString(&name) || !withText(name, find) || !scanner.take(':'))
             return false;
         if (member == Command) {
             JsonScanner::String command;
             const auto compare = [&isEvent](const auto &text) {
-                isEvent = text == QLatin1String("keyEvent");
+                isEvent = isSame(text, QLatin1String("keyEvent"));
             };
             if (isEvent || !scanner.takeString(&command) || !withText(command, compare) || !isEvent)
                 return false;

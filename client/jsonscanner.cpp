@@ -5,6 +5,7 @@
 
 #include <QtCore/QStringView>
 
+#include <array>
 #include <charconv>
 #include <cmath>
 
@@ -17,6 +18,14 @@ constexpr int greatestDepth = 64;
 
 // So many digits fit a qint64 whatever they are, and fewer a double without rounding.
 constexpr qsizetype mostPlainDigits = 18;
+
+// Printable ASCII except for the quote and the backslash: most bytes of a string.
+constexpr auto plainBytes = [] {
+    std::array<bool, 256> plain {};
+    for (size_t byte = 0x20; byte < 0x7f; ++byte)
+        plain[byte] = byte != '"' && byte != '\\';
+    return plain;
+}();
 
 const QByteArrayView byteOrderMark("\xef\xbb\xbf");
 
@@ -149,18 +158,19 @@ bool JsonScanner::takeString(String *string)
         return false;
     const char *const begin = at;
     bool isPlain = true;
-    for (; at != end && *at != '"'; ++at) {
-        const auto byte = static_cast<unsigned char>(*at);
-        if (byte < 0x20)
+    for (;;) {
+        while (at != end && plainBytes[static_cast<unsigned char>(*at)])
+            ++at;
+        if (at == end)
             return false;
-        if (byte > 0x7e || byte == '\\') {
-            isPlain = false;
-            if (byte == '\\' && ++at == end)
-                return false;
-        }
+        if (*at == '"')
+            break;
+        const auto byte = static_cast<unsigned char>(*at);
+        if (byte < 0x20 || (byte == '\\' && ++at == end))
+            return false;
+        isPlain = false;
+        ++at;
     }
-    if (at == end)
-        return false;
     *string = {QByteArrayView(begin, at - begin), isPlain};
     ++at;
     return true;
@@ -169,7 +179,7 @@ bool JsonScanner::takeString(String *string)
 bool JsonScanner::takeFlag(bool *flag)
 {
     *flag = next() == 't';
-    return *flag ? takeWord("true") : skipValue();
+    return *flag ? takeBytes("true") : skipValue();
 }
 
 bool JsonScanner::takeValue(QVariant *value, int depth)
@@ -185,13 +195,13 @@ bool JsonScanner::takeValue(QVariant *value, int depth)
     }
     case 't':
         *value = true;
-        return takeWord("true");
+        return takeBytes("true");
     case 'f':
         *value = false;
-        return takeWord("false");
+        return takeBytes("false");
     case 'n':
         *value = QVariant::fromValue(nullptr);
-        return takeWord("null");
+        return takeBytes("null");
     case '[':
         return depth < greatestDepth && takeArray(value, depth + 1);
     case '{':
@@ -211,11 +221,11 @@ bool JsonScanner::skipValue(int depth)
         return takeString(&string) && (string.isPlain || string.decode(&text));
     }
     case 't':
-        return takeWord("true");
+        return takeBytes("true");
     case 'f':
-        return takeWord("false");
+        return takeBytes("false");
     case 'n':
-        return takeWord("null");
+        return takeBytes("null");
     case '[':
     case '{': {
         QVariant value;
@@ -226,14 +236,6 @@ bool JsonScanner::skipValue(int depth)
         return takeNumber(&value);
     }
     }
-}
-
-bool JsonScanner::takeWord(QByteArrayView word)
-{
-    if (end - at < word.size() || QByteArrayView(at, word.size()) != word)
-        return false;
-    at += word.size();
-    return true;
 }
 
 // A number without a fraction and an exponent is whole, and so is every other one that a qint64

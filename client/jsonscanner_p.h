@@ -8,6 +8,8 @@
 #include <QtCore/QString>
 #include <QtCore/QVariant>
 
+#include <cstring>
+
 namespace pellix::client {
 
 /*
@@ -50,6 +52,14 @@ public:
     }
     bool isAtEnd() { return next() == '\0' && at == end; }
 
+    // Exactly these bytes, without anything blank before them.
+    bool takeBytes(QByteArrayView bytes)
+    {
+        if (end - at < bytes.size() || std::memcmp(at, bytes.data(), size_t(bytes.size())) != 0)
+            return false;
+        at += bytes.size();
+        return true;
+    }
     bool takeString(String *string);
     bool takeValue(QVariant *value, int depth = 0);
     bool skipValue(int depth = 0);
@@ -57,7 +67,6 @@ public:
     bool takeFlag(bool *flag);
 
 private:
-    bool takeWord(QByteArrayView word);
     bool takeNumber(QVariant *value);
     bool takeArray(QVariant *value, int depth);
     bool takeObject(QVariant *value, int depth);

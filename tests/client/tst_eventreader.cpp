@@ -106,6 +106,22 @@ QByteArray eventWith(const QByteArray &value)
           "false}}";
 }
 
+// The form that most servers send, with these values in the order of the text.
+QByteArray usualEvent(const QByteArrayList &values)
+{
+    const char *const names[] = {"connected", "consistent", "error", "keyword",
+                                 "online",    "type",       "value"};
+    QByteArrayList members;
+    for (qsizetype i = 0; i < values.size(); ++i)
+        members.append(QByteArray("\"") + names[i] + "\":" + values[i]);
+    return "{\"cmd\":\"keyEvent\",\"payload\":{" + members.join(',') + "}}";
+}
+
+QByteArray usualEventWith(const QByteArray &value)
+{
+    return usualEvent({"true", "false", "true", "\"/a\"", "false", "\"int\"", value});
+}
+
 // Writes valid JSON in many different spellings.
 class Speller
 {
@@ -114,15 +130,12 @@ public:
 
     QByteArray event()
     {
+        if (random.bounded(3) == 0)
+            return usualEvent({flag(), flag(), flag(), keyword(), flag(), type(), value(0)});
         QByteArrayList payload {
-            member("keyword",
-                   one({"\"/a\"", "\"\\/a\\/b\"", "\"/\xc3\xa4\"", "\"\\u002fa\"", "7"})),
-            member("value", value(0)),
-            member("type", one({"\"int\"", "\"double\"", "\"b\\u006fol\"", "\"x\"", "null"})),
-            member("connected", one({"true", "false", "1", "null", "\"true\""})),
-            member("online", one({"true", "false", "[true]", "{}"})),
-            member("consistent", one({"true", "false"})),
-            member("error", one({"true", "false"})),
+            member("keyword", keyword()), member("value", value(0)), member("type", type()),
+            member("connected", flag()),  member("online", flag()),  member("consistent", flag()),
+            member("error", flag()),
         };
         while (payload.size() > 1 && random.bounded(4) == 0)
             payload.removeAt(random.bounded(int(payload.size())));
@@ -139,6 +152,15 @@ private:
     QByteArray one(std::initializer_list<const char *> choices)
     {
         return *(choices.begin() + random.bounded(int(choices.size())));
+    }
+    QByteArray keyword()
+    {
+        return one({"\"/a\"", "\"\\/a\\/b\"", "\"/\xc3\xa4\"", "\"\\u002fa\"", "7"});
+    }
+    QByteArray type() { return one({"\"int\"", "\"double\"", "\"b\\u006fol\"", "\"x\"", "null"}); }
+    QByteArray flag()
+    {
+        return one({"true", "true", "false", "false", "1", "null", "\"true\"", "[true]", "{}"});
     }
     QByteArray blanks() { return one({"", "", "", "", " ", "\n\t", "\r\n  "}); }
     QByteArray member(const QByteArray &name, const QByteArray &value)
@@ -227,6 +249,10 @@ void tst_EventReader::spelling_isRead_data()
         "\"time\":\"2026-11-22\",\"q\":{}},\"t\":1.5}");
     row("white space",
         " {\r\n\t\"cmd\" : \"keyEvent\" ,\n \"payload\" : { \"keyword\" : \"/a\" } } \n");
+    row("a member after the usual ones",
+        usualEvent({"true", "true", "true", "\"/a\"", "true", "\"int\"", "1,\"time\":2"}));
+    row("fewer than the usual members", usualEvent({"true", "true"}));
+    row("blanks in the usual form", usualEventWith(" 1 ").replace(",", " , ") + '\n');
     row("escapes in names",
         "{\"c\\u006dd\":\"key\\u0045vent\",\"payload\":{\"k\\u0065yword\":\"\\/a\","
         "\"v\\u0061lue\":3}}");
@@ -269,6 +295,7 @@ void tst_EventReader::spelling_isRead_data()
                                     "{\"\":1,\"\\u00e4\":2}",
                                     "[[[[[[[[1]]]]]]]]"}) {
         row(value, eventWith(value));
+        row((QByteArray("usual form, ") + value).constData(), usualEventWith(value));
     }
     row("an array in many arrays", eventWith(QByteArray(60, '[') + QByteArray(60, ']')));
 }
@@ -297,6 +324,9 @@ void tst_EventReader::doubtful_isLeft_data()
     row("member twice",
         "{\"cmd\":\"keyEvent\",\"payload\":{\"value\":1,\"v\\u0061lue\":2,\"keyword\":\"/a\"}}");
     row("something behind", eventWith("1") + "x");
+    row("something behind the usual form", usualEventWith("1") + "x");
+    row("usual member twice",
+        usualEvent({"true", "true", "true", "\"/a\"", "true", "\"int\"", "1,\"error\":false"}));
     row("byte order mark", "\xef\xbb\xbf" + eventWith("1"));
     row("mark in a text",
         eventWith("\"\xef\xbb\xbf"
@@ -340,6 +370,7 @@ void tst_EventReader::doubtful_isLeft_data()
                                     "{a:1}",
                                     "{\"a\":1"}) {
         row(value, eventWith(value));
+        row((QByteArray("usual form, ") + value).constData(), usualEventWith(value));
     }
 }
 
