@@ -9,20 +9,27 @@
 // Whether this run is to show that the benchmarks work; its figures mean nothing.
 bool isSmokeRun();
 
+// Of the clock that all processes share.
+double steadySeconds();
+
 // This program in another process, which publishes so many messages to so many topics in
 // turn, each with a number of its own.
 class Publisher
 {
 public:
     Publisher(quint16 port, int first, int messages, int topics, bool isJson);
+    // Publishes the time, at a steady rate, in turn below screen/ and bare/.
+    Publisher(quint16 port, int rounds, int topics, int roundsPerSecond);
     ~Publisher();
 
     bool waitForEnd();
 
     static QByteArray topic(int number);
+    static QByteArray time();
 
     // What that process does.
     static int run(quint16 port, int first, int messages, int topics, bool isJson);
+    static int runSteadily(quint16 port, int rounds, int topics, int roundsPerSecond);
 
 private:
     QProcess process;

@@ -11,7 +11,8 @@
 
 /*
     Forwards the connections to one port to another, until told to stop: what is open then stays
-    open, but nothing passes any more. Connections that come later are forwarded again.
+    open, but nothing passes any more. Connections that come later are forwarded again, or wait
+    until told to go on, as on a line that is cut for a while.
 */
 class Forwarder : public QObject
 {
@@ -21,13 +22,18 @@ public:
     explicit Forwarder(quint16 target, QObject *parent = nullptr);
 
     bool listen(quint16 port) { return server.listen(QHostAddress::LocalHost, port); }
+    quint16 port() const { return server.serverPort(); }
     void stopForwarding();
+    void cut(); // the same, and connections that come later wait
+    void restore();
 
 private:
+    void openPending();
     void open(QTcpSocket *near);
 
     const quint16 target;
     QTcpServer server;
     QList<QPointer<QTcpSocket>> links; // both ends of each
     QList<QPointer<QTcpSocket>> deadLinks;
+    bool isCut = false;
 };
