@@ -35,6 +35,7 @@ void tst_BrokerLosses::initTestCase()
 {
     // Each create would be logged, and the gateway loses its broker on purpose.
     QLoggingCategory::setFilterRules(QStringLiteral("pellixclient.keyword.websocketclient=false\n"
+                                                    "pellixclient.gateway.warning=false\n"
                                                     "*.info=false"));
 }
 

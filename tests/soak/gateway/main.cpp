@@ -94,7 +94,8 @@ int main(int argc, char **argv)
 
     allowManyFiles();
     // Lost connections are logged as warnings, and here they are lost on purpose.
-    QLoggingCategory::setFilterRules(q("pellixclient.keyword.websocketclient=false"));
+    QLoggingCategory::setFilterRules(q("pellixclient.keyword.websocketclient=false\n"
+                                       "pellixclient.gateway.warning=false"));
     const bool passed = hasBrokers ? soakBrokerLosses(losses, q(GATEWAY_PROGRAM), &report)
                                    : soakGatewayLoad(minutes, &report);
     if (!report.save(&error))
