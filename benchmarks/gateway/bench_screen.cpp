@@ -66,7 +66,7 @@ public:
              QJsonArray {QJsonObject {{q("address"), q("127.0.0.1")}, {q("port"), 0}}}},
             {q("sources"),
              QJsonArray {QJsonObject {{q("name"), q("plant")},
-                                      {q("mount"), q("/")},
+                                      {q("mount"), q("/screen")},
                                       {q("mqtt"), QJsonObject {{q("url"), broker.url()}}},
                                       {q("topics"), QJsonArray {q("screen/#")}}}}}};
         if (!gateway.start(configuration))
@@ -74,8 +74,12 @@ public:
         for (int i = 0; i < keywordCount; ++i) {
             proxies.push_back(std::make_unique<PKeywordProxy>());
             PKeywordProxy *const proxy = proxies.back().get();
-            QObject::connect(proxy, &PKeywordProxy::valueChanged, proxy,
-                             [this, proxy] { latencies.add(proxy->value().toDouble()); });
+            QObject::connect(proxy, &PKeywordProxy::valueChanged, proxy, [this, proxy] {
+                bool isNumber = false;
+                const double time = proxy->value().toDouble(&isNumber);
+                if (isNumber) // before the first one, it is null
+                    latencies.add(time);
+            });
             proxy->setClient(&client);
             proxy->setKeyword(q("/screen/") + QString::fromLatin1(Publisher::topic(i)));
         }

@@ -6,6 +6,7 @@
 #include "binding/keywordproxy.h"
 #include "client/websocketkeywordclient.h"
 #include "tests/soak/changingkeywords.h"
+#include "tests/support/waitfor.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QJsonArray>
@@ -18,6 +19,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto longestDowntime = 1500ms; // beyond the longest pause between two attempts
+constexpr auto longestCut = 6000ms; // beyond the time that an attempt to connect has
 
 QString q(const char *text)
 {
@@ -85,22 +87,37 @@ QJsonObject BrokerLosses::configuration() const
     };
 }
 
+// The gateway reaches its broker last, so that the link has a higher socket number than all
+// screens: one that keeps it from the first moment on would get its low number again each time.
 void BrokerLosses::start()
 {
     enter(Phase::Filling);
-    if (!broker.start() || !device.open(broker.port()))
+    if (!broker.start())
         return fail(q("the broker does not start"));
     if (options.losses.contains(BrokerLoss::HalfOpen)) {
         line = std::make_unique<Forwarder>(broker.port());
         if (!line->listen(0))
             return fail(q("there is no free port"));
+        line->cut();
+    } else {
+        broker.kill();
     }
-    renew(0, 1);
     if (!gateway.start(configuration()))
         return fail(q("the gateway does not start"));
     places.resize(size_t(options.screens) * size_t(options.keywordsEach));
     for (int i = 0; i < options.screens; ++i)
         addScreen(i);
+    const auto isConnected = [](const auto &client) { return client->connected(); };
+    if (!waitFor([&] { return std::all_of(clients.begin(), clients.end(), isConnected); },
+                 int(options.patience.count())))
+        return fail(q("the screens do not connect"));
+    if (line)
+        line->restore();
+    else if (!broker.start())
+        return fail(q("the broker does not start"));
+    if (!device.open(broker.port()))
+        return fail(q("the device does not reach the broker"));
+    renew(0, 1);
 }
 
 void BrokerLosses::addScreen(int screen)
@@ -210,7 +227,8 @@ void BrokerLosses::onLost()
     if (std::any_of(places.begin(), places.end(), hasNone))
         return fail(q("a keyword has lost its value"));
     enter(Phase::Down);
-    QTimer::singleShot(random.bounded(int(longestDowntime.count())), this, &BrokerLosses::restore);
+    const auto longest = loss() == BrokerLoss::HalfOpen ? longestCut : longestDowntime;
+    QTimer::singleShot(random.bounded(int(longest.count())), this, &BrokerLosses::restore);
 }
 
 // What the broker has not kept, or half of what it has, gets new values at once.
@@ -287,6 +305,9 @@ QString BrokerLosses::whatIsWrong() const
                        .arg(gateway.lastLogLine());
     if (!gateway.isRunning())
         text += q("; it has ended");
+    const QByteArray brokerLog = broker.log().trimmed();
+    text += q("; that of the broker with: ")
+        + QString::fromUtf8(brokerLog.mid(brokerLog.lastIndexOf('\n') + 1));
     const auto wrong = std::find_if(places.begin(), places.end(),
                                     [](const Place &place) { return !place.isRight; });
     if (wrong != places.end() && wrong->proxy) {
