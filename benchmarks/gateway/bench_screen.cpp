@@ -27,6 +27,7 @@ using namespace pellix::client;
 namespace {
 
 constexpr int keywordCount = 1000;
+constexpr int warmUpRounds = 100;
 
 int roundCount() // each with a message to either
 {
@@ -118,7 +119,7 @@ private:
 };
 
 // One message after the other has come.
-bool probeInTurn(const Broker &broker, Screen *screen, Subscriber *subscriber)
+bool probeInTurn(const Broker &broker, int rounds, Screen *screen, Subscriber *subscriber)
 {
     NotifierClient publisher;
     if (!publisher.open(broker.port()))
@@ -128,7 +129,7 @@ bool probeInTurn(const Broker &broker, Screen *screen, Subscriber *subscriber)
         publisher.publish(prefix + Publisher::topic(i % keywordCount), Publisher::time(), false);
         return waitFor([&] { return latencies.count() > before; });
     };
-    for (int i = 0; i < roundCount(); ++i) {
+    for (int i = 0; i < rounds; ++i) {
         if (!probe("screen/", i, screen->latencies) || !probe("bare/", i, subscriber->latencies))
             return false;
     }
@@ -162,14 +163,15 @@ void publishToScreen(benchmark::State &state)
     }
     Screen screen;
     Subscriber subscriber;
-    if (!screen.open(broker) || !subscriber.open(broker))
+    if (!screen.open(broker) || !subscriber.open(broker)
+        || !probeInTurn(broker, warmUpRounds, &screen, &subscriber))
         return state.SkipWithError("values are missing");
     const auto rate = int(state.range(0));
     for (auto _ : state) {
         screen.latencies.clear();
         subscriber.latencies.clear();
         if (!(rate > 0 ? probeAtRate(broker, rate, &screen, &subscriber)
-                       : probeInTurn(broker, &screen, &subscriber)))
+                       : probeInTurn(broker, roundCount(), &screen, &subscriber)))
             return state.SkipWithError("messages are missing");
     }
     state.counters["p50"] = screen.latencies.quantile(0.5);

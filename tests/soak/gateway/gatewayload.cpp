@@ -38,7 +38,7 @@ constexpr auto settleInterval = 50ms;
 constexpr int setpoints = 100;
 constexpr int writesPerTick = 2;
 constexpr int ticksPerVisit = 20;
-constexpr size_t visitors = 5; // at the same time
+constexpr size_t visitors = 3; // at the same time
 constexpr int keywordsOfVisitor = 100;
 constexpr int ticksOfOutage = 20;
 
@@ -287,11 +287,8 @@ void GatewayLoad::visit()
     visitor.client->setUrls(client.urls());
     passing.push_back(std::move(visitor));
     ++figures.visits;
-    if (passing.size() > visitors) {
-        if (figures.visits % 2 == 0)
-            passing.front().client->disconnect();
+    if (passing.size() > visitors)
         passing.pop_front();
-    }
 }
 
 // In turn, with and without what it has kept.
