@@ -305,6 +305,8 @@ QString BrokerLosses::whatIsWrong() const
                        .arg(gateway.lastLogLine());
     if (!gateway.isRunning())
         text += q("; it has ended");
+    if (!broker.isRunning())
+        text += q("; the broker is not running");
     const QByteArray brokerLog = broker.log().trimmed();
     text += q("; that of the broker with: ")
         + QString::fromUtf8(brokerLog.mid(brokerLog.lastIndexOf('\n') + 1));
