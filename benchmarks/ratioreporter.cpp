@@ -159,6 +159,12 @@ constexpr Row rows[] = {
     {"  of a message in JSON", "gatewayMessages/1", "mosquittoMessages/1", "<= 1.3"},
     {"gateway: 100 000 retained topics until ready", "gatewayRetained/100000",
      "mosquittoRetained/100000", "<= 2"},
+    {"gateway: publish to screen, one at a time, median", "publishToScreen/0",
+     "publishToScreen/0/floor_p50", "<= 2"},
+    {"  99th percentile", "publishToScreen/0/p99", "publishToScreen/0/floor_p99", "<= 3"},
+    {"gateway: publish to screen, 1 000 per second, median", "publishToScreen/1000",
+     "publishToScreen/1000/floor_p50", "<= 2"},
+    {"  99th percentile", "publishToScreen/1000/p99", "publishToScreen/1000/floor_p99", "<= 3"},
 };
 
 const char *unit(const Row &row)

@@ -12,10 +12,11 @@
 int main(int argc, char *argv[])
 {
     QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\n*.info=false"));
-    if (argc > 6 && qstrcmp(argv[1], "--publish") == 0) {
-        const auto number = [&argv](int i) { return QByteArray(argv[i]).toInt(); };
+    const auto number = [&argv](int i) { return QByteArray(argv[i]).toInt(); };
+    if (argc > 6 && qstrcmp(argv[1], "--publish") == 0)
         return Publisher::run(quint16(number(2)), number(3), number(4), number(5), number(6) != 0);
-    }
+    if (argc > 5 && qstrcmp(argv[1], "--publish-steadily") == 0)
+        return Publisher::runSteadily(quint16(number(2)), number(3), number(4), number(5));
     const QCoreApplication application(argc, argv);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))

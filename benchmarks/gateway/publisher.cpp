@@ -5,6 +5,10 @@
 
 #include <QtCore/QCoreApplication>
 
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
 #include <mosquitto.h>
 
 #include <poll.h>
@@ -14,6 +18,12 @@ bool isSmokeRun()
     return qEnvironmentVariableIsSet("PELLIX_BENCHMARK_SMOKE");
 }
 
+double steadySeconds()
+{
+    using Seconds = std::chrono::duration<double>;
+    return Seconds(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
 Publisher::Publisher(quint16 port, int first, int messages, int topics, bool isJson)
 {
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
@@ -21,6 +31,15 @@ Publisher::Publisher(quint16 port, int first, int messages, int topics, bool isJ
                   {QStringLiteral("--publish"), QString::number(port), QString::number(first),
                    QString::number(messages), QString::number(topics),
                    QString::number(int(isJson))});
+}
+
+Publisher::Publisher(quint16 port, int rounds, int topics, int roundsPerSecond)
+{
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process.start(QCoreApplication::applicationFilePath(),
+                  {QStringLiteral("--publish-steadily"), QString::number(port),
+                   QString::number(rounds), QString::number(topics),
+                   QString::number(roundsPerSecond)});
 }
 
 Publisher::~Publisher()
@@ -37,6 +56,11 @@ bool Publisher::waitForEnd()
 QByteArray Publisher::topic(int number)
 {
     return "line" + QByteArray::number(number / 100) + "/motor" + QByteArray::number(number % 100);
+}
+
+QByteArray Publisher::time()
+{
+    return QByteArray::number(steadySeconds(), 'f', 9);
 }
 
 int Publisher::run(quint16 port, int first, int messages, int topics, bool isJson)
@@ -68,6 +92,38 @@ int Publisher::run(quint16 port, int first, int messages, int topics, bool isJso
     // libmosquitto 2.1 waits until the broker closes the connection.
     while (mosquitto_socket(client) >= 0 && mosquitto_loop(client, 100, 1) == MOSQ_ERR_SUCCESS) {
     }
+    mosquitto_destroy(client);
+    return 0;
+}
+
+int Publisher::runSteadily(quint16 port, int rounds, int topics, int roundsPerSecond)
+{
+    mosquitto_lib_init();
+    mosquitto *const client = mosquitto_new(nullptr, true, nullptr);
+    if (mosquitto_connect(client, "127.0.0.1", port, 60) != MOSQ_ERR_SUCCESS)
+        return 1;
+    // Left unread, it would take the last messages with it in the end.
+    pollfd answer {mosquitto_socket(client), POLLIN, 0};
+    ::poll(&answer, 1, 10000);
+    mosquitto_loop_read(client, 1);
+    const auto publish = [client](const QByteArray &topic) {
+        const QByteArray payload = time();
+        mosquitto_publish(client, nullptr, topic.constData(), int(payload.size()),
+                          payload.constData(), 0, false);
+        while (mosquitto_want_write(client) && mosquitto_socket(client) >= 0)
+            mosquitto_loop_write(client, 1);
+    };
+    const auto pause = std::chrono::nanoseconds(500000000 / roundsPerSecond);
+    auto next = std::chrono::steady_clock::now();
+    for (int i = 0; i < rounds; ++i) {
+        for (const char *const prefix : {"screen/", "bare/"}) {
+            publish(prefix + topic(i % topics));
+            // What a busy machine has kept this process from does not come in a burst.
+            next = std::max(next + pause, std::chrono::steady_clock::now());
+            std::this_thread::sleep_until(next);
+        }
+    }
+    mosquitto_disconnect(client);
     mosquitto_destroy(client);
     return 0;
 }

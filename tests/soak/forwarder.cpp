@@ -6,9 +6,19 @@
 Forwarder::Forwarder(quint16 target, QObject *parent) : QObject(parent), target(target)
 {
     connect(&server, &QTcpServer::newConnection, this, [this] {
-        while (QTcpSocket *const near = server.nextPendingConnection())
-            open(near);
+        if (!isCut)
+            openPending();
     });
+}
+
+void Forwarder::openPending()
+{
+    while (QTcpSocket *const near = server.nextPendingConnection()) {
+        if (near->state() == QAbstractSocket::ConnectedState) // and not given up meanwhile
+            open(near);
+        else
+            delete near;
+    }
 }
 
 void Forwarder::open(QTcpSocket *near)
@@ -49,4 +59,16 @@ void Forwarder::stopForwarding()
         if (end)
             end->disconnect();
     }
+}
+
+void Forwarder::cut()
+{
+    isCut = true;
+    stopForwarding();
+}
+
+void Forwarder::restore()
+{
+    isCut = false;
+    openPending();
 }
