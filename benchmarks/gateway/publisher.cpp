@@ -90,8 +90,9 @@ int Publisher::run(quint16 port, int first, int messages, int topics, bool isJso
     }
     mosquitto_disconnect(client);
     // libmosquitto 2.1 waits until the broker closes the connection.
-    while (mosquitto_socket(client) >= 0 && mosquitto_loop(client, 100, 1) == MOSQ_ERR_SUCCESS) {
-    }
+    int result = MOSQ_ERR_SUCCESS;
+    while (result == MOSQ_ERR_SUCCESS && mosquitto_socket(client) >= 0)
+        result = mosquitto_loop(client, 100, 1);
     mosquitto_destroy(client);
     return 0;
 }
