@@ -276,8 +276,8 @@ QString plainNumberText(const QString &given)
 {
     const QLocale locale;
     QString text = withoutMarks(given).trimmed();
-    // First, since it contains digits in some locales. QString ignores the case of letters beyond the
-    // first 65,536 characters only in some versions.
+    // First, since it contains digits in some locales. QString ignores the case of letters beyond
+    // the first 65,536 characters only in some versions.
     const QString exponential = withoutMarks(locale.exponential());
     for (const QString &spelling : {exponential, exponential.toLower(), exponential.toUpper()})
         text.replace(spelling, QLatin1String("e"));
