@@ -553,8 +553,8 @@ void tst_KeywordConnection::pauses_beginAnewAfterAStableConnection()
     const auto onConnected = connect(&good, &QWebSocketServer::newConnection, this,
                                      [&] { good.clients.constLast()->abort(); });
     connection.setUrls({good.url()});
-    // The connections end immediately. If the machine stalls, one of them may last too long, and the
-    // pauses start again.
+    // The connections end immediately. If the machine stalls, one of them may last too long, and
+    // the pauses start again.
     QTRY_VERIFY(!pauses.isEmpty() && pauses.constLast() >= longest / 2);
 
     disconnect(onConnected);
