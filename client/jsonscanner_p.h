@@ -52,7 +52,7 @@ public:
     }
     bool isAtEnd() { return next() == '\0' && at == end; }
 
-    // Exactly these bytes, without anything blank before them.
+    // Takes exactly these bytes, without white space before them.
     bool takeBytes(QByteArrayView bytes)
     {
         if (end - at < bytes.size() || std::memcmp(at, bytes.data(), size_t(bytes.size())) != 0)

@@ -235,7 +235,7 @@ void ClientSocket::written(qint64)
     takeSoon();
 }
 
-// From the event loop, since the connection is emitting a signal now: whoever gets the messages may
+// From the event loop: the connection is emitting a signal now, and receivers of the messages may
 // delete it.
 void ClientSocket::resumeSoon()
 {
@@ -365,14 +365,14 @@ void ClientSocket::close(QWebSocketProtocol::CloseCode code, const QString &reas
 // and in Qt 6.11, it would start a timer for each invalid frame.
 void ClientSocket::stopReading()
 {
-    if (closing)
+    if (closing || !connection)
         return;
     readBy(&ClientSocket::discard);
     // Once the close frame is sent
     QMetaObject::invokeMethod(connection, &QTcpSocket::disconnectFromHost, Qt::QueuedConnection);
 }
 
-// Instead of the WebSocket
+// From now on, the WebSocket does not read the connection any more.
 void ClientSocket::readBy(void (ClientSocket::*reader)())
 {
     if (!connection)

@@ -276,14 +276,15 @@ QVariant sequenceToList(const QVariant &value)
     return result;
 }
 
-// An object or an array of QML. It is recognised by its name, since a server does without Qt QML.
+// A JavaScript object or array of QML. Recognized by its name, because the server does not link Qt
+// QML.
 bool isScriptValue(QMetaType type)
 {
     return qstrcmp(type.name(), "QJSValue") == 0;
 }
 
-// Each converts to a list and to a map, but one of the two is always empty. If both are, nothing
-// tells whether it is an array, an object, or a function.
+// Each converts to a list and to a map, but one of the two is always empty. If both are, it
+// may be an array, an object, or a function, and is converted to a list.
 QVariant scriptValueToKeyword(const QVariant &value)
 {
     const QVariantMap map = value.toMap();

@@ -962,14 +962,14 @@ Statistics WebSocketKeywordServer::statistics() const
 }
 
 /*!
-    Closes all connections with the closing handshake.
+    Closes all connections with the closing handshake. Commands that the server reads afterwards
+   have no effect.
 */
 void WebSocketKeywordServer::closeClients()
 {
     const QList<ClientSocket *> clients = d->clients;
-    for (ClientSocket *client : clients) {
+    for (ClientSocket *client : clients)
         client->close(QWebSocketProtocol::CloseCodeGoingAway);
-    }
 }
 
 /*!

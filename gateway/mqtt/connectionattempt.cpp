@@ -88,7 +88,7 @@ QString configure(mosquitto *client, const MqttOptions &options, int version)
 
 QString problemOf(int result, int error, mosquitto *client, const MqttOptions &options)
 {
-    if (result == MOSQ_ERR_ERRNO && error == EBADF) // libmosquitto 2.1 has closed the socket since
+    if (result == MOSQ_ERR_ERRNO && error == EBADF) // libmosquitto 2.1 loses the reason
         return QStringLiteral("nothing answers at %1, port %2").arg(options.host).arg(options.port);
     if (result == MOSQ_ERR_ERRNO)
         return QString::fromLocal8Bit(std::strerror(error));
@@ -100,8 +100,8 @@ QString problemOf(int result, int error, mosquitto *client, const MqttOptions &o
     return QString::fromUtf8(mosquitto_strerror(result));
 }
 
-// With TLS, libmosquitto writes to connections that the broker has closed. Without a handler of the
-// program's own, such a write would end it.
+// With TLS, libmosquitto writes to connections that the broker has closed. Such a write would
+// terminate a program that does not handle the signal.
 void ignoreBrokenPipes()
 {
     struct sigaction action = {};

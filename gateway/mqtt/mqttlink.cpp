@@ -61,7 +61,7 @@ QString reasonString(const mosquitto_property *properties)
     return result;
 }
 
-// Of 3.1.1, without what all of them start with.
+// The reason of an MQTT 3.1.1 broker, without the prefix that all these reasons have.
 QString refusalOf(int code)
 {
     QString refusal = text(mosquitto_connack_string(code));
@@ -366,7 +366,7 @@ void MqttLink::Private::onConnect(int code, const mosquitto_property *properties
         + (version == 5 || code > 5 ? reasonOf(code, properties) : refusalOf(code));
 }
 
-// The broker has said that it does not know this one.
+// The broker has refused this version of the protocol.
 void MqttLink::Private::changeVersion()
 {
     if (options.version != 0)
@@ -382,7 +382,7 @@ void MqttLink::Private::onDisconnect(int code)
     if (!endReason.isEmpty())
         return;
     if (code == MOSQ_ERR_MALFORMED_PACKET && !isConfirmed && version == 5) {
-        // The refusal of a broker that only knows 3.1.1, as libmosquitto 2.1 reads it.
+        // libmosquitto 2.1 rejects the reply in which a broker without MQTT 5 refuses it.
         changeVersion();
         endReason = QStringLiteral("refused: ")
             + text(mosquitto_reason_string(MQTT_RC_UNSUPPORTED_PROTOCOL_VERSION));

@@ -362,41 +362,19 @@ void MixedLoad::stop(const QString &failure)
     QCoreApplication::quit();
 }
 
-// The spread of the measured values after the warm-up, relative to the lowest value.
-struct Spread
-{
-    qint64 lowest = 0;
-    qint64 highest = 0;
-    double relative() const { return lowest ? double(highest - lowest) / double(lowest) : 1; }
-    bool isFlat() const { return relative() <= allowedGrowth; }
-};
-
-Spread spreadOf(const std::vector<Sample> &samples, qint64 warmUp, qint64 Memory::*field)
-{
-    Spread spread;
-    for (const Sample &sample : samples) {
-        if (sample.milliseconds < warmUp)
-            continue;
-        const qint64 bytes = sample.memory.*field;
-        spread.lowest = spread.lowest ? std::min(spread.lowest, bytes) : bytes;
-        spread.highest = std::max(spread.highest, bytes);
-    }
-    return spread;
-}
-
 bool MixedLoad::conclude()
 {
-    const Spread resident = spreadOf(samples, warmUp, &Memory::resident);
-    const Spread heap = spreadOf(samples, warmUp, &Memory::heap);
+    const MemorySpread resident = spreadOf(samples, warmUp, &Memory::resident);
+    const MemorySpread heap = spreadOf(samples, warmUp, &Memory::heap);
     QStringList problems;
     if (!failure.isEmpty())
         problems << failure;
     if (warnings > 0)
         problems << QStringLiteral("%1 warnings").arg(int(warnings));
-    const auto check = [&](const char *what, const Spread &spread) {
+    const auto check = [&](const char *what, const MemorySpread &spread) {
         report->line(what, spread.lowest / 1024, " to ", spread.highest / 1024, " KiB, ",
                      QString::number(100 * spread.relative(), 'f', 2), " %");
-        if (!spread.isFlat())
+        if (spread.relative() > allowedGrowth)
             problems << QStringLiteral("memory is not flat within %1 %: %2%3 to %4 KiB")
                             .arg(100 * allowedGrowth)
                             .arg(QLatin1String(what))

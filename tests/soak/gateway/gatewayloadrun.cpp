@@ -26,27 +26,6 @@ void countWarnings(QtMsgType type, const QMessageLogContext &context, const QStr
     formerHandler(type, context, text);
 }
 
-// From the lowest to the highest value after the warm-up.
-struct Spread
-{
-    qint64 lowest = 0;
-    qint64 highest = 0;
-    double relative() const { return lowest ? double(highest - lowest) / double(lowest) : 1; }
-};
-
-Spread spreadOf(const std::vector<GatewayLoadSample> &samples, qint64 warmUp, qint64 Memory::*field)
-{
-    Spread spread;
-    for (const GatewayLoadSample &sample : samples) {
-        if (sample.milliseconds < warmUp)
-            continue;
-        const qint64 bytes = sample.memory.*field;
-        spread.lowest = spread.lowest ? std::min(spread.lowest, bytes) : bytes;
-        spread.highest = std::max(spread.highest, bytes);
-    }
-    return spread;
-}
-
 } // namespace
 
 bool soakGatewayLoad(int minutes, Report *report)
@@ -70,14 +49,14 @@ bool soakGatewayLoad(int minutes, Report *report)
         });
     qInstallMessageHandler(formerHandler);
 
-    const Spread resident = spreadOf(figures.samples, warmUp, &Memory::resident);
-    const Spread heap = spreadOf(figures.samples, warmUp, &Memory::heap);
+    const MemorySpread resident = spreadOf(figures.samples, warmUp, &Memory::resident);
+    const MemorySpread heap = spreadOf(figures.samples, warmUp, &Memory::heap);
     QStringList problems;
     if (!figures.failure.isEmpty())
         problems << figures.failure;
     if (warnings > 0)
         problems << QStringLiteral("%1 warnings").arg(int(warnings));
-    const auto check = [&](const char *what, const Spread &spread) {
+    const auto check = [&](const char *what, const MemorySpread &spread) {
         report->line(what, spread.lowest / 1024, " to ", spread.highest / 1024, " KiB, ",
                      QString::number(100 * spread.relative(), 'f', 2), " %");
         if (spread.relative() > allowedGrowth)
