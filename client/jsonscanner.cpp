@@ -190,7 +190,7 @@ bool JsonScanner::takeValue(QVariant *value, int depth)
         QString text;
         if (!takeString(&string) || !string.decode(&text))
             return false;
-        *value = std::move(text);
+        *value = text;
         return true;
     }
     case 't':
@@ -319,7 +319,7 @@ bool JsonScanner::takeArray(QVariant *value, int depth)
         if (!take(']'))
             return false;
     }
-    *value = std::move(list);
+    *value = list;
     return true;
 }
 
@@ -343,7 +343,7 @@ bool JsonScanner::takeObject(QVariant *value, int depth)
         if (!take('}'))
             return false;
     }
-    *value = std::move(map);
+    *value = map;
     return true;
 }
 
