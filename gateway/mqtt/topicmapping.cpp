@@ -10,6 +10,7 @@
 #include "gateway/mqtt/topicpattern.h"
 #include "gateway/mqtt/topicsync.h"
 
+#include <QtCore/QDateTime>
 #include <QtCore/QHash>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
@@ -31,6 +32,22 @@ constexpr int memberLevels = 4; // depth of nested objects whose members become 
 constexpr qsizetype mostMembers = 10000; // members per topic
 constexpr qsizetype mostTopics = 1000000;
 constexpr qsizetype mostMessages = 1000; // kept for the log
+
+constexpr QLatin1String unitName("Unit");
+constexpr QLatin1String minimumName("Min");
+constexpr QLatin1String maximumName("Max");
+constexpr QLatin1String timeName("Time");
+constexpr QLatin1String statusName("Status");
+
+QString metaPath(const QString &path, QLatin1String name)
+{
+    return path + QLatin1Char('/') + name;
+}
+
+QString textOfTime(qint64 milliseconds)
+{
+    return QDateTime::fromMSecsSinceEpoch(milliseconds).toUTC().toString(Qt::ISODateWithMs);
+}
 
 QByteArray raw(QByteArrayView bytes)
 {
@@ -81,6 +98,7 @@ public:
         QVariant value; // only set if there is a target topic
         QVariant target;
         qint64 expires = 0;
+        qint64 time = 0; // the last one that a payload contained
         ValueType type = ValueType::None;
         Rank rank = Rank::Topic;
         bool isMember = false;
@@ -94,6 +112,13 @@ public:
         bool isContinued = false; // from another mapping, with its value
     };
     using KeywordPointer = std::unique_ptr<Keyword>;
+
+    // A child of a keyword that describes it.
+    struct Meta
+    {
+        SourceKeyword keyword;
+        QVariant value; // invalid: unknown
+    };
 
     // A member of an object. The members of a nested object are its children.
     struct Node
@@ -139,6 +164,7 @@ public:
         TopicAvailability settings;
         std::vector<JsonPointer> members;
         std::vector<signed char> states; // -1: unknown
+        QString status; // the text that came last, known or not
         int latest = -1;
         bool isAvailable = false;
         QSet<Keyword *> keywords;
@@ -174,9 +200,11 @@ public:
     void release(Keyword *keyword);
     void declareNow(Keyword *keyword, bool again);
     SourceKeyword sourceKeyword(const Keyword &keyword) const;
-    QList<std::pair<SourceKeyword, QVariant>> metaOf(const Keyword &keyword) const;
-    void declareMeta(const Keyword &keyword, bool again);
-    void removeMeta(const Keyword &keyword);
+    QList<Meta> metaOf(const Keyword &keyword) const;
+    std::optional<Meta> metaAt(const QString &path) const;
+    void declareMeta(const Meta &meta, bool again);
+    void removeMetas(const Keyword &before, const Keyword &now);
+    void reportMeta(const Keyword &keyword, QLatin1String name);
 
     // Messages
     void takeDescription(Topic *topic, QByteArrayView payload);
@@ -681,6 +709,8 @@ bool TopicMapping::Private::claim(Keyword *keyword)
         release(other);
         other->isShadowed = true;
     }
+    if (const auto replaced = metaAt(keyword->path))
+        reports.remove(keyword->path);
     paths.insert(keyword->path, keyword);
     keyword->isShadowed = false;
     declareNow(keyword, false);
@@ -692,16 +722,22 @@ void TopicMapping::Private::release(Keyword *keyword)
     if (!keyword->isReported)
         return;
     keyword->isReported = false;
+    const QList<Meta> metas = metaOf(*keyword);
+    for (const Meta &meta : metas)
+        reports.remove(meta.keyword.path);
     paths.remove(keyword->path);
-    removeMeta(*keyword);
     reports.remove(keyword->path);
+    if (const auto uncovered = metaAt(keyword->path))
+        declareMeta(*uncovered, false);
 }
 
 void TopicMapping::Private::declareNow(Keyword *keyword, bool again)
 {
     keyword->isReported = true;
     reports.declare(sourceKeyword(*keyword), again);
-    declareMeta(*keyword, again);
+    const QList<Meta> metas = metaOf(*keyword);
+    for (const Meta &meta : metas)
+        declareMeta(meta, again);
 }
 
 SourceKeyword TopicMapping::Private::sourceKeyword(const Keyword &keyword) const
@@ -746,47 +782,91 @@ SourceKeyword TopicMapping::Private::sourceKeyword(const Keyword &keyword) const
     return result;
 }
 
-// Keywords with the unit and the limits of a keyword, from its configuration or description.
-QList<std::pair<SourceKeyword, QVariant>>
-TopicMapping::Private::metaOf(const Keyword &keyword) const
+// The unit and the limits of a keyword, from its configuration or description, the time of its
+// value, and the status of its device.
+QList<TopicMapping::Private::Meta> TopicMapping::Private::metaOf(const Keyword &keyword) const
 {
-    QList<std::pair<SourceKeyword, QVariant>> result;
+    QList<Meta> result;
     if (!options.meta || !keyword.declaration)
         return result;
     const TopicKeyword &settings = keyword.declaration->keyword;
-    const auto add = [&](const char *name, const QVariant &value, const QString &type) {
-        if (value.isNull())
-            return;
-        SourceKeyword meta;
-        meta.path = keyword.path + QLatin1Char('/') + QString::fromLatin1(name);
-        meta.type = type;
-        meta.access = QStringLiteral("RM");
-        result.append({meta, value});
+    const auto add = [&](QLatin1String name, const QVariant &value, const QString &type) {
+        Meta meta;
+        meta.keyword.path = metaPath(keyword.path, name);
+        meta.keyword.type = type;
+        meta.keyword.access = QStringLiteral("RM");
+        meta.value = value;
+        // A topic of that name has precedence.
+        if (!paths.contains(meta.keyword.path))
+            result.append(meta);
     };
     const QString number = QStringLiteral("double");
-    add("Unit", settings.unit.isEmpty() ? QVariant() : settings.unit, QStringLiteral("string"));
-    add("Min", settings.minimum, number);
-    add("Max", settings.maximum, number);
+    const QString text = QStringLiteral("string");
+    if (!settings.unit.isEmpty())
+        add(unitName, settings.unit, text);
+    if (!settings.minimum.isNull())
+        add(minimumName, settings.minimum, number);
+    if (!settings.maximum.isNull())
+        add(maximumName, settings.maximum, number);
+    if (!settings.timeMember.isEmpty())
+        add(timeName, keyword.time > 0 ? textOfTime(keyword.time) : QVariant(), text);
+    if (const Availability *const availability = keyword.availability)
+        add(statusName, availability->status.isNull() ? QVariant() : availability->status, text);
     return result;
 }
 
-void TopicMapping::Private::declareMeta(const Keyword &keyword, bool again)
+// The child with this path of a keyword that describes it.
+std::optional<TopicMapping::Private::Meta> TopicMapping::Private::metaAt(const QString &path) const
 {
-    const auto metas = metaOf(keyword);
-    for (const auto &[meta, value] : metas) {
-        reports.declare(meta, again);
-        SourceValue reported;
-        reported.path = meta.path;
-        reported.value = value;
-        reports.report(reported);
+    if (!options.meta)
+        return std::nullopt;
+    const Keyword *const parent = paths.value(path.left(path.lastIndexOf(QLatin1Char('/'))));
+    if (!parent)
+        return std::nullopt;
+    const QList<Meta> metas = metaOf(*parent);
+    for (const Meta &meta : metas) {
+        if (meta.keyword.path == path)
+            return meta;
+    }
+    return std::nullopt;
+}
+
+void TopicMapping::Private::declareMeta(const Meta &meta, bool again)
+{
+    reports.declare(meta.keyword, again);
+    if (!meta.value.isValid())
+        return;
+    SourceValue reported;
+    reported.path = meta.keyword.path;
+    reported.value = meta.value;
+    reports.report(reported);
+}
+
+// Removes those that a keyword no longer has.
+void TopicMapping::Private::removeMetas(const Keyword &before, const Keyword &now)
+{
+    QSet<QString> remaining;
+    const QList<Meta> metas = metaOf(now);
+    for (const Meta &meta : metas)
+        remaining.insert(meta.keyword.path);
+    const QList<Meta> previous = metaOf(before);
+    for (const Meta &meta : previous) {
+        if (!remaining.contains(meta.keyword.path))
+            reports.remove(meta.keyword.path);
     }
 }
 
-void TopicMapping::Private::removeMeta(const Keyword &keyword)
+void TopicMapping::Private::reportMeta(const Keyword &keyword, QLatin1String name)
 {
-    const auto metas = metaOf(keyword);
-    for (const auto &[meta, value] : metas)
-        reports.remove(meta.path);
+    if (!keyword.isReported)
+        return;
+    const auto meta = metaAt(metaPath(keyword.path, name));
+    if (!meta)
+        return;
+    SourceValue reported;
+    reported.path = meta->keyword.path;
+    reported.value = meta->value;
+    reports.report(reported);
 }
 
 void TopicMapping::Private::say(const QString &message)
@@ -844,6 +924,7 @@ void TopicMapping::Private::apply(const ConventionChange &change, Reader *reader
             if (declaration->rules.type() != ValueType::None)
                 old->type = declaration->rules.type();
             if (wasReported) {
+                removeMetas(before, *old);
                 declareNow(old, true);
                 reports.report(flags(*old));
             } else if (old->type != ValueType::None) {
@@ -873,10 +954,15 @@ void TopicMapping::Private::apply(const ConventionChange &change, Reader *reader
 void TopicMapping::Private::takeAvailability(Topic *topic, QByteArrayView payload)
 {
     for (const auto &[availability, index] : topic->availabilities) {
-        if (!takeState(availability, index, payload))
-            continue;
-        for (Keyword *const keyword : std::as_const(availability->keywords))
-            reportFlags(keyword);
+        const QString statusBefore = availability->status;
+        const bool isOther = takeState(availability, index, payload);
+        const bool isOtherStatus = options.meta && availability->status != statusBefore;
+        for (Keyword *const keyword : std::as_const(availability->keywords)) {
+            if (isOther)
+                reportFlags(keyword);
+            if (isOtherStatus)
+                reportMeta(*keyword, statusName);
+        }
     }
 }
 
@@ -897,6 +983,7 @@ bool TopicMapping::Private::takeState(Availability *availability, int index, QBy
                                         .value_or(QByteArray()));
         }
     }
+    availability->status = payload.isEmpty() ? QString() : word;
     signed char &state = availability->states[std::size_t(index)];
     if (payload.isEmpty() && !entry.online.contains(word) && !entry.offline.contains(word))
         state = -1; // the retained message was deleted
@@ -1009,6 +1096,8 @@ void TopicMapping::Private::update(Keyword *keyword, const Payload &payload, qin
     reported.value = std::move(value);
     reported.time = time > 0 ? time : messageTime;
     reports.report(std::move(reported));
+    if (std::exchange(keyword->time, time) != time)
+        reportMeta(*keyword, timeName);
 }
 
 // An empty retained message deletes the previous one. Before MQTT 5, an existing subscriber cannot
@@ -1395,6 +1484,7 @@ void TopicMapping::Private::takeOverAvailabilities(const Private &other)
         Availability *const availability = *it;
         if (const Availability *const before = other.availabilities.value(it.key())) {
             availability->states = before->states;
+            availability->status = before->status;
             availability->latest = before->latest;
             availability->isAvailable = before->isAvailable;
             continue;
@@ -1429,6 +1519,7 @@ void TopicMapping::Private::continueKeyword(Keyword *keyword, const Keyword &bef
     keyword->isMisfit = before.isMisfit;
     keyword->isGone = before.isGone;
     keyword->isExpired = before.isExpired;
+    keyword->time = settings.timeMember == old.timeMember ? before.time : 0;
     keyword->expires = before.expires;
     if (keyword->expires > 0)
         expiring.insert({keyword->expires, keyword});
@@ -1450,19 +1541,19 @@ void TopicMapping::Private::reportDifference(const Private &other)
 {
     QSet<QString> metas;
     for (const Keyword *const keyword : std::as_const(paths)) {
-        const auto ofKeyword = metaOf(*keyword);
-        for (const auto &[meta, value] : ofKeyword)
-            metas.insert(meta.path);
+        const QList<Meta> ofKeyword = metaOf(*keyword);
+        for (const Meta &meta : ofKeyword)
+            metas.insert(meta.keyword.path);
     }
     reports = {};
     for (const Keyword *const before : other.paths) {
         const Keyword *const keyword = paths.value(before->path);
         if (!keyword || !keyword->isContinued)
             reports.remove(before->path);
-        const auto ofKeyword = other.metaOf(*before);
-        for (const auto &[meta, value] : ofKeyword) {
-            if (!metas.contains(meta.path))
-                reports.remove(meta.path);
+        const QList<Meta> ofKeyword = other.metaOf(*before);
+        for (const Meta &meta : ofKeyword) {
+            if (!metas.contains(meta.keyword.path))
+                reports.remove(meta.keyword.path);
         }
     }
     for (Keyword *const keyword : std::as_const(paths)) {

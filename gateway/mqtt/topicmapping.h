@@ -35,7 +35,7 @@ struct MappingOptions
     QList<TopicKeyword> keywords; // declared keywords; topics may contain wildcards
     TopicAvailability availability; // of all keywords that do not declare their availability
     QList<DescribedBy> conventions;
-    bool meta = false; // units and limits are also served as keywords
+    bool meta = false; // units, limits, times, and states are also served as keywords
     bool labelUnit = false; // labels end with the unit
     bool isResynced = false; // copies of retained messages arrive repeatedly
 };

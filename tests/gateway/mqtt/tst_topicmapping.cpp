@@ -134,6 +134,8 @@ private Q_SLOTS:
     void messages_becomeKeywords_data();
     void missedCopy_isAsOldAsItMayBe();
     void messages_becomeKeywords();
+    void meta_returnsWhenItsTopicIsDeleted();
+    void meta_followsTheDescription();
     void emptyMessage_deletes_data();
     void emptyMessage_deletes();
     void filters_areSubscribedTo_data();
@@ -386,6 +388,56 @@ void tst_TopicMapping::messages_becomeKeywords_data()
         "\"meta\":true,\"keywords\":[{\"topic\":\"a\",\"type\":\"int\",\"unit\":\"m\","
         "\"range\":[0,null]}]",
         {"a=1"}, "/a:int=1 /a/Min:double=0 /a/Unit:string=\"m\"");
+    const QByteArray timed = R"("meta":true,"keywords":[{"topic":"a","value":"/v","time":"/at"}])";
+    row("time of a value", timed, {R"(a={"v":1,"at":1795331735.25})"},
+        R"(/a:double=1 /a/Time:string="2026-11-22T07:15:35.250Z")");
+    row("newer time", timed, {R"(a={"v":1,"at":1795331735})", R"(a={"v":1,"at":1795331736})"},
+        R"(/a:double=1 /a/Time:string="2026-11-22T07:15:36.000Z")");
+    row("value without a time", timed, {R"(a={"v":1,"at":1795331735})", R"(a={"v":2})"},
+        "/a:double=2 /a/Time:string=null");
+    const QByteArray status =
+        R"("meta":true,"keywords":[{"topic":"a","type":"int","available":{"topic":"is"}}])";
+    row("unknown status", status, {"a=1"}, "/a:int=1(away) /a/Status:string");
+    row("status", status, {"a=1", "is=online"}, R"(/a:int=1 /a/Status:string="online")");
+    row("status that is not a known word", status, {"a=1", "is=online", "is=asleep"},
+        R"(/a:int=1 /a/Status:string="asleep")");
+    row("deleted status", status, {"a=1", "is=online", "is="},
+        "/a:int=1(away) /a/Status:string=null");
+    const QByteArray covered =
+        R"("meta":true,"keywords":[{"topic":"a","type":"int","unit":"m"}],"topics":"#")";
+    row("topic with the name of a unit", covered, {"a=1", "a/Unit=7"}, "/a:int=1 /a/Unit:double=7");
+    row("keyword below such a topic", covered, {"a/Unit=7", "a=1"}, "/a:int=1 /a/Unit:double=7");
+}
+
+void tst_TopicMapping::meta_returnsWhenItsTopicIsDeleted()
+{
+    Mapped mapped(R"("meta":true,"keywords":[{"topic":"a","type":"int","unit":"m"}],"topics":"#")");
+    mapped.take("a", "1");
+    mapped.take("a/Unit", "7");
+    QCOMPARE(mapped.keywords.text(), q("/a:int=1 /a/Unit:double=7"));
+    mapped.take("a/Unit", "", true);
+    QCOMPARE(mapped.keywords.text(), q("/a:int=1 /a/Unit:string=\"m\""));
+}
+
+void tst_TopicMapping::meta_followsTheDescription()
+{
+    Mapped mapped(R"("meta":true,"conventions":"homie")");
+    const auto describe = [&](const QByteArray &members) {
+        mapped.take("homie/5/dev/$description",
+                    R"({"homie":"5.0","version":1,"nodes":{"n":{"properties":{"t":{)"
+                    R"("datatype":"float")"
+                        + members + "}}}}}");
+    };
+    mapped.take("homie/5/dev/$state", "init");
+    describe(R"(,"unit":"m","format":"0:9")");
+    mapped.take("homie/5/dev/n/t", "1");
+    QCOMPARE(mapped.keywords.text(),
+             q("/dev/n/t:double=1(away) /dev/n/t/Max:double=9 /dev/n/t/Min:double=0 "
+               "/dev/n/t/Status:string=\"init\" /dev/n/t/Unit:string=\"m\""));
+    mapped.take("homie/5/dev/$state", "sleeping");
+    describe("");
+    QCOMPARE(mapped.keywords.text(),
+             q("/dev/n/t:double=1(away) /dev/n/t/Status:string=\"sleeping\""));
 }
 
 void tst_TopicMapping::messages_becomeKeywords()
@@ -1021,6 +1073,11 @@ void tst_TopicMapping::otherMapping_handsOverWhatWasKnown_data()
         R"("available":{"topic":"+/is","online":"1","offline":"0"},)"
         R"("keywords":[{"topic":"{line}/a","type":"int"}])",
         {{"l/is", "1"}, {"l/a", "5"}, {"l/is", "0"}}, "/l/a:int=5(away)");
+    row("status and time",
+        R"("meta":true,"keywords":[{"topic":"a","value":"/v","time":"/at","type":"int",)"
+        R"("available":{"topic":"is"}}])",
+        {{"is", "online"}, {"a", R"({"v":1,"at":1795331735})"}},
+        R"(/a:int=1 /a/Status:string="online" /a/Time:string="2026-11-22T07:15:35.000Z")");
     row("a misfit", R"("keywords":[{"topic":"a","type":"int"}])", {{"a", "1"}, {"a", "x"}},
         "/a:int=1!");
     row("an error topic", R"("keywords":[{"topic":"a","type":"int","error":"a/error"}])",
