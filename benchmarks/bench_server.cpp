@@ -104,6 +104,7 @@ void decodeCreates(benchmark::State &state)
 {
     const int count = int(state.range(0));
     std::vector<QByteArray> commands;
+    commands.reserve(std::size_t(count));
     for (int i = 0; i < count; ++i)
         commands.push_back(createCommand(leveledName(i)));
     for (auto _ : state) {
@@ -151,6 +152,7 @@ void memoryOfValuesInAHash(benchmark::State &state)
 {
     const int count = int(state.range(0));
     std::vector<QString> names;
+    names.reserve(std::size_t(count));
     for (int i = 0; i < count; ++i)
         names.push_back(leveledName(i));
     for (auto _ : state) {
@@ -167,6 +169,7 @@ void memoryOfDeclaredKeywords(benchmark::State &state)
 {
     const int count = int(state.range(0));
     std::vector<KeywordServer::Keyword> keywords;
+    keywords.reserve(std::size_t(count));
     for (int i = 0; i < count; ++i)
         keywords.push_back(numbered(i));
     for (auto _ : state) {
@@ -184,6 +187,7 @@ void memoryOfWatchedKeywords(benchmark::State &state)
 {
     const int count = int(state.range(0));
     std::vector<KeywordServer::Keyword> keywords;
+    keywords.reserve(std::size_t(count));
     for (int i = 0; i < count; ++i)
         keywords.push_back(numbered(i));
     for (auto _ : state) {

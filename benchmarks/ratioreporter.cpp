@@ -235,7 +235,7 @@ void RatioReporter::ReportRuns(const std::vector<Run> &runs)
             figure = counter("p50");
         figures[name].push_back(figure);
         for (const auto &[counterName, value] : run.counters)
-            figures[name + '/' + counterName].push_back(value);
+            figures[std::string(name).append(1, '/').append(counterName)].push_back(value);
         std::fprintf(stderr, "%-52s %16.1f\n", name.c_str(), figure);
     }
 }
