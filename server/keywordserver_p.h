@@ -124,6 +124,8 @@ public:
     void noteRefusal(SessionState *session, const QString &path);
     bool takeRefusal(SessionState *session, const QString &path);
     void forget(quint64 id);
+    bool handOver(quint64 id, const PendingWrite &write, const QVariant &value);
+    void takeBack(quint64 id, const PendingWrite &write);
     void expireWrites();
 
     // Objects that are served
