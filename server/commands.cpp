@@ -433,7 +433,8 @@ void KeywordServer::Private::update(SessionState *session, const QJsonObject &pa
     session->writeBytes += write.bytes;
     node->extras->writes.insert(id);
     writes.emplace(id, write);
-    if (!writeTimer.isActive())
+    deadlines.emplace(write.deadline, id);
+    if (deadlines.cbegin()->second == id)
         writeTimer.start(limits.writeTime);
     const QPointer<KeywordServer> server(q);
     const WriteHandler handler = node->extras->writeHandler; // may replace itself
@@ -533,6 +534,7 @@ void KeywordServer::Private::forget(quint64 id)
     writeBytes -= found->second.bytes;
     if (SessionState *const session = writerOf(found->second))
         session->writeBytes -= found->second.bytes;
+    deadlines.erase({found->second.deadline, id});
     writes.erase(found);
 }
 
@@ -602,14 +604,13 @@ void KeywordServer::Private::decide(quint64 id, Decision decision, const QVarian
         refuse(write, QStringLiteral("refused"), reason);
 }
 
-// All writes have the same time limit: the first in the list is the first to expire.
 void KeywordServer::Private::expireWrites()
 {
     const QPointer<KeywordServer> server(q);
     const qint64 now = clock.elapsed();
-    while (server && !writes.empty() && writes.begin()->second.deadline <= now) {
-        const quint64 id = writes.begin()->first;
-        const PendingWrite write = writes.begin()->second;
+    while (server && !deadlines.empty() && deadlines.cbegin()->first <= now) {
+        const quint64 id = deadlines.cbegin()->second;
+        const PendingWrite write = writes.at(id);
         forget(id);
         ++counts.timedOutWrites;
         takeBack(id, write);
@@ -618,9 +619,9 @@ void KeywordServer::Private::expireWrites()
                    QStringLiteral("it was not decided in time"));
         }
     }
-    if (server && !writes.empty())
+    if (server && !deadlines.empty())
         writeTimer.start(
-            std::chrono::milliseconds(qMax<qint64>(1, writes.begin()->second.deadline - now)));
+            std::chrono::milliseconds(qMax<qint64>(1, deadlines.cbegin()->first - now)));
 }
 
 void KeywordServer::Private::audit(const PendingWrite &write, const QString &outcome,

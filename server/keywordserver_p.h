@@ -20,6 +20,8 @@
 #include <array>
 #include <deque>
 #include <map>
+#include <set>
+#include <utility>
 
 QT_BEGIN_NAMESPACE
 class QIODevice;
@@ -143,6 +145,7 @@ public:
     const std::shared_ptr<SendingBudget> budget = std::make_shared<SendingBudget>();
     QPointer<QIODevice> auditDevice;
     std::map<quint64, PendingWrite> writes;
+    std::set<std::pair<qint64, quint64>> deadlines; // of the writes, with their numbers
     quint64 lastWrite = 0;
     qint64 writeBytes = 0; // of all that are not decided
     QTimer writeTimer;

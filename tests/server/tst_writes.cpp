@@ -56,6 +56,7 @@ private Q_SLOTS:
     void first_decisionCounts();
     void forgotten_isRefused();
     void notDecided_timesOut();
+    void notDecided_timesOutInItsOwnTime();
     void assumed_isShownAtOnce();
     void assumed_isTakenBackWhenRefused();
     void assumed_isNotTakenBackOverANewerValue();
@@ -356,6 +357,30 @@ void tst_Writes::notDecided_timesOut()
     QCOMPARE(server->value(q("/p/v")), QVariant(10.0));
     client.update("/p/v", "27"); // the timer continues
     QTRY_COMPARE(client.seen.size(), 1);
+}
+
+// A new limit applies to the next writes, even if it is shorter.
+void tst_Writes::notDecided_timesOutInItsOwnTime()
+{
+    const auto setTime = [this](std::chrono::milliseconds time) {
+        Limits limits = server->limits();
+        limits.writeTime = time;
+        server->setLimits(limits);
+    };
+    keepRequests();
+    Client client(server.get());
+    setTime(10min);
+    client.update("/p/v", "25");
+    setTime(10ms);
+    client.update("/p/v", "26");
+    QTRY_COMPARE(server->statistics().timedOutWrites, quint64(1));
+    QVERIFY(requests[0].isPending());
+    QVERIFY(!requests[1].isPending());
+    client.update("/p/v", "27"); // the timer continues
+    QTRY_COMPARE(server->statistics().timedOutWrites, quint64(2));
+    QVERIFY(requests[0].isPending());
+    requests[0].accept();
+    QCOMPARE(server->value(q("/p/v")), QVariant(25.0));
 }
 
 void tst_Writes::assumed_isShownAtOnce()
