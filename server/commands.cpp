@@ -433,7 +433,8 @@ void KeywordServer::Private::update(SessionState *session, const QJsonObject &pa
     session->writeBytes += write.bytes;
     node->extras->writes.insert(id);
     writes.emplace(id, write);
-    if (!writeTimer.isActive())
+    deadlines.emplace(write.deadline, id);
+    if (deadlines.cbegin()->second == id)
         writeTimer.start(limits.writeTime);
     const QPointer<KeywordServer> server(q);
     const WriteHandler handler = node->extras->writeHandler; // may replace itself
@@ -533,7 +534,43 @@ void KeywordServer::Private::forget(quint64 id)
     writeBytes -= found->second.bytes;
     if (SessionState *const session = writerOf(found->second))
         session->writeBytes -= found->second.bytes;
+    deadlines.erase({found->second.deadline, id});
     writes.erase(found);
+}
+
+// The next assumed write was shown over this one: if it is refused as well, this value is shown.
+// Returns whether there is such a write.
+bool KeywordServer::Private::handOver(quint64 id, const PendingWrite &write, const QVariant &value)
+{
+    Node *const node = tree.find(write.path);
+    if (!write.isAssumed || !node || !node->extras)
+        return false;
+    const auto &pending = node->extras->writes;
+    const auto next = std::find_if(pending.upper_bound(id), pending.cend(),
+                                   [this](quint64 later) { return writes.at(later).isAssumed; });
+    if (next == pending.cend())
+        return false;
+    PendingWrite &later = writes.at(*next);
+    if (later.before != write.value)
+        return true; // another value was reported before it
+    const qint64 more = bytesOf(value) - bytesOf(later.before);
+    later.before = value;
+    later.bytes += more;
+    writeBytes += more;
+    if (SessionState *const writer = writerOf(later))
+        writer->writeBytes += more;
+    return true;
+}
+
+// Shows the value again that was there before an assumed write.
+void KeywordServer::Private::takeBack(quint64 id, const PendingWrite &write)
+{
+    const Node *const node = tree.find(write.path);
+    if (!write.isAssumed || !node || !node->declared || handOver(id, write, write.before))
+        return;
+    const bool isReplaced = node->extras && node->extras->lastAccepted > id;
+    if (!isReplaced && node->value == write.value)
+        q->setValue(write.path, write.before);
 }
 
 void KeywordServer::Private::decide(quint64 id, Decision decision, const QVariant &value,
@@ -550,41 +587,41 @@ void KeywordServer::Private::decide(quint64 id, Decision decision, const QVarian
         return;
     }
     if (decision == Decision::AcceptedAsReported) {
+        node->more().lastAccepted = qMax(node->more().lastAccepted, id);
         accepted(write, node->value);
         return;
     }
     if (decision == Decision::Accepted && server::fits(value, node->type)) {
+        node->more().lastAccepted = qMax(node->more().lastAccepted, id);
+        handOver(id, write, asType(value, node->type));
         write.value = value;
         store(write);
         return;
     }
     const QPointer<KeywordServer> server(q);
-    if (write.isAssumed && node->value == write.value)
-        q->setValue(write.path, write.before);
+    takeBack(id, write);
     if (server)
         refuse(write, QStringLiteral("refused"), reason);
 }
 
-// All writes have the same time limit: the first in the list is the first to expire.
 void KeywordServer::Private::expireWrites()
 {
     const QPointer<KeywordServer> server(q);
     const qint64 now = clock.elapsed();
-    while (server && !writes.empty() && writes.begin()->second.deadline <= now) {
-        const PendingWrite write = writes.begin()->second;
-        forget(writes.begin()->first);
+    while (server && !deadlines.empty() && deadlines.cbegin()->first <= now) {
+        const quint64 id = deadlines.cbegin()->second;
+        const PendingWrite write = writes.at(id);
+        forget(id);
         ++counts.timedOutWrites;
-        Node *const node = tree.find(write.path);
-        if (write.isAssumed && node && node->declared && node->value == write.value)
-            q->setValue(write.path, write.before);
+        takeBack(id, write);
         if (server) {
             refuse(write, QStringLiteral("timed out"),
                    QStringLiteral("it was not decided in time"));
         }
     }
-    if (server && !writes.empty())
+    if (server && !deadlines.empty())
         writeTimer.start(
-            std::chrono::milliseconds(qMax<qint64>(1, writes.begin()->second.deadline - now)));
+            std::chrono::milliseconds(qMax<qint64>(1, deadlines.cbegin()->first - now)));
 }
 
 void KeywordServer::Private::audit(const PendingWrite &write, const QString &outcome,

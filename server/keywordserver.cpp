@@ -934,6 +934,7 @@ void KeywordServer::clear()
         session->bytes = session->writeBytes = 0;
     }
     d->writes.clear();
+    d->deadlines.clear();
     d->writeBytes = 0;
     d->tree.clear();
     d->counts.watchedKeywords = 0;

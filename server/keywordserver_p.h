@@ -20,6 +20,8 @@
 #include <array>
 #include <deque>
 #include <map>
+#include <set>
+#include <utility>
 
 QT_BEGIN_NAMESPACE
 class QIODevice;
@@ -124,6 +126,8 @@ public:
     void noteRefusal(SessionState *session, const QString &path);
     bool takeRefusal(SessionState *session, const QString &path);
     void forget(quint64 id);
+    bool handOver(quint64 id, const PendingWrite &write, const QVariant &value);
+    void takeBack(quint64 id, const PendingWrite &write);
     void expireWrites();
 
     // Objects that are served
@@ -141,6 +145,7 @@ public:
     const std::shared_ptr<SendingBudget> budget = std::make_shared<SendingBudget>();
     QPointer<QIODevice> auditDevice;
     std::map<quint64, PendingWrite> writes;
+    std::set<std::pair<qint64, quint64>> deadlines; // of the writes, with their numbers
     quint64 lastWrite = 0;
     qint64 writeBytes = 0; // of all that are not decided
     QTimer writeTimer;

@@ -35,6 +35,7 @@ struct NodeExtras
     // Clients can cause very many of both.
     std::set<Aggregate *, ByAge> aggregates; // of which this is a child
     std::set<quint64> writes; // that are not decided yet, in their order
+    quint64 lastAccepted = 0; // of all writes
 };
 
 // The data of a path: a declared keyword, an inner level, or only its subscribers. A node without

@@ -7,6 +7,7 @@
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
+#include <algorithm>
 #include <functional>
 #include <vector>
 
@@ -55,9 +56,16 @@ private Q_SLOTS:
     void first_decisionCounts();
     void forgotten_isRefused();
     void notDecided_timesOut();
+    void notDecided_timesOutInItsOwnTime();
     void assumed_isShownAtOnce();
     void assumed_isTakenBackWhenRefused();
     void assumed_isNotTakenBackOverANewerValue();
+    void assumed_severalAreTakenBackInAnyOrder_data();
+    void assumed_severalAreTakenBackInAnyOrder();
+    void assumed_severalExpire();
+    void assumed_isNotTakenBackOverALaterOne();
+    void assumed_isNotTakenBackOverOneThatWasAccepted();
+    void assumed_isTakenBackToAValueThatWasReported();
     void assumed_endsARefusalOnce();
     void withoutAHandler_theServerKeepsTheValue();
     void session_mayLeaveMeanwhile();
@@ -351,6 +359,30 @@ void tst_Writes::notDecided_timesOut()
     QTRY_COMPARE(client.seen.size(), 1);
 }
 
+// A new limit applies to the next writes, even if it is shorter.
+void tst_Writes::notDecided_timesOutInItsOwnTime()
+{
+    const auto setTime = [this](std::chrono::milliseconds time) {
+        Limits limits = server->limits();
+        limits.writeTime = time;
+        server->setLimits(limits);
+    };
+    keepRequests();
+    Client client(server.get());
+    setTime(10min);
+    client.update("/p/v", "25");
+    setTime(10ms);
+    client.update("/p/v", "26");
+    QTRY_COMPARE(server->statistics().timedOutWrites, quint64(1));
+    QVERIFY(requests[0].isPending());
+    QVERIFY(!requests[1].isPending());
+    client.update("/p/v", "27"); // the timer continues
+    QTRY_COMPARE(server->statistics().timedOutWrites, quint64(2));
+    QVERIFY(requests[0].isPending());
+    requests[0].accept();
+    QCOMPARE(server->value(q("/p/v")), QVariant(25.0));
+}
+
 void tst_Writes::assumed_isShownAtOnce()
 {
     keepRequests(true);
@@ -386,6 +418,93 @@ void tst_Writes::assumed_isNotTakenBackOverANewerValue()
     server->setValue(q("/p/v"), 30.0);
     requests[0].refuse();
     QCOMPARE(server->value(q("/p/v")), QVariant(30.0));
+}
+
+void tst_Writes::assumed_severalAreTakenBackInAnyOrder_data()
+{
+    QTest::addColumn<QList<int>>("order");
+    QTest::addColumn<bool>("relative");
+    for (const bool relative : {false, true}) {
+        QList<int> order {0, 1, 2};
+        do {
+            QTest::addRow("%d %d %d%s", order[0], order[1], order[2], relative ? ", relative" : "")
+                << order << relative;
+        } while (std::next_permutation(order.begin(), order.end()));
+    }
+}
+
+// Each of them was shown over the previous one, which may be refused first.
+void tst_Writes::assumed_severalAreTakenBackInAnyOrder()
+{
+    QFETCH(QList<int>, order);
+    QFETCH(bool, relative);
+    keepRequests(true);
+    Client client(server.get());
+    for (const char *value : {"20", "30", "40"})
+        client.update("/p/v", relative ? "10" : value, relative);
+    QCOMPARE(server->value(q("/p/v")), QVariant(40.0));
+    for (const int number : std::as_const(order)) {
+        QVERIFY(server->value(q("/p/v")) != QVariant(10.0));
+        requests[std::size_t(number)].refuse();
+    }
+    QCOMPARE(server->value(q("/p/v")), QVariant(10.0));
+}
+
+void tst_Writes::assumed_severalExpire()
+{
+    Limits limits = server->limits();
+    limits.writeTime = 10ms;
+    server->setLimits(limits);
+    keepRequests(true);
+    Client client(server.get());
+    for (const char *value : {"20", "30", "40"})
+        client.update("/p/v", value);
+    QTRY_COMPARE(server->statistics().timedOutWrites, quint64(3));
+    QCOMPARE(server->value(q("/p/v")), QVariant(10.0));
+}
+
+// Even if it is the same value.
+void tst_Writes::assumed_isNotTakenBackOverALaterOne()
+{
+    keepRequests(true);
+    Client client(server.get());
+    for (const char *value : {"20", "30", "20"})
+        client.update("/p/v", value);
+    requests[0].refuse();
+    QCOMPARE(server->value(q("/p/v")), QVariant(20.0));
+    requests[2].refuse();
+    QCOMPARE(server->value(q("/p/v")), QVariant(30.0));
+    requests[1].refuse();
+    QCOMPARE(server->value(q("/p/v")), QVariant(10.0));
+}
+
+void tst_Writes::assumed_isNotTakenBackOverOneThatWasAccepted()
+{
+    keepRequests(true);
+    Client client(server.get());
+    client.update("/p/v", "20");
+    client.update("/p/v", "20");
+    requests[1].accept();
+    requests[0].refuse();
+    QCOMPARE(server->value(q("/p/v")), QVariant(20.0));
+
+    client.update("/p/v", "30");
+    client.update("/p/v", "40");
+    requests[2].accept(40); // what the source made of it
+    requests[3].refuse();
+    QCOMPARE(server->value(q("/p/v")), QVariant(40.0));
+}
+
+void tst_Writes::assumed_isTakenBackToAValueThatWasReported()
+{
+    keepRequests(true);
+    Client client(server.get());
+    client.update("/p/v", "20");
+    server->setValue(q("/p/v"), 15.0);
+    client.update("/p/v", "30");
+    requests[0].refuse();
+    requests[1].refuse();
+    QCOMPARE(server->value(q("/p/v")), QVariant(15.0));
 }
 
 void tst_Writes::assumed_endsARefusalOnce()
