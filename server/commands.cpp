@@ -158,6 +158,7 @@ void KeywordServer::Private::create(SessionState *session, const QString &keywor
             node->version = ++lastVersion; // one that is an aggregate's child may have none, too
         watch = new Watch {node, session, keyword == path ? node->path : keyword};
         watch->hidden = !session->mayRead(path);
+        watch->showsLabel = labelledFor(*session, path);
         watch->bytes = quint32(watchBytes);
         link(node, watch);
         session->watches.insert(watch->keyword, watch);

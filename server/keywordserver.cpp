@@ -12,6 +12,7 @@
 #include <QtCore/QSet>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace pellix::server {
@@ -127,12 +128,20 @@ Record KeywordServer::Private::formed(const SessionState *session, const QString
 
 Record KeywordServer::Private::labelRecord(const SessionState *session, const QString &path)
 {
-    Node *const labelled = tree.find(path.chopped(labelSuffix.size()));
     Record record {QString(QLatin1String("")), Type::String, true, true, true, false, true};
-    if (labelled && labelled->extras && !labelled->extras->label.isEmpty()
-        && isVisible(*session, labelled))
+    if (Node *const labelled = labelledFor(*session, path))
         record.value = labelled->extras->label;
     return record;
+}
+
+// What the path of a label is the label of, if it has one that the session may read; or null.
+Node *KeywordServer::Private::labelledFor(const SessionState &session, const QString &path)
+{
+    if (!path.endsWith(labelSuffix))
+        return nullptr;
+    Node *const labelled = tree.find(path.chopped(labelSuffix.size()));
+    const bool isLabelled = labelled && labelled->extras && !labelled->extras->label.isEmpty();
+    return isLabelled && isVisible(session, labelled) ? labelled : nullptr;
 }
 
 // Whether the session finds the node when it lists what there is.
@@ -320,18 +329,62 @@ void KeywordServer::Private::formThoseBehind()
     sendAll();
 }
 
+// The text of the label is another one.
 void KeywordServer::Private::labelChanged(const QString &path)
 {
     Node *const node = tree.find(path + labelSuffix);
-    if (!node || node->declared)
+    if (!node)
         return;
     node->version = ++lastVersion;
-    Node *const labelled = tree.find(path);
     for (Watch *watch = node->watches; watch; watch = watch->next) {
-        if (!labelled || isVisible(*watch->session, labelled))
+        const bool showedLabel = watch->showsLabel;
+        watch->showsLabel = labelledFor(*watch->session, node->path);
+        if ((showedLabel || watch->showsLabel) && !watch->showsKeyword())
             enqueue(watch);
     }
+    if (node->extras)
+        changed({node->extras->aggregates.cbegin(), node->extras->aggregates.cend()});
     sendAll();
+}
+
+// Labels on the way from a keyword that is listed to the top: whether they can be read depends on
+// the keyword. Such nodes are never dropped.
+std::vector<Node *> KeywordServer::Private::labelledAbove(Node *node)
+{
+    std::vector<Node *> labelled;
+    for (Node *level = node; level && level != tree.root(); level = level->parent) {
+        if (level->extras && !level->extras->label.isEmpty())
+            labelled.push_back(level);
+    }
+    return labelled;
+}
+
+// A keyword below these levels has been declared or removed. Sessions that may not read it must not
+// notice that.
+void KeywordServer::Private::visibilityChanged(const std::vector<Node *> &labelled,
+                                               const QString &keyword, bool isDeclared)
+{
+    for (const Node *const level : labelled) {
+        Node *const node = tree.find(level->path + labelSuffix);
+        if (!node)
+            continue;
+        node->version = ++lastVersion;
+        for (Watch *watch = node->watches; watch; watch = watch->next) {
+            if (watch->showsLabel == isDeclared || !watch->session->mayRead(keyword))
+                continue;
+            watch->showsLabel = labelledFor(*watch->session, node->path);
+            if (watch->showsLabel == isDeclared && !watch->showsKeyword())
+                enqueue(watch);
+        }
+        if (!node->extras)
+            continue;
+        std::vector<Aggregate *> over;
+        std::copy_if(node->extras->aggregates.cbegin(), node->extras->aggregates.cend(),
+                     std::back_inserter(over), [&](const Aggregate *aggregate) {
+                         return aggregate->session->mayRead(keyword);
+                     });
+        changed(std::move(over));
+    }
 }
 
 // Marks a keyword of a session as changed. Its value is looked up when there is room for it.
@@ -489,9 +542,11 @@ void KeywordServer::Private::updateRights(SessionState *session)
         session->updateRights(aggregate);
     for (Watch *const watch : std::as_const(session->watches)) {
         const bool hidden = !session->mayRead(watch->node->path);
-        if (hidden == watch->hidden && !watch->node->path.endsWith(labelSuffix))
+        const bool showsLabel = labelledFor(*session, watch->node->path);
+        if (hidden == watch->hidden && showsLabel == watch->showsLabel)
             continue;
         watch->hidden = hidden;
+        watch->showsLabel = showsLabel;
         enqueue(watch);
     }
     changed(std::move(aggregates), Forming::Now);
@@ -867,6 +922,7 @@ bool KeywordServer::declare(const Keyword &keyword)
     }
 
     node = d->tree.ensure(path);
+    const bool isNew = !node->declared;
     const bool newLabel = !keyword.label.isEmpty() && node->more().label != keyword.label;
     if (newLabel)
         node->extras->label = keyword.label;
@@ -883,6 +939,8 @@ bool KeywordServer::declare(const Keyword &keyword)
     d->changed(node);
     if (newLabel)
         d->labelChanged(path);
+    if (isNew)
+        d->visibilityChanged(d->labelledAbove(node), path, true);
     --d->batch;
     d->sendAll();
     return true;
@@ -903,10 +961,12 @@ bool KeywordServer::remove(const QString &path)
         node->extras->label.clear();
     }
     node->value.clear();
+    const std::vector<Node *> labelled = d->labelledAbove(node);
     d->tree.undeclare(node);
     ++d->batch;
     d->changed(node);
     d->labelChanged(normalized);
+    d->visibilityChanged(labelled, normalized, false);
     d->tree.drop(node);
     --d->batch;
     d->sendAll();

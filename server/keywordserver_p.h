@@ -62,6 +62,7 @@ public:
     Record record(const SessionState *session, const Aggregate::Child &child);
     Record formed(const SessionState *session, const QString &path);
     Record labelRecord(const SessionState *session, const QString &path);
+    Node *labelledFor(const SessionState &session, const QString &path);
     Record aggregateRecord(Aggregate &aggregate);
     Record aggregated(Aggregate &aggregate);
     bool isVisible(const SessionState &session, Node *node);
@@ -78,6 +79,9 @@ public:
     bool hasTimeFor(SessionState *session);
     void formThoseBehind();
     void labelChanged(const QString &path);
+    std::vector<Node *> labelledAbove(Node *node);
+    void visibilityChanged(const std::vector<Node *> &labelled, const QString &keyword,
+                           bool isDeclared);
     void tell(Node *node);
     void tell(Aggregate &aggregate);
     enum class Place {
