@@ -137,8 +137,11 @@ void KeywordServer::Private::create(SessionState *session, const QString &keywor
     }
 
     Node *const known = tree.find(path);
+    // Counted only by what the session may know; otherwise, it could find out by the limit whether
+    // there is a node.
+    const bool isShown = known && known->declared && session->mayRead(path);
     const qint64 watchBytes =
-        watch ? 0 : bytesOfWatch + bytesOf(keyword) + (known ? 0 : bytesOfNode + bytesOf(path));
+        watch ? 0 : bytesOfWatch + bytesOf(keyword) + (isShown ? 0 : bytesOfNode + bytesOf(path));
     if (session->limited
         && ((!watch && session->watches.size() >= limits.watchedKeywords)
             || children.size() > limits.aggregatedKeywords
