@@ -73,6 +73,31 @@ QVariant sum(double a, double b)
     return std::isfinite(a + b) ? QVariant(a + b) : QVariant();
 }
 
+// C0 is escaped already.
+bool mayDeceive(QChar character)
+{
+    const char16_t code = character.unicode();
+    return (code >= 0x7F && code <= 0x9F) // DEL and C1
+        || code == 0x061C || code == 0x200E || code == 0x200F // directions of text
+        || (code >= 0x2028 && code <= 0x202E) // ends of lines, and directions
+        || (code >= 0x2066 && code <= 0x2069);
+}
+
+// Clients choose paths and values, and people read them in terminals and editors.
+QByteArray auditLine(const QJsonObject &object)
+{
+    const QString text = QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+    QString line;
+    line.reserve(text.size() + 1);
+    for (const QChar character : text) {
+        if (mayDeceive(character)) // which is within a string
+            line += QStringLiteral("\\u%1").arg(character.unicode(), 4, 16, QLatin1Char('0'));
+        else
+            line += character;
+    }
+    return line.toUtf8() + '\n';
+}
+
 // In the order in which they came.
 void link(Node *node, Watch *watch)
 {
@@ -609,7 +634,20 @@ void KeywordServer::Private::audit(const PendingWrite &write, const QString &out
         line.insert(QStringLiteral("change"), QJsonValue::fromVariant(write.change));
     if (!reason.isEmpty())
         line.insert(QStringLiteral("reason"), reason);
-    auditDevice->write(QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n');
+    auditDevice->write(auditLine(line));
+}
+
+// Writes that nobody can decide any more. Their clients are not told.
+void KeywordServer::Private::discard(const std::map<quint64, PendingWrite> &discarded,
+                                     const QString &reason)
+{
+    counts.refusedWrites += discarded.size();
+    const QPointer<KeywordServer> server(q);
+    for (const auto &[id, write] : discarded) {
+        if (!server)
+            return;
+        audit(write, QStringLiteral("refused"), reason);
+    }
 }
 
 void KeywordServer::Private::index(SessionState *session, const QJsonObject &payload)

@@ -896,9 +896,13 @@ KeywordServer::KeywordServer(QObject *parent) : QObject(parent), d(std::make_uni
 { }
 
 /*!
-    Destroys the server. Its sessions continue to exist, but do not reply any more.
+    Destroys the server. Its sessions continue to exist, but do not reply any more. Pending writes
+    are discarded, and the audit device receives a line for each.
 */
-KeywordServer::~KeywordServer() = default;
+KeywordServer::~KeywordServer()
+{
+    d->discard(std::exchange(d->writes, {}), QStringLiteral("the server was closed"));
+}
 
 /*!
     Declares \a keyword, or replaces the declaration with the same path. The existing write handler
@@ -975,11 +979,13 @@ bool KeywordServer::remove(const QString &path)
 
 /*!
     Removes all keywords, labels, and subscriptions, like a restart. Sessions stay open and are not
-    notified. Pending writes are discarded, and objects are no longer served. Roles are kept.
+    notified. Pending writes are discarded, and the audit device receives a line for each. Objects
+    are no longer served. Roles are kept.
 */
 void KeywordServer::clear()
 {
     d->served.clear();
+    const std::map<quint64, PendingWrite> discarded = d->writes;
     const QStringList requested = requestedKeywords({});
     for (const QString &path : requested)
         d->noteReleased(path);
@@ -997,6 +1003,7 @@ void KeywordServer::clear()
     d->writeBytes = 0;
     d->tree.clear();
     d->counts.watchedKeywords = 0;
+    d->discard(discarded, QStringLiteral("the server was cleared"));
 }
 
 /*!
@@ -1179,8 +1186,9 @@ void KeywordServer::setWriteCheck(const QString &path, const WriteCheck &check)
 /*!
     Sets \a device as the audit device. For each write of a client, the server writes one line of
     JSON to it: the time in UTC, the name, address, and role of the session, the keyword, the value,
-    the outcome ("accepted", "refused", or "timed out"), and the reason. Control characters are
-    escaped. The default is null, for no audit.
+    the outcome ("accepted", "refused", or "timed out"), and the reason. Control characters, line
+    separators, and characters that change the direction of text are escaped. The default is null,
+    for no audit.
 
     The device must be open. The server does not own it, and it may be destroyed at any time.
 */

@@ -123,6 +123,7 @@ public:
     void accepted(const PendingWrite &write, const QVariant &value);
     void decide(quint64 id, Decision decision, const QVariant &value, const QString &reason);
     void audit(const PendingWrite &write, const QString &outcome, const QString &reason);
+    void discard(const std::map<quint64, PendingWrite> &discarded, const QString &reason);
     SessionState *writerOf(const PendingWrite &write) const;
     bool hasRoomFor(const PendingWrite &write) const;
     void noteRefusal(SessionState *session, const QString &path);
