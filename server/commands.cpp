@@ -73,6 +73,31 @@ QVariant sum(double a, double b)
     return std::isfinite(a + b) ? QVariant(a + b) : QVariant();
 }
 
+// C0 is escaped already.
+bool mayDeceive(QChar character)
+{
+    const char16_t code = character.unicode();
+    return (code >= 0x7F && code <= 0x9F) // DEL and C1
+        || code == 0x061C || code == 0x200E || code == 0x200F // directions of text
+        || (code >= 0x2028 && code <= 0x202E) // ends of lines, and directions
+        || (code >= 0x2066 && code <= 0x2069);
+}
+
+// Clients choose paths and values, and people read them in terminals and editors.
+QByteArray auditLine(const QJsonObject &object)
+{
+    const QString text = QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+    QString line;
+    line.reserve(text.size() + 1);
+    for (const QChar character : text) {
+        if (mayDeceive(character)) // which is within a string
+            line += QStringLiteral("\\u%1").arg(character.unicode(), 4, 16, QLatin1Char('0'));
+        else
+            line += character;
+    }
+    return line.toUtf8() + '\n';
+}
+
 // In the order in which they came.
 void link(Node *node, Watch *watch)
 {
@@ -137,8 +162,11 @@ void KeywordServer::Private::create(SessionState *session, const QString &keywor
     }
 
     Node *const known = tree.find(path);
+    // Counted only by what the session may know; otherwise, it could find out by the limit whether
+    // there is a node.
+    const bool isShown = known && known->declared && session->mayRead(path);
     const qint64 watchBytes =
-        watch ? 0 : bytesOfWatch + bytesOf(keyword) + (known ? 0 : bytesOfNode + bytesOf(path));
+        watch ? 0 : bytesOfWatch + bytesOf(keyword) + (isShown ? 0 : bytesOfNode + bytesOf(path));
     if (session->limited
         && ((!watch && session->watches.size() >= limits.watchedKeywords)
             || children.size() > limits.aggregatedKeywords
@@ -158,6 +186,7 @@ void KeywordServer::Private::create(SessionState *session, const QString &keywor
             node->version = ++lastVersion; // one that is an aggregate's child may have none, too
         watch = new Watch {node, session, keyword == path ? node->path : keyword};
         watch->hidden = !session->mayRead(path);
+        watch->showsLabel = labelledFor(*session, path);
         watch->bytes = quint32(watchBytes);
         link(node, watch);
         session->watches.insert(watch->keyword, watch);
@@ -642,7 +671,20 @@ void KeywordServer::Private::audit(const PendingWrite &write, const QString &out
         line.insert(QStringLiteral("change"), QJsonValue::fromVariant(write.change));
     if (!reason.isEmpty())
         line.insert(QStringLiteral("reason"), reason);
-    auditDevice->write(QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n');
+    auditDevice->write(auditLine(line));
+}
+
+// Writes that nobody can decide any more. Their clients are not told.
+void KeywordServer::Private::discard(const std::map<quint64, PendingWrite> &discarded,
+                                     const QString &reason)
+{
+    counts.refusedWrites += discarded.size();
+    const QPointer<KeywordServer> server(q);
+    for (const auto &[id, write] : discarded) {
+        if (!server)
+            return;
+        audit(write, QStringLiteral("refused"), reason);
+    }
 }
 
 void KeywordServer::Private::index(SessionState *session, const QJsonObject &payload)

@@ -12,6 +12,7 @@
 #include <QtCore/QSet>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace pellix::server {
@@ -127,12 +128,20 @@ Record KeywordServer::Private::formed(const SessionState *session, const QString
 
 Record KeywordServer::Private::labelRecord(const SessionState *session, const QString &path)
 {
-    Node *const labelled = tree.find(path.chopped(labelSuffix.size()));
     Record record {QString(QLatin1String("")), Type::String, true, true, true, false, true};
-    if (labelled && labelled->extras && !labelled->extras->label.isEmpty()
-        && isVisible(*session, labelled))
+    if (Node *const labelled = labelledFor(*session, path))
         record.value = labelled->extras->label;
     return record;
+}
+
+// What the path of a label is the label of, if it has one that the session may read; or null.
+Node *KeywordServer::Private::labelledFor(const SessionState &session, const QString &path)
+{
+    if (!path.endsWith(labelSuffix))
+        return nullptr;
+    Node *const labelled = tree.find(path.chopped(labelSuffix.size()));
+    const bool isLabelled = labelled && labelled->extras && !labelled->extras->label.isEmpty();
+    return isLabelled && isVisible(session, labelled) ? labelled : nullptr;
 }
 
 // Whether the session finds the node when it lists what there is.
@@ -320,18 +329,62 @@ void KeywordServer::Private::formThoseBehind()
     sendAll();
 }
 
+// The text of the label is another one.
 void KeywordServer::Private::labelChanged(const QString &path)
 {
     Node *const node = tree.find(path + labelSuffix);
-    if (!node || node->declared)
+    if (!node)
         return;
     node->version = ++lastVersion;
-    Node *const labelled = tree.find(path);
     for (Watch *watch = node->watches; watch; watch = watch->next) {
-        if (!labelled || isVisible(*watch->session, labelled))
+        const bool showedLabel = watch->showsLabel;
+        watch->showsLabel = labelledFor(*watch->session, node->path);
+        if ((showedLabel || watch->showsLabel) && !watch->showsKeyword())
             enqueue(watch);
     }
+    if (node->extras)
+        changed({node->extras->aggregates.cbegin(), node->extras->aggregates.cend()});
     sendAll();
+}
+
+// Labels on the way from a keyword that is listed to the top: whether they can be read depends on
+// the keyword. Such nodes are never dropped.
+std::vector<Node *> KeywordServer::Private::labelledAbove(Node *node)
+{
+    std::vector<Node *> labelled;
+    for (Node *level = node; level && level != tree.root(); level = level->parent) {
+        if (level->extras && !level->extras->label.isEmpty())
+            labelled.push_back(level);
+    }
+    return labelled;
+}
+
+// A keyword below these levels has been declared or removed. Sessions that may not read it must not
+// notice that.
+void KeywordServer::Private::visibilityChanged(const std::vector<Node *> &labelled,
+                                               const QString &keyword, bool isDeclared)
+{
+    for (const Node *const level : labelled) {
+        Node *const node = tree.find(level->path + labelSuffix);
+        if (!node)
+            continue;
+        node->version = ++lastVersion;
+        for (Watch *watch = node->watches; watch; watch = watch->next) {
+            if (watch->showsLabel == isDeclared || !watch->session->mayRead(keyword))
+                continue;
+            watch->showsLabel = labelledFor(*watch->session, node->path);
+            if (watch->showsLabel == isDeclared && !watch->showsKeyword())
+                enqueue(watch);
+        }
+        if (!node->extras)
+            continue;
+        std::vector<Aggregate *> over;
+        std::copy_if(node->extras->aggregates.cbegin(), node->extras->aggregates.cend(),
+                     std::back_inserter(over), [&](const Aggregate *aggregate) {
+                         return aggregate->session->mayRead(keyword);
+                     });
+        changed(std::move(over));
+    }
 }
 
 // Marks a keyword of a session as changed. Its value is looked up when there is room for it.
@@ -489,9 +542,11 @@ void KeywordServer::Private::updateRights(SessionState *session)
         session->updateRights(aggregate);
     for (Watch *const watch : std::as_const(session->watches)) {
         const bool hidden = !session->mayRead(watch->node->path);
-        if (hidden == watch->hidden && !watch->node->path.endsWith(labelSuffix))
+        const bool showsLabel = labelledFor(*session, watch->node->path);
+        if (hidden == watch->hidden && showsLabel == watch->showsLabel)
             continue;
         watch->hidden = hidden;
+        watch->showsLabel = showsLabel;
         enqueue(watch);
     }
     changed(std::move(aggregates), Forming::Now);
@@ -841,9 +896,13 @@ KeywordServer::KeywordServer(QObject *parent) : QObject(parent), d(std::make_uni
 { }
 
 /*!
-    Destroys the server. Its sessions continue to exist, but do not reply any more.
+    Destroys the server. Its sessions continue to exist, but do not reply any more. Pending writes
+    are discarded, and the audit device receives a line for each.
 */
-KeywordServer::~KeywordServer() = default;
+KeywordServer::~KeywordServer()
+{
+    d->discard(std::exchange(d->writes, {}), QStringLiteral("the server was closed"));
+}
 
 /*!
     Declares \a keyword, or replaces the declaration with the same path. The existing write handler
@@ -867,6 +926,7 @@ bool KeywordServer::declare(const Keyword &keyword)
     }
 
     node = d->tree.ensure(path);
+    const bool isNew = !node->declared;
     const bool newLabel = !keyword.label.isEmpty() && node->more().label != keyword.label;
     if (newLabel)
         node->extras->label = keyword.label;
@@ -883,6 +943,8 @@ bool KeywordServer::declare(const Keyword &keyword)
     d->changed(node);
     if (newLabel)
         d->labelChanged(path);
+    if (isNew)
+        d->visibilityChanged(d->labelledAbove(node), path, true);
     --d->batch;
     d->sendAll();
     return true;
@@ -903,10 +965,12 @@ bool KeywordServer::remove(const QString &path)
         node->extras->label.clear();
     }
     node->value.clear();
+    const std::vector<Node *> labelled = d->labelledAbove(node);
     d->tree.undeclare(node);
     ++d->batch;
     d->changed(node);
     d->labelChanged(normalized);
+    d->visibilityChanged(labelled, normalized, false);
     d->tree.drop(node);
     --d->batch;
     d->sendAll();
@@ -915,11 +979,13 @@ bool KeywordServer::remove(const QString &path)
 
 /*!
     Removes all keywords, labels, and subscriptions, like a restart. Sessions stay open and are not
-    notified. Pending writes are discarded, and objects are no longer served. Roles are kept.
+    notified. Pending writes are discarded, and the audit device receives a line for each. Objects
+    are no longer served. Roles are kept.
 */
 void KeywordServer::clear()
 {
     d->served.clear();
+    const std::map<quint64, PendingWrite> discarded = d->writes;
     const QStringList requested = requestedKeywords({});
     for (const QString &path : requested)
         d->noteReleased(path);
@@ -938,6 +1004,7 @@ void KeywordServer::clear()
     d->writeBytes = 0;
     d->tree.clear();
     d->counts.watchedKeywords = 0;
+    d->discard(discarded, QStringLiteral("the server was cleared"));
 }
 
 /*!
@@ -1120,8 +1187,9 @@ void KeywordServer::setWriteCheck(const QString &path, const WriteCheck &check)
 /*!
     Sets \a device as the audit device. For each write of a client, the server writes one line of
     JSON to it: the time in UTC, the name, address, and role of the session, the keyword, the value,
-    the outcome ("accepted", "refused", or "timed out"), and the reason. Control characters are
-    escaped. The default is null, for no audit.
+    the outcome ("accepted", "refused", or "timed out"), and the reason. Control characters, line
+    separators, and characters that change the direction of text are escaped. The default is null,
+    for no audit.
 
     The device must be open. The server does not own it, and it may be destroyed at any time.
 */

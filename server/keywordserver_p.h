@@ -64,6 +64,7 @@ public:
     Record record(const SessionState *session, const Aggregate::Child &child);
     Record formed(const SessionState *session, const QString &path);
     Record labelRecord(const SessionState *session, const QString &path);
+    Node *labelledFor(const SessionState &session, const QString &path);
     Record aggregateRecord(Aggregate &aggregate);
     Record aggregated(Aggregate &aggregate);
     bool isVisible(const SessionState &session, Node *node);
@@ -80,6 +81,9 @@ public:
     bool hasTimeFor(SessionState *session);
     void formThoseBehind();
     void labelChanged(const QString &path);
+    std::vector<Node *> labelledAbove(Node *node);
+    void visibilityChanged(const std::vector<Node *> &labelled, const QString &keyword,
+                           bool isDeclared);
     void tell(Node *node);
     void tell(Aggregate &aggregate);
     enum class Place {
@@ -121,6 +125,7 @@ public:
     void accepted(const PendingWrite &write, const QVariant &value);
     void decide(quint64 id, Decision decision, const QVariant &value, const QString &reason);
     void audit(const PendingWrite &write, const QString &outcome, const QString &reason);
+    void discard(const std::map<quint64, PendingWrite> &discarded, const QString &reason);
     SessionState *writerOf(const PendingWrite &write) const;
     bool hasRoomFor(const PendingWrite &write) const;
     void noteRefusal(SessionState *session, const QString &path);

@@ -80,6 +80,7 @@ struct Watch
     bool refusedBehind = false; // a refusal of this keyword waits behind it
     bool showsRefusal = false; // the last event of it is a refusal, sent or still waiting
     bool hidden = false; // its session may not read it
+    bool showsLabel = false; // it is that of a label which its session may read and which is set
 
     // Otherwise, the keyword appears not to exist.
     bool showsKeyword() const { return node->declared && !hidden; }

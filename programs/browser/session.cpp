@@ -8,6 +8,7 @@
 
 #include <QtCore/QDeadlineTimer>
 #include <QtCore/QRegularExpression>
+#include <QtCore/QUrl>
 
 #include <algorithm>
 #include <utility>
@@ -275,8 +276,8 @@ QString Session::problem(const QStringList &addresses) const
     for (const QString &address : addresses) {
         QString problem = programs::addressProblem(address);
         if (problem.isEmpty()
-            && (address.contains(QLatin1String("=***"))
-                || address.contains(QLatin1String(":***@"))))
+            && (address.contains(QLatin1String("=***")) || address.contains(QLatin1String(":***@"))
+                || QUrl(address).path().startsWith(QLatin1String("/t/***"))))
             problem = tr("its secret is hidden here: enter the complete address");
         if (!problem.isEmpty())
             return tr("cannot use '%1': %2").arg(programs::shownAddress(address), problem);

@@ -8,13 +8,15 @@
 //   p2  r2  !2        the session is paused, resumed, or closed and reopened
 //   v5  d5            the keyword with this number gets another value, or is declared or removed
 //   g2                the role of the session is removed or set again
+//   l1                the level with this number gets another label, or none
 //   w  W              the oldest pending write is accepted, or refused
 //   k2                (only after a first line "~") the session ends within its next message
 //   c  s              (only after "~") the server is cleared, or deleted, within the next message
 //
 // Data that a role must not read must not affect the role: for each role there is another world in
 // which that data is missing or different, and the role must receive exactly the same messages in
-// both. After a first line "~", there is only one world, in which everything may be destroyed
+// both, even after a first line "=", which lets the sessions reach their limits. After a first line
+// "~", there is only one world, in which everything may be destroyed
 // within anything.
 
 #include "server/keywordserver.h"
@@ -60,6 +62,9 @@ constexpr Sort sorts[] = {
 };
 constexpr int sortCount = int(std::size(sorts));
 constexpr int handled = 3;
+// All keywords below one of them have the same readers: its label is missing in another world only
+// if it cannot be read.
+constexpr const char *levels[] = {"/o", "/p", "/p/x"};
 constexpr const char *roles[] = {"*", "*", "guest", "viewer", "writer"};
 constexpr int sessionCount = int(std::size(roles));
 
@@ -171,6 +176,16 @@ public:
         }
     }
     QVariant next(int i) const { return valueOf(sorts[i], isHidden(i) ? steps + 1001 : steps); }
+    void restrict()
+    {
+        Limits limits;
+        limits.watchedKeywords = 16;
+        limits.aggregatedKeywords = 4;
+        limits.listedKeywords = 2;
+        limits.valueBytes = 20;
+        limits.sessionBytes = 4000;
+        server->setLimits(limits);
+    }
     void open()
     {
         for (int i = 0; i < sessionCount; ++i)
@@ -256,6 +271,8 @@ void World::step(const QByteArray &line)
             server->remove(q(sorts[digit].path));
         else
             declare(digit);
+    } else if (what == 'l' && digit >= 0 && digit < int(std::size(levels))) {
+        server->setLabel(q(levels[digit]), steps % 2 ? QString::number(steps) : QString());
     } else if (isSession && digit >= 2 && what == 'g') {
         if (!server->removeRole(q(roles[digit])))
             server->setRole(roleOf(digit));
@@ -349,17 +366,22 @@ void runInput(const QByteArray &input)
     }
 
     World real;
+    const bool isRestricted = lines.constFirst() == "=";
     qint64 before = 0;
     if (input.size() % 16 == 0) { // not always, because it takes time
         makeRoom(real.server.get());
         before = real.server->statistics().memoryBytes;
     }
+    if (isRestricted)
+        real.restrict();
     real.open();
     std::vector<std::unique_ptr<World>> others;
     for (int blind = 2; blind < sessionCount; ++blind) {
         if (input.size() > 1500 && blind != 2 + int(input.size() % 3))
             continue; // only one, because a long input would take too long
         others.push_back(std::make_unique<World>(blind, input.size() % 2 == 0));
+        if (isRestricted)
+            others.back()->restrict();
         others.back()->open();
     }
     for (const QByteArray &line : lines) {

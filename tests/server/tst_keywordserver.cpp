@@ -43,6 +43,9 @@ private Q_SLOTS:
     void update_asksTheWriteHandler();
     void label_isReadAndFollowed();
     void label_isNewWhenItIsAskedForAgain();
+    void label_followsItsKeyword();
+    void label_ofALevelFollowsWhatIsBelow();
+    void label_isFollowedByAggregates();
     void aggregate_isFormed_data();
     void aggregate_isFormed();
     void aggregate_followsItsChildren();
@@ -454,6 +457,56 @@ void tst_KeywordServer::label_isNewWhenItIsAskedForAgain()
         peer.command("keyDestroy", R"({"keyword":"/p/count/Label"})");
         peer.command("keyDestroy", R"({"keyword":"/agg"})");
     }
+}
+
+void tst_KeywordServer::label_followsItsKeyword()
+{
+    Client peer(server.get());
+    peer.create("/p/level/Label");
+    QCOMPARE(peer.taken(), q("/p/level/Label=\"Level\" coc-"));
+    QVERIFY(server->remove(q("/p/level")));
+    QCOMPARE(peer.taken(), q("/p/level/Label=\"\" coc-"));
+    QVERIFY(server->declare(keyword("/p/level", "int", 1)));
+    QCOMPARE(peer.taken(), QString());
+    QVERIFY(server->declare(keyword("/p/level", "int", 1, "RW", "New")));
+    QCOMPARE(peer.taken(), q("/p/level/Label=\"New\" coc-"));
+    QVERIFY(server->declare(keyword("/p/level", "int", 1))); // keeps its label
+    QCOMPARE(peer.taken(), QString());
+}
+
+void tst_KeywordServer::label_ofALevelFollowsWhatIsBelow()
+{
+    QVERIFY(server->declare(keyword("/plant/tank/level", "int", 1)));
+    QVERIFY(server->declare(keyword("/plant/tank/valve", "bool", true)));
+    QVERIFY(server->setLabel(q("/plant/tank"), q("Tank")));
+    Client peer(server.get());
+    peer.create("/plant/tank/Label");
+    peer.create("/plant/Label");
+    QCOMPARE(peer.taken(), q("/plant/tank/Label=\"Tank\" coc- | /plant/Label=\"\" coc-"));
+    QVERIFY(server->remove(q("/plant/tank/level")));
+    QCOMPARE(peer.taken(), QString());
+    QVERIFY(server->remove(q("/plant/tank/valve")));
+    QCOMPARE(peer.taken(), q("/plant/tank/Label=\"\" coc-"));
+    QVERIFY(server->declare(keyword("/plant/tank/valve", "bool", true)));
+    QCOMPARE(peer.taken(), q("/plant/tank/Label=\"Tank\" coc-"));
+    QVERIFY(server->declare(keyword("/plant/tank/level", "int", 1)));
+    QVERIFY(server->declare(keyword("/plant/tank", "int", 1)));
+    QVERIFY(server->declare(keyword("/plant/pump/speed", "int", 1)));
+    QCOMPARE(peer.taken(), QString());
+}
+
+void tst_KeywordServer::label_isFollowedByAggregates()
+{
+    Client peer(server.get());
+    peer.command("keyCreateOrUpdate",
+                 R"({"keyword":"/x","children":["/p/level/Label"],"aggregation":"eql"})");
+    QCOMPARE(peer.taken(), q("/x=\"Level\" coc-"));
+    QVERIFY(server->setLabel(q("/p/level"), q("Height")));
+    QCOMPARE(peer.taken(), q("/x=\"Height\" coc-"));
+    QVERIFY(server->remove(q("/p/level")));
+    QCOMPARE(peer.taken(), q("/x=\"\" coc-"));
+    QVERIFY(server->declare(keyword("/p/level", "int", 1, "RW", "Depth")));
+    QCOMPARE(peer.taken(), q("/x=\"Depth\" coc-"));
 }
 
 void tst_KeywordServer::aggregate_isFormed_data()

@@ -54,6 +54,8 @@ private Q_SLOTS:
     void guest_changesNothing_data();
     void guest_changesNothing();
     void sameName_isNoSameSession();
+    void memory_isCountedAlike_data();
+    void memory_isCountedAlike();
 
 private:
     std::unique_ptr<RawClient> open(const QByteArray &token);
@@ -269,6 +271,65 @@ void tst_RoleEscapes::sameName_isNoSameSession()
     QVERIFY(!second->received.contains("11}"));
     for (RawClient *client : {guest.get(), second.get()})
         QVERIFY2(!holdsASecret(client->received), client->received.constData());
+}
+
+void tst_RoleEscapes::memory_isCountedAlike_data()
+{
+    QTest::addColumn<QByteArray>("hidden"); // exists, but the guest must not know
+    QTest::addColumn<QByteArray>("missing");
+    const auto create = [](const QByteArray &path) {
+        return command("keyCreateOrUpdate", keywordOf(path.constData()));
+    };
+    const auto row = [&](const char *name, const char *hidden, const char *missing) {
+        QTest::newRow(name) << create(hidden) << create(missing);
+    };
+    row("a keyword", "/secret/a", "/secret/z");
+    row("a keyword in another spelling", "secret##a", "secret##z");
+    row("a level", "/secret", "/secrez");
+    row("a label", "/secret/a/Label", "/secret/z/Label");
+    row("a keyword of another client", "/watched", "/not-one");
+    row("a label of another client", "/secret/b/Label", "/secret/y/Label");
+    const auto write = [](const char *path) {
+        return command("keyUpdate", keywordOf(path) + ",\"value\":1");
+    };
+    QTest::newRow("a refused write") << write("/secret/a") << write("/secret/z");
+    QTest::newRow("an aggregate") << over("/secret/a", "sum") << over("/secret/z", "sum");
+    QTest::newRow("an aggregate in its place")
+        << over("/plant/one", "sum", "/secret/a") << over("/plant/one", "sum", "/secret/z");
+}
+
+// Otherwise, the guest could subscribe until the limit, and learn from the number whether there is
+// something at a path.
+void tst_RoleEscapes::memory_isCountedAlike()
+{
+    QFETCH(QByteArray, hidden);
+    QFETCH(QByteArray, missing);
+    const auto owner = open(ownerToken);
+    QVERIFY(owner);
+    for (const char *path : {"/watched", "/secret/b/Label"})
+        send(owner.get(), command("keyCreateOrUpdate", keywordOf(path)));
+    QVERIFY(isServed(owner.get()));
+    Limits limits = keywords->limits();
+    limits.sessionBytes = 8000;
+    keywords->setLimits(limits);
+
+    QList<qsizetype> fitting; // the subscriptions for which there is memory
+    for (const QByteArray &asked : {hidden, missing}) {
+        const auto guest = open(guestToken);
+        QVERIFY(guest);
+        send(guest.get(), asked);
+        QVERIFY(isServed(guest.get()));
+        guest->received.clear();
+        QByteArray spelling = "/plant/one";
+        for (int i = 0; i < 40; ++i) {
+            send(guest.get(), command("keyCreateOrUpdate", keywordOf(spelling.constData())));
+            spelling += '/'; // which is two bytes more
+        }
+        QVERIFY(isServed(guest.get()));
+        fitting << guest->received.count("\"value\":1}");
+        QVERIFY(fitting.constLast() > 10 && fitting.constLast() < 40);
+    }
+    QCOMPARE(fitting.at(0), fitting.at(1));
 }
 
 QTEST_GUILESS_MAIN(tst_RoleEscapes)

@@ -60,6 +60,9 @@ private Q_SLOTS:
     void write_needsBothRights_data();
     void write_needsBothRights();
     void label_followsItsKeyword();
+    void label_followsWhatIsReadable();
+    void label_hidesWhatIsUnreadable();
+    void label_followsTheRole();
     void aggregate_hasTheRightsOfItsSession();
     void role_thatDoesNotExistHasNoRights();
     void role_canBeReplaced();
@@ -267,6 +270,64 @@ void tst_Roles::label_followsItsKeyword()
     QCOMPARE(client.taken(),
              q("/plant/tank1/level/Label=\"Level 1\" coc- | /plant/tank1/Label=\"Tank 1\" coc- | "
                "/plant/tank2/secret/Label=\"\" coc-"));
+}
+
+void tst_Roles::label_followsWhatIsReadable()
+{
+    QVERIFY(setRole("viewer", "/plant/tank1/pump/x /plant/tank1/y"));
+    Client client(server.get(), "viewer");
+    client.create("/plant/tank1/Label");
+    client.command("keyCreateOrUpdate",
+                   R"({"keyword":"/agg","children":["/plant/tank1/Label"],"aggregation":"eql"})");
+    const auto told = [&client] {
+        QStringList events = client.taken().split(q(" | "));
+        events.sort();
+        return events.join(q(" | "));
+    };
+    const QString none = q("/agg=\"\" coc- | /plant/tank1/Label=\"\" coc-");
+    const QString shown = q("/agg=\"Tank 1\" coc- | /plant/tank1/Label=\"Tank 1\" coc-");
+    QCOMPARE(told(), none);
+    server->declare(keyword("/plant/tank1/pump/x", "int", 1));
+    QCOMPARE(told(), shown);
+    server->declare(keyword("/plant/tank1/y", "int", 1));
+    server->remove(q("/plant/tank1/pump/x"));
+    QCOMPARE(told(), QString());
+    server->remove(q("/plant/tank1/y"));
+    QCOMPARE(told(), none);
+}
+
+// Otherwise, a client could tell from the events that something unreadable is declared or removed.
+void tst_Roles::label_hidesWhatIsUnreadable()
+{
+    QVERIFY(setRole("viewer", "/plant/tank1/level"));
+    Client client(server.get(), "viewer");
+    for (const char *path : {"/plant/tank1/Label", "/plant/tank2/secret/Label",
+                             "/plant/tank2/secret/code/Label", "/plant/tank1/new/Label"})
+        client.create(path);
+    client.taken();
+    server->declare(keyword("/plant/tank1/new", "int", 1, "RW", "New"));
+    server->declare(keyword("/plant/tank2/secret/more", "int", 1, "RW", "More"));
+    server->remove(q("/plant/tank1/new"));
+    server->remove(q("/plant/tank2/secret/more"));
+    server->remove(q("/plant/tank2/secret/code"));
+    server->declare(keyword("/plant/tank2/secret/code", "int", 1, "RW", "Code"));
+    QCOMPARE(client.taken(), QString());
+}
+
+void tst_Roles::label_followsTheRole()
+{
+    QVERIFY(setRole("viewer", "/plant/tank1/level"));
+    Client client(server.get(), "viewer");
+    client.create("/plant/tank1/Label");
+    QCOMPARE(client.taken(), q("/plant/tank1/Label=\"Tank 1\" coc-"));
+    QVERIFY(setRole("viewer", "/plant/tank2/level"));
+    QCOMPARE(client.taken(), q("/plant/tank1/Label=\"\" coc-"));
+    server->setLabel(q("/plant/tank1"), q("Another"));
+    QCOMPARE(client.taken(), QString());
+    QVERIFY(setRole("viewer", "/plant/tank1/*"));
+    QCOMPARE(client.taken(), q("/plant/tank1/Label=\"Another\" coc-"));
+    server->setLabel(q("/plant/tank1"), QString());
+    QCOMPARE(client.taken(), q("/plant/tank1/Label=\"\" coc-"));
 }
 
 void tst_Roles::aggregate_hasTheRightsOfItsSession()

@@ -79,6 +79,13 @@ private Q_SLOTS:
     void audit_mayEndAnything();
     void handler_mayReplaceItself();
     void audit_hasALineForEachWrite();
+    void audit_saysWhy_data();
+    void audit_saysWhy();
+    void audit_escapesControlCharacters_data();
+    void audit_escapesControlCharacters();
+    void discarded_isAudited();
+    void refused_afterTheRoleLostReading_data();
+    void refused_afterTheRoleLostReading();
 
 private:
     // Stores requests to /p/v, a double with the value 10.
@@ -686,6 +693,7 @@ void tst_Writes::audit_mayEndAnything_data()
     for (const char *deleted : {"session", "keyword", "clear", "server", "device"}) {
         QTest::addRow("%s, accepted", deleted) << q(deleted) << QByteArray("4");
         QTest::addRow("%s, refused", deleted) << q(deleted) << QByteArray("true");
+        QTest::addRow("%s, discarded", deleted) << q(deleted) << QByteArray();
     }
 }
 
@@ -711,7 +719,13 @@ void tst_Writes::audit_mayEndAnything()
         else
             server->setAuditDevice(nullptr);
     };
-    writer.update("/p/n", value.constData());
+    if (value.isEmpty()) {
+        keepRequests();
+        writer.update("/p/v", "25");
+        server->clear();
+    } else {
+        writer.update("/p/n", value.constData());
+    }
     QCOMPARE(lines, 1);
 }
 
@@ -773,6 +787,179 @@ void tst_Writes::audit_hasALineForEachWrite()
     server->setAuditDevice(nullptr);
     client.update("/p/n", "1", true);
     QCOMPARE(audit.data().count('\n'), 4);
+}
+
+void tst_Writes::audit_saysWhy_data()
+{
+    QTest::addColumn<QString>("how");
+    QTest::addColumn<QString>("outcome");
+    QTest::addColumn<QString>("reason");
+    const QString refused = q("refused");
+    QTest::newRow("not readable") << q("unreadable") << refused << q("there is no such keyword");
+    QTest::newRow("not writable") << q("read-only") << refused << q("the keyword is not writable");
+    QTest::newRow("the role") << q("role") << refused << q("the role may not write it");
+    QTest::newRow("the type") << q("type") << refused << q("the value does not fit");
+    QTest::newRow("the length") << q("length") << refused << q("the value is too long");
+    QTest::newRow("not decided") << q("undecided") << q("timed out")
+                                 << q("it was not decided in time");
+    QTest::newRow("forgotten") << q("forgotten") << refused << q("its handler has not decided it");
+    QTest::newRow("removed") << q("removed") << refused << q("the keyword has been removed");
+    QTest::newRow("cleared") << q("cleared") << refused << q("the server was cleared");
+    QTest::newRow("destroyed") << q("destroyed") << refused << q("the server was closed");
+    QTest::newRow("writer has left, refused") << q("left, refused") << refused << q("why");
+    QTest::newRow("writer has left, accepted") << q("left, accepted") << q("accepted") << QString();
+}
+
+void tst_Writes::audit_saysWhy()
+{
+    QFETCH(QString, how);
+    QFETCH(QString, outcome);
+    QFETCH(QString, reason);
+    QBuffer audit;
+    QVERIFY(audit.open(QIODevice::ReadWrite));
+    server->setAuditDevice(&audit);
+    server->declare(keyword("/r/n", "int", 3, "R"));
+    server->declare(keyword("/s/n", "int", 3));
+    server->declare(keyword("/s/only", "int", 3));
+    server->declare(keyword("/p/text", "string", q("")));
+    keepRequests();
+    QVERIFY(server->setRole(
+        {q("operator"), {q("/p/*"), q("/r/*"), q("/s/n")}, {q("/p/*"), q("/r/*")}}));
+    Limits limits = server->limits();
+    limits.writeTime = std::chrono::milliseconds(how == q("undecided") ? 1 : 60'000);
+    limits.valueBytes = 20;
+    server->setLimits(limits);
+    Client client(server.get(), "operator", "panel");
+
+    const bool isUsual = reason != q("the role may not write it");
+    const char *const path = how == q("unreadable") ? "/s/only"
+        : how == q("read-only")                     ? "/r/n"
+        : !isUsual                                  ? "/s/n"
+        : how == q("length")                        ? "/p/text"
+                                                    : "/p/v";
+    const char *const value = how == q("type") ? "true"
+        : how == q("length")                   ? "\"more than twenty bytes\""
+                                               : "25";
+    client.update(path, value);
+    if (how == q("forgotten")) {
+        requests.clear();
+    } else if (how == q("removed")) {
+        server->remove(q("/p/v"));
+        requests.at(0).accept();
+    } else if (how == q("cleared")) {
+        server->clear();
+        requests.at(0).accept(); // has no effect any more
+    } else if (how == q("destroyed")) {
+        server.reset();
+        requests.at(0).accept();
+    } else if (how.startsWith(q("left"))) {
+        client.session.reset();
+        if (reason.isEmpty())
+            requests.at(0).accept();
+        else
+            requests.at(0).refuse(reason);
+    }
+    QTRY_COMPARE(audit.data().count('\n'), 1);
+    const QJsonObject line = QJsonDocument::fromJson(audit.data()).object();
+    QCOMPARE(line.value(q("outcome")).toString(), outcome);
+    QCOMPARE(line.value(q("reason")).toString(), reason);
+    QCOMPARE(line.value(q("keyword")).toString(), q(path));
+    QCOMPARE(line.value(q("name")).toString(), q("panel"));
+    QCOMPARE(line.value(q("role")).toString(), q("operator"));
+    if (server) {
+        QCOMPARE(server->statistics().refusedWrites, quint64(outcome == q("accepted") ? 0 : 1));
+        QCOMPARE(server->statistics().timedOutWrites, quint64(outcome == q("timed out") ? 1 : 0));
+    }
+}
+
+void tst_Writes::audit_escapesControlCharacters_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QByteArray>("escaped");
+    QTest::newRow("nothing") << q("\u00e4 \u20ac") << QByteArray("\u00e4 \u20ac");
+    QTest::newRow("C0") << q("a\u001bb") << QByteArray("a\\u001bb");
+    QTest::newRow("DEL") << q("a\u007fb") << QByteArray("a\\u007fb");
+    QTest::newRow("first of C1") << QString(QChar(0x80)) << QByteArray("\\u0080");
+    QTest::newRow("next line") << QString(QChar(0x85)) << QByteArray("\\u0085");
+    QTest::newRow("last of C1") << QString(QChar(0x9f)) << QByteArray("\\u009f");
+    QTest::newRow("after C1") << QString(QChar(0xa0)) << QString(QChar(0xa0)).toUtf8();
+    QTest::newRow("line separator") << q("\u2028") << QByteArray("\\u2028");
+    QTest::newRow("paragraph separator") << q("\u2029") << QByteArray("\\u2029");
+    QTest::newRow("right to left") << q("\u202e") << QByteArray("\\u202e");
+    QTest::newRow("isolate") << q("\u2066") << QByteArray("\\u2066");
+    QTest::newRow("beyond 16 bits") << q("\U0001F600") << QByteArray("\U0001F600");
+}
+
+// Whoever reads the file must not be deceived by a client, in an editor or in a terminal.
+void tst_Writes::audit_escapesControlCharacters()
+{
+    QFETCH(QString, text);
+    QFETCH(QByteArray, escaped);
+    QBuffer audit;
+    QVERIFY(audit.open(QIODevice::ReadWrite));
+    server->setAuditDevice(&audit);
+    server->declare(keyword("/p/text", "string", q("")));
+    Client client(server.get(), "*", qPrintable(text));
+    QByteArray sent = text.toUtf8();
+    sent.replace("\u001b", "\\u001b"); // the only one that JSON does not allow as it is
+    client.update("/p/text", QByteArray('"' + sent + '"').constData());
+    client.update(QByteArray("/none/" + sent).constData(), "1");
+    const QList<QByteArray> lines = audit.data().trimmed().split('\n');
+    QCOMPARE(lines.size(), 2);
+    for (const QByteArray &line : lines)
+        QCOMPARE(line.count('"' + escaped + '"') + line.count("/none/" + escaped + '"'), 2);
+    QCOMPARE(QJsonDocument::fromJson(lines.at(0)).object().value(q("value")).toString(), text);
+}
+
+void tst_Writes::discarded_isAudited()
+{
+    QBuffer audit;
+    QVERIFY(audit.open(QIODevice::ReadWrite));
+    server->setAuditDevice(&audit);
+    keepRequests(true);
+    Client client(server.get());
+    for (const char *value : {"25", "26", "27"})
+        client.update("/p/v", value);
+    requests.at(1).refuse();
+    client.taken();
+    server->clear();
+    QCOMPARE(client.taken(), QString());
+    QCOMPARE(audit.data().count('\n'), 3);
+    QCOMPARE(audit.data().count("\"the server was cleared\""), 2);
+    QCOMPARE(server->statistics().refusedWrites, quint64(3));
+    QCOMPARE(server->statistics().memoryBytes,
+             std::make_unique<KeywordServer>()->statistics().memoryBytes);
+    server->clear();
+    QCOMPARE(audit.data().count('\n'), 3);
+}
+
+void tst_Writes::refused_afterTheRoleLostReading_data()
+{
+    QTest::addColumn<bool>("assumed");
+    QTest::addColumn<bool>("subscribed");
+    for (const bool assumed : {false, true}) {
+        QTest::addRow("%s, subscribed", assumed ? "assumed" : "waiting") << assumed << true;
+        QTest::addRow("%s, not subscribed", assumed ? "assumed" : "waiting") << assumed << false;
+    }
+}
+
+void tst_Writes::refused_afterTheRoleLostReading()
+{
+    QFETCH(bool, assumed);
+    QFETCH(bool, subscribed);
+    keepRequests(assumed);
+    QVERIFY(server->setRole({q("operator"), {q("/**")}, {q("/p/*")}}));
+    Client client(server.get(), "operator");
+    if (subscribed)
+        client.create("/p/v");
+    client.update("/p/v", "25");
+    QVERIFY(server->setRole({q("operator"), {}, {q("/p/*")}}));
+    client.taken();
+    client.messages.clear();
+    requests.at(0).refuse();
+    QCOMPARE(client.taken(), q("/p/v=null --ce"));
+    for (const QByteArray &message : std::as_const(client.messages))
+        QVERIFY2(!message.contains("10") && !message.contains("25"), message.constData());
 }
 
 QTEST_GUILESS_MAIN(tst_Writes)

@@ -35,6 +35,7 @@ private Q_SLOTS:
     void session_changesItsServer();
     void session_refusesWhatIsNoAddress();
     void session_refusesSecretsThatAreNotThere();
+    void session_showsNoSecrets_data();
     void session_showsNoSecrets();
     void session_tellsSinceWhenTheLinkIsLost();
     void session_tellsWhyAndWhenNext();
@@ -103,6 +104,12 @@ void tst_BrowserParts::session_refusesSecretsThatAreNotThere()
     session.setAddresses({});
     const QString hidden = QStringLiteral("ws://127.0.0.1:1/?token=***");
     QVERIFY(session.problem({hidden}).contains(QLatin1String("its secret is hidden here")));
+    for (const char *masked : {"ws://h/t/***", "wss://h:80/t/***", "ws://[::1]:80/t/***?unit=m"})
+        QVERIFY2(session.problem({QString::fromLatin1(masked)})
+                     .contains(QLatin1String("its secret is hidden here")),
+                 masked);
+    QCOMPARE(session.problem({QStringLiteral("ws://h/a/t/***")}),
+             QString()); // is none, so is not hidden
     const QString password = QStringLiteral("ws://me:hush@127.0.0.1:1");
     QVERIFY(session.problem({password})
                 .contains(QLatin1String("user and password are not sent over ws://")));
@@ -120,15 +127,23 @@ void tst_BrowserParts::session_refusesSecretsThatAreNotThere()
                 .contains(QLatin1String("its secret is hidden here")));
 }
 
+void tst_BrowserParts::session_showsNoSecrets_data()
+{
+    QTest::addColumn<QString>("before"); // the token
+    QTest::newRow("in the query") << QStringLiteral("/?token=");
+    QTest::newRow("in the path") << QStringLiteral("/t/");
+}
+
 void tst_BrowserParts::session_showsNoSecrets()
 {
+    QFETCH(QString, before);
     KeywordServer server;
     FaultyWebSocketServer transport(&server);
     QVERIFY(transport.listen(QHostAddress::LocalHost, 0));
     Session session(
         [](Session *parent) { return new CountedClient<PInProcessKeywordClient>(parent); });
     // The same server twice: the addresses only differ in their secrets.
-    const QString plain = transport.url().toString() + QStringLiteral("/?token=");
+    const QString plain = transport.url().toString() + before;
     const QStringList addresses {plain + hush, plain + hush + hush};
     session.setAddresses(addresses);
     QTRY_VERIFY(session.connected());

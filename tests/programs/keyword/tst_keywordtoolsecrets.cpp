@@ -16,10 +16,15 @@ QString q(const char *text)
     return QString::fromUtf8(text);
 }
 
-// The address with a token that is "a 'secret" when decoded.
-QString withToken(const QString &url)
+// What follows the address of a server: a token that is "a 'secret" when decoded, and what is shown
+// of it.
+void addTokens()
 {
-    return url + q("/?unit=m&token=a%20'secret");
+    QTest::addColumn<QString>("token");
+    QTest::addColumn<QString>("shown");
+
+    QTest::newRow("in the query") << q("/?unit=m&token=a%20'secret") << q("/?unit=m&token=***");
+    QTest::newRow("in the path") << q("/t/a%20'secret") << q("/t/***");
 }
 
 } // namespace
@@ -37,8 +42,11 @@ private Q_SLOTS:
     void password_isNoMatterToCommandsWithoutAServer();
     void secret_isNotQuoted_data();
     void secret_isNotQuoted();
+    void token_isNotLogged_data() { addTokens(); }
     void token_isNotLogged();
+    void token_isNotInTheMessagesOfTheConnection_data() { addTokens(); }
     void token_isNotInTheMessagesOfTheConnection();
+    void token_isNotRecorded_data() { addTokens(); }
     void token_isNotRecorded();
 };
 
@@ -134,12 +142,14 @@ void tst_KeywordToolSecrets::secret_isNotQuoted()
 
 void tst_KeywordToolSecrets::token_isNotLogged()
 {
+    QFETCH(QString, token);
+    QFETCH(QString, shown);
     const Bench bench;
-    Tool tool(words("get --verbose /plant/shift ws://me:secret@host"), withToken(bench.url()));
+    Tool tool(words("get --verbose /plant/shift ws://me:secret@host"), bench.url() + token);
 
     QVERIFY(tool.finish());
 
-    QVERIFY2(tool.errors().contains(q("connect QUrl(\"%1/?unit=m&token=***\")").arg(bench.url())),
+    QVERIFY2(tool.errors().contains(q("connect QUrl(\"%1\")").arg(bench.url() + shown)),
              qPrintable(tool.errors()));
     QVERIFY2(tool.errors().contains(q("keyword: ws://me:***@host: no such keyword\n")),
              qPrintable(tool.errors()));
@@ -148,42 +158,48 @@ void tst_KeywordToolSecrets::token_isNotLogged()
 
 void tst_KeywordToolSecrets::token_isNotInTheMessagesOfTheConnection()
 {
+    QFETCH(QString, token);
+    QFETCH(QString, shown);
     Bench bench;
     const quint16 port = bench.socketServer.port();
     const QString url = bench.url();
     bench.socketServer.close();
-    Tool tool(words("watch -f json --time none /plant/shift"), withToken(url));
+    Tool tool(words("watch -f json --time none /plant/shift"), url + token);
     QVERIFY(tool.complained(q("; trying again")));
     QVERIFY(bench.socketServer.listen(QHostAddress::LocalHost, port));
     QVERIFY(tool.printed(1));
     bench.socketServer.abortClients();
     QVERIFY(tool.complained(q("connected again to ")));
-    Tool once(words("get --no-reconnect /a"), q("ws://127.0.0.1:1/?token=secret"));
+    Tool once(words("get --no-reconnect /a"), q("ws://127.0.0.1:1") + token);
     QVERIFY(once.finish());
 
     const QStringList said = tool.errors().split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     QCOMPARE(said.size(), 4);
     for (const QString &message : said) {
-        QVERIFY2(message.contains(url + q("/?unit=m&token=***")), qPrintable(message));
+        QVERIFY2(message.contains(url + shown), qPrintable(message));
         QVERIFY2(!message.contains(q("secret")), qPrintable(message));
     }
     QVERIFY2(!tool.output().contains(q("secret")), qPrintable(tool.output()));
-    QVERIFY2(once.errors().startsWith(q("keyword: not connected to ws://127.0.0.1:1/?token=***: ")),
-             qPrintable(once.errors()));
+    QVERIFY2(
+        once.errors().startsWith(q("keyword: not connected to ws://127.0.0.1:1%1: ").arg(shown)),
+        qPrintable(once.errors()));
+    QVERIFY2(!once.errors().contains(q("secret")), qPrintable(once.errors()));
 }
 
 void tst_KeywordToolSecrets::token_isNotRecorded()
 {
+    QFETCH(QString, token);
+    QFETCH(QString, shown);
     const Bench bench;
     const QString name = bench.file("r.jsonl");
-    Tool tool({q("record"), name, q("/plant/shift"), q("--count"), q("1")}, withToken(bench.url()));
+    Tool tool({q("record"), name, q("/plant/shift"), q("--count"), q("1")}, bench.url() + token);
     QVERIFY(tool.finish());
     QCOMPARE(tool.exitCode(), 0);
 
     QFile file(name);
     QVERIFY(file.open(QIODevice::ReadOnly));
     const QJsonObject heading = QJsonDocument::fromJson(file.readLine()).object();
-    QCOMPARE(heading.value(q("url")).toString(), bench.url() + q("/?unit=m&token=***"));
+    QCOMPARE(heading.value(q("url")).toString(), bench.url() + shown);
     QVERIFY(!file.readAll().contains("secret"));
 }
 
