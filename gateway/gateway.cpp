@@ -96,6 +96,7 @@ public:
     std::unique_ptr<Running> start(const Configuration::Source &settings);
     void retire(std::unique_ptr<Running> running);
     void applySelf(const QString &mount);
+    void serveWaiting();
     void applyAudit(std::unique_ptr<AuditFile> file);
     void onStateChanged(Running *running, Source::State state);
     void drainSome();
@@ -125,7 +126,10 @@ Gateway::Gateway(QObject *parent) : QObject(parent), d(std::make_unique<Private>
 {
     qRegisterMetaType<Source::State>();
     d->selfTimer.setInterval(selfInterval);
-    connect(&d->selfTimer, &QTimer::timeout, this, [this] { d->self->update(sources()); });
+    connect(&d->selfTimer, &QTimer::timeout, this, [this] {
+        d->self->update(sources());
+        d->serveWaiting();
+    });
     d->drainTimer.setInterval(drainInterval);
     connect(&d->drainTimer, &QTimer::timeout, this, [this] { d->drainSome(); });
 }
@@ -158,6 +162,7 @@ bool Gateway::apply(const Configuration &configuration, QString *error)
     d->applyRoles(configuration.roles);
     d->applySources(configuration.sources);
     d->applySelf(configuration.self);
+    d->serveWaiting();
     d->applyAudit(std::move(audit));
     if (health || !configuration.health)
         d->health = std::move(health);
@@ -482,6 +487,13 @@ void Gateway::Private::applySelf(const QString &mount)
     self = std::make_unique<SelfKeywords>(&server, mount);
     self->update(q->sources());
     selfTimer.start();
+}
+
+// The limit of keywords may have changed.
+void Gateway::Private::serveWaiting()
+{
+    for (const auto &one : running)
+        one->mount->serveWaiting();
 }
 
 void Gateway::Private::applyAudit(std::unique_ptr<AuditFile> file)

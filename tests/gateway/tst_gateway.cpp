@@ -89,6 +89,7 @@ private Q_SLOTS:
     void reload_changesSources_data();
     void reload_changesSources();
     void reload_freesPathsForOthers();
+    void reload_servesMoreKeywordsIfTheLimitIsRaised();
     void reload_keepsClientsOfListenersThatStay();
     void reload_opensAndClosesListeners();
     void reload_changesNothingIfItCannotListen_data();
@@ -247,6 +248,37 @@ void tst_Gateway::reload_freesPathsForOthers()
     fake.source("b")->declare({keyword("/v", "string")});
     fake.source("b")->report(q("/v"), q("text"));
     QCOMPARE(gateway->keywordServer()->value(q("/x/v")), QVariant(q("text")));
+}
+
+void tst_Gateway::reload_servesMoreKeywordsIfTheLimitIsRaised()
+{
+    const QByteArray sources = R"("sources": [{"name": "a", "fake": "a", "mount": "/x"}])";
+    QVERIFY(apply(sources + R"(, "limits": {"keywords": 10})"));
+    FakeSource *const source = fake.source("a");
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^a: /x/10 is not served: ")));
+    for (int i = 0; i <= 10; ++i) {
+        source->declare({keyword(qPrintable(q("/%1").arg(i)), "int")});
+        source->report(q("/%1").arg(i), i);
+    }
+    QCOMPARE(gateway->keywordServer()->keywordCount(), 10);
+    QVERIFY(
+        gateway->metrics().contains("\nkeyword_gateway_source_waiting_keywords{source=\"a\"} 1"));
+    QVERIFY(apply(sources + R"(, "limits": {"keywords": 11})"));
+    QCOMPARE(fake.source("a"), source);
+    QCOMPARE(gateway->keywordServer()->value(q("/x/10")), QVariant(10));
+    QVERIFY(
+        gateway->metrics().contains("\nkeyword_gateway_source_waiting_keywords{source=\"a\"} 0"));
+    // The keywords of the gateway itself make room as well.
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^a: /x/11 is not served: ")));
+    source->declare({keyword("/11", "int")});
+    QVERIFY(apply(sources + R"(, "limits": {"keywords": 22}, "self": "/g")"));
+    QVERIFY(gateway->keywordServer()->contains(q("/g/clients")));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^a: /x/12 is not served: ")));
+    for (int i = 12; i < 22; ++i)
+        source->declare({keyword(qPrintable(q("/%1").arg(i)), "int")});
+    QVERIFY(apply(sources + R"(, "limits": {"keywords": 22})"));
+    QVERIFY(gateway->keywordServer()->contains(q("/x/11")));
+    QVERIFY(gateway->keywordServer()->contains(q("/x/21")));
 }
 
 void tst_Gateway::reload_keepsClientsOfListenersThatStay()
