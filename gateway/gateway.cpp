@@ -69,6 +69,14 @@ public:
         std::unique_ptr<WebSocketKeywordServer> server;
     };
     using Listeners = std::vector<Listener>;
+    // Listeners that are closed because others need their ports.
+    struct Closed
+    {
+        std::vector<bool> isKept; // the listeners that must not be closed
+        bool isHealthKept = false;
+        std::vector<std::pair<Listener *, quint16>> listeners; // and their ports
+        quint16 health = 0; // the port of the health listener
+    };
     struct Running
     {
         Configuration::Source settings;
@@ -85,9 +93,12 @@ public:
                                                  int clients, QString *error);
     static bool configure(WebSocketKeywordServer *listener, const Configuration::Listener &settings,
                           int clients);
-    bool openAll(const Configuration &configuration, Listeners *opened, QString *error);
-    bool openHealth(const Configuration &configuration, std::unique_ptr<HealthServer> *opened,
-                    QString *error);
+    bool openAll(const Configuration &configuration, Listeners *opened,
+                 std::unique_ptr<HealthServer> *openedHealth, QString *error);
+    std::unique_ptr<HealthServer> openHealth(const Configuration::Health &settings, QString *error);
+    bool keepsHealth(const Configuration &configuration) const;
+    void makeRoom(quint16 port, Closed *closed);
+    void restore(const Closed &closed, QString *error);
     void addHealthPages(HealthServer *server);
     void applyRoles(const QList<server::Role> &roles);
     void dropOldRoles(const QList<server::Role> &roles);
@@ -96,6 +107,7 @@ public:
     std::unique_ptr<Running> start(const Configuration::Source &settings);
     void retire(std::unique_ptr<Running> running);
     void applySelf(const QString &mount);
+    void serveWaiting();
     void applyAudit(std::unique_ptr<AuditFile> file);
     void onStateChanged(Running *running, Source::State state);
     void drainSome();
@@ -125,7 +137,10 @@ Gateway::Gateway(QObject *parent) : QObject(parent), d(std::make_unique<Private>
 {
     qRegisterMetaType<Source::State>();
     d->selfTimer.setInterval(selfInterval);
-    connect(&d->selfTimer, &QTimer::timeout, this, [this] { d->self->update(sources()); });
+    connect(&d->selfTimer, &QTimer::timeout, this, [this] {
+        d->self->update(sources());
+        d->serveWaiting();
+    });
     d->drainTimer.setInterval(drainInterval);
     connect(&d->drainTimer, &QTimer::timeout, this, [this] { d->drainSome(); });
 }
@@ -148,7 +163,7 @@ bool Gateway::apply(const Configuration &configuration, QString *error)
     // Everything that can fail comes first.
     if (!openAudit(configuration.audit, &audit, error))
         return false;
-    if (!d->openHealth(configuration, &health, error) || !d->openAll(configuration, &opened, error))
+    if (!d->openAll(configuration, &opened, &health, error))
         return false;
 
     server::Limits limits = configuration.limits;
@@ -158,6 +173,7 @@ bool Gateway::apply(const Configuration &configuration, QString *error)
     d->applyRoles(configuration.roles);
     d->applySources(configuration.sources);
     d->applySelf(configuration.self);
+    d->serveWaiting();
     d->applyAudit(std::move(audit));
     if (health || !configuration.health)
         d->health = std::move(health);
@@ -283,10 +299,13 @@ Gateway::Private::open(const Configuration::Listener &settings, int clients, QSt
 // A listener that keeps its address, port, and encryption continues. A new listener that needs the
 // port of an old one closes the old one first, and restores it on failure.
 bool Gateway::Private::openAll(const Configuration &configuration, Listeners *opened,
-                               QString *error)
+                               std::unique_ptr<HealthServer> *openedHealth, QString *error)
 {
     const int clients = isDraining ? 0 : configuration.clients;
-    std::vector<bool> isKept(listeners.size());
+    Closed closed;
+    closed.isHealthKept = keepsHealth(configuration);
+    std::vector<bool> &isKept = closed.isKept;
+    isKept.resize(listeners.size());
     Listeners wanted;
     std::vector<std::size_t> keptFrom; // index of the kept listener; listeners.size() if none
     for (const Configuration::Listener &settings : configuration.listeners) {
@@ -299,32 +318,22 @@ bool Gateway::Private::openAll(const Configuration &configuration, Listeners *op
         wanted.push_back({settings, nullptr});
     }
 
-    std::vector<Listener *> closed;
     bool hasFailed = false;
     for (std::size_t i = 0; i < wanted.size() && !hasFailed; ++i) {
         if (keptFrom[i] < listeners.size())
             continue;
-        for (std::size_t other = 0; other < listeners.size(); ++other) {
-            const bool isInTheWay = !isKept[other] && wanted[i].settings.port != 0
-                && listeners[other].server->port() == wanted[i].settings.port;
-            if (isInTheWay) {
-                listeners[other].server->close();
-                closed.push_back(&listeners[other]);
-            }
-        }
+        makeRoom(wanted[i].settings.port, &closed);
         wanted[i].server = open(wanted[i].settings, clients, error);
         hasFailed = !wanted[i].server;
     }
+    if (!hasFailed && configuration.health && !closed.isHealthKept) {
+        makeRoom(configuration.health->port, &closed);
+        *openedHealth = openHealth(*configuration.health, error);
+        hasFailed = !*openedHealth;
+    }
     if (hasFailed) {
         wanted.clear();
-        for (Listener *const listener : closed) {
-            const auto &[address, port] =
-                std::tie(listener->settings.address, listener->settings.port);
-            if (!listener->server->listen(address, port)) {
-                *error += QStringLiteral("; cannot listen on %1 again: %2")
-                              .arg(placeOf(address, port), listener->server->errorString());
-            }
-        }
+        restore(closed, error);
         return false;
     }
 
@@ -345,23 +354,55 @@ bool Gateway::Private::openAll(const Configuration &configuration, Listeners *op
     return true;
 }
 
-bool Gateway::Private::openHealth(const Configuration &configuration,
-                                  std::unique_ptr<HealthServer> *opened, QString *error)
+bool Gateway::Private::keepsHealth(const Configuration &configuration) const
 {
     const auto &wanted = configuration.health;
-    const bool isSame = wanted && healthSettings && health
-        && wanted->address == healthSettings->address && wanted->port == healthSettings->port;
-    if (!wanted || isSame)
-        return true;
-    auto server = std::make_unique<HealthServer>();
-    addHealthPages(server.get());
-    if (!server->listen(wanted->address, wanted->port)) {
-        *error = QStringLiteral("cannot listen on %1 for health: %2")
-                     .arg(placeOf(wanted->address, wanted->port), server->errorString());
-        return false;
+    return wanted && healthSettings && health && wanted->address == healthSettings->address
+        && wanted->port == healthSettings->port;
+}
+
+std::unique_ptr<HealthServer> Gateway::Private::openHealth(const Configuration::Health &settings,
+                                                           QString *error)
+{
+    auto opened = std::make_unique<HealthServer>();
+    addHealthPages(opened.get());
+    if (opened->listen(settings.address, settings.port))
+        return opened;
+    *error = QStringLiteral("cannot listen on %1 for health: %2")
+                 .arg(placeOf(settings.address, settings.port), opened->errorString());
+    return nullptr;
+}
+
+// Closes the listeners that use a port and are not kept.
+void Gateway::Private::makeRoom(quint16 port, Closed *closed)
+{
+    if (port == 0)
+        return;
+    for (std::size_t i = 0; i < listeners.size(); ++i) {
+        if (closed->isKept[i] || listeners[i].server->port() != port)
+            continue;
+        listeners[i].server->close();
+        closed->listeners.emplace_back(&listeners[i], port);
     }
-    *opened = std::move(server);
-    return true;
+    if (health && !closed->isHealthKept && health->port() == port) {
+        health->close();
+        closed->health = port;
+    }
+}
+
+void Gateway::Private::restore(const Closed &closed, QString *error)
+{
+    const auto fail = [error](const QHostAddress &address, quint16 port, const QString &reason) {
+        *error +=
+            QStringLiteral("; cannot listen on %1 again: %2").arg(placeOf(address, port), reason);
+    };
+    for (const auto &[listener, port] : closed.listeners) {
+        const QHostAddress &address = listener->settings.address;
+        if (!listener->server->listen(address, port))
+            fail(address, port, listener->server->errorString());
+    }
+    if (closed.health != 0 && !health->listen(healthSettings->address, closed.health))
+        fail(healthSettings->address, closed.health, health->errorString());
 }
 
 void Gateway::Private::addHealthPages(HealthServer *pages)
@@ -482,6 +523,13 @@ void Gateway::Private::applySelf(const QString &mount)
     self = std::make_unique<SelfKeywords>(&server, mount);
     self->update(q->sources());
     selfTimer.start();
+}
+
+// The limit of keywords may have changed.
+void Gateway::Private::serveWaiting()
+{
+    for (const auto &one : running)
+        one->mount->serveWaiting();
 }
 
 void Gateway::Private::applyAudit(std::unique_ptr<AuditFile> file)

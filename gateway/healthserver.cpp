@@ -92,6 +92,11 @@ bool HealthServer::listen(const QHostAddress &address, quint16 port)
     return d->server.listen(address, port);
 }
 
+void HealthServer::close()
+{
+    d->server.close();
+}
+
 quint16 HealthServer::port() const
 {
     return d->server.serverPort();

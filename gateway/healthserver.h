@@ -35,6 +35,7 @@ public:
     void setTimeout(std::chrono::milliseconds timeout); // for a connection as a whole
 
     bool listen(const QHostAddress &address, quint16 port);
+    void close(); // stops listening
     quint16 port() const; // 0: not listening
     QString errorString() const;
 

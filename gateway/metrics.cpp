@@ -95,6 +95,8 @@ QByteArray sourceMetrics(const QList<Gateway::SourceStatus> &sources)
         {"source_refused_keywords_total", "counter",
          "Keywords not served, because there are too many.",
          mounted(&SourceMount::Statistics::refusedDeclarations)},
+        {"source_waiting_keywords", "gauge", "Keywords not served now, because there are too many.",
+         mounted(&SourceMount::Statistics::waiting)},
         {"source_writes_total", "counter", "Writes of clients.",
          mounted(&SourceMount::Statistics::writes)},
         {"source_refused_writes_total", "counter", "Writes of clients that were refused.",

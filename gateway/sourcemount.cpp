@@ -34,14 +34,21 @@ using namespace std::chrono_literals;
 constexpr auto quickReadback = 300ms; // a write confirmed within this time is not shown as pending
 constexpr auto decisionMargin = 5000ms; // by which the server waits longer than the mount
 
-bool isNumber(const QVariant &value)
-{
-    return KeywordServer::fits(value, QStringLiteral("double"));
-}
-
 bool isWritable(const SourceKeyword &keyword)
 {
     return keyword.access == QLatin1String("W") || keyword.access == QLatin1String("RW");
+}
+
+// Whether more has to be kept of a served keyword than its flags.
+bool needsDetails(const SourceKeyword &keyword)
+{
+    return isWritable(keyword) || keyword.staleAfter > 0ms || keyword.minimum.isValid()
+        || keyword.maximum.isValid();
+}
+
+bool isNumber(const QVariant &value)
+{
+    return KeywordServer::fits(value, QStringLiteral("double"));
 }
 
 // Devices with 32-bit numbers report a written value with reduced precision.
@@ -127,8 +134,14 @@ public:
     // Call this function when a path is no longer in use.
     void free(const QString &path);
 
+    void add(SourceMount *mount);
+    void remove(SourceMount *mount);
+    // Call this function when there may be room for more keywords.
+    void offerRoom();
+
 private:
     QHash<QString, QList<std::pair<SourceMount *, QString>>> waiting;
+    QList<SourceMount *> mounts;
 };
 
 class SourceMount::Private
@@ -142,6 +155,7 @@ public:
         QVariant kept; // the value while the keyword is not served
         std::vector<quint64> writes; // pending writes, in order
         int lateWrites = 0; // number of pending writes that are late
+        quint64 turn = 0; // the order in which it waits for room; 0: it does not wait
     };
     struct Entry
     {
@@ -192,15 +206,17 @@ public:
     std::unordered_map<QString, Entry> entries; // by path in the source
     QSet<QString> requested; // paths on the server
     std::map<quint64, Write> writes;
+    std::map<quint64, QString> waiting; // paths in the source, by turn
     std::set<std::pair<qint64, Entry *>> staleness;
     std::set<std::tuple<qint64, Due, quint64>> writesDue;
     QElapsedTimer clock;
     QTimer timer;
     qint64 timerFor = 0;
     quint64 lastWrite = 0;
+    quint64 lastTurn = 0;
     quint64 reports = 0;
     Source::State state = Source::State::Stopped;
-    bool isLimitLogged = false;
+    int loggedLimit = -1; // the limit of keywords that was in the log last
     bool isConflictLogged = false;
     Statistics counts;
 
@@ -213,7 +229,11 @@ public:
     void onAnswered(quint64 id, Source::Outcome outcome, const QString &reason);
     void declare(const SourceKeyword &keyword);
     void serve(Entry &entry, const SourceKeyword &keyword, const QVariant &value);
+    void refuse(Entry &entry, const SourceKeyword &keyword, const QVariant &value);
     void takeOver(const QString &path);
+    bool hasRoom() const;
+    bool stopWaiting(Entry &entry);
+    void serveWaiting();
     void remove(const QString &path, Decisions *decisions);
     void take(const SourceValue &value, Decisions *decisions);
     void noteAge(Entry &entry, qint64 time);
@@ -269,6 +289,22 @@ void PathQueue::free(const QString &path)
     mount->d->takeOver(sourcePath);
 }
 
+void PathQueue::add(SourceMount *mount)
+{
+    mounts.append(mount);
+}
+
+void PathQueue::remove(SourceMount *mount)
+{
+    mounts.removeOne(mount);
+}
+
+void PathQueue::offerRoom()
+{
+    for (SourceMount *const mount : std::as_const(mounts))
+        mount->d->serveWaiting();
+}
+
 SourceMount::SourceMount(Source *source, KeywordServer *server, const QString &name,
                          const QString &mount, const std::shared_ptr<PathQueue> &queue,
                          QObject *parent)
@@ -280,6 +316,7 @@ SourceMount::SourceMount(Source *source, KeywordServer *server, const QString &n
     d->name = name;
     d->mount = KeywordServer::normalizedPath(mount);
     d->queue = queue ? queue : createQueue();
+    d->queue->add(this);
     d->clock.start();
     d->timer.setSingleShot(true);
     d->timer.setTimerType(Qt::PreciseTimer);
@@ -319,10 +356,12 @@ SourceMount::SourceMount(Source *source, KeywordServer *server, const QString &n
 SourceMount::~SourceMount()
 {
     Private::Decisions decisions;
+    d->queue->remove(this);
     if (d->server) {
         const KeywordServer::Batch batch(d->server);
         while (!d->entries.empty())
             d->remove(QString(d->entries.begin()->first), &decisions);
+        d->queue->offerRoom();
     }
     Private::tell(decisions);
 }
@@ -354,7 +393,17 @@ bool SourceMount::isReady() const
 
 SourceMount::Statistics SourceMount::statistics() const
 {
-    return d->counts;
+    Statistics counts = d->counts;
+    counts.waiting = int(d->waiting.size());
+    return counts;
+}
+
+void SourceMount::serveWaiting()
+{
+    if (!d->server)
+        return;
+    const KeywordServer::Batch batch(d->server);
+    d->serveWaiting();
 }
 
 bool SourceMount::Private::isOurs(const QString &path) const
@@ -391,6 +440,8 @@ void SourceMount::Private::onReported(const SourceReport &report)
             declare(keyword);
         for (const SourceValue &value : report.values)
             take(value, &decisions);
+        if (!report.removed.isEmpty())
+            queue->offerRoom();
         arm();
     }
     tell(decisions); // may delete the mount
@@ -475,9 +526,10 @@ void SourceMount::Private::declare(const SourceKeyword &keyword)
     }
 
     entry.declaredIn = reports;
-    const bool hasDetails = isElsewhere || isWritable(keyword) || keyword.staleAfter > 0ms
-        || keyword.minimum.isValid() || keyword.maximum.isValid()
-        || (entry.details && !entry.details->writes.empty());
+    const bool hasWaited = stopWaiting(entry);
+    const QVariant kept = hasWaited ? std::exchange(entry.details->kept, {}) : QVariant();
+    const bool hasDetails =
+        isElsewhere || needsDetails(keyword) || (entry.details && !entry.details->writes.empty());
     if (!hasDetails)
         entry.details.reset();
     else if (!entry.details)
@@ -489,13 +541,15 @@ void SourceMount::Private::declare(const SourceKeyword &keyword)
         entry.isStale = false;
     }
     if (isElsewhere) {
-        if (isNew)
+        if (hasWaited)
+            entry.details->kept = kept;
+        if (isNew || hasWaited)
             queue->wait(entry.path, q, keyword.path);
         return;
     }
     if (!isNew && !entry.isServed)
         queue->leave(entry.path, q);
-    serve(entry, keyword, entry.isServed ? server->value(entry.path) : QVariant());
+    serve(entry, keyword, entry.isServed ? server->value(entry.path) : kept);
 }
 
 void SourceMount::Private::serve(Entry &entry, const SourceKeyword &keyword, const QVariant &value)
@@ -516,20 +570,7 @@ void SourceMount::Private::serve(Entry &entry, const SourceKeyword &keyword, con
     declared.consistent = state.consistent;
     declared.error = state.error;
     if (!server->declare(declared)) {
-        ++counts.refusedDeclarations;
-        if (!std::exchange(isLimitLogged, true)) {
-            qCWarning(lcSourceMount).noquote().nospace()
-                << name << ": " << entry.path << " is not served: there are "
-                << server->keywordCount() << " keywords of at most " << server->limits().keywords
-                << ", or its type " << keyword.type << " or access " << keyword.access
-                << " is none; further ones are only counted";
-        }
-        if (!isKnown) {
-            if (entry.isShownOnline)
-                --counts.online;
-            staleness.erase({entry.queuedFor, &entry});
-            entries.erase(keyword.path);
-        }
+        refuse(entry, keyword, value);
         return;
     }
     if (!isKnown)
@@ -552,6 +593,70 @@ void SourceMount::Private::serve(Entry &entry, const SourceKeyword &keyword, con
     if (limits.writeTime < keyword.confirmWithin + decisionMargin) {
         limits.writeTime = keyword.confirmWithin + decisionMargin;
         server->setLimits(limits);
+    }
+}
+
+// A keyword beyond the limit waits for room, because sources declare each keyword only once.
+void SourceMount::Private::refuse(Entry &entry, const SourceKeyword &keyword, const QVariant &value)
+{
+    ++counts.refusedDeclarations;
+    if (std::exchange(loggedLimit, server->limits().keywords) != server->limits().keywords) {
+        qCWarning(lcSourceMount).noquote().nospace()
+            << name << ": " << entry.path << " is not served: there are " << server->keywordCount()
+            << " keywords of at most " << server->limits().keywords << ", or its type "
+            << keyword.type << " or access " << keyword.access
+            << " is none; further ones are only counted";
+    }
+    if (entry.isServed)
+        return;
+    if (std::exchange(entry.isShownOnline, false))
+        --counts.online;
+    if (hasRoom()) { // it is invalid
+        if (entry.queuedFor > 0)
+            staleness.erase({entry.queuedFor, &entry});
+        entries.erase(keyword.path);
+        return;
+    }
+    if (!entry.details)
+        entry.details = std::make_unique<Details>();
+    entry.details->keyword = keyword;
+    entry.details->kept = value;
+    entry.details->turn = ++lastTurn;
+    waiting.emplace(entry.details->turn, keyword.path);
+}
+
+bool SourceMount::Private::hasRoom() const
+{
+    return server->keywordCount() < server->limits().keywords;
+}
+
+// Returns whether the keyword waited for room.
+bool SourceMount::Private::stopWaiting(Entry &entry)
+{
+    if (!entry.details || entry.details->turn == 0)
+        return false;
+    waiting.erase(std::exchange(entry.details->turn, 0));
+    return true;
+}
+
+void SourceMount::Private::serveWaiting()
+{
+    if (!server)
+        return;
+    while (!waiting.empty() && hasRoom()) {
+        const auto found = entries.find(waiting.begin()->second);
+        Entry &entry = found->second;
+        stopWaiting(entry);
+        if (server->contains(entry.path)) { // of another source
+            ++counts.conflicts;
+            queue->wait(entry.path, q, found->first);
+            continue;
+        }
+        const QVariant value = std::exchange(entry.details->kept, {});
+        const SourceKeyword keyword = entry.details->keyword;
+        if (!needsDetails(keyword))
+            entry.details.reset();
+        serve(entry, keyword, value);
     }
 }
 
@@ -581,6 +686,7 @@ void SourceMount::Private::remove(const QString &path, Decisions *decisions)
         staleness.erase({entry.queuedFor, &entry});
     if (entry.isShownOnline)
         --counts.online;
+    stopWaiting(entry);
     const QString served = entry.path;
     const bool wasServed = entry.isServed;
     entries.erase(found);

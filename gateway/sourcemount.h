@@ -12,7 +12,7 @@
 
 namespace pellix::gateway {
 
-// The mounts that wait for a path that belongs to another mount.
+// The mounts that wait for a path that belongs to another mount, or for room for more keywords.
 class PathQueue;
 
 // Serves the keywords of a source below a level of a keyword server, and passes writes to the
@@ -30,6 +30,7 @@ public:
         quint64 misfits = 0; // values that do not fit the type of their keyword
         quint64 conflicts = 0; // declarations of a path that belongs to another source
         quint64 refusedDeclarations = 0; // invalid, or beyond the limits
+        int waiting = 0; // keywords that are not served, because there are too many
         quint64 writes = 0; // writes of clients
         quint64 refusedWrites = 0; // for any reason
         quint64 unconfirmedWrites = 0; // refused writes whose outcome is unknown
@@ -48,6 +49,9 @@ public:
     QString mount() const;
     bool isReady() const; // whether the source is ready
     Statistics statistics() const;
+    // Serves the keywords that were beyond the limit of the server, in order, as far as there is
+    // room now. Call this function when the limit has changed, or when other keywords were removed.
+    void serveWaiting();
 
 private:
     friend class PathQueue;

@@ -18,9 +18,11 @@
 #include <QtCore/QSet>
 
 #include <algorithm>
+#include <deque>
 #include <functional>
 #include <set>
 #include <tuple>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -30,7 +32,6 @@ namespace {
 
 constexpr int memberLevels = 4; // depth of nested objects whose members become children
 constexpr qsizetype mostMembers = 10000; // members per topic
-constexpr qsizetype mostTopics = 1000000;
 constexpr qsizetype mostMessages = 1000; // kept for the log
 
 constexpr QLatin1String unitName("Unit");
@@ -61,6 +62,15 @@ enum class Rank {
     Topic,
     Member
 };
+
+QString keyOf(const TopicAvailability &settings)
+{
+    QStringList words {QString::number(int(settings.mode))};
+    for (const TopicAvailability::Entry &entry : settings.entries)
+        words << entry.topic << entry.member << entry.online << QString() << entry.offline
+              << QString();
+    return words.join(QChar(u'\n'));
+}
 
 } // namespace
 
@@ -152,6 +162,7 @@ public:
         std::vector<Keyword *> targetOf;
         Availability *availability = nullptr; // of undeclared keywords
         QString path;
+        std::size_t place = 0; // in the list of all topics
         quint32 connection = 0;
         int members = 0;
         bool isServed = false; // without a declaration
@@ -168,6 +179,7 @@ public:
         int latest = -1;
         bool isAvailable = false;
         QSet<Keyword *> keywords;
+        int users = 0; // topics and arrays that refer to it
     };
 
     explicit Private(const MappingOptions &options);
@@ -189,6 +201,11 @@ public:
     void forget(Keyword *keyword);
     void clear(Node *node);
     void dropUndeclared(Topic *topic);
+    bool isUnused(const Topic &topic) const;
+    void dropLater(const Topic *topic);
+    void dropUnused(qint64 until);
+    void dropUnusedAvailabilities();
+    void drop(Topic *topic);
     void addFilter(const QString &filter);
     void removeFilter(const QString &filter);
     void needTopic(const QString &topic);
@@ -256,8 +273,11 @@ public:
 
     QHash<QByteArray, Topic *> topics;
     std::vector<std::unique_ptr<Topic>> ownedTopics;
-    QHash<QString, Availability *> availabilities; // by their settings
-    std::vector<std::unique_ptr<Availability>> ownedAvailabilities;
+    std::unordered_map<QString, std::unique_ptr<Availability>> availabilities; // by their settings
+    std::deque<std::pair<QByteArray, qint64>> emptied; // topics, and when they may be dropped
+    QSet<Availability *> abandoned; // may have lost their last user
+    qint64 arrival = 0; // of the last message
+    QSet<QByteArray> named; // topics declared by their names
     QHash<QString, Keyword *> paths; // the keyword that has each path
     QHash<QString, Keyword *> described; // those created by conventions
     std::set<std::pair<qint64, Keyword *>> expiring;
@@ -317,8 +337,10 @@ TopicMapping::Private::Private(const MappingOptions &options) : options(options)
         reader->use = use;
         reader->convention = std::move(convention);
     }
-    for (const TopicKeyword &keyword : options.keywords)
+    for (const TopicKeyword &keyword : options.keywords) {
         patterns.append(TopicPattern::fromText(keyword.topic).value_or(TopicPattern()));
+        named.insert(keyword.topic.toUtf8());
+    }
     for (qsizetype i = 0; i < patterns.size(); ++i) {
         const TopicKeyword &keyword = options.keywords.at(i);
         if (keyword.topic.isEmpty()) {
@@ -416,12 +438,13 @@ TopicMapping::Private::Topic *TopicMapping::Private::topicOf(QByteArrayView name
 // Determines the use of a topic once for all its messages.
 TopicMapping::Private::Topic *TopicMapping::Private::prepare(const QByteArray &name)
 {
-    if (topics.size() >= mostTopics) {
-        say(QStringLiteral("more than %1 topics: the rest is ignored").arg(mostTopics));
+    if (topics.size() >= options.maximumTopics) {
+        say(QStringLiteral("more than %1 topics: the rest is ignored").arg(options.maximumTopics));
         return nullptr;
     }
     ownedTopics.push_back(std::make_unique<Topic>());
     Topic *const topic = ownedTopics.back().get();
+    topic->place = ownedTopics.size() - 1;
     topic->name = name;
     topics.insert(name, topic);
     const QString text = QString::fromUtf8(name);
@@ -446,6 +469,8 @@ TopicMapping::Private::Topic *TopicMapping::Private::prepare(const QByteArray &n
     if (topic->isServed) {
         topic->path = strippedPath(text);
         topic->availability = availabilityOf(defaultAvailability(levels, {}));
+        if (topic->availability)
+            ++topic->availability->users;
     }
     return topic;
 }
@@ -556,8 +581,10 @@ void TopicMapping::Private::declareKeyword(Topic *topic, const TopicKeyword &pat
     needTopics(declaration->keyword);
     const QString path = pathOf(declaration->keyword);
     if (topic && !pattern.arrayKey.isEmpty()) {
-        topic->arrays.push_back(
-            {declaration, path, availabilityOf(declaration->keyword.availability), {}});
+        Availability *const availability = availabilityOf(declaration->keyword.availability);
+        if (availability)
+            ++availability->users;
+        topic->arrays.push_back({declaration, path, availability, {}});
         return;
     }
     auto keyword = std::make_unique<Keyword>();
@@ -604,16 +631,11 @@ TopicMapping::Private::availabilityOf(const TopicAvailability &settings)
 {
     if (settings.entries.isEmpty())
         return nullptr;
-    QStringList words {QString::number(int(settings.mode))};
-    for (const TopicAvailability::Entry &entry : settings.entries)
-        words << entry.topic << entry.member << entry.online << QString() << entry.offline
-              << QString();
-    Availability *&availability = availabilities[words.join(QChar(u'\n'))];
+    std::unique_ptr<Availability> &availability = availabilities[keyOf(settings)];
     if (availability)
-        return availability;
-    ownedAvailabilities.push_back(std::make_unique<Availability>());
-    availability = ownedAvailabilities.back().get();
-    Availability *const made = availability; // inserting may move the hash
+        return availability.get();
+    availability = std::make_unique<Availability>();
+    Availability *const made = availability.get();
     made->settings = settings;
     made->states.assign(std::size_t(settings.entries.size()), -1);
     for (int i = 0; i < int(settings.entries.size()); ++i) {
@@ -633,8 +655,10 @@ TopicMapping::Private::availabilityOf(const TopicAvailability &settings)
 void TopicMapping::Private::forget(Keyword *keyword)
 {
     release(keyword);
-    if (keyword->availability)
+    if (keyword->availability) {
         keyword->availability->keywords.remove(keyword);
+        abandoned.insert(keyword->availability);
+    }
     if (keyword->expires > 0)
         expiring.erase({keyword->expires, keyword});
     if (!keyword->declaration)
@@ -645,6 +669,7 @@ void TopicMapping::Private::forget(Keyword *keyword)
         if (topic) {
             auto &users = topic->*list;
             users.erase(std::remove(users.begin(), users.end(), keyword), users.end());
+            dropLater(topic);
         }
     };
     detach(settings.errorTopic, &Topic::errorOf);
@@ -669,6 +694,82 @@ void TopicMapping::Private::dropUndeclared(Topic *topic)
     topic->own.reset();
     clear(&topic->root);
     topic->members = 0;
+}
+
+// Whether nothing would change if the topic were new.
+bool TopicMapping::Private::isUnused(const Topic &topic) const
+{
+    const auto isGone = [](const KeywordPointer &keyword) {
+        return keyword->isGone && !keyword->declaration->reader;
+    };
+    return !topic.own && topic.root.children.empty() && topic.availabilities.empty()
+        && topic.errorOf.empty() && topic.targetOf.empty() && topic.state.isEmpty()
+        && std::all_of(topic.declared.begin(), topic.declared.end(), isGone)
+        && std::all_of(topic.arrays.begin(), topic.arrays.end(),
+                       [](const Array &array) { return array.root.children.empty(); })
+        && !named.contains(topic.name);
+}
+
+// If copies of retained messages arrive, one may be older than the deletion of its topic.
+void TopicMapping::Private::dropLater(const Topic *topic)
+{
+    emptied.emplace_back(topic->name,
+                         options.isResynced ? arrival + TopicSync::laggingTime : arrival);
+}
+
+// Topics whose messages have been deleted may be as many as ever existed.
+void TopicMapping::Private::dropUnused(qint64 until)
+{
+    dropUnusedAvailabilities();
+    while (!emptied.empty() && emptied.front().second <= until) {
+        Topic *const topic = topics.value(emptied.front().first);
+        emptied.pop_front();
+        if (topic && isUnused(*topic))
+            drop(topic);
+        dropUnusedAvailabilities();
+    }
+}
+
+void TopicMapping::Private::dropUnusedAvailabilities()
+{
+    for (Availability *const availability : std::exchange(abandoned, {})) {
+        if (!availability->keywords.isEmpty() || availability->users > 0)
+            continue;
+        for (const TopicAvailability::Entry &entry : availability->settings.entries) {
+            Topic *const topic = topics.value(entry.topic.toUtf8());
+            if (!topic)
+                continue;
+            auto &users = topic->availabilities;
+            users.erase(std::remove_if(users.begin(), users.end(),
+                                       [availability](const auto &user) {
+                                           return user.first == availability;
+                                       }),
+                        users.end());
+            dropLater(topic);
+        }
+        availabilities.erase(keyOf(availability->settings));
+    }
+}
+
+void TopicMapping::Private::drop(Topic *topic)
+{
+    for (const KeywordPointer &keyword : topic->declared)
+        forget(keyword.get());
+    QList<Availability *> used {topic->availability};
+    for (const Array &array : topic->arrays)
+        used.append(array.availability);
+    for (Availability *const availability : std::as_const(used)) {
+        if (!availability)
+            continue;
+        --availability->users;
+        abandoned.insert(availability);
+    }
+    doubtful.remove(topic);
+    topics.remove(topic->name);
+    const std::size_t place = topic->place;
+    std::swap(ownedTopics[place], ownedTopics.back());
+    ownedTopics[place]->place = place;
+    ownedTopics.pop_back();
 }
 
 // Paths
@@ -895,6 +996,8 @@ void TopicMapping::Private::apply(const ConventionChange &change, Reader *reader
         if (!keyword)
             return;
         forget(keyword);
+        if (keyword->topic)
+            dropLater(keyword->topic);
         auto &list = keyword->topic ? keyword->topic->declared : commands;
         list.erase(std::find_if(list.begin(), list.end(), [keyword](const KeywordPointer &other) {
             return other.get() == keyword;
@@ -1123,12 +1226,8 @@ void TopicMapping::Private::removeTopic(Topic *topic)
         keyword->isGone = true;
         keyword->isMisfit = false;
         const bool isDescribed = keyword->declaration->reader;
-        const QString text = QString::fromUtf8(topic->name);
-        const bool isNamed =
-            std::any_of(options.keywords.cbegin(), options.keywords.cend(),
-                        [&text](const TopicKeyword &other) { return other.topic == text; });
         // A keyword that is declared by its topic name stays, without a current value.
-        if (isDescribed || isNamed)
+        if (isDescribed || named.contains(topic->name))
             reportFlags(keyword.get());
         else
             release(keyword.get());
@@ -1480,9 +1579,10 @@ void TopicMapping::Private::takeOverMembers(Topic *topic, Node *node, const Node
 // The known availability is kept.
 void TopicMapping::Private::takeOverAvailabilities(const Private &other)
 {
-    for (auto it = availabilities.begin(); it != availabilities.end(); ++it) {
-        Availability *const availability = *it;
-        if (const Availability *const before = other.availabilities.value(it.key())) {
+    for (const auto &[key, availability] : availabilities) {
+        const auto found = other.availabilities.find(key);
+        if (found != other.availabilities.end()) {
+            const Availability *const before = found->second.get();
             availability->states = before->states;
             availability->status = before->status;
             availability->latest = before->latest;
@@ -1493,7 +1593,7 @@ void TopicMapping::Private::takeOverAvailabilities(const Private &other)
             const QByteArray name = availability->settings.entries.at(i).topic.toUtf8();
             const Topic *const topic = topics.value(name);
             if (topic && !topic->state.isEmpty())
-                takeState(availability, i, topic->state);
+                takeState(availability.get(), i, topic->state);
         }
     }
 }
@@ -1577,6 +1677,11 @@ void TopicMapping::takeOver(TopicMapping &other)
             d->continueKeyword(command.get(), *before);
     }
     d->takeOverAvailabilities(*other.d);
+    for (const auto &topic : d->ownedTopics) {
+        if (d->isUnused(*topic))
+            d->dropLater(topic.get());
+    }
+    d->dropUnused(d->arrival + TopicSync::laggingTime); // what copies were known is not taken over
     d->reportDifference(*other.d);
     d->counts = other.d->counts;
 }
@@ -1617,6 +1722,7 @@ bool TopicMapping::take(const TopicMessage &message, qint64 now)
         return false;
     const bool isFirst = std::exchange(topic->connection, d->connection) != d->connection;
     d->messageTime = 0;
+    d->arrival = message.arrival;
     if (d->options.isResynced && !d->isNews(topic, message, isFirst))
         return false;
     constexpr qsizetype longestState = 1024; // longer payloads are descriptions
@@ -1633,6 +1739,9 @@ bool TopicMapping::take(const TopicMessage &message, qint64 now)
     if (!topic->targetOf.empty())
         d->takeTargets(topic, message.payload);
     d->takeValues(topic, message, now);
+    if (message.payload.isEmpty())
+        d->dropLater(topic);
+    d->dropUnused(message.arrival);
     return isFirst && message.isRetained;
 }
 

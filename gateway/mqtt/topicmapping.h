@@ -38,6 +38,7 @@ struct MappingOptions
     bool meta = false; // units, limits, times, and states are also served as keywords
     bool labelUnit = false; // labels end with the unit
     bool isResynced = false; // copies of retained messages arrive repeatedly
+    qsizetype maximumTopics = 1000000; // with further ones ignored
 };
 
 // The message for a write.

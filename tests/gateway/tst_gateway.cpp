@@ -89,8 +89,11 @@ private Q_SLOTS:
     void reload_changesSources_data();
     void reload_changesSources();
     void reload_freesPathsForOthers();
+    void reload_servesMoreKeywordsIfTheLimitIsRaised();
     void reload_keepsClientsOfListenersThatStay();
     void reload_opensAndClosesListeners();
+    void reload_movesHealth_data();
+    void reload_movesHealth();
     void reload_changesNothingIfItCannotListen_data();
     void reload_changesNothingIfItCannotListen();
     void reload_changesRolesAtOnce();
@@ -249,6 +252,37 @@ void tst_Gateway::reload_freesPathsForOthers()
     QCOMPARE(gateway->keywordServer()->value(q("/x/v")), QVariant(q("text")));
 }
 
+void tst_Gateway::reload_servesMoreKeywordsIfTheLimitIsRaised()
+{
+    const QByteArray sources = R"("sources": [{"name": "a", "fake": "a", "mount": "/x"}])";
+    QVERIFY(apply(sources + R"(, "limits": {"keywords": 10})"));
+    FakeSource *const source = fake.source("a");
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^a: /x/10 is not served: ")));
+    for (int i = 0; i <= 10; ++i) {
+        source->declare({keyword(qPrintable(q("/%1").arg(i)), "int")});
+        source->report(q("/%1").arg(i), i);
+    }
+    QCOMPARE(gateway->keywordServer()->keywordCount(), 10);
+    QVERIFY(
+        gateway->metrics().contains("\nkeyword_gateway_source_waiting_keywords{source=\"a\"} 1"));
+    QVERIFY(apply(sources + R"(, "limits": {"keywords": 11})"));
+    QCOMPARE(fake.source("a"), source);
+    QCOMPARE(gateway->keywordServer()->value(q("/x/10")), QVariant(10));
+    QVERIFY(
+        gateway->metrics().contains("\nkeyword_gateway_source_waiting_keywords{source=\"a\"} 0"));
+    // The keywords of the gateway itself make room as well.
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^a: /x/11 is not served: ")));
+    source->declare({keyword("/11", "int")});
+    QVERIFY(apply(sources + R"(, "limits": {"keywords": 22}, "self": "/g")"));
+    QVERIFY(gateway->keywordServer()->contains(q("/g/clients")));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^a: /x/12 is not served: ")));
+    for (int i = 12; i < 22; ++i)
+        source->declare({keyword(qPrintable(q("/%1").arg(i)), "int")});
+    QVERIFY(apply(sources + R"(, "limits": {"keywords": 22})"));
+    QVERIFY(gateway->keywordServer()->contains(q("/x/11")));
+    QVERIFY(gateway->keywordServer()->contains(q("/x/21")));
+}
+
 void tst_Gateway::reload_keepsClientsOfListenersThatStay()
 {
     QVERIFY(apply(R"("listen": [{"port": 0, "role": "*"}, {"address": "::1", "port": 0}])"));
@@ -285,6 +319,53 @@ void tst_Gateway::reload_opensAndClosesListeners()
     QTRY_VERIFY(last.isConnected());
 }
 
+void tst_Gateway::reload_movesHealth_data()
+{
+    QTest::addColumn<QByteArray>("members"); // with the ports LISTEN and HEALTH in use
+    QTest::addColumn<bool>("isListenerKept");
+    QTest::addColumn<bool>("hasHealth");
+    QTest::newRow("another address") << QByteArray(R"("listen": [{"port": 0, "role": "*"}],
+                         "health": {"address": "0.0.0.0", "port": HEALTH})")
+                                     << true << true;
+    QTest::newRow("exchanged ports")
+        << QByteArray(R"("listen": [{"port": HEALTH}], "health": {"port": LISTEN})") << false
+        << true;
+    QTest::newRow("exchanged ports, another address")
+        << QByteArray(R"("listen": [{"address": "0.0.0.0", "port": HEALTH, "unencrypted": true,
+                                     "role": "viewer"}],
+                         "health": {"address": "0.0.0.0", "port": LISTEN})")
+        << false << true;
+    QTest::newRow("its port for a listener")
+        << QByteArray(R"("listen": [{"port": 0, "role": "*"}, {"port": HEALTH}])") << true << false;
+    QTest::newRow("the port of a listener") << QByteArray(
+        R"("listen": [{"address": "127.0.0.2", "port": 0}], "health": {"port": LISTEN})")
+                                            << false << true;
+}
+
+void tst_Gateway::reload_movesHealth()
+{
+    QFETCH(QByteArray, members);
+    QFETCH(bool, isListenerKept);
+    QFETCH(bool, hasHealth);
+    QVERIFY(apply(R"("listen": [{"port": 0, "role": "*"}], "health": {"port": 0})"));
+    const QByteArray listen = QByteArray::number(gateway->urls().constFirst().port());
+    const QByteArray health = QByteArray::number(gateway->healthPort());
+    WebClient client(gateway->urls().constFirst());
+    QTRY_VERIFY(client.isConnected());
+    QVERIFY2(apply(members.replace("LISTEN", listen).replace("HEALTH", health)), qPrintable(error));
+    QCOMPARE(gateway->healthPort() != 0, hasHealth);
+    if (hasHealth)
+        QVERIFY(fetch(gateway->healthPort(), "/healthz").endsWith("ok\n"));
+    for (const QUrl &url : gateway->urls()) {
+        WebClient next(url);
+        QTRY_VERIFY(next.isConnected());
+    }
+    if (isListenerKept)
+        QVERIFY(client.isConnected());
+    else
+        QTRY_VERIFY(!client.isConnected());
+}
+
 void tst_Gateway::reload_changesNothingIfItCannotListen_data()
 {
     QTest::addColumn<QByteArray>("members");
@@ -297,6 +378,19 @@ void tst_Gateway::reload_changesNothingIfItCannotListen_data()
         << QByteArray(R"("listen": [{"address": "0.0.0.0", "port": OURS, "unencrypted": true,
                                      "role": "viewer"}, {"port": PORT}])")
         << q("cannot listen on 127.0.0.1 port PORT: ");
+    QTest::newRow("one that takes the port of health")
+        << QByteArray(R"("listen": [{"address": "0.0.0.0", "port": HEALTH, "unencrypted": true,
+                                     "role": "viewer"}, {"port": PORT}])")
+        << q("cannot listen on 127.0.0.1 port PORT: ");
+    QTest::newRow("health that takes the port of a listener, after another address")
+        << QByteArray(R"("listen": [{"address": "0.0.0.0", "port": HEALTH, "unencrypted": true,
+                                     "role": "viewer"}, {"port": PORT}],
+                         "health": {"port": OURS})")
+        << q("cannot listen on 127.0.0.1 port PORT: ");
+    QTest::newRow("health that takes the port of a listener, which moves")
+        << QByteArray(R"("listen": [{"address": "0.0.0.0", "port": OURS, "unencrypted": true,
+                                     "role": "viewer"}], "health": {"port": OURS})")
+        << q("cannot listen on 127.0.0.1 port OURS for health: ");
 }
 
 void tst_Gateway::reload_changesNothingIfItCannotListen()
@@ -305,17 +399,25 @@ void tst_Gateway::reload_changesNothingIfItCannotListen()
     QFETCH(QString, expected);
     QTcpServer busy;
     QVERIFY(busy.listen(QHostAddress::LocalHost));
-    QVERIFY(apply(R"("sources": [{"name": "a", "fake": "a", "mount": "/x"}])"));
+    QVERIFY(apply(R"("sources": [{"name": "a", "fake": "a", "mount": "/x"}],
+                     "health": {"port": 0})"));
     const QList<QUrl> urls = gateway->urls();
+    const quint16 health = gateway->healthPort();
     // The port belongs to another socket, so the gateway cannot listen on it.
     const QByteArray port = QByteArray::number(busy.serverPort());
+    const QByteArray ours = QByteArray::number(urls.constFirst().port());
     QVERIFY(!apply(members.replace("PORT", port)
-                       .replace("OURS", QByteArray::number(urls.constFirst().port()))));
-    QVERIFY2(error.startsWith(expected.replace(q("PORT"), QString::fromLatin1(port))),
-             qPrintable(error));
+                       .replace("OURS", ours)
+                       .replace("HEALTH", QByteArray::number(health))));
+    expected.replace(q("PORT"), QString::fromLatin1(port));
+    expected.replace(q("OURS"), QString::fromLatin1(ours));
+    QVERIFY2(error.startsWith(expected), qPrintable(error));
+    QVERIFY2(!error.contains(q("again")), qPrintable(error));
     QCOMPARE(gateway->sources().size(), 1);
     QCOMPARE(fake.source("a")->stops, 0);
-    QCOMPARE(gateway->healthPort(), quint16(0));
+    QCOMPARE(gateway->healthPort(), health);
+    QVERIFY(fetch(health, "/healthz").endsWith("ok\n"));
+    QCOMPARE(gateway->urls(), urls);
     WebClient client(gateway->urls().constFirst());
     QTRY_VERIFY(client.isConnected());
 }

@@ -64,6 +64,9 @@ private Q_SLOTS:
     void declared_twiceTheFirstStays();
     void declared_byTwoSourcesTheFirstStaysUntilRemoved();
     void declared_beyondTheLimitIsRefused();
+    void declared_beyondTheLimitIsServedWhenThereIsRoom_data();
+    void declared_beyondTheLimitIsServedWhenThereIsRoom();
+    void declared_beyondTheLimitWaitsForItsPath();
     void removed_isGone();
     void requests_reachTheSource();
     void requests_ofBeforeReachTheSource();
@@ -109,6 +112,8 @@ private:
     std::unique_ptr<KeywordServer> server;
     std::unique_ptr<FakeSource> source;
     std::unique_ptr<SourceMount> mount;
+    std::unique_ptr<FakeSource> otherSource;
+    std::unique_ptr<SourceMount> otherMount;
     std::unique_ptr<Client> client;
     QBuffer audit;
 };
@@ -129,7 +134,9 @@ void tst_SourceMount::cleanup()
 {
     client.reset();
     mount.reset();
+    otherMount.reset();
     source.reset();
+    otherSource.reset();
     server.reset();
 }
 
@@ -531,11 +538,106 @@ void tst_SourceMount::declared_beyondTheLimitIsRefused()
     source->report(q("/c"), 1);
     QCOMPARE(server->keywordCount(), 2);
     QCOMPARE(mount->statistics().refusedDeclarations, 2u);
+    QCOMPARE(mount->statistics().waiting, 2);
+    QCOMPARE(mount->statistics().keywords, 2);
+    QCOMPARE(mount->statistics().online, 0);
     source->remove(q("/c"));
+    source->remove(q("/d"));
+    QCOMPARE(mount->statistics().waiting, 0);
     source->remove(q("/a"));
     source->declare({level("/c")});
     source->report(q("/c"), 1);
     QCOMPARE(server->value(q("/p/c")), QVariant(1.0));
+    // An invalid declaration does not wait.
+    SourceKeyword invalid = level("/e");
+    invalid.type = q("none");
+    source->remove(q("/c"));
+    source->declare({invalid});
+    QCOMPARE(mount->statistics().refusedDeclarations, 3u);
+    QCOMPARE(mount->statistics().waiting, 0);
+}
+
+void tst_SourceMount::declared_beyondTheLimitIsServedWhenThereIsRoom_data()
+{
+    using Step = std::function<void(tst_SourceMount *)>;
+    QTest::addColumn<Step>("step");
+    QTest::newRow("one is removed") << Step([](tst_SourceMount *t) { t->source->remove(q("/a")); });
+    QTest::newRow("another source removes one")
+        << Step([](tst_SourceMount *t) { t->otherSource->remove(q("/b")); });
+    QTest::newRow("another source goes") << Step([](tst_SourceMount *t) { t->otherMount.reset(); });
+    QTest::newRow("the limit is raised") << Step([](tst_SourceMount *t) {
+        Limits limits = t->server->limits();
+        ++limits.keywords;
+        t->server->setLimits(limits);
+        t->mount->serveWaiting();
+    });
+}
+
+void tst_SourceMount::declared_beyondTheLimitIsServedWhenThereIsRoom()
+{
+    QFETCH(std::function<void(tst_SourceMount *)>, step);
+    const auto queue = SourceMount::createQueue();
+    mount = std::make_unique<SourceMount>(source.get(), server.get(), q("line1"), q("/p"), queue);
+    otherSource = std::make_unique<FakeSource>();
+    otherMount =
+        std::make_unique<SourceMount>(otherSource.get(), server.get(), q("line2"), q("/o"), queue);
+    Limits limits;
+    limits.keywords = 2;
+    server->setLimits(limits);
+    otherSource->declare({level("/b")});
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^line1: /p/set is not served")));
+    SourceKeyword second = setpoint();
+    second.path = q("/second");
+    source->declare({level("/a"), setpoint(), second});
+    source->go(State::Ready);
+    source->report(q("/set"), 1);
+    source->report(q("/second"), 2);
+    client->create("/p/set");
+    client->create("/p/second");
+    QCOMPARE(client->taken(), q("/p/set=null --c- | /p/second=null --c-"));
+    step(this);
+    // The first one that was refused is served, with its value, and can be written.
+    QCOMPARE(client->taken(), q("/p/set=1 coc-"));
+    QCOMPARE(mount->statistics().waiting, 1);
+    client->update("/p/set", "7");
+    QCOMPARE(source->writes.size(), std::size_t(1));
+    source->report(q("/set"), 7);
+    QCOMPARE(client->taken(), q("/p/set=7 coc-"));
+    source->remove(q("/set"));
+    QCOMPARE(client->taken(), q("/p/set=null --c- | /p/second=2 coc-"));
+    QCOMPARE(mount->statistics().waiting, 0);
+}
+
+void tst_SourceMount::declared_beyondTheLimitWaitsForItsPath()
+{
+    const auto queue = SourceMount::createQueue();
+    mount = std::make_unique<SourceMount>(source.get(), server.get(), q("line1"), q("/p"), queue);
+    otherSource = std::make_unique<FakeSource>();
+    otherMount =
+        std::make_unique<SourceMount>(otherSource.get(), server.get(), q("line2"), q("/p"), queue);
+    Limits limits;
+    limits.keywords = 1;
+    server->setLimits(limits);
+    source->declare({level("/a")});
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^line1: /p/b is not served")));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("^line2: /p/b is not served")));
+    source->declare({level("/b")});
+    otherSource->declare({level("/b")});
+    source->report(q("/b"), 1);
+    otherSource->report(q("/b"), 2);
+    limits.keywords = 2;
+    server->setLimits(limits);
+    mount->serveWaiting();
+    otherMount->serveWaiting();
+    QCOMPARE(server->value(q("/p/b")), QVariant(1.0));
+    limits.keywords = 3;
+    server->setLimits(limits);
+    otherMount->serveWaiting();
+    QCOMPARE(server->value(q("/p/b")), QVariant(1.0));
+    QCOMPARE(otherMount->statistics().waiting, 0);
+    QCOMPARE(otherMount->statistics().conflicts, 1u);
+    source->remove(q("/b"));
+    QCOMPARE(server->value(q("/p/b")), QVariant(2.0));
 }
 
 void tst_SourceMount::removed_isGone()

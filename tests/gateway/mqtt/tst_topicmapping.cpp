@@ -94,7 +94,8 @@ public:
 
 struct Mapped
 {
-    explicit Mapped(const QByteArray &members) : mapping(optionsOf(members))
+    explicit Mapped(const QByteArray &members) : Mapped(optionsOf(members)) { }
+    explicit Mapped(const MappingOptions &options) : mapping(options)
     {
         keywords.take(mapping.takeReports());
     }
@@ -167,6 +168,11 @@ private Q_SLOTS:
     void convention_declaresKeywords();
     void unreadable_isCounted();
     void members_areBounded();
+    void topics_areBounded();
+    void topics_deletedMakeRoom_data();
+    void topics_deletedMakeRoom();
+    void topics_notServedAnyMoreMakeRoom();
+    void topics_deletedAreRememberedWhileCopiesMayBeOlder();
     void served_isWhatNobodyDeclared();
     void reports_areInOrder();
     void reports_areCompacted();
@@ -1204,6 +1210,143 @@ void tst_TopicMapping::members_areBounded()
     QCOMPARE(mapped.keywords.known.size(), 10000);
     QCOMPARE(mapped.mapping.takeMessages(),
              QStringList {q("a has more than 10000 members: the rest is ignored")});
+}
+
+void tst_TopicMapping::topics_areBounded()
+{
+    MappingOptions options = optionsOf("\"topics\":\"#\"");
+    QCOMPARE(options.maximumTopics, qsizetype(1000000));
+    options.maximumTopics = 3;
+    Mapped mapped(options);
+    for (const char *topic : {"a", "b", "c", "d", "e"})
+        mapped.take(topic, "1", true);
+    QCOMPARE(mapped.keywords.text(), q("/a:double=1 /b:double=1 /c:double=1"));
+    QCOMPARE(mapped.mapping.takeMessages(),
+             QStringList {q("more than 3 topics: the rest is ignored")});
+    mapped.take("b", "", true);
+    mapped.take("d", "2", true);
+    QCOMPARE(mapped.keywords.text(), q("/a:double=1 /c:double=1 /d:double=2"));
+    // A topic with the place of another can be deleted as well.
+    mapped.take("c", "", true);
+    mapped.take("a", "", true);
+    mapped.take("e", "3", true);
+    mapped.take("b", "4", true);
+    QCOMPARE(mapped.keywords.text(), q("/b:double=4 /d:double=2 /e:double=3"));
+}
+
+void tst_TopicMapping::topics_deletedMakeRoom_data()
+{
+    QTest::addColumn<QByteArray>("members");
+    QTest::addColumn<QList<QByteArrayList>>(
+        "messages"); // topics and payloads, with N as the number
+    QTest::addColumn<QString>("keywords");
+    const auto row = [](const char *name, const char *members,
+                        const QList<QByteArrayList> &messages, const char *keywords) {
+        QTest::newRow(name) << QByteArray(members) << messages << q(keywords);
+    };
+    row("undeclared", R"("topics":"#")", {{"a/N", "1"}}, "/a/N:double=1");
+    row("members", R"("topics":"#")", {{"a/N", R"({"b":1,"c":{"d":2}})"}},
+        "/a/N/b:double=1 /a/N/c/d:double=2");
+    row("unknown value", R"("topics":"#")", {{"a/N", "null"}}, "");
+    row("declared with a wildcard", R"("keywords":[{"topic":"a/{1}","type":"int"}])",
+        {{"a/N", "1"}}, "/a/N:int=1");
+    row("declared members", R"("keywords":[{"topic":"a/{1}","value":"/b"},
+                                           {"topic":"a/{1}","value":"/c"}])",
+        {{"a/N", R"({"b":1,"c":2})"}}, "/a/N/b:double=1 /a/N/c:double=2");
+    row("an array", R"("keywords":[{"topic":"a/{1}","key":"k","value":"v"}])",
+        {{"a/N", R"([{"k":"x","v":1},{"k":"y","v":2}])"}}, "/a/N/x:double=1 /a/N/y:double=2");
+    row("availability", R"("topics":"a/#","available":{"topic":"up/{1}/state"},"meta":true)",
+        {{"up/N/state", "online"}, {"a/N/v", "1"}}, "/N/v:double=1");
+    row("availability of a keyword",
+        R"("keywords":[{"topic":"a/{1}","available":{"topic":"a/{1}/up"},"error":"a/{1}/error"}])",
+        {{"a/N", "1"}, {"a/N/up", "online"}}, "/a/N:double=1");
+    row("availability of an array",
+        R"("keywords":[{"topic":"a/{1}","key":"k","value":"v","available":{"topic":"a/{1}/up"}}])",
+        {{"a/N", R"([{"k":"x","v":1}])"}, {"a/N/up", "online"}}, "/a/N/x:double=1");
+    row("described", R"("topics":"x/#","conventions":["homeassistant"])",
+        {{"homeassistant/sensor/pN/config",
+          R"({"name":"P","unique_id":"pN","state_topic":"home/pN","availability_topic":"up/N"})"},
+         {"up/N", "online"},
+         {"home/pN", "7"}},
+        "/pN:string=\"7\"");
+}
+
+void tst_TopicMapping::topics_deletedMakeRoom()
+{
+    QFETCH(QByteArray, members);
+    QFETCH(const QList<QByteArrayList>, messages);
+    QFETCH(QString, keywords);
+    MappingOptions options = optionsOf(members);
+    options.maximumTopics = 5;
+    auto mapping = std::make_unique<TopicMapping>(options);
+    Keywords seen;
+    const auto take = [&](QByteArray topic, QByteArray payload, const QByteArray &number) {
+        topic.replace("N", number);
+        payload.replace("N", number);
+        mapping->take({topic, payload, true}, 0);
+        seen.take(mapping->takeReports());
+    };
+    for (int i = 0; i < 50; ++i) {
+        const QByteArray number = QByteArray::number(i);
+        for (const QByteArrayList &message : messages)
+            take(message[0], message[1], number);
+        QString expected = keywords;
+        expected.replace(QLatin1Char('N'), QString::fromLatin1(number));
+        QCOMPARE(seen.text(), expected);
+        QByteArrayList topics;
+        for (const QByteArrayList &message : messages)
+            topics.insert(i % 2 == 0 ? 0 : topics.size(), message[0]);
+        for (const QByteArray &topic : std::as_const(topics))
+            take(topic, "", number);
+        QCOMPARE(seen.text(), QString());
+        if (i % 10 == 9) {
+            auto next = std::make_unique<TopicMapping>(options);
+            next->takeOver(*mapping);
+            mapping = std::move(next);
+            seen.take(mapping->takeReports());
+        }
+    }
+    QCOMPARE(mapping->takeMessages(), QStringList());
+}
+
+void tst_TopicMapping::topics_notServedAnyMoreMakeRoom()
+{
+    MappingOptions options = optionsOf("\"topics\":\"a/#\"");
+    options.maximumTopics = 3;
+    Mapped before(options);
+    for (const char *topic : {"a/1", "a/2", "a/3"})
+        before.take(topic, "1", true);
+    options.topics = QStringList {q("b/#")};
+    Mapped after(options);
+    after.mapping.takeOver(before.mapping);
+    after.mapping.takeReports();
+    for (const char *topic : {"b/1", "b/2", "b/3"})
+        after.take(topic, "1", true);
+    QCOMPARE(after.keywords.text(), q("/1:double=1 /2:double=1 /3:double=1"));
+    QCOMPARE(after.mapping.takeMessages(), QStringList());
+}
+
+void tst_TopicMapping::topics_deletedAreRememberedWhileCopiesMayBeOlder()
+{
+    MappingOptions options = optionsOf("\"topics\":\"#\"");
+    options.isResynced = true;
+    options.maximumTopics = 2;
+    Mapped mapped(options);
+    const auto take = [&](const char *topic, const char *payload, bool isCopy, qint64 arrival) {
+        TopicMessage message {topic, payload, true, true};
+        message.isCopy = isCopy;
+        message.arrival = arrival;
+        mapped.mapping.take(message, 0);
+        mapped.keywords.take(mapped.mapping.takeReports());
+    };
+    take("a", "1", false, 1000);
+    take("a", "", false, 2000);
+    take("a", "1", true, 5000); // an old copy
+    take("b", "1", false, 5000);
+    QCOMPARE(mapped.keywords.text(), q("/b:double=1"));
+    take("b", "2", false, 20000);
+    take("c", "3", false, 20000);
+    QCOMPARE(mapped.keywords.text(), q("/b:double=2 /c:double=3"));
 }
 
 void tst_TopicMapping::served_isWhatNobodyDeclared()
