@@ -111,7 +111,7 @@ public:
     void attemptAgain();
     void takeAttempt(ConnectionAttempt::Result result);
     void setCallbacks();
-    void read();
+    void read(bool isReadable);
     void write();
     void look();
     void checkLink();
@@ -312,7 +312,7 @@ void MqttLink::Private::takeAttempt(ConnectionAttempt::Result result)
     }
     readNotifier = std::make_unique<QSocketNotifier>(socket, QSocketNotifier::Read);
     writeNotifier = std::make_unique<QSocketNotifier>(socket, QSocketNotifier::Write);
-    connect(readNotifier.get(), &QSocketNotifier::activated, q, [this] { read(); });
+    connect(readNotifier.get(), &QSocketNotifier::activated, q, [this] { read(true); });
     connect(writeNotifier.get(), &QSocketNotifier::activated, q, [this] { write(); });
     keepAlive = options.keepAlive;
     heard.start();
@@ -458,8 +458,9 @@ void MqttLink::Private::onPublish(int mid, int code, const mosquitto_property *p
 
 // Each call reads one packet, so several packets are read per turn of the event loop. With TLS, the
 // following packets may already be decrypted, and the socket does not report them.
-void MqttLink::Private::read()
+void MqttLink::Private::read(bool isReadable)
 {
+    const quint64 atStart = callbacks;
     for (int i = 0; i < packetsPerTurn; ++i) {
         const quint64 before = callbacks;
         ++inLibrary;
@@ -467,12 +468,13 @@ void MqttLink::Private::read()
         --inLibrary;
         if (result != MOSQ_ERR_SUCCESS || mosquitto_socket(client.get()) < 0)
             break;
-        if (i == 0) {
-            heard.start();
-            isAsked = false;
-        }
         if (callbacks == before || closeWanted)
             break;
+    }
+    // The result of the library is the same if there was nothing to read.
+    if (isReadable || callbacks != atStart) {
+        heard.start();
+        isAsked = false;
     }
     Q_EMIT q->readingPaused();
     sendWaiting();
@@ -496,7 +498,7 @@ void MqttLink::Private::look()
     if (wasAsleep) // this program was suspended, not the broker
         heard.start();
     if (options.tls) {
-        read();
+        read(false);
         if (!client)
             return;
     }

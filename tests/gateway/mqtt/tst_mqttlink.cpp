@@ -7,6 +7,7 @@
 #include "tests/gateway/mqtt/broker.h"
 
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QTimer>
 #include <QtNetwork/QTcpServer>
 #include <QtNetwork/QTcpSocket>
 #include <QtTest/QSignalSpy>
@@ -485,23 +486,43 @@ void tst_MqttLink::restart_isFollowed()
 void tst_MqttLink::frozenBroker_isNoticed_data()
 {
     QTest::addColumn<int>("version");
-    QTest::newRow("5") << 5;
-    QTest::newRow("3.1.1") << 3;
+    QTest::addColumn<bool>("tls");
+    QTest::newRow("5") << 5 << false;
+    QTest::newRow("3.1.1") << 3 << false;
+    QTest::newRow("TLS") << 5 << true;
 }
 
+// After one and a half periods. The library itself notices it after two.
 void tst_MqttLink::frozenBroker_isNoticed()
 {
     QFETCH(const int, version);
-    Broker broker;
+    QFETCH(const bool, tls);
+    BrokerOptions brokerOptions;
+    brokerOptions.tls = tls;
+    Broker broker(brokerOptions);
     QVERIFY(broker.start());
     MqttOptions options = optionsFor(broker.port());
     options.version = version;
-    options.connectWithin = 500ms;
+    options.tls = tls;
+    options.authorityFile = tls ? broker.authority() : QString();
+    options.connectWithin = 2s;
     Link link(options);
     link.link.open();
     QTRY_VERIFY_WITH_TIMEOUT(link.isConnected(), longTime);
+    // Counts the time in which this machine keeps up. After a pause, the link waits anew.
+    constexpr auto step = 250ms;
+    std::chrono::milliseconds passed {0};
+    QElapsedTimer sinceStep;
+    QTimer steps;
+    connect(&steps, &QTimer::timeout, this, [&] {
+        const bool wasPaused = sinceStep.restart() > 2 * step.count();
+        passed = wasPaused ? 0ms : passed + step;
+    });
     broker.freeze();
+    sinceStep.start();
+    steps.start(step);
     QTRY_VERIFY_WITH_TIMEOUT(!link.isConnected(), longTime);
+    QVERIFY2(passed < options.keepAlive * 7 / 4, qPrintable(QString::number(passed.count())));
     QCOMPARE(link.link.reason(), QStringLiteral("connection lost: the broker does not reply"));
     broker.thaw();
     QTRY_VERIFY_WITH_TIMEOUT(link.isConnected(), longTime);
