@@ -6,6 +6,7 @@
 #include "gateway/mqtt/connectionattempt.h"
 #include "gateway/mqtt/libmosquitto.h"
 
+#include <QtCore/QDeadlineTimer>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QHash>
 #include <QtCore/QLoggingCategory>
@@ -13,8 +14,12 @@
 #include <QtCore/QSocketNotifier>
 #include <QtCore/QTimer>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
+#include <functional>
+#include <iterator>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -33,6 +38,9 @@ constexpr auto tick = 250ms;
 constexpr int filtersPerPacket = 100;
 constexpr qsizetype bytesPerPacket = 16 * 1024;
 constexpr int mostUnacknowledged = 1000;
+constexpr int mostSent = 100; // publications that are sent before they are acknowledged
+// Before MQTT 5, messages do not expire on their way, so fewer of them are on their way.
+constexpr int mostSentInOld = 20;
 constexpr int mostAbandoned = 32; // attempts that have not returned
 constexpr int packetsPerTurn = 256;
 constexpr char nothing[] = "keyword-gateway/nothing/is/here"; // a topic that nobody uses
@@ -88,13 +96,22 @@ bool operator==(const MqttOptions &left, const MqttOptions &right)
 class MqttLink::Private
 {
 public:
+    struct Publication
+    {
+        quint64 id = 0;
+        QByteArray topic;
+        QByteArray payload;
+        int qos = 0;
+        QDeadlineTimer end {QDeadlineTimer::Forever}; // of the time in which it may be sent
+    };
+
     Private(MqttLink *q, const MqttOptions &options) : q(q), options(options) { }
 
     void attempt();
     void attemptAgain();
     void takeAttempt(ConnectionAttempt::Result result);
     void setCallbacks();
-    void read();
+    void read(bool isReadable);
     void write();
     void look();
     void checkLink();
@@ -104,6 +121,12 @@ public:
     void drop();
     void log(const QString &line);
     void chooseVersion();
+
+    int announce(const char *payload);
+    bool maySend() const;
+    void send(const Publication &publication);
+    void sendWaiting();
+    void refuseLate();
 
     void onConnect(int code, const mosquitto_property *properties);
     void changeVersion();
@@ -124,6 +147,9 @@ public:
     std::unique_ptr<QSocketNotifier> writeNotifier;
     QHash<int, QByteArrayList> subscribing; // by packet identifier
     QHash<int, quint64> publishing;
+    int announcing = 0; // the packet identifier of the announcement, until it is acknowledged
+    std::deque<Publication> waiting; // for the acknowledgments of earlier publications
+    int quota = mostSent;
     QString endReason;
     quint64 callbacks = 0;
     int inLibrary = 0;
@@ -214,10 +240,7 @@ void MqttLink::close()
         return;
     }
     if (d->client && d->isConfirmed) {
-        if (!d->options.announceTopic.isEmpty()) {
-            mosquitto_publish(d->client.get(), nullptr,
-                              d->options.announceTopic.toUtf8().constData(), 1, "0", 1, true);
-        }
+        d->announce("0");
         mosquitto_disconnect_v5(d->client.get(), 0, nullptr);
         for (int i = 0; i < 10 && mosquitto_socket(d->client.get()) >= 0
              && mosquitto_want_write(d->client.get());
@@ -289,7 +312,7 @@ void MqttLink::Private::takeAttempt(ConnectionAttempt::Result result)
     }
     readNotifier = std::make_unique<QSocketNotifier>(socket, QSocketNotifier::Read);
     writeNotifier = std::make_unique<QSocketNotifier>(socket, QSocketNotifier::Write);
-    connect(readNotifier.get(), &QSocketNotifier::activated, q, [this] { read(); });
+    connect(readNotifier.get(), &QSocketNotifier::activated, q, [this] { read(true); });
     connect(writeNotifier.get(), &QSocketNotifier::activated, q, [this] { write(); });
     keepAlive = options.keepAlive;
     heard.start();
@@ -357,6 +380,12 @@ void MqttLink::Private::onConnect(int code, const mosquitto_property *properties
                                           false)
             && serverKeepAlive > 0)
             keepAlive = std::chrono::seconds(serverKeepAlive);
+        uint16_t receiveMaximum = 0;
+        quota = version == 5 ? mostSent : mostSentInOld;
+        if (mosquitto_property_read_int16(properties, MQTT_PROP_RECEIVE_MAXIMUM, &receiveMaximum,
+                                          false)
+            && receiveMaximum > 0)
+            quota = qMin(quota, int(receiveMaximum));
         isConfirmed = true;
         return;
     }
@@ -413,6 +442,8 @@ void MqttLink::Private::onSubscribe(int mid, int count, const int *granted)
 void MqttLink::Private::onPublish(int mid, int code, const mosquitto_property *properties)
 {
     ++callbacks;
+    if (mid == announcing)
+        announcing = 0;
     const auto id = publishing.constFind(mid);
     if (id == publishing.constEnd())
         return;
@@ -427,8 +458,9 @@ void MqttLink::Private::onPublish(int mid, int code, const mosquitto_property *p
 
 // Each call reads one packet, so several packets are read per turn of the event loop. With TLS, the
 // following packets may already be decrypted, and the socket does not report them.
-void MqttLink::Private::read()
+void MqttLink::Private::read(bool isReadable)
 {
+    const quint64 atStart = callbacks;
     for (int i = 0; i < packetsPerTurn; ++i) {
         const quint64 before = callbacks;
         ++inLibrary;
@@ -436,14 +468,16 @@ void MqttLink::Private::read()
         --inLibrary;
         if (result != MOSQ_ERR_SUCCESS || mosquitto_socket(client.get()) < 0)
             break;
-        if (i == 0) {
-            heard.start();
-            isAsked = false;
-        }
         if (callbacks == before || closeWanted)
             break;
     }
+    // The result of the library is the same if there was nothing to read.
+    if (isReadable || callbacks != atStart) {
+        heard.start();
+        isAsked = false;
+    }
     Q_EMIT q->readingPaused();
+    sendWaiting();
     settle();
 }
 
@@ -464,7 +498,7 @@ void MqttLink::Private::look()
     if (wasAsleep) // this program was suspended, not the broker
         heard.start();
     if (options.tls) {
-        read();
+        read(false);
         if (!client)
             return;
     }
@@ -472,6 +506,7 @@ void MqttLink::Private::look()
     mosquitto_loop_misc(client.get());
     --inLibrary;
     settle();
+    refuseLate();
     if (isConfirmed)
         checkLink();
 }
@@ -507,10 +542,7 @@ void MqttLink::Private::settle()
         // formats a line for each packet.
         mosquitto_log_callback_set(client.get(), nullptr);
         log(version == 5 ? QStringLiteral("connected") : QStringLiteral("connected by MQTT 3.1.1"));
-        if (!options.announceTopic.isEmpty()) {
-            mosquitto_publish(client.get(), nullptr, options.announceTopic.toUtf8().constData(), 1,
-                              "1", 1, true);
-        }
+        announcing = announce("1");
         setState(State::Connected);
         settle();
         return;
@@ -573,10 +605,16 @@ void MqttLink::Private::drop()
     closeWanted = false;
     isConfirmed = false;
     isAsked = false;
+    announcing = 0;
+    const auto unsent = std::exchange(waiting, {});
     const auto unknown = std::exchange(publishing, {});
     for (const quint64 id : unknown) {
         Q_EMIT q->published(id, Outcome::Unknown,
                             QStringLiteral("the connection was lost before the broker answered"));
+    }
+    for (const Publication &publication : unsent) {
+        Q_EMIT q->published(publication.id, Outcome::Refused,
+                            QStringLiteral("the connection to the broker was lost"));
     }
 }
 
@@ -653,31 +691,93 @@ void MqttLink::publish(quint64 id, const QByteArray &topic, const QByteArray &pa
                          QStringLiteral("there is no connection to the broker"));
         return;
     }
-    if (d->publishing.size() >= mostUnacknowledged) {
+    if (d->publishing.size() + qsizetype(d->waiting.size()) >= mostUnacknowledged) {
         Q_EMIT published(id, Outcome::Refused, QStringLiteral("the broker is too slow"));
         return;
     }
+    Private::Publication publication {id, topic, payload, qos, {}};
+    if (validFor <= 0ms)
+        publication.end = QDeadlineTimer(QDeadlineTimer::Forever);
+    else
+        publication.end = QDeadlineTimer(validFor);
+    if (qos > 0 && !(d->waiting.empty() && d->maySend())) {
+        d->waiting.push_back(publication);
+        return;
+    }
+    d->send(publication);
+    d->settle();
+}
+
+// Returns the packet identifier, or 0 if there is nothing to announce.
+int MqttLink::Private::announce(const char *payload)
+{
+    int mid = 0;
+    if (!options.announceTopic.isEmpty()) {
+        mosquitto_publish(client.get(), &mid, options.announceTopic.toUtf8().constData(), 1,
+                          payload, 1, true);
+    }
+    return mid;
+}
+
+// The library would queue further publications and send them at any later time, even after their
+// writers have given up.
+bool MqttLink::Private::maySend() const
+{
+    return publishing.size() + (announcing == 0 ? 0 : 1) < quota;
+}
+
+// A handler of the signals may close the link, which refuses everything that is waiting.
+void MqttLink::Private::sendWaiting()
+{
+    refuseLate();
+    while (state == State::Connected && !waiting.empty() && maySend()) {
+        const Publication next = std::move(waiting.front());
+        waiting.pop_front();
+        send(next);
+    }
+}
+
+void MqttLink::Private::refuseLate()
+{
+    const auto isLate = [](const Publication &publication) { return publication.end.hasExpired(); };
+    const auto firstLate =
+        std::stable_partition(waiting.begin(), waiting.end(), std::not_fn(isLate));
+    const std::deque<Publication> late(std::make_move_iterator(firstLate),
+                                       std::make_move_iterator(waiting.end()));
+    waiting.erase(firstLate, waiting.end());
+    for (const Publication &publication : late) {
+        Q_EMIT q->published(publication.id, Outcome::Refused,
+                            QStringLiteral("the broker does not reply"));
+    }
+}
+
+void MqttLink::Private::send(const Publication &publication)
+{
     mosquitto_property *properties = nullptr;
-    if (d->version == 5 && validFor > 0ms) {
-        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(validFor + 999ms);
+    if (version == 5 && !publication.end.isForever()) {
+        const qint64 seconds = (publication.end.remainingTime() + 999) / 1000;
         mosquitto_property_add_int32(&properties, MQTT_PROP_MESSAGE_EXPIRY_INTERVAL,
-                                     uint32_t(seconds.count()));
+                                     uint32_t(qMax<qint64>(seconds, 1)));
     }
     int mid = 0;
-    const auto send = [&](int level) {
-        return mosquitto_publish_v5(d->client.get(), &mid, topic.constData(), int(payload.size()),
-                                    payload.constData(), level, false, properties);
+    int qos = publication.qos;
+    const auto publish = [&] {
+        return mosquitto_publish_v5(client.get(), &mid, publication.topic.constData(),
+                                    int(publication.payload.size()),
+                                    publication.payload.constData(), qos, false, properties);
     };
-    int result = send(qos);
-    while (result == MOSQ_ERR_QOS_NOT_SUPPORTED && qos > 0)
-        result = send(--qos);
+    int result = publish();
+    while (result == MOSQ_ERR_QOS_NOT_SUPPORTED && qos > 0) {
+        --qos;
+        result = publish();
+    }
     mosquitto_property_free_all(&properties);
     switch (result) {
     case MOSQ_ERR_SUCCESS:
         if (qos == 0) // QoS 0 has no acknowledgment
-            Q_EMIT published(id, Outcome::Acknowledged, {});
+            Q_EMIT q->published(publication.id, Outcome::Acknowledged, {});
         else
-            d->publishing.insert(mid, id);
+            publishing.insert(mid, publication.id);
         break;
     case MOSQ_ERR_INVAL:
     case MOSQ_ERR_NOMEM:
@@ -687,13 +787,12 @@ void MqttLink::publish(quint64 id, const QByteArray &topic, const QByteArray &pa
     case MOSQ_ERR_PAYLOAD_SIZE:
     case MOSQ_ERR_MALFORMED_UTF8:
     case MOSQ_ERR_QOS_NOT_SUPPORTED:
-        Q_EMIT published(id, Outcome::Refused, text(mosquitto_strerror(result)));
+        Q_EMIT q->published(publication.id, Outcome::Refused, text(mosquitto_strerror(result)));
         break;
     default: // includes network errors, after which part of the packet may have been sent
-        d->publishing.insert(mid, id);
+        publishing.insert(mid, publication.id);
         break;
     }
-    d->settle();
 }
 
 } // namespace pellix::gateway

@@ -96,7 +96,9 @@ public:
     // sent before. Then answered() is emitted with the returned number.
     int askForAnswer();
 
-    // The outcome is reported once, by published(). Without a connection, it is Refused.
+    // The outcome is reported once, by published(). Without a connection, it is Refused. If the
+    // broker does not acknowledge earlier messages, the message waits, and is refused after the
+    // given time, which is unlimited if it is 0.
     void publish(quint64 id, const QByteArray &topic, const QByteArray &payload, int qos,
                  std::chrono::milliseconds validFor);
 

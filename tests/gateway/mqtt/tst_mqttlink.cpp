@@ -7,6 +7,7 @@
 #include "tests/gateway/mqtt/broker.h"
 
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QTimer>
 #include <QtNetwork/QTcpServer>
 #include <QtNetwork/QTcpSocket>
 #include <QtTest/QSignalSpy>
@@ -174,6 +175,9 @@ private Q_SLOTS:
     void publish_withoutLinkIsNotKept();
     void publish_isUnknownIfTheBrokerDies();
     void publish_isUnknownIfTheLinkIsClosed();
+    void publish_isNotSentAfterItsTime_data();
+    void publish_isNotSentAfterItsTime();
+    void publish_waitsForEarlierOnes();
     void announcement_followsTheLink();
     void askForAnswer_isAnsweredAfterWhatWasSent();
     void destruction_isPossibleAtAnyTime();
@@ -482,23 +486,43 @@ void tst_MqttLink::restart_isFollowed()
 void tst_MqttLink::frozenBroker_isNoticed_data()
 {
     QTest::addColumn<int>("version");
-    QTest::newRow("5") << 5;
-    QTest::newRow("3.1.1") << 3;
+    QTest::addColumn<bool>("tls");
+    QTest::newRow("5") << 5 << false;
+    QTest::newRow("3.1.1") << 3 << false;
+    QTest::newRow("TLS") << 5 << true;
 }
 
+// After one and a half periods. The library itself notices it after two.
 void tst_MqttLink::frozenBroker_isNoticed()
 {
     QFETCH(const int, version);
-    Broker broker;
+    QFETCH(const bool, tls);
+    BrokerOptions brokerOptions;
+    brokerOptions.tls = tls;
+    Broker broker(brokerOptions);
     QVERIFY(broker.start());
     MqttOptions options = optionsFor(broker.port());
     options.version = version;
-    options.connectWithin = 500ms;
+    options.tls = tls;
+    options.authorityFile = tls ? broker.authority() : QString();
+    options.connectWithin = 2s;
     Link link(options);
     link.link.open();
     QTRY_VERIFY_WITH_TIMEOUT(link.isConnected(), longTime);
+    // Counts the time in which this machine keeps up. After a pause, the link waits anew.
+    constexpr auto step = 250ms;
+    std::chrono::milliseconds passed {0};
+    QElapsedTimer sinceStep;
+    QTimer steps;
+    connect(&steps, &QTimer::timeout, this, [&] {
+        const bool wasPaused = sinceStep.restart() > 2 * step.count();
+        passed = wasPaused ? 0ms : passed + step;
+    });
     broker.freeze();
+    sinceStep.start();
+    steps.start(step);
     QTRY_VERIFY_WITH_TIMEOUT(!link.isConnected(), longTime);
+    QVERIFY2(passed < options.keepAlive * 7 / 4, qPrintable(QString::number(passed.count())));
     QCOMPARE(link.link.reason(), QStringLiteral("connection lost: the broker does not reply"));
     broker.thaw();
     QTRY_VERIFY_WITH_TIMEOUT(link.isConnected(), longTime);
@@ -773,6 +797,85 @@ void tst_MqttLink::publish_isUnknownIfTheLinkIsClosed()
     link.link.publish(1, "pump/set", "1", 1, 1s);
     link.link.close();
     QCOMPARE(link.outcomes, (Outcomes {{1, unknown}}));
+}
+
+void tst_MqttLink::publish_isNotSentAfterItsTime_data()
+{
+    QTest::addColumn<int>("version");
+    QTest::addColumn<int>("receiveMaximum"); // of the broker; its default if negative
+    QTest::addColumn<int>("expected"); // to be sent before they are acknowledged
+    QTest::newRow("5") << 5 << -1 << 20;
+    QTest::newRow("5, one at a time") << 5 << 1 << 1;
+    QTest::newRow("5, many at a time") << 5 << 1000 << 100;
+    QTest::newRow("3.1.1") << 3 << -1 << 20;
+}
+
+// The broker does not reply for a while. Publications that the link has refused in the meantime
+// are not sent when the broker replies again.
+void tst_MqttLink::publish_isNotSentAfterItsTime()
+{
+    QFETCH(const int, version);
+    QFETCH(const int, receiveMaximum);
+    QFETCH(const int, expected);
+    constexpr int count = 120;
+    BrokerOptions brokerOptions;
+    brokerOptions.inflightMessages = receiveMaximum;
+    Broker broker(brokerOptions);
+    QVERIFY(broker.start());
+    BrokerClient device(broker);
+    QVERIFY(device.subscribe("pump/set", 0)); // so the broker keeps nothing for it
+    MqttOptions options = optionsFor(broker.port());
+    options.version = version;
+    options.keepAlive = 60s;
+    options.announceTopic = QStringLiteral("gateway"); // this message is acknowledged as well
+    Link link(options);
+    link.link.open();
+    QTRY_VERIFY_WITH_TIMEOUT(link.isConnected(), longTime);
+    QTRY_VERIFY_WITH_TIMEOUT(broker.log().contains("Sending PUBACK"), longTime);
+    QVERIFY(link.subscribe("nothing")); // so the acknowledgment has been read
+    broker.freeze();
+    for (int i = 0; i < count; ++i)
+        link.link.publish(quint64(i), "pump/set", QByteArray::number(i), 1, 500ms);
+    QTRY_COMPARE_WITH_TIMEOUT(link.outcomes.size(), count - expected, longTime);
+    for (int i = expected; i < count; ++i)
+        QVERIFY(link.outcomes.contains({quint64(i), refused}));
+    QCOMPARE(link.lastReason, QStringLiteral("the broker does not reply"));
+    broker.thaw();
+    QTRY_COMPARE_WITH_TIMEOUT(link.outcomes.size(), count, longTime);
+    for (int i = 0; i < expected; ++i)
+        QVERIFY(link.outcomes.contains({quint64(i), acknowledged}));
+    link.link.publish(count, "pump/set", "end", 1, 0ms);
+    QTRY_VERIFY_WITH_TIMEOUT(device.payloads("pump/set").contains("end"), longTime);
+    QCOMPARE(device.payloads("pump/set").size(), expected + 1);
+}
+
+void tst_MqttLink::publish_waitsForEarlierOnes()
+{
+    BrokerOptions brokerOptions;
+    brokerOptions.inflightMessages = 2;
+    Broker broker(brokerOptions);
+    QVERIFY(broker.start());
+    BrokerClient device(broker);
+    QVERIFY(device.subscribe("pump/set", 0)); // so the broker keeps nothing for it
+    Link link(optionsFor(broker.port()));
+    link.link.open();
+    QTRY_VERIFY_WITH_TIMEOUT(link.isConnected(), longTime);
+    constexpr int count = 900;
+    for (int i = 0; i < count; ++i)
+        link.link.publish(quint64(i), "pump/set", QByteArray::number(i), 1 + i % 2, i % 3 * 60s);
+    QTRY_COMPARE_WITH_TIMEOUT(link.outcomes.size(), count, longTime);
+    for (const auto &outcome : std::as_const(link.outcomes))
+        QCOMPARE(outcome.second, acknowledged);
+    QTRY_COMPARE_WITH_TIMEOUT(device.messages().size(), count, longTime);
+    // Those that were never sent are not unknown
+    link.outcomes.clear();
+    broker.freeze();
+    for (int i = 0; i < 4; ++i)
+        link.link.publish(quint64(i), "pump/set", "late", 1, 60s);
+    broker.kill();
+    QTRY_COMPARE_WITH_TIMEOUT(link.outcomes.size(), 4, longTime);
+    std::sort(link.outcomes.begin(), link.outcomes.end());
+    QCOMPARE(link.outcomes, (Outcomes {{0, unknown}, {1, unknown}, {2, refused}, {3, refused}}));
 }
 
 void tst_MqttLink::announcement_followsTheLink()

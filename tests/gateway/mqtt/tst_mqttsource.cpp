@@ -217,6 +217,7 @@ private Q_SLOTS:
     void mounted_twoWritersAddUp();
     void mounted_deviceThatNeverAnswers();
     void mounted_deviceThatAnswersSomethingElse();
+    void mounted_refusedWriteIsNotSentLater();
 };
 
 void tst_MqttSource::states_followTheLink()
@@ -878,6 +879,44 @@ void tst_MqttSource::mounted_deviceThatAnswersSomethingElse()
     QTRY_VERIFY_WITH_TIMEOUT(client.seen.contains(q("/plant/v=50 coce")), longTime);
     QCOMPARE(plant.server.value(q("/plant/v")), QVariant(50.0));
     QCOMPARE(plant.mount->statistics().refusedWrites, quint64(1));
+}
+
+// The broker does not reply until the writers have been told so.
+void tst_MqttSource::mounted_refusedWriteIsNotSentLater()
+{
+    QList<TopicKeyword> keywords;
+    for (int i = 0; i < 40; ++i) {
+        const QByteArray name = "v" + QByteArray::number(i);
+        keywords.append(writable(name.constData(), "double"));
+        keywords.last().confirmWithin = 1s;
+    }
+    Broker broker;
+    QVERIFY(broker.start());
+    BrokerClient device(broker);
+    QVERIFY(device.subscribe("+/set", 0)); // so the broker keeps nothing for it
+    MqttOptions options = optionsFor(broker);
+    options.keepAlive = 60s;
+    pellix::server::KeywordServer server;
+    MqttSource source(options, everything(keywords));
+    const SourceMount mount(&source, &server, q("test"), q("/"), SourceMount::createQueue());
+    source.start();
+    QTRY_COMPARE_WITH_TIMEOUT(source.state(), State::Ready, longTime);
+    QTRY_VERIFY_WITH_TIMEOUT(server.contains(q("/v39")), longTime);
+    Client client(&server);
+    for (int i = 0; i < 40; ++i)
+        client.create("/v" + QByteArray::number(i));
+    broker.freeze();
+    for (int i = 0; i < 40; ++i)
+        client.update("/v" + QByteArray::number(i), "1");
+    QTRY_COMPARE_WITH_TIMEOUT(mount.statistics().refusedWrites, quint64(40), longTime);
+    QTRY_COMPARE_WITH_TIMEOUT(source.statistics().writes, quint64(40), longTime);
+    broker.thaw();
+    BrokerClient writer(broker);
+    writer.publish("v0", "5");
+    QTRY_COMPARE_WITH_TIMEOUT(server.value(q("/v0")), QVariant(5.0), longTime);
+    client.update("/v0", "2");
+    QTRY_VERIFY_WITH_TIMEOUT(device.payloads("v0/set").contains("2"), longTime);
+    QVERIFY2(device.messages().size() <= 21, qPrintable(QString::number(device.messages().size())));
 }
 
 QTEST_GUILESS_MAIN(tst_MqttSource)
