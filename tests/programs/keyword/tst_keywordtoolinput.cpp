@@ -122,6 +122,11 @@ void tst_KeywordToolInput::writes_areReadFromStandardInput_data()
         "keyword: standard input, line 1: no value after '/plant/name'\n", 2);
     row("line of another type", "set --as int -", "/plant/shift x\n/plant/shift 3\n", "",
         "/plant/shift=3", "keyword: standard input, line 1: 'x' is not of type int\n", 2);
+    row("line with a number to be rounded", "set -",
+        "/plant/plan [123456789012345678901]\n/plant/shift 3\n", "", "/plant/shift=3",
+        "keyword: standard input, line 1: '123456789012345678901' cannot be represented exactly as "
+        "a double; the nearest value is 123456789012345683968\n",
+        2);
     row("no UTF-8", "set -", "/plant/name \xff\n/plant/shift 3\n", "", "/plant/shift=3",
         "keyword: standard input, line 1: not UTF-8\n", 2);
     row("refusal", "set --wait -", "/plant/tank2/level 5\n/plant/shift 3\n",
