@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr int longestLine = 16 * 1024 * 1024; // bytes
+
 QString q(const char *text)
 {
     return QString::fromUtf8(text);
@@ -38,6 +40,8 @@ private Q_SLOTS:
     void input_canBeInterrupted();
     void input_cannotBeRead_data();
     void input_cannotBeRead();
+    void lines_ofLimitedLengthAreAccepted();
+    void lines_withoutAnEndAreRefused();
 };
 
 void tst_KeywordToolInput::keywords_areReadFromStandardInput_data()
@@ -309,6 +313,38 @@ void tst_KeywordToolInput::input_cannotBeRead()
                  q("keyword: standard input: %1\n").arg(reason));
         QCOMPARE(shell.exitCode(), 6);
     }
+}
+
+void tst_KeywordToolInput::lines_ofLimitedLengthAreAccepted()
+{
+    const Bench bench;
+    Tool tool(words("get --raw -"), bench.url());
+    tool.write(QByteArray(longestLine, ' ') + "\n/plant/shift\n");
+    tool.endInput();
+    QVERIFY(tool.finish());
+    QCOMPARE(tool.errors(), QString());
+    QCOMPARE(tool.output(), q("2\n"));
+
+    Tool longer(words("get --raw -"), bench.url());
+    longer.write("/plant/shift\n" + QByteArray(longestLine + 1, ' ') + "\n");
+    longer.endInput();
+    QVERIFY(longer.finish());
+    QCOMPARE(longer.errors(), q("keyword: standard input, line 2: longer than 16 MiB\n"));
+    QCOMPARE(longer.output(), QString());
+    QCOMPARE(longer.exitCode(), 6);
+}
+
+// The program does not wait for the end of such a line.
+void tst_KeywordToolInput::lines_withoutAnEndAreRefused()
+{
+    Bench bench;
+    Tool tool(words("set -"), bench.url());
+    tool.write("/plant/shift 3\n");
+    QTRY_COMPARE(bench.server.value(q("/plant/shift")).toInt(), 3);
+    tool.write(QByteArray(longestLine + 1, 'x'));
+    QVERIFY(tool.finish());
+    QCOMPARE(tool.errors(), q("keyword: standard input, line 2: longer than 16 MiB\n"));
+    QCOMPARE(tool.exitCode(), 6);
 }
 
 QTEST_GUILESS_MAIN(tst_KeywordToolInput)
