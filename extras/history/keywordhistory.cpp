@@ -55,8 +55,9 @@ double numberOf(const QVariant &value)
 
     It subscribes to the keyword and records its last value, which is kept when the connection is
     lost, the time and number of its changes, and the samples of a number or a Boolean value. Each
-    event is a sample. The samples have a gap where the connection was lost, or where the server had
-    no source for the keyword.
+    event is a sample. The samples have a gap where the connection was lost, where the server had no
+    source for the keyword, or where its value was null. While the server has a source, null is a
+    value like any other: becoming null is a change.
 
     Set the client and the keyword first: setting another client or another keyword clears the
     history.
@@ -120,7 +121,8 @@ double numberOf(const QVariant &value)
 
 /*!
     \property pellix::extras::PKeywordHistory::lastValue
-    \brief the last known value. It is undefined if there is none.
+    \brief the last known value. It is null if the keyword was null, and undefined if there is no
+    known value.
 */
 
 /*!
@@ -442,7 +444,8 @@ bool PKeywordHistory::takeSample(double value)
 
 bool PKeywordHistory::takeValue(const PKeywordValue &event)
 {
-    if (!event.value.isValid() || event.value.isNull())
+    // Without a source, null means that there is no value. With a source, it is the value.
+    if (!event.value.isValid() || (!event.connected && event.value.isNull()))
         return false;
     if (event.connected && !isWatched) {
         // The first value is new, but not an observed change.

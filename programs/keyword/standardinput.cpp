@@ -17,6 +17,7 @@
 namespace {
 
 constexpr int bytesAtOnce = 16 * 1024;
+constexpr qsizetype longestLine = 16 * 1024 * 1024; // bytes
 
 #ifdef Q_OS_UNIX
 qint64 readSome(char *buffer, int size)
@@ -73,7 +74,7 @@ void StandardInput::read()
     const qint64 size = readSome(buffer, bytesAtOnce);
     if (size < 0) {
         if (errno != EINTR && errno != EAGAIN)
-            fail(errno);
+            fail(QStringLiteral("standard input: ") + QString::fromLocal8Bit(std::strerror(errno)));
         return;
     }
     pending.append(buffer, size);
@@ -92,20 +93,24 @@ void StandardInput::takeLines(bool isEnd)
         pending += '\n';
     QList<InputLine> read;
     qsizetype begin = 0;
-    for (qsizetype end = pending.indexOf('\n'); end >= 0; end = pending.indexOf('\n', begin)) {
+    qsizetype end = pending.indexOf('\n', searched);
+    while (end >= 0 && end - begin <= longestLine) {
         read.append(lineOf(pending.mid(begin, end - begin), ++lines));
         begin = end + 1;
+        end = pending.indexOf('\n', begin);
     }
     pending.remove(0, begin);
+    searched = pending.size();
     if (!read.isEmpty())
         Q_EMIT linesRead(read);
-    if (isEnd)
+    if (pending.size() > longestLine)
+        fail(InputLine {lines + 1, {}, true}.complaint(QStringLiteral("longer than 16 MiB")));
+    else if (isEnd)
         Q_EMIT ended();
 }
 
-void StandardInput::fail(int error)
+void StandardInput::fail(const QString &problem)
 {
     setPaused(true);
-    Q_EMIT failed(QStringLiteral("standard input: ")
-                  + QString::fromLocal8Bit(std::strerror(error)));
+    Q_EMIT failed(problem);
 }

@@ -44,9 +44,10 @@ Q_SIGNALS:
 private:
     void read();
     void takeLines(bool isEnd);
-    void fail(int error);
+    void fail(const QString &problem);
 
     std::unique_ptr<QSocketNotifier> notifier;
     QByteArray pending; // an incomplete line
+    qsizetype searched = 0; // the number of its bytes that contain no line break
     int lines = 0;
 };

@@ -84,10 +84,47 @@ WrittenValue doubleOf(const QString &text)
     return {fits ? QVariant(whole) : QVariant(number), {}};
 }
 
+// The position of the quotation mark that closes the string.
+qsizetype endOfString(const QString &json, qsizetype begin)
+{
+    qsizetype at = begin + 1;
+    while (at < json.size() && json.at(at) != QLatin1Char('"'))
+        at += json.at(at) == QLatin1Char('\\') ? 2 : 1;
+    return at;
+}
+
+qsizetype endOfNumber(const QString &json, qsizetype begin)
+{
+    qsizetype at = begin + 1;
+    while (at < json.size() && QStringView(u"0123456789.eE+-").contains(json.at(at)))
+        ++at;
+    return at;
+}
+
+// Qt's parser rounds integers that do not fit into 64 bits, and does not report it.
+QString problemOfNumbers(const QString &json)
+{
+    QString problem;
+    for (qsizetype at = 0; at < json.size() && problem.isEmpty(); ++at) {
+        if (json.at(at) == QLatin1Char('"'))
+            at = endOfString(json, at);
+        if (!QStringView(u"-0123456789").contains(json.at(at)))
+            continue;
+        const QString number = json.mid(at, endOfNumber(json, at) - at);
+        if (!intOf(number).value.isValid())
+            problem = doubleOf(number).problem;
+        at += number.size() - 1;
+    }
+    return problem;
+}
+
 WrittenValue objectOf(const QString &text)
 {
     const QJsonDocument document = QJsonDocument::fromJson(text.toUtf8());
-    return document.isNull() ? none() : WrittenValue {document.toVariant(), {}};
+    if (document.isNull())
+        return none();
+    const QString problem = problemOfNumbers(text);
+    return problem.isEmpty() ? WrittenValue {document.toVariant(), {}} : WrittenValue {{}, problem};
 }
 
 using Convert = WrittenValue (*)(const QString &);

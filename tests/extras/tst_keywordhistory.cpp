@@ -28,6 +28,7 @@ using namespace pellix::extras;
 namespace {
 
 const QString keyword = QStringLiteral("/a");
+const QVariant null = QVariant::fromValue(nullptr);
 constexpr double nothing = std::numeric_limits<double>::quiet_NaN();
 
 void publish(PKeywordClient &client, const QVariant &value, const QString &keyword = ::keyword)
@@ -65,6 +66,8 @@ private Q_SLOTS:
     void ring_keepsTheNewestInOrder();
     void ring_findsTheFirstSampleFromATimeOn();
     void history_countsChangesAndNotEvents();
+    void history_takesNullAsAValue();
+    void history_keepsTheLastValueWithoutASource();
     void history_keepsTheLastValueWhenTheLinkIsLost();
     void history_isNotWatchedWhileTheLinkIsLost();
     void history_isNotWatchedWithoutASource();
@@ -178,6 +181,45 @@ void tst_KeywordHistory::history_countsChangesAndNotEvents()
     QCOMPARE(history.samples().size(), std::size_t(4)); // a plot also needs unchanged values
     QTRY_VERIFY(history.changesPerSecond() > 0);
     QTRY_VERIFY_WITH_TIMEOUT(history.changesPerSecond() == 0, 10000);
+}
+
+void tst_KeywordHistory::history_takesNullAsAValue()
+{
+    RecordingClient client;
+    PKeywordHistory history;
+    history.setClient(&client);
+    history.setKeyword(keyword);
+    publish(client, 5.0);
+    publish(client, null);
+    QCOMPARE(history.changeCount(), 1);
+    QCOMPARE(history.lastValue(), null);
+    publish(client, null);
+    QCOMPARE(history.changeCount(), 1);
+    publish(client, 5.0);
+    QCOMPARE(history.changeCount(), 2);
+    QCOMPARE(history.lastValue(), QVariant(5.0));
+
+    publish(client, null);
+    client.publisher()->setActive(false);
+    QVERIFY(history.known() && !history.current());
+    QCOMPARE(history.lastValue(), null); // not the 5 before it
+}
+
+// Without a source, null means that there is no value, and the last value remains known.
+void tst_KeywordHistory::history_keepsTheLastValueWithoutASource()
+{
+    RecordingClient client;
+    PKeywordHistory history;
+    history.setClient(&client);
+    history.setKeyword(keyword);
+    PKeywordValue event;
+    event.value = null;
+    client.publisher()->publish(keyword, QVariant::fromValue(event));
+    QVERIFY(!history.known());
+
+    publish(client, 5.0);
+    client.publisher()->publish(keyword, QVariant::fromValue(event));
+    QCOMPARE(history.lastValue(), QVariant(5.0));
 }
 
 void tst_KeywordHistory::history_keepsTheLastValueWhenTheLinkIsLost()

@@ -19,6 +19,7 @@ ColumnLayout {
     spacing: Theme.dp(4)
 
     readonly property bool stale: !session.connected
+    readonly property bool lastKnown: live.lastValue !== undefined && live.lastValue !== null
 
     WatchedKeyword {
         id: live
@@ -60,7 +61,7 @@ ColumnLayout {
         text: Format.shortText(root.stale ? live.lastValue : live.value)
         color: root.stale ? Theme.textFaint
                           : live.error ? Theme.error : live.connected ? Theme.text : Theme.textFaint
-        font.strikeout: root.stale && live.lastValue !== undefined
+        font.strikeout: root.stale && root.lastKnown
         font.pixelSize: Theme.dp(26)
         fontSizeMode: Text.HorizontalFit
         minimumPixelSize: Theme.dp(11)
@@ -71,7 +72,7 @@ ColumnLayout {
             if (root.count < 2)
                 return qsTr("Pin two keywords or more.");
             if (root.stale)
-                return live.lastValue !== undefined ? qsTr("last known value") : qsTr("not connected");
+                return root.lastKnown ? qsTr("last known value") : qsTr("not connected");
             if (live.error)
                 return qsTr("error: these keywords cannot be aggregated");
             if (!live.connected)

@@ -11,7 +11,7 @@ PKeywordProxy {
     onClientChanged: lastValue = undefined
     onKeywordChanged: lastValue = undefined
     onValueChanged: {
-        if (value !== undefined && value !== null)
+        if (value !== undefined) // null is a value, too
             lastValue = value;
     }
 }

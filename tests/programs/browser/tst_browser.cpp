@@ -98,6 +98,7 @@ public:
     {
         return server.setValue(path, value);
     }
+    Q_INVOKABLE bool setNull(const QString &path) { return server.update(path, QVariant(), {}); }
     Q_INVOKABLE bool setState(const QString &path, bool connected, bool online, bool consistent,
                               bool error)
     {

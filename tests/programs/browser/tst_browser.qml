@@ -1091,6 +1091,31 @@ TestCase {
         compare(find("valueText").text, row.value);
     }
 
+    // A value that has become null is not known as the value before it.
+    function test_server_lostNullStays() {
+        connectTo(root.stage.listen());
+        tryCompare(root.stage.session, "connected", true);
+        openPlant();
+        select("Level");
+        tryCompare(find("valueText"), "text", "41.5");
+        root.stage.preferences.pinned = ["/plant/level", "/plant/count"];
+        choose("modeChoice", 3);
+        tryCompare(find("aggregateText"), "text", "48.5");
+
+        verify(root.stage.setNull("/plant/level"));
+        tryCompare(find("valueText"), "text", "\u2014");
+        verify(find("changeText").text.startsWith("last change"), find("changeText").text);
+        tryVerify(() => find("aggregateText").text !== "48.5");
+        const aggregate = find("aggregateText").text;
+        compare(texts(row("Level")).join(" "), "N Level level \u2014");
+
+        root.stage.goAway();
+        tryCompare(find("staleBadge"), "visible", true);
+        compare(find("valueText").text, "\u2014");
+        compare(find("aggregateText").text, aggregate);
+        compare(texts(row("Level")).join(" "), "N Level level");
+    }
+
     function test_server_disconnectLasts() {
         find("addressField").text = root.stage.listen();
         click(find("connectButton"));

@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr int longestLine = 16 * 1024 * 1024; // bytes
+
 QString q(const char *text)
 {
     return QString::fromUtf8(text);
@@ -38,6 +40,8 @@ private Q_SLOTS:
     void input_canBeInterrupted();
     void input_cannotBeRead_data();
     void input_cannotBeRead();
+    void lines_ofLimitedLengthAreAccepted();
+    void lines_withoutAnEndAreRefused();
 };
 
 void tst_KeywordToolInput::keywords_areReadFromStandardInput_data()
@@ -122,6 +126,11 @@ void tst_KeywordToolInput::writes_areReadFromStandardInput_data()
         "keyword: standard input, line 1: no value after '/plant/name'\n", 2);
     row("line of another type", "set --as int -", "/plant/shift x\n/plant/shift 3\n", "",
         "/plant/shift=3", "keyword: standard input, line 1: 'x' is not of type int\n", 2);
+    row("line with a number to be rounded", "set -",
+        "/plant/plan [123456789012345678901]\n/plant/shift 3\n", "", "/plant/shift=3",
+        "keyword: standard input, line 1: '123456789012345678901' cannot be represented exactly as "
+        "a double; the nearest value is 123456789012345683968\n",
+        2);
     row("no UTF-8", "set -", "/plant/name \xff\n/plant/shift 3\n", "", "/plant/shift=3",
         "keyword: standard input, line 1: not UTF-8\n", 2);
     row("refusal", "set --wait -", "/plant/tank2/level 5\n/plant/shift 3\n",
@@ -304,6 +313,38 @@ void tst_KeywordToolInput::input_cannotBeRead()
                  q("keyword: standard input: %1\n").arg(reason));
         QCOMPARE(shell.exitCode(), 6);
     }
+}
+
+void tst_KeywordToolInput::lines_ofLimitedLengthAreAccepted()
+{
+    const Bench bench;
+    Tool tool(words("get --raw -"), bench.url());
+    tool.write(QByteArray(longestLine, ' ') + "\n/plant/shift\n");
+    tool.endInput();
+    QVERIFY(tool.finish());
+    QCOMPARE(tool.errors(), QString());
+    QCOMPARE(tool.output(), q("2\n"));
+
+    Tool longer(words("get --raw -"), bench.url());
+    longer.write("/plant/shift\n" + QByteArray(longestLine + 1, ' ') + "\n");
+    longer.endInput();
+    QVERIFY(longer.finish());
+    QCOMPARE(longer.errors(), q("keyword: standard input, line 2: longer than 16 MiB\n"));
+    QCOMPARE(longer.output(), QString());
+    QCOMPARE(longer.exitCode(), 6);
+}
+
+// The program does not wait for the end of such a line.
+void tst_KeywordToolInput::lines_withoutAnEndAreRefused()
+{
+    Bench bench;
+    Tool tool(words("set -"), bench.url());
+    tool.write("/plant/shift 3\n");
+    QTRY_COMPARE(bench.server.value(q("/plant/shift")).toInt(), 3);
+    tool.write(QByteArray(longestLine + 1, 'x'));
+    QVERIFY(tool.finish());
+    QCOMPARE(tool.errors(), q("keyword: standard input, line 2: longer than 16 MiB\n"));
+    QCOMPARE(tool.exitCode(), 6);
 }
 
 QTEST_GUILESS_MAIN(tst_KeywordToolInput)

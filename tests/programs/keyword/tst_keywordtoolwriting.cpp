@@ -10,6 +10,7 @@
 #include <QtWebSockets/QWebSocketServer>
 
 #include <csignal>
+#include <limits>
 
 namespace {
 
@@ -272,6 +273,18 @@ void tst_KeywordToolWriting::inexactNumbers_areNotSent_data()
     row("beyond a double", "set /plant/setpoint 1e400", "'1e400' is too large for a double");
     row("waiting, beyond a double", "set --wait /plant/setpoint -1e400",
         "/plant/setpoint: '-1e400' is too large for a double");
+    row("in an object", "set /plant/plan {\"a\":123456789012345678901}",
+        "'123456789012345678901' cannot be represented exactly as a double; the nearest value is "
+        "123456789012345683968");
+    row("in a list in an object", "set --as object /plant/plan {\"a\":[1,-9223372036854775809]}",
+        "'-9223372036854775809' cannot be represented exactly as a double; the nearest value is "
+        "-9223372036854775808");
+    row("after a string", "set /plant/plan [\"\\\\\\\"7,\",18446744073709551615]",
+        "'18446744073709551615' cannot be represented exactly as a double; the nearest value is "
+        "18446744073709551616");
+    row("waiting, in an object", "set --wait /plant/plan {\"a\":123456789012345678901}",
+        "/plant/plan: '123456789012345678901' cannot be represented exactly as a double; the "
+        "nearest value is 123456789012345683968");
 }
 
 void tst_KeywordToolWriting::inexactNumbers_areNotSent()
@@ -281,6 +294,7 @@ void tst_KeywordToolWriting::inexactNumbers_areNotSent()
     QFETCH(QString, problem);
     Bench bench;
     bench.declare("/plant/setpoint", "double", 1.5);
+    bench.declare("/plant/plan", "object", QVariantMap());
     int writes = 0;
     QObject::connect(&bench.server, &pellix::server::KeywordServer::valueWritten, &bench.server,
                      [&writes] { ++writes; });
@@ -301,6 +315,14 @@ void tst_KeywordToolWriting::inexactNumbers_areNotSent()
              q("/plant/setpoint  1e+20  taken\n"));
     QCOMPARE(bench.run(words("set --as string -w /plant/name 1e400")).output,
              q("/plant/name  1e400  taken\n"));
+    const QString exact =
+        q("{\"a\":[9223372036854775807,-9007199254740993,1.5,18446744073709551616]}");
+    const QVariantList numbers {std::numeric_limits<qlonglong>::max(), -9007199254740993LL, 1.5,
+                                18446744073709551616.0};
+    QCOMPARE(bench.run({q("set"), q("/plant/plan"), exact}).errors, QString());
+    QCOMPARE(bench.server.value(q("/plant/plan")), QVariant(QVariantMap {{q("a"), numbers}}));
+    const QString digits = q("{\"123456789012345678901\":\"a\\\"123456789012345678901\"}");
+    QCOMPARE(bench.run({q("set"), q("/plant/plan"), digits}).errors, QString());
 }
 
 void tst_KeywordToolWriting::wait_timesOutWhenTheValueDoesNotCome()
