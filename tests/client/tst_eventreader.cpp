@@ -198,6 +198,8 @@ private:
     }
     QByteArray number()
     {
+        if (random.bounded(8) == 0)
+            return one({"0", "-0", "0.0", "-0.0", "-0e5", "-0.00E-3"});
         QByteArray digits = QByteArray::number(random.bounded(1, 10));
         for (int i = random.bounded(random.bounded(2) ? 4 : 25); i > 0; --i)
             digits += QByteArray::number(random.bounded(10));
@@ -260,6 +262,13 @@ void tst_EventReader::spelling_isRead_data()
         "{\"cmd\":\"keyEvent\",\"payload\":{\"keyword\":3,\"type\":4,\"connected\":1,\"online\":"
         "\"true\",\"consistent\":null,\"error\":[]}}");
     for (const char *const value : {"0",
+                                    "-0",
+                                    "-0.0",
+                                    "-0.000",
+                                    "-0e5",
+                                    "-0.0E-7",
+                                    "-0e999",
+                                    "[-0,-0.0,{\"a\":-0,\"b\":-0.0}]",
                                     "7",
                                     "-7",
                                     "999999999999999999",
@@ -342,9 +351,9 @@ void tst_EventReader::doubtful_isLeft_data()
                                     "+1",
                                     "1e",
                                     "1e+",
-                                    "-0",
-                                    "-0.0",
-
+                                    "-00",
+                                    "-0.",
+                                    "-0e",
                                     "1e999",
                                     "1e-999",
                                     "NaN",
