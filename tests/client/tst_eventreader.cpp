@@ -3,6 +3,7 @@
 
 #include "client/eventreader_p.h"
 
+#include <QtCore/QFile>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QRandomGenerator>
@@ -307,6 +308,20 @@ void tst_EventReader::spelling_isRead_data()
         row((QByteArray("usual form, ") + value).constData(), usualEventWith(value));
     }
     row("an array in many arrays", eventWith(QByteArray(60, '[') + QByteArray(60, ']')));
+
+    // A name, two values, and a message in which they are filled in.
+    QFile spellings(QStringLiteral(SPELLINGS));
+    QVERIFY2(spellings.open(QIODevice::ReadOnly), qPrintable(spellings.errorString()));
+    while (!spellings.atEnd()) {
+        const QByteArrayList columns = spellings.readLine().chopped(1).split('\t');
+        if (columns.size() != 4)
+            continue;
+        for (const QByteArray &value : columns.mid(1, 2)) {
+            const QByteArray name = columns.first() + " of the benchmarks, " + value.left(40);
+            row(name.constData(),
+                QByteArray(columns.last()).replace("%n", "\n").replace("%v", value));
+        }
+    }
 }
 
 void tst_EventReader::spelling_isRead()
