@@ -31,6 +31,23 @@ constexpr auto refreshPeriod = std::chrono::nanoseconds(1s) / 60;
 constexpr auto changeInterval = 33ms;
 constexpr auto latestChange = 10s;
 
+// A frame is late when it takes half a period longer than one, and then misses one, and one more
+// with each further period.
+constexpr qint64 missedPeriods(std::chrono::nanoseconds time)
+{
+    return std::max<qint64>(0, (time - refreshPeriod / 2) / refreshPeriod);
+}
+static_assert(missedPeriods(0ns) == 0 && missedPeriods(refreshPeriod) == 0);
+static_assert(missedPeriods(refreshPeriod * 3 / 2) == 1 && missedPeriods(refreshPeriod * 2) == 1);
+static_assert(missedPeriods(refreshPeriod * 5 / 2) == 2 && missedPeriods(refreshPeriod * 10) == 9);
+
+// The number of periods after which the next frame is due. After a long one, it is not due in
+// those that have passed.
+constexpr qint64 periodsUntilNext(std::chrono::nanoseconds time)
+{
+    return std::max<qint64>(1, time / refreshPeriod);
+}
+
 int textCount()
 {
     return smokeRun() ? shownCount : 10000;
@@ -185,7 +202,9 @@ public:
             texts.window.draw();
             const auto now = Clock::now();
             times.push_back(std::chrono::nanoseconds(now - due).count());
-            due += std::max<Clock::duration::rep>(1, (now - due) / refreshPeriod) * refreshPeriod;
+            missed += missedPeriods(now - due);
+            periods += periodsUntilNext(now - due);
+            due += periodsUntilNext(now - due) * refreshPeriod;
         }
         processor += processorTime(QCoreApplication::applicationPid()) - processorBefore;
         changed = changed && texts.lastShown() != shownBefore;
@@ -196,10 +215,8 @@ public:
     void report(benchmark::State &state, const std::string &name)
     {
         std::sort(times.begin(), times.end());
-        const auto longest =
-            std::upper_bound(times.cbegin(), times.cend(), (refreshPeriod * 3 / 2).count());
-        state.counters[name + "_frames"] = double(times.size());
-        state.counters[name + "_missed"] = double(times.cend() - longest);
+        state.counters[name + "_periods"] = double(periods);
+        state.counters[name + "_missed"] = double(missed);
         state.counters[name + "_p99"] = double(times[times.size() * 99 / 100]);
         state.counters[name + "_processor"] = processor * 1e9 / double(times.size());
     }
@@ -222,6 +239,8 @@ private:
 
     Texts &texts;
     std::vector<qint64> times;
+    qint64 periods = 0;
+    qint64 missed = 0;
     double processor = 0;
     bool changed = true;
 };

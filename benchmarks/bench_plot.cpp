@@ -227,11 +227,5 @@ int main(int argc, char *argv[])
         setDefault("QSG_RHI_BACKEND", "null");
     }
     const QGuiApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter); // none, if a filter excludes all of them
-    benchmark::Shutdown();
-    return reporter.failed() ? 1 : 0;
+    return runBenchmarks(argc, argv, RatioReporter::Plots);
 }

@@ -84,9 +84,9 @@ public:
 };
 
 // The server sends prepared bytes, so that the receiver limits the rate.
-void socketEventsToKeywords(benchmark::State &state)
+void receiveBound(benchmark::State &state, const QString &role)
 {
-    const OtherProcess server(QStringLiteral("events"), {QString::number(keywordCount)});
+    const OtherProcess server(role, {QString::number(keywordCount)});
     BoundKeywords bound(server.url(), keywordCount);
     // The server must have finished processing the messages sent by the bindings.
     bound.client.sendKeyUpdate(QStringLiteral("/go"), 2);
@@ -97,11 +97,10 @@ void socketEventsToKeywords(benchmark::State &state)
         return waitFor([&bound] { return bound.changes == eventCount(); });
     });
 }
-BENCHMARK(socketEventsToKeywords)->Iterations(1)->UseRealTime();
 
-void receiveBare(benchmark::State &state, BareSocket::Messages messages)
+void receiveBare(benchmark::State &state, const QString &role, BareSocket::Messages messages)
 {
-    const OtherProcess server(QStringLiteral("events"), {QString::number(keywordCount)});
+    const OtherProcess server(role, {QString::number(keywordCount)});
     BareSocket bare(server.url(), messages);
     bare.socket.sendTextMessage(go(2));
     waitFor([&bare] { return bare.received == 2; });
@@ -112,19 +111,44 @@ void receiveBare(benchmark::State &state, BareSocket::Messages messages)
     });
 }
 
+void socketEventsToKeywords(benchmark::State &state)
+{
+    receiveBound(state, QStringLiteral("events"));
+}
+BENCHMARK(socketEventsToKeywords)->Iterations(1)->UseRealTime();
+
 // Floor: the same texts received by a bare socket and decoded, with their fields read.
 void socketEventsDecoded(benchmark::State &state)
 {
-    receiveBare(state, BareSocket::Decoded);
+    receiveBare(state, QStringLiteral("events"), BareSocket::Decoded);
 }
 BENCHMARK(socketEventsDecoded)->Iterations(1)->UseRealTime();
 
 // Floor: the same texts received by a bare socket, and not read.
 void socketEventsDropped(benchmark::State &state)
 {
-    receiveBare(state, BareSocket::Dropped);
+    receiveBare(state, QStringLiteral("events"), BareSocket::Dropped);
 }
 BENCHMARK(socketEventsDropped)->Iterations(1)->UseRealTime();
+
+// The same three with events in all spellings in turn, instead of the usual one only.
+void socketSpellingsToKeywords(benchmark::State &state)
+{
+    receiveBound(state, QStringLiteral("spellings"));
+}
+BENCHMARK(socketSpellingsToKeywords)->Iterations(1)->UseRealTime();
+
+void socketSpellingsDecoded(benchmark::State &state)
+{
+    receiveBare(state, QStringLiteral("spellings"), BareSocket::Decoded);
+}
+BENCHMARK(socketSpellingsDecoded)->Iterations(1)->UseRealTime();
+
+void socketSpellingsDropped(benchmark::State &state)
+{
+    receiveBare(state, QStringLiteral("spellings"), BareSocket::Dropped);
+}
+BENCHMARK(socketSpellingsDropped)->Iterations(1)->UseRealTime();
 
 // The same number of changes from a keyword server, each of all keywords at once.
 void serverChangesToKeywords(benchmark::State &state)

@@ -8,8 +8,6 @@
 #include <QtCore/QLoggingCategory>
 #include <QtGui/QGuiApplication>
 
-#include <benchmark/benchmark.h>
-
 int main(int argc, char *argv[])
 {
     QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false"));
@@ -26,12 +24,5 @@ int main(int argc, char *argv[])
         qputenv("QT_QUICK_BACKEND", "software");
     const QGuiApplication application(argc, argv);
     PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    RatioReporter reporter;
-    if (benchmark::RunSpecifiedBenchmarks(&reporter) == 0 || reporter.failed())
-        return 1;
-    benchmark::Shutdown();
-    return 0;
+    return runBenchmarks(argc, argv, RatioReporter::Library);
 }

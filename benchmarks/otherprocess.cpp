@@ -4,6 +4,7 @@
 #include "benchmarks/otherprocess.h"
 
 #include "benchmarks/eventtext.h"
+#include "benchmarks/spellings.h"
 #include "server/keywordserver.h"
 #include "server/websocketkeywordserver.h"
 #include "server/writerequest.h"
@@ -45,14 +46,14 @@ void announce(quint16 port)
     QTextStream(stdout) << port << Qt::endl;
 }
 
-// The events of all keywords as WebSocket frames, one after the other. Sending them costs next to
-// nothing, so that the receiver is what limits the rate.
+// Texts as WebSocket frames, one after the other. Sending them costs next to nothing, so that the
+// receiver is what limits the rate.
 class EventFrames
 {
 public:
-    explicit EventFrames(int keywords)
+    explicit EventFrames(const std::vector<QByteArray> &texts)
     {
-        for (const QByteArray &text : eventTexts(keywords)) {
+        for (const QByteArray &text : texts) {
             starts.push_back(bytes.size());
             bytes += "\x81\x7e" + bigEndian(quint16(text.size())) + text;
         }
@@ -140,9 +141,9 @@ int serveBare(const std::function<void(QWebSocket *, QTcpSocket *)> &serve)
 
 // When a client writes a number to the keyword /go, sends that many events to it, as fast as it
 // accepts them.
-int serveEvents(int keywords)
+int serveEvents(const std::vector<QByteArray> &texts)
 {
-    const EventFrames frames(keywords);
+    const EventFrames frames(texts);
     return serveBare([&frames](QWebSocket *socket, QTcpSocket *connection) {
         new EventSource(frames, socket, connection);
     });
@@ -258,7 +259,9 @@ int serveRole(const QString &role, const QStringList &arguments)
     });
     const int count = arguments.value(0).toInt();
     if (role == QLatin1String("events"))
-        return serveEvents(count);
+        return serveEvents(eventTexts(count));
+    if (role == QLatin1String("spellings"))
+        return serveEvents(textsInAllSpellings(count));
     if (role == QLatin1String("echo"))
         return serveEcho();
     if (role == QLatin1String("keywords"))

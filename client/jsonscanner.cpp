@@ -3,6 +3,8 @@
 
 #include "client/jsonscanner_p.h"
 
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
 #include <QtCore/QStringView>
 
 #include <array>
@@ -100,10 +102,19 @@ bool isZero(QByteArrayView number)
     for (const char character : number) {
         if (character == 'e' || character == 'E')
             break;
-        if (character != '0' && character != '.')
+        if (character != '0' && character != '.' && character != '-')
             return false;
     }
     return true;
+}
+
+// Qt decides whether the sign of a zero is lost, and may decide otherwise in another version: it is
+// asked once.
+QVariant minusZero(bool isWhole)
+{
+    static const QVariantList zeros =
+        QJsonDocument::fromJson(QByteArrayLiteral("[-0,-0.0]")).array().toVariantList();
+    return zeros.at(isWhole ? 0 : 1);
 }
 
 // The rules of the locale "C". Returns false beyond what a double holds.
@@ -258,8 +269,9 @@ bool JsonScanner::takeNumber(QVariant *value)
     const bool isWhole = at == end || (*at != '.' && *at != 'e' && *at != 'E');
     if (isWhole && count <= mostPlainDigits) {
         if (whole == 0 && isNegative)
-            return false; // minus zero
-        *value = isNegative ? -whole : whole;
+            *value = minusZero(true);
+        else
+            *value = isNegative ? -whole : whole;
         return true;
     }
 
@@ -290,11 +302,11 @@ bool JsonScanner::takeNumber(QVariant *value)
         }
     }
     if (isZero(number)) {
-        *value = qlonglong(0);
+        *value = isNegative ? minusZero(false) : QVariant(qlonglong(0));
         return true;
     }
     double real = 0;
-    // Minus zero, and numbers next to zero, are where a sign and digits get lost.
+    // Numbers next to zero are where digits get lost.
     if (!toDouble(number, &real) || !std::isnormal(real))
         return false;
     constexpr double limit = 9223372036854775808.0; // 2 to the power of 63

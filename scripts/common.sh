@@ -58,6 +58,8 @@ cluster_packages=(
 )
 benchmark_packages=(
     libbenchmark-dev
+    nlohmann-json3-dev
+    python3
     qt6-remoteobjects-dev
 )
 # QDoc, qhelpgenerator, the database driver for .qch files, and the tools to build the site

@@ -7,8 +7,6 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QLoggingCategory>
 
-#include <benchmark/benchmark.h>
-
 int main(int argc, char *argv[])
 {
     QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\n*.info=false"));
@@ -18,12 +16,5 @@ int main(int argc, char *argv[])
     if (argc > 5 && qstrcmp(argv[1], "--publish-steadily") == 0)
         return Publisher::runSteadily(quint16(number(2)), number(3), number(4), number(5));
     const QCoreApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    RatioReporter reporter;
-    if (benchmark::RunSpecifiedBenchmarks(&reporter) == 0 || reporter.failed())
-        return 1;
-    benchmark::Shutdown();
-    return 0;
+    return runBenchmarks(argc, argv, RatioReporter::Gateway);
 }

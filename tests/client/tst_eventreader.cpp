@@ -3,6 +3,7 @@
 
 #include "client/eventreader_p.h"
 
+#include <QtCore/QFile>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QRandomGenerator>
@@ -198,6 +199,8 @@ private:
     }
     QByteArray number()
     {
+        if (random.bounded(8) == 0)
+            return one({"0", "-0", "0.0", "-0.0", "-0e5", "-0.00E-3"});
         QByteArray digits = QByteArray::number(random.bounded(1, 10));
         for (int i = random.bounded(random.bounded(2) ? 4 : 25); i > 0; --i)
             digits += QByteArray::number(random.bounded(10));
@@ -260,6 +263,13 @@ void tst_EventReader::spelling_isRead_data()
         "{\"cmd\":\"keyEvent\",\"payload\":{\"keyword\":3,\"type\":4,\"connected\":1,\"online\":"
         "\"true\",\"consistent\":null,\"error\":[]}}");
     for (const char *const value : {"0",
+                                    "-0",
+                                    "-0.0",
+                                    "-0.000",
+                                    "-0e5",
+                                    "-0.0E-7",
+                                    "-0e999",
+                                    "[-0,-0.0,{\"a\":-0,\"b\":-0.0}]",
                                     "7",
                                     "-7",
                                     "999999999999999999",
@@ -298,6 +308,20 @@ void tst_EventReader::spelling_isRead_data()
         row((QByteArray("usual form, ") + value).constData(), usualEventWith(value));
     }
     row("an array in many arrays", eventWith(QByteArray(60, '[') + QByteArray(60, ']')));
+
+    // A name, two values, and a message in which they are filled in.
+    QFile spellings(QStringLiteral(SPELLINGS));
+    QVERIFY2(spellings.open(QIODevice::ReadOnly), qPrintable(spellings.errorString()));
+    while (!spellings.atEnd()) {
+        const QByteArrayList columns = spellings.readLine().chopped(1).split('\t');
+        if (columns.size() != 4)
+            continue;
+        for (const QByteArray &value : columns.mid(1, 2)) {
+            const QByteArray name = columns.first() + " of the benchmarks, " + value.left(40);
+            row(name.constData(),
+                QByteArray(columns.last()).replace("%n", "\n").replace("%v", value));
+        }
+    }
 }
 
 void tst_EventReader::spelling_isRead()
@@ -342,9 +366,9 @@ void tst_EventReader::doubtful_isLeft_data()
                                     "+1",
                                     "1e",
                                     "1e+",
-                                    "-0",
-                                    "-0.0",
-
+                                    "-00",
+                                    "-0.",
+                                    "-0e",
                                     "1e999",
                                     "1e-999",
                                     "NaN",
