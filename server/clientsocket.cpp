@@ -29,11 +29,14 @@ constexpr qint64 greatestBacklog = qint64(16) * 1024 * 1024; // bytes that wait 
 constexpr qint64 greatestPongs = qint64(1024) * 1024; // bytes of them that wait to be sent
 constexpr qint64 readAhead = qint64(256) * 1024; // bytes of commands that may wait to be processed
 constexpr qint64 greatestAhead = qint64(8) * 1024 * 1024; // where reading cannot be stopped
-constexpr char wholeTextFrame = char(0x81);
+constexpr char continuationFrame = 0x00;
+constexpr char textFrame = 0x01;
+constexpr char binaryFrame = 0x02;
+constexpr char finalBit = char(0x80);
 constexpr char longLength = 126; // says that the length stands in the two bytes behind it
 constexpr char longestLength = 127; // in the eight bytes behind it
 constexpr int maskBytes = 4;
-constexpr qsizetype greatestPlainFrame = 0xffff; // bytes
+constexpr qsizetype greatestPart = qsizetype(16) * 1024; // bytes of a message in one frame
 constexpr qsizetype greatestKeptBuffer = qsizetype(32) * 1024; // bytes
 constexpr char closeFrame = char(0x88);
 constexpr qint64 greatestControlPayload = 125; // bytes
@@ -144,29 +147,80 @@ bool ClientSocket::hasRoom()
     return waiting == 0 || (waiting < room && budget->waiting < totalRoom);
 }
 
-// The frames of a server are not masked: a frame only needs its length as a prefix. All frames of
-// one event loop iteration are sent together, which costs the system little more than one.
 void ClientSocket::sendMessage(const QByteArray &message)
 {
     if (full)
         return;
-    if (message.size() > greatestPlainFrame) {
-        sendText(QString::fromUtf8(message));
+    send(textFrame, message);
+    if (message.size() > greatestPart)
+        added(message.size());
+}
+
+// All frames of one event loop iteration are sent together, which costs the system little more than
+// one. A long message is sent in fragments, as there is room for them: pongs pass between them.
+void ClientSocket::send(char opcode, const QByteArray &message)
+{
+    if (message.size() <= greatestPart && parts.empty()) {
+        if (frames.isEmpty())
+            QMetaObject::invokeMethod(this, &ClientSocket::flush, Qt::QueuedConnection);
+        appendFrame(char(opcode | finalBit), message);
         return;
     }
-    if (frames.isEmpty())
-        QMetaObject::invokeMethod(this, &ClientSocket::flush, Qt::QueuedConnection);
-    const bool isShort = message.size() < longLength;
+    flush();
+    parts.push_back({opcode, message, 0});
+    partBytes += message.size();
+    sendParts();
+}
+
+// The frames of a server are not masked: a frame only needs its length as a prefix.
+void ClientSocket::appendFrame(char first, QByteArrayView payload)
+{
+    const bool isShort = payload.size() < longLength;
     const qsizetype start = frames.size();
-    frames.resize(start + (isShort ? 2 : 4) + message.size());
+    frames.resize(start + (isShort ? 2 : 4) + payload.size());
     char *out = frames.data() + start;
-    *out++ = wholeTextFrame;
-    *out++ = isShort ? char(message.size()) : longLength;
+    *out++ = first;
+    *out++ = isShort ? char(payload.size()) : longLength;
     if (!isShort) {
-        *out++ = char(message.size() >> 8);
-        *out++ = char(message.size());
+        *out++ = char(payload.size() >> 8);
+        *out++ = char(payload.size());
     }
-    std::memcpy(out, message.constData(), std::size_t(message.size()));
+    std::memcpy(out, payload.data(), std::size_t(payload.size()));
+}
+
+// Several frames are written at once: many short segments would be slow.
+void ClientSocket::sendParts(bool all)
+{
+    if (sendingParts || full)
+        return;
+    sendingParts = true;
+    while (!parts.empty() && (all || hasRoomForPart())) {
+        while (!parts.empty() && hasRoomForPart())
+            takePart();
+        if (all && !parts.empty())
+            takePart();
+        flush();
+    }
+    sendingParts = false;
+}
+
+bool ClientSocket::hasRoomForPart() const
+{
+    return frames.size() + bytesInConnection() < qMax(room, qint64(1));
+}
+
+void ClientSocket::takePart()
+{
+    Parts &message = parts.front();
+    const qsizetype size = qMin(greatestPart, message.text.size() - message.sent);
+    const bool isLast = message.sent + size == message.text.size();
+    const char opcode = message.sent == 0 ? message.opcode : continuationFrame;
+    appendFrame(char(opcode | (isLast ? finalBit : 0)),
+                QByteArrayView(message.text).sliced(message.sent, size));
+    message.sent += size;
+    partBytes -= size;
+    if (isLast)
+        parts.pop_front();
 }
 
 // Before anything else that the WebSocket sends: it writes to the connection at once.
@@ -191,28 +245,35 @@ void ClientSocket::flush()
 
 void ClientSocket::sendText(const QString &text)
 {
-    if (full)
-        return;
-    flush();
-    added(socket->sendTextMessage(text));
+    sendNow(textFrame, text.toUtf8());
 }
 
 void ClientSocket::sendBinary(const QByteArray &data)
 {
+    sendNow(binaryFrame, data);
+}
+
+void ClientSocket::sendNow(char opcode, const QByteArray &message)
+{
     if (full)
         return;
+    send(opcode, message);
     flush();
-    added(socket->sendBinaryMessage(data));
+    added(message.size());
 }
 
 qint64 ClientSocket::waitingBytes() const
 {
-    // The WebSocket writes through to its connection. Under TLS, what is encrypted already waits in
-    // another buffer, and the connection does not count it.
+    return partBytes + frames.size() + bytesInConnection();
+}
+
+// The WebSocket writes through to its connection. Under TLS, what is encrypted already waits in
+// another buffer, and the connection does not count it.
+qint64 ClientSocket::bytesInConnection() const
+{
     if (!connection)
-        return frames.size();
-    return frames.size() + connection->bytesToWrite()
-        + (encrypted ? encrypted->encryptedBytesToWrite() : 0);
+        return 0;
+    return connection->bytesToWrite() + (encrypted ? encrypted->encryptedBytesToWrite() : 0);
 }
 
 // A single long message is no sign of a slow reader.
@@ -228,6 +289,7 @@ void ClientSocket::added(qint64 bytes)
 void ClientSocket::written(qint64)
 {
     sinceWritten.start();
+    sendParts();
     const qint64 waiting = countWaiting();
     own = qMin(own, waiting);
     if (waiting == 0 || (waiting <= room / 2 && budget->waiting < totalRoom))
@@ -246,7 +308,10 @@ void ClientSocket::resumeSoon()
         this,
         [this] {
             resumesSoon = false;
+            const QPointer<ClientSocket> guard(this);
             Q_EMIT drained();
+            if (guard)
+                takeSoon();
         },
         Qt::QueuedConnection);
 }
@@ -355,6 +420,7 @@ void ClientSocket::answerCloseFrame()
 void ClientSocket::close(QWebSocketProtocol::CloseCode code, const QString &reason)
 {
     flush();
+    sendParts(true); // nothing may follow the close frame
     closing = true;
     socket->close(code, reason);
     closing = false;
@@ -425,7 +491,9 @@ bool ClientSocket::hasReadAnswers() const
 {
     if (session && session->waitingBytes() > room)
         return false;
-    return waitingBytes() <= room
+    // While the session is paused, the replies to several requests for a keyword would become one.
+    const bool isPaused = session && session->isPaused();
+    return (waitingBytes() <= room && !isPaused)
         || (session && commands.bytes() > readAhead / 2 && asksForKeyword(commands.first()));
 }
 

@@ -14,6 +14,7 @@
 #include <QtCore/QTimer>
 #include <QtWebSockets/QWebSocketProtocol>
 
+#include <deque>
 #include <memory>
 #include <optional>
 
@@ -30,8 +31,9 @@ class KeywordSession;
 // for the client. The WebSocket owns it.
 //
 // To the client: its session is paused while more data waits than the limit, in this process and in
-// the system's buffer together. So a pong is never delayed for long. Data that is sent
-// nevertheless, such as a long reply, has a limit beyond which the connection is closed.
+// the system's buffer together, and a long message is passed on in parts. So a pong is never
+// delayed for long. Data that is sent nevertheless, such as a long reply, has a limit beyond which
+// the connection is closed.
 //
 // From the client: its commands wait while it exceeds the permitted rate or does not read the
 // replies; then its connection is not read any further. Commands are processed from the event loop,
@@ -75,6 +77,21 @@ Q_SIGNALS:
     void finished(); // after finish(), once all commands are taken
 
 private:
+    // The rest of a message that is sent in several frames.
+    struct Parts
+    {
+        char opcode;
+        QByteArray text;
+        qsizetype sent; // bytes
+    };
+
+    void send(char opcode, const QByteArray &message);
+    void sendNow(char opcode, const QByteArray &message);
+    void sendParts(bool all = false);
+    bool hasRoomForPart() const;
+    void takePart();
+    void appendFrame(char first, QByteArrayView payload);
+    qint64 bytesInConnection() const;
     qint64 countWaiting();
     void written(qint64 bytes);
     void resumeSoon();
@@ -106,6 +123,8 @@ private:
     const qint64 totalRoom;
     qint64 counted = 0; // of the budget
     QByteArray frames; // for the end of this turn of the event loop
+    std::deque<Parts> parts; // long messages, and those behind them
+    qint64 partBytes = 0; // of them that are not sent
     const int commandsPerSecond;
     const std::chrono::milliseconds stalledTime;
     qint64 longMessage = 0; // bytes of one that waits besides the limit
@@ -120,6 +139,7 @@ private:
     QPointer<QSocketNotifier> readNotifier;
     qint64 skippedBytes = 0; // that remain of a frame
     qint64 own = 0; // bytes that wait and are no pongs, at most
+    bool sendingParts = false;
     bool takesSoon = false;
     bool resumesSoon = false;
     std::optional<int> closeCode; // that the client has sent, and that is to be answered

@@ -543,8 +543,7 @@ void KeywordServer::Private::accepted(const PendingWrite &write, const QVariant 
     const Watch *const watch = left ? left->watches.value(write.keyword) : nullptr;
     // An event since the refusal has ended it already, such as that of an assumed value.
     if (left && (!watch || watch->showsRefusal)) {
-        enqueueAnswer(left,
-                      eventText(write.keyword, record(left, tree.find(write.path), write.path)));
+        enqueueReply(left, Waiting::State, write.keyword);
         send(left);
     }
     if (server)
@@ -687,24 +686,41 @@ void KeywordServer::Private::discard(const std::map<quint64, PendingWrite> &disc
     }
 }
 
-void KeywordServer::Private::index(SessionState *session, const QJsonObject &payload)
+namespace {
+
+// The level that a query is about.
+QString pathOf(const QJsonObject &query)
 {
     QString path;
     for (const char *level : {"factory", "instance"}) {
-        const QString name = payload.value(QLatin1String(level)).toString();
+        const QString name = query.value(QLatin1String(level)).toString();
         if (!name.isEmpty())
             path += QLatin1Char('/') + name;
     }
-    const QJsonArray levels = payload.value(QLatin1String("keyQuery")).toArray();
+    const QJsonArray levels = query.value(QLatin1String("keyQuery")).toArray();
     for (const auto &level : levels)
         path += QLatin1Char('/') + level.toString();
+    return path;
+}
 
+} // namespace
+
+void KeywordServer::Private::index(SessionState *session, const QJsonObject &payload)
+{
     const QPointer<KeywordServer> server(q);
     const QPointer<KeywordSession> asking(session->q);
-    Q_EMIT q->indexRequested(KeywordServer::normalizedPath(path));
+    Q_EMIT q->indexRequested(KeywordServer::normalizedPath(pathOf(payload)));
     if (!server || !asking || !sessions.contains(asking))
         return;
+    enqueueReply(session, Waiting::Index, {},
+                 QJsonDocument(payload).toJson(QJsonDocument::Compact));
+    send(session);
+}
 
+QByteArray KeywordServer::Private::indexAnswer(SessionState *session, const QByteArray &query)
+{
+    const QJsonObject payload = QJsonDocument::fromJson(query).object();
+    const QString path = pathOf(payload);
     const QString type = payload.value(QLatin1String("type")).toString();
     const QString access = payload.value(QLatin1String("access")).toString();
     JsonText items;
@@ -730,11 +746,8 @@ void KeywordServer::Private::index(SessionState *session, const QJsonObject &pay
             append(items, "}");
         }
     }
-    enqueueAnswer(session,
-                  "{\"cmd\":\"keyIndex\",\"payload\":{\"request\":"
-                      + QJsonDocument(payload).toJson(QJsonDocument::Compact) + ",\"response\":["
-                      + QByteArray::fromRawData(items.constData(), items.size()) + "]}}");
-    send(session);
+    return "{\"cmd\":\"keyIndex\",\"payload\":{\"request\":" + query + ",\"response\":["
+        + QByteArray::fromRawData(items.constData(), items.size()) + "]}}";
 }
 
 } // namespace pellix::server

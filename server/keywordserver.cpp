@@ -403,7 +403,7 @@ void KeywordServer::Private::enqueue(Watch *watch, Place place)
     watch->queued = true;
     watch->refusedBehind = false;
     watch->showsRefusal = false;
-    session->waiting.push_back({watch, watch->turn, QString(), QByteArray()});
+    session->waiting.push_back({watch, watch->turn, Waiting::Value, {}, {}});
     if (!session->inTurn) {
         session->inTurn = true;
         toSend.push_back(session);
@@ -412,24 +412,27 @@ void KeywordServer::Private::enqueue(Watch *watch, Place place)
 
 void KeywordServer::Private::enqueueAnswer(SessionState *session, const QByteArray &answer)
 {
-    if (session->left)
-        return;
-    session->waiting.push_back({nullptr, 0, QString(), answer});
-    ++session->waitingAnswers;
-    session->answerBytes += answer.size();
+    enqueueReply(session, Waiting::Answer, {}, answer);
 }
 
 void KeywordServer::Private::enqueueRefusal(SessionState *session, const QString &keyword)
 {
-    if (session->left)
-        return;
-    if (Watch *const watch = session->watches.value(keyword)) {
+    Watch *const watch = session->watches.value(keyword);
+    if (watch && !session->left) {
         watch->refusedBehind = watch->queued;
         watch->showsRefusal = true;
     }
-    session->waiting.push_back({nullptr, 0, keyword, QByteArray()});
+    enqueueReply(session, Waiting::Refusal, keyword);
+}
+
+void KeywordServer::Private::enqueueReply(SessionState *session, Waiting::Kind kind,
+                                          const QString &keyword, const QByteArray &text)
+{
+    if (session->left)
+        return;
+    session->waiting.push_back({nullptr, 0, kind, keyword, text});
     ++session->waitingAnswers;
-    session->answerBytes += bytesOf(keyword);
+    session->answerBytes += text.size() + bytesOf(keyword);
 }
 
 void KeywordServer::Private::sendAll()
@@ -475,15 +478,10 @@ void KeywordServer::Private::send(SessionState *session)
             transmit(session, messageFor(next.watch));
         } else {
             --session->waitingAnswers;
-            session->answerBytes -= next.answer.size() + bytesOf(next.keyword);
-            if (!next.answer.isNull()) {
-                transmit(session, next.answer);
-            } else if (!next.keyword.isNull()) { // which a client may have left out
-                const QString path = KeywordServer::normalizedPath(next.keyword);
-                Record refused = record(session, tree.find(path), path);
-                refused.error = true;
-                transmit(session, eventText(next.keyword, refused));
-            }
+            session->answerBytes -= next.text.size() + bytesOf(next.keyword);
+            const QByteArray message = messageFor(session, next);
+            if (!message.isEmpty())
+                transmit(session, message);
         }
         if (!sending)
             return;
@@ -529,6 +527,21 @@ QByteArray KeywordServer::Private::messageFor(Watch *watch)
         *slot = {version, watch->keyword, message};
     }
     return slot->message;
+}
+
+// Empty for a refusal without a keyword, which a client may have left out.
+QByteArray KeywordServer::Private::messageFor(SessionState *session, const Waiting &reply)
+{
+    if (reply.kind == Waiting::Answer)
+        return reply.text;
+    if (reply.kind == Waiting::Index)
+        return indexAnswer(session, reply.text);
+    if (reply.keyword.isNull())
+        return {};
+    const QString path = KeywordServer::normalizedPath(reply.keyword);
+    Record current = record(session, tree.find(path), path);
+    current.error |= reply.kind == Waiting::Refusal;
+    return eventText(reply.keyword, current);
 }
 
 // The role of a session is another one.

@@ -92,11 +92,15 @@ public:
     };
     void enqueue(Watch *watch, Place place = Place::Any);
     void enqueueAnswer(SessionState *session, const QByteArray &answer);
+    void enqueueReply(SessionState *session, Waiting::Kind kind, const QString &keyword,
+                      const QByteArray &text = {});
     void enqueueRefusal(SessionState *session, const QString &keyword);
     void send(SessionState *session);
     void sendAll();
     void transmit(SessionState *session, const QByteArray &message);
     QByteArray messageFor(Watch *watch);
+    QByteArray messageFor(SessionState *session, const Waiting &reply);
+    QByteArray indexAnswer(SessionState *session, const QByteArray &query);
 
     // Commands of clients
     void receive(SessionState *session, const QByteArray &command);

@@ -42,15 +42,23 @@ struct Aggregate
     quint64 formedIn = 0;
 };
 
-// Data that waits for a session until its transport has room: a keyword whose newest value is sent
-// then, a refusal, or an unchanged reply. An entry whose watch has a different turn is obsolete;
-// one whose watch has no node was unsubscribed in the meantime.
+// Data that waits for a session until its transport has room. What it says of keywords is formed
+// when it is sent: the rights of the session may have changed by then. An entry whose watch has a
+// different turn is obsolete; one whose watch has no node was unsubscribed in the meantime.
 struct Waiting
 {
+    enum Kind : quint8 {
+        Value, // the newest one of a watch
+        Refusal, // of a write to a keyword
+        State, // of a keyword, in reply to a write
+        Index, // the reply to a query
+        Answer // an unchanged reply
+    };
     Watch *watch = nullptr;
     quint32 turn = 0;
-    QString keyword; // of a refusal
-    QByteArray answer;
+    Kind kind = Value;
+    QString keyword; // of a refusal, or a state
+    QByteArray text; // an answer, or the query
 };
 
 // The server's data of a session.

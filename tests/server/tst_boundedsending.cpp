@@ -3,12 +3,16 @@
 
 #include "server/keywordserver.h"
 #include "server/websocketkeywordserver.h"
+#include "tests/soak/narrowlink.h"
 #include "tests/support/rawclient.h"
 
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QFile>
+#include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QTimer>
+#include <QtNetwork/QSslKey>
 #include <QtTest/QTest>
 #include <QtWebSockets/QWebSocket>
 
@@ -16,6 +20,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <utility>
 #include <vector>
 
 using namespace pellix::server;
@@ -26,6 +31,7 @@ namespace {
 constexpr qint64 kibibyte = 1024;
 constexpr qint64 mebibyte = 1024 * kibibyte;
 constexpr qint64 eventBytes = 100; // minimum size of an event
+constexpr int closeFrame = 8;
 constexpr int pingFrame = 9;
 constexpr int pongFrame = 10;
 
@@ -106,6 +112,56 @@ bool haveAll(const std::map<QString, int> &values, int keywords, int value)
                        [value](const auto &pair) { return pair.second == value; });
 }
 
+struct Frame
+{
+    bool isFinal = false;
+    int opcode = 0;
+    QByteArray payload;
+    qsizetype end = 0; // its position in the data
+};
+
+// The complete frames that a server has sent, of any length.
+std::vector<Frame> framesIn(const QByteArray &data)
+{
+    std::vector<Frame> frames;
+    qsizetype at = 0;
+    while (at + 2 <= data.size()) {
+        quint64 size = uchar(data.at(at + 1)) & 0x7f;
+        const int lengthBytes = size == 127 ? 8 : size == 126 ? 2 : 0;
+        const qsizetype start = at + 2 + lengthBytes;
+        if (start > data.size())
+            break;
+        size = lengthBytes ? 0 : size;
+        for (qsizetype i = at + 2; i < start; ++i)
+            size = size << 8 | uchar(data.at(i));
+        if (start + qsizetype(size) > data.size())
+            break;
+        frames.push_back({(data.at(at) & 0x80) != 0, data.at(at) & 0x0f,
+                          data.mid(start, qsizetype(size)), start + qsizetype(size)});
+        at = start + qsizetype(size);
+    }
+    return frames;
+}
+
+// The complete text messages; empty if the frames are invalid.
+QByteArrayList textsIn(const QByteArray &data)
+{
+    QByteArrayList texts;
+    QByteArray text;
+    bool isInside = false;
+    for (const Frame &frame : framesIn(data)) {
+        if (frame.opcode >= 8)
+            continue;
+        if (frame.opcode != (isInside ? 0 : 1))
+            return {};
+        isInside = !frame.isFinal;
+        text += frame.payload;
+        if (frame.isFinal)
+            texts << std::exchange(text, {});
+    }
+    return texts;
+}
+
 // The number of frames of a kind among the frames from a server.
 int countIn(const QByteArray &frames, int wanted)
 {
@@ -123,6 +179,17 @@ int countIn(const QByteArray &frames, int wanted)
         ++count;
     return count;
 }
+
+class Server : public WebSocketKeywordServer
+{
+public:
+    using WebSocketKeywordServer::WebSocketKeywordServer;
+    void sendToAll(const QString &text)
+    {
+        for (QWebSocket *const client : clients())
+            sendTo(client, text);
+    }
+};
 
 } // namespace
 
@@ -142,12 +209,20 @@ private Q_SLOTS:
     void reader_isNotDropped();
     void busyReader_isNotDropped();
     void slowReader_isAnsweredPings();
+    void longMessage_letsPongsPass_data();
+    void longMessage_letsPongsPass();
+    void longMessage_isFollowedByOthers_data();
+    void longMessage_isFollowedByOthers();
+    void longMessage_isSentBeforeTheConnectionIsClosed_data();
+    void longMessage_isSentBeforeTheConnectionIsClosed();
     void reader_isNotDroppedWhenTheProgramWasBusy();
     void flood_isDelayed();
     void commands_waitWhileAnswersDo();
     void repeatedCreates_wait();
 
 private:
+    static void addTransports();
+    void listenWithTls();
     void declare(int keywords)
     {
         for (int i = 0; i < keywords; ++i) {
@@ -178,14 +253,14 @@ private:
     }
 
     std::unique_ptr<KeywordServer> server;
-    std::unique_ptr<WebSocketKeywordServer> sockets;
+    std::unique_ptr<Server> sockets;
 };
 
 void tst_BoundedSending::init()
 {
     QTest::failOnWarning(QRegularExpression(q(".*")));
     server = std::make_unique<KeywordServer>();
-    sockets = std::make_unique<WebSocketKeywordServer>(server.get());
+    sockets = std::make_unique<Server>(server.get());
     QVERIFY(sockets->listen());
     // Clients must not be dropped because the machine is busy.
     setLimits([](Limits &limits) { limits.stalledTime = 10min; });
@@ -195,6 +270,22 @@ void tst_BoundedSending::cleanup()
 {
     sockets.reset();
     server.reset();
+}
+
+void tst_BoundedSending::addTransports()
+{
+    QTest::addColumn<bool>("tls");
+    QTest::newRow("ws") << false;
+    QTest::newRow("wss") << true;
+}
+
+void tst_BoundedSending::listenWithTls()
+{
+    QFile file(q(TLS_FILES "/server.key"));
+    const auto certificates = QSslCertificate::fromPath(q(TLS_FILES "/server.crt"));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QVERIFY(sockets->setTls(certificates.value(0), QSslKey(&file, QSsl::Ec)));
+    QVERIFY(sockets->listen());
 }
 
 void tst_BoundedSending::stalledReader_costsNoMemory()
@@ -396,6 +487,127 @@ void tst_BoundedSending::slowReader_isAnsweredPings()
 
     slow.setReading(mebibyte);
     QTRY_COMPARE(countIn(slow.received, 1), keywords);
+}
+
+void tst_BoundedSending::longMessage_letsPongsPass_data()
+{
+    QTest::addColumn<bool>("tls");
+    QTest::addColumn<QByteArray>("command");
+    for (const bool tls : {false, true}) {
+        const char *scheme = tls ? "wss" : "ws";
+        QTest::addRow("%s value", scheme)
+            << tls << QByteArray(R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"/p/text"}})");
+        QTest::addRow("%s index", scheme)
+            << tls << QByteArray(R"({"cmd":"keyIndex","payload":{"factory":"many"}})");
+    }
+}
+
+// Even in the middle of the longest message. The link is faster than a slow one, but the bytes
+// before the pong are those that a link with 256 kbit/s transfers while a client waits for it.
+void tst_BoundedSending::longMessage_letsPongsPass()
+{
+    QFETCH(bool, tls);
+    QFETCH(QByteArray, command);
+    constexpr qsizetype fiveSeconds = 160000;
+    if (tls)
+        listenWithTls();
+    const QString value(256 * kibibyte, QLatin1Char('x'));
+    QVERIFY(server->declare({q("/p/text"), q("string"), q("R"), {}, value}));
+    for (int i = 0; i < 10000; ++i)
+        QVERIFY(server->declare({q("/many/children%1").arg(i), q("int"), q("R"), {}, 0}));
+    NarrowLink link(sockets->port(), 256 * kibibyte);
+    QUrl url = sockets->url();
+    url.setPort(link.port());
+    RawClient client(url, tls);
+    QVERIFY(client.open());
+    client.send(RawClient::frame(1, command));
+    QTRY_VERIFY(client.received.size() > 20000);
+    const qsizetype before = client.received.size();
+    client.send(RawClient::frame(pingFrame, "now"));
+    qsizetype answered = 0;
+    const auto isAnswered = [&] {
+        for (const Frame &frame : framesIn(client.received)) {
+            if (frame.opcode == pongFrame && frame.payload == "now")
+                answered = frame.end;
+        }
+        return answered > 0;
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(isAnswered(), 30000);
+    QVERIFY2(answered - before < fiveSeconds, qPrintable(QString::number(answered - before)));
+
+    QTRY_COMPARE_WITH_TIMEOUT(textsIn(client.received).size(), 1, 30000);
+    const QJsonObject payload = QJsonDocument::fromJson(textsIn(client.received).constFirst())
+                                    .object()
+                                    .value(q("payload"))
+                                    .toObject();
+    if (payload.contains(q("value")))
+        QCOMPARE(payload.value(q("value")).toString(), value);
+    else
+        QCOMPARE(payload.value(q("response")).toArray().size(), 10000);
+}
+
+void tst_BoundedSending::longMessage_isFollowedByOthers_data()
+{
+    addTransports();
+}
+
+// None of them gets in between.
+void tst_BoundedSending::longMessage_isFollowedByOthers()
+{
+    QFETCH(bool, tls);
+    if (tls)
+        listenWithTls();
+    declare(100);
+    const QString value(3 * mebibyte, QChar(0xe9)); // two bytes each in UTF-8
+    QVERIFY(server->declare({q("/p/text"), q("string"), q("R"), {}, value}));
+    RawClient client(sockets->url(), tls);
+    QVERIFY(client.open());
+    client.setReading(0);
+    client.send(
+        RawClient::frame(1, R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"/p/text"}})"));
+    for (int i = 0; i < 100; ++i)
+        client.send(RawClient::frame(1, createOf(i)));
+    QTRY_VERIFY(server->statistics().events > 0);
+    setAll(100, 1);
+    sockets->sendToAll(q("text"));
+    setAll(100, 2);
+    client.setReading(mebibyte);
+    const auto last = [&] {
+        const QByteArrayList texts = textsIn(client.received);
+        return texts.isEmpty() ? QByteArray() : texts.constLast();
+    };
+    QTRY_VERIFY(last().contains("/k99\"") && last().contains("\"value\":2"));
+    const QByteArrayList texts = textsIn(client.received);
+    QVERIFY(texts.constFirst().contains(value.toUtf8()));
+    QCOMPARE(texts.count("text"), 1);
+    for (const Frame &frame : framesIn(client.received))
+        QVERIFY(frame.payload.size() <= 16 * kibibyte);
+}
+
+void tst_BoundedSending::longMessage_isSentBeforeTheConnectionIsClosed_data()
+{
+    addTransports();
+}
+
+void tst_BoundedSending::longMessage_isSentBeforeTheConnectionIsClosed()
+{
+    QFETCH(bool, tls);
+    if (tls)
+        listenWithTls();
+    const QString value(4 * mebibyte, QLatin1Char('x'));
+    QVERIFY(server->declare({q("/p/text"), q("string"), q("R"), {}, value}));
+    RawClient client(sockets->url(), tls);
+    QVERIFY(client.open());
+    client.setReading(0);
+    client.send(
+        RawClient::frame(1, R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"/p/text"}})")
+        + RawClient::frame(closeFrame, QByteArray("\x03\xe8", 2)));
+    QTRY_VERIFY(server->statistics().events > 0);
+    client.setReading(mebibyte);
+    QTRY_VERIFY(!framesIn(client.received).empty()
+                && framesIn(client.received).back().opcode == closeFrame);
+    QCOMPARE(textsIn(client.received).size(), 1);
+    QVERIFY(textsIn(client.received).constFirst().contains(value.toUtf8()));
 }
 
 // The client has replied, but the reply has not been read.

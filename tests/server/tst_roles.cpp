@@ -66,6 +66,7 @@ private Q_SLOTS:
     void aggregate_hasTheRightsOfItsSession();
     void role_thatDoesNotExistHasNoRights();
     void role_canBeReplaced();
+    void role_appliesToRepliesThatWait();
     void role_canBeRemoved();
     void manyStars_areQuick();
 
@@ -381,6 +382,25 @@ void tst_Roles::role_canBeReplaced()
     told.sort();
     QCOMPARE(told, QStringList({q("/any=true coc-"), q("/office/door=true coc-")}));
     QCOMPARE(other.taken(), q("/office/door=true coc-"));
+}
+
+// What a session may no longer read is not sent, even if it was requested before.
+void tst_Roles::role_appliesToRepliesThatWait()
+{
+    QVERIFY(setRole("operator", "/**", "/plant/**"));
+    server->setWriteCheck(q("/plant/tank1/level"),
+                          [](const QVariant &value) { return value.toDouble() == 12.5; });
+    Client client(server.get(), "operator");
+    client.session->pause();
+    client.command("keyIndex", R"({"factory":"plant"})");
+    client.command("keyIndex", R"({"factory":"office"})");
+    client.update("/plant/tank1/level", "2.5");
+    client.update("/plant/tank1/level", "12.5"); // which ends the refusal
+    QVERIFY(client.session->waitingBytes() > 0);
+    QVERIFY(setRole("operator", "/office/**"));
+    client.session->resume();
+    QCOMPARE(client.taken(),
+             q(" | /office/door | /plant/tank1/level=null --ce | /plant/tank1/level=null --c-"));
 }
 
 void tst_Roles::role_canBeRemoved()

@@ -89,7 +89,18 @@ private:
         count += data.size();
         if (keeps)
             received += data;
+        if (atOnce > 0 && socket.bytesAvailable() > 0 && !readsAgain) {
+            readsAgain = true;
+            QMetaObject::invokeMethod(this, &RawClient::readAgain, Qt::QueuedConnection);
+        }
+    }
+
+    void readAgain()
+    {
+        readsAgain = false;
+        read();
     }
 
     qint64 atOnce = 1 << 20;
+    bool readsAgain = false;
 };
