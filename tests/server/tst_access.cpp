@@ -7,9 +7,11 @@
 #include "server/websocketkeywordserver.h"
 #include "tests/support/rawclient.h"
 
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QProcess>
+#include <QtCore/QScopeGuard>
 #include <QtCore/QStandardPaths>
 #include <QtCore/QTemporaryDir>
 #include <QtNetwork/QSslConfiguration>
@@ -99,6 +101,18 @@ void expectRefusal(const char *reason)
             q("^refused 127\\.0\\.0\\.1:\\d+: %1$").arg(QRegularExpression::escape(q(reason)))));
 }
 
+// For tests that cause several lines of a kind: how many of them are logged depends on the time.
+class SilentLog
+{
+public:
+    SilentLog()
+    {
+        QLoggingCategory::setFilterRules(q("pellixclient.server.websocketserver=false"));
+    }
+    ~SilentLog() { QLoggingCategory::setFilterRules(QString()); }
+    Q_DISABLE_COPY_MOVE(SilentLog)
+};
+
 // The message to a client whose session is closed.
 const QByteArray farewell("\x03\xf0"
                           "its access was removed");
@@ -137,6 +151,8 @@ private Q_SLOTS:
     void refusedAttempts_countNeitherGoodOnesNorPages();
     void fullServer_refusesByAStatus();
     void unfinishedHandshakes_areLimited();
+    void log_isNotFlooded_data();
+    void log_isNotFlooded();
     void serverCertificate_isReplacedWithoutDroppingSessions();
     void serverCertificate_isShownWithItsChain();
     void serverCertificate_tellsItsDays();
@@ -755,16 +771,15 @@ void tst_Access::refusedAttempts_areLimitedForEachAddressBehindAProxy()
 
 void tst_Access::refusedAttempts_countNeitherGoodOnesNorPages()
 {
+    const SilentLog silent;
     listener->setMaximumAttempts(1);
     QVERIFY(listener->listen());
     for (int i = 0; i < 3; ++i) {
         RawClient client(listener->url());
         QVERIFY(client.open());
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("its origin .* is not allowed$")));
         RawClient page(listener->url());
         QCOMPARE(page.statusOf(RawClient::request("Origin: http://evil.example\r\n")),
                  QByteArray("403"));
-        expectRefusal("its request names more than one host");
         RawClient doubled(listener->url());
         QCOMPARE(doubled.statusOf(RawClient::request("Host: x\r\n")), QByteArray("400"));
     }
@@ -774,12 +789,11 @@ void tst_Access::refusedAttempts_countNeitherGoodOnesNorPages()
 
 void tst_Access::fullServer_refusesByAStatus()
 {
+    const SilentLog silent;
     listener->setMaximumClients(2);
     QCOMPARE(listener->maximumClients(), 2);
     QVERIFY(listener->listen());
     // All at once, because pending connections count as well.
-    for (int i = 0; i < 2; ++i)
-        expectRefusal("2 clients are connected already");
     std::vector<std::unique_ptr<RawClient>> clients;
     for (int i = 0; i < 4; ++i) {
         clients.push_back(std::make_unique<RawClient>(listener->url()));
@@ -793,8 +807,10 @@ void tst_Access::fullServer_refusesByAStatus()
     QTRY_COMPARE(count("101"), 2);
     QTRY_COMPARE(count("503"), 2);
     for (const auto &client : clients) {
-        if (client->received.startsWith("HTTP/1.1 503"))
-            QVERIFY(client->received.contains("\r\nRetry-After: 10\r\n"));
+        if (!client->received.startsWith("HTTP/1.1 503"))
+            continue;
+        QVERIFY(client->received.contains("\r\nRetry-After: 10\r\n"));
+        QVERIFY(client->received.endsWith("2 clients are connected already.\n"));
     }
     QCOMPARE(listener->clientCount(), 2);
     QCOMPARE(listener->refusedClients(Refusal::TooManyClients), quint64(2));
@@ -805,9 +821,9 @@ void tst_Access::fullServer_refusesByAStatus()
     RawClient next(listener->url());
     QVERIFY(next.open());
     listener->setMaximumClients(0);
-    expectRefusal("1 clients are connected already");
     RawClient late(listener->url());
     QCOMPARE(late.statusOf(RawClient::request()), QByteArray("503"));
+    QTRY_VERIFY(late.received.endsWith("1 clients are connected already.\n"));
     QVERIFY(next.isConnected());
 }
 
@@ -820,7 +836,7 @@ void tst_Access::unfinishedHandshakes_areLimited()
     QVERIFY(connected.open()); // an open connection does not count
     std::vector<std::unique_ptr<RawClient>> idle;
     for (int i = 0; i < 5; ++i) {
-        if (i >= 2) {
+        if (i == 2) { // and at most one line per second then
             QTest::ignoreMessage(
                 QtInfoMsg,
                 QRegularExpression(q("^disconnected 127\\.0\\.0\\.1:\\d+: too many "
@@ -842,6 +858,70 @@ void tst_Access::unfinishedHandshakes_areLimited()
     QCOMPARE(listener->maximumHandshakes(), 1);
     RawClient last(listener->url());
     QVERIFY(last.open());
+}
+
+void tst_Access::log_isNotFlooded_data()
+{
+    QTest::addColumn<QByteArray>("request"); // none: the handshake is not finished
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("malformed") << RawClient::request("Host: other\r\n")
+                               << q("its request names more than one host");
+    QTest::newRow("web page") << RawClient::request("Origin: https://evil.example\r\n")
+                              << q("its origin \"https://evil.example\" is not allowed");
+    QTest::newRow("too many clients")
+        << RawClient::request() << q("0 clients are connected already");
+    QTest::newRow("too many handshakes") << QByteArray() << q("too many handshakes are unfinished");
+}
+
+// Clients without credentials must not fill a disk.
+void tst_Access::log_isNotFlooded()
+{
+    QFETCH(QByteArray, request);
+    QFETCH(QString, reason);
+    listener->setMaximumClients(0);
+    if (request.isEmpty())
+        listener->setMaximumHandshakes(1);
+    QVERIFY(listener->listen());
+    static QStringList lines;
+    lines.clear();
+    const QtMessageHandler previous =
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &text) {
+            if (text.startsWith(QLatin1String("refused "))
+                || text.startsWith(QLatin1String("disconnected ")))
+                lines << text;
+        });
+    const auto restore = qScopeGuard([&] { qInstallMessageHandler(previous); });
+    std::unique_ptr<RawClient> last; // which the next one displaces
+    if (request.isEmpty()) {
+        last = std::make_unique<RawClient>(listener->url());
+        QTRY_COMPARE(listener->handshakeCount(), 1);
+    }
+
+    QElapsedTimer time;
+    time.start();
+    int attempts = 0;
+    const auto attempt = [&] {
+        auto next = std::make_unique<RawClient>(listener->url());
+        ++attempts;
+        if (!request.isEmpty())
+            return next->statusOf(request).size() == 3;
+        last = std::move(next);
+        return waitFor([&] { return listener->droppedHandshakes() == quint64(attempts); }, 30000);
+    };
+    for (int i = 0; i < 30; ++i) {
+        QVERIFY(attempt());
+        // Times of both clocks are rounded.
+        QVERIFY2(lines.size() <= time.elapsed() / 999 + 1, qPrintable(lines.join(q("\n"))));
+    }
+    const QRegularExpression leftOut(q(" \\((\\d+) more not logged\\)$"));
+    const auto isTold = [&] { return lines.constLast().contains(leftOut); };
+    QTRY_VERIFY_WITH_TIMEOUT(isTold() || (attempt() && isTold()), 30000);
+    qsizetype told = lines.size();
+    for (QString &line : lines) {
+        told += leftOut.match(line).captured(1).toInt();
+        QVERIFY2(line.remove(leftOut).endsWith(reason), qPrintable(line));
+    }
+    QCOMPARE(told, attempts);
 }
 
 void tst_Access::serverCertificate_isReplacedWithoutDroppingSessions()
