@@ -360,6 +360,11 @@ void tst_Access::identification_hasToMakeSense_data()
     bad.proxy.subjectHeader.clear();
     row("proxy that does not", bad, "client certificates require an authority that signs them");
     bad = proxy;
+    bad.proxy.addressHeader.clear();
+    row("proxy that tells no address", bad,
+        "the header with the addresses of clients is not set: failed attempts of one client would "
+        "lock out all clients of the proxy. Set it, such as X-Forwarded-For");
+    bad = proxy;
     bad.proxy.addressHeader = "X: y";
     row("no header", bad, "X: y: not the name of a header");
     bad = proxy;
