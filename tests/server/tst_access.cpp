@@ -156,10 +156,13 @@ private Q_SLOTS:
     void serverCertificate_isReplacedWithoutDroppingSessions();
     void serverCertificate_isShownWithItsChain();
     void serverCertificate_tellsItsDays();
+    void serverCertificate_isInTheStatistics();
     void clientAuthority_isReplacedWhileListening();
     void clientAuthority_isReplacedBehindTheEncryption();
     void takenAwayAccess_endsItsSessionsAlone_data();
     void takenAwayAccess_endsItsSessionsAlone();
+    void takenAwayProxy_endsItsSessionsAlone_data();
+    void takenAwayProxy_endsItsSessionsAlone();
     void takenAwayAccess_insideOfAWrite();
     void takenAwayAccess_insideOfOneOfManyWrites();
     void takenAwayAccess_beforeTheUpgrade();
@@ -187,6 +190,8 @@ private:
         return listener->setTls(certificate("server"), key()) && listener->listen();
     }
     ClientIdentification panels() const; // identified by certificates
+    using Clients = std::map<QString, std::unique_ptr<RawClient>>; // by the names of the peers
+    void endsOnly(const QString &ended, const Clients &clients);
 
     QTemporaryDir directory;
     std::unique_ptr<KeywordServer> keywords;
@@ -994,6 +999,24 @@ void tst_Access::serverCertificate_tellsItsDays()
     QCOMPARE(listener->certificateDays(), -1);
 }
 
+void tst_Access::serverCertificate_isInTheStatistics()
+{
+    for (const char *name : {"server2", "expired"}) {
+        QVERIFY(listener->setTls(certificate(name), key()));
+        const int before = listener->certificateDays();
+        const Statistics statistics = listener->statistics();
+        const int after = listener->certificateDays(); // another one if a day has just passed
+        QVERIFY(before == 0 || after > 90);
+        QVERIFY(statistics.certificateDays == before || statistics.certificateDays == after);
+        const QByteArray days = QByteArray::number(statistics.certificateDays);
+        QVERIFY(statistics.toPrometheus().contains("\n# TYPE pellix_certificate_days gauge\n"
+                                                   "pellix_certificate_days "
+                                                   + days + '\n'));
+    }
+    QVERIFY(listener->setTls(QSslCertificate(), QSslKey()));
+    QVERIFY(listener->statistics().toPrometheus().contains("\npellix_certificate_days -1\n"));
+}
+
 void tst_Access::clientAuthority_isReplacedWhileListening()
 {
     ClientIdentification identification = panels();
@@ -1086,7 +1109,7 @@ void tst_Access::takenAwayAccess_endsItsSessionsAlone()
     const auto clientWith = [this](const char *certificate) {
         return std::make_unique<RawClient>(listener->url(), true, identity(certificate));
     };
-    std::map<QString, std::unique_ptr<RawClient>> clients;
+    Clients clients;
     for (const char *name : {"-", "a", "b"})
         clients[q(name)] = clientWith("");
     clients[q("Panel-1")] = clientWith("panel1");
@@ -1105,9 +1128,16 @@ void tst_Access::takenAwayAccess_endsItsSessionsAlone()
 
     change(identification);
     QVERIFY2(listener->setIdentification(identification), qPrintable(listener->errorString()));
+    endsOnly(ended, clients);
+}
+
+// Removed clients do not receive any more values.
+void tst_Access::endsOnly(const QString &ended, const Clients &clients)
+{
     listener->deliveries = 0;
-    keywords->setValue(q("/p/a"), 77); // removed clients do not receive it
+    keywords->setValue(q("/p/a"), 77);
     const QStringList out = ended.split(q(" "), Qt::SkipEmptyParts);
+    const int left = int(clients.size()) - int(out.size());
     for (const auto &[name, client] : clients) {
         if (out.contains(name)) {
             QTRY_VERIFY2(!client->isConnected(), qPrintable(name));
@@ -1118,9 +1148,62 @@ void tst_Access::takenAwayAccess_endsItsSessionsAlone()
             QVERIFY(client->isConnected());
         }
     }
-    QCOMPARE(listener->deliveries, 5 - int(out.size()));
-    QTRY_COMPARE(listener->clientCount(), 5 - int(out.size()));
-    QTRY_COMPARE(keywords->sessionCount(), 5 - int(out.size()));
+    QCOMPARE(listener->deliveries, left);
+    QTRY_COMPARE(listener->clientCount(), left);
+    QTRY_COMPARE(keywords->sessionCount(), left);
+}
+
+void tst_Access::takenAwayProxy_endsItsSessionsAlone_data()
+{
+    using Change = std::function<void(ClientIdentification::Proxy &)>;
+    QTest::addColumn<Change>("change");
+    QTest::addColumn<QString>("ended");
+    const auto row = [](const char *name, const char *ended, const Change &change) {
+        QTest::newRow(name) << change << q(ended);
+    };
+    using Proxy = ClientIdentification::Proxy;
+    row("nothing", "", [](Proxy &) {});
+    row("all proxies", "Panel-2", [](Proxy &proxy) { proxy = {}; });
+    row("this proxy", "Panel-2", [](Proxy &proxy) { proxy.addresses.removeFirst(); });
+    row("another proxy", "", [](Proxy &proxy) { proxy.addresses.removeLast(); });
+    row("header of the subject", "Panel-2", [](Proxy &proxy) { proxy.subjectHeader.clear(); });
+    row("another header of the subject", "Panel-2",
+        [](Proxy &proxy) { proxy.subjectHeader = "X-Other"; });
+    row("the same header of the subject", "",
+        [](Proxy &proxy) { proxy.subjectHeader = "x-subject"; });
+    row("another header of the address", "",
+        [](Proxy &proxy) { proxy.addressHeader = "X-Real-IP"; });
+}
+
+// A client whose subject came through the proxy depends on it; one with a token does not.
+void tst_Access::takenAwayProxy_endsItsSessionsAlone()
+{
+    QFETCH(std::function<void(ClientIdentification::Proxy &)>, change);
+    QFETCH(QString, ended);
+    ClientIdentification identification = panels();
+    identification.certificates[1].name = q("Panel-2");
+    identification.proxy = {
+        {{QHostAddress::LocalHost, 32}, QHostAddress::parseSubnet(q("10.0.0.0/8"))},
+        "X-Forwarded-For",
+        "X-Subject"};
+    const QByteArray a = identification.tokens.create(q("a"), q("viewer"));
+    QVERIFY(listener->setIdentification(identification));
+    QVERIFY(listenWithTls());
+    Clients clients;
+    for (const auto &[name, headers] :
+         {std::pair("a", bearer(a)),
+          std::pair("Panel-2", QByteArray("X-Subject: CN=panel2\r\n"))}) {
+        const auto &client = clients[q(name)] =
+            std::make_unique<RawClient>(listener->url(), true, identity(""));
+        QVERIFY(client->open("X-Forwarded-For: 192.0.2.1\r\n" + headers));
+        client->send(command("keyCreateOrUpdate", "/p/a"));
+        QTRY_VERIFY2(client->received.contains("/p/a"), name);
+        client->received.clear();
+    }
+
+    change(identification.proxy);
+    QVERIFY2(listener->setIdentification(identification), qPrintable(listener->errorString()));
+    endsOnly(ended, clients);
 }
 
 // The handler of a command revokes the access of its client: subsequent commands are ignored.
