@@ -230,7 +230,7 @@ void Reader::readCertificate(ConfigurationObject &client)
         return;
     }
     ClientIdentification alone;
-    alone.proxy = {{{QHostAddress::LocalHost, 32}}, {}, "Subject"};
+    alone.proxy = {{{QHostAddress::LocalHost, 32}}, "Address", "Subject"};
     alone.certificates = {certificate};
     const QString problem = certificate.subject.isEmpty() ? QString() : alone.problem();
     if (!problem.isEmpty())

@@ -111,6 +111,7 @@ void ClientCredentials::readProxyHeaders(const HandshakeRequest &request,
     hasHeaderSubject = subjects.size() == 1 && !subjects.constFirst().isEmpty();
     if (hasHeaderSubject)
         headerSubject = parseDistinguishedName(subjects.constFirst());
+    subjectHeader = proxy.subjectHeader.toLower();
 }
 
 void ClientCredentials::readCertificate(const QSslSocket *connection,
@@ -193,7 +194,8 @@ ClientCredentials::judgeCertificate(const ClientIdentification &identification) 
         }))
         return wrong(QStringLiteral("its authority is no longer accepted"));
     const bool byHeader = identifiesByHeader(identification);
-    if (byHeader ? !hasHeaderSubject : !certificateSubject)
+    const bool isHeaderTrusted = identification.proxy.subjectHeader.toLower() == subjectHeader;
+    if (byHeader ? !hasHeaderSubject || !isHeaderTrusted : !certificateSubject)
         return std::nullopt;
     const auto &subject = byHeader ? headerSubject : certificateSubject;
     if (!subject)

@@ -60,6 +60,7 @@ private:
     QHostAddress address;
     bool throughProxy = false;
     QString malformed; // why the request is invalid
+    QByteArray subjectHeader; // from which it was read, in lower case
     bool hasHeaderSubject = false;
     std::optional<DistinguishedName> headerSubject;
     std::optional<DistinguishedName> certificateSubject;

@@ -51,6 +51,11 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
                 .arg(QString::fromUtf8(header));
         }
     }
+    if (!proxy.addresses.isEmpty() && proxy.addressHeader.isEmpty()) {
+        return QStringLiteral("the header with the addresses of clients is not set: failed "
+                              "attempts of one client would lock out all clients of the proxy. "
+                              "Set it, such as X-Forwarded-For");
+    }
     return {};
 }
 
@@ -188,11 +193,12 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
 
 /*!
     \variable pellix::server::ClientIdentification::Proxy::addressHeader
-    \brief the header with the address of the client, such as "X-Forwarded-For". It is empty for
-    none.
+    \brief the header with the address of the client, such as "X-Forwarded-For". It must be set if
+    there is a proxy.
 
-    Of several addresses, the last one that is not that of the proxy is used. A request without the
-    header is from the proxy itself. A request whose header contains no address is refused.
+    The limit of failed attempts applies to this address, and audit lines contain it. Of several
+   addresses, the last one that is not that of the proxy is used. A request without the header is
+   from the proxy itself. A request whose header contains no address is refused.
 */
 
 /*!

@@ -151,8 +151,13 @@ void KeywordServer::Private::create(SessionState *session, const QString &keywor
 {
     Watch *watch = session->watches.value(keyword);
     const QString path = watch ? watch->node->path : KeywordServer::normalizedPath(keyword);
-    if (path.isEmpty())
+    if (path.isEmpty()) {
+        if (!keyword.isEmpty()) { // separators alone: there never is such a keyword
+            enqueueAnswer(session, eventText(keyword, Record()));
+            send(session);
+        }
         return;
+    }
     const QJsonArray children = payload.value(QLatin1String("children")).toArray();
     QStringList paths;
     qint64 aggregateBytes = 0;

@@ -7,9 +7,11 @@
 #include "server/clientsocket_p.h"
 #include "server/keywordserver_p.h"
 #include "server/keywordsession_p.h"
+#include "server/loglimit_p.h"
 #include "server/openinghandshake_p.h"
 
 #include <QtCore/QDateTime>
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QHash>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QPointer>
@@ -155,7 +157,7 @@ public:
         QPointer<ClientSocket> socket;
     };
 
-    explicit Private(WebSocketKeywordServer *q) : q(q) { }
+    explicit Private(WebSocketKeywordServer *q) : q(q) { clock.start(); }
 
     ClientIdentification defaultIdentification() const;
     QString listenProblem() const;
@@ -164,6 +166,7 @@ public:
                const HandshakeRequest &request);
     void refuse(QTcpSocket *connection, OpeningHandshake *handshake,
                 const AccessControl::Decision &decision);
+    std::optional<QString> noteToLog(const QByteArray &kind);
     void drop(QTcpSocket *connection, const char *reason);
     void dropOldestHandshakes();
     void limitTime(std::chrono::milliseconds time);
@@ -194,6 +197,8 @@ public:
     std::shared_ptr<QTimer> progressTimer; // of the next one
     QTimer handshakeTimer {q}; // until the first handshake may be late
     AccessControl access;
+    LogLimit logLimit;
+    QElapsedTimer clock;
     bool isIdentificationSet = false;
     bool unencryptedAllowed = false;
     bool isDestroyed = false;
@@ -257,14 +262,29 @@ void WebSocketKeywordServer::Private::refuse(QTcpSocket *connection, OpeningHand
         ? QStringLiteral("%1, through %2")
               .arg(credentials.clientAddress().toString(), peerName(connection))
         : peerName(connection);
-    // Logging each attempt over the limit would allow flooding the log.
-    if (decision.refusal == Refusal::TooManyAttempts)
-        qCDebug(lcWebSocketServer, "refused %s: %s", qUtf8Printable(name),
-                qUtf8Printable(decision.reason));
-    else
-        qCWarning(lcWebSocketServer, "refused %s: %s", qUtf8Printable(name),
-                  qUtf8Printable(decision.reason));
+    const QString line = QStringLiteral("refused %1: %2").arg(name, decision.reason);
+    switch (*decision.refusal) {
+    case Refusal::TooManyAttempts: // each of them follows one that has been logged
+        qCDebug(lcWebSocketServer).noquote() << line;
+        break;
+    case Refusal::NoCredentials: // the attempts of an address are limited
+    case Refusal::WrongCredentials:
+        qCWarning(lcWebSocketServer).noquote() << line;
+        break;
+    default:
+        if (const auto note = noteToLog(decision.status))
+            qCWarning(lcWebSocketServer).noquote().nospace() << line << *note;
+    }
     handshake->refuse(decision.status, decision.headers, decision.reason);
+}
+
+// What follows a line of this kind; none if it is not to be logged, since anybody can cause it.
+std::optional<QString> WebSocketKeywordServer::Private::noteToLog(const QByteArray &kind)
+{
+    const auto leftOut = logLimit.next(kind, std::chrono::milliseconds(clock.elapsed()));
+    if (!leftOut)
+        return std::nullopt;
+    return *leftOut == 0 ? QString() : QStringLiteral(" (%1 more not logged)").arg(*leftOut);
 }
 
 // Closes a connection that has not become a WebSocket.
@@ -274,7 +294,9 @@ void WebSocketKeywordServer::Private::drop(QTcpSocket *connection, const char *r
         return; // a subclass holds it, and closing it would be a reply
     if (connection->state() == QAbstractSocket::UnconnectedState)
         return; // it has disconnected, and is deleted from the event loop
-    qCInfo(lcWebSocketServer, "disconnected %s: %s", qUtf8Printable(peerName(connection)), reason);
+    if (const auto note = noteToLog(reason))
+        qCInfo(lcWebSocketServer, "disconnected %s: %s%s", qUtf8Printable(peerName(connection)),
+               reason, qUtf8Printable(*note));
     ++droppedHandshakes;
     connection->abort();
 }

@@ -213,7 +213,7 @@ void expect(KeywordServer *server, Peer *peer, int number, const QJsonObject &me
     const QString path = KeywordServer::normalizedPath(keyword);
     if (name == q("keyIndex"))
         ++peer->indexes;
-    else if (name == q("keyCreateOrUpdate") && !path.isEmpty())
+    else if (name == q("keyCreateOrUpdate") && !keyword.isEmpty())
         ++peer->asked[reread(keyword)];
     else if (name == q("keyDestroy"))
         peer->asked.remove(reread(keyword));

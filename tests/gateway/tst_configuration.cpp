@@ -215,6 +215,9 @@ void tst_Configuration::problems_sayWhereAndWhat_data()
         "/listen/0/proxies/addresses: \"x\" is not an address such as 10.0.0.0/8 | "
         "/listen/0/proxies/hdr: unknown member \"hdr\"; known here: addresses, addressHeader, "
         "subjectHeader");
+    row("proxy without a header", R"({"listen": [{"port": 0, "proxies": {"addresses": "::1"}}]})",
+        "/listen/0: the header with the addresses of clients is not set: failed attempts of one "
+        "client would lock out all clients of the proxy. Set it, such as X-Forwarded-For");
     row("proxy and role",
         R"({"listen": [{"port": 0, "role": "viewer", "proxies": {"addresses": "::1"}}]})",
         "/listen/0: a listener behind a proxy cannot have a role, because all clients of the proxy "
