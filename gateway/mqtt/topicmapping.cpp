@@ -339,7 +339,8 @@ TopicMapping::Private::Private(const MappingOptions &options) : options(options)
     }
     for (const TopicKeyword &keyword : options.keywords) {
         patterns.append(TopicPattern::fromText(keyword.topic).value_or(TopicPattern()));
-        named.insert(keyword.topic.toUtf8());
+        if (!patterns.constLast().hasWildcards())
+            named.insert(patterns.constLast().filter().toUtf8());
     }
     for (qsizetype i = 0; i < patterns.size(); ++i) {
         const TopicKeyword &keyword = options.keywords.at(i);
@@ -359,7 +360,7 @@ TopicMapping::Private::Private(const MappingOptions &options) : options(options)
         needTopics(wild);
         watchStates(wild);
         if (!patterns.at(i).hasWildcards())
-            topicOf(keyword.topic.toUtf8());
+            topicOf(patterns.at(i).filter().toUtf8());
     }
 }
 
@@ -522,27 +523,29 @@ TopicAvailability TopicMapping::Private::defaultAvailability(const QStringList &
                                                              const TopicCaptures &captures) const
 {
     TopicAvailability result = options.availability;
-    for (TopicAvailability::Entry &entry : result.entries) {
-        const auto pattern = TopicPattern::fromText(entry.topic);
+    result.entries.clear();
+    for (TopicAvailability::Entry entry : options.availability.entries) {
+        const TopicPattern pattern = TopicPattern::fromText(entry.topic).value_or(TopicPattern());
         TopicCaptures own;
-        if (!pattern || !pattern->hasWildcards())
-            continue;
-        if (!pattern->matchesBeginning(levels, &own))
+        if (pattern.hasWildcards() && !pattern.matchesBeginning(levels, &own))
             own = captures;
-        QString topic = entry.topic;
         int number = 0;
-        QStringList parts = topic.split(QLatin1Char('/'));
+        QStringList parts = entry.topic.split(QLatin1Char('/'));
         for (QString &part : parts) {
             if (part == QLatin1String("+"))
                 part = QLatin1Char('{') + QString::number(++number) + QLatin1Char('}');
-            else if (part.startsWith(QLatin1Char('{')))
+            else if (!namesIn(part).isEmpty())
                 ++number;
         }
-        entry.topic = filledIn(parts.join(QLatin1Char('/')), own);
+        const QString topic = parts.join(QLatin1Char('/'));
+        const QStringList names = namesIn(topic);
+        // An entry in which a level is still unknown does not apply to this topic.
+        if (!std::all_of(names.cbegin(), names.cend(),
+                         [&own](const QString &name) { return own.contains(name); }))
+            continue;
+        entry.topic = filledIn(topic, own);
+        result.entries.append(entry);
     }
-    // An entry in which a level is still unknown does not apply to this topic.
-    result.entries.removeIf(
-        [](const TopicAvailability::Entry &entry) { return !namesIn(entry.topic).isEmpty(); });
     return result;
 }
 

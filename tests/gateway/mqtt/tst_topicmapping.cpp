@@ -139,6 +139,7 @@ private Q_SLOTS:
     void meta_followsTheDescription();
     void emptyMessage_deletes_data();
     void emptyMessage_deletes();
+    void braces_areDoubled();
     void filters_areSubscribedTo_data();
     void filters_areSubscribedTo();
     void keyword_isDescribed_data();
@@ -199,6 +200,11 @@ void tst_TopicMapping::pattern_matches_data()
     row("+/+", "a/b", true, "1=a,2=b");
     row("a/{name}/c", "a/b/c", true, "1=b,name=b");
     row("{x}/{2}", "a/b", true, "1=a,2=b,x=a");
+    row("a/{{x}", "a/{x}", true);
+    row("a/{{x}", "a/b", false);
+    row("a/b{{x}}", "a/b{x}}", true);
+    row("{{{{/{1}", "{{/b", true, "1=b");
+    row("a}/b", "a}/b", true);
     row("a/#", "a/b/c", true);
     row("a/#", "a", true);
     row("a/#", "b", false);
@@ -243,6 +249,8 @@ void tst_TopicMapping::pattern_mayBeNone_data()
     row("a#", "a wildcard stands for a whole level");
     row("a/b+", "a wildcard stands for a whole level");
     row("a/b{x}", "a wildcard stands for a whole level");
+    row("a/{{{x}", "a wildcard stands for a whole level");
+    row("a/{{b{x}", "a wildcard stands for a whole level");
     row("{x}/{x}", "{x} occurs twice");
 }
 
@@ -499,6 +507,27 @@ void tst_TopicMapping::emptyMessage_deletes()
     QCOMPARE(mapped.keywords.text(), before);
 }
 
+void tst_TopicMapping::braces_areDoubled()
+{
+    for (const char *text : {"", "a", "{", "{{", "a/{x}/b{", "}{1}", "{{{x}}}"}) {
+        QCOMPARE(filledIn(withoutNames(q(text)), {{q("x"), q("1")}, {q("1"), q("2")}}), q(text));
+        QCOMPARE(namesIn(withoutNames(q(text))), QStringList());
+        if (*text != 0)
+            QCOMPARE(TopicPattern::fromText(withoutNames(q(text)))->filter(), q(text));
+    }
+    Mapped mapped(R"("keywords":[{"topic":"f/{{x}/v","path":"/{{x}/p{{","label":"The {{x}",
+        "type":"int","write":{"topic":"f/{{x}/set"},"error":"f/{{x}/error"},
+        {"topic":"f/{1}/w","path":"/{1}{{1}"}])");
+    QCOMPARE(mapped.mapping.filters().join(' '), QByteArray("f/{x}/v f/{x}/error f/+/w"));
+    mapped.take("f/{x}/v", "1");
+    mapped.take("f/{x}/w", "2");
+    QCOMPARE(mapped.keywords.text(), q("/{x}/p{:int=1 /{x}{1}:double=2"));
+    QCOMPARE(mapped.keywords.known.value(q("/{x}/p{")).keyword.label, q("The {x}"));
+    QCOMPARE(mapped.command("/{x}/p{", 5)->topic, QByteArray("f/{x}/set"));
+    mapped.take("f/{x}/v", "", true); // declared by its name, so it stays
+    QCOMPARE(mapped.keywords.text(), q("/{x}/p{:int=1(away) /{x}{1}:double=2"));
+}
+
 void tst_TopicMapping::filters_areSubscribedTo_data()
 {
     QTest::addColumn<QByteArray>("members");
@@ -665,6 +694,10 @@ void tst_TopicMapping::availability_isHeeded_data()
     row("topics as they are", "\"topics\":\"f/#\",\"available\":{\"topic\":\"f/{x}/status\"}",
         {"f/a/status=online", "f/a/x/y=1", "f/b/x/y=1"},
         "/a/status:string=\"online\" /a/x/y:double=1 /b/x/y:double=1(away)");
+    row("braces in a topic", "\"topics\":\"f/#\",\"available\":{\"topic\":\"f/{1}/up\"}",
+        {"f/{x}/v=1"}, "/{x}/v:double=1(away)");
+    row("doubled braces", "\"topics\":\"f/#\",\"available\":{\"topic\":\"f/{{x}/up\"}",
+        {"f/a=1", "f/{x}/up=online"}, "/a:double=1 /{x}/up:string=\"online\"");
     const QByteArray two =
         "\"keywords\":[{\"topic\":\"v\",\"type\":\"int\",\"available\":{\"mode\":\"MODE\","
         "\"topics\":[{\"topic\":\"s1\"},{\"topic\":\"s2\",\"value\":\"/state\",\"online\":\"up\","
