@@ -152,6 +152,8 @@ private Q_SLOTS:
     void samePath_belongsToTheFirst_data();
     void samePath_belongsToTheFirst();
     void samePath_isSaidOnce();
+    void changedLevel_isSaidOnce_data();
+    void changedLevel_isSaidOnce();
     void value_expires();
     void time_isThePayloads();
     void firstRetained_isToldOncePerConnection();
@@ -787,7 +789,7 @@ void tst_TopicMapping::samePath_isSaidOnce()
         mapped.take("a/_/b", "1", true);
         mapped.take("a//b", "2", true);
     }
-    QCOMPARE(mapped.mapping.takeMessages(),
+    QCOMPARE(mapped.mapping.takeMessages().mid(1),
              QStringList {q("a//b and a/_/b have the same path, /a/_/b: the first one has it")});
     QCOMPARE(mapped.keywords.text(), q("/a/_/b:double=2"));
     // The other topic gets the path when the first one is removed.
@@ -796,6 +798,61 @@ void tst_TopicMapping::samePath_isSaidOnce()
     mapped.take("a/_/b", "3", true);
     QCOMPARE(mapped.keywords.text(), q("/a/_/b:double=3"));
     QVERIFY(mapped.mapping.takeMessages().isEmpty());
+}
+
+void tst_TopicMapping::changedLevel_isSaidOnce_data()
+{
+    QTest::addColumn<QByteArray>("members");
+    QTest::addColumn<QByteArrayList>("messages"); // topics and payloads
+    QTest::addColumn<QString>("paths");
+    QTest::addColumn<QStringList>("said");
+    const QByteArray all = R"("topics":"f/#")";
+    const QString empty = q(": the level \"\" is served as \"_\", because a keyword has no empty "
+                            "levels; further ones are not logged");
+    const QString label = q(": the level \"Label\" is served as \"Label_\", because Label is "
+                            "reserved for labels; further ones are not logged");
+    const QString slash = q(": the level \"x/y\" is served as \"x_y\", because / and # separate "
+                            "levels; further ones are not logged");
+    QTest::newRow("none") << all << QByteArrayList {"f/a/label", "1"} << q("/a/label")
+                          << QStringList();
+    QTest::newRow("empty") << all << QByteArrayList {"f/a//b", "1", "f/b//c", "1", "f/a//b", "1"}
+                           << q("/a/_/b /b/_/c") << QStringList {q("f/a//b") + empty};
+    QTest::newRow("reserved") << all << QByteArrayList {"f/a/Label", "1", "f/b/Label", "1"}
+                              << q("/a/Label_ /b/Label_") << QStringList {q("f/a/Label") + label};
+    QTest::newRow("both") << all << QByteArrayList {"f/Label/", "1"} << q("/Label_/_")
+                          << QStringList {q("f/Label/") + label, q("f/Label/") + empty};
+    QTest::newRow("members") << all << QByteArrayList {"f/a", R"({"Label":1,"x/y":{"":2},"x#y":3})"}
+                             << q("/a/Label_ /a/x_y /a/x_y/_")
+                             << QStringList {q("f/a") + label,
+                                             q("f/a") + QString(slash).replace(q("x/y"), q("x#y")),
+                                             q("f/a") + empty};
+    QTest::newRow("not in the path")
+        << QByteArray(R"("topics":"/#")") << QByteArrayList {"/a", "1"} << q("/a") << QStringList();
+    QTest::newRow("declared") << QByteArray(R"("keywords":[{"topic":"f/{1}"}])")
+                              << QByteArrayList {"f/", "1", "f/Label", "1"} << q("/f/Label_ /f/_")
+                              << QStringList {q("f/") + empty, q("f/Label") + label};
+    QTest::newRow("declared, with a path")
+        << QByteArray(R"("keywords":[{"topic":"+/+/{n}/x","path":"/p{n}"}])")
+        << QByteArrayList {"f//Label/x", "1"} << q("/pLabel_")
+        << QStringList {q("f//Label/x") + label};
+    QTest::newRow("declared members")
+        << QByteArray(
+               R"("keywords":[{"topic":"f","value":"/Label"},{"topic":"f","value":"/x~1y"}])")
+        << QByteArrayList {"f", R"({"Label":1,"x/y":2})"} << q("/f/Label_ /f/x_y")
+        << QStringList {q("f") + label, q("f") + slash};
+}
+
+void tst_TopicMapping::changedLevel_isSaidOnce()
+{
+    QFETCH(const QByteArray, members);
+    QFETCH(const QByteArrayList, messages);
+    QFETCH(const QString, paths);
+    QFETCH(const QStringList, said);
+    Mapped mapped(members);
+    for (qsizetype i = 0; i < messages.size(); i += 2)
+        mapped.take(messages.at(i), messages.at(i + 1), true);
+    QCOMPARE(mapped.keywords.known.keys().join(QLatin1Char(' ')), paths);
+    QCOMPARE(mapped.mapping.takeMessages(), said);
 }
 
 void tst_TopicMapping::value_expires()
