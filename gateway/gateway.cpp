@@ -111,6 +111,7 @@ public:
     void applyAudit(std::unique_ptr<AuditFile> file);
     void onStateChanged(Running *running, Source::State state);
     void drainSome();
+    void giveUpWrites();
     void stopSources();
     void endDraining();
 
@@ -571,6 +572,8 @@ void Gateway::Private::drainSome()
         return;
     }
     const qint64 left = drainTime.count() - sinceDrain.elapsed();
+    if (left <= 0)
+        giveUpWrites();
     int waiting = 0;
     int clients = 0;
     for (const Listener &listener : listeners) {
@@ -583,6 +586,13 @@ void Gateway::Private::drainSome()
     }
     if (left <= 0 || (waiting == 0 && clients == 0))
         stopSources();
+}
+
+// The clients receive the replies before they are disconnected.
+void Gateway::Private::giveUpWrites()
+{
+    for (const auto &one : running)
+        one->mount->giveUpWrites(QStringLiteral("the gateway is stopping"));
 }
 
 void Gateway::Private::stopSources()

@@ -67,6 +67,12 @@ QByteArray sourceMetrics(const QList<Gateway::SourceStatus> &sources)
     const auto mounted = [](auto member) {
         return [member](const Status &s) { return double(s.mount->statistics().*member); };
     };
+    // The source finds some of them itself, and does not report them to its mount.
+    const auto both = [&](auto inSource, auto inMount) {
+        return [source = counted(inSource), mount = mounted(inMount)](const Status &s) {
+            return source(s) + mount(s);
+        };
+    };
     const SourceMetric metrics[] = {
         {"source_up", "gauge", "Whether the source is connected and subscribed.",
          [](const Status &s) { return s.isReady ? 1 : 0; }},
@@ -89,9 +95,9 @@ QByteArray sourceMetrics(const QList<Gateway::SourceStatus> &sources)
         {"source_values_total", "counter", "Values that the source reported.",
          mounted(&SourceMount::Statistics::values)},
         {"source_misfits_total", "counter", "Values that do not fit the type of their keyword.",
-         mounted(&SourceMount::Statistics::misfits)},
+         both(&Source::Statistics::misfits, &SourceMount::Statistics::misfits)},
         {"source_conflicts_total", "counter", "Keywords not served, because their path is in use.",
-         mounted(&SourceMount::Statistics::conflicts)},
+         both(&Source::Statistics::conflicts, &SourceMount::Statistics::conflicts)},
         {"source_refused_keywords_total", "counter",
          "Keywords not served, because there are too many.",
          mounted(&SourceMount::Statistics::refusedDeclarations)},

@@ -95,6 +95,9 @@ public:
         quint64 bytes = 0;
         quint64 writes = 0; // sent
         quint64 unreadable = 0; // messages whose payload could not be read as a value
+        quint64 misfits =
+            0; // values that did not fit the type of their keyword, and are not reported
+        quint64 conflicts = 0; // keywords that are not reported, because another one has their path
         quint64 skipped = 0; // parts of descriptions that could not be mapped
         quint64 connections = 0; // established since the start
     };

@@ -252,7 +252,7 @@ public:
     QString findTarget(const Entry &entry, const WriteRequest &request, QVariant *target) const;
     void confirm(Entry &entry, const QVariant &value, bool isNew, Decisions *decisions);
     void settle(quint64 id, bool isAccepted, const QString &reason, Decisions *decisions);
-    void loseWrites(Decisions *decisions);
+    void giveUpWrites(const QString &reason, Decisions *decisions);
     static void tell(const Decisions &decisions);
 
     // Time
@@ -406,6 +406,18 @@ void SourceMount::serveWaiting()
     d->serveWaiting();
 }
 
+void SourceMount::giveUpWrites(const QString &reason)
+{
+    if (!d->server)
+        return;
+    Private::Decisions decisions;
+    {
+        const KeywordServer::Batch batch(d->server);
+        d->giveUpWrites(reason, &decisions);
+    }
+    Private::tell(decisions);
+}
+
 bool SourceMount::Private::isOurs(const QString &path) const
 {
     return path.startsWith(mount)
@@ -459,7 +471,7 @@ void SourceMount::Private::onStateChanged(Source::State now)
         const KeywordServer::Batch batch(server);
         const bool isLost = !isLinked();
         if (wasReady && !isReady())
-            loseWrites(&decisions);
+            giveUpWrites(QStringLiteral("the connection was lost"), &decisions);
         for (auto &[path, entry] : entries) {
             if (isLost)
                 entry.hasValue = false;
@@ -878,13 +890,14 @@ void SourceMount::Private::settle(quint64 id, bool isAccepted, const QString &re
     decisions->push_back({write.request, isAccepted, reason});
 }
 
-// A write may or may not have been executed when the connection was lost. It is not repeated.
-void SourceMount::Private::loseWrites(Decisions *decisions)
+// A write may or may not have been executed, for example if the connection was lost. It is not
+// repeated.
+void SourceMount::Private::giveUpWrites(const QString &reason, Decisions *decisions)
 {
     while (!writes.empty()) {
         ++counts.unconfirmedWrites;
-        settle(writes.begin()->first, false,
-               QStringLiteral("the connection was lost; the outcome is unknown"), decisions);
+        settle(writes.begin()->first, false, reason + QStringLiteral("; the outcome is unknown"),
+               decisions);
     }
 }
 

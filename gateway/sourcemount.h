@@ -52,6 +52,8 @@ public:
     // Serves the keywords that were beyond the limit of the server, in order, as far as there is
     // room now. Call this function when the limit has changed, or when other keywords were removed.
     void serveWaiting();
+    // Refuses all pending writes, because the outcome will not be known in time.
+    void giveUpWrites(const QString &reason);
 
 private:
     friend class PathQueue;

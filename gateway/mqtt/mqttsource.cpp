@@ -99,6 +99,8 @@ Source::Statistics MqttSource::statistics() const
     result.bytes = counters.bytes;
     result.writes = counters.writes;
     result.unreadable = counters.unreadable;
+    result.misfits = counters.misfits;
+    result.conflicts = counters.conflicts;
     result.skipped = counters.skipped;
     result.connections = counters.connections;
     return result;

@@ -704,10 +704,10 @@ QJsonObject MqttSourceSettings::toJson(const Source *source) const
     QJsonArray keywords = result.value(q("keywords")).toArray();
     const QList<ServedTopic> seen = running->served();
     for (const ServedTopic &topic : seen) {
-        QJsonObject keyword {{q("topic"), topic.topic}, {q("type"), topic.type}};
+        QJsonObject keyword {{q("topic"), withoutNames(topic.topic)}, {q("type"), topic.type}};
         if (!topic.member.isEmpty()) {
             keyword.insert(q("value"), topic.member);
-            keyword.insert(q("path"), topic.path);
+            keyword.insert(q("path"), withoutNames(topic.path));
         }
         keywords.append(keyword);
     }

@@ -329,6 +329,8 @@ void MqttWorker::flush()
     news->counters.bytes += std::exchange(bytes, 0);
     const TopicMapping::Statistics counts = mapping->statistics();
     news->counters.unreadable = counts.unreadable;
+    news->counters.misfits = counts.misfits;
+    news->counters.conflicts = counts.collisions;
     news->counters.skipped = counts.skipped;
     subscribeNew();
 }

@@ -56,6 +56,8 @@ public:
         std::atomic<quint64> bytes {0};
         std::atomic<quint64> writes {0};
         std::atomic<quint64> unreadable {0};
+        std::atomic<quint64> misfits {0};
+        std::atomic<quint64> conflicts {0};
         std::atomic<quint64> skipped {0};
         std::atomic<quint64> connections {0};
     };

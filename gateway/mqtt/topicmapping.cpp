@@ -193,7 +193,12 @@ public:
     void watchStates(const TopicKeyword &keyword);
     TopicKeyword instance(const TopicKeyword &pattern, const TopicCaptures &captures) const;
     QString pathOf(const TopicKeyword &keyword) const;
+    QStringList strippedLevels(const QString &topic) const;
     QString strippedPath(const QString &topic) const;
+    void sayIfChanged(const QString &level, const QString &topic);
+    void sayIfChanged(const QStringList &levels, const QString &topic);
+    void sayIfChanged(const TopicKeyword &pattern, const TopicKeyword &keyword,
+                      const TopicCaptures &captures);
     Availability *availabilityOf(const TopicAvailability &settings);
     TopicAvailability defaultAvailability(const QStringList &levels,
                                           const TopicCaptures &captures) const;
@@ -339,7 +344,8 @@ TopicMapping::Private::Private(const MappingOptions &options) : options(options)
     }
     for (const TopicKeyword &keyword : options.keywords) {
         patterns.append(TopicPattern::fromText(keyword.topic).value_or(TopicPattern()));
-        named.insert(keyword.topic.toUtf8());
+        if (!patterns.constLast().hasWildcards())
+            named.insert(patterns.constLast().filter().toUtf8());
     }
     for (qsizetype i = 0; i < patterns.size(); ++i) {
         const TopicKeyword &keyword = options.keywords.at(i);
@@ -359,7 +365,7 @@ TopicMapping::Private::Private(const MappingOptions &options) : options(options)
         needTopics(wild);
         watchStates(wild);
         if (!patterns.at(i).hasWildcards())
-            topicOf(keyword.topic.toUtf8());
+            topicOf(patterns.at(i).filter().toUtf8());
     }
 }
 
@@ -468,6 +474,7 @@ TopicMapping::Private::Topic *TopicMapping::Private::prepare(const QByteArray &n
     });
     if (topic->isServed) {
         topic->path = strippedPath(text);
+        sayIfChanged(strippedLevels(text), text);
         topic->availability = availabilityOf(defaultAvailability(levels, {}));
         if (topic->availability)
             ++topic->availability->users;
@@ -522,36 +529,81 @@ TopicAvailability TopicMapping::Private::defaultAvailability(const QStringList &
                                                              const TopicCaptures &captures) const
 {
     TopicAvailability result = options.availability;
-    for (TopicAvailability::Entry &entry : result.entries) {
-        const auto pattern = TopicPattern::fromText(entry.topic);
+    result.entries.clear();
+    for (TopicAvailability::Entry entry : options.availability.entries) {
+        const TopicPattern pattern = TopicPattern::fromText(entry.topic).value_or(TopicPattern());
         TopicCaptures own;
-        if (!pattern || !pattern->hasWildcards())
-            continue;
-        if (!pattern->matchesBeginning(levels, &own))
+        if (pattern.hasWildcards() && !pattern.matchesBeginning(levels, &own))
             own = captures;
-        QString topic = entry.topic;
         int number = 0;
-        QStringList parts = topic.split(QLatin1Char('/'));
+        QStringList parts = entry.topic.split(QLatin1Char('/'));
         for (QString &part : parts) {
             if (part == QLatin1String("+"))
                 part = QLatin1Char('{') + QString::number(++number) + QLatin1Char('}');
-            else if (part.startsWith(QLatin1Char('{')))
+            else if (!namesIn(part).isEmpty())
                 ++number;
         }
-        entry.topic = filledIn(parts.join(QLatin1Char('/')), own);
+        const QString topic = parts.join(QLatin1Char('/'));
+        const QStringList names = namesIn(topic);
+        // An entry in which a level is still unknown does not apply to this topic.
+        if (!std::all_of(names.cbegin(), names.cend(),
+                         [&own](const QString &name) { return own.contains(name); }))
+            continue;
+        entry.topic = filledIn(topic, own);
+        result.entries.append(entry);
     }
-    // An entry in which a level is still unknown does not apply to this topic.
-    result.entries.removeIf(
-        [](const TopicAvailability::Entry &entry) { return !namesIn(entry.topic).isEmpty(); });
     return result;
 }
 
-QString TopicMapping::Private::strippedPath(const QString &topic) const
+QStringList TopicMapping::Private::strippedLevels(const QString &topic) const
 {
     const QStringList levels = topic.split(QLatin1Char('/'));
     const bool hasPrefix = levels.size() > prefix.size()
         && std::equal(prefix.cbegin(), prefix.cend(), levels.cbegin());
-    return keywordPath(hasPrefix ? levels.mid(prefix.size()).join(QLatin1Char('/')) : topic);
+    return hasPrefix ? levels.mid(prefix.size()) : levels;
+}
+
+QString TopicMapping::Private::strippedPath(const QString &topic) const
+{
+    return keywordPath(strippedLevels(topic).join(QLatin1Char('/')));
+}
+
+// Each reason is logged once, because it may apply to all topics.
+void TopicMapping::Private::sayIfChanged(const QString &level, const QString &topic)
+{
+    const QString served = keywordLevel(level);
+    if (served == level)
+        return;
+    const QString reason = level.isEmpty() ? QStringLiteral("a keyword has no empty levels")
+        : level == QLatin1String("Label")  ? QStringLiteral("Label is reserved for labels")
+                                           : QStringLiteral("/ and # separate levels");
+    if (said.contains(reason))
+        return;
+    said.insert(reason);
+    say(QStringLiteral("%1: the level \"%2\" is served as \"%3\", because %4; further ones are not "
+                       "logged")
+            .arg(topic, level, served, reason));
+}
+
+void TopicMapping::Private::sayIfChanged(const QStringList &levels, const QString &topic)
+{
+    for (const QString &level : levels)
+        sayIfChanged(level, topic);
+}
+
+void TopicMapping::Private::sayIfChanged(const TopicKeyword &pattern, const TopicKeyword &keyword,
+                                         const TopicCaptures &captures)
+{
+    const QStringList names = namesIn(pattern.path);
+    for (const QString &name : names)
+        sayIfChanged(captures.value(name), keyword.topic);
+    if (!pattern.path.isEmpty())
+        return;
+    sayIfChanged(strippedLevels(keyword.topic), keyword.topic);
+    if (keyword.isMemberInPath) {
+        sayIfChanged(JsonPointer::fromText(keyword.member).value_or(JsonPointer()).names(),
+                     keyword.topic);
+    }
 }
 
 QString TopicMapping::Private::pathOf(const TopicKeyword &keyword) const
@@ -580,6 +632,8 @@ void TopicMapping::Private::declareKeyword(Topic *topic, const TopicKeyword &pat
     declaration->reader = reader;
     needTopics(declaration->keyword);
     const QString path = pathOf(declaration->keyword);
+    if (isConfigured)
+        sayIfChanged(pattern, declaration->keyword, captures);
     if (topic && !pattern.arrayKey.isEmpty()) {
         Availability *const availability = availabilityOf(declaration->keyword.availability);
         if (availability)
@@ -1408,6 +1462,7 @@ TopicMapping::Private::Node *TopicMapping::Private::child(Topic *topic, Node *no
                 .arg(mostMembers));
         return nullptr;
     }
+    sayIfChanged(name, QString::fromUtf8(topic->name));
     ++topic->members;
     Node made;
     made.name = name;

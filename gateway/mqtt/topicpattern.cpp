@@ -16,19 +16,37 @@ std::optional<TopicPattern> refuse(QString *reason, const QString &why)
     return std::nullopt;
 }
 
-// Replaces each name in braces with the result of the function.
+const QLatin1Char brace('{');
+const QLatin1String doubledBrace("{{");
+
+// Replaces each name in braces with the result of the function, and each "{{" with "{".
 QString replaced(const QString &text, const std::function<QString(const QString &)> &value)
 {
     QString result;
     qsizetype at = 0;
     for (;;) {
-        const qsizetype open = text.indexOf(QLatin1Char('{'), at);
-        const qsizetype close = open < 0 ? -1 : text.indexOf(QLatin1Char('}'), open);
-        if (close < 0)
+        const qsizetype open = text.indexOf(brace, at);
+        if (open < 0)
             return result + text.mid(at);
-        result += text.mid(at, open - at) + value(text.mid(open + 1, close - open - 1));
+        result += text.mid(at, open - at);
+        const bool isDoubled = text.mid(open + 1, 1) == brace;
+        const qsizetype close = isDoubled ? -1 : text.indexOf(QLatin1Char('}'), open);
+        if (close < 0) {
+            result += brace;
+            at = open + (isDoubled ? 2 : 1);
+            continue;
+        }
+        result += value(text.mid(open + 1, close - open - 1));
         at = close + 1;
     }
+}
+
+// The text of a level without a name. Returns nothing if it contains a single brace.
+std::optional<QString> plainLevel(QString part)
+{
+    if (QString(part).remove(doubledBrace).contains(brace))
+        return std::nullopt;
+    return part.replace(doubledBrace, QString(brace));
 }
 
 } // namespace
@@ -44,8 +62,8 @@ std::optional<TopicPattern> TopicPattern::parse(const QString &text, bool hasNam
     const QStringList parts = text.split(QLatin1Char('/'));
     for (qsizetype i = 0; i < parts.size(); ++i) {
         const QString &part = parts.at(i);
-        const bool isNamed = hasNames && part.size() > 2 && part.startsWith(QLatin1Char('{'))
-            && part.endsWith(QLatin1Char('}'));
+        const bool isNamed = hasNames && part.size() > 2 && part.startsWith(brace)
+            && !part.startsWith(doubledBrace) && part.endsWith(QLatin1Char('}'));
         if (part == QLatin1String("#")) {
             if (i + 1 < parts.size())
                 return refuse(reason, QStringLiteral("\"#\" is the last level"));
@@ -60,10 +78,10 @@ std::optional<TopicPattern> TopicPattern::parse(const QString &text, bool hasNam
             ++pattern.wildcards;
             continue;
         }
-        if (part.contains(QLatin1Char('+')) || part.contains(QLatin1Char('#'))
-            || (hasNames && part.contains(QLatin1Char('{'))))
+        const std::optional<QString> plain = hasNames ? plainLevel(part) : part;
+        if (part.contains(QLatin1Char('+')) || part.contains(QLatin1Char('#')) || !plain)
             return refuse(reason, QStringLiteral("a wildcard stands for a whole level"));
-        pattern.levels.append({part, {}, false});
+        pattern.levels.append({*plain, {}, false});
     }
     return pattern;
 }
@@ -159,6 +177,11 @@ QString filledIn(const QString &text, const TopicCaptures &captures)
         const auto found = captures.constFind(name);
         return found == captures.constEnd() ? QLatin1Char('{') + name + QLatin1Char('}') : *found;
     });
+}
+
+QString withoutNames(QString text)
+{
+    return text.replace(brace, QString(doubledBrace));
 }
 
 QStringList namesIn(const QString &text)

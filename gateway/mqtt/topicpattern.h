@@ -16,7 +16,7 @@ namespace pellix::gateway {
 using TopicCaptures = QHash<QString, QString>;
 
 // A topic in which "+" or "{NAME}" stands for any level, and "#" at the end for any number of
-// levels.
+// levels. "{{" stands for "{".
 class TopicPattern
 {
 public:
@@ -50,9 +50,13 @@ private:
     bool hasRest = false;
 };
 
+// In a text with names, "{{" stands for "{".
+
 // Replaces each "{NAME}" in the text; unknown names are kept.
 QString filledIn(const QString &text, const TopicCaptures &captures);
 // The names in braces in a text.
 QStringList namesIn(const QString &text);
+// Returns the text in which this text has no names.
+QString withoutNames(QString text);
 
 } // namespace pellix::gateway

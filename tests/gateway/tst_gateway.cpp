@@ -100,6 +100,7 @@ private Q_SLOTS:
     void reload_doesNotWaitForASourceThatHangs();
     void drain_refusesAndClosesWithinTheTime();
     void drain_answersWritesUnderWay();
+    void drain_answersWritesWhenTheTimeIsOver();
     void drain_doesNotWaitForASourceThatHangs();
     void drain_ofNobodyIsQuick();
     void self_tellsOfTheGateway();
@@ -521,6 +522,39 @@ void tst_Gateway::drain_answersWritesUnderWay()
     QTRY_VERIFY(!writer.isConnected());
     QVERIFY(writer.has("\"value\":5"));
     QTRY_COMPARE(drained.count(), 1);
+}
+
+void tst_Gateway::drain_answersWritesWhenTheTimeIsOver()
+{
+    const QTemporaryDir folder;
+    const QString audit = folder.filePath(q("audit"));
+    QVERIFY(apply(R"("sources": [{"name": "a", "fake": "a", "mount": "/x"}], "audit": ")"
+                  + audit.toUtf8() + '"'));
+    FakeSource *const source = fake.source("a");
+    source->declare({keyword("/v", "int", "RW"), keyword("/w", "int", "RW")});
+    source->report(q("/v"), 1);
+    WebClient writer(gateway->urls().constFirst());
+    QTRY_VERIFY(writer.isConnected());
+    writer.send(R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":"/x/v"}})");
+    writer.send(R"({"cmd":"keyUpdate","payload":{"keyword":"/x/v","value":5}})");
+    writer.send(R"({"cmd":"keyUpdate","payload":{"keyword":"/x/w","value":6}})");
+    QTRY_COMPARE(source->writes.size(), std::size_t(2));
+    source->answer(source->writes.front().id, Source::Outcome::Accepted); // without a readback
+    writer.texts.clear();
+    gateway->drain(100ms);
+    QTRY_VERIFY(!writer.isConnected());
+    QCOMPARE(writer.socket.closeCode(), QWebSocketProtocol::CloseCodeGoingAway);
+    QVERIFY(!writer.texts.isEmpty());
+    const QString last = writer.texts.filter(q("\"/x/v\"")).constLast();
+    QVERIFY2(last.contains(q("\"error\":true")) && last.contains(q("\"value\":1")),
+             qPrintable(last));
+    QCOMPARE(gateway->sources().constFirst().mount->statistics().unconfirmedWrites, 2u);
+    QFile file(audit);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll().count("the gateway is stopping; the outcome is unknown"), 2);
+    // Later answers have no effect.
+    source->answer(source->writes.back().id, Source::Outcome::Accepted);
+    QCOMPARE(gateway->sources().constFirst().mount->statistics().unconfirmedWrites, 2u);
 }
 
 void tst_Gateway::drain_doesNotWaitForASourceThatHangs()

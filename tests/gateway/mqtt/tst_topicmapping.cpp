@@ -139,6 +139,7 @@ private Q_SLOTS:
     void meta_followsTheDescription();
     void emptyMessage_deletes_data();
     void emptyMessage_deletes();
+    void braces_areDoubled();
     void filters_areSubscribedTo_data();
     void filters_areSubscribedTo();
     void keyword_isDescribed_data();
@@ -151,6 +152,8 @@ private Q_SLOTS:
     void samePath_belongsToTheFirst_data();
     void samePath_belongsToTheFirst();
     void samePath_isSaidOnce();
+    void changedLevel_isSaidOnce_data();
+    void changedLevel_isSaidOnce();
     void value_expires();
     void time_isThePayloads();
     void firstRetained_isToldOncePerConnection();
@@ -199,6 +202,11 @@ void tst_TopicMapping::pattern_matches_data()
     row("+/+", "a/b", true, "1=a,2=b");
     row("a/{name}/c", "a/b/c", true, "1=b,name=b");
     row("{x}/{2}", "a/b", true, "1=a,2=b,x=a");
+    row("a/{{x}", "a/{x}", true);
+    row("a/{{x}", "a/b", false);
+    row("a/b{{x}}", "a/b{x}}", true);
+    row("{{{{/{1}", "{{/b", true, "1=b");
+    row("a}/b", "a}/b", true);
     row("a/#", "a/b/c", true);
     row("a/#", "a", true);
     row("a/#", "b", false);
@@ -243,6 +251,8 @@ void tst_TopicMapping::pattern_mayBeNone_data()
     row("a#", "a wildcard stands for a whole level");
     row("a/b+", "a wildcard stands for a whole level");
     row("a/b{x}", "a wildcard stands for a whole level");
+    row("a/{{{x}", "a wildcard stands for a whole level");
+    row("a/{{b{x}", "a wildcard stands for a whole level");
     row("{x}/{x}", "{x} occurs twice");
 }
 
@@ -499,6 +509,27 @@ void tst_TopicMapping::emptyMessage_deletes()
     QCOMPARE(mapped.keywords.text(), before);
 }
 
+void tst_TopicMapping::braces_areDoubled()
+{
+    for (const char *text : {"", "a", "{", "{{", "a/{x}/b{", "}{1}", "{{{x}}}"}) {
+        QCOMPARE(filledIn(withoutNames(q(text)), {{q("x"), q("1")}, {q("1"), q("2")}}), q(text));
+        QCOMPARE(namesIn(withoutNames(q(text))), QStringList());
+        if (*text != 0)
+            QCOMPARE(TopicPattern::fromText(withoutNames(q(text)))->filter(), q(text));
+    }
+    Mapped mapped(R"("keywords":[{"topic":"f/{{x}/v","path":"/{{x}/p{{","label":"The {{x}",
+        "type":"int","write":{"topic":"f/{{x}/set"},"error":"f/{{x}/error"},
+        {"topic":"f/{1}/w","path":"/{1}{{1}"}])");
+    QCOMPARE(mapped.mapping.filters().join(' '), QByteArray("f/{x}/v f/{x}/error f/+/w"));
+    mapped.take("f/{x}/v", "1");
+    mapped.take("f/{x}/w", "2");
+    QCOMPARE(mapped.keywords.text(), q("/{x}/p{:int=1 /{x}{1}:double=2"));
+    QCOMPARE(mapped.keywords.known.value(q("/{x}/p{")).keyword.label, q("The {x}"));
+    QCOMPARE(mapped.command("/{x}/p{", 5)->topic, QByteArray("f/{x}/set"));
+    mapped.take("f/{x}/v", "", true); // declared by its name, so it stays
+    QCOMPARE(mapped.keywords.text(), q("/{x}/p{:int=1(away) /{x}{1}:double=2"));
+}
+
 void tst_TopicMapping::filters_areSubscribedTo_data()
 {
     QTest::addColumn<QByteArray>("members");
@@ -665,6 +696,10 @@ void tst_TopicMapping::availability_isHeeded_data()
     row("topics as they are", "\"topics\":\"f/#\",\"available\":{\"topic\":\"f/{x}/status\"}",
         {"f/a/status=online", "f/a/x/y=1", "f/b/x/y=1"},
         "/a/status:string=\"online\" /a/x/y:double=1 /b/x/y:double=1(away)");
+    row("braces in a topic", "\"topics\":\"f/#\",\"available\":{\"topic\":\"f/{1}/up\"}",
+        {"f/{x}/v=1"}, "/{x}/v:double=1(away)");
+    row("doubled braces", "\"topics\":\"f/#\",\"available\":{\"topic\":\"f/{{x}/up\"}",
+        {"f/a=1", "f/{x}/up=online"}, "/a:double=1 /{x}/up:string=\"online\"");
     const QByteArray two =
         "\"keywords\":[{\"topic\":\"v\",\"type\":\"int\",\"available\":{\"mode\":\"MODE\","
         "\"topics\":[{\"topic\":\"s1\"},{\"topic\":\"s2\",\"value\":\"/state\",\"online\":\"up\","
@@ -754,7 +789,7 @@ void tst_TopicMapping::samePath_isSaidOnce()
         mapped.take("a/_/b", "1", true);
         mapped.take("a//b", "2", true);
     }
-    QCOMPARE(mapped.mapping.takeMessages(),
+    QCOMPARE(mapped.mapping.takeMessages().mid(1),
              QStringList {q("a//b and a/_/b have the same path, /a/_/b: the first one has it")});
     QCOMPARE(mapped.keywords.text(), q("/a/_/b:double=2"));
     // The other topic gets the path when the first one is removed.
@@ -763,6 +798,61 @@ void tst_TopicMapping::samePath_isSaidOnce()
     mapped.take("a/_/b", "3", true);
     QCOMPARE(mapped.keywords.text(), q("/a/_/b:double=3"));
     QVERIFY(mapped.mapping.takeMessages().isEmpty());
+}
+
+void tst_TopicMapping::changedLevel_isSaidOnce_data()
+{
+    QTest::addColumn<QByteArray>("members");
+    QTest::addColumn<QByteArrayList>("messages"); // topics and payloads
+    QTest::addColumn<QString>("paths");
+    QTest::addColumn<QStringList>("said");
+    const QByteArray all = R"("topics":"f/#")";
+    const QString empty = q(": the level \"\" is served as \"_\", because a keyword has no empty "
+                            "levels; further ones are not logged");
+    const QString label = q(": the level \"Label\" is served as \"Label_\", because Label is "
+                            "reserved for labels; further ones are not logged");
+    const QString slash = q(": the level \"x/y\" is served as \"x_y\", because / and # separate "
+                            "levels; further ones are not logged");
+    QTest::newRow("none") << all << QByteArrayList {"f/a/label", "1"} << q("/a/label")
+                          << QStringList();
+    QTest::newRow("empty") << all << QByteArrayList {"f/a//b", "1", "f/b//c", "1", "f/a//b", "1"}
+                           << q("/a/_/b /b/_/c") << QStringList {q("f/a//b") + empty};
+    QTest::newRow("reserved") << all << QByteArrayList {"f/a/Label", "1", "f/b/Label", "1"}
+                              << q("/a/Label_ /b/Label_") << QStringList {q("f/a/Label") + label};
+    QTest::newRow("both") << all << QByteArrayList {"f/Label/", "1"} << q("/Label_/_")
+                          << QStringList {q("f/Label/") + label, q("f/Label/") + empty};
+    QTest::newRow("members") << all << QByteArrayList {"f/a", R"({"Label":1,"x/y":{"":2},"x#y":3})"}
+                             << q("/a/Label_ /a/x_y /a/x_y/_")
+                             << QStringList {q("f/a") + label,
+                                             q("f/a") + QString(slash).replace(q("x/y"), q("x#y")),
+                                             q("f/a") + empty};
+    QTest::newRow("not in the path")
+        << QByteArray(R"("topics":"/#")") << QByteArrayList {"/a", "1"} << q("/a") << QStringList();
+    QTest::newRow("declared") << QByteArray(R"("keywords":[{"topic":"f/{1}"}])")
+                              << QByteArrayList {"f/", "1", "f/Label", "1"} << q("/f/Label_ /f/_")
+                              << QStringList {q("f/") + empty, q("f/Label") + label};
+    QTest::newRow("declared, with a path")
+        << QByteArray(R"("keywords":[{"topic":"+/+/{n}/x","path":"/p{n}"}])")
+        << QByteArrayList {"f//Label/x", "1"} << q("/pLabel_")
+        << QStringList {q("f//Label/x") + label};
+    QTest::newRow("declared members")
+        << QByteArray(
+               R"("keywords":[{"topic":"f","value":"/Label"},{"topic":"f","value":"/x~1y"}])")
+        << QByteArrayList {"f", R"({"Label":1,"x/y":2})"} << q("/f/Label_ /f/x_y")
+        << QStringList {q("f") + label, q("f") + slash};
+}
+
+void tst_TopicMapping::changedLevel_isSaidOnce()
+{
+    QFETCH(const QByteArray, members);
+    QFETCH(const QByteArrayList, messages);
+    QFETCH(const QString, paths);
+    QFETCH(const QStringList, said);
+    Mapped mapped(members);
+    for (qsizetype i = 0; i < messages.size(); i += 2)
+        mapped.take(messages.at(i), messages.at(i + 1), true);
+    QCOMPARE(mapped.keywords.known.keys().join(QLatin1Char(' ')), paths);
+    QCOMPARE(mapped.mapping.takeMessages(), said);
 }
 
 void tst_TopicMapping::value_expires()
