@@ -74,7 +74,8 @@ public:
     enum class Answer {
         None,
         Other,
-        Error
+        Error,
+        SourceLost
     };
 
     explicit Private(PKeywordWrite *q) : q(q) { }
@@ -134,6 +135,7 @@ public:
     std::optional<Request> out; // sent, with unknown outcome
     QVariant wanted; // the expected value, if it is known
     bool lost = false; // the connection, since it was sent
+    bool wasConnected = false; // the keyword to its source, when it was sent
     Answer answer = Answer::None; // the events that may be the answer
     QVariant answerValue;
     QUuid fence; // its reply follows that of the write
@@ -181,9 +183,11 @@ public:
     \row \li \c Pending \li the write is sent, or about to be sent, and its outcome is not known yet
     \row \li \c Taken \li the keyword has the requested value; if unchanged is set, it had it before
     \row \li \c Changed \li the keyword has another value than the requested one; see received
-    \row \li \c Refused \li the server refused the write: an event with the error flag arrived
-    \row \li \c TimedOut \li no event that could be the answer arrived in time, see confirmWithin;
-             the write may have reached the server
+    \row \li \c Refused \li the server refused the write: an event with the error flag arrived, and
+             the keyword is still connected to its source, or was not connected before
+    \row \li \c TimedOut \li the outcome is not known: no event that could be the answer arrived in
+             time, see confirmWithin, or an event with the error flag shows that the keyword is no
+             longer connected to its source. The write may have been executed
     \row \li \c NotSent \li nothing was sent; see problem: there is no connection, or the value
              does not fit the keyword
     \endtable
@@ -242,8 +246,8 @@ public:
     \value Taken the keyword has the requested value
     \value Changed the keyword has another value
     \value Refused the server refused it
-    \value TimedOut there was no reply in time
-    \value NotSent nothing was sent
+    \value TimedOut there was no reply in time, or the source of the keyword was lost; the outcome
+   is not known \value NotSent nothing was sent
 */
 
 /*!
@@ -744,6 +748,7 @@ void PKeywordWrite::Private::send(const Request &request)
     out = request;
     asked = request;
     lost = false;
+    wasConnected = last.connected;
     answer = Answer::None;
     sinceSent.start();
     hold.start();
@@ -871,7 +876,8 @@ void PKeywordWrite::Private::judge(const PKeywordValue &event, const PKeywordVal
         return;
     if (isRefusal(event, previous)) {
         refusedBefore = true;
-        answer = Answer::Error;
+        // A server that loses the source in the meantime cannot know whether it was executed.
+        answer = wasConnected && !event.connected ? Answer::SourceLost : Answer::Error;
         answerValue = event.value;
         if (earlierFence.isNull())
             decide(false);
@@ -909,7 +915,9 @@ void PKeywordWrite::Private::decide(bool timeIsUp)
 {
     if (answer != Answer::None) {
         received = answerValue;
-        if (answer == Answer::Error)
+        if (answer == Answer::SourceLost)
+            settle(TimedOut, PKeywordWrite::tr("outcome not known: the source was lost"));
+        else if (answer == Answer::Error)
             settle(Refused, PKeywordWrite::tr("the server refused it"));
         else
             settle(Changed);

@@ -97,8 +97,8 @@ const QList<OptionEntry> &optionTable()
                "none read meta write readwrite"),
         option("depth", "levels", "Descend at most this number of levels."),
         flag("wait w",
-             "Wait for the outcome of each write. A refusal and a timeout have separate exit "
-             "codes."),
+             "Wait for the outcome of each write. A refusal has another exit code than a "
+             "timeout or an unknown outcome."),
         option("as", "type",
                "Send the value as this type. By default, the type is determined by the value or, "
                "with --wait, by the keyword.",
@@ -195,7 +195,9 @@ const QList<ExitCodeEntry> &exitCodeTable()
         {ExitCode::NotConnected,
          text("Not connected: the server cannot be reached, or the connection was lost.")},
         {ExitCode::Refused, text("Refused: the server did not accept a write.")},
-        {ExitCode::TimedOut, text("Timeout: connected, but there was no reply in time.")},
+        {ExitCode::TimedOut,
+         text("Timeout: connected, but there was no reply in time, or the outcome of a write is "
+              "not known.")},
         {ExitCode::FileError,
          text("A file cannot be read or written, or is not a recording; or a port is not "
               "available.")},

@@ -249,6 +249,9 @@ void WriteCommand::onFinished()
     case PKeywordWrite::Refused:
         refused();
         break;
+    case PKeywordWrite::TimedOut: // only if the source was lost: the object has no time limit
+        end(ExitCode::TimedOut, QStringLiteral("timeout"), waited->problem());
+        break;
     case PKeywordWrite::NotSent:
         end(ExitCode::BadUsage, QStringLiteral("invalid"), waited->problem());
         break;

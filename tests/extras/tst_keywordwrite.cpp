@@ -59,14 +59,19 @@ class Peer : public RecordingClient
 {
 public:
     void tell(const QVariant &value, bool error = false,
-              PKeywordValueType type = PKeywordValueType::KVT_DOUBLE)
+              PKeywordValueType type = PKeywordValueType::KVT_DOUBLE, bool connected = true)
     {
         PKeywordValue event;
         event.value = value;
         event.type = type;
-        event.connected = event.online = event.consistent = true;
+        event.connected = event.online = connected;
+        event.consistent = true;
         event.error = error;
         publisher()->publish(path, QVariant::fromValue(event));
+    }
+    void tellDisconnected(const QVariant &value, bool error = false)
+    {
+        tell(value, error, PKeywordValueType::KVT_DOUBLE, false);
     }
 
     // The queries, including fences, without a reply.
@@ -163,6 +168,9 @@ private Q_SLOTS:
     void steps_waitForTheOneBefore();
     void slider_whatCameOfAnEarlierValueIsNotThatOfTheLast();
 
+    void source_lostWhilePending_data();
+    void source_lostWhilePending();
+    void source_notConnectedFromTheStart();
     void link_lostWhilePending();
     void link_lostWhileAValueWaits();
     void link_backWithTheValue();
@@ -1301,6 +1309,65 @@ void tst_KeywordWrite::slider_whatCameOfAnEarlierValueIsNotThatOfTheLast()
     QCOMPARE(write.state(), State::Pending);
     peer.tell(75.0);
     QCOMPARE(write.state(), State::Taken);
+}
+
+void tst_KeywordWrite::source_lostWhilePending_data()
+{
+    QTest::addColumn<bool>("isShownBefore"); // that it is not connected
+    QTest::addColumn<bool>("hadError");
+    QTest::addColumn<bool>("relative");
+    QTest::newRow("one event") << false << false << false;
+    QTest::newRow("two events") << true << false << false;
+    QTest::newRow("two events, relative") << true << false << true;
+    QTest::newRow("already in error") << false << true << false;
+    QTest::newRow("already in error, two events") << true << true << false;
+}
+
+// The server has lost the source of the keyword, and cannot know whether the write was executed.
+void tst_KeywordWrite::source_lostWhilePending()
+{
+    QFETCH(const bool, isShownBefore);
+    QFETCH(const bool, hadError);
+    QFETCH(const bool, relative);
+    Peer peer;
+    PKeywordWrite write;
+    write.setConfirmWithin(0);
+    write.setClient(&peer);
+    write.setKeyword(path);
+    peer.tell(5.0, hadError);
+    QSignalSpy finished(&write, &PKeywordWrite::finished);
+    if (relative)
+        write.add(1);
+    else
+        write.set(6);
+    QVERIFY(peer.answerQuery());
+    if (isShownBefore)
+        peer.tellDisconnected(5.0, hadError);
+    peer.tellDisconnected(5.0, true);
+    QCOMPARE(write.state(), State::TimedOut);
+    QCOMPARE(write.problem(), q("outcome not known: the source was lost"));
+    QCOMPARE(finished.size(), 1);
+    // It does not apply to the next write
+    write.set(7);
+    peer.tellDisconnected(5.0, true);
+    QCOMPARE(write.state(), State::Refused);
+}
+
+void tst_KeywordWrite::source_notConnectedFromTheStart()
+{
+    Peer peer;
+    PKeywordWrite write;
+    write.setClient(&peer);
+    write.setKeyword(path);
+    peer.tellDisconnected(5.0);
+    write.set(6);
+    peer.tellDisconnected(5.0, true);
+    QCOMPARE(write.state(), State::Refused);
+    // Connected, and refused by the server
+    peer.tell(5.0);
+    write.set(6);
+    peer.tell(5.0, true);
+    QCOMPARE(write.state(), State::Refused);
 }
 
 void tst_KeywordWrite::link_lostWhilePending()

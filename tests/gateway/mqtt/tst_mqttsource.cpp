@@ -3,8 +3,11 @@
 
 #include "gateway/mqtt/mqttsource.h"
 
+#include "client/inprocesskeywordclient.h"
+#include "extras/writing/keywordwrite.h"
 #include "gateway/mqtt/mqttsourcetype.h"
 #include "gateway/sourcemount.h"
+#include "server/inprocesslink.h"
 #include "server/keywordserver.h"
 #include "tests/gateway/mqtt/broker.h"
 #include "tests/server/testclient.h"
@@ -218,6 +221,7 @@ private Q_SLOTS:
     void mounted_deviceThatNeverAnswers();
     void mounted_deviceThatAnswersSomethingElse();
     void mounted_refusedWriteIsNotSentLater();
+    void mounted_lostWriteIsUnknownToItsWriter();
 };
 
 void tst_MqttSource::states_followTheLink()
@@ -917,6 +921,32 @@ void tst_MqttSource::mounted_refusedWriteIsNotSentLater()
     client.update("/v0", "2");
     QTRY_VERIFY_WITH_TIMEOUT(device.payloads("v0/set").contains("2"), longTime);
     QVERIFY2(device.messages().size() <= 21, qPrintable(QString::number(device.messages().size())));
+}
+
+// The broker dies between the message and its acknowledgment.
+void tst_MqttSource::mounted_lostWriteIsUnknownToItsWriter()
+{
+    using pellix::extras::PKeywordWrite;
+    Plant plant(everything({setpoint(60s)}));
+    QVERIFY(plant.isReady());
+    pellix::client::PInProcessKeywordClient client;
+    pellix::server::linkInProcess(&plant.server, &client);
+    PKeywordWrite write;
+    write.setConfirmWithin(0);
+    write.setClient(&client);
+    write.setKeyword(q("/plant/v"));
+    QTRY_VERIFY_WITH_TIMEOUT(write.isReady() && write.lastEvent().connected, longTime);
+    plant.broker.freeze();
+    write.set(11);
+    QTRY_COMPARE_WITH_TIMEOUT(plant.source->statistics().writes, quint64(1), longTime);
+    plant.broker.kill();
+    QTRY_VERIFY_WITH_TIMEOUT(!write.isPending(), longTime);
+    QCOMPARE(write.state(), PKeywordWrite::TimedOut);
+    QCOMPARE(write.problem(), q("outcome not known: the source was lost"));
+    // From now on, nothing is sent.
+    write.set(12);
+    QTRY_VERIFY_WITH_TIMEOUT(!write.isPending(), longTime);
+    QCOMPARE(write.state(), PKeywordWrite::Refused);
 }
 
 QTEST_GUILESS_MAIN(tst_MqttSource)

@@ -40,6 +40,7 @@ private Q_SLOTS:
     void inexactNumbers_areNotSent_data();
     void inexactNumbers_areNotSent();
     void wait_timesOutWhenTheValueDoesNotCome();
+    void wait_doesNotTakeALostSourceForARefusal();
     void wait_doesNotTakeAnErrorThatWasThereForARefusal();
     void wait_tellsOfAnotherValueAtOnce();
     void wait_addsToWhatOthersWrite();
@@ -345,6 +346,25 @@ void tst_KeywordToolWriting::wait_timesOutWhenTheValueDoesNotCome()
     const Run plain = bench.run(words("set --timeout 0.3 /plant/shift 4"));
     QCOMPARE(plain.errors, q("keyword: no reply within 0.3 s\n"));
     QCOMPARE(plain.exitCode, 5);
+}
+
+void tst_KeywordToolWriting::wait_doesNotTakeALostSourceForARefusal()
+{
+    Bench bench;
+    const QString path = q("/plant/shift");
+    bench.server.setWriteHandler(path, [&](const pellix::server::WriteRequest &request) {
+        bench.server.setState(path, false, false, true, false);
+        request.refuse(q("the source was lost"));
+    });
+    const Run lost = bench.run(words("set --wait -f json /plant/shift 4"));
+    QCOMPARE(lost.errors, q("keyword: /plant/shift: outcome not known: the source was lost\n"));
+    QCOMPARE(lost.output,
+             q("{\"keyword\":\"/plant/shift\",\"value\":2,\"outcome\":\"timeout\"}\n"));
+    QCOMPARE(lost.exitCode, 5);
+    // Now it is not connected from the start, so the write has not been executed.
+    const Run refused = bench.run(words("set --wait /plant/shift 4"));
+    QCOMPARE(refused.errors, q("keyword: /plant/shift: refused; the value is still 2\n"));
+    QCOMPARE(refused.exitCode, 4);
 }
 
 void tst_KeywordToolWriting::wait_doesNotTakeAnErrorThatWasThereForARefusal()
