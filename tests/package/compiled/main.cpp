@@ -111,7 +111,7 @@ private:
     std::unique_ptr<QObject> root;
 };
 
-const QUrl compiledScreen(QStringLiteral("qrc:/compiled/App/Screen.qml"));
+const QUrl compiledScreen(QStringLiteral("qrc:/qt/qml/App/Screen.qml"));
 
 // QML from a file is interpreted.
 const QUrl interpretedScreen = QUrl::fromLocalFile(QStringLiteral(FOLDER "/Screen.qml"));
