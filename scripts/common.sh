@@ -100,45 +100,86 @@ die() {
     exit 1
 }
 
-# install_packages NAME...: installs the missing packages, and prints their names. Users who cannot install
-# packages are told which command to run as root.
-install_packages() {
-    local missing=() package
+# not_installed NAME...: prints the names of those that are not installed.
+not_installed() {
+    local package
     for package in "$@"; do
         [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)" = installed ] ||
-            missing+=("$package")
+            printf '%s\n' "$package"
     done
-    [ ${#missing[@]} -gt 0 ] || return 0
+}
 
-    local install=(apt-get install --no-install-recommends "${missing[@]}") as_root=()
-    if [ "$(id -u)" -ne 0 ]; then
-        can_use_sudo || {
-            die "packages are missing, and only root can install them. After \"apt-get update\", run as root:
+# available NAME...: prints the names of those that this distribution provides.
+available() {
+    command -v apt-cache >/dev/null || return 0
+    local package
+    for package in "$@"; do
+        if apt-cache show "$package" >/dev/null 2>&1; then
+            printf '%s\n' "$package"
+        else
+            say "Skipping the package $package, which this distribution does not provide" >&2
+        fi
+    done
+}
 
-${install[*]}
-"
-        }
-        as_root=(sudo)
+# install_packages NAME... [--optional NAME...]: installs the missing packages, and prints their names. Users who
+# cannot install packages are told which command to run as root, once for all packages. Optional packages are
+# skipped if this distribution does not provide them, or if nothing else is missing and they cannot be installed.
+install_packages() {
+    local required=() optional=()
+    while [ $# -gt 0 ] && [ "$1" != --optional ]; do
+        required+=("$1")
+        shift
+    done
+    mapfile -t required < <(not_installed "${required[@]}")
+    mapfile -t optional < <(not_installed "${@:2}")
+    if [ ${#required[@]} -eq 0 ]; then
+        install_optional "${optional[@]}"
+        return
     fi
-    say "Installing ${#missing[@]} packages and their dependencies: ${missing[*]}"
-    quietly "${as_root[@]}" apt-get update ||
-        die "apt-get update failed. To install the packages without it, run as root: ${install[*]}"
-    quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive "${install[@]}" --yes ||
+
+    local install=(apt-get install --no-install-recommends)
+    if ! can_install; then
+        mapfile -t optional < <(available "${optional[@]}")
+        die "packages are missing, and only root can install them. After \"apt-get update\", run as root:
+
+${install[*]} ${required[*]} ${optional[*]}
+"
+    fi
+    quietly as_root apt-get update ||
+        die "apt-get update failed. To install the packages without it, run as root: ${install[*]} ${required[*]}"
+    mapfile -t optional < <(available "${optional[@]}") # according to the updated lists
+    install+=("${required[@]}" "${optional[@]}")
+    say "Installing missing packages and their dependencies: ${required[*]} ${optional[*]}"
+    quietly as_root env DEBIAN_FRONTEND=noninteractive "${install[@]}" --yes ||
         die "cannot install the packages: ${install[*]}"
 }
 
-# install_available NAME...: does the same for the packages that this distribution has.
-install_available() {
-    command -v apt-cache >/dev/null || return 0
-    local available=() package
-    for package in "$@"; do
-        if apt-cache show "$package" >/dev/null 2>&1; then
-            available+=("$package")
-        else
-            say "Skipping the package $package, which this distribution does not provide"
-        fi
-    done
-    install_packages "${available[@]}"
+# install_optional NAME...: does the same if only optional packages are missing.
+install_optional() {
+    local packages=()
+    mapfile -t packages < <(available "$@")
+    [ ${#packages[@]} -gt 0 ] || return 0
+    if ! can_install; then
+        say "Skipping optional packages, which only root can install: ${packages[*]}"
+        return
+    fi
+    say "Installing optional packages and their dependencies: ${packages[*]}"
+    quietly as_root apt-get update && quietly as_root env DEBIAN_FRONTEND=noninteractive \
+        apt-get install --no-install-recommends "${packages[@]}" --yes ||
+        say "Skipping optional packages, which cannot be installed: ${packages[*]}"
+}
+
+can_install() {
+    [ "$(id -u)" -eq 0 ] || can_use_sudo
+}
+
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    else
+        sudo "$@"
+    fi
 }
 
 # If sudo asks for a password, somebody must enter it.
@@ -155,8 +196,8 @@ quietly() {
     }
 }
 
-# install_prerequisites: installs everything that building and running needs. On systems that are not based on
-# Debian, it only checks that the tools are present.
+# install_prerequisites [NAME...] [--optional NAME...]: installs everything that building and running needs. On
+# systems that are not based on Debian, it only checks that the tools are present.
 install_prerequisites() {
     if command -v apt-get >/dev/null && command -v dpkg-query >/dev/null; then
         install_packages "${build_packages[@]}" "${run_packages[@]}" "$@"

@@ -174,6 +174,7 @@ private Q_SLOTS:
     void table_keepsWhatIsTyped();
     void readme_showsAKeywordAndWritesIt();
     void readme_registersAsTheFirstScreenDoes();
+    void readme_buildsQmlAsTheTestDoes();
     void logging_isSilencedByTheRule();
     void logging_rulesEnableOneCategory();
     void lifetimes_anyOrder_data();
@@ -947,6 +948,16 @@ void tst_Guides::readme_registersAsTheFirstScreenDoes()
     const QByteArray compiled = program.readAll();
     for (const QByteArray &line : blocks.constFirst().split('\n'))
         QVERIFY2(compiled.contains(line), line.constData());
+}
+
+void tst_Guides::readme_buildsQmlAsTheTestDoes()
+{
+    const QList<QByteArray> blocks = blocksOfReadme("cmake");
+    QCOMPARE(blocks.size(), 1);
+    QFile project(q(COMPILED_PROJECT));
+    QVERIFY(project.open(QIODevice::ReadOnly));
+    QVERIFY2(project.readAll().contains("#! [project]\n" + blocks.constFirst() + "#! [project]\n"),
+             blocks.constFirst().constData());
 }
 
 void tst_Guides::logging_isSilencedByTheRule()

@@ -9,23 +9,24 @@ Item {
     id: root
 
     required property PKeywordClient client
+    required property bool isAlwaysPlain
 
     Values { objectName: "true"; client: root.client; keyword: "/kinds/true" }
     Values { objectName: "false"; client: root.client; keyword: "/kinds/false" }
     Values { objectName: "int"; client: root.client; keyword: "/kinds/int" }
     Values { objectName: "zero"; client: root.client; keyword: "/kinds/zero" }
-    Values { objectName: "large"; client: root.client; keyword: "/kinds/large"; isPlain: false }
+    Values { objectName: "large"; client: root.client; keyword: "/kinds/large"; isPlain: root.isAlwaysPlain }
     Values { objectName: "double"; client: root.client; keyword: "/kinds/double" }
     Values { objectName: "string"; client: root.client; keyword: "/kinds/string" }
-    Values { objectName: "list"; client: root.client; keyword: "/kinds/list"; isPlain: false }
-    Values { objectName: "map"; client: root.client; keyword: "/kinds/map"; isPlain: false }
-    Values { objectName: "null"; client: root.client; keyword: "/kinds/null"; isPlain: false }
-    Values { objectName: "nowhere"; client: root.client; keyword: "/kinds/nowhere"; isPlain: false }
+    Values { objectName: "list"; client: root.client; keyword: "/kinds/list"; isPlain: root.isAlwaysPlain }
+    Values { objectName: "map"; client: root.client; keyword: "/kinds/map"; isPlain: root.isAlwaysPlain }
+    Values { objectName: "null"; client: root.client; keyword: "/kinds/null"; isPlain: root.isAlwaysPlain }
+    Values { objectName: "nowhere"; client: root.client; keyword: "/kinds/nowhere"; isPlain: root.isAlwaysPlain }
 
     Values {
         objectName: "sum"
         client: root.client
-        isPlain: false
+        isPlain: root.isAlwaysPlain
         expression: PListPostfixKeywordExpression {
             values: ["/kinds/int", "/kinds/large"]
             aggregation: PKeyword.Sum
@@ -37,6 +38,31 @@ Item {
         expression: PListPostfixKeywordExpression {
             values: ["/kinds/int", "/kinds/double"]
             aggregation: PKeyword.Max
+        }
+    }
+    Values {
+        objectName: "min"
+        client: root.client
+        expression: PListPostfixKeywordExpression {
+            values: ["/kinds/int", "/kinds/double"]
+            aggregation: PKeyword.Min
+        }
+    }
+    Values {
+        objectName: "equal"
+        client: root.client
+        isPlain: root.isAlwaysPlain
+        expression: PListPostfixKeywordExpression {
+            values: ["/kinds/int", "/kinds/same"]
+            aggregation: PKeyword.Equal
+        }
+    }
+    Values {
+        objectName: "and"
+        client: root.client
+        expression: PListPostfixKeywordExpression {
+            values: ["/kinds/true", "/kinds/false"]
+            aggregation: PKeyword.And
         }
     }
     Values {

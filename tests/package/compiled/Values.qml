@@ -13,7 +13,8 @@ Item {
     property alias expression: proxy.keywordExpression
     readonly property PKeywordProxy follower: proxy
 
-    // Qt converts a list, a map, or null to a string in different ways.
+    // Since Qt 6.5, compiled code converts a list, a map, null, or a large number to a string differently than
+    // interpreted code; see limits_areQtsOwn().
     property bool isPlain: true
 
     // Converted to the types of properties
@@ -118,6 +119,7 @@ Item {
     property var kept: proxy.value
     readonly property var limitedOr: root.kept ?? "none"
     readonly property bool limitedNull: proxy.value === null
+    readonly property string limitedString: proxy.value
 
     PKeywordProxy {
         id: proxy
