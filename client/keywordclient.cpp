@@ -81,7 +81,7 @@ QString typeFilterToString(PKeywordValueType type)
 /*
     Builds the text of a command: compact JSON, with the members in the order of their names. The
     result is byte for byte that of QJsonDocument, but written directly: a document would cost
-    thirty times as much, and each bound keyword sends two commands.
+    thirty times as much, and each bound keyword sends several commands.
 
     The fields have to be added in the order of their names, which are plain texts. As in a
     QJsonObject, a field with an undefined value is left out.
@@ -164,8 +164,8 @@ private:
     QLatin1String lastField;
 };
 
-// The command whose only field is a keyword. Each bound keyword sends two of them: if no character
-// needs an escape, the text is written at once.
+// The command whose only field is a keyword. Each bound keyword sends several of them: if no
+// character needs an escape, the text is written at once.
 QByteArray keywordCommand(QLatin1String name, const QString &keyword)
 {
     const QStringView characters(keyword);
