@@ -65,7 +65,8 @@ void bindAndDestroy(benchmark::State &state)
 }
 BENCHMARK(bindAndDestroy)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
-// A client that encodes and sends two commands for each keyword, which nobody receives.
+// A client that sends the commands for each keyword, two creates and a destroy, which nobody
+// receives.
 void bindAndDestroyWithCommands(benchmark::State &state)
 {
     PInProcessKeywordClient client;

@@ -63,7 +63,7 @@ public:
             client.receiveFromServer(labels[size_t(i)]);
     }
 
-    int labelledRows() const
+    int labeledRows() const
     {
         int count = 0;
         for (int row = 0; row < model.rowCount(); ++row) {
@@ -92,7 +92,7 @@ void listAndLabel(benchmark::State &state)
     listing.listAndLabel();
     for (auto _ : state)
         listing.listAndLabel();
-    if (listing.labelledRows() != count)
+    if (listing.labeledRows() != count)
         state.SkipWithError("rows or labels are missing");
 }
 BENCHMARK(listAndLabel)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);

@@ -81,7 +81,7 @@ QString typeFilterToString(PKeywordValueType type)
 /*
     Builds the text of a command: compact JSON, with the members in the order of their names. The
     result is byte for byte that of QJsonDocument, but written directly: a document would cost
-    thirty times as much, and each bound keyword sends two commands.
+    thirty times as much, and each bound keyword sends several commands.
 
     The fields have to be added in the order of their names, which are plain texts. As in a
     QJsonObject, a field with an undefined value is left out.
@@ -102,7 +102,7 @@ public:
         char *to = grow(value.size() + 2);
         *to++ = '"';
         for (const QChar character : value) {
-            if (!isPlain(character.unicode())) {
+            if (!isPlain(character)) {
                 text.truncate(size);
                 addValue(value);
                 return;
@@ -121,13 +121,14 @@ public:
 
     QByteArray finished() { return text.append("}}"); }
 
-private:
     // Whether the character needs no escape in JSON. Those of keywords need none.
-    static bool isPlain(char16_t code)
+    static bool isPlain(QChar character)
     {
+        const char16_t code = character.unicode();
         return code >= 0x20 && code < 0x7f && code != u'"' && code != u'\\';
     }
 
+private:
     // Adds room at the end of the text and returns its address.
     char *grow(qsizetype size)
     {
@@ -162,6 +163,30 @@ private:
     QByteArray text;
     QLatin1String lastField;
 };
+
+// The command whose only field is a keyword. Each bound keyword sends several of them: if no
+// character needs an escape, the text is written at once.
+QByteArray keywordCommand(QLatin1String name, const QString &keyword)
+{
+    const QStringView characters(keyword);
+    if (!std::all_of(characters.begin(), characters.end(), Command::isPlain)) {
+        Command command(name);
+        command.add(QLatin1String("keyword"), keyword);
+        return command.finished();
+    }
+    constexpr QLatin1String begin("{\"cmd\":\"");
+    constexpr QLatin1String middle("\",\"payload\":{\"keyword\":\"");
+    constexpr QLatin1String end("\"}}");
+    QByteArray text(begin.size() + name.size() + middle.size() + keyword.size() + end.size(),
+                    Qt::Uninitialized);
+    char *to = text.data();
+    for (const QLatin1String part : {begin, name, middle})
+        to = std::copy(part.begin(), part.end(), to);
+    to = std::transform(characters.begin(), characters.end(), to,
+                        [](QChar character) { return char(character.unicode()); });
+    std::copy(end.begin(), end.end(), to);
+    return text;
+}
 
 } // namespace
 
@@ -236,6 +261,8 @@ bool PKeywordClient::sendKeyCreate(const QString &keyword, const QStringList &ch
     // Required: a create with children always names an aggregation.
     if (aggregation == PKeywordAggregation::No && !children.isEmpty())
         aggregation = PKeywordAggregation::Equal;
+    if (aggregation == PKeywordAggregation::No && children.isEmpty())
+        return sendCommand(keywordCommand(QLatin1String("keyCreateOrUpdate"), keyword));
     Command command(QLatin1String("keyCreateOrUpdate"));
     if (aggregation != PKeywordAggregation::No)
         command.add(QLatin1String("aggregation"), aggregationToString(aggregation));
@@ -293,9 +320,7 @@ bool PKeywordClient::sendKeyDestroy(const QString &keyword)
     if (keyword.isEmpty())
         return false;
 
-    Command command(QLatin1String("keyDestroy"));
-    command.add(QLatin1String("keyword"), keyword);
-    return sendCommand(command.finished());
+    return sendCommand(keywordCommand(QLatin1String("keyDestroy"), keyword));
 }
 
 /*!

@@ -37,14 +37,6 @@ void PSubscriber::Private::announcePublisherActive()
         Q_EMIT q->publisherActiveChanged();
 }
 
-void PSubscriber::Private::deliver(const QVariant &value)
-{
-    if (listener)
-        listener->onValue(value);
-    else
-        Q_EMIT q->valueChanged(value);
-}
-
 void SubscriberListener::listen(PSubscriber &subscriber, SubscriberListener *listener)
 {
     subscriber.d->listener = listener;

@@ -42,4 +42,13 @@ public:
     DeletionWatch watch;
 };
 
+// Inline, because it is the whole loop of a delivery.
+inline void PSubscriber::Private::deliver(const QVariant &value)
+{
+    if (listener)
+        listener->onValue(value);
+    else
+        Q_EMIT q->valueChanged(value);
+}
+
 } // namespace pellix::client
