@@ -82,6 +82,7 @@ int main(int argc, char **argv)
     option("resync",
            "The period in seconds after which gateways request the retained messages again.");
     option("seconds", "The duration of a measurement or a fault, in seconds.");
+    option("slack", "The factor by which goals may be missed, on a busy machine; 1 by default.");
     parser.addOption(QCommandLineOption(q("brokers-alone"),
                                         q("With the faults of a node: run no gateways, and count "
                                           "the values that nats-server loses.")));
@@ -138,6 +139,7 @@ int main(int argc, char **argv)
     options.gateways = counts("gateways", 16);
     options.resync = numbers("resync", 1, 3600).value(0);
     options.seconds = counts("seconds", 86400).value(0);
+    options.slack = numbers("slack", 0.001, 1000).value(0, 1);
     options.hasBrokersAlone = parser.isSet(q("brokers-alone"));
     options.mayEngineLose = parser.isSet(q("engine-may-lose"));
     Report report;
