@@ -233,7 +233,7 @@ bool runFault(const Fault &fault, const ScenarioOptions &options, Report *report
     waitUntil([&] { return (kept = site.kept()).missing == 0; }, 30000);
     sampling.stop();
     // By now, outdated values that gateways received from lagging nodes have been corrected.
-    const bool isAsKept = waitUntil([&] { return site.missing(kept.newest) == 0; });
+    const bool isAsKept = waitUntil([&] { return site.missing(kept.expected) == 0; });
 
     const double goal = siteOptions.cluster.resync * 1000 + 1000;
     QJsonArray gateways;
@@ -242,12 +242,12 @@ bool runFault(const Fault &fault, const ScenarioOptions &options, Report *report
                  "; at nodes, for a bare subscriber: ", kept.missing);
     report->line("  the node was lost, and the others available, after ", lost - begun,
                  " ms; the fault ended after ", ended - begun, " ms; everything acknowledged ",
-                 settled - ended, " ms later, and ",
-                 isRightSoon ? q("right everywhere %1 ms later").arg(right - ended)
-                             : q("not right everywhere within 20 s from then"));
+                 settled - ended, " ms after that, and ",
+                 isRightSoon ? q("right everywhere %1 ms later").arg(right - settled)
+                             : q("not right everywhere within another 20 s"));
     Goals goals(options.slack);
     for (const auto &inspector : site.inspectors) {
-        const Inspector::Wrongness wrongness = inspector->wrongness(kept.newest);
+        const Inspector::Wrongness wrongness = inspector->wrongness(kept.expected);
         setGoals(*inspector, wrongness, goal, options.mayEngineLose, &goals);
         report->line(
             "  ", inspector->objectName(), ": longest wrong value shown as of now ",
@@ -283,7 +283,7 @@ bool runFault(const Fault &fault, const ScenarioOptions &options, Report *report
         return site.fail(q("%1 nodes deliver no values").arg(kept.silentNodes));
     if (!isAsKept)
         return site.fail(q("gateways do not show what the brokers have: %1 values")
-                             .arg(site.missing(kept.newest)));
+                             .arg(site.missing(kept.expected)));
     if (!site.meets(goals))
         return false;
     if (kept.missing == 0)

@@ -32,18 +32,22 @@ Density::Density(QList<qint64> times, qint64 from)
 }
 
 Kept::Kept(const std::vector<qint64> &acknowledged, const QList<QHash<int, qint64>> &nodes)
-    : newest(acknowledged.size(), 0)
+    : expected(acknowledged)
 {
-    for (const QHash<int, qint64> &values : nodes) {
+    for (const QHash<int, qint64> &values : nodes)
         silentNodes += values.isEmpty();
-        for (size_t i = 0; i < acknowledged.size(); ++i) {
-            const qint64 value = values.value(int(i));
-            missing += value < acknowledged[i];
-            newest[i] = qMax(newest[i], value);
-        }
+    for (size_t i = 0; i < acknowledged.size(); ++i) {
+        QList<qint64> values;
+        for (const QHash<int, qint64> &node : nodes)
+            values.append(node.value(int(i)));
+        std::sort(values.begin(), values.end());
+        const auto old = std::lower_bound(values.cbegin(), values.cend(), acknowledged[i]);
+        missing += int(old - values.cbegin());
+        if (old != values.cend())
+            continue;
+        ++lost;
+        expected[i] = values.constFirst();
     }
-    for (size_t i = 0; i < acknowledged.size(); ++i)
-        lost += newest[i] < acknowledged[i];
 }
 
 void Goals::atMost(const QString &what, double value, double limit)

@@ -32,7 +32,9 @@ struct Kept
     int missing = 0; // acknowledged values, at all nodes together
     int lost = 0; // keywords whose acknowledged value is missing at all nodes
     int silentNodes = 0; // that delivered nothing
-    std::vector<qint64> newest; // of each keyword, at any node
+    // What each gateway must show at least: the acknowledged value or, if it is lost, the oldest
+    // one, because the nodes may then have different values.
+    std::vector<qint64> expected;
 };
 
 // Collects the goals of a run that were missed.
