@@ -18,6 +18,7 @@ ChildProcess::ChildProcess(const QString &name, QObject *parent) : QObject(paren
         while (process.canReadLine())
             Q_EMIT lineRead(process.readLine().trimmed());
     });
+    connect(&process, &QProcess::finished, this, &ChildProcess::ended);
 }
 
 ChildProcess::~ChildProcess()

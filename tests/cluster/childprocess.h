@@ -37,6 +37,7 @@ public:
 
 Q_SIGNALS:
     void lineRead(const QByteArray &line);
+    void ended(); // not for the destructor
 
 private:
     QProcess process;

@@ -479,6 +479,12 @@ QByteArray Cluster::tellBalancer(const QByteArray &command) const
     return answer + socket.readAll();
 }
 
+void Cluster::setDrained(int gateway, bool isDrained)
+{
+    tellBalancer("set server gateways/g" + QByteArray::number(gateway + 1) + " state "
+                 + (isDrained ? "drain" : "ready"));
+}
+
 int Cluster::readyServers() const
 {
     int count = 0;

@@ -63,6 +63,7 @@ public:
     bool terminateGateway(int i);
     int readyServers() const; // gateways, according to the load balancer
     QByteArray tellBalancer(const QByteArray &command) const;
+    void setDrained(int gateway, bool isDrained); // no new screens, if it is
     double metric(int gateway, const QByteArray &name) const;
 
     Usage nodeUsage() const; // of all nodes

@@ -12,8 +12,9 @@
 
 using namespace std::chrono_literals;
 
-Inspector::Inspector(const QString &name, quint16 port, int keywords, QObject *parent)
-    : QObject(parent), places(size_t(keywords))
+Inspector::Inspector(const QString &name, quint16 port, int keywords,
+                     const std::function<qint64(int)> &lastSent, QObject *parent)
+    : QObject(parent), lastSent(lastSent), places(size_t(keywords))
 {
     setObjectName(name);
     const QUrl url(QStringLiteral("ws://127.0.0.1:%1").arg(port));
@@ -44,16 +45,49 @@ Inspector::~Inspector()
     socket.abort();
 }
 
+Inspector::Wrongness Inspector::wrongnessOf(const Place &place, qint64 now) const
+{
+    Wrongness result = place.wrongness;
+    if (place.wrongSince == 0)
+        return result;
+    const qint64 duration = now - place.wrongSince;
+    if (faultEnd > 0)
+        result.longestAfter =
+            std::max(result.longestAfter, now - std::max(place.wrongSince, faultEnd));
+    result.longest = std::max(result.longest, duration);
+    result.late += duration > 1000;
+    result.still = 1;
+    return result;
+}
+
 void Inspector::endWrong(Place *place, qint64 now)
 {
-    if (place->wrongSince == 0)
-        return;
-    const qint64 since = std::exchange(place->wrongSince, 0);
-    const qint64 duration = now - since;
-    if (faultEnd > 0)
-        longestWrongAfter = std::max(longestWrongAfter, now - std::max(since, faultEnd));
-    longestWrong = std::max(longestWrong, duration);
-    lateValues += duration > 1000;
+    place->wrongness = wrongnessOf(*place, now);
+    place->wrongness.still = 0;
+    place->wrongSince = 0;
+}
+
+Inspector::Wrongness Inspector::wrongness(const std::vector<qint64> &kept) const
+{
+    const qint64 now = plant::now();
+    Wrongness sum;
+    for (size_t i = 0; i < places.size(); ++i) {
+        if (!kept.empty() && kept[i] < places[i].acknowledged)
+            continue;
+        const Wrongness one = wrongnessOf(places[i], now);
+        sum.longest = std::max(sum.longest, one.longest);
+        sum.longestAfter = std::max(sum.longestAfter, one.longestAfter);
+        sum.late += one.late;
+        sum.still += one.still;
+    }
+    return sum;
+}
+
+void Inspector::restart()
+{
+    for (Place &place : places)
+        place.wrongness = {};
+    stepsBack = 0;
 }
 
 void Inspector::read(const QString &text)
@@ -67,7 +101,11 @@ void Inspector::read(const QString &text)
     Place &place = places[size_t(keyword)];
     const bool wasOnline =
         std::exchange(place.online, payload.value(QLatin1String("online")).toBool());
-    const qint64 value = payload.value(QLatin1String("value")).toInteger(-1);
+    qint64 value = plant::count(keyword, payload.value(QLatin1String("value")).toInteger(-1));
+    if (place.online && (value < 0 || value > lastSent(keyword))) {
+        ++foreign;
+        value = -1; // is wrong, and missing
+    }
     if (wasOnline && place.online && value < place.value)
         ++stepsBack;
     place.value = value;

@@ -8,16 +8,20 @@
 #include <QtCore/QTimer>
 #include <QtWebSockets/QWebSocket>
 
+#include <functional>
 #include <vector>
 
 // Compares all keywords of one gateway with the values that the broker has acknowledged. A keyword
-// is wrong while it is online with a value older than the last acknowledged one.
+// is wrong while it is online with a value older than the last acknowledged one. Values are given
+// as their counts, see plant::value().
 class Inspector : public QObject
 {
     Q_OBJECT
 
 public:
-    Inspector(const QString &name, quint16 port, int keywords, QObject *parent = nullptr);
+    // lastSent returns the last published value of a keyword.
+    Inspector(const QString &name, quint16 port, int keywords,
+              const std::function<qint64(int)> &lastSent, QObject *parent = nullptr);
     ~Inspector() override;
 
     void noteAcknowledged(int keyword, qint64 value, qint64 time);
@@ -27,11 +31,21 @@ public:
     int wrong(qint64 longerThan) const; // keywords at this moment; in milliseconds
     int offline() const;
 
-    qint64 longestWrong = 0; // in milliseconds, so far
+    // How long keywords were wrong until now, including those that still are; in milliseconds.
+    struct Wrongness
+    {
+        qint64 longest = 0;
+        qint64 longestAfter = 0; // counted from faultEnd
+        qint64 late = 0; // occasions on which a keyword was wrong for longer than 1 s
+        int still = 0; // keywords that are wrong
+    };
+    // Omits keywords whose acknowledged value is not in kept, as missing() does.
+    Wrongness wrongness(const std::vector<qint64> &kept = {}) const;
+    void restart(); // forgets what was wrong before
+
     qint64 faultEnd = 0; // the time of plant::now(); 0: there was no fault
-    qint64 longestWrongAfter = 0; // in milliseconds, counted from faultEnd
-    qint64 lateValues = 0; // occasions on which a keyword was wrong for longer than 1 s
     qint64 stepsBack = 0; // changes to an older value
+    qint64 foreign = 0; // values that were never published for the keyword
     qint64 events = 0;
 
 private:
@@ -41,10 +55,13 @@ private:
         qint64 acknowledged = 0;
         qint64 wrongSince = 0;
         bool online = false;
+        Wrongness wrongness; // without the current occasion
     };
     void read(const QString &text);
+    Wrongness wrongnessOf(const Place &place, qint64 now) const;
     void endWrong(Place *place, qint64 now);
 
+    const std::function<qint64(int)> lastSent;
     QWebSocket socket;
     QTimer retry;
     std::vector<Place> places;

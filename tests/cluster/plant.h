@@ -8,8 +8,9 @@
 
 #include <chrono>
 
-// The topics and paths of the keywords of the plant, as used by publishers, inspectors, and
-// screens. The values of each keyword are increasing integers, from 1.
+// The topics, paths, and values of the keywords of the plant, as used by publishers, inspectors,
+// and screens. A value consists of the number of its keyword, so that a value of another keyword is
+// noticed, and a count from 1.
 namespace plant {
 
 inline QByteArray topic(int i)
@@ -36,6 +37,20 @@ inline int number(QStringView path)
 inline QString path(int i)
 {
     return QLatin1Char('/') + QString::fromLatin1(topic(i));
+}
+
+constexpr qint64 countRange = 1'000'000'000;
+
+inline qint64 value(int keyword, qint64 count)
+{
+    return keyword * countRange + count;
+}
+
+// Returns -1 if the value is not one of this keyword.
+inline qint64 count(int keyword, qint64 value)
+{
+    const qint64 count = value - keyword * countRange;
+    return count > 0 && count < countRange ? count : -1;
 }
 
 // The number of the keyword that a screen shows at this place.

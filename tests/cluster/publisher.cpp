@@ -116,7 +116,7 @@ void Publisher::publish(int keyword, qint64 value)
         }
     }
     const QByteArray topic = plant::topic(keyword);
-    const QByteArray payload = QByteArray::number(value);
+    const QByteArray payload = QByteArray::number(plant::value(keyword, value));
     if (qos == 0) {
         mosquitto_publish(client, nullptr, topic.constData(), int(payload.size()),
                           payload.constData(), 0, retained);
@@ -175,11 +175,10 @@ QHash<int, qint64> retainedAt(quint16 port, int keywords)
             auto *const taken = static_cast<Taken *>(to);
             const int keyword = plant::number(QString::fromLatin1(message->topic));
             const std::lock_guard<std::mutex> lock(taken->mutex);
+            const QByteArray payload(static_cast<const char *>(message->payload),
+                                     message->payloadlen);
             if (message->retain)
-                taken->values.insert(
-                    keyword,
-                    QByteArray(static_cast<const char *>(message->payload), message->payloadlen)
-                        .toLongLong());
+                taken->values.insert(keyword, plant::count(keyword, payload.toLongLong()));
         });
     mosquitto_connect_async(client, "127.0.0.1", port, keepAlive);
     mosquitto_loop_start(client);

@@ -13,7 +13,8 @@
 struct mosquitto;
 
 // A device of the plant. Publishes its keywords in turn, retained and with QoS 1, and records the
-// values that the broker has acknowledged. Uses only libmosquitto, with a thread of its own. After
+// values that the broker has acknowledged. A value is given as its count, see plant::value().
+// Uses only libmosquitto, with a thread of its own. After
 // a lost connection, it publishes only the newest values, because older ones would count as wrong.
 class Publisher : public QObject
 {
@@ -36,6 +37,10 @@ public:
         qint64 time; // plant::now()
     };
     std::vector<Acknowledged> takeAcknowledged();
+    bool publishes(int keyword) const
+    {
+        return keyword >= first && keyword < first + int(values.size());
+    }
     qint64 sent(int keyword) const { return values[size_t(keyword - first)]; }
     qint64 published() const { return count; }
 
@@ -65,5 +70,5 @@ private:
     bool isLost = false;
 };
 
-// The retained values that a broker delivers to a new subscriber.
+// The counts of the retained values that a broker delivers to a new subscriber.
 QHash<int, qint64> retainedAt(quint16 port, int keywords);

@@ -18,6 +18,7 @@ struct ScenarioOptions
     QList<int> gateways;
     double resync = 0; // in seconds
     int seconds = 0; // of a measurement, or of a fault
+    double slack = 1; // by which goals may be missed
     bool hasBrokersAlone = false; // without gateways
     bool mayEngineLose = false; // report values that brokers lose, but do not fail
 };

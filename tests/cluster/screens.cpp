@@ -28,13 +28,15 @@ Screens::Screens(const Cluster &cluster, const ScreensOptions &options, QObject 
         processes.back()->setCores(cluster.otherCores());
         processes.back()->setLog(cluster.file(q("screens.log")), false);
         connect(processes.back().get(), &ChildProcess::lineRead, this, &Screens::take);
-        arguments.push_back(
-            {q("--url"), cluster.screenUrl(), q("--kind"), options.kind, q("--ca"),
-             cluster.file(q("ca.crt")), q("--certificate"), cluster.file(q("screen.crt")),
-             q("--key"), cluster.file(q("screen.key")), q("--first"), QString::number(first),
-             q("--count"), QString::number(qMin(mostPerProcess, options.screens - first)),
-             q("--keywords-each"), QString::number(options.keywordsEach), q("--keywords"),
-             QString::number(options.keywords)});
+        connect(processes.back().get(), &ChildProcess::ended, this, [this] { ++ended; });
+        arguments.push_back({q("--url"), options.url.isEmpty() ? cluster.screenUrl() : options.url,
+                             q("--kind"), options.kind, q("--ca"), cluster.file(q("ca.crt")),
+                             q("--certificate"), cluster.file(q("screen.crt")), q("--key"),
+                             cluster.file(q("screen.key")), q("--first"), QString::number(first),
+                             q("--count"),
+                             QString::number(qMin(mostPerProcess, options.screens - first)),
+                             q("--keywords-each"), QString::number(options.keywordsEach),
+                             q("--keywords"), QString::number(options.keywords)});
     }
 }
 
@@ -53,7 +55,7 @@ void Screens::take(const QByteArray &line)
 {
     const QJsonObject told = QJsonDocument::fromJson(line).object();
     const QString event = told.value(q("event")).toString();
-    if (event == q("report")) {
+    if (event == q("report") || event == q("floor")) {
         if (told.value(q("number")).toInt() != asked)
             return;
         ++answers;
@@ -62,31 +64,73 @@ void Screens::take(const QByteArray &line)
         sum.wrong += told.value(q("wrong")).toInt();
         sum.events += told.value(q("events")).toInteger();
         sum.stepsBack += told.value(q("stepsBack")).toInteger();
+        sum.foreign += told.value(q("foreign")).toInteger();
         return;
     }
     Course &course = seen[told.value(q("screen")).toInt()];
     const qint64 time = told.value(q("t")).toInteger();
-    const bool wasLive = course.right.size() > course.lost.size();
-    if (event == q("lost"))
-        course.lost.append(time);
-    else if (event == q("attempt"))
-        course.tried.append(time);
-    else if (event == q("connected"))
-        course.connected.append(time);
-    else if (event == q("right"))
-        course.right.append(time);
-    liveCount += int(course.right.size() > course.lost.size()) - int(wasLive);
+    const bool wasRight = course.isRight();
+    course.note(event, time);
+    liveCount += int(course.isRight()) - int(wasRight);
+}
+
+bool Screens::ask(const QByteArray &command, const QByteArray &parameters)
+{
+    sum = {};
+    sum.expectedScreens = options.screens;
+    answers = 0;
+    ++asked;
+    for (const auto &process : processes)
+        process->write(command + ' ' + QByteArray::number(asked) + parameters);
+    waitUntil([this] { return answers == int(processes.size()) || hasEnded(); }, 30000);
+    return answers == int(processes.size()) && !hasEnded();
 }
 
 Screens::Report Screens::report(qint64 expected)
 {
-    sum = {};
-    answers = 0;
-    ++asked;
-    for (const auto &process : processes)
-        process->write(QByteArray::number(asked) + ' ' + QByteArray::number(expected));
-    waitUntil([this] { return answers == int(processes.size()); }, 30000);
+    ask("report", ' ' + QByteArray::number(expected));
     return sum;
+}
+
+Screens::Report Screens::awaitRight(qint64 expected)
+{
+    waitUntil([&] { return report(expected).isRight() || hasEnded(); });
+    return sum;
+}
+
+bool Screens::setFloor(const std::vector<qint64> &values)
+{
+    QByteArray text;
+    for (const qint64 value : values)
+        text += ' ' + QByteArray::number(value);
+    return ask("floor", text);
+}
+
+// A screen may be lost again before it is right again.
+void Screens::Course::note(const QString &event, qint64 time)
+{
+    if (event == q("lost")) {
+        lost.append(time);
+        if (isRight())
+            downSince = time;
+    } else if (event == q("attempt")) {
+        tried.append(time);
+    } else if (event == q("connected")) {
+        connected.append(time);
+    } else if (event == q("right")) {
+        right.append(time);
+        if (downSince > 0)
+            down.append(time - std::exchange(downSince, 0));
+    }
+}
+
+QString Screens::Report::problem() const
+{
+    if (screens < expectedScreens)
+        return q("only %1 of %2 screens have reported").arg(screens).arg(expectedScreens);
+    return q("%1 values on screens stay wrong; %2 values were those of other keywords")
+        .arg(wrong)
+        .arg(foreign);
 }
 
 Usage Screens::usage() const

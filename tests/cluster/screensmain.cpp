@@ -54,6 +54,7 @@ struct Options
     QString key;
     int keywordsEach = 100;
     int keywords = 1000;
+    std::vector<qint64> floor; // of each keyword, below which no value is right; may be empty
 };
 
 // One screen: a client, and the keywords that it shows.
@@ -68,11 +69,13 @@ public:
 
     qint64 events = 0;
     qint64 stepsBack = 0; // changes to an older value while online
+    qint64 foreign = 0; // values of other keywords
 
 private:
     struct Place
     {
         std::unique_ptr<PKeywordProxy> proxy;
+        int keyword = 0;
         qint64 last = -1; // the last value while online
         bool isFresh = false; // since the connection was established
     };
@@ -81,13 +84,14 @@ private:
     void look(Place *place, bool isEvent);
     void tellThat(const char *event) const;
 
+    const Options &options;
     const int number;
     std::unique_ptr<PKeywordClient> client;
     std::vector<Place> places;
     int missing = 0;
 };
 
-Screen::Screen(const Options &options, int number) : number(number)
+Screen::Screen(const Options &options, int number) : options(options), number(number)
 {
     if (options.kind == q("connection")) {
         auto connection = std::make_unique<PKeywordConnection>();
@@ -116,7 +120,8 @@ Screen::Screen(const Options &options, int number) : number(number)
         place->proxy = std::make_unique<PKeywordProxy>();
         PKeywordProxy *const proxy = place->proxy.get();
         proxy->setClient(client.get());
-        proxy->setKeyword(plant::path(plant::shown(number, int(i), options.keywords)));
+        place->keyword = plant::shown(number, int(i), options.keywords);
+        proxy->setKeyword(plant::path(place->keyword));
         connect(proxy, &PKeywordProxy::valueChanged, this, [this, place] { look(place, true); });
         connect(proxy, &PKeywordProxy::stateChanged, this, [this, place] { look(place, false); });
     }
@@ -151,12 +156,17 @@ void Screen::look(Place *place, bool isEvent)
     if (!client->publisher()->active() || !place->proxy->online())
         return;
     bool isNumber = false;
-    const qint64 value = place->proxy->value().toLongLong(&isNumber);
+    const qint64 value = plant::count(place->keyword, place->proxy->value().toLongLong(&isNumber));
     if (!isNumber)
         return;
+    if (value < 0) {
+        ++foreign;
+        return;
+    }
     if (value < place->last)
         ++stepsBack;
-    const bool isRight = value >= place->last;
+    const qint64 floor = options.floor.empty() ? 0 : options.floor.at(size_t(place->keyword));
+    const bool isRight = value >= qMax(place->last, floor);
     place->last = value;
     if (place->isFresh || !isRight)
         return;
@@ -169,7 +179,8 @@ int Screen::wrong(qint64 expected) const
 {
     int count = 0;
     for (const Place &place : places)
-        count += !place.proxy->online() || place.proxy->value().toLongLong() != expected;
+        count += !place.proxy->online()
+            || place.proxy->value().toLongLong() != plant::value(place.keyword, expected);
     return count;
 }
 
@@ -252,23 +263,33 @@ int main(int argc, char **argv)
         for (qsizetype end = read.indexOf('\n'); end >= 0; end = read.indexOf('\n')) {
             const QList<QByteArray> words = read.first(end).split(' ');
             read.remove(0, end + 1);
+            if (words.constFirst() == "floor") {
+                options.floor.assign(size_t(options.keywords), 0);
+                for (size_t i = 0; i < options.floor.size(); ++i)
+                    options.floor[i] = words.value(qsizetype(i) + 2).toLongLong();
+                tell({{q("event"), q("floor")}, {q("number"), words.value(1).toInt()}});
+                continue;
+            }
             qint64 events = 0;
             qint64 stepsBack = 0;
+            qint64 foreign = 0;
             int complete = 0;
             int wrong = 0;
             for (const auto &screen : screens) {
                 events += screen->events;
                 stepsBack += screen->stepsBack;
+                foreign += screen->foreign;
                 complete += screen->isComplete() ? 1 : 0;
-                wrong += screen->wrong(words.value(1).toLongLong());
+                wrong += screen->wrong(words.value(2).toLongLong());
             }
             tell({{q("event"), q("report")},
-                  {q("number"), words.value(0).toInt()},
+                  {q("number"), words.value(1).toInt()},
                   {q("screens"), int(screens.size())},
                   {q("complete"), complete},
                   {q("wrong"), wrong},
                   {q("events"), events},
-                  {q("stepsBack"), stepsBack}});
+                  {q("stepsBack"), stepsBack},
+                  {q("foreign"), foreign}});
         }
     });
     const int result = QCoreApplication::exec();

@@ -31,6 +31,12 @@ bool Site::fail(const QString &what)
     return false;
 }
 
+bool Site::meets(const Goals &goals)
+{
+    return goals.missed().isEmpty()
+        || fail(QStringLiteral("goals missed: ") + goals.missed().join(QStringLiteral("; ")));
+}
+
 // There is one device for each node, regardless of the number of gateways.
 bool Site::start()
 {
@@ -48,8 +54,7 @@ bool Site::start()
         if (!publishLast(1))
             return fail(QStringLiteral("the first values are not acknowledged"));
         int lost = 0;
-        std::vector<qint64> kept;
-        if (waitUntil([&] { return isKept(&lost, &kept); }, 15000))
+        if (waitUntil([&] { return (lost = kept().missing) == 0; }, 15000))
             break;
         if (isInterrupted || i == 5)
             return fail(QStringLiteral("the brokers do not keep the first values"));
@@ -62,17 +67,15 @@ bool Site::start()
         return fail(cluster.error());
     for (int i = 0; i < cluster.gatewayCount() && options.isInspected; ++i) {
         inspectors.push_back(std::make_unique<Inspector>(QStringLiteral("gateway %1").arg(i + 1),
-                                                         cluster.gatewayPort(i), options.keywords));
+                                                         cluster.gatewayPort(i), options.keywords,
+                                                         [this](int k) { return lastSent(k); }));
         for (int keyword = 0; keyword < options.keywords; ++keyword)
             inspectors.back()->noteAcknowledged(keyword, acknowledged[size_t(keyword)], 0);
     }
     if (options.isInspected && !waitUntil([this] { return missing() == 0; }))
         return fail(QStringLiteral("%1 first values are missing").arg(missing()));
-    for (const auto &inspector : inspectors) { // the measurement begins here
-        inspector->longestWrong = 0;
-        inspector->lateValues = 0;
-        inspector->stepsBack = 0;
-    }
+    for (const auto &inspector : inspectors) // the measurement begins here
+        inspector->restart();
     if (options.qos == 0) {
         for (const auto &publisher : publishers)
             publisher->setQos(0, false);
@@ -145,17 +148,19 @@ int Site::missing(const std::vector<qint64> &kept) const
     return count;
 }
 
-bool Site::isKept(int *lost, std::vector<qint64> *kept) const
+Kept Site::kept() const
 {
-    *lost = 0;
-    *kept = acknowledged;
-    for (int node = 0; node < Cluster::nodeCount; ++node) {
-        const QHash<int, qint64> values = retainedAt(cluster.nodePort(node), options.keywords);
-        for (int i = 0; i < options.keywords; ++i) {
-            const qint64 value = values.value(i);
-            *lost += value < acknowledged[size_t(i)];
-            (*kept)[size_t(i)] = qMin((*kept)[size_t(i)], value);
-        }
+    QList<QHash<int, qint64>> nodes;
+    for (int node = 0; node < Cluster::nodeCount; ++node)
+        nodes.append(retainedAt(cluster.nodePort(node), options.keywords));
+    return {acknowledged, nodes};
+}
+
+qint64 Site::lastSent(int keyword) const
+{
+    for (const auto &publisher : publishers) {
+        if (publisher->publishes(keyword))
+            return publisher->sent(keyword);
     }
-    return *lost == 0;
+    return -1;
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "tests/cluster/cluster.h"
+#include "tests/cluster/figures.h"
 #include "tests/cluster/inspector.h"
 #include "tests/cluster/publisher.h"
 #include "tests/cluster/screens.h"
@@ -31,15 +32,13 @@ public:
     // the reason to the report.
     bool start();
     bool fail(const QString &what);
+    bool meets(const Goals &goals); // fails with the goals that were missed
 
     void publish(double perSecond); // all keywords in turn; 0: stop
     bool publishLast(qint64 value); // for each keyword; waits until all are acknowledged
     bool settle(int timeout = 60000); // waits until everything is acknowledged
     int missing(const std::vector<qint64> &kept = {}) const; // values, at all gateways
-    // Whether each node delivers all acknowledged values to a new subscriber. Sets lost to the
-    // total number of values missing at the nodes, and kept to the oldest value of each keyword at
-    // any node.
-    bool isKept(int *lost, std::vector<qint64> *kept) const;
+    Kept kept() const; // what the nodes deliver to new subscribers
 
     const Options options;
     Report *const report;
@@ -52,6 +51,7 @@ public:
 
 private:
     void tick();
+    qint64 lastSent(int keyword) const;
 
     QTimer timer;
     double perSecond = 0;

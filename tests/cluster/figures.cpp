@@ -1,0 +1,63 @@
+// SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
+// SPDX-License-Identifier: MIT
+
+#include "tests/cluster/figures.h"
+
+#include <algorithm>
+#include <cmath>
+
+qint64 percentile(QList<qint64> values, double share)
+{
+    if (values.isEmpty())
+        return -1;
+    std::sort(values.begin(), values.end());
+    return values.at(qsizetype(std::ceil(share * double(values.size()))) - 1);
+}
+
+Density::Density(QList<qint64> times, qint64 from)
+{
+    if (times.isEmpty())
+        return;
+    constexpr qint64 window = 100;
+    std::sort(times.begin(), times.end());
+    qsizetype first = 0;
+    for (qsizetype i = 0; i < times.size(); ++i) {
+        while (times.at(i) - times.at(first) >= window)
+            ++first;
+        most = qMax(most, int(i - first + 1));
+    }
+    // At least one second, because a retry takes place within one.
+    const double windows = double(qMax<qint64>(1000, times.constLast() - from)) / window;
+    average = double(times.size()) / windows;
+}
+
+Kept::Kept(const std::vector<qint64> &acknowledged, const QList<QHash<int, qint64>> &nodes)
+    : expected(acknowledged)
+{
+    for (const QHash<int, qint64> &values : nodes)
+        silentNodes += values.isEmpty();
+    for (size_t i = 0; i < acknowledged.size(); ++i) {
+        QList<qint64> values;
+        for (const QHash<int, qint64> &node : nodes)
+            values.append(node.value(int(i)));
+        std::sort(values.begin(), values.end());
+        const auto old = std::lower_bound(values.cbegin(), values.cend(), acknowledged[i]);
+        missing += int(old - values.cbegin());
+        if (old != values.cend())
+            continue;
+        ++lost;
+        expected[i] = values.constFirst();
+    }
+}
+
+void Goals::atMost(const QString &what, double value, double limit)
+{
+    if (!(value <= limit * slack))
+        texts << QStringLiteral("%1: %2, more than %3").arg(what).arg(value).arg(limit * slack);
+}
+
+void Goals::atLeast(const QString &what, double value, double limit)
+{
+    if (!(value >= limit / slack))
+        texts << QStringLiteral("%1: %2, less than %3").arg(what).arg(value).arg(limit / slack);
+}
