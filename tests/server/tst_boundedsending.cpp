@@ -78,8 +78,8 @@ public:
     int events = 0;
 };
 
-// The last value of each keyword in the frames that a server has sent.
-std::map<QString, int> valuesIn(const QByteArray &frames)
+// The last value, or flag, of each keyword in the frames that a server has sent.
+std::map<QString, int> valuesIn(const QByteArray &frames, const char *member = "value")
 {
     std::map<QString, int> values;
     qsizetype at = 0;
@@ -98,7 +98,8 @@ std::map<QString, int> valuesIn(const QByteArray &frames)
                                             .object()
                                             .value(q("payload"))
                                             .toObject();
-            values[payload.value(q("keyword")).toString()] = payload.value(q("value")).toInt();
+            values[payload.value(q("keyword")).toString()] =
+                payload.value(q(member)).toVariant().toInt();
         }
         at += size;
     }
@@ -203,6 +204,7 @@ private Q_SLOTS:
 
     void stalledReader_costsNoMemory();
     void slowReader_endsWithTheRightValues();
+    void setConnected_ofManyIsBounded();
     void total_isLimited();
     void noProgress_isDropped();
     void noPong_isDropped();
@@ -336,6 +338,45 @@ void tst_BoundedSending::slowReader_endsWithTheRightValues()
     QVERIFY(slow.isConnected());
     slow.setReading(mebibyte);
     QTRY_VERIFY(haveAll(valuesIn(slow.received), keywords, round));
+}
+
+// One client watches a tenth of the keywords of a source that is lost and restored.
+void tst_BoundedSending::setConnected_ofManyIsBounded()
+{
+    constexpr int keywords = 100000;
+    constexpr int watched = keywords / 10;
+    declare(keywords);
+    RawClient stalled(sockets->url());
+    QVERIFY(stalled.open());
+    for (int i = 0; i < watched; ++i)
+        stalled.send(RawClient::frame(1, createOf(10 * i)));
+    QTRY_COMPARE_WITH_TIMEOUT(server->statistics().watchedKeywords, qint64(watched), 60000);
+    QTRY_VERIFY_WITH_TIMEOUT(haveAll(valuesIn(stalled.received, "connected"), watched, 1), 60000);
+    stalled.received.clear();
+    stalled.setReading(0);
+
+    // The system takes what its buffers hold.
+    bool connected = true;
+    const auto isFull = [this] {
+        const Statistics statistics = server->statistics();
+        return statistics.sendingBytes > 0 && statistics.skippedValues > 10 * quint64(watched);
+    };
+    while (!isFull() || connected) {
+        connected = !connected;
+        QCOMPARE(server->setConnected(q("/plant"), connected), keywords);
+        QCoreApplication::processEvents();
+        const qint64 waiting = server->statistics().sendingBytes;
+        QVERIFY2(waiting <= 64 * kibibyte, qPrintable(QString::number(waiting)));
+    }
+
+    stalled.setReading(mebibyte);
+    const auto told = [&stalled] { return valuesIn(stalled.received, "connected"); };
+    QTRY_VERIFY_WITH_TIMEOUT(haveAll(told(), watched, 0), 60000);
+    QTRY_COMPARE(server->statistics().sendingBytes, qint64(0));
+    const std::map<QString, int> states = told();
+    QVERIFY(haveAll(states, watched, 0));
+    for (const auto &[path, connected] : states)
+        QVERIFY2(path.endsWith(QLatin1Char('0')), qPrintable(path)); // every tenth
 }
 
 void tst_BoundedSending::total_isLimited()

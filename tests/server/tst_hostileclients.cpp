@@ -165,6 +165,7 @@ private Q_SLOTS:
     void undecidedWrites_ofThoseWhoLeaveCostLittleMemory();
     void undecidedWrites_areDecidedQuickly();
     void manyCreates_areAllAnswered();
+    void manyCreates_overASocketAreAllAnswered();
     void longPaths_areAnswered_data();
     void longPaths_areAnswered();
     void deepJson_isHarmless_data();
@@ -624,6 +625,60 @@ void tst_HostileClients::manyCreates_areAllAnswered()
     QCOMPARE(statistics.refusedCreates, quint64(count - watched));
     QVERIFY2(costs() < most, qPrintable(QString::number(costs())));
     QVERIFY(neighbour->isServed());
+}
+
+// Over a socket, the commands wait: there are too many per second, and their answers wait for the
+// client, which reads slowly at first.
+void tst_HostileClients::manyCreates_overASocketAreAllAnswered()
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    constexpr int count = 20000;
+#elif defined(QT_NO_DEBUG)
+    constexpr int count = 1000000;
+#else
+    constexpr int count = 100000; // takes some time
+#endif
+    Limits limits = keywords->limits();
+    limits.commandsPerSecond = count / 4; // half of the commands come in the first burst
+    keywords->setLimits(limits);
+    QVERIFY(listen(false));
+    RawClient client(listener->url());
+    QVERIFY(client.open());
+    client.setReading(4096);
+    before = allocated();
+    peak = 0;
+    const QByteArray answer("\"keyEvent\"");
+    qsizetype answers = 0;
+    const auto takeAnswers = [&] {
+        answers += client.received.count(answer);
+        client.received = client.received.right(answer.size() - 1);
+        peak = qMax(peak, costs() - client.socket.bytesToWrite());
+    };
+    for (int i = 0; i < count; ++i) {
+        client.send(frame(createOf("/plant/" + QByteArray::number(i))));
+        if (client.socket.bytesToWrite() < 256 * 1024)
+            continue;
+        QVERIFY(waitFor([&] { return client.socket.bytesToWrite() < 128 * 1024; }, 60000));
+        takeAnswers();
+        QVERIFY(neighbour->isServed());
+    }
+    client.setReading(mebibyte);
+    QVERIFY(waitFor(
+        [&] {
+            takeAnswers();
+            return answers >= count;
+        },
+        120000));
+    QVERIFY(neighbour->isServed());
+    takeAnswers();
+    QCOMPARE(answers, qsizetype(count));
+    const Statistics statistics = keywords->statistics();
+    const int watched = int(statistics.watchedKeywords) - 1; // the neighbor has one subscription
+    QVERIFY(watched > 1000 && watched <= limits.watchedKeywords);
+    QCOMPARE(statistics.refusedCreates, quint64(count - watched));
+    QVERIFY(statistics.delayedCommands > 0);
+    QVERIFY(client.isConnected());
+    QVERIFY2(peak < most, qPrintable(QString::number(peak)));
 }
 
 void tst_HostileClients::longPaths_areAnswered_data()

@@ -56,8 +56,9 @@ protected:
 
 const char *const plainStates[] = {"connected", "half a request", "joined",    "watching",
                                    "aggregate", "full queue",     "undecided", "long answer"};
-const char *const encryptedStates[] = {"connected", "half a TLS handshake", "half a request",
-                                       "joined", "full queue"};
+const char *const encryptedStates[] = {
+    "connected", "half a TLS handshake", "half a request", "joined",     "watching",
+    "aggregate", "full queue",           "undecided",      "long answer"};
 const char *const endings[] = {"client closes",    "client aborts",
                                "server closes",    "server aborts",
                                "listener closes",  "listener deleted",
@@ -310,19 +311,23 @@ void tst_SessionEnds::ends_inEachState()
 
 void tst_SessionEnds::ends_insideOfEachSignal_data()
 {
+    QTest::addColumn<bool>("encrypted");
     QTest::addColumn<QString>("moment");
     QTest::addColumn<QString>("ending");
     for (const char *moment : moments) {
-        for (const char *ending : endings)
-            QTest::addRow("%s, %s", moment, ending) << q(moment) << q(ending);
+        for (const char *ending : endings) {
+            QTest::addRow("ws, %s, %s", moment, ending) << false << q(moment) << q(ending);
+            QTest::addRow("wss, %s, %s", moment, ending) << true << q(moment) << q(ending);
+        }
     }
 }
 
 void tst_SessionEnds::ends_insideOfEachSignal()
 {
+    QFETCH(bool, encrypted);
     QFETCH(QString, moment);
     QFETCH(QString, ending);
-    QVERIFY(listen(false));
+    QVERIFY(listen(encrypted));
     const bool isResumed = moment == q("deliver, resumed");
     QVERIFY(bring(isResumed ? q("full queue") : q("watching")));
     bool done = false;
