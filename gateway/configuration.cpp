@@ -143,9 +143,10 @@ void Reader::readRoles(ConfigurationObject &top)
 QStringList Reader::readPatterns(ConfigurationObject &role, const QString &name)
 {
     const QStringList patterns = role.texts(name).value_or(QStringList());
-    for (const QString &pattern : patterns) {
+    for (qsizetype i = 0; i < patterns.size(); ++i) {
+        const QString &pattern = patterns.at(i);
         if (!server::Role::isPattern(pattern)) {
-            role.problem(name,
+            role.problem(name, i,
                          QStringLiteral("\"%1\" is not a pattern such as /plant/**, where * "
                                         "matches one level and ** any number of levels")
                              .arg(pattern));
@@ -271,10 +272,11 @@ Configuration::Listener Reader::readListener(ConfigurationObject &object)
         object.problem(QStringLiteral("must have a \"port\""));
     listener.isUnencryptedAllowed = object.boolean(QStringLiteral("unencrypted")).value_or(false);
     listener.origins = object.texts(QStringLiteral("origins")).value_or(QStringList());
-    for (const QString &origin : std::as_const(listener.origins)) {
+    for (qsizetype i = 0; i < listener.origins.size(); ++i) {
+        const QString &origin = listener.origins.at(i);
         if (!server::WebSocketKeywordServer::isOrigin(origin)) {
             object.problem(
-                QStringLiteral("origins"),
+                QStringLiteral("origins"), i,
                 QStringLiteral("\"%1\" is not an origin such as https://example.org").arg(origin));
         }
     }
@@ -352,14 +354,17 @@ void Reader::readProxy(ConfigurationObject &listener, ClientIdentification *iden
     if (!proxies)
         return;
     const auto addresses = QStringLiteral("addresses");
-    for (const QString &text : proxies->texts(addresses).value_or(QStringList())) {
+    const QStringList texts = proxies->texts(addresses).value_or(QStringList());
+    for (qsizetype i = 0; i < texts.size(); ++i) {
+        const QString &text = texts.at(i);
         const QPair<QHostAddress, int> address = text.contains(QLatin1Char('/'))
             ? QHostAddress::parseSubnet(text)
             : QPair<QHostAddress, int>(QHostAddress(text),
                                        text.contains(QLatin1Char(':')) ? 128 : 32);
         if (address.first.isNull())
             proxies->problem(
-                addresses, QStringLiteral("\"%1\" is not an address such as 10.0.0.0/8").arg(text));
+                addresses, i,
+                QStringLiteral("\"%1\" is not an address such as 10.0.0.0/8").arg(text));
         identification->proxy.addresses.append(address);
     }
     identification->proxy.addressHeader =

@@ -8,7 +8,6 @@
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
-#include <QtCore/QJsonArray>
 
 #include <cmath>
 
@@ -65,6 +64,12 @@ QString ConfigurationObject::pointer() const
 QString ConfigurationObject::pointerTo(const QString &name) const
 {
     return below(place, name);
+}
+
+QString ConfigurationObject::pointerTo(const QString &name, qsizetype index) const
+{
+    const QString pointer = pointerTo(name);
+    return content.value(name).isArray() ? below(pointer, QString::number(index)) : pointer;
 }
 
 QJsonObject ConfigurationObject::object() const
@@ -144,8 +149,7 @@ std::optional<QStringList> ConfigurationObject::texts(const QString &name)
         if (entries.at(i).isString())
             texts.append(entries.at(i).toString());
         else
-            problems->append(
-                {below(pointerTo(name), QString::number(i)), wrongKind("a text", entries.at(i))});
+            problem(name, i, wrongKind("a text", entries.at(i)));
     }
     if (problemCount() > before)
         return {};
@@ -213,13 +217,27 @@ QList<ConfigurationObject> ConfigurationObject::objects(const QString &name)
     }
     const QJsonArray entries = given.toArray();
     for (qsizetype i = 0; i < entries.size(); ++i) {
-        const QString entry = below(pointerTo(name), QString::number(i));
         if (entries.at(i).isObject())
-            objects.append(ConfigurationObject(entries.at(i).toObject(), entry, problems, folder));
+            objects.append(objectAt(name, i));
         else
-            problems->append({entry, wrongKind("an object", entries.at(i))});
+            problem(name, i, wrongKind("an object", entries.at(i)));
     }
     return objects;
+}
+
+QJsonArray ConfigurationObject::values(const QString &name)
+{
+    const QJsonValue given = value(name);
+    if (given.isUndefined())
+        return {};
+    return given.isArray() ? given.toArray() : QJsonArray {given};
+}
+
+ConfigurationObject ConfigurationObject::objectAt(const QString &name, qsizetype index) const
+{
+    const QJsonValue given = content.value(name);
+    const QJsonValue element = given.isArray() ? given.toArray().at(index) : given;
+    return ConfigurationObject(element.toObject(), pointerTo(name, index), problems, folder);
 }
 
 void ConfigurationObject::problem(const QString &text)
@@ -230,6 +248,11 @@ void ConfigurationObject::problem(const QString &text)
 void ConfigurationObject::problem(const QString &name, const QString &text)
 {
     problems->append({pointerTo(name), text});
+}
+
+void ConfigurationObject::problem(const QString &name, qsizetype index, const QString &text)
+{
+    problems->append({pointerTo(name, index), text});
 }
 
 int ConfigurationObject::problemCount() const

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <QtCore/QJsonArray>
 #include <QtCore/QJsonObject>
 #include <QtCore/QList>
 #include <QtCore/QString>
@@ -33,6 +34,7 @@ public:
 
     QString pointer() const;
     QString pointerTo(const QString &name) const;
+    QString pointerTo(const QString &name, qsizetype index) const;
     QJsonObject object() const;
     bool contains(const QString &name) const;
     QStringList names() const;
@@ -49,9 +51,14 @@ public:
     QJsonValue value(const QString &name); // of any type
     std::optional<ConfigurationObject> object(const QString &name);
     QList<ConfigurationObject> objects(const QString &name); // the elements of a list
+    // The elements of a list, or the only value.
+    QJsonArray values(const QString &name);
+    ConfigurationObject objectAt(const QString &name, qsizetype index) const;
 
     void problem(const QString &text); // with the object as a whole
     void problem(const QString &name, const QString &text); // with a member
+    // With an element of a list, or the only value.
+    void problem(const QString &name, qsizetype index, const QString &text);
     int problemCount() const;
     void finish();
 

@@ -10,6 +10,7 @@
 #include "gateway/mqtt/payload.h"
 #include "gateway/mqtt/topicpattern.h"
 #include "server/keywordserver.h"
+#include "text/suggestion.h"
 
 #include <QtCore/QHash>
 #include <QtCore/QJsonArray>
@@ -110,7 +111,8 @@ private:
     void readPlace();
     void readValues();
     void readMap();
-    void addMapped(const QJsonValue &payload, const QJsonValue &value, const char *member);
+    void addMapped(const QJsonValue &payload, const QJsonValue &value, ConfigurationObject *place,
+                   const QString &member, qsizetype index = 0);
     void readLimits();
     void readWrite();
 
@@ -251,15 +253,16 @@ void KeywordReader::readValues()
     keyword.scale = four;
 }
 
+// The member of the place, or its element at the index, contains the value.
 void KeywordReader::addMapped(const QJsonValue &payload, const QJsonValue &value,
-                              const char *member)
+                              ConfigurationObject *place, const QString &member, qsizetype index)
 {
     QVariant variant = value.toVariant();
     const bool isNumber = value.isDouble();
     if (!keyword.type.isEmpty() && !value.isNull()
         && !server::KeywordServer::fits(variant, keyword.type)) {
-        object.problem(
-            q(member),
+        place->problem(
+            member, index,
             q("%1 is not of the type \"%2\"").arg(QString::fromUtf8(compact(value)), keyword.type));
         return;
     }
@@ -275,30 +278,29 @@ void KeywordReader::readMap()
 {
     const QJsonValue map = object.value(q("map"));
     if (map.isObject()) {
-        const QJsonObject payloads = map.toObject();
-        for (auto it = payloads.begin(); it != payloads.end(); ++it)
-            addMapped(it.key(), it.value(), "map");
+        auto payloads = object.object(q("map"));
+        const QStringList names = payloads->names();
+        for (const QString &payload : names)
+            addMapped(payload, payloads->value(payload), &*payloads, payload);
     } else if (map.isArray()) {
         const QJsonArray pairs = map.toArray();
-        for (const QJsonValue &pair : pairs) {
-            if (pair.toArray().size() == 2)
-                addMapped(pair.toArray().at(0), pair.toArray().at(1), "map");
+        for (qsizetype i = 0; i < pairs.size(); ++i) {
+            const QJsonArray pair = pairs.at(i).toArray();
+            if (pair.size() == 2)
+                addMapped(pair.at(0), pair.at(1), &object, q("map"), i);
             else
-                object.problem(q("map"), q("must contain pairs of a payload and a value"));
+                object.problem(q("map"), i, q("must contain a payload and a value"));
         }
     } else if (!map.isUndefined()) {
         object.problem(q("map"), q("must be an object of payloads and their values"));
     }
     for (const bool value : {true, false}) {
         const auto member = value ? "true" : "false";
-        const QJsonValue payload = object.value(q(member));
-        if (payload.isUndefined())
-            continue;
-        if (keyword.type != q("bool"))
+        const QJsonArray payloads = object.values(q(member));
+        if (!payloads.isEmpty() && keyword.type != q("bool"))
             object.problem(q(member), q("is for the type \"bool\""));
-        const QJsonArray several = payload.isArray() ? payload.toArray() : QJsonArray {payload};
-        for (const QJsonValue &one : several)
-            addMapped(one, value, member);
+        for (const QJsonValue &payload : payloads)
+            addMapped(payload, value, &object, q(member));
     }
     if (!keyword.values.isEmpty() && keyword.scale)
         object.problem(q("scale"), q("cannot be used together with a map"));
@@ -335,10 +337,11 @@ void KeywordReader::readLimits()
     if (!choices.isArray() || choices.toArray().isEmpty())
         object.problem(q("choices"), q("must be a list of values"));
     const QJsonArray list = choices.toArray();
-    for (const QJsonValue &choice : list) {
+    for (qsizetype i = 0; i < list.size(); ++i) {
+        const QJsonValue choice = list.at(i);
         if (!keyword.type.isEmpty()
             && !server::KeywordServer::fits(choice.toVariant(), keyword.type)) {
-            object.problem(q("choices"),
+            object.problem(q("choices"), i,
                            q("%1 is not of the type \"%2\"")
                                .arg(QString::fromUtf8(compact(choice)), keyword.type));
         }
@@ -382,6 +385,17 @@ void KeywordReader::readWrite()
     write->finish();
 }
 
+// Empty if there is a convention of this name.
+QString problemOfConvention(const QString &name)
+{
+    const QStringList known = Convention::names();
+    if (known.contains(name))
+        return {};
+    const QString hint = suggestion(name, known);
+    return q("\"%1\" is not a convention%2")
+        .arg(name, hint.isEmpty() ? q("; available conventions: ") + known.join(q(", ")) : hint);
+}
+
 class SourceReader
 {
 public:
@@ -396,6 +410,7 @@ private:
     void readUrl(ConfigurationObject &mqtt);
     void readMapping();
     void readConventions();
+    static MappingOptions::DescribedBy readConvention(ConfigurationObject &object);
     void readTests();
 
     ConfigurationObject &source;
@@ -503,9 +518,10 @@ void SourceReader::readMapping()
     const bool hasOther = source.contains(q("keywords")) || source.contains(q("conventions"));
     mapping.topics =
         source.texts(q("topics")).value_or(hasOther ? QStringList() : QStringList {q("#")});
-    for (const QString &filter : std::as_const(mapping.topics)) {
+    for (qsizetype i = 0; i < mapping.topics.size(); ++i) {
+        const QString &filter = mapping.topics.at(i);
         if (!TopicPattern::fromFilter(filter))
-            source.problem(q("topics"), q("\"%1\" is not a topic filter").arg(filter));
+            source.problem(q("topics"), i, q("\"%1\" is not a topic filter").arg(filter));
     }
     mapping.availability = readAvailability(source, {}, true);
     mapping.meta = source.boolean(q("meta")).value_or(false);
@@ -525,34 +541,43 @@ void SourceReader::readMapping()
 void SourceReader::readConventions()
 {
     const auto member = q("conventions");
-    QJsonValue value = source.value(member);
-    if (value.isUndefined())
-        return;
-    const QStringList known = Convention::names();
-    const QJsonArray list = value.isArray() ? value.toArray() : QJsonArray {value};
+    const QJsonArray list = source.values(member);
     for (qsizetype i = 0; i < list.size(); ++i) {
         MappingOptions::DescribedBy use;
         const QJsonValue entry = list.at(i);
-        use.name = entry.isObject() ? entry[q("name")].toString() : entry.toString();
-        if (!known.contains(use.name)) {
-            source.problem(member,
-                           q("\"%1\" is not a convention; available conventions: %2")
-                               .arg(use.name, known.join(q(", "))));
-            continue;
-        }
-        const QJsonObject object = entry.toObject();
-        for (auto it = object.begin(); it != object.end(); ++it) {
-            if (it.key() == q("base") && it.value().isString())
-                use.options.base = it.value().toString();
-            else if (it.key() == q("sleepingIsOnline") && it.value().isBool())
-                use.options.sleepingIsOnline = it.value().toBool();
-            else if (it.key() == q("alertsAreErrors") && it.value().isBool())
-                use.options.alertsAreErrors = it.value().toBool();
-            else if (it.key() != q("name"))
-                source.problem(member, q("\"%1\" is not known, or of another kind").arg(it.key()));
+        if (entry.isString()) {
+            use.name = entry.toString();
+            const QString problem = problemOfConvention(use.name);
+            if (!problem.isEmpty())
+                source.problem(member, i, problem);
+        } else if (entry.isObject()) {
+            ConfigurationObject object = source.objectAt(member, i);
+            use = readConvention(object);
+        } else {
+            source.problem(member, i, q("must be the name of a convention, or an object"));
         }
         settings->mapping.conventions.append(use);
     }
+}
+
+MappingOptions::DescribedBy SourceReader::readConvention(ConfigurationObject &object)
+{
+    MappingOptions::DescribedBy use;
+    const std::optional<QString> name = object.text(q("name"));
+    const QString problem = name ? problemOfConvention(*name) : QString();
+    if (!object.contains(q("name")))
+        object.problem(q("must have a \"name\""));
+    else if (!problem.isEmpty())
+        object.problem(q("name"), problem);
+    use.name = name.value_or(QString());
+    ConventionOptions &options = use.options;
+    options.base = object.text(q("base")).value_or(options.base);
+    options.sleepingIsOnline =
+        object.boolean(q("sleepingIsOnline")).value_or(options.sleepingIsOnline);
+    options.alertsAreErrors =
+        object.boolean(q("alertsAreErrors")).value_or(options.alertsAreErrors);
+    object.finish();
+    return use;
 }
 
 void SourceReader::readTests()

@@ -206,6 +206,12 @@ void tst_Configuration::problems_sayWhereAndWhat_data()
         "/listen/1: another listener has this address and port");
     row("origin", R"({"listen": [{"port": 0, "origins": "example.org"}]})",
         "/listen/0/origins: \"example.org\" is not an origin such as https://example.org");
+    row("one of several origins",
+        R"({"listen": [{"port": 0, "origins": ["https://example.org", "example.org"]}]})",
+        "/listen/0/origins/1: \"example.org\" is not an origin such as https://example.org");
+    row("one of several proxies",
+        R"({"listen": [{"port": 0, "proxies": {"addresses": ["::1", "x"]}}]})",
+        "/listen/0/proxies/addresses/1: \"x\" is not an address such as 10.0.0.0/8");
     row("role of a listener",
         R"({"listen": [{"port": 0, "role": "oprator"}], "roles": {"operator": {}}})",
         "/listen/0/role: there is no role \"oprator\"; did you mean operator?");
@@ -223,7 +229,7 @@ void tst_Configuration::problems_sayWhereAndWhat_data()
         "/listen/0: a listener behind a proxy cannot have a role, because all clients of the proxy "
         "would get it. Use tokens or certificates instead");
     row("pattern", with(R"("roles": {"a": {"read": ["/plant/**", "plant"]}})"),
-        "/roles/a/read: \"plant\" is not a pattern such as /plant/**, where * matches one level "
+        "/roles/a/read/1: \"plant\" is not a pattern such as /plant/**, where * matches one level "
         "and ** any number of levels");
     row("role name", with(R"("roles": {"*": {}})"), "/roles/*: \"*\" is not a valid role name");
     row("role member", with(R"("roles": {"a/b": {"wirte": []}})"),

@@ -182,11 +182,29 @@ void tst_MqttSourceType::problems_areSaid_data()
         row(name, withMqtt("\"keywords\":[{" + members + "}]"), problems);
     };
     row("filter", withMqtt("\"topics\":[\"a/#/b\"]"),
+        "/sources/0/topics/0: \"a/#/b\" is not a topic filter");
+    row("one filter", withMqtt("\"topics\":\"a/#/b\""),
         "/sources/0/topics: \"a/#/b\" is not a topic filter");
-    row("convention", withMqtt("\"conventions\":[\"homy\"]"),
-        "/sources/0/conventions: \"homy\" is not a convention; available conventions: ");
+    row("convention", withMqtt("\"conventions\":[\"homi\"]"),
+        "/sources/0/conventions/0: \"homi\" is not a convention; did you mean homie?");
+    row("no convention like it", withMqtt("\"conventions\":[\"homie\",\"x\"]"),
+        "/sources/0/conventions/1: \"x\" is not a convention; available conventions: ");
+    row("one convention", withMqtt("\"conventions\":\"zigbe2mqtt\""),
+        "/sources/0/conventions: \"zigbe2mqtt\" is not a convention; did you mean zigbee2mqtt?");
+    row("name of a convention", withMqtt("\"conventions\":[{\"name\":\"hommie\"}]"),
+        "/sources/0/conventions/0/name: \"hommie\" is not a convention; did you mean homie?");
+    row("convention without a name", withMqtt("\"conventions\":[{\"base\":\"a\"}]"),
+        "/sources/0/conventions/0: must have a \"name\"");
+    row("no text for a convention", withMqtt("\"conventions\":[1]"),
+        "/sources/0/conventions/0: must be the name of a convention, or an object");
     row("convention's member", withMqtt("\"conventions\":{\"name\":\"homie\",\"bas\":\"x\"}"),
-        "/sources/0/conventions: \"bas\" is not known, or of another kind");
+        "/sources/0/conventions/bas: unknown member \"bas\"; did you mean base?");
+    row("convention's member, in a list",
+        withMqtt("\"conventions\":[\"homie\",{\"name\":\"homie\",\"bas\":\"x\"}]"),
+        "/sources/0/conventions/1/bas: unknown member \"bas\"; did you mean base?");
+    row("convention's member of another kind",
+        withMqtt("\"conventions\":[{\"name\":\"homie\",\"base\":1}]"),
+        "/sources/0/conventions/0/base: must be a text, not a number");
     row("availability without a topic", withMqtt("\"available\":{\"online\":\"x\"}"),
         "/sources/0/available: must have a \"topic\"");
     row("availability with one word",
@@ -215,7 +233,12 @@ void tst_MqttSourceType::problems_areSaid_data()
     entry("scale of a text", "\"topic\":\"a\",\"type\":\"string\",\"scale\":[0,1,0,2]",
           "/sources/0/keywords/0/scale: is for numbers, not for the type \"string\"");
     entry("map of another type", "\"topic\":\"a\",\"type\":\"bool\",\"map\":{\"ON\":1}",
-          "/sources/0/keywords/0/map: 1 is not of the type \"bool\"");
+          "/sources/0/keywords/0/map/ON: 1 is not of the type \"bool\"");
+    entry("list of pairs of another type",
+          "\"topic\":\"a\",\"type\":\"bool\",\"map\":[[\"ON\",true],[\"OFF\",0]]",
+          "/sources/0/keywords/0/map/1: 0 is not of the type \"bool\"");
+    entry("no pair", "\"topic\":\"a\",\"type\":\"bool\",\"map\":[[\"ON\",true],1]",
+          "/sources/0/keywords/0/map/1: must contain a payload and a value");
     entry("map of several types", "\"topic\":\"a\",\"map\":{\"ON\":1,\"OFF\":\"x\"}",
           "/sources/0/keywords/0/map: has values of several types: set the \"type\"");
     entry(
@@ -225,7 +248,7 @@ void tst_MqttSourceType::problems_areSaid_data()
     entry("range", "\"topic\":\"a\",\"range\":[2,1]",
           "/sources/0/keywords/0/range: must be [minimum, maximum], of which one may be null");
     entry("choices", "\"topic\":\"a\",\"type\":\"string\",\"choices\":[1]",
-          "/sources/0/keywords/0/choices: 1 is not of the type \"string\"");
+          "/sources/0/keywords/0/choices/0: 1 is not of the type \"string\"");
     entry("time", "\"topic\":\"a\",\"staleAfter\":0",
           "/sources/0/keywords/0/staleAfter: must be a number of seconds, above 0 and at most a "
           "year");
