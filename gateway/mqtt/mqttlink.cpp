@@ -50,7 +50,8 @@ auto membersOf(const MqttOptions &options)
     return std::tie(options.name, options.host, options.port, options.tls, options.user,
                     options.passwordFile, options.authorityFile, options.certificateFile,
                     options.keyFile, options.clientId, options.keepAlive, options.version,
-                    options.announceTopic, options.connectWithin, options.resync);
+                    options.announceTopic, options.connectWithin, options.resync,
+                    options.retryRefused);
 }
 
 QString text(const char *utf8)

@@ -101,6 +101,7 @@ Source::Statistics MqttSource::statistics() const
     result.unreadable = counters.unreadable;
     result.skipped = counters.skipped;
     result.connections = counters.connections;
+    result.refusedFilters = counters.refusedFilters;
     return result;
 }
 
