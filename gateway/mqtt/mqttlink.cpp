@@ -578,7 +578,10 @@ void MqttLink::Private::fail(const QString &why)
     // The previous close may have been caused by a proxy, and not by the broker.
     if (wasConnected && options.version == 0 && !isFiveRefused)
         version = 5;
-    log(reason);
+    if (wasConnected)
+        logged.clear(); // the gateway logs the loss; the next connection is news again
+    else
+        log(reason);
     setState(State::Connecting);
     if (state == State::Connecting) // a receiver of the signal may have closed the link
         drop();
