@@ -78,6 +78,8 @@ QByteArray sourceMetrics(const QList<Gateway::SourceStatus> &sources)
          [](const Status &s) { return s.isReady ? 1 : 0; }},
         {"connections_total", "counter", "Connections made to the source.",
          counted(&Source::Statistics::connections)},
+        {"source_refused_subscriptions", "gauge", "Subscriptions that the source refuses.",
+         counted(&Source::Statistics::refusedFilters)},
         {"messages_total", "counter", "Messages received from the source.",
          counted(&Source::Statistics::messages)},
         {"received_bytes_total", "counter", "Bytes of these messages.",

@@ -100,6 +100,7 @@ public:
         quint64 conflicts = 0; // keywords that are not reported, because another one has their path
         quint64 skipped = 0; // parts of descriptions that could not be mapped
         quint64 connections = 0; // established since the start
+        quint64 refusedFilters = 0; // subscriptions that are refused now
     };
 
     using QObject::QObject;
@@ -109,7 +110,7 @@ public:
     // Ends with State::Stopped, immediately or later, after all pending writes are answered.
     virtual void stop() = 0;
     virtual State state() const = 0;
-    virtual QString reason() const = 0; // why it is not ready, as text; empty if it is
+    virtual QString reason() const = 0; // why it is not, or not entirely, ready; otherwise empty
     virtual Statistics statistics() const = 0;
 
     // A client has subscribed to the path, which may be unknown, or no client is subscribed to it

@@ -50,7 +50,8 @@ auto membersOf(const MqttOptions &options)
     return std::tie(options.name, options.host, options.port, options.tls, options.user,
                     options.passwordFile, options.authorityFile, options.certificateFile,
                     options.keyFile, options.clientId, options.keepAlive, options.version,
-                    options.announceTopic, options.connectWithin, options.resync);
+                    options.announceTopic, options.connectWithin, options.resync,
+                    options.retryRefused);
 }
 
 QString text(const char *utf8)
@@ -577,7 +578,10 @@ void MqttLink::Private::fail(const QString &why)
     // The previous close may have been caused by a proxy, and not by the broker.
     if (wasConnected && options.version == 0 && !isFiveRefused)
         version = 5;
-    log(reason);
+    if (wasConnected)
+        logged.clear(); // the gateway logs the loss; the next connection is news again
+    else
+        log(reason);
     setState(State::Connecting);
     if (state == State::Connecting) // a receiver of the signal may have closed the link
         drop();

@@ -31,6 +31,7 @@ struct MqttOptions
     QString announceTopic; // "1" is published here while connected, otherwise "0"; may be empty
     std::chrono::milliseconds connectWithin {5000};
     std::chrono::milliseconds resync {0}; // how often to request retained messages again; 0: never
+    std::chrono::milliseconds retryRefused {60000}; // how often to request refused subscriptions
 };
 
 bool operator==(const MqttOptions &left, const MqttOptions &right);

@@ -103,6 +103,7 @@ Source::Statistics MqttSource::statistics() const
     result.conflicts = counters.conflicts;
     result.skipped = counters.skipped;
     result.connections = counters.connections;
+    result.refusedFilters = counters.refusedFilters;
     return result;
 }
 

@@ -14,7 +14,8 @@
 namespace pellix::gateway {
 
 // A source for the topics of a broker. It is ready when it has subscribed to everything and
-// received the retained messages.
+// received the retained messages. Subscriptions that the broker refuses do not count unless it
+// refuses all of them; they are requested again periodically.
 class MqttSource : public Source
 {
     Q_OBJECT

@@ -32,6 +32,14 @@ MappingOptions withResync(MappingOptions mapping, bool isResynced)
     return mapping;
 }
 
+QString refusalText(const QByteArrayList &filters)
+{
+    const QString text = QStringLiteral("the broker refuses the subscription to ")
+        + QString::fromUtf8(filters.constFirst());
+    return filters.size() == 1 ? text
+                               : text + QStringLiteral(", and %1 others").arg(filters.size() - 1);
+}
+
 } // namespace
 
 bool MqttNews::add(Item item)
@@ -75,11 +83,13 @@ std::optional<MqttNews::Item> MqttNews::take(qsizetype most)
 MqttWorker::MqttWorker(const MqttOptions &options, int qos, const MappingOptions &mapping,
                        const std::shared_ptr<MqttNews> &news)
     : link(new MqttLink(options, this)), expiry(new QTimer(this)), resyncTimer(new QTimer(this)),
+      retryTimer(new QTimer(this)),
       mapping(std::make_unique<TopicMapping>(withResync(mapping, options.resync > 0ms))),
       news(news), name(options.name), resyncPeriod(options.resync), qos(qos)
 {
     expiry->setSingleShot(true);
     resyncTimer->setSingleShot(true);
+    retryTimer->setInterval(options.retryRefused);
     clock.start();
     link->setMessageHandler([this](const MqttMessage &message) { takeMessage(message); });
     connect(link, &MqttLink::stateChanged, this, &MqttWorker::onStateChanged);
@@ -87,15 +97,7 @@ MqttWorker::MqttWorker(const MqttOptions &options, int qos, const MappingOptions
     connect(link, &MqttLink::subscribed, this, &MqttWorker::onSubscribed);
     connect(link, &MqttLink::answered, this, &MqttWorker::onAnswered);
     connect(link, &MqttLink::readingPaused, this, &MqttWorker::flush);
-    connect(link, &MqttLink::filterRefused, this,
-            [this](const QByteArray &filter, const QString &reason) {
-                if (refusedFilters.contains(filter)) // again, because of a resync
-                    return;
-                refusedFilters.append(filter);
-                qCWarning(lcMqttSource).noquote() << name
-                        + QStringLiteral(": the broker refuses the subscription to ")
-                        + QString::fromUtf8(filter) + QStringLiteral(": ") + reason;
-            });
+    connect(link, &MqttLink::filterRefused, this, &MqttWorker::onFilterRefused);
     connect(link, &MqttLink::published, this,
             [this](quint64 id, MqttLink::Outcome outcome, const QString &reason) {
                 answer(id,
@@ -106,6 +108,7 @@ MqttWorker::MqttWorker(const MqttOptions &options, int qos, const MappingOptions
             });
     connect(expiry, &QTimer::timeout, this, &MqttWorker::flush);
     connect(resyncTimer, &QTimer::timeout, this, &MqttWorker::resync);
+    connect(retryTimer, &QTimer::timeout, this, &MqttWorker::retryRefused);
 }
 
 MqttWorker::~MqttWorker() = default;
@@ -126,9 +129,8 @@ void MqttWorker::setState(Source::State next)
     item.state = next;
     if (next == Source::State::Connecting || next == Source::State::Lost)
         item.reason = link->reason();
-    else if (next == Source::State::Subscribing && !refusedFilters.isEmpty())
-        item.reason = QStringLiteral("the broker refuses the subscription to %1")
-                          .arg(QString::fromUtf8(refusedFilters.constFirst()));
+    else if (next != Source::State::Stopped && !refusedFilters.isEmpty())
+        item.reason = refusalText(refusedFilters);
     else if (next == Source::State::Subscribing)
         item.reason = QStringLiteral("waiting for the retained messages of the broker");
     add(std::move(item));
@@ -158,6 +160,7 @@ void MqttWorker::stop()
     setState(Source::State::Stopped);
     expiry->stop(); // must be stopped in its own thread
     resyncTimer->stop();
+    retryTimer->stop();
 }
 
 void MqttWorker::onStateChanged(MqttLink::State linkState)
@@ -168,12 +171,14 @@ void MqttWorker::onStateChanged(MqttLink::State linkState)
     case MqttLink::State::Connecting:
         resyncTimer->stop();
         isResyncing = false;
+        retryTimer->stop();
         if (state == Source::State::Subscribing || state == Source::State::Ready)
             setState(Source::State::Lost);
         break;
     case MqttLink::State::Connected:
         ++news->counters.connections;
         refusedFilters.clear();
+        retriedFilters.clear();
         mapping->beginConnection();
         fresh = 0;
         quietAnswers = 0;
@@ -182,23 +187,79 @@ void MqttWorker::onStateChanged(MqttLink::State linkState)
         mapping->takeNewFilters(); // the subscription below includes all of them
         mapping->takeOldFilters();
         setState(Source::State::Subscribing);
-        link->subscribe(mapping->filters(), qos);
+        subscribe(mapping->filters());
         break;
     }
+}
+
+void MqttWorker::subscribe(const QByteArrayList &filters, MqttLink::Retained retained)
+{
+    for (const QByteArray &filter : filters) {
+        if (refusedFilters.removeOne(filter))
+            retriedFilters.append(filter);
+    }
+    link->subscribe(filters, qos, retained);
+}
+
+// A refusal is logged once, regardless of how often the subscription is requested.
+void MqttWorker::onFilterRefused(const QByteArray &filter, const QString &reason)
+{
+    const bool isKnown = retriedFilters.removeOne(filter) || refusedFilters.contains(filter);
+    if (!refusedFilters.contains(filter))
+        refusedFilters.append(filter);
+    if (isKnown)
+        return;
+    qCWarning(lcMqttSource).noquote() << name
+            + QStringLiteral(": the broker refuses the subscription to ")
+            + QString::fromUtf8(filter) + QStringLiteral(": ") + reason;
+}
+
+// Called when the reply to each subscription is known.
+void MqttWorker::tellRefusals()
+{
+    const QByteArrayList granted = std::exchange(retriedFilters, {});
+    for (const QByteArray &filter : granted) {
+        qCInfo(lcMqttSource).noquote() << name
+                + QStringLiteral(": the broker now accepts the subscription to ")
+                + QString::fromUtf8(filter);
+    }
+    if (refusedFilters.isEmpty())
+        retryTimer->stop();
+    else if (!retryTimer->isActive())
+        retryTimer->start();
+    if (refusedFilters == toldRefusals)
+        return;
+    toldRefusals = refusedFilters;
+    news->counters.refusedFilters = quint64(refusedFilters.size());
+    if (state == Source::State::Ready)
+        setState(state); // with the new reason
+}
+
+// They are no longer needed.
+void MqttWorker::forgetRefusals(const QByteArrayList &filters)
+{
+    for (const QByteArray &filter : filters) {
+        refusedFilters.removeOne(filter);
+        retriedFilters.removeOne(filter);
+    }
+}
+
+void MqttWorker::retryRefused()
+{
+    if (!isResyncing) // which requests them, too
+        subscribe(QByteArrayList(refusedFilters));
 }
 
 // The protocol does not indicate the last retained message. However, a broker replies in order: if
 // it has replied twice with no new message in between, there are no more.
 void MqttWorker::onSubscribed()
 {
-    if (isResyncing) {
-        quietAnswers = 0;
-        asked = link->askForAnswer();
+    tellRefusals();
+    if (!isResyncing && state != Source::State::Subscribing)
         return;
-    }
-    if (state != Source::State::Subscribing || !refusedFilters.isEmpty()) {
-        if (state == Source::State::Subscribing)
-            setState(state); // reports the refused filter
+    if (!isResyncing && !refusedFilters.isEmpty()
+        && refusedFilters.size() >= mapping->filters().size()) {
+        setState(state); // there is nothing to wait for
         return;
     }
     quietAnswers = 0;
@@ -251,7 +312,7 @@ void MqttWorker::resync()
     recovered = mapping->statistics().recovered;
     resyncStart = QDateTime::currentMSecsSinceEpoch();
     subscribing.start();
-    link->subscribe(mapping->filters(), qos, MqttLink::Retained::SentAgain);
+    subscribe(mapping->filters(), MqttLink::Retained::SentAgain);
 }
 
 std::chrono::milliseconds MqttWorker::untilResync() const
@@ -264,7 +325,7 @@ void MqttWorker::endResync()
     isResyncing = false;
     syncedAt = resyncStart;
     if (link->version() == 5)
-        link->subscribe(mapping->filters(), qos, MqttLink::Retained::NotSent);
+        subscribe(mapping->filters(), MqttLink::Retained::NotSent);
     const auto next = mapping->hasDoubts() ? qMin(settlingTime, untilResync()) : untilResync();
     resyncTimer->start(qMax(next, 1ms));
     const quint64 missed = mapping->statistics().recovered - recovered;
@@ -301,11 +362,13 @@ void MqttWorker::subscribeNew()
     const QByteArrayList removed = mapping->takeOldFilters();
     if (link->state() != MqttLink::State::Connected)
         return; // all filters are subscribed to once there is a connection
-    if (!removed.isEmpty())
+    if (!removed.isEmpty()) {
         link->unsubscribe(removed);
+        forgetRefusals(removed);
+    }
     if (!added.isEmpty()) {
         asked = 0; // wait until the broker has granted them
-        link->subscribe(added, qos);
+        subscribe(added);
     }
 }
 
@@ -352,9 +415,9 @@ void MqttWorker::setMapping(const MappingOptions &options, int newQos)
         std::copy_if(before.begin(), before.end(), std::back_inserter(removed),
                      [&after](const QByteArray &filter) { return !after.contains(filter); });
         link->unsubscribe(removed);
-        refusedFilters.clear();
+        forgetRefusals(removed);
         isResyncing = false;
-        link->subscribe(after, qos);
+        subscribe(after);
     }
     flush();
 }

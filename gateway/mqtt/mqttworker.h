@@ -60,6 +60,7 @@ public:
         std::atomic<quint64> conflicts {0};
         std::atomic<quint64> skipped {0};
         std::atomic<quint64> connections {0};
+        std::atomic<quint64> refusedFilters {0};
     };
     Counters counters;
 
@@ -94,6 +95,12 @@ private:
     void onStateChanged(MqttLink::State state);
     void onSubscribed();
     void onAnswered(int number);
+    void subscribe(const QByteArrayList &filters,
+                   MqttLink::Retained retained = MqttLink::Retained::Sent);
+    void onFilterRefused(const QByteArray &filter, const QString &reason);
+    void tellRefusals();
+    void forgetRefusals(const QByteArrayList &filters);
+    void retryRefused();
     void subscribeNew();
     void resync();
     std::chrono::milliseconds untilResync() const; // the next one that is due
@@ -106,6 +113,7 @@ private:
     MqttLink *const link;
     QTimer *const expiry;
     QTimer *const resyncTimer;
+    QTimer *const retryTimer; // while subscriptions are refused
     std::unique_ptr<TopicMapping> mapping;
     const std::shared_ptr<MqttNews> news;
     const QString name;
@@ -113,6 +121,8 @@ private:
     int qos;
     Source::State state = Source::State::Stopped;
     QByteArrayList refusedFilters;
+    QByteArrayList retriedFilters; // were refused before; the reply is pending
+    QByteArrayList toldRefusals; // the refused filters that the source knows
     int asked = 0; // number of the reply after which all retained messages have arrived
     int quietAnswers = 0;
     quint64 fresh = 0; // first messages of retained topics since the last request

@@ -13,9 +13,12 @@
 #include "tests/server/testclient.h"
 #include "tests/support/waitfor.h"
 
+#include <QtCore/QDirIterator>
 #include <QtCore/QElapsedTimer>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
+
+#include <mutex>
 
 using namespace pellix::gateway;
 using namespace std::chrono_literals;
@@ -173,6 +176,69 @@ TopicKeyword setpoint(std::chrono::milliseconds confirmWithin = 20s)
     return keyword;
 }
 
+QString accessPlugin()
+{
+    const QString name = q("mosquitto_dynamic_security.so");
+    QDirIterator files(q("/usr/lib"), {name}, QDir::Files, QDirIterator::Subdirectories);
+    return files.hasNext() ? files.next() : QString();
+}
+
+// A broker that refuses subscriptions other than open/#, until it accepts all.
+class RefusingBroker : public Broker
+{
+public:
+    RefusingBroker()
+    {
+        const QString rules = writeFile(
+            q("rules.json"),
+            R"({"defaultACLAccess":{"publishClientSend":true,"publishClientReceive":true,)"
+            R"("subscribe":false,"unsubscribe":true},"clients":[],"anonymousGroup":"all",)"
+            R"("groups":[{"groupname":"all","roles":[{"rolename":"all"}]}],)"
+            R"("roles":[{"rolename":"all","acls":[)"
+            R"({"acltype":"publishClientSend","topic":"$CONTROL/#","allow":true},)"
+            R"({"acltype":"subscribePattern","topic":"open/#","allow":true}]}]})");
+        options.lines = {"plugin " + QFile::encodeName(accessPlugin()),
+                         "plugin_opt_config_file " + QFile::encodeName(rules)};
+    }
+    void acceptAll() const
+    {
+        BrokerClient administrator(*this);
+        administrator.publish("$CONTROL/dynamic-security/v1",
+                              R"({"commands":[{"command":"setDefaultACLAccess","acls":[)"
+                              R"({"acltype":"subscribe","allow":true}]}]})");
+        administrator.flush();
+    }
+};
+
+// The lines of the log while it exists.
+class LogLines
+{
+public:
+    LogLines()
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        lines.clear();
+        previous = qInstallMessageHandler(take);
+    }
+    ~LogLines() { qInstallMessageHandler(previous); }
+    Q_DISABLE_COPY_MOVE(LogLines)
+    static QStringList with(const char *text)
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        return lines.filter(q(text));
+    }
+
+private:
+    static void take(QtMsgType, const QMessageLogContext &, const QString &line)
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        lines.append(line);
+    }
+    static inline std::mutex mutex;
+    static inline QStringList lines;
+    QtMessageHandler previous = nullptr;
+};
+
 #define QTRY_STATE(observed, expected)                                                             \
     QTRY_COMPARE_WITH_TIMEOUT((observed).source.state(), expected, longTime)
 
@@ -193,6 +259,10 @@ private Q_SLOTS:
     void restart_isFollowed();
     void frozenBroker_isLost();
     void otherPassword_isLost();
+    void refusedFilter_leavesTheOthers_data();
+    void refusedFilter_leavesTheOthers();
+    void allFiltersRefused_isNotReady();
+    void refusedFilter_mayBeRemoved();
     void write_isAnswered();
     void write_isRefused_data();
     void write_isRefused();
@@ -221,6 +291,7 @@ private Q_SLOTS:
     void mounted_deviceThatNeverAnswers();
     void mounted_deviceThatAnswersSomethingElse();
     void mounted_refusedWriteIsNotSentLater();
+    void mounted_refusedFilterIsOffline();
     void mounted_lostWriteIsUnknownToItsWriter();
 };
 
@@ -413,6 +484,95 @@ void tst_MqttSource::otherPassword_isLost()
     QCOMPARE(source.state(), State::Lost);
     broker.writeFile(q("secret"), "other");
     QTRY_COMPARE_WITH_TIMEOUT(source.state(), State::Ready, longTime);
+}
+
+void tst_MqttSource::refusedFilter_leavesTheOthers_data()
+{
+    QTest::addColumn<std::chrono::milliseconds>("resync");
+    QTest::newRow("without resync") << 0ms;
+    QTest::newRow("with resync") << 300ms;
+}
+
+void tst_MqttSource::refusedFilter_leavesTheOthers()
+{
+    QFETCH(const std::chrono::milliseconds, resync);
+    if (accessPlugin().isEmpty())
+        QSKIP("mosquitto has no dynamic security here");
+    RefusingBroker broker;
+    QVERIFY(broker.start());
+    BrokerClient writer(broker);
+    writer.publish("open/a", "1", true);
+    writer.publish("secret/b", "2", true);
+    QVERIFY(writer.flush());
+    MappingOptions mapping;
+    mapping.topics = QStringList {q("open/#"), q("secret/#")};
+    MqttOptions options = optionsFor(broker);
+    options.retryRefused = 200ms;
+    options.resync = resync;
+    const LogLines log;
+    Observed observed(options, mapping);
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    QCOMPARE(observed.value("/open/a"), QVariant(1.0));
+    QVERIFY(!observed.values.contains(q("/secret/b")));
+    QCOMPARE(observed.source.reason(), q("the broker refuses the subscription to secret/#"));
+    QCOMPARE(observed.source.statistics().refusedFilters, quint64(1));
+    const auto requests = [&broker] { return broker.log().count("Received SUBSCRIBE"); };
+    const auto before = requests();
+    QTRY_VERIFY_WITH_TIMEOUT(requests() > before + 3, longTime);
+    QCOMPARE(log.with("refuses the subscription to secret/#: Not authorized").size(), 1);
+    QCOMPARE(log.with("accepts the subscription").size(), 0);
+    broker.acceptAll();
+    QTRY_COMPARE_WITH_TIMEOUT(observed.value("/secret/b"), QVariant(2.0), longTime);
+    QTRY_COMPARE_WITH_TIMEOUT(observed.source.reason(), QString(), longTime);
+    QCOMPARE(observed.source.statistics().refusedFilters, quint64(0));
+    QCOMPARE(log.with("accepts the subscription to secret/#").size(), 1);
+    QCOMPARE(log.with("refuses").size(), 1);
+    QCOMPARE(observed.states, (QList {State::Connecting, State::Subscribing, State::Ready}));
+    QCOMPARE(observed.source.statistics().connections, quint64(1));
+}
+
+void tst_MqttSource::allFiltersRefused_isNotReady()
+{
+    if (accessPlugin().isEmpty())
+        QSKIP("mosquitto has no dynamic security here");
+    RefusingBroker broker;
+    QVERIFY(broker.start());
+    MqttOptions options = optionsFor(broker);
+    options.retryRefused = 200ms;
+    Observed observed(options, everything());
+    observed.source.start();
+    QTRY_COMPARE_WITH_TIMEOUT(observed.source.reason(),
+                              q("the broker refuses the subscription to #"), longTime);
+    const auto before = broker.log().count("Received SUBSCRIBE");
+    QTRY_VERIFY_WITH_TIMEOUT(broker.log().count("Received SUBSCRIBE") > before + 1, longTime);
+    QCOMPARE(observed.source.state(), State::Subscribing);
+    broker.acceptAll();
+    QTRY_STATE(observed, State::Ready);
+    QCOMPARE(observed.source.reason(), QString());
+}
+
+void tst_MqttSource::refusedFilter_mayBeRemoved()
+{
+    if (accessPlugin().isEmpty())
+        QSKIP("mosquitto has no dynamic security here");
+    RefusingBroker broker;
+    QVERIFY(broker.start());
+    MappingOptions mapping;
+    mapping.topics = QStringList {q("open/#")};
+    Observed observed(broker, mapping);
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    QCOMPARE(observed.source.reason(), QString());
+    MappingOptions both = mapping;
+    both.topics = QStringList {q("open/#"), q("secret/#")};
+    observed.source.setMapping(both, 0);
+    QTRY_COMPARE_WITH_TIMEOUT(observed.source.reason(),
+                              q("the broker refuses the subscription to secret/#"), longTime);
+    observed.source.setMapping(mapping, 0);
+    QTRY_COMPARE_WITH_TIMEOUT(observed.source.reason(), QString(), longTime);
+    QCOMPARE(observed.source.state(), State::Ready);
+    QCOMPARE(observed.source.statistics().refusedFilters, quint64(0));
 }
 
 void tst_MqttSource::write_isAnswered()
@@ -921,6 +1081,33 @@ void tst_MqttSource::mounted_refusedWriteIsNotSentLater()
     client.update("/v0", "2");
     QTRY_VERIFY_WITH_TIMEOUT(device.payloads("v0/set").contains("2"), longTime);
     QVERIFY2(device.messages().size() <= 21, qPrintable(QString::number(device.messages().size())));
+}
+
+void tst_MqttSource::mounted_refusedFilterIsOffline()
+{
+    if (accessPlugin().isEmpty())
+        QSKIP("mosquitto has no dynamic security here");
+    RefusingBroker broker;
+    QVERIFY(broker.start());
+    BrokerClient device(broker);
+    device.publish("open/a", "1", true);
+    device.publish("secret/b", "2", true);
+    QVERIFY(device.flush());
+    MappingOptions mapping;
+    mapping.keywords = {writable("open/a", "double"), writable("secret/b", "double")};
+    MqttOptions options = optionsFor(broker);
+    options.retryRefused = 200ms;
+    pellix::server::KeywordServer server;
+    MqttSource source(options, mapping);
+    const SourceMount mount(&source, &server, q("test"), q("/"), SourceMount::createQueue());
+    source.start();
+    QTRY_VERIFY_WITH_TIMEOUT(mount.isReady(), longTime);
+    Client client(&server);
+    client.create("/open/a");
+    client.create("/secret/b");
+    QCOMPARE(client.taken(), q("/open/a=1 coc- | /secret/b=null c-c-"));
+    broker.acceptAll();
+    QTRY_COMPARE_WITH_TIMEOUT(client.seen.join(QLatin1Char(' ')), q("/secret/b=2 coc-"), longTime);
 }
 
 // The broker dies between the message and its acknowledgment.

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The pellixclient-keyword authors
 // SPDX-License-Identifier: MIT
 
+#include "tests/gateway/mqtt/broker.h"
 #include "tests/programs/programrun.h"
 
 #include <QtCore/QElapsedTimer>
@@ -128,6 +129,7 @@ private Q_SLOTS:
     void hangUp_opensTheAuditFileAnew();
     void service_isToldHowItIs();
     void broker_thatIsNotThere_isNoError();
+    void broker_lostAndBack_isLoggedOnce();
     void broker_thatHangs_keepsNobody_data();
     void broker_thatHangs_keepsNobody();
     void dump_saysWhyThereIsNone();
@@ -414,6 +416,27 @@ void tst_GatewayProgram::broker_thatIsNotThere_isNoError()
     QVERIFY(program.hasEnded());
     QCOMPARE(program.process.exitStatus(), QProcess::NormalExit);
     QCOMPARE(program.process.exitCode(), 0);
+}
+
+void tst_GatewayProgram::broker_lostAndBack_isLoggedOnce()
+{
+    constexpr int longTime = 60000;
+    Broker broker;
+    QVERIFY(broker.start());
+    Program program(desk,
+                    {q("--mqtt"), broker.url(), q("--mount"), q("/plant"), q("--port"), q("0")});
+    const auto count = [&program](const char *text) { return program.complaints().count(q(text)); };
+    QTRY_COMPARE_WITH_TIMEOUT(count(": ready"), 1, longTime);
+    for (int i = 1; i <= 2; ++i) {
+        broker.kill();
+        QTRY_COMPARE_WITH_TIMEOUT(count("cannot connect: "), i, longTime);
+        QVERIFY(broker.start());
+        QTRY_COMPARE_WITH_TIMEOUT(count(": ready"), i + 1, longTime);
+        QCOMPARE(count(": connected"), i + 1);
+        QCOMPARE(count("cannot connect: "), i);
+        QCOMPARE(count("connection lost: "), i);
+        QCOMPARE(count(": not connected: connection lost: "), i);
+    }
 }
 
 void tst_GatewayProgram::broker_thatHangs_keepsNobody_data()
