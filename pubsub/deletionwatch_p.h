@@ -15,8 +15,9 @@ namespace pellix::client {
     The object keeps a DeletionWatch among its private data; the function opens a Scope on it and
     asks deleted() after each emission. Scopes nest with the calls that open them.
 
-    A class that exists once per bound keyword, or emits with each value, uses a DeletionWatch,
-    which allocates nothing; everything else uses a QPointer to itself.
+    Unlike a QPointer, it allocates nothing, so classes of which there are many objects, such as one
+    for each bound keyword, use it. Where one allocation for each object does not matter, a QPointer
+    to the object serves as well.
 */
 class DeletionWatch
 {

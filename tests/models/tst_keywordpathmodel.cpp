@@ -48,6 +48,7 @@ private Q_SLOTS:
     void providerDisplayName_replacesTheFirstLevel();
     void providerDisplayName_signalsWithoutRowsToo();
     void shape_isAFlatList();
+    void inherited_callsAreNotHidden();
     void logging_showsTheKeywordWhenEnabled();
     void handlers_mayDeleteTheModel_data();
     void handlers_mayDeleteTheModel();
@@ -209,6 +210,17 @@ void tst_KeywordPathModel::shape_isAFlatList()
     QCOMPARE(model.index(0, 0).internalPointer(), nullptr);
     QVERIFY(!(model.flags(model.index(0, 0)) & Qt::ItemIsEditable));
     QVERIFY(model.flags(model.index(0, 0)) & Qt::ItemIsSelectable);
+}
+
+void tst_KeywordPathModel::inherited_callsAreNotHidden()
+{
+    QObject owner;
+    auto *const model = new PKeywordPathModel(&owner);
+    model->setKeyword(q("/a/b"));
+
+    QCOMPARE(model->parent(), &owner); // next to the overload with an index
+    QVERIFY(!model->data(model->index(0, 0)).isValid()); // the default role
+    QCOMPARE(model->data(model->index(0, 0), PKeywordPathModel::PartRole), QVariant(q("a")));
 }
 
 void tst_KeywordPathModel::logging_showsTheKeywordWhenEnabled()

@@ -31,6 +31,16 @@ TestCase {
         }
     }
 
+    Component {
+        id: mainWindow
+
+        Main {
+            session: root.stage.session
+            preferences: root.stage.preferences
+            visible: false
+        }
+    }
+
     SignalSpy {
         id: loads
         signalName: "loadingChanged"
@@ -500,6 +510,17 @@ TestCase {
         select("Level");
         tryCompare(find("valueText"), "visible", true);
         verify(!find("valuelessText").visible && find("connectedFlag").visible);
+    }
+
+    function test_detail_valuelessTextTellsWhatIsBelow() {
+        tryRows(["Bottling works", "other"]);
+        select("Bottling works");
+        tryCompare(find("valuelessText"), "visible", true);
+        compare(find("valuelessText").text, "This level has no value. Press Right to list its children.");
+        view.selected = "/nowhere";
+        tryCompare(find("valuelessText"), "text", "This level has no value and no children.");
+        tryCompare(find("valuelessText"), "visible", true);
+        verify(!find("openButton").visible);
     }
 
     function test_detail_longTextIsReadInFull_data() {
@@ -1089,6 +1110,15 @@ TestCase {
         root.stage.goAway();
         tryCompare(find("staleBadge"), "visible", true);
         compare(find("valueText").text, row.value);
+    }
+
+    function test_server_secretIsNotInTheTitle() {
+        const window = createTemporaryObject(mainWindow, root);
+        compare(window.title, "Keyword Browser");
+        const url = root.stage.listen();
+        connectTo(url + "/?token=hush&unit=north");
+        tryCompare(root.stage.session, "connected", true);
+        compare(window.title, url + "/?token=***&unit=north \u2013 Keyword Browser");
     }
 
     // A value that has become null is not known as the value before it.

@@ -32,6 +32,7 @@ private Q_SLOTS:
     void badArguments_failWithAMessage();
     void badArguments_failWithAMessage_data();
     void secrets_areNotLogged();
+    void secrets_areNotInThePicture();
     void help_namesEveryOption();
     void help_needsNoDisplay();
     void texts_areThoseOfTheUsersLanguage();
@@ -258,6 +259,25 @@ void tst_BrowserProgram::secrets_areNotLogged()
     QVERIFY2(!run.output.contains(QLatin1String("hush")), qPrintable(run.output));
     QVERIFY(settings.open(QIODevice::ReadOnly)); // addresses are not stored in it
     QVERIFY(!settings.readAll().contains("hush"));
+}
+
+void tst_BrowserProgram::secrets_areNotInThePicture()
+{
+    QTcpServer reserved; // a port that is in use, but without a WebSocket server
+    QVERIFY(reserved.listen(QHostAddress::LocalHost, 0));
+    const QString address = webSocketAddress(reserved.serverPort());
+    const auto picture = [&address](const QString &query) {
+        const Desk desk;
+        desk.run({QStringLiteral("--url"), address + query, QStringLiteral("--settings"),
+                  desk.file(QStringLiteral("settings.ini")), QStringLiteral("--screenshot"),
+                  desk.picture(), QStringLiteral("--duration"), QStringLiteral("1")});
+        return QImage(desk.picture());
+    };
+
+    const QImage first = picture(QStringLiteral("/?token=hush"));
+    QVERIFY(!first.isNull());
+    QCOMPARE(picture(QStringLiteral("/?token=another")), first);
+    QVERIFY(picture(QStringLiteral("/?unit=another")) != first); // the picture contains the address
 }
 
 void tst_BrowserProgram::help_namesEveryOption()
