@@ -36,11 +36,11 @@ bool killUnder(Site *site, const ScreensOptions &options, qint64 finalValue, Goa
     drainOthers(true);
     if (!screens.start() || !waitUntil([&] { return screens.live() == options.screens; }, 120000))
         return site->fail(q("%1 of %2 screens are live").arg(screens.live()).arg(options.screens));
-    drainOthers(false);
     site->publish(options.keywords); // 1 Hz per keyword
     pause(2000);
     if (!screens.setFloor(site->acknowledged))
         return site->fail(q("not all processes with screens reply"));
+    drainOthers(false);
 
     const qint64 killed = plant::now();
     QJsonArray timeline;
@@ -78,10 +78,8 @@ bool killUnder(Site *site, const ScreensOptions &options, qint64 finalValue, Goa
         return site->fail(q("%1 of %2 screens are live after the gateway's death")
                               .arg(screens.live())
                               .arg(options.screens));
-    if (downTimes.size() != options.screens)
-        return site->fail(q("%1 of %2 screens were connected to the gateway that died")
-                              .arg(downTimes.size())
-                              .arg(options.screens));
+    if (downTimes.isEmpty())
+        return site->fail(q("no screen was connected to the gateway that died"));
 
     // All of them end with the correct values.
     if (!site->publishLast(finalValue))
@@ -90,7 +88,7 @@ bool killUnder(Site *site, const ScreensOptions &options, qint64 finalValue, Goa
     const qint64 p50 = percentile(downTimes, 0.5);
     const qint64 p99 = percentile(downTimes, 0.99);
     const double ratio = density.most / density.average;
-    report->line("  ", options.kind, ": all ", options.screens,
+    report->line("  ", options.kind, ": ", downTimes.size(), " of ", options.screens,
                  " screens lost their gateway; right on another after p50 ", p50, " ms, p99 ", p99,
                  " ms, at most ", percentile(downTimes, 1), " ms (goal: p99 <= 2500 ms)");
     report->line("    ", options.kind == q("connection") ? "attempts" : "connections made", ": ",
@@ -111,6 +109,8 @@ bool killUnder(Site *site, const ScreensOptions &options, qint64 finalValue, Goa
                 {q("secondsLiveScreens"), timeline}};
     if (!told.isRight())
         return site->fail(told.problem());
+    goals->atLeast(options.kind + q(", screens that lost their gateway"), double(downTimes.size()),
+                   options.screens);
     goals->atMost(options.kind + q(", p99 in ms"), double(p99), 2500);
     if (options.kind == q("connection"))
         goals->atMost(q("ratio of the attempts"), ratio, 2);
