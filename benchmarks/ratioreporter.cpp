@@ -28,7 +28,7 @@ struct RatioReporter::Row
     double floorItems = 1;
     Kind kind = Time;
     // The program or library without which the floor, or both figures, are missing.
-    std::string_view needs = "";
+    std::string_view needs = {};
 };
 
 namespace {

@@ -55,6 +55,7 @@ enum Member : quint8 {
     Online = 1 << 4,
     Consistent = 1 << 5,
     Error = 1 << 6,
+    AllMembers = (1 << 7) - 1,
 };
 
 template <typename Text> int memberOf(const Text &name)
@@ -124,13 +125,9 @@ bool readMember(JsonScanner &scanner, int member, QString *keyword, PKeywordValu
     return scanner.skipValue();
 }
 
-bool readPayload(JsonScanner &scanner, QString *keyword, PKeywordValue *event)
+// Reads members of the payload up to its end, except those that have been read before.
+bool readMembers(JsonScanner &scanner, int seen, QString *keyword, PKeywordValue *event)
 {
-    if (!scanner.take('{'))
-        return false;
-    if (scanner.take('}'))
-        return true;
-    int seen = 0;
     do {
         JsonScanner::String name;
         int member = 0;
@@ -145,48 +142,18 @@ bool readPayload(JsonScanner &scanner, QString *keyword, PKeywordValue *event)
     return scanner.take('}');
 }
 
-// The form in which most servers send events: compact, with the members in alphabetical order, as
-// Qt's JSON classes write them. What lies between the values is compared as a whole. Returns false
-// for every other form, after it may have changed the keyword and the event.
-bool readUsualEvent(JsonScanner scanner, QString *keyword, PKeywordValue *event)
+bool readPayload(JsonScanner &scanner, QString *keyword, PKeywordValue *event)
 {
-    JsonScanner::String name;
-    JsonScanner::String type;
-    const bool isUsual = scanner.takeBytes(R"({"cmd":"keyEvent","payload":{"connected":)")
-        && scanner.takeFlag(&event->connected) && scanner.takeBytes(R"(,"consistent":)")
-        && scanner.takeFlag(&event->consistent) && scanner.takeBytes(R"(,"error":)")
-        && scanner.takeFlag(&event->error) && scanner.takeBytes(R"(,"keyword":)")
-        && scanner.takeString(&name) && name.decode(keyword) && scanner.takeBytes(R"(,"online":)")
-        && scanner.takeFlag(&event->online) && scanner.takeBytes(R"(,"type":)")
-        && scanner.takeString(&type) && type.isPlain && scanner.takeBytes(R"(,"value":)")
-        && scanner.takeValue(&event->value) && scanner.takeBytes("}}") && scanner.isAtEnd();
-    if (isUsual)
-        event->type = typeOf(QLatin1String(type.raw));
-    return isUsual;
-}
-
-} // namespace
-
-PKeywordValueType valueTypeFromString(QLatin1String name)
-{
-    return typeOf(name);
-}
-
-PKeywordValueType valueTypeFromString(const QString &name)
-{
-    return typeOf(name);
-}
-
-bool readEvent(const QByteArray &message, QString *keyword, PKeywordValue *event)
-{
-    JsonScanner scanner(message);
-    if (readUsualEvent(scanner, keyword, event))
-        return true;
-    *event = PKeywordValue();
     if (!scanner.take('{'))
         return false;
-    bool isEvent = false;
-    bool hasPayload = false;
+    return scanner.take('}') || readMembers(scanner, 0, keyword, event);
+}
+
+// Reads members of the message up to its end, except the command of an event and the payload if
+// they have been read before.
+bool readMessage(JsonScanner &scanner, bool isEvent, bool hasPayload, QString *keyword,
+                 PKeywordValue *event)
+{
     do {
         JsonScanner::String name;
         enum {
@@ -217,6 +184,63 @@ bool readEvent(const QByteArray &message, QString *keyword, PKeywordValue *event
         }
     } while (scanner.take(','));
     return scanner.take('}') && scanner.isAtEnd() && isEvent && hasPayload;
+}
+
+// The form in which most servers send events: compact, with the members in alphabetical order, as
+// Qt's JSON classes write them. What lies between the values is compared as a whole, up to the end
+// of the last one. Returns false for every other form, after it may have changed the keyword and
+// the event.
+bool readUsualValues(JsonScanner &scanner, QString *keyword, PKeywordValue *event)
+{
+    JsonScanner::String name;
+    JsonScanner::String type;
+    const bool isUsual = scanner.takeBytes(R"({"cmd":"keyEvent","payload":{"connected":)")
+        && scanner.takeFlag(&event->connected) && scanner.takeBytes(R"(,"consistent":)")
+        && scanner.takeFlag(&event->consistent) && scanner.takeBytes(R"(,"error":)")
+        && scanner.takeFlag(&event->error) && scanner.takeBytes(R"(,"keyword":)")
+        && scanner.takeString(&name) && name.decode(keyword) && scanner.takeBytes(R"(,"online":)")
+        && scanner.takeFlag(&event->online) && scanner.takeBytes(R"(,"type":)")
+        && scanner.takeString(&type) && type.isPlain && scanner.takeBytes(R"(,"value":)")
+        && scanner.takeValue(&event->value);
+    if (isUsual)
+        event->type = typeOf(QLatin1String(type.raw));
+    return isUsual;
+}
+
+// What follows the value of an event that begins in the usual form: nothing, in most of them. Large
+// values are not read a second time if another member follows.
+bool readUsualEnd(JsonScanner &scanner, QString *keyword, PKeywordValue *event)
+{
+    if (scanner.takeBytes("}}"))
+        return scanner.isAtEnd();
+    const bool isPayload =
+        scanner.take(',') ? readMembers(scanner, AllMembers, keyword, event) : scanner.take('}');
+    if (!isPayload)
+        return false;
+    return scanner.take(',') ? readMessage(scanner, true, true, keyword, event)
+                             : scanner.take('}') && scanner.isAtEnd();
+}
+
+} // namespace
+
+PKeywordValueType valueTypeFromString(QLatin1String name)
+{
+    return typeOf(name);
+}
+
+PKeywordValueType valueTypeFromString(const QString &name)
+{
+    return typeOf(name);
+}
+
+bool readEvent(const QByteArray &message, QString *keyword, PKeywordValue *event)
+{
+    JsonScanner usual(message);
+    if (readUsualValues(usual, keyword, event))
+        return readUsualEnd(usual, keyword, event);
+    *event = PKeywordValue();
+    JsonScanner scanner(message);
+    return scanner.take('{') && readMessage(scanner, false, false, keyword, event);
 }
 
 } // namespace pellix::client

@@ -7,24 +7,34 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdlib>
+#include <exception>
 #include <iostream>
 #include <string>
+
+namespace {
+
+void encode(const std::string &line, int indentation)
+{
+    for (const char character : nlohmann::json::parse(line).dump(indentation)) {
+        if (character == '\n')
+            std::cout << "%n";
+        else
+            std::cout << character;
+    }
+    std::cout << '\n';
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
     const int indentation = argc > 1 ? std::atoi(argv[1]) : 0;
-    for (std::string line; std::getline(std::cin, line);) {
-        const nlohmann::json document = nlohmann::json::parse(line, nullptr, false);
-        if (document.is_discarded()) {
-            std::cerr << "not JSON: " << line << '\n';
-            return 1;
-        }
-        for (const char character : document.dump(indentation > 0 ? indentation : -1)) {
-            if (character == '\n')
-                std::cout << "%n";
-            else
-                std::cout << character;
-        }
-        std::cout << '\n';
+    try {
+        for (std::string line; std::getline(std::cin, line);)
+            encode(line, indentation > 0 ? indentation : -1);
+    } catch (const std::exception &error) {
+        std::cerr << "cannot encode: " << error.what() << '\n';
+        return 1;
     }
+    return 0;
 }

@@ -132,7 +132,7 @@ public:
     QByteArray event()
     {
         if (random.bounded(3) == 0)
-            return usualEvent({flag(), flag(), flag(), keyword(), flag(), type(), value(0)});
+            return usualForm();
         QByteArrayList payload {
             member("keyword", keyword()), member("value", value(0)), member("type", type()),
             member("connected", flag()),  member("online", flag()),  member("consistent", flag()),
@@ -150,6 +150,20 @@ public:
     }
 
 private:
+    // With or without members after the usual ones.
+    QByteArray usualForm()
+    {
+        QByteArray event =
+            usualEvent({flag(), flag(), flag(), keyword(), flag(), type(), value(0)});
+        event.chop(2);
+        event += blanks();
+        if (random.bounded(4) == 0)
+            event += ',' + member("time", value(1));
+        event += '}' + blanks();
+        if (random.bounded(4) == 0)
+            event += ',' + member("id", value(1));
+        return event + '}' + blanks();
+    }
     QByteArray one(std::initializer_list<const char *> choices)
     {
         return *(choices.begin() + random.bounded(int(choices.size())));
@@ -254,6 +268,12 @@ void tst_EventReader::spelling_isRead_data()
         " {\r\n\t\"cmd\" : \"keyEvent\" ,\n \"payload\" : { \"keyword\" : \"/a\" } } \n");
     row("a member after the usual ones",
         usualEvent({"true", "true", "true", "\"/a\"", "true", "\"int\"", "1,\"time\":2"}));
+    row("members after the usual ones, and after the payload",
+        usualEvent({"true", "true", "true", "\"/a\"", "true", "\"int\"", "1,\"q\":{},\"t\":2"})
+                .chopped(1)
+            + ",\"id\":7}");
+    row("blanks after the usual members",
+        usualEvent({"true", "true", "true", "\"/a\"", "true", "\"int\"", "1 }\n}\t"}).chopped(2));
     row("fewer than the usual members", usualEvent({"true", "true"}));
     row("blanks in the usual form", usualEventWith(" 1 ").replace(",", " , ") + '\n');
     row("escapes in names",
@@ -351,6 +371,13 @@ void tst_EventReader::doubtful_isLeft_data()
     row("something behind the usual form", usualEventWith("1") + "x");
     row("usual member twice",
         usualEvent({"true", "true", "true", "\"/a\"", "true", "\"int\"", "1,\"error\":false"}));
+    row("usual member twice, between the others",
+        usualEvent(
+            {"true", "true", "true", "\"/a\"", "true", "\"int\"", "1,\"time\":2,\"value\":3"}));
+    row("command twice, after the usual form",
+        usualEventWith("1").chopped(1) + ",\"cmd\":\"keyEvent\"}");
+    row("payload twice, after the usual form", usualEventWith("1").chopped(1) + ",\"payload\":{}}");
+    row("nothing behind the last comma", usualEventWith("1").chopped(1) + ",}");
     row("byte order mark", "\xef\xbb\xbf" + eventWith("1"));
     row("mark in a text",
         eventWith("\"\xef\xbb\xbf"
