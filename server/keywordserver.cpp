@@ -128,7 +128,7 @@ Record KeywordServer::Private::formed(const SessionState *session, const QString
 Record KeywordServer::Private::labelRecord(const SessionState *session, const QString &path)
 {
     Node *const labelled = tree.find(path.chopped(labelSuffix.size()));
-    Record record {QString(QLatin1String("")), Type::String, true, true, true, false, true};
+    Record record {QStringLiteral(""), Type::String, true, true, true, false, true};
     if (labelled && labelled->extras && !labelled->extras->label.isEmpty()
         && isVisible(*session, labelled))
         record.value = labelled->extras->label;
