@@ -128,7 +128,7 @@ Record KeywordServer::Private::formed(const SessionState *session, const QString
 
 Record KeywordServer::Private::labelRecord(const SessionState *session, const QString &path)
 {
-    Record record {QString(QLatin1String("")), Type::String, true, true, true, false, true};
+    Record record {QStringLiteral(""), Type::String, true, true, true, false, true};
     if (Node *const labelled = labelledFor(*session, path))
         record.value = labelled->extras->label;
     return record;

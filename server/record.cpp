@@ -14,9 +14,9 @@ constexpr double intLimit = 9223372036854775808.0; // the first above the values
 
 const std::array<QString, 6> &typeWords()
 {
-    static const std::array<QString, 6> words {
-        QString(QLatin1String("")), QStringLiteral("bool"),   QStringLiteral("int"),
-        QStringLiteral("double"),   QStringLiteral("string"), QStringLiteral("object")};
+    static const std::array<QString, 6> words {QStringLiteral(""),       QStringLiteral("bool"),
+                                               QStringLiteral("int"),    QStringLiteral("double"),
+                                               QStringLiteral("string"), QStringLiteral("object")};
     return words;
 }
 

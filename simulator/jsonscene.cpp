@@ -109,7 +109,7 @@ QVariant initialValue(const QString &type)
         return 0.0;
     if (type == QLatin1String("object"))
         return QVariantMap();
-    return QString(QLatin1String(""));
+    return QStringLiteral("");
 }
 
 Animator animatorOf(const QJsonObject &object, const KeywordServer::Keyword &keyword,

@@ -421,7 +421,7 @@ PayloadRules::Result PayloadRules::value(const Payload &payload, ValueType type,
                                          QVariant *value) const
 {
     if (!emptyText.isNull() && !payload.isMember && payload.bytes == emptyText) {
-        *value = QString(QLatin1String(""));
+        *value = QStringLiteral("");
         return type == ValueType::String ? Result::Value : Result::Misfit;
     }
     if (payload.kind != Payload::Kind::Unreadable && isUnknown(payload)) {

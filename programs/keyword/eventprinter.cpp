@@ -59,7 +59,7 @@ QString typeName(PKeywordValueType type)
     case PKeywordValueType::KVT_INT:
         return QStringLiteral("int");
     }
-    return QString(QLatin1String(""));
+    return QStringLiteral("");
 }
 
 bool isUnknown(const PKeywordValue &event)

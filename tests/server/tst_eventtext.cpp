@@ -55,7 +55,7 @@ void tst_EventText::text_isThatOfADocument_data()
     row("17 digits", 99999999999.9999);
     row("infinite", std::numeric_limits<double>::infinity());
     row("no number", std::nan(""));
-    row("empty text", QString(QLatin1String("")));
+    row("empty text", QStringLiteral(""));
     row("text", QStringLiteral("plain"));
     row("quotes", QStringLiteral("a \"b\" \\c\\ /"));
     row("control characters", QStringLiteral("a\nb\tc\u0001\u007f"));
