@@ -90,6 +90,8 @@ QByteArray sourceMetrics(const QList<Gateway::SourceStatus> &sources)
          counted(&Source::Statistics::skipped)},
         {"sent_writes_total", "counter", "Writes sent to the source.",
          counted(&Source::Statistics::writes)},
+        {"unheard_writes_total", "counter", "Writes sent to topics without a subscriber.",
+         counted(&Source::Statistics::unheardWrites)},
         {"source_keywords", "gauge", "Keywords that the source serves.",
          mounted(&SourceMount::Statistics::keywords)},
         {"source_online_keywords", "gauge", "Keywords with a current value.",

@@ -100,6 +100,7 @@ public:
         quint64 conflicts = 0; // keywords that are not reported, because another one has their path
         quint64 skipped = 0; // parts of descriptions that could not be mapped
         quint64 connections = 0; // established since the start
+        quint64 unheardWrites = 0; // sent writes for which there was no receiver, where it is known
         quint64 refusedFilters = 0; // subscriptions that are refused now
     };
 

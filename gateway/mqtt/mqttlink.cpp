@@ -147,7 +147,7 @@ public:
     std::unique_ptr<QSocketNotifier> readNotifier;
     std::unique_ptr<QSocketNotifier> writeNotifier;
     QHash<int, QByteArrayList> subscribing; // by packet identifier
-    QHash<int, quint64> publishing;
+    QHash<int, Publication> publishing;
     int announcing = 0; // the packet identifier of the announcement, until it is acknowledged
     std::deque<Publication> waiting; // for the acknowledgments of earlier publications
     int quota = mostSent;
@@ -448,13 +448,16 @@ void MqttLink::Private::onPublish(int mid, int code, const mosquitto_property *p
     const auto id = publishing.constFind(mid);
     if (id == publishing.constEnd())
         return;
-    const quint64 number = *id;
+    const Publication publication = *id;
     publishing.erase(id);
-    // "No matching subscribers" is not a refusal, and any wildcard subscription hides it anyway.
-    if (code >= 0x80)
-        Q_EMIT q->published(number, Outcome::Refused, reasonOf(code, properties));
-    else
-        Q_EMIT q->published(number, Outcome::Acknowledged, {});
+    if (code >= 0x80) {
+        Q_EMIT q->published(publication.id, Outcome::Refused, reasonOf(code, properties));
+        return;
+    }
+    // This is not a refusal, and any wildcard subscription hides it.
+    if (code == MQTT_RC_NO_MATCHING_SUBSCRIBERS)
+        Q_EMIT q->unheard(publication.topic);
+    Q_EMIT q->published(publication.id, Outcome::Acknowledged, {});
 }
 
 // Each call reads one packet, so several packets are read per turn of the event loop. With TLS, the
@@ -612,8 +615,8 @@ void MqttLink::Private::drop()
     announcing = 0;
     const auto unsent = std::exchange(waiting, {});
     const auto unknown = std::exchange(publishing, {});
-    for (const quint64 id : unknown) {
-        Q_EMIT q->published(id, Outcome::Unknown,
+    for (const Publication &publication : unknown) {
+        Q_EMIT q->published(publication.id, Outcome::Unknown,
                             QStringLiteral("the connection was lost before the broker answered"));
     }
     for (const Publication &publication : unsent) {
@@ -781,7 +784,7 @@ void MqttLink::Private::send(const Publication &publication)
         if (qos == 0) // QoS 0 has no acknowledgment
             Q_EMIT q->published(publication.id, Outcome::Acknowledged, {});
         else
-            publishing.insert(mid, publication.id);
+            publishing.insert(mid, publication);
         break;
     case MOSQ_ERR_INVAL:
     case MOSQ_ERR_NOMEM:
@@ -794,7 +797,7 @@ void MqttLink::Private::send(const Publication &publication)
         Q_EMIT q->published(publication.id, Outcome::Refused, text(mosquitto_strerror(result)));
         break;
     default: // includes network errors, after which part of the packet may have been sent
-        publishing.insert(mid, publication.id);
+        publishing.insert(mid, publication);
         break;
     }
 }

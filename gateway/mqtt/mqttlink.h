@@ -110,6 +110,8 @@ Q_SIGNALS:
     void subscribed(); // the broker has granted or refused each filter so far
     void answered(int number);
     void published(quint64 id, pellix::gateway::MqttLink::Outcome outcome, const QString &reason);
+    // The broker has acknowledged the message, but nobody has subscribed to its topic (MQTT 5).
+    void unheard(const QByteArray &topic);
     void readingPaused(); // all received data has been processed
 
 private:

@@ -98,6 +98,7 @@ Source::Statistics MqttSource::statistics() const
     result.messages = counters.messages;
     result.bytes = counters.bytes;
     result.writes = counters.writes;
+    result.unheardWrites = counters.unheardWrites;
     result.unreadable = counters.unreadable;
     result.misfits = counters.misfits;
     result.conflicts = counters.conflicts;

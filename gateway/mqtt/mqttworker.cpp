@@ -98,6 +98,7 @@ MqttWorker::MqttWorker(const MqttOptions &options, int qos, const MappingOptions
     connect(link, &MqttLink::answered, this, &MqttWorker::onAnswered);
     connect(link, &MqttLink::readingPaused, this, &MqttWorker::flush);
     connect(link, &MqttLink::filterRefused, this, &MqttWorker::onFilterRefused);
+    connect(link, &MqttLink::unheard, this, &MqttWorker::onUnheard);
     connect(link, &MqttLink::published, this,
             [this](quint64 id, MqttLink::Outcome outcome, const QString &reason) {
                 answer(id,
@@ -212,6 +213,18 @@ void MqttWorker::onFilterRefused(const QByteArray &filter, const QString &reason
     qCWarning(lcMqttSource).noquote() << name
             + QStringLiteral(": the broker refuses the subscription to ")
             + QString::fromUtf8(filter) + QStringLiteral(": ") + reason;
+}
+
+// Usually, the topic is misspelled, or the device is not connected.
+void MqttWorker::onUnheard(const QByteArray &topic)
+{
+    ++news->counters.unheardWrites;
+    if (unheardTopics.contains(topic))
+        return;
+    unheardTopics.insert(topic);
+    qCWarning(lcMqttSource).noquote() << name + QStringLiteral(": nobody has subscribed to ")
+            + QString::fromUtf8(topic)
+            + QStringLiteral(", so the write reaches no device; later ones are only counted");
 }
 
 // Called when the reply to each subscription is known.

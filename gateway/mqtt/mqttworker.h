@@ -10,6 +10,7 @@
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QObject>
+#include <QtCore/QSet>
 
 #include <atomic>
 #include <deque>
@@ -55,6 +56,7 @@ public:
         std::atomic<quint64> messages {0};
         std::atomic<quint64> bytes {0};
         std::atomic<quint64> writes {0};
+        std::atomic<quint64> unheardWrites {0};
         std::atomic<quint64> unreadable {0};
         std::atomic<quint64> misfits {0};
         std::atomic<quint64> conflicts {0};
@@ -98,6 +100,7 @@ private:
     void subscribe(const QByteArrayList &filters,
                    MqttLink::Retained retained = MqttLink::Retained::Sent);
     void onFilterRefused(const QByteArray &filter, const QString &reason);
+    void onUnheard(const QByteArray &topic);
     void tellRefusals();
     void forgetRefusals(const QByteArrayList &filters);
     void retryRefused();
@@ -122,6 +125,7 @@ private:
     Source::State state = Source::State::Stopped;
     QByteArrayList refusedFilters;
     QByteArrayList retriedFilters; // were refused before; the reply is pending
+    QSet<QByteArray> unheardTopics; // that the log contains
     QByteArrayList toldRefusals; // the refused filters that the source knows
     int asked = 0; // number of the reply after which all retained messages have arrived
     int quietAnswers = 0;

@@ -264,6 +264,7 @@ private Q_SLOTS:
     void allFiltersRefused_isNotReady();
     void refusedFilter_mayBeRemoved();
     void write_isAnswered();
+    void write_thatNobodyHears_isCounted();
     void write_isRefused_data();
     void write_isRefused();
     void write_withoutLinkIsRefusedAtOnce();
@@ -591,6 +592,31 @@ void tst_MqttSource::write_isAnswered()
     QCOMPARE(device.messages().constFirst().expiry, 5);
     QVERIFY(!observed.value("/pump").isValid()); // only a readback sets the value, not the write
     QCOMPARE(observed.source.statistics().writes, quint64(1));
+}
+
+void tst_MqttSource::write_thatNobodyHears_isCounted()
+{
+    Broker broker;
+    QVERIFY(broker.start());
+    BrokerClient device(broker);
+    QVERIFY(device.subscribe("pump/set"));
+    MappingOptions mapping;
+    mapping.keywords = {writable("pump", "bool"), writable("fan", "bool"),
+                        writable("lamp", "bool")};
+    const LogLines log;
+    Observed observed(broker, mapping);
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    for (const char *path : {"/pump", "/fan", "/fan", "/lamp", "/fan"})
+        observed.write(quint64(observed.answers.size()), path, true);
+    QTRY_COMPARE_WITH_TIMEOUT(observed.answers.size(), 5, longTime);
+    for (const auto &answer : std::as_const(observed.answers))
+        QCOMPARE(answer.second, Outcome::Accepted);
+    QCOMPARE(observed.source.statistics().writes, quint64(5));
+    QCOMPARE(observed.source.statistics().unheardWrites, quint64(4));
+    QCOMPARE(log.with("nobody has subscribed to fan/set").size(), 1);
+    QCOMPARE(log.with("nobody has subscribed to lamp/set").size(), 1);
+    QCOMPARE(log.with("nobody has subscribed to").size(), 2);
 }
 
 void tst_MqttSource::write_isRefused_data()
