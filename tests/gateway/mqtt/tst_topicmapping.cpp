@@ -58,12 +58,14 @@ public:
             }
         }
     }
-    // The keywords sorted by path, such as "/a=1 /b="x" error"
+    // The keywords sorted by path, such as "/a:int=1 /b:string[RW]="x"!"
     QString text() const
     {
         QStringList words;
         for (auto it = known.begin(); it != known.end(); ++it) {
             QString word = it.key() + QLatin1Char(':') + it->keyword.type;
+            if (it->keyword.access != q("R"))
+                word += QLatin1Char('[') + it->keyword.access + QLatin1Char(']');
             if (it->hasValue) {
                 const QByteArray json =
                     QJsonDocument(QJsonArray {QJsonValue::fromVariant(it->value)})
@@ -399,26 +401,26 @@ void tst_TopicMapping::messages_becomeKeywords_data()
         {"f/a=1", "e/a=overload", "e/b=overload", "e/a="}, "/f/a:int=1");
     row("command",
         "\"keywords\":[{\"path\":\"/reset\",\"type\":\"bool\",\"write\":{\"topic\":\"r\"}}]", {},
-        "/reset:bool");
+        "/reset:bool[W]");
     row("units and limits",
         "\"meta\":true,\"keywords\":[{\"topic\":\"a\",\"type\":\"int\",\"unit\":\"m\","
         "\"range\":[0,null]}]",
-        {"a=1"}, "/a:int=1 /a/Min:double=0 /a/Unit:string=\"m\"");
+        {"a=1"}, "/a:int=1 /a/Min:double[RM]=0 /a/Unit:string[RM]=\"m\"");
     const QByteArray timed = R"("meta":true,"keywords":[{"topic":"a","value":"/v","time":"/at"}])";
     row("time of a value", timed, {R"(a={"v":1,"at":1795331735.25})"},
-        R"(/a:double=1 /a/Time:string="2026-11-22T07:15:35.250Z")");
+        R"(/a:double=1 /a/Time:string[RM]="2026-11-22T07:15:35.250Z")");
     row("newer time", timed, {R"(a={"v":1,"at":1795331735})", R"(a={"v":1,"at":1795331736})"},
-        R"(/a:double=1 /a/Time:string="2026-11-22T07:15:36.000Z")");
+        R"(/a:double=1 /a/Time:string[RM]="2026-11-22T07:15:36.000Z")");
     row("value without a time", timed, {R"(a={"v":1,"at":1795331735})", R"(a={"v":2})"},
-        "/a:double=2 /a/Time:string=null");
+        "/a:double=2 /a/Time:string[RM]=null");
     const QByteArray status =
         R"("meta":true,"keywords":[{"topic":"a","type":"int","available":{"topic":"is"}}])";
-    row("unknown status", status, {"a=1"}, "/a:int=1(away) /a/Status:string");
-    row("status", status, {"a=1", "is=online"}, R"(/a:int=1 /a/Status:string="online")");
+    row("unknown status", status, {"a=1"}, "/a:int=1(away) /a/Status:string[RM]");
+    row("status", status, {"a=1", "is=online"}, R"(/a:int=1 /a/Status:string[RM]="online")");
     row("status that is not a known word", status, {"a=1", "is=online", "is=asleep"},
-        R"(/a:int=1 /a/Status:string="asleep")");
+        R"(/a:int=1 /a/Status:string[RM]="asleep")");
     row("deleted status", status, {"a=1", "is=online", "is="},
-        "/a:int=1(away) /a/Status:string=null");
+        "/a:int=1(away) /a/Status:string[RM]=null");
     const QByteArray covered =
         R"("meta":true,"keywords":[{"topic":"a","type":"int","unit":"m"}],"topics":"#")";
     row("topic with the name of a unit", covered, {"a=1", "a/Unit=7"}, "/a:int=1 /a/Unit:double=7");
@@ -432,7 +434,7 @@ void tst_TopicMapping::meta_returnsWhenItsTopicIsDeleted()
     mapped.take("a/Unit", "7");
     QCOMPARE(mapped.keywords.text(), q("/a:int=1 /a/Unit:double=7"));
     mapped.take("a/Unit", "", true);
-    QCOMPARE(mapped.keywords.text(), q("/a:int=1 /a/Unit:string=\"m\""));
+    QCOMPARE(mapped.keywords.text(), q("/a:int=1 /a/Unit:string[RM]=\"m\""));
 }
 
 void tst_TopicMapping::meta_followsTheDescription()
@@ -448,12 +450,12 @@ void tst_TopicMapping::meta_followsTheDescription()
     describe(R"(,"unit":"m","format":"0:9")");
     mapped.take("homie/5/dev/n/t", "1");
     QCOMPARE(mapped.keywords.text(),
-             q("/dev/n/t:double=1(away) /dev/n/t/Max:double=9 /dev/n/t/Min:double=0 "
-               "/dev/n/t/Status:string=\"init\" /dev/n/t/Unit:string=\"m\""));
+             q("/dev/n/t:double=1(away) /dev/n/t/Max:double[RM]=9 /dev/n/t/Min:double[RM]=0 "
+               "/dev/n/t/Status:string[RM]=\"init\" /dev/n/t/Unit:string[RM]=\"m\""));
     mapped.take("homie/5/dev/$state", "sleeping");
     describe("");
     QCOMPARE(mapped.keywords.text(),
-             q("/dev/n/t:double=1(away) /dev/n/t/Status:string=\"sleeping\""));
+             q("/dev/n/t:double=1(away) /dev/n/t/Status:string[RM]=\"sleeping\""));
 }
 
 void tst_TopicMapping::messages_becomeKeywords()
@@ -523,11 +525,11 @@ void tst_TopicMapping::braces_areDoubled()
     QCOMPARE(mapped.mapping.filters().join(' '), QByteArray("f/{x}/v f/{x}/error f/+/w"));
     mapped.take("f/{x}/v", "1");
     mapped.take("f/{x}/w", "2");
-    QCOMPARE(mapped.keywords.text(), q("/{x}/p{:int=1 /{x}{1}:double=2"));
+    QCOMPARE(mapped.keywords.text(), q("/{x}/p{:int[RW]=1 /{x}{1}:double=2"));
     QCOMPARE(mapped.keywords.known.value(q("/{x}/p{")).keyword.label, q("The {x}"));
     QCOMPARE(mapped.command("/{x}/p{", 5)->topic, QByteArray("f/{x}/set"));
     mapped.take("f/{x}/v", "", true); // declared by its name, so it stays
-    QCOMPARE(mapped.keywords.text(), q("/{x}/p{:int=1(away) /{x}{1}:double=2"));
+    QCOMPARE(mapped.keywords.text(), q("/{x}/p{:int[RW]=1(away) /{x}{1}:double=2"));
 }
 
 void tst_TopicMapping::filters_areSubscribedTo_data()
@@ -1173,7 +1175,7 @@ void tst_TopicMapping::otherMapping_handsOverWhatWasKnown_data()
         R"("meta":true,"keywords":[{"topic":"a","value":"/v","time":"/at","type":"int",)"
         R"("available":{"topic":"is"}}])",
         {{"is", "online"}, {"a", R"({"v":1,"at":1795331735})"}},
-        R"(/a:int=1 /a/Status:string="online" /a/Time:string="2026-11-22T07:15:35.000Z")");
+        R"(/a:int=1 /a/Status:string[RM]="online" /a/Time:string[RM]="2026-11-22T07:15:35.000Z")");
     row("a misfit", R"("keywords":[{"topic":"a","type":"int"}])", {{"a", "1"}, {"a", "x"}},
         "/a:int=1!");
     row("an error topic", R"("keywords":[{"topic":"a","type":"int","error":"a/error"}])",
@@ -1259,7 +1261,7 @@ void tst_TopicMapping::convention_declaresKeywords()
     QVERIFY(!mapping.takeNewFilters().isEmpty()); // for the values
     take("homie/5/dev/$state", "ready");
     take("homie/5/dev/n/t", "21.5");
-    QCOMPARE(keywords.text(), path + q(":double=21.5"));
+    QCOMPARE(keywords.text(), path + q(":double[RW]=21.5"));
     SourceWrite write;
     write.path = path;
     write.value = 22.0;
@@ -1270,11 +1272,11 @@ void tst_TopicMapping::convention_declaresKeywords()
     QCOMPARE(command->payload, QByteArray("22"));
     // A target that differs from the value
     take("homie/5/dev/n/t/$target", "23");
-    QCOMPARE(keywords.text(), path + q(":double=21.5~"));
+    QCOMPARE(keywords.text(), path + q(":double[RW]=21.5~"));
     take("homie/5/dev/n/t", "23.0");
-    QCOMPARE(keywords.text(), path + q(":double=23"));
+    QCOMPARE(keywords.text(), path + q(":double[RW]=23"));
     take("homie/5/dev/$state", "lost");
-    QCOMPARE(keywords.text(), path + q(":double=23(away)"));
+    QCOMPARE(keywords.text(), path + q(":double[RW]=23(away)"));
     take("homie/5/dev/$description", "");
     QCOMPARE(keywords.text(), QString());
 }
