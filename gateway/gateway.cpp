@@ -249,8 +249,13 @@ QByteArray Gateway::metrics() const
 {
     server::Statistics statistics = d->server.statistics();
     for (const Private::Listener &listener : d->listeners) {
-        statistics.refusedClients +=
-            listener.server->statistics().refusedClients - d->server.statistics().refusedClients;
+        const server::Statistics own = listener.server->statistics();
+        using Statistics = server::Statistics;
+        for (const auto count : {&Statistics::refusedClients, &Statistics::badRequests,
+                                 &Statistics::foreignOrigins, &Statistics::missingCredentials,
+                                 &Statistics::wrongCredentials, &Statistics::excessAttempts,
+                                 &Statistics::excessClients, &Statistics::droppedHandshakes})
+            statistics.*count += own.*count;
         const int days = listener.server->certificateDays();
         if (days >= 0 && (statistics.certificateDays < 0 || days < statistics.certificateDays))
             statistics.certificateDays = days;

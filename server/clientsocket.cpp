@@ -144,7 +144,13 @@ bool ClientSocket::hasRoom()
 {
     const qint64 waiting = countWaiting();
     own = waiting;
-    return waiting == 0 || (waiting < room && budget->waiting < totalRoom);
+    if (waiting == 0)
+        return true;
+    if (waiting >= room)
+        return false;
+    if (budget->waiting >= totalRoom)
+        ++budget->pauses;
+    return budget->waiting < totalRoom;
 }
 
 void ClientSocket::sendMessage(const QByteArray &message)
@@ -433,6 +439,11 @@ void ClientSocket::stopReading()
 {
     if (closing || !connection)
         return;
+    // This is called again when the connection ends.
+    if (socket->closeCode() == QWebSocketProtocol::CloseCodeTooMuchData && !wasTooLong) {
+        wasTooLong = true;
+        Q_EMIT tooLong();
+    }
     readBy(&ClientSocket::discard);
     // Once the close frame is sent
     QMetaObject::invokeMethod(connection, &QTcpSocket::disconnectFromHost, Qt::QueuedConnection);

@@ -71,6 +71,7 @@ Q_SIGNALS:
     void received(const QByteArray &command);
     void drained(); // from the event loop: there is room again for a session that is paused
     void delayed(); // once for each pause of the client's commands
+    void tooLong(); // a command, which ends the connection
     // Once, and from the event loop: nothing is being sent or received then. Nothing is sent
     // afterwards.
     void stalled(const QString &why);
@@ -145,6 +146,7 @@ private:
     std::optional<int> closeCode; // that the client has sent, and that is to be answered
     bool closing = false; // this object is calling the WebSocket's close()
     bool finishing = false;
+    bool wasTooLong = false;
     bool full = false;
 };
 

@@ -119,8 +119,10 @@ void KeywordServer::Private::receive(SessionState *session, const QByteArray &co
 {
     ++counts.commands;
     counts.bytesIn += quint64(command.size());
-    if (session->limited && command.size() > limits.commandBytes)
+    if (session->limited && command.size() > limits.commandBytes) {
+        ++counts.longCommands;
         return;
+    }
     if (const QString keyword = plainKeyword(command, createCommand); !keyword.isEmpty()) {
         create(session, keyword, {});
         return;
@@ -176,7 +178,7 @@ void KeywordServer::Private::create(SessionState *session, const QString &keywor
         && ((!watch && session->watches.size() >= limits.watchedKeywords)
             || children.size() > limits.aggregatedKeywords
             || session->bytes + watchBytes + aggregateBytes > limits.sessionBytes)) {
-        ++counts.refusedCreates;
+        countRefusedCreate(session, !watch, children.size());
         if (watch)
             enqueue(watch, Place::Last);
         else
@@ -213,6 +215,18 @@ void KeywordServer::Private::create(SessionState *session, const QString &keywor
         if (server && !child.isEmpty())
             Q_EMIT q->keywordRequested(child);
     }
+}
+
+void KeywordServer::Private::countRefusedCreate(const SessionState *session, bool isNew,
+                                                qsizetype children)
+{
+    ++counts.refusedCreates;
+    if (isNew && session->watches.size() >= limits.watchedKeywords)
+        ++counts.createsBeyondKeywords;
+    else if (children > limits.aggregatedKeywords)
+        ++counts.createsBeyondChildren;
+    else
+        ++counts.createsBeyondMemory;
 }
 
 void KeywordServer::Private::setAggregate(SessionState *session, const QString &path,
@@ -440,6 +454,7 @@ void KeywordServer::Private::update(SessionState *session, const QJsonObject &pa
         return;
     }
     if (session->limited && bytesOf(value) > limits.valueBytes) {
+        ++counts.writesBeyondLength;
         refuse(write, QStringLiteral("refused"), QStringLiteral("the value is too long"));
         return;
     }
@@ -457,6 +472,7 @@ void KeywordServer::Private::update(SessionState *session, const QJsonObject &pa
     write.bytes = bytesOfWrite + bytesOf(write.path) + bytesOf(write.keyword) + bytesOf(value)
         + bytesOf(write.before);
     if (session->limited && !hasRoomFor(write)) {
+        ++counts.writesBeyondMemory;
         refuse(write, QStringLiteral("refused"),
                QStringLiteral("too many writes are waiting for their decision"));
         return;
@@ -744,11 +760,17 @@ QByteArray KeywordServer::Private::indexAnswer(SessionState *session, const QByt
                 ++counts.cutAnswers;
                 break;
             }
+            const qsizetype end = items.size();
             append(items, count++ == 0 ? "{\"name\":" : ",{\"name\":");
             appendQuoted(items, child->path);
             append(items, ",\"type\":");
             appendQuoted(items, readable ? toWord(child->type) : QString());
             append(items, "}");
+            if (session->limited && items.size() > limits.answerBytes) {
+                items.resize(end);
+                ++counts.cutAnswers;
+                break;
+            }
         }
     }
     return "{\"cmd\":\"keyIndex\",\"payload\":{\"request\":" + query + ",\"response\":["

@@ -764,7 +764,7 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
 /*!
     \variable pellix::server::Limits::commandBytes
     \brief the length of one command; 1 MiB by default. A longer command is not processed, and a
-    WebSocket is closed.
+    WebSocket is closed with the close code 1009, message too big.
 */
 
 /*!
@@ -776,12 +776,18 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
 /*!
     \variable pellix::server::Limits::aggregatedKeywords
     \brief the number of children of one aggregate; 1 000 by default. An aggregate with more
-    children is reported as unknown.
+    children is reported as unknown, or keeps its previous children and value if it has any.
 */
 
 /*!
     \variable pellix::server::Limits::listedKeywords
     \brief the number of entries in one index reply; 10 000 by default. A longer reply is truncated.
+*/
+
+/*!
+    \variable pellix::server::Limits::answerBytes
+    \brief the length of the entries in one index reply; 2 MiB by default. A longer reply is
+    truncated after the last complete entry.
 */
 
 /*!
@@ -1336,6 +1342,7 @@ Statistics KeywordServer::statistics() const
     statistics.keywords = keywordCount();
     statistics.memoryBytes = d->tree.bytes() + d->writeBytes;
     statistics.sendingBytes = d->budget->waiting;
+    statistics.sendingPauses = d->budget->pauses;
     for (const SessionState *session : std::as_const(d->sessions))
         statistics.memoryBytes += session->bytes + session->answerBytes;
     return statistics;

@@ -105,6 +105,7 @@ public:
     // Commands of clients
     void receive(SessionState *session, const QByteArray &command);
     void create(SessionState *session, const QString &keyword, const QJsonObject &payload);
+    void countRefusedCreate(const SessionState *session, bool isNew, qsizetype children);
     void update(SessionState *session, const QJsonObject &payload);
     void index(SessionState *session, const QJsonObject &payload);
     void unwatch(SessionState *session, const QString &keyword);

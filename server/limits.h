@@ -25,6 +25,7 @@ struct PELLIXCLIENT_SERVER_EXPORT Limits
     qint64 totalSendingBytes = 64 * 1024 * 1024;
     std::chrono::milliseconds stalledTime = std::chrono::seconds(30);
     std::chrono::milliseconds writeTime = std::chrono::seconds(10);
+    qint64 answerBytes = 2 * 1024 * 1024;
 };
 
 } // namespace pellix::server

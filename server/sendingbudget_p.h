@@ -11,6 +11,7 @@ namespace pellix::server {
 struct SendingBudget
 {
     qint64 waiting = 0; // bytes
+    quint64 pauses = 0; // of sessions, because there are too many
 };
 
 } // namespace pellix::server

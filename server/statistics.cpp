@@ -13,6 +13,7 @@ struct Metric
     const char *kind;
     const char *help;
     qint64 value;
+    const char *label = ""; // of one of several values with the same name, which are consecutive
 };
 
 qint64 counted(quint64 value)
@@ -138,7 +139,90 @@ qint64 counted(quint64 value)
 */
 
 /*!
-    Returns the statistics in the text format of Prometheus, version 0.0.4.
+    \variable pellix::server::Statistics::longCommands
+    \brief the number of commands that were longer than Limits::commandBytes.
+*/
+
+/*!
+    \variable pellix::server::Statistics::sendingPauses
+    \brief the number of times that a session was paused because of Limits::totalSendingBytes.
+*/
+
+/*!
+    \variable pellix::server::Statistics::delayedAggregates
+    \brief the number of times that the computation of an aggregate was delayed, because its
+    session requires too many.
+*/
+
+/*!
+    \variable pellix::server::Statistics::droppedHandshakes
+    \brief the number of connections that were closed before they became a WebSocket, because they
+    took too long or there were too many.
+*/
+
+/*!
+    \variable pellix::server::Statistics::createsBeyondKeywords
+    \brief the number of subscriptions beyond Limits::watchedKeywords. They are part of \l
+   refusedCreates, as are createsBeyondChildren and createsBeyondMemory.
+*/
+
+/*!
+    \variable pellix::server::Statistics::createsBeyondChildren
+    \brief the number of subscriptions to aggregates beyond Limits::aggregatedKeywords.
+*/
+
+/*!
+    \variable pellix::server::Statistics::createsBeyondMemory
+    \brief the number of subscriptions beyond Limits::sessionBytes.
+*/
+
+/*!
+    \variable pellix::server::Statistics::writesBeyondLength
+    \brief the number of writes beyond Limits::valueBytes. They are part of \l refusedWrites, as are
+    writesBeyondMemory.
+*/
+
+/*!
+    \variable pellix::server::Statistics::writesBeyondMemory
+    \brief the number of writes refused because too many were pending: beyond Limits::sessionBytes,
+    or of all sessions together.
+*/
+
+/*!
+    \variable pellix::server::Statistics::badRequests
+    \brief the number of clients refused for WebSocketKeywordServer::Refusal::BadRequest. They are
+   part of \l refusedClients, as are those of the following reasons.
+*/
+
+/*!
+    \variable pellix::server::Statistics::foreignOrigins
+    \brief the number of clients refused for WebSocketKeywordServer::Refusal::ForeignOrigin.
+*/
+
+/*!
+    \variable pellix::server::Statistics::missingCredentials
+    \brief the number of clients refused for WebSocketKeywordServer::Refusal::NoCredentials.
+*/
+
+/*!
+    \variable pellix::server::Statistics::wrongCredentials
+    \brief the number of clients refused for WebSocketKeywordServer::Refusal::WrongCredentials.
+*/
+
+/*!
+    \variable pellix::server::Statistics::excessAttempts
+    \brief the number of clients refused for WebSocketKeywordServer::Refusal::TooManyAttempts.
+*/
+
+/*!
+    \variable pellix::server::Statistics::excessClients
+    \brief the number of clients refused for WebSocketKeywordServer::Refusal::TooManyClients.
+*/
+
+/*!
+    Returns the statistics in the text format of Prometheus, version 0.0.4. Refused clients have a
+    label \e reason, and refused subscriptions and writes a label \e limit: the sum over the labels
+    is the total.
 */
 QByteArray Statistics::toPrometheus() const
 {
@@ -159,25 +243,53 @@ QByteArray Statistics::toPrometheus() const
          "Values skipped, because a newer one arrived before they were sent.",
          counted(skippedValues)},
         {"writes_total", "counter", "Writes received.", counted(writes)},
-        {"refused_writes_total", "counter", "Writes refused.", counted(refusedWrites)},
+        {"refused_writes_total", "counter", "Writes refused, by the limit, if there was one.",
+         counted(writesBeyondLength), "limit=\"value_bytes\""},
+        {"refused_writes_total", "", "", counted(writesBeyondMemory), "limit=\"session_bytes\""},
+        {"refused_writes_total", "", "",
+         counted(refusedWrites - writesBeyondLength - writesBeyondMemory), "limit=\"none\""},
         {"timed_out_writes_total", "counter",
          "Writes refused, because they were not decided in time.", counted(timedOutWrites)},
         {"refused_creates_total", "counter",
-         "Subscriptions refused beyond the limits of a session.", counted(refusedCreates)},
+         "Subscriptions refused beyond the limits of a session, by the limit.",
+         counted(createsBeyondKeywords), "limit=\"watched_keywords\""},
+        {"refused_creates_total", "", "", counted(createsBeyondChildren),
+         "limit=\"aggregated_keywords\""},
+        {"refused_creates_total", "", "", counted(createsBeyondMemory), "limit=\"session_bytes\""},
         {"refused_declarations_total", "counter",
          "Keywords not declared, because there are too many.", counted(refusedDeclarations)},
         {"cut_answers_total", "counter", "Index replies truncated.", counted(cutAnswers)},
         {"delayed_commands_total", "counter", "Commands delayed, because a session sent too many.",
          counted(delayedCommands)},
-        {"refused_clients_total", "counter", "Connections refused.", counted(refusedClients)},
+        {"long_commands_total", "counter", "Commands that were too long.", counted(longCommands)},
+        {"delayed_aggregates_total", "counter",
+         "Computations of aggregates delayed, because a session requires too many.",
+         counted(delayedAggregates)},
+        {"sending_pauses_total", "counter",
+         "Sessions paused, because too many bytes wait for all clients.", counted(sendingPauses)},
+        {"refused_clients_total", "counter", "Connections refused, by the reason.",
+         counted(badRequests), "reason=\"bad_request\""},
+        {"refused_clients_total", "", "", counted(foreignOrigins), "reason=\"foreign_origin\""},
+        {"refused_clients_total", "", "", counted(missingCredentials), "reason=\"no_credentials\""},
+        {"refused_clients_total", "", "", counted(wrongCredentials),
+         "reason=\"wrong_credentials\""},
+        {"refused_clients_total", "", "", counted(excessAttempts), "reason=\"too_many_attempts\""},
+        {"refused_clients_total", "", "", counted(excessClients), "reason=\"too_many_clients\""},
+        {"dropped_handshakes_total", "counter",
+         "Connections closed before they became a WebSocket.", counted(droppedHandshakes)},
         {"dropped_clients_total", "counter", "Clients disconnected, because they made no progress.",
          counted(droppedClients)},
     };
     QByteArray text;
     for (const Metric &metric : metrics) {
         const QByteArray name = QByteArrayLiteral("pellix_") + metric.name;
-        text += "# HELP " + name + ' ' + metric.help + "\n# TYPE " + name + ' ' + metric.kind + '\n'
-            + name + ' ' + QByteArray::number(metric.value) + '\n';
+        if (*metric.help)
+            text += "# HELP " + name + ' ' + metric.help + "\n# TYPE " + name + ' ' + metric.kind
+                + '\n';
+        text += name;
+        if (*metric.label)
+            text += QByteArrayLiteral("{") + metric.label + '}';
+        text += ' ' + QByteArray::number(metric.value) + '\n';
     }
     return text;
 }

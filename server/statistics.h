@@ -34,6 +34,28 @@ struct PELLIXCLIENT_SERVER_EXPORT Statistics
     quint64 droppedClients = 0;
     int certificateDays = -1;
 
+    quint64 longCommands = 0;
+    quint64 sendingPauses = 0;
+    quint64 delayedAggregates = 0;
+    quint64 droppedHandshakes = 0;
+
+    // Of refusedCreates
+    quint64 createsBeyondKeywords = 0;
+    quint64 createsBeyondChildren = 0;
+    quint64 createsBeyondMemory = 0;
+
+    // Of refusedWrites
+    quint64 writesBeyondLength = 0;
+    quint64 writesBeyondMemory = 0;
+
+    // Of refusedClients
+    quint64 badRequests = 0;
+    quint64 foreignOrigins = 0;
+    quint64 missingCredentials = 0;
+    quint64 wrongCredentials = 0;
+    quint64 excessAttempts = 0;
+    quint64 excessClients = 0;
+
     QByteArray toPrometheus() const;
 };
 

@@ -416,6 +416,12 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
         if (server)
             ++server->d->counts.delayedCommands;
     });
+    QObject::connect(client, &ClientSocket::tooLong, q, [this, socket, limits] {
+        qCWarning(lcWebSocketServer, "disconnected %s: it sent a command longer than %d bytes",
+                  qUtf8Printable(peerName(socket)), limits.commandBytes);
+        if (server)
+            ++server->d->counts.longCommands;
+    });
     QObject::connect(client, &ClientSocket::stalled, socket, [this, socket](const QString &why) {
         qCWarning(lcWebSocketServer, "disconnected %s: %s", qUtf8Printable(peerName(socket)),
                   qUtf8Printable(why));
@@ -972,13 +978,21 @@ quint64 WebSocketKeywordServer::droppedHandshakes() const
 
 /*!
     Returns the statistics of the keyword server, including those of this listener: the number of
-    refused clients, for all reasons, and the number of days until its certificate expires.
+    refused clients, in total and for each reason, the number of dropped handshakes, and the number
+    of days until its certificate expires.
 */
 Statistics WebSocketKeywordServer::statistics() const
 {
     Statistics statistics = d->server ? d->server->statistics() : Statistics();
     for (const quint64 count : std::as_const(d->access.refused))
         statistics.refusedClients += count;
+    statistics.badRequests = refusedClients(Refusal::BadRequest);
+    statistics.foreignOrigins = refusedClients(Refusal::ForeignOrigin);
+    statistics.missingCredentials = refusedClients(Refusal::NoCredentials);
+    statistics.wrongCredentials = refusedClients(Refusal::WrongCredentials);
+    statistics.excessAttempts = refusedClients(Refusal::TooManyAttempts);
+    statistics.excessClients = refusedClients(Refusal::TooManyClients);
+    statistics.droppedHandshakes = d->droppedHandshakes;
     statistics.certificateDays = certificateDays();
     return statistics;
 }

@@ -753,6 +753,8 @@ void tst_Access::refusedAttempts_areLimited()
     }
     QCOMPARE(listener->refusedClients(Refusal::TooManyAttempts), quint64(3));
     QCOMPARE(listener->refusedClients(Refusal::WrongCredentials), quint64(2));
+    QCOMPARE(listener->statistics().excessAttempts, quint64(3));
+    QCOMPARE(listener->statistics().wrongCredentials, quint64(2));
     QVERIFY(early.isConnected()); // an existing connection is kept
     QCOMPARE(listener->clientCount(), 1);
 
@@ -795,6 +797,8 @@ void tst_Access::refusedAttempts_countNeitherGoodOnesNorPages()
     }
     QCOMPARE(listener->refusedClients(Refusal::ForeignOrigin), quint64(3));
     QCOMPARE(listener->refusedClients(Refusal::BadRequest), quint64(3));
+    QCOMPARE(listener->statistics().foreignOrigins, quint64(3));
+    QCOMPARE(listener->statistics().badRequests, quint64(3));
 }
 
 void tst_Access::fullServer_refusesByAStatus()
@@ -824,6 +828,7 @@ void tst_Access::fullServer_refusesByAStatus()
     }
     QCOMPARE(listener->clientCount(), 2);
     QCOMPARE(listener->refusedClients(Refusal::TooManyClients), quint64(2));
+    QCOMPARE(listener->statistics().excessClients, quint64(2));
 
     // Closed connections make room for new ones
     clients.clear();
@@ -857,6 +862,7 @@ void tst_Access::unfinishedHandshakes_areLimited()
     }
     QCOMPARE(listener->handshakeCount(), 2);
     QCOMPARE(listener->droppedHandshakes(), quint64(3));
+    QCOMPARE(listener->statistics().droppedHandshakes, quint64(3));
     // The oldest ones have been closed, and the others can continue
     for (int i = 0; i < 3; ++i)
         QTRY_VERIFY(!idle.at(i)->isConnected());
@@ -1374,6 +1380,8 @@ void tst_Access::statistics_countRefusals()
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(q("it sent no credentials$")));
     QCOMPARE(client.statusOf(RawClient::request()), QByteArray("401"));
     QCOMPARE(listener->statistics().refusedClients, quint64(1));
+    QCOMPARE(listener->statistics().missingCredentials, quint64(1));
+    QCOMPARE(listener->statistics().droppedHandshakes, quint64(0));
     QCOMPARE(listener->statistics().certificateDays, -1);
     QCOMPARE(listener->statistics().keywords, qint64(2));
 }

@@ -218,6 +218,8 @@ private Q_SLOTS:
     void longMessage_isSentBeforeTheConnectionIsClosed_data();
     void longMessage_isSentBeforeTheConnectionIsClosed();
     void reader_isNotDroppedWhenTheProgramWasBusy();
+    void longCommand_isCounted_data();
+    void longCommand_isCounted();
     void flood_isDelayed();
     void commands_waitWhileAnswersDo();
     void repeatedCreates_wait();
@@ -408,6 +410,7 @@ void tst_BoundedSending::total_isLimited()
         QTRY_COMPARE(reader.values[pathOf(keywords - 1)], round); // it still gets events
         QVERIFY(server->statistics().sendingBytes < 128 * kibibyte);
     }
+    QVERIFY(server->statistics().sendingPauses > 0);
     for (const auto &client : stalled)
         client->setReading(mebibyte);
     for (const auto &client : stalled)
@@ -666,6 +669,36 @@ void tst_BoundedSending::reader_isNotDroppedWhenTheProgramWasBusy()
     setAll(1, 1000);
     QTRY_COMPARE(reader.values[pathOf(0)], 1000);
     QVERIFY(reader.isConnected());
+    QCOMPARE(server->statistics().droppedClients, quint64(0));
+}
+
+void tst_BoundedSending::longCommand_isCounted_data()
+{
+    addTransports();
+}
+
+void tst_BoundedSending::longCommand_isCounted()
+{
+    QFETCH(bool, tls);
+    setLimits([](Limits &limits) { limits.commandBytes = 1000; });
+    if (tls)
+        listenWithTls();
+    for (const int opcodes : {1, 2}) {
+        RawClient client(sockets->url(), tls);
+        QVERIFY(client.open());
+        QTest::ignoreMessage(
+            QtWarningMsg,
+            QRegularExpression(q("^disconnected 127\\.0\\.0\\.1:\\d+: it sent a command longer "
+                                 "than 1000 bytes$")));
+        client.send(RawClient::frame(opcodes, QByteArray(1001, 'x')));
+        QTRY_VERIFY(!client.isConnected());
+        const std::vector<Frame> frames = framesIn(client.received);
+        QCOMPARE(frames.size(), std::size_t(1));
+        QCOMPARE(frames[0].opcode, closeFrame);
+        QCOMPARE(frames[0].payload.left(2), QByteArray("\x03\xf1")); // 1009
+        QCOMPARE(server->statistics().longCommands, quint64(opcodes));
+    }
+    QTRY_COMPARE(server->sessionCount(), 0);
     QCOMPARE(server->statistics().droppedClients, quint64(0));
 }
 

@@ -3,9 +3,11 @@
 
 #include "tests/server/testclient.h"
 
+#include <QtCore/QRegularExpression>
 #include <QtTest/QTest>
 
 using namespace pellix::server;
+using namespace std::chrono_literals;
 
 class tst_Sending : public QObject
 {
@@ -34,12 +36,15 @@ private Q_SLOTS:
     void limit_ofMemoryCountsNothingThatWasLetGo();
     void limit_ofAggregatedKeywords();
     void limit_ofListedKeywords();
+    void limit_ofAnAnswer();
+    void limits_haveDefaults();
     void limit_ofKeywords();
     void limit_ofAValue();
     void limit_ofACommand();
     void limits_areNotForTheProgramItself();
     void statistics_areCounted();
     void prometheus_isWellFormed();
+    void prometheus_tellsTheLimits();
 
 private:
     std::unique_ptr<KeywordServer> server;
@@ -310,6 +315,7 @@ void tst_Sending::limit_ofWatchedKeywords()
         client.create(path);
     QCOMPARE(client.taken(), q("/p/a=1 coc- | /p/b=2 coc- | /p/c=null --c- | /p/a=1 coc-"));
     QCOMPARE(server->statistics().refusedCreates, quint64(1));
+    QCOMPARE(server->statistics().createsBeyondKeywords, quint64(1));
     server->setValue(q("/p/c"), 4);
     QCOMPARE(client.taken(), QString());
     client.command("keyDestroy", R"({"keyword":"/p/b"})");
@@ -328,6 +334,7 @@ void tst_Sending::limit_ofMemory()
         client.create(qPrintable(q("/%1%2").arg(name).arg(i)));
     QCOMPARE(client.seen.size(), 1000); // each command gets a reply
     QVERIFY(server->statistics().refusedCreates > 900);
+    QCOMPARE(server->statistics().createsBeyondMemory, server->statistics().refusedCreates);
     QVERIFY(server->statistics().memoryBytes < 400 * 1024);
     client.session.reset();
     QVERIFY(server->statistics().memoryBytes < 10 * 1024);
@@ -395,6 +402,8 @@ void tst_Sending::limit_ofAggregatedKeywords()
     client.command("keyCreateOrUpdate",
                    R"({"keyword":"/x","children":["/p/a","/p/b","/p/c"],"aggregation":"sum"})");
     QCOMPARE(client.taken(), q("/x=3 coc-")); // unchanged
+    QCOMPARE(server->statistics().refusedCreates, quint64(2));
+    QCOMPARE(server->statistics().createsBeyondChildren, quint64(2));
 }
 
 void tst_Sending::limit_ofListedKeywords()
@@ -406,6 +415,51 @@ void tst_Sending::limit_ofListedKeywords()
     client.command("keyIndex", R"({"factory":"p"})");
     QCOMPARE(client.taken(), q("/p/a /p/b"));
     QCOMPARE(server->statistics().cutAnswers, quint64(1));
+}
+
+// The reply contains complete entries only.
+void tst_Sending::limit_ofAnAnswer()
+{
+    constexpr int children = 1000;
+    const QString name(500, QLatin1Char('x'));
+    for (int i = 0; i < children; ++i)
+        server->declare(keyword(qPrintable(q("/many/%1%2").arg(name).arg(i)), "int", 1));
+    Limits limits = server->limits();
+    limits.answerBytes = 100 * 1024;
+    server->setLimits(limits);
+    Client client(server.get(), "*"), own(server.get());
+    client.command("keyIndex", R"({"factory":"many"})");
+    own.command("keyIndex", R"({"factory":"many"})");
+    const qsizetype listed = client.taken().split(QLatin1Char(' ')).size();
+    QVERIFY2(listed > 100 && listed < 200, qPrintable(QString::number(listed)));
+    const qsizetype length = client.messages.constLast().size();
+    QVERIFY2(length > 99 * 1024 && length < 101 * 1024, qPrintable(QString::number(length)));
+    QCOMPARE(own.taken().split(QLatin1Char(' ')).size(), children);
+    QCOMPARE(server->statistics().cutAnswers, quint64(1));
+    client.command("keyIndex", R"({"factory":"p"})");
+    QCOMPARE(client.taken(), q("/p/a /p/b /p/c"));
+    QCOMPARE(server->statistics().cutAnswers, quint64(1));
+}
+
+// All are positive, and far from an overflow.
+void tst_Sending::limits_haveDefaults()
+{
+    const Limits limits = server->limits();
+    QCOMPARE(limits.watchedKeywords, 50000);
+    QCOMPARE(limits.commandsPerSecond, 50000);
+    QCOMPARE(limits.commandBytes, 1 << 20);
+    QCOMPARE(limits.valueBytes, 1 << 18);
+    QCOMPARE(limits.aggregatedKeywords, 1000);
+    QCOMPARE(limits.listedKeywords, 10000);
+    QCOMPARE(limits.keywords, 1000000);
+    QCOMPARE(limits.sessionBytes, qint64(12) << 20);
+    QCOMPARE(limits.sendingBytes, qint64(1) << 16);
+    QCOMPARE(limits.totalSendingBytes, qint64(1) << 26);
+    QCOMPARE(limits.stalledTime, 30s);
+    QCOMPARE(limits.writeTime, 10s);
+    QCOMPARE(limits.answerBytes, qint64(2) << 20);
+    // A new limit needs a line above.
+    [[maybe_unused]] const auto &[a, b, c, d, e, f, g, h, i, j, k, l, m] = limits;
 }
 
 void tst_Sending::limit_ofKeywords()
@@ -435,6 +489,8 @@ void tst_Sending::limit_ofAValue()
     QCOMPARE(client.taken(), q("/p/text=\"short\" coce"));
     client.update("/p/list", ('[' + text + ']').constData());
     QCOMPARE(client.taken(), q("/p/list=[] coce"));
+    QCOMPARE(server->statistics().refusedWrites, quint64(2));
+    QCOMPARE(server->statistics().writesBeyondLength, quint64(2));
 }
 
 void tst_Sending::limit_ofACommand()
@@ -445,6 +501,7 @@ void tst_Sending::limit_ofACommand()
     Client client(server.get(), "*");
     client.create(QByteArray(200, 'x').constData());
     QCOMPARE(client.taken(), QString());
+    QCOMPARE(server->statistics().longCommands, quint64(1));
     client.create("/p/a");
     QCOMPARE(client.taken(), q("/p/a=1 coc-"));
 }
@@ -491,23 +548,76 @@ void tst_Sending::prometheus_isWellFormed()
     client.create("/p/a");
     const QList<QByteArray> lines = server->statistics().toPrometheus().split('\n');
     QVERIFY(lines.last().isEmpty());
-    QSet<QByteArray> names;
-    for (int i = 0; i + 3 < lines.size(); i += 3) {
-        const QList<QByteArray> value = lines.at(i + 2).split(' ');
+    QSet<QByteArray> names, series;
+    QByteArray name;
+    for (qsizetype i = 0; i + 1 < lines.size(); ++i) {
+        if (lines.at(i).startsWith("# HELP ")) {
+            name = lines.at(i).split(' ').at(2);
+            QVERIFY(lines.at(i).endsWith('.'));
+            QVERIFY(!names.contains(name));
+            names.insert(name);
+            const bool isCounter = name.endsWith("_total");
+            QCOMPARE(lines.at(++i), "# TYPE " + name + (isCounter ? " counter" : " gauge"));
+            continue;
+        }
+        const QList<QByteArray> value = lines.at(i).split(' ');
         QCOMPARE(value.size(), 2);
-        QVERIFY(lines.at(i).startsWith("# HELP " + value.first() + ' '));
-        QVERIFY(lines.at(i).endsWith('.'));
-        const bool isCounter = value.first().endsWith("_total");
-        QCOMPARE(lines.at(i + 1), "# TYPE " + value.first() + (isCounter ? " counter" : " gauge"));
+        static const QRegularExpression form(q("^(\\w+)(\\{(reason|limit)=\"\\w+\"\\})?$"));
+        const auto match = form.match(QString::fromLatin1(value.first()));
+        QVERIFY2(match.hasMatch(), value.first().constData());
+        QCOMPARE(match.captured(1).toLatin1(), name);
+        QVERIFY(!series.contains(value.first()));
+        series.insert(value.first());
         bool isNumber = false;
         value.last().toLongLong(&isNumber);
         QVERIFY(isNumber);
-        QVERIFY(!names.contains(value.first()));
-        names.insert(value.first());
     }
     QVERIFY(lines.contains("pellix_keywords 3"));
     QVERIFY(lines.contains("pellix_watched_keywords 1"));
     QVERIFY(names.size() >= 20);
+}
+
+// The sum over the labels of a metric is the total.
+void tst_Sending::prometheus_tellsTheLimits()
+{
+    Statistics statistics;
+    statistics.refusedCreates = 6;
+    statistics.createsBeyondKeywords = 1;
+    statistics.createsBeyondChildren = 2;
+    statistics.createsBeyondMemory = 3;
+    statistics.refusedWrites = 9;
+    statistics.writesBeyondLength = 2;
+    statistics.writesBeyondMemory = 3;
+    statistics.badRequests = 1;
+    statistics.foreignOrigins = 2;
+    statistics.missingCredentials = 3;
+    statistics.wrongCredentials = 4;
+    statistics.excessAttempts = 5;
+    statistics.excessClients = 6;
+    statistics.longCommands = 7;
+    statistics.sendingPauses = 8;
+    statistics.delayedAggregates = 9;
+    statistics.droppedHandshakes = 10;
+    const QList<QByteArray> lines = statistics.toPrometheus().split('\n');
+    for (const char *line : {
+             R"(pellix_refused_creates_total{limit="watched_keywords"} 1)",
+             R"(pellix_refused_creates_total{limit="aggregated_keywords"} 2)",
+             R"(pellix_refused_creates_total{limit="session_bytes"} 3)",
+             R"(pellix_refused_writes_total{limit="value_bytes"} 2)",
+             R"(pellix_refused_writes_total{limit="session_bytes"} 3)",
+             R"(pellix_refused_writes_total{limit="none"} 4)",
+             R"(pellix_refused_clients_total{reason="bad_request"} 1)",
+             R"(pellix_refused_clients_total{reason="foreign_origin"} 2)",
+             R"(pellix_refused_clients_total{reason="no_credentials"} 3)",
+             R"(pellix_refused_clients_total{reason="wrong_credentials"} 4)",
+             R"(pellix_refused_clients_total{reason="too_many_attempts"} 5)",
+             R"(pellix_refused_clients_total{reason="too_many_clients"} 6)",
+             "pellix_long_commands_total 7",
+             "pellix_sending_pauses_total 8",
+             "pellix_delayed_aggregates_total 9",
+             "pellix_dropped_handshakes_total 10",
+         })
+        QVERIFY2(lines.contains(line), line);
 }
 
 QTEST_GUILESS_MAIN(tst_Sending)
