@@ -545,7 +545,8 @@ void MqttLink::Private::settle()
         // The callback is only needed for TLS errors, which occur earlier. With it, the library
         // formats a line for each packet.
         mosquitto_log_callback_set(client.get(), nullptr);
-        log(version == 5 ? QStringLiteral("connected") : QStringLiteral("connected by MQTT 3.1.1"));
+        log(version == 5 ? QStringLiteral("connected by MQTT 5")
+                         : QStringLiteral("connected by MQTT 3.1.1"));
         announcing = announce("1");
         setState(State::Connected);
         settle();

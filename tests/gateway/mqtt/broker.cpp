@@ -12,6 +12,7 @@
 #include <QtCore/QStandardPaths>
 #include <QtNetwork/QTcpServer>
 
+#include <algorithm>
 #include <csignal>
 #include <mutex>
 
@@ -100,6 +101,14 @@ QByteArray Broker::log() const
 int Broker::connectionsSeen() const
 {
     return int(log().count("New client connected"));
+}
+
+int Broker::publicationsSeen(const QByteArray &topic) const
+{
+    const QByteArrayList lines = log().split('\n');
+    return int(std::count_if(lines.begin(), lines.end(), [&topic](const QByteArray &line) {
+        return line.contains("Received PUBLISH from ") && line.contains(", '" + topic + "', ");
+    }));
 }
 
 void Broker::writePasswords() const

@@ -62,6 +62,9 @@ public:
     bool isRunning() const { return process.state() == QProcess::Running; }
     QByteArray log() const;
     int connectionsSeen() const; // since the start
+    // The messages of clients to the topic since the start, unless options.isQuiet is set. A
+    // message is counted before it is acknowledged.
+    int publicationsSeen(const QByteArray &topic) const;
     QString filePath(const QString &name) const { return folder.filePath(name); }
     QString authority() const { return filePath(QStringLiteral("ca.crt")); }
     QString clientCertificate() const { return filePath(QStringLiteral("client.crt")); }

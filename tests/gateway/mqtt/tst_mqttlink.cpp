@@ -7,6 +7,7 @@
 #include "tests/gateway/mqtt/broker.h"
 
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QRegularExpression>
 #include <QtCore/QTimer>
 #include <QtNetwork/QTcpServer>
 #include <QtNetwork/QTcpSocket>
@@ -216,6 +217,7 @@ void tst_MqttLink::link_isClosed()
 void tst_MqttLink::oldBrokers_areSpokenToIn311_data()
 {
     QTest::addColumn<QByteArray>("toFive");
+    QTest::newRow("not old") << QByteArray("\x20\x03\x00\x00\x00", 5);
     QTest::newRow("unsupported protocol version") << QByteArray("\x20\x03\x00\x84\x00", 5);
     QTest::newRow("unacceptable protocol version") << QByteArray("\x20\x02\x00\x01", 4);
     QTest::newRow("closes") << QByteArray();
@@ -224,12 +226,19 @@ void tst_MqttLink::oldBrokers_areSpokenToIn311_data()
 void tst_MqttLink::oldBrokers_areSpokenToIn311()
 {
     QFETCH(const QByteArray, toFive);
+    const bool isOld = toFive.size() < 5 || toFive.at(3) != 0;
     FakeBroker broker(toFive, QByteArray("\x20\x02\x00\x00", 4));
     Link link(optionsFor(broker.serverPort()));
+    const QString line = isOld ? QStringLiteral(": connected by MQTT 3.1.1$")
+                               : QStringLiteral(": connected by MQTT 5$");
+    QTest::ignoreMessage(QtInfoMsg, QRegularExpression(line)); // fails if it is not logged
     link.link.open();
     QTRY_VERIFY_WITH_TIMEOUT(link.isConnected(), longTime);
-    QCOMPARE(link.link.version(), 3);
-    QCOMPARE(broker.versions, toFive.isEmpty() ? (QList {5, 5, 4}) : (QList {5, 4}));
+    QCOMPARE(link.link.version(), isOld ? 3 : 5);
+    if (isOld)
+        QCOMPARE(broker.versions, toFive.isEmpty() ? (QList {5, 5, 4}) : (QList {5, 4}));
+    else
+        QCOMPARE(broker.versions, QList {5});
 }
 
 void tst_MqttLink::fixedVersion_isKept()
@@ -751,12 +760,10 @@ void tst_MqttLink::publish_withoutLinkIsNotKept()
     link.link.publish(3, "pump/set", "3", 1, 1s);
     QCOMPARE(link.outcomes, (Outcomes {{1, refused}, {2, refused}, {3, refused}}));
     QVERIFY(broker.start());
-    BrokerClient device(broker);
-    QVERIFY(device.subscribe("pump/set"));
     QTRY_VERIFY_WITH_TIMEOUT(link.isConnected(), longTime);
     link.link.publish(4, "pump/set", "4", 1, 1s);
     QTRY_COMPARE_WITH_TIMEOUT(link.outcomes.size(), 4, longTime);
-    QTRY_COMPARE_WITH_TIMEOUT(device.payloads("pump/set"), QList<QByteArray> {"4"}, longTime);
+    QCOMPARE(broker.publicationsSeen("pump/set"), 1);
 }
 
 void tst_MqttLink::publish_isUnknownIfTheBrokerDies()
@@ -777,13 +784,11 @@ void tst_MqttLink::publish_isUnknownIfTheBrokerDies()
     QCOMPARE(link.outcomes, (Outcomes {{1, unknown}, {2, unknown}}));
     // It is not sent again
     QVERIFY(broker.start());
-    BrokerClient device(broker);
-    QVERIFY(device.subscribe("pump/set"));
     QTRY_VERIFY_WITH_TIMEOUT(link.isConnected(), longTime);
     link.link.publish(3, "pump/set", "3", 1, 1s);
     QTRY_COMPARE_WITH_TIMEOUT(link.outcomes.size(), 3, longTime);
     QCOMPARE(link.outcomes.at(2).second, acknowledged);
-    QTRY_COMPARE_WITH_TIMEOUT(device.payloads("pump/set"), QList<QByteArray> {"3"}, longTime);
+    QCOMPARE(broker.publicationsSeen("pump/set"), 1);
 }
 
 void tst_MqttLink::publish_isUnknownIfTheLinkIsClosed()

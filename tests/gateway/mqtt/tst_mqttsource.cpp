@@ -84,6 +84,7 @@ struct Observed
         QObject::connect(&source, &Source::stateChanged, &source,
                          [this](State state) { states.append(state); });
         QObject::connect(&source, &Source::reported, &source, [this](const SourceReport &report) {
+            ++signalCount;
             largest = qMax(largest,
                            report.removed.size() + report.declared.size() + report.values.size());
             for (const QString &path : report.removed) {
@@ -129,6 +130,7 @@ struct Observed
     State lastState = State::Stopped;
     qsizetype largest = 0;
     int reports = 0;
+    int signalCount = 0;
     int removals = 0;
 };
 using Answers = QList<std::pair<quint64, Outcome>>;
@@ -278,6 +280,7 @@ private Q_SLOTS:
     void slowReader_getsTheNewest();
     void resync_bringsWhatWasMissed_data() { addVersions(); }
     void resync_bringsWhatWasMissed();
+    void resync_followsEachConnection();
     void resync_isQuietOtherwise_data() { addVersions(); }
     void resync_isQuietOtherwise();
     void resync_leavesWhatIsNotRetained();
@@ -679,12 +682,11 @@ void tst_MqttSource::write_isUnknownIfTheBrokerDies()
     broker.kill();
     QTRY_COMPARE_WITH_TIMEOUT(observed.answers, (Answers {{1, Outcome::Unknown}}), longTime);
     QVERIFY(broker.start());
-    BrokerClient device(broker);
-    QVERIFY(device.subscribe("pump/set"));
     QTRY_STATE(observed, State::Ready);
     observed.write(2, "/pump", false);
-    QTRY_COMPARE_WITH_TIMEOUT(device.payloads("pump/set"), QList<QByteArray> {"false"}, longTime);
-    QTRY_COMPARE_WITH_TIMEOUT(observed.answers.size(), 2, longTime);
+    const Answers expected {{1, Outcome::Unknown}, {2, Outcome::Accepted}};
+    QTRY_COMPARE_WITH_TIMEOUT(observed.answers, expected, longTime);
+    QCOMPARE(broker.publicationsSeen("pump/set"), 1);
 }
 
 void tst_MqttSource::write_isUnknownIfTheSourceStops()
@@ -821,12 +823,16 @@ void tst_MqttSource::slowReader_getsTheNewest()
     BrokerClient writer(broker);
     constexpr int count = 60000;
     const int before = observed.reports;
+    const int signalsBefore = observed.signalCount;
     for (int i = 1; i <= count; ++i)
         writer.publish("fast", QByteArray::number(i), false, 0);
     // This thread does not process events until all messages have arrived.
     while (observed.source.statistics().messages < count && writer.isConnected()) { }
     QTRY_COMPARE_WITH_TIMEOUT(observed.value("/fast"), QVariant(double(count)), longTime);
-    QVERIFY(observed.reports - before <= count);
+    // At most 20 000 values wait, and each signal contains 1000 of them.
+    QVERIFY2(observed.reports - before <= 2 * 20000, qPrintable(QString::number(observed.reports)));
+    QVERIFY2(observed.signalCount - signalsBefore <= 2 * 20,
+             qPrintable(QString::number(observed.signalCount)));
 }
 
 // One message is withheld by the broker.
@@ -852,6 +858,44 @@ void tst_MqttSource::resync_bringsWhatWasMissed()
     QTRY_COMPARE_WITH_TIMEOUT(observed.value("/b"), QVariant(3.0), longTime);
     writer.publish("a", "4", true);
     QTRY_COMPARE_WITH_TIMEOUT(observed.value("/a"), QVariant(4.0), longTime);
+}
+
+// The broker withholds the retained message at first, and the period of the resyncs is very long.
+void tst_MqttSource::resync_followsEachConnection()
+{
+    const QByteArray withheld = "topic write #\n";
+    BrokerOptions brokerOptions;
+    brokerOptions.acl = withheld;
+    brokerOptions.persistence = true;
+    Broker broker(brokerOptions);
+    QVERIFY(broker.start());
+    MqttOptions options = optionsFor(broker);
+    options.resync = 1h;
+    Observed observed(options, everything());
+    observed.source.start();
+    QTRY_STATE(observed, State::Ready);
+    for (int value = 1; value <= 3; ++value) {
+        // If this machine is too slow to permit reading before the resync, it is tried again.
+        const auto isBrought = [&] {
+            const auto connections = observed.source.statistics().connections;
+            broker.setAcl(withheld);
+            {
+                BrokerClient writer(broker);
+                writer.publish("a", QByteArray::number(value), true);
+                writer.flush();
+            }
+            broker.restart();
+            const auto isReady = [&] {
+                return observed.source.statistics().connections > connections
+                    && observed.source.state() == State::Ready;
+            };
+            if (!waitFor(isReady, longTime) || observed.value("/a") == QVariant(double(value)))
+                return false;
+            broker.setAcl("topic readwrite #\n");
+            return waitFor([&] { return observed.value("/a") == QVariant(double(value)); }, 5000);
+        };
+        QVERIFY(isBrought() || isBrought() || isBrought());
+    }
 }
 
 void tst_MqttSource::resync_isQuietOtherwise()
