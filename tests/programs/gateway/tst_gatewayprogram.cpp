@@ -122,6 +122,7 @@ private Q_SLOTS:
     void configurations_thatAreRefused();
     void secrets_areNotShown();
     void check_saysThatItIsGood();
+    void check_runsTheMappingTests();
     void port_takenIsNotACaseOfTheConfiguration();
     void serves_andEndsWhenToldTo_data();
     void serves_andEndsWhenToldTo();
@@ -242,6 +243,29 @@ void tst_GatewayProgram::check_saysThatItIsGood()
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.errors, QString());
     QCOMPARE(run.output, file + q(": good; 0 sources, 0 mapping tests passed\n"));
+}
+
+// Nothing is started: the port is in use, and there is no broker.
+void tst_GatewayProgram::check_runsTheMappingTests()
+{
+    QTcpServer busy;
+    QVERIFY(busy.listen(QHostAddress::LocalHost));
+    const QString file = desk.file(q("gateway.json"));
+    write(file,
+          R"({"listen": [{"port": )" + QByteArray::number(busy.serverPort())
+              + R"(}], "audit": "none.jsonl", "sources": [{"name": "a", "mount": "/p",
+        "mqtt": {"url": "mqtt://127.0.0.1:1"}, "tests": [
+            {"topic": "a", "payload": 1, "expect": {"/p/a": 1}},
+            {"topic": "b/c", "payload": 1, "expect": {"/p/b/c": 2, "/p/d": 3}}]}]})");
+    const Run run = desk.run({q("--check"), file});
+    QVERIFY(run.finished);
+    QCOMPARE(run.exitCode, 2);
+    QCOMPARE(run.output, QString());
+    QCOMPARE(run.errors,
+             q("keyword-gateway: FILE: /sources/0/tests/1/expect/~1p~1b~1c: is 1, not 2\n"
+               "keyword-gateway: FILE: /sources/0/tests/1/expect/~1p~1d: is not there, not 3\n")
+                 .replace(q("FILE"), file));
+    QVERIFY(!QFile::exists(desk.file(q("none.jsonl"))));
 }
 
 void tst_GatewayProgram::port_takenIsNotACaseOfTheConfiguration()

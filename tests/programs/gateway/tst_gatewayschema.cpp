@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "gateway/configuration.h"
+#include "gateway/source.h"
 #include "programs/gateway/sourcetypes.h"
 
 #include <QtCore/QFile>
@@ -21,7 +22,24 @@ class tst_GatewaySchema : public QObject
 private Q_SLOTS:
     void members_areTheSame_data();
     void members_areTheSame();
+    void reconnection_isDescribed_data();
+    void reconnection_isDescribed();
+
+private:
+    static QJsonObject schema(const QString &definition);
 };
+
+// The top level if there is no definition.
+QJsonObject tst_GatewaySchema::schema(const QString &definition)
+{
+    QFile file(QStringLiteral(SCHEMA));
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    const QJsonObject whole = QJsonDocument::fromJson(file.readAll()).object();
+    return definition.isEmpty()
+        ? whole
+        : whole.value(QLatin1String("$defs")).toObject().value(definition).toObject();
+}
 
 void tst_GatewaySchema::members_areTheSame_data()
 {
@@ -89,6 +107,83 @@ void tst_GatewaySchema::members_areTheSame()
     known.sort();
     known.removeDuplicates();
     QCOMPARE(known, expected);
+}
+
+void tst_GatewaySchema::reconnection_isDescribed_data()
+{
+    QTest::addColumn<QString>("definition");
+    QTest::addColumn<QString>("member");
+    for (const char *const definition : {"mqtt", "source", "listener"}) {
+        const QStringList members = schema(QString::fromLatin1(definition))
+                                        .value(QLatin1String("properties"))
+                                        .toObject()
+                                        .keys();
+        for (const QString &member : members)
+            QTest::addRow("%s, %s", definition, qPrintable(member))
+                << QString::fromLatin1(definition) << member;
+    }
+}
+
+// A member says so if changing it interrupts a connection, and no other does.
+void tst_GatewaySchema::reconnection_isDescribed()
+{
+    QFETCH(QString, definition);
+    QFETCH(QString, member);
+    static const QStringList disconnecting {
+        QStringLiteral("address"),     QStringLiteral("port"), QStringLiteral("tls"),
+        QStringLiteral("unencrypted"), QStringLiteral("name"), QStringLiteral("mount")};
+    const QString description = schema(definition)
+                                    .value(QLatin1String("properties"))
+                                    .toObject()
+                                    .value(member)
+                                    .toObject()
+                                    .value(QLatin1String("description"))
+                                    .toString();
+    const bool isDescribed = description.endsWith(definition == QLatin1String("listener")
+                                                      ? QLatin1String("disconnects the clients.")
+                                                      : QLatin1String("reconnects to the broker."));
+    if (definition != QLatin1String("mqtt")) {
+        QCOMPARE(isDescribed, disconnecting.contains(member));
+        return;
+    }
+    // Other settings are applied to a source; what it does not accept restarts it.
+    const QString file = QStringLiteral(TLS_FILES "/server.crt");
+    const QJsonObject changes {{QStringLiteral("url"), QStringLiteral("mqtts://b")},
+                               {QStringLiteral("user"), QStringLiteral("v")},
+                               {QStringLiteral("passwordFile"), file},
+                               {QStringLiteral("ca"), file},
+                               {QStringLiteral("certificate"), QStringLiteral("/dev/null")},
+                               {QStringLiteral("key"), QStringLiteral("/dev/null")},
+                               {QStringLiteral("clientId"), QStringLiteral("c")},
+                               {QStringLiteral("keepAlive"), 20},
+                               {QStringLiteral("version"), QStringLiteral("3.1.1")},
+                               {QStringLiteral("qos"), 2},
+                               {QStringLiteral("resync"), 10},
+                               {QStringLiteral("announce"), QStringLiteral("t")}};
+    QVERIFY(changes.contains(member));
+    QJsonObject mqtt {{QStringLiteral("url"), QStringLiteral("mqtts://a")},
+                      {QStringLiteral("user"), QStringLiteral("u")},
+                      {QStringLiteral("certificate"), file},
+                      {QStringLiteral("key"), file}};
+    const auto settings = [&mqtt] {
+        const QJsonObject source {{QStringLiteral("name"), QStringLiteral("a")},
+                                  {QStringLiteral("mount"), QStringLiteral("/a")},
+                                  {QStringLiteral("mqtt"), mqtt}};
+        const QJsonObject whole {
+            {QStringLiteral("listen"), QJsonArray {QJsonObject {{QStringLiteral("port"), 0}}}},
+            {QStringLiteral("sources"), QJsonArray {source}}};
+        ConfigurationProblems problems;
+        const auto read = Configuration::parse(QJsonDocument(whole).toJson(), QString(),
+                                               sourceTypes(), &problems);
+        for (const ConfigurationProblem &problem : std::as_const(problems))
+            qWarning("%s: %s", qPrintable(problem.pointer), qPrintable(problem.text));
+        return read ? read->sources.constFirst().settings : nullptr;
+    };
+    const auto before = settings();
+    mqtt.insert(member, changes.value(member));
+    const auto after = settings();
+    QVERIFY(before && after);
+    QCOMPARE(isDescribed, !before->apply(*after, before->create().get()));
 }
 
 QTEST_GUILESS_MAIN(tst_GatewaySchema)
