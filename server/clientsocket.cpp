@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <utility>
 
 #ifdef Q_OS_UNIX
 #include <netinet/in.h>
@@ -36,6 +37,7 @@ constexpr char finalBit = char(0x80);
 constexpr char longLength = 126; // says that the length stands in the two bytes behind it
 constexpr char longestLength = 127; // in the eight bytes behind it
 constexpr int maskBytes = 4;
+constexpr qint64 shortestFrame = 2 + maskBytes; // bytes, of a client
 constexpr qsizetype greatestPart = qsizetype(16) * 1024; // bytes of a message in one frame
 constexpr qsizetype greatestKeptBuffer = qsizetype(32) * 1024; // bytes
 constexpr char closeFrame = char(0x88);
@@ -103,6 +105,10 @@ ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Lim
     connect(&commandTimer, &QTimer::timeout, this, &ClientSocket::takeCommands);
     connect(progressTimer.get(), &QTimer::timeout, this, &ClientSocket::checkProgress);
     connect(socket, &QWebSocket::textMessageReceived, this, &ClientSocket::enqueue);
+    connect(socket, &QWebSocket::textFrameReceived, this, [this](const QString &text) {
+        const qint64 length = text.toUtf8().size();
+        textBytes += length > 0 ? length + (length < longLength ? 6 : length > 0xffff ? 14 : 8) : 0;
+    });
     connect(socket, &QWebSocket::pong, this, [this] { sincePing.invalidate(); });
     if (!connection)
         return;
@@ -325,8 +331,20 @@ void ClientSocket::resumeSoon()
 // The WebSocket has processed the data, and has answered pings.
 void ClientSocket::onRead()
 {
+    chargeOtherFrames();
     limitReading();
     checkBacklog();
+}
+
+// Pings, pongs, and binary frames cost time, like commands. The WebSocket does not report pings, so
+// everything that is not part of a command counts as the greatest number of frames that it can be.
+void ClientSocket::chargeOtherFrames()
+{
+    const qint64 others = bytesBefore - connection->bytesAvailable() - textBytes;
+    bytesBefore = connection->bytesAvailable();
+    textBytes = 0;
+    if (others >= shortestFrame)
+        commandsLeft -= double(others / shortestFrame);
 }
 
 void ClientSocket::checkBacklog()
@@ -341,13 +359,14 @@ void ClientSocket::checkBacklog()
                    .arg(commands.bytes()));
 }
 
-// A client that reads either accepts data or answers a ping. A client that accepts data may not
-// have been pinged for some time: it is not judged before a ping has timed out.
+// A client that reads either accepts data or answers a ping. Only a pong answers a ping: commands
+// do not show that the client reads. A client that accepts data may not have been pinged for some
+// time: it is not judged before a ping has timed out.
 void ClientSocket::checkProgress()
 {
     if (full)
         return;
-    const bool wasBusy = sinceChecked.hasExpired(stalledTime.count()); // with something else
+    const bool wasBusy = sinceChecked.hasExpired(stalledTime.count() / 2); // with something else
     const bool isDeaf = readNotifier && !readNotifier->isEnabled();
     if (wasBusy || isDeaf)
         sincePing.invalidate(); // whatever it has said was not heard
@@ -366,8 +385,9 @@ void ClientSocket::checkProgress()
         giveUp(QStringLiteral("it does not answer pings"));
         return;
     }
-    if (!sincePing.isValid())
-        sincePing.start();
+    if (sincePing.isValid())
+        return;
+    sincePing.start();
     socket->ping();
 }
 
@@ -388,7 +408,6 @@ void ClientSocket::enqueue(const QString &text)
 {
     if (closeCode)
         return; // it has said that this was all
-    sincePing.invalidate(); // it is alive
     commands.enqueue(text.toUtf8());
     takeCloseFrame();
     takeSoon();
@@ -513,12 +532,8 @@ bool ClientSocket::mayTakeCommand()
 {
     if (!hasReadAnswers())
         return false;
-    if (commandsLeft < 1) {
-        const double most = double(commandsPerSecond) * burstSeconds;
-        const double gained = double(sinceCommand.nsecsElapsed()) * commandsPerSecond / 1e9;
-        sinceCommand.start();
-        commandsLeft = std::min(most, commandsLeft + gained);
-    }
+    if (commandsLeft < 1)
+        gainCommands();
     if (commandsLeft >= 1) {
         --commandsLeft;
         return true;
@@ -526,6 +541,14 @@ bool ClientSocket::mayTakeCommand()
     commandTimer.start(commandPause);
     Q_EMIT delayed();
     return false;
+}
+
+void ClientSocket::gainCommands()
+{
+    const double most = double(commandsPerSecond) * burstSeconds;
+    const double gained = double(sinceCommand.nsecsElapsed()) * commandsPerSecond / 1e9;
+    sinceCommand.start();
+    commandsLeft = std::min(most, commandsLeft + gained);
 }
 
 // By an event: a timer of 0 ms would be sorted in before all others, of which there are many when
@@ -575,7 +598,16 @@ void ClientSocket::limitReading()
 {
     if (!connection || connection->state() != QAbstractSocket::ConnectedState)
         return;
-    const bool reads = commands.bytes() <= readAhead;
+    if (commandsLeft < 0)
+        gainCommands();
+    const bool reads = commands.bytes() <= readAhead && commandsLeft >= 0;
+    if (commandsLeft < 0 && !commandTimer.isActive()) {
+        commandTimer.start(commandPause);
+        if (!std::exchange(isCharged, true))
+            Q_EMIT delayed();
+    } else if (commandsLeft >= 0) {
+        isCharged = false;
+    }
     if (!readNotifier && reads)
         return;
     const auto notifiers = connection->findChildren<QSocketNotifier *>();

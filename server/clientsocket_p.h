@@ -45,13 +45,16 @@ class ClientSocket : public QObject
     Q_OBJECT
 
 public:
-    // The timer ticks twice in the time after which a client has stalled, for all who share it.
+    // The timer ticks so often in the time after which a client has stalled, for all who share it.
+    static constexpr int ticksInStalledTime = 10;
     ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Limits &limits,
                  const std::shared_ptr<SendingBudget> &budget,
                  const std::shared_ptr<QTimer> &progressTimer);
     ~ClientSocket() override;
 
     QWebSocket *webSocket() const { return socket; }
+    // The connection has data, and the WebSocket has not read it yet.
+    void aboutToRead(qint64 bytes) { bytesBefore = bytes; }
     void setSession(KeywordSession *session) { this->session = session; }
     bool hasUndecidedWrites() const;
     // Also after something was sent: it counts from then on.
@@ -113,6 +116,8 @@ private:
     void takeSoon();
     void takeCommands();
     void limitReading();
+    void chargeOtherFrames();
+    void gainCommands();
     void added(qint64 bytes);
 
     QWebSocket *const socket;
@@ -130,10 +135,12 @@ private:
     const std::chrono::milliseconds stalledTime;
     qint64 longMessage = 0; // bytes of one that waits besides the limit
     CommandQueue commands; // that wait
-    double commandsLeft; // that the client may send at this moment
+    double commandsLeft; // that the client may send at this moment; less than 0 for other frames
+    qint64 bytesBefore = 0; // that the connection had when it was to be read
+    qint64 textBytes = 0; // of frames that contained commands, since then
     QElapsedTimer sinceCommand;
     QElapsedTimer sinceWritten;
-    QElapsedTimer sincePing; // the first one since the client was heard of; invalid if none
+    QElapsedTimer sincePing; // the one that the client has not answered; invalid if there is none
     QElapsedTimer sinceChecked;
     const std::shared_ptr<QTimer> progressTimer;
     QTimer commandTimer; // for the end of a pause
@@ -147,6 +154,7 @@ private:
     bool closing = false; // this object is calling the WebSocket's close()
     bool finishing = false;
     bool wasTooLong = false;
+    bool isCharged = false; // it is paused for frames that are no commands
     bool full = false;
 };
 

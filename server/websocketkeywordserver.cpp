@@ -194,6 +194,7 @@ public:
     QList<OpeningHandshake *> handshakes; // unfinished, the oldest first
     QList<ClientSocket *> clients;
     QHash<const QWebSocket *, Identity> identities; // of the clients
+    QHash<const QTcpSocket *, ClientSocket *> readers; // the clients, by their connection
     std::shared_ptr<QTimer> progressTimer; // of the next one
     QTimer handshakeTimer {q}; // until the first handshake may be late
     AccessControl access;
@@ -251,6 +252,11 @@ void WebSocketKeywordServer::Private::admit(QTcpSocket *connection, OpeningHands
         return;
     }
     handshake->grant(decision.credentials);
+    // Connected before the WebSocket is, which will read the data.
+    QObject::connect(connection, &QTcpSocket::readyRead, q, [this, connection] {
+        if (ClientSocket *const client = readers.value(connection))
+            client->aboutToRead(connection->bytesAvailable());
+    });
     upgrade->handleConnection(connection);
 }
 
@@ -366,7 +372,7 @@ OpeningHandshake *WebSocketKeywordServer::Private::handshakeOf(const QWebSocket 
 // timers of the program would take longer to start.
 std::shared_ptr<QTimer> WebSocketKeywordServer::Private::progressTimerFor(const Limits &limits)
 {
-    const auto interval = limits.stalledTime / 2;
+    const auto interval = limits.stalledTime / ClientSocket::ticksInStalledTime;
     if (!progressTimer || progressTimer->intervalAsDuration() != interval) {
         progressTimer = std::make_shared<QTimer>();
         progressTimer->start(interval);
@@ -398,6 +404,7 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
     auto *const client =
         new ClientSocket(socket, connection, limits, server->d->budget, progressTimerFor(limits));
     clients.append(client);
+    readers.insert(connection, client);
     identities.insert(socket, {credentials, judgement.peer, client});
     KeywordSession *const session = server->openSession(judgement.peer, socket);
     client->setSession(session);
@@ -447,6 +454,7 @@ void WebSocketKeywordServer::Private::serve(QWebSocket *socket)
 void WebSocketKeywordServer::Private::forget(ClientSocket *client, const QWebSocket *socket)
 {
     identities.remove(socket);
+    readers.removeIf([client](const auto &reader) { return reader.value() == client; });
     if (clients.removeOne(client))
         tellClientCount();
 }
@@ -505,6 +513,7 @@ void WebSocketKeywordServer::Private::dropAll()
 {
     const QList<ClientSocket *> dropped = std::exchange(clients, {});
     identities.clear();
+    readers.clear();
     for (const QPointer<QTcpSocket> &connection : std::as_const(connections)) {
         if (!connection || !connection->signalsBlocked())
             continue;

@@ -208,6 +208,7 @@ private Q_SLOTS:
     void total_isLimited();
     void noProgress_isDropped();
     void noPong_isDropped();
+    void noPong_isDroppedDespiteCommands();
     void reader_isNotDropped();
     void busyReader_isNotDropped();
     void slowReader_isAnsweredPings();
@@ -221,6 +222,8 @@ private Q_SLOTS:
     void longCommand_isCounted_data();
     void longCommand_isCounted();
     void flood_isDelayed();
+    void otherFrames_areDelayed_data();
+    void otherFrames_areDelayed();
     void commands_waitWhileAnswersDo();
     void repeatedCreates_wait();
 
@@ -452,6 +455,26 @@ void tst_BoundedSending::noPong_isDropped()
     QTRY_COMPARE(server->statistics().droppedClients, quint64(1));
     QTRY_VERIFY(!quiet.isConnected());
     QCOMPARE(server->sessionCount(), 0);
+}
+
+// Commands do not show that the client reads.
+void tst_BoundedSending::noPong_isDroppedDespiteCommands()
+{
+    setLimits([](Limits &limits) { limits.stalledTime = 300ms; });
+    declare(1);
+    RawClient talking(sockets->url());
+    QVERIFY(talking.open());
+    QTest::ignoreMessage(
+        QtWarningMsg,
+        QRegularExpression(q("^disconnected 127\\.0\\.0\\.1:\\d+: it does not answer pings$")));
+    QTimer timer;
+    connect(&timer, &QTimer::timeout, this, [&talking] {
+        if (talking.isConnected())
+            talking.send(RawClient::frame(1, createOf(0)));
+    });
+    timer.start(10ms);
+    QTRY_COMPARE_WITH_TIMEOUT(server->statistics().droppedClients, quint64(1), 30000);
+    QTRY_COMPARE(server->sessionCount(), 0);
 }
 
 void tst_BoundedSending::reader_isNotDropped()
@@ -720,6 +743,42 @@ void tst_BoundedSending::flood_isDelayed()
     QTRY_COMPARE_WITH_TIMEOUT(server->value(pathOf(0)).toInt(), 500, 30000);
     QVERIFY(server->statistics().delayedCommands > 0);
     QCOMPARE(server->sessionCount(), 2);
+}
+
+void tst_BoundedSending::otherFrames_areDelayed_data()
+{
+    QTest::addColumn<bool>("tls");
+    QTest::addColumn<int>("opcode");
+    QTest::addColumn<QByteArray>("payload");
+    for (const bool tls : {false, true}) {
+        const char *scheme = tls ? "wss" : "ws";
+        QTest::addRow("%s pings", scheme) << tls << pingFrame << QByteArray();
+        QTest::addRow("%s long pings", scheme) << tls << pingFrame << QByteArray(100, 'x');
+        QTest::addRow("%s pongs", scheme) << tls << pongFrame << QByteArray();
+        QTest::addRow("%s binary messages", scheme) << tls << 2 << QByteArray(1, 'x');
+        QTest::addRow("%s empty messages", scheme) << tls << 1 << QByteArray();
+    }
+}
+
+// Frames that are no commands have the same limit.
+void tst_BoundedSending::otherFrames_areDelayed()
+{
+    QFETCH(bool, tls);
+    QFETCH(int, opcode);
+    QFETCH(QByteArray, payload);
+    setLimits([](Limits &limits) { limits.commandsPerSecond = 1000; });
+    if (tls)
+        listenWithTls();
+    declare(1);
+    RawClient client(sockets->url(), tls);
+    QVERIFY(client.open());
+    const QByteArray frame = RawClient::frame(opcode, payload);
+    for (qsizetype sent = 0; sent < 20000; sent += frame.size()) // it counts as 3000 small ones
+        client.send(frame);
+    client.send(RawClient::frame(1, createOf(0)));
+    QTRY_VERIFY(server->statistics().delayedCommands > 0);
+    QCOMPARE(server->statistics().events, quint64(0));
+    QTRY_COMPARE_WITH_TIMEOUT(server->statistics().events, quint64(1), 120000);
 }
 
 // Each command may cause another reply, so the pending data would be unlimited.
