@@ -2,9 +2,10 @@
 // SPDX-License-Identifier: MIT
 
 // Messages for the mapping of topics. A line is a topic; the next one is its payload, with a
-// leading "r" if it is retained and "l" if it is not. The reports must be consistent: no keyword is
-// declared twice, is reported or removed without being declared, or has a value of another type. A
-// payload that is written for a value must be read as the same value.
+// leading "r" if it is retained, "l" if it is not, and "c" if it is a copy in a resync. The reports
+// must be consistent: no keyword is declared twice, is reported or removed without being declared,
+// or has a value of another type. A payload that is written for a value must be read as the same
+// value.
 
 #include "gateway/mqtt/payload.h"
 #include "gateway/mqtt/topicmapping.h"
@@ -24,9 +25,11 @@ QString q(const char *text)
     return QString::fromLatin1(text);
 }
 
-MappingOptions options()
+MappingOptions options(bool isResynced)
 {
     MappingOptions result;
+    result.isResynced = isResynced;
+    result.maximumTopics = 100;
     result.topics = QStringList {q("f/#"), q("g/+/x")};
     result.meta = true;
     result.labelUnit = true;
@@ -105,7 +108,8 @@ private:
 
 void runInput(const QByteArray &input)
 {
-    TopicMapping mapping(options());
+    const bool isResynced = input.contains("\nc");
+    TopicMapping mapping(options(isResynced));
     Checker checker;
     checker.take(mapping.takeReports());
     Lines lines(input);
@@ -117,17 +121,21 @@ void runInput(const QByteArray &input)
         if (topic.isEmpty() || !QByteArrayView(topic).isValidUtf8() || topic.contains('\0'))
             continue;
         const bool isRetained = payload.startsWith('r');
-        mapping.take({topic, QByteArrayView(payload).sliced(payload.isEmpty() ? 0 : 1), isRetained,
-                      payload.startsWith('r') || payload.startsWith('l'),
-                      payload.startsWith('e') ? 1 : -1},
-                     ++now * 500);
+        TopicMessage message {topic, QByteArrayView(payload).sliced(payload.isEmpty() ? 0 : 1),
+                              isRetained, payload.startsWith('r') || payload.startsWith('l'),
+                              payload.startsWith('e') ? 1 : -1};
+        message.isCopy = payload.startsWith('c');
+        message.isRetained = isRetained || message.isCopy;
+        message.arrival = ++now * 500;
+        message.notBefore = message.isCopy ? now : 0;
+        mapping.take(message, now * 500);
         mapping.expire(now * 500);
         checker.take(mapping.takeReports());
         mapping.takeMessages();
     }
     mapping.takeNewFilters();
     // Another mapping takes over the state.
-    TopicMapping next(options());
+    TopicMapping next(options(isResynced));
     next.takeOver(mapping);
     checker.take(next.takeReports());
     TopicPattern::fromText(QString::fromUtf8(input));

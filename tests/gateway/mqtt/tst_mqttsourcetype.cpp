@@ -9,6 +9,7 @@
 #include <QtCore/QFile>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
+#include <QtCore/QRandomGenerator>
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QTest>
 
@@ -68,6 +69,7 @@ private Q_SLOTS:
     void example_isRead();
     void problems_areSaid_data();
     void problems_areSaid();
+    void anything_isReadWithoutHarm();
     void settings_areCompared();
     void settings_areApplied();
     void tests_areRun_data();
@@ -287,6 +289,43 @@ void tst_MqttSourceType::problems_areSaid()
     QVERIFY2(reading.text().startsWith(problems), qPrintable(reading.text()));
     QVERIFY(!reading.settings);
     QVERIFY(!reading.text().contains(q("secret")));
+}
+
+// Replaces random parts of a valid source, at any depth.
+void tst_MqttSourceType::anything_isReadWithoutHarm()
+{
+    QFile file(q(CORPUS "/members"));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QJsonObject whole = QJsonDocument::fromJson(file.readAll()).object();
+    const QByteArray good =
+        QJsonDocument(whole[q("sources")][0].toObject()).toJson(QJsonDocument::Compact);
+    QCOMPARE(Reading(good).text(), QString());
+    const QByteArrayList parts {"null",   "[]",   "{}",    "-1",        "1e300",
+                                "\"\"",   "true", "\"+\"", "\"a/#\"",   "\"{1}\"",
+                                "\"{{\"", "[[]]", "[{}]",  "{\"\": 1}", "\"\\u0000\""};
+    QRandomGenerator random(21);
+    int valid = 0;
+    for (int run = 0; run < 5000; ++run) {
+        QByteArray json = good;
+        for (int i = random.bounded(2); i >= 0; --i) {
+            // Replaces a value, so that the result is often a document.
+            const qsizetype from = json.indexOf(':', random.bounded(int(json.size())));
+            const qsizetype to = json.indexOf(QByteArrayLiteral(","), from);
+            if (from > 0 && to > from)
+                json.replace(from + 1, to - from - 1, parts.at(random.bounded(int(parts.size()))));
+        }
+        if (!QJsonDocument::fromJson(json).isObject())
+            continue;
+        const Reading reading(json);
+        // Unknown members are found later than the settings.
+        QVERIFY2(reading.settings || !reading.problems.isEmpty(), json);
+        if (!reading.settings)
+            continue;
+        ++valid;
+        reading.settings->runTests(q("/a"));
+        QVERIFY2(*reading.settings == *reading.settings, json);
+    }
+    QVERIFY2(valid > 100, qPrintable(QString::number(valid)));
 }
 
 void tst_MqttSourceType::settings_areCompared()
