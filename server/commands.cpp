@@ -203,7 +203,7 @@ void KeywordServer::Private::create(SessionState *session, const QString &keywor
             ++aggregate->uses;
     }
     if (!paths.isEmpty() && !watch->showsKeyword()) {
-        setAggregate(session, path, payload.value(QLatin1String("aggregation")).toString(), paths,
+        setAggregate(watch, path, payload.value(QLatin1String("aggregation")).toString(), paths,
                      aggregateBytes);
     }
     const QPointer<KeywordServer> server(q);
@@ -229,10 +229,10 @@ void KeywordServer::Private::countRefusedCreate(const SessionState *session, boo
         ++counts.createsBeyondMemory;
 }
 
-void KeywordServer::Private::setAggregate(SessionState *session, const QString &path,
-                                          const QString &mode, const QStringList &children,
-                                          qint64 bytes)
+void KeywordServer::Private::setAggregate(Watch *asking, const QString &path, const QString &mode,
+                                          const QStringList &children, qint64 bytes)
 {
+    SessionState *const session = asking->session;
     Aggregate *aggregate = session->aggregates.value(path);
     const bool isNew = !aggregate;
     const auto isChild = [](const Aggregate::Child &child, const QString &path) {
@@ -270,6 +270,10 @@ void KeywordServer::Private::setAggregate(SessionState *session, const QString &
     if (isNew) {
         aggregate->last = aggregateRecord(*aggregate);
         aggregate->version = ++lastVersion;
+        for (Watch *watch = asking->node->watches; watch; watch = watch->next) {
+            if (watch->session == session && watch != asking) // in another spelling
+                enqueue(watch);
+        }
     } else {
         changed({aggregate}, Forming::Now);
     }

@@ -117,7 +117,7 @@ public:
     void tellReleased();
     void join(SessionState *session);
     void leave(SessionState *session);
-    void setAggregate(SessionState *session, const QString &path, const QString &mode,
+    void setAggregate(Watch *asking, const QString &path, const QString &mode,
                       const QStringList &children, qint64 bytes);
     void endAggregate(Aggregate *aggregate);
     void updateRights(SessionState *session);

@@ -16,8 +16,8 @@
 // Data that a role must not read must not affect the role: for each role there is another world in
 // which that data is missing or different, and the role must receive exactly the same messages in
 // both, even after a first line "=", which lets the sessions reach their limits. After a first line
-// "~", there is only one world, in which everything may be destroyed
-// within anything.
+// "~", there is only one world, in which everything may be destroyed within anything. At the end,
+// unless there were limits or destruction, no client may have an obsolete value.
 
 #include "server/keywordserver.h"
 #include "server/keywordsession.h"
@@ -28,6 +28,7 @@
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
+#include <QtCore/QSet>
 
 #include <functional>
 #include <iterator>
@@ -130,6 +131,7 @@ public:
             FUZZ_CHECK(client.receiveCommand(message));
             const QString keyword = payload.value(q("keyword")).toString();
             asked.remove(keyword);
+            last.insert(keyword, payload.value(q("value")));
             if (payload.value(q("error")).toBool() && refusals.value(keyword) > 0)
                 --refusals[keyword];
         }
@@ -142,6 +144,8 @@ public:
     QList<QByteArray> told; // since the last clear()
     QHash<QString, int> asked; // keywords of which an event must arrive
     QHash<QString, int> refusals; // refusals that must arrive
+    QHash<QString, QJsonValue> last; // the values in the last events
+    QSet<QString> watched; // unless the limits have refused it
     int indexes = 0;
     std::function<void()> whenTold;
 };
@@ -178,6 +182,7 @@ public:
     QVariant next(int i) const { return valueOf(sorts[i], isHidden(i) ? steps + 1001 : steps); }
     void restrict()
     {
+        isRestricted = true;
         Limits limits;
         limits.watchedKeywords = 16;
         limits.aggregatedKeywords = 4;
@@ -197,6 +202,7 @@ public:
 
     const int blind;
     const bool missing;
+    bool isRestricted = false;
     int steps = 0;
     std::unique_ptr<KeywordServer> server = std::make_unique<KeywordServer>();
     std::vector<std::unique_ptr<Peer>> peers;
@@ -213,10 +219,13 @@ void expect(KeywordServer *server, Peer *peer, int number, const QJsonObject &me
     const QString path = KeywordServer::normalizedPath(keyword);
     if (name == q("keyIndex"))
         ++peer->indexes;
-    else if (name == q("keyCreateOrUpdate") && !keyword.isEmpty())
+    if (name == q("keyCreateOrUpdate") && !keyword.isEmpty()) {
         ++peer->asked[reread(keyword)];
-    else if (name == q("keyDestroy"))
+        peer->watched.insert(reread(keyword));
+    } else if (name == q("keyDestroy")) {
         peer->asked.remove(reread(keyword));
+        peer->watched.remove(reread(keyword));
+    }
     if (name != q("keyUpdate"))
         return;
     bool isPossible = false;
@@ -329,10 +338,25 @@ void makeRoom(KeywordServer *server)
                          .toJson());
 }
 
+// Nobody has kept an obsolete value: that of the last event is also that of a new reply.
+void checkValues(Peer *peer)
+{
+    const QHash<QString, QJsonValue> told = peer->last;
+    for (const QString &keyword : std::as_const(peer->watched)) {
+        const QJsonObject payload {{q("keyword"), keyword}};
+        peer->session->receive(
+            QJsonDocument(QJsonObject {{q("cmd"), q("keyCreateOrUpdate")}, {q("payload"), payload}})
+                .toJson());
+        FUZZ_CHECK(peer->last.value(keyword) == told.value(keyword));
+    }
+}
+
 void checkEnd(World *world, qint64 before)
 {
     for (const auto &peer : world->peers) {
         peer->session->resume();
+        if (!world->isRestricted)
+            checkValues(peer.get());
         FUZZ_CHECK(peer->asked.isEmpty());
         FUZZ_CHECK(peer->indexes == 0);
         for (const int left : std::as_const(peer->refusals))

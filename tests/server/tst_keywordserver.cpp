@@ -46,6 +46,7 @@ private Q_SLOTS:
     void label_followsItsKeyword();
     void label_ofALevelFollowsWhatIsBelow();
     void label_isFollowedByAggregates();
+    void aggregate_isToldInEachSpelling();
     void aggregate_isFormed_data();
     void aggregate_isFormed();
     void aggregate_followsItsChildren();
@@ -443,6 +444,22 @@ void tst_KeywordServer::label_isReadAndFollowed()
     QVERIFY(server->setLabel(q("/p/m"), q("Motors")));
     QCOMPARE(peer.taken(), QString());
     QVERIFY(!server->setLabel(q("/none"), q("x")));
+}
+
+void tst_KeywordServer::aggregate_isToldInEachSpelling()
+{
+    Client peer(server.get()), other(server.get());
+    for (Client *client : {&peer, &other})
+        client->create("/x");
+    peer.create("x/");
+    QCOMPARE(other.taken(), q("/x=null --c-"));
+    QCOMPARE(peer.taken(), q("/x=null --c- | x/=null --c-"));
+    peer.command("keyCreateOrUpdate",
+                 R"({"keyword":"#x","children":["/p/count"],"aggregation":"sum"})");
+    QStringList told = peer.taken().split(q(" | "));
+    told.sort();
+    QCOMPARE(told, QStringList({q("#x=3 coc-"), q("/x=3 coc-"), q("x/=3 coc-")}));
+    QCOMPARE(other.taken(), QString()); // it has no aggregate
 }
 
 void tst_KeywordServer::label_isNewWhenItIsAskedForAgain()
