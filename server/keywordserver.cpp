@@ -25,6 +25,7 @@ constexpr int greatestNesting = 100; // of aggregates over aggregates
 
 // The number of children of aggregates that are evaluated for a session; then its aggregates wait.
 constexpr qint64 formedPerMillisecond = 200;
+constexpr qint64 costOfAggregate = 20; // children, in time: mostly for its event
 constexpr std::chrono::milliseconds formPause {20};
 constexpr qsizetype greatestEncoded = 4096; // bytes of a message that is cached
 
@@ -188,7 +189,7 @@ Record KeywordServer::Private::aggregated(Aggregate &aggregate)
     }
 
     aggregate.computing = true;
-    aggregate.session->formingLeft -= qint64(aggregate.children.size());
+    aggregate.session->formingLeft -= costOfAggregate + qint64(aggregate.children.size());
     QVariantList values;
     for (const Aggregate::Child &child : aggregate.children) {
         const Record part = record(aggregate.session, child);
@@ -257,8 +258,15 @@ void KeywordServer::Private::changed(Node *node)
         if (!watch->hidden)
             enqueue(watch);
     }
-    if (node->extras && !node->extras->aggregates.empty())
-        changed({node->extras->aggregates.cbegin(), node->extras->aggregates.cend()});
+    if (node->extras && !node->extras->aggregates.empty()) {
+        // Those that are behind will be formed from the newest values. There may be very many.
+        const auto &all = node->extras->aggregates;
+        std::vector<Aggregate *> pending;
+        std::copy_if(all.cbegin(), all.cend(), std::back_inserter(pending),
+                     [](const Aggregate *aggregate) { return !aggregate->isBehind; });
+        if (!pending.empty())
+            changed(std::move(pending));
+    }
     sendAll();
 }
 
@@ -272,9 +280,12 @@ void KeywordServer::Private::changed(std::vector<Aggregate *> pending, Forming f
         const bool mayWait = forming == Forming::WhenThereIsTime || i >= given;
         if (mayWait && !hasTimeFor(aggregate.session)) {
             aggregate.session->behind.insert(&aggregate);
+            aggregate.isBehind = true;
+            ++counts.delayedAggregates;
             continue;
         }
-        aggregate.session->behind.remove(&aggregate);
+        if (std::exchange(aggregate.isBehind, false))
+            aggregate.session->behind.remove(&aggregate);
         Record now = aggregateRecord(aggregate);
         if (now == aggregate.last)
             continue;
@@ -290,7 +301,7 @@ void KeywordServer::Private::changed(std::vector<Aggregate *> pending, Forming f
         if (!node->extras)
             continue;
         for (Aggregate *const over : node->extras->aggregates) {
-            if (over->session == aggregate.session && !seen.contains(over)) {
+            if (over->session == aggregate.session && !over->isBehind && !seen.contains(over)) {
                 seen.insert(over);
                 pending.push_back(over);
             }

@@ -37,6 +37,7 @@ struct Aggregate
     qint64 bytes = 0; // that it has its session use
     int uses = 0; // spellings that the session watches it under
     bool computing = false; // breaks cycles of aggregates over each other
+    bool isBehind = false; // among those of its session that are to be formed anew
     quint64 number = 0; // the later one has the greater
     Record formed; // in the round of this number
     quint64 formedIn = 0;

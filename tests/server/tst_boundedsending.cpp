@@ -11,6 +11,7 @@
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
+#include <QtCore/QSocketNotifier>
 #include <QtCore/QTimer>
 #include <QtNetwork/QSslKey>
 #include <QtTest/QTest>
@@ -190,6 +191,16 @@ public:
         for (QWebSocket *const client : clients())
             sendTo(client, text);
     }
+    void readAlways()
+    {
+        for (QTcpSocket *const connection : connections()) {
+            const auto notifiers = connection->findChildren<QSocketNotifier *>();
+            for (QSocketNotifier *notifier : notifiers) {
+                if (notifier->type() == QSocketNotifier::Read)
+                    notifier->setEnabled(true);
+            }
+        }
+    }
 };
 
 } // namespace
@@ -222,6 +233,8 @@ private Q_SLOTS:
     void longCommand_isCounted_data();
     void longCommand_isCounted();
     void flood_isDelayed();
+    void flood_thatCannotBeStoppedIsDropped_data();
+    void flood_thatCannotBeStoppedIsDropped();
     void otherFrames_areDelayed_data();
     void otherFrames_areDelayed();
     void commands_waitWhileAnswersDo();
@@ -743,6 +756,40 @@ void tst_BoundedSending::flood_isDelayed()
     QTRY_COMPARE_WITH_TIMEOUT(server->value(pathOf(0)).toInt(), 500, 30000);
     QVERIFY(server->statistics().delayedCommands > 0);
     QCOMPARE(server->sessionCount(), 2);
+}
+
+void tst_BoundedSending::flood_thatCannotBeStoppedIsDropped_data()
+{
+    addTransports();
+}
+
+// As on a system where reading cannot be paused.
+void tst_BoundedSending::flood_thatCannotBeStoppedIsDropped()
+{
+    QFETCH(bool, tls);
+    setLimits([](Limits &limits) { limits.commandsPerSecond = 1; });
+    if (tls)
+        listenWithTls();
+    RawClient client(sockets->url(), tls);
+    QVERIFY(client.open());
+    const QByteArray command = RawClient::frame(1, QByteArray(60000, 'x'));
+    qint64 sent = 0;
+    QTest::ignoreMessage(
+        QtWarningMsg,
+        QRegularExpression(q("^disconnected 127\\.0\\.0\\.1:\\d+: it sends faster than it may, and "
+                             "\\d+ bytes of it wait$")));
+    const auto isDropped = [&] {
+        sockets->readAlways();
+        if (client.isConnected()
+            && client.socket.bytesToWrite() + client.socket.encryptedBytesToWrite() < mebibyte) {
+            client.send(command);
+            sent += command.size();
+        }
+        return server->statistics().droppedClients == 1;
+    };
+    QVERIFY(waitFor(isDropped, 60000));
+    QVERIFY2(sent > 8 * mebibyte && sent < 16 * mebibyte, qPrintable(QString::number(sent)));
+    QTRY_COMPARE(server->sessionCount(), 0);
 }
 
 void tst_BoundedSending::otherFrames_areDelayed_data()

@@ -174,6 +174,7 @@ private Q_SLOTS:
     void aggregates_areAnswered();
     void aggregates_overAllOthersAreQuick();
     void aggregates_areFormedLaterWhenTheyAreTooMany();
+    void aggregates_thatAreBehindAreDelayedOnce();
     void aggregates_areFormedAtOnceWhenTheRoleChanges();
     void samePort_ofTwoClientsIsNoConfusion();
 
@@ -861,6 +862,7 @@ void tst_HostileClients::aggregates_areFormedLaterWhenTheyAreTooMany()
     constexpr int changes = 1000;
     for (int i = 1; i <= changes; ++i)
         keywords->setValue(q("/p/a"), i);
+    QVERIFY(keywords->statistics().delayedAggregates > 0);
     QVERIFY2(events < 20 * changes / 2, qPrintable(QString::number(events)));
     QTRY_VERIFY_WITH_TIMEOUT(last.contains("\"value\":1000}"), 30000);
     session->receive(commandOf("keyDestroy", "\"keyword\":\"/agg/19\""));
@@ -868,6 +870,26 @@ void tst_HostileClients::aggregates_areFormedLaterWhenTheyAreTooMany()
         keywords->setValue(q("/p/a"), -i);
     keywords->clear(); // while some are pending
     QTest::qWait(0);
+}
+
+// Until they are formed, further changes cost nothing for them.
+void tst_HostileClients::aggregates_thatAreBehindAreDelayedOnce()
+{
+    constexpr quint64 aggregates = 10000;
+    const std::unique_ptr<KeywordSession> session(openSession());
+    constexpr int changes = 1000;
+    int newest = 0; // events with the last value
+    connect(session.get(), &KeywordSession::send, this,
+            [&](const QByteArray &message) { newest += message.contains("\"value\":1000}"); });
+    for (quint64 i = 0; i < aggregates; ++i)
+        session->receive(aggregateOf("/agg/" + QByteArray::number(i), {"/p/a"}, "max"));
+    QCOMPARE(keywords->statistics().refusedCreates, quint64(0));
+    // Without the event loop, none of them is formed later.
+    for (int i = 1; i <= changes; ++i)
+        keywords->setValue(q("/p/a"), i);
+    const quint64 delayed = keywords->statistics().delayedAggregates;
+    QVERIFY2(delayed > 0 && delayed <= aggregates, qPrintable(QString::number(delayed)));
+    QTRY_COMPARE_WITH_TIMEOUT(newest, int(aggregates), 30000);
 }
 
 // Values that the role must no longer read are not sent later.
