@@ -116,6 +116,7 @@ public:
     void endDraining();
 
     Gateway *const q;
+    std::unique_ptr<AuditFile> audit; // before the server, whose destructor writes to it
     KeywordServer server;
     std::shared_ptr<PathQueue> queue = SourceMount::createQueue();
     Listeners listeners;
@@ -124,7 +125,6 @@ public:
     std::vector<std::unique_ptr<Running>> running;
     std::vector<std::unique_ptr<Source>> retired; // sources that have not stopped yet
     std::unique_ptr<SelfKeywords> self;
-    std::unique_ptr<AuditFile> audit;
     QTimer selfTimer;
     QTimer drainTimer;
     QElapsedTimer sinceDrain;

@@ -724,6 +724,14 @@ void tst_Gateway::audit_hasALineForEachWrite()
     QTRY_VERIFY(client.has("\"error\":true"));
     QCOMPARE(linesIn("1").size() + linesIn("2").size(), 3);
     QVERIFY(client.isConnected());
+    // A write that is pending at the end
+    QVERIFY(apply(configuration("3")));
+    source->writes.clear();
+    client.send(R"({"cmd":"keyUpdate","payload":{"keyword":"/a/x","value":5}})");
+    QTRY_COMPARE(source->writes.size(), std::size_t(1));
+    QCOMPARE(linesIn("3").constFirst(), QByteArray());
+    gateway.reset();
+    QVERIFY(linesIn("3").constFirst().contains("/a/x"));
 }
 
 void tst_Gateway::audit_thatCannotBeOpened_changesNothing()
