@@ -1092,7 +1092,7 @@ void tst_SourceMount::writes_endWith_data()
         t->client->session.reset();
         t->source->answer(t->lastWrite(), Outcome::Refused, q("Not authorized"));
     });
-    row("the server", "", "", [](tst_SourceMount *t) {
+    row("the server", "", "the server was closed", [](tst_SourceMount *t) {
         t->server.reset();
         t->source->answer(t->lastWrite(), Outcome::Accepted);
         t->source->report(q("/set"), 7);
