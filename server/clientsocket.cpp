@@ -87,6 +87,26 @@ bool asksForKeyword(QByteArrayView command)
     return command.first(qMin(command.size(), wordsEnd)).indexOf("\"keyCreateOrUpdate\"") >= 0;
 }
 
+// Without converting it, as this is done for each command.
+qint64 utf8Bytes(QStringView text)
+{
+    qint64 bytes = 0;
+    for (const QChar character : text) {
+        const char16_t code = character.unicode();
+        bytes += code < 0x80 ? 1 : code < 0x800 || character.isSurrogate() ? 2 : 3;
+    }
+    return bytes;
+}
+
+// The size of a frame of a client. An empty one counts as a frame that is not a command.
+qint64 frameBytes(qint64 payload)
+{
+    if (payload == 0)
+        return 0;
+    const int lengthBytes = payload < longLength ? 0 : payload > 0xffff ? 8 : 2;
+    return shortestFrame + lengthBytes + payload;
+}
+
 } // namespace
 
 ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Limits &limits,
@@ -105,10 +125,8 @@ ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Lim
     connect(&commandTimer, &QTimer::timeout, this, &ClientSocket::takeCommands);
     connect(progressTimer.get(), &QTimer::timeout, this, &ClientSocket::checkProgress);
     connect(socket, &QWebSocket::textMessageReceived, this, &ClientSocket::enqueue);
-    connect(socket, &QWebSocket::textFrameReceived, this, [this](const QString &text) {
-        const qint64 length = text.toUtf8().size();
-        textBytes += length > 0 ? length + (length < longLength ? 6 : length > 0xffff ? 14 : 8) : 0;
-    });
+    connect(socket, &QWebSocket::textFrameReceived, this,
+            [this](const QString &text) { textBytes += frameBytes(utf8Bytes(text)); });
     connect(socket, &QWebSocket::pong, this, [this] { sincePing.invalidate(); });
     if (!connection)
         return;

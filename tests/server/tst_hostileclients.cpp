@@ -628,8 +628,8 @@ void tst_HostileClients::manyCreates_areAllAnswered()
     QVERIFY(neighbour->isServed());
 }
 
-// Over a socket, the commands wait: there are too many per second, and their answers wait for the
-// client, which reads slowly at first.
+// Over a socket, the commands wait for their answers, and these for the client, which reads slowly
+// at first. On a fast machine, there are too many per second as well.
 void tst_HostileClients::manyCreates_overASocketAreAllAnswered()
 {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -677,7 +677,6 @@ void tst_HostileClients::manyCreates_overASocketAreAllAnswered()
     const int watched = int(statistics.watchedKeywords) - 1; // the neighbor has one subscription
     QVERIFY(watched > 1000 && watched <= limits.watchedKeywords);
     QCOMPARE(statistics.refusedCreates, quint64(count - watched));
-    QVERIFY(statistics.delayedCommands > 0);
     QVERIFY(client.isConnected());
     QVERIFY2(peak < most, qPrintable(QString::number(peak)));
 }
