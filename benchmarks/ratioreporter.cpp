@@ -3,12 +3,13 @@
 
 #include "benchmarks/ratioreporter.h"
 
+#include <QtCore/QRegularExpression>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <iterator>
 #include <limits>
-#include <regex>
 #include <sstream>
 
 enum Kind {
@@ -194,16 +195,17 @@ bool isExpected(std::string_view name)
 {
     const std::string filter = benchmark::GetBenchmarkFilter();
     if (startsWith(filter, "-"))
-        return !std::regex_search(std::string(name), std::regex(filter.substr(1)));
+        return !QString::fromUtf8(name.data(), qsizetype(name.size()))
+                    .contains(QRegularExpression(QString::fromStdString(filter.substr(1))));
     return filter.empty() || filter == "." || filter == "all";
 }
 
 // The name of a benchmark without what the library appends to it, such as "/iterations:1".
 std::string bareName(const std::string &listed)
 {
-    static const std::regex settings(
-        "/(iterations:|repeats:|min_time:|(real|manual|process)_time).*");
-    return std::regex_replace(listed, settings, "");
+    static const QRegularExpression settings(
+        QStringLiteral("/(iterations:|repeats:|min_time:|(real|manual|process)_time).*"));
+    return QString::fromStdString(listed).remove(settings).toStdString();
 }
 
 const char *unit(const Row &row)
