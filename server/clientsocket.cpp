@@ -403,7 +403,7 @@ void ClientSocket::checkProgress()
         giveUp(QStringLiteral("it does not answer pings"));
         return;
     }
-    if (sincePing.isValid())
+    if (sincePing.isValid() || closeFrameSent)
         return;
     sincePing.start();
     socket->ping();
@@ -458,6 +458,7 @@ void ClientSocket::takeCloseFrame()
 void ClientSocket::answerCloseFrame()
 {
     close(QWebSocketProtocol::CloseCode(*closeCode));
+    stopReading(); // the WebSocket of Qt 6.11 would wait for the frame that has been taken
 }
 
 void ClientSocket::close(QWebSocketProtocol::CloseCode code, const QString &reason)
@@ -467,6 +468,7 @@ void ClientSocket::close(QWebSocketProtocol::CloseCode code, const QString &reas
     closing = true;
     socket->close(code, reason);
     closing = false;
+    closeFrameSent = true;
     readBy(&ClientSocket::skipFrames);
 }
 

@@ -334,6 +334,11 @@ void App::limits_areQtsOwn()
     QCOMPARE(screen.value(q("list"), "limitedString"), q("[\"1,two,3.5\"]"));
     QCOMPARE(screen.value(q("null"), "limitedString"), q("[\"null\"]"));
     QCOMPARE(screen.value(q("large"), "limitedString"), q("[\"5000000000\"]"));
+
+    QCOMPARE(screen.value(q("equal"), "limitedInt"), q("1200"));
+    server->setValue(q("/kinds/int"), -3);
+    QTRY_COMPARE(screen.values(), expectedValues());
+    QCOMPARE(screen.value(q("equal"), "limitedInt"), q("0")); // interpreted code keeps 1200
 }
 
 QTEST_MAIN(App)
