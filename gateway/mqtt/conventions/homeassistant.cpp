@@ -175,7 +175,7 @@ bool isSet(const QJsonObject &object, const char *name)
 QString deviceNameOf(const QJsonValue &value)
 {
     const QJsonObject device = expanded(value.toObject(), deviceNames());
-    const QString name = device.value(QLatin1String("name")).toString();
+    QString name = device.value(QLatin1String("name")).toString();
     if (!name.isEmpty())
         return name;
     const QJsonValue identifiers = device.value(QLatin1String("identifiers"));
