@@ -445,11 +445,9 @@ void MqttLink::Private::onPublish(int mid, int code, const mosquitto_property *p
     ++callbacks;
     if (mid == announcing)
         announcing = 0;
-    const auto id = publishing.constFind(mid);
-    if (id == publishing.constEnd())
+    if (!publishing.contains(mid))
         return;
-    const Publication publication = *id;
-    publishing.erase(id);
+    const Publication publication = publishing.take(mid);
     if (code >= 0x80) {
         Q_EMIT q->published(publication.id, Outcome::Refused, reasonOf(code, properties));
         return;

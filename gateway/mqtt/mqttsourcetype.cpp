@@ -299,7 +299,7 @@ void KeywordReader::readMap()
         const QJsonArray payloads = object.values(q(member));
         if (!payloads.isEmpty() && keyword.type != q("bool"))
             object.problem(q(member), q("is for the type \"bool\""));
-        for (const QJsonValue &payload : payloads)
+        for (const auto &payload : payloads)
             addMapped(payload, value, &object, q(member));
     }
     if (!keyword.values.isEmpty() && keyword.scale)
