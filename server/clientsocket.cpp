@@ -361,8 +361,9 @@ void ClientSocket::chargeOtherFrames()
     const qint64 others = bytesBefore - connection->bytesAvailable() - textBytes;
     bytesBefore = connection->bytesAvailable();
     textBytes = 0;
-    if (others >= shortestFrame)
-        commandsLeft -= double(others / shortestFrame);
+    const qint64 mostFrames = others / shortestFrame;
+    if (mostFrames > 0)
+        commandsLeft -= double(mostFrames);
 }
 
 void ClientSocket::checkBacklog()
@@ -525,7 +526,7 @@ void ClientSocket::skipFrames()
             return;
         quint64 length = lengthBytes > 0 ? 0 : quint64(shortLength);
         for (int i = 0; i < lengthBytes; ++i)
-            length = length << 8 | start[std::size_t(2 + i)];
+            length = length << 8 | start[std::size_t(i) + 2];
         if (start[0] == uchar(closeFrame) || length > quint64(connection->readBufferSize())) {
             stopReading();
             return;

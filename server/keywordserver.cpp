@@ -468,7 +468,7 @@ void KeywordServer::Private::sendAll()
 // is appended.
 void KeywordServer::Private::send(SessionState *session)
 {
-    if (session->sending)
+    if (session->sending != nullptr)
         return;
     bool sending = true;
     session->sending = &sending;
@@ -530,7 +530,7 @@ QByteArray KeywordServer::Private::messageFor(Watch *watch)
         const Record current = aggregate ? aggregate->last
             : isKeyword                  ? recordOf(*node)
                                          : record(watch->session, node, node->path);
-        const QByteArray message = eventText(watch->keyword, current);
+        QByteArray message = eventText(watch->keyword, current);
         if (!isShared)
             return message;
         if (message.size() > greatestEncoded)

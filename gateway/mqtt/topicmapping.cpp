@@ -1427,9 +1427,10 @@ void TopicMapping::Private::takeArray(Topic *topic, Array *array, const QJsonVal
     }
     const TopicKeyword &settings = array->declaration->keyword;
     const QJsonArray elements = json.toArray();
-    for (const QJsonValue &element : elements) {
-        const QJsonValue key = element[settings.arrayKey];
-        const QJsonValue value = element[settings.arrayValue];
+    for (const auto &item : elements) {
+        const QJsonObject element = item.toObject();
+        const QJsonValue key = element.value(settings.arrayKey);
+        const QJsonValue value = element.value(settings.arrayValue);
         const QString name = key.isString() ? key.toString()
             : key.isDouble()                ? QString::fromUtf8(numberText(key.toDouble()))
                                             : QString();

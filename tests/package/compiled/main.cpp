@@ -115,10 +115,10 @@ private:
     std::unique_ptr<QObject> root;
 };
 
-const QUrl compiledScreen(QStringLiteral("qrc:/qt/qml/App/Screen.qml"));
+const QUrl compiledScreen(QStringLiteral("qrc:/qt/qml/App/Main.qml"));
 
 // QML from a file is interpreted.
-const QUrl interpretedScreen = QUrl::fromLocalFile(QStringLiteral(FOLDER "/Screen.qml"));
+const QUrl interpretedScreen = QUrl::fromLocalFile(QStringLiteral(FOLDER "/Main.qml"));
 
 } // namespace
 
@@ -194,7 +194,7 @@ void App::screens_showTheSame_data()
     QTest::addColumn<QUrl>("url");
 
     QTest::newRow("compiled") << compiledScreen;
-    QTest::newRow("plain resources") << QUrl(q("qrc:/plain/Screen.qml"));
+    QTest::newRow("plain resources") << QUrl(q("qrc:/plain/Main.qml"));
 }
 
 void App::screens_showTheSame()
