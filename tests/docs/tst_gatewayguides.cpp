@@ -473,6 +473,22 @@ void tst_GatewayGuides::certificates()
     QVERIFY(client->property("connected").toBool());
 }
 
+namespace {
+
+// The option for dates exists since OpenSSL 3.4, and a number of days must be positive since 3.6.
+QString expired()
+{
+    QProcess openssl;
+    openssl.setProcessChannelMode(QProcess::MergedChannels);
+    openssl.start(q("openssl"), {q("x509"), q("-help")});
+    openssl.waitForFinished();
+    return openssl.readAll().contains("-not_after")
+        ? q("-not_before 20200101000000Z -not_after 20200102000000Z")
+        : q("-days -1");
+}
+
+} // namespace
+
 void tst_GatewayGuides::refusedCertificates_data()
 {
     // The certificate of a server or of panel2, what the client prints, and what the gateway logs.
@@ -487,7 +503,7 @@ void tst_GatewayGuides::refusedCertificates_data()
         << ofServer << q("subjectAltName = DNS:plant.example")
         << q("The host name did not match any of the valid hosts for this certificate");
     QTest::newRow("server, expired")
-        << ofServer + q("-days -1") << here << q("The certificate has expired");
+        << ofServer + expired() << here << q("The certificate has expired");
     QTest::newRow("server, for clients")
         << ofServer << here + q("\nextendedKeyUsage = clientAuth")
         << q("The supplied certificate is unsuitable for this purpose");
@@ -496,7 +512,7 @@ void tst_GatewayGuides::refusedCertificates_data()
         << q("-in panel2.csr -CA other.crt -CAkey other.key -out panel2.crt") << QString()
         << q("its certificate is not accepted: The issuer certificate of a locally looked up "
              "certificate could not be found");
-    QTest::newRow("client, expired") << ofClient + q("-days -1") << QString()
+    QTest::newRow("client, expired") << ofClient + expired() << QString()
                                      << q("its certificate is not accepted: The certificate has "
                                           "expired");
     QTest::newRow("client, for servers")
