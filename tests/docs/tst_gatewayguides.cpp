@@ -353,9 +353,10 @@ void tst_GatewayGuides::tenMinutes()
     follow("gateway.qdoc");
 
     QStringList dumped;
-    const QJsonObject source =
-        objectIn(contentOf(folder->filePath(q("topics.json"))))[q("sources")][0].toObject();
-    for (const QJsonValue &keyword : source[q("keywords")].toArray())
+    const QJsonValue source =
+        objectIn(contentOf(folder->filePath(q("topics.json"))))[q("sources")][0];
+    const QJsonArray keywords = source[q("keywords")].toArray();
+    for (const auto &keyword : keywords)
         dumped.append(keyword[q("topic")].toString());
     dumped.removeDuplicates();
     QStringList published;

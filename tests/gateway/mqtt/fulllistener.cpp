@@ -33,13 +33,13 @@ FullListener::FullListener()
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     sockets.push_back(::socket(AF_INET, SOCK_STREAM, 0));
-    ::bind(sockets.front(), reinterpret_cast<sockaddr *>(&address), sizeof address);
+    (void)::bind(sockets.front(), reinterpret_cast<sockaddr *>(&address), sizeof address);
     listenerPort = portOf(sockets.front());
     ::listen(sockets.front(), 0);
     address.sin_port = htons(listenerPort);
     for (int i = 0; i < 8; ++i) {
         sockets.push_back(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
-        ::connect(sockets.back(), reinterpret_cast<sockaddr *>(&address), sizeof address);
+        (void)::connect(sockets.back(), reinterpret_cast<sockaddr *>(&address), sizeof address);
         fillers.append(written(portOf(sockets.back())));
     }
 }
