@@ -471,6 +471,7 @@ void KeywordServer::Private::send(SessionState *session)
     if (session->sending != nullptr)
         return;
     bool sending = true;
+    // cppcheck-suppress autoVariables ; reset below, unless the session is gone
     session->sending = &sending;
     while (!session->waiting.empty() && !session->paused) {
         const Waiting next = std::move(session->waiting.front());

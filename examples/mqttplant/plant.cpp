@@ -59,12 +59,11 @@ double approached(double value, double target, double step)
 
 Plant::Plant(const Publish &publish, std::chrono::milliseconds period)
     : publish(publish), period(period), tanks {Tank {"tank1", 42, 60, true, 30, 30},
-                                               Tank {"tank2", 71, 50, true, 55, 55}}
-{
-    lamp = {{QStringLiteral("state"), QStringLiteral("ON")},
+                                               Tank {"tank2", 71, 50, true, 55, 55}},
+      lamp {{QStringLiteral("state"), QStringLiteral("ON")},
             {QStringLiteral("brightness"), 180},
-            {QStringLiteral("linkquality"), 92}};
-}
+            {QStringLiteral("linkquality"), 92}}
+{ }
 
 std::vector<QByteArray> Plant::commands()
 {
@@ -123,7 +122,7 @@ void Plant::advance(std::chrono::milliseconds step)
     sinceSaid += step;
     if (sinceSaid < interval)
         return;
-    sinceSaid = 0ms;
+    sinceSaid = std::chrono::milliseconds::zero();
 
     const double seconds = std::chrono::duration<double>(time).count();
     for (Tank &tank : tanks) {

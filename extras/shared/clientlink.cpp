@@ -208,6 +208,7 @@ void ClientLink::askForEverything()
         const auto found = watches.find(id);
         if (found == watches.end())
             continue;
+        // cppcheck-suppress nullPointerRedundantCheck ; handlers run in between
         source->sendKeyCreate(found->second->keyword);
         if (!self || turn != started || !source)
             return;

@@ -702,7 +702,7 @@ void MqttLink::publish(quint64 id, const QByteArray &topic, const QByteArray &pa
         return;
     }
     Private::Publication publication {id, topic, payload, qos, {}};
-    if (validFor <= 0ms)
+    if (validFor.count() <= 0)
         publication.end = QDeadlineTimer(QDeadlineTimer::Forever);
     else
         publication.end = QDeadlineTimer(validFor);

@@ -434,12 +434,12 @@ void tst_KeywordPlot::line_goesOnAsIfMadeAnew()
     int begun = 0;
     std::size_t mostFinal = 0;
     for (int step = 0; step < 1000; ++step) {
-        for (unsigned count = random() % 4; count > 0; --count) {
-            time += random() % unsigned(longest);
+        for (auto count = random() % 4; count > 0; --count) {
+            time += qint64(random() % unsigned(longest));
             samples.append({time, random() % 20 == 0 ? nothing : double(random() % 100)});
         }
         if (random() % 3 == 0)
-            time += random() % 5;
+            time += qint64(random() % 5);
         // The end is sometimes before the last samples.
         end = std::max(end, double(time) - (random() % 4 == 0 ? 30 : 0));
         if (!tracer.canExtend(samples) || samples.empty() || capacity < 100) {
