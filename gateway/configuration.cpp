@@ -28,7 +28,7 @@ using server::KeywordServer;
 constexpr qint64 greatestFile = qint64(16) * 1024 * 1024; // bytes
 constexpr int most = 1'000'000'000;
 
-const QString viewer = QStringLiteral("viewer"); // the role of clients without a configured role
+const QLatin1String viewer("viewer"); // the role of clients without a configured role
 
 // The location of the error. The parser reports the offset after the unexpected character.
 QString placeOf(const QByteArray &json, qsizetype offset)

@@ -84,7 +84,7 @@ QString readTopic(ConfigurationObject &object, const char *name, const QStringLi
     }
     const QString filter = pattern->filter();
     if (filter.endsWith(QLatin1Char('#'))
-        || (!hasOwnNames && topic.mid(1).contains(QLatin1Char('+')))) {
+        || (!hasOwnNames && topic.indexOf(QLatin1Char('+'), 1) >= 0)) {
         object.problem(
             q(name),
             q("may have \"+\" in front only, which stands for the topic of the value, and "
