@@ -275,7 +275,7 @@ void PathQueue::leave(const QString &path, SourceMount *mount)
         return;
     found->removeIf([mount](const auto &entry) { return entry.first == mount; });
     if (found->isEmpty())
-        waiting.erase(found);
+        waiting.remove(path);
 }
 
 void PathQueue::free(const QString &path)
@@ -285,7 +285,7 @@ void PathQueue::free(const QString &path)
         return;
     const auto [mount, sourcePath] = found->takeFirst();
     if (found->isEmpty())
-        waiting.erase(found);
+        waiting.remove(path);
     mount->d->takeOver(sourcePath);
 }
 

@@ -294,7 +294,7 @@ void PKeywordTable::Private::arrange()
                 row = std::make_shared<TableRow>();
                 row->keyword = keyword;
                 row->normalized = normalized;
-                row->name = levelsOf(keyword).last();
+                row->name = levelsOf(keyword).constLast();
                 added.push_back(row);
             }
             wanted.insert(normalized, row);
