@@ -352,8 +352,10 @@ void tst_SessionEnds::ends_insideOfEachSignal()
         client->send(command("keyUpdate", R"("keyword":"/p/a","value":1)"));
     } else if (moment == q("write handler")) {
         keywords->setWriteHandler(q("/p/h"), [once](const WriteRequest &request) {
+            // The handler may be replaced, and the request destroyed.
+            // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
             const WriteRequest kept = request;
-            const auto ends = once; // the handler may have been replaced then
+            const auto ends = once;
             ends();
             kept.accept();
         });
