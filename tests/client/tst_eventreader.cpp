@@ -37,6 +37,7 @@ bool areSame(const QVariant &left, const QVariant &right)
     case QMetaType::Double: {
         const double a = left.toDouble();
         const double b = right.toDouble();
+        // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): -0 differs from 0
         return std::memcmp(&a, &b, sizeof a) == 0;
     }
     case QMetaType::Nullptr:
