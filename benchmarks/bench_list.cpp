@@ -9,7 +9,9 @@
 #include <QtCore/QAbstractListModel>
 #include <QtCore/QSortFilterProxyModel>
 
+#include <algorithm>
 #include <memory>
+#include <random>
 #include <vector>
 
 using namespace pellix::client;
@@ -36,17 +38,11 @@ public:
             children += i > 0 ? "," : "";
             children += R"({"name":"/list/child)" + QByteArray::number(i) + R"(","type":"double"})";
         }
-        for (int i = 0; i < 2 * count; ++i) {
-            // The second half has different labels, and none of them are in the order of the
-            // children.
-            labels.push_back(
-                QByteArray(R"({"cmd":"keyEvent","payload":{"connected":true,"consistent":true,)"
-                           R"("error":false,"keyword":"/list/child)")
-                + QByteArray::number(i % count)
-                + R"(/Label","online":true,"type":"string","value":"Label )"
-                + QByteArray::number(qint64(i) * 7919 % (2 * qint64(count))) + "\"}}");
-        }
         model.setKeywordClient(&client);
+        list();
+        // A server replies to requests in their order, which is that of the rows.
+        for (int i = 0; i < 2 * count; ++i)
+            labels.push_back(labelEvent(model.index(i % count, 0), qint64(i), 2 * qint64(count)));
     }
 
     void list()
@@ -79,6 +75,16 @@ public:
     std::vector<QByteArray> labels;
 
 private:
+    // The labels of all numbers below count differ, and are in another order than the numbers.
+    static QByteArray labelEvent(const QModelIndex &child, qint64 number, qint64 count)
+    {
+        return R"({"cmd":"keyEvent","payload":{"connected":true,"consistent":true,)"
+               R"("error":false,"keyword":")"
+            + child.data(PKeywordQueryModel::KeywordRole).toString().toUtf8()
+            + R"(/Label","online":true,"type":"string","value":"Label )"
+            + QByteArray::number(number * 7919 % count) + "\"}}";
+    }
+
     QByteArray uuid;
     QByteArray children;
 };
@@ -101,18 +107,34 @@ BENCHMARK(listAndLabel)->Arg(100000)->Iterations(3)->Unit(benchmark::kMillisecon
 
 // A new label for each child in turn. Each has had a label before: finding its row for the first
 // time would be a part of the runs among many children only.
-void labelArrives(benchmark::State &state)
+void changeLabels(benchmark::State &state, Listing &listing)
 {
-    const auto count = int(state.range(0));
-    Listing listing(count);
     listing.listAndLabel();
-    auto next = size_t(count);
+    size_t next = listing.labels.size() / 2;
     for (auto _ : state) {
         listing.client.receiveFromServer(listing.labels[next]);
         next = next + 1 == listing.labels.size() ? 0 : next + 1;
     }
 }
+
+void labelArrives(benchmark::State &state)
+{
+    Listing listing(int(state.range(0)));
+    changeLabels(state, listing);
+}
 BENCHMARK(labelArrives)->Arg(1000)->Arg(100000);
+
+// The same, the children in no order, as when people give them other labels.
+void labelOfAnyArrives(benchmark::State &state)
+{
+    Listing listing(int(state.range(0)));
+    const auto middle = listing.labels.begin() + qsizetype(listing.labels.size()) / 2;
+    std::mt19937 order; // the same in every run
+    std::shuffle(listing.labels.begin(), middle, order);
+    std::shuffle(middle, listing.labels.end(), order);
+    changeLabels(state, listing);
+}
+BENCHMARK(labelOfAnyArrives)->Arg(1000)->Arg(100000);
 
 void filterAndSort(benchmark::State &state)
 {

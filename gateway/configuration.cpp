@@ -25,10 +25,10 @@ namespace {
 using server::ClientIdentification;
 using server::KeywordServer;
 
-constexpr qint64 greatestFile = 16 * 1024 * 1024; // bytes
+constexpr qint64 greatestFile = qint64(16) * 1024 * 1024; // bytes
 constexpr int most = 1'000'000'000;
 
-const QString viewer = QStringLiteral("viewer"); // the role of clients without a configured role
+const QLatin1String viewer("viewer"); // the role of clients without a configured role
 
 // The location of the error. The parser reports the offset after the unexpected character.
 QString placeOf(const QByteArray &json, qsizetype offset)
@@ -42,7 +42,7 @@ std::optional<QHostAddress> toAddress(ConfigurationObject &object, const QString
     if (!text)
         return object.contains(name) ? std::nullopt
                                      : std::make_optional(QHostAddress(QHostAddress::LocalHost));
-    const QHostAddress address = *text == QLatin1String("localhost")
+    QHostAddress address = *text == QLatin1String("localhost")
         ? QHostAddress(QHostAddress::LocalHost)
         : QHostAddress(*text);
     if (!address.isNull())
@@ -142,7 +142,7 @@ void Reader::readRoles(ConfigurationObject &top)
 
 QStringList Reader::readPatterns(ConfigurationObject &role, const QString &name)
 {
-    const QStringList patterns = role.texts(name).value_or(QStringList());
+    QStringList patterns = role.texts(name).value_or(QStringList());
     for (qsizetype i = 0; i < patterns.size(); ++i) {
         const QString &pattern = patterns.at(i);
         if (!server::Role::isPattern(pattern)) {
@@ -158,7 +158,7 @@ QStringList Reader::readPatterns(ConfigurationObject &role, const QString &name)
 QString Reader::readRole(ConfigurationObject &object)
 {
     const auto name = QStringLiteral("role");
-    const QString role = object.text(name).value_or(QString());
+    QString role = object.text(name).value_or(QString());
     if (role.isEmpty() && object.contains(name) && object.object().value(name).isString())
         object.problem(name, QStringLiteral("must not be empty"));
     QStringList known {ClientIdentification::fullRights};
@@ -595,7 +595,7 @@ std::optional<Configuration> Configuration::parse(const QByteArray &json, const 
         return {};
     }
     *problems += duplicateMembers(json);
-    const Configuration configuration = Reader(folder, types, problems).read(document.object());
+    Configuration configuration = Reader(folder, types, problems).read(document.object());
     if (!problems->isEmpty())
         return {};
     return configuration;

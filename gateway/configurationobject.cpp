@@ -158,7 +158,7 @@ std::optional<QStringList> ConfigurationObject::texts(const QString &name)
 
 std::optional<QString> ConfigurationObject::word(const QString &name, const QStringList &words)
 {
-    const std::optional<QString> given = text(name);
+    std::optional<QString> given = text(name);
     if (!given || words.contains(*given))
         return given;
     problem(name,

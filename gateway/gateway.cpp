@@ -453,21 +453,21 @@ void Gateway::Private::dropOldRoles(const QList<server::Role> &roles)
 void Gateway::Private::applySources(const QList<Configuration::Source> &wanted)
 {
     std::vector<std::unique_ptr<Running>> before = std::exchange(running, {});
-    std::vector<std::unique_ptr<Running>> next(std::size_t(wanted.size()));
-    for (std::size_t i = 0; i < next.size(); ++i) {
+    std::vector<std::unique_ptr<Running>> after(std::size_t(wanted.size()));
+    for (std::size_t i = 0; i < after.size(); ++i) {
         const auto found = std::find_if(before.begin(), before.end(), [&](const auto &one) {
             return one && keeps(*one, wanted.at(qsizetype(i)));
         });
         if (found != before.end())
-            next[i] = std::move(*found);
+            after[i] = std::move(*found);
     }
     // Removed sources release their paths before other sources claim them.
     for (auto &one : before) {
         if (one)
             retire(std::move(one));
     }
-    for (std::size_t i = 0; i < next.size(); ++i)
-        running.push_back(next[i] ? std::move(next[i]) : start(wanted.at(qsizetype(i))));
+    for (std::size_t i = 0; i < after.size(); ++i)
+        running.push_back(after[i] ? std::move(after[i]) : start(wanted.at(qsizetype(i))));
 }
 
 bool Gateway::Private::keeps(Running &running, const Configuration::Source &wanted)

@@ -15,7 +15,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr int mostConnections = 32;
-constexpr qsizetype greatestRequest = 8 * 1024; // bytes of the request line and the headers
+constexpr qsizetype greatestRequest = qsizetype(8) * 1024; // bytes of the request line and headers
 
 QByteArray reasonOf(int status)
 {

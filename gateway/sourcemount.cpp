@@ -42,7 +42,7 @@ bool isWritable(const SourceKeyword &keyword)
 // Whether more has to be kept of a served keyword than its flags.
 bool needsDetails(const SourceKeyword &keyword)
 {
-    return isWritable(keyword) || keyword.staleAfter > 0ms || keyword.minimum.isValid()
+    return isWritable(keyword) || keyword.staleAfter.count() > 0 || keyword.minimum.isValid()
         || keyword.maximum.isValid();
 }
 
@@ -275,7 +275,7 @@ void PathQueue::leave(const QString &path, SourceMount *mount)
         return;
     found->removeIf([mount](const auto &entry) { return entry.first == mount; });
     if (found->isEmpty())
-        waiting.erase(found);
+        waiting.remove(path);
 }
 
 void PathQueue::free(const QString &path)
@@ -285,7 +285,7 @@ void PathQueue::free(const QString &path)
         return;
     const auto [mount, sourcePath] = found->takeFirst();
     if (found->isEmpty())
-        waiting.erase(found);
+        waiting.remove(path);
     mount->d->takeOver(sourcePath);
 }
 
@@ -548,7 +548,7 @@ void SourceMount::Private::declare(const SourceKeyword &keyword)
         entry.details = std::make_unique<Details>();
     if (entry.details)
         entry.details->keyword = keyword;
-    if (keyword.staleAfter <= 0ms) {
+    if (keyword.staleAfter.count() <= 0) {
         entry.staleAt = 0;
         entry.isStale = false;
     }

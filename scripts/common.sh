@@ -45,10 +45,11 @@ test_packages=(
     qt6-declarative-private-dev
     qt6-l10n-tools
 )
-# Qt for Python, which is not in Debian 12
+# Qt for Python, which is not in Debian 12, and systemd-analyze
 optional_test_packages=(
     python3-pyside6.qtgui
     python3-pyside6.qtqml
+    systemd
 )
 # Installed by scripts/cluster, and used by tests if present
 cluster_packages=(

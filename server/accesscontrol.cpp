@@ -59,7 +59,7 @@ AccessControl::Decision AccessControl::decide(const HandshakeRequest &request,
                       QStringLiteral("its origin %1 is not allowed").arg(*origin), credentials);
     }
     const auto wait = attempts.waitingTime(credentials.clientAddress(), now());
-    if (wait > 0ms) {
+    if (wait.count() > 0) {
         Decision decision =
             refuse(Refusal::TooManyAttempts,
                    QStringLiteral("too many attempts from its address were refused"), credentials);

@@ -114,7 +114,7 @@ bool AccessTokens::load(const QString &fileName, QString *error)
         const qsizetype roleAt = line.indexOf(' ') + 1;
         const qsizetype nameAt = roleAt > 0 ? line.indexOf(' ', roleAt) + 1 : 0;
         QStringDecoder decode(QStringDecoder::Utf8);
-        const QString text = decode(line);
+        const QString text = decode(line); // clazy:exclude=unused-non-trivial-variable
         QString problem;
         if (decode.hasError())
             problem = QStringLiteral("not UTF-8");

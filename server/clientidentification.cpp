@@ -239,7 +239,7 @@ QString proxyProblem(const ClientIdentification::Proxy &proxy)
 QString ClientIdentification::problem() const
 {
     for (const Certificate &certificate : certificates) {
-        const QString problem = certificateProblem(certificate);
+        QString problem = certificateProblem(certificate);
         if (!problem.isEmpty())
             return problem;
     }

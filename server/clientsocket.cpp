@@ -373,8 +373,9 @@ void ClientSocket::chargeOtherFrames()
     const qint64 others = bytesBefore - connection->bytesAvailable() - textBytes;
     bytesBefore = connection->bytesAvailable();
     textBytes = 0;
-    if (others >= shortestFrame)
-        commandsLeft -= double(others / shortestFrame);
+    const qint64 mostFrames = others / shortestFrame;
+    if (mostFrames > 0)
+        commandsLeft -= double(mostFrames);
 }
 
 void ClientSocket::checkBacklog()
@@ -415,7 +416,7 @@ void ClientSocket::checkProgress()
         giveUp(QStringLiteral("it does not answer pings"));
         return;
     }
-    if (sincePing.isValid())
+    if (sincePing.isValid() || closeFrameSent)
         return;
     sincePing.start();
     socket->ping();
@@ -480,6 +481,7 @@ void ClientSocket::takeCloseFrame()
 void ClientSocket::answerCloseFrame()
 {
     close(QWebSocketProtocol::CloseCode(*closeCode));
+    stopReading(); // the WebSocket of Qt 6.11 would wait for the frame that has been taken
 }
 
 void ClientSocket::close(QWebSocketProtocol::CloseCode code, const QString &reason)
@@ -489,6 +491,7 @@ void ClientSocket::close(QWebSocketProtocol::CloseCode code, const QString &reas
     closing = true;
     socket->close(code, reason);
     closing = false;
+    closeFrameSent = true;
     readBy(&ClientSocket::skipFrames);
 }
 
@@ -545,7 +548,7 @@ void ClientSocket::skipFrames()
             return;
         quint64 length = lengthBytes > 0 ? 0 : quint64(shortLength);
         for (int i = 0; i < lengthBytes; ++i)
-            length = length << 8 | start[std::size_t(2 + i)];
+            length = length << 8 | start[std::size_t(i) + 2];
         if (start[0] == uchar(closeFrame) || length > quint64(connection->readBufferSize())) {
             stopReading();
             return;

@@ -155,6 +155,7 @@ private:
     bool resumesSoon = false;
     std::optional<int> closeCode; // that the client has sent, and that is to be answered
     bool closing = false; // this object is calling the WebSocket's close()
+    bool closeFrameSent = false; // after which no other frame may be sent
     bool finishing = false;
     bool wasTooLong = false;
     bool isCharged = false; // it is paused for frames that are no commands

@@ -10,7 +10,7 @@ namespace pellix::server {
 namespace {
 
 constexpr qsizetype lengthSize = qsizetype(sizeof(qsizetype));
-constexpr qsizetype greatestGap = 64 * 1024; // before the first one
+constexpr qsizetype greatestGap = qsizetype(64) * 1024; // before the first one
 
 } // namespace
 
@@ -30,7 +30,7 @@ QByteArrayView CommandQueue::first() const
 
 QByteArray CommandQueue::dequeue()
 {
-    const QByteArray command = first().toByteArray();
+    QByteArray command = first().toByteArray();
     head += lengthSize + command.size();
     if (isEmpty()) {
         buffer.clear();

@@ -145,7 +145,7 @@ QByteArray auditLine(const QJsonObject &object)
     line.reserve(text.size() + 1);
     for (const QChar character : text) {
         if (mayDeceive(character)) // which is within a string
-            line += QStringLiteral("\\u%1").arg(character.unicode(), 4, 16, QLatin1Char('0'));
+            line += QStringLiteral("\\u%1").arg(int(character.unicode()), 4, 16, QLatin1Char('0'));
         else
             line += character;
     }

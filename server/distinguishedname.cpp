@@ -49,7 +49,7 @@ private:
     {
         skipBlanks();
         const qsizetype equals = text.indexOf('=', at);
-        const QByteArray type = text.mid(at, equals - at).trimmed().toUpper();
+        QByteArray type = text.mid(at, equals - at).trimmed().toUpper();
         bad = bad || equals < 0 || !std::all_of(type.cbegin(), type.cend(), [](char c) {
                   return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' || c == '-';
               });

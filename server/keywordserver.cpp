@@ -483,9 +483,10 @@ void KeywordServer::Private::sendAll()
 // is appended.
 void KeywordServer::Private::send(SessionState *session)
 {
-    if (session->sending)
+    if (session->sending != nullptr)
         return;
     bool sending = true;
+    // cppcheck-suppress autoVariables ; reset below, unless the session is gone
     session->sending = &sending;
     while (!session->waiting.empty() && !session->paused) {
         const Waiting next = std::move(session->waiting.front());
@@ -549,7 +550,7 @@ QByteArray KeywordServer::Private::messageFor(Watch *watch)
         const Record current = aggregate ? aggregate->last
             : isKeyword                  ? recordOf(*node)
                                          : record(watch->session, node, node->path);
-        const QByteArray message = eventText(watch->keyword, current);
+        QByteArray message = eventText(watch->keyword, current);
         if (!isShared)
             return message;
         if (message.size() > greatestEncoded)

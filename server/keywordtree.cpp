@@ -6,6 +6,7 @@
 #include "server/sessionstate_p.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace pellix::server {
 
@@ -137,7 +138,7 @@ const std::vector<Node *> &KeywordTree::sortedChildren(Node *node)
 
 qint64 KeywordTree::bytes() const
 {
-    return pathBytes + qint64(nodes.capacity()) * qint64(sizeof(QString) + sizeof(Node *) + 1)
+    return pathBytes + qint64(nodes.capacity()) * qint64(sizeof(std::pair<QString, Node *>) + 1)
         + nodes.size() * qint64(sizeof(Node));
 }
 

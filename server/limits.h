@@ -20,12 +20,12 @@ struct PELLIXCLIENT_SERVER_EXPORT Limits
     int aggregatedKeywords = 1'000;
     int listedKeywords = 10'000;
     int keywords = 1'000'000;
-    qint64 sessionBytes = 8 * 1024 * 1024;
-    qint64 sendingBytes = 64 * 1024;
-    qint64 totalSendingBytes = 64 * 1024 * 1024;
+    qint64 sessionBytes = qint64(8) * 1024 * 1024;
+    qint64 sendingBytes = qint64(64) * 1024;
+    qint64 totalSendingBytes = qint64(64) * 1024 * 1024;
     std::chrono::milliseconds stalledTime = std::chrono::seconds(30);
     std::chrono::milliseconds writeTime = std::chrono::seconds(10);
-    qint64 answerBytes = 2 * 1024 * 1024;
+    qint64 answerBytes = qint64(2) * 1024 * 1024;
 };
 
 } // namespace pellix::server

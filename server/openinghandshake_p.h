@@ -64,7 +64,8 @@ public:
     const ClientCredentials &credentials() const { return *granted; } // once granted
 
 Q_SIGNALS:
-    void requested(const HandshakeRequest &request); // once, and granted or refused by the receiver
+    // Once, and granted or refused by the receiver
+    void requested(const pellix::server::HandshakeRequest &request);
 
 private:
     void read();

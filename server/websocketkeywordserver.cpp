@@ -658,7 +658,8 @@ int WebSocketKeywordServer::certificateDays() const
     for (const QSslCertificate &certificate : std::as_const(d->chain))
         expiry = qMin(expiry, certificate.expiryDate());
     const qint64 seconds = QDateTime::currentDateTimeUtc().secsTo(expiry);
-    return int(qMax(qint64(0), seconds / (24 * 60 * 60)));
+    constexpr qint64 secondsPerDay = 86400;
+    return int(qMax(qint64(0), seconds / secondsPerDay));
 }
 
 /*!

@@ -16,7 +16,7 @@ namespace {
 constexpr auto interval = 500ms; // between two messages
 
 // The description of a lamp, as published by Zigbee2MQTT.
-const QByteArray lampDescription = R"([{"ieee_address":"0x00158d0000000001","type":"Router",
+constexpr char lampDescription[] = R"([{"ieee_address":"0x00158d0000000001","type":"Router",
 "friendly_name":"hall/lamp","supported":true,"disabled":false,"interview_completed":true,
 "definition":{"model":"LAMP-1","vendor":"Demo","description":"Dimmable lamp","options":[],"exposes":[
 {"type":"light","features":[
@@ -27,7 +27,7 @@ const QByteArray lampDescription = R"([{"ieee_address":"0x00158d0000000001","typ
 {"type":"numeric","name":"linkquality","label":"Link quality","property":"linkquality","unit":"lqi",
 "access":1,"value_min":0,"value_max":255}]}}])";
 
-const QByteArray boilerDescription = R"({"homie":"5.0","version":1,"name":"Boiler room","nodes":{
+constexpr char boilerDescription[] = R"({"homie":"5.0","version":1,"name":"Boiler room","nodes":{
 "boiler":{"name":"Boiler","properties":{
 "flow":{"name":"Flow temperature","datatype":"float","unit":"°C","format":"0:110"},
 "setpoint":{"name":"Boiler setpoint","datatype":"float","unit":"°C","format":"30:80:0.5","settable":true},
@@ -59,12 +59,11 @@ double approached(double value, double target, double step)
 
 Plant::Plant(const Publish &publish, std::chrono::milliseconds period)
     : publish(publish), period(period), tanks {Tank {"tank1", 42, 60, true, 30, 30},
-                                               Tank {"tank2", 71, 50, true, 55, 55}}
-{
-    lamp = {{QStringLiteral("state"), QStringLiteral("ON")},
+                                               Tank {"tank2", 71, 50, true, 55, 55}},
+      lamp {{QStringLiteral("state"), QStringLiteral("ON")},
             {QStringLiteral("brightness"), 180},
-            {QStringLiteral("linkquality"), 92}};
-}
+            {QStringLiteral("linkquality"), 92}}
+{ }
 
 std::vector<QByteArray> Plant::commands()
 {
@@ -123,7 +122,7 @@ void Plant::advance(std::chrono::milliseconds step)
     sinceSaid += step;
     if (sinceSaid < interval)
         return;
-    sinceSaid = 0ms;
+    sinceSaid = std::chrono::milliseconds::zero();
 
     const double seconds = std::chrono::duration<double>(time).count();
     for (Tank &tank : tanks) {

@@ -65,7 +65,7 @@ void PlantLink::run(const std::atomic<bool> &isEnding)
 {
     using Clock = std::chrono::steady_clock;
     constexpr int keepAlive = 10;
-    constexpr auto retryInterval = 200ms;
+    constexpr std::chrono::milliseconds retryInterval(200);
     int result = mosquitto_connect(client.get(), host.constData(), port, keepAlive);
     auto last = Clock::now();
     while (!isEnding) {

@@ -21,6 +21,7 @@
 #include <cstdlib>
 #include <memory>
 #include <optional>
+#include <utility>
 
 using namespace pellix::client;
 using namespace pellix::server;
@@ -84,8 +85,8 @@ std::optional<QStringList> CommandLine::addresses() const
                                .arg(programs::shownAddress(argument)));
         return std::nullopt;
     }
-    const QStringList addresses = parser.values(url);
-    for (const QString &address : addresses) {
+    QStringList addresses = parser.values(url);
+    for (const QString &address : std::as_const(addresses)) {
         const QString problem = programs::addressProblem(address, programs::Passwords::Nowhere);
         if (!problem.isEmpty()) {
             programs::complain(QGuiApplication::translate("main", "cannot use '%1': %2")

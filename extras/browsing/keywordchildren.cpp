@@ -79,7 +79,8 @@ void PKeywordChildren::Private::startAnew()
 {
     link.dropAll();
     listed = false;
-    const auto gone = std::exchange(children, {}); // leaves the labels at the end
+    // Leaves the labels at the end.
+    const auto gone = std::exchange(children, {}); // clazy:exclude=unused-non-trivial-variable
     const QPointer<PKeywordChildren> self(q);
     arrange();
     if (self)
@@ -406,7 +407,7 @@ void PKeywordChildren::setClient(PKeywordClient *client)
     d->listed = false;
     d->waiting = false;
     d->link.dropAll();
-    const auto gone = std::exchange(d->children, {});
+    const auto gone = std::exchange(d->children, {}); // clazy:exclude=unused-non-trivial-variable
     d->arrange();
     if (self)
         d->link.setClient(client);

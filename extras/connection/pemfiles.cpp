@@ -102,7 +102,7 @@ QList<QSslCertificate> readCertificates(const QString &fileName, QString *error)
     const std::optional<QByteArray> pem = contentOf(fileName, error);
     if (!pem)
         return {};
-    const QList<QSslCertificate> certificates = QSslCertificate::fromData(*pem);
+    QList<QSslCertificate> certificates = QSslCertificate::fromData(*pem);
     if (certificates.isEmpty())
         *error = PKeywordConnection::tr("%1: contains no PEM certificate").arg(fileName);
     return certificates;

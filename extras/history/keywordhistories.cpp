@@ -440,8 +440,8 @@ void PKeywordHistories::onDestroyed(QObject *history)
     const auto gone = [history](const PKeywordHistory *one) {
         return static_cast<const QObject *>(one) == history;
     };
-    added.erase(std::remove_if(added.begin(), added.end(), gone), added.end());
-    made.erase(std::remove_if(made.begin(), made.end(), gone), made.end());
+    added.removeIf(gone);
+    made.removeIf(gone);
     rebuild();
 }
 

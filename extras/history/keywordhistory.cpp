@@ -224,7 +224,9 @@ void PKeywordHistory::setKeyword(const QString &keyword)
 {
     if (keyword == this->keyword())
         return;
-    const QString wanted = keyword; // handlers may destroy the argument
+    // Handlers may destroy the argument.
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+    const QString wanted = keyword;
     const QPointer<PKeywordHistory> self(this);
     forget();
     subscriber.setTopic(wanted);

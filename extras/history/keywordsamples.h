@@ -8,6 +8,7 @@
 #include <QtCore/QObject>
 #include <QtQml/qqmlregistration.h>
 
+#include <array>
 #include <limits>
 #include <vector>
 
@@ -97,7 +98,7 @@ private:
     quint64 appended = 0; // also what has made room since
     quint64 changes = 0;
     std::vector<PKeywordSample> ring;
-    Level levels[2] = {{32, {}}, {1024, {}}};
+    std::array<Level, 2> levels {Level {32, {}}, Level {1024, {}}};
 };
 
 void PKeywordExtent::add(double value)

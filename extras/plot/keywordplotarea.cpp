@@ -72,9 +72,7 @@ public:
     QList<PKeywordHistory *> shown() const
     {
         QList<PKeywordHistory *> result = all();
-        result.erase(std::remove_if(result.begin(), result.end(),
-                                    [this](PKeywordHistory *one) { return hidden.contains(one); }),
-                     result.end());
+        result.removeIf([this](PKeywordHistory *one) { return hidden.contains(one); });
         return result;
     }
     QColor color(qsizetype row) const { return colors.at(row % colors.size()); }

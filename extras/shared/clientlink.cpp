@@ -44,6 +44,8 @@ ClientLink::Watch::Watch(ClientLink *link, const QString &keyword, Receiver rece
     QObject::connect(
         subscriber.get(), &PSubscriber::valueChanged, link,
         [receiver = std::make_shared<Receiver>(std::move(receiver))](const QVariant &published) {
+            // The call may delete this lambda.
+            // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
             const auto kept = receiver;
             (*kept)(eventOf(published));
         });
@@ -206,6 +208,7 @@ void ClientLink::askForEverything()
         const auto found = watches.find(id);
         if (found == watches.end())
             continue;
+        // cppcheck-suppress nullPointerRedundantCheck ; handlers run in between
         source->sendKeyCreate(found->second->keyword);
         if (!self || turn != started || !source)
             return;

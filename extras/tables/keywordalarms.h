@@ -20,6 +20,8 @@ namespace pellix::extras {
 class PELLIXCLIENT_EXTRAS_EXPORT PKeywordAlarms : public QAbstractListModel
 {
     Q_OBJECT
+    // The list of declared objects is only set up, and not bound to.
+    // clazy:excludeall=qproperty-without-notify
     Q_PROPERTY(
         pellix::client::PKeywordClient *client READ client WRITE setClient NOTIFY clientChanged)
     Q_PROPERTY(QQmlListProperty<pellix::extras::PKeywordAlarm> alarms READ alarmList)

@@ -294,7 +294,7 @@ void PKeywordTable::Private::arrange()
                 row = std::make_shared<TableRow>();
                 row->keyword = keyword;
                 row->normalized = normalized;
-                row->name = levelsOf(keyword).last();
+                row->name = levelsOf(keyword).constLast();
                 added.push_back(row);
             }
             wanted.insert(normalized, row);
@@ -307,9 +307,11 @@ void PKeywordTable::Private::arrange()
         if (!self)
             return;
         watch(added);
+        // cppcheck-suppress identicalConditionAfterEarlyExit ; handlers run in between
         if (!self)
             return;
         gone.clear();
+        // cppcheck-suppress identicalConditionAfterEarlyExit ; handlers run in between
         if (!self)
             return;
     }
@@ -875,8 +877,9 @@ void PKeywordTable::write(int row, const QVariant &value)
         return;
     const RowPointer written = d->shown.rows[size_t(row)];
     const QPointer<PKeywordWrite> writing(d->writingOf(written));
+    // cppcheck-suppress nullPointerRedundantCheck ; handlers run in between
     writing->setClient(d->link.client()); // the first time, this subscribes to the value
-    if (writing) // a handler of that may have done anything
+    if (writing)
         writing->set(value);
 }
 

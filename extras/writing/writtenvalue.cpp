@@ -115,7 +115,7 @@ WrittenValue plainListOf(const QVariantList &list, int depth)
     QVariantList plain;
     plain.reserve(list.size());
     for (const QVariant &entry : list) {
-        const WrittenValue element = plainOf(entry, depth + 1);
+        WrittenValue element = plainOf(entry, depth + 1);
         if (!element.isGood())
             return element;
         plain.append(element.value);
@@ -127,7 +127,7 @@ WrittenValue plainMapOf(const QVariantMap &map, int depth)
 {
     QVariantMap plain;
     for (auto member = map.cbegin(); member != map.cend(); ++member) {
-        const WrittenValue element = plainOf(member.value(), depth + 1);
+        WrittenValue element = plainOf(member.value(), depth + 1);
         if (!element.isGood())
             return element;
         plain.insert(member.key(), element.value);
@@ -151,7 +151,7 @@ WrittenValue plainScriptOf(const QJSValue &value, int depth)
         QVariantList list;
         const quint32 length = value.property(QStringLiteral("length")).toUInt();
         for (quint32 i = 0; i < length; ++i) {
-            const WrittenValue element = plainScriptOf(value.property(i), depth + 1);
+            WrittenValue element = plainScriptOf(value.property(i), depth + 1);
             if (!element.isGood())
                 return element;
             list.append(element.value);
@@ -171,7 +171,7 @@ WrittenValue plainScriptOf(const QJSValue &value, int depth)
     QJSValueIterator members(value);
     while (members.hasNext()) {
         members.next();
-        const WrittenValue element = plainScriptOf(members.value(), depth + 1);
+        WrittenValue element = plainScriptOf(members.value(), depth + 1);
         if (!element.isGood())
             return element;
         map.insert(members.name(), element.value);
@@ -392,7 +392,7 @@ WrittenValue objectOf(const QVariant &plain)
 {
     if (isCompound(plain) || isNull(plain))
         return {plain, {}};
-    const WrittenValue json =
+    WrittenValue json =
         plain.typeId() == QMetaType::QString ? jsonOf(plain.toString()) : WrittenValue {};
     if (json.value.isValid() || !json.isGood())
         return json;

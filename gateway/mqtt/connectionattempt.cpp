@@ -49,7 +49,7 @@ QString configure(mosquitto *client, const MqttOptions &options, int version)
     mosquitto_log_callback_set(client, takeLog);
     QByteArray password;
     if (!options.passwordFile.isEmpty()) {
-        const QString problem = readPassword(options.passwordFile, &password);
+        QString problem = readPassword(options.passwordFile, &password);
         if (!problem.isEmpty())
             return problem;
     }

@@ -36,7 +36,7 @@ constexpr auto firstDelay = 200ms; // before another attempt; half of it at rand
 constexpr auto longestDelay = 1000ms;
 constexpr auto tick = 250ms;
 constexpr int filtersPerPacket = 100;
-constexpr qsizetype bytesPerPacket = 16 * 1024;
+constexpr qsizetype bytesPerPacket = qsizetype(16) * 1024;
 constexpr int mostUnacknowledged = 1000;
 constexpr int mostSent = 100; // publications that are sent before they are acknowledged
 // Before MQTT 5, messages do not expire on their way, so fewer of them are on their way.
@@ -65,7 +65,7 @@ QString reasonString(const mosquitto_property *properties)
     char *string = nullptr;
     if (!mosquitto_property_read_string(properties, MQTT_PROP_REASON_STRING, &string, false))
         return {};
-    const QString result = QString::fromUtf8(string);
+    QString result = QString::fromUtf8(string);
     std::free(string);
     return result;
 }
@@ -445,11 +445,9 @@ void MqttLink::Private::onPublish(int mid, int code, const mosquitto_property *p
     ++callbacks;
     if (mid == announcing)
         announcing = 0;
-    const auto id = publishing.constFind(mid);
-    if (id == publishing.constEnd())
+    if (!publishing.contains(mid))
         return;
-    const Publication publication = *id;
-    publishing.erase(id);
+    const Publication publication = publishing.take(mid);
     if (code >= 0x80) {
         Q_EMIT q->published(publication.id, Outcome::Refused, reasonOf(code, properties));
         return;
@@ -704,7 +702,7 @@ void MqttLink::publish(quint64 id, const QByteArray &topic, const QByteArray &pa
         return;
     }
     Private::Publication publication {id, topic, payload, qos, {}};
-    if (validFor <= 0ms)
+    if (validFor.count() <= 0)
         publication.end = QDeadlineTimer(QDeadlineTimer::Forever);
     else
         publication.end = QDeadlineTimer(validFor);

@@ -52,7 +52,7 @@ MqttSource::MqttSource(const MqttOptions &options, const MappingOptions &mapping
 MqttSource::~MqttSource()
 {
     disconnect();
-    stop();
+    MqttSource::stop();
 }
 
 void MqttSource::start()

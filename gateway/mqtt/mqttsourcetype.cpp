@@ -57,7 +57,7 @@ std::optional<std::chrono::milliseconds> readTime(ConfigurationObject &object, c
 
 QString readPointer(ConfigurationObject &object, const char *name)
 {
-    const QString pointer = object.text(q(name)).value_or(QString());
+    QString pointer = object.text(q(name)).value_or(QString());
     if (!JsonPointer::fromText(pointer)) {
         object.problem(q(name),
                        q("must be a JSON pointer such as \"/value\", not \"%1\"").arg(pointer));
@@ -69,7 +69,7 @@ QString readPointer(ConfigurationObject &object, const char *name)
 QString readTopic(ConfigurationObject &object, const char *name, const QStringList &names,
                   bool hasOwnNames = false)
 {
-    const QString topic = object.text(q(name)).value_or(QString());
+    QString topic = object.text(q(name)).value_or(QString());
     if (topic.isEmpty()) {
         if (object.contains(q(name)) && object.object().value(q(name)).isString())
             object.problem(q(name), q("a topic must not be empty"));
@@ -84,7 +84,7 @@ QString readTopic(ConfigurationObject &object, const char *name, const QStringLi
     }
     const QString filter = pattern->filter();
     if (filter.endsWith(QLatin1Char('#'))
-        || (!hasOwnNames && topic.mid(1).contains(QLatin1Char('+')))) {
+        || (!hasOwnNames && topic.indexOf(QLatin1Char('+'), 1) >= 0)) {
         object.problem(
             q(name),
             q("may have \"+\" in front only, which stands for the topic of the value, and "
@@ -299,7 +299,7 @@ void KeywordReader::readMap()
         const QJsonArray payloads = object.values(q(member));
         if (!payloads.isEmpty() && keyword.type != q("bool"))
             object.problem(q(member), q("is for the type \"bool\""));
-        for (const QJsonValue &payload : payloads)
+        for (const auto &payload : payloads)
             addMapped(payload, value, &object, q(member));
     }
     if (!keyword.values.isEmpty() && keyword.scale)

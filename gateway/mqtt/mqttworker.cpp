@@ -84,7 +84,7 @@ MqttWorker::MqttWorker(const MqttOptions &options, int qos, const MappingOptions
                        const std::shared_ptr<MqttNews> &news)
     : link(new MqttLink(options, this)), expiry(new QTimer(this)), resyncTimer(new QTimer(this)),
       retryTimer(new QTimer(this)),
-      mapping(std::make_unique<TopicMapping>(withResync(mapping, options.resync > 0ms))),
+      mapping(std::make_unique<TopicMapping>(withResync(mapping, options.resync.count() > 0))),
       news(news), name(options.name), resyncPeriod(options.resync), qos(qos)
 {
     expiry->setSingleShot(true);
@@ -298,7 +298,7 @@ void MqttWorker::onAnswered(int number)
         return;
     }
     setState(Source::State::Ready);
-    if (resyncPeriod > 0ms) {
+    if (resyncPeriod.count() > 0) {
         syncedAt = QDateTime::currentMSecsSinceEpoch();
         isFirstResync = true;
         resyncTimer->start(qMin(settlingTime, resyncPeriod));
@@ -312,7 +312,7 @@ void MqttWorker::resync()
 {
     if (state != Source::State::Ready || isResyncing)
         return;
-    const bool isDue = isFirstResync || untilResync() <= 0ms;
+    const bool isDue = isFirstResync || untilResync().count() <= 0;
     if (!isDue && !mapping->hasDoubts()) { // newer messages have removed the doubts
         resyncTimer->start(qMax(untilResync(), 1ms));
         return;
@@ -354,7 +354,7 @@ void MqttWorker::takeMessage(const MqttMessage &message)
     bytes += quint64(message.topic.size() + message.payload.size());
     TopicMessage topicMessage {message.topic, message.payload, message.isRetained,
                                link->version() == 5 && !isResyncing, message.expiry};
-    if (resyncPeriod > 0ms) {
+    if (resyncPeriod.count() > 0) {
         if (turn < 0)
             turn = clock.elapsed();
         topicMessage.arrival = turn;
@@ -416,7 +416,7 @@ void MqttWorker::flush()
 void MqttWorker::setMapping(const MappingOptions &options, int newQos)
 {
     flush();
-    auto next = std::make_unique<TopicMapping>(withResync(options, resyncPeriod > 0ms));
+    auto next = std::make_unique<TopicMapping>(withResync(options, resyncPeriod.count() > 0));
     next->takeOver(*mapping);
     const QByteArrayList before = mapping->filters();
     const QByteArrayList after = next->filters();

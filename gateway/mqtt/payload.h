@@ -51,7 +51,7 @@ struct Payload
     QString text() const; // for Kind::Text
     QJsonValue json() const; // for any kind except Unreadable
 
-    static constexpr qsizetype longest = 1024 * 1024;
+    static constexpr qsizetype longest = qsizetype(1024) * 1024;
     static constexpr int deepest = 64; // levels of a structure
 
     Kind kind = Kind::Unreadable;

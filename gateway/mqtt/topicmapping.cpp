@@ -389,7 +389,7 @@ void TopicMapping::Private::removeFilter(const QString &filter)
     const auto uses = filterUses.find(filter);
     if (uses == filterUses.end() || --*uses > 0)
         return;
-    filterUses.erase(uses);
+    filterUses.remove(filter);
     filterOrder.removeOne(filter);
     const QByteArray utf8 = filter.toUtf8();
     if (!newFilters.removeOne(utf8))
@@ -786,7 +786,8 @@ void TopicMapping::Private::dropUnused(qint64 until)
 
 void TopicMapping::Private::dropUnusedAvailabilities()
 {
-    for (Availability *const availability : std::exchange(abandoned, {})) {
+    const auto unused = std::exchange(abandoned, {});
+    for (Availability *const availability : unused) {
         if (!availability->keywords.isEmpty() || availability->users > 0)
             continue;
         for (const TopicAvailability::Entry &entry : availability->settings.entries) {
@@ -1427,9 +1428,10 @@ void TopicMapping::Private::takeArray(Topic *topic, Array *array, const QJsonVal
     }
     const TopicKeyword &settings = array->declaration->keyword;
     const QJsonArray elements = json.toArray();
-    for (const QJsonValue &element : elements) {
-        const QJsonValue key = element[settings.arrayKey];
-        const QJsonValue value = element[settings.arrayValue];
+    for (const auto &item : elements) {
+        const QJsonObject element = item.toObject();
+        const QJsonValue key = element.value(settings.arrayKey);
+        const QJsonValue value = element.value(settings.arrayValue);
         const QString name = key.isString() ? key.toString()
             : key.isDouble()                ? QString::fromUtf8(numberText(key.toDouble()))
                                             : QString();

@@ -28,7 +28,7 @@ QString replaced(const QString &text, const std::function<QString(const QString 
         const qsizetype open = text.indexOf(brace, at);
         if (open < 0)
             return result + text.mid(at);
-        result += text.mid(at, open - at);
+        result += QStringView(text).mid(at, open - at);
         const bool isDoubled = text.mid(open + 1, 1) == brace;
         const qsizetype close = isDoubled ? -1 : text.indexOf(QLatin1Char('}'), open);
         if (close < 0) {

@@ -15,7 +15,7 @@ namespace programs {
 
 namespace {
 
-constexpr qint64 largestToken = 64 * 1024; // a larger file is not a token
+constexpr qint64 largestToken = qint64(64) * 1024; // a larger file is not a token
 
 } // namespace
 
@@ -53,7 +53,7 @@ QString readToken(const QString &fileName, QString *problem)
         return QString();
     }
     const QByteArray content = file.read(largestToken + 1);
-    const QString token = QString::fromUtf8(content.trimmed());
+    QString token = QString::fromUtf8(content.trimmed());
     if (token.isEmpty() || content.size() > largestToken) {
         *problem = fileName + QLatin1String(": contains no token");
         return QString();

@@ -7,10 +7,9 @@
 
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QCoreApplication>
+#include <QtCore/QStringList>
 #include <QtCore/QTextStream>
 #include <QtCore/qlogging.h>
-
-#include <vector>
 
 namespace programs {
 
@@ -39,29 +38,29 @@ void hideSecretsInLog()
 
 bool answeredWithoutDisplay(QCommandLineParser &parser, int argc, char *argv[])
 {
-    // A copy of the arguments: an application removes those that it handles, but the actual
-    // application needs them as well.
-    std::vector<char *> arguments(argv, argv + argc);
-    arguments.push_back(nullptr);
-    const QCoreApplication application(argc, arguments.data());
-
+    QStringList texts;
+    for (int i = 0; i < argc; ++i)
+        texts.append(QString::fromLocal8Bit(argv[i]));
     // Options of QGuiApplication, such as -reverse, are unknown here, and are not a group of short
     // options.
     parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
-    parser.parse(QCoreApplication::arguments());
+    parser.parse(texts);
     parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsCompactedShortOptions);
+    const bool isVersion = parser.isSet(QStringLiteral("version"));
+    if (!isVersion && !parser.isSet(QStringLiteral("help")))
+        return false;
 
+    // Only now, because windows are not accessible in a second application: the destructor of the
+    // first one removes what Qt Quick has registered for that.
+    const QCoreApplication application(argc, argv);
     QTextStream out(stdout);
-    if (parser.isSet(QStringLiteral("version"))) {
+    if (isVersion) {
         out << QCoreApplication::applicationName() << ' ' << QCoreApplication::applicationVersion()
             << Qt::endl;
-        return true;
-    }
-    if (parser.isSet(QStringLiteral("help"))) {
+    } else {
         out << parser.helpText() << Qt::flush;
-        return true;
     }
-    return false;
+    return true;
 }
 
 bool parseArguments(QCommandLineParser &parser)

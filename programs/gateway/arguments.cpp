@@ -16,7 +16,7 @@
 
 namespace {
 
-const QString defaultPort = QStringLiteral("8765");
+const QLatin1String defaultPort("8765");
 
 bool refuse(const QString &message)
 {

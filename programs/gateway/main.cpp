@@ -44,7 +44,7 @@ void complainAbout(const QString &file, const ConfigurationProblems &problems)
 std::optional<Configuration> read(const Arguments &arguments)
 {
     ConfigurationProblems problems;
-    const auto configuration = arguments.file.isEmpty()
+    auto configuration = arguments.file.isEmpty()
         ? Configuration::parse(arguments.json, QString(), sourceTypes(), &problems)
         : Configuration::read(arguments.file, sourceTypes(), &problems);
     complainAbout(arguments.file, problems);

@@ -17,7 +17,7 @@
 namespace {
 
 constexpr int bytesAtOnce = 16 * 1024;
-constexpr qsizetype longestLine = 16 * 1024 * 1024; // bytes
+constexpr qsizetype longestLine = qsizetype(16) * 1024 * 1024; // bytes
 
 #ifdef Q_OS_UNIX
 qint64 readSome(char *buffer, int size)

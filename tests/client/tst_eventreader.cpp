@@ -29,7 +29,10 @@ bool areSame(const QVariant &left, const QVariant &right)
     case QMetaType::QVariantMap: {
         const QVariantMap a = left.toMap();
         const QVariantMap b = right.toMap();
-        return a.keys() == b.keys() && areSame(a.values(), b.values());
+        return std::equal(a.constKeyValueBegin(), a.constKeyValueEnd(), b.constKeyValueBegin(),
+                          b.constKeyValueEnd(), [](const auto &one, const auto &other) {
+                              return one.first == other.first && areSame(one.second, other.second);
+                          });
     }
     case QMetaType::Double: {
         const double a = left.toDouble();

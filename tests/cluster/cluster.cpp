@@ -233,8 +233,8 @@ system_account: SYS
         .arg(node.httpPort)
         .arg(file(q("n%1").arg(i + 1)))
         .arg(node.routePort)
-        .arg(options.hasLinks ? q("advertise: \"127.0.0.1:%1\"").arg(node.linkPort) : QString())
-        .arg(routes.join(q(", ")))
+        .arg(options.hasLinks ? q("advertise: \"127.0.0.1:%1\"").arg(node.linkPort) : QString(),
+             routes.join(q(", ")))
         .arg(node.mqttPort)
         .toUtf8();
 }

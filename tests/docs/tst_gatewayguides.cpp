@@ -5,10 +5,14 @@
 #include "extras/keywordextrasmodule.h"
 #include "module/pellixclientkeywordmodule.h"
 #include "tests/gateway/mqtt/broker.h"
+#include "tests/support/programscreen.h"
 
 #include <QtCore/QDeadlineTimer>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
 #include <QtCore/QRandomGenerator>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QStandardPaths>
@@ -32,6 +36,39 @@ QString contentOf(const QString &fileName)
 {
     QFile file(fileName);
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+QJsonObject objectIn(const QString &json)
+{
+    return QJsonDocument::fromJson(json.toUtf8()).object();
+}
+
+// The texts that the first group of the pattern matches in a page about the gateway.
+QStringList quotedBy(const QString &page, const char *pattern)
+{
+    QStringList texts;
+    const QRegularExpression expression(q(pattern),
+                                        QRegularExpression::DotMatchesEverythingOption
+                                            | QRegularExpression::MultilineOption);
+    auto matches = expression.globalMatch(contentOf(q(GUIDES "/") + page));
+    while (matches.hasNext())
+        texts.append(matches.next().captured(1));
+    return texts;
+}
+
+QStringList pages()
+{
+    return QDir(q(GUIDES)).entryList({q("gateway*.qdoc")});
+}
+
+// The configurations that the pages quote, entirely or in part.
+QStringList configurations()
+{
+    QStringList names;
+    for (const QString &page : pages())
+        names += quotedBy(page, "\\\\quote(?:from)?file gateway/(\\S+\\.json)$");
+    names.removeDuplicates();
+    return names;
 }
 
 // A port that is not in use, and that the system does not assign to clients.
@@ -111,17 +148,23 @@ private Q_SLOTS:
     void cleanup();
 
     void tenMinutes();
+    void configurations_areValid_data();
+    void configurations_areValid();
+    void pages_quoteOnlyThese_data();
+    void pages_quoteOnlyThese();
     void access();
     void certificates();
     void refusedCertificates_data();
     void refusedCertificates();
 
 private:
-    void startWithRoles();
+    void startWithRoles(const QString &members = {});
     void makeCertificates();
     void makeCertificate(const QString &arguments, const QString &extensions);
-    void save(const char *name);
-    void play(const char *name);
+    void follow(const char *page);
+    void browse(const QString &command);
+    void save(const QString &name, const QString &members = {});
+    void play(const QString &name);
     void type(const QString &command, const QStringList &expected);
     void start(const QString &command, const QStringList &expected);
     QString background() const;
@@ -149,6 +192,7 @@ void tst_GatewayGuides::init()
     QVERIFY(broker->start());
     port = freePort();
     QVERIFY(port > 0);
+    qputenv("XDG_CONFIG_HOME", folder->path().toUtf8()); // with the settings of the browser
 
     // By default, these programs use the port of Debian's broker.
     const QString programs = folder->filePath(q("bin"));
@@ -178,6 +222,7 @@ QString tst_GatewayGuides::forHere(QString text) const
 {
     text.replace(q("mqtt://127.0.0.1:1883"), q("mqtt://127.0.0.1"));
     text.replace(q("mqtt://127.0.0.1"), broker->url());
+    text.replace(q("/var/log/keyword-gateway"), folder->path());
     return text.replace(q("8765"), QString::number(port));
 }
 
@@ -187,31 +232,52 @@ QString tst_GatewayGuides::forGuide(QString text) const
     return text.replace(QString::number(port), q("8765"));
 }
 
-// Corresponds to "Save this as".
-void tst_GatewayGuides::save(const char *name)
+// Corresponds to "Save this as". The members are added to the configuration.
+void tst_GatewayGuides::save(const QString &name, const QString &members)
 {
-    const QString content = contentOf(q(SNIPPETS "/") + q(name));
-    QVERIFY2(!content.isEmpty(), name);
-    QFile file(folder->filePath(q(name)));
+    QString content = contentOf(q(SNIPPETS "/") + name);
+    QVERIFY2(!content.isEmpty(), qPrintable(name));
+    if (!members.isEmpty())
+        content.insert(content.indexOf(QLatin1Char('{')) + 1, members);
+    QFile file(folder->filePath(name));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(forHere(content).toUtf8());
 }
 
-void tst_GatewayGuides::play(const char *name)
+// Does what the page says, in the same order.
+void tst_GatewayGuides::follow(const char *page)
 {
-    QStringList lines = contentOf(q(SNIPPETS "/") + q(name)).split(QLatin1Char('\n'));
-    QVERIFY2(lines.size() > 1, name);
+    for (const QString &block : quotedBy(q(page), "\\\\badcode\\n(.*?)\\\\endcode"))
+        QVERIFY2(block.trimmed().startsWith(q("# apt-get install ")), qPrintable(block));
+    const QStringList names = quotedBy(q(page), "\\\\quotefile gateway/(\\S+)$");
+    QVERIFY(!names.isEmpty());
+    for (const QString &name : names) {
+        if (name.endsWith(q(".txt")))
+            play(name);
+        else
+            save(name);
+        if (QTest::currentTestFailed())
+            return;
+    }
+}
+
+void tst_GatewayGuides::play(const QString &name)
+{
+    QStringList lines = contentOf(q(SNIPPETS "/") + name).split(QLatin1Char('\n'));
+    QVERIFY2(lines.size() > 1, qPrintable(name));
     while (!lines.isEmpty() && !QTest::currentTestFailed()) {
         const QString line = lines.takeFirst();
         QStringList expected;
         while (!lines.isEmpty() && !lines.first().startsWith(q("$ "))
                && !lines.first().startsWith(q("# ")))
-            expected.append(lines.takeFirst().simplified());
-        expected.removeAll(QString());
+            expected.append(lines.takeFirst());
+        expected = linesOf(forHere(expected.join(QLatin1Char('\n'))));
         if (line == q("# systemctl stop mosquitto"))
             broker->terminate();
         else if (line == q("# systemctl start mosquitto"))
             QVERIFY(broker->start());
+        else if (line.startsWith(q("$ keyword-browser ")))
+            browse(line.mid(2));
         else if (line.startsWith(q("$ ")))
             type(line.mid(2), expected);
     }
@@ -255,6 +321,17 @@ void tst_GatewayGuides::start(const QString &command, const QStringList &expecte
     QVERIFY2(hasSaidIt(), qPrintable(command + q("\nprints:\n") + contentOf(background())));
 }
 
+void tst_GatewayGuides::browse(const QString &command)
+{
+    const QStringList words = QProcess::splitCommand(forHere(command));
+    ProgramScreen screen;
+    QVERIFY2(screen.start(q(BROWSER), words.mid(1), q(PLUGINS)), qPrintable(screen.errors()));
+    const bool isListed =
+        QTest::qWaitFor([&screen] { return !screen.find(q("ListItem"), q("factory")).isEmpty(); },
+                        ProgramScreen::patience);
+    QVERIFY2(isListed, qPrintable(screen.errors()));
+}
+
 QString tst_GatewayGuides::background() const
 {
     return folder->filePath(q("background%1.log").arg(started));
@@ -273,13 +350,61 @@ QStringList tst_GatewayGuides::linesOf(const QString &printed) const
 
 void tst_GatewayGuides::tenMinutes()
 {
-    play("publish.txt");
-    play("first.txt");
-    save("gateway.json");
-    save("device.sh");
-    play("mapped.txt");
-    play("writing.txt");
-    play("lost.txt");
+    follow("gateway.qdoc");
+
+    QStringList dumped;
+    const QJsonValue source =
+        objectIn(contentOf(folder->filePath(q("topics.json"))))[q("sources")][0];
+    const QJsonArray keywords = source[q("keywords")].toArray();
+    for (const auto &keyword : keywords)
+        dumped.append(keyword[q("topic")].toString());
+    dumped.removeDuplicates();
+    QStringList published;
+    static const QRegularExpression topic(q("-t (\\S+)"));
+    auto topics = topic.globalMatch(contentOf(q(SNIPPETS "/publish.txt")));
+    while (topics.hasNext())
+        published.append(topics.next().captured(1));
+    published.sort();
+    QCOMPARE(dumped, published);
+}
+
+void tst_GatewayGuides::configurations_areValid_data()
+{
+    QTest::addColumn<QString>("name");
+    for (const QString &name : configurations())
+        QTest::newRow(qPrintable(name)) << name;
+}
+
+void tst_GatewayGuides::configurations_areValid()
+{
+    QFETCH(QString, name);
+    makeCertificates();
+    type(q("sh make-client-certificate.sh gateway 2>openssl.log"), {});
+    type(q("touch tokens broker-password"), {});
+    save(name);
+    const auto tests = objectIn(contentOf(folder->filePath(name)))[q("sources")][0][q("tests")];
+    type(q("keyword-gateway --check ") + name,
+         {q("%1: good; 1 sources, %2 mapping tests passed").arg(name).arg(tests.toArray().size())});
+}
+
+void tst_GatewayGuides::pages_quoteOnlyThese_data()
+{
+    QTest::addColumn<QString>("page");
+    for (const QString &page : pages())
+        QTest::newRow(qPrintable(page)) << page;
+}
+
+// Members of a configuration are quoted from the checked files, or contained in one of them.
+void tst_GatewayGuides::pages_quoteOnlyThese()
+{
+    QFETCH(QString, page);
+    for (const QString &block : quotedBy(page, "\\\\badcode\\n(.*?)\\\\endcode"))
+        QVERIFY2(!block.contains(q("\":")), qPrintable(block));
+    QString checked;
+    for (const QString &name : configurations())
+        checked += contentOf(q(SNIPPETS "/") + name).simplified();
+    for (const QString &members : quotedBy(page, "\\\\c\\s+\\{+ ?(\"\\w+\": [^}]+?) ?\\}"))
+        QVERIFY2(checked.contains(members.simplified()), qPrintable(members));
 }
 
 void tst_GatewayGuides::makeCertificates()
@@ -300,27 +425,37 @@ void tst_GatewayGuides::makeCertificate(const QString &arguments, const QString 
          {});
 }
 
-void tst_GatewayGuides::startWithRoles()
+void tst_GatewayGuides::startWithRoles(const QString &members)
 {
-    play("publish.txt");
+    play(q("publish.txt"));
     makeCertificates();
-    save("access.json");
-    play("tokens.txt");
+    save(q("access.json"), members);
+    play(q("tokens.txt"));
 }
 
+// The clients write, so there are audit lines, too.
 void tst_GatewayGuides::access()
 {
-    startWithRoles();
+    startWithRoles(q("\"audit\": \"audit.jsonl\","));
+
+    QStringList lines;
+    QTRY_VERIFY(!(lines = linesOf(contentOf(folder->filePath(q("audit.jsonl"))))).isEmpty());
+    QJsonObject line = objectIn(lines.constLast());
+    QVERIFY(!line.take(q("reason")).isUndefined());
+    const QJsonObject shown = objectIn(contentOf(q(SNIPPETS "/audit.txt")));
+    QCOMPARE(line.keys(), shown.keys());
+    for (const QString &name : {q("address"), q("name"), q("role")})
+        QCOMPARE(line[name], shown[name]);
 }
 
 void tst_GatewayGuides::certificates()
 {
     startWithRoles();
-    play("certificates.txt");
+    play(q("certificates.txt"));
 
     const QString refusal = q("its certificate is not listed: \"CN=panel3\"");
     QTRY_VERIFY(contentOf(background()).contains(refusal));
-    QVERIFY(contentOf(q(PAGE)).contains(refusal));
+    QVERIFY(contentOf(q(GUIDES "/private-ca.qdoc")).contains(refusal));
 
     PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
     pellix::extras::KeywordExtrasModule::registerTypes();
@@ -334,10 +469,26 @@ void tst_GatewayGuides::certificates()
     QTRY_VERIFY2_WITH_TIMEOUT(client->property("connected").toBool(),
                               qPrintable(client->property("reason").toString()), 30000);
 
-    play("renewal.txt");
+    play(q("renewal.txt"));
     QTRY_VERIFY(contentOf(background()).contains(q("reloaded")));
     QVERIFY(client->property("connected").toBool());
 }
+
+namespace {
+
+// The option for dates exists since OpenSSL 3.4, and a number of days must be positive since 3.6.
+QString expired()
+{
+    QProcess openssl;
+    openssl.setProcessChannelMode(QProcess::MergedChannels);
+    openssl.start(q("openssl"), {q("x509"), q("-help")});
+    openssl.waitForFinished();
+    return openssl.readAll().contains("-not_after")
+        ? q("-not_before 20200101000000Z -not_after 20200102000000Z")
+        : q("-days -1");
+}
+
+} // namespace
 
 void tst_GatewayGuides::refusedCertificates_data()
 {
@@ -353,7 +504,7 @@ void tst_GatewayGuides::refusedCertificates_data()
         << ofServer << q("subjectAltName = DNS:plant.example")
         << q("The host name did not match any of the valid hosts for this certificate");
     QTest::newRow("server, expired")
-        << ofServer + q("-days -1") << here << q("The certificate has expired");
+        << ofServer + expired() << here << q("The certificate has expired");
     QTest::newRow("server, for clients")
         << ofServer << here + q("\nextendedKeyUsage = clientAuth")
         << q("The supplied certificate is unsuitable for this purpose");
@@ -362,7 +513,7 @@ void tst_GatewayGuides::refusedCertificates_data()
         << q("-in panel2.csr -CA other.crt -CAkey other.key -out panel2.crt") << QString()
         << q("its certificate is not accepted: The issuer certificate of a locally looked up "
              "certificate could not be found");
-    QTest::newRow("client, expired") << ofClient + q("-days -1") << QString()
+    QTest::newRow("client, expired") << ofClient + expired() << QString()
                                      << q("its certificate is not accepted: The certificate has "
                                           "expired");
     QTest::newRow("client, for servers")
@@ -376,7 +527,7 @@ void tst_GatewayGuides::refusedCertificates()
     QFETCH(QString, arguments);
     QFETCH(QString, extensions);
     QFETCH(QString, reason);
-    QVERIFY(contentOf(q(PAGE)).simplified().contains(reason));
+    QVERIFY(contentOf(q(GUIDES "/private-ca.qdoc")).simplified().contains(reason));
     const bool ofServer = arguments.contains(q("server.crt"));
 
     makeCertificates();
@@ -386,7 +537,7 @@ void tst_GatewayGuides::refusedCertificates()
          {});
     if (!arguments.isEmpty())
         makeCertificate(arguments, extensions);
-    save("access.json");
+    save(q("access.json"));
     type(q("touch tokens"), {});
     start(q("keyword-gateway --config access.json &"), {q("listening on wss://127.0.0.1:8765")});
 

@@ -809,6 +809,7 @@ void tst_Guides::alarms_comeAndAreAcknowledged()
     window.show();
     const auto leave = qScopeGuard([this] { item.reset(); });
     QQuickItem *row = nullptr;
+    // clazy:excludeall=connect-not-normalized
     QTRY_VERIFY(QMetaObject::invokeMethod(part("list"), "itemAtIndex",
                                           Q_RETURN_ARG(QQuickItem *, row), Q_ARG(int, 0))
                 && row);

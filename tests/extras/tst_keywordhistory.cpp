@@ -336,7 +336,7 @@ void tst_KeywordHistory::ring_knowsItsExtents()
         PKeywordSamples ring(capacity);
         qint64 time = 0;
         for (int i = 0; i < 12000; ++i) {
-            time += random() % 3;
+            time += qint64(random() % 3);
             ring.append({time, random() % 50 == 0 ? nothing : double(random() % 100000)});
             if (i % 97 != 0)
                 continue;
@@ -629,7 +629,7 @@ void tst_KeywordHistory::csv_hasOneTimeAxis()
                               QStringLiteral(",1e+300"), QStringLiteral("3,-1.25")};
     QDateTime last;
     for (int i = 0; i < 4; ++i) {
-        const QString line = all.at(i + 1);
+        const QString &line = all.at(i + 1);
         const qsizetype comma = line.indexOf(u',');
         QCOMPARE(line.mid(comma + 1), values.at(i));
         const QDateTime time = QDateTime::fromString(line.left(comma), Qt::ISODateWithMs);

@@ -205,7 +205,7 @@ public:
     void fill(PKeywordHistory *history, double value = 50)
     {
         const qint64 now = PKeywordHistory::now();
-        for (int i = 0; i < 1000; ++i)
+        for (qint64 i = 0; i < 1000; ++i)
             history->append({now - (1000 - i) * 1000, value});
     }
     // Waits for a new picture: the times at the edges belong to the last one.
@@ -385,7 +385,7 @@ void tst_KeywordPlot::line_doesNotFlicker()
 {
     std::mt19937 random(7);
     PKeywordSamples ring(100000);
-    for (int i = 0; i < 100000; ++i)
+    for (qint64 i = 0; i < 100000; ++i)
         ring.append({i * 10, double(random() % 100)});
     const PlotLine first = traceLine(ring, plainView(0, 500000), false);
     const PlotLine second = traceLine(ring, plainView(1234, 501234), false);
@@ -434,12 +434,12 @@ void tst_KeywordPlot::line_goesOnAsIfMadeAnew()
     int begun = 0;
     std::size_t mostFinal = 0;
     for (int step = 0; step < 1000; ++step) {
-        for (unsigned count = random() % 4; count > 0; --count) {
-            time += random() % unsigned(longest);
+        for (auto count = random() % 4; count > 0; --count) {
+            time += qint64(random() % unsigned(longest));
             samples.append({time, random() % 20 == 0 ? nothing : double(random() % 100)});
         }
         if (random() % 3 == 0)
-            time += random() % 5;
+            time += qint64(random() % 5);
         // The end is sometimes before the last samples.
         end = std::max(end, double(time) - (random() % 4 == 0 ? 30 : 0));
         if (!tracer.canExtend(samples) || samples.empty() || capacity < 100) {
@@ -478,12 +478,12 @@ void tst_KeywordPlot::line_doesNotGoOnFromOtherSamples()
     QVERIFY(tracer.canExtend(samples));
     tracer.extend(line, samples, 1000, 1000);
     QVERIFY(tracer.canExtend(samples)); // there were no samples
-    for (int i = 0; i < 5; ++i)
+    for (qint64 i = 0; i < 5; ++i)
         samples.append({i * 100, 50.0 + i});
     tracer.extend(line, samples, 1000, 500);
     QVERIFY(tracer.canExtend(samples));
     const quint64 generation = samples.generation();
-    for (int i = 5; i < 9; ++i)
+    for (qint64 i = 5; i < 9; ++i)
         samples.append({i * 100, 50});
     QCOMPARE(samples.generation(), generation);
     QVERIFY(tracer.canExtend(samples)); // the sample at which it continues still exists
@@ -621,7 +621,7 @@ void tst_KeywordPlot::picture_isTheSameInTriangles()
     QFETCH(double, fillOpacity);
     QFETCH(double, offset);
     PKeywordSamples samples;
-    for (int i = 0; i < 60; ++i)
+    for (qint64 i = 0; i < 60; ++i)
         samples.append({i * 10, i == 30 ? nothing : 50 + 40 * std::sin(i / 6.0)});
     PlotView view = plainView(0, 600);
     view.size = QSizeF(200, 100);
@@ -684,7 +684,7 @@ void tst_KeywordPlot::picture_thatGrowsIsTheSameInTriangles()
         const std::unique_ptr<QSGNode> fresh(drawTriangles(copy, nullptr));
         return image(fresh.get());
     };
-    for (int i = 0; i <= 200; ++i) {
+    for (qint64 i = 0; i <= 200; ++i) {
         samples.append({i * 5, i % 70 == 50 ? nothing : 50 + 40 * std::sin(i / 6.0)});
         QVERIFY(draw(i * 5));
         if (i % 40 == 7)
@@ -699,7 +699,7 @@ void tst_KeywordPlot::picture_thatGrowsIsTheSameInTriangles()
         }
     }
     // More points than the tail can hold, at once and one by one
-    for (int i = 200; i < 1200; ++i) {
+    for (qint64 i = 200; i < 1200; ++i) {
         samples.append({i * 5, double(i % 90)});
         if (i % 50 == 0 || i > 1000) {
             picture.offset = 1000 - i * 5;
@@ -804,7 +804,7 @@ void tst_KeywordPlot::plot_thatFollowedLooksLikeANewOne()
     const qint64 now = PKeywordHistory::now();
     for (PKeywordHistory &history : histories) {
         history.setCapacity(2000);
-        for (int i = 0; i < 1500; ++i)
+        for (qint64 i = 0; i < 1500; ++i)
             history.append({now - 1000000 + i * 500, 50 + 40 * std::sin(i / 90.0)});
         all.add(&history);
     }
@@ -833,7 +833,7 @@ void tst_KeywordPlot::plot_thatFollowedLooksLikeANewOne()
     const auto append = [&](int count, double value) {
         for (PKeywordHistory &history : histories) {
             const qint64 last = history.samples().back().time;
-            for (int i = 0; i < count; ++i)
+            for (qint64 i = 0; i < count; ++i)
                 history.append({last + i * 100, value});
         }
     };

@@ -14,7 +14,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
 extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
 {
-    static QCoreApplication application(*argc, *argv);
+    // It is never deleted: libFuzzer may end the process, and the static objects of Qt Network,
+    // which are created later, must not be destroyed earlier.
+    static const auto *const application = new QCoreApplication(*argc, *argv);
+    Q_UNUSED(application);
     qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &message) {
         if (type == QtDebugMsg || type == QtInfoMsg)
             return;

@@ -69,14 +69,20 @@ constexpr const char *levels[] = {"/o", "/p", "/p/x"};
 constexpr const char *roles[] = {"*", "*", "guest", "viewer", "writer"};
 constexpr int sessionCount = int(std::size(roles));
 
+bool isAmong(int session, const char *initials)
+{
+    // cppcheck-suppress arrayIndexOutOfBoundsCond ; there are as many sessions as roles
+    return session < 2 || QByteArray(initials).contains(roles[session][0]);
+}
+
 bool mayRead(int session, const Sort &sort)
 {
-    return session < 2 || QByteArray(sort.readers).contains(roles[session][0]);
+    return isAmong(session, sort.readers);
 }
 
 bool mayWrite(int session, const Sort &sort)
 {
-    return session < 2 || QByteArray(sort.writers).contains(roles[session][0]);
+    return isAmong(session, sort.writers);
 }
 
 bool isWritable(const Sort &sort)

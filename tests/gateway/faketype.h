@@ -65,7 +65,7 @@ public:
     {
         for (auto i = made.rbegin(); i != made.rend(); ++i) {
             if (*i && (*i)->objectName() == QLatin1String(name))
-                return *i;
+                return i->data();
         }
         return nullptr;
     }

@@ -131,7 +131,7 @@ function(use_compiled)
     expect(" 0 failed, 0 skipped")
 
     # Qt 6.4 must interpret only the code that reads a value.
-    set(files Values Handlers Screen)
+    set(files Values Handlers Main)
     if(output MATCHES "Qt 6\\.4\\.")
         set(least 12 2 20)
     else()

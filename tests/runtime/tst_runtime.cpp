@@ -61,7 +61,7 @@ QString runtimeWithModules(const QString &folder)
             QFile::link(qtImports.filePath(name), imports + QLatin1Char('/') + name);
     }
     QFile configuration(folder + q("/qt.conf"));
-    const QString program = folder + q("/qml-with-modules");
+    QString program = folder + q("/qml-with-modules");
     if (!configuration.open(QIODevice::WriteOnly) || !QFile::copy(runtime().constFirst(), program)
         || !copyFiles(qEnvironmentVariable("PELLIX_IMPORTS") + q("/PellixClient"),
                       imports + q("/PellixClient")))

@@ -41,7 +41,7 @@ void tst_GatewayLoad::everyCycleEndsWithTheRightValues()
     QVERIFY2(figures.failure.isEmpty(), qPrintable(figures.failure));
     QCOMPARE(figures.samples.size(), size_t(cycles));
     QCOMPARE(figures.brokersLost, qint64(cycles));
-    QCOMPARE(figures.reloads, qint64(1 + 2 * cycles));
+    QCOMPARE(figures.reloads, 1 + 2 * qint64(cycles));
     QVERIFY(figures.objects > 0);
     QVERIFY(figures.messages > figures.objects);
     QVERIFY(figures.events > 0);

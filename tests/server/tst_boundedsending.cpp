@@ -1000,7 +1000,7 @@ void tst_BoundedSending::commands_waitWhileAnswersDo()
     QVERIFY(statistics.commands < count / 2);
     QVERIFY(statistics.sendingBytes <= 128 * kibibyte);
     stalled.setReading(mebibyte);
-    QTRY_COMPARE_WITH_TIMEOUT(server->statistics().commands, quint64(count + 1), 60000);
+    QTRY_COMPARE_WITH_TIMEOUT(server->statistics().commands, quint64(count) + 1, 60000);
 }
 
 // These commands are processed before the replies are sent, but each of them leaves a pending
@@ -1034,7 +1034,7 @@ void tst_BoundedSending::repeatedCreates_wait()
     }
     QVERIFY(server->statistics().commands - before < count / 2);
     stalled.setReading(mebibyte);
-    QTRY_COMPARE_WITH_TIMEOUT(server->statistics().commands - before, quint64(count + 100), 60000);
+    QTRY_COMPARE_WITH_TIMEOUT(server->statistics().commands - before, quint64(count) + 100, 60000);
 }
 
 QTEST_GUILESS_MAIN(tst_BoundedSending)

@@ -33,7 +33,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr qint64 mebibyte = 1024 * 1024;
+constexpr qint64 kibibyte = 1024;
+constexpr qint64 mebibyte = 1024 * kibibyte;
 constexpr qint64 most = 16 * mebibyte; // the limit for one hostile session
 
 // The number of allocated bytes; 0 if it is not available.
@@ -342,8 +343,8 @@ bool tst_HostileClients::listenForTiringClients()
 void tst_HostileClients::addAnswered()
 {
     QTest::addColumn<std::function<QByteArray(int)>>("command");
-    const auto row = [](const char *name, std::function<QByteArray(int)> command) {
-        QTest::newRow(name) << std::move(command);
+    const auto row = [](const char *name, const std::function<QByteArray(int)> &command) {
+        QTest::newRow(name) << command;
     };
     const QByteArray text(100000, 'x');
     const QByteArray unknown = createOf("/x");
@@ -370,7 +371,7 @@ qint64 tst_HostileClients::costs() const
 void tst_HostileClients::pour(RawClient *client, const std::function<QByteArray(int)> &data,
                               qint64 total)
 {
-    constexpr qint64 ahead = 256 * 1024; // bytes buffered by the client itself
+    constexpr qint64 ahead = 256 * kibibyte; // bytes buffered by the client itself
     const auto waiting = [client] { return client->unsentBytes(); };
     const auto measure = [&] { peak = qMax(peak, costs() - waiting()); };
     const auto hasRoom = [&] { return waiting() < ahead || !client->isConnected(); };
@@ -438,8 +439,8 @@ void tst_HostileClients::frames_areNotCollected_data()
     QTest::addColumn<bool>("encrypted");
     QTest::addColumn<std::function<QByteArray(int)>>("data");
     for (const bool encrypted : {false, true}) {
-        const auto row = [encrypted](const char *name, std::function<QByteArray(int)> data) {
-            QTest::addRow("%s %s", encrypted ? "wss" : "ws", name) << encrypted << std::move(data);
+        const auto row = [encrypted](const char *name, const std::function<QByteArray(int)> &data) {
+            QTest::addRow("%s %s", encrypted ? "wss" : "ws", name) << encrypted << data;
         };
         const QByteArray chunk(65536, ' ');
         const auto announced = [row, chunk](const char *name, int first, quint64 length) {
@@ -500,8 +501,8 @@ void tst_HostileClients::flood_costsLittleMemory_data()
     QTest::addColumn<bool>("encrypted");
     QTest::addColumn<std::function<QByteArray(int)>>("data");
     for (const bool encrypted : {false, true}) {
-        const auto row = [encrypted](const char *name, std::function<QByteArray(int)> data) {
-            QTest::addRow("%s %s", encrypted ? "wss" : "ws", name) << encrypted << std::move(data);
+        const auto row = [encrypted](const char *name, const std::function<QByteArray(int)> &data) {
+            QTest::addRow("%s %s", encrypted ? "wss" : "ws", name) << encrypted << data;
         };
         const auto often = [row](const char *name, const QByteArray &text) {
             QByteArray many;
@@ -608,7 +609,7 @@ void tst_HostileClients::pausedSession_costsLittleMemory()
     session->pause();
     constexpr int greatest = 10000;
     int count = 0;
-    while (count < greatest && session->waitingBytes() < 32 * 1024)
+    while (count < greatest && session->waitingBytes() < 32 * kibibyte)
         session->receive(command(count++));
     QVERIFY(count < greatest);
     QVERIFY2(costs() < most, qPrintable(QString::number(costs())));
@@ -916,9 +917,9 @@ void tst_HostileClients::manyCreates_overASocketAreAllAnswered()
     };
     for (int i = 0; i < count; ++i) {
         client.send(frame(createOf("/plant/" + QByteArray::number(i))));
-        if (client.socket.bytesToWrite() < 256 * 1024)
+        if (client.socket.bytesToWrite() < 256 * kibibyte)
             continue;
-        QVERIFY(waitFor([&] { return client.socket.bytesToWrite() < 128 * 1024; }, 60000));
+        QVERIFY(waitFor([&] { return client.socket.bytesToWrite() < 128 * kibibyte; }, 60000));
         takeAnswers();
         QVERIFY(neighbour->isServed());
     }

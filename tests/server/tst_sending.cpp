@@ -9,6 +9,8 @@
 using namespace pellix::server;
 using namespace std::chrono_literals;
 
+constexpr qint64 kibibyte = 1024;
+
 class tst_Sending : public QObject
 {
     Q_OBJECT
@@ -327,7 +329,7 @@ void tst_Sending::limit_ofWatchedKeywords()
 void tst_Sending::limit_ofMemory()
 {
     Limits limits = server->limits();
-    limits.sessionBytes = 100 * 1024;
+    limits.sessionBytes = 100 * kibibyte;
     server->setLimits(limits);
     Client client(server.get(), "*");
     const QString name(1000, QLatin1Char('x'));
@@ -336,16 +338,16 @@ void tst_Sending::limit_ofMemory()
     QCOMPARE(client.seen.size(), 1000); // each command gets a reply
     QVERIFY(server->statistics().refusedCreates > 900);
     QCOMPARE(server->statistics().createsBeyondMemory, server->statistics().refusedCreates);
-    QVERIFY(server->statistics().memoryBytes < 400 * 1024);
+    QVERIFY(server->statistics().memoryBytes < 400 * kibibyte);
     client.session.reset();
-    QVERIFY(server->statistics().memoryBytes < 10 * 1024);
+    QVERIFY(server->statistics().memoryBytes < 10 * kibibyte);
 }
 
 // Includes aggregates of keywords that are already watched, and the names of their children.
 void tst_Sending::limit_ofMemoryCountsAggregates()
 {
     Limits limits = server->limits();
-    limits.sessionBytes = 200 * 1024;
+    limits.sessionBytes = 200 * kibibyte;
     server->setLimits(limits);
     Client client(server.get(), "*");
     for (int i = 0; i < 100; ++i)
@@ -364,9 +366,9 @@ void tst_Sending::limit_ofMemoryCountsAggregates()
     }
     QCOMPARE(client.seen.size(), 100); // each command gets a reply
     QVERIFY(server->statistics().refusedCreates > 90);
-    QVERIFY(server->statistics().memoryBytes < 600 * 1024);
+    QVERIFY(server->statistics().memoryBytes < 600 * kibibyte);
     client.session.reset();
-    QVERIFY(server->statistics().memoryBytes < 50 * 1024);
+    QVERIFY(server->statistics().memoryBytes < 50 * kibibyte);
 }
 
 // Subscriptions, refused writes, and writes that wait share the limit.
@@ -400,7 +402,7 @@ void tst_Sending::limit_ofMemoryIsOne()
 void tst_Sending::limit_ofMemoryCountsNothingThatWasLetGo()
 {
     Limits limits = server->limits();
-    limits.sessionBytes = 20 * 1024;
+    limits.sessionBytes = 20 * kibibyte;
     server->setLimits(limits);
     Client client(server.get(), "*");
     client.create("/p/a"); // is kept
@@ -454,7 +456,7 @@ void tst_Sending::limit_ofAnAnswer()
     for (int i = 0; i < children; ++i)
         server->declare(keyword(qPrintable(q("/many/%1%2").arg(name).arg(i)), "int", 1));
     Limits limits = server->limits();
-    limits.answerBytes = 100 * 1024;
+    limits.answerBytes = 100 * kibibyte;
     server->setLimits(limits);
     Client client(server.get(), "*"), own(server.get());
     client.command("keyIndex", R"({"factory":"many"})");
@@ -462,7 +464,8 @@ void tst_Sending::limit_ofAnAnswer()
     const qsizetype listed = client.taken().split(QLatin1Char(' ')).size();
     QVERIFY2(listed > 100 && listed < 200, qPrintable(QString::number(listed)));
     const qsizetype length = client.messages.constLast().size();
-    QVERIFY2(length > 99 * 1024 && length < 101 * 1024, qPrintable(QString::number(length)));
+    QVERIFY2(length > 99 * kibibyte && length < 101 * kibibyte,
+             qPrintable(QString::number(length)));
     QCOMPARE(own.taken().split(QLatin1Char(' ')).size(), children);
     QCOMPARE(server->statistics().cutAnswers, quint64(1));
     // The reply contains the request.

@@ -218,7 +218,8 @@ void tst_SessionEnds::fillQueue()
         client->send(
             command("keyIndex", R"("factory":"plant","keyQuery":["a","long","name"],"uuid":"x")"));
     }
-    const bool isFull = waitFor([this] { return keywords->statistics().sendingBytes > 32 * 1024; });
+    const bool isFull =
+        waitFor([this] { return keywords->statistics().sendingBytes > qint64(32) * 1024; });
     if (isFull)
         keywords->setValue(q("/p/a"), 5);
 }
@@ -351,8 +352,10 @@ void tst_SessionEnds::ends_insideOfEachSignal()
         client->send(command("keyUpdate", R"("keyword":"/p/a","value":1)"));
     } else if (moment == q("write handler")) {
         keywords->setWriteHandler(q("/p/h"), [once](const WriteRequest &request) {
+            // The handler may be replaced, and the request destroyed.
+            // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
             const WriteRequest kept = request;
-            const auto ends = once; // the handler may have been replaced then
+            const auto ends = once;
             ends();
             kept.accept();
         });
@@ -362,7 +365,7 @@ void tst_SessionEnds::ends_insideOfEachSignal()
         keywords->setValue(q("/p/a"), 3);
     } else if (isResumed) {
         listener->whenDelivered = once;
-        client->setReading(1024 * 1024);
+        client->setReading(qint64(1024) * 1024);
     } else if (moment == q("roleRemoved")) {
         connect(keywords.get(), &KeywordServer::roleRemoved, &context, once);
         keywords->removeRole(q("guest"));

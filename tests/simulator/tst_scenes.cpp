@@ -353,7 +353,7 @@ namespace {
 // Simulated files of the kernel, whose counters grow on request.
 struct Machine
 {
-    Machine() : server(), scene(&server), session(server.openSession())
+    Machine() : scene(&server), session(server.openSession())
     {
         scene.setRootFolder(folder.path());
         QDir(folder.path()).mkpath(q("sys/block/sda"));

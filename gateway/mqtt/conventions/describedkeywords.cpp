@@ -33,7 +33,7 @@ void DescribedKeywords::drop(const QByteArray &owner, const QString &path)
     const auto claim = claims.find(path);
     claimCount -= int(claim->erase(owner));
     if (claim->empty())
-        claims.erase(claim);
+        claims.remove(path);
 }
 
 void DescribedKeywords::set(const QString &owner, const Description &description,

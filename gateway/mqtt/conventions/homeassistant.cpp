@@ -175,7 +175,7 @@ bool isSet(const QJsonObject &object, const char *name)
 QString deviceNameOf(const QJsonValue &value)
 {
     const QJsonObject device = expanded(value.toObject(), deviceNames());
-    const QString name = device.value(QLatin1String("name")).toString();
+    QString name = device.value(QLatin1String("name")).toString();
     if (!name.isEmpty())
         return name;
     const QJsonValue identifiers = device.value(QLatin1String("identifiers"));
@@ -606,7 +606,7 @@ ConventionChange HomeAssistantConvention::take(const QString &topic, const QByte
     const QJsonObject root = expandedEntity(document.object());
     if (root.value(QLatin1String("migrate_discovery")).toBool())
         return change; // it will be described as part of a device
-    const QString id = levels.at(levels.size() - 2);
+    const QString &id = levels.at(levels.size() - 2);
     if (payload.isEmpty()) {
         // The description has been deleted.
     } else if (error.error != QJsonParseError::NoError) {

@@ -331,7 +331,7 @@ ConventionChange HomieConvention::take(const QString &topic, const QByteArray &p
         return change;
 
     const QString device = base + QLatin1Char('/') + levels.at(first);
-    const QString attribute = levels.at(first + 1);
+    const QString &attribute = levels.at(first + 1);
     const bool isAlert = levels.size() == first + 3;
     QSet<QString> changed; // topics of properties
     const Device before = devices.value(device);

@@ -353,7 +353,7 @@ void Zigbee2MqttConvention::describeAll(ConventionChange *change)
             *description =
                 describe(name, QStringLiteral("device ") + address, address, reader.exposed);
             description->skipped += reader.skipped;
-            exposed.insert(address, std::move(reader.exposed));
+            exposed.insert(address, reader.exposed);
         }
     }
 

@@ -54,7 +54,7 @@ TopicKeyword keyword(const QByteArray &text)
                 result.values.append({it.key(), it.value().toVariant()});
         } else if (name == "list") { // [[payload,value],...]
             const QJsonArray list = QJsonDocument::fromJson(rest).array();
-            for (const QJsonValue &pair : list)
+            for (const auto &pair : list)
                 result.values.append({pair.toArray().at(0), pair.toArray().at(1).toVariant()});
         } else if (name == "unknown") {
             result.unknownPayloads = rest.split(',');

@@ -946,6 +946,7 @@ const QByteArray allConventions =
 void tst_TopicMapping::members_areReadTheSameBothWays_data()
 {
     QTest::addColumn<QByteArray>("payload");
+    // NOLINTBEGIN(bugprone-suspicious-missing-comma): the last payload stands in two lines
     for (const char *const payload :
          {R"({"v":1})",
           R"({"v":1.5})",
@@ -1015,6 +1016,7 @@ void tst_TopicMapping::members_areReadTheSameBothWays_data()
           R"("o":6,"p":7,"q":8,"v":9})"}) {
         QTest::newRow(payload) << QByteArray(payload);
     }
+    // NOLINTEND(bugprone-suspicious-missing-comma)
 }
 
 // The same keyword, next to one that requires a JSON document

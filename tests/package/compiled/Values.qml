@@ -16,10 +16,12 @@ Item {
     // Since Qt 6.5, compiled code converts a list, a map, null, or a large number to a string differently than
     // interpreted code; see limits_areQtsOwn().
     property bool isPlain: true
+    // The same applies to null that replaces a number of the type int.
+    property bool becomesNull: false
 
     // Converted to the types of properties
     readonly property real asReal: proxy.value
-    readonly property int asInt: proxy.value
+    readonly property int asInt: becomesNull ? -1 : proxy.value
     readonly property bool asBool: proxy.value
     readonly property string asString: isPlain ? proxy.value : "-"
     readonly property color asColor: isPlain ? proxy.value : "red"
@@ -120,6 +122,7 @@ Item {
     readonly property var limitedOr: root.kept ?? "none"
     readonly property bool limitedNull: proxy.value === null
     readonly property string limitedString: proxy.value
+    readonly property int limitedInt: proxy.value
 
     PKeywordProxy {
         id: proxy

@@ -115,10 +115,10 @@ private:
     std::unique_ptr<QObject> root;
 };
 
-const QUrl compiledScreen(QStringLiteral("qrc:/qt/qml/App/Screen.qml"));
+const QUrl compiledScreen(QStringLiteral("qrc:/qt/qml/App/Main.qml"));
 
 // QML from a file is interpreted.
-const QUrl interpretedScreen = QUrl::fromLocalFile(QStringLiteral(FOLDER "/Screen.qml"));
+const QUrl interpretedScreen = QUrl::fromLocalFile(QStringLiteral(FOLDER "/Main.qml"));
 
 } // namespace
 
@@ -194,7 +194,7 @@ void App::screens_showTheSame_data()
     QTest::addColumn<QUrl>("url");
 
     QTest::newRow("compiled") << compiledScreen;
-    QTest::newRow("plain resources") << QUrl(q("qrc:/plain/Screen.qml"));
+    QTest::newRow("plain resources") << QUrl(q("qrc:/plain/Main.qml"));
 }
 
 void App::screens_showTheSame()
@@ -334,6 +334,11 @@ void App::limits_areQtsOwn()
     QCOMPARE(screen.value(q("list"), "limitedString"), q("[\"1,two,3.5\"]"));
     QCOMPARE(screen.value(q("null"), "limitedString"), q("[\"null\"]"));
     QCOMPARE(screen.value(q("large"), "limitedString"), q("[\"5000000000\"]"));
+
+    QCOMPARE(screen.value(q("equal"), "limitedInt"), q("1200"));
+    server->setValue(q("/kinds/int"), -3);
+    QTRY_COMPARE(screen.values(), expectedValues());
+    QCOMPARE(screen.value(q("equal"), "limitedInt"), q("0")); // interpreted code keeps 1200
 }
 
 QTEST_MAIN(App)

@@ -161,7 +161,7 @@ public:
 
     Q_INVOKABLE QString newFile(const QString &name) const
     {
-        const QString path = directory.filePath(name);
+        QString path = directory.filePath(name);
         QFile::remove(path);
         return path;
     }

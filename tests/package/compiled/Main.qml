@@ -52,6 +52,7 @@ Item {
         objectName: "equal"
         client: root.client
         isPlain: root.isAlwaysPlain
+        becomesNull: !root.isAlwaysPlain
         expression: PListPostfixKeywordExpression {
             values: ["/kinds/int", "/kinds/same"]
             aggregation: PKeyword.Equal
