@@ -33,11 +33,12 @@ constexpr qint64 bytesOfText = 32; // besides its characters
 constexpr qint64 bytesOfList = 32; // besides its values
 constexpr qint64 bytesOfMap = 64;
 constexpr qint64 bytesOfMember = 96; // besides its name
-constexpr qint64 bytesOfDocumentList = 128; // with its first item
-constexpr qint64 bytesOfDocumentItem = 16;
-constexpr qint64 bytesOfDocumentMember = 64; // with its place in a map
-constexpr qint64 greatestDocumentBytes =
-    qint64(4) * 1024 * 1024; // of a command, while it is processed
+// What the document of a command takes, and what is made of it.
+constexpr qint64 documentBytesOfList = 96;
+constexpr qint64 documentBytesOfItem = 32;
+constexpr qint64 documentBytesOfMember = 64;
+constexpr qint64 documentBytesOfText = 8; // besides the characters
+constexpr qint64 greatestDocumentBytes = qint64(4) * 1024 * 1024;
 constexpr qint64 greatestWriteBytes = qint64(64) * 1024 * 1024; // not decided, of all clients
 
 constexpr QLatin1String createCommand("keyCreateOrUpdate");
@@ -94,23 +95,23 @@ qint64 lengthOf(const QJsonValue &value)
     return 0;
 }
 
-// The memory of the document of a command, besides its texts.
 qint64 documentBytes(QByteArrayView command)
 {
     qint64 bytes = 0;
     bool isText = false;
     for (qsizetype i = 0; i < command.size(); ++i) {
         const char character = command.at(i);
-        if (character == '"')
-            isText = !isText;
-        else if (character == '\\')
+        if (character == '\\') {
             ++i; // within a text
-        else if (!isText && (character == '[' || character == '{'))
-            bytes += bytesOfDocumentList;
-        else if (!isText && character == ',')
-            bytes += bytesOfDocumentItem;
-        else if (!isText && character == ':')
-            bytes += bytesOfDocumentMember;
+        } else if (character == '"') {
+            isText = !isText;
+            bytes += isText ? documentBytesOfText : 0;
+        } else if (!isText) {
+            bytes += character == ','                    ? documentBytesOfItem
+                : character == ':'                       ? documentBytesOfMember
+                : (character == '[' || character == '{') ? documentBytesOfList
+                                                         : 0;
+        }
     }
     return bytes;
 }
@@ -185,7 +186,7 @@ void KeywordServer::Private::receive(SessionState *session, const QByteArray &co
         unwatch(session, keyword);
         return;
     }
-    const bool mayBeGreat = command.size() > greatestDocumentBytes / bytesOfDocumentList;
+    const bool mayBeGreat = command.size() > greatestDocumentBytes / documentBytesOfList;
     if (session->limited && mayBeGreat && documentBytes(command) > greatestDocumentBytes) {
         ++counts.longCommands;
         return;
@@ -220,12 +221,11 @@ void KeywordServer::Private::create(SessionState *session, const QString &keywor
         return;
     }
     const QJsonArray children = payload.value(QLatin1String("children")).toArray();
-    const bool hasManyChildren = session->limited && children.size() > limits.aggregatedKeywords;
     const QString mode = payload.value(QLatin1String("aggregation")).toString();
     QStringList paths;
     qint64 aggregateBytes = children.isEmpty() ? 0 : bytesOfAggregate + bytesOf(mode);
-    for (qsizetype i = 0; i < children.size() && !hasManyChildren; ++i) {
-        paths.append(KeywordServer::normalizedPath(children.at(i).toString()));
+    for (const auto &child : children) {
+        paths.append(KeywordServer::normalizedPath(child.toString()));
         aggregateBytes += bytesOfChild + bytesOf(paths.constLast());
     }
 
@@ -239,7 +239,8 @@ void KeywordServer::Private::create(SessionState *session, const QString &keywor
             + (isShown ? 0 : bytesOfNode + bytesOf(path));
     }
     if (session->limited
-        && ((!watch && session->watches.size() >= limits.watchedKeywords) || hasManyChildren
+        && ((!watch && session->watches.size() >= limits.watchedKeywords)
+            || children.size() > limits.aggregatedKeywords
             || !hasRoomFor(session, watchBytes + aggregateBytes))) {
         countRefusedCreate(session, !watch, children.size());
         if (watch)

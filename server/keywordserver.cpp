@@ -796,7 +796,8 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
     \variable pellix::server::Limits::commandBytes
     \brief the length of one command; 1 MiB by default. A longer command is not processed, and a
     WebSocket is closed with the close code 1009, message too big. A command whose JSON document
-    takes more than 4 MiB of memory, such as one with 30 000 short lists, is not processed either.
+    and values take more than 4 MiB of memory, such as one with 40 000 short lists, is not processed
+    either.
 */
 
 /*!
