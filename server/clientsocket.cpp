@@ -27,8 +27,9 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr qint64 greatestBacklog = qint64(16) * 1024 * 1024; // bytes that wait to be sent
-constexpr qint64 greatestPongs = qint64(1024) * 1024; // bytes of them that wait to be sent
+constexpr qint64 greatestPongs = qint64(256) * 1024; // bytes of them that wait to be sent
 constexpr qint64 readAhead = qint64(256) * 1024; // bytes of commands that may wait to be processed
+constexpr qint64 greatestEncrypted = qint64(64) * 1024; // bytes that wait to be decrypted
 constexpr qint64 greatestAhead = qint64(8) * 1024 * 1024; // where reading cannot be stopped
 constexpr char continuationFrame = 0x00;
 constexpr char textFrame = 0x01;
@@ -115,7 +116,8 @@ ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Lim
     : QObject(socket), socket(socket), connection(connection),
       encrypted(qobject_cast<QSslSocket *>(connection)), budget(budget),
       room(limits.sendingBytes / 2), totalRoom(limits.totalSendingBytes),
-      commandsPerSecond(limits.commandsPerSecond), stalledTime(limits.stalledTime),
+      commandBytes(limits.commandBytes), commandsPerSecond(limits.commandsPerSecond),
+      stalledTime(limits.stalledTime),
       commandsLeft(double(limits.commandsPerSecond) * burstSeconds), progressTimer(progressTimer)
 {
     sinceCommand.start();
@@ -125,8 +127,13 @@ ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Lim
     connect(&commandTimer, &QTimer::timeout, this, &ClientSocket::takeCommands);
     connect(progressTimer.get(), &QTimer::timeout, this, &ClientSocket::checkProgress);
     connect(socket, &QWebSocket::textMessageReceived, this, &ClientSocket::enqueue);
-    connect(socket, &QWebSocket::textFrameReceived, this,
-            [this](const QString &text) { textBytes += frameBytes(utf8Bytes(text)); });
+    connect(socket, &QWebSocket::textFrameReceived, this, [this](const QString &text, bool isLast) {
+        const qint64 bytes = utf8Bytes(text);
+        textBytes += frameBytes(bytes);
+        limitNextFrame(bytes, isLast);
+    });
+    connect(socket, &QWebSocket::binaryFrameReceived, this,
+            [this](const QByteArray &data, bool isLast) { limitNextFrame(data.size(), isLast); });
     connect(socket, &QWebSocket::pong, this, [this] { sincePing.invalidate(); });
     if (!connection)
         return;
@@ -136,11 +143,16 @@ ClientSocket::ClientSocket(QWebSocket *socket, QTcpSocket *connection, const Lim
     connection->setReadBufferSize(qint64(limits.commandBytes) + greatestHeader);
     connection->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     limitUnsent(connection, int(limits.sendingBytes / 4));
-    connect(connection, &QTcpSocket::bytesWritten, this, &ClientSocket::written);
-    // A WebSocket answers pings by itself, as it reads them. It was connected before this object.
-    connect(connection, &QTcpSocket::readyRead, this, &ClientSocket::onRead);
+    // Under TLS, what is written is only encrypted, even if the client reads nothing.
     if (encrypted)
         connect(encrypted, &QSslSocket::encryptedBytesWritten, this, &ClientSocket::written);
+    else
+        connect(connection, &QTcpSocket::bytesWritten, this, &ClientSocket::written);
+    // A WebSocket answers pings by itself, as it reads them. It was connected before this object.
+    connect(connection, &QTcpSocket::readyRead, this, &ClientSocket::onRead);
+    // What is not decrypted yet waits in a connection of its own.
+    if (auto *const bare = connection->findChild<QTcpSocket *>())
+        bare->setReadBufferSize(greatestEncrypted);
 }
 
 ClientSocket::~ClientSocket()
@@ -421,6 +433,16 @@ void ClientSocket::giveUp(const QString &why)
                 Q_EMIT stalled(why);
         },
         Qt::QueuedConnection);
+}
+
+// A WebSocket has the same limit for each frame of a message, and counts characters in the message.
+void ClientSocket::limitNextFrame(qint64 bytes, bool isLast)
+{
+    if (isLast && messageBytes == 0)
+        return;
+    messageBytes = isLast ? 0 : messageBytes + bytes;
+    socket->setMaxAllowedIncomingFrameSize(
+        quint64(qMax(greatestControlPayload, commandBytes - messageBytes)));
 }
 
 void ClientSocket::enqueue(const QString &text)

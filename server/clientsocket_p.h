@@ -103,6 +103,7 @@ private:
     void checkBacklog();
     void checkProgress();
     void giveUp(const QString &why);
+    void limitNextFrame(qint64 bytes, bool isLast);
     void enqueue(const QString &text);
     void takeCloseFrame();
     void answerCloseFrame();
@@ -131,6 +132,8 @@ private:
     QByteArray frames; // for the end of this turn of the event loop
     std::deque<Parts> parts; // long messages, and those behind them
     qint64 partBytes = 0; // of them that are not sent
+    const qint64 commandBytes;
+    qint64 messageBytes = 0; // of a message whose last frame is missing
     const int commandsPerSecond;
     const std::chrono::milliseconds stalledTime;
     qint64 longMessage = 0; // bytes of one that waits besides the limit

@@ -23,11 +23,22 @@ namespace pellix::server {
 
 namespace {
 
-// What a session has the server use, besides the texts.
-constexpr qint64 bytesOfWatch = 200;
-constexpr qint64 bytesOfNode = 300;
-constexpr qint64 bytesOfChild = 420; // which may be a node of its own
-constexpr qint64 bytesOfWrite = 500;
+// What a session has the server use, as measured with glibc, besides the texts.
+constexpr qint64 bytesOfWatch = 160; // with its place among what waits
+constexpr qint64 bytesOfNode = 220;
+constexpr qint64 bytesOfAggregate = 250;
+constexpr qint64 bytesOfChild = 440; // which may be a node of its own
+constexpr qint64 bytesOfWrite = 750; // with its copy in the request
+constexpr qint64 bytesOfText = 32; // besides its characters
+constexpr qint64 bytesOfList = 32; // besides its values
+constexpr qint64 bytesOfMap = 64;
+constexpr qint64 bytesOfMember = 96; // besides its name
+// What the document of a command takes, and what is made of it.
+constexpr qint64 documentBytesOfList = 96;
+constexpr qint64 documentBytesOfItem = 32;
+constexpr qint64 documentBytesOfMember = 64;
+constexpr qint64 documentBytesOfText = 8; // besides the characters
+constexpr qint64 greatestDocumentBytes = qint64(4) * 1024 * 1024;
 constexpr qint64 greatestWriteBytes = qint64(64) * 1024 * 1024; // not decided, of all clients
 
 constexpr QLatin1String createCommand("keyCreateOrUpdate");
@@ -48,17 +59,61 @@ bool passesAccess(Access access, const QString &filter)
 
 qint64 bytesOf(const QString &text)
 {
-    return text.size() * qint64(sizeof(QChar));
+    return text.isEmpty() ? 0 : bytesOfText + text.size() * qint64(sizeof(QChar));
 }
 
-// What a text takes, or an object, as JSON.
+// The memory besides the variant. That of an object may be thirty times as long as its JSON, which
+// also limits the depth.
 qint64 bytesOf(const QVariant &value)
 {
-    if (value.typeId() == QMetaType::QString)
-        return bytesOf(value.toString());
-    if (value.typeId() == QMetaType::QVariantMap || value.typeId() == QMetaType::QVariantList)
-        return QJsonDocument::fromVariant(value).toJson(QJsonDocument::Compact).size();
+    qint64 bytes = 0;
+    if (value.typeId() == QMetaType::QString) {
+        bytes = bytesOf(value.toString());
+    } else if (value.typeId() == QMetaType::QVariantList) {
+        const QVariantList list = value.toList();
+        bytes = bytesOfList + list.size() * qint64(sizeof(QVariant));
+        for (const QVariant &item : list)
+            bytes += bytesOf(item);
+    } else if (value.typeId() == QMetaType::QVariantMap) {
+        const QVariantMap map = value.toMap();
+        bytes = bytesOfMap + map.size() * bytesOfMember;
+        for (auto item = map.cbegin(); item != map.cend(); ++item)
+            bytes += bytesOf(item.key()) + bytesOf(item.value());
+    }
+    return bytes;
+}
+
+// That of a text, or of an object as JSON.
+qint64 lengthOf(const QJsonValue &value)
+{
+    if (value.isString())
+        return value.toString().size() * qint64(sizeof(QChar));
+    if (value.isArray())
+        return QJsonDocument(value.toArray()).toJson(QJsonDocument::Compact).size();
+    if (value.isObject())
+        return QJsonDocument(value.toObject()).toJson(QJsonDocument::Compact).size();
     return 0;
+}
+
+qint64 documentBytes(QByteArrayView command)
+{
+    qint64 bytes = 0;
+    bool isText = false;
+    for (qsizetype i = 0; i < command.size(); ++i) {
+        const char character = command.at(i);
+        if (character == '\\') {
+            ++i; // within a text
+        } else if (character == '"') {
+            isText = !isText;
+            bytes += isText ? documentBytesOfText : 0;
+        } else if (!isText) {
+            bytes += character == ','                    ? documentBytesOfItem
+                : character == ':'                       ? documentBytesOfMember
+                : (character == '[' || character == '{') ? documentBytesOfList
+                                                         : 0;
+        }
+    }
+    return bytes;
 }
 
 // Invalid when the type cannot hold it.
@@ -131,6 +186,11 @@ void KeywordServer::Private::receive(SessionState *session, const QByteArray &co
         unwatch(session, keyword);
         return;
     }
+    const bool mayBeGreat = command.size() > greatestDocumentBytes / documentBytesOfList;
+    if (session->limited && mayBeGreat && documentBytes(command) > greatestDocumentBytes) {
+        ++counts.longCommands;
+        return;
+    }
     const QJsonObject message = QJsonDocument::fromJson(command).object();
     const QString name = message.value(QLatin1String("cmd")).toString();
     if (session->left && name != QLatin1String("keyUpdate"))
@@ -161,8 +221,9 @@ void KeywordServer::Private::create(SessionState *session, const QString &keywor
         return;
     }
     const QJsonArray children = payload.value(QLatin1String("children")).toArray();
+    const QString mode = payload.value(QLatin1String("aggregation")).toString();
     QStringList paths;
-    qint64 aggregateBytes = 0;
+    qint64 aggregateBytes = children.isEmpty() ? 0 : bytesOfAggregate + bytesOf(mode);
     for (const auto &child : children) {
         paths.append(KeywordServer::normalizedPath(child.toString()));
         aggregateBytes += bytesOfChild + bytesOf(paths.constLast());
@@ -172,12 +233,15 @@ void KeywordServer::Private::create(SessionState *session, const QString &keywor
     // Counted only by what the session may know; otherwise, it could find out by the limit whether
     // there is a node.
     const bool isShown = known && known->declared && session->mayRead(path);
-    const qint64 watchBytes =
-        watch ? 0 : bytesOfWatch + bytesOf(keyword) + (isShown ? 0 : bytesOfNode + bytesOf(path));
+    qint64 watchBytes = 0;
+    if (!watch) {
+        watchBytes = bytesOfWatch + (keyword == path ? 0 : bytesOf(keyword))
+            + (isShown ? 0 : bytesOfNode + bytesOf(path));
+    }
     if (session->limited
         && ((!watch && session->watches.size() >= limits.watchedKeywords)
             || children.size() > limits.aggregatedKeywords
-            || session->bytes + watchBytes + aggregateBytes > limits.sessionBytes)) {
+            || !hasRoomFor(session, watchBytes + aggregateBytes))) {
         countRefusedCreate(session, !watch, children.size());
         if (watch)
             enqueue(watch, Place::Last);
@@ -203,8 +267,7 @@ void KeywordServer::Private::create(SessionState *session, const QString &keywor
             ++aggregate->uses;
     }
     if (!paths.isEmpty() && !watch->showsKeyword()) {
-        setAggregate(watch, path, payload.value(QLatin1String("aggregation")).toString(), paths,
-                     aggregateBytes);
+        setAggregate(watch, path, mode, paths, aggregateBytes);
     }
     const QPointer<KeywordServer> server(q);
     enqueue(watch, Place::Last); // an answer to this command
@@ -429,7 +492,8 @@ QVariant KeywordServer::Private::wholeValue(const Node &node, const QVariant &gi
 void KeywordServer::Private::update(SessionState *session, const QJsonObject &payload)
 {
     ++counts.writes;
-    const QVariant given = payload.value(QLatin1String("value")).toVariant();
+    const QJsonValue json = payload.value(QLatin1String("value"));
+    const QVariant given = json.toVariant();
     PendingWrite write;
     write.keyword = payload.value(QLatin1String("keyword")).toString();
     write.path = KeywordServer::normalizedPath(write.keyword);
@@ -457,7 +521,7 @@ void KeywordServer::Private::update(SessionState *session, const QJsonObject &pa
         refuse(write, QStringLiteral("refused"), QStringLiteral("the value does not fit"));
         return;
     }
-    if (session->limited && bytesOf(value) > limits.valueBytes) {
+    if (session->limited && lengthOf(json) > limits.valueBytes) {
         ++counts.writesBeyondLength;
         refuse(write, QStringLiteral("refused"), QStringLiteral("the value is too long"));
         return;
@@ -475,7 +539,9 @@ void KeywordServer::Private::update(SessionState *session, const QJsonObject &pa
         write.before = node->value;
     write.bytes = bytesOfWrite + bytesOf(write.path) + bytesOf(write.keyword) + bytesOf(value)
         + bytesOf(write.before);
-    if (session->limited && !hasRoomFor(write)) {
+    // The writes of a session remain when it ends: their total is limited as well.
+    if (session->limited
+        && (!hasRoomFor(session, write.bytes) || writeBytes + write.bytes > greatestWriteBytes)) {
         ++counts.writesBeyondMemory;
         refuse(write, QStringLiteral("refused"),
                QStringLiteral("too many writes are waiting for their decision"));
@@ -516,8 +582,7 @@ void KeywordServer::Private::refuse(const PendingWrite &write, const QString &ou
 void KeywordServer::Private::noteRefusal(SessionState *session, const QString &path)
 {
     const qint64 bytes = bytesOfWatch + bytesOf(path);
-    if (session->refused.contains(path)
-        || (session->limited && session->bytes + bytes > limits.sessionBytes))
+    if (session->refused.contains(path) || (session->limited && !hasRoomFor(session, bytes)))
         return;
     session->refused.insert(path);
     session->bytes += bytes;
@@ -538,12 +603,10 @@ SessionState *KeywordServer::Private::writerOf(const PendingWrite &write) const
     return sessions.value(write.writer);
 }
 
-// The writes of a session remain when it ends: their total is limited as well.
-bool KeywordServer::Private::hasRoomFor(const PendingWrite &write) const
+// All that the server stores for a session has one limit.
+bool KeywordServer::Private::hasRoomFor(const SessionState *session, qint64 bytes) const
 {
-    const SessionState *const session = writerOf(write);
-    return session->bytes + session->writeBytes + write.bytes <= limits.sessionBytes
-        && writeBytes + write.bytes <= greatestWriteBytes;
+    return session->bytes + session->writeBytes + bytes <= limits.sessionBytes;
 }
 
 void KeywordServer::Private::store(const PendingWrite &write)
@@ -568,7 +631,7 @@ void KeywordServer::Private::accepted(const PendingWrite &write, const QVariant 
     const Watch *const watch = left ? left->watches.value(write.keyword) : nullptr;
     // An event since the refusal has ended it already, such as that of an assumed value.
     if (left && (!watch || watch->showsRefusal)) {
-        enqueueReply(left, Waiting::State, write.keyword);
+        enqueueReply(left, {Reply::State, write.keyword, {}});
         send(left);
     }
     if (server)
@@ -737,8 +800,8 @@ void KeywordServer::Private::index(SessionState *session, const QJsonObject &pay
     Q_EMIT q->indexRequested(KeywordServer::normalizedPath(pathOf(payload)));
     if (!server || !asking || !sessions.contains(asking))
         return;
-    enqueueReply(session, Waiting::Index, {},
-                 QJsonDocument(payload).toJson(QJsonDocument::Compact));
+    enqueueReply(session,
+                 {Reply::Index, {}, QJsonDocument(payload).toJson(QJsonDocument::Compact)});
     send(session);
 }
 
@@ -770,7 +833,7 @@ QByteArray KeywordServer::Private::indexAnswer(SessionState *session, const QByt
             append(items, ",\"type\":");
             appendQuoted(items, readable ? toWord(child->type) : QString());
             append(items, "}");
-            if (session->limited && items.size() > limits.answerBytes) {
+            if (session->limited && query.size() + items.size() > limits.answerBytes) {
                 items.resize(end);
                 ++counts.cutAnswers;
                 break;

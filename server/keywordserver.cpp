@@ -34,6 +34,11 @@ qint64 bytesOf(const QString &text)
     return text.size() * qint64(sizeof(QChar));
 }
 
+qint64 bytesOf(const Reply &reply)
+{
+    return qint64(sizeof(Reply)) + bytesOf(reply.keyword) + reply.text.size();
+}
+
 Record recordOf(const Node &keyword)
 {
     return {keyword.value, keyword.type, keyword.connected, keyword.online, keyword.consistent,
@@ -173,9 +178,19 @@ Record KeywordServer::Private::aggregateRecord(Aggregate &aggregate)
     --nesting;
     aggregate.formed = result;
     aggregate.formedIn = round;
+    formedInRound.push_back(&aggregate);
     if (nesting == 0 && !inRound)
-        ++round;
+        endRound();
     return result;
+}
+
+// Previous values are not kept: each aggregate could have another one, of any length.
+void KeywordServer::Private::endRound()
+{
+    for (Aggregate *const aggregate : formedInRound)
+        aggregate->formed = {};
+    formedInRound.clear();
+    ++round;
 }
 
 Record KeywordServer::Private::aggregated(Aggregate &aggregate)
@@ -281,6 +296,7 @@ void KeywordServer::Private::changed(std::vector<Aggregate *> pending, Forming f
         if (mayWait && !hasTimeFor(aggregate.session)) {
             aggregate.session->behind.insert(&aggregate);
             aggregate.isBehind = true;
+            aggregate.last = {};
             ++counts.delayedAggregates;
             continue;
         }
@@ -308,7 +324,7 @@ void KeywordServer::Private::changed(std::vector<Aggregate *> pending, Forming f
         }
     }
     inRound = false;
-    ++round;
+    endRound();
 }
 
 // Otherwise, one client could keep the server busy, since each change of one keyword may affect all
@@ -414,7 +430,7 @@ void KeywordServer::Private::enqueue(Watch *watch, Place place)
     watch->queued = true;
     watch->refusedBehind = false;
     watch->showsRefusal = false;
-    session->waiting.push_back({watch, watch->turn, Waiting::Value, {}, {}});
+    session->waiting.push_back({watch, nullptr, watch->turn});
     if (!session->inTurn) {
         session->inTurn = true;
         toSend.push_back(session);
@@ -423,7 +439,7 @@ void KeywordServer::Private::enqueue(Watch *watch, Place place)
 
 void KeywordServer::Private::enqueueAnswer(SessionState *session, const QByteArray &answer)
 {
-    enqueueReply(session, Waiting::Answer, {}, answer);
+    enqueueReply(session, {Reply::Answer, {}, answer});
 }
 
 void KeywordServer::Private::enqueueRefusal(SessionState *session, const QString &keyword)
@@ -433,17 +449,16 @@ void KeywordServer::Private::enqueueRefusal(SessionState *session, const QString
         watch->refusedBehind = watch->queued;
         watch->showsRefusal = true;
     }
-    enqueueReply(session, Waiting::Refusal, keyword);
+    enqueueReply(session, {Reply::Refusal, keyword, {}});
 }
 
-void KeywordServer::Private::enqueueReply(SessionState *session, Waiting::Kind kind,
-                                          const QString &keyword, const QByteArray &text)
+void KeywordServer::Private::enqueueReply(SessionState *session, Reply reply)
 {
     if (session->left)
         return;
-    session->waiting.push_back({nullptr, 0, kind, keyword, text});
+    session->answerBytes += bytesOf(reply);
     ++session->waitingAnswers;
-    session->answerBytes += text.size() + bytesOf(keyword);
+    session->waiting.push_back({nullptr, std::make_unique<Reply>(std::move(reply)), 0});
 }
 
 void KeywordServer::Private::sendAll()
@@ -487,14 +502,14 @@ void KeywordServer::Private::send(SessionState *session)
                 continue;
             }
             next.watch->queued = false;
-            transmit(session, messageFor(next.watch));
         } else {
             --session->waitingAnswers;
-            session->answerBytes -= next.text.size() + bytesOf(next.keyword);
-            const QByteArray message = messageFor(session, next);
-            if (!message.isEmpty())
-                transmit(session, message);
+            session->answerBytes -= bytesOf(*next.reply);
         }
+        const QByteArray message =
+            next.watch ? messageFor(next.watch) : messageFor(session, *next.reply);
+        if (!message.isEmpty())
+            transmit(session, message);
         if (!sending)
             return;
     }
@@ -515,13 +530,17 @@ void KeywordServer::Private::transmit(SessionState *session, const QByteArray &m
         session->paused = true;
 }
 
+// Empty for an aggregate that is behind: its event follows.
 QByteArray KeywordServer::Private::messageFor(Watch *watch)
 {
     Node *const node = watch->node;
     const bool isKeyword = watch->showsKeyword();
     const Aggregate *const aggregate =
         isKeyword ? nullptr : watch->session->aggregates.value(node->path);
-    const bool isShared = !watch->session->rights || isKeyword;
+    if (aggregate && aggregate->isBehind)
+        return {};
+    const bool isShared =
+        (!watch->session->rights || isKeyword) && watch->keyword.size() <= greatestEncoded;
     const quint64 version = aggregate ? aggregate->version : node->version;
     const auto isIt = [&](const Encoded &slot) {
         return isShared && slot.version == version && slot.keyword == watch->keyword;
@@ -542,17 +561,17 @@ QByteArray KeywordServer::Private::messageFor(Watch *watch)
 }
 
 // Empty for a refusal without a keyword, which a client may have left out.
-QByteArray KeywordServer::Private::messageFor(SessionState *session, const Waiting &reply)
+QByteArray KeywordServer::Private::messageFor(SessionState *session, const Reply &reply)
 {
-    if (reply.kind == Waiting::Answer)
+    if (reply.kind == Reply::Answer)
         return reply.text;
-    if (reply.kind == Waiting::Index)
+    if (reply.kind == Reply::Index)
         return indexAnswer(session, reply.text);
     if (reply.keyword.isNull())
         return {};
     const QString path = KeywordServer::normalizedPath(reply.keyword);
     Record current = record(session, tree.find(path), path);
-    current.error |= reply.kind == Waiting::Refusal;
+    current.error |= reply.kind == Reply::Refusal;
     return eventText(reply.keyword, current);
 }
 
@@ -776,7 +795,9 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
 /*!
     \variable pellix::server::Limits::commandBytes
     \brief the length of one command; 1 MiB by default. A longer command is not processed, and a
-    WebSocket is closed with the close code 1009, message too big.
+    WebSocket is closed with the close code 1009, message too big. A command whose JSON document
+    and values take more than 4 MiB of memory, such as one with 40 000 short lists, is not processed
+    either.
 */
 
 /*!
@@ -798,8 +819,8 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
 
 /*!
     \variable pellix::server::Limits::answerBytes
-    \brief the length of the entries in one index reply; 2 MiB by default. A longer reply is
-    truncated after the last complete entry.
+    \brief the length of one index reply, which contains the request; 2 MiB by default. A longer
+    reply is truncated after the last complete entry.
 */
 
 /*!
@@ -810,8 +831,9 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
 
 /*!
     \variable pellix::server::Limits::sessionBytes
-    \brief the memory that the server uses for one session; 12 MiB by default. Keywords beyond it
-    are reported as unknown.
+    \brief the memory that the server uses for the subscriptions, aggregates, and pending writes of
+    one session; 8 MiB by default. Keywords beyond it are reported as unknown, and writes are
+    refused.
 */
 
 /*!

@@ -22,6 +22,7 @@
 #include <map>
 #include <set>
 #include <utility>
+#include <vector>
 
 QT_BEGIN_NAMESPACE
 class QIODevice;
@@ -67,6 +68,7 @@ public:
     Node *labelledFor(const SessionState &session, const QString &path);
     Record aggregateRecord(Aggregate &aggregate);
     Record aggregated(Aggregate &aggregate);
+    void endRound();
     bool isVisible(const SessionState &session, Node *node);
     Node *nodeAt(const QString &path) { return tree.find(KeywordServer::normalizedPath(path)); }
 
@@ -92,14 +94,13 @@ public:
     };
     void enqueue(Watch *watch, Place place = Place::Any);
     void enqueueAnswer(SessionState *session, const QByteArray &answer);
-    void enqueueReply(SessionState *session, Waiting::Kind kind, const QString &keyword,
-                      const QByteArray &text = {});
+    void enqueueReply(SessionState *session, Reply reply);
     void enqueueRefusal(SessionState *session, const QString &keyword);
     void send(SessionState *session);
     void sendAll();
     void transmit(SessionState *session, const QByteArray &message);
     QByteArray messageFor(Watch *watch);
-    QByteArray messageFor(SessionState *session, const Waiting &reply);
+    QByteArray messageFor(SessionState *session, const Reply &reply);
     QByteArray indexAnswer(SessionState *session, const QByteArray &query);
 
     // Commands of clients
@@ -132,7 +133,7 @@ public:
     void audit(const PendingWrite &write, const QString &outcome, const QString &reason);
     void discard(const std::map<quint64, PendingWrite> &discarded, const QString &reason);
     SessionState *writerOf(const PendingWrite &write) const;
-    bool hasRoomFor(const PendingWrite &write) const;
+    bool hasRoomFor(const SessionState *session, qint64 bytes) const;
     void noteRefusal(SessionState *session, const QString &path);
     bool takeRefusal(SessionState *session, const QString &path);
     void forget(quint64 id);
@@ -168,6 +169,7 @@ public:
     // Aggregates are formed once in a round, in which nothing changes.
     quint64 round = 1;
     bool inRound = false;
+    std::vector<Aggregate *> formedInRound;
     QTimer formTimer;
     int nesting = 0; // of those being formed
 

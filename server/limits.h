@@ -20,7 +20,7 @@ struct PELLIXCLIENT_SERVER_EXPORT Limits
     int aggregatedKeywords = 1'000;
     int listedKeywords = 10'000;
     int keywords = 1'000'000;
-    qint64 sessionBytes = qint64(12) * 1024 * 1024;
+    qint64 sessionBytes = qint64(8) * 1024 * 1024;
     qint64 sendingBytes = qint64(64) * 1024;
     qint64 totalSendingBytes = qint64(64) * 1024 * 1024;
     std::chrono::milliseconds stalledTime = std::chrono::seconds(30);

@@ -43,23 +43,29 @@ struct Aggregate
     quint64 formedIn = 0;
 };
 
-// Data that waits for a session until its transport has room. What it says of keywords is formed
-// when it is sent: the rights of the session may have changed by then. An entry whose watch has a
-// different turn is obsolete; one whose watch has no node was unsubscribed in the meantime.
-struct Waiting
+// A reply that waits, and is not the value of a watch.
+struct Reply
 {
     enum Kind : quint8 {
-        Value, // the newest one of a watch
         Refusal, // of a write to a keyword
         State, // of a keyword, in reply to a write
         Index, // the reply to a query
         Answer // an unchanged reply
     };
-    Watch *watch = nullptr;
-    quint32 turn = 0;
-    Kind kind = Value;
+    Kind kind;
     QString keyword; // of a refusal, or a state
     QByteArray text; // an answer, or the query
+};
+
+// Data that waits for a session until its transport has room: a reply, or the newest value of a
+// watch. There may be one for each watch, so it is small. What it says of keywords is formed when
+// it is sent: the rights of the session may have changed by then. An entry whose watch has a
+// different turn is obsolete; one whose watch has no node was unsubscribed in the meantime.
+struct Waiting
+{
+    Watch *watch = nullptr;
+    std::unique_ptr<Reply> reply;
+    quint32 turn = 0;
 };
 
 // The server's data of a session.

@@ -140,7 +140,7 @@ qint64 counted(quint64 value)
 
 /*!
     \variable pellix::server::Statistics::longCommands
-    \brief the number of commands that were longer than Limits::commandBytes.
+    \brief the number of commands beyond Limits::commandBytes.
 */
 
 /*!

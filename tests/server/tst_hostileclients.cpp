@@ -11,6 +11,8 @@
 
 #include <QtCore/QFile>
 #include <QtCore/QLoggingCategory>
+#include <QtCore/QProcess>
+#include <QtCore/QSocketNotifier>
 #include <QtNetwork/QSslKey>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
@@ -44,6 +46,33 @@ qint64 allocated()
 #else
     return 0;
 #endif
+}
+
+// The greatest resident memory since startPeak(); 0 if it is not available.
+qint64 residentPeak()
+{
+#ifdef PELLIX_HAS_MALLINFO
+    QFile file(q("/proc/self/status"));
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    const QByteArray status = file.readAll();
+    const QByteArray peak = status.mid(status.indexOf("VmHWM:") + 6);
+    return peak.left(peak.indexOf("kB")).trimmed().toLongLong() * 1024;
+#else
+    return 0;
+#endif
+}
+
+// Returns the resident memory.
+qint64 startPeak()
+{
+#ifdef PELLIX_HAS_MALLINFO
+    malloc_trim(0);
+    QFile file(q("/proc/self/clear_refs"));
+    if (file.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
+        file.write("5");
+#endif
+    return residentPeak();
 }
 
 QByteArray bytes(quint64 number, int count)
@@ -135,7 +164,58 @@ private:
 
 } // namespace
 
+class Server : public WebSocketKeywordServer
+{
+public:
+    using WebSocketKeywordServer::WebSocketKeywordServer;
+    // Whether no connection is paused.
+    bool isReadingAll() const
+    {
+        for (const QTcpSocket *connection : connections()) {
+            const auto notifiers = connection->findChildren<QSocketNotifier *>();
+            for (const QSocketNotifier *notifier : notifiers) {
+                if (notifier->type() == QSocketNotifier::Read && !notifier->isEnabled())
+                    return false;
+            }
+        }
+        return true;
+    }
+};
+
+// Relays one connection to a server with TLS from another process: the memory of this process is
+// that of the server.
+class TlsRelay
+{
+public:
+    explicit TlsRelay(const QUrl &server) : relayed(server)
+    {
+        process.start(q(TLS_RELAY), {QString::number(server.port())});
+        process.waitForReadyRead();
+        relayed.setPort(process.readLine().trimmed().toInt());
+    }
+    ~TlsRelay()
+    {
+        process.kill();
+        process.waitForFinished();
+    }
+    Q_DISABLE_COPY_MOVE(TlsRelay)
+
+    QUrl url() const { return relayed; }
+
+private:
+    QUrl relayed;
+    QProcess process;
+};
+
+// Commands that each use more of the memory of a session.
+struct Filling
+{
+    const char *name = "";
+    std::function<QByteArray(int)> command;
+};
+
 Q_DECLARE_METATYPE(std::function<QByteArray(int)>)
+Q_DECLARE_METATYPE(Filling)
 
 // Tests clients that do as much harm as possible, each next to one that must be served all the
 // time.
@@ -161,6 +241,8 @@ private Q_SLOTS:
     void stalledReader_costsLittleMemory();
     void pausedSession_costsLittleMemory_data();
     void pausedSession_costsLittleMemory();
+    void allTogether_costLittleMemory_data();
+    void allTogether_costLittleMemory();
     void refusedWrites_costLittleMemory();
     void undecidedWrites_costLittleMemory();
     void undecidedWrites_ofThoseWhoLeaveCostLittleMemory();
@@ -171,11 +253,15 @@ private Q_SLOTS:
     void longPaths_areAnswered();
     void deepJson_isHarmless_data();
     void deepJson_isHarmless();
+    void wideJson_costsLittleMemory_data();
+    void wideJson_costsLittleMemory();
+    void wideJson_withinTheLimitIsTaken();
     void aggregates_areAnswered_data();
     void aggregates_areAnswered();
     void aggregates_overAllOthersAreQuick();
     void aggregates_areFormedLaterWhenTheyAreTooMany();
     void aggregates_thatAreBehindAreDelayedOnce();
+    void aggregates_thatAreBehindKeepNoValues();
     void aggregates_areFormedAtOnceWhenTheRoleChanges();
     void samePort_ofTwoClientsIsNoConfusion();
 
@@ -183,15 +269,18 @@ private:
     bool listen(bool encrypted);
     bool listenForTiringClients();
     static void addAnswered();
+    static const std::vector<Filling> &fillings();
+    bool fill(RawClient *client, const Filling &filling, int most);
     KeywordSession *openSession() const // its limits apply
     {
         return keywords->openSession({q("hostile"), q("127.0.0.1"), q("*")});
     }
     void pour(RawClient *client, const std::function<QByteArray(int)> &data, qint64 total);
     qint64 costs() const;
+    void measure(const RawClient *client) { peak = qMax(peak, costs() - client->unsentBytes()); }
 
     std::unique_ptr<KeywordServer> keywords;
-    std::unique_ptr<WebSocketKeywordServer> listener;
+    std::unique_ptr<Server> listener;
     std::unique_ptr<Neighbour> neighbour;
     qint64 before = 0; // bytes allocated before the test
     qint64 peak = 0; // additional bytes allocated while a client sends
@@ -211,7 +300,7 @@ void tst_HostileClients::init()
         QVERIFY(keywords->declare(keyword(path, "int", 0)));
     QVERIFY(keywords->declare(keyword("/p/o", "object", QVariantMap())));
     QVERIFY(keywords->declare(keyword("/p/text", "string", QString())));
-    listener = std::make_unique<WebSocketKeywordServer>(keywords.get());
+    listener = std::make_unique<Server>(keywords.get());
 }
 
 void tst_HostileClients::cleanup()
@@ -283,9 +372,7 @@ void tst_HostileClients::pour(RawClient *client, const std::function<QByteArray(
                               qint64 total)
 {
     constexpr qint64 ahead = 256 * kibibyte; // bytes buffered by the client itself
-    const auto waiting = [client] {
-        return client->socket.bytesToWrite() + client->socket.encryptedBytesToWrite();
-    };
+    const auto waiting = [client] { return client->unsentBytes(); };
     const auto measure = [&] { peak = qMax(peak, costs() - waiting()); };
     const auto hasRoom = [&] { return waiting() < ahead || !client->isConnected(); };
     client->keeps = false;
@@ -530,6 +617,177 @@ void tst_HostileClients::pausedSession_costsLittleMemory()
     QCOMPARE(session->waitingBytes(), qint64(0));
 }
 
+const std::vector<Filling> &tst_HostileClients::fillings()
+{
+    const auto name = [](const char *start, int i) { return start + QByteArray::number(i); };
+    const auto names = [name](const QByteArray &start, int i) {
+        QByteArrayList all;
+        for (int child = 0; child < 1000; ++child)
+            all << name(start, 1000 * i + child);
+        return all;
+    };
+    const QByteArray text(100000, 'x');
+    const QByteArray longest(900000, 'x');
+    const QByteArray thousand(900, 'x');
+    const QByteArray object = '[' + QByteArray("[1],").repeated(25000) + "[1]]";
+    // A path in another spelling is stored as well.
+    static const std::vector<Filling> all {
+        {"keywords", [=](int i) { return createOf(name("#many#", i)); }},
+        {"unknown keywords", [=](int i) { return createOf(name("#none#", i)); }},
+        {"longest keywords", [=](int i) { return createOf(name("#long#", i) + longest); }},
+        {"aggregates", [=](int i) { return aggregateOf(name("#one#", i), {name("#child#", i)}); }},
+        {"largest aggregates",
+         [=](int i) { return aggregateOf(name("#all#", i), names("#child#", i)); }},
+        {"largest aggregates of long keywords",
+         [=](int i) { return aggregateOf(name("#long#", i), names("#" + thousand, i)); }},
+        {"aggregates with long modes",
+         [=](int i) { return aggregateOf(name("#mode#", i), {"/p/a"}, text.constData()); }},
+        {"writes", [](int) { return updateOf("#held#int", "1"); }},
+        {"long writes", [=](int) { return updateOf("#held#string", '"' + text + '"'); }},
+        {"writes of objects", [=](int) { return updateOf("#held#object", object); }},
+    };
+    return all;
+}
+
+// Sends commands until the server refuses one of them because of a limit. Returns whether it does.
+bool tst_HostileClients::fill(RawClient *client, const Filling &filling, int most)
+{
+    const auto refused = [this] {
+        const Statistics statistics = keywords->statistics();
+        return statistics.refusedCreates + statistics.writesBeyondMemory;
+    };
+    const quint64 refusedBefore = refused();
+    const quint64 commands = keywords->statistics().commands;
+    int sent = 0;
+    while (sent < most && refused() == refusedBefore && costs() < 4 * ::most) {
+        client->send(frame(filling.command(sent++)));
+        if (client->unsentBytes() < 65536 && sent < most)
+            continue;
+        if (!waitFor([&] { return keywords->statistics().commands == commands + quint64(sent); }))
+            return false;
+        measure(client);
+    }
+    return refused() > refusedBefore;
+}
+
+void tst_HostileClients::allTogether_costLittleMemory_data()
+{
+    QTest::addColumn<bool>("encrypted");
+    QTest::addColumn<Filling>("filling");
+    for (const bool encrypted : {false, true}) {
+        for (const Filling &filling : fillings())
+            QTest::addRow("%s %s", encrypted ? "wss" : "ws", filling.name) << encrypted << filling;
+    }
+}
+
+// One session reaches all limits: first that of its memory, and then those of what waits for it and
+// from it while it reads nothing.
+void tst_HostileClients::allTogether_costLittleMemory()
+{
+    QFETCH(bool, encrypted);
+    QFETCH(Filling, filling);
+    std::vector<WriteRequest> requests;
+    for (const char *type : {"int", "string", "object"}) {
+        const QByteArray path = QByteArray("/held/") + type;
+        QVERIFY(keywords->declare(keyword(path.constData(), type, QVariant())));
+        keywords->setWriteHandler(
+            QString::fromUtf8(path),
+            [&requests](const WriteRequest &request) { requests.push_back(request); });
+    }
+    const QByteArray longName = "/long/" + QByteArray(250, 'x');
+    for (int i = 0; i < 10000; ++i)
+        QVERIFY(
+            keywords->declare(keyword((longName + QByteArray::number(i)).constData(), "int", 0)));
+    for (int i = 0; i < keywords->limits().watchedKeywords; ++i)
+        QVERIFY(keywords->declare(keyword(qPrintable(q("/many/%1").arg(i)), "int", 0)));
+    Limits limits = keywords->limits();
+    // Time limits would end the test on a busy machine, and the client need not wait.
+    limits.stalledTime = limits.writeTime = 10min;
+    limits.commandsPerSecond *= 100;
+    keywords->setLimits(limits);
+    QVERIFY(listen(encrypted));
+    const auto relay = encrypted ? std::make_unique<TlsRelay>(listener->url()) : nullptr;
+    RawClient hostile(relay ? relay->url() : listener->url(), false, {}, 65536);
+    QVERIFY(hostile.open());
+    hostile.keeps = false;
+    hostile.send(frame(createOf("/p/text")));
+    const auto watchedKeywords = [this] { return int(keywords->statistics().watchedKeywords); };
+    QTRY_COMPARE(watchedKeywords(), 2); // with that of the neighbor
+    before = allocated();
+    peak = 0;
+    QVERIFY(fill(&hostile, filling, 100000));
+    const int watched = watchedKeywords() - 2; // by the first commands
+    for (const Filling &other : fillings())
+        fill(&hostile, other, 10);
+
+    hostile.setReading(0);
+    int round = 0;
+    int waiting = 0; // turns of the event loop, since the system has had no room for more
+    const auto isFull = [&] {
+        waiting = keywords->statistics().sendingBytes > 0 ? waiting + 1 : 0;
+        if (waiting == 0)
+            keywords->setValue(q("/p/text"), QString(8192, QChar(u'x' + round++ % 2)));
+        return waiting == 20;
+    };
+    QVERIFY(waitFor(isFull));
+    quint64 commands = keywords->statistics().commands;
+    const auto sendCommands = [&](int count, const std::function<QByteArray(int)> &command) {
+        for (int i = 0; i < count; ++i)
+            hostile.send(frame(command(i)));
+        commands += quint64(count);
+    };
+    // An index reply, with the longest query, and pongs.
+    sendCommands(1, [](int) {
+        return commandOf("keyIndex",
+                         "\"factory\":\"long\",\"uuid\":\"" + QByteArray(1000000, 'x') + '"');
+    });
+    QVERIFY(waitFor([&] {
+        measure(&hostile);
+        return keywords->statistics().sendingBytes > mebibyte;
+    }));
+    for (int i = 0; i < 1500; ++i)
+        hostile.send(header(0x89, 125) + QByteArray(125, 'x'));
+    // The values of all keywords, the reply to a refused request, and commands.
+    sendCommands(watched, filling.command);
+    sendCommands(1, [](int) { return createOf(QByteArray(1000000, 'x')); });
+    QVERIFY(waitFor([&] {
+        measure(&hostile);
+        return keywords->statistics().commands == commands;
+    }));
+    sendCommands(1500, [](int) { return updateOf("/p/a", "1"); });
+    // A message of the greatest length in fragments, and the beginning of another one.
+    const auto sendFragments = [&] {
+        for (int i = 0; i < 63; ++i)
+            hostile.send(header(i ? 0x00 : 0x01, 16384) + QByteArray(16384, 'x'));
+    };
+    sendFragments();
+    QVERIFY(waitFor([&] {
+        measure(&hostile);
+        return hostile.unsentBytes() == 0;
+    }));
+    QVERIFY(neighbour->isServed());
+    QVERIFY(listener->isReadingAll());
+    hostile.send(header(0x80, 10) + QByteArray(10, 'x'));
+    ++commands;
+    sendFragments();
+    QVERIFY(waitFor([&] {
+        measure(&hostile);
+        return !listener->isReadingAll();
+    }));
+    QVERIFY(neighbour->isServed());
+    measure(&hostile);
+    QVERIFY2(peak < most, qPrintable(QString::number(peak)));
+#ifdef PELLIX_HAS_MALLINFO
+    QVERIFY2(peak > most / 2, qPrintable(QString::number(peak)));
+#endif
+
+    // None of this is lost.
+    hostile.setReading(mebibyte);
+    commands += 2; // of the neighbor
+    QTRY_COMPARE_WITH_TIMEOUT(keywords->statistics().commands, commands, 60000);
+    QVERIFY(hostile.isConnected());
+}
+
 void tst_HostileClients::refusedWrites_costLittleMemory()
 {
     const std::unique_ptr<KeywordSession> session(openSession());
@@ -758,6 +1016,71 @@ void tst_HostileClients::deepJson_isHarmless()
     QVERIFY(neighbour->isServed());
 }
 
+void tst_HostileClients::wideJson_costsLittleMemory_data()
+{
+    QTest::addColumn<QByteArray>("command");
+    const auto row = [](const char *name, const QByteArray &item) {
+        for (const int bytes : {80000, 130000, 250000, 1000000}) { // some are within the limit
+            const QByteArray list = '[' + item.repeated(bytes / item.size()) + "1]";
+            const std::pair<const char *, QByteArray> commands[] = {
+                {"list", list},
+                {"value", updateOf("/p/o", list)},
+                {"refused value", updateOf("/none", list)},
+                {"query", commandOf("keyIndex", "\"factory\":\"p\",\"x\":" + list)},
+                {"aggregate",
+                 commandOf("keyCreateOrUpdate", "\"keyword\":\"/agg\",\"children\":" + list)},
+            };
+            for (const auto &[kind, command] : commands)
+                QTest::addRow("%s, %d bytes of %s", kind, bytes, name) << command;
+        }
+    };
+    row("numbers", "1,");
+    row("great numbers", "1e18,");
+    row("texts", "\"a\",");
+    row("lists", "[1],");
+    row("objects", "{\"\":1},");
+    row("deep lists", QByteArray(900, '[') + QByteArray(900, ']') + ',');
+    row("deep objects", QByteArray("{\"\":").repeated(900) + '1' + QByteArray(900, '}') + ',');
+    QByteArray members;
+    for (int i = 0; members.size() < 90000; ++i)
+        members += '"' + QByteArray::number(i) + "\":1,";
+    row("members", '{' + members.chopped(1) + "},");
+}
+
+// Not even while the server processes a command.
+void tst_HostileClients::wideJson_costsLittleMemory()
+{
+    QFETCH(QByteArray, command);
+    const std::unique_ptr<KeywordSession> session(openSession());
+    const qint64 start = startPeak();
+    session->receive(command);
+    const qint64 peak = residentPeak() - start;
+    QVERIFY2(peak < most, qPrintable(QString::number(peak)));
+}
+
+// The limit is far above that of usual values, and characters in texts do not count.
+void tst_HostileClients::wideJson_withinTheLimitIsTaken()
+{
+    const std::unique_ptr<KeywordSession> session(openSession());
+    const auto objectOf = [](int points) {
+        return '[' + QByteArray("[1.5,2.5],").repeated(points) + "[3.5,4.5]]";
+    };
+    session->receive(updateOf("/p/o", objectOf(20000)));
+    QCOMPARE(keywords->value(q("/p/o")).toList().size(), 20001);
+    const QByteArray text = QByteArray("[{\\\",:").repeated(20000);
+    session->receive(updateOf("/p/text", '"' + text + '"'));
+    QCOMPARE(keywords->value(q("/p/text")).toString().size(), 20000 * 5);
+    QCOMPARE(keywords->statistics().longCommands, quint64(0));
+
+    session->receive(updateOf("/p/o", objectOf(50000)));
+    QCOMPARE(keywords->statistics().longCommands, quint64(1));
+    session->receive(updateOf("/p/o", objectOf(0)));
+    QCOMPARE(keywords->value(q("/p/o")).toList().size(), 1);
+    const std::unique_ptr<KeywordSession> own(keywords->openSession()); // without limits
+    own->receive(updateOf("/p/o", objectOf(50000)));
+    QCOMPARE(keywords->value(q("/p/o")).toList().size(), 50001);
+}
+
 void tst_HostileClients::aggregates_areAnswered_data()
 {
     QTest::addColumn<QByteArrayList>("commands");
@@ -890,6 +1213,34 @@ void tst_HostileClients::aggregates_thatAreBehindAreDelayedOnce()
     const quint64 delayed = keywords->statistics().delayedAggregates;
     QVERIFY2(delayed > 0 && delayed <= aggregates, qPrintable(QString::number(delayed)));
     QTRY_COMPARE_WITH_TIMEOUT(newest, int(aggregates), 30000);
+}
+
+// Each of them could keep another long value.
+void tst_HostileClients::aggregates_thatAreBehindKeepNoValues()
+{
+    constexpr int aggregates = 100;
+    const std::unique_ptr<KeywordSession> session(openSession());
+    int newest = 0; // events with the last value
+    connect(session.get(), &KeywordSession::send, this,
+            [&](const QByteArray &message) { newest += message.contains("\"value\":\"99x"); });
+    const QByteArrayList children(1000, "/p/a");
+    for (int i = 0; i < 500; ++i) // which takes the time for aggregates
+        session->receive(aggregateOf("/agg", children, i % 2 ? "min" : "max"));
+    session->pause();
+    before = allocated();
+    for (int i = 0; i < aggregates; ++i) {
+        session->receive(
+            updateOf("/p/text", '"' + QByteArray::number(i) + QByteArray(130000, 'x') + '"'));
+        session->receive(
+            aggregateOf("/eql/" + QByteArray::number(i), {"/p/text", "/p/text"}, "eql"));
+    }
+    QVERIFY(keywords->statistics().delayedAggregates > 0);
+    QVERIFY2(costs() < most, qPrintable(QString::number(costs())));
+
+    session->resume();
+    for (int i = 0; i < aggregates; ++i) // their replies come later as well
+        session->receive(createOf("/eql/" + QByteArray::number(i)));
+    QTRY_VERIFY_WITH_TIMEOUT(newest >= aggregates, 30000);
 }
 
 // Values that the role must no longer read are not sent later.

@@ -35,6 +35,7 @@ private Q_SLOTS:
     void limit_ofWatchedKeywords();
     void limit_ofMemory();
     void limit_ofMemoryCountsAggregates();
+    void limit_ofMemoryIsOne();
     void limit_ofMemoryCountsNothingThatWasLetGo();
     void limit_ofAggregatedKeywords();
     void limit_ofListedKeywords();
@@ -370,6 +371,34 @@ void tst_Sending::limit_ofMemoryCountsAggregates()
     QVERIFY(server->statistics().memoryBytes < 50 * kibibyte);
 }
 
+// Subscriptions, refused writes, and writes that wait share the limit.
+void tst_Sending::limit_ofMemoryIsOne()
+{
+    Limits limits = server->limits();
+    limits.sessionBytes = 100 * 1024;
+    server->setLimits(limits);
+    std::vector<WriteRequest> requests;
+    server->setWriteHandler(
+        q("/p/a"), [&requests](const WriteRequest &request) { requests.push_back(request); });
+    Client client(server.get(), "*");
+    while (server->statistics().writesBeyondMemory == 0)
+        client.update("/p/a", "5");
+    client.taken();
+    const qint64 before = server->statistics().memoryBytes;
+    for (int i = 0; i < 100; ++i) {
+        client.create(qPrintable(q("/unknown/%1").arg(i)));
+        client.update(qPrintable(q("/refused/%1").arg(i)), "1");
+    }
+    QCOMPARE(client.seen.size(), 200); // each command gets a reply
+    QVERIFY(server->statistics().createsBeyondMemory > 95);
+    QVERIFY(server->statistics().memoryBytes < before + 5 * 1024);
+
+    requests.clear(); // which refuses them
+    client.create("/another");
+    QCOMPARE(client.seen.constLast(), q("/another=null --c-"));
+    QCOMPARE(server->statistics().watchedKeywords, qint64(1));
+}
+
 void tst_Sending::limit_ofMemoryCountsNothingThatWasLetGo()
 {
     Limits limits = server->limits();
@@ -439,9 +468,17 @@ void tst_Sending::limit_ofAnAnswer()
              qPrintable(QString::number(length)));
     QCOMPARE(own.taken().split(QLatin1Char(' ')).size(), children);
     QCOMPARE(server->statistics().cutAnswers, quint64(1));
+    // The reply contains the request.
+    const QByteArray uuid(60 * 1024, 'x');
+    client.command("keyIndex", "{\"factory\":\"many\",\"uuid\":\"" + uuid + "\"}");
+    const qsizetype fewer = client.taken().split(QLatin1Char(' ')).size();
+    QVERIFY2(fewer > 40 && fewer < listed / 2, qPrintable(QString::number(fewer)));
+    const qsizetype same = client.messages.constLast().size();
+    QVERIFY2(same > 99 * 1024 && same < 101 * 1024, qPrintable(QString::number(same)));
+    QCOMPARE(server->statistics().cutAnswers, quint64(2));
     client.command("keyIndex", R"({"factory":"p"})");
     QCOMPARE(client.taken(), q("/p/a /p/b /p/c"));
-    QCOMPARE(server->statistics().cutAnswers, quint64(1));
+    QCOMPARE(server->statistics().cutAnswers, quint64(2));
 }
 
 // All are positive, and far from an overflow.
@@ -455,7 +492,7 @@ void tst_Sending::limits_haveDefaults()
     QCOMPARE(limits.aggregatedKeywords, 1000);
     QCOMPARE(limits.listedKeywords, 10000);
     QCOMPARE(limits.keywords, 1000000);
-    QCOMPARE(limits.sessionBytes, qint64(12) << 20);
+    QCOMPARE(limits.sessionBytes, qint64(8) << 20);
     QCOMPARE(limits.sendingBytes, qint64(1) << 16);
     QCOMPARE(limits.totalSendingBytes, qint64(1) << 26);
     QCOMPARE(limits.stalledTime, 30s);

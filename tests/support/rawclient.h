@@ -6,6 +6,7 @@
 #include "tests/support/waitfor.h"
 
 #include <QtCore/QUrl>
+#include <QtNetwork/QHostAddress>
 #include <QtNetwork/QSslConfiguration>
 #include <QtNetwork/QSslSocket>
 
@@ -14,8 +15,11 @@
 class RawClient : public QObject
 {
 public:
+    // With a size of the receive buffer of the system, which otherwise takes megabytes for a client
+    // that does not read.
     explicit RawClient(const QUrl &url, bool encrypted = false,
-                       const QSslConfiguration &configuration = QSslConfiguration())
+                       const QSslConfiguration &configuration = QSslConfiguration(),
+                       int receiveBufferSize = 0)
     {
         connect(&socket, &QSslSocket::readyRead, this, &RawClient::read);
         connect(&socket, &QSslSocket::connected, this, // avoids delays of small messages
@@ -23,6 +27,11 @@ public:
         if (!configuration.isNull())
             socket.setSslConfiguration(configuration);
         socket.setPeerVerifyMode(QSslSocket::VerifyNone);
+        if (receiveBufferSize > 0) { // before the connection is open, which fixes it
+            socket.bind(QHostAddress(QHostAddress::LocalHost));
+            socket.setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption,
+                                   receiveBufferSize);
+        }
         if (encrypted)
             socket.connectToHostEncrypted(url.host(), quint16(url.port()));
         else
@@ -74,6 +83,8 @@ public:
         socket.setReadBufferSize(qMax(bytes, qint64(1)));
         read();
     }
+
+    qint64 unsentBytes() const { return socket.bytesToWrite() + socket.encryptedBytesToWrite(); }
 
     bool isConnected() const { return socket.state() != QAbstractSocket::UnconnectedState; }
 
