@@ -367,7 +367,8 @@ void tst_KeywordPlot::line_isBoundedByThePixels()
         PlotView view = plainView(0, 1000000);
         view.size = QSizeF(500, 200);
         const PlotLine line = traceLine(ring, view, false);
-        QVERIFY2(line.points.size() <= 2 * 502, qPrintable(QString::number(line.points.size())));
+        QVERIFY2(line.points.size() <= 2 * std::size_t(502),
+                 qPrintable(QString::number(line.points.size())));
         QVERIFY(line.points.size() >= 900);
         const auto [low, high] =
             std::minmax_element(line.points.cbegin(), line.points.cend(),
@@ -478,8 +479,8 @@ void tst_KeywordPlot::line_doesNotGoOnFromOtherSamples()
     QVERIFY(tracer.canExtend(samples));
     tracer.extend(line, samples, 1000, 1000);
     QVERIFY(tracer.canExtend(samples)); // there were no samples
-    for (qint64 i = 0; i < 5; ++i)
-        samples.append({i * 100, 50.0 + i});
+    for (int i = 0; i < 5; ++i)
+        samples.append({qint64(i) * 100, 50.0 + i});
     tracer.extend(line, samples, 1000, 500);
     QVERIFY(tracer.canExtend(samples));
     const quint64 generation = samples.generation();
@@ -621,8 +622,8 @@ void tst_KeywordPlot::picture_isTheSameInTriangles()
     QFETCH(double, fillOpacity);
     QFETCH(double, offset);
     PKeywordSamples samples;
-    for (qint64 i = 0; i < 60; ++i)
-        samples.append({i * 10, i == 30 ? nothing : 50 + 40 * std::sin(i / 6.0)});
+    for (int i = 0; i < 60; ++i)
+        samples.append({qint64(i) * 10, i == 30 ? nothing : 50 + 40 * std::sin(i / 6.0)});
     PlotView view = plainView(0, 600);
     view.size = QSizeF(200, 100);
     PlotPicture picture;
@@ -684,23 +685,23 @@ void tst_KeywordPlot::picture_thatGrowsIsTheSameInTriangles()
         const std::unique_ptr<QSGNode> fresh(drawTriangles(copy, nullptr));
         return image(fresh.get());
     };
-    for (qint64 i = 0; i <= 200; ++i) {
-        samples.append({i * 5, i % 70 == 50 ? nothing : 50 + 40 * std::sin(i / 6.0)});
+    for (int i = 0; i <= 200; ++i) {
+        samples.append({qint64(i) * 5, i % 70 == 50 ? nothing : 50 + 40 * std::sin(i / 6.0)});
         QVERIFY(draw(i * 5));
         if (i % 40 == 7)
             QCOMPARE(image(node.get()), drawAnew());
         for (PlotLine &line : picture.lines)
             line.serial += i % 50 == 20; // starts a new body with the next sample
         if (i % 50 == 21) { // the end of the body changes
-            samples.append({i * 5, 5});
-            samples.append({i * 5, 95});
+            samples.append({qint64(i) * 5, 5});
+            samples.append({qint64(i) * 5, 95});
             QVERIFY(draw(i * 5));
             QCOMPARE(image(node.get()), drawAnew());
         }
     }
     // More points than the tail can hold, at once and one by one
-    for (qint64 i = 200; i < 1200; ++i) {
-        samples.append({i * 5, double(i % 90)});
+    for (int i = 200; i < 1200; ++i) {
+        samples.append({qint64(i) * 5, double(i % 90)});
         if (i % 50 == 0 || i > 1000) {
             picture.offset = 1000 - i * 5;
             QVERIFY(draw(i * 5));
@@ -804,8 +805,8 @@ void tst_KeywordPlot::plot_thatFollowedLooksLikeANewOne()
     const qint64 now = PKeywordHistory::now();
     for (PKeywordHistory &history : histories) {
         history.setCapacity(2000);
-        for (qint64 i = 0; i < 1500; ++i)
-            history.append({now - 1000000 + i * 500, 50 + 40 * std::sin(i / 90.0)});
+        for (int i = 0; i < 1500; ++i)
+            history.append({now - 1000000 + qint64(i) * 500, 50 + 40 * std::sin(i / 90.0)});
         all.add(&history);
     }
     QQuickWindow window;
@@ -975,7 +976,9 @@ void tst_KeywordPlot::keyboard()
     const auto press = [&page](int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
         QTest::keyClick(&page.window, Qt::Key(key), modifiers);
     };
-    const auto age = [area] { return area->to().msecsTo(QDateTime::currentDateTime()) / 1000.0; };
+    const auto age = [area] {
+        return double(area->to().msecsTo(QDateTime::currentDateTime())) / 1000;
+    };
 
     press(Qt::Key_Plus);
     QCOMPARE(area->span(), 48.0);

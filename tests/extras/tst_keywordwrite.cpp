@@ -7,7 +7,6 @@
 #include "pubsub/subscriber.h"
 #include "server/inprocesslink.h"
 #include "server/keywordserver.h"
-#include "server/keywordsession.h"
 #include "server/writerequest.h"
 #include "tests/support/recordingclient.h"
 
@@ -31,7 +30,6 @@
 using namespace pellix::client;
 using pellix::extras::PKeywordWrite;
 using pellix::server::KeywordServer;
-using pellix::server::KeywordSession;
 using pellix::server::linkInProcess;
 using pellix::server::WriteRequest;
 using State = PKeywordWrite::State;
