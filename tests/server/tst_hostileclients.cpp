@@ -275,6 +275,7 @@ private:
     {
         return keywords->openSession({q("hostile"), q("127.0.0.1"), q("*")});
     }
+    void allowManyAggregates();
     void pour(RawClient *client, const std::function<QByteArray(int)> &data, qint64 total);
     qint64 costs() const;
     void measure(const RawClient *client) { peak = qMax(peak, costs() - client->unsentBytes()); }
@@ -308,6 +309,13 @@ void tst_HostileClients::cleanup()
     neighbour.reset();
     listener.reset();
     keywords.reset();
+}
+
+void tst_HostileClients::allowManyAggregates()
+{
+    Limits limits = keywords->limits();
+    limits.sessionBytes *= 4;
+    keywords->setLimits(limits);
 }
 
 bool tst_HostileClients::listen(bool encrypted)
@@ -1169,6 +1177,7 @@ void tst_HostileClients::aggregates_overAllOthersAreQuick()
 // The session receives the newest values, but not all values in between.
 void tst_HostileClients::aggregates_areFormedLaterWhenTheyAreTooMany()
 {
+    allowManyAggregates();
     const std::unique_ptr<KeywordSession> session(openSession());
     QByteArray last;
     int events = 0;
@@ -1199,6 +1208,7 @@ void tst_HostileClients::aggregates_areFormedLaterWhenTheyAreTooMany()
 void tst_HostileClients::aggregates_thatAreBehindAreDelayedOnce()
 {
     constexpr quint64 aggregates = 10000;
+    allowManyAggregates();
     const std::unique_ptr<KeywordSession> session(openSession());
     constexpr int changes = 1000;
     int newest = 0; // events with the last value
