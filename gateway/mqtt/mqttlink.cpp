@@ -24,6 +24,12 @@
 #include <utility>
 #include <vector>
 
+#ifdef Q_OS_UNIX
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#endif
+
 namespace pellix::gateway {
 
 namespace {
@@ -78,6 +84,17 @@ QString refusalOf(int code)
         refusal.chop(1);
     const QLatin1String start("Connection Refused: ");
     return refusal.startsWith(start) ? refusal.mid(start.size()) : refusal;
+}
+
+// A broker may hold back a short message until the previous one is acknowledged, which the system
+// delays by up to 40 ms as soon as this end has replied to something. The system returns to this
+// by itself, so this is called after each read.
+void acknowledgeAtOnce([[maybe_unused]] int socket)
+{
+#ifdef TCP_QUICKACK
+    constexpr int on = 1;
+    ::setsockopt(socket, IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on);
+#endif
 }
 
 QString reasonOf(int code, const mosquitto_property *properties)
@@ -475,6 +492,7 @@ void MqttLink::Private::read(bool isReadable)
     }
     // The result of the library is the same if there was nothing to read.
     if (isReadable || callbacks != atStart) {
+        acknowledgeAtOnce(mosquitto_socket(client.get()));
         heard.start();
         isAsked = false;
     }

@@ -6,6 +6,7 @@
 
 #include "tests/gateway/mqtt/broker.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QTimer>
@@ -18,6 +19,8 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -135,6 +138,22 @@ private:
     const QByteArray toOld;
 };
 
+#ifdef Q_OS_LINUX
+// Of this program, or -1.
+int socketConnectedTo(quint16 port)
+{
+    const QStringList names = QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::System);
+    for (const QString &name : names) {
+        sockaddr_in peer {};
+        socklen_t size = sizeof peer;
+        if (::getpeername(name.toInt(), reinterpret_cast<sockaddr *>(&peer), &size) == 0
+            && peer.sin_family == AF_INET && ntohs(peer.sin_port) == port)
+            return name.toInt();
+    }
+    return -1;
+}
+#endif
+
 } // namespace
 
 class tst_MqttLink : public QObject
@@ -166,6 +185,7 @@ private Q_SLOTS:
     void sameClientId_endsTheOther();
     void socketsAbove1023_work();
     void messages_haveWhatTheyWerePublishedWith();
+    void messages_areAcknowledgedAtOnce();
     void manyFilters_areSubscribed();
     void refusedFilter_isNamed_data();
     void refusedFilter_isNamed();
@@ -621,6 +641,33 @@ void tst_MqttLink::messages_haveWhatTheyWerePublishedWith()
     QCOMPARE(link.received.at(1).expiry, -1);
     QVERIFY(link.received.at(2).isRetained);
     QCOMPARE(link.received.at(2).payload, QByteArray());
+}
+
+// Otherwise, a broker that waits for the acknowledgment delays the messages that follow.
+void tst_MqttLink::messages_areAcknowledgedAtOnce()
+{
+#ifdef Q_OS_LINUX
+    Broker broker;
+    QVERIFY(broker.start());
+    MqttOptions options = optionsFor(broker.port());
+    options.keepAlive = 600s; // a ping would count as sending
+    Link link(options);
+    link.link.open();
+    QTRY_VERIFY_WITH_TIMEOUT(link.isConnected(), longTime);
+    QVERIFY(link.subscribe("a"));
+    const int socket = socketConnectedTo(broker.port());
+    QVERIFY(socket >= 0);
+    for (int i = 1; i <= 20; ++i) { // the system delays more for a link that also sends
+        link.link.publish(quint64(i), "a", QByteArray::number(i), 0, 10s);
+        QTRY_COMPARE_WITH_TIMEOUT(link.received.size(), i, longTime);
+        int isQuick = 0;
+        socklen_t size = sizeof isQuick;
+        QCOMPARE(::getsockopt(socket, IPPROTO_TCP, TCP_QUICKACK, &isQuick, &size), 0);
+        QCOMPARE(isQuick, 1);
+    }
+#else
+    QSKIP("the system has no such option");
+#endif
 }
 
 void tst_MqttLink::manyFilters_areSubscribed()
