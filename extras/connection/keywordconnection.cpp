@@ -6,8 +6,8 @@
 #include "client/websocket_p.h"
 #include "extras/connection/connectiontarget_p.h"
 #include "extras/connection/lossreason_p.h"
-#include "extras/connection/pemfiles.h"
 #include "extras/connection/shownaddress.h"
+#include "extras/connection/tlsfilesreader_p.h"
 #include "pubsub/deletionwatch_p.h"
 #include "pubsub/publisher.h"
 
@@ -83,6 +83,7 @@ public:
     int handshakeTimeout = 10000;
     Credentials credentials;
     PTlsFiles files;
+    TlsFilesReader tlsFiles;
     bool complete = true; // all properties are set; QML sets them one by one
 
     QList<ConnectionTarget> targets;
@@ -650,7 +651,7 @@ void PKeywordConnection::attempt()
     if (target.encrypted) {
         QString problem;
         const auto configuration =
-            tlsConfiguration({localFile(d->files.authorities), localFile(d->files.certificate),
+            d->tlsFiles.read({localFile(d->files.authorities), localFile(d->files.certificate),
                               localFile(d->files.key)},
                              &problem);
         if (!configuration) {

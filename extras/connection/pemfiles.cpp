@@ -2,10 +2,13 @@
 // SPDX-License-Identifier: MIT
 
 #include "extras/connection/pemfiles.h"
+#include "extras/connection/tlsfilesreader_p.h"
 
 #include "extras/connection/keywordconnection.h"
 
 #include <QtCore/QFile>
+
+#include <tuple>
 
 namespace pellix::extras {
 
@@ -61,6 +64,32 @@ QByteArrayView publicPart(QSsl::KeyAlgorithm algorithm, const QByteArray &privat
     return value.tag == point ? DerValue(value.content).content : QByteArrayView();
 }
 
+QList<QSslCertificate> certificatesIn(const QByteArray &pem, const QString &fileName,
+                                      QString *error)
+{
+    QList<QSslCertificate> certificates = QSslCertificate::fromData(pem);
+    if (certificates.isEmpty())
+        *error = PKeywordConnection::tr("%1: contains no PEM certificate").arg(fileName);
+    return certificates;
+}
+
+QSslKey privateKeyIn(const QByteArray &pem, const QString &fileName, QString *error)
+{
+    if (pem.contains("BEGIN ENCRYPTED PRIVATE KEY") || pem.contains("Proc-Type: 4,ENCRYPTED")) {
+        *error = PKeywordConnection::tr("the private key in %1 is encrypted; use a decrypted copy: "
+                                        "openssl pkey -in %1 -out plain.key")
+                     .arg(fileName);
+        return QSslKey();
+    }
+    for (const QSsl::KeyAlgorithm algorithm : {QSsl::Rsa, QSsl::Ec}) {
+        QSslKey key(pem, algorithm);
+        if (!key.isNull())
+            return key;
+    }
+    *error = PKeywordConnection::tr("%1: contains no PEM private key (RSA or EC)").arg(fileName);
+    return QSslKey();
+}
+
 } // namespace
 
 /*!
@@ -100,12 +129,7 @@ QByteArrayView publicPart(QSsl::KeyAlgorithm algorithm, const QByteArray &privat
 QList<QSslCertificate> readCertificates(const QString &fileName, QString *error)
 {
     const std::optional<QByteArray> pem = contentOf(fileName, error);
-    if (!pem)
-        return {};
-    QList<QSslCertificate> certificates = QSslCertificate::fromData(*pem);
-    if (certificates.isEmpty())
-        *error = PKeywordConnection::tr("%1: contains no PEM certificate").arg(fileName);
-    return certificates;
+    return pem ? certificatesIn(*pem, fileName, error) : QList<QSslCertificate>();
 }
 
 /*!
@@ -128,21 +152,7 @@ QSslCertificate readCertificate(const QString &fileName, QString *error)
 QSslKey readPrivateKey(const QString &fileName, QString *error)
 {
     const std::optional<QByteArray> pem = contentOf(fileName, error);
-    if (!pem)
-        return QSslKey();
-    if (pem->contains("BEGIN ENCRYPTED PRIVATE KEY") || pem->contains("Proc-Type: 4,ENCRYPTED")) {
-        *error = PKeywordConnection::tr("the private key in %1 is encrypted; use a decrypted copy: "
-                                        "openssl pkey -in %1 -out plain.key")
-                     .arg(fileName);
-        return QSslKey();
-    }
-    for (const QSsl::KeyAlgorithm algorithm : {QSsl::Rsa, QSsl::Ec}) {
-        QSslKey key(*pem, algorithm);
-        if (!key.isNull())
-            return key;
-    }
-    *error = PKeywordConnection::tr("%1: contains no PEM private key (RSA or EC)").arg(fileName);
-    return QSslKey();
+    return pem ? privateKeyIn(*pem, fileName, error) : QSslKey();
 }
 
 /*!
@@ -169,13 +179,21 @@ bool belongTogether(const QSslCertificate &certificate, const QSslKey &key)
 */
 std::optional<QSslConfiguration> tlsConfiguration(const PTlsFiles &files, QString *error)
 {
-    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
-    if (!files.authorities.isEmpty()) {
-        const QList<QSslCertificate> authorities = readCertificates(files.authorities, error);
-        if (authorities.isEmpty())
-            return std::nullopt;
-        configuration.setCaCertificates(authorities);
-    }
+    return TlsFilesReader().read(files, error);
+}
+
+std::optional<QSslConfiguration> TlsFilesReader::read(const PTlsFiles &files, QString *error)
+{
+    Source next {files, {}, {}, {}, QSslConfiguration::defaultConfiguration()};
+    const auto take = [error](QByteArray *content, const QString &fileName) {
+        if (fileName.isEmpty())
+            return true;
+        const std::optional<QByteArray> pem = contentOf(fileName, error);
+        *content = pem.value_or(QByteArray());
+        return pem.has_value();
+    };
+    if (!take(&next.authorities, files.authorities))
+        return std::nullopt;
     if (files.certificate.isEmpty() != files.key.isEmpty()) {
         *error = files.key.isEmpty()
             ? PKeywordConnection::tr("the certificate %1 cannot be used without its private key")
@@ -184,13 +202,40 @@ std::optional<QSslConfiguration> tlsConfiguration(const PTlsFiles &files, QStrin
                   .arg(files.key);
         return std::nullopt;
     }
-    if (files.certificate.isEmpty())
+    if (!take(&next.certificate, files.certificate) || !take(&next.key, files.key))
+        return std::nullopt;
+    if (configuration && next.isSameAs(source))
         return configuration;
+    configuration = parse(next, error);
+    source = next;
+    return configuration;
+}
 
-    const QList<QSslCertificate> chain = readCertificates(files.certificate, error);
+bool TlsFilesReader::Source::isSameAs(const Source &other) const
+{
+    const auto members = [](const Source &source) {
+        return std::tie(source.names.authorities, source.names.certificate, source.names.key,
+                        source.authorities, source.certificate, source.key, source.standard);
+    };
+    return members(*this) == members(other);
+}
+
+std::optional<QSslConfiguration> TlsFilesReader::parse(const Source &source, QString *error)
+{
+    const PTlsFiles &files = source.names;
+    QSslConfiguration result = source.standard;
+    if (!files.authorities.isEmpty()) {
+        const auto authorities = certificatesIn(source.authorities, files.authorities, error);
+        if (authorities.isEmpty())
+            return std::nullopt;
+        result.setCaCertificates(authorities);
+    }
+    if (files.certificate.isEmpty())
+        return result;
+    const auto chain = certificatesIn(source.certificate, files.certificate, error);
     if (chain.isEmpty())
         return std::nullopt;
-    const QSslKey key = readPrivateKey(files.key, error);
+    const QSslKey key = privateKeyIn(source.key, files.key, error);
     if (key.isNull())
         return std::nullopt;
     if (!belongTogether(chain.constFirst(), key)) {
@@ -199,9 +244,9 @@ std::optional<QSslConfiguration> tlsConfiguration(const PTlsFiles &files, QStrin
                 .arg(files.key, files.certificate);
         return std::nullopt;
     }
-    configuration.setLocalCertificateChain(chain);
-    configuration.setPrivateKey(key);
-    return configuration;
+    result.setLocalCertificateChain(chain);
+    result.setPrivateKey(key);
+    return result;
 }
 
 } // namespace pellix::extras

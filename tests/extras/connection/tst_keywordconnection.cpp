@@ -189,6 +189,7 @@ private Q_SLOTS:
     void files_haveToBeRight_data();
     void files_haveToBeRight();
     void files_areReadAtEachAttempt();
+    void files_thatAreReplacedTakeEffect();
     void authority_isTrustedByThisConnectionAlone();
     void authority_replacesThoseOfTheSystem();
     void certificate_identifiesTheClient();
@@ -1078,6 +1079,30 @@ void tst_KeywordConnection::files_areReadAtEachAttempt()
     QTRY_COMPARE(connection.reason(), file + q(": No such file or directory"));
     QVERIFY(QFile::copy(path("ca"), file));
     QTRY_VERIFY(connection.connected());
+}
+
+void tst_KeywordConnection::files_thatAreReplacedTakeEffect()
+{
+    listenWithTls();
+    const QString file = path("replaced");
+    const auto replaceBy = [&](const char *name) {
+        return (!QFile::exists(file) || QFile::remove(file)) && QFile::copy(path(name), file);
+    };
+    PKeywordConnection connection;
+    connection.setMinRetryDelay(10);
+    connection.setMaxRetryDelay(10);
+    connection.setCaFile(file);
+    QVERIFY(replaceBy("ca"));
+    connection.setUrls({server->url().toString()});
+    QTRY_VERIFY(connection.connected());
+    for (const char *const name : {"other", "ca", "key", "ca"}) {
+        const bool isTrusted = qstrcmp(name, "ca") == 0;
+        QVERIFY(replaceBy(name));
+        connection.close();
+        connection.open();
+        QTRY_COMPARE(connection.connected(), isTrusted);
+        QTRY_VERIFY(isTrusted || connection.state() == State::Waiting);
+    }
 }
 
 void tst_KeywordConnection::authority_isTrustedByThisConnectionAlone()
