@@ -23,8 +23,8 @@ template <typename Value> Value orElse(Value value, Value standard)
 }
 
 // Tests one kind of screens, all of which are connected to the gateway that is killed.
-bool killUnder(Site *site, const ScreensOptions &options, qint64 finalValue, Goals *goals,
-               QJsonObject *figures)
+bool killUnder(Site *site, const ScreensOptions &options, double rate, qint64 finalValue,
+               Goals *goals, QJsonObject *figures)
 {
     Report *const report = site->report;
     constexpr int victim = 0;
@@ -36,7 +36,7 @@ bool killUnder(Site *site, const ScreensOptions &options, qint64 finalValue, Goa
     drainOthers(true);
     if (!screens.start() || !waitUntil([&] { return screens.live() == options.screens; }, 120000))
         return site->fail(q("%1 of %2 screens are live").arg(screens.live()).arg(options.screens));
-    site->publish(options.keywords); // 1 Hz per keyword
+    site->publish(rate);
     pause(2000);
     if (!screens.setFloor(site->acknowledged))
         return site->fail(q("not all processes with screens reply"));
@@ -308,15 +308,18 @@ bool runGatewayDies(const ScenarioOptions &options, Report *report)
     screens.screens = options.screens.value(0, 500);
     screens.keywordsEach = orElse(options.keywordsEach, 100);
     screens.keywords = siteOptions.keywords;
+    // Few values: the screens share the processor with everything whose recovery is measured.
+    const double rate = options.rates.value(0, 0.05) * siteOptions.keywords;
     Site site(siteOptions, report);
     if (!site.start())
         return false;
     report->line("gateway-dies: ", screens.screens, " screens of ", screens.keywordsEach,
                  " keywords, ", siteOptions.cluster.gateways, " gateways; ", siteOptions.keywords,
-                 " keywords change each second");
+                 " keywords, ", rate, " values/s");
     report->figures = {{q("scenario"), q("gateway-dies")},
                        {q("screens"), screens.screens},
                        {q("keywordsEach"), screens.keywordsEach},
+                       {q("valuesPerSecond"), rate},
                        {q("gateways"), siteOptions.cluster.gateways}};
     Goals goals(options.slack);
     qint64 finalValue = 0;
@@ -324,7 +327,7 @@ bool runGatewayDies(const ScenarioOptions &options, Report *report)
         screens.kind = q(kind);
         finalValue += 1000000;
         QJsonObject figures;
-        const bool isWell = killUnder(&site, screens, finalValue, &goals, &figures);
+        const bool isWell = killUnder(&site, screens, rate, finalValue, &goals, &figures);
         report->figures.insert(q(kind), figures);
         if (!isWell)
             return false;

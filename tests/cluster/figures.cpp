@@ -26,9 +26,11 @@ Density::Density(QList<qint64> times, qint64 from)
             ++first;
         most = qMax(most, int(i - first + 1));
     }
-    // At least one second, because a retry takes place within one.
-    const double windows = double(qMax<qint64>(1000, times.constLast() - from)) / window;
-    average = double(times.size()) / windows;
+    // Without the last hundredth: a single late event would make the average much smaller. At least
+    // one second, because a retry takes place within one.
+    const qint64 end = percentile(times, 0.99);
+    const auto count = std::upper_bound(times.cbegin(), times.cend(), end) - times.cbegin();
+    average = double(count) * window / double(qMax<qint64>(1000, end - from));
 }
 
 Kept::Kept(const std::vector<qint64> &acknowledged, const QList<QHash<int, qint64>> &nodes)

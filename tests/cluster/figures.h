@@ -19,7 +19,7 @@ struct Density
     Density(QList<qint64> times, qint64 from);
 
     int most = 0; // in any 100 ms
-    double average = 0; // per 100 ms, while they last, but for at least one second
+    double average = 0; // per 100 ms, until 99 % have occurred, but for at least one second
 };
 
 // The values that the nodes of a cluster of brokers deliver to a new subscriber, compared with the

@@ -137,7 +137,7 @@ bool Site::publishLast(qint64 value)
         publisher->setQos(1, true);
     for (const auto &publisher : publishers)
         publisher->publishAll(value);
-    return settle(120000);
+    return settle(120000 + 5 * options.keywords); // the brokers store each value
 }
 
 int Site::missing(const std::vector<qint64> &kept) const

@@ -17,6 +17,7 @@ private Q_SLOTS:
     void density_countsAcrossTheEdgesOfTenths();
     void density_countsEachWindowOnce();
     void density_ofFewEvents_isTheirAverageOverASecond();
+    void density_ofLateEvents_doesNotCount();
     void kept_expectsTheValueThatAnyNodeHas();
     void kept_silentNode_isCounted();
     void goals_limitsIncludeTheSlack_data();
@@ -52,6 +53,15 @@ void tst_ClusterFigures::density_ofFewEvents_isTheirAverageOverASecond()
 {
     QCOMPARE(Density({1000, 1010, 1020}, 1000).average, 0.3);
     QCOMPARE(Density({1000, 1010, 2000, 3000}, 1000).average, 0.2);
+}
+
+void tst_ClusterFigures::density_ofLateEvents_doesNotCount()
+{
+    QList<qint64> times;
+    for (int i = 0; i < 198; ++i)
+        times.append(1000 + 10 * i);
+    times << 9000 << 10000;
+    QCOMPARE(Density(times, 1000).average, 198 * 100 / 1970.0);
 }
 
 void tst_ClusterFigures::kept_expectsTheValueThatAnyNodeHas()
