@@ -3,14 +3,13 @@
 
 #include "tests/cluster/cluster.h"
 
+#include "tests/support/freeport.h"
 #include "tests/support/waitfor.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
-#include <QtCore/QRandomGenerator>
-#include <QtCore/QSet>
 #include <QtCore/QStandardPaths>
 #include <QtCore/QThread>
 #include <QtNetwork/QLocalSocket>
@@ -25,21 +24,6 @@ namespace {
 QString q(const char *text)
 {
     return QString::fromLatin1(text);
-}
-
-// A port below those that the system assigns to clients. Each port is returned only once, because
-// most of them are not opened immediately.
-quint16 freePort()
-{
-    static QSet<quint16> given;
-    for (;;) {
-        const auto port = quint16(QRandomGenerator::global()->bounded(15000, 32000));
-        QTcpServer server;
-        if (!given.contains(port) && server.listen(QHostAddress::LocalHost, port)) {
-            given.insert(port);
-            return port;
-        }
-    }
 }
 
 bool run(const QString &program, const QStringList &arguments)

@@ -5,6 +5,7 @@
 #include "extras/keywordextrasmodule.h"
 #include "module/pellixclientkeywordmodule.h"
 #include "tests/gateway/mqtt/broker.h"
+#include "tests/support/freeport.h"
 #include "tests/support/programscreen.h"
 
 #include <QtCore/QDeadlineTimer>
@@ -13,11 +14,9 @@
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
-#include <QtCore/QRandomGenerator>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QStandardPaths>
 #include <QtCore/QTemporaryDir>
-#include <QtNetwork/QTcpServer>
 #include <QtQml/QQmlComponent>
 #include <QtQml/QQmlEngine>
 #include <QtTest/QTest>
@@ -69,18 +68,6 @@ QStringList configurations()
         names += quotedBy(page, "\\\\quote(?:from)?file gateway/(\\S+\\.json)$");
     names.removeDuplicates();
     return names;
-}
-
-// A port that is not in use, and that the system does not assign to clients.
-int freePort()
-{
-    QTcpServer server;
-    for (int i = 0; i < 100; ++i) {
-        const int port = QRandomGenerator::global()->bounded(10000, 30000);
-        if (server.listen(QHostAddress::LocalHost, quint16(port)))
-            return port;
-    }
-    return 0;
 }
 
 // A bash as used by a reader, with the programs in its path.
@@ -191,7 +178,6 @@ void tst_GatewayGuides::init()
     broker = std::make_unique<Broker>(options);
     QVERIFY(broker->start());
     port = freePort();
-    QVERIFY(port > 0);
     qputenv("XDG_CONFIG_HOME", folder->path().toUtf8()); // with the settings of the browser
 
     // By default, these programs use the port of Debian's broker.

@@ -6,13 +6,13 @@
 #include "server/keywordserver.h"
 #include "simulator/faultywebsocketserver.h"
 #include "tests/support/clientwarnings.h"
+#include "tests/support/freeport.h"
 #include "tests/support/socketclient.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QProcess>
 #include <QtCore/QStandardPaths>
 #include <QtCore/QTemporaryDir>
-#include <QtNetwork/QTcpServer>
 #include <QtNetwork/QTcpSocket>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
@@ -41,12 +41,6 @@ QString nginxProgram()
     return inPath.isEmpty()
         ? QStandardPaths::findExecutable(q("nginx"), {q("/usr/sbin"), q("/usr/local/sbin")})
         : inPath;
-}
-
-quint16 freePort()
-{
-    QTcpServer server;
-    return server.listen(QHostAddress::LocalHost) ? server.serverPort() : 0;
 }
 
 bool write(const QString &fileName, const QString &text)
@@ -107,7 +101,6 @@ public:
         process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
 
         port = freePort();
-        QVERIFY(port != 0);
         QVERIFY(write(path("nginx.conf"),
                       q(R"(daemon off;
 worker_processes 1;

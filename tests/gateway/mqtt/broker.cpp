@@ -4,13 +4,12 @@
 #include "tests/gateway/mqtt/broker.h"
 
 #include "gateway/mqtt/libmosquitto.h"
+#include "tests/support/freeport.h"
 #include "tests/support/waitfor.h"
 
 #include <QtCore/QDeadlineTimer>
 #include <QtCore/QFile>
-#include <QtCore/QRandomGenerator>
 #include <QtCore/QStandardPaths>
-#include <QtNetwork/QTcpServer>
 
 #include <algorithm>
 #include <csignal>
@@ -34,18 +33,6 @@ bool run(const QString &program, const QStringList &arguments)
         return true;
     qWarning("%s: %s", qPrintable(program), process.readAll().constData());
     return false;
-}
-
-// A port below those that the system assigns to clients: a client could take such a port while the
-// broker is down, or even connect to itself.
-quint16 freePort()
-{
-    for (;;) {
-        const auto port = quint16(QRandomGenerator::global()->bounded(15000, 32000));
-        QTcpServer server;
-        if (server.listen(QHostAddress::LocalHost, port))
-            return port;
-    }
 }
 
 // Checks the condition frequently, and stops waiting if the process ends.

@@ -147,6 +147,8 @@ TestCase {
     function openPlant() {
         view.open("/plant");
         tryRows(plant);
+        // Each row shows a value.
+        tryVerify(() => plant.every(name => row(name).Accessible.name !== name));
     }
 
     function select(name: string) {
