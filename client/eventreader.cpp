@@ -233,13 +233,13 @@ PKeywordValueType valueTypeFromString(const QString &name)
     return typeOf(name);
 }
 
-bool readEvent(const QByteArray &message, QString *keyword, PKeywordValue *event)
+bool readEvent(const QByteArray &message, JsonNames *names, QString *keyword, PKeywordValue *event)
 {
-    JsonScanner usual(message);
+    JsonScanner usual(message, names);
     if (readUsualValues(usual, keyword, event))
         return readUsualEnd(usual, keyword, event);
     *event = PKeywordValue();
-    JsonScanner scanner(message);
+    JsonScanner scanner(message, names);
     return scanner.take('{') && readMessage(scanner, false, false, keyword, event);
 }
 

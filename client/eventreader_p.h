@@ -10,6 +10,8 @@
 
 namespace pellix::client {
 
+class JsonNames;
+
 // The value type of a name on the wire; KVT_NOPROP for every other name.
 PKeywordValueType valueTypeFromString(QLatin1String name);
 PKeywordValueType valueTypeFromString(const QString &name);
@@ -21,6 +23,6 @@ PKeywordValueType valueTypeFromString(const QString &name);
     Returns false, without logging anything, if it is another message, is not JSON, or is one of the
     rare texts whose meaning JSON leaves open: QJsonDocument decides about those.
 */
-bool readEvent(const QByteArray &message, QString *keyword, PKeywordValue *event);
+bool readEvent(const QByteArray &message, JsonNames *names, QString *keyword, PKeywordValue *event);
 
 } // namespace pellix::client

@@ -3,6 +3,8 @@
 
 #include "client/jsonscanner_p.h"
 
+#include "client/jsonnames_p.h"
+
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QStringView>
@@ -187,6 +189,17 @@ bool JsonScanner::takeString(String *string)
     return true;
 }
 
+bool JsonScanner::takeName(QString *name)
+{
+    String string;
+    if (!takeString(&string) || !take(':'))
+        return false;
+    if (!string.isPlain)
+        return string.decode(name);
+    *name = names->shared(QLatin1String(string.raw));
+    return true;
+}
+
 bool JsonScanner::takeFlag(bool *flag)
 {
     *flag = next() == 't';
@@ -342,15 +355,18 @@ bool JsonScanner::takeObject(QVariant *value, int depth)
     if (!take('}')) {
         qsizetype members = 0;
         do {
-            String string;
             QString name;
-            QVariant member;
-            if (!takeString(&string) || !string.decode(&name) || !take(':')
-                || !takeValue(&member, depth))
+            if (!takeName(&name))
                 return false;
-            map.insert(name, member);
+            // Most encoders sort the members, so the last place saves a search. With a few members,
+            // the search takes no longer than finding out.
+            constexpr qsizetype few = 8;
+            const auto member = members < few ? map.insert(name, QVariant())
+                                              : map.insert(map.cend(), name, QVariant());
             if (map.size() != ++members)
                 return false; // one of them occurs twice
+            if (!takeValue(&member.value(), depth))
+                return false;
         } while (take(','));
         if (!take('}'))
             return false;

@@ -12,6 +12,8 @@
 
 namespace pellix::client {
 
+class JsonNames;
+
 /*
     Walks over a JSON text without building a document of it. Each function steps over what it takes
     and returns whether it could.
@@ -34,7 +36,10 @@ public:
         bool decode(QString *text) const;
     };
 
-    explicit JsonScanner(const QByteArray &text) : at(text.constData()), end(at + text.size()) { }
+    JsonScanner(const QByteArray &text, JsonNames *names)
+        : at(text.constData()), end(at + text.size()), names(names)
+    {
+    }
 
     bool take(char character)
     {
@@ -67,12 +72,14 @@ public:
     bool takeFlag(bool *flag);
 
 private:
+    bool takeName(QString *name);
     bool takeNumber(QVariant *value);
     bool takeArray(QVariant *value, int depth);
     bool takeObject(QVariant *value, int depth);
 
     const char *at;
     const char *const end;
+    JsonNames *const names;
 };
 
 } // namespace pellix::client

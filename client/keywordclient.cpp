@@ -4,6 +4,7 @@
 #include "client/keywordclient.h"
 
 #include "client/eventreader_p.h"
+#include "client/jsonnames_p.h"
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
@@ -193,6 +194,7 @@ QByteArray keywordCommand(QLatin1String name, const QString &keyword)
 class PKeywordClient::Private
 {
 public:
+    JsonNames names;
     // Not a smart pointer: it must remain readable while the publisher is being destroyed, since
     // subscribers emit signals then and their owners may read it.
     PPublisher *publisher = new PPublisher;
@@ -373,7 +375,7 @@ bool PKeywordClient::receiveCommand(const QByteArray &data)
 
     QString keyword;
     PKeywordValue event;
-    if (readEvent(data, &keyword, &event)) {
+    if (readEvent(data, &d->names, &keyword, &event)) {
         d->publisher->publish(keyword, QVariant::fromValue(event));
         return true;
     }

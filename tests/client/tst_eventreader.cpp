@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "client/eventreader_p.h"
+#include "client/jsonnames_p.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QJsonDocument>
@@ -91,8 +92,9 @@ enum class Verdict {
 
 Verdict verdictOf(const QByteArray &message)
 {
+    static JsonNames names; // with those of all messages before
     Event read;
-    if (!readEvent(message, &read.keyword, &read.value))
+    if (!readEvent(message, &names, &read.keyword, &read.value))
         return Verdict::Left;
     Event expected;
     const bool isRight = readByDocument(message, &expected) && read.keyword == expected.keyword
@@ -255,6 +257,8 @@ private Q_SLOTS:
     void doubtful_isLeft();
     void anyLegalEvent_isRead();
     void anyDamagedEvent_isLeftOrRight();
+    void names_areShared();
+    void manyNames_areRight();
 };
 
 void tst_EventReader::spelling_isRead_data()
@@ -433,6 +437,41 @@ void tst_EventReader::doubtful_isLeft()
 {
     QFETCH(QByteArray, message);
     QCOMPARE(verdictOf(message), Verdict::Left);
+}
+
+// All values share one text for each member name.
+void tst_EventReader::names_areShared()
+{
+    JsonNames names;
+    const auto keys = [&names](const QByteArray &value) {
+        Event event;
+        return readEvent(eventWith(value), &names, &event.keyword, &event.value)
+            ? event.value.value.toMap().keys()
+            : QStringList();
+    };
+    const QString longest(32, u'x');
+    const QByteArray value = "{\"speed\":%1,\"" + longest.toLatin1() + "\":1}";
+    const QStringList first = keys(QByteArray(value).replace("%1", "1"));
+    const QStringList second = keys(QByteArray(value).replace("%1", "2"));
+    QCOMPARE(first, QStringList({QStringLiteral("speed"), longest}));
+    QCOMPARE(second, first);
+    for (int i = 0; i < first.size(); ++i)
+        QCOMPARE(second.at(i).constData(), first.at(i).constData());
+
+    // A longer name is not kept, because the memory for names is limited.
+    const QByteArray longer = "{\"x" + longest.toLatin1() + "\":1}";
+    QVERIFY(keys(longer).constFirst().constData() != keys(longer).constFirst().constData());
+}
+
+// There are more names than places for them.
+void tst_EventReader::manyNames_areRight()
+{
+    QByteArray members;
+    for (int i = 0; i < 2000; ++i)
+        members += ",\"m" + QByteArray::number(i) + "\":" + QByteArray::number(i);
+    const QByteArray message = eventWith("{" + members.sliced(1) + "}");
+    QCOMPARE(verdictOf(message), Verdict::Right);
+    QCOMPARE(verdictOf(message), Verdict::Right);
 }
 
 void tst_EventReader::anyLegalEvent_isRead()
