@@ -356,13 +356,7 @@ bool Cluster::start()
         if (!startNode(i))
             return false;
     }
-    if (!waitUntil([this] {
-            for (int i = 0; i < nodeCount; ++i) {
-                if (!isNodeHealthy(i))
-                    return false;
-            }
-            return true;
-        }))
+    if (!waitUntil([this] { return areNodesHealthy(); }))
         return fail(q("the brokers do not become a cluster"));
     balancer = std::make_unique<ChildProcess>(q("haproxy"));
     balancer->setLog(file(q("haproxy.log")), true);
@@ -403,6 +397,15 @@ bool Cluster::startNode(int i)
 bool Cluster::isNodeHealthy(int i) const
 {
     return httpGet(nodes[size_t(i)].httpPort, "/healthz").status == 200;
+}
+
+bool Cluster::areNodesHealthy() const
+{
+    for (int i = 0; i < nodeCount; ++i) {
+        if (!isNodeHealthy(i))
+            return false;
+    }
+    return true;
 }
 
 void Cluster::killNode(int i)

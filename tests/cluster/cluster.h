@@ -53,6 +53,7 @@ public:
 
     bool startNode(int i);
     bool isNodeHealthy(int i) const;
+    bool areNodesHealthy() const;
     void killNode(int i);
     void cutLastNode();
     void healLastNode();

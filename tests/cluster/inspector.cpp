@@ -51,9 +51,12 @@ Inspector::Wrongness Inspector::wrongnessOf(const Place &place, qint64 now) cons
     if (place.wrongSince == 0)
         return result;
     const qint64 duration = now - place.wrongSince;
-    if (faultEnd > 0)
+    if (faultEnd > 0) {
         result.longestAfter =
             std::max(result.longestAfter, now - std::max(place.wrongSince, faultEnd));
+        result.longestRecovered =
+            std::max(result.longestRecovered, now - std::max(place.wrongSince, recovery));
+    }
     result.longest = std::max(result.longest, duration);
     result.late += duration > 1000;
     result.still = 1;
@@ -77,6 +80,7 @@ Inspector::Wrongness Inspector::wrongness(const std::vector<qint64> &kept) const
         const Wrongness one = wrongnessOf(places[i], now);
         sum.longest = std::max(sum.longest, one.longest);
         sum.longestAfter = std::max(sum.longestAfter, one.longestAfter);
+        sum.longestRecovered = std::max(sum.longestRecovered, one.longestRecovered);
         sum.late += one.late;
         sum.still += one.still;
     }
@@ -88,6 +92,19 @@ void Inspector::restart()
     for (Place &place : places)
         place.wrongness = {};
     stepsBack = 0;
+}
+
+void Inspector::endFault(qint64 time)
+{
+    faultEnd = time;
+    setRecovery(time);
+}
+
+void Inspector::setRecovery(qint64 time)
+{
+    recovery = time;
+    for (Place &place : places)
+        place.wrongness.longestRecovered = 0;
 }
 
 void Inspector::read(const QString &text)

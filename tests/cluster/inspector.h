@@ -35,7 +35,8 @@ public:
     struct Wrongness
     {
         qint64 longest = 0;
-        qint64 longestAfter = 0; // counted from faultEnd
+        qint64 longestAfter = 0; // counted from the end of the fault
+        qint64 longestRecovered = 0; // counted from the recovery of the brokers
         qint64 late = 0; // occasions on which a keyword was wrong for longer than 1 s
         int still = 0; // keywords that are wrong
     };
@@ -43,7 +44,10 @@ public:
     Wrongness wrongness(const std::vector<qint64> &kept = {}) const;
     void restart(); // forgets what was wrong before
 
-    qint64 faultEnd = 0; // the time of plant::now(); 0: there was no fault
+    // These times are of plant::now().
+    void endFault(qint64 time);
+    void setRecovery(qint64 time); // again, if the brokers had not yet recovered
+
     qint64 stepsBack = 0; // changes to an older value
     qint64 foreign = 0; // values that were never published for the keyword
     qint64 events = 0;
@@ -65,4 +69,6 @@ private:
     QWebSocket socket;
     QTimer retry;
     std::vector<Place> places;
+    qint64 faultEnd = 0; // 0: there was no fault
+    qint64 recovery = 0;
 };

@@ -99,7 +99,8 @@ void tst_ClusterJudges::inspector_valueThatStaysWrong_countsUntilNow()
     const auto inspector = inspect(2);
     QVERIFY(inspector);
     constexpr qint64 ago = 5000;
-    inspector->faultEnd = plant::now() - ago + 1000;
+    inspector->endFault(plant::now() - ago + 1000);
+    inspector->setRecovery(plant::now() - ago + 3000);
 
     inspector->noteAcknowledged(0, 2, plant::now() - ago);
 
@@ -109,6 +110,8 @@ void tst_ClusterJudges::inspector_valueThatStaysWrong_countsUntilNow()
     QVERIFY(wrongness.longest >= ago);
     QVERIFY(wrongness.longestAfter >= ago - 1000);
     QVERIFY(wrongness.longestAfter <= wrongness.longest);
+    QVERIFY(wrongness.longestRecovered >= ago - 3000);
+    QVERIFY(wrongness.longestRecovered <= wrongness.longestAfter);
 
     set(0, plant::value(0, 2));
     QVERIFY(waitUntil([&] { return inspector->missing() == 0; }, longTime));
@@ -116,6 +119,13 @@ void tst_ClusterJudges::inspector_valueThatStaysWrong_countsUntilNow()
     QCOMPARE(wrongness.still, 0);
     QCOMPARE(wrongness.late, 1);
     QVERIFY(wrongness.longest >= ago);
+    QVERIFY(wrongness.longestRecovered >= ago - 3000);
+
+    // What happened before a later recovery does not count for it.
+    inspector->setRecovery(plant::now());
+    wrongness = inspector->wrongness();
+    QCOMPARE(wrongness.longestRecovered, 0);
+    QVERIFY(wrongness.longestAfter >= ago - 1000);
 }
 
 void tst_ClusterJudges::inspector_valueThatTheBrokersLost_isExcused()
