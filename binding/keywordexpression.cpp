@@ -21,26 +21,26 @@ QString withPostfix(const QString &keyword, const QString &postfix)
 
 } // namespace
 
-class PAbstractKeywordExpression::Private
+class Q_DECL_HIDDEN PAbstractKeywordExpression::Private
 {
 public:
     QString keyword;
     QStringList keywordChildren;
 };
 
-class PKeywordExpression::Private
+class Q_DECL_HIDDEN PKeywordExpression::Private
 {
 public:
     QString value;
 };
 
-class PPostfixKeywordExpression::Private
+class Q_DECL_HIDDEN PPostfixKeywordExpression::Private
 {
 public:
     QString postfix;
 };
 
-class PListPostfixKeywordExpression::Private
+class Q_DECL_HIDDEN PListPostfixKeywordExpression::Private
 {
 public:
     QString postfix;

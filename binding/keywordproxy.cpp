@@ -24,7 +24,7 @@ const QLatin1String labelPostfix("/Label");
 
 } // namespace
 
-class PKeywordProxy::Private final : public SubscriberListener
+class Q_DECL_HIDDEN PKeywordProxy::Private final : public SubscriberListener
 {
 public:
     // Data that most proxies do not need.

@@ -17,7 +17,7 @@ constexpr char protocolRequest[] =
     R"({"cmd": "keyChangeProtocol", "payload": {"newprotocol": "flatbuffers"}})";
 } // namespace
 
-class PInProcessKeywordClient::Private
+class Q_DECL_HIDDEN PInProcessKeywordClient::Private
 { };
 
 /*!

@@ -191,7 +191,7 @@ QByteArray keywordCommand(QLatin1String name, const QString &keyword)
 
 } // namespace
 
-class PKeywordClient::Private
+class Q_DECL_HIDDEN PKeywordClient::Private
 {
 public:
     JsonNames names;

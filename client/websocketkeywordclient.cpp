@@ -43,7 +43,7 @@ QUrl toOpen(const QString &address)
 
 } // namespace
 
-class PWebSocketKeywordClient::Private
+class Q_DECL_HIDDEN PWebSocketKeywordClient::Private
 {
 public:
     QStringList urls;

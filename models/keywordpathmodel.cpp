@@ -14,7 +14,7 @@ namespace {
 Q_LOGGING_CATEGORY(lcPathModel, "pellixclient.keyword.pathmodel", QtWarningMsg)
 } // namespace
 
-class PKeywordPathModel::Private
+class Q_DECL_HIDDEN PKeywordPathModel::Private
 {
 public:
     QString keyword;

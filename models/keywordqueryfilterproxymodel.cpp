@@ -26,7 +26,7 @@ bool mayBeNumber(const QString &name)
 
 } // namespace
 
-class PKeywordQueryFilterProxyModel::Private
+class Q_DECL_HIDDEN PKeywordQueryFilterProxyModel::Private
 {
 public:
     QString filter;

@@ -115,7 +115,7 @@ std::vector<Row> inRowOrder(std::vector<Row> &&children)
 
 } // namespace
 
-class PKeywordQueryModel::Private
+class Q_DECL_HIDDEN PKeywordQueryModel::Private
 {
 public:
     // -1 without one

@@ -9,7 +9,7 @@
 
 namespace pellix::client {
 
-class PPublisher::Private
+class Q_DECL_HIDDEN PPublisher::Private
 {
 public:
     using Subscription = PSubscriber::Private;

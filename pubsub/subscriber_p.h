@@ -10,7 +10,7 @@
 
 namespace pellix::client {
 
-class PSubscriber::Private
+class Q_DECL_HIDDEN PSubscriber::Private
 {
 public:
     explicit Private(PSubscriber *q)

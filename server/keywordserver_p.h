@@ -54,7 +54,7 @@ enum class Decision {
     AcceptedAsReported // the value stays as it is
 };
 
-class KeywordServer::Private
+class Q_DECL_HIDDEN KeywordServer::Private
 {
 public:
     explicit Private(KeywordServer *q);

@@ -11,7 +11,7 @@
 
 namespace pellix::server {
 
-class KeywordSession::Private
+class Q_DECL_HIDDEN KeywordSession::Private
 {
 public:
     // Its object may live on, and answers nothing.

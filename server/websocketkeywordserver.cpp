@@ -147,7 +147,7 @@ QList<QHostAddress> reachableAddresses(const QHostAddress &address)
 
 } // namespace
 
-class WebSocketKeywordServer::Private
+class Q_DECL_HIDDEN WebSocketKeywordServer::Private
 {
 public:
     struct Identity

@@ -9,7 +9,7 @@ namespace pellix::server {
 
 // The data that all copies of a request share. The destruction of the last copy refuses the write,
 // because it can no longer be decided.
-class WriteRequest::Handle
+class Q_DECL_HIDDEN WriteRequest::Handle
 {
 public:
     Handle(KeywordServer *server, quint64 id, const PendingWrite &write)

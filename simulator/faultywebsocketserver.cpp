@@ -15,7 +15,7 @@
 
 namespace pellix::simulator {
 
-class FaultyWebSocketServer::Private
+class Q_DECL_HIDDEN FaultyWebSocketServer::Private
 {
 public:
     QByteArray withFaults(const QByteArray &message) const;

@@ -169,7 +169,7 @@ Animator animatorOf(const QJsonObject &object, const KeywordServer::Keyword &key
 
 } // namespace
 
-class JsonScene::Private
+class Q_DECL_HIDDEN JsonScene::Private
 {
 public:
     void readKeyword(const QJsonValue &value, const QString &where, Problem &problem);

@@ -60,7 +60,7 @@ void addBytes(std::optional<double> &sum, const std::optional<double> &part, dou
 
 } // namespace
 
-class TelemetryScene::Private
+class Q_DECL_HIDDEN TelemetryScene::Private
 {
 public:
     struct CoreTimes

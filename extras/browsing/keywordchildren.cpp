@@ -31,7 +31,7 @@ bool isBefore(const ChildPointer &left, const ChildPointer &right)
 
 } // namespace
 
-class PKeywordChildren::Private
+class Q_DECL_HIDDEN PKeywordChildren::Private
 {
 public:
     explicit Private(PKeywordChildren *q) : q(q), rest(q, [this] { arrange(); }) { }

@@ -52,7 +52,7 @@ bool isBefore(const NodePointer &left, const NodePointer &right)
 
 } // namespace
 
-class PKeywordTree::Private
+class Q_DECL_HIDDEN PKeywordTree::Private
 {
 public:
     explicit Private(PKeywordTree *q) : q(q), rest(q, [this] { settle(); }) { }

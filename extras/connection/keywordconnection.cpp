@@ -65,7 +65,7 @@ struct Status
 
 } // namespace
 
-class PKeywordConnection::Private
+class Q_DECL_HIDDEN PKeywordConnection::Private
 {
 public:
     explicit Private(PKeywordConnection *q) : q(q) { }

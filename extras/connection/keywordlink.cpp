@@ -11,7 +11,7 @@ using namespace pellix::client;
 
 namespace pellix::extras {
 
-class PKeywordLink::Private
+class Q_DECL_HIDDEN PKeywordLink::Private
 {
 public:
     PKeywordClient *client = nullptr;

@@ -62,7 +62,7 @@ PKeywordExtent visibleExtent(const PKeywordSamples &samples, const PlotView &vie
 
 } // namespace
 
-class PKeywordPlotArea::Private
+class Q_DECL_HIDDEN PKeywordPlotArea::Private
 {
 public:
     QList<PKeywordHistory *> all() const

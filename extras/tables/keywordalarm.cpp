@@ -19,7 +19,7 @@ bool isSame(double a, double b)
 
 } // namespace
 
-class PKeywordAlarm::Private
+class Q_DECL_HIDDEN PKeywordAlarm::Private
 {
 public:
     QString keyword;

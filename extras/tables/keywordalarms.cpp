@@ -119,7 +119,7 @@ std::optional<bool> hasValue(Condition &condition, const PKeywordAlarm &alarm)
 
 } // namespace
 
-class PKeywordAlarms::Private
+class Q_DECL_HIDDEN PKeywordAlarms::Private
 {
 public:
     explicit Private(PKeywordAlarms *q) : q(q) { }

@@ -174,7 +174,7 @@ QString csvField(const QString &text, QChar separator)
 
 } // namespace
 
-class PKeywordTable::Private
+class Q_DECL_HIDDEN PKeywordTable::Private
 {
 public:
     explicit Private(PKeywordTable *q) : q(q) { }

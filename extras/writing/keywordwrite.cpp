@@ -63,7 +63,7 @@ QVariant summand(const PKeywordValue &event)
       applies only to the events before it. Afterwards, only the requested value, an error, or the
       timeout determines the outcome.
 */
-class PKeywordWrite::Private
+class Q_DECL_HIDDEN PKeywordWrite::Private
 {
 public:
     struct Request
