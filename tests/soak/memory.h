@@ -6,6 +6,7 @@
 #include <QtCore/QtGlobal>
 
 #include <algorithm>
+#include <array>
 #include <vector>
 
 // The memory that this process uses, in bytes.
@@ -17,7 +18,7 @@ struct Memory
     static Memory now();
 };
 
-// The lowest and the highest of several measured values.
+// The lowest and the highest of several values.
 struct MemorySpread
 {
     qint64 lowest = 0;
@@ -25,17 +26,29 @@ struct MemorySpread
     double relative() const { return lowest ? double(highest - lowest) / double(lowest) : 1; }
 };
 
-// The values of one field after the warm-up. Samples have the members memory and milliseconds.
+// Divides the time after the warm-up into ten sections, and compares the medians of one field in
+// them: a single sample includes pages that the allocator or the system keeps only for a moment.
+// Samples have the members memory and milliseconds.
 template <typename Sample>
 MemorySpread spreadOf(const std::vector<Sample> &samples, qint64 warmUp, qint64 Memory::*field)
 {
-    MemorySpread spread;
+    if (samples.empty())
+        return {};
+    std::array<std::vector<qint64>, 10> sections;
+    const qint64 duration = std::max<qint64>(1, samples.back().milliseconds - warmUp + 1);
     for (const Sample &sample : samples) {
-        if (sample.milliseconds < warmUp)
+        const qint64 time = sample.milliseconds - warmUp;
+        if (time >= 0)
+            sections.at(size_t(time * 10 / duration)).push_back(sample.memory.*field);
+    }
+    MemorySpread spread;
+    for (std::vector<qint64> &values : sections) {
+        if (values.empty())
             continue;
-        const qint64 bytes = sample.memory.*field;
-        spread.lowest = spread.lowest ? std::min(spread.lowest, bytes) : bytes;
-        spread.highest = std::max(spread.highest, bytes);
+        const auto middle = values.begin() + ptrdiff_t(values.size() / 2);
+        std::nth_element(values.begin(), middle, values.end());
+        spread.lowest = spread.lowest ? std::min(spread.lowest, *middle) : *middle;
+        spread.highest = std::max(spread.highest, *middle);
     }
     return spread;
 }
