@@ -38,8 +38,7 @@ public:
 
     JsonScanner(const QByteArray &text, JsonNames *names)
         : at(text.constData()), end(at + text.size()), names(names)
-    {
-    }
+    { }
 
     bool take(char character)
     {
