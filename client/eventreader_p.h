@@ -20,8 +20,7 @@ PKeywordValueType valueTypeFromString(const QString &name);
     Reads a "keyEvent" message without building a document for it, which takes a fifth to a half of
     the time, and gives exactly what QJsonDocument would have given.
 
-    The objects in the value share their member names with those of earlier calls, by means of
-   names.
+    The objects in the value share the texts of their member names, which are kept in names.
 
     Returns false, without logging anything, if it is another message, is not JSON, or is one of the
     rare texts whose meaning JSON leaves open: QJsonDocument decides about those.
