@@ -1308,8 +1308,7 @@ TestCase {
         connectTo(url);
         tryCompare(root.stage.session, "connected", true);
         root.stage.preferences.pinned = ["/plant/level", "/plant/count"];
-        view.open("/plant");
-        tryCompare(list, "count", plant.length);
+        openPlant();
         view.selected = "/plant/" + ({ "Level": "level", "Running": "running", "Serial": "serial",
                                       "Recipe": "recipe" }[page.name] ?? "name");
         tryVerify(() => findChild(view, "history").known);
