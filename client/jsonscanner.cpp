@@ -12,6 +12,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <map>
 
 namespace pellix::client {
 
@@ -350,28 +351,25 @@ bool JsonScanner::takeArray(QVariant *value, int depth)
 
 bool JsonScanner::takeObject(QVariant *value, int depth)
 {
-    QVariantMap map;
+    std::map<QString, QVariant> members;
     ++at;
     if (!take('}')) {
-        qsizetype members = 0;
+        size_t count = 0;
         do {
             QString name;
             if (!takeName(&name))
                 return false;
-            // Most encoders sort the members, so the last place saves a search. With a few members,
-            // the search takes no longer than finding out.
-            constexpr qsizetype few = 8;
-            const auto member = members < few ? map.insert(name, QVariant())
-                                              : map.insert(map.cend(), name, QVariant());
-            if (map.size() != ++members)
+            // Most encoders sort the members, so the last place saves a search.
+            const auto member = members.emplace_hint(members.cend(), std::move(name), QVariant());
+            if (members.size() != ++count)
                 return false; // one of them occurs twice
-            if (!takeValue(&member.value(), depth))
+            if (!takeValue(&member->second, depth))
                 return false;
         } while (take(','));
         if (!take('}'))
             return false;
     }
-    *value = map;
+    *value = QVariantMap(std::move(members));
     return true;
 }
 
