@@ -60,6 +60,11 @@ bool isCompound(const QVariant &value)
     return value.typeId() == QMetaType::QVariantList || value.typeId() == QMetaType::QVariantMap;
 }
 
+QString shortened(const QString &text)
+{
+    return text.size() > longestShown ? text.left(longestShown) + QChar(u'…') : text;
+}
+
 // As a user reads it, in a message.
 QString shown(const QVariant &value)
 {
@@ -76,8 +81,7 @@ QString shown(const QVariant &value)
         text = QString::fromUtf8(QJsonDocument::fromVariant(value).toJson(QJsonDocument::Compact));
     else
         text = value.toString();
-    if (text.size() > longestShown)
-        text = text.left(longestShown) + QChar(u'…');
+    text = shortened(text);
     return isCompound(value) ? text : QLatin1Char('"') + text + QLatin1Char('"');
 }
 
@@ -370,6 +374,25 @@ WrittenValue textOf(const QVariant &plain)
     return problem(Text::tr("%1 is not a string").arg(shown(plain)));
 }
 
+// The first integer of a valid JSON text that does not fit into 64 bits. QJsonDocument would round
+// it.
+QString integerBeyond64Bits(const QString &json)
+{
+    static const QRegularExpression stringOrNumber(
+        QStringLiteral(R"("(?:[^"\\]++|\\.)*+"|-?[0-9]+([.eE][0-9.eE+-]*)?)"));
+    for (auto found = stringOrNumber.globalMatch(json); found.hasNext();) {
+        const QRegularExpressionMatch match = found.next();
+        const QString text = match.captured();
+        if (match.hasCaptured(1) || text.startsWith(QLatin1Char('"')))
+            continue; // a number with a fraction or an exponent, or a string
+        bool fits = false;
+        static_cast<void>(text.toLongLong(&fits));
+        if (!fits)
+            return text;
+    }
+    return {};
+}
+
 // The JSON text of a list, a map, or null. Invalid, but without a problem, if it is none of these.
 WrittenValue jsonOf(const QString &text)
 {
@@ -381,8 +404,12 @@ WrittenValue jsonOf(const QString &text)
     const QByteArray utf8 = json.toUtf8();
     QJsonParseError error;
     const auto document = QJsonDocument::fromJson(utf8, &error);
-    if (error.error == QJsonParseError::NoError)
+    if (error.error == QJsonParseError::NoError) {
+        const QString integer = integerBeyond64Bits(json);
+        if (!integer.isEmpty())
+            return problem(Text::tr("%1 does not fit into 64 bits").arg(shortened(integer)));
         return {document.toVariant(), {}};
+    }
     const auto character = QString::fromUtf8(utf8.left(error.offset)).size(); // the last one read
     return problem(
         Text::tr("not valid JSON at character %1: %2").arg(character).arg(error.errorString()));

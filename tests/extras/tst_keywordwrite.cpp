@@ -731,6 +731,15 @@ void tst_KeywordWrite::types_data()
     toObject(QString(50, QLatin1Char('x')), "",
              "\"xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx…\" is neither an object nor a list");
     toObject(5, "", "5 is neither an object nor a list");
+    // QJsonDocument would round these, without an error.
+    toObject(q("[1, {\"a\": 9223372036854775808}]"), "",
+             "9223372036854775808 does not fit into 64 bits");
+    toObject(q("[-123456789012345678901234567890123456789012345]"), "",
+             "-123456789012345678901234567890123456789… does not fit into 64 bits");
+    toObject(q("[-9223372036854775808, 9223372036854775807]"),
+             "[-9223372036854775808,9223372036854775807]");
+    toObject(q("[\"\\\"12345678901234567890\", 0.12345678901234567890, 1e300]"),
+             "[\"\\\"12345678901234567890\",0.12345678901234568,1e+300]");
 
     const auto toAny = [&](const QVariant &value, const char *sent) {
         row("no type", PKeywordValueType::KVT_NOPROP, value, sent);
