@@ -384,7 +384,7 @@ void KeywordServer::Private::removeWatch(Watch *watch)
     session->bytes -= watch->bytes;
     endWatch(watch);
     if (watch->queued) {
-        watch->node = nullptr; // its place in the queue is left, and it goes with that
+        watch->node = nullptr; // removed from the queue when it is its turn
         watch->keyword.clear(); // which may be long
         ++session->waitingAnswers;
     } else {

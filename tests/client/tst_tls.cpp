@@ -87,7 +87,7 @@ void tst_Tls::shell(const QString &commands)
 void tst_Tls::initTestCase()
 {
     QVERIFY2(!QStandardPaths::findExecutable(q("openssl")).isEmpty(),
-             "the openssl program is needed; scripts/test installs it");
+             "the openssl program is required; scripts/test installs it");
     QVERIFY(directory.isValid());
 
     const QString recipe = contents(q(CERTIFICATES));

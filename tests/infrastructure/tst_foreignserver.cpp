@@ -119,7 +119,7 @@ void tst_ForeignServer::initTestCase()
     // Lost connections are logged as warnings, but are intended here.
     QLoggingCategory::setFilterRules(q(CLIENT_CATEGORY "=false"));
     QVERIFY2(!QStandardPaths::findExecutable(q("node")).isEmpty(),
-             "node is needed; scripts/test installs it");
+             "node is required; scripts/test installs it");
     QProcess node;
     node.setProcessEnvironment(environmentOfNode());
     node.start(q("node"), {q("--eval"), q(R"(

@@ -37,30 +37,30 @@ int main(int argc, char **argv)
     QCoreApplication::setApplicationName(QStringLiteral("soak"));
 
     QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("Runs the library for long against servers that come and go.\n"
-                       "Ends with 0 when all went well, 1 when not, and 2 when not understood."));
+    parser.setApplicationDescription(QStringLiteral(
+        "Runs the library for a long time, with servers that come and go.\n"
+        "The exit code is 0 on success, 1 on failure, or 2 if an option is invalid."));
     parser.addHelpOption();
     const QCommandLineOption restartsOption(QStringLiteral("restarts"),
-                                            QStringLiteral("Recover from <count> restarts."),
+                                            QStringLiteral("Lose the server <count> times."),
                                             QStringLiteral("count"));
     const QCommandLineOption clientsOption(QStringLiteral("clients"),
-                                           QStringLiteral("With --restarts: by <count> clients at "
-                                                          "the same time; 28 by default."),
+                                           QStringLiteral("With --restarts: <count> clients at the "
+                                                          "same time; 28 by default."),
                                            QStringLiteral("count"), QStringLiteral("28"));
     const QCommandLineOption minutesOption(QStringLiteral("minutes"),
                                            QStringLiteral("Run a mixed load for <count> minutes."),
                                            QStringLiteral("count"));
     const QCommandLineOption floodOption(QStringLiteral("flood"),
-                                         QStringLiteral("Take events as fast as a server can send "
-                                                        "them."));
+                                         QStringLiteral("Receive events as fast as a server can "
+                                                        "send them."));
     const QCommandLineOption eventsOption(QStringLiteral("events"),
                                           QStringLiteral("With --flood and --stalled: <count> "
-                                                         "events, rounded up to full ten "
-                                                         "thousands; 1000000 by default."),
+                                                         "events, rounded up to a multiple of "
+                                                         "10000; 1000000 by default."),
                                           QStringLiteral("count"), QStringLiteral("1000000"));
     const QCommandLineOption serveOption(QStringLiteral("serve"),
-                                         QStringLiteral("Have a server serve clients of all speeds "
+                                         QStringLiteral("Run a server with clients of all speeds "
                                                         "for <count> minutes."),
                                          QStringLiteral("count"));
     const QCommandLineOption stalledOption(QStringLiteral("stalled"),
@@ -83,11 +83,11 @@ int main(int argc, char **argv)
         + parser.isSet(floodOption) + parser.isSet(serveOption) + parser.isSet(stalledOption);
     if (modes != 1)
         return fail(QStringLiteral(
-            "one of --restarts, --minutes, --flood, --serve and --stalled is needed"));
+            "one of --restarts, --minutes, --flood, --serve, and --stalled is required"));
     if (parser.isSet(clientsOption) && !parser.isSet(restartsOption))
-        return fail(QStringLiteral("--clients goes with --restarts"));
+        return fail(QStringLiteral("--clients requires --restarts"));
     if (parser.isSet(eventsOption) && !parser.isSet(floodOption) && !parser.isSet(stalledOption))
-        return fail(QStringLiteral("--events goes with --flood and --stalled"));
+        return fail(QStringLiteral("--events requires --flood or --stalled"));
 
     QString error;
     const auto count = [&](const QCommandLineOption &option, int most) {

@@ -220,7 +220,7 @@ private:
 void tst_KeywordConnection::initTestCase()
 {
     QVERIFY2(!QStandardPaths::findExecutable(q("openssl")).isEmpty(),
-             "the openssl program is needed; scripts/test installs it");
+             "the openssl program is required; scripts/test installs it");
     QVERIFY(directory.isValid());
     QProcess process;
     process.setWorkingDirectory(directory.path());

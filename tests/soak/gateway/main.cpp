@@ -50,8 +50,7 @@ int main(int argc, char **argv)
         parser.addOption({q(name), q(description), q(value)});
     };
     option("brokers", "Have gateways lose their brokers <count> times.", "count");
-    option("parallel", "With --brokers: by <count> gateways at the same time; 8 by default.",
-           "count");
+    option("parallel", "With --brokers: <count> gateways at the same time; 8 by default.", "count");
     option("screens", "With --brokers: connect <count> screens to each gateway; 1 by default.",
            "count");
     option("gateway", "Run a gateway with a mixed load for <count> minutes.", "count");
@@ -65,7 +64,7 @@ int main(int argc, char **argv)
 
     const bool hasBrokers = parser.isSet(q("brokers"));
     if (hasBrokers == parser.isSet(q("gateway")))
-        return fail(q("one of --brokers and --gateway is needed"));
+        return fail(q("one of --brokers and --gateway is required"));
     if (!hasBrokers && (parser.isSet(q("parallel")) || parser.isSet(q("screens"))))
         return fail(q("--parallel and --screens go with --brokers"));
 
