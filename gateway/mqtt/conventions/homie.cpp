@@ -239,6 +239,10 @@ void HomieConvention::Reader::read(const QByteArray &payload)
 
     const QString ownId = device.section(QLatin1Char('/'), -1);
     const QString rootId = object.value(QLatin1String("root")).toString();
+    if (!rootId.isEmpty() && !isId(rootId)) {
+        skip(device, QStringLiteral("the id of its root is illegal"));
+        return;
+    }
     if (!rootId.isEmpty() && rootId != ownId)
         root = device.left(device.size() - ownId.size()) + rootId;
     deviceName = object.value(QLatin1String("name")).toString(ownId);

@@ -336,6 +336,9 @@ void tst_Homie::illegalDevice_isDropped_data()
     QTest::newRow("children") << QByteArray(R"("homie":"5.0","version":1,"children":"a")");
     QTest::newRow("extensions") << QByteArray(R"("homie":"5.0","version":1,"extensions":{})");
     QTest::newRow("root") << QByteArray(R"("homie":"5.0","version":1,"root":1)");
+    QTest::newRow("root with a wildcard") << QByteArray(R"("homie":"5.0","version":1,"root":"+")");
+    QTest::newRow("root with a NUL") << QByteArray(R"("homie":"5.0","version":1,"root":"a\u0000")");
+    QTest::newRow("root of two levels") << QByteArray(R"("homie":"5.0","version":1,"root":"a/b")");
     QTest::newRow("parent") << QByteArray(R"("homie":"5.0","version":1,"parent":[])");
 }
 
