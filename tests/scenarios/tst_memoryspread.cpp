@@ -5,6 +5,9 @@
 
 #include <QtTest/QTest>
 
+#include <cmath>
+#include <functional>
+
 namespace {
 
 struct Sample
@@ -13,16 +16,30 @@ struct Sample
     Memory memory;
 };
 
-// The spread of 120 samples, one per second, with a warm-up of 20 s.
-template <typename Function> MemorySpread spreadWith(Function bytesAt)
+constexpr qint64 warmUp = 20000;
+
+// 120 samples, one per second.
+template <typename Function> std::vector<Sample> samplesWith(Function bytesAt)
 {
     std::vector<Sample> samples;
     for (qint64 i = 0; i < 120; ++i)
         samples.push_back({i * 1000, {bytesAt(i), 0}});
-    return spreadOf(samples, 20000, &Memory::resident);
+    return samples;
+}
+
+template <typename Function> MemorySpread spreadWith(Function bytesAt)
+{
+    return spreadOf(samplesWith(bytesAt), warmUp, &Memory::resident);
+}
+
+template <typename Function> double growthWith(Function bytesAt)
+{
+    return growthOf(samplesWith(bytesAt), warmUp, &Memory::resident);
 }
 
 } // namespace
+
+Q_DECLARE_METATYPE(std::function<qint64(qint64)>)
 
 class tst_MemorySpread : public QObject
 {
@@ -34,6 +51,10 @@ private Q_SLOTS:
     void singleSamples_areIgnored();
     void growth_isFound();
     void nothing_isNotConstant();
+
+    void growthOf_data();
+    void growthOf();
+    void growthOfNothing_isNotConstant();
 };
 
 void tst_MemorySpread::constant_hasNoSpread()
@@ -70,6 +91,42 @@ void tst_MemorySpread::nothing_isNotConstant()
     // All samples are from the warm-up.
     const std::vector<Sample> samples {{0, {5000, 0}}};
     QCOMPARE(spreadOf(samples, 1000, &Memory::resident).relative(), 1.0);
+}
+
+void tst_MemorySpread::growthOf_data()
+{
+    using Bytes = std::function<qint64(qint64)>;
+    QTest::addColumn<Bytes>("bytesAt");
+    QTest::addColumn<double>("growth");
+    QTest::newRow("constant") << Bytes([](qint64) { return 5000; }) << 0.0;
+    // 10 bytes in each of 99 s, at a median of 5700.
+    QTest::newRow("leak") << Bytes([](qint64 i) { return 5000 + 10 * i; }) << 990 / 5700.0;
+    QTest::newRow("shrinking") << Bytes([](qint64 i) { return 7000 - 10 * i; }) << -990 / 6300.0;
+    QTest::newRow("warm-up") << Bytes([](qint64 i) { return i < 20 ? 1000 : 5000; }) << 0.0;
+    QTest::newRow("single samples")
+        << Bytes([](qint64 i) { return i % 5 == 0 ? 6000 : 5000; }) << 0.0;
+    // The start is low, and the end is high.
+    QTest::newRow("both ends") << Bytes([](qint64 i) {
+        return i < 25 ? 4000 : (i > 115 ? 6000 : 5000);
+    }) << 0.0;
+    QTest::newRow("leak under noise")
+        << Bytes([](qint64 i) { return 5000 + 10 * i + (i % 4 == 0 ? 700 : 0); }) << 990 / 5870.0;
+}
+
+void tst_MemorySpread::growthOf()
+{
+    QFETCH(std::function<qint64(qint64)>, bytesAt);
+    QFETCH(double, growth);
+    const double found = growthWith(bytesAt);
+    QVERIFY2(std::abs(found - growth) < 0.002, qPrintable(QString::number(found)));
+}
+
+void tst_MemorySpread::growthOfNothing_isNotConstant()
+{
+    QCOMPARE(::growthOf(std::vector<Sample>(), 0, &Memory::resident), 1.0);
+    const std::vector<Sample> samples {{0, {5000, 0}}, {1000, {5000, 0}}};
+    QCOMPARE(::growthOf(samples, 2000, &Memory::resident), 1.0);
+    QCOMPARE(::growthOf(samples, 1000, &Memory::resident), 1.0);
 }
 
 QTEST_GUILESS_MAIN(tst_MemorySpread)

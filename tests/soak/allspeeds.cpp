@@ -4,6 +4,7 @@
 #include "tests/soak/allspeeds.h"
 
 #include "tests/soak/changingkeywords.h"
+#include "tests/soak/memory.h"
 #include "tests/soak/stallingreader.h"
 
 #include <QtCore/QElapsedTimer>
@@ -33,11 +34,6 @@ qint64 median(std::vector<qint64> values)
     const auto middle = values.begin() + std::ptrdiff_t(values.size() / 2);
     std::nth_element(values.begin(), middle, values.end());
     return *middle;
-}
-
-double growth(qint64 from, qint64 to)
-{
-    return from > 0 ? double(to - from) / double(from) : 0;
 }
 
 /*
@@ -458,6 +454,12 @@ void AllSpeeds::conclude()
     }
     figures.settled = memoryOfTenth(1);
     figures.end = memoryOfTenth(9);
+    if (!figures.samples.empty()) {
+        const qint64 start = figures.samples.front().milliseconds;
+        const qint64 warmUp = start + (figures.samples.back().milliseconds - start) / 10;
+        figures.residentGrowth = growthOf(figures.samples, warmUp, &Memory::resident);
+        figures.allocatedGrowth = growthOf(figures.samples, warmUp, &Memory::heap);
+    }
     if (figures.failure.isEmpty() && figures.last.droppedClients != figures.drops) {
         figures.failure = QStringLiteral("the server counts %1 disconnected clients instead of %2")
                               .arg(figures.last.droppedClients)
@@ -466,16 +468,6 @@ void AllSpeeds::conclude()
 }
 
 } // namespace
-
-double AllSpeedsFigures::residentGrowth() const
-{
-    return growth(settled.resident, end.resident);
-}
-
-double AllSpeedsFigures::allocatedGrowth() const
-{
-    return growth(settled.allocated, end.allocated);
-}
 
 AllSpeedsFigures runAllSpeeds(const AllSpeedsOptions &options)
 {

@@ -58,9 +58,8 @@ struct AllSpeedsFigures
     MemoryOfTenth end; // in the last tenth
     qint64 residentHighest = 0;
     qint64 allocatedHighest = 0;
-
-    double residentGrowth() const;
-    double allocatedGrowth() const;
+    double residentGrowth = 0; // after the first tenth, relative
+    double allocatedGrowth = 0;
 };
 
 AllSpeedsFigures runAllSpeeds(const AllSpeedsOptions &options);

@@ -26,6 +26,36 @@ struct MemorySpread
     double relative() const { return lowest ? double(highest - lowest) / double(lowest) : 1; }
 };
 
+// How much one field grows after the warm-up, in relation to its median: the median slope of all
+// pairs of samples, times the duration. Unlike the difference between start and end, it hardly
+// depends on when the allocator returns pages to the system.
+template <typename Sample>
+double growthOf(const std::vector<Sample> &samples, qint64 warmUp, qint64 Memory::*field)
+{
+    const auto medianOf = [](auto *values) {
+        const auto middle = values->begin() + ptrdiff_t(values->size() / 2);
+        std::nth_element(values->begin(), middle, values->end());
+        return *middle;
+    };
+    std::vector<qint64> values;
+    std::vector<double> slopes;
+    for (auto one = samples.begin(); one != samples.end(); ++one) {
+        if (one->milliseconds < warmUp)
+            continue;
+        values.push_back(one->memory.*field);
+        for (auto later = one + 1; later != samples.end(); ++later) {
+            const qint64 time = later->milliseconds - one->milliseconds;
+            if (time > 0)
+                slopes.push_back(double(later->memory.*field - one->memory.*field) / double(time));
+        }
+    }
+    if (slopes.empty())
+        return 1;
+    const qint64 usual = medianOf(&values);
+    return usual ? medianOf(&slopes) * double(samples.back().milliseconds - warmUp) / double(usual)
+                 : 1;
+}
+
 // Divides the time after the warm-up into ten sections, and compares the medians of one field in
 // them: a single sample includes pages that the allocator or the system keeps only for a moment.
 // Samples have the members memory and milliseconds.
