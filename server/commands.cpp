@@ -840,8 +840,20 @@ QByteArray KeywordServer::Private::indexAnswer(SessionState *session, const QByt
             }
         }
     }
-    return "{\"cmd\":\"keyIndex\",\"payload\":{\"request\":" + query + ",\"response\":["
-        + QByteArray::fromRawData(items.constData(), items.size()) + "]}}";
+    // With some versions of Qt, the operator + would reserve twice the memory.
+    const QByteArrayView parts[] = {"{\"cmd\":\"keyIndex\",\"payload\":{\"request\":",
+                                    query,
+                                    ",\"response\":[",
+                                    {items.constData(), items.size()},
+                                    "]}}"};
+    qsizetype size = 0;
+    for (const QByteArrayView part : parts)
+        size += part.size();
+    QByteArray answer;
+    answer.reserve(size);
+    for (const QByteArrayView part : parts)
+        answer.append(part);
+    return answer;
 }
 
 } // namespace pellix::server
