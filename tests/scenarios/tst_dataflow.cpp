@@ -89,7 +89,7 @@ void declarePlant(KeywordServer *server)
 
 } // namespace
 
-class tst_ValueRoad : public QObject
+class tst_DataFlow : public QObject
 {
     Q_OBJECT
 
@@ -120,21 +120,21 @@ private:
     static void show(QQuickView &view, PKeywordClient *client);
 };
 
-void tst_ValueRoad::initTestCase()
+void tst_DataFlow::initTestCase()
 {
     // Lost connections are logged as warnings, but are intended here.
     QLoggingCategory::setFilterRules(QStringLiteral(CLIENT_CATEGORY "=false"));
     PellixClientKeywordModule::registerTypes("PellixClient.Keyword");
 }
 
-void tst_ValueRoad::transports()
+void tst_DataFlow::transports()
 {
     QTest::addColumn<QString>("transport");
     QTest::newRow("in process") << QStringLiteral("in process");
     QTest::newRow("web socket") << QStringLiteral("web socket");
 }
 
-std::unique_ptr<tst_ValueRoad::Setup> tst_ValueRoad::setUp(const QString &transport)
+std::unique_ptr<tst_DataFlow::Setup> tst_DataFlow::setUp(const QString &transport)
 {
     auto setup = std::make_unique<Setup>();
     declarePlant(&setup->server);
@@ -153,7 +153,7 @@ std::unique_ptr<tst_ValueRoad::Setup> tst_ValueRoad::setUp(const QString &transp
     return setup;
 }
 
-void tst_ValueRoad::show(QQuickView &view, PKeywordClient *client)
+void tst_DataFlow::show(QQuickView &view, PKeywordClient *client)
 {
     QQmlComponent component(view.engine());
     component.setData(screen, QUrl(QStringLiteral("qrc:/screen.qml")));
@@ -165,7 +165,7 @@ void tst_ValueRoad::show(QQuickView &view, PKeywordClient *client)
     view.show();
 }
 
-void tst_ValueRoad::screen_showsAndWrites()
+void tst_DataFlow::screen_showsAndWrites()
 {
     QFETCH(QString, transport);
     const auto setup = setUp(transport);
@@ -202,7 +202,7 @@ void tst_ValueRoad::screen_showsAndWrites()
     QTRY_COMPARE(root->property("label").toString(), QStringLiteral("/plant/tank1/Level"));
 }
 
-void tst_ValueRoad::screen_followsTheServersChanges()
+void tst_DataFlow::screen_followsTheServersChanges()
 {
     QFETCH(QString, transport);
     const auto setup = setUp(transport);
@@ -224,7 +224,7 @@ void tst_ValueRoad::screen_followsTheServersChanges()
     QTRY_COMPARE(root->property("hottest").toDouble(), 99.0);
 }
 
-void tst_ValueRoad::screen_isTornDownInAnyOrder_data()
+void tst_DataFlow::screen_isTornDownInAnyOrder_data()
 {
     QTest::addColumn<QString>("transport");
     QTest::addColumn<QString>("order");
@@ -236,7 +236,7 @@ void tst_ValueRoad::screen_isTornDownInAnyOrder_data()
     }
 }
 
-void tst_ValueRoad::screen_isTornDownInAnyOrder()
+void tst_DataFlow::screen_isTornDownInAnyOrder()
 {
     QFETCH(QString, transport);
     QFETCH(QString, order);
@@ -281,7 +281,7 @@ void tst_ValueRoad::screen_isTornDownInAnyOrder()
     }
 }
 
-void tst_ValueRoad::lastWatcherGone_endsTheSubscription()
+void tst_DataFlow::lastWatcherGone_endsTheSubscription()
 {
     const auto setup = setUp(QStringLiteral("in process"));
     auto *const client = static_cast<PInProcessKeywordClient *>(setup->client.get());
@@ -304,7 +304,7 @@ void tst_ValueRoad::lastWatcherGone_endsTheSubscription()
              QStringLiteral(R"({"cmd":"keyDestroy","payload":{"keyword":"/plant/name"}})"));
 }
 
-void tst_ValueRoad::serverLost_clearsAndComesBackFresh()
+void tst_DataFlow::serverLost_clearsAndComesBackFresh()
 {
     KeywordServer server;
     declarePlant(&server);
@@ -331,7 +331,7 @@ void tst_ValueRoad::serverLost_clearsAndComesBackFresh()
 }
 
 // 200 keywords on eight clients, so that each fixed retry interval is tested eight times.
-void tst_ValueRoad::serverRestarted_everyKeywordIsFreshEachTime()
+void tst_DataFlow::serverRestarted_everyKeywordIsFreshEachTime()
 {
     constexpr int clientCount = 8;
     constexpr int keywordCount = 200;
@@ -384,5 +384,5 @@ void tst_ValueRoad::serverRestarted_everyKeywordIsFreshEachTime()
     }
 }
 
-QTEST_MAIN(tst_ValueRoad)
-#include "tst_valueroad.moc"
+QTEST_MAIN(tst_DataFlow)
+#include "tst_dataflow.moc"
