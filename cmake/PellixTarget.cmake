@@ -92,6 +92,17 @@ function(pellix_add_sources target)
     )
 endfunction()
 
+# pellix_measure_coverage(<target>): counts the lines of the target that run, with PELLIX_COVERAGE.
+function(pellix_measure_coverage target)
+    if(PELLIX_COVERAGE)
+        # Built without exceptions, which the libraries do not use. Otherwise, lines whose only code is the
+        # cleanup after an exception, such as initializer lists, would count as not covered.
+        target_compile_options(${target} PRIVATE
+            --coverage -fprofile-update=atomic -fno-exceptions)
+        target_link_options(${target} PRIVATE --coverage)
+    endif()
+endfunction()
+
 # pellix_add_library(<target> EXPORT_NAME <name> [SOURCES ...] [HEADERS ...]):
 # adds a library with its include root (so that "client/keywordclient.h" is found), alias, version, and static
 # define. EXPORT_NAME is also the component by which find_package() finds the library.
@@ -101,13 +112,7 @@ function(pellix_add_library target)
     add_library(${target})
     add_library(PellixClient::${arg_EXPORT_NAME} ALIAS ${target})
     pellix_configure_target(${target})
-    if(PELLIX_COVERAGE)
-        # Built without exceptions, which the libraries do not use. Otherwise, lines whose only code is the
-        # cleanup after an exception, such as initializer lists, would count as not covered.
-        target_compile_options(${target} PRIVATE
-            --coverage -fprofile-update=atomic -fno-exceptions)
-        target_link_options(${target} PRIVATE --coverage)
-    endif()
+    pellix_measure_coverage(${target})
 
     pellix_add_sources(${target} SOURCES ${arg_SOURCES} HEADERS ${arg_HEADERS})
     target_include_directories(${target} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "binding/keywordproxy.h"
+#include "module/keywordresource.h"
 #include "module/pellixclientkeywordmodule.h"
 #include "tests/support/recordingclient.h"
 
@@ -177,6 +178,8 @@ void tst_Components::sendEvent(const char *keyword, const char *value, const cha
 
 void tst_Components::resource_holdsTheFiles()
 {
+    initKeywordResource();
+    initKeywordResource(); // has no effect
     for (const char *name : {"PKeywordBinding.qml", "PKeywordPath.qml", "PKeywordPathList.qml"}) {
         QFile file(q(":/") + q(name));
         QVERIFY2(file.open(QIODevice::ReadOnly), name);
