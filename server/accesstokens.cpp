@@ -62,11 +62,7 @@ void set(QString *error, const QString &message)
     stored, with the name of its holder and the role that it grants: the tokens cannot be recovered
     from the file.
 
-    \code
-    AccessTokens tokens; if (!tokens.load("tokens", &error)) return fail(error); const QByteArray
-    token = tokens.create("panel1", "operator"); // pass it to the client now tokens.save("tokens",
-    &error);
-    \endcode
+    \snippet serving/device.h tokens
 
     The file is UTF-8 text with one token per line: its digest, its role, and the name of its
     holder, separated by spaces. Empty lines and lines that begin with \c # are ignored.

@@ -30,9 +30,6 @@ constexpr qint64 bytesOfAggregate = 250;
 constexpr qint64 bytesOfChild = 440; // which may be a node of its own
 constexpr qint64 bytesOfWrite = 750; // with its copy in the request
 constexpr qint64 bytesOfText = 32; // besides its characters
-constexpr qint64 bytesOfList = 32; // besides its values
-constexpr qint64 bytesOfMap = 64;
-constexpr qint64 bytesOfMember = 96; // besides its name
 // What the document of a command takes, and what is made of it.
 constexpr qint64 documentBytesOfList = 96;
 constexpr qint64 documentBytesOfItem = 32;
@@ -60,27 +57,6 @@ bool passesAccess(Access access, const QString &filter)
 qint64 bytesOf(const QString &text)
 {
     return text.isEmpty() ? 0 : bytesOfText + text.size() * qint64(sizeof(QChar));
-}
-
-// The memory besides the variant. That of an object may be thirty times as long as its JSON, which
-// also limits the depth.
-qint64 bytesOf(const QVariant &value)
-{
-    qint64 bytes = 0;
-    if (value.typeId() == QMetaType::QString) {
-        bytes = bytesOf(value.toString());
-    } else if (value.typeId() == QMetaType::QVariantList) {
-        const QVariantList list = value.toList();
-        bytes = bytesOfList + list.size() * qint64(sizeof(QVariant));
-        for (const QVariant &item : list)
-            bytes += bytesOf(item);
-    } else if (value.typeId() == QMetaType::QVariantMap) {
-        const QVariantMap map = value.toMap();
-        bytes = bytesOfMap + map.size() * bytesOfMember;
-        for (auto item = map.cbegin(); item != map.cend(); ++item)
-            bytes += bytesOf(item.key()) + bytesOf(item.value());
-    }
-    return bytes;
 }
 
 // That of a text, or of an object as JSON.
@@ -178,13 +154,15 @@ void KeywordServer::Private::receive(SessionState *session, const QByteArray &co
         ++counts.longCommands;
         return;
     }
-    if (const QString keyword = plainKeyword(command, createCommand); !keyword.isEmpty()) {
-        create(session, keyword, {});
-        return;
-    }
-    if (const QString keyword = plainKeyword(command, destroyCommand); !keyword.isEmpty()) {
-        unwatch(session, keyword);
-        return;
+    if (!session->left) {
+        if (const QString keyword = plainKeyword(command, createCommand); !keyword.isEmpty()) {
+            create(session, keyword, {});
+            return;
+        }
+        if (const QString keyword = plainKeyword(command, destroyCommand); !keyword.isEmpty()) {
+            unwatch(session, keyword);
+            return;
+        }
     }
     const bool mayBeGreat = command.size() > greatestDocumentBytes / documentBytesOfList;
     if (session->limited && mayBeGreat && documentBytes(command) > greatestDocumentBytes) {
@@ -537,8 +515,8 @@ void KeywordServer::Private::update(SessionState *session, const QJsonObject &pa
     write.isAssumed = node->assumesWrites;
     if (write.isAssumed)
         write.before = node->value;
-    write.bytes = bytesOfWrite + bytesOf(write.path) + bytesOf(write.keyword) + bytesOf(value)
-        + bytesOf(write.before);
+    write.bytes = bytesOfWrite + bytesOf(write.path) + bytesOf(write.keyword) + memoryOf(value)
+        + memoryOf(write.before);
     // The writes of a session remain when it ends: their total is limited as well.
     if (session->limited
         && (!hasRoomFor(session, write.bytes) || writeBytes + write.bytes > greatestWriteBytes)) {
@@ -628,10 +606,14 @@ void KeywordServer::Private::accepted(const PendingWrite &write, const QVariant 
     if (isNew)
         q->setValue(write.path, value);
     SessionState *const left = server && wasRefused && !isNew ? writerOf(write) : nullptr;
-    const Watch *const watch = left ? left->watches.value(write.keyword) : nullptr;
-    // An event since the refusal has ended it already, such as that of an assumed value.
-    if (left && (!watch || watch->showsRefusal)) {
-        enqueueReply(left, {Reply::State, write.keyword, {}});
+    if (left) {
+        // An event since the refusal has ended it already, such as that of an assumed value.
+        if (!left->watches.contains(write.keyword))
+            enqueueReply(left, {Reply::State, write.keyword, {}});
+        for (Watch *watch = node ? node->watches : nullptr; watch; watch = watch->next) {
+            if (watch->session == left && std::exchange(watch->showsRefusal, false))
+                enqueueReply(left, {Reply::State, watch->keyword, {}});
+        }
         send(left);
     }
     if (server)
@@ -669,7 +651,7 @@ bool KeywordServer::Private::handOver(quint64 id, const PendingWrite &write, con
     PendingWrite &later = writes.at(*next);
     if (later.before != write.value)
         return true; // another value was reported before it
-    const qint64 more = bytesOf(value) - bytesOf(later.before);
+    const qint64 more = memoryOf(value) - memoryOf(later.before);
     later.before = value;
     later.bytes += more;
     writeBytes += more;
@@ -704,7 +686,8 @@ void KeywordServer::Private::decide(quint64 id, Decision decision, const QVarian
     }
     if (decision == Decision::AcceptedAsReported) {
         node->more().lastAccepted = qMax(node->more().lastAccepted, id);
-        accepted(write, node->value);
+        const QVariant reported = node->value; // the keyword may be removed meanwhile
+        accepted(write, reported);
         return;
     }
     if (decision == Decision::Accepted && server::fits(value, node->type)) {

@@ -28,6 +28,8 @@ constexpr qint64 formedPerMillisecond = 200;
 constexpr qint64 costOfAggregate = 20; // children, in time: mostly for its event
 constexpr std::chrono::milliseconds formPause {20};
 constexpr qsizetype greatestEncoded = 4096; // bytes of a message that is cached
+constexpr qint64 longMessage = 4096; // bytes; one that may have to wait for memory
+constexpr std::chrono::milliseconds starvedPause {20};
 
 qint64 bytesOf(const QString &text)
 {
@@ -91,6 +93,9 @@ KeywordServer::Private::Private(KeywordServer *q) : q(q)
     clock.start();
     writeTimer.setSingleShot(true);
     QObject::connect(&writeTimer, &QTimer::timeout, q, [this] { expireWrites(); });
+    starvedTimer.setSingleShot(true);
+    starvedTimer.setInterval(starvedPause);
+    QObject::connect(&starvedTimer, &QTimer::timeout, q, [this] { resumeStarved(); });
     formTimer.setSingleShot(true);
     formTimer.setInterval(formPause);
     QObject::connect(&formTimer, &QTimer::timeout, q, [this] { formThoseBehind(); });
@@ -264,6 +269,21 @@ Record KeywordServer::Private::aggregated(Aggregate &aggregate)
     return result;
 }
 
+namespace {
+
+// Whether changes of the node may affect the aggregate. Those that its session may not read must
+// not have it formed anew: an aggregate that is behind sends an event even if nothing has changed.
+bool dependsOn(const Aggregate &aggregate, const Node *node)
+{
+    return !aggregate.session->rights
+        || std::any_of(aggregate.children.cbegin(), aggregate.children.cend(),
+                       [node](const Aggregate::Child &child) {
+                           return child.node == node && child.mayBeRead;
+                       });
+}
+
+} // namespace
+
 // Notifies the sessions that watch a node, and then those of the aggregates over it whose values
 // have changed.
 void KeywordServer::Private::changed(Node *node)
@@ -278,7 +298,9 @@ void KeywordServer::Private::changed(Node *node)
         const auto &all = node->extras->aggregates;
         std::vector<Aggregate *> pending;
         std::copy_if(all.cbegin(), all.cend(), std::back_inserter(pending),
-                     [](const Aggregate *aggregate) { return !aggregate->isBehind; });
+                     [node](const Aggregate *aggregate) {
+                         return !aggregate->isBehind && dependsOn(*aggregate, node);
+                     });
         if (!pending.empty())
             changed(std::move(pending));
     }
@@ -369,8 +391,16 @@ void KeywordServer::Private::labelChanged(const QString &path)
         if ((showedLabel || watch->showsLabel) && !watch->showsKeyword())
             enqueue(watch);
     }
-    if (node->extras)
-        changed({node->extras->aggregates.cbegin(), node->extras->aggregates.cend()});
+    if (node->extras) {
+        Node *const labelled = tree.find(path);
+        std::vector<Aggregate *> over;
+        std::copy_if(node->extras->aggregates.cbegin(), node->extras->aggregates.cend(),
+                     std::back_inserter(over), [&](const Aggregate *aggregate) {
+                         const SessionState &session = *aggregate->session;
+                         return !session.rights || (labelled && isVisible(session, labelled));
+                     });
+        changed(std::move(over));
+    }
     sendAll();
 }
 
@@ -489,6 +519,8 @@ void KeywordServer::Private::send(SessionState *session)
     // cppcheck-suppress autoVariables ; reset below, unless the session is gone
     session->sending = &sending;
     while (!session->waiting.empty() && !session->paused) {
+        if (mustWait(session, session->waiting.front()))
+            break;
         const Waiting next = std::move(session->waiting.front());
         session->waiting.pop_front();
         if (next.watch) {
@@ -514,6 +546,44 @@ void KeywordServer::Private::send(SessionState *session)
             return;
     }
     session->sending = nullptr;
+}
+
+// A client that reads nothing may still receive a message, as there would be no signal later that
+// it has room. A long message waits until there is memory for it: many such clients would use too
+// much.
+bool KeywordServer::Private::mustWait(SessionState *session, const Waiting &next)
+{
+    if (!session->limited || budget->waiting < limits.totalSendingBytes)
+        return false;
+    qint64 bytes = 0;
+    if (next.reply) {
+        bytes = bytesOf(*next.reply);
+        if (next.reply->kind == Reply::Index)
+            bytes += limits.answerBytes;
+    } else if (const Node *const node = next.watch->node) {
+        const Aggregate *const aggregate = session->aggregates.value(node->path);
+        bytes = bytesOf(next.watch->keyword)
+            + memoryOf(aggregate ? aggregate->last.value : node->value);
+    }
+    if (bytes <= longMessage)
+        return false;
+    session->paused = session->starved = true;
+    ++budget->pauses;
+    if (!starvedTimer.isActive())
+        starvedTimer.start();
+    return true;
+}
+
+void KeywordServer::Private::resumeStarved()
+{
+    const QPointer<KeywordServer> server(q);
+    const QList<KeywordSession *> all = sessions.keys();
+    for (KeywordSession *const session : all) {
+        if (!server)
+            return;
+        if (SessionState *const state = sessions.value(session); state && state->starved)
+            session->resume();
+    }
 }
 
 void KeywordServer::Private::transmit(SessionState *session, const QByteArray &message)
@@ -838,14 +908,16 @@ void KeywordServer::Private::updateRightsOf(const QString &role)
 
 /*!
     \variable pellix::server::Limits::sendingBytes
-    \brief the size of the messages that wait for one session, in the application and in the system
-    together; 64 KiB by default. Beyond it, only the changed keywords are recorded, and their newest
-    values are sent later.
+    \brief the size of the messages that wait for one session; 64 KiB by default. At most
+    half of it waits in the application, and the system is asked to buffer at most a quarter. Beyond
+   it, only the changed keywords are recorded, and their newest values are sent later.
 */
 
 /*!
     \variable pellix::server::Limits::totalSendingBytes
-    \brief the size of the messages that wait for all sessions together; 64 MiB by default.
+    \brief the size of the messages that wait for all sessions together; 64 MiB by default. Beyond
+   it, a session without waiting messages still receives short ones. Messages of more than 4 KiB are
+    delayed until less data waits.
 */
 
 /*!
@@ -1305,7 +1377,9 @@ Limits KeywordServer::limits() const
 }
 
 /*!
-    Sets the limits to \a limits. Existing data beyond them is kept.
+    Sets the limits to \a limits. Existing data beyond them is kept. A client of a
+    WebSocketKeywordServer keeps the limits that applied when it connected for the size of commands,
+    their number per second, and the data that waits for it.
 */
 void KeywordServer::setLimits(const Limits &limits)
 {
@@ -1386,7 +1460,8 @@ Statistics KeywordServer::statistics() const
     \fn void KeywordServer::keywordRequested(const QString &path)
 
     This signal is emitted after a client has subscribed to \a path, directly or through an
-    aggregate, and received its state.
+    aggregate, and received its state. It is also emitted for clients that may not read \a path,
+    because their role can change.
 
     \sa keywordReleased(), requestedKeywords()
 */
@@ -1404,7 +1479,8 @@ Statistics KeywordServer::statistics() const
     \fn void KeywordServer::indexRequested(const QString &path)
 
     This signal is emitted when a client requests the keywords directly below \a path, before the
-    reply: it contains what a slot declares. The \a path is empty for the top level.
+    reply: it contains what a slot declares and the client may read. The \a path is empty for the
+   top level.
 */
 
 /*!

@@ -97,6 +97,8 @@ public:
     void enqueueReply(SessionState *session, Reply reply);
     void enqueueRefusal(SessionState *session, const QString &keyword);
     void send(SessionState *session);
+    bool mustWait(SessionState *session, const Waiting &next);
+    void resumeStarved();
     void sendAll();
     void transmit(SessionState *session, const QByteArray &message);
     QByteArray messageFor(Watch *watch);
@@ -170,6 +172,7 @@ public:
     quint64 round = 1;
     bool inRound = false;
     std::vector<Aggregate *> formedInRound;
+    QTimer starvedTimer;
     QTimer formTimer;
     int nesting = 0; // of those being formed
 

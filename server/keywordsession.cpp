@@ -63,6 +63,7 @@ Peer KeywordSession::peer() const
 void KeywordSession::pause()
 {
     d->state.paused = true;
+    d->state.starved = false; // it is not resumed by the server
 }
 
 /*!
@@ -71,7 +72,7 @@ void KeywordSession::pause()
 */
 void KeywordSession::resume()
 {
-    d->state.paused = false;
+    d->state.paused = d->state.starved = false;
     if (d->server)
         d->server->d->send(&d->state);
 }

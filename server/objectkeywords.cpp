@@ -214,10 +214,13 @@ void ObjectKeywords::onDestroyed()
     d->sendAll();
 }
 
+// Invalid once the object is gone, or has moved to another thread, where its functions must not be
+// called from this one.
 QMetaProperty ObjectKeywords::metaProperty(int number) const
 {
-    return object ? object->metaObject()->property(properties[std::size_t(number)].index)
-                  : QMetaProperty();
+    return object && object->thread() == thread()
+        ? object->metaObject()->property(properties[std::size_t(number)].index)
+        : QMetaProperty();
 }
 
 // False if there is nothing to read, or nobody left who would want it.
@@ -269,7 +272,8 @@ void ObjectKeywords::write(int number, const WriteRequest &request)
 {
     const QMetaProperty property = metaProperty(number);
     if (!property.isValid()) {
-        request.refuse(QStringLiteral("the object has been destroyed"));
+        request.refuse(object ? QStringLiteral("the object has moved to another thread")
+                              : QStringLiteral("the object has been destroyed"));
         return;
     }
     const QPointer<ObjectKeywords> self(this);

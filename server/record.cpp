@@ -12,6 +12,16 @@ namespace {
 
 constexpr double intLimit = 9223372036854775808.0; // the first above the values of an int
 
+constexpr qint64 bytesOfText = 32; // besides its characters
+constexpr qint64 bytesOfList = 32; // besides its values
+constexpr qint64 bytesOfMap = 64;
+constexpr qint64 bytesOfMember = 96; // besides its name
+
+qint64 textBytes(const QString &text)
+{
+    return text.isEmpty() ? 0 : bytesOfText + text.size() * qint64(sizeof(QChar));
+}
+
 const std::array<QString, 6> &typeWords()
 {
     static const std::array<QString, 6> words {QStringLiteral(""),       QStringLiteral("bool"),
@@ -113,6 +123,25 @@ QVariant asType(const QVariant &value, Type type)
     if (type == Type::Double)
         return value.toDouble();
     return value;
+}
+
+qint64 memoryOf(const QVariant &value)
+{
+    qint64 bytes = 0;
+    if (value.typeId() == QMetaType::QString) {
+        bytes = textBytes(value.toString());
+    } else if (value.typeId() == QMetaType::QVariantList) {
+        const QVariantList list = value.toList();
+        bytes = bytesOfList + list.size() * qint64(sizeof(QVariant));
+        for (const QVariant &item : list)
+            bytes += memoryOf(item);
+    } else if (value.typeId() == QMetaType::QVariantMap) {
+        const QVariantMap map = value.toMap();
+        bytes = bytesOfMap + map.size() * bytesOfMember;
+        for (auto item = map.cbegin(); item != map.cend(); ++item)
+            bytes += textBytes(item.key()) + memoryOf(item.value());
+    }
+    return bytes;
 }
 
 } // namespace pellix::server

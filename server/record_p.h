@@ -43,6 +43,9 @@ bool fits(const QVariant &value, Type type);
 
 // The value in the form in which the type is kept: whole numbers as such, others as double.
 QVariant asType(const QVariant &value, Type type);
+// The memory of a value besides the variant. That of an object may be thirty times as long as its
+// JSON, which also limits the depth.
+qint64 memoryOf(const QVariant &value);
 
 // What an event says of a keyword at this moment.
 struct Record

@@ -95,6 +95,7 @@ public:
     std::function<bool()> hasRoom; // with a receiver: whether it takes more, or the session pauses
     bool *sending = nullptr; // set to false when the session, or the server, goes while it sends
     bool paused = false;
+    bool starved = false; // paused until less waits for all clients
     bool inTurn = false; // among those that are to send
     bool left = false; // there are no receivers any more
 

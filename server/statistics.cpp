@@ -53,7 +53,9 @@ qint64 counted(quint64 value)
 
 /*!
     \variable pellix::server::Statistics::memoryBytes
-    \brief an estimate of the memory for keywords and sessions.
+    \brief an estimate of the memory for the names of keywords, and for the subscriptions,
+   aggregates, waiting replies, and pending writes of sessions. It includes neither values nor
+   labels.
 */
 
 /*!
@@ -231,7 +233,7 @@ QByteArray Statistics::toPrometheus() const
         {"keywords", "gauge", "Declared keywords.", keywords},
         {"watched_keywords", "gauge", "Keywords to which sessions are subscribed.",
          watchedKeywords},
-        {"memory_bytes", "gauge", "Memory for keywords and sessions.", memoryBytes},
+        {"memory_bytes", "gauge", "Memory for keywords and sessions, without values.", memoryBytes},
         {"sending_bytes", "gauge", "Messages that wait for clients.", sendingBytes},
         {"certificate_days", "gauge", "Days until the certificate expires, or -1 without one.",
          certificateDays},

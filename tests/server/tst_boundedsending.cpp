@@ -231,6 +231,8 @@ private Q_SLOTS:
     void setConnected_ofManyIsBounded();
     void total_isLimited_data() { addTransports(); }
     void total_isLimited();
+    void total_isLimitedForLongMessages_data();
+    void total_isLimitedForLongMessages();
     void noProgress_isDropped_data() { addTransports(); }
     void noProgress_isDropped();
     void noProgress_isDroppedDespitePings_data() { addTransports(); }
@@ -468,6 +470,86 @@ void tst_BoundedSending::total_isLimited()
     for (const auto &client : stalled)
         QTRY_VERIFY(valuesIn(client->received)[pathOf(keywords - 1)] == round);
     QTRY_COMPARE(server->statistics().sendingBytes, qint64(0));
+}
+
+void tst_BoundedSending::total_isLimitedForLongMessages_data()
+{
+    QTest::addColumn<bool>("tls");
+    QTest::addColumn<std::function<QByteArray(int)>>("command");
+    QTest::addColumn<int>("messages"); // for each client
+    const auto create = [](const QByteArray &keyword) -> QByteArray {
+        return R"({"cmd":"keyCreateOrUpdate","payload":{"keyword":")" + keyword + R"("}})";
+    };
+    const auto add = [](const char *name, int messages,
+                        const std::function<QByteArray(int)> &command) {
+        QTest::addRow("ws %s", name) << false << command << messages;
+        QTest::addRow("wss %s", name) << true << command << messages;
+    };
+    add("index", 10, [](int) -> QByteArray {
+        return R"({"cmd":"keyIndex","payload":{"factory":"all","uuid":"x"}})";
+    });
+    add("text", 1, [=](int) { return create("/long/text"); });
+    add("object", 1, [=](int) { return create("/long/object"); });
+    add("keyword", 10,
+        [=](int i) { return create(QByteArray::number(i) + QByteArray(60000, 'x')); });
+    add("separators", 10, [=](int) { return create(QByteArray(60000, '/')); });
+}
+
+// A client without waiting messages may always receive one. There may be very many clients.
+void tst_BoundedSending::total_isLimitedForLongMessages()
+{
+    QFETCH(bool, tls);
+    QFETCH(std::function<QByteArray(int)>, command);
+    QFETCH(int, messages);
+    if (tls)
+        listenWithTls();
+    constexpr int clients = 20;
+    constexpr qint64 total = 256 * kibibyte;
+    setLimits([](Limits &limits) { limits.totalSendingBytes = total; });
+    declare(100);
+    KeywordServer::Keyword number;
+    number.type = q("int");
+    for (int i = 0; i < 2000; ++i) {
+        number.path = q("/all/%1%2").arg(QString(100, QLatin1Char('x'))).arg(i);
+        QVERIFY(server->declare(number));
+    }
+    KeywordServer::Keyword text;
+    text.path = q("/long/text");
+    text.type = q("string");
+    text.value = QString(200000, QLatin1Char('x'));
+    QVERIFY(server->declare(text));
+    text.path = q("/long/object");
+    text.type = q("object");
+    text.value = QVariantList {text.value};
+    QVERIFY(server->declare(text));
+
+    std::vector<std::unique_ptr<RawClient>> stalled;
+    for (int i = 0; i < clients; ++i) {
+        stalled.push_back(
+            std::make_unique<RawClient>(sockets->url(), tls, QSslConfiguration(), smallBuffer));
+        QVERIFY(stalled.back()->open());
+        stalled.back()->setReading(0);
+        for (int message = 0; message < messages; ++message)
+            stalled.back()->send(RawClient::frame(1, command(message)));
+    }
+    QTRY_VERIFY(server->statistics().sendingPauses > 0);
+    Reader reader(sockets->url()); // is told of short ones
+    QTRY_VERIFY(reader.isConnected());
+    reader.create(100);
+    QTRY_COMPARE(reader.events, 100);
+    const qint64 waiting = server->statistics().sendingBytes;
+    QVERIFY2(waiting < total + 512 * kibibyte, qPrintable(QString::number(waiting)));
+
+    // Each message is sent when there is memory for it.
+    for (const auto &client : stalled)
+        client->setReading(mebibyte);
+    for (const auto &client : stalled)
+        QTRY_COMPARE_WITH_TIMEOUT(textsIn(client->received).size(), messages, 30000);
+    QTRY_COMPARE(server->statistics().sendingBytes, qint64(0));
+    for (const auto &client : stalled) { // and it goes on
+        client->send(RawClient::frame(1, createOf(0)));
+        QTRY_COMPARE_WITH_TIMEOUT(textsIn(client->received).size(), messages + 1, 30000);
+    }
 }
 
 void tst_BoundedSending::noProgress_isDropped()

@@ -236,6 +236,7 @@ private Q_SLOTS:
     void flood_costsLittleMemory_data();
     void flood_costsLittleMemory();
     void flood_leavesTimeForOthers();
+    void flood_isNotAnsweredWhenItsClientGoes_data();
     void flood_isNotAnsweredWhenItsClientGoes();
     void stalledReader_costsLittleMemory_data();
     void stalledReader_costsLittleMemory();
@@ -568,15 +569,28 @@ void tst_HostileClients::flood_leavesTimeForOthers()
     QVERIFY2(after < before + commands / 2, qPrintable(QString::number(after - before)));
 }
 
+void tst_HostileClients::flood_isNotAnsweredWhenItsClientGoes_data()
+{
+    QTest::addColumn<std::function<QByteArray(int)>>("command");
+    const auto add = [](const char *name, std::function<QByteArray(int)> command) {
+        QTest::newRow(name) << std::move(command);
+    };
+    add("queries", [](int) { return commandOf("keyIndex", {}); });
+    add("subscriptions", [](int i) { return createOf("/new/" + QByteArray::number(i)); });
+}
+
 void tst_HostileClients::flood_isNotAnsweredWhenItsClientGoes()
 {
+    QFETCH(std::function<QByteArray(int)>, command);
     QVERIFY(listenForTiringClients());
     RawClient hostile(listener->url());
     QVERIFY(hostile.open());
     const quint64 before = keywords->statistics().events;
+    int requested = 0;
+    connect(keywords.get(), &KeywordServer::keywordRequested, this, [&] { ++requested; });
     constexpr int commands = 3000;
     for (int i = 0; i < commands; ++i)
-        hostile.send(frame(commandOf("keyIndex", {})));
+        hostile.send(frame(command(i)));
     hostile.send(frame(updateOf("/p/a", "77")));
     hostile.socket.disconnectFromHost(); // when all data has been sent
     QTRY_COMPARE_WITH_TIMEOUT(listener->clientCount(), 1, 30000);
@@ -584,6 +598,7 @@ void tst_HostileClients::flood_isNotAnsweredWhenItsClientGoes()
     QVERIFY(keywords->statistics().events < before + commands / 2);
     QTRY_COMPARE_WITH_TIMEOUT(keywords->value(q("/p/a")).toInt(), 77,
                               30000); // no write is lost
+    QVERIFY2(requested < commands / 2, qPrintable(QString::number(requested)));
 }
 
 void tst_HostileClients::stalledReader_costsLittleMemory_data()

@@ -10,6 +10,7 @@
 
 #include <QtTest/QTest>
 
+#include <functional>
 #include <memory>
 
 using namespace pellix::server;
@@ -39,6 +40,8 @@ QByteArray over(const char *spelling, const char *mode, const char *path = "/x")
 
 } // namespace
 
+Q_DECLARE_METATYPE(std::function<void(KeywordServer *)>)
+
 // Over real sockets, with two tokens: a guest, who must not read anything below /secret and /dev,
 // tries all possibilities, next to a client with full rights, who receives all of it.
 class tst_RoleEscapes : public QObject
@@ -53,6 +56,8 @@ private Q_SLOTS:
     void guest_isToldNothing();
     void guest_changesNothing_data();
     void guest_changesNothing();
+    void delayedAggregate_tellsNothing_data();
+    void delayedAggregate_tellsNothing();
     void sameName_isNoSameSession();
     void memory_isCountedAlike_data();
     void memory_isCountedAlike();
@@ -239,6 +244,59 @@ void tst_RoleEscapes::guest_changesNothing()
 }
 
 // An aggregate belongs to its session and its rights, even if other sessions use the same name.
+void tst_RoleEscapes::delayedAggregate_tellsNothing_data()
+{
+    using Change = std::function<void(KeywordServer *)>;
+    QTest::addColumn<QByteArray>("path");
+    QTest::addColumn<Change>("change");
+    QTest::newRow("value") << QByteArray(
+        "/secret/a") << Change([](KeywordServer *server) { server->setValue(q("/secret/a"), 7); });
+    QTest::newRow("label") << QByteArray("/secret/a/Label") << Change([](KeywordServer *server) {
+        server->setLabel(q("/secret/a"), q("HIDDEN other"));
+    });
+    QTest::newRow("label of a level")
+        << QByteArray("/secret/Label")
+        << Change([](KeywordServer *server) { server->setLabel(q("/secret"), q("HIDDEN other")); });
+    QTest::newRow("removed") << QByteArray(
+        "/secret/a") << Change([](KeywordServer *server) { server->remove(q("/secret/a")); });
+    QTest::newRow("declared") << QByteArray("/secret/new") << Change([](KeywordServer *server) {
+        server->declare(keyword("/secret/new", "int", secretNumber));
+    });
+}
+
+// Aggregates are formed later when their session has used its time. An event of one that has not
+// changed would tell that something happens to a keyword that the session may not read.
+void tst_RoleEscapes::delayedAggregate_tellsNothing()
+{
+    QFETCH(QByteArray, path);
+    QFETCH(std::function<void(KeywordServer *)>, change);
+    const std::unique_ptr<KeywordSession> session(
+        keywords->openSession({q("guest"), q("127.0.0.1"), q("guest")}));
+    int hidden = 0;
+    int shown = 0;
+    connect(session.get(), &KeywordSession::send, this, [&](const QByteArray &message) {
+        hidden += message.contains("/over/hidden");
+        shown += message.contains("/over/shown");
+    });
+    session->receive(over(path.constData(), "max", "/over/hidden"));
+    session->receive(over("/plant/shown", "max", "/over/shown"));
+    QCOMPARE(hidden, 1);
+    QCOMPARE(shown, 1);
+    QByteArrayList children;
+    for (int i = 0; i < 1000; ++i)
+        children << "\"/plant/one\"";
+    for (int i = 0; i < 500; ++i) { // which takes the time for aggregates
+        session->receive(command("keyCreateOrUpdate",
+                                 keywordOf("/many") + ",\"children\":[" + children.join(',')
+                                     + "],\"aggregation\":\"" + (i % 2 ? "min" : "max") + '"'));
+    }
+    change(keywords.get());
+    keywords->setValue(q("/plant/shown"), 3);
+    QVERIFY(keywords->statistics().delayedAggregates > 0);
+    QTRY_COMPARE(shown, 2); // formed after those that are older
+    QCOMPARE(hidden, 1);
+}
+
 void tst_RoleEscapes::sameName_isNoSameSession()
 {
     const auto guest = open(guestToken);

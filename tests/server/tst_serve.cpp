@@ -414,6 +414,7 @@ private Q_SLOTS:
     void serve_leavesObjectNameOutUnlessAsked();
     void serve_refusesWhatCannotBeServed();
     void serve_refusesAnObjectOfAnotherThread();
+    void moved_isNeitherReadNorWritten();
     void serve_refusesMoreThanTheLimit();
     void serve_atTwoPaths();
     void types_data();
@@ -577,6 +578,25 @@ void tst_Serve::serve_refusesAnObjectOfAnotherThread()
     QVERIFY(!server->serve(&tank, q("/t")));
     QCOMPARE(server->keywordCount(), 0);
     QCOMPARE(tank.reads, 0);
+}
+
+void tst_Serve::moved_isNeitherReadNorWritten()
+{
+    Tank tank;
+    QVERIFY(server->serve(&tank, q("/t")));
+    const QVariant before = server->value(q("/t/level"));
+    const int reads = tank.reads;
+    QThread thread;
+    tank.moveToThread(&thread);
+    Q_EMIT tank.levelChanged();
+    Client client(server.get());
+    client.watch("/t/setpoint");
+    client.taken();
+    client.update("/t/setpoint", "77");
+    QVERIFY2(client.taken().endsWith(QLatin1String("e")), "the write was not refused");
+    QCoreApplication::processEvents();
+    QCOMPARE(server->value(q("/t/level")), before);
+    QCOMPARE(tank.reads, reads);
 }
 
 void tst_Serve::serve_refusesMoreThanTheLimit()

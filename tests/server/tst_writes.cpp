@@ -48,6 +48,8 @@ private Q_SLOTS:
     void accepted_asReportedLeavesTheValue_data();
     void accepted_asReportedLeavesTheValue();
     void accepted_asReportedEndsARefusal();
+    void accepted_endsARefusalInEachSpelling();
+    void accepted_asReportedMayRemoveTheKeyword();
     void accepted_endsARefusalOnce();
     void accepted_endsARefusalThatWaits();
     void refused_isToldToTheWriterAlone();
@@ -213,6 +215,41 @@ void tst_Writes::accepted_asReportedEndsARefusal()
     writer.update("/p/v", "26");
     requests[1].acceptAsReported();
     QCOMPARE(writer.taken(), q("/p/v=10 coc-"));
+}
+
+void tst_Writes::accepted_endsARefusalInEachSpelling()
+{
+    keepRequests();
+    Client writer(server.get());
+    writer.create("/p/v");
+    writer.create("p#v");
+    writer.update("p#v", "25");
+    requests[0].refuse();
+    QCOMPARE(writer.taken(), q("/p/v=10 coc- | p#v=10 coc- | p#v=10 coce"));
+    writer.update("/p/v", "10");
+    requests[1].accept();
+    QCOMPARE(writer.taken(), q("p#v=10 coc-"));
+    writer.update("/p/v", "10");
+    requests[2].accept();
+    QCOMPARE(writer.taken(), QString()); // it was not refused
+}
+
+// The writer is told of it, and may do anything then.
+void tst_Writes::accepted_asReportedMayRemoveTheKeyword()
+{
+    keepRequests();
+    Client writer(server.get());
+    QVariantList written;
+    connect(server.get(), &KeywordServer::valueWritten, this,
+            [&](const QString &, const QVariant &value) { written << value; });
+    writer.update("/p/v", "25");
+    requests[0].refuse();
+    connect(writer.session.get(), &KeywordSession::send, this,
+            [this] { server->remove(q("/p/v")); });
+    writer.update("/p/v", "26");
+    requests[1].acceptAsReported();
+    QVERIFY(!server->contains(q("/p/v")));
+    QCOMPARE(written, QVariantList {10.0});
 }
 
 // An event that has been sent in the meantime has ended the refusal, such as when a device reports
